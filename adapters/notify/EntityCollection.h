@@ -1,0 +1,30 @@
+#pragma once
+
+#include "adapters/notify/KeyedCollection.h"
+#include "platform/zet/AttributeId.h"
+
+
+namespace Notify {
+
+// A collection of entities that name their owner as their parent. `Changed` is the owner's
+// operation void( key, member ) that tells the notifiees.
+template < auto Removed > class EntityCollection : public KeyedCollection< Removed > {
+   using Base = KeyedCollection< Removed >;
+
+ public:
+   using typename Base::Key;
+   using typename Base::Member;
+   using typename Base::Owner;
+
+   // Puts the member into the collection. Tells nobody.
+   // Requires: the member's key is absent; it has no parent.
+   Zet::Ptr< Member > newMember( Owner& owner, Zet::AttributeId attribute,
+                                 Zet::Ptr< Member > member ) {
+      member->parentAttrIdIs( attribute );
+      this->insert( member );
+      member->parentIs( &owner );
+      return member;
+   }
+};
+
+} // namespace Notify

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "platform/zet/HashMap.h"
+#include "platform/zet/Ptr.h"
+
+#include <utility>
+
+namespace Notify {
+
+namespace Detail {
+
+template < class Hook > struct RemovalHook;
+
+template < class O, class K, class M >
+struct RemovalHook< void ( O::* )( K, Zet::Ptr< M > const& ) > {
+   using Owner = O;
+   using Key = K;
+   using Member = M;
+};
+
+} // namespace Detail
+
+// A collection of its owner. `Removed` is the owner's operation void( key, member ) that every
+// removal ends with: it tells whoever has to know. The owner is handed in, not stored.
+template < auto Removed > class KeyedCollection {
+   using Hook = Detail::RemovalHook< decltype( Removed ) >;
+
+ public:
+   using Owner = typename Hook::Owner;
+   using Key = typename Hook::Key;
+   using Member = typename Hook::Member;
+   using Members = Zet::HashMap< Member, Key >;
+   using IteratorConst = typename Members::Iterator;
+
+   // Walks the members in order, keeps the owner, and may delete the member that it stands on.
+   class Iterator : public IteratorConst {
+    public:
+      // Removes the member unless that has happened already. The iterator stays where it was.
+      bool del() { return collection_->del( *owner_, Zet::Ptr< Member >( this->member() ) ); }
+
+    private:
+      friend class KeyedCollection;
+      Iterator( Owner& owner, KeyedCollection& collection, IteratorConst at )
+          : IteratorConst( std::move( at ) ), owner_( &owner ), collection_( &collection ) {}
+
+      Zet::Ptr< Owner > owner_;
+      KeyedCollection* collection_;
+   };
+
+   Members const& members() const noexcept { return members_; }
+   // Null when the key is absent. Borrows: valid until the member is removed.
+   Member* find( Key const& key ) const noexcept { return members_.find( key ); }
+   // Requires: the member's key is absent.
+   void insert( Zet::Ptr< Member > member ) noexcept { members_.insert( std::move( member ) ); }
+
+   Iterator iterator( Owner& owner ) { return Iterator( owner, *this, members_.begin() ); }
+   // At the member of that key, or at the one that would follow it.
+   Iterator iterator( Owner& owner, Key const& key ) {
+      return Iterator( owner, *this, members_.from( key ) );
+   }
+   IteratorConst iteratorConst() const noexcept { return members_.begin(); }
+   IteratorConst iteratorConst( Key const& key ) const noexcept { return members_.from( key ); }
+
+   // Removes and returns the member, or null. Tells nobody.
+   Zet::Ptr< Member > take( Key const& key ) noexcept { return members_.remove( key ); }
+   // Removes and returns the member, or null, and tells of it.
+   Zet::Ptr< Member > del( Owner& owner, Key const& key ) {
+      Zet::Ptr< Member > const member = take( key );
+      if ( member )
+         ( owner.*Removed )( key, member );
+      return member;
+   }
+
+   // Removes every member in order, those as well that a handler inserts meanwhile.
+   void delAll( Owner& owner ) {
+      Emptying const emptying( owner, members_ );
+      while ( !members_.empty() )
+         for ( Iterator at = iterator( owner ); at; ) {
+            Zet::Ptr< Member > const member = at.member();
+            ++at;
+            del( owner, member );
+         }
+   }
+
+ private:
+   // Keeps the table's size, and the owner, for the time of emptying.
+   class Emptying {
+    public:
+      Emptying( Owner& owner, Members& members ) : owner_( &owner ), members_( members ) {
+         members_.beingEmptiedIs( true );
+      }
+      Emptying( Emptying const& ) = delete;
+      Emptying& operator=( Emptying const& ) = delete;
+      ~Emptying() { members_.beingEmptiedIs( false ); }
+
+    private:
+      Zet::Ptr< Owner > owner_;
+      Members& members_;
+   };
+
+   bool del( Owner& owner, Zet::Ptr< Member > const& member ) {
+      if ( !members_.remove( *member ) )
+         return false;
+      ( owner.*Removed )( member->zetKey(), member );
+      return true;
+   }
+
+   Members members_;
+};
+
+} // namespace Notify

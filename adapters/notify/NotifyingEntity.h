@@ -1,0 +1,75 @@
+#pragma once
+
+#include "adapters/notify/Description.h"
+#include "adapters/notify/Dispatch.h"
+#include "platform/zet/Entity.h"
+#include "platform/zet/Export.h"
+#include "platform/zet/StreamAdapter.h"
+#include "platform/zet/ZetType.h"
+
+namespace Notify {
+
+// Whether the notifiee stands for an attribute log, which hears of a change before all others.
+inline bool
+reactsForAttributeLog( Zet::PtrInterface::NotifieeConst const& notifiee ) {
+   return dynamic_cast< Zet::Entity::ZetNboAttrLogSa const* >( notifiee.zetReactor().get() );
+}
+
+// What every entity E that is described by rows shares: its list of notifiees, delivery, the
+// counting events, names of attributes and the type descriptor. `Base` is E's base type.
+//
+// E has a nested NotifieeConst, a NotifieeList of it, and a mutable member `notifiees_`, which its
+// destructor empties; it befriends this class.
+template < class E, class Base = Zet::Entity > class ZET_EXPORT NotifyingEntity : public Base {
+ public:
+   static Zet::Ptr< Zet::ZetType const > _fwkType() {
+      static Zet::ZetType const& type =
+          Zet::ZetType::ZetTypeIs( Description< E >::name, Base::_fwkType() );
+      return &type;
+   }
+   Zet::Ptr< Zet::ZetType const > fwkType() const override { return _fwkType(); }
+
+   void isNondestructingIs( bool nondestructing ) override {
+      if ( nondestructing == this->isNondestructing() )
+         return;
+      Base::isNondestructingIs( nondestructing );
+      dispatch< &E::NotifieeConst::onIsNondestructing >( list(),
+                                                         Zet::isNondestructingAttributeId );
+   }
+   void zeroReferencesIs( bool ) override {
+      dispatch< &E::NotifieeConst::onZeroReferences >( list(), Zet::zeroReferencesAttributeId );
+   }
+
+   Zet::String8 attributeString( Zet::AttributeId id ) const override {
+      std::string_view const name = attributeName< E >( id );
+      return name.empty() ? Base::attributeString( id ) : Zet::String8( name );
+   }
+
+   // Used by the notifiees, which join and leave an entity that they may only read. Where the
+   // list's order is not fixed by the type, an attribute log goes first.
+   template < class N > void notifieeIs( N& notifiee ) const {
+      if ( E::attributeLogGoesFirst && reactsForAttributeLog( notifiee ) )
+         list().insertHead( notifiee );
+      else
+         list().insertTail( notifiee );
+   }
+   template < class Hook > void notifieeDel( Hook& notifiee ) const noexcept {
+      list().remove( notifiee );
+   }
+
+ protected:
+   using Base::Base;
+
+   // Tells the notifiees that the attribute read by `Get` has changed, at `key` if it is keyed.
+   template < auto Get, class... Key > void notify( Key const&... key ) const {
+      constexpr auto const& row = rowOf< E, Get >();
+      dispatch< row.handler >( list(), row.id, key... );
+   }
+
+   static constexpr bool attributeLogGoesFirst = true;
+
+ private:
+   auto& list() const noexcept { return static_cast< E const* >( this )->notifiees_; }
+};
+
+} // namespace Notify

@@ -1,0 +1,94 @@
+#pragma once
+
+#include "adapters/notify/Description.h"
+#include "platform/zet/ActivityConfig.h"
+#include "platform/zet/Export.h"
+#include "platform/zet/Ptr.h"
+#include "platform/zet/ZetType.h"
+
+#include <tuple>
+#include <utility>
+
+namespace Notify {
+
+// What every state machine shares: switching its reactors and children on and off, and ending
+// them. It works inside of notifications, so it has no activity of its own.
+//
+// Sm has reactors(), a tuple of references to its pointers to them, in the order in which they are
+// switched, and forEachChild( visit ); it befriends this class. Its constructor ends with
+// hasNotificationActiveIs( true ), its destructor begins with reactorsEnd().
+template < class Sm > class ZET_EXPORT StateMachine : public Zet::PtrInterface {
+ public:
+   void hasNotificationActiveIs( bool active ) override {
+      if ( active == hasNotificationActive() )
+         return;
+      notificationActiveFlagIs( active );
+      auto const pass = [ active ]( auto& part ) { part.hasNotificationActiveIs( active ); };
+      forEachReactor( pass );
+      self().forEachChild( pass );
+   }
+
+   // Does not descend to the children: each does its own when it goes.
+   virtual void zetDoZombieReactors( bool zombie ) {
+      if ( zombie == zetMarkedForDeletion() )
+         return;
+      forEachReactor( [ zombie ]( auto& part ) { part.zetDoZombieReactors( zombie ); } );
+      zetMarkedForDeletionIs( zombie );
+   }
+
+   Zet::Ptr< Zet::ActivityConfig > zetFwkActivity() { return nullptr; }
+   Zet::Ptr< Zet::ActivityConfig const > zetFwkActivity() const { return nullptr; }
+
+   static Zet::Ptr< Zet::ZetType const > _fwkType() {
+      static Zet::ZetType const& type = Zet::ZetType::ZetTypeIs(
+          Description< Sm >::name,
+          Description< Sm >::hasBaseType ? PtrInterface::_fwkType() : nullptr );
+      return &type;
+   }
+   Zet::Ptr< Zet::ZetType const > fwkType() const override { return _fwkType(); }
+
+ protected:
+   // A new, active reactor of that type; none for no object.
+   template < class Reactor, class Watched >
+   Zet::Ptr< Reactor > newReactor( Zet::Ptr< Watched > const& watched ) {
+      if ( !watched )
+         return nullptr;
+      Zet::Ptr< Reactor > const reactor = Zet::make< Reactor >( watched, &self() );
+      reactor->hasNotificationActiveIs( true );
+      return reactor;
+   }
+
+   // Makes the reactor watch that object; null ends it.
+   template < class Reactor, class Watched >
+   void reactorIs( Zet::Ptr< Reactor >& reactor, Zet::Ptr< Watched > const& watched ) {
+      if ( watched && reactor )
+         reactor->notifierIs( watched );
+      else if ( watched )
+         reactor = newReactor< Reactor >( watched );
+      else if ( Zet::Ptr< Reactor > const ended = std::exchange( reactor, nullptr ) )
+         end( *ended );
+   }
+
+   // No reactor calls back from here on.
+   void reactorsEnd() {
+      zetDoZombieReactors( true );
+      forEachReactor( []( auto& part ) { part.ownerIs( nullptr ); } );
+   }
+
+ private:
+   template < class Reactor > static void end( Reactor& reactor ) {
+      reactor.zetDoZombieReactors( true );
+      reactor.ownerIs( nullptr );
+   }
+   template < class Visit > void forEachReactor( Visit visit ) {
+      auto const visitPresent = [ & ]( auto& reactor ) {
+         if ( reactor )
+            visit( *reactor );
+      };
+      std::apply( [ & ]( auto&... reactor ) { ( visitPresent( reactor ), ... ); },
+                  self().reactors() );
+   }
+   Sm& self() noexcept { return static_cast< Sm& >( *this ); }
+};
+
+} // namespace Notify

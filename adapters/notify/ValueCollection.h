@@ -1,0 +1,71 @@
+#pragma once
+
+#include "adapters/notify/KeyedCollection.h"
+#include "platform/zet/HashMap.h"
+#include "platform/zet/PtrInterface.h"
+
+
+namespace Notify {
+
+// A member of a collection of values. `Tag` makes the members of two collections two types.
+template < class K, class V, class Tag > class ValueMember : public Zet::PtrInterface {
+ public:
+   using Value = V;
+
+   ValueMember( K key, V value ) : key_( key ), value_( value ) {}
+
+   K zetKey() const noexcept { return key_; }
+   V value() const noexcept { return value_; }
+   void valueIs( V value ) noexcept { value_ = value; }
+
+ private:
+   K key_;
+   V value_;
+
+ public:
+   Zet::ChainLink< ValueMember > zetChainLink;
+};
+
+// A collection of plain values. `Changed` is the owner's operation void( key, member ) that adding,
+// changing and removing end with.
+template < auto Changed > class ValueCollection : public KeyedCollection< Changed > {
+   using Base = KeyedCollection< Changed >;
+
+ public:
+   using typename Base::Key;
+   using typename Base::Member;
+   using typename Base::Owner;
+   using Value = typename Member::Value;
+
+   // The value at the key, or the type's empty value.
+   Value value( Key const& key ) const noexcept {
+      Member const* const member = this->find( key );
+      return member ? member->value() : Value{};
+   }
+
+   void valueIs( Owner& owner, Key const& key, Value value ) {
+      Zet::Ptr< Member > member = this->find( key );
+      if ( !member )
+         member = newMember( key, value );
+      else if ( member->value() == value )
+         return;
+      else
+         member->valueIs( value );
+      ( owner.*Changed )( key, member );
+   }
+
+   // The removed value; the type's empty value when there was none.
+   Value valueDel( Owner& owner, Key const& key ) {
+      Zet::Ptr< Member > const member = this->del( owner, key );
+      return member ? member->value() : Value{};
+   }
+
+   // Requires: the key is absent. Tells nobody.
+   Zet::Ptr< Member > newMember( Key const& key, Value value ) {
+      Zet::Ptr< Member > const member = Zet::make< Member >( key, value );
+      this->insert( member );
+      return member;
+   }
+};
+
+} // namespace Notify

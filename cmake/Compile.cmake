@@ -1,0 +1,24 @@
+# How every target of this project is compiled.
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
+
+set(UFD_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
+
+add_library(ufd_compile INTERFACE)
+target_include_directories(ufd_compile INTERFACE ${PROJECT_SOURCE_DIR})
+target_compile_options(ufd_compile INTERFACE
+  -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
+  -Wimplicit-fallthrough -Werror)
+if(UFD_SANITIZE)
+  target_compile_options(ufd_compile INTERFACE
+    -fsanitize=${UFD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(ufd_compile INTERFACE -fsanitize=${UFD_SANITIZE})
+endif()

@@ -1,0 +1,28 @@
+#pragma once
+
+#include "model/GroupCollection.h"
+#include "model/GroupConfig.h"
+
+namespace UplinkFailureDetection {
+
+// The root of the configuration: one GroupConfig per group.
+class ZET_EXPORT Config : public GroupCollection< Config, GroupConfig > {
+ public:
+   explicit Config( Zet::Name name ) : GroupCollection( std::move( name ) ) {}
+   // A new Config without groups and without parent.
+   static Zet::Ptr< Config > ConfigIs( Zet::Name name );
+
+ protected:
+   ~Config() override;
+};
+
+// The same, for the process that hosts the library.
+ZET_EXPORT Zet::Ptr< Config > configFactory( Zet::Name name );
+
+} // namespace UplinkFailureDetection
+
+template <> struct Notify::Description< UplinkFailureDetection::Config > {
+   static constexpr std::string_view name = "Config";
+   static constexpr auto attributes =
+       UplinkFailureDetection::groupCollectionRows< UplinkFailureDetection::Config >;
+};

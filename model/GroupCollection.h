@@ -1,0 +1,119 @@
+#pragma once
+
+#include "adapters/notify/EntityCollection.h"
+#include "adapters/notify/EntityNotifiee.h"
+#include "adapters/notify/NotifyingEntity.h"
+#include "platform/zet/ListRaw.h"
+#include "platform/zet/NotificationFailure.h"
+
+namespace UplinkFailureDetection {
+
+// What Config and Status share: an entity E that holds one Member per group, by the group's name,
+// and is the parent of each. E derives from this; its destructor calls groupsEnd().
+template < class E, class M >
+class ZET_EXPORT GroupCollection : public Notify::NotifyingEntity< E > {
+ public:
+   using Member = M;
+   class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< E >;
+   using NotifieeList = Zet::ListRaw< NotifieeConst >;
+
+   // The group of that name, or null.
+   Zet::Ptr< Member > group( Zet::Name name ) { return group_.find( name ); }
+   Zet::Ptr< Member const > group( Zet::Name name ) const { return group_.find( name ); }
+   // The group of that name, made if there is none, of which the notifiees are told.
+   Zet::Ptr< Member > groupIs( Zet::Name name );
+   // Requires: there is no group of that name. Tells nobody.
+   Zet::Ptr< Member > newGroup( Zet::Name name );
+   // Removes the group and tells the notifiees. The member returned lives on while the caller
+   // holds it; its parent is cleared. Null, and nobody told, when there is no such group.
+   Zet::Ptr< Member > groupDel( Zet::Name name ) { return group_.del( *this, name ); }
+   void groupDelAll() { group_.delAll( *this ); }
+   // What a removal ends with.
+   void groupNotify( Zet::Name name, Zet::Ptr< Member > const& member );
+
+   using Groups = Notify::EntityCollection< &GroupCollection::groupNotify >;
+   using GroupIterator = typename Groups::Iterator;
+   using GroupIteratorConst = typename Groups::IteratorConst;
+   GroupIterator groupIterator() { return group_.iterator( *this ); }
+   GroupIteratorConst groupIteratorConst() const { return group_.iteratorConst(); }
+   typename Groups::Members const& groupMembers() const { return group_.members(); }
+
+ protected:
+   using Notify::NotifyingEntity< E >::NotifyingEntity;
+
+   // Removes the groups, of which notifiees are told that are registered still, then forgets them.
+   void groupsEnd() noexcept;
+
+ private:
+   friend class Notify::NotifyingEntity< E >;
+
+   void notifyGroup( Zet::Name const& name );
+
+   Groups group_;
+   mutable NotifieeList notifiees_;
+};
+
+template < class E, class M >
+class ZET_EXPORT GroupCollection< E, M >::NotifieeConst
+    : public Notify::EntityNotifiee< E, Zet::Entity::NotifieeConst, Zet::Name > {
+ public:
+   virtual void onGroup( Zet::Name ) {}
+   virtual void onGroupzetImmediate() {}
+   virtual void onGroup() {}
+};
+
+// The rows of such an entity.
+template < class E >
+inline constexpr std::tuple groupCollectionRows{
+   Notify::EntityCollectionRow< Notify::reader( &E::group ), &E::groupIs, &E::groupDel,
+                                Notify::keyed< Zet::Name >( &E::NotifieeConst::onGroup ) >{
+       258, "group" },
+};
+
+template < class E, class M >
+Zet::Ptr< M >
+GroupCollection< E, M >::groupIs( Zet::Name name ) {
+   if ( Zet::Ptr< Member > const member = group( name ) )
+      return member;
+   Zet::Ptr< Member > const member = newGroup( name );
+   notifyGroup( name );
+   return member;
+}
+
+template < class E, class M >
+Zet::Ptr< M >
+GroupCollection< E, M >::newGroup( Zet::Name name ) {
+   constexpr auto const& row = Notify::rowOf< E, Notify::reader( &E::group ) >();
+   return group_.newMember( *this, row.id, Zet::validPtr( Zet::make< Member >( name ) ) );
+}
+
+template < class E, class M >
+void
+GroupCollection< E, M >::groupNotify( Zet::Name name, Zet::Ptr< Member > const& member ) {
+   member->parentIs( nullptr );
+   notifyGroup( name );
+}
+
+template < class E, class M >
+void
+GroupCollection< E, M >::notifyGroup( Zet::Name const& name ) {
+   this->template notify< Notify::reader( &E::group ) >( name );
+}
+
+template < class E, class M >
+void
+GroupCollection< E, M >::groupsEnd() noexcept {
+   while ( groupMembers().count() != 0 ) {
+      try {
+         groupDelAll();
+      } catch ( ... ) {
+         // A destructor can't hand on what an observer threw while it was told of a failure.
+         Zet::handleNotificationFailure(
+             *this, Notify::rowOf< E, Notify::reader( &E::group ) >().id );
+      }
+   }
+   notifiees_.deleteAll();
+}
+
+} // namespace UplinkFailureDetection

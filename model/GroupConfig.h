@@ -1,0 +1,145 @@
+#pragma once
+
+#include "adapters/notify/EntityNotifiee.h"
+#include "adapters/notify/NotifyingEntity.h"
+#include "adapters/notify/ValueCollection.h"
+#include "platform/kelnet/IntfId.h"
+#include "platform/zet/HashMap.h"
+#include "platform/zet/ListRaw.h"
+#include "platform/zet/Strep.h"
+
+namespace UplinkFailureDetection {
+
+// The configuration of one group: while fewer than `minLinks` of the interfaces to monitor are
+// up, the interfaces to disable are error-disabled.
+//
+// Setters do nothing for the value that is stored already; otherwise they store, then tell the
+// notifiees.
+class ZET_EXPORT GroupConfig : public Notify::NotifyingEntity< GroupConfig > {
+ public:
+   class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< GroupConfig >;
+   using NotifieeList = Zet::ListRaw< NotifieeConst >;
+
+   // Members of the two collections: an interface and its flag.
+   using ZetIntfsToMonitor =
+       Notify::ValueMember< Kelnet::IntfId, bool, struct IntfsToMonitorTag >;
+   using ZetIntfsToDisable =
+       Notify::ValueMember< Kelnet::IntfId, bool, struct IntfsToDisableTag >;
+
+   explicit GroupConfig( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
+   // A new group with no interfaces, `minLinks` 1, and no parent.
+   static Zet::Ptr< GroupConfig > GroupConfigIs( Zet::Name name );
+
+   // The uplinks. Every one is counted; one whose flag is false is not watched, so its changes
+   // are seen only at the next check.
+   bool intfsToMonitor( Kelnet::IntfId intfId ) const { return intfsToMonitor_.value( intfId ); }
+   void intfsToMonitorIs( Kelnet::IntfId intfId, bool watched );
+   // Requires: the interface is absent. Tells nobody.
+   Zet::Ptr< ZetIntfsToMonitor > newIntfsToMonitor( Kelnet::IntfId intfId, bool watched );
+   // The flag of the removed interface; false when it was absent, of which nobody is told.
+   bool intfsToMonitorDel( Kelnet::IntfId intfId );
+   void intfsToMonitorDelAll() { intfsToMonitor_.delAll( *this ); }
+   void intfsToMonitorNotify( Kelnet::IntfId intfId, Zet::Ptr< ZetIntfsToMonitor > const& );
+
+   using IntfsToMonitorCollection =
+       Notify::ValueCollection< &GroupConfig::intfsToMonitorNotify >;
+   using IntfsToMonitorIterator = IntfsToMonitorCollection::Iterator;
+   using ZetIntfsToMonitorIterator = IntfsToMonitorIterator;
+   using IntfsToMonitorIteratorConst = IntfsToMonitorCollection::IteratorConst;
+   IntfsToMonitorIterator intfsToMonitorIterator() { return intfsToMonitor_.iterator( *this ); }
+   IntfsToMonitorIterator intfsToMonitorIterator( Kelnet::IntfId from ) {
+      return intfsToMonitor_.iterator( *this, from );
+   }
+   IntfsToMonitorIteratorConst intfsToMonitorIteratorConst() const {
+      return intfsToMonitor_.iteratorConst();
+   }
+   IntfsToMonitorCollection::Members const& intfsToMonitorMembers() const {
+      return intfsToMonitor_.members();
+   }
+
+   // The downstream interfaces; the flag means nothing to the detection. Operations as above.
+   bool intfsToDisable( Kelnet::IntfId intfId ) const { return intfsToDisable_.value( intfId ); }
+   void intfsToDisableIs( Kelnet::IntfId intfId, bool flag );
+   Zet::Ptr< ZetIntfsToDisable > newIntfsToDisable( Kelnet::IntfId intfId, bool flag );
+   bool intfsToDisableDel( Kelnet::IntfId intfId );
+   void intfsToDisableDelAll() { intfsToDisable_.delAll( *this ); }
+   void intfsToDisableNotify( Kelnet::IntfId intfId, Zet::Ptr< ZetIntfsToDisable > const& );
+
+   using IntfsToDisableCollection =
+       Notify::ValueCollection< &GroupConfig::intfsToDisableNotify >;
+   using IntfsToDisableIterator = IntfsToDisableCollection::Iterator;
+   using ZetIntfsToDisableIterator = IntfsToDisableIterator;
+   using IntfsToDisableIteratorConst = IntfsToDisableCollection::IteratorConst;
+   IntfsToDisableIterator intfsToDisableIterator() { return intfsToDisable_.iterator( *this ); }
+   IntfsToDisableIterator intfsToDisableIterator( Kelnet::IntfId from ) {
+      return intfsToDisable_.iterator( *this, from );
+   }
+   IntfsToDisableIteratorConst intfsToDisableIteratorConst() const {
+      return intfsToDisable_.iteratorConst();
+   }
+   IntfsToDisableCollection::Members const& intfsToDisableMembers() const {
+      return intfsToDisable_.members();
+   }
+
+   // The least number of monitored interfaces that must be up. Any value; 0 never disables.
+   unsigned int minLinks() const noexcept { return minLinks_; }
+   void minLinksIs( unsigned int minLinks );
+   // What `minLinks` is at first.
+   unsigned int minLinksDefault() const noexcept { return 1; }
+
+   // The key under which a Config keeps it.
+   Zet::Name const& zetKey() const noexcept { return zetName(); }
+
+ protected:
+   // Entries that are dropped with the group are not told of.
+   ~GroupConfig() override;
+
+ private:
+   friend class Notify::NotifyingEntity< GroupConfig >;
+
+   IntfsToMonitorCollection intfsToMonitor_;
+   IntfsToDisableCollection intfsToDisable_;
+   unsigned int minLinks_ = 1;
+   mutable NotifieeList notifiees_;
+
+ public:
+   Zet::ChainLink< GroupConfig > zetChainLink;
+};
+
+class ZET_EXPORT GroupConfig::NotifieeConst
+    : public Notify::EntityNotifiee< GroupConfig, Zet::Entity::NotifieeConst, Kelnet::IntfId,
+                                     Kelnet::IntfId > {
+ public:
+   virtual void onIntfsToMonitor( Kelnet::IntfId ) {}
+   virtual void onIntfsToMonitorzetImmediate() {}
+   virtual void onIntfsToMonitor() {}
+   virtual void onIntfsToDisable( Kelnet::IntfId ) {}
+   virtual void onIntfsToDisablezetImmediate() {}
+   virtual void onIntfsToDisable() {}
+   virtual void onMinLinks() {}
+};
+
+// "GroupConfig(0x55d0c8a0)"; Zet::strepToValue< Zet::Ptr< GroupConfig > > reads it back.
+inline Zet::String8
+valueToStrep( GroupConfig const* group ) {
+   return Zet::valueToStrepOfPtr( group );
+}
+
+} // namespace UplinkFailureDetection
+
+template <> struct Notify::Description< UplinkFailureDetection::GroupConfig > {
+   using T = UplinkFailureDetection::GroupConfig;
+   using N = T::NotifieeConst;
+   static constexpr std::string_view name = "GroupConfig";
+   static constexpr std::tuple attributes{
+      ValueCollectionRow< &T::intfsToMonitor, &T::intfsToMonitorIs, &T::intfsToMonitorDel,
+                          keyed< Kelnet::IntfId >( &N::onIntfsToMonitor ) >{ 258,
+                                                                            "intfsToMonitor" },
+      ValueCollectionRow< &T::intfsToDisable, &T::intfsToDisableIs, &T::intfsToDisableDel,
+                          keyed< Kelnet::IntfId >( &N::onIntfsToDisable ) >{ 259,
+                                                                            "intfsToDisable" },
+      Scalar< &T::minLinks, &T::minLinksIs, &N::onMinLinks >{ 260, "minLinks" },
+      Constant< &T::minLinksDefault >{ 261, "minLinksDefault" },
+   };
+};

@@ -1,0 +1,76 @@
+#pragma once
+
+#include "adapters/notify/EntityNotifiee.h"
+#include "adapters/notify/NotifyingEntity.h"
+#include "model/GroupLinkStatus.h"
+#include "platform/zet/HashMap.h"
+#include "platform/zet/ListRaw.h"
+
+namespace UplinkFailureDetection {
+
+// What became of one group: written by its state machine, read by whoever watches.
+class ZET_EXPORT GroupStatus : public Notify::NotifyingEntity< GroupStatus > {
+ public:
+   class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< GroupStatus >;
+   using NotifieeList = Zet::ListRaw< NotifieeConst >;
+
+   explicit GroupStatus( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
+   // A new record: `unknown`, never disabled, no parent.
+   static Zet::Ptr< GroupStatus > GroupStatusIs( Zet::Name name );
+
+   GroupLinkStatus groupLinkStatus() const noexcept { return groupLinkStatus_; }
+   void groupLinkStatusIs( GroupLinkStatus status );
+
+   // How many times the group went down since it was first evaluated. Wraps after 2^32 - 1.
+   unsigned int numTimesDisabled() const noexcept { return numTimesDisabled_; }
+   void numTimesDisabledIs( unsigned int times );
+   // Adds, and returns the sum.
+   unsigned int numTimesDisabledInc( unsigned int times );
+
+   // When it last went down, in seconds of Zet::now(); 0 when it never did.
+   double prevDisabledTime() const noexcept { return prevDisabledTime_; }
+   // A NaN equals nothing and is always a change.
+   void prevDisabledTimeIs( double const& time );
+
+   // The key under which a Status keeps it.
+   Zet::Name const& zetKey() const noexcept { return zetName(); }
+
+ protected:
+   ~GroupStatus() override;
+
+ private:
+   friend class Notify::NotifyingEntity< GroupStatus >;
+
+   GroupLinkStatus groupLinkStatus_ = GroupLinkStatus::unknown;
+   unsigned int numTimesDisabled_ = 0;
+   double prevDisabledTime_ = 0;
+   mutable NotifieeList notifiees_;
+
+ public:
+   Zet::ChainLink< GroupStatus > zetChainLink;
+};
+
+class ZET_EXPORT GroupStatus::NotifieeConst
+    : public Notify::EntityNotifiee< GroupStatus, Zet::Entity::NotifieeConst > {
+ public:
+   virtual void onGroupLinkStatus() {}
+   virtual void onNumTimesDisabled() {}
+   virtual void onPrevDisabledTime() {}
+};
+
+} // namespace UplinkFailureDetection
+
+template <> struct Notify::Description< UplinkFailureDetection::GroupStatus > {
+   using T = UplinkFailureDetection::GroupStatus;
+   using N = T::NotifieeConst;
+   static constexpr std::string_view name = "GroupStatus";
+   static constexpr std::tuple attributes{
+      Scalar< &T::groupLinkStatus, &T::groupLinkStatusIs, &N::onGroupLinkStatus >{
+          258, "groupLinkStatus" },
+      Scalar< &T::numTimesDisabled, &T::numTimesDisabledIs, &N::onNumTimesDisabled >{
+          259, "numTimesDisabled" },
+      Scalar< &T::prevDisabledTime, &T::prevDisabledTimeIs, &N::onPrevDisabledTime >{
+          260, "prevDisabledTime" },
+   };
+};

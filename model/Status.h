@@ -1,0 +1,28 @@
+#pragma once
+
+#include "model/GroupCollection.h"
+#include "model/GroupStatus.h"
+
+namespace UplinkFailureDetection {
+
+// The root of the status: one GroupStatus per configured group.
+class ZET_EXPORT Status : public GroupCollection< Status, GroupStatus > {
+ public:
+   explicit Status( Zet::Name name ) : GroupCollection( std::move( name ) ) {}
+   // A new Status without groups and without parent.
+   static Zet::Ptr< Status > StatusIs( Zet::Name name );
+
+ protected:
+   ~Status() override;
+};
+
+// The same, for the process that hosts the library.
+ZET_EXPORT Zet::Ptr< Status > statusFactory( Zet::Name name );
+
+} // namespace UplinkFailureDetection
+
+template <> struct Notify::Description< UplinkFailureDetection::Status > {
+   static constexpr std::string_view name = "Status";
+   static constexpr auto attributes =
+       UplinkFailureDetection::groupCollectionRows< UplinkFailureDetection::Status >;
+};

@@ -1,0 +1,68 @@
+#pragma once
+
+#include "adapters/notify/EntityNotifiee.h"
+#include "adapters/notify/NotifyingEntity.h"
+#include "adapters/notify/ValueCollection.h"
+#include "platform/kelnet/IntfId.h"
+#include "platform/zet/ListLinked.h"
+
+#include <optional>
+
+namespace Errdisable {
+
+// The interfaces that are error-disabled for one cause, each with the time, in seconds of
+// Zet::now(), at which it was disabled. An interface is disabled as long as it has an entry.
+class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
+ public:
+   class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< CauseStatus >;
+   // Every group holds a writer.
+   using NotifieeList = Zet::ListLinked< NotifieeConst >;
+   using ZetIntfStatus = Notify::ValueMember< Kelnet::IntfId, double, CauseStatus >;
+
+   explicit CauseStatus( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
+   static Zet::Ptr< CauseStatus > CauseStatusIs( Zet::Name name );
+
+   // When the interface was disabled; nothing when it is not.
+   std::optional< double > intfStatus( Kelnet::IntfId intfId ) const noexcept;
+   void intfStatusIs( Kelnet::IntfId intfId, double const& time );
+   // False when there was no entry, of which nobody is told.
+   bool intfStatusDel( Kelnet::IntfId intfId );
+   void intfStatusNotify( Kelnet::IntfId intfId, Zet::Ptr< ZetIntfStatus > const& entry );
+
+   using IntfStatusCollection = Notify::ValueCollection< &CauseStatus::intfStatusNotify >;
+   using IntfStatusIteratorConst = IntfStatusCollection::IteratorConst;
+   // Walks the entries: key() is the interface, value() the time.
+   IntfStatusIteratorConst intfStatusIteratorConst() const {
+      return intfStatus_.iteratorConst();
+   }
+
+ protected:
+   ~CauseStatus() override;
+
+ private:
+   friend class Notify::NotifyingEntity< CauseStatus >;
+
+   IntfStatusCollection intfStatus_;
+   mutable NotifieeList notifiees_;
+};
+
+class ZET_EXPORT CauseStatus::NotifieeConst
+    : public Notify::EntityNotifiee< CauseStatus, Zet::Entity::NotifieeConst, Kelnet::IntfId > {
+ public:
+   virtual void onIntfStatus( Kelnet::IntfId ) {}
+   virtual void onIntfStatuszetImmediate() {}
+   virtual void onIntfStatus() {}
+};
+
+} // namespace Errdisable
+
+template <> struct Notify::Description< Errdisable::CauseStatus > {
+   using T = Errdisable::CauseStatus;
+   static constexpr std::string_view name = "CauseStatus";
+   static constexpr std::tuple attributes{
+      ValueCollectionRow< &T::intfStatus, &T::intfStatusIs, &T::intfStatusDel,
+                          keyed< Kelnet::IntfId >( &T::NotifieeConst::onIntfStatus ) >{
+          258, "intfStatus" },
+   };
+};

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "platform/kelnet/IntfId.h"
+#include "platform/zet/Entity.h"
+
+namespace Interface {
+
+// What the statuses of all kinds of interfaces share: the interface, whose name is the entity's.
+class ZET_EXPORT IntfStatus : public Zet::Entity {
+ public:
+   class NotifieeConst : public Zet::Entity::NotifieeConst {};
+
+   Kelnet::IntfId intfId() const noexcept { return intfId_; }
+
+   static Zet::Ptr< Zet::ZetType const > _fwkType();
+   Zet::Ptr< Zet::ZetType const > fwkType() const override;
+
+ protected:
+   explicit IntfStatus( Kelnet::IntfId intfId ) : Entity( intfId.name() ), intfId_( intfId ) {}
+
+ private:
+   Kelnet::IntfId intfId_;
+};
+
+} // namespace Interface

@@ -1,0 +1,75 @@
+#pragma once
+
+#include "platform/zet/AttributeId.h"
+#include "platform/zet/NotifieeConst.h"
+#include "platform/zet/Ptr.h"
+#include "platform/zet/PtrInterface.h"
+#include "platform/zet/String8.h"
+
+namespace Zet {
+
+namespace NboAttrLog {
+class Out;
+} // namespace NboAttrLog
+
+// A named object with a place below a parent, attributes and a list of notifiees.
+class ZET_EXPORT Entity : public PtrInterface {
+ public:
+   class NotifieeConst;
+   class ZetNboAttrLogSa;
+
+   virtual Name name() const;
+   virtual Ptr< Entity const > parent() const;
+   virtual Ptr< Entity > parent();
+   // Borrows: the parent clears this before it goes.
+   virtual void parentIs( Ptr< Entity > const& parent );
+   // The parent's attribute that holds this entity: its name (empty without parent), its id.
+   virtual String8 parentAttr() const;
+   virtual AttributeId parentAttrId() const;
+   virtual void parentAttrIdIs( AttributeId id );
+   // "/config/group/g1": names, and the attributes on the way; fullName leaves those out.
+   virtual String8 uriPath() const;
+   virtual String8 fullName() const;
+   // The name of an attribute; a text that starts with "unknown" for an id that is none.
+   virtual String8 attributeString( AttributeId id ) const;
+   // Attaches and registers a notifiee of whatever type.
+   virtual void zetNotifieeAdapterIs( Ptr< PtrInterface::NotifieeConst > const& notifiee );
+   // Called after the parent has changed.
+   virtual void handleParent();
+
+   // The attribute log's hold on the entity: none unless a type has one.
+   virtual Ptr< ZetNboAttrLogSa >
+   zetNboAttrLogSa( Ptr< NboAttrLog::Out const > const& out ) const;
+   virtual bool zetHasAttrLogInterface() const;
+   virtual Ptr< ZetNboAttrLogSa > zetNboAttrLogSa( Ptr< NboAttrLog::Out const > const& out );
+   virtual Ptr< ZetNboAttrLogSa >
+   zetNboAttrLogSaForMsgChannel( Ptr< ZetNboAttrLogSa > const& adapter );
+   virtual Ptr< ZetNboAttrLogSa >
+   zetNboAttrLogSaIs( PtrInterface::NotifieeConst::Zet_BitSet mask, unsigned int flags,
+                      Ptr< NboAttrLog::Out > const& out, PtrInterface* owner );
+   virtual void zetNboAttrLogSaDel( Ptr< NboAttrLog::Out > const& out );
+
+   // The name without a copy. Valid until: the entity goes.
+   Name const& zetName() const noexcept { return name_; }
+
+   static Ptr< ZetType const > _fwkType();
+   Ptr< ZetType const > fwkType() const override;
+
+ protected:
+   explicit Entity( Name name ) : name_( std::move( name ) ) {}
+   ~Entity() override;
+
+ private:
+   Name name_;
+   Entity* parent_ = nullptr;
+   AttributeId parentAttrId_ = 0;
+};
+
+// What every observer of an entity can be told.
+class ZET_EXPORT Entity::NotifieeConst : public PtrInterface::NotifieeConst {
+ public:
+   virtual void onParent();
+   virtual void onVersion();
+};
+
+} // namespace Zet

@@ -1,0 +1,7 @@
+#include "platform/zet/Expect.h"
+
+namespace Zet {
+
+Expect const* Expect::innermost_ = nullptr;
+
+} // namespace Zet

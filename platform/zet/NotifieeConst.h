@@ -1,0 +1,85 @@
+#pragma once
+
+#include "platform/zet/ActivityConfig.h"
+#include "platform/zet/AttributeId.h"
+#include "platform/zet/BitSet.h"
+#include "platform/zet/Ptr.h"
+#include "platform/zet/PtrInterface.h"
+#include "platform/zet/String8.h"
+
+#include <cstdint>
+
+namespace Zet {
+
+// An observer of one object, its notifier, on which it holds a reference. While it is registered
+// it stands in its notifier's list, which holds no reference on it: its owner keeps it alive.
+class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
+ public:
+   using Zet_BitSet = BitSet< 27, unsigned int >;
+
+   NotifieeConst();
+
+   static constexpr unsigned int notificationBitMask() noexcept { return 0xfa8fffff; }
+
+   // Turning it off leaves the notifier's list; turning it on rejoins that list if the notifiee
+   // was registered when it was turned off.
+   void hasNotificationActiveIs( bool active ) override;
+   unsigned int auditErrors( unsigned int level ) const override;
+
+   // The object on whose behalf this notifiee reacts: by default the notifiee itself.
+   virtual Ptr< PtrInterface const > zetReactor() const;
+   virtual PtrInterface const* zetRawReactor() const;
+   virtual bool isStreamAdapter() const;
+   virtual void isRegisteredNotifieeIs( bool registered ) const;
+   virtual void zet_bitSetIs( Zet_BitSet bits );
+   virtual Name name() const;
+   virtual void notifierIs( Ptr< PtrInterface const > const& notifier );
+   virtual void handleNotification( ActivityConfig* activity );
+   virtual void handleDefault( ActivityConfig* activity, AttributeId id, bool on );
+   virtual void onAttribute( AttributeId id );
+   virtual void onNotification();
+   virtual void onCollectionNotification( String8 key );
+   // Told inside of a catch clause that a handler of this notifiee threw. By default the failure
+   // goes to the sink of NotificationFailure.h. What these throw leaves the setter.
+   virtual void onNotificationException();
+   virtual void onNotificationException( AttributeId id );
+   virtual void handleNotificationException( AttributeId id );
+   virtual void handleNotificationException();
+   virtual void onZeroReferences();
+   virtual Ptr< ActivityConfig > activityPtr() const;
+   virtual Ptr< ActivityConfig > zetFwkActivity();
+   virtual Ptr< ActivityConfig const > zetFwkActivity() const;
+   virtual PtrInterface* actsm();
+
+   // Borrows: valid until the notifier is replaced.
+   PtrInterface const* notifier() const noexcept { return notifier_.get(); }
+   bool isRegisteredNotifiee() const noexcept { return registered_; }
+   Zet_BitSet zet_bitSet() const noexcept { return bits_; }
+
+   // An uncounted notifier lives and dies without regard to this notifiee.
+   bool zetHasUncountedNotifier() const noexcept { return uncountedNotifier_; }
+   void zetHasUncountedNotifierIs( bool uncounted );
+
+ protected:
+   ~NotifieeConst() override;
+
+   // The plain change of the flag; the lists are the typed notifiee's business.
+   void registeredFlagIs( bool registered ) const noexcept { registered_ = registered; }
+   // Stores the new notifier and keeps the hold uncounted where it is.
+   void notifierReplace( Ptr< PtrInterface const > const& notifier );
+   // Makes the hold counted again, for the base destructor to release.
+   void uncountedNotifierRestore() noexcept;
+
+ private:
+   // Remembers, while the notifiee is inactive, whether it was registered.
+   static constexpr unsigned int wasRegisteredBit = 19;
+   static constexpr unsigned int constructedBit = 26;
+
+   Zet_BitSet bits_;
+   Ptr< PtrInterface const > notifier_;
+   bool uncountedNotifier_ = false;
+   // Mutable: watching an object changes nothing about the watcher that anyone sees.
+   mutable bool registered_ = false;
+};
+
+} // namespace Zet

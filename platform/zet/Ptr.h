@@ -1,0 +1,93 @@
+#pragma once
+
+#include "platform/zet/Exception.h"
+#include "platform/zet/PtrInterface.h"
+
+#include <cstddef>
+#include <type_traits>
+#include <utility>
+
+namespace Zet {
+
+// The counted pointer: one word; a copy costs one atomic addition. T derives from PtrInterface
+// and may be const.
+template < class T > class Ptr {
+ public:
+   constexpr Ptr() noexcept = default;
+   constexpr Ptr( std::nullptr_t ) noexcept {}
+   Ptr( T* object ) noexcept : object_( object ) { add(); }
+   Ptr( Ptr const& other ) noexcept : object_( other.object_ ) { add(); }
+   Ptr( Ptr&& other ) noexcept : object_( std::exchange( other.object_, nullptr ) ) {}
+   template < class U >
+      requires std::is_convertible_v< U*, T* >
+   Ptr( Ptr< U > const& other ) noexcept : object_( other.get() ) {
+      add();
+   }
+   template < class U >
+      requires std::is_convertible_v< U*, T* >
+   Ptr( Ptr< U >&& other ) noexcept : object_( std::exchange( other.object_, nullptr ) ) {}
+   ~Ptr() { drop( object_ ); }
+
+   Ptr& operator=( Ptr other ) noexcept {
+      std::swap( object_, other.object_ );
+      return *this;
+   }
+
+   // Takes over the one reference that a new object starts with.
+   static Ptr adopt( T* object ) noexcept {
+      Ptr result;
+      result.object_ = object;
+      return result;
+   }
+
+   T* get() const noexcept { return object_; }
+   T* operator->() const noexcept { return object_; }
+   T& operator*() const noexcept { return *object_; }
+   explicit operator bool() const noexcept { return object_ != nullptr; }
+
+   template < class U > bool operator==( Ptr< U > const& other ) const noexcept {
+      return object_ == other.get();
+   }
+   template < class U > bool operator==( U* other ) const noexcept { return object_ == other; }
+   bool operator==( std::nullptr_t ) const noexcept { return object_ == nullptr; }
+
+ private:
+   template < class U > friend class Ptr;
+
+   void add() const noexcept {
+      if ( object_ )
+         base( object_ )->referenceAdd();
+   }
+   static void drop( T* object ) noexcept {
+      if ( object )
+         base( object )->referenceDrop();
+   }
+   static PtrInterface const* base( T* object ) noexcept { return object; }
+
+   T* object_ = nullptr;
+};
+
+// A new T, its only reference in the result.
+template < class T, class... Argument >
+Ptr< T >
+make( Argument&&... argument ) {
+   return Ptr< T >::adopt( new T( std::forward< Argument >( argument )... ) );
+}
+
+// The same object as a T, or null when it is none.
+template < class T, class U >
+Ptr< T >
+ptrCast( Ptr< U > const& object ) {
+   return dynamic_cast< T* >( object.get() );
+}
+
+// `object` itself. Throws: RangeException "null ValidPtr" when it is null.
+template < class T >
+Ptr< T >
+validPtr( Ptr< T > object ) {
+   if ( !object )
+      throwRangeException( "null ValidPtr" );
+   return object;
+}
+
+} // namespace Zet

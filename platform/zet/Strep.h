@@ -1,0 +1,71 @@
+#pragma once
+
+#include "platform/zet/Export.h"
+#include "platform/zet/Ptr.h"
+#include "platform/zet/String8.h"
+#include "platform/zet/ZetType.h"
+
+namespace Zet {
+
+// String representations: texts that read back as the value.
+
+// The text in single quotes; a quote or backslash inside is preceded by a backslash.
+ZET_EXPORT String8 valueToStrep( String8 const& value );
+// Reads one token, quoted as above or bare (letters, digits and _ - . : /), moves `at` behind it
+// and returns it without quotes.
+// Throws: RangeException for a quote that is not closed.
+ZET_EXPORT String8 sequenceToValue( String8::IteratorConst& at, String8::IteratorConst const& end,
+                                    String8 const* );
+
+// "GroupConfig(0x55d0c8a0)", or "GroupConfig(0)" for null. Reads back while the object lives.
+ZET_EXPORT String8 valueToStrepOfRawPtr( Name const& type, PtrInterface const* object );
+// The living object that such a text names, of whatever type.
+// Throws: CannotConvertException when it names none.
+ZET_EXPORT Ptr< PtrInterface > sequenceToValueOfPtr( String8::IteratorConst& at,
+                                                     String8::IteratorConst const& end );
+// An object's destructor calls this: its text is not to read back as whatever comes to lie there.
+ZET_EXPORT void forgetRawPtrStrep( PtrInterface const* object ) noexcept;
+
+// "junk at column %lld deserializing %s" as a range exception.
+[[noreturn]] ZET_EXPORT void throwJunk( std::ptrdiff_t column, String8 const& text );
+
+// The pointer forms for a type T with a descriptor.
+template < class T >
+String8
+valueToStrepOfPtr( T const* object ) {
+   return valueToStrepOfRawPtr( T::_fwkType()->name(), object );
+}
+
+// Reads one value of type T with the sequenceToValue that belongs to T.
+template < class T >
+T
+sequenceToValue( String8::IteratorConst& at, String8::IteratorConst const& end ) {
+   return sequenceToValue( at, end, static_cast< T* >( nullptr ) );
+}
+
+// The object that a pointer's text names, as a T.
+// Throws: CannotConvertException when the object is not a T.
+template < class T >
+Ptr< T >
+sequenceToValue( String8::IteratorConst& at, String8::IteratorConst const& end, Ptr< T >* ) {
+   String8::IteratorConst const start = at;
+   Ptr< PtrInterface > const object = sequenceToValueOfPtr( at, end );
+   Ptr< T > const result = ptrCast< T >( object );
+   if ( object && !result )
+      cannotConvert( std::string( start, at ), T::_fwkType()->name() );
+   return result;
+}
+
+// Reads a whole text as a T.
+// Throws: RangeException for characters left over; what reading a T throws.
+template < class T >
+T
+strepToValue( String8 const& text ) {
+   String8::IteratorConst at = text.begin();
+   T value = sequenceToValue< T >( at, text.end() );
+   if ( at != text.end() )
+      throwJunk( at - text.begin(), text );
+   return value;
+}
+
+} // namespace Zet

@@ -1,0 +1,179 @@
+#pragma once
+
+#include "adapters/notify/KeyedCollection.h"
+#include "adapters/notify/ReactorAdapter.h"
+#include "adapters/notify/StateMachine.h"
+#include "model/GroupConfig.h"
+#include "model/GroupStatus.h"
+#include "platform/errdisable/CauseStatus.h"
+#include "platform/interface/EthIntfStatusDir.h"
+#include "sm/UplinkFailureDetectionIntfSm.h"
+
+namespace UplinkFailureDetection {
+
+// The detector of one group. Whenever the group's configuration, the interface directory or the
+// operational status of a monitored interface changes, it counts the monitored interfaces that
+// are up. While they are fewer than minLinks, every downstream interface has an entry in the
+// cause status; otherwise none of them has. The outcome goes to the group's status.
+//
+// Everything is done before the notification returns. Dropping the machine undoes nothing;
+// doCleanup() does.
+class ZET_EXPORT UplinkFailureDetectionGroupSm
+    : public Notify::StateMachine< UplinkFailureDetectionGroupSm > {
+ public:
+   class ZetGroupConfig;
+   class ZetEthIntfStatusDir;
+   class ZetCauseStatus;
+
+   // Evaluates the group once, which may disable interfaces but does not count as a disabling.
+   // Requires: none of the four is null.
+   UplinkFailureDetectionGroupSm(
+       Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
+       Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
+       Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
+
+   // Borrows, all of these: valid while the machine watches it. Null when there is none.
+   GroupConfig const* groupConfig() const noexcept;
+   GroupStatus* groupStatus() const noexcept { return groupStatus_.get(); }
+   Interface::EthIntfStatusDir const* ethIntfStatusDir() const noexcept;
+   Errdisable::CauseStatus* causeStatus() const noexcept;
+   // Requires: the group has the same name. A new configuration is checked at once.
+   void groupConfigIs( Zet::Ptr< GroupConfig const > const& groupConfig );
+   void groupConfigDel();
+   void ethIntfStatusDirIs( Zet::Ptr< Interface::EthIntfStatusDir const > const& dir );
+   void ethIntfStatusDirDel();
+   void causeStatusIs( Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
+   void causeStatusDel();
+
+   // The group's name; empty without configuration.
+   Zet::Name name() const { return zetKey(); }
+
+   // True once the group has been evaluated for the first time.
+   bool initialized() const noexcept { return initialized_; }
+   void initializedIs( bool initialized ) noexcept { initialized_ = initialized; }
+
+   // One child per monitored interface that exists.
+   Zet::Ptr< UplinkFailureDetectionIntfSm >
+   uplinkFailureDetectionIntfSm( Kelnet::IntfId intfId ) const {
+      return intfSm_.find( intfId );
+   }
+   // The child of that status's interface, made and activated if there is none.
+   // Throws: Zet::NameInUseException when there is one with another status or group machine.
+   Zet::Ptr< UplinkFailureDetectionIntfSm > uplinkFailureDetectionIntfSmIs(
+       Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+       UplinkFailureDetectionGroupSm* groupSm );
+   // Requires: the interface has no child.
+   Zet::Ptr< UplinkFailureDetectionIntfSm > newUplinkFailureDetectionIntfSm(
+       Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+       UplinkFailureDetectionGroupSm* groupSm );
+   Zet::Ptr< UplinkFailureDetectionIntfSm >
+   uplinkFailureDetectionIntfSmDel( Kelnet::IntfId intfId ) {
+      return intfSm_.del( *this, intfId );
+   }
+   void uplinkFailureDetectionIntfSmDelAll() { intfSm_.delAll( *this ); }
+   void uplinkFailureDetectionIntfSmNotify( Kelnet::IntfId,
+                                            Zet::Ptr< UplinkFailureDetectionIntfSm > const& ) {}
+
+   using IntfSmCollection = Notify::KeyedCollection<
+       &UplinkFailureDetectionGroupSm::uplinkFailureDetectionIntfSmNotify >;
+   IntfSmCollection::IteratorConst uplinkFailureDetectionIntfSmIteratorConst() const {
+      return intfSm_.iteratorConst();
+   }
+
+   void handleInitialized();
+   // Makes or drops the child of each monitored interface, or of one; the latter is also told of
+   // interfaces that the group does not monitor. An interface that is not monitored or does not
+   // exist loses its cause entry, which the next check writes back where it belongs.
+   void handleIntf();
+   void handleIntf( Kelnet::IntfId intfId );
+   void handleAndCheckIntf( Kelnet::IntfId intfId );
+   // Counts, compares, writes.
+   void doCheckIntfs();
+   // Drops the children and releases every downstream interface. The status is left alone.
+   void doCleanup();
+
+   // The key under which the top machine keeps it. Valid until the configuration is replaced.
+   Zet::Name const& zetKey() const noexcept;
+
+ protected:
+   ~UplinkFailureDetectionGroupSm() override;
+
+ private:
+   friend class Notify::StateMachine< UplinkFailureDetectionGroupSm >;
+
+   auto reactors() noexcept { return std::tie( groupConfig_, ethIntfStatusDir_, causeStatus_ ); }
+   template < class Visit > void forEachChild( Visit visit ) {
+      for ( auto at = intfSm_.iteratorConst(); at; ++at )
+         visit( *at );
+   }
+
+   unsigned int numUp() const;
+   void disableDownstream();
+   void enableDownstream();
+
+   Zet::Ptr< ZetGroupConfig > groupConfig_;
+   Zet::Ptr< GroupStatus > groupStatus_;
+   Zet::Ptr< ZetEthIntfStatusDir > ethIntfStatusDir_;
+   Zet::Ptr< ZetCauseStatus > causeStatus_;
+   IntfSmCollection intfSm_;
+   bool initialized_ = false;
+
+ public:
+   Zet::ChainLink< UplinkFailureDetectionGroupSm > zetChainLink;
+};
+
+class ZET_EXPORT UplinkFailureDetectionGroupSm::ZetGroupConfig
+    : public Notify::WatchingReactor< GroupConfig::NotifieeConst, GroupConfig const,
+                                      UplinkFailureDetectionGroupSm,
+                                      &UplinkFailureDetectionGroupSm::doCheckIntfs > {
+   using Owner = UplinkFailureDetectionGroupSm;
+
+ public:
+   using WatchingReactor::WatchingReactor;
+   void uplinkFailureDetectionGroupSmIs( Owner* owner ) { ownerIs( owner ); }
+
+   void onIntfsToMonitor( Kelnet::IntfId intfId ) override {
+      forward< &Owner::handleAndCheckIntf >( intfId );
+   }
+   void onIntfsToMonitorzetImmediate() override {}
+   void onIntfsToDisable( Kelnet::IntfId intfId ) override {
+      forward< &Owner::handleAndCheckIntf >( intfId );
+   }
+   void onIntfsToDisablezetImmediate() override {}
+   void onMinLinks() override { forward< &Owner::doCheckIntfs >(); }
+};
+
+// Hears of every interface of the directory, the group's or not.
+class ZET_EXPORT UplinkFailureDetectionGroupSm::ZetEthIntfStatusDir
+    : public Notify::WatchingReactor< Interface::EthIntfStatusDir::NotifieeConst,
+                                      Interface::EthIntfStatusDir const,
+                                      UplinkFailureDetectionGroupSm > {
+   using Owner = UplinkFailureDetectionGroupSm;
+
+ public:
+   using WatchingReactor::WatchingReactor;
+   void uplinkFailureDetectionGroupSmIs( Owner* owner ) { ownerIs( owner ); }
+
+   void onIntfStatus( Kelnet::IntfId intfId ) override {
+      forward< &Owner::handleAndCheckIntf >( intfId );
+   }
+   void onIntfStatuszetImmediate() override {}
+};
+
+// Reacts to nothing: the group machine's hold on what it writes.
+class ZET_EXPORT UplinkFailureDetectionGroupSm::ZetCauseStatus
+    : public Notify::ReactorAdapter< Errdisable::CauseStatus::Notifiee, Errdisable::CauseStatus,
+                                     UplinkFailureDetectionGroupSm > {
+ public:
+   using ReactorAdapter::ReactorAdapter;
+   void uplinkFailureDetectionGroupSmIs( UplinkFailureDetectionGroupSm* owner ) {
+      ownerIs( owner );
+   }
+};
+
+} // namespace UplinkFailureDetection
+
+template <> struct Notify::Description< UplinkFailureDetection::UplinkFailureDetectionGroupSm > {
+   static constexpr std::string_view name = "UplinkFailureDetectionGroupSm";
+   static constexpr bool hasBaseType = true;
+};

@@ -1,0 +1,391 @@
+#include "sm/UplinkFailureDetectionSm.h"
+
+#include "platform/zet/Clock.h"
+#include "platform/zet/Exception.h"
+#include "platform/zet/Strep.h"
+#include "platform/zet/Trace.h"
+
+namespace UplinkFailureDetection {
+
+namespace {
+
+Zet::TraceHandle const&
+traceHandle() {
+   static Zet::TraceHandle const handle( "UplinkFailureDetectionSm" );
+   return handle;
+}
+
+template < class... Piece >
+void
+trace( char const* operation, Piece const&... piece ) {
+   Zet::trace( traceHandle(), 0, "UplinkFailureDetectionSm", operation, piece... );
+}
+
+template < class T >
+void
+requireSame( char const* parameter, T const* wanted, T const* current ) {
+   if ( wanted != current )
+      Zet::throwNameInUseException(
+          "Reinstantiating the pointer interface where constructor parameter attribute " +
+          Zet::String8( parameter ) + " has a different value of " +
+          Zet::valueToStrepOfPtr( wanted ) + " than the current value of " +
+          Zet::valueToStrepOfPtr( current ) + " not allowed" );
+}
+
+} // namespace
+
+// The interface machine.
+
+UplinkFailureDetectionIntfSm::UplinkFailureDetectionIntfSm(
+    Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+    UplinkFailureDetectionGroupSm* groupSm )
+    : ethIntfStatus_( newReactor< ZetEthIntfStatus >( ethIntfStatus ) ), groupSm_( groupSm ) {
+   hasNotificationActiveIs( true );
+}
+
+UplinkFailureDetectionIntfSm::~UplinkFailureDetectionIntfSm() {
+   reactorsEnd();
+}
+
+Zet::Ptr< UplinkFailureDetectionIntfSm >
+UplinkFailureDetectionIntfSm::UplinkFailureDetectionIntfSmIs(
+    Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+    UplinkFailureDetectionGroupSm* groupSm ) {
+   return Zet::validPtr( Zet::make< UplinkFailureDetectionIntfSm >( ethIntfStatus, groupSm ) );
+}
+
+Interface::EthIntfStatus const*
+UplinkFailureDetectionIntfSm::ethIntfStatus() const noexcept {
+   return ethIntfStatus_ ? ethIntfStatus_->notifier() : nullptr;
+}
+
+void
+UplinkFailureDetectionIntfSm::ethIntfStatusIs(
+    Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus ) {
+   reactorIs( ethIntfStatus_, ethIntfStatus );
+}
+
+void
+UplinkFailureDetectionIntfSm::ethIntfStatusDel() {
+   ethIntfStatusIs( nullptr );
+}
+
+Kelnet::IntfId
+UplinkFailureDetectionIntfSm::intfId() const noexcept {
+   Interface::EthIntfStatus const* const status = ethIntfStatus();
+   return status ? status->intfId() : Kelnet::IntfId();
+}
+
+void
+UplinkFailureDetectionIntfSm::handleIntfStatus() {
+   groupSm_->doCheckIntfs();
+}
+
+// The group machine.
+
+UplinkFailureDetectionGroupSm::UplinkFailureDetectionGroupSm(
+    Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus )
+    : groupConfig_( newReactor< ZetGroupConfig >( groupConfig ) ), groupStatus_( groupStatus ),
+      ethIntfStatusDir_( newReactor< ZetEthIntfStatusDir >( ethIntfStatusDir ) ),
+      causeStatus_( newReactor< ZetCauseStatus >( causeStatus ) ) {
+   handleInitialized();
+   hasNotificationActiveIs( true );
+}
+
+UplinkFailureDetectionGroupSm::~UplinkFailureDetectionGroupSm() {
+   reactorsEnd();
+   uplinkFailureDetectionIntfSmDelAll();
+}
+
+GroupConfig const*
+UplinkFailureDetectionGroupSm::groupConfig() const noexcept {
+   return groupConfig_ ? groupConfig_->notifier() : nullptr;
+}
+
+Interface::EthIntfStatusDir const*
+UplinkFailureDetectionGroupSm::ethIntfStatusDir() const noexcept {
+   return ethIntfStatusDir_ ? ethIntfStatusDir_->notifier() : nullptr;
+}
+
+Errdisable::CauseStatus*
+UplinkFailureDetectionGroupSm::causeStatus() const noexcept {
+   return causeStatus_ ? causeStatus_->notifier() : nullptr;
+}
+
+void
+UplinkFailureDetectionGroupSm::groupConfigIs(
+    Zet::Ptr< GroupConfig const > const& groupConfig ) {
+   reactorIs( groupConfig_, groupConfig );
+}
+
+void
+UplinkFailureDetectionGroupSm::groupConfigDel() {
+   groupConfigIs( nullptr );
+}
+
+void
+UplinkFailureDetectionGroupSm::ethIntfStatusDirIs(
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& dir ) {
+   reactorIs( ethIntfStatusDir_, dir );
+}
+
+void
+UplinkFailureDetectionGroupSm::ethIntfStatusDirDel() {
+   ethIntfStatusDirIs( nullptr );
+}
+
+void
+UplinkFailureDetectionGroupSm::causeStatusIs(
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus ) {
+   reactorIs( causeStatus_, causeStatus );
+}
+
+void
+UplinkFailureDetectionGroupSm::causeStatusDel() {
+   causeStatusIs( nullptr );
+}
+
+Zet::Name const&
+UplinkFailureDetectionGroupSm::zetKey() const noexcept {
+   static Zet::Name const none;
+   return groupConfig() ? groupConfig()->zetName() : none;
+}
+
+Zet::Ptr< UplinkFailureDetectionIntfSm >
+UplinkFailureDetectionGroupSm::uplinkFailureDetectionIntfSmIs(
+    Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+    UplinkFailureDetectionGroupSm* groupSm ) {
+   if ( auto const intfSm = uplinkFailureDetectionIntfSm( ethIntfStatus->intfId() ) ) {
+      requireSame( "_ethIntfStatus", ethIntfStatus.get(), intfSm->ethIntfStatus() );
+      requireSame( "_groupSm", groupSm, intfSm->groupSm() );
+      return intfSm;
+   }
+   auto const intfSm = newUplinkFailureDetectionIntfSm( ethIntfStatus, groupSm );
+   intfSm->hasNotificationActiveIs( true );
+   return intfSm;
+}
+
+Zet::Ptr< UplinkFailureDetectionIntfSm >
+UplinkFailureDetectionGroupSm::newUplinkFailureDetectionIntfSm(
+    Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+    UplinkFailureDetectionGroupSm* groupSm ) {
+   auto const intfSm = UplinkFailureDetectionIntfSm::UplinkFailureDetectionIntfSmIs( ethIntfStatus,
+                                                                                     groupSm );
+   intfSm_.insert( intfSm );
+   return intfSm;
+}
+
+void
+UplinkFailureDetectionGroupSm::handleInitialized() {
+   handleIntf();
+   doCheckIntfs();
+   initializedIs( true );
+}
+
+void
+UplinkFailureDetectionGroupSm::handleIntf() {
+   // An observer of the cause status may drop this machine or its configuration.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   Zet::Ptr< GroupConfig const > const config = groupConfig();
+   for ( auto at = config->intfsToMonitorIteratorConst(); at; ++at )
+      handleIntf( at.key() );
+}
+
+void
+UplinkFailureDetectionGroupSm::handleIntf( Kelnet::IntfId intfId ) {
+   trace( "handleIntf", zetKey(), "::handleIntf ", intfId );
+   if ( groupConfig()->intfsToMonitor( intfId ) ) {
+      if ( Interface::EthIntfStatus const* const status =
+               ethIntfStatusDir()->intfStatus( intfId ) ) {
+         trace( "handleIntf", "Creating IntfSm" );
+         uplinkFailureDetectionIntfSmIs( status, this );
+         return;
+      }
+   }
+   trace( "handleIntf", "Intf removed, deleting IntfSm" );
+   uplinkFailureDetectionIntfSmDel( intfId );
+   causeStatus()->intfStatusDel( intfId );
+}
+
+void
+UplinkFailureDetectionGroupSm::handleAndCheckIntf( Kelnet::IntfId intfId ) {
+   // An observer of the cause status may drop this machine.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   handleIntf( intfId );
+   doCheckIntfs();
+}
+
+void
+UplinkFailureDetectionGroupSm::doCheckIntfs() {
+   // An observer of what is written below may drop this machine.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   trace( "doCheckIntfs", zetKey(), "::doCheckIntfs " );
+   unsigned int const up = numUp();
+   if ( groupConfig()->minLinks() > up )
+      disableDownstream();
+   else
+      enableDownstream();
+}
+
+unsigned int
+UplinkFailureDetectionGroupSm::numUp() const {
+   unsigned int up = 0;
+   Interface::EthIntfStatusDir const& dir = *ethIntfStatusDir();
+   // Without regard to the flags: an operator lists an interface to be counted; the flag says
+   // whether it is watched.
+   groupConfig()->intfsToMonitorMembers().forEach( [ & ]( auto const& monitored ) {
+      Interface::EthIntfStatus const* const status = dir.intfStatus( monitored.zetKey() );
+      if ( status && status->operStatus() == Interface::OperStatus::up )
+         ++up;
+   } );
+   return up;
+}
+
+void
+UplinkFailureDetectionGroupSm::disableDownstream() {
+   trace( "doCheckIntfs", "numUp is < minLinks ; disabling downstream intfs" );
+   // The observers of each entry may replace what this machine watches.
+   Zet::Ptr< GroupConfig const > const config = groupConfig();
+   Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
+   double const time = Zet::now();
+   for ( auto at = config->intfsToDisableIteratorConst(); at; ++at )
+      if ( !cause->intfStatus( at.key() ) )
+         cause->intfStatusIs( at.key(), time );
+   if ( groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
+      return;
+   groupStatus_->groupLinkStatusIs( GroupLinkStatus::down );
+   if ( initialized_ ) {
+      groupStatus_->numTimesDisabledInc( 1 );
+      groupStatus_->prevDisabledTimeIs( time );
+   }
+}
+
+void
+UplinkFailureDetectionGroupSm::enableDownstream() {
+   trace( "doCheckIntfs", "numUp is >= minLinks ; enabling downstream intfs" );
+   // The observers of each entry may replace what this machine watches.
+   Zet::Ptr< GroupConfig const > const config = groupConfig();
+   Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
+   for ( auto at = config->intfsToDisableIteratorConst(); at; ++at )
+      cause->intfStatusDel( at.key() );
+   groupStatus_->groupLinkStatusIs( GroupLinkStatus::up );
+}
+
+void
+UplinkFailureDetectionGroupSm::doCleanup() {
+   // The observers of each entry may drop this machine or replace what it watches.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   Zet::Ptr< GroupConfig const > const config = groupConfig();
+   Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
+   trace( "doCleanup", zetKey(), "::doCleanup()" );
+   for ( auto at = config->intfsToMonitorIteratorConst(); at; ++at )
+      uplinkFailureDetectionIntfSmDel( at.key() );
+   for ( auto at = config->intfsToDisableIteratorConst(); at; ++at )
+      cause->intfStatusDel( at.key() );
+}
+
+// The top machine.
+
+UplinkFailureDetectionSm::UplinkFailureDetectionSm(
+    Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir )
+    : config_( newReactor< ZetConfig >( config ) ), status_( status ), causeStatus_( causeStatus ),
+      ethIntfStatusDir_( ethIntfStatusDir ) {
+   handleInitialized();
+   hasNotificationActiveIs( true );
+}
+
+UplinkFailureDetectionSm::~UplinkFailureDetectionSm() {
+   reactorsEnd();
+   uplinkFailureDetectionGroupSmDelAll();
+}
+
+Zet::Ptr< UplinkFailureDetectionSm >
+UplinkFailureDetectionSm::UplinkFailureDetectionSmIs(
+    Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir ) {
+   return Zet::validPtr( Zet::make< UplinkFailureDetectionSm >( config, status, causeStatus,
+                                                                ethIntfStatusDir ) );
+}
+
+Config const*
+UplinkFailureDetectionSm::config() const noexcept {
+   return config_ ? config_->notifier() : nullptr;
+}
+
+void
+UplinkFailureDetectionSm::configIs( Zet::Ptr< Config const > const& config ) {
+   reactorIs( config_, config );
+}
+
+void
+UplinkFailureDetectionSm::configDel() {
+   configIs( nullptr );
+}
+
+Zet::Ptr< UplinkFailureDetectionGroupSm >
+UplinkFailureDetectionSm::uplinkFailureDetectionGroupSmIs(
+    Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus ) {
+   if ( auto const groupSm = uplinkFailureDetectionGroupSm( groupConfig->zetName() ) ) {
+      requireSame( "_groupConfig", groupConfig.get(), groupSm->groupConfig() );
+      requireSame( "_groupStatus", groupStatus.get(), groupSm->groupStatus() );
+      requireSame( "_ethIntfStatusDir", ethIntfStatusDir.get(), groupSm->ethIntfStatusDir() );
+      requireSame( "_causeStatus", causeStatus.get(), groupSm->causeStatus() );
+      return groupSm;
+   }
+   auto const groupSm = newUplinkFailureDetectionGroupSm( groupConfig, groupStatus,
+                                                          ethIntfStatusDir, causeStatus );
+   groupSm->hasNotificationActiveIs( true );
+   return groupSm;
+}
+
+Zet::Ptr< UplinkFailureDetectionGroupSm >
+UplinkFailureDetectionSm::newUplinkFailureDetectionGroupSm(
+    Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus ) {
+   auto const groupSm = Zet::validPtr( Zet::make< UplinkFailureDetectionGroupSm >(
+       groupConfig, groupStatus, ethIntfStatusDir, causeStatus ) );
+   groupSm_.insert( groupSm );
+   return groupSm;
+}
+
+void
+UplinkFailureDetectionSm::handleInitialized() {
+   handleGroup();
+   initializedIs( true );
+}
+
+void
+UplinkFailureDetectionSm::handleGroup() {
+   // An observer of what the groups write may drop this machine or its configuration.
+   Zet::Ptr< UplinkFailureDetectionSm > const self( this );
+   Zet::Ptr< Config const > const config = this->config();
+   for ( auto at = config->groupIteratorConst(); at; ++at )
+      handleGroup( at->name() );
+}
+
+void
+UplinkFailureDetectionSm::handleGroup( Zet::Name groupName ) {
+   // An observer of what the group writes may drop this machine.
+   Zet::Ptr< UplinkFailureDetectionSm > const self( this );
+   trace( "handleGroup", "handleGroup( ", groupName, " )" );
+   if ( Zet::Ptr< GroupConfig const > const groupConfig = config()->group( groupName ) ) {
+      // Before the machine, whose first evaluation writes into it.
+      Zet::Ptr< GroupStatus > const groupStatus = status_->groupIs( groupName );
+      uplinkFailureDetectionGroupSmIs( groupConfig, groupStatus, ethIntfStatusDir_, causeStatus_ );
+      return;
+   }
+   if ( auto const groupSm = uplinkFailureDetectionGroupSm( groupName ) )
+      groupSm->doCleanup();
+   uplinkFailureDetectionGroupSmDel( groupName );
+   status_->groupDel( groupName );
+}
+
+} // namespace UplinkFailureDetection

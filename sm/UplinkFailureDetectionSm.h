@@ -1,0 +1,122 @@
+#pragma once
+
+#include "adapters/notify/KeyedCollection.h"
+#include "adapters/notify/ReactorAdapter.h"
+#include "adapters/notify/StateMachine.h"
+#include "model/Config.h"
+#include "model/Status.h"
+#include "sm/UplinkFailureDetectionGroupSm.h"
+
+namespace UplinkFailureDetection {
+
+// Keeps one group machine and one status record per configured group. A group that leaves the
+// configuration has its downstream interfaces released, then its machine and its record go.
+//
+// Dropping the machine undoes nothing: cause entries and records stay until another machine
+// evaluates the groups.
+class ZET_EXPORT UplinkFailureDetectionSm
+    : public Notify::StateMachine< UplinkFailureDetectionSm > {
+ public:
+   class ZetConfig;
+
+   // Evaluates every configured group once. Requires: none of the four is null.
+   UplinkFailureDetectionSm(
+       Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
+       Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
+       Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir );
+   static Zet::Ptr< UplinkFailureDetectionSm > UplinkFailureDetectionSmIs(
+       Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
+       Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
+       Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir );
+
+   // Borrows, all of these: valid while the machine holds it.
+   Config const* config() const noexcept;
+   Status* status() const noexcept { return status_.get(); }
+   Errdisable::CauseStatus* causeStatus() const noexcept { return causeStatus_.get(); }
+   Interface::EthIntfStatusDir const* ethIntfStatusDir() const noexcept {
+      return ethIntfStatusDir_.get();
+   }
+   // Watches another configuration; its groups are not evaluated by that.
+   void configIs( Zet::Ptr< Config const > const& config );
+   void configDel();
+
+   // True once the groups that were configured at first have been evaluated.
+   bool initialized() const noexcept { return initialized_; }
+   void initializedIs( bool initialized ) noexcept { initialized_ = initialized; }
+
+   // The machine of that group, or null.
+   Zet::Ptr< UplinkFailureDetectionGroupSm >
+   uplinkFailureDetectionGroupSm( Zet::Name name ) const {
+      return groupSm_.find( name );
+   }
+   // The machine of that group, made and activated if there is none.
+   // Throws: Zet::NameInUseException when there is one that was made from other objects.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > uplinkFailureDetectionGroupSmIs(
+       Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
+       Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
+       Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
+   // Requires: the group has no machine.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > newUplinkFailureDetectionGroupSm(
+       Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
+       Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
+       Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
+   Zet::Ptr< UplinkFailureDetectionGroupSm > uplinkFailureDetectionGroupSmDel( Zet::Name name ) {
+      return groupSm_.del( *this, name );
+   }
+   void uplinkFailureDetectionGroupSmDelAll() { groupSm_.delAll( *this ); }
+   void uplinkFailureDetectionGroupSmNotify( Zet::Name,
+                                             Zet::Ptr< UplinkFailureDetectionGroupSm > const& ) {}
+
+   using GroupSmCollection = Notify::KeyedCollection<
+       &UplinkFailureDetectionSm::uplinkFailureDetectionGroupSmNotify >;
+   GroupSmCollection::IteratorConst uplinkFailureDetectionGroupSmIteratorConst() const {
+      return groupSm_.iteratorConst();
+   }
+
+   void handleInitialized();
+   // Brings every configured group, or one group, configured or not, in step.
+   void handleGroup();
+   void handleGroup( Zet::Name groupName );
+
+ protected:
+   ~UplinkFailureDetectionSm() override;
+
+ private:
+   friend class Notify::StateMachine< UplinkFailureDetectionSm >;
+
+   auto reactors() noexcept { return std::tie( config_ ); }
+   template < class Visit > void forEachChild( Visit visit ) {
+      for ( auto at = groupSm_.iteratorConst(); at; ++at )
+         visit( *at );
+   }
+
+   Zet::Ptr< ZetConfig > config_;
+   Zet::Ptr< Status > status_;
+   Zet::Ptr< Errdisable::CauseStatus > causeStatus_;
+   Zet::Ptr< Interface::EthIntfStatusDir const > ethIntfStatusDir_;
+   GroupSmCollection groupSm_;
+   bool initialized_ = false;
+};
+
+class ZET_EXPORT UplinkFailureDetectionSm::ZetConfig
+    : public Notify::WatchingReactor< Config::NotifieeConst, Config const,
+                                      UplinkFailureDetectionSm > {
+   using Owner = UplinkFailureDetectionSm;
+
+ public:
+   using WatchingReactor::WatchingReactor;
+   void uplinkFailureDetectionSmIs( Owner* owner ) { ownerIs( owner ); }
+
+   void onGroup( Zet::Name name ) override {
+      if ( Owner* const owner = reactingOwner() )
+         owner->handleGroup( std::move( name ) );
+   }
+   void onGroupzetImmediate() override {}
+};
+
+} // namespace UplinkFailureDetection
+
+template <> struct Notify::Description< UplinkFailureDetection::UplinkFailureDetectionSm > {
+   static constexpr std::string_view name = "UplinkFailureDetectionSm";
+   static constexpr bool hasBaseType = true;
+};
