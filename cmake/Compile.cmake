@@ -21,4 +21,7 @@ if(UFD_SANITIZE)
   target_compile_options(ufd_compile INTERFACE
     -fsanitize=${UFD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(ufd_compile INTERFACE -fsanitize=${UFD_SANITIZE})
+else()
+  # A library that misses a symbol is found out when it is built.
+  add_link_options(LINKER:-z,defs)
 endif()

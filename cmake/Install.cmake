@@ -1,0 +1,22 @@
+# What `cmake --install` puts in place: the libraries, their headers, and how others find them.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS zet UplinkFailureDetection EXPORT UplinkFailureDetectionTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+foreach(room platform adapters model sm)
+  install(DIRECTORY ${room} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/UplinkFailureDetection
+          FILES_MATCHING PATTERN "*.h")
+endforeach()
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/UplinkFailureDetection)
+install(EXPORT UplinkFailureDetectionTargets NAMESPACE UplinkFailureDetection::
+        FILE UplinkFailureDetectionConfig.cmake DESTINATION ${package_dir})
+write_basic_package_version_file(
+  ${PROJECT_BINARY_DIR}/UplinkFailureDetectionConfigVersion.cmake
+  COMPATIBILITY SameMinorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/UplinkFailureDetectionConfigVersion.cmake
+        DESTINATION ${package_dir})
+
+configure_file(cmake/UplinkFailureDetection.pc.in UplinkFailureDetection.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/UplinkFailureDetection.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

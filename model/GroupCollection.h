@@ -109,8 +109,8 @@ GroupCollection< E, M >::groupsEnd() noexcept {
          groupDelAll();
       } catch ( ... ) {
          // A destructor can't hand on what an observer threw while it was told of a failure.
-         Zet::handleNotificationFailure(
-             *this, Notify::rowOf< E, Notify::reader( &E::group ) >().id );
+         Zet::handleNotificationFailure( *this,
+                                         Notify::rowOf< E, Notify::reader( &E::group ) >().id );
       }
    }
    notifiees_.deleteAll();

@@ -22,10 +22,8 @@ class ZET_EXPORT GroupConfig : public Notify::NotifyingEntity< GroupConfig > {
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
 
    // Members of the two collections: an interface and its flag.
-   using ZetIntfsToMonitor =
-       Notify::ValueMember< Kelnet::IntfId, bool, struct IntfsToMonitorTag >;
-   using ZetIntfsToDisable =
-       Notify::ValueMember< Kelnet::IntfId, bool, struct IntfsToDisableTag >;
+   using ZetIntfsToMonitor = Notify::ValueMember< Kelnet::IntfId, bool, struct IntfsToMonitorTag >;
+   using ZetIntfsToDisable = Notify::ValueMember< Kelnet::IntfId, bool, struct IntfsToDisableTag >;
 
    explicit GroupConfig( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
    // A new group with no interfaces, `minLinks` 1, and no parent.
@@ -42,8 +40,7 @@ class ZET_EXPORT GroupConfig : public Notify::NotifyingEntity< GroupConfig > {
    void intfsToMonitorDelAll() { intfsToMonitor_.delAll( *this ); }
    void intfsToMonitorNotify( Kelnet::IntfId intfId, Zet::Ptr< ZetIntfsToMonitor > const& );
 
-   using IntfsToMonitorCollection =
-       Notify::ValueCollection< &GroupConfig::intfsToMonitorNotify >;
+   using IntfsToMonitorCollection = Notify::ValueCollection< &GroupConfig::intfsToMonitorNotify >;
    using IntfsToMonitorIterator = IntfsToMonitorCollection::Iterator;
    using ZetIntfsToMonitorIterator = IntfsToMonitorIterator;
    using IntfsToMonitorIteratorConst = IntfsToMonitorCollection::IteratorConst;
@@ -66,8 +63,7 @@ class ZET_EXPORT GroupConfig : public Notify::NotifyingEntity< GroupConfig > {
    void intfsToDisableDelAll() { intfsToDisable_.delAll( *this ); }
    void intfsToDisableNotify( Kelnet::IntfId intfId, Zet::Ptr< ZetIntfsToDisable > const& );
 
-   using IntfsToDisableCollection =
-       Notify::ValueCollection< &GroupConfig::intfsToDisableNotify >;
+   using IntfsToDisableCollection = Notify::ValueCollection< &GroupConfig::intfsToDisableNotify >;
    using IntfsToDisableIterator = IntfsToDisableCollection::Iterator;
    using ZetIntfsToDisableIterator = IntfsToDisableIterator;
    using IntfsToDisableIteratorConst = IntfsToDisableCollection::IteratorConst;
@@ -135,10 +131,10 @@ template <> struct Notify::Description< UplinkFailureDetection::GroupConfig > {
    static constexpr std::tuple attributes{
       ValueCollectionRow< &T::intfsToMonitor, &T::intfsToMonitorIs, &T::intfsToMonitorDel,
                           keyed< Kelnet::IntfId >( &N::onIntfsToMonitor ) >{ 258,
-                                                                            "intfsToMonitor" },
+                                                                             "intfsToMonitor" },
       ValueCollectionRow< &T::intfsToDisable, &T::intfsToDisableIs, &T::intfsToDisableDel,
                           keyed< Kelnet::IntfId >( &N::onIntfsToDisable ) >{ 259,
-                                                                            "intfsToDisable" },
+                                                                             "intfsToDisable" },
       Scalar< &T::minLinks, &T::minLinksIs, &N::onMinLinks >{ 260, "minLinks" },
       Constant< &T::minLinksDefault >{ 261, "minLinksDefault" },
    };

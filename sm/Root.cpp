@@ -11,8 +11,8 @@ Root::~Root() {
       uplinkFailureDetectionSmDel();
    } catch ( ... ) {
       // A destructor can't hand on what an observer threw while it was told of a failure.
-      Zet::handleNotificationFailure(
-          *this, Notify::rowOf< Root, &Root::uplinkFailureDetectionSm >().id );
+      Zet::handleNotificationFailure( *this,
+                                      Notify::rowOf< Root, &Root::uplinkFailureDetectionSm >().id );
    }
    notifiees_.deleteAll();
 }

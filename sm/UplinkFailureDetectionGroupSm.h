@@ -59,13 +59,13 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    }
    // The child of that status's interface, made and activated if there is none.
    // Throws: Zet::NameInUseException when there is one with another status or group machine.
-   Zet::Ptr< UplinkFailureDetectionIntfSm > uplinkFailureDetectionIntfSmIs(
-       Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
-       UplinkFailureDetectionGroupSm* groupSm );
+   Zet::Ptr< UplinkFailureDetectionIntfSm >
+   uplinkFailureDetectionIntfSmIs( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+                                   UplinkFailureDetectionGroupSm* groupSm );
    // Requires: the interface has no child.
-   Zet::Ptr< UplinkFailureDetectionIntfSm > newUplinkFailureDetectionIntfSm(
-       Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
-       UplinkFailureDetectionGroupSm* groupSm );
+   Zet::Ptr< UplinkFailureDetectionIntfSm >
+   newUplinkFailureDetectionIntfSm( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+                                    UplinkFailureDetectionGroupSm* groupSm );
    Zet::Ptr< UplinkFailureDetectionIntfSm >
    uplinkFailureDetectionIntfSmDel( Kelnet::IntfId intfId ) {
       return intfSm_.del( *this, intfId );

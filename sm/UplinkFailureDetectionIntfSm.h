@@ -20,9 +20,9 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm
    // Borrows: `groupSm`, which owns the machine made.
    UplinkFailureDetectionIntfSm( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
                                  UplinkFailureDetectionGroupSm* groupSm );
-   static Zet::Ptr< UplinkFailureDetectionIntfSm > UplinkFailureDetectionIntfSmIs(
-       Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
-       UplinkFailureDetectionGroupSm* groupSm );
+   static Zet::Ptr< UplinkFailureDetectionIntfSm >
+   UplinkFailureDetectionIntfSmIs( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+                                   UplinkFailureDetectionGroupSm* groupSm );
 
    // Borrows: valid until another status is watched. Null when there is none.
    Interface::EthIntfStatus const* ethIntfStatus() const noexcept;
@@ -57,18 +57,13 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm
 
 class ZET_EXPORT UplinkFailureDetectionIntfSm::ZetEthIntfStatus
     : public Notify::WatchingReactor< Interface::EthIntfStatus::NotifieeConst,
-                                      Interface::EthIntfStatus const,
-                                      UplinkFailureDetectionIntfSm,
+                                      Interface::EthIntfStatus const, UplinkFailureDetectionIntfSm,
                                       &UplinkFailureDetectionIntfSm::handleIntfStatus > {
  public:
    using WatchingReactor::WatchingReactor;
-   void uplinkFailureDetectionIntfSmIs( UplinkFailureDetectionIntfSm* owner ) {
-      ownerIs( owner );
-   }
+   void uplinkFailureDetectionIntfSmIs( UplinkFailureDetectionIntfSm* owner ) { ownerIs( owner ); }
 
-   void onOperStatus() override {
-      forward< &UplinkFailureDetectionIntfSm::handleIntfStatus >();
-   }
+   void onOperStatus() override { forward< &UplinkFailureDetectionIntfSm::handleIntfStatus >(); }
 };
 
 } // namespace UplinkFailureDetection

@@ -115,8 +115,7 @@ UplinkFailureDetectionGroupSm::causeStatus() const noexcept {
 }
 
 void
-UplinkFailureDetectionGroupSm::groupConfigIs(
-    Zet::Ptr< GroupConfig const > const& groupConfig ) {
+UplinkFailureDetectionGroupSm::groupConfigIs( Zet::Ptr< GroupConfig const > const& groupConfig ) {
    reactorIs( groupConfig_, groupConfig );
 }
 
@@ -171,8 +170,8 @@ Zet::Ptr< UplinkFailureDetectionIntfSm >
 UplinkFailureDetectionGroupSm::newUplinkFailureDetectionIntfSm(
     Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
     UplinkFailureDetectionGroupSm* groupSm ) {
-   auto const intfSm = UplinkFailureDetectionIntfSm::UplinkFailureDetectionIntfSmIs( ethIntfStatus,
-                                                                                     groupSm );
+   auto const intfSm =
+       UplinkFailureDetectionIntfSm::UplinkFailureDetectionIntfSmIs( ethIntfStatus, groupSm );
    intfSm_.insert( intfSm );
    return intfSm;
 }
@@ -308,8 +307,8 @@ UplinkFailureDetectionSm::UplinkFailureDetectionSmIs(
     Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
     Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
     Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir ) {
-   return Zet::validPtr( Zet::make< UplinkFailureDetectionSm >( config, status, causeStatus,
-                                                                ethIntfStatusDir ) );
+   return Zet::validPtr(
+       Zet::make< UplinkFailureDetectionSm >( config, status, causeStatus, ethIntfStatusDir ) );
 }
 
 Config const*
@@ -339,8 +338,8 @@ UplinkFailureDetectionSm::uplinkFailureDetectionGroupSmIs(
       requireSame( "_causeStatus", causeStatus.get(), groupSm->causeStatus() );
       return groupSm;
    }
-   auto const groupSm = newUplinkFailureDetectionGroupSm( groupConfig, groupStatus,
-                                                          ethIntfStatusDir, causeStatus );
+   auto const groupSm =
+       newUplinkFailureDetectionGroupSm( groupConfig, groupStatus, ethIntfStatusDir, causeStatus );
    groupSm->hasNotificationActiveIs( true );
    return groupSm;
 }

@@ -45,8 +45,7 @@ class ZET_EXPORT UplinkFailureDetectionSm
    void initializedIs( bool initialized ) noexcept { initialized_ = initialized; }
 
    // The machine of that group, or null.
-   Zet::Ptr< UplinkFailureDetectionGroupSm >
-   uplinkFailureDetectionGroupSm( Zet::Name name ) const {
+   Zet::Ptr< UplinkFailureDetectionGroupSm > uplinkFailureDetectionGroupSm( Zet::Name name ) const {
       return groupSm_.find( name );
    }
    // The machine of that group, made and activated if there is none.
@@ -67,8 +66,8 @@ class ZET_EXPORT UplinkFailureDetectionSm
    void uplinkFailureDetectionGroupSmNotify( Zet::Name,
                                              Zet::Ptr< UplinkFailureDetectionGroupSm > const& ) {}
 
-   using GroupSmCollection = Notify::KeyedCollection<
-       &UplinkFailureDetectionSm::uplinkFailureDetectionGroupSmNotify >;
+   using GroupSmCollection =
+       Notify::KeyedCollection< &UplinkFailureDetectionSm::uplinkFailureDetectionGroupSmNotify >;
    GroupSmCollection::IteratorConst uplinkFailureDetectionGroupSmIteratorConst() const {
       return groupSm_.iteratorConst();
    }

@@ -47,11 +47,10 @@ template < auto Get, auto Set, auto OnChange > struct Scalar : Notified< Get, On
 };
 
 // The same for every entity of the type, and not stored in it.
-template < auto Get > struct Constant : Read< Get > {
-   using Read< Get >::Read;
-};
+template < auto Get > struct Constant : Read< Get > { using Read< Get >::Read; };
 
-// A value per key; a handler is told the key. Set( key, value ) adds or changes, Del( key ) removes.
+// A value per key; a handler is told the key. Set( key, value ) adds or changes, Del( key )
+// removes.
 template < auto Get, auto Set, auto Del, auto OnChange >
 struct ValueCollectionRow : Notified< Get, OnChange > {
    using Notified< Get, OnChange >::Notified;
@@ -93,7 +92,8 @@ keyed( void ( N::*handler )( Key ) ) {
 template < class T, class Visit >
 constexpr void
 forEachRow( Visit visit ) {
-   std::apply( [ & ]( auto const&... row ) { ( visit( row ), ... ); }, Description< T >::attributes );
+   std::apply( [ & ]( auto const&... row ) { ( visit( row ), ... ); },
+               Description< T >::attributes );
 }
 
 namespace Detail {
@@ -127,7 +127,8 @@ idsAreDistinct() {
 } // namespace Detail
 
 // The row of the attribute that `Get` reads. One that has no row does not compile.
-template < class T, auto Get > constexpr auto const&
+template < class T, auto Get >
+constexpr auto const&
 rowOf() {
    static_assert( Detail::idsAreDistinct< T >(), "two attributes have the same id" );
    constexpr std::size_t index = Detail::indexOf< Get >( Description< T >::attributes );

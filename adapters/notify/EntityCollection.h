@@ -3,7 +3,6 @@
 #include "adapters/notify/KeyedCollection.h"
 #include "platform/zet/AttributeId.h"
 
-
 namespace Notify {
 
 // A collection of entities that name their owner as their parent. `Changed` is the owner's

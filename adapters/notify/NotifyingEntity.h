@@ -33,8 +33,7 @@ template < class E, class Base = Zet::Entity > class ZET_EXPORT NotifyingEntity 
       if ( nondestructing == this->isNondestructing() )
          return;
       Base::isNondestructingIs( nondestructing );
-      dispatch< &E::NotifieeConst::onIsNondestructing >( list(),
-                                                         Zet::isNondestructingAttributeId );
+      dispatch< &E::NotifieeConst::onIsNondestructing >( list(), Zet::isNondestructingAttributeId );
    }
    void zeroReferencesIs( bool ) override {
       dispatch< &E::NotifieeConst::onZeroReferences >( list(), Zet::zeroReferencesAttributeId );

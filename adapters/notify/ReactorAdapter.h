@@ -41,9 +41,7 @@ template < class Base, class Watched, class Owner > class ZET_EXPORT ReactorAdap
       if ( Owner* const owner = reactingOwner() )
          ( owner->*Operation )( key... );
    }
-   Owner* reactingOwner() const noexcept {
-      return this->zetMarkedForDeletion() ? nullptr : owner_;
-   }
+   Owner* reactingOwner() const noexcept { return this->zetMarkedForDeletion() ? nullptr : owner_; }
 
  private:
    Owner* owner_;

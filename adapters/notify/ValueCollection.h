@@ -4,7 +4,6 @@
 #include "platform/zet/HashMap.h"
 #include "platform/zet/PtrInterface.h"
 
-
 namespace Notify {
 
 // A member of a collection of values. `Tag` makes the members of two collections two types.

@@ -33,9 +33,7 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
    using IntfStatusCollection = Notify::ValueCollection< &CauseStatus::intfStatusNotify >;
    using IntfStatusIteratorConst = IntfStatusCollection::IteratorConst;
    // Walks the entries: key() is the interface, value() the time.
-   IntfStatusIteratorConst intfStatusIteratorConst() const {
-      return intfStatus_.iteratorConst();
-   }
+   IntfStatusIteratorConst intfStatusIteratorConst() const { return intfStatus_.iteratorConst(); }
 
  protected:
    ~CauseStatus() override;

@@ -66,6 +66,6 @@ template <> struct Notify::Description< Interface::EthIntfStatus > {
    static constexpr std::string_view name = "EthIntfStatus";
    static constexpr std::tuple attributes{
       Scalar< &T::operStatus, &T::operStatusIs, &T::NotifieeConst::onOperStatus >{ 258,
-                                                                                 "operStatus" },
+                                                                                   "operStatus" },
    };
 };

@@ -35,12 +35,9 @@ class ZET_EXPORT EthIntfStatusDir : public Notify::NotifyingEntity< EthIntfStatu
    Zet::Ptr< EthIntfStatus > intfStatusDel( Kelnet::IntfId intfId );
    void intfStatusNotify( Kelnet::IntfId intfId, Zet::Ptr< EthIntfStatus > const& status );
 
-   using IntfStatusCollection =
-       Notify::EntityCollection< &EthIntfStatusDir::intfStatusNotify >;
+   using IntfStatusCollection = Notify::EntityCollection< &EthIntfStatusDir::intfStatusNotify >;
    using IntfStatusIteratorConst = IntfStatusCollection::IteratorConst;
-   IntfStatusIteratorConst intfStatusIteratorConst() const {
-      return intfStatus_.iteratorConst();
-   }
+   IntfStatusIteratorConst intfStatusIteratorConst() const { return intfStatus_.iteratorConst(); }
 
  protected:
    ~EthIntfStatusDir() override;

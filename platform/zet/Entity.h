@@ -38,15 +38,15 @@ class ZET_EXPORT Entity : public PtrInterface {
    virtual void handleParent();
 
    // The attribute log's hold on the entity: none unless a type has one.
-   virtual Ptr< ZetNboAttrLogSa >
-   zetNboAttrLogSa( Ptr< NboAttrLog::Out const > const& out ) const;
+   virtual Ptr< ZetNboAttrLogSa > zetNboAttrLogSa( Ptr< NboAttrLog::Out const > const& out ) const;
    virtual bool zetHasAttrLogInterface() const;
    virtual Ptr< ZetNboAttrLogSa > zetNboAttrLogSa( Ptr< NboAttrLog::Out const > const& out );
    virtual Ptr< ZetNboAttrLogSa >
    zetNboAttrLogSaForMsgChannel( Ptr< ZetNboAttrLogSa > const& adapter );
-   virtual Ptr< ZetNboAttrLogSa >
-   zetNboAttrLogSaIs( PtrInterface::NotifieeConst::Zet_BitSet mask, unsigned int flags,
-                      Ptr< NboAttrLog::Out > const& out, PtrInterface* owner );
+   virtual Ptr< ZetNboAttrLogSa > zetNboAttrLogSaIs( PtrInterface::NotifieeConst::Zet_BitSet mask,
+                                                     unsigned int flags,
+                                                     Ptr< NboAttrLog::Out > const& out,
+                                                     PtrInterface* owner );
    virtual void zetNboAttrLogSaDel( Ptr< NboAttrLog::Out > const& out );
 
    // The name without a copy. Valid until: the entity goes.

@@ -20,9 +20,7 @@ class ZET_EXPORT BaseRefCollection {
 };
 
 // The place of a member in its ListRaw.
-template < class Member > struct ListRawHook {
-   Member* next = nullptr;
-};
+template < class Member > struct ListRawHook { Member* next = nullptr; };
 
 // The list of an entity's notifiees, linked through the members' hooks. It allocates nothing and
 // removes by walking.

@@ -19,13 +19,11 @@ template < class T > class Ptr {
    Ptr( Ptr const& other ) noexcept : object_( other.object_ ) { add(); }
    Ptr( Ptr&& other ) noexcept : object_( std::exchange( other.object_, nullptr ) ) {}
    template < class U >
-      requires std::is_convertible_v< U*, T* >
-   Ptr( Ptr< U > const& other ) noexcept : object_( other.get() ) {
-      add();
-   }
+   requires std::is_convertible_v< U*, T* > Ptr( Ptr< U > const& other )
+   noexcept : object_( other.get() ) { add(); }
    template < class U >
-      requires std::is_convertible_v< U*, T* >
-   Ptr( Ptr< U >&& other ) noexcept : object_( std::exchange( other.object_, nullptr ) ) {}
+   requires std::is_convertible_v< U*, T* > Ptr( Ptr< U >&& other )
+   noexcept : object_( std::exchange( other.object_, nullptr ) ) {}
    ~Ptr() { drop( object_ ); }
 
    Ptr& operator=( Ptr other ) noexcept {

@@ -55,8 +55,8 @@ PtrInterface::isNondestructingIs( bool nondestructing ) {
       if ( nondestructing ) {
          require( ( word & countMask ) <= loweredCountMask,
                   "a nondestructing object has at most 2^21 - 1 references" );
-         changed = nondestructingByte | ( word & flagsMask ) >> loweredBy |
-                   ( word & loweredCountMask );
+         changed =
+             nondestructingByte | ( word & flagsMask ) >> loweredBy | ( word & loweredCountMask );
       } else {
          changed = ( word & flagsMask >> loweredBy ) << loweredBy | ( word & loweredCountMask );
       }

@@ -47,8 +47,7 @@ valueToStrep( String8 const& value ) {
 }
 
 String8
-sequenceToValue( String8::IteratorConst& at, String8::IteratorConst const& end,
-                 String8 const* ) {
+sequenceToValue( String8::IteratorConst& at, String8::IteratorConst const& end, String8 const* ) {
    std::string text;
    if ( at == end || *at != '\'' ) {
       for ( ; at != end && isBare( *at ); ++at )

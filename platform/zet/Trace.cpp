@@ -72,8 +72,8 @@ void
 traceHelper( TraceHandle const& handle, unsigned int level, char const* source,
              char const* operation, String8 const& text ) {
    auto const write = [ & ]( std::ostream& stream ) {
-      stream << handle.name() << ' ' << level << ' ' << source << "::" << operation << ' '
-             << text << '\n';
+      stream << handle.name() << ' ' << level << ' ' << source << "::" << operation << ' ' << text
+             << '\n';
    };
    if ( handle.isOn( level ) && traceStream_ )
       write( *traceStream_ );

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Installs the build in $1 and builds and runs, against that copy alone, a program that lies outside
+# of the tree: once through the CMake package, once through pkg-config.
+set -eu
+build=$1
+here=$(cd "$(dirname "$0")" && pwd)
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+
+cmake --install "$build" --prefix "$work/installed" >"$work/log"
+cp -r "$here/consumer" "$work/consumer"
+export LD_LIBRARY_PATH=
+
+cmake -S "$work/consumer" -B "$work/build" -DCMAKE_PREFIX_PATH="$work/installed" >>"$work/log"
+cmake --build "$work/build" >>"$work/log" || { cat "$work/log"; exit 1; }
+"$work/build/consumer"
+echo "built and ran through the CMake package"
+
+export PKG_CONFIG_PATH
+PKG_CONFIG_PATH=$(dirname "$(find "$work/installed" -name UplinkFailureDetection.pc)")
+prefix=--define-variable=prefix="$work/installed"
+libdir=$(pkg-config "$prefix" --variable=libdir UplinkFailureDetection)
+# shellcheck disable=SC2046 # the words of pkg-config are words
+c++ "$work/consumer/main.cpp" $(pkg-config "$prefix" --cflags --libs UplinkFailureDetection) \
+  -Wl,-rpath,"$libdir" -o "$work/through-pkg-config"
+"$work/through-pkg-config"
+echo "built and ran through pkg-config"
