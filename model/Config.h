@@ -8,9 +8,13 @@ namespace UplinkFailureDetection {
 // The root of the configuration: one GroupConfig per group.
 class ZET_EXPORT Config : public GroupCollection< Config, GroupConfig > {
  public:
+   class _Type;
+   class GenericIf_;
+
    explicit Config( Zet::Name name ) : GroupCollection( std::move( name ) ) {}
    // A new Config without groups and without parent.
    static Zet::Ptr< Config > ConfigIs( Zet::Name name );
+   static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  protected:
    ~Config() override;
@@ -22,6 +26,7 @@ ZET_EXPORT Zet::Ptr< Config > configFactory( Zet::Name name );
 } // namespace UplinkFailureDetection
 
 template <> struct Notify::Description< UplinkFailureDetection::Config > {
+   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "Config";
    static constexpr auto attributes =
        UplinkFailureDetection::groupCollectionRows< UplinkFailureDetection::Config >;

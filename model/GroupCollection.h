@@ -66,7 +66,8 @@ class ZET_EXPORT GroupCollection< E, M >::NotifieeConst
 // The rows of such an entity.
 template < class E >
 inline constexpr std::tuple groupCollectionRows{
-   Notify::EntityCollectionRow< Notify::reader( &E::group ), &E::groupIs, &E::groupDel,
+   Notify::EntityCollectionRow< Notify::reader( &E::group ), &E::groupMembers, &E::groupIs,
+                                &E::groupDel,
                                 Notify::keyed< Zet::Name >( &E::NotifieeConst::onGroup ) >{
        258, "group" },
 };

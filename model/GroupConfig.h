@@ -17,6 +17,8 @@ namespace UplinkFailureDetection {
 // notifiees.
 class ZET_EXPORT GroupConfig : public Notify::NotifyingEntity< GroupConfig > {
  public:
+   class _Type;
+   class GenericIf_;
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< GroupConfig >;
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
@@ -87,6 +89,8 @@ class ZET_EXPORT GroupConfig : public Notify::NotifyingEntity< GroupConfig > {
    // The key under which a Config keeps it.
    Zet::Name const& zetKey() const noexcept { return zetName(); }
 
+   static Zet::Ptr< Zet::ZetType const > _fwkType();
+
  protected:
    // Entries that are dropped with the group are not told of.
    ~GroupConfig() override;
@@ -127,14 +131,15 @@ valueToStrep( GroupConfig const* group ) {
 template <> struct Notify::Description< UplinkFailureDetection::GroupConfig > {
    using T = UplinkFailureDetection::GroupConfig;
    using N = T::NotifieeConst;
+   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "GroupConfig";
    static constexpr std::tuple attributes{
-      ValueCollectionRow< &T::intfsToMonitor, &T::intfsToMonitorIs, &T::intfsToMonitorDel,
-                          keyed< Kelnet::IntfId >( &N::onIntfsToMonitor ) >{ 258,
-                                                                             "intfsToMonitor" },
-      ValueCollectionRow< &T::intfsToDisable, &T::intfsToDisableIs, &T::intfsToDisableDel,
-                          keyed< Kelnet::IntfId >( &N::onIntfsToDisable ) >{ 259,
-                                                                             "intfsToDisable" },
+      ValueCollectionRow< &T::intfsToMonitor, &T::intfsToMonitorMembers, &T::intfsToMonitorIs,
+                          &T::intfsToMonitorDel, keyed< Kelnet::IntfId >( &N::onIntfsToMonitor ) >{
+          258, "intfsToMonitor" },
+      ValueCollectionRow< &T::intfsToDisable, &T::intfsToDisableMembers, &T::intfsToDisableIs,
+                          &T::intfsToDisableDel, keyed< Kelnet::IntfId >( &N::onIntfsToDisable ) >{
+          259, "intfsToDisable" },
       Scalar< &T::minLinks, &T::minLinksIs, &N::onMinLinks >{ 260, "minLinks" },
       Constant< &T::minLinksDefault >{ 261, "minLinksDefault" },
    };

@@ -55,10 +55,4 @@ sequenceToValue( Zet::String8::IteratorConst& at, Zet::String8::IteratorConst co
        Zet::sequenceToValue( at, end, static_cast< Zet::String8 const* >( nullptr ) ) );
 }
 
-Zet::Ptr< Zet::ZetType const >
-_fwkType_GroupLinkStatus() {
-   static Zet::ZetType const& type = Zet::ZetType::ZetTypeIs( "GroupLinkStatus", nullptr );
-   return &type;
-}
-
 } // namespace UplinkFailureDetection

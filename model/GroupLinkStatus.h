@@ -4,6 +4,7 @@
 #include "platform/zet/Ptr.h"
 #include "platform/zet/String8.h"
 #include "platform/zet/ZetType.h"
+#include "platform/zet/generic/TypeOf.h"
 
 #include <cstdint>
 #include <iosfwd>
@@ -38,3 +39,7 @@ ZET_EXPORT GroupLinkStatus sequenceToValue( Zet::String8::IteratorConst& at,
 ZET_EXPORT Zet::Ptr< Zet::ZetType const > _fwkType_GroupLinkStatus();
 
 } // namespace UplinkFailureDetection
+
+template <> struct Zet::TypeOf< UplinkFailureDetection::GroupLinkStatus > {
+   static Ptr< ZetType const > type() { return UplinkFailureDetection::_fwkType_GroupLinkStatus(); }
+};

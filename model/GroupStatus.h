@@ -11,6 +11,8 @@ namespace UplinkFailureDetection {
 // What became of one group: written by its state machine, read by whoever watches.
 class ZET_EXPORT GroupStatus : public Notify::NotifyingEntity< GroupStatus > {
  public:
+   class _Type;
+   class GenericIf_;
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< GroupStatus >;
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
@@ -35,6 +37,8 @@ class ZET_EXPORT GroupStatus : public Notify::NotifyingEntity< GroupStatus > {
 
    // The key under which a Status keeps it.
    Zet::Name const& zetKey() const noexcept { return zetName(); }
+
+   static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  protected:
    ~GroupStatus() override;
@@ -64,6 +68,7 @@ class ZET_EXPORT GroupStatus::NotifieeConst
 template <> struct Notify::Description< UplinkFailureDetection::GroupStatus > {
    using T = UplinkFailureDetection::GroupStatus;
    using N = T::NotifieeConst;
+   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "GroupStatus";
    static constexpr std::tuple attributes{
       Scalar< &T::groupLinkStatus, &T::groupLinkStatusIs, &N::onGroupLinkStatus >{

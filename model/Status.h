@@ -8,9 +8,13 @@ namespace UplinkFailureDetection {
 // The root of the status: one GroupStatus per configured group.
 class ZET_EXPORT Status : public GroupCollection< Status, GroupStatus > {
  public:
+   class _Type;
+   class GenericIf_;
+
    explicit Status( Zet::Name name ) : GroupCollection( std::move( name ) ) {}
    // A new Status without groups and without parent.
    static Zet::Ptr< Status > StatusIs( Zet::Name name );
+   static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  protected:
    ~Status() override;
@@ -22,6 +26,7 @@ ZET_EXPORT Zet::Ptr< Status > statusFactory( Zet::Name name );
 } // namespace UplinkFailureDetection
 
 template <> struct Notify::Description< UplinkFailureDetection::Status > {
+   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "Status";
    static constexpr auto attributes =
        UplinkFailureDetection::groupCollectionRows< UplinkFailureDetection::Status >;

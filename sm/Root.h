@@ -11,6 +11,8 @@ namespace UplinkFailureDetection {
 // machine and tells its notifiees when that machine is made, replaced or dropped.
 class ZET_EXPORT Root : public Notify::NotifyingEntity< Root > {
  public:
+   class _Type;
+   class GenericIf_;
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< Root >;
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
@@ -36,6 +38,8 @@ class ZET_EXPORT Root : public Notify::NotifyingEntity< Root > {
    // Drops the machine and returns it; it works on while the caller holds it. Null, and nobody
    // told, when there is none.
    Zet::Ptr< UplinkFailureDetectionSm > uplinkFailureDetectionSmDel();
+
+   static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  protected:
    ~Root() override;
@@ -63,6 +67,7 @@ ZET_EXPORT Zet::Ptr< Root > rootFactory( Zet::Name name );
 
 template <> struct Notify::Description< UplinkFailureDetection::Root > {
    using T = UplinkFailureDetection::Root;
+   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "Root";
    static constexpr std::tuple attributes{
       InstantiatingRow< &T::uplinkFailureDetectionSm, &T::uplinkFailureDetectionSmIs,

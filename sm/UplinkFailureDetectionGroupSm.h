@@ -21,6 +21,8 @@ namespace UplinkFailureDetection {
 class ZET_EXPORT UplinkFailureDetectionGroupSm
     : public Notify::StateMachine< UplinkFailureDetectionGroupSm > {
  public:
+   class _Type;
+   class GenericIf_;
    class ZetGroupConfig;
    class ZetEthIntfStatusDir;
    class ZetCauseStatus;
@@ -79,6 +81,9 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    IntfSmCollection::IteratorConst uplinkFailureDetectionIntfSmIteratorConst() const {
       return intfSm_.iteratorConst();
    }
+   IntfSmCollection::Members const& uplinkFailureDetectionIntfSmMembers() const {
+      return intfSm_.members();
+   }
 
    void handleInitialized();
    // Makes or drops the child of each monitored interface, or of one; the latter is also told of
@@ -94,6 +99,8 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
 
    // The key under which the top machine keeps it. Valid until the configuration is replaced.
    Zet::Name const& zetKey() const noexcept;
+
+   static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  protected:
    ~UplinkFailureDetectionGroupSm() override;
@@ -174,6 +181,25 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm::ZetCauseStatus
 } // namespace UplinkFailureDetection
 
 template <> struct Notify::Description< UplinkFailureDetection::UplinkFailureDetectionGroupSm > {
+   using T = UplinkFailureDetection::UplinkFailureDetectionGroupSm;
+   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "UplinkFailureDetectionGroupSm";
    static constexpr bool hasBaseType = true;
+   static constexpr std::tuple attributes{
+      WatchedReference< &T::groupConfig >{ 130, "groupConfig" },
+      Derived< &T::name >{ 131, "name" },
+      HeldReference< &T::groupStatus >{ 132, "groupStatus" },
+      WatchedReference< &T::ethIntfStatusDir >{ 133, "ethIntfStatusDir" },
+      WatchedReference< &T::causeStatus >{ 134, "causeStatus" },
+      MachineCollectionRow<
+          &T::uplinkFailureDetectionIntfSm, &T::uplinkFailureDetectionIntfSmMembers,
+          &T::uplinkFailureDetectionIntfSmIs, &T::uplinkFailureDetectionIntfSmDel >{
+          135, "uplinkFailureDetectionIntfSm" },
+      Function< &T::doCheckIntfs >{ 136, "doCheckIntfs" },
+      Function< operation< Kelnet::IntfId >( &T::handleIntf ), 1 >{ 137, "handleIntf", "intfId" },
+      Function< &T::handleAndCheckIntf, 1 >{ 138, "handleAndCheckIntf", "intfId" },
+      Function< &T::doCleanup >{ 142, "doCleanup" },
+      Scalar< &T::initialized, &T::initializedIs, nullptr >{ 143, "initialized" },
+      Function< &T::handleInitialized >{ 144, "handleInitialized" },
+   };
 };

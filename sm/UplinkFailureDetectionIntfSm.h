@@ -15,6 +15,8 @@ class UplinkFailureDetectionGroupSm;
 class ZET_EXPORT UplinkFailureDetectionIntfSm
     : public Notify::StateMachine< UplinkFailureDetectionIntfSm > {
  public:
+   class _Type;
+   class GenericIf_;
    class ZetEthIntfStatus;
 
    // Borrows: `groupSm`, which owns the machine made.
@@ -38,6 +40,8 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm
 
    // The key under which the group machine keeps it.
    Kelnet::IntfId zetKey() const noexcept { return intfId(); }
+
+   static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  protected:
    ~UplinkFailureDetectionIntfSm() override;
@@ -69,6 +73,14 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm::ZetEthIntfStatus
 } // namespace UplinkFailureDetection
 
 template <> struct Notify::Description< UplinkFailureDetection::UplinkFailureDetectionIntfSm > {
+   using T = UplinkFailureDetection::UplinkFailureDetectionIntfSm;
+   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "UplinkFailureDetectionIntfSm";
    static constexpr bool hasBaseType = false;
+   static constexpr std::tuple attributes{
+      WatchedReference< &T::ethIntfStatus >{ 130, "ethIntfStatus" },
+      Derived< &T::intfId >{ 131, "intfId" },
+      HeldReference< &T::groupSm >{ 132, "groupSm" },
+      Function< &T::handleIntfStatus >{ 133, "handleIntfStatus" },
+   };
 };

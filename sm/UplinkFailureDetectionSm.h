@@ -17,6 +17,8 @@ namespace UplinkFailureDetection {
 class ZET_EXPORT UplinkFailureDetectionSm
     : public Notify::StateMachine< UplinkFailureDetectionSm > {
  public:
+   class _Type;
+   class GenericIf_;
    class ZetConfig;
 
    // Evaluates every configured group once. Requires: none of the four is null.
@@ -71,11 +73,16 @@ class ZET_EXPORT UplinkFailureDetectionSm
    GroupSmCollection::IteratorConst uplinkFailureDetectionGroupSmIteratorConst() const {
       return groupSm_.iteratorConst();
    }
+   GroupSmCollection::Members const& uplinkFailureDetectionGroupSmMembers() const {
+      return groupSm_.members();
+   }
 
    void handleInitialized();
    // Brings every configured group, or one group, configured or not, in step.
    void handleGroup();
    void handleGroup( Zet::Name groupName );
+
+   static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  protected:
    ~UplinkFailureDetectionSm() override;
@@ -116,6 +123,21 @@ class ZET_EXPORT UplinkFailureDetectionSm::ZetConfig
 } // namespace UplinkFailureDetection
 
 template <> struct Notify::Description< UplinkFailureDetection::UplinkFailureDetectionSm > {
+   using T = UplinkFailureDetection::UplinkFailureDetectionSm;
+   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "UplinkFailureDetectionSm";
    static constexpr bool hasBaseType = true;
+   static constexpr std::tuple attributes{
+      WatchedReference< &T::config >{ 130, "config" },
+      HeldReference< &T::status >{ 131, "status" },
+      HeldReference< &T::causeStatus >{ 132, "causeStatus" },
+      HeldReference< &T::ethIntfStatusDir >{ 133, "ethIntfStatusDir" },
+      MachineCollectionRow<
+          &T::uplinkFailureDetectionGroupSm, &T::uplinkFailureDetectionGroupSmMembers,
+          &T::uplinkFailureDetectionGroupSmIs, &T::uplinkFailureDetectionGroupSmDel >{
+          134, "uplinkFailureDetectionGroupSm" },
+      Function< operation< Zet::Name >( &T::handleGroup ), 1 >{ 135, "handleGroup", "groupName" },
+      Scalar< &T::initialized, &T::initializedIs, nullptr >{ 137, "initialized" },
+      Function< &T::handleInitialized >{ 138, "handleInitialized" },
+   };
 };

@@ -2,6 +2,7 @@
 
 #include "platform/zet/AttributeId.h"
 
+#include <array>
 #include <cstddef>
 #include <string_view>
 #include <tuple>
@@ -10,9 +11,10 @@
 
 namespace Notify {
 
-// What a type states of itself, once, beside the type: its short name and one row per attribute.
+// What a type states of itself, once, beside the type: its names and one row per attribute.
 //
 //    template <> struct Notify::Description< GroupStatus > {
+//       static constexpr std::string_view nameSpace = "UplinkFailureDetection";
 //       static constexpr std::string_view name = "GroupStatus";
 //       static constexpr std::tuple attributes{
 //           Scalar< &T::numTimesDisabled, &T::numTimesDisabledIs, &N::onNumTimesDisabled >{
@@ -40,7 +42,7 @@ template < auto Get, auto OnChange > struct Notified : Read< Get > {
    static constexpr auto handler = OnChange;
 };
 
-// One value that can be set.
+// One value that can be set. A state machine notifies nobody: its handler is null.
 template < auto Get, auto Set, auto OnChange > struct Scalar : Notified< Get, OnChange > {
    using Notified< Get, OnChange >::Notified;
    static constexpr auto set = Set;
@@ -49,24 +51,52 @@ template < auto Get, auto Set, auto OnChange > struct Scalar : Notified< Get, On
 // The same for every entity of the type, and not stored in it.
 template < auto Get > struct Constant : Read< Get > { using Read< Get >::Read; };
 
-// A value per key; a handler is told the key. Set( key, value ) adds or changes, Del( key )
-// removes.
-template < auto Get, auto Set, auto Del, auto OnChange >
-struct ValueCollectionRow : Notified< Get, OnChange > {
+// Worked out from something else.
+template < auto Get > struct Derived : Read< Get > { using Read< Get >::Read; };
+
+// An object that a state machine was made from, watched through a reactor or merely held. The
+// references of a machine, in order, are its constructor's arguments.
+template < auto Get > struct WatchedReference : Read< Get > { using Read< Get >::Read; };
+template < auto Get > struct HeldReference : Read< Get > { using Read< Get >::Read; };
+
+// An operation, with the names of its parameters.
+template < auto Call, std::size_t Parameters = 0 > struct Function : Read< Call > {
+   template < class... Name >
+   constexpr Function( Zet::AttributeId i, std::string_view n, Name... parameter )
+       : Read< Call >( i, n ), parameters{ parameter... } {}
+   std::array< std::string_view, Parameters > parameters;
+};
+
+// What the keyed collections share: Members() gives the members, Del( key ) removes one.
+template < auto Get, auto Members, auto Del, auto OnChange >
+struct Collection : Notified< Get, OnChange > {
    using Notified< Get, OnChange >::Notified;
-   static constexpr auto set = Set;
+   static constexpr auto members = Members;
    static constexpr auto del = Del;
+};
+
+// A value per key; a handler is told the key. Set( key, value ) adds or changes.
+template < auto Get, auto Members, auto Set, auto Del, auto OnChange >
+struct ValueCollectionRow : Collection< Get, Members, Del, OnChange > {
+   using Collection< Get, Members, Del, OnChange >::Collection;
+   static constexpr auto set = Set;
 };
 
 // A member entity per name; a handler is told the name. Is( name ) gets or makes a member.
-template < auto Get, auto Is, auto Del, auto OnChange >
-struct EntityCollectionRow : Notified< Get, OnChange > {
-   using Notified< Get, OnChange >::Notified;
+template < auto Get, auto Members, auto Is, auto Del, auto OnChange >
+struct EntityCollectionRow : Collection< Get, Members, Del, OnChange > {
+   using Collection< Get, Members, Del, OnChange >::Collection;
    static constexpr auto is = Is;
-   static constexpr auto del = Del;
 };
 
-// One object that the entity owns and makes from arguments.
+// A state machine per key, of which nobody is notified. Is( arguments ) gets or makes a member.
+template < auto Get, auto Members, auto Is, auto Del >
+struct MachineCollectionRow : Collection< Get, Members, Del, nullptr > {
+   using Collection< Get, Members, Del, nullptr >::Collection;
+   static constexpr auto is = Is;
+};
+
+// One state machine that the entity owns; Is( arguments ) gets or makes it, Del() drops it.
 template < auto Get, auto Is, auto Del, auto OnChange >
 struct InstantiatingRow : Notified< Get, OnChange > {
    using Notified< Get, OnChange >::Notified;
@@ -79,6 +109,13 @@ template < class T, class Value, class... Key >
 constexpr auto
 reader( Value ( T::*get )( Key... ) const ) {
    return get;
+}
+
+// Picks the operation that takes such arguments from its overloads.
+template < class... Argument, class T, class Result >
+constexpr auto
+operation( Result ( T::*call )( Argument... ) ) {
+   return call;
 }
 
 // Picks the handler that takes a key of that type from its overloads.
@@ -135,6 +172,16 @@ rowOf() {
    static_assert( index < std::tuple_size_v< decltype( Description< T >::attributes ) >,
                   "the attribute has no row in its type's description" );
    return std::get< index >( Description< T >::attributes );
+}
+
+// Empty for a type that states none.
+template < class T >
+constexpr std::string_view
+nameSpaceOf() {
+   if constexpr ( requires { Description< T >::nameSpace; } )
+      return Description< T >::nameSpace;
+   else
+      return {};
 }
 
 // The name of the attribute of that id; empty when T has none.

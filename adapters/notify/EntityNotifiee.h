@@ -56,11 +56,18 @@ class ZET_EXPORT EntityNotifiee : public Base, public E::NotifieeList::Hook {
 
  protected:
    EntityNotifiee() = default;
+
+   // That of the collection at this place among E's collections.
+   template < std::size_t Place > auto& pendingKey() noexcept {
+      return std::get< Place >( pendingKeys_ );
+   }
+
    ~EntityNotifiee() override {
       if ( !notifier() )
          return;
       this->uncountedNotifierRestore();
-      if ( this->isRegisteredNotifiee() && !this->zetMarkedForDeletion() )
+      // Zombies as well: one that is given another notifier joins its list.
+      if ( this->isRegisteredNotifiee() )
          notifier()->notifieeDel( hook() );
    }
 

@@ -24,10 +24,10 @@ template < class E, class Base = Zet::Entity > class ZET_EXPORT NotifyingEntity 
  public:
    static Zet::Ptr< Zet::ZetType const > _fwkType() {
       static Zet::ZetType const& type =
-          Zet::ZetType::ZetTypeIs( Description< E >::name, Base::_fwkType() );
+          Zet::ZetType::ZetTypeIs( nameSpaceOf< E >(), Description< E >::name, Base::_fwkType() );
       return &type;
    }
-   Zet::Ptr< Zet::ZetType const > fwkType() const override { return _fwkType(); }
+   Zet::Ptr< Zet::ZetType const > fwkType() const override { return E::_fwkType(); }
 
    void isNondestructingIs( bool nondestructing ) override {
       if ( nondestructing == this->isNondestructing() )

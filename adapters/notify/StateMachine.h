@@ -39,13 +39,7 @@ template < class Sm > class ZET_EXPORT StateMachine : public Zet::PtrInterface {
    Zet::Ptr< Zet::ActivityConfig > zetFwkActivity() { return nullptr; }
    Zet::Ptr< Zet::ActivityConfig const > zetFwkActivity() const { return nullptr; }
 
-   static Zet::Ptr< Zet::ZetType const > _fwkType() {
-      static Zet::ZetType const& type = Zet::ZetType::ZetTypeIs(
-          Description< Sm >::name,
-          Description< Sm >::hasBaseType ? PtrInterface::_fwkType() : nullptr );
-      return &type;
-   }
-   Zet::Ptr< Zet::ZetType const > fwkType() const override { return _fwkType(); }
+   Zet::Ptr< Zet::ZetType const > fwkType() const override { return Sm::_fwkType(); }
 
  protected:
    // A new, active reactor of that type; none for no object.

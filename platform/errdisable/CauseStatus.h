@@ -57,10 +57,10 @@ class ZET_EXPORT CauseStatus::NotifieeConst
 
 template <> struct Notify::Description< Errdisable::CauseStatus > {
    using T = Errdisable::CauseStatus;
+   static constexpr std::string_view nameSpace = "Errdisable";
    static constexpr std::string_view name = "CauseStatus";
    static constexpr std::tuple attributes{
-      ValueCollectionRow< &T::intfStatus, &T::intfStatusIs, &T::intfStatusDel,
-                          keyed< Kelnet::IntfId >( &T::NotifieeConst::onIntfStatus ) >{
+      Notified< &T::intfStatus, keyed< Kelnet::IntfId >( &T::NotifieeConst::onIntfStatus ) >{
           258, "intfStatus" },
    };
 };

@@ -63,6 +63,7 @@ class ZET_EXPORT EthIntfStatus::NotifieeConst
 
 template <> struct Notify::Description< Interface::EthIntfStatus > {
    using T = Interface::EthIntfStatus;
+   static constexpr std::string_view nameSpace = "Interface";
    static constexpr std::string_view name = "EthIntfStatus";
    static constexpr std::tuple attributes{
       Scalar< &T::operStatus, &T::operStatusIs, &T::NotifieeConst::onOperStatus >{ 258,

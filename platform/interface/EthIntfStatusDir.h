@@ -62,6 +62,7 @@ class ZET_EXPORT EthIntfStatusDir::NotifieeConst
 
 template <> struct Notify::Description< Interface::EthIntfStatusDir > {
    using T = Interface::EthIntfStatusDir;
+   static constexpr std::string_view nameSpace = "Interface";
    static constexpr std::string_view name = "EthIntfStatusDir";
    static constexpr std::tuple attributes{
       Notified< reader( &T::intfStatus ),

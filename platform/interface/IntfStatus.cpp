@@ -5,7 +5,7 @@ namespace Interface {
 Zet::Ptr< Zet::ZetType const >
 IntfStatus::_fwkType() {
    static Zet::ZetType const& type =
-       Zet::ZetType::ZetTypeIs( "IntfStatus", Zet::Entity::_fwkType() );
+       Zet::ZetType::ZetTypeIs( "Interface", "IntfStatus", Zet::Entity::_fwkType() );
    return &type;
 }
 

@@ -45,7 +45,7 @@ IntfId::handleInitialized( std::string_view name ) {
 
 Zet::Ptr< Zet::ZetType const >
 IntfId::_fwkType() {
-   static Zet::ZetType const& type = Zet::ZetType::ZetTypeIs( "IntfId", nullptr );
+   static Zet::ZetType const& type = Zet::ZetType::ZetTypeIs( "Kelnet", "IntfId", nullptr );
    return &type;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string_view>
 
 namespace Zet {
 
@@ -12,5 +13,23 @@ using AttributeId = std::int32_t;
 inline constexpr AttributeId keyAttributeId = 0;
 inline constexpr AttributeId zeroReferencesAttributeId = 5;
 inline constexpr AttributeId isNondestructingAttributeId = 6;
+inline constexpr AttributeId hasAttrLogInterfaceAttributeId = 154;
+
+// Their names; empty for an id that is none of the runtime's.
+constexpr std::string_view
+frameworkAttributeName( AttributeId id ) {
+   switch ( id ) {
+   case keyAttributeId:
+      return "fwkKey";
+   case zeroReferencesAttributeId:
+      return "zeroReferences";
+   case isNondestructingAttributeId:
+      return "isNondestructing";
+   case hasAttrLogInterfaceAttributeId:
+      return "zetHasAttrLogInterface";
+   default:
+      return {};
+   }
+}
 
 } // namespace Zet

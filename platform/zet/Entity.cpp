@@ -98,7 +98,7 @@ Entity::zetNboAttrLogSaDel( Ptr< NboAttrLog::Out > const& ) {}
 
 Ptr< ZetType const >
 Entity::_fwkType() {
-   static ZetType const& type = ZetType::ZetTypeIs( "Entity", PtrInterface::_fwkType() );
+   static ZetType const& type = ZetType::ZetTypeIs( "Zet", "Entity", PtrInterface::_fwkType() );
    return &type;
 }
 

@@ -32,14 +32,8 @@ textOfCurrentException() {
 
 String8
 attributeName( Entity const& entity, AttributeId id ) {
-   switch ( id ) {
-   case zeroReferencesAttributeId:
-      return "zeroReferences";
-   case isNondestructingAttributeId:
-      return "isNondestructing";
-   default:
-      return entity.attributeString( id );
-   }
+   std::string_view const framework = frameworkAttributeName( id );
+   return framework.empty() ? entity.attributeString( id ) : String8( framework );
 }
 
 NotificationFailure

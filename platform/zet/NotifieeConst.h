@@ -57,6 +57,7 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    Zet_BitSet zet_bitSet() const noexcept { return bits_; }
 
    // An uncounted notifier lives and dies without regard to this notifiee.
+   // Requires: the notifiee is detached, or gone, before such a notifier is.
    bool zetHasUncountedNotifier() const noexcept { return uncountedNotifier_; }
    void zetHasUncountedNotifierIs( bool uncounted );
 

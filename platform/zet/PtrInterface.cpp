@@ -73,7 +73,7 @@ PtrInterface::fwkType() const {
 
 Ptr< ZetType const >
 PtrInterface::_fwkType() {
-   static ZetType const& type = ZetType::ZetTypeIs( "PtrInterface", nullptr );
+   static ZetType const& type = ZetType::ZetTypeIs( "Zet", "PtrInterface", nullptr );
    return &type;
 }
 

@@ -1,34 +1,118 @@
 #pragma once
 
+#include "platform/zet/AttributeId.h"
 #include "platform/zet/Ptr.h"
 #include "platform/zet/PtrInterface.h"
 #include "platform/zet/String8.h"
 
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
 #include <vector>
 
 namespace Zet {
 
+class Entity;
+class GenericIf;
+class ZetAttr;
+
+// A named argument of a constructor or a function, with the full name of its type.
+struct Argument {
+   Name name;
+   Name type;
+};
+
 // The descriptor of a type: one per type, made on first use and never destroyed.
 class ZET_EXPORT ZetType : public PtrInterface {
  public:
-   // A new descriptor, recorded among the derived types of `base` where there is one.
+   ZetType( Name name, Ptr< ZetType const > base );
+   ZetType( Name name, Ptr< ZetType const > base, Name fullName );
+
+   // A new descriptor without hooks, with its full name and recorded with its base.
    // Its reference is valid for the life of the process.
-   static ZetType const& ZetTypeIs( Name name, Ptr< ZetType const > const& base );
+   static ZetType const& ZetTypeIs( Name nameSpace, Name name, Ptr< ZetType const > const& base );
+   // Makes the descriptor live for ever and records it among the derived types of its base.
+   static void keep( ZetType& type );
 
    // The short name: "GroupConfig".
    Name const& name() const noexcept { return name_; }
    // Null for a type without base.
    Ptr< ZetType const > const& base() const noexcept { return base_; }
+   // In the order in which they were made.
    std::vector< Ptr< ZetType const > > const& derivedTypes() const noexcept {
       return derivedTypes_;
    }
+   // Whether this is that type or derives from it.
+   bool isA( ZetType const& type ) const noexcept;
+
+   // The name with its name space.
+   Name const& fullName() const noexcept { return fullName_; }
+   // Has typeNode() find the descriptor under that name.
+   void typeNodeIs( Name fullName );
+   // Null when there is none of that full name.
+   static Ptr< ZetType const > typeNode( Name const& fullName );
+
+   bool isEntity() const noexcept { return flag( entityBit ); }
+   void isEntityIs( bool on ) { flagIs( entityBit, on ); }
+   bool isValue() const noexcept { return flag( valueBit ); }
+   void isValueIs( bool on ) { flagIs( valueBit, on ); }
+   bool isEnumType() const noexcept { return flag( enumBit ); }
+   void isEnumTypeIs( bool on ) { flagIs( enumBit, on ); }
+   bool hasGenericIfSupport() const noexcept { return flag( genericIfBit ); }
+   void hasGenericIfSupportIs( bool on );
+
+   // In bytes; 0 until it is known.
+   std::size_t instanceSize() const noexcept { return instanceSize_; }
+   void instanceSizeIs( std::size_t size ) noexcept { instanceSize_ = size; }
+
+   std::vector< Argument > const& constructorArguments() const noexcept { return arguments_; }
+   void constructorArgumentEnq( Argument argument ) {
+      arguments_.push_back( std::move( argument ) );
+   }
+
+   // The attributes, in the order in which they were defined.
+   std::vector< Ptr< ZetAttr > > const& attributes() const noexcept { return attributes_; }
+   // Null when there is none of that name.
+   Ptr< ZetAttr > attr( Name const& name ) const noexcept;
+   // Adds the attribute, in the place of an earlier one of its name.
+   void attrIs( Ptr< ZetAttr > const& attribute );
+   void attrDel( Name const& name );
+   // The attribute that stands for the value of a value type, or null.
+   Ptr< ZetAttr > const& valueAttr() const noexcept { return valueAttr_; }
+   void valueAttrIs( Ptr< ZetAttr > attribute );
+
+   // A new object of this type by name; null where objects are not made so.
+   virtual Ptr< Entity > newEntity( Name name ) const;
+   // The generic interface of an object of this type; by default one that knows what all such
+   // objects have. Through a constant interface nothing can be changed.
+   virtual Ptr< GenericIf > genericIf( Ptr< PtrInterface > const& object, bool isConst ) const;
+   Ptr< GenericIf > genericIf( Ptr< PtrInterface const > const& object ) const;
+
+ protected:
+   ~ZetType() override;
+
+   // Called when hasGenericIfSupport has changed.
+   virtual void handleGenericIfSupport();
 
  private:
-   ZetType( Name name, Ptr< ZetType const > base )
-       : name_( std::move( name ) ), base_( std::move( base ) ) {}
+   static constexpr std::uint32_t entityBit = 1u << 0;
+   static constexpr std::uint32_t valueBit = 1u << 1;
+   static constexpr std::uint32_t enumBit = 1u << 2;
+   static constexpr std::uint32_t genericIfBit = 1u << 29;
+
+   bool flag( std::uint32_t bit ) const noexcept { return ( flags_ & bit ) != 0; }
+   void flagIs( std::uint32_t bit, bool on ) noexcept {
+      flags_ = on ? flags_ | bit : flags_ & ~bit;
+   }
 
    Name name_;
+   Name fullName_;
    Ptr< ZetType const > base_;
+   std::uint32_t flags_ = 0;
+   std::size_t instanceSize_ = 0;
+   std::vector< Argument > arguments_;
+   std::vector< Ptr< ZetAttr > > attributes_;
+   Ptr< ZetAttr > valueAttr_;
    // Grows as types are made; the types that derive do not change what this one is.
    mutable std::vector< Ptr< ZetType const > > derivedTypes_;
 };

@@ -1,0 +1,177 @@
+#pragma once
+
+#include "adapters/reflect/AttributeFlags.h"
+#include "adapters/reflect/RowTraits.h"
+#include "platform/zet/ActivityConfig.h"
+#include "platform/zet/Entity.h"
+#include "platform/zet/generic/TypeOf.h"
+#include "platform/zet/types/IntrospectionReactor.h"
+
+#include <type_traits>
+
+namespace Reflect {
+
+template < class T > inline constexpr bool isEntity = std::is_base_of_v< Zet::Entity, T >;
+// A type with an attribute log of its own is known by its adapter.
+template < class T >
+inline constexpr bool hasAttributeLog =
+    isEntity< T > && !std::is_same_v< typename T::ZetNboAttrLogSa, Zet::Entity::ZetNboAttrLogSa >;
+
+// The descriptor of one of our types, for the unit that owns it to fill.
+template < class T >
+Zet::ZetType&
+typeToFill() {
+   return const_cast< Zet::ZetType& >( *T::_fwkType() );
+}
+
+// Tells the reactor of the attributes of one type.
+class Announcer {
+ public:
+   Announcer( Zet::IntrospectionReactor& reactor, Zet::ZetType& type )
+       : reactor_( reactor ), type_( type ) {}
+
+   void plain( Zet::Name name, Zet::Ptr< Zet::ZetType const > const& valueType,
+               Zet::Ptr< Zet::ZetType const > const& keyType, KindFlags const& kind,
+               Zet::AttributeId id );
+   // With its context: arguments and, for a collection that makes its members, their key.
+   void withContext( Zet::Name name, Zet::Ptr< Zet::ZetType const > const& valueType,
+                     Zet::Ptr< Zet::ZetType const > const& keyType, KindFlags const& kind,
+                     Zet::AttributeId id, std::vector< Zet::Argument > arguments,
+                     Zet::Name indexAttribute );
+   void again( Zet::Ptr< Zet::ZetAttr > const& attribute );
+
+ private:
+   Zet::IntrospectionReactor& reactor_;
+   Zet::ZetType& type_;
+};
+
+// What a member of type M is made from.
+template < class M >
+std::vector< Zet::Argument >
+constructorArguments() {
+   if constexpr ( isEntity< M > )
+      return { { "name", "Zet::Name" } };
+   else {
+      std::vector< Zet::Argument > arguments;
+      Notify::forEachRow< M >( [ & ]< class R >( R const& row ) {
+         if constexpr ( isReference< R > )
+            arguments.push_back( { row.name, Zet::argumentTypeName< ValueTypeOf< R::get > >() } );
+      } );
+      return arguments;
+   }
+}
+
+// The attribute of M that is its key: the name of an entity, what a machine works out.
+template < class M >
+Zet::Name
+keyAttribute() {
+   Zet::Name name = "name";
+   if constexpr ( !isEntity< M > )
+      Notify::forEachRow< M >( [ & ]< class R >( R const& row ) {
+         if constexpr ( isDerived< R > )
+            name = row.name;
+      } );
+   return name;
+}
+
+template < auto Call, std::size_t Parameters >
+std::vector< Zet::Argument >
+parametersOf( Notify::Function< Call, Parameters > const& row ) {
+   std::vector< Zet::Argument > parameters;
+   [ & ]< std::size_t... Place >( std::index_sequence< Place... > ) {
+      ( parameters.push_back(
+            { row.parameters[ Place ],
+              Zet::argumentTypeName< std::tuple_element_t< Place, ArgumentsOf< Call > > >() } ),
+        ... );
+   }
+   ( std::make_index_sequence< Parameters >() );
+   return parameters;
+}
+
+// Announces one attribute as its kind asks.
+template < class R >
+void
+announceRow( Announcer& announcer, R const& row ) {
+   using V = ValueTypeOf< R::get >;
+   auto const valueType = Zet::TypeOf< V >::type();
+   constexpr KindFlags const& kind = flagsOf< R >;
+   Zet::Ptr< Zet::ZetType const > keyType;
+   if constexpr ( isCollection< R > )
+      keyType = Zet::TypeOf< typename KeyOfMembers< R::members >::Key >::type();
+   if constexpr ( requires { row.parameters; } ) {
+      if ( row.parameters.empty() )
+         announcer.plain( row.name, valueType, nullptr, kind, row.id );
+      else
+         announcer.withContext( row.name, valueType, nullptr, kind, row.id, parametersOf( row ),
+                                {} );
+   } else if constexpr ( requires { R::is; } ) {
+      announcer.withContext( row.name, valueType, keyType, kind, row.id,
+                             constructorArguments< V >(),
+                             isCollection< R > ? keyAttribute< V >() : Zet::Name() );
+   } else {
+      announcer.plain( row.name, valueType, keyType, kind, row.id );
+   }
+}
+
+template < class T >
+void
+announceKey( Announcer& announcer ) {
+   // What is a member of a keyed collection has a key.
+   if constexpr ( requires( T const& member ) { member.zetKey(); } )
+      announcer.plain(
+          Zet::frameworkAttributeName( Zet::keyAttributeId ),
+          Zet::TypeOf< std::decay_t< decltype( std::declval< T const& >().zetKey() ) > >::type(),
+          nullptr, Kind::key, Zet::keyAttributeId );
+}
+
+template < class T >
+void
+announceEntity( Announcer& announcer ) {
+   auto const boolType = Zet::TypeOf< bool >::type();
+   announcer.plain( Zet::frameworkAttributeName( Zet::isNondestructingAttributeId ), boolType,
+                    nullptr,
+                    hasAttributeLog< T > ? Kind::isNondestructing : Kind::isNondestructingUnlogged,
+                    Zet::isNondestructingAttributeId );
+   if ( hasAttributeLog< T > )
+      announcer.plain( Zet::frameworkAttributeName( Zet::hasAttrLogInterfaceAttributeId ), boolType,
+                       nullptr, Kind::hasAttrLogInterface, Zet::hasAttrLogInterfaceAttributeId );
+   Notify::forEachRow< T >( [ & ]( auto const& row ) { announceRow( announcer, row ); } );
+   announceKey< T >( announcer );
+}
+
+template < class T >
+void
+announceMachine( Announcer& announcer ) {
+   announcer.plain( "zetFwkActivity", Zet::ActivityConfig::_fwkType(), nullptr, Kind::activity, 0 );
+   Notify::forEachRow< T >( [ & ]( auto const& row ) { announceRow( announcer, row ); } );
+   announceKey< T >( announcer );
+   auto const nothing = Zet::TypeOf< void >::type();
+   announcer.withContext( "hasNotificationActiveIs", nothing, nullptr, Kind::machineFunction, 0,
+                          { { "hasNotificationActiveIs", "bool" } }, {} );
+   announcer.withContext( "zetDoZombieReactors", nothing, nullptr, Kind::machineFunction, 0,
+                          { { "on", "bool" } }, {} );
+}
+
+// Announces a type with its attributes.
+template < class T >
+void
+announce( Zet::IntrospectionReactor& reactor ) {
+   Zet::ZetType& type = typeToFill< T >();
+   Announcer announcer( reactor, type );
+   reactor.handleType( &type, type.base() );
+   type.instanceSizeIs( sizeof( T ) );
+   type.isEntityIs( isEntity< T > );
+   type.hasGenericIfSupportIs( true );
+   for ( Zet::Argument const& argument : constructorArguments< T >() )
+      type.constructorArgumentEnq( argument );
+   if constexpr ( isEntity< T > ) {
+      for ( auto const& attribute : std::vector( type.attributes() ) )
+         announcer.again( attribute );
+      announceEntity< T >( announcer );
+   } else {
+      announceMachine< T >( announcer );
+   }
+   reactor.handleScopeExit();
+}
+
+} // namespace Reflect

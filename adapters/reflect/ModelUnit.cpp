@@ -1,0 +1,126 @@
+#include "adapters/reflect/ModelGenericIf.h"
+#include "adapters/reflect/TypeNames.h"
+#include "adapters/reflect/Unit.h"
+#include "model/GroupLinkStatus.h"
+
+namespace UplinkFailureDetection {
+
+class GroupConfig::_Type : public Reflect::EntityType< GroupConfig > {
+   using EntityType::EntityType;
+};
+class GroupStatus::_Type : public Reflect::EntityType< GroupStatus > {
+   using EntityType::EntityType;
+};
+class Config::_Type : public Reflect::EntityType< Config > {
+   using EntityType::EntityType;
+};
+class Status::_Type : public Reflect::EntityType< Status > {
+   using EntityType::EntityType;
+};
+class GroupLinkStatus__Type : public Zet::ZetType {
+   using ZetType::ZetType;
+};
+
+} // namespace UplinkFailureDetection
+
+template <> struct Notify::Description< UplinkFailureDetection::GroupLinkStatus > {
+   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
+   static constexpr std::string_view name = "GroupLinkStatus";
+};
+
+namespace UplinkFailureDetection {
+
+namespace {
+
+void
+announceGroupLinkStatus( Zet::IntrospectionReactor& reactor ) {
+   auto& type = const_cast< Zet::ZetType& >( *_fwkType_GroupLinkStatus() );
+   Reflect::Announcer announcer( reactor, type );
+   reactor.handleType( &type, type.base() );
+   type.instanceSizeIs( sizeof( GroupLinkStatus ) );
+   type.isValueIs( true );
+   type.isEnumTypeIs( true );
+   type.hasGenericIfSupportIs( true );
+   for ( auto const status :
+         { GroupLinkStatus::unknown, GroupLinkStatus::up, GroupLinkStatus::down } )
+      announcer.plain( stringValue( status ), &type, nullptr, Reflect::Kind::enumerator,
+                       static_cast< Zet::AttributeId >( status ) );
+   type.valueAttrIs( Zet::ZetAttr::attr( &type, "value" ) );
+   reactor.handleScopeExit();
+}
+
+void
+registerModelUnit() {
+   static constinit bool registered = false;
+   Reflect::Unit::registrationIs( registered, "UplinkFailureDetection",
+                                  { Zet::Entity::_fwkType, Config::_fwkType, GroupConfig::_fwkType,
+                                    _fwkType_GroupLinkStatus, GroupStatus::_fwkType,
+                                    Status::_fwkType },
+                                  { Reflect::announce< GroupConfig >, announceGroupLinkStatus,
+                                    Reflect::announce< GroupStatus >, Reflect::announce< Config >,
+                                    Reflect::announce< Status > } );
+}
+
+template < class E >
+void
+addEntityHandles( Reflect::Handles& handles ) {
+   Reflect::addHandles(
+       handles, E::_fwkType(),
+       { "isNondestructing", "zetNboAttrLogSaForMsgChannel", "zetHasAttrLogInterface" } );
+   Reflect::addHandlesOfRows< E >( handles );
+   if constexpr ( requires( E const& entity ) { entity.zetKey(); } )
+      Reflect::addHandles( handles, E::_fwkType(), { "fwkKey" } );
+}
+
+// The unit's work when the library is loaded.
+class Loaded {
+ public:
+   Loaded() {
+      Reflect::TypeNames const& names = Reflect::typeNames;
+      Reflect::typeToFill< GroupConfig >().typeNodeIs( names.groupConfig );
+      const_cast< Zet::ZetType& >( *_fwkType_GroupLinkStatus() )
+          .typeNodeIs( names.groupLinkStatus );
+      Reflect::typeToFill< GroupStatus >().typeNodeIs( names.groupStatus );
+      Reflect::typeToFill< Config >().typeNodeIs( names.config );
+      Reflect::typeToFill< Status >().typeNodeIs( names.status );
+      addEntityHandles< GroupConfig >( handles_ );
+      addEntityHandles< GroupStatus >( handles_ );
+      addEntityHandles< Config >( handles_ );
+      addEntityHandles< Status >( handles_ );
+   }
+
+ private:
+   Reflect::Handles handles_;
+};
+
+// Before the machines' unit, whose types are made from these.
+[[gnu::init_priority( 1001 )]] Loaded const loaded;
+
+} // namespace
+
+Zet::Ptr< Zet::ZetType const >
+GroupConfig::_fwkType() {
+   return Reflect::typeOf< GroupConfig >( registerModelUnit, Zet::Entity::_fwkType );
+}
+
+Zet::Ptr< Zet::ZetType const >
+GroupStatus::_fwkType() {
+   return Reflect::typeOf< GroupStatus >( registerModelUnit, Zet::Entity::_fwkType );
+}
+
+Zet::Ptr< Zet::ZetType const >
+Config::_fwkType() {
+   return Reflect::typeOf< Config >( registerModelUnit, Zet::Entity::_fwkType );
+}
+
+Zet::Ptr< Zet::ZetType const >
+Status::_fwkType() {
+   return Reflect::typeOf< Status >( registerModelUnit, Zet::Entity::_fwkType );
+}
+
+Zet::Ptr< Zet::ZetType const >
+_fwkType_GroupLinkStatus() {
+   return Reflect::typeOf< GroupLinkStatus, GroupLinkStatus__Type >( registerModelUnit, nullptr );
+}
+
+} // namespace UplinkFailureDetection

@@ -1,0 +1,190 @@
+#pragma once
+
+#include "adapters/notify/Description.h"
+#include "adapters/reflect/RowTraits.h"
+#include "adapters/reflect/Values.h"
+#include "platform/zet/HashMap.h"
+
+#include <span>
+#include <tuple>
+#include <utility>
+
+namespace Reflect {
+
+// One operation asked of one attribute.
+struct Request {
+   unsigned int operation;
+   InterfaceConst const& key;
+   Interface const& value;
+   bool isConst;
+   std::string_view attribute;
+
+   [[noreturn]] void notSupported() const {
+      Zet::throwGenericIfException( Zet::GenericIfException::opNotSupported, attribute, operation );
+   }
+   void requireNoKey() const {
+      if ( key )
+         Zet::throwGenericIfException( Zet::GenericIfException::badIndex, attribute );
+   }
+   template < class V > V keyAs() const { return ArgumentAs< V >::value( key, attribute ); }
+   template < class V > V valueAs() const { return ArgumentAs< V >::value( value, attribute ); }
+   template < class V > Interface result( V result ) const {
+      return resultIf( std::move( result ), isConst );
+   }
+};
+
+// The arguments in the list, at most as many as there are names.
+// Throws: Zet::GenericIfException: `type` "Zet::GenericIf::List_" when there is no list, "List"
+// when it is something else; `unknownArgument` when there are too many.
+ZET_EXPORT Zet::GenericIf::List_ const& argumentList( InterfaceConst const& list, std::size_t most,
+                                                      std::string_view attribute );
+
+// Calls the operation with the arguments of those names.
+template < auto Call, class T >
+decltype( auto )
+callWith( T& object, Zet::GenericIf::List_ const& list,
+          std::span< std::string_view const > names ) {
+   using Arguments = ArgumentsOf< Call >;
+   return [ & ]< std::size_t... Place >( std::index_sequence< Place... > )->decltype( auto ) {
+      // In braces, so that the first wrong argument is the one complained of.
+      Arguments arguments{ ArgumentAs< std::tuple_element_t< Place, Arguments > >::value(
+          list.element( names[ Place ] ), names[ Place ] )... };
+      return ( object.*Call )( std::move( std::get< Place >( arguments ) )... );
+   }
+   ( std::make_index_sequence< std::tuple_size_v< Arguments > >() );
+}
+
+// What each kind of attribute answers.
+
+template < class T, auto Get >
+Interface
+read( T& object, Notify::Read< Get > const&, Request const& request ) {
+   if ( request.operation != Zet::GenericIf::get )
+      request.notSupported();
+   request.requireNoKey();
+   return request.result( ( object.*Get )() );
+}
+
+template < class T, auto Get, auto Set, auto OnChange >
+Interface
+operate( T& object, Notify::Scalar< Get, Set, OnChange > const& row, Request const& request ) {
+   if ( request.operation != Zet::GenericIf::set )
+      return read( object, row, request );
+   request.requireNoKey();
+   ( object.*Set )( request.valueAs< ValueTypeOf< Get > >() );
+   return nullptr;
+}
+template < class T, auto Get >
+Interface
+operate( T& object, Notify::Constant< Get > const& row, Request const& request ) {
+   return read( object, row, request );
+}
+template < class T, auto Get >
+Interface
+operate( T& object, Notify::Derived< Get > const& row, Request const& request ) {
+   return read( object, row, request );
+}
+template < class T, auto Get >
+Interface
+operate( T& object, Notify::WatchedReference< Get > const& row, Request const& request ) {
+   return read( object, row, request );
+}
+template < class T, auto Get >
+Interface
+operate( T& object, Notify::HeldReference< Get > const& row, Request const& request ) {
+   return read( object, row, request );
+}
+
+template < class T, auto Call, std::size_t Parameters >
+Interface
+operate( T& object, Notify::Function< Call, Parameters > const& row, Request const& request ) {
+   if ( request.operation != Zet::GenericIf::get )
+      request.notSupported();
+   Zet::GenericIf::List_ const& list = argumentList( request.key, Parameters, row.name );
+   callWith< Call >( object, list, row.parameters );
+   return nullptr;
+}
+
+// What the collections have in common.
+template < class T, class R >
+Interface
+operateOnMembers( T& object, R const&, Request const& request ) {
+   using Key = typename KeyOfMembers< R::members >::Key;
+   auto const& members = ( object.*R::members )();
+   switch ( request.operation ) {
+   case Zet::GenericIf::count:
+      return request.result( static_cast< unsigned int >( members.count() ) );
+   case Zet::GenericIf::version:
+      return request.result( members.version() );
+   case Zet::GenericIf::has:
+      return request.result( members.find( request.keyAs< Key >() ) != nullptr );
+   case Zet::GenericIf::del:
+      return request.result( ( object.*R::del )( request.keyAs< Key >() ) );
+   default:
+      request.notSupported();
+   }
+}
+
+template < class T, auto Get, auto Members, auto Set, auto Del, auto OnChange >
+Interface
+operate( T& object, Notify::ValueCollectionRow< Get, Members, Set, Del, OnChange > const& row,
+         Request const& request ) {
+   using Key = typename KeyOfMembers< Members >::Key;
+   if ( request.operation == Zet::GenericIf::get )
+      return request.result( ( object.*Get )( request.keyAs< Key >() ) );
+   if ( request.operation != Zet::GenericIf::set )
+      return operateOnMembers( object, row, request );
+   auto const key = request.keyAs< Key >();
+   ( object.*Set )( key, request.valueAs< ValueTypeOf< Get > >() );
+   return nullptr;
+}
+
+template < class T, auto Get, auto Members, auto Is, auto Del, auto OnChange >
+Interface
+operate( T& object, Notify::EntityCollectionRow< Get, Members, Is, Del, OnChange > const& row,
+         Request const& request ) {
+   if ( request.operation == Zet::GenericIf::get )
+      return request.result( ( object.*Members )().find( request.keyAs< Zet::Name >() ) );
+   if ( request.operation != Zet::GenericIf::set )
+      return operateOnMembers( object, row, request );
+   request.requireNoKey();
+   static constexpr std::string_view name = "name";
+   return request.result( callWith< Is >( object, argumentList( request.value, 1, row.name ),
+                                          std::span( &name, 1 ) ) );
+}
+
+// Makes a machine of type M from the list of its references.
+template < class M, auto Is, class T >
+Interface
+instantiate( T& object, Request const& request ) {
+   request.requireNoKey();
+   static constexpr auto names = referenceNames< M >();
+   return request.result( callWith< Is >(
+       object, argumentList( request.value, names.size(), request.attribute ), names ) );
+}
+
+template < class T, auto Get, auto Members, auto Is, auto Del >
+Interface
+operate( T& object, Notify::MachineCollectionRow< Get, Members, Is, Del > const& row,
+         Request const& request ) {
+   using Key = typename KeyOfMembers< Members >::Key;
+   if ( request.operation == Zet::GenericIf::get )
+      return request.result( ( object.*Get )( request.keyAs< Key >() ) );
+   if ( request.operation != Zet::GenericIf::set )
+      return operateOnMembers( object, row, request );
+   return instantiate< ValueTypeOf< Get >, Is >( object, request );
+}
+
+template < class T, auto Get, auto Is, auto Del, auto OnChange >
+Interface
+operate( T& object, Notify::InstantiatingRow< Get, Is, Del, OnChange > const& row,
+         Request const& request ) {
+   if ( request.operation == Zet::GenericIf::set )
+      return instantiate< ValueTypeOf< Get >, Is >( object, request );
+   if ( request.operation != Zet::GenericIf::del )
+      return read( object, row, request );
+   request.requireNoKey();
+   return request.result( ( object.*Del )() );
+}
+
+} // namespace Reflect

@@ -1,0 +1,162 @@
+#pragma once
+
+#include "adapters/reflect/Operations.h"
+#include "platform/zet/generic/ObjectIf.h"
+#include "platform/zet/types/ZetAttr.h"
+
+namespace Reflect {
+
+// The generic interface of a T, out of its rows. What they do not know, `Base` answers.
+template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
+   using Place = Zet::GenericIf::Place;
+
+ public:
+   ReflectedIf( Zet::Ptr< T > object, bool isConst ) : Base( std::move( object ), isConst ) {}
+
+   Zet::Ptr< Zet::ZetType const > zetType() const override { return T::_fwkType(); }
+
+   Zet::String8 attributeString( Zet::AttributeId id ) const override {
+      std::string_view const name = Notify::attributeName< T >( id );
+      return name.empty() ? Base::attributeString( id ) : Zet::String8( name );
+   }
+   Zet::AttributeId attributeId( Zet::String8 name ) const override {
+      Zet::Ptr< Zet::ZetAttr > const attribute = zetType()->attr( name );
+      return attribute ? attribute->id() : Base::attributeId( std::move( name ) );
+   }
+
+   Interface attributeOp( Zet::GenericIf::AttributeOp const& op, InterfaceConst const& key,
+                          Interface const& value ) override {
+      this->requireChangeable( op.operation );
+      Interface result;
+      return atRow( op.attribute,
+                    [ & ]( auto const& row ) {
+                       result = operate(
+                           reflected(), row,
+                           Request{ op.operation, key, value, this->isConst(), row.name } );
+                    } )
+                 ? result
+                 : Base::attributeOp( op, key, value );
+   }
+
+   Zet::Ptr< Place > attributeIteratorConst( Zet::AttributeId id ) const override {
+      Zet::Ptr< Place > place;
+      return atCollection( id,
+                           [ & ]< class R >( R const& ) {
+                              auto const& members = ( reflected().*R::members )();
+                              place = Zet::make< PlaceIn< R > >( members.begin() );
+                           } )
+                 ? place
+                 : Base::attributeIteratorConst( id );
+   }
+   Zet::Ptr< Place > attributeIteratorKeyConst( Zet::AttributeId id,
+                                                InterfaceConst const& key ) const override {
+      Zet::Ptr< Place > place;
+      return atCollection( id,
+                           [ & ]< class R >( R const& row ) {
+                              using Key = typename KeyOfMembers< R::members >::Key;
+                              auto const& members = ( reflected().*R::members )();
+                              place = Zet::make< PlaceIn< R > >(
+                                  members.from( ArgumentAs< Key >::value( key, row.name ) ) );
+                           } )
+                 ? place
+                 : Base::attributeIteratorKeyConst( id, key );
+   }
+   Interface attributeIterator_iterObj( Zet::AttributeId id, Place const& at ) const override {
+      Interface member;
+      return atPlace( id, at,
+                      [ & ]( auto const& place ) {
+                         if constexpr ( requires { place.at->value(); } )
+                            member = resultIf( place.at->value(), this->isConst() );
+                         else
+                            member = resultIf( place.at.member(), this->isConst() );
+                      } )
+                 ? member
+                 : Base::attributeIterator_iterObj( id, at );
+   }
+   Interface attributeIterator_iterKey( Zet::AttributeId id, Place const& at ) const override {
+      Interface key;
+      return atPlace(
+                 id, at,
+                 [ & ]( auto const& place ) { key = resultIf( place.at.key(), this->isConst() ); } )
+                 ? key
+                 : Base::attributeIterator_iterKey( id, at );
+   }
+   void attributeIterator_iterInc( Zet::AttributeId id, Place& at ) const override {
+      if ( !atPlace( id, at, []( auto& place ) { ++place.at; } ) )
+         Base::attributeIterator_iterInc( id, at );
+   }
+   Zet::Ptr< Place > attributeIterator_iterClone( Zet::AttributeId id,
+                                                  Place const& at ) const override {
+      Zet::Ptr< Place > clone;
+      return atPlace( id, at,
+                      [ & ]< class P >( P const& place ) { clone = Zet::make< P >( place.at ); } )
+                 ? clone
+                 : Base::attributeIterator_iterClone( id, at );
+   }
+   bool attributeIterator_nonNull( Zet::AttributeId id, Place const& at ) const override {
+      bool nonNull = false;
+      return atPlace( id, at, [ & ]( auto const& place ) { nonNull = bool( place.at ); } )
+                 ? nonNull
+                 : Base::attributeIterator_nonNull( id, at );
+   }
+   void attributeIterator_iterDel( Zet::AttributeId id, Place& at ) override {
+      this->requireChangeable( Zet::GenericIf::del );
+      if ( !atPlace( id, at, [ & ]< class P >( P& place ) {
+              ( reflected().*P::Row::del )( place.at.key() );
+           } ) )
+         Base::attributeIterator_iterDel( id, at );
+   }
+
+ protected:
+   T& reflected() const noexcept { return static_cast< T& >( this->object() ); }
+
+ private:
+   // A place in the collection of row R.
+   template < class R > class PlaceIn : public Place {
+    public:
+      using Row = R;
+      using Iterator = typename KeyOfMembers< R::members >::Map::Iterator;
+      explicit PlaceIn( Iterator start ) : at( std::move( start ) ) {}
+      Iterator at;
+   };
+
+   // Visits the row of that id, if there is one.
+   template < class Visit > static bool atRow( Zet::AttributeId id, Visit visit ) {
+      bool found = false;
+      Notify::forEachRow< T >( [ & ]( auto const& row ) {
+         if ( found || row.id != id )
+            return;
+         found = true;
+         visit( row );
+      } );
+      return found;
+   }
+   template < class Visit > static bool atCollection( Zet::AttributeId id, Visit visit ) {
+      bool isOne = false;
+      atRow( id, [ & ]< class R >( R const& row ) {
+         if constexpr ( isCollection< R > ) {
+            isOne = true;
+            visit( row );
+         }
+      } );
+      return isOne;
+   }
+   // Visits the place, if it is one in the collection of that id.
+   template < class P, class Visit >
+   static bool atPlace( Zet::AttributeId id, P& at, Visit visit ) {
+      bool isOne = false;
+      atCollection( id, [ & ]< class R >( R const& ) {
+         using In = std::conditional_t< std::is_const_v< P >, PlaceIn< R > const, PlaceIn< R > >;
+         if ( auto* const place = dynamic_cast< In* >( &at ) ) {
+            isOne = true;
+            visit( *place );
+         }
+      } );
+      return isOne;
+   }
+};
+
+// The generic interface of a state machine.
+template < class T > using ReflectedMachineIf = ReflectedIf< T, Zet::GenericIfPtrInterface >;
+
+} // namespace Reflect

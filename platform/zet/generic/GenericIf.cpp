@@ -1,0 +1,162 @@
+#include "platform/zet/generic/GenericIf.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Zet {
+
+GenericIf::Watcher::~Watcher() = default;
+
+Ptr< PtrInterface >
+GenericIf::zetObject( ZetType const& ) const {
+   throwGenericIfException( GenericIfException::type, zetType()->name() );
+}
+
+String8
+GenericIf::attributeString( AttributeId id ) const {
+   return "unknown attribute " + String8( std::to_string( id ) );
+}
+
+AttributeId
+GenericIf::attributeId( String8 name ) const {
+   throwGenericIfException( GenericIfException::unknownAttribute, std::move( name ) );
+}
+
+Ptr< GenericIf >
+GenericIf::attributeOp( AttributeOp const&, Ptr< GenericIf const > const&,
+                        Ptr< GenericIf > const& ) {
+   throwGenericIfException( GenericIfException::unknownAttribute, zetType()->name() );
+}
+
+String8
+GenericIf::strRep() const {
+   return zetType()->name();
+}
+
+void
+GenericIf::zetDoZombieReactors( bool zombie ) {
+   zetMarkedForDeletionIs( zombie );
+}
+
+namespace {
+
+[[noreturn]] void
+throwNoCollection( GenericIf const& reflected, AttributeId id ) {
+   throwGenericIfException( GenericIfException::opNotSupported, reflected.attributeString( id ) );
+}
+
+} // namespace
+
+Ptr< GenericIf::Place >
+GenericIf::attributeIteratorConst( AttributeId id ) const {
+   throwNoCollection( *this, id );
+}
+
+Ptr< GenericIf::Place >
+GenericIf::attributeIteratorKeyConst( AttributeId id, Ptr< GenericIf const > const& ) const {
+   throwNoCollection( *this, id );
+}
+
+Ptr< GenericIf >
+GenericIf::attributeIterator_iterObj( AttributeId id, Place const& ) const {
+   throwNoCollection( *this, id );
+}
+
+void
+GenericIf::attributeIterator_iterInc( AttributeId id, Place& ) const {
+   throwNoCollection( *this, id );
+}
+
+Ptr< GenericIf >
+GenericIf::attributeIterator_iterKey( AttributeId id, Place const& ) const {
+   throwNoCollection( *this, id );
+}
+
+Ptr< GenericIf::Place >
+GenericIf::attributeIterator_iterClone( AttributeId id, Place const& ) const {
+   throwNoCollection( *this, id );
+}
+
+bool
+GenericIf::attributeIterator_nonNull( AttributeId id, Place const& ) const {
+   throwNoCollection( *this, id );
+}
+
+void
+GenericIf::attributeIterator_iterDel( AttributeId id, Place& ) {
+   throwNoCollection( *this, id );
+}
+
+void const*
+GenericIf::zetValue( ZetType const& ) const noexcept {
+   return nullptr;
+}
+
+void
+GenericIf::watcherIs( Watcher& watcher ) {
+   watchers_.push_back( &watcher );
+}
+
+void
+GenericIf::watcherDel( Watcher& watcher ) {
+   std::erase( watchers_, &watcher );
+}
+
+bool
+GenericIf::zetOnAttribute( AttributeId id, unsigned int& pending ) {
+   ++pending;
+   if ( !isDeferring_ )
+      return false;
+   if ( std::find( pending_.begin(), pending_.end(), id ) == pending_.end() )
+      pending_.push_back( id );
+   return true;
+}
+
+void
+GenericIf::onAttribute( AttributeId id ) {
+   // A watcher may leave while it is told.
+   for ( Watcher* const watcher : std::vector( watchers_ ) )
+      watcher->onAttribute( id );
+}
+
+void
+GenericIf::onAttributeAt( AttributeId id, Ptr< GenericIf > const& key ) {
+   for ( Watcher* const watcher : std::vector( watchers_ ) )
+      watcher->onAttributeAt( id, key );
+}
+
+void
+GenericIf::handleNotification( ActivityConfig* ) {
+   for ( AttributeId const id : std::exchange( pending_, {} ) )
+      handlePending( id );
+}
+
+void
+GenericIf::handlePending( AttributeId ) {}
+
+Ptr< ZetType const >
+GenericIf::List_::_fwkType() {
+   static ZetType const& type = ZetType::ZetTypeIs( "Zet::GenericIf", "List", nullptr );
+   return &type;
+}
+
+Ptr< ZetType const >
+GenericIf::List_::zetType() const {
+   return _fwkType();
+}
+
+Ptr< GenericIf >
+GenericIf::List_::element( Name const& name ) const noexcept {
+   for ( Element const& element : elements_ )
+      if ( element.name == name )
+         return element.value;
+   return nullptr;
+}
+
+GenericIf::List_&
+GenericIf::List_::elementIs( Name name, Ptr< GenericIf > value ) {
+   elements_.push_back( { std::move( name ), std::move( value ) } );
+   return *this;
+}
+
+} // namespace Zet

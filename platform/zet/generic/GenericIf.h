@@ -1,0 +1,133 @@
+#pragma once
+
+#include "platform/zet/NotifieeConst.h"
+#include "platform/zet/Ptr.h"
+#include "platform/zet/String8.h"
+#include "platform/zet/ZetType.h"
+#include "platform/zet/generic/GenericIfException.h"
+
+#include <cstddef>
+#include <vector>
+
+namespace Zet {
+
+// A value or an object as seen without knowing its type: attributes by id, values as interfaces.
+class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
+ public:
+   // Operations on an attribute. Those from 128 on change something.
+   enum Operation : unsigned int {
+      get = 0,     // The value; of a collection, the member at the key; of a function, its call.
+      count = 1,   // Of a collection: how many members it has.
+      version = 2, // Of a collection: a number that every change of it changes.
+      has = 3,     // Of a collection: whether the key is a member.
+      set = 128,   // The value; of a collection of values, the one at the key. Of an instantiating
+                   // attribute: makes the member from a list of arguments.
+      del = 129,   // Removes the member at the key.
+   };
+   static constexpr bool modifies( unsigned int operation ) noexcept {
+      return operation >= 128 && operation <= 255;
+   }
+
+   struct AttributeOp {
+      AttributeId attribute;
+      unsigned int operation;
+   };
+
+   class List_;
+
+   // A place in the members of a collection attribute.
+   class ZET_EXPORT Place : public PtrInterface {};
+
+   // Hears what the object's notifications become. Borrows: removes itself before it goes.
+   class ZET_EXPORT Watcher {
+    public:
+      virtual ~Watcher();
+      virtual void onAttribute( AttributeId id ) = 0;
+      virtual void onAttributeAt( AttributeId id, Ptr< GenericIf > const& key ) = 0;
+   };
+
+   // Stands for all attributes at once in what is pending.
+   static constexpr AttributeId allAttributesId = -1;
+
+   bool isConst() const noexcept { return isConst_; }
+
+   // The type of the reflected value or object.
+   virtual Ptr< ZetType const > zetType() const = 0;
+   // The reflected object, for a wanted type that is its own or a base; null when a value is
+   // reflected.
+   // Throws: GenericIfException `type` with the reflected type's short name otherwise.
+   virtual Ptr< PtrInterface > zetObject( ZetType const& wanted ) const;
+   virtual String8 attributeString( AttributeId id ) const;
+   // Throws: GenericIfException `unknownAttribute` with the name.
+   virtual AttributeId attributeId( String8 name ) const;
+   // Null when the operation has nothing to return.
+   // Throws: GenericIfException; what the operation itself throws.
+   virtual Ptr< GenericIf > attributeOp( AttributeOp const& op, Ptr< GenericIf const > const& key,
+                                         Ptr< GenericIf > const& value );
+   virtual String8 strRep() const;
+   virtual void zetDoZombieReactors( bool zombie );
+
+   // Walks the members of a collection attribute, in order; from a key on, or from the next.
+   // Throws: GenericIfException `opNotSupported` for an attribute that is no collection.
+   virtual Ptr< Place > attributeIteratorConst( AttributeId id ) const;
+   virtual Ptr< Place > attributeIteratorKeyConst( AttributeId id,
+                                                   Ptr< GenericIf const > const& key ) const;
+   virtual Ptr< GenericIf > attributeIterator_iterObj( AttributeId id, Place const& at ) const;
+   virtual void attributeIterator_iterInc( AttributeId id, Place& at ) const;
+   virtual Ptr< GenericIf > attributeIterator_iterKey( AttributeId id, Place const& at ) const;
+   virtual Ptr< Place > attributeIterator_iterClone( AttributeId id, Place const& at ) const;
+   virtual bool attributeIterator_nonNull( AttributeId id, Place const& at ) const;
+   virtual void attributeIterator_iterDel( AttributeId id, Place& at );
+
+   // The address of the reflected value, for a wanted type that is its own; null otherwise.
+   virtual void const* zetValue( ZetType const& wanted ) const noexcept;
+
+   void watcherIs( Watcher& watcher );
+   void watcherDel( Watcher& watcher );
+
+   // While it defers, keyed changes wait until handleNotification() delivers them.
+   bool isDeferring() const noexcept { return isDeferring_; }
+   void isDeferringIs( bool deferring ) noexcept { isDeferring_ = deferring; }
+   // Counts one more change of a keyed attribute and returns whether it is to wait.
+   bool zetOnAttribute( AttributeId id, unsigned int& pending );
+
+   void onAttribute( AttributeId id ) override;
+   void onAttributeAt( AttributeId id, Ptr< GenericIf > const& key );
+   void handleNotification( ActivityConfig* activity ) override;
+
+ protected:
+   explicit GenericIf( bool isConst ) : isConst_( isConst ) {}
+
+   // Delivers what is pending of one attribute, or of all.
+   virtual void handlePending( AttributeId id );
+
+ private:
+   bool isConst_;
+   bool isDeferring_ = false;
+   std::vector< AttributeId > pending_;
+   std::vector< Watcher* > watchers_;
+};
+
+// A list of named arguments.
+class ZET_EXPORT GenericIf::List_ : public GenericIf {
+ public:
+   struct Element {
+      Name name;
+      Ptr< GenericIf > value;
+   };
+
+   List_() : GenericIf( false ) {}
+
+   Ptr< ZetType const > zetType() const override;
+   static Ptr< ZetType const > _fwkType();
+
+   std::vector< Element > const& elements() const noexcept { return elements_; }
+   // Null when there is none of that name.
+   Ptr< GenericIf > element( Name const& name ) const noexcept;
+   List_& elementIs( Name name, Ptr< GenericIf > value );
+
+ private:
+   std::vector< Element > elements_;
+};
+
+} // namespace Zet

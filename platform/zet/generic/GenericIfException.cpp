@@ -1,0 +1,12 @@
+#include "platform/zet/generic/GenericIfException.h"
+
+namespace Zet {
+
+GenericIfException::~GenericIfException() = default;
+
+void
+throwGenericIfException( GenericIfException::Kind kind, String8 text, unsigned int operation ) {
+   throw GenericIfException( kind, std::move( text ), operation );
+}
+
+} // namespace Zet

@@ -1,0 +1,67 @@
+#pragma once
+
+#include "platform/zet/Strep.h"
+#include "platform/zet/generic/CellPool.h"
+#include "platform/zet/generic/GenericIf.h"
+#include "platform/zet/generic/TypeOf.h"
+
+#include <sstream>
+#include <type_traits>
+#include <utility>
+
+namespace Zet {
+
+// The text of a value as reflection shows it.
+template < class T >
+String8
+valueText( T const& value ) {
+   if constexpr ( requires { valueToStrep( value ); } )
+      return valueToStrep( value );
+   else {
+      std::ostringstream text;
+      text << std::boolalpha << value;
+      return text.str();
+   }
+}
+
+// The generic interface of one plain value.
+template < class T > class ZET_EXPORT ValueIf : public GenericIf {
+ public:
+   explicit ValueIf( T value, bool isConst = false )
+       : GenericIf( isConst ), value_( std::move( value ) ) {}
+
+   T const& value() const noexcept { return value_; }
+
+   Ptr< ZetType const > zetType() const override { return TypeOf< T >::type(); }
+   void const* zetValue( ZetType const& wanted ) const noexcept override {
+      return &wanted == zetType().get() ? &value_ : nullptr;
+   }
+   String8 strRep() const override { return valueText( value_ ); }
+
+   static void* operator new( std::size_t size ) { return cellNew( size ); }
+   static void operator delete( void* memory, std::size_t size ) noexcept {
+      cellDelete( memory, size );
+   }
+
+ private:
+   T value_;
+};
+
+// The value in a generic interface; `name` is the argument's, for the error.
+// Throws: GenericIfException `type` when there is none of that type.
+template < class T >
+T const&
+valueOf( Ptr< GenericIf const > const& argument, std::string_view name ) {
+   void const* const value = argument ? argument->zetValue( *TypeOf< T >::type() ) : nullptr;
+   if ( !value )
+      throwGenericIfException( GenericIfException::type, name );
+   return *static_cast< T const* >( value );
+}
+
+template < class T >
+Ptr< GenericIf >
+valueIf( T value, bool isConst = false ) {
+   return make< ValueIf< T > >( std::move( value ), isConst );
+}
+
+} // namespace Zet
