@@ -4,6 +4,7 @@
 #include "adapters/reflect/RowTraits.h"
 #include "platform/zet/ActivityConfig.h"
 #include "platform/zet/Entity.h"
+#include "platform/zet/Export.h"
 #include "platform/zet/generic/TypeOf.h"
 #include "platform/zet/types/IntrospectionReactor.h"
 
@@ -25,7 +26,7 @@ typeToFill() {
 }
 
 // Tells the reactor of the attributes of one type.
-class Announcer {
+class ZET_EXPORT Announcer {
  public:
    Announcer( Zet::IntrospectionReactor& reactor, Zet::ZetType& type )
        : reactor_( reactor ), type_( type ) {}

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/zet/Ptr.h"
+#include "platform/zet/StackArena.h"
 
 #include <vector>
 
@@ -17,6 +18,9 @@ template < class List > class SnapshotIterator {
          members_.emplace_back( member );
    }
 
+   SnapshotIterator( SnapshotIterator const& ) = delete;
+   SnapshotIterator& operator=( SnapshotIterator const& ) = delete;
+
    explicit operator bool() const noexcept { return index_ < members_.size(); }
    Member& operator*() const noexcept { return *members_[ index_ ]; }
    Member* operator->() const noexcept { return members_[ index_ ].get(); }
@@ -30,7 +34,7 @@ template < class List > class SnapshotIterator {
    }
 
  private:
-   std::vector< Ptr< Member > > members_;
+   std::vector< Ptr< Member >, StackArenaAllocator< Ptr< Member > > > members_;
    unsigned int index_ = 0;
 };
 

@@ -26,15 +26,15 @@ GenericIfPtrInterface::requireChangeable( unsigned int operation ) const {
 
 String8
 GenericIfEntity::attributeString( AttributeId id ) const {
-   String8 const own = frameworkAttributeName( id );
-   return own.empty() ? entity().attributeString( id ) : own;
+   std::string_view const own = frameworkAttributeName( id );
+   return own.empty() ? entity().attributeString( id ) : String8( own );
 }
 
 AttributeId
 GenericIfEntity::attributeId( String8 name ) const {
    for ( AttributeId const id :
          { keyAttributeId, isNondestructingAttributeId, hasAttrLogInterfaceAttributeId } )
-      if ( frameworkAttributeName( id ) == name )
+      if ( frameworkAttributeName( id ) == name.view() )
          return id;
    return GenericIfPtrInterface::attributeId( std::move( name ) );
 }
@@ -43,7 +43,7 @@ Ptr< GenericIf >
 GenericIfEntity::attributeOp( AttributeOp const& op, Ptr< GenericIf const > const& key,
                               Ptr< GenericIf > const& value ) {
    requireChangeable( op.operation );
-   String8 const name = frameworkAttributeName( op.attribute );
+   std::string_view const name = frameworkAttributeName( op.attribute );
    if ( name.empty() )
       return GenericIfPtrInterface::attributeOp( op, key, value );
    bool const isFunction = op.attribute == hasAttrLogInterfaceAttributeId;
@@ -58,7 +58,7 @@ GenericIfEntity::attributeOp( AttributeOp const& op, Ptr< GenericIf const > cons
    }
    if ( op.operation != set || op.attribute != isNondestructingAttributeId )
       throwGenericIfException( GenericIfException::opNotSupported, name, op.operation );
-   entity().isNondestructingIs( valueOf< bool >( value, name.view() ) );
+   entity().isNondestructingIs( valueOf< bool >( value, name ) );
    return nullptr;
 }
 

@@ -1,0 +1,88 @@
+#include "tests/reflect/ReflectedWorld.h"
+#include "tests/support/Entities.h"
+
+#include <gtest/gtest.h>
+
+namespace Tests {
+
+namespace {
+
+// Writes down what an interface tells: "258", and "258 at e1".
+class Teller : public Zet::GenericIf::Watcher {
+ public:
+   explicit Teller( Zet::Ptr< Zet::GenericIf > on ) : interface( std::move( on ) ) {
+      interface->watcherIs( *this );
+   }
+   ~Teller() override { interface->watcherDel( *this ); }
+
+   void onAttribute( Zet::AttributeId id ) override { told.push_back( std::to_string( id ) ); }
+   void onAttributeAt( Zet::AttributeId id, Zet::Ptr< Zet::GenericIf > const& key ) override {
+      told.push_back( std::to_string( id ) + " at " + key->strRep().c_str() );
+   }
+   Log take() { return std::exchange( told, {} ); }
+
+   Zet::Ptr< Zet::GenericIf > interface;
+   Log told;
+};
+
+} // namespace
+
+TEST( NotificationBridge, TellsAtOnceUnlessItDefers ) {
+   ReflectedWorld const world;
+   Teller group( world.of( "group" ) );
+   world.group->minLinksIs( 3 );
+   world.group->intfsToMonitorIs( intf( "e1" ), false );
+   world.group->intfsToDisableDel( intf( "d1" ) );
+   EXPECT_EQ( ( Log{ "260", "258 at e1", "259 at d1" } ), group.take() );
+
+   group.interface->isDeferringIs( true );
+   world.group->minLinksIs( 4 );
+   world.group->intfsToDisableIs( intf( "d2" ), true );
+   world.group->intfsToMonitorIs( intf( "e2" ), true );
+   world.group->intfsToMonitorIs( intf( "e3" ), true );
+   EXPECT_EQ( Log{ "260" }, group.take() );
+   // One change of a collection names its key, more of them the collection as a whole.
+   group.interface->handleNotification( nullptr );
+   EXPECT_EQ( ( Log{ "259 at d2", "258" } ), group.take() );
+   group.interface->handleNotification( nullptr );
+   EXPECT_EQ( Log{}, group.take() );
+}
+
+TEST( NotificationBridge, TellsOfAllAttributesInTheirOrder ) {
+   ReflectedWorld const world;
+   Teller group( world.of( "group" ) );
+   group.interface->isDeferringIs( true );
+   world.group->intfsToDisableIs( intf( "d2" ), true );
+   unsigned int changes = 0;
+   group.interface->zetOnAttribute( Zet::GenericIf::allAttributesId, changes );
+   group.interface->handleNotification( nullptr );
+   EXPECT_EQ( ( Log{ "259 at d2", "258", "259", "260", "261" } ), group.take() );
+}
+
+TEST( NotificationBridge, EveryEntityTells ) {
+   ReflectedWorld const world;
+   Teller config( world.of( "config" ) );
+   Teller status( world.of( "status" ) );
+   Teller groupStatus( world.of( "groupStatus" ) );
+   Teller root( world.of( "root" ) );
+   world.config->groupIs( "h" );
+   world.group->minLinksIs( 9 );
+   world.root->uplinkFailureDetectionSmDel();
+   world.config->isNondestructingIs( true );
+   world.config->isNondestructingIs( false );
+   EXPECT_EQ( ( Log{ "258 at 'h'", "6", "6" } ), config.take() );
+   EXPECT_EQ( Log{ "258 at 'h'" }, status.take() );
+   EXPECT_EQ( ( Log{ "258", "259", "260" } ), groupStatus.take() );
+   EXPECT_EQ( Log{ "258" }, root.take() );
+}
+
+TEST( NotificationBridge, AZombieTellsNothing ) {
+   ReflectedWorld const world;
+   Teller group( world.of( "group" ) );
+   group.interface->zetDoZombieReactors( true );
+   world.group->minLinksIs( 3 );
+   world.group->intfsToMonitorIs( intf( "e7" ), true );
+   EXPECT_EQ( Log{}, group.take() );
+}
+
+} // namespace Tests
