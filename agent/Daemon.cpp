@@ -1,0 +1,80 @@
+#include "agent/Daemon.h"
+
+#include "platform/zet/NotificationFailure.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdint>
+#include <string>
+#include <system_error>
+
+namespace Ufdd {
+
+namespace {
+
+constexpr std::uint64_t retryMicroseconds = 1'000'000;
+
+// A terminal that goes ends the daemon as well, and so must not leave ports shut.
+constexpr std::array endSignals{ SIGTERM, SIGINT, SIGHUP };
+
+} // namespace
+
+Daemon::Daemon( StreamLog& log )
+    : log_( log ), source_( loop_ ), agent_( control_, log ),
+      retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ) {
+   if ( !control_.allowed() )
+      throw std::system_error( EPERM, std::generic_category(),
+                               "can't set interfaces up or down without CAP_NET_ADMIN; start "
+                               "ufdd as root or give it that capability" );
+   for ( int const number : endSignals )
+      loop_.onSignal< &Daemon::handleSignal >( number, *this );
+   loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );
+   Zet::notificationFailureSinkIs( [ this ]( Zet::NotificationFailure const& failure ) {
+      log_.line( "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
+                 std::string( failure.attribute.view() ) + ": " +
+                 std::string( failure.text.view() ) );
+   } );
+}
+
+Daemon::~Daemon() {
+   Zet::notificationFailureSinkIs( {} );
+}
+
+bool
+Daemon::run( std::vector< GroupSettings > const& groups ) {
+   try {
+      agent_.start( groups, source_ );
+      log_.line( "watching " + std::to_string( groups.size() ) +
+                 ( groups.size() == 1 ? " group" : " groups" ) );
+      handleTurnEnd();
+      loop_.run();
+   } catch ( ... ) {
+      agent_.release();
+      throw;
+   }
+   return agent_.release();
+}
+
+void
+Daemon::handleTurnEnd() {
+   agent_.settle();
+   if ( agent_.hasFailures() && !retryTimerOn_ ) {
+      retryTimer_.fireIn( retryMicroseconds );
+      retryTimerOn_ = true;
+   }
+   log_.flush();
+}
+
+void
+Daemon::handleRetryTime() {
+   retryTimerOn_ = false;
+   agent_.retry();
+}
+
+void
+Daemon::handleSignal() {
+   loop_.exit();
+}
+
+} // namespace Ufdd

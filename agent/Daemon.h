@@ -1,0 +1,39 @@
+#pragma once
+
+#include "agent/Agent.h"
+#include "agent/ConfigFile.h"
+#include "agent/EventLoop.h"
+#include "agent/Log.h"
+#include "agent/NetlinkLinkControl.h"
+#include "agent/NetlinkLinkSource.h"
+
+#include <vector>
+
+namespace Ufdd {
+
+// The process: the agent on the interfaces of the kernel, until SIGTERM, SIGINT or SIGHUP.
+class Daemon {
+ public:
+   // Throws: std::system_error, as run() does; its text is for the user.
+   explicit Daemon( StreamLog& log );
+   ~Daemon();
+
+   // Returns when a signal asked for the end, and however it ends, every port that was shut has
+   // been opened. False when one couldn't be.
+   bool run( std::vector< GroupSettings > const& groups );
+
+ private:
+   void handleTurnEnd();
+   void handleRetryTime();
+   void handleSignal();
+
+   StreamLog& log_;
+   EventLoop loop_;
+   NetlinkLinkControl control_;
+   NetlinkLinkSource source_;
+   Agent agent_;
+   EventLoop::Source& retryTimer_;
+   bool retryTimerOn_ = false;
+};
+
+} // namespace Ufdd

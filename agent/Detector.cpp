@@ -1,0 +1,80 @@
+#include "agent/Detector.h"
+
+#include "model/GroupConfig.h"
+#include "model/GroupStatus.h"
+
+namespace Ufdd {
+
+using UplinkFailureDetection::GroupConfig;
+using UplinkFailureDetection::GroupLinkStatus;
+using UplinkFailureDetection::GroupStatus;
+
+Detector::Detector()
+    : config( UplinkFailureDetection::configFactory( "config" ) ),
+      status( UplinkFailureDetection::statusFactory( "status" ) ),
+      cause( Errdisable::CauseStatus::CauseStatusIs( "uplinkFailureDetection" ) ),
+      directory( Interface::EthIntfStatusDir::EthIntfStatusDirIs( "interfaces" ) ),
+      root_( UplinkFailureDetection::rootFactory( "root" ) ) {}
+
+void
+Detector::configure( std::vector< GroupSettings > const& groups ) {
+   for ( GroupSettings const& settings : groups ) {
+      Zet::Ptr< GroupConfig > const group =
+          config->groupIs( Zet::Name( std::string_view( settings.name ) ) );
+      for ( std::string const& uplink : settings.monitor )
+         group->intfsToMonitorIs( Kelnet::IntfId( uplink ), true );
+      for ( std::string const& port : settings.disable )
+         group->intfsToDisableIs( Kelnet::IntfId( port ), true );
+      group->minLinksIs( settings.minLinks );
+   }
+}
+
+void
+Detector::start() {
+   root_->uplinkFailureDetectionSmIs( config, status, cause, directory );
+}
+
+template < class Action >
+void
+Detector::forEachGroup( Kelnet::IntfId port, GroupLinkStatus linkStatus, Action action ) const {
+   for ( auto group = config->groupIteratorConst(); group; ++group ) {
+      if ( !group->intfsToDisable( port ) )
+         continue;
+      Zet::Ptr< GroupStatus > const groupStatus = status->group( group->name() );
+      if ( groupStatus && groupStatus->groupLinkStatus() == linkStatus )
+         action( *group );
+   }
+}
+
+void
+Detector::checkGroupsHolding( Kelnet::IntfId port ) {
+   auto const machine = root_->uplinkFailureDetectionSm();
+   forEachGroup( port, GroupLinkStatus::down, [ & ]( GroupConfig const& group ) {
+      machine->uplinkFailureDetectionGroupSm( group.name() )->doCheckIntfs();
+   } );
+}
+
+std::string
+Detector::groupsOf( Kelnet::IntfId port, GroupLinkStatus linkStatus ) const {
+   std::string text;
+   forEachGroup( port, linkStatus, [ & ]( GroupConfig const& group ) {
+      text += ( text.empty() ? "group " : "; group " ) + std::string( group.name().view() ) +
+              " is " + std::string( stringValue( linkStatus ).view() ) + ", " + countOf( group );
+   } );
+   return text;
+}
+
+std::string
+Detector::countOf( GroupConfig const& group ) const {
+   unsigned int monitored = 0;
+   unsigned int up = 0;
+   for ( auto uplink = group.intfsToMonitorIteratorConst(); uplink; ++uplink ) {
+      auto const* const uplinkStatus = directory->intfStatus( uplink.key() );
+      ++monitored;
+      up += uplinkStatus && uplinkStatus->operStatus() == Interface::OperStatus::up;
+   }
+   return std::to_string( up ) + "/" + std::to_string( monitored ) + " up, min_links " +
+          std::to_string( group.minLinks() );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "agent/ConfigFile.h"
+#include "model/Config.h"
+#include "model/GroupLinkStatus.h"
+#include "model/Status.h"
+#include "platform/errdisable/CauseStatus.h"
+#include "platform/interface/EthIntfStatusDir.h"
+#include "platform/kelnet/IntfId.h"
+#include "sm/Root.h"
+
+#include <string>
+#include <vector>
+
+namespace Ufdd {
+
+// The detection library as this process hosts it: the four objects that it works on, and its
+// machine.
+class Detector {
+ public:
+   Detector();
+
+   // What the library reads and writes. None is ever null.
+   Zet::Ptr< UplinkFailureDetection::Config > const config;
+   Zet::Ptr< UplinkFailureDetection::Status > const status;
+   Zet::Ptr< Errdisable::CauseStatus > const cause;
+   Zet::Ptr< Interface::EthIntfStatusDir > const directory;
+
+   // Fills the configuration. Requires: before start().
+   void configure( std::vector< GroupSettings > const& groups );
+   // Evaluates every group and reacts from then on.
+   // Requires: the directory tells the state that the interfaces are in.
+   void start();
+
+   bool isHeld( Kelnet::IntfId port ) const { return cause->intfStatus( port ).has_value(); }
+   // Makes every group that is down and disables `port` check again. Each writes the entry of
+   // the port back that another group, which came up, has deleted.
+   void checkGroupsHolding( Kelnet::IntfId port );
+   // The groups of that status that disable `port`: "group a is down, 0/2 up, min_links 1", for
+   // each, with "; " between them.
+   std::string groupsOf( Kelnet::IntfId port,
+                         UplinkFailureDetection::GroupLinkStatus linkStatus ) const;
+   // "1/2 up, min_links 1"
+   std::string countOf( UplinkFailureDetection::GroupConfig const& group ) const;
+
+ private:
+   template < class Action >
+   void forEachGroup( Kelnet::IntfId port, UplinkFailureDetection::GroupLinkStatus linkStatus,
+                      Action action ) const;
+
+   Zet::Ptr< UplinkFailureDetection::Root > const root_;
+};
+
+} // namespace Ufdd

@@ -1,0 +1,110 @@
+#include "agent/EventLoop.h"
+
+#include <systemd/sd-event.h>
+
+#include <csignal>
+#include <ctime>
+#include <system_error>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+void
+check( int result, char const* what ) {
+   if ( result < 0 )
+      throw std::system_error( -result, std::generic_category(), what );
+}
+
+} // namespace
+
+void
+EventLoop::Source::run() noexcept {
+   try {
+      call_( owner_ );
+   } catch ( ... ) {
+      // Nothing may be thrown through the loop, which is C.
+      loop_.failure_ = std::current_exception();
+      loop_.exit();
+   }
+}
+
+void
+EventLoop::Source::fireIn( std::uint64_t microseconds ) {
+   check( sd_event_source_set_time_relative( source_, microseconds ), "can't set a timer" );
+   check( sd_event_source_set_enabled( source_, SD_EVENT_ONESHOT ), "can't start a timer" );
+}
+
+EventLoop::EventLoop() {
+   check( sd_event_new( &event_ ), "can't make an event loop" );
+}
+
+EventLoop::~EventLoop() {
+   for ( Source const& source : sources_ )
+      sd_event_source_unref( source.source_ );
+   sd_event_unref( event_ );
+}
+
+void
+EventLoop::addReadable( int fd, Source& source ) {
+   auto const handler = []( sd_event_source*, int, std::uint32_t, void* userdata ) {
+      static_cast< Source* >( userdata )->run();
+      return 0;
+   };
+   check( sd_event_add_io( event_, &source.source_, fd, EPOLLIN, handler, &source ),
+          "can't watch a socket" );
+}
+
+void
+EventLoop::addSignal( int number, Source& source ) {
+   auto const handler = []( sd_event_source*, signalfd_siginfo const*, void* userdata ) {
+      static_cast< Source* >( userdata )->run();
+      return 0;
+   };
+   sigset_t blocked;
+   sigemptyset( &blocked );
+   sigaddset( &blocked, number );
+   sigprocmask( SIG_BLOCK, &blocked, nullptr );
+   check( sd_event_add_signal( event_, &source.source_, number, handler, &source ),
+          "can't watch a signal" );
+}
+
+void
+EventLoop::addTurnEnd( Source& source ) {
+   auto const handler = []( sd_event_source*, void* userdata ) {
+      static_cast< Source* >( userdata )->run();
+      return 0;
+   };
+   check( sd_event_add_post( event_, &source.source_, handler, &source ),
+          "can't watch the end of a turn" );
+   // Before what else waits: under a storm of news the turn would never end otherwise.
+   check( sd_event_source_set_priority( source.source_, SD_EVENT_PRIORITY_IMPORTANT ),
+          "can't order the event sources" );
+}
+
+EventLoop::Source&
+EventLoop::addTimer( Source& source ) {
+   auto const handler = []( sd_event_source*, std::uint64_t, void* userdata ) {
+      static_cast< Source* >( userdata )->run();
+      return 0;
+   };
+   check( sd_event_add_time( event_, &source.source_, CLOCK_MONOTONIC, 0, 1, handler, &source ),
+          "can't make a timer" );
+   check( sd_event_source_set_enabled( source.source_, SD_EVENT_OFF ), "can't stop a timer" );
+   return source;
+}
+
+void
+EventLoop::run() {
+   check( sd_event_loop( event_ ), "the event loop failed" );
+   if ( failure_ )
+      std::rethrow_exception( std::exchange( failure_, nullptr ) );
+}
+
+void
+EventLoop::exit() {
+   check( sd_event_exit( event_, 0 ), "can't leave the event loop" );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,48 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <net/if.h>
+#include <string_view>
+
+namespace Ufdd {
+
+// The name of an interface, kept in place: copying one allocates nothing.
+class InterfaceName {
+ public:
+   // Of bytes, without the zero byte that ends them in the kernel.
+   static constexpr std::size_t maxSize = IFNAMSIZ - 1;
+
+   // Why the kernel could never have an interface of that name, to follow "NAME is not the name
+   // of an interface: "; empty when it could.
+   static constexpr std::string_view objection( std::string_view name );
+
+   constexpr InterfaceName() = default;
+   // What is over maxSize is cut off.
+   constexpr explicit InterfaceName( std::string_view name ) {
+      std::copy_n( name.begin(), std::min( name.size(), maxSize ), text_.begin() );
+   }
+
+   constexpr std::string_view view() const { return text_.data(); }
+   bool operator==( InterfaceName const& ) const = default;
+   constexpr bool empty() const { return text_[ 0 ] == '\0'; }
+
+ private:
+   std::array< char, IFNAMSIZ > text_{};
+};
+
+constexpr std::string_view
+InterfaceName::objection( std::string_view name ) {
+   if ( name.empty() )
+      return "it is empty";
+   if ( name.size() > maxSize )
+      return "it is longer than 15 bytes";
+   if ( name == "." || name == ".." )
+      return "it is reserved";
+   bool const bad = std::any_of( name.begin(), name.end(), []( char c ) {
+      return c == '/' || c == ':' || c == ' ' || ( c >= '\t' && c <= '\r' ) || c == '\0';
+   } );
+   return bad ? "it has a slash, a colon or white space in it" : "";
+}
+
+} // namespace Ufdd

@@ -1,0 +1,116 @@
+#include "agent/LinkDirectory.h"
+
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+namespace Ufdd {
+
+namespace {
+
+using Interface::EthIntfStatus;
+using Interface::OperStatus;
+
+LinkNews
+newsOf( Kelnet::IntfId port, Link const& link ) {
+   using Kind = LinkNews::Kind;
+   return { link.up() ? Kind::up : link.adminUp ? Kind::lostCarrier : Kind::adminDown, port, {} };
+}
+
+} // namespace
+
+LinkDirectory::LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory )
+    : directory_( std::move( directory ) ) {}
+
+void
+LinkDirectory::watch( Kelnet::IntfId port ) {
+   ports_[ port.name().view() ].id = port;
+}
+
+std::uint32_t
+LinkDirectory::index( Kelnet::IntfId port ) const {
+   auto const at = ports_.find( port.name().view() );
+   return at == ports_.end() ? 0 : at->second.index;
+}
+
+void
+LinkDirectory::handleLinks( std::span< Link const > links ) {
+   std::unordered_set< std::uint32_t > present;
+   for ( Link const& link : links )
+      present.insert( link.index );
+   std::vector< std::uint32_t > gone;
+   for ( auto const& [ index, known ] : links_ )
+      if ( !present.contains( index ) )
+         gone.push_back( index );
+   for ( std::uint32_t const index : gone )
+      handleLinkGone( index );
+   for ( Link const& link : links )
+      handleLink( link );
+}
+
+void
+LinkDirectory::handleLink( Link const& link ) {
+   Known& known = links_[ link.index ];
+   if ( known.name != link.name )
+      handleName( known, link );
+   if ( known.port )
+      handleState( *known.port, link );
+}
+
+void
+LinkDirectory::handleName( Known& known, Link const& link ) {
+   bool const renamed = !known.name.empty();
+   leave( known, link.index,
+          { LinkNews::Kind::renamed, known.port ? known.port->id : Kelnet::IntfId(), link.name } );
+   auto const at = ports_.find( link.name.view() );
+   known.name = link.name;
+   known.port = at == ports_.end() ? nullptr : &at->second;
+   // Another link that still seems to have that name was renamed; the news of it will come.
+   if ( known.port )
+      known.port->index = link.index;
+   if ( renamed && observer_ )
+      observer_->handleRenamed( link.index, link.name );
+}
+
+void
+LinkDirectory::handleState( Port& port, Link const& link ) {
+   OperStatus const operStatus = link.up() ? OperStatus::up : OperStatus::down;
+   news_ = newsOf( port.id, link );
+   if ( port.status ) {
+      port.status->operStatusIs( operStatus );
+   } else {
+      // Known before it is shown, so that the groups evaluate it once.
+      port.status = EthIntfStatus::EthIntfStatusIs( port.id );
+      port.status->operStatusIs( operStatus );
+      directory_->intfStatusIs( port.status );
+   }
+   news_ = {};
+   if ( observer_ )
+      observer_->handlePort( port.id, link.adminUp );
+}
+
+void
+LinkDirectory::handleLinkGone( std::uint32_t index ) {
+   auto const at = links_.find( index );
+   if ( at == links_.end() )
+      return;
+   Known const known = at->second;
+   links_.erase( at );
+   leave( known, index,
+          { LinkNews::Kind::removed, known.port ? known.port->id : Kelnet::IntfId(), {} } );
+   if ( observer_ )
+      observer_->handleGone( index );
+}
+
+void
+LinkDirectory::leave( Known const& known, std::uint32_t index, LinkNews const& news ) {
+   if ( !known.port || known.port->index != index )
+      return;
+   known.port->index = 0;
+   known.port->status = nullptr;
+   news_ = news;
+   directory_->intfStatusDel( known.port->id );
+   news_ = {};
+}
+
+} // namespace Ufdd

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "agent/LinkNews.h"
+#include "agent/LinkSource.h"
+#include "platform/interface/EthIntfStatusDir.h"
+#include "platform/kelnet/IntfId.h"
+
+#include <cstdint>
+#include <string_view>
+#include <unordered_map>
+
+namespace Ufdd {
+
+// Keeps the directory of interface statuses in step with the kernel's links, for the names that
+// matter. An entry follows the name: whichever link has it now is meant.
+class LinkDirectory final : public LinkListener {
+ public:
+   // Hears of a link once the directory knows it.
+   class Observer {
+    public:
+      // The link of a watched name is new, or was told of again.
+      virtual void handlePort( Kelnet::IntfId port, bool adminUp ) = 0;
+      virtual void handleRenamed( std::uint32_t index, InterfaceName const& name ) = 0;
+      virtual void handleGone( std::uint32_t index ) = 0;
+
+    protected:
+      ~Observer() = default;
+   };
+
+   explicit LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory );
+
+   // Requires: before the first links are told of.
+   void watch( Kelnet::IntfId port );
+   // Borrows: observer.
+   void observerIs( Observer& observer ) { observer_ = &observer; }
+
+   // Of the link that has the name now; 0 when there is none, or when the name is not watched.
+   std::uint32_t index( Kelnet::IntfId port ) const;
+   // What is being told to the directory; no news outside of that.
+   LinkNews const& news() const { return news_; }
+
+   void handleLinks( std::span< Link const > links ) override;
+   void handleLink( Link const& link ) override;
+   void handleLinkGone( std::uint32_t index ) override;
+
+ private:
+   // A watched name.
+   struct Port {
+      Kelnet::IntfId id;
+      std::uint32_t index = 0;                     // Of the link that has it, or 0.
+      Zet::Ptr< Interface::EthIntfStatus > status; // In the directory while there is a link.
+   };
+
+   struct Known {
+      InterfaceName name;
+      Port* port = nullptr; // Of that name, if it is watched.
+   };
+
+   void handleName( Known& known, Link const& link );
+   void handleState( Port& port, Link const& link );
+   void leave( Known const& known, std::uint32_t index, LinkNews const& news );
+
+   Zet::Ptr< Interface::EthIntfStatusDir > const directory_;
+   Observer* observer_ = nullptr;
+   LinkNews news_;
+   std::unordered_map< std::string_view, Port > ports_; // By name.
+   std::unordered_map< std::uint32_t, Known > links_;   // By index.
+};
+
+} // namespace Ufdd

@@ -1,0 +1,108 @@
+#include "agent/LinkFeed.h"
+
+#include "agent/LinkMessage.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <optional>
+#include <system_error>
+
+namespace Ufdd {
+
+namespace {
+
+constexpr std::uint32_t kernelPort = 0;
+
+} // namespace
+
+void
+LinkFeed::handleDumpAsked( std::uint32_t sequence ) {
+   dumpSequence_ = sequence;
+   state_ = State::dump;
+   said_.clear();
+}
+
+void
+LinkFeed::handleLoss() {
+   state_ = state_ == State::dump || state_ == State::spoilt ? State::spoilt : State::lost;
+}
+
+void
+LinkFeed::handleDatagram( std::uint32_t sender, std::span< std::byte const > datagram ) {
+   // Any process may send to our socket.
+   if ( sender != kernelPort )
+      return;
+   auto const* message = reinterpret_cast< nlmsghdr const* >( datagram.data() );
+   int left = static_cast< int >( datagram.size() );
+   for ( ; mnl_nlmsg_ok( message, left ); message = mnl_nlmsg_next( message, &left ) )
+      handleMessage( *message );
+   if ( left > 0 )
+      handleLoss();
+}
+
+void
+LinkFeed::handleMessage( nlmsghdr const& message ) {
+   bool const ofDump =
+       message.nlmsg_seq == dumpSequence_ && ( state_ == State::dump || state_ == State::spoilt );
+   // The links changed in number while they were listed: some may be missing.
+   if ( ofDump && message.nlmsg_flags & NLM_F_DUMP_INTR )
+      handleLoss();
+   switch ( message.nlmsg_type ) {
+   case RTM_NEWLINK:
+   case RTM_DELLINK:
+      handleNews( message );
+      break;
+   case NLMSG_DONE:
+   case NLMSG_ERROR:
+      if ( ofDump )
+         handleDumpEnd( message );
+      break;
+   case NLMSG_OVERRUN:
+      handleLoss();
+      break;
+   default:
+      break;
+   }
+}
+
+void
+LinkFeed::handleNews( nlmsghdr const& message ) {
+   std::optional< Link > const link = linkOf( message );
+   if ( !link )
+      return;
+   if ( state_ == State::dump )
+      said_.push_back( *link );
+   else if ( state_ != State::live )
+      return;
+   else if ( message.nlmsg_type == RTM_NEWLINK )
+      listener_.handleLink( *link );
+   else
+      listener_.handleLinkGone( link->index );
+}
+
+void
+LinkFeed::handleDumpEnd( nlmsghdr const& message ) {
+   if ( int const error = errorOf( message ); error != 0 )
+      throw std::system_error( error, std::generic_category(),
+                               "the kernel does not list the interfaces" );
+   if ( state_ == State::spoilt ) {
+      state_ = State::lost;
+      return;
+   }
+   std::stable_sort( said_.begin(), said_.end(), []( Link const& left, Link const& right ) {
+      return left.index < right.index;
+   } );
+   // From the end, so that of each index the last word stays.
+   auto const dropped =
+       std::unique( said_.rbegin(), said_.rend(), []( Link const& left, Link const& right ) {
+          return left.index == right.index;
+       } );
+   said_.erase( said_.begin(), dropped.base() );
+   std::erase_if( said_, []( Link const& link ) { return link.name.empty(); } );
+   state_ = State::live;
+   listener_.handleLinks( said_ );
+}
+
+} // namespace Ufdd

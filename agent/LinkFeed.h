@@ -1,0 +1,55 @@
+#pragma once
+
+#include "agent/LinkSource.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+struct nlmsghdr;
+
+namespace Ufdd {
+
+// Makes link news of the datagrams of an rtnetlink socket that is subscribed to the kernel's
+// link group. Knows when news were lost, and then tells nothing until a dump of all links, asked
+// for after that, has come in whole.
+class LinkFeed {
+ public:
+   explicit LinkFeed( LinkListener& listener ) : listener_( listener ) {}
+
+   // News may be missing, as at the beginning: the owner must ask the kernel for a dump, unless
+   // one is under way.
+   bool dumpWanted() const { return state_ == State::lost; }
+   // The listener knows all that the kernel said.
+   bool complete() const { return state_ == State::live; }
+
+   // A dump was asked for, under that sequence number.
+   void handleDumpAsked( std::uint32_t sequence );
+   // What the socket received, and the port number of who sent it.
+   // Throws: std::system_error when the kernel refuses the dump.
+   void handleDatagram( std::uint32_t sender, std::span< std::byte const > datagram );
+   // The socket dropped messages, or cut one.
+   void handleLoss();
+
+ private:
+   enum class State {
+      lost,   // No dump is under way, and one is needed.
+      dump,   // One is under way.
+      spoilt, // One is under way, and another is needed: it can't be asked for before that.
+      live,
+   };
+
+   void handleMessage( nlmsghdr const& message );
+   void handleNews( nlmsghdr const& message );
+   void handleDumpEnd( nlmsghdr const& message );
+
+   LinkListener& listener_;
+   State state_ = State::lost;
+   std::uint32_t dumpSequence_ = 0;
+   // While a dump is under way: all that was said since, in order; the last word on an index
+   // counts. A link that is gone has no name.
+   std::vector< Link > said_;
+};
+
+} // namespace Ufdd

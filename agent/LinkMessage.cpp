@@ -1,0 +1,65 @@
+#include "agent/LinkMessage.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/if.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+
+#include <cerrno>
+
+namespace Ufdd {
+
+namespace {
+
+int
+findName( nlattr const* attribute, void* name ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_IFNAME &&
+        mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
+      *static_cast< InterfaceName* >( name ) = InterfaceName( mnl_attr_get_str( attribute ) );
+   return MNL_CB_OK;
+}
+
+} // namespace
+
+LinkMessage
+beginLinkMessage( std::byte* room, std::uint16_t type, std::uint16_t flags,
+                  std::uint32_t sequence ) {
+   nlmsghdr* const header = mnl_nlmsg_put_header( room );
+   header->nlmsg_type = type;
+   header->nlmsg_flags = flags;
+   header->nlmsg_seq = sequence;
+   auto* const info =
+       static_cast< ifinfomsg* >( mnl_nlmsg_put_extra_header( header, sizeof( ifinfomsg ) ) );
+   info->ifi_family = AF_UNSPEC;
+   return { header, info };
+}
+
+std::optional< Link >
+linkOf( nlmsghdr const& message ) {
+   if ( message.nlmsg_type != RTM_NEWLINK && message.nlmsg_type != RTM_DELLINK )
+      return std::nullopt;
+   if ( mnl_nlmsg_get_payload_len( &message ) < sizeof( ifinfomsg ) )
+      return std::nullopt;
+   auto const& info = *static_cast< ifinfomsg const* >( mnl_nlmsg_get_payload( &message ) );
+   if ( info.ifi_family != AF_UNSPEC || info.ifi_index <= 0 )
+      return std::nullopt;
+   Link link;
+   link.index = static_cast< std::uint32_t >( info.ifi_index );
+   link.adminUp = info.ifi_flags & IFF_UP;
+   link.carrier = info.ifi_flags & IFF_LOWER_UP;
+   if ( message.nlmsg_type == RTM_NEWLINK ) {
+      mnl_attr_parse( &message, sizeof info, findName, &link.name );
+      if ( link.name.empty() )
+         return std::nullopt;
+   }
+   return link;
+}
+
+int
+errorOf( nlmsghdr const& message ) {
+   if ( mnl_nlmsg_get_payload_len( &message ) < sizeof( int ) )
+      return EBADMSG;
+   return -*static_cast< int const* >( mnl_nlmsg_get_payload( &message ) );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,25 @@
+#include "agent/LinkNews.h"
+
+namespace Ufdd {
+
+std::string
+LinkNews::text() const {
+   std::string const name( port.name().view() );
+   switch ( kind ) {
+   case Kind::none:
+      return "";
+   case Kind::up:
+      return name + " is up";
+   case Kind::lostCarrier:
+      return name + " lost carrier";
+   case Kind::adminDown:
+      return name + " administratively down";
+   case Kind::removed:
+      return name + " removed";
+   case Kind::renamed:
+      return name + " renamed to " + std::string( newName.view() );
+   }
+   return "";
+}
+
+} // namespace Ufdd

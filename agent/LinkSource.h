@@ -1,0 +1,45 @@
+#pragma once
+
+#include "agent/InterfaceName.h"
+
+#include <cstdint>
+#include <span>
+
+namespace Ufdd {
+
+// An interface as the kernel tells of it.
+struct Link {
+   std::uint32_t index = 0; // The kernel's, never 0; of one interface for as long as it exists.
+   InterfaceName name;
+   bool adminUp = false; // Set up by its administrator (IFF_UP).
+   bool carrier = false; // The layer below works (IFF_LOWER_UP).
+
+   bool up() const { return adminUp && carrier; }
+};
+
+// Hears what happens to the interfaces.
+class LinkListener {
+ public:
+   // All that there are: an interface that is not among them is gone.
+   virtual void handleLinks( std::span< Link const > links ) = 0;
+   // One that is new or that changed, be it its name.
+   virtual void handleLink( Link const& link ) = 0;
+   // One that was deleted or moved away; it may be one that was never heard of.
+   virtual void handleLinkGone( std::uint32_t index ) = 0;
+
+ protected:
+   ~LinkListener() = default;
+};
+
+// Where news of interfaces come from: the kernel, or a stand-in.
+class LinkSource {
+ public:
+   virtual ~LinkSource() = default;
+
+   // Tells `listener` of all links, complete, before it returns, and of every change from then
+   // on. Borrows: listener, for as long as the source exists.
+   // Throws: std::system_error when the links can't be read.
+   virtual void start( LinkListener& listener ) = 0;
+};
+
+} // namespace Ufdd

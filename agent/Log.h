@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace Ufdd {
+
+// Where the daemon says what it does, a line at a time.
+class Log {
+ public:
+   virtual ~Log() = default;
+   // `text` ends without a line break.
+   virtual void line( std::string_view text ) = 0;
+};
+
+// A log on a file descriptor. Lines wait until flush(), so that nothing urgent waits for them;
+// and flush() never waits for a reader that is stuck: what doesn't fit is dropped and counted.
+class StreamLog final : public Log {
+ public:
+   // With `timed`, each line begins with the time of day.
+   StreamLog( int fd, bool timed ) : fd_( fd ), timed_( timed ) {}
+
+   void line( std::string_view text ) override;
+   void flush();
+
+ private:
+   static constexpr std::size_t maxWaiting = 1 << 16;
+
+   void append( std::string_view text );
+   void write();
+
+   int const fd_;
+   bool const timed_;
+   std::string waiting_;
+   std::size_t dropped_ = 0; // Lines, since the last that got through.
+};
+
+} // namespace Ufdd

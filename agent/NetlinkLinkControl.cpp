@@ -1,0 +1,115 @@
+#include "agent/NetlinkLinkControl.h"
+
+#include "agent/LinkMessage.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/if.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+namespace Ufdd {
+
+namespace {
+
+constexpr int answerTimeoutMs = 5000;
+constexpr int unanswered = ETIMEDOUT;
+// More than the two messages of a request take.
+constexpr std::size_t requestRoom = 128;
+
+} // namespace
+
+NetlinkLinkControl::NetlinkLinkControl() : batch_( batchSize * requestRoom ) {}
+
+bool
+NetlinkLinkControl::allowed() {
+   // There is no interface of index 0, but the kernel looks at the permission first.
+   LinkRequest probe;
+   apply( { &probe, 1 } );
+   return probe.error != EPERM;
+}
+
+void
+NetlinkLinkControl::apply( std::span< LinkRequest > requests ) {
+   while ( !requests.empty() ) {
+      std::size_t const size = std::min( requests.size(), batchSize );
+      applyBatch( requests.first( size ) );
+      requests = requests.subspan( size );
+   }
+}
+
+void
+NetlinkLinkControl::applyBatch( std::span< LinkRequest > requests ) {
+   for ( LinkRequest& request : requests )
+      request.error = unanswered;
+   try {
+      sendBatch( requests );
+      receiveAnswers( requests );
+   } catch ( std::system_error const& error ) {
+      for ( LinkRequest& request : requests )
+         if ( request.error == unanswered )
+            request.error = error.code().value();
+   }
+   firstSequence_ += static_cast< std::uint32_t >( 2 * requests.size() );
+}
+
+void
+NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > requests ) {
+   auto const isUnanswered = []( LinkRequest const& request ) {
+      return request.error == unanswered;
+   };
+   int timeoutMs = answerTimeoutMs;
+   while ( std::any_of( requests.begin(), requests.end(), isUnanswered ) ) {
+      auto const datagram = socket_.receive( timeoutMs );
+      if ( !datagram )
+         return;
+      // The kernel answers before it returns from the sending: what is not there is lost.
+      if ( datagram->lossy )
+         timeoutMs = 0;
+      if ( datagram->sender != 0 )
+         continue;
+      auto const* message = reinterpret_cast< nlmsghdr const* >( datagram->bytes.data() );
+      int left = static_cast< int >( datagram->bytes.size() );
+      for ( ; mnl_nlmsg_ok( message, left ); message = mnl_nlmsg_next( message, &left ) )
+         handleAnswer( *message, requests );
+   }
+}
+
+void
+NetlinkLinkControl::sendBatch( std::span< LinkRequest const > requests ) {
+   std::size_t size = 0;
+   std::uint32_t sequence = firstSequence_;
+   for ( LinkRequest const& request : requests ) {
+      LinkMessage const question =
+          beginLinkMessage( batch_.data() + size, RTM_GETLINK, NLM_F_REQUEST, sequence++ );
+      question.info->ifi_index = static_cast< int >( request.index );
+      mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
+      size += question.header->nlmsg_len;
+
+      LinkMessage const order = beginLinkMessage( batch_.data() + size, RTM_NEWLINK,
+                                                  NLM_F_REQUEST | NLM_F_ACK, sequence++ );
+      order.info->ifi_index = static_cast< int >( request.index );
+      order.info->ifi_flags = request.up ? IFF_UP : 0;
+      order.info->ifi_change = IFF_UP;
+      size += order.header->nlmsg_len;
+   }
+   socket_.send( std::span( batch_ ).first( size ) );
+}
+
+void
+NetlinkLinkControl::handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests ) {
+   std::size_t const answered = ( message.nlmsg_seq - firstSequence_ ) / 2;
+   if ( answered >= requests.size() )
+      return;
+   LinkRequest& request = requests[ answered ];
+   bool const answersOrder = ( message.nlmsg_seq - firstSequence_ ) % 2;
+   if ( auto const link = linkOf( message ) )
+      request.wasUp = link->adminUp;
+   else if ( answersOrder && message.nlmsg_type == NLMSG_ERROR )
+      request.error = errorOf( message );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,75 @@
+#include "agent/NetlinkLinkSource.h"
+
+#include "agent/LinkMessage.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+namespace Ufdd {
+
+namespace {
+
+// Room for the news of some thousand links that change at once.
+constexpr int receiveBufferSize = 8 << 20;
+constexpr int listTimeoutMs = 5000;
+// Enough to take in a burst whole, so that it is acted on as one change; few enough that acting
+// doesn't wait for the end of a storm.
+constexpr int datagramsPerTurn = 64;
+
+} // namespace
+
+NetlinkLinkSource::NetlinkLinkSource( EventLoop& loop ) : loop_( loop ) {}
+
+void
+NetlinkLinkSource::start( LinkListener& listener ) {
+   feed_.emplace( listener );
+   socket_.receiveBufferIs( receiveBufferSize );
+   // Before the list is asked for, so that no change falls between the two.
+   socket_.subscribe( RTNLGRP_LINK );
+   askForDump();
+   while ( !feed_->complete() ) {
+      if ( !receive( listTimeoutMs ) )
+         throw std::system_error( ETIMEDOUT, std::generic_category(),
+                                  "the kernel does not list the interfaces" );
+      if ( feed_->dumpWanted() )
+         askForDump();
+   }
+   loop_.onReadable< &NetlinkLinkSource::handleReadable >( socket_.fd(), *this );
+}
+
+void
+NetlinkLinkSource::handleReadable() {
+   for ( int i = 0; i < datagramsPerTurn && receive( 0 ); ++i ) {
+   }
+   if ( feed_->dumpWanted() )
+      askForDump();
+}
+
+bool
+NetlinkLinkSource::receive( int timeoutMs ) {
+   auto const datagram = socket_.receive( timeoutMs );
+   if ( !datagram )
+      return false;
+   if ( datagram->lossy )
+      feed_->handleLoss();
+   else
+      feed_->handleDatagram( datagram->sender, datagram->bytes );
+   return true;
+}
+
+void
+NetlinkLinkSource::askForDump() {
+   alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
+   nlmsghdr* const request =
+       beginLinkMessage( room.data(), RTM_GETLINK, NLM_F_REQUEST | NLM_F_DUMP, ++sequence_ ).header;
+   mnl_attr_put_u32( request, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
+   socket_.send( std::span( room ).first( request->nlmsg_len ) );
+   feed_->handleDumpAsked( sequence_ );
+}
+
+} // namespace Ufdd

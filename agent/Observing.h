@@ -1,0 +1,19 @@
+#pragma once
+
+#include "platform/zet/Ptr.h"
+
+#include <utility>
+
+namespace Ufdd {
+
+// A new Observer that is told of the changes of `entity` for as long as the result is held.
+template < class Observer, class Entity, class... Argument >
+Zet::Ptr< Observer >
+observing( Zet::Ptr< Entity > const& entity, Argument&&... argument ) {
+   Zet::Ptr< Observer > observer = Zet::make< Observer >( std::forward< Argument >( argument )... );
+   observer->notifierIs( entity );
+   observer->isRegisteredNotifieeIs( true );
+   return observer;
+}
+
+} // namespace Ufdd

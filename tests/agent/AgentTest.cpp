@@ -1,0 +1,235 @@
+#include "agent/Agent.h"
+
+#include "tests/agent/SimulatedKernel.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace Ufdd {
+namespace {
+
+class AgentTest : public testing::Test, public Log {
+ protected:
+   AgentTest() {
+      for ( char const* const name : { "u1", "u2", "d1", "d2" } )
+         kernel.add( name );
+   }
+   void line( std::string_view text ) override { lines += std::string( text ) + '\n'; }
+
+   void start( std::vector< GroupSettings > const& groups = {
+                   { "g", { "u1", "u2" }, { "d1", "d2" } } } ) {
+      agent.start( groups, kernel );
+      settle();
+   }
+   // Turns of the loop, until there is no more news of what the daemon did itself.
+   void settle() {
+      for ( int i = 0; i < 3; ++i ) {
+         kernel.deliver();
+         agent.settle();
+      }
+   }
+   void uplinksAre( bool carrier ) {
+      kernel.carrier( "u1", carrier );
+      kernel.carrier( "u2", carrier );
+      settle();
+   }
+   std::string takeActs() { return std::exchange( kernel.acts, "" ); }
+   std::string takeLines() { return std::exchange( lines, "" ); }
+
+   SimulatedKernel kernel;
+   std::string lines;
+   Agent agent{ kernel, *this };
+};
+
+TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
+   start();
+   EXPECT_EQ( takeLines(), "group g: unknown -> up, 2/2 up, min_links 1: configured\n" );
+   kernel.carrier( "u1", false );
+   settle();
+   EXPECT_EQ( takeActs() + takeLines(), "" );
+   kernel.set( "u2", false );
+   settle();
+   EXPECT_EQ( takeLines(),
+              "group g: up -> down, 0/2 up, min_links 1: uplink u2 administratively down\n"
+              "port d1 shut: group g is down, 0/2 up, min_links 1\n"
+              "port d2 shut: group g is down, 0/2 up, min_links 1\n" );
+   kernel.carrier( "u1", true );
+   settle();
+   EXPECT_EQ( takeLines(), "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
+                           "port d1 released: group g is up, 1/2 up, min_links 1\n"
+                           "port d2 released: group g is up, 1/2 up, min_links 1\n" );
+   kernel.remove( "u1" );
+   settle();
+   EXPECT_TRUE(
+       takeLines().starts_with( "group g: up -> down, 0/2 up, min_links 1: uplink u1 removed\n" ) );
+   EXPECT_EQ( takeActs(), " -d1 -d2 +d1 +d2 -d1 -d2" );
+   EXPECT_TRUE( agent.release() );
+   EXPECT_EQ( takeLines(), "port d1 released: ufdd stops\nport d2 released: ufdd stops\n" );
+   EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
+}
+
+TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
+   start();
+   kernel.carrier( "u1", false );
+   kernel.carrier( "u2", false );
+   kernel.carrier( "u2", true );
+   settle();
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   kernel.carrier( "u1", true );
+   kernel.carrier( "u1", false );
+   // The group deletes the entry of an interface that comes or goes, and writes it back.
+   kernel.remove( "u2" );
+   kernel.remove( "d2" );
+   settle();
+   EXPECT_EQ( takeActs(), "" );
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+}
+
+TEST_F( AgentTest, portOfTwoGroupsIsHeldWhileEitherIsDown ) {
+   start( { { "a", { "u1" }, { "d1", "d2" } }, { "b", { "u2" }, { "d2" } } } );
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   kernel.carrier( "u1", true );
+   settle();
+   EXPECT_EQ( takeActs(), " +d1" );
+   kernel.carrier( "u2", true );
+   settle();
+   EXPECT_EQ( takeActs(), " +d2" );
+}
+
+TEST_F( AgentTest, portShutByTheOperatorIsNotOurs ) {
+   kernel.set( "d1", false );
+   start();
+   uplinksAre( false );
+   EXPECT_NE( takeLines().find( "port d1 left as it is, administratively down already: group g" ),
+              std::string::npos );
+   kernel.carrier( "d1", false );
+   settle();
+   EXPECT_EQ( takeLines(), "" );
+   uplinksAre( true );
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+   EXPECT_TRUE( kernel.isUp( "d2" ) );
+   uplinksAre( false );
+   // Opened by the operator after all: from then on it is held, and ours to open.
+   kernel.set( "d1", true );
+   settle();
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+   EXPECT_TRUE( agent.release() );
+   EXPECT_TRUE( kernel.isUp( "d1" ) );
+}
+
+TEST_F( AgentTest, heldPortThatSomeoneOpensIsShutAgain ) {
+   start();
+   uplinksAre( false );
+   takeLines();
+   kernel.set( "d2", true );
+   settle();
+   EXPECT_EQ( takeLines(), "port d2 shut again, someone had opened it: group g is down, 0/2 up, "
+                           "min_links 1\n" );
+   // News of before our own act say the same, but tell of nobody.
+   uplinksAre( true );
+   kernel.carrier( "u1", false );
+   kernel.carrier( "u2", false );
+   kernel.deliver();
+   kernel.carrier( "d2", false );
+   agent.settle();
+   takeLines();
+   settle();
+   EXPECT_EQ( takeLines(), "" );
+   EXPECT_FALSE( kernel.isUp( "d2" ) );
+}
+
+TEST_F( AgentTest, ownershipFollowsTheLinkAndHoldingTheName ) {
+   start();
+   uplinksAre( false );
+   // Renamed while held: what we shut is opened, under whatever name.
+   kernel.rename( "d1", "spare" );
+   settle();
+   EXPECT_TRUE( kernel.isUp( "spare" ) );
+   // Another one of that name, shut by its administrator, then one that is up.
+   kernel.add( "d1", false );
+   settle();
+   kernel.remove( "d1" );
+   kernel.add( "d1", true );
+   // Another one of that index even.
+   kernel.nextIndex = kernel.index( "d2" );
+   kernel.remove( "d2" );
+   kernel.add( "d2", false );
+   settle();
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+   uplinksAre( true );
+   EXPECT_TRUE( kernel.isUp( "d1" ) );
+   EXPECT_FALSE( kernel.isUp( "d2" ) );
+   // The link that has the name of an uplink now is the one that counts.
+   kernel.carrier( "u1", false );
+   kernel.carrier( "spare", true );
+   settle();
+   kernel.rename( "u2", "other" );
+   settle();
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+   kernel.rename( "spare", "u2" );
+   settle();
+   EXPECT_TRUE( kernel.isUp( "d1" ) );
+}
+
+TEST_F( AgentTest, lostNewsAreMadeUpForByTheList ) {
+   start();
+   kernel.remove( "u1" );
+   kernel.rename( "u2", "u1" );
+   kernel.rename( "d2", "u2" );
+   kernel.carrier( "u1", false );
+   kernel.carrier( "u2", false );
+   kernel.add( "d2" );
+   kernel.overrun();
+   settle();
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   kernel.rename( "d1", "d3" );
+   kernel.rename( "d2", "d1" );
+   kernel.rename( "d3", "d2" );
+   kernel.overrun();
+   settle();
+   EXPECT_EQ( takeActs(), "" );
+   uplinksAre( true );
+   EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
+   kernel.remove( "u1" );
+   kernel.remove( "u2" );
+   kernel.overrun();
+   settle();
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+}
+
+TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
+   start();
+   kernel.refusals = { { "d1", EPERM } };
+   uplinksAre( false );
+   takeLines();
+   for ( int i = 0; i < 2; ++i ) {
+      ASSERT_TRUE( agent.hasFailures() );
+      agent.retry();
+      settle();
+   }
+   EXPECT_EQ( takeLines(), "" );
+   kernel.refusals.clear();
+   agent.retry();
+   settle();
+   EXPECT_FALSE( agent.hasFailures() );
+   EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
+
+   // A port was shut, but the answer was lost: it is ours all the same.
+   uplinksAre( true );
+   kernel.refusals = { { "d1", ENOBUFS } };
+   uplinksAre( false );
+   kernel.refusals = { { "d2", EBUSY } };
+   EXPECT_FALSE( agent.release() );
+   EXPECT_NE( takeLines().find( "port d2 can't be released: Device or resource busy; open it "
+                                "with: ip link set dev d2 up" ),
+              std::string::npos );
+   EXPECT_TRUE( kernel.isUp( "d1" ) );
+}
+
+} // namespace
+} // namespace Ufdd

@@ -1,0 +1,137 @@
+#include "agent/LinkFeed.h"
+
+#include "agent/LinkMessage.h"
+
+#include <gtest/gtest.h>
+#include <libmnl/libmnl.h>
+#include <linux/if.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+
+#include <array>
+#include <string>
+#include <vector>
+
+namespace Ufdd {
+namespace {
+
+constexpr std::uint32_t dumpSequence = 7;
+constexpr unsigned int allUp = unsigned{ IFF_UP } | unsigned{ IFF_LOWER_UP };
+
+// A datagram, written message by message.
+struct Datagram {
+   Datagram& link( std::uint16_t type, int index, std::string const& name, unsigned int flags,
+                   unsigned char family = AF_UNSPEC ) {
+      return add( type, 0, 0, [ & ]( LinkMessage message ) {
+         message.info->ifi_family = family;
+         message.info->ifi_index = index;
+         message.info->ifi_flags = flags;
+         mnl_attr_put_strz( message.header, IFLA_IFNAME, name.c_str() );
+      } );
+   }
+   // As a dump has it, with the flags of the header.
+   Datagram& listed( int index, std::string const& name, std::uint16_t flags = 0 ) {
+      link( RTM_NEWLINK, index, name, allUp );
+      last()->nlmsg_seq = dumpSequence;
+      last()->nlmsg_flags = static_cast< std::uint16_t >( NLM_F_MULTI | flags );
+      return *this;
+   }
+   // The 0 of an end without error is in the place of the rest of the message.
+   Datagram& done() {
+      return add( NLMSG_DONE, NLM_F_MULTI, dumpSequence, []( LinkMessage ) {} );
+   }
+
+   template < class Fill >
+   Datagram& add( std::uint16_t type, std::uint16_t flags, std::uint32_t sequence, Fill fill ) {
+      alignas( nlmsghdr ) std::array< std::byte, 256 > room{};
+      LinkMessage const message = beginLinkMessage( room.data(), type, flags, sequence );
+      fill( message );
+      lastAt = bytes.size();
+      bytes.insert( bytes.end(), room.begin(), room.begin() + message.header->nlmsg_len );
+      return *this;
+   }
+   nlmsghdr* last() { return reinterpret_cast< nlmsghdr* >( bytes.data() + lastAt ); }
+
+   std::vector< std::byte > bytes;
+   std::size_t lastAt = 0;
+};
+
+class LinkFeedTest : public testing::Test, public LinkListener {
+ protected:
+   void handleLinks( std::span< Link const > links ) override {
+      heard += "[";
+      for ( Link const& link : links )
+         handleLink( link );
+      heard += " ]";
+   }
+   void handleLink( Link const& link ) override {
+      say( link.index, link.name.view() );
+      heard += link.up() ? '+' : link.adminUp ? '~' : '-';
+   }
+   void handleLinkGone( std::uint32_t index ) override { say( index, "gone" ); }
+   void say( std::uint32_t index, std::string_view what ) {
+      heard.append( " " ).append( std::to_string( index ) ).append( ":" ).append( what );
+   }
+
+   void receive( Datagram const& datagram, std::uint32_t sender = 0 ) {
+      feed.handleDatagram( sender, datagram.bytes );
+   }
+   void start() {
+      feed.handleDumpAsked( dumpSequence );
+      receive( Datagram().done() );
+      heard.clear();
+   }
+
+   LinkFeed feed{ *this };
+   std::string heard;
+};
+
+TEST_F( LinkFeedTest, lastWordDuringADumpCounts ) {
+   receive( Datagram().link( RTM_NEWLINK, 1, "early", allUp ) );
+   ASSERT_TRUE( feed.dumpWanted() );
+   feed.handleDumpAsked( dumpSequence );
+   receive( Datagram().listed( 5, "e5" ).listed( 2, "e2" ).listed( 3, "e3" ) );
+   receive( Datagram().link( RTM_NEWLINK, 5, "e5", IFF_UP ) );
+   receive( Datagram().link( RTM_DELLINK, 2, "e2", 0 ).link( RTM_NEWLINK, 9, "e9", 0 ) );
+   EXPECT_EQ( heard, "" );
+   receive( Datagram().done() );
+   EXPECT_EQ( heard, "[ 3:e3+ 5:e5~ 9:e9- ]" );
+   EXPECT_TRUE( feed.complete() );
+}
+
+TEST_F( LinkFeedTest, interruptedOrOverrunDumpIsRepeated ) {
+   feed.handleDumpAsked( dumpSequence );
+   receive( Datagram().listed( 5, "e5", NLM_F_DUMP_INTR ).done() );
+   EXPECT_TRUE( feed.dumpWanted() );
+   feed.handleDumpAsked( dumpSequence );
+   feed.handleLoss();
+   receive( Datagram().listed( 5, "e5" ) );
+   EXPECT_FALSE( feed.dumpWanted() ) << "the kernel refuses a second dump before the end of one";
+   receive( Datagram().done() );
+   EXPECT_TRUE( feed.dumpWanted() );
+   EXPECT_EQ( heard, "" );
+}
+
+TEST_F( LinkFeedTest, onlyWholeLinkMessagesOfTheKernelCount ) {
+   start();
+   receive( Datagram().link( RTM_NEWLINK, 4, "e4", 0 ), 4711 );
+   receive( Datagram().link( RTM_DELLINK, 4, "e4", allUp, AF_BRIDGE ) );
+   EXPECT_EQ( heard, "" );
+   Datagram cut = Datagram().link( RTM_NEWLINK, 4, "e4", IFF_LOWER_UP );
+   cut.link( RTM_DELLINK, 5, "e5", 0 ).bytes.resize( cut.bytes.size() - 4 );
+   receive( cut );
+   EXPECT_EQ( heard, " 4:e4-" );
+   EXPECT_TRUE( feed.dumpWanted() );
+}
+
+TEST_F( LinkFeedTest, refusedDumpIsAnError ) {
+   feed.handleDumpAsked( dumpSequence );
+   Datagram const refusal =
+       Datagram().add( NLMSG_ERROR, 0, dumpSequence, []( LinkMessage message ) {
+          *reinterpret_cast< int* >( message.info ) = -EPERM;
+       } );
+   EXPECT_THROW( receive( refusal ), std::system_error );
+}
+
+} // namespace
+} // namespace Ufdd

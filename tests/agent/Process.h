@@ -1,0 +1,106 @@
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace Ufdd {
+
+// Whether `condition` came true within some seconds.
+template < class Condition >
+bool
+eventually( Condition condition ) {
+   for ( int i = 0; i < 500; ++i ) {
+      if ( condition() )
+         return true;
+      std::this_thread::sleep_for( std::chrono::milliseconds( 10 ) );
+   }
+   return condition();
+}
+
+// A running ufdd, of the network namespace of the calling thread. Killed if it still runs at the
+// end.
+class Process {
+ public:
+   enum class Rights { all, noNetAdmin };
+
+   explicit Process( std::vector< std::string > arguments, Rights rights = Rights::all ) {
+      int const fd = fileno( output_ );
+      std::vector< char* > argv{ const_cast< char* >( UFDD_PROGRAM ) };
+      for ( std::string& argument : arguments )
+         argv.push_back( argument.data() );
+      argv.push_back( nullptr );
+      pid_ = fork();
+      if ( pid_ != 0 )
+         return;
+      dup2( fd, STDOUT_FILENO );
+      dup2( fd, STDERR_FILENO );
+      prctl( PR_SET_PDEATHSIG, SIGKILL );
+      constexpr int capNetAdmin = 12;
+      if ( rights == Rights::noNetAdmin )
+         prctl( PR_CAPBSET_DROP, capNetAdmin );
+      execv( argv[ 0 ], argv.data() );
+      _exit( 127 );
+   }
+   ~Process() {
+      if ( pid_ > 0 ) {
+         kill( pid_, SIGKILL );
+         waitpid( pid_, nullptr, 0 );
+      }
+      std::fclose( output_ );
+   }
+   Process( Process const& ) = delete;
+   Process& operator=( Process const& ) = delete;
+
+   void signal( int number ) const { kill( pid_, number ); }
+   // The exit status, -1 when it ended otherwise.
+   int wait() {
+      int status = 0;
+      waitpid( std::exchange( pid_, 0 ), &status, 0 );
+      return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
+   }
+   // All that it wrote so far.
+   std::string output() const {
+      std::string text( 1 << 16, '\0' );
+      ssize_t const size = pread( fileno( output_ ), text.data(), text.size(), 0 );
+      text.resize( static_cast< std::size_t >( std::max( size, ssize_t() ) ) );
+      return text;
+   }
+   bool wrote( std::string const& text ) const {
+      return output().find( text ) != std::string::npos;
+   }
+
+ private:
+   std::FILE* output_ = std::tmpfile();
+   pid_t pid_ = 0;
+};
+
+// A file with that text, for as long as this exists.
+class TextFile {
+ public:
+   explicit TextFile( std::string const& text ) {
+      int const fd = mkstemp( path_.data() );
+      if ( write( fd, text.data(), text.size() ) != static_cast< ssize_t >( text.size() ) )
+         std::abort();
+      close( fd );
+   }
+   ~TextFile() { unlink( path_.c_str() ); }
+   TextFile( TextFile const& ) = delete;
+   TextFile& operator=( TextFile const& ) = delete;
+
+   std::string const& path() const { return path_; }
+
+ private:
+   std::string path_ = "/tmp/ufdd-test-XXXXXX";
+};
+
+} // namespace Ufdd

@@ -1,0 +1,32 @@
+#include "tests/agent/Process.h"
+
+#include <gtest/gtest.h>
+
+namespace Ufdd {
+namespace {
+
+TEST( Process, checkTellsWhetherTheConfigurationIsRight ) {
+   TextFile const right( "[[group]]\nname = \"a\"\nmonitor = [ \"u\" ]\ndisable = [ \"d\" ]\n" );
+   Process good( { "--check", right.path() } );
+   EXPECT_EQ( good.wait(), 0 );
+   EXPECT_EQ( good.output(), right.path() + ": OK, 1 group\n" );
+
+   TextFile const wrong( "[[group]]\nname = \"a\"\nmonitor = [ \"u\" ]\ndisabled = []\n" );
+   for ( char const* const way : { "--check", "--config" } ) {
+      Process bad( { way, wrong.path() } );
+      EXPECT_EQ( bad.wait(), 78 );
+      EXPECT_TRUE( bad.wrote( wrong.path() + ":4:1: unknown key \"disabled\"" ) );
+   }
+   Process unclear( {} );
+   EXPECT_EQ( unclear.wait(), 64 );
+}
+
+TEST( Process, namesTheCapabilityThatItLacks ) {
+   TextFile const file( "" );
+   Process process( { "--config", file.path() }, Process::Rights::noNetAdmin );
+   EXPECT_EQ( process.wait(), 1 );
+   EXPECT_TRUE( process.wrote( "CAP_NET_ADMIN" ) ) << process.output();
+}
+
+} // namespace
+} // namespace Ufdd
