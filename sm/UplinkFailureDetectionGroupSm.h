@@ -28,7 +28,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    class ZetCauseStatus;
 
    // Evaluates the group once, which may disable interfaces but does not count as a disabling.
-   // Requires: none of the four is null.
+   // Without one of the four it does nothing.
    UplinkFailureDetectionGroupSm(
        Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
@@ -39,7 +39,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    GroupStatus* groupStatus() const noexcept { return groupStatus_.get(); }
    Interface::EthIntfStatusDir const* ethIntfStatusDir() const noexcept;
    Errdisable::CauseStatus* causeStatus() const noexcept;
-   // Requires: the group has the same name. A new configuration is checked at once.
+   // Requires: the group has the same name. One in the place of another is checked at once.
    void groupConfigIs( Zet::Ptr< GroupConfig const > const& groupConfig );
    void groupConfigDel();
    void ethIntfStatusDirIs( Zet::Ptr< Interface::EthIntfStatusDir const > const& dir );
@@ -48,7 +48,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    void causeStatusDel();
 
    // The group's name; empty without configuration.
-   Zet::Name name() const { return zetKey(); }
+   Zet::Name name() const { return configuredName(); }
 
    // True once the group has been evaluated for the first time.
    bool initialized() const noexcept { return initialized_; }
@@ -73,8 +73,13 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
       return intfSm_.del( *this, intfId );
    }
    void uplinkFailureDetectionIntfSmDelAll() { intfSm_.delAll( *this ); }
-   void uplinkFailureDetectionIntfSmNotify( Kelnet::IntfId,
-                                            Zet::Ptr< UplinkFailureDetectionIntfSm > const& ) {}
+   // What a removal ends with. The child reacts no more: whoever holds it may do so longer than
+   // its group machine lives.
+   void
+   uplinkFailureDetectionIntfSmNotify( Kelnet::IntfId,
+                                       Zet::Ptr< UplinkFailureDetectionIntfSm > const& intfSm ) {
+      intfSm->zetDoZombieReactors( true );
+   }
 
    using IntfSmCollection = Notify::KeyedCollection<
        &UplinkFailureDetectionGroupSm::uplinkFailureDetectionIntfSmNotify >;
@@ -97,8 +102,8 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    // Drops the children and releases every downstream interface. The status is left alone.
    void doCleanup();
 
-   // The key under which the top machine keeps it. Valid until the configuration is replaced.
-   Zet::Name const& zetKey() const noexcept;
+   // The key under which the top machine keeps it: the name at first, whatever it watches later.
+   Zet::Name const& zetKey() const noexcept { return zetKey_; }
 
    static Zet::Ptr< Zet::ZetType const > _fwkType();
 
@@ -114,6 +119,8 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
          visit( *at );
    }
 
+   bool isComplete() const noexcept;
+   Zet::Name const& configuredName() const noexcept;
    unsigned int numUp() const;
    void disableDownstream();
    void enableDownstream();
@@ -123,6 +130,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    Zet::Ptr< ZetEthIntfStatusDir > ethIntfStatusDir_;
    Zet::Ptr< ZetCauseStatus > causeStatus_;
    IntfSmCollection intfSm_;
+   Zet::Name const zetKey_;
    bool initialized_ = false;
 
  public:
@@ -169,7 +177,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm::ZetEthIntfStatusDir
 
 // Reacts to nothing: the group machine's hold on what it writes.
 class ZET_EXPORT UplinkFailureDetectionGroupSm::ZetCauseStatus
-    : public Notify::ReactorAdapter< Errdisable::CauseStatus::Notifiee, Errdisable::CauseStatus,
+    : public Notify::ReactorAdapter< Errdisable::CauseStatus::Writer, Errdisable::CauseStatus,
                                      UplinkFailureDetectionGroupSm > {
  public:
    using ReactorAdapter::ReactorAdapter;

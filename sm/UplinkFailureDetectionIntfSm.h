@@ -38,8 +38,9 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm
    // Requires: there is a group machine.
    void handleIntfStatus();
 
-   // The key under which the group machine keeps it.
-   Kelnet::IntfId zetKey() const noexcept { return intfId(); }
+   // The key under which the group machine keeps it: the interface at first, whatever it watches
+   // later.
+   Kelnet::IntfId zetKey() const noexcept { return zetKey_; }
 
    static Zet::Ptr< Zet::ZetType const > _fwkType();
 
@@ -54,6 +55,7 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm
 
    Zet::Ptr< ZetEthIntfStatus > ethIntfStatus_;
    UplinkFailureDetectionGroupSm* groupSm_;
+   Kelnet::IntfId const zetKey_;
 
  public:
    Zet::ChainLink< UplinkFailureDetectionIntfSm > zetChainLink;

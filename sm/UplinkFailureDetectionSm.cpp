@@ -32,6 +32,14 @@ requireSame( char const* parameter, T const* wanted, T const* current ) {
           Zet::valueToStrepOfPtr( current ) + " not allowed" );
 }
 
+// Has a group machine end its group. It reacts to nothing any more, so that an observer of the
+// cleanup can't have it write again, nor while someone still holds it.
+void
+retire( UplinkFailureDetectionGroupSm& groupSm ) {
+   groupSm.zetDoZombieReactors( true );
+   groupSm.doCleanup();
+}
+
 } // namespace
 
 // The interface machine.
@@ -39,7 +47,8 @@ requireSame( char const* parameter, T const* wanted, T const* current ) {
 UplinkFailureDetectionIntfSm::UplinkFailureDetectionIntfSm(
     Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
     UplinkFailureDetectionGroupSm* groupSm )
-    : ethIntfStatus_( newReactor< ZetEthIntfStatus >( ethIntfStatus ) ), groupSm_( groupSm ) {
+    : ethIntfStatus_( newReactor< ZetEthIntfStatus >( ethIntfStatus ) ), groupSm_( groupSm ),
+      zetKey_( intfId() ) {
    hasNotificationActiveIs( true );
 }
 
@@ -89,7 +98,7 @@ UplinkFailureDetectionGroupSm::UplinkFailureDetectionGroupSm(
     Zet::Ptr< Errdisable::CauseStatus > const& causeStatus )
     : groupConfig_( newReactor< ZetGroupConfig >( groupConfig ) ), groupStatus_( groupStatus ),
       ethIntfStatusDir_( newReactor< ZetEthIntfStatusDir >( ethIntfStatusDir ) ),
-      causeStatus_( newReactor< ZetCauseStatus >( causeStatus ) ) {
+      causeStatus_( newReactor< ZetCauseStatus >( causeStatus ) ), zetKey_( configuredName() ) {
    handleInitialized();
    hasNotificationActiveIs( true );
 }
@@ -147,7 +156,7 @@ UplinkFailureDetectionGroupSm::causeStatusDel() {
 }
 
 Zet::Name const&
-UplinkFailureDetectionGroupSm::zetKey() const noexcept {
+UplinkFailureDetectionGroupSm::configuredName() const noexcept {
    static Zet::Name const none;
    return groupConfig() ? groupConfig()->zetName() : none;
 }
@@ -187,6 +196,8 @@ void
 UplinkFailureDetectionGroupSm::handleIntf() {
    // An observer of the cause status may drop this machine or its configuration.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   if ( !isComplete() )
+      return;
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    for ( auto at = config->intfsToMonitorIteratorConst(); at; ++at )
       handleIntf( at.key() );
@@ -194,7 +205,9 @@ UplinkFailureDetectionGroupSm::handleIntf() {
 
 void
 UplinkFailureDetectionGroupSm::handleIntf( Kelnet::IntfId intfId ) {
-   trace( "handleIntf", zetKey(), "::handleIntf ", intfId );
+   if ( !isComplete() )
+      return;
+   trace( "handleIntf", configuredName(), "::handleIntf ", intfId );
    if ( groupConfig()->intfsToMonitor( intfId ) ) {
       if ( Interface::EthIntfStatus const* const status =
                ethIntfStatusDir()->intfStatus( intfId ) ) {
@@ -213,19 +226,27 @@ UplinkFailureDetectionGroupSm::handleAndCheckIntf( Kelnet::IntfId intfId ) {
    // An observer of the cause status may drop this machine.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    handleIntf( intfId );
-   doCheckIntfs();
+   if ( !zetMarkedForDeletion() )
+      doCheckIntfs();
 }
 
 void
 UplinkFailureDetectionGroupSm::doCheckIntfs() {
    // An observer of what is written below may drop this machine.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
-   trace( "doCheckIntfs", zetKey(), "::doCheckIntfs " );
+   if ( !isComplete() )
+      return;
+   trace( "doCheckIntfs", configuredName(), "::doCheckIntfs " );
    unsigned int const up = numUp();
    if ( groupConfig()->minLinks() > up )
       disableDownstream();
    else
       enableDownstream();
+}
+
+bool
+UplinkFailureDetectionGroupSm::isComplete() const noexcept {
+   return groupConfig() && groupStatus_ && ethIntfStatusDir() && causeStatus();
 }
 
 unsigned int
@@ -249,9 +270,13 @@ UplinkFailureDetectionGroupSm::disableDownstream() {
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
    double const time = Zet::now();
-   for ( auto at = config->intfsToDisableIteratorConst(); at; ++at )
+   for ( auto at = config->intfsToDisableIteratorConst(); at; ++at ) {
+      // An observer has had the group removed and cleaned up: nobody would release the rest.
+      if ( zetMarkedForDeletion() )
+         return;
       if ( !cause->intfStatus( at.key() ) )
          cause->intfStatusIs( at.key(), time );
+   }
    if ( groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
       return;
    groupStatus_->groupLinkStatusIs( GroupLinkStatus::down );
@@ -276,9 +301,11 @@ void
 UplinkFailureDetectionGroupSm::doCleanup() {
    // The observers of each entry may drop this machine or replace what it watches.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   if ( !isComplete() )
+      return;
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
-   trace( "doCleanup", zetKey(), "::doCleanup()" );
+   trace( "doCleanup", configuredName(), "::doCleanup()" );
    for ( auto at = config->intfsToMonitorIteratorConst(); at; ++at )
       uplinkFailureDetectionIntfSmDel( at.key() );
    for ( auto at = config->intfsToDisableIteratorConst(); at; ++at )
@@ -351,6 +378,13 @@ UplinkFailureDetectionSm::newUplinkFailureDetectionGroupSm(
     Zet::Ptr< Errdisable::CauseStatus > const& causeStatus ) {
    auto const groupSm = Zet::validPtr( Zet::make< UplinkFailureDetectionGroupSm >(
        groupConfig, groupStatus, ethIntfStatusDir, causeStatus ) );
+   // An observer of its first evaluation may have had the group replaced, and another made.
+   if ( Zet::Ptr< UplinkFailureDetectionGroupSm > const other =
+            groupSm_.find( groupSm->zetKey() ) ) {
+      retire( *groupSm );
+      other->doCheckIntfs();
+      return other;
+   }
    groupSm_.insert( groupSm );
    return groupSm;
 }
@@ -374,15 +408,31 @@ void
 UplinkFailureDetectionSm::handleGroup( Zet::Name groupName ) {
    // An observer of what the group writes may drop this machine.
    Zet::Ptr< UplinkFailureDetectionSm > const self( this );
+   Zet::Ptr< Config const > const config = this->config();
    trace( "handleGroup", "handleGroup( ", groupName, " )" );
-   if ( Zet::Ptr< GroupConfig const > const groupConfig = config()->group( groupName ) ) {
-      // Before the machine, whose first evaluation writes into it.
-      Zet::Ptr< GroupStatus > const groupStatus = status_->groupIs( groupName );
+   Zet::Ptr< GroupConfig const > const groupConfig = config->group( groupName );
+   if ( groupConfig )
+      startGroup( *config, groupConfig );
+   else
+      endGroup( groupName );
+   // An observer may have had the group removed or replaced meanwhile.
+   if ( config->group( groupName ) != groupConfig )
+      handleGroup( groupName );
+}
+
+void
+UplinkFailureDetectionSm::startGroup( Config const& config,
+                                      Zet::Ptr< GroupConfig const > const& groupConfig ) {
+   // Before the machine, whose first evaluation writes into it.
+   Zet::Ptr< GroupStatus > const groupStatus = status_->groupIs( groupConfig->zetName() );
+   if ( config.group( groupConfig->zetName() ) == groupConfig )
       uplinkFailureDetectionGroupSmIs( groupConfig, groupStatus, ethIntfStatusDir_, causeStatus_ );
-      return;
-   }
+}
+
+void
+UplinkFailureDetectionSm::endGroup( Zet::Name const& groupName ) {
    if ( auto const groupSm = uplinkFailureDetectionGroupSm( groupName ) )
-      groupSm->doCleanup();
+      retire( *groupSm );
    uplinkFailureDetectionGroupSmDel( groupName );
    status_->groupDel( groupName );
 }

@@ -96,6 +96,9 @@ class ZET_EXPORT UplinkFailureDetectionSm
          visit( *at );
    }
 
+   void startGroup( Config const& config, Zet::Ptr< GroupConfig const > const& groupConfig );
+   void endGroup( Zet::Name const& groupName );
+
    Zet::Ptr< ZetConfig > config_;
    Zet::Ptr< Status > status_;
    Zet::Ptr< Errdisable::CauseStatus > causeStatus_;

@@ -4,7 +4,7 @@
 #include "adapters/notify/NotifyingEntity.h"
 #include "adapters/notify/ValueCollection.h"
 #include "platform/kelnet/IntfId.h"
-#include "platform/zet/ListLinked.h"
+#include "platform/zet/ListRaw.h"
 
 #include <optional>
 
@@ -16,8 +16,8 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
  public:
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< CauseStatus >;
-   // Every group holds a writer.
-   using NotifieeList = Zet::ListLinked< NotifieeConst >;
+   class Writer;
+   using NotifieeList = Zet::ListRaw< NotifieeConst >;
    using ZetIntfStatus = Notify::ValueMember< Kelnet::IntfId, double, CauseStatus >;
 
    explicit CauseStatus( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
@@ -51,6 +51,16 @@ class ZET_EXPORT CauseStatus::NotifieeConst
    virtual void onIntfStatus( Kelnet::IntfId ) {}
    virtual void onIntfStatuszetImmediate() {}
    virtual void onIntfStatus() {}
+};
+
+// Holds the cause to write to it and is told of nothing. Every group has one, so it stands in no
+// list: each entry's notification would have to walk them all.
+class ZET_EXPORT CauseStatus::Writer : public Notifiee {
+ public:
+   void notifierIs( Zet::Ptr< Zet::PtrInterface const > const& object ) override {
+      notifierReplace( Zet::ptrCast< CauseStatus const >( object ) );
+   }
+   void isRegisteredNotifieeIs( bool registered ) const override { registeredFlagIs( registered ); }
 };
 
 } // namespace Errdisable

@@ -1,0 +1,182 @@
+#include "tests/sm/Scenario.h"
+#include "tests/support/Failures.h"
+
+#include <gmock/gmock.h>
+#include <stdexcept>
+
+using namespace UplinkFailureDetection;
+
+namespace Scenario {
+
+namespace {
+
+// Counts what it is told, and calls `act` each time.
+class RootObserver : public Root::NotifieeConst {
+ public:
+   void onUplinkFailureDetectionSm() override {
+      ++told;
+      act();
+   }
+
+   int told = 0;
+   std::function< void() > act = [] {};
+};
+
+Zet::Ptr< RootObserver >
+observe( World const& world ) {
+   auto const observer = Zet::make< RootObserver >();
+   world.root->zetNotifieeAdapterIs( observer );
+   return observer;
+}
+
+TEST( Root, TheSameFourObjectsKeepTheMachine ) {
+   World world;
+   auto const observer = observe( world );
+   world.apply( "group g" );
+   EXPECT_EQ( world.root->uplinkFailureDetectionSmDel(), nullptr );
+   EXPECT_EQ( observer->told, 0 );
+   world.apply( "start" );
+   auto const sm = world.sm();
+   EXPECT_TRUE( sm->hasNotificationActive() );
+   EXPECT_EQ( observer->told, 1 );
+   Traced traced;
+   EXPECT_EQ(
+       world.root->uplinkFailureDetectionSmIs( world.config, world.status, world.cause, world.dir ),
+       sm );
+   EXPECT_EQ( observer->told, 1 );
+   EXPECT_THAT( traced.lines(), testing::IsEmpty() );
+   EXPECT_EQ( world.root->uplinkFailureDetectionSmDel(), sm );
+   EXPECT_EQ( world.sm(), nullptr );
+   EXPECT_EQ( observer->told, 2 );
+   // It works on while someone holds it.
+   world.apply( "group h" );
+   EXPECT_THAT( world.heard(), testing::EndsWith( "h+ h:down" ) );
+   EXPECT_EQ( world.root->attributeString( 258 ), "uplinkFailureDetectionSm" );
+}
+
+TEST( Root, EachOfTheFourReplacesTheMachineAndIsToldOnce ) {
+   World world;
+   world.apply( "group g; start" );
+   auto const observer = observe( world );
+   auto config = world.config;
+   auto status = world.status;
+   auto cause = world.cause;
+   auto dir = world.dir;
+   auto const expectReplaced = [ & ]( char const* what ) {
+      auto const old = world.sm();
+      int const before = observer->told;
+      auto const sm = world.root->uplinkFailureDetectionSmIs( config, status, cause, dir );
+      EXPECT_NE( sm, old ) << what;
+      EXPECT_EQ( sm, world.sm() ) << what;
+      EXPECT_EQ( old->references(), 1u ) << what;
+      EXPECT_EQ( observer->told, before + 1 ) << what;
+   };
+   config = configFactory( "config" );
+   expectReplaced( "config" );
+   status = statusFactory( "status" );
+   expectReplaced( "status" );
+   cause = Errdisable::CauseStatus::CauseStatusIs( "cause" );
+   expectReplaced( "causeStatus" );
+   dir = Interface::EthIntfStatusDir::EthIntfStatusDirIs( "dir" );
+   expectReplaced( "ethIntfStatusDir" );
+}
+
+TEST( Root, TheOldMachineWorksWhileTheNewOneIsBuilt ) {
+   World world;
+   auto const observer = observe( world );
+   world.apply( "appear A; up A; group g; monitor g A; disable g C; min g 2; start" );
+   auto const* const old = world.sm().get();
+   observer->act = [ & ] { EXPECT_NE( world.sm(), old ); };
+   Zet::Ptr< GroupStatus const > const oldRecord = world.status->group( name( 'g' ) );
+   bool seen = false;
+   world.onHeard = [ & ]( std::string const& what ) {
+      if ( what != "g+" )
+         return;
+      EXPECT_EQ( world.sm(), old );
+      EXPECT_TRUE( old->hasNotificationActive() );
+      // It reacts, and writes into the Status that it was given.
+      world.apply( "min g 1" );
+      seen = oldRecord->groupLinkStatus() == GroupLinkStatus::up;
+   };
+   world.apply( "swap" );
+   world.onHeard = nullptr;
+   EXPECT_TRUE( seen );
+   EXPECT_EQ( observer->told, 2 );
+   // What the old one wrote stays, and it writes no more.
+   EXPECT_EQ( world.state(), "g:up#0@0 |" );
+   world.apply( "down A" );
+   EXPECT_EQ( world.state(), "g:down#1@0 | C@0" );
+   EXPECT_EQ( oldRecord->groupLinkStatus(), GroupLinkStatus::up );
+}
+
+// Hands the failure on to whoever made the change.
+class Insister : public Errdisable::CauseStatus::NotifieeConst {
+   void onIntfStatus( Kelnet::IntfId ) override { throw std::runtime_error( "no" ); }
+   void onNotificationException( Zet::AttributeId ) override { throw; }
+};
+
+TEST( Root, AFailureWhileBuildingLeavesTheOldMachine ) {
+   World world;
+   world.apply( "appear A; up A; group g; monitor g A; disable g C; start" );
+   auto const observer = observe( world );
+   auto const old = world.sm();
+   auto const config = configFactory( "config" );
+   config->groupIs( name( 'h' ) )->intfsToDisableIs( intf( 'D' ), true );
+   auto const insister = Zet::make< Insister >();
+   world.cause->zetNotifieeAdapterIs( insister );
+   EXPECT_THROW(
+       world.root->uplinkFailureDetectionSmIs( config, world.status, world.cause, world.dir ),
+       std::runtime_error );
+   insister->isRegisteredNotifieeIs( false );
+   EXPECT_EQ( world.sm(), old );
+   EXPECT_EQ( observer->told, 0 );
+   world.heard();
+   world.apply( "down A" );
+   EXPECT_EQ( world.heard(), "C@0 g:down g#1" );
+   // Nothing of the one that failed reacts.
+   config->group( name( 'h' ) )->minLinksIs( 0 );
+   config->groupIs( name( 'k' ) );
+   EXPECT_EQ( world.heard(), "" );
+}
+
+TEST( Root, GoesWithItsMachineAndTellsOnce ) {
+   World world;
+   world.apply( "group g; start" );
+   auto const observer = observe( world );
+   // An uncounted observer lets a root go, and lets go of it in time.
+   observer->zetHasUncountedNotifierIs( true );
+   observer->act = [ root = world.root.get(), observer = observer.get() ] {
+      EXPECT_EQ( root->uplinkFailureDetectionSm(), nullptr );
+      observer->notifierIs( nullptr );
+   };
+   world.root = nullptr;
+   EXPECT_EQ( observer->told, 1 );
+   world.config->groupIs( name( 'h' ) );
+   EXPECT_EQ( world.state(), "g:down#0@0 |" );
+}
+
+TEST( Root, AFailingObserverLeavesTheNewMachineStored ) {
+   World world;
+   auto const thrower = observe( world );
+   auto const next = observe( world );
+   thrower->act = [] { throw std::runtime_error( "thrown" ); };
+   Tests::CollectedFailures const failures;
+   world.apply( "start" );
+   EXPECT_NE( world.sm(), nullptr );
+   EXPECT_EQ( next->told, 1 );
+   EXPECT_THAT( failures.texts, testing::ElementsAre( "/root: a handler of "
+                                                      "uplinkFailureDetectionSm failed: thrown" ) );
+}
+
+TEST( Root, FactoriesMakeEntitiesThatNobodyElseHolds ) {
+   auto const root = rootFactory( "r" );
+   EXPECT_EQ( root->name(), "r" );
+   EXPECT_EQ( root->references(), 1u );
+   EXPECT_EQ( root->uplinkFailureDetectionSm(), nullptr );
+   EXPECT_EQ( configFactory( "c" )->references(), 1u );
+   EXPECT_EQ( statusFactory( "s" )->references(), 1u );
+}
+
+} // namespace
+
+} // namespace Scenario

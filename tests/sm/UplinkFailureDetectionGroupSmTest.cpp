@@ -1,0 +1,301 @@
+#include "platform/zet/Clock.h"
+#include "platform/zet/Exception.h"
+#include "platform/zet/Strep.h"
+#include "tests/sm/Scenario.h"
+#include "tests/support/Failures.h"
+
+#include <gmock/gmock.h>
+
+using namespace UplinkFailureDetection;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace Scenario {
+
+namespace {
+
+struct MinLinksRow {
+   unsigned int minLinks;
+   char const* withUp[ 4 ]; // With none to three of the three uplinks up.
+};
+
+constexpr MinLinksRow minLinksMatrix[] = {
+   { 0, { "up", "up", "up", "up" } },         { 1, { "down", "up", "up", "up" } },
+   { 2, { "down", "down", "up", "up" } },     { 3, { "down", "down", "down", "up" } },
+   { 4, { "down", "down", "down", "down" } }, { 0xffffffff, { "down", "down", "down", "down" } },
+};
+
+std::string
+outcome( World const& world ) {
+   std::string const state = world.state();
+   bool const down = state.starts_with( "g:down" );
+   EXPECT_EQ( state.ends_with( "| X@0 Y@0" ), down ) << state;
+   EXPECT_EQ( state.ends_with( "|" ), !down ) << state;
+   return down ? "down" : "up";
+}
+
+TEST( GroupSm, MinLinksMatrixHoldsHoweverItIsReached ) {
+   for ( MinLinksRow const& row : minLinksMatrix )
+      for ( std::size_t up = 0; up <= 3; ++up ) {
+         SCOPED_TRACE( "minLinks " + std::to_string( row.minLinks ) + ", up " +
+                       std::to_string( up ) );
+         std::string_view const ups = std::string_view( "up A; up B; up C;" ).substr( 0, 6 * up );
+         std::string const minLinks = "min g " + std::to_string( row.minLinks );
+         std::string const group = "appear A; appear B; appear C; group g; monitor g A; "
+                                   "monitor g B; monitor g C; disable g X; disable g Y";
+
+         World atStart;
+         atStart.apply( group );
+         atStart.apply( minLinks );
+         atStart.apply( ups );
+         atStart.apply( "start" );
+         EXPECT_EQ( outcome( atStart ), row.withUp[ up ] );
+
+         World byLinks;
+         byLinks.apply( group );
+         byLinks.apply( minLinks );
+         byLinks.apply( "start" );
+         byLinks.apply( ups );
+         EXPECT_EQ( outcome( byLinks ), row.withUp[ up ] );
+
+         World byMinLinks;
+         byMinLinks.apply( group );
+         byMinLinks.apply( ups );
+         byMinLinks.apply( "start" );
+         byMinLinks.apply( minLinks );
+         EXPECT_EQ( outcome( byMinLinks ), row.withUp[ up ] );
+      }
+}
+
+TEST( GroupSm, CountsADisablingOnceAndKeepsItsTime ) {
+   World world;
+   check( world, { { "appear A; up A; appear B; up B; group g; min g 2; monitor g A; monitor g B; "
+                     "disable g C",
+                     "", "|" },
+                   { "start", "g+ g:up", "g:up#0@0 |" },
+                   { "wait 7; down A", "C@7 g:down g#1 g@7", "g:down#1@7 | C@7" },
+                   { "wait 1; down B", "", "g:down#1@7 | C@7" },
+                   { "up A", "", "g:down#1@7 | C@7" },
+                   { "up B", "C- g:up", "g:up#1@7 |" },
+                   { "wait 1; vanish A", "C@9 g:down g#2 g@9", "g:down#2@9 | C@9" },
+                   { "appear A; up A", "C- g:up", "g:up#2@9 |" },
+                   { "wait 1; min g 3", "C@10 g:down g#3 g@10", "g:down#3@10 | C@10" },
+                   { "wait 1; min g 4", "", "g:down#3@10 | C@10" },
+                   { "min g 0", "C- g:up", "g:up#3@10 |" } } );
+}
+
+TEST( GroupSm, TheFirstEvaluationDisablesWithoutCounting ) {
+   World world;
+   // minLinks is 1 and nothing is monitored.
+   check( world, { { "wait 5; group g; disable g C; start", "g+ C@5 g:down", "g:down#0@0 | C@5" },
+                   { "wait 1; min g 0; min g 1", "C- g:up C@6 g:down g#1 g@6", "g:down#1@6 | C@6" },
+                   // A record from before the machine keeps its history; down is not down again.
+                   { "stop; wait 1; start", "", "g:down#1@6 | C@6" },
+                   { "stop; min g 0; start", "C- g:up", "g:up#1@6 |" },
+                   { "stop; min g 1; start", "C@7 g:down", "g:down#1@6 | C@7" } } );
+}
+
+TEST( GroupSm, ReadsTheTimeOncePerDisabling ) {
+   World world;
+   world.apply( "group g; min g 0; disable g C; disable g D; start" );
+   Zet::clockIs( [] {
+      static double time = 0;
+      return ++time;
+   } );
+   check( world, { { "min g 1", "D@1 C@1 g:down g#1 g@1", "g:down#1@1 | C@1 D@1" },
+                   { "disable g E; disable g F", "E@2 F@3", "g:down#1@1 | C@1 D@1 E@2 F@3" } } );
+}
+
+TEST( GroupSm, AnUninitializedMachineDoesNotCount ) {
+   World world;
+   world.apply( "group g; min g 0; start" );
+   world.groupSm( 'g' )->initializedIs( false );
+   check( world, { { "wait 1; min g 1", "g:down", "g:down#0@0 |" } } );
+}
+
+TEST( GroupSm, AnUplinkWhoseFlagIsFalseCountsButIsNotWatched ) {
+   World world;
+   check( world,
+          { { "appear A; up A; group g; count g A; disable g C; start", "g+ g:up", "g:up#0@0 |" },
+            { "wait 1; down A", "", "g:up#0@0 |" },
+            { "appear Z", "C@1 g:down g#1 g@1", "g:down#1@1 | C@1" },
+            // With the flag it is watched, without it no more.
+            { "monitor g A; up A", "C- g:up", "g:up#1@1 |" } } );
+   EXPECT_EQ( world.children( 'g' ), "A" );
+   check( world, { { "count g A; down A", "", "g:up#1@1 |" } } );
+   EXPECT_EQ( world.children( 'g' ), "" );
+}
+
+TEST( GroupSm, DownstreamInterfacesComeAndGoWhileDown ) {
+   World world;
+   check( world,
+          { { "group g; disable g C; start", "g+ C@0 g:down", "g:down#0@0 | C@0" },
+            { "wait 3; disable g D", "D@3", "g:down#0@0 | C@0 D@3" },
+            { "wait 1; release g C", "C-", "g:down#0@0 | D@3" },
+            // The interface that is listed anew loses its entry and gets one with the new time.
+            { "wait 1; monitor g D", "D- D@5", "g:down#0@0 | D@5" },
+            { "min g 0; release g D", "D- g:up", "g:up#0@0 |" } } );
+}
+
+TEST( GroupSm, AnUnrelatedInterfaceOfTheDirectoryLosesItsEntryUntilItsGroupChecks ) {
+   World world;
+   // The machine of g comes first and hears first.
+   world.apply( "group g; min g 0; start; group h; disable h C" );
+   check( world, { { "appear A; wait 2; appear C", "C- C@2", "g:up#0@0 h:down#0@0 | C@2" },
+                   { "wait 1; vanish C", "C- C@3", "g:up#0@0 h:down#0@0 | C@3" } } );
+   // The other way round the entry stays away until h checks again.
+   world.apply( "ungroup g; group g; min g 0" );
+   check( world, { { "wait 1; appear C", "C- C@4 C-", "g:up#0@0 h:down#0@0 |" },
+                   { "wait 1; min h 2", "C@5", "g:up#0@0 h:down#0@0 | C@5" } } );
+}
+
+TEST( GroupSm, AnInterfaceMonitoredByTwoGroupsHasBothRecount ) {
+   World world;
+   world.apply( "appear A; group g; monitor g A; group h; monitor h A; start" );
+   EXPECT_EQ( world.children( 'g' ), "A" );
+   EXPECT_EQ( world.children( 'h' ), "A" );
+   Traced traced;
+   world.apply( "up A" );
+   EXPECT_EQ( traced.lines().size(), 4u );
+   world.apply( "unmonitor g A" );
+   traced.lines();
+   world.apply( "down A" );
+   EXPECT_EQ( traced.recounts( 'g' ), 0u );
+   world.apply( "up A" );
+   EXPECT_EQ( traced.recounts( 'h' ), 1u );
+}
+
+TEST( GroupSm, RecountsOncePerChangeAndNotForANewChild ) {
+   World world;
+   world.apply( "appear A; appear B; group g; min g 3; monitor g A; monitor g B; start" );
+   auto const group = world.groupSm( 'g' );
+   Traced traced;
+   for ( char const* const event :
+         { "up A", "down A", "up B", "min g 2", "disable g C", "release g C", "count g A",
+           "monitor g A", "unmonitor g B", "monitor g B", "appear Z", "vanish Z", "vanish A" } ) {
+      world.apply( event );
+      EXPECT_EQ( traced.recounts( 'g' ), 1u ) << event;
+   }
+   for ( char const* const event : { "up B", "min g 2", "monitor g B", "up Z", "start" } ) {
+      world.apply( event );
+      EXPECT_EQ( traced.recounts( 'g' ), 0u ) << event << " changes nothing";
+   }
+   world.apply( "stop; appear A" );
+   traced.lines();
+   auto const child =
+       group->uplinkFailureDetectionIntfSmIs( world.dir->intfStatus( intf( 'A' ) ), group.get() );
+   EXPECT_TRUE( child->hasNotificationActive() );
+   EXPECT_THAT( traced.lines(), IsEmpty() );
+}
+
+TEST( GroupSm, ChildrenFollowTheMonitoredInterfacesThatExist ) {
+   World world;
+   world.apply( "appear A; appear B; group g; monitor g A; monitor g B; monitor g C; start" );
+   EXPECT_EQ( world.children( 'g' ), "AB" );
+   auto const group = world.groupSm( 'g' );
+   auto const child = group->uplinkFailureDetectionIntfSm( intf( 'A' ) );
+   EXPECT_EQ( child->intfId(), intf( 'A' ) );
+   EXPECT_EQ( child->groupSm(), group.get() );
+   EXPECT_EQ( child->ethIntfStatus(), world.dir->intfStatus( intf( 'A' ) ) );
+   // The same arguments give the same child.
+   EXPECT_EQ( group->uplinkFailureDetectionIntfSmIs( child->ethIntfStatus(), group.get() ), child );
+   world.apply( "appear C; vanish B" );
+   EXPECT_EQ( world.children( 'g' ), "AC" );
+   world.apply( "unmonitor g C" );
+   EXPECT_EQ( world.children( 'g' ), "A" );
+   group->doCleanup();
+   EXPECT_EQ( world.children( 'g' ), "" );
+}
+
+TEST( GroupSm, ARemovedChildReachesNoGroup ) {
+   World world;
+   world.apply( "appear A; group g; monitor g A; start" );
+   auto const child = world.groupSm( 'g' )->uplinkFailureDetectionIntfSmDel( intf( 'A' ) );
+   Traced traced;
+   world.apply( "up A" );
+   EXPECT_EQ( traced.recounts( 'g' ), 0u );
+   // Its group machine is no more.
+   world.apply( "stop; down A" );
+   EXPECT_EQ( traced.recounts( 'g' ), 0u );
+}
+
+std::string
+nameInUse( char const* parameter, Zet::String8 const& wanted, Zet::String8 const& current ) {
+   return "Reinstantiating the pointer interface where constructor parameter attribute " +
+          std::string( parameter ) + " has a different value of " + wanted.c_str() +
+          " than the current value of " + current.c_str() + " not allowed";
+}
+
+TEST( GroupSm, AReplacedDirectoryEntryIsANameInUse ) {
+   World world;
+   world.apply( "appear A; up A; group g; monitor g A; disable g C; start" );
+   auto const group = world.groupSm( 'g' );
+   Zet::Ptr< Interface::EthIntfStatus > const old = world.dir->intfStatus( intf( 'A' ) );
+   Tests::CollectedFailures const failures;
+   // The check is not run: the new status is not up.
+   check( world, { { "replace A", "", "g:up#0@0 |" } } );
+   auto const* const replacement = world.dir->intfStatus( intf( 'A' ) );
+   std::string const text = nameInUse( "_ethIntfStatus", Zet::valueToStrepOfPtr( replacement ),
+                                       Zet::valueToStrepOfPtr( old.get() ) );
+   EXPECT_THAT( failures.texts, ElementsAre( "/dir: a handler of intfStatus failed: " + text ) );
+   auto const textOf = [ & ]( Interface::EthIntfStatus const* status,
+                              UplinkFailureDetectionGroupSm* groupSm ) -> std::string {
+      try {
+         group->uplinkFailureDetectionIntfSmIs( status, groupSm );
+      } catch ( Zet::NameInUseException const& failure ) {
+         return failure.what();
+      }
+      return "nothing thrown";
+   };
+   EXPECT_EQ( textOf( replacement, group.get() ), text );
+   EXPECT_EQ( textOf( replacement, nullptr ), text );
+   EXPECT_EQ( textOf( old.get(), nullptr ),
+              nameInUse( "_groupSm", "UplinkFailureDetectionGroupSm(0)",
+                         Zet::valueToStrepOfPtr( group.get() ) ) );
+   // The child watches the old object still, and the count reads the directory.
+   EXPECT_EQ( group->uplinkFailureDetectionIntfSm( intf( 'A' ) )->ethIntfStatus(), old.get() );
+   world.heard();
+   old->operStatusIs( Interface::OperStatus::down );
+   EXPECT_EQ( world.heard(), "C@0 g:down g#1" );
+   // Gone and back, it is watched as it should be.
+   check( world, { { "vanish A; appear A; up A", "C- g:up", "g:up#1@0 |" } } );
+}
+
+TEST( GroupSm, TracesWhatItDoes ) {
+   World world;
+   world.apply( "group g; monitor g A; disable g C; start" );
+   struct {
+      char const* event;
+      std::vector< std::string > lines;
+   } const expected[] = {
+      { "appear A",
+        { "handleIntf g::handleIntf A", "handleIntf Creating IntfSm",
+          "doCheckIntfs g::doCheckIntfs ",
+          "doCheckIntfs numUp is < minLinks ; disabling downstream intfs" } },
+      { "up A",
+        { "doCheckIntfs g::doCheckIntfs ",
+          "doCheckIntfs numUp is >= minLinks ; enabling downstream intfs" } },
+      // Also for a child that exists already.
+      { "disable g A",
+        { "handleIntf g::handleIntf A", "handleIntf Creating IntfSm",
+          "doCheckIntfs g::doCheckIntfs ",
+          "doCheckIntfs numUp is >= minLinks ; enabling downstream intfs" } },
+      { "vanish A",
+        { "handleIntf g::handleIntf A", "handleIntf Intf removed, deleting IntfSm",
+          "doCheckIntfs g::doCheckIntfs ",
+          "doCheckIntfs numUp is < minLinks ; disabling downstream intfs" } },
+      { "ungroup g", { "handleGroup handleGroup( g )", "doCleanup g::doCleanup()" } },
+      { "group h",
+        { "handleGroup handleGroup( h )", "doCheckIntfs h::doCheckIntfs ",
+          "doCheckIntfs numUp is < minLinks ; disabling downstream intfs" } },
+   };
+   Traced traced;
+   for ( auto const& [ event, lines ] : expected ) {
+      world.apply( event );
+      EXPECT_EQ( traced.lines(), lines ) << event;
+   }
+}
+
+} // namespace
+
+} // namespace Scenario

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <cstddef>
+
+namespace Tests {
+
+// How many times operator new has been called in this process. A memory checker that puts its own
+// in the place of ours has it stay at 0.
+extern std::size_t allocations;
+
+template < class Operation >
+std::size_t
+allocationsOf( Operation operation ) {
+   std::size_t const before = allocations;
+   operation();
+   return allocations - before;
+}
+
+} // namespace Tests
