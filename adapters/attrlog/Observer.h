@@ -12,6 +12,7 @@ template < class T > class Observer final : public T::Notifiee {
 
  public:
    Observer( Zet::Ptr< T > const& entity, Adapter& adapter ) : adapter_( &adapter ) {
+      this->hearsAlikeIs( true );
       this->notifierIs( entity );
       this->isRegisteredNotifieeIs( true );
    }

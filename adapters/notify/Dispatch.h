@@ -22,7 +22,7 @@ template < class N, class Key > struct HandledKey< void ( N::* )( Key ) > {
 template < auto Handler, class N, class... Key >
 void
 deliver( N& notifiee, Zet::AttributeId id, Key const&... key ) {
-   if ( !notifiee.isStreamAdapter() ) [[likely]]
+   if ( !notifiee.zetHearsAlike() ) [[likely]]
       return ( notifiee.*Handler )( key... );
    static_assert(
        std::is_same_v< typename HandledKey< decltype( Handler ) >::Keys, void( Key... ) >,
