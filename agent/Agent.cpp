@@ -2,8 +2,8 @@
 
 namespace Ufdd {
 
-Agent::Agent( LinkControl& control, Log& log )
-    : links_( detector_.directory ), holder_( detector_, links_, control, log ),
+Agent::Agent( LinkControl& control, Ownership& ownership, Log& log )
+    : links_( detector_.directory ), holder_( detector_, links_, control, ownership, log ),
       groupLog_( detector_, links_, log ) {
    links_.observerIs( holder_ );
 }
@@ -14,7 +14,9 @@ Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source ) {
       for ( auto const* const list : { &group.monitor, &group.disable } )
          for ( std::string const& name : *list )
             links_.watch( Kelnet::IntfId( name ) );
+   holder_.beginAdoption();
    source.start( links_ );
+   holder_.endAdoption();
    detector_.configure( groups );
    detector_.start();
    settle();

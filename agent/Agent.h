@@ -7,6 +7,7 @@
 #include "agent/LinkDirectory.h"
 #include "agent/LinkSource.h"
 #include "agent/Log.h"
+#include "agent/Ownership.h"
 #include "agent/PortHolder.h"
 
 #include <vector>
@@ -17,7 +18,7 @@ namespace Ufdd {
 // control of links, whatever these are.
 class Agent {
  public:
-   Agent( LinkControl& control, Log& log );
+   Agent( LinkControl& control, Ownership& ownership, Log& log );
 
    // Learns how the interfaces are, then evaluates the groups, then acts for the first time.
    // Throws: what the source throws; no port has been touched then.

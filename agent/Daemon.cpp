@@ -20,8 +20,9 @@ constexpr std::array endSignals{ SIGTERM, SIGINT, SIGHUP };
 
 } // namespace
 
-Daemon::Daemon( StreamLog& log )
-    : log_( log ), source_( loop_ ), agent_( control_, log ),
+Daemon::Daemon( DaemonOptions const& options, StreamLog& log )
+    : log_( log ), ownership_( options.stateDirectory ), source_( loop_ ),
+      agent_( control_, ownership_, log ),
       retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ) {
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),

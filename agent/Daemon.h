@@ -6,16 +6,23 @@
 #include "agent/Log.h"
 #include "agent/NetlinkLinkControl.h"
 #include "agent/NetlinkLinkSource.h"
+#include "agent/OwnershipFile.h"
 
+#include <string>
 #include <vector>
 
 namespace Ufdd {
+
+// How the process runs, whatever it is configured to do.
+struct DaemonOptions {
+   std::string stateDirectory = OwnershipFile::usualDirectory;
+};
 
 // The process: the agent on the interfaces of the kernel, until SIGTERM, SIGINT or SIGHUP.
 class Daemon {
  public:
    // Throws: std::system_error, as run() does; its text is for the user.
-   explicit Daemon( StreamLog& log );
+   Daemon( DaemonOptions const& options, StreamLog& log );
    ~Daemon();
 
    // Returns when a signal asked for the end, and however it ends, every port that was shut has
@@ -28,6 +35,7 @@ class Daemon {
    void handleSignal();
 
    StreamLog& log_;
+   OwnershipFile ownership_;
    EventLoop loop_;
    NetlinkLinkControl control_;
    NetlinkLinkSource source_;

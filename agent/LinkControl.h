@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/LinkSource.h"
 #include "platform/kelnet/IntfId.h"
 
 #include <cstdint>
@@ -7,8 +8,10 @@
 
 namespace Ufdd {
 
-// One interface to be set administratively up or down, and what came of it.
+// One interface to be opened or shut, and what came of it.
 struct LinkRequest {
+   enum class Means { adminDown };
+
    std::uint32_t index = 0;
    bool up = false;
    // For whom asks: the control goes by the index alone.
@@ -16,8 +19,15 @@ struct LinkRequest {
 
    // The answer: an errno value, 0 when it is done.
    int error = 0;
-   // Also an answer: how the interface was set just before.
-   bool wasUp = false;
+   // Also answers: how the interface was just before and just after, each with an index of 0 when
+   // that is not known.
+   Link before = {};
+   Link after = {};
+
+   // Whether it was open, as far as we know.
+   bool wasUp() const { return before.index && before.adminUp; }
+   // Whether it was seen to be as it was asked to be.
+   bool isSeen() const { return after.index && after.adminUp == up; }
 };
 
 // What sets interfaces up and down: the kernel, or a stand-in.

@@ -27,10 +27,16 @@ LinkDirectory::watch( Kelnet::IntfId port ) {
    ports_[ port.name().view() ].id = port;
 }
 
-std::uint32_t
-LinkDirectory::index( Kelnet::IntfId port ) const {
+Link const*
+LinkDirectory::link( std::uint32_t index ) const {
+   auto const at = links_.find( index );
+   return at == links_.end() ? nullptr : &at->second.link;
+}
+
+Link const*
+LinkDirectory::link( Kelnet::IntfId port ) const {
    auto const at = ports_.find( port.name().view() );
-   return at == ports_.end() ? 0 : at->second.index;
+   return at == ports_.end() ? nullptr : link( at->second.index );
 }
 
 void
@@ -51,25 +57,28 @@ LinkDirectory::handleLinks( std::span< Link const > links ) {
 void
 LinkDirectory::handleLink( Link const& link ) {
    Known& known = links_[ link.index ];
-   if ( known.name != link.name )
+   bool const hasNewName = known.link.name != link.name;
+   bool const isRenamed = hasNewName && known.link.index != 0;
+   if ( hasNewName )
       handleName( known, link );
+   known.link = link;
+   if ( isRenamed && observer_ )
+      observer_->handleRenamed( link.index, link.name );
    if ( known.port )
       handleState( *known.port, link );
+   if ( observer_ )
+      observer_->handleLink( link, known.port ? known.port->id : Kelnet::IntfId() );
 }
 
 void
 LinkDirectory::handleName( Known& known, Link const& link ) {
-   bool const renamed = !known.name.empty();
    leave( known, link.index,
           { LinkNews::Kind::renamed, known.port ? known.port->id : Kelnet::IntfId(), link.name } );
    auto const at = ports_.find( link.name.view() );
-   known.name = link.name;
    known.port = at == ports_.end() ? nullptr : &at->second;
    // Another link that still seems to have that name was renamed; the news of it will come.
    if ( known.port )
       known.port->index = link.index;
-   if ( renamed && observer_ )
-      observer_->handleRenamed( link.index, link.name );
 }
 
 void
@@ -85,8 +94,6 @@ LinkDirectory::handleState( Port& port, Link const& link ) {
       directory_->intfStatusIs( port.status );
    }
    news_ = {};
-   if ( observer_ )
-      observer_->handlePort( port.id, link.adminUp );
 }
 
 void

@@ -11,11 +11,30 @@ namespace Ufdd {
 
 namespace {
 
+std::uint64_t
+addressOf( nlattr const& attribute ) {
+   auto const* const bytes =
+       static_cast< unsigned char const* >( mnl_attr_get_payload( &attribute ) );
+   std::uint64_t address = 0;
+   for ( std::size_t i = 0; i < mnl_attr_get_payload_len( &attribute ); ++i )
+      address = address << 8 | bytes[ i ];
+   return address;
+}
+
 int
-findName( nlattr const* attribute, void* name ) {
-   if ( mnl_attr_get_type( attribute ) == IFLA_IFNAME &&
-        mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
-      *static_cast< InterfaceName* >( name ) = InterfaceName( mnl_attr_get_str( attribute ) );
+readAttribute( nlattr const* attribute, void* data ) {
+   auto& link = *static_cast< Link* >( data );
+   switch ( mnl_attr_get_type( attribute ) ) {
+   case IFLA_IFNAME:
+      if ( mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
+         link.name = InterfaceName( mnl_attr_get_str( attribute ) );
+      break;
+   case IFLA_ADDRESS:
+      link.address = addressOf( *attribute );
+      break;
+   default:
+      break;
+   }
    return MNL_CB_OK;
 }
 
@@ -48,7 +67,7 @@ linkOf( nlmsghdr const& message ) {
    link.adminUp = info.ifi_flags & IFF_UP;
    link.carrier = info.ifi_flags & IFF_LOWER_UP;
    if ( message.nlmsg_type == RTM_NEWLINK ) {
-      mnl_attr_parse( &message, sizeof info, findName, &link.name );
+      mnl_attr_parse( &message, sizeof info, readAttribute, &link );
       if ( link.name.empty() )
          return std::nullopt;
    }

@@ -11,8 +11,9 @@ namespace Ufdd {
 struct Link {
    std::uint32_t index = 0; // The kernel's, never 0; of one interface for as long as it exists.
    InterfaceName name;
-   bool adminUp = false; // Set up by its administrator (IFF_UP).
-   bool carrier = false; // The layer below works (IFF_LOWER_UP).
+   std::uint64_t address = 0; // Of the hardware, the last 8 bytes of it; 0 when it has none.
+   bool adminUp = false;      // Set up by its administrator (IFF_UP).
+   bool carrier = false;      // The layer below works (IFF_LOWER_UP).
 
    bool up() const { return adminUp && carrier; }
 };

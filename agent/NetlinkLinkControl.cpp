@@ -17,8 +17,26 @@ namespace {
 
 constexpr int answerTimeoutMs = 5000;
 constexpr int unanswered = ETIMEDOUT;
-// More than the two messages of a request take.
-constexpr std::size_t requestRoom = 128;
+// More than the messages of a request take.
+constexpr std::size_t requestRoom = 256;
+
+std::size_t
+putQuestion( std::byte* room, std::uint32_t index, std::uint32_t sequence ) {
+   LinkMessage const question = beginLinkMessage( room, RTM_GETLINK, NLM_F_REQUEST, sequence );
+   question.info->ifi_index = static_cast< int >( index );
+   mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
+   return question.header->nlmsg_len;
+}
+
+std::size_t
+putOrder( std::byte* room, LinkRequest const& request, std::uint32_t sequence ) {
+   LinkMessage const order =
+       beginLinkMessage( room, RTM_NEWLINK, NLM_F_REQUEST | NLM_F_ACK, sequence );
+   order.info->ifi_index = static_cast< int >( request.index );
+   order.info->ifi_flags = request.up ? IFF_UP : 0;
+   order.info->ifi_change = IFF_UP;
+   return order.header->nlmsg_len;
+}
 
 } // namespace
 
@@ -53,7 +71,7 @@ NetlinkLinkControl::applyBatch( std::span< LinkRequest > requests ) {
          if ( request.error == unanswered )
             request.error = error.code().value();
    }
-   firstSequence_ += static_cast< std::uint32_t >( 2 * requests.size() );
+   firstSequence_ += static_cast< std::uint32_t >( messagesEach * requests.size() );
 }
 
 void
@@ -62,8 +80,10 @@ NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > requests ) {
       return request.error == unanswered;
    };
    int timeoutMs = answerTimeoutMs;
-   while ( std::any_of( requests.begin(), requests.end(), isUnanswered ) ) {
-      auto const datagram = socket_.receive( timeoutMs );
+   for ( ;; ) {
+      // The answers to the last question come after all that is waited for.
+      bool const wait = std::any_of( requests.begin(), requests.end(), isUnanswered );
+      auto const datagram = socket_.receive( wait ? timeoutMs : 0 );
       if ( !datagram )
          return;
       // The kernel answers before it returns from the sending: what is not there is lost.
@@ -83,31 +103,23 @@ NetlinkLinkControl::sendBatch( std::span< LinkRequest const > requests ) {
    std::size_t size = 0;
    std::uint32_t sequence = firstSequence_;
    for ( LinkRequest const& request : requests ) {
-      LinkMessage const question =
-          beginLinkMessage( batch_.data() + size, RTM_GETLINK, NLM_F_REQUEST, sequence++ );
-      question.info->ifi_index = static_cast< int >( request.index );
-      mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
-      size += question.header->nlmsg_len;
-
-      LinkMessage const order = beginLinkMessage( batch_.data() + size, RTM_NEWLINK,
-                                                  NLM_F_REQUEST | NLM_F_ACK, sequence++ );
-      order.info->ifi_index = static_cast< int >( request.index );
-      order.info->ifi_flags = request.up ? IFF_UP : 0;
-      order.info->ifi_change = IFF_UP;
-      size += order.header->nlmsg_len;
+      size += putQuestion( batch_.data() + size, request.index, sequence++ );
+      size += putOrder( batch_.data() + size, request, sequence++ );
+      size += putQuestion( batch_.data() + size, request.index, sequence++ );
    }
    socket_.send( std::span( batch_ ).first( size ) );
 }
 
 void
 NetlinkLinkControl::handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests ) {
-   std::size_t const answered = ( message.nlmsg_seq - firstSequence_ ) / 2;
+   std::uint32_t const place = message.nlmsg_seq - firstSequence_;
+   std::size_t const answered = place / messagesEach;
    if ( answered >= requests.size() )
       return;
    LinkRequest& request = requests[ answered ];
-   bool const answersOrder = ( message.nlmsg_seq - firstSequence_ ) % 2;
+   bool const answersOrder = place % messagesEach == 1;
    if ( auto const link = linkOf( message ) )
-      request.wasUp = link->adminUp;
+      ( place % messagesEach == 0 ? request.before : request.after ) = *link;
    else if ( answersOrder && message.nlmsg_type == NLMSG_ERROR )
       request.error = errorOf( message );
 }

@@ -18,6 +18,24 @@ nameOf( Kelnet::IntfId port ) {
    return std::string( port.name().view() );
 }
 
+Kelnet::IntfId
+portOf( Holding const& holding ) {
+   return Kelnet::IntfId( holding.name.view() );
+}
+
+Holding
+holdingOf( Link const& link ) {
+   return { link.index, link.name, link.address };
+}
+
+// Of an act that the kernel reported as done.
+constexpr int notSeen = ESTALE;
+
+std::string
+reasonOf( int error ) {
+   return error == notSeen ? "it is still as it was" : std::strerror( error );
+}
+
 } // namespace
 
 class PortHolder::CauseObserver final : public Errdisable::CauseStatus::NotifieeConst {
@@ -30,9 +48,9 @@ class PortHolder::CauseObserver final : public Errdisable::CauseStatus::Notifiee
 };
 
 PortHolder::PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control,
-                        Log& log )
-    : detector_( detector ), links_( links ), control_( control ), log_( log ),
-      causeObserver_( observing< CauseObserver >( detector.cause, *this ) ) {}
+                        Ownership& ownership, Log& log )
+    : detector_( detector ), links_( links ), control_( control ), ownership_( ownership ),
+      log_( log ), causeObserver_( observing< CauseObserver >( detector.cause, *this ) ) {}
 
 PortHolder::~PortHolder() = default;
 
@@ -45,11 +63,13 @@ PortHolder::handleChange( Kelnet::IntfId port ) {
 }
 
 void
-PortHolder::handlePort( Kelnet::IntfId port, bool adminUp ) {
-   if ( !detector_.isHeld( port ) )
+PortHolder::handleLink( Link const& link, Kelnet::IntfId port ) {
+   if ( !recalled_.empty() )
+      adopt( link );
+   if ( port == Kelnet::IntfId() || !detector_.isHeld( port ) )
       return;
    handleChange( port );
-   ports_[ port ].seenUp |= adminUp;
+   ports_[ port ].seenUp |= link.adminUp;
 }
 
 void
@@ -57,8 +77,8 @@ PortHolder::handleRenamed( std::uint32_t index, InterfaceName const& name ) {
    auto const ours = shut_.find( index );
    if ( ours == shut_.end() )
       return;
-   ours->second = Kelnet::IntfId( name.view() );
-   handleChange( ours->second );
+   ours->second.name = name;
+   handleChange( Kelnet::IntfId( name.view() ) );
 }
 
 void
@@ -67,21 +87,89 @@ PortHolder::handleGone( std::uint32_t index ) {
 }
 
 void
+PortHolder::beginAdoption() {
+   for ( Holding const& holding : ownership_.recall() )
+      recalled_.emplace( holding.index, holding );
+}
+
+void
+PortHolder::endAdoption() {
+   for ( auto const& [ index, holding ] : recalled_ )
+      log_.line( "port " + std::string( holding.name.view() ) +
+                 " was shut by ufdd before, but there is no such interface any more" );
+   recalled_.clear();
+   remember();
+}
+
+void
+PortHolder::adopt( Link const& link ) {
+   auto const node = recalled_.extract( link.index );
+   if ( !node )
+      return;
+   Holding& holding = node.mapped();
+   std::string const what =
+       "port " + std::string( holding.name.view() ) + " was shut by ufdd before";
+   bool const isRenamed = holding.name != link.name;
+   if ( isRenamed && ( holding.address == 0 || holding.address != link.address ) )
+      return log_.line( what + ", but is gone: " + std::string( link.name.view() ) +
+                        " is another interface" );
+   if ( link.adminUp )
+      return log_.line( what + " and opened by someone else since" );
+   log_.line( what +
+              ( isRenamed ? ", and renamed " + std::string( link.name.view() ) + " since"
+                          : std::string() ) +
+              ": still held" );
+   holding.name = link.name;
+   shut_.emplace( link.index, holding );
+   handleChange( Kelnet::IntfId( link.name.view() ) );
+}
+
+// Which costs some calls to the system, so only when there is a difference.
+void
+PortHolder::remember() {
+   std::vector< Holding > holdings;
+   for ( auto const& [ index, holding ] : shut_ )
+      holdings.push_back( holding );
+   for ( auto const& [ index, holding ] : recalled_ )
+      holdings.push_back( holding );
+   for ( LinkRequest const& request : requests_ )
+      if ( Link const* const link = links_.link( request.index );
+           link && !request.up && !shut_.contains( request.index ) )
+         holdings.push_back( holdingOf( *link ) );
+   if ( remembered_ == holdings )
+      return;
+   int const error = ownership_.remember( holdings );
+   if ( error && error != rememberError_ )
+      log_.line( "what ufdd holds can't be remembered in " + ownership_.place() + ": " +
+                 std::strerror( error ) +
+                 "; ports are shut all the same, but if ufdd were killed they would stay shut" );
+   else if ( !error && rememberError_ )
+      log_.line( "what ufdd holds is remembered in " + ownership_.place() + " again" );
+   rememberError_ = error;
+   if ( !error )
+      remembered_ = std::move( holdings );
+}
+
+void
 PortHolder::retry() {
    for ( Kelnet::IntfId const port : failed_ )
       handleChange( port );
    failed_.clear();
+   retryRemembering_ = rememberError_ != 0;
 }
 
 void
 PortHolder::settle() {
-   if ( changed_.empty() )
+   if ( changed_.empty() ) {
+      if ( std::exchange( retryRemembering_, false ) )
+         remember();
       return;
+   }
    restoreEntriesOfDownGroups();
    for ( Kelnet::IntfId const port : changed_ )
       askToShut( port );
-   for ( auto const& [ index, port ] : shut_ )
-      if ( !detector_.isHeld( port ) )
+   for ( auto const& [ index, holding ] : shut_ )
+      if ( Kelnet::IntfId const port = portOf( holding ); !detector_.isHeld( port ) )
          requests_.push_back( { .index = index, .up = true, .port = port } );
    changed_.clear();
    act();
@@ -104,23 +192,39 @@ PortHolder::askToShut( Kelnet::IntfId port ) {
       state.leftAlone = 0;
       return;
    }
-   std::uint32_t const index = links_.index( port );
-   bool const isShut = state.leftAlone == index || ( shut_.contains( index ) && state.error == 0 );
-   if ( index != 0 && ( seenUp || !isShut ) )
-      requests_.push_back( { .index = index, .up = false, .port = port } );
+   Link const* const link = links_.link( port );
+   if ( !link )
+      return;
+   bool const isOurs = shut_.contains( link->index );
+   if ( isOurs ? seenUp || state.error != 0 : link->adminUp )
+      requests_.push_back( { .index = link->index, .up = false, .port = port } );
+   else if ( !isOurs && state.leftAlone != link->index )
+      leaveAlone( state, *link );
+}
+
+void
+PortHolder::leaveAlone( Port& state, Link const& link ) {
+   state.leftAlone = link.index;
+   log_.line( "port " + std::string( link.name.view() ) +
+              " left as it is, administratively down already: " +
+              detector_.groupsOf( Kelnet::IntfId( link.name.view() ), GroupLinkStatus::down ) );
 }
 
 void
 PortHolder::act() {
-   if ( requests_.empty() )
-      return;
    // What is urgent first, and as the ports are counted.
    std::sort( requests_.begin(), requests_.end(),
               []( LinkRequest const& left, LinkRequest const& right ) {
                  return std::pair( left.up, left.index ) < std::pair( right.up, right.index );
               } );
+   // Before the acts, so that whatever ends this process, the next one knows of them.
+   remember();
+   if ( requests_.empty() )
+      return;
    control_.apply( requests_ );
-   for ( LinkRequest const& answer : requests_ )
+   for ( LinkRequest& answer : requests_ ) {
+      if ( !answer.error && !answer.isSeen() )
+         answer.error = notSeen;
       if ( answer.error == ENODEV )
          handleGone( answer.index );
       else if ( answer.error )
@@ -129,22 +233,26 @@ PortHolder::act() {
          handleOpened( answer );
       else
          handleShut( answer );
+   }
    requests_.clear();
+   remember();
 }
 
 void
 PortHolder::handleShut( LinkRequest const& answer ) {
    Port& state = ports_[ answer.port ];
    bool const failedBefore = std::exchange( state.error, 0 ) != 0;
-   bool const isNew = answer.wasUp && shut_.insert_or_assign( answer.index, answer.port ).second;
-   // Shut by us already: it was seen up in news older than that.
-   if ( !answer.wasUp && shut_.contains( answer.index ) )
+   bool const isNew = !shut_.contains( answer.index );
+   if ( !answer.wasUp() ) {
+      // Shut by us already: it was seen up in news older than that.
+      if ( isNew )
+         leaveAlone( state, answer.before );
       return;
-   state.leftAlone = answer.wasUp ? 0 : answer.index;
+   }
+   shut_.insert_or_assign( answer.index, holdingOf( answer.before ) );
+   state.leftAlone = 0;
    log_.line( "port " + nameOf( answer.port ) +
-              ( !answer.wasUp           ? " left as it is, administratively down already: "
-                : isNew || failedBefore ? " shut: "
-                                        : " shut again, someone had opened it: " ) +
+              ( isNew || failedBefore ? " shut: " : " shut again, someone had opened it: " ) +
               detector_.groupsOf( answer.port, GroupLinkStatus::down ) );
 }
 
@@ -162,13 +270,13 @@ PortHolder::handleOpened( LinkRequest const& answer ) {
 void
 PortHolder::handleFailure( LinkRequest const& answer ) {
    // It may have been shut and only the answer been lost.
-   if ( !answer.up && answer.wasUp )
-      shut_.insert_or_assign( answer.index, answer.port );
+   if ( !answer.up && answer.wasUp() )
+      shut_.insert_or_assign( answer.index, holdingOf( answer.before ) );
    failed_.insert( answer.port );
    if ( std::exchange( ports_[ answer.port ].error, answer.error ) == answer.error )
       return;
    log_.line( "port " + nameOf( answer.port ) + " can't be " + ( answer.up ? "released" : "shut" ) +
-              ": " + std::strerror( answer.error ) + "; " + remedyOf( answer ) );
+              ": " + reasonOf( answer.error ) + "; " + remedyOf( answer ) );
 }
 
 std::string
@@ -189,8 +297,8 @@ bool
 PortHolder::release() {
    releasing_ = true;
    failed_.clear();
-   for ( auto const& [ index, port ] : shut_ )
-      requests_.push_back( { .index = index, .up = true, .port = port } );
+   for ( auto const& [ index, holding ] : shut_ )
+      requests_.push_back( { .index = index, .up = true, .port = portOf( holding ) } );
    act();
    return failed_.empty();
 }

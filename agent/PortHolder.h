@@ -4,9 +4,11 @@
 #include "agent/LinkControl.h"
 #include "agent/LinkDirectory.h"
 #include "agent/Log.h"
+#include "agent/Ownership.h"
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <unordered_map>
@@ -19,18 +21,23 @@ namespace Ufdd {
 // was deleted and written back within the turn changes nothing.
 class PortHolder final : public LinkDirectory::Observer {
  public:
-   PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control, Log& log );
+   PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control,
+               Ownership& ownership, Log& log );
    ~PortHolder();
 
+   // Between the two, the links that are told of are taken for ours if we shut them before this
+   // process began.
+   void beginAdoption();
+   void endAdoption();
    // Acts on all that changed since the last time.
    void settle();
-   // Some acts failed; retry() makes the next settle() try them again.
-   bool hasFailures() const { return !failed_.empty(); }
+   // Something failed; retry() makes the next settle() try it again.
+   bool hasFailures() const { return !failed_.empty() || rememberError_ != 0; }
    void retry();
    // Opens every port that we shut, whatever the cause status says. False when one couldn't be.
    bool release();
 
-   void handlePort( Kelnet::IntfId port, bool adminUp ) override;
+   void handleLink( Link const& link, Kelnet::IntfId port ) override;
    void handleRenamed( std::uint32_t index, InterfaceName const& name ) override;
    void handleGone( std::uint32_t index ) override;
 
@@ -51,7 +58,10 @@ class PortHolder final : public LinkDirectory::Observer {
 
    void handleChange( Kelnet::IntfId port );
    void restoreEntriesOfDownGroups();
+   void adopt( Link const& link );
    void askToShut( Kelnet::IntfId port );
+   void leaveAlone( Port& state, Link const& link );
+   void remember();
    void act();
    void handleShut( LinkRequest const& answer );
    void handleOpened( LinkRequest const& answer );
@@ -61,6 +71,7 @@ class PortHolder final : public LinkDirectory::Observer {
    Detector& detector_;
    LinkDirectory const& links_;
    LinkControl& control_;
+   Ownership& ownership_;
    Log& log_;
    Zet::Ptr< CauseObserver > causeObserver_;
    bool releasing_ = false;
@@ -68,7 +79,13 @@ class PortHolder final : public LinkDirectory::Observer {
    std::unordered_map< Kelnet::IntfId, Port, IntfIdHash > ports_;
    // Every link that we shut and have not opened since, by index, with its present name: another
    // link that comes to have the name is not ours to open.
-   std::map< std::uint32_t, Kelnet::IntfId > shut_;
+   std::map< std::uint32_t, Holding > shut_;
+   // Of a former process, while links are adopted.
+   std::map< std::uint32_t, Holding > recalled_;
+   // None before the first time.
+   std::optional< std::vector< Holding > > remembered_;
+   int rememberError_ = 0;
+   bool retryRemembering_ = false;
    std::vector< Kelnet::IntfId > changed_;
    std::set< Kelnet::IntfId > failed_;
    std::vector< LinkRequest > requests_; // The acts of the turn.

@@ -45,7 +45,7 @@ check( std::string const& file ) {
 }
 
 int
-run( std::string const& file ) {
+run( std::string const& file, Ufdd::DaemonOptions const& options ) {
    ConfigFile const config = Ufdd::readConfig( file );
    if ( !config.errors.empty() ) {
       printErrors( config );
@@ -55,7 +55,7 @@ run( std::string const& file ) {
    Ufdd::StreamLog log( STDERR_FILENO, !logGoesToJournal() );
    bool released = false;
    try {
-      released = Ufdd::Daemon( log ).run( config.groups );
+      released = Ufdd::Daemon( options, log ).run( config.groups );
    } catch ( std::exception const& error ) {
       log.line( std::string( "ufdd: " ) + error.what() );
    }
@@ -80,6 +80,12 @@ main( int argc, char** argv ) {
    ways->add_option( "--check", checkedFile, "Only tell whether this configuration is right" )
        ->type_name( "FILE" );
    ways->require_option( 1 );
+   Ufdd::DaemonOptions options;
+   app.add_option( "--state-dir", options.stateDirectory,
+                   "Where to remember which ports are shut, so that the next ufdd opens\n"
+                   "them if this one is killed" )
+       ->type_name( "DIR" )
+       ->capture_default_str();
    app.footer( "Exit status: 0 when stopped by a signal with every port released, or\n"
                "when the configuration is right; 78 when the configuration is wrong; 64 when\n"
                "the command line is; 1 for anything else, with a line that says what." );
@@ -88,5 +94,5 @@ main( int argc, char** argv ) {
    } catch ( CLI::ParseError const& error ) {
       return app.exit( error ) == EXIT_SUCCESS ? EXIT_SUCCESS : EX_USAGE;
    }
-   return checkedFile.empty() ? run( configFile ) : check( checkedFile );
+   return checkedFile.empty() ? run( configFile, options ) : check( checkedFile );
 }

@@ -1,9 +1,11 @@
 #include "agent/Agent.h"
 
+#include "tests/agent/RememberedHere.h"
 #include "tests/agent/SimulatedKernel.h"
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,16 +21,21 @@ class AgentTest : public testing::Test, public Log {
    }
    void line( std::string_view text ) override { lines += std::string( text ) + '\n'; }
 
-   void start( std::vector< GroupSettings > const& groups = {
-                   { "g", { "u1", "u2" }, { "d1", "d2" } } } ) {
-      agent.start( groups, kernel );
+   void start() {
+      agent->start( groups, kernel );
       settle();
+   }
+   // The process is killed, and there is another one.
+   void restart() {
+      takeLines();
+      agent.emplace( kernel, ownership, *this );
+      start();
    }
    // Turns of the loop, until there is no more news of what the daemon did itself.
    void settle() {
       for ( int i = 0; i < 3; ++i ) {
          kernel.deliver();
-         agent.settle();
+         agent->settle();
       }
    }
    void uplinksAre( bool carrier ) {
@@ -40,8 +47,10 @@ class AgentTest : public testing::Test, public Log {
    std::string takeLines() { return std::exchange( lines, "" ); }
 
    SimulatedKernel kernel;
+   RememberedHere ownership;
    std::string lines;
-   Agent agent{ kernel, *this };
+   std::vector< GroupSettings > groups{ { "g", { "u1", "u2" }, { "d1", "d2" } } };
+   std::optional< Agent > agent{ std::in_place, kernel, ownership, *this };
 };
 
 TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
@@ -66,7 +75,7 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    EXPECT_TRUE(
        takeLines().starts_with( "group g: up -> down, 0/2 up, min_links 1: uplink u1 removed\n" ) );
    EXPECT_EQ( takeActs(), " -d1 -d2 +d1 +d2 -d1 -d2" );
-   EXPECT_TRUE( agent.release() );
+   EXPECT_TRUE( agent->release() );
    EXPECT_EQ( takeLines(), "port d1 released: ufdd stops\nport d2 released: ufdd stops\n" );
    EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
 }
@@ -90,7 +99,8 @@ TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
 }
 
 TEST_F( AgentTest, portOfTwoGroupsIsHeldWhileEitherIsDown ) {
-   start( { { "a", { "u1" }, { "d1", "d2" } }, { "b", { "u2" }, { "d2" } } } );
+   groups = { { "a", { "u1" }, { "d1", "d2" } }, { "b", { "u2" }, { "d2" } } };
+   start();
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
    kernel.carrier( "u1", true );
@@ -118,7 +128,7 @@ TEST_F( AgentTest, portShutByTheOperatorIsNotOurs ) {
    kernel.set( "d1", true );
    settle();
    EXPECT_FALSE( kernel.isUp( "d1" ) );
-   EXPECT_TRUE( agent.release() );
+   EXPECT_TRUE( agent->release() );
    EXPECT_TRUE( kernel.isUp( "d1" ) );
 }
 
@@ -136,7 +146,7 @@ TEST_F( AgentTest, heldPortThatSomeoneOpensIsShutAgain ) {
    kernel.carrier( "u2", false );
    kernel.deliver();
    kernel.carrier( "d2", false );
-   agent.settle();
+   agent->settle();
    takeLines();
    settle();
    EXPECT_EQ( takeLines(), "" );
@@ -208,15 +218,15 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    uplinksAre( false );
    takeLines();
    for ( int i = 0; i < 2; ++i ) {
-      ASSERT_TRUE( agent.hasFailures() );
-      agent.retry();
+      ASSERT_TRUE( agent->hasFailures() );
+      agent->retry();
       settle();
    }
    EXPECT_EQ( takeLines(), "" );
    kernel.refusals.clear();
-   agent.retry();
+   agent->retry();
    settle();
-   EXPECT_FALSE( agent.hasFailures() );
+   EXPECT_FALSE( agent->hasFailures() );
    EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
 
    // A port was shut, but the answer was lost: it is ours all the same.
@@ -224,11 +234,78 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    kernel.refusals = { { "d1", ENOBUFS } };
    uplinksAre( false );
    kernel.refusals = { { "d2", EBUSY } };
-   EXPECT_FALSE( agent.release() );
+   EXPECT_FALSE( agent->release() );
    EXPECT_NE( takeLines().find( "port d2 can't be released: Device or resource busy; open it "
                                 "with: ip link set dev d2 up" ),
               std::string::npos );
    EXPECT_TRUE( kernel.isUp( "d1" ) );
+}
+
+TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
+   std::string atActs;
+   kernel.beforeActs = [ & ] { atActs += '[' + ownership.names() + ']'; };
+   kernel.add( "d3", false );
+   groups[ 0 ].disable.push_back( "d3" );
+   start();
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2]d1 d2" ) << "remembered before the act";
+   restart();
+   EXPECT_EQ( takeActs(), "" );
+   EXPECT_EQ( takeLines(), "port d1 was shut by ufdd before: still held\n"
+                           "port d2 was shut by ufdd before: still held\n"
+                           "group g: unknown -> down, 0/2 up, min_links 1: configured\n"
+                           "port d3 left as it is, administratively down already: group g is "
+                           "down, 0/2 up, min_links 1\n" );
+   uplinksAre( true );
+   EXPECT_EQ( takeActs(), " +d1 +d2" );
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2]" ) << "forgotten after the release";
+   restart();
+   EXPECT_EQ( takeActs(), "" );
+}
+
+TEST_F( AgentTest, nextDaemonOwnsWhatIsStillTheSame ) {
+   for ( char const* const name : { "d3", "d4", "d5", "d6" } )
+      kernel.add( name );
+   groups[ 0 ].disable = { "d1", "d2", "d3", "d4", "d5", "d6" };
+   start();
+   uplinksAre( false );
+   takeActs();
+   std::uint32_t const reused = kernel.index( "d4" );
+   kernel.rename( "d3", "spare" );
+   kernel.remove( "d4" );
+   kernel.remove( "d5" );
+   kernel.nextIndex = reused;
+   kernel.add( "new", false );
+   kernel.set( "d6", true );
+   kernel.carrier( "u1", true );
+   restart();
+   EXPECT_EQ( takeActs(), " +d1 +d2 +spare" ) << lines;
+   EXPECT_TRUE( kernel.isUp( "d6" ) );
+   EXPECT_FALSE( kernel.isUp( "new" ) );
+   EXPECT_EQ( ownership.names(), "" );
+   for ( char const* const line :
+         { "d3 was shut by ufdd before, and renamed spare since: still held",
+           "d4 was shut by ufdd before, but is gone: new is another interface",
+           "d5 was shut by ufdd before, but there is no such interface any more",
+           "d6 was shut by ufdd before and opened by someone else since" } )
+      EXPECT_NE( lines.find( line ), std::string::npos ) << line;
+}
+
+TEST_F( AgentTest, portsAreShutAlsoWhereThatCannotBeRemembered ) {
+   start();
+   ownership.isFull = true;
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   EXPECT_TRUE( takeLines().find( "what ufdd holds can't be remembered in here: No space left" ) !=
+                std::string::npos );
+   ASSERT_TRUE( agent->hasFailures() );
+   ownership.isFull = false;
+   agent->retry();
+   settle();
+   EXPECT_FALSE( agent->hasFailures() );
+   EXPECT_EQ( ownership.names(), "d1 d2" );
+   EXPECT_EQ( takeLines(), "what ufdd holds is remembered in here again\n" );
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -82,6 +83,26 @@ class Process {
  private:
    std::FILE* output_ = std::tmpfile();
    pid_t pid_ = 0;
+};
+
+// A directory, with all that comes to be in it, for as long as this exists.
+class Directory {
+ public:
+   Directory() {
+      if ( !mkdtemp( path_.data() ) )
+         std::abort();
+   }
+   ~Directory() {
+      std::error_code ignored;
+      std::filesystem::remove_all( path_, ignored );
+   }
+   Directory( Directory const& ) = delete;
+   Directory& operator=( Directory const& ) = delete;
+
+   std::string const& path() const { return path_; }
+
+ private:
+   std::string path_ = "/tmp/ufdd-test-XXXXXX";
 };
 
 // A file with that text, for as long as this exists.

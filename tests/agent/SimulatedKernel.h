@@ -34,6 +34,8 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    }
 
    void apply( std::span< LinkRequest > requests ) override {
+      if ( beforeActs )
+         beforeActs();
       for ( LinkRequest& request : requests ) {
          auto const link = std::find_if( links_.begin(), links_.end(), [ & ]( auto const& l ) {
             return l.second.index == request.index;
@@ -42,20 +44,25 @@ class SimulatedKernel : public LinkSource, public LinkControl {
             request.error = ENODEV;
             continue;
          }
-         request.wasUp = link->second.adminUp;
+         request.before = link->second;
          if ( auto const refusal = refusals.find( link->first ); refusal != refusals.end() )
             request.error = refusal->second;
          // The other refusals are answers to an act that was done, lost on the way.
          if ( request.error && request.error != ENOBUFS )
             continue;
          acts += ( request.up ? " +" : " -" ) + link->first;
-         if ( request.wasUp != request.up )
+         if ( request.before.adminUp != request.up )
             set( link->first, request.up );
+         request.after = link->second;
       }
    }
 
    void add( std::string const& name, bool adminUp = true ) {
-      links_[ name ] = { nextIndex++, InterfaceName( name ), adminUp, true };
+      links_[ name ] = { .index = nextIndex++,
+                         .name = InterfaceName( name ),
+                         .address = nextAddress++,
+                         .adminUp = adminUp,
+                         .carrier = true };
       tell( name );
    }
    void set( std::string const& name, bool adminUp ) {
@@ -85,6 +92,7 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    std::uint32_t nextIndex = 1;
    std::string acts; // " -d1 +d2", since it was last emptied.
    std::map< std::string, int > refusals;
+   std::function< void() > beforeActs;
 
  private:
    void tell( std::string const& name ) {
@@ -98,6 +106,7 @@ class SimulatedKernel : public LinkSource, public LinkControl {
       listener_->handleLinks( links );
    }
 
+   std::uint64_t nextAddress = 0x020000000001;
    LinkListener* listener_ = nullptr;
    std::map< std::string, Link > links_;
    std::deque< std::function< void( LinkListener& ) > > news_;
