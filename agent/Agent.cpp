@@ -10,10 +10,12 @@ Agent::Agent( LinkControl& control, Ownership& ownership, Log& log )
 
 void
 Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source ) {
-   for ( GroupSettings const& group : groups )
-      for ( auto const* const list : { &group.monitor, &group.disable } )
-         for ( std::string const& name : *list )
-            links_.watch( Kelnet::IntfId( name ) );
+   for ( GroupSettings const& group : groups ) {
+      for ( auto uplink = group.config->intfsToMonitorIteratorConst(); uplink; ++uplink )
+         links_.watch( uplink.key() );
+      for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
+         links_.watch( port.key() );
+   }
    holder_.beginAdoption();
    source.start( links_ );
    holder_.endAdoption();

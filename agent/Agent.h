@@ -1,8 +1,8 @@
 #pragma once
 
-#include "agent/ConfigFile.h"
 #include "agent/Detector.h"
 #include "agent/GroupLog.h"
+#include "agent/GroupSettings.h"
 #include "agent/LinkControl.h"
 #include "agent/LinkDirectory.h"
 #include "agent/LinkSource.h"

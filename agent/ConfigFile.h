@@ -1,19 +1,12 @@
 #pragma once
 
-#include <cstdint>
+#include "agent/GroupSettings.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace Ufdd {
-
-// One [[group]] of the configuration.
-struct GroupSettings {
-   std::string name;
-   std::vector< std::string > monitor; // Uplinks.
-   std::vector< std::string > disable; // Downstream ports.
-   std::uint32_t minLinks = 1;
-};
 
 // What a configuration file says. Everything that is wrong with it is found in one go.
 struct ConfigFile {

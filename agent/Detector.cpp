@@ -1,5 +1,6 @@
 #include "agent/Detector.h"
 
+#include "agent/Reflected.h"
 #include "model/GroupConfig.h"
 #include "model/GroupStatus.h"
 
@@ -18,15 +19,10 @@ Detector::Detector()
 
 void
 Detector::configure( std::vector< GroupSettings > const& groups ) {
-   for ( GroupSettings const& settings : groups ) {
-      Zet::Ptr< GroupConfig > const group =
-          config->groupIs( Zet::Name( std::string_view( settings.name ) ) );
-      for ( std::string const& uplink : settings.monitor )
-         group->intfsToMonitorIs( Kelnet::IntfId( uplink ), true );
-      for ( std::string const& port : settings.disable )
-         group->intfsToDisableIs( Kelnet::IntfId( port ), true );
-      group->minLinksIs( settings.minLinks );
-   }
+   for ( GroupSettings const& settings : groups )
+      copyConfiguration( *reflected( settings.config ),
+                         *reflected( config->groupIs( settings.config->name() ) ),
+                         CopyOrder::addFirst );
 }
 
 void

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/ConfigFile.h"
+#include "agent/GroupSettings.h"
 #include "model/Config.h"
 #include "model/GroupLinkStatus.h"
 #include "model/Status.h"

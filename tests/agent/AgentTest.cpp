@@ -245,7 +245,7 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
    std::string atActs;
    kernel.beforeActs = [ & ] { atActs += '[' + ownership.names() + ']'; };
    kernel.add( "d3", false );
-   groups[ 0 ].disable.push_back( "d3" );
+   groups[ 0 ].config->intfsToDisableIs( Kelnet::IntfId( "d3" ), true );
    start();
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
@@ -267,7 +267,7 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
 TEST_F( AgentTest, nextDaemonOwnsWhatIsStillTheSame ) {
    for ( char const* const name : { "d3", "d4", "d5", "d6" } )
       kernel.add( name );
-   groups[ 0 ].disable = { "d1", "d2", "d3", "d4", "d5", "d6" };
+   groups = { { "g", { "u1", "u2" }, { "d1", "d2", "d3", "d4", "d5", "d6" } } };
    start();
    uplinksAre( false );
    takeActs();

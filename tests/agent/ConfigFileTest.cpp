@@ -14,7 +14,7 @@ TEST( ConfigFile, readsGroupsInTheirOrder ) {
    ConfigFile const config = parseConfig( R"([[group]]
 name = "rack 2"
 monitor = [ "eth1", "eth2" ]
-disable = [ "swp1" ]
+intfs_to_disable = [ "swp1" ]
 min_links = 2
 [[group]]
 name = "rack 1"
@@ -24,11 +24,14 @@ disable = [ "a-name-of-15byt" ]
                                           "f" );
    ASSERT_EQ( config.errors, Errors() );
    ASSERT_EQ( config.groups.size(), 2u );
-   EXPECT_EQ( config.groups[ 0 ].name, "rack 2" );
-   EXPECT_EQ( config.groups[ 0 ].monitor, ( std::vector< std::string >{ "eth1", "eth2" } ) );
-   EXPECT_EQ( config.groups[ 0 ].disable, ( std::vector< std::string >{ "swp1" } ) );
-   EXPECT_EQ( config.groups[ 0 ].minLinks, 2u );
-   EXPECT_EQ( config.groups[ 1 ].minLinks, 1u );
+   auto const& group = *config.groups[ 0 ].config;
+   EXPECT_EQ( config.groups[ 0 ].name(), "rack 2" );
+   EXPECT_EQ( group.intfsToMonitorMembers().count(), 2u );
+   EXPECT_TRUE( group.intfsToMonitor( Kelnet::IntfId( "eth1" ) ) );
+   EXPECT_TRUE( group.intfsToMonitor( Kelnet::IntfId( "eth2" ) ) );
+   EXPECT_TRUE( group.intfsToDisable( Kelnet::IntfId( "swp1" ) ) );
+   EXPECT_EQ( group.minLinks(), 2u );
+   EXPECT_EQ( config.groups[ 1 ].config->minLinks(), 1u );
    EXPECT_TRUE( parseConfig( "", "f" ).errors.empty() );
 }
 

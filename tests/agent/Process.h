@@ -28,15 +28,16 @@ eventually( Condition condition ) {
    return condition();
 }
 
-// A running ufdd, of the network namespace of the calling thread. Killed if it still runs at the
-// end.
+// A running program, ufdd unless another is named, of the network namespace of the calling thread.
+// Killed if it still runs at the end.
 class Process {
  public:
    enum class Rights { all, noNetAdmin };
 
-   explicit Process( std::vector< std::string > arguments, Rights rights = Rights::all ) {
+   explicit Process( std::vector< std::string > arguments, Rights rights = Rights::all,
+                     char const* program = UFDD_PROGRAM ) {
       int const fd = fileno( output_ );
-      std::vector< char* > argv{ const_cast< char* >( UFDD_PROGRAM ) };
+      std::vector< char* > argv{ const_cast< char* >( program ) };
       for ( std::string& argument : arguments )
          argv.push_back( argument.data() );
       argv.push_back( nullptr );

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "agent/Findings.h"
+#include "model/GroupConfig.h"
+
+#include <initializer_list>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace Ufdd {
+
+// Where each interface of a list stands in the file.
+using InterfacePlaces = std::map< std::string, Place, std::less<> >;
+
+// One group as it is to be.
+struct GroupSettings {
+   explicit GroupSettings( std::string_view name );
+   GroupSettings( std::string_view name, std::initializer_list< std::string_view > monitor,
+                  std::initializer_list< std::string_view > disable, unsigned int minLinks = 1 );
+
+   std::string name() const { return std::string( config->name().view() ); }
+
+   // What the detection is to know of it. Belongs to no Config.
+   Zet::Ptr< UplinkFailureDetection::GroupConfig > config;
+
+   // Of a group that was read from a file.
+   Place place;
+   InterfacePlaces monitorPlaces;
+   InterfacePlaces disablePlaces;
+};
+
+} // namespace Ufdd
