@@ -10,6 +10,8 @@
 #include "agent/Ownership.h"
 #include "agent/PortHolder.h"
 
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace Ufdd {
@@ -22,20 +24,35 @@ class Agent {
 
    // Learns how the interfaces are, then evaluates the groups, then acts for the first time.
    // Throws: what the source throws; no port has been touched then.
-   void start( std::vector< GroupSettings > const& groups, LinkSource& source );
+   // For `startupHold` seconds, ports stay as they are found.
+   void start( std::vector< GroupSettings > const& groups, LinkSource& source,
+               double startupHold = 0 );
+   // Other groups, or the same ones changed. What is the same sees nothing of it.
+   Detector::Difference reload( std::vector< GroupSettings > const& groups );
    // The end of a loop turn.
-   void settle() { holder_.settle(); }
+   void settle();
+   // When there is more to settle, by Zet::now(), if nothing happens before.
+   std::optional< double > nextTime() const;
    // Some acts failed and should be tried again, by retry() and the next settle().
    bool hasFailures() const { return holder_.hasFailures(); }
    void retry() { holder_.retry(); }
    // Opens every port that was shut. False when one couldn't be.
    bool release() { return holder_.release(); }
 
+   // A line for each group, with all that its status tells.
+   std::vector< std::string > statusLines() const;
+   // "2 groups, 1 down; ports held: 3"
+   std::string summary() const;
+
  private:
+   void watch( std::vector< GroupSettings > const& groups );
+
    Detector detector_;
+   Log& log_;
    LinkDirectory links_;
    PortHolder holder_;
    GroupLog groupLog_;
+   std::optional< double > startupEnd_; // While ports stay as they are found.
 };
 
 } // namespace Ufdd

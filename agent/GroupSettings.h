@@ -13,6 +13,17 @@ namespace Ufdd {
 // Where each interface of a list stands in the file.
 using InterfacePlaces = std::map< std::string, Place, std::less<> >;
 
+// What is to be done about a group's state.
+struct GroupPolicy {
+   // In seconds: how long it must have been up before its ports are opened, and how long down
+   // before they are shut.
+   double recoveryDelay = 0;
+   double downDelay = 0;
+   bool dryRun = false; // Nothing but to tell.
+
+   bool operator==( GroupPolicy const& ) const = default;
+};
+
 // One group as it is to be.
 struct GroupSettings {
    explicit GroupSettings( std::string_view name );
@@ -23,6 +34,8 @@ struct GroupSettings {
 
    // What the detection is to know of it. Belongs to no Config.
    Zet::Ptr< UplinkFailureDetection::GroupConfig > config;
+
+   GroupPolicy policy;
 
    // Of a group that was read from a file.
    Place place;

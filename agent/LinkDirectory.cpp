@@ -24,7 +24,15 @@ LinkDirectory::LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory 
 
 void
 LinkDirectory::watch( Kelnet::IntfId port ) {
-   ports_[ port.name().view() ].id = port;
+   auto const [ at, isNew ] = ports_.try_emplace( port.name().view(), Port{ port, 0, nullptr } );
+   if ( !isNew )
+      return;
+   for ( auto& [ index, known ] : links_ )
+      if ( known.link.name.view() == at->first ) {
+         known.port = &at->second;
+         at->second.index = index;
+         handleState( at->second, known.link );
+      }
 }
 
 Link const*

@@ -29,7 +29,7 @@ class LinkDirectory final : public LinkListener {
 
    explicit LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory );
 
-   // Requires: before the first links are told of.
+   // The directory tells of a link of that name, if there is one, from now on.
    void watch( Kelnet::IntfId port );
    // Borrows: observer.
    void observerIs( Observer& observer ) { observer_ = &observer; }

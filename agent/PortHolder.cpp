@@ -158,8 +158,16 @@ PortHolder::retry() {
    retryRemembering_ = rememberError_ != 0;
 }
 
+bool
+PortHolder::owns( Kelnet::IntfId port ) const {
+   return std::any_of( shut_.begin(), shut_.end(),
+                       [ port ]( auto const& one ) { return portOf( one.second ) == port; } );
+}
+
 void
 PortHolder::settle() {
+   for ( Kelnet::IntfId const port : detector_.verdicts.takeChanged() )
+      handleChange( port );
    if ( changed_.empty() ) {
       if ( std::exchange( retryRemembering_, false ) )
          remember();
@@ -179,7 +187,7 @@ void
 PortHolder::restoreEntriesOfDownGroups() {
    // Grows while groups write entries back.
    for ( std::size_t i = 0; i < changed_.size(); ++i )
-      if ( !detector_.isHeld( changed_[ i ] ) )
+      if ( !detector_.cause->intfStatus( changed_[ i ] ) )
          detector_.checkGroupsHolding( changed_[ i ] );
 }
 
@@ -251,9 +259,10 @@ PortHolder::handleShut( LinkRequest const& answer ) {
    }
    shut_.insert_or_assign( answer.index, holdingOf( answer.before ) );
    state.leftAlone = 0;
-   log_.line( "port " + nameOf( answer.port ) +
-              ( isNew || failedBefore ? " shut: " : " shut again, someone had opened it: " ) +
-              detector_.groupsOf( answer.port, GroupLinkStatus::down ) );
+   log_.event( { .id = LogEvent::portShut, .port = answer.port.name().view() },
+               "port " + nameOf( answer.port ) +
+                   ( isNew || failedBefore ? " shut: " : " shut again, someone had opened it: " ) +
+                   detector_.groupsOf( answer.port, GroupLinkStatus::down ) );
 }
 
 void
@@ -264,7 +273,8 @@ PortHolder::handleOpened( LinkRequest const& answer ) {
        releasing_ ? "ufdd stops" : detector_.groupsOf( answer.port, GroupLinkStatus::up );
    if ( reason.empty() )
       reason = "no group disables it";
-   log_.line( "port " + nameOf( answer.port ) + " released: " + reason );
+   log_.event( { .id = LogEvent::portReleased, .port = answer.port.name().view() },
+               "port " + nameOf( answer.port ) + " released: " + reason );
 }
 
 void
@@ -275,8 +285,10 @@ PortHolder::handleFailure( LinkRequest const& answer ) {
    failed_.insert( answer.port );
    if ( std::exchange( ports_[ answer.port ].error, answer.error ) == answer.error )
       return;
-   log_.line( "port " + nameOf( answer.port ) + " can't be " + ( answer.up ? "released" : "shut" ) +
-              ": " + reasonOf( answer.error ) + "; " + remedyOf( answer ) );
+   log_.event( { .id = LogEvent::portFailure, .port = answer.port.name().view() },
+               "port " + nameOf( answer.port ) + " can't be " +
+                   ( answer.up ? "released" : "shut" ) + ": " + reasonOf( answer.error ) + "; " +
+                   remedyOf( answer ) );
 }
 
 std::string

@@ -16,9 +16,9 @@
 
 namespace Ufdd {
 
-// Keeps the ports shut that have an entry in the cause status, and only those that it shut
-// itself does it open again. It acts at the end of a loop turn, on the difference: an entry that
-// was deleted and written back within the turn changes nothing.
+// Keeps the ports shut that the verdicts on the groups ask for, and only those that it shut
+// itself does it open again. It acts at the end of a loop turn, on the difference: what was done
+// and undone within the turn changes nothing.
 class PortHolder final : public LinkDirectory::Observer {
  public:
    PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control,
@@ -34,6 +34,10 @@ class PortHolder final : public LinkDirectory::Observer {
    // Something failed; retry() makes the next settle() try it again.
    bool hasFailures() const { return !failed_.empty() || rememberError_ != 0; }
    void retry();
+   // Whether a link of that name was shut by us.
+   bool owns( Kelnet::IntfId port ) const;
+   // How many links are shut by us.
+   std::size_t count() const { return shut_.size(); }
    // Opens every port that we shut, whatever the cause status says. False when one couldn't be.
    bool release();
 

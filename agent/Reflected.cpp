@@ -62,7 +62,26 @@ setScalars( GenericIf& from, GenericIf& to ) {
    } );
 }
 
+// As a text, of which two are the same when the configurations are.
+std::string
+configurationText( GenericIf& object ) {
+   std::string text = scalarsText( object );
+   forEach( object, AttributeKind::valueCollection, [ & ]( Zet::AttributeId id ) {
+      text += '\n' + std::to_string( id );
+      forEachMember( object, id, [ & ]( Object const& key, Object const& value ) {
+         text += ' ' + std::string( key->strRep().view() ) + ' ' +
+                 std::string( value->strRep().view() );
+      } );
+   } );
+   return text;
+}
+
 } // namespace
+
+bool
+isConfiguredAlike( GenericIf& left, GenericIf& right ) {
+   return configurationText( left ) == configurationText( right );
+}
 
 void
 copyConfiguration( GenericIf& from, GenericIf& to, CopyOrder order ) {

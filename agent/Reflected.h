@@ -29,6 +29,9 @@ enum class CopyOrder {
 // the same already is not touched.
 void copyConfiguration( Zet::GenericIf& from, Zet::GenericIf& to, CopyOrder order );
 
+// Whether all that is configuration is the same in both, which are of the same type.
+bool isConfiguredAlike( Zet::GenericIf& left, Zet::GenericIf& right );
+
 // "groupLinkStatus 'down', numTimesDisabled 3": the scalars that make up the object's state.
 std::string scalarsText( Zet::GenericIf& object );
 
