@@ -6,7 +6,6 @@
 
 namespace Ufdd {
 
-using UplinkFailureDetection::GroupLinkStatus;
 using UplinkFailureDetection::GroupStatus;
 
 Agent::Agent( LinkControl& control, Ownership& ownership, Log& log )
@@ -82,12 +81,10 @@ Agent::statusLines() const {
 
 std::string
 Agent::summary() const {
-   unsigned int down = 0;
-   for ( auto group = detector_.status->groupIteratorConst(); group; ++group )
-      down += group->groupLinkStatus() == GroupLinkStatus::down;
    std::size_t const groups = detector_.config->groupMembers().count();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
-          std::to_string( down ) + " down; ports held: " + std::to_string( holder_.count() );
+          std::to_string( detector_.verdicts.downGroups() ) +
+          " down; ports held: " + std::to_string( holder_.count() );
 }
 
 } // namespace Ufdd

@@ -1,6 +1,7 @@
 #include "agent/ConfigFile.h"
 
 #include "adapters/notify/Description.h"
+#include "agent/ConfigChecks.h"
 #include "agent/NearestWord.h"
 #include "agent/Reflected.h"
 #include "agent/TableReader.h"
@@ -14,6 +15,9 @@
 #include <cstring>
 #include <map>
 #include <memory>
+#include <optional>
+#include <sstream>
+#include <system_error>
 
 namespace Ufdd {
 
@@ -34,8 +38,12 @@ class Reader {
    void readFile( toml::table const& file );
 
    std::vector< GroupSettings > groups;
+   double startupHold = 0;
 
  private:
+   // Of an option that may be left out.
+   void readSeconds( toml::table const& table, std::string_view key, double& seconds );
+   void readFlag( toml::table const& table, std::string_view key, bool& flag );
    void readGroup( toml::table const& table );
    // Empty, with an error, when the group has no name that can be used.
    std::string readName( toml::table const& table );
@@ -45,6 +53,7 @@ class Reader {
                    std::string_view where, Alright alright );
 
    Findings& findings_;
+   bool isDryRun_ = false; // The whole file.
    TableReader attributes_{ *GroupConfig::_fwkType(), shortNames, findings_ };
    std::map< std::string, Place, std::less<> > groupPlaces_;
 };
@@ -72,7 +81,10 @@ Reader::checkKeys( toml::table const& table, std::vector< std::string > const& s
 
 void
 Reader::readFile( toml::table const& file ) {
-   checkKeys( file, { "group" }, "the file", []( std::string_view ) { return false; } );
+   checkKeys( file, { "group", "startup_hold", "dry_run" }, "the file",
+              []( std::string_view ) { return false; } );
+   readSeconds( file, "startup_hold", startupHold );
+   readFlag( file, "dry_run", isDryRun_ );
    toml::node const* const list = file.get( "group" );
    if ( !list )
       return;
@@ -87,10 +99,15 @@ void
 Reader::readGroup( toml::table const& table ) {
    std::vector< std::string > keys = attributes_.keys();
    keys.insert( keys.begin(), "name" );
+   keys.insert( keys.end(), { "recovery_delay", "down_delay", "dry_run" } );
    checkKeys( table, keys, "a group",
               [ this ]( std::string_view key ) { return attributes_.reads( key ); } );
    GroupSettings group( readName( table ) );
    group.place = placeOf( table );
+   readSeconds( table, "recovery_delay", group.policy.recoveryDelay );
+   readSeconds( table, "down_delay", group.policy.downDelay );
+   readFlag( table, "dry_run", group.policy.dryRun );
+   group.policy.dryRun |= isDryRun_;
    TableReader::Places places = attributes_.read( table, *reflected( group.config ), "this group" );
    group.monitorPlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToMonitor >().id ];
    group.disablePlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToDisable >().id ];
@@ -100,6 +117,40 @@ Reader::readGroup( toml::table const& table ) {
                                      " is monitored by this group and can't be disabled "
                                      "by it as well; remove it from one of the lists" );
    groups.push_back( std::move( group ) );
+}
+
+void
+Reader::readSeconds( toml::table const& table, std::string_view key, double& seconds ) {
+   constexpr double max = 86400;
+   toml::node const* const node = table.get( key );
+   if ( !node )
+      return;
+   std::optional< double > const number = node->value< double >();
+   if ( node->is_number() && number >= 0.0 && number <= max ) {
+      seconds = *number;
+      return;
+   }
+   std::ostringstream found;
+   if ( node->is_number() )
+      found << *number;
+   else
+      found << typeOf( *node );
+   findings_.error( placeOf( *node ), "expected " + std::string( key ) +
+                                          " to be a number of seconds from 0 to 86400, not " +
+                                          found.str() );
+}
+
+void
+Reader::readFlag( toml::table const& table, std::string_view key, bool& flag ) {
+   toml::node const* const node = table.get( key );
+   if ( !node )
+      return;
+   if ( auto const* const truth = node->as_boolean() )
+      flag = truth->get();
+   else
+      findings_.error( placeOf( *node ), "expected " + std::string( key ) +
+                                             " to be true or false, not " +
+                                             std::string( typeOf( *node ) ) );
 }
 
 std::string
@@ -131,7 +182,7 @@ Reader::readName( toml::table const& table ) {
 } // namespace
 
 ConfigFile
-parseConfig( std::string_view text, std::string_view file ) {
+parseConfig( std::string_view text, std::string_view file, SystemView const* system ) {
    Findings findings( file );
    Reader reader( findings );
    try {
@@ -140,11 +191,15 @@ parseConfig( std::string_view text, std::string_view file ) {
       findings.error( { error.source().begin.line, error.source().begin.column },
                       std::string( error.description() ) );
    }
-   return { std::move( reader.groups ), findings.errors() };
+   checkGroups( reader.groups, findings );
+   if ( system )
+      checkAgainst( *system, reader.groups, findings );
+   return { std::move( reader.groups ), reader.startupHold, findings.errors(),
+            findings.warnings() };
 }
 
 ConfigFile
-readConfig( std::string const& file ) {
+readConfig( std::string const& file, SystemView const* system ) {
    std::string text;
    std::unique_ptr< std::FILE, int ( * )( std::FILE* ) > const stream(
        std::fopen( file.c_str(), "re" ), std::fclose );
@@ -158,7 +213,20 @@ readConfig( std::string const& file ) {
       result.errors = { file + ": can't be read: " + std::strerror( errno ) };
       return result;
    }
-   return parseConfig( text, file );
+   return parseConfig( text, file, system );
+}
+
+ConfigFile
+readConfigOfThisMachine( std::string const& file ) {
+   try {
+      SystemView const system = readSystem();
+      return readConfig( file, &system );
+   } catch ( std::system_error const& error ) {
+      ConfigFile config = readConfig( file );
+      config.warnings.push_back( file +
+                                 ": warning: not checked against this machine: " + error.what() );
+      return config;
+   }
 }
 
 } // namespace Ufdd

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/GroupSettings.h"
+#include "agent/SystemView.h"
 
 #include <string>
 #include <string_view>
@@ -11,15 +12,22 @@ namespace Ufdd {
 // What a configuration file says. Everything that is wrong with it is found in one go.
 struct ConfigFile {
    std::vector< GroupSettings > groups; // In the order of the file.
-   // In the order of the file, each "FILE:LINE:COLUMN: what was expected". The groups count only
+   double startupHold = 0;              // In seconds.
+   // In the order of the file, each "FILE:LINE:COLUMN: what was expected". The rest counts only
    // when there are none.
    std::vector< std::string > errors;
+   // Likewise, each "FILE:LINE:COLUMN: warning: what will come of it".
+   std::vector< std::string > warnings;
 };
 
-// `file` is how the errors call the text.
-ConfigFile parseConfig( std::string_view text, std::string_view file );
+// `file` is how the errors call the text. With a system, it is checked against that as well.
+ConfigFile parseConfig( std::string_view text, std::string_view file,
+                        SystemView const* system = nullptr );
 
 // A file that can't be read is an error of the configuration as well.
-ConfigFile readConfig( std::string const& file );
+ConfigFile readConfig( std::string const& file, SystemView const* system = nullptr );
+
+// The same, checked against this machine. That it can't be is a warning.
+ConfigFile readConfigOfThisMachine( std::string const& file );
 
 } // namespace Ufdd

@@ -32,15 +32,21 @@ class Log {
    virtual void event( LogEvent const&, std::string_view text ) { line( text ); }
 };
 
-// A log on a file descriptor. Lines wait until flush(), so that nothing urgent waits for them;
-// and flush() never waits for a reader that is stuck: what doesn't fit is dropped and counted.
-class StreamLog final : public Log {
+// A log whose lines wait until flush(), so that nothing urgent waits for them; and flush() never
+// waits for a reader that is stuck: what doesn't fit is dropped and counted.
+class BufferedLog : public Log {
+ public:
+   virtual void flush() = 0;
+};
+
+// A log on a file descriptor.
+class StreamLog final : public BufferedLog {
  public:
    // With `timed`, each line begins with the time of day.
    StreamLog( int fd, bool timed ) : fd_( fd ), timed_( timed ) {}
 
    void line( std::string_view text ) override;
-   void flush();
+   void flush() override;
 
  private:
    static constexpr std::size_t maxWaiting = 1 << 16;

@@ -47,7 +47,9 @@ Verdicts::assumeDown( Zet::Name const& group ) {
 }
 
 void
-Verdicts::handleTransition( Zet::Name const& group, LinkStatus, LinkStatus now ) {
+Verdicts::handleTransition( Zet::Name const& group, LinkStatus before, LinkStatus now ) {
+   downGroups_ += now == LinkStatus::down;
+   downGroups_ -= before == LinkStatus::down;
    auto const at = groups_.try_emplace( group ).first;
    at->second.seen = now;
    at->second.since = Zet::now();
@@ -59,6 +61,7 @@ Verdicts::handleGroupGone( Zet::Name const& group ) {
    auto const at = groups_.find( group );
    if ( at == groups_.end() )
       return;
+   downGroups_ -= at->second.sawDown();
    std::erase( open_, at );
    groups_.erase( at );
 }

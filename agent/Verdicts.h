@@ -45,7 +45,8 @@ class Verdicts final : private GroupTransitions::Listener {
 
    // How many verdicts there have been, of whatever group.
    unsigned int count() const { return count_; }
-   std::size_t heldPorts() const { return holds_.size(); }
+   // How many groups are down at present.
+   unsigned int downGroups() const { return downGroups_; }
 
  private:
    struct IntfIdHash {
@@ -86,6 +87,7 @@ class Verdicts final : private GroupTransitions::Listener {
    Holds holds_;
    std::vector< Kelnet::IntfId > changed_;
    unsigned int count_ = 0;
+   unsigned int downGroups_ = 0;
    GroupTransitions transitions_;
 };
 
