@@ -46,6 +46,12 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    void ethIntfStatusDirDel();
    void causeStatusIs( Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
    void causeStatusDel();
+   // New, active reactors, for the machine to keep; null for nothing to watch.
+   Zet::Ptr< ZetGroupConfig > newGroupConfig( Zet::Ptr< GroupConfig const > const& groupConfig );
+   Zet::Ptr< ZetEthIntfStatusDir >
+   newEthIntfStatusDir( Zet::Ptr< Interface::EthIntfStatusDir const > const& dir );
+   Zet::Ptr< ZetCauseStatus >
+   newCauseStatus( Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
 
    // The group's name; empty without configuration.
    Zet::Name name() const { return configuredName(); }

@@ -31,6 +31,9 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm
    // Watches another status, which is taken in at once. Requires: it is of the same interface.
    void ethIntfStatusIs( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus );
    void ethIntfStatusDel();
+   // A new, active reactor, for the machine to keep; null for no status.
+   Zet::Ptr< ZetEthIntfStatus >
+   newEthIntfStatus( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus );
    // The watched interface; the empty id when there is none.
    Kelnet::IntfId intfId() const noexcept;
    UplinkFailureDetectionGroupSm* groupSm() const noexcept { return groupSm_; }

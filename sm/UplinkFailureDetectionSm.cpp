@@ -47,7 +47,7 @@ retire( UplinkFailureDetectionGroupSm& groupSm ) {
 UplinkFailureDetectionIntfSm::UplinkFailureDetectionIntfSm(
     Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
     UplinkFailureDetectionGroupSm* groupSm )
-    : ethIntfStatus_( newReactor< ZetEthIntfStatus >( ethIntfStatus ) ), groupSm_( groupSm ),
+    : ethIntfStatus_( newEthIntfStatus( ethIntfStatus ) ), groupSm_( groupSm ),
       zetKey_( intfId() ) {
    hasNotificationActiveIs( true );
 }
@@ -79,6 +79,12 @@ UplinkFailureDetectionIntfSm::ethIntfStatusDel() {
    ethIntfStatusIs( nullptr );
 }
 
+Zet::Ptr< UplinkFailureDetectionIntfSm::ZetEthIntfStatus >
+UplinkFailureDetectionIntfSm::newEthIntfStatus(
+    Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus ) {
+   return newReactor< ZetEthIntfStatus >( ethIntfStatus );
+}
+
 Kelnet::IntfId
 UplinkFailureDetectionIntfSm::intfId() const noexcept {
    Interface::EthIntfStatus const* const status = ethIntfStatus();
@@ -96,9 +102,9 @@ UplinkFailureDetectionGroupSm::UplinkFailureDetectionGroupSm(
     Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
     Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
     Zet::Ptr< Errdisable::CauseStatus > const& causeStatus )
-    : groupConfig_( newReactor< ZetGroupConfig >( groupConfig ) ), groupStatus_( groupStatus ),
-      ethIntfStatusDir_( newReactor< ZetEthIntfStatusDir >( ethIntfStatusDir ) ),
-      causeStatus_( newReactor< ZetCauseStatus >( causeStatus ) ), zetKey_( configuredName() ) {
+    : groupConfig_( newGroupConfig( groupConfig ) ), groupStatus_( groupStatus ),
+      ethIntfStatusDir_( newEthIntfStatusDir( ethIntfStatusDir ) ),
+      causeStatus_( newCauseStatus( causeStatus ) ), zetKey_( configuredName() ) {
    handleInitialized();
    hasNotificationActiveIs( true );
 }
@@ -153,6 +159,23 @@ UplinkFailureDetectionGroupSm::causeStatusIs(
 void
 UplinkFailureDetectionGroupSm::causeStatusDel() {
    causeStatusIs( nullptr );
+}
+
+Zet::Ptr< UplinkFailureDetectionGroupSm::ZetGroupConfig >
+UplinkFailureDetectionGroupSm::newGroupConfig( Zet::Ptr< GroupConfig const > const& groupConfig ) {
+   return newReactor< ZetGroupConfig >( groupConfig );
+}
+
+Zet::Ptr< UplinkFailureDetectionGroupSm::ZetEthIntfStatusDir >
+UplinkFailureDetectionGroupSm::newEthIntfStatusDir(
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& dir ) {
+   return newReactor< ZetEthIntfStatusDir >( dir );
+}
+
+Zet::Ptr< UplinkFailureDetectionGroupSm::ZetCauseStatus >
+UplinkFailureDetectionGroupSm::newCauseStatus(
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus ) {
+   return newReactor< ZetCauseStatus >( causeStatus );
 }
 
 Zet::Name const&
@@ -318,7 +341,7 @@ UplinkFailureDetectionSm::UplinkFailureDetectionSm(
     Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
     Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
     Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir )
-    : config_( newReactor< ZetConfig >( config ) ), status_( status ), causeStatus_( causeStatus ),
+    : config_( newConfig( config ) ), status_( status ), causeStatus_( causeStatus ),
       ethIntfStatusDir_( ethIntfStatusDir ) {
    handleInitialized();
    hasNotificationActiveIs( true );
@@ -351,6 +374,11 @@ UplinkFailureDetectionSm::configIs( Zet::Ptr< Config const > const& config ) {
 void
 UplinkFailureDetectionSm::configDel() {
    configIs( nullptr );
+}
+
+Zet::Ptr< UplinkFailureDetectionSm::ZetConfig >
+UplinkFailureDetectionSm::newConfig( Zet::Ptr< Config const > const& config ) {
+   return newReactor< ZetConfig >( config );
 }
 
 Zet::Ptr< UplinkFailureDetectionGroupSm >

@@ -41,6 +41,8 @@ class ZET_EXPORT UplinkFailureDetectionSm
    // Watches another configuration; its groups are not evaluated by that.
    void configIs( Zet::Ptr< Config const > const& config );
    void configDel();
+   // A new, active reactor, for the machine to keep; null for no configuration.
+   Zet::Ptr< ZetConfig > newConfig( Zet::Ptr< Config const > const& config );
 
    // True once the groups that were configured at first have been evaluated.
    bool initialized() const noexcept { return initialized_; }

@@ -35,6 +35,10 @@ template < auto Removed > class KeyedCollection {
    // Walks the members in order, keeps the owner, and may delete the member that it stands on.
    class Iterator : public IteratorConst {
     public:
+      Iterator& operator++() noexcept {
+         IteratorConst::operator++();
+         return *this;
+      }
       // Removes the member unless that has happened already. The iterator stays where it was.
       bool del() { return collection_->del( *owner_, Zet::Ptr< Member >( this->member() ) ); }
 

@@ -18,7 +18,7 @@ struct NotificationFailure {
 };
 
 // Where isolated failures go: a line on standard error unless the host sets another sink. An
-// empty sink restores that line.
+// empty sink restores that line. Requires: the sink does not throw.
 ZET_EXPORT void
 notificationFailureSinkIs( std::function< void( NotificationFailure const& ) > sink );
 

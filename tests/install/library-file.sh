@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# What the library file of the build in $1 says of itself: its name, what it needs, what it offers.
+# What the library file of the build in $1 says of itself: its name, what it needs, what it offers,
+# and the names of its types in the section ".zet.type".
 set -eu
 library=$1/lib/libUplinkFailureDetection.so
 fail() { echo "$library: $*" >&2; exit 1; }
@@ -25,4 +26,26 @@ done
 if hidden=$(grep -E ' [TW] UplinkFailureDetection::\(anonymous' <<<"$symbols"); then
   fail "offers what is its own: $hidden"
 fi
+
+section=$(readelf -SW "$library" | grep -F ' .zet.type ') || fail "has no section .zet.type"
+grep -qE ' WA +[0-9]+ +[0-9]+ +32$' <<<"$section" ||
+  fail ".zet.type is not writable data on a 32-byte boundary: $section"
+names=$(mktemp)
+trap 'rm -f "$names"' EXIT
+objcopy -O binary --only-section=.zet.type "$library" "$names"
+# OFFSET NAME, as strings finds them.
+found=$(strings -t d -n 8 "$names" | sed 's/^ *//')
+expected=$(
+  end=0
+  for name in GroupConfig GroupLinkStatus GroupStatus Config Status UplinkFailureDetectionIntfSm \
+    UplinkFailureDetectionGroupSm UplinkFailureDetectionSm Root; do
+    full=UplinkFailureDetection::$name
+    size=$((${#full} + 1))
+    # From 32 bytes on a name starts on a boundary; a shorter one follows the one before.
+    [ $size -lt 32 ] || end=$(((end + 31) / 32 * 32))
+    echo "$end $full"
+    end=$((end + size))
+  done
+)
+[ "$found" = "$expected" ] || fail ".zet.type holds: $found"
 echo "needs $(tr '\n' ' ' <<<"$needed")"
