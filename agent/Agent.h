@@ -23,6 +23,7 @@ class Agent {
    // Learns how the interfaces are, then evaluates the groups, then acts for the first time.
    // Throws: what the source throws; no port has been touched then.
    void start( std::vector< GroupSettings > const& groups, LinkSource& source );
+   LinkDirectory const& links() const { return links_; }
    // The end of a loop turn.
    void settle() { holder_.settle(); }
    // Some acts failed and should be tried again, by retry() and the next settle().

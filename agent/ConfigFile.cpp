@@ -69,16 +69,19 @@ class Reader {
    void readFile( toml::table const& file );
 
    std::vector< GroupSettings > groups;
+   DetectionSettings detection;
    std::vector< Error > errors;
 
  private:
    // Where each interface of a list stands.
    using Places = std::map< std::string, Position, std::less<> >;
 
-   static constexpr std::array< std::string_view, 1 > fileKeys{ "group" };
+   static constexpr std::array< std::string_view, 3 > fileKeys{ "group", "detection",
+                                                                "detection_interval" };
    static constexpr std::array< std::string_view, 4 > groupKeys{ "name", "monitor", "disable",
                                                                  "min_links" };
 
+   void readDetection( toml::table const& file );
    void readGroup( toml::table const& table );
    void readName( toml::table const& table, std::string& name );
    void readMinLinks( toml::node const& node, std::uint32_t& minLinks );
@@ -117,6 +120,7 @@ Reader::checkKeys( toml::table const& table, std::span< std::string_view const >
 void
 Reader::readFile( toml::table const& file ) {
    checkKeys( file, fileKeys, "the file" );
+   readDetection( file );
    toml::node const* const list = file.get( "group" );
    if ( !list )
       return;
@@ -127,6 +131,34 @@ Reader::readFile( toml::table const& file ) {
    }
    for ( toml::node const& group : *list->as_array() )
       readGroup( *group.as_table() );
+}
+
+void
+Reader::readDetection( toml::table const& file ) {
+   using Mode = DetectionSettings::Mode;
+   static constexpr std::array< std::pair< std::string_view, Mode >, 3 > modes{
+      { { "events", Mode::events }, { "verify", Mode::verify }, { "poll", Mode::poll } }
+   };
+   if ( toml::node const* const node = file.get( "detection" ) ) {
+      auto const word = node->value< std::string_view >();
+      auto const mode = std::find_if( modes.begin(), modes.end(),
+                                      [ & ]( auto const& m ) { return m.first == word; } );
+      if ( mode != modes.end() )
+         detection.mode = mode->second;
+      else
+         error( begin( *node ),
+                "expected detection to be \"events\", \"verify\" or \"poll\", not " +
+                    ( word ? quoted( *word ) : std::string( typeName( *node ) ) ) );
+   }
+   if ( toml::node const* const node = file.get( "detection_interval" ) ) {
+      constexpr std::int64_t max = DetectionSettings::maxIntervalMs;
+      std::int64_t const number = node->is_integer() ? node->as_integer()->get() : 0;
+      if ( number < 1 || number > max )
+         return error( begin( *node ), "expected detection_interval to be a whole number of "
+                                       "milliseconds from 1 to " +
+                                           std::to_string( max ) );
+      detection.intervalMs = static_cast< std::uint32_t >( number );
+   }
 }
 
 void
@@ -241,6 +273,7 @@ parseConfig( std::string_view text, std::string_view file ) {
    for ( Reader::Error const& error : reader.errors )
       result.errors.push_back( located( file, error.position, error.text ) );
    result.groups = std::move( reader.groups );
+   result.detection = reader.detection;
    return result;
 }
 

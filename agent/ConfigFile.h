@@ -1,5 +1,7 @@
 #pragma once
 
+#include "agent/DetectionSettings.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -18,7 +20,8 @@ struct GroupSettings {
 // What a configuration file says. Everything that is wrong with it is found in one go.
 struct ConfigFile {
    std::vector< GroupSettings > groups; // In the order of the file.
-   // In the order of the file, each "FILE:LINE:COLUMN: what was expected". The groups count only
+   DetectionSettings detection;
+   // In the order of the file, each "FILE:LINE:COLUMN: what was expected". The rest counts only
    // when there are none.
    std::vector< std::string > errors;
 };

@@ -6,8 +6,10 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <system_error>
+#include <vector>
 
 namespace Ufdd {
 
@@ -18,11 +20,21 @@ constexpr std::uint64_t retryMicroseconds = 1'000'000;
 // A terminal that goes ends the daemon as well, and so must not leave ports shut.
 constexpr std::array endSignals{ SIGTERM, SIGINT, SIGHUP };
 
+// Each once.
+std::vector< Kelnet::IntfId >
+uplinksOf( std::vector< GroupSettings > const& groups ) {
+   std::set< Kelnet::IntfId > uplinks;
+   for ( GroupSettings const& group : groups )
+      for ( std::string const& name : group.monitor )
+         uplinks.insert( Kelnet::IntfId( name ) );
+   return { uplinks.begin(), uplinks.end() };
+}
+
 } // namespace
 
 Daemon::Daemon( DaemonOptions const& options, StreamLog& log )
     : log_( log ), ownership_( options.stateDirectory ), source_( loop_ ),
-      agent_( control_, ownership_, log ),
+      agent_( control_, ownership_, log ), carrierWatch_( loop_, agent_.links(), source_ ),
       retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ) {
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),
@@ -43,11 +55,13 @@ Daemon::~Daemon() {
 }
 
 bool
-Daemon::run( std::vector< GroupSettings > const& groups ) {
+Daemon::run( ConfigFile const& config ) {
    try {
-      agent_.start( groups, source_ );
-      log_.line( "watching " + std::to_string( groups.size() ) +
-                 ( groups.size() == 1 ? " group" : " groups" ) );
+      agent_.start( config.groups, source_ );
+      carrierWatch_.uplinksAre( uplinksOf( config.groups ) );
+      carrierWatch_.settingsAre( config.detection );
+      log_.line( "watching " + std::to_string( config.groups.size() ) +
+                 ( config.groups.size() == 1 ? " group" : " groups" ) );
       handleTurnEnd();
       loop_.run();
    } catch ( ... ) {
@@ -60,6 +74,10 @@ Daemon::run( std::vector< GroupSettings > const& groups ) {
 void
 Daemon::handleTurnEnd() {
    agent_.settle();
+   if ( source_.takeNews() ) {
+      carrierWatch_.handleNews();
+      agent_.settle();
+   }
    if ( agent_.hasFailures() && !retryTimerOn_ ) {
       retryTimer_.fireIn( retryMicroseconds );
       retryTimerOn_ = true;

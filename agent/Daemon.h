@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/Agent.h"
+#include "agent/CarrierWatch.h"
 #include "agent/ConfigFile.h"
 #include "agent/EventLoop.h"
 #include "agent/Log.h"
@@ -9,7 +10,6 @@
 #include "agent/OwnershipFile.h"
 
 #include <string>
-#include <vector>
 
 namespace Ufdd {
 
@@ -27,7 +27,7 @@ class Daemon {
 
    // Returns when a signal asked for the end, and however it ends, every port that was shut has
    // been opened. False when one couldn't be.
-   bool run( std::vector< GroupSettings > const& groups );
+   bool run( ConfigFile const& config );
 
  private:
    void handleTurnEnd();
@@ -40,6 +40,7 @@ class Daemon {
    NetlinkLinkControl control_;
    NetlinkLinkSource source_;
    Agent agent_;
+   CarrierWatch carrierWatch_;
    EventLoop::Source& retryTimer_;
    bool retryTimerOn_ = false;
 };

@@ -29,6 +29,9 @@ readAttribute( nlattr const* attribute, void* data ) {
       if ( mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
          link.name = InterfaceName( mnl_attr_get_str( attribute ) );
       break;
+   case IFLA_OPERSTATE:
+      link.operState = mnl_attr_get_u8( attribute );
+      break;
    case IFLA_ADDRESS:
       link.address = addressOf( *attribute );
       break;
@@ -51,6 +54,16 @@ beginLinkMessage( std::byte* room, std::uint16_t type, std::uint16_t flags,
        static_cast< ifinfomsg* >( mnl_nlmsg_put_extra_header( header, sizeof( ifinfomsg ) ) );
    info->ifi_family = AF_UNSPEC;
    return { header, info };
+}
+
+std::size_t
+putLinkQuestion( std::byte* room, std::uint32_t index, std::uint16_t flags,
+                 std::uint32_t sequence ) {
+   LinkMessage const question = beginLinkMessage(
+       room, RTM_GETLINK, static_cast< std::uint16_t >( NLM_F_REQUEST | flags ), sequence );
+   question.info->ifi_index = static_cast< int >( index );
+   mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
+   return question.header->nlmsg_len;
 }
 
 std::optional< Link >

@@ -14,8 +14,8 @@ struct Link {
    std::uint64_t address = 0; // Of the hardware, the last 8 bytes of it; 0 when it has none.
    bool adminUp = false;      // Set up by its administrator (IFF_UP).
    bool carrier = false;      // The layer below works (IFF_LOWER_UP).
-
-   bool up() const { return adminUp && carrier; }
+   // What the kernel makes of that, one of IF_OPER_...; may be older than the carrier.
+   std::uint8_t operState = 0;
 };
 
 // Hears what happens to the interfaces.

@@ -21,14 +21,6 @@ constexpr int unanswered = ETIMEDOUT;
 constexpr std::size_t requestRoom = 256;
 
 std::size_t
-putQuestion( std::byte* room, std::uint32_t index, std::uint32_t sequence ) {
-   LinkMessage const question = beginLinkMessage( room, RTM_GETLINK, NLM_F_REQUEST, sequence );
-   question.info->ifi_index = static_cast< int >( index );
-   mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
-   return question.header->nlmsg_len;
-}
-
-std::size_t
 putOrder( std::byte* room, LinkRequest const& request, std::uint32_t sequence ) {
    LinkMessage const order =
        beginLinkMessage( room, RTM_NEWLINK, NLM_F_REQUEST | NLM_F_ACK, sequence );
@@ -103,9 +95,9 @@ NetlinkLinkControl::sendBatch( std::span< LinkRequest const > requests ) {
    std::size_t size = 0;
    std::uint32_t sequence = firstSequence_;
    for ( LinkRequest const& request : requests ) {
-      size += putQuestion( batch_.data() + size, request.index, sequence++ );
+      size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence++ );
       size += putOrder( batch_.data() + size, request, sequence++ );
-      size += putQuestion( batch_.data() + size, request.index, sequence++ );
+      size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence++ );
    }
    socket_.send( std::span( batch_ ).first( size ) );
 }

@@ -2,8 +2,6 @@
 
 #include "agent/LinkMessage.h"
 
-#include <libmnl/libmnl.h>
-#include <linux/if_link.h>
 #include <linux/rtnetlink.h>
 
 #include <array>
@@ -27,7 +25,7 @@ NetlinkLinkSource::NetlinkLinkSource( EventLoop& loop ) : loop_( loop ) {}
 
 void
 NetlinkLinkSource::start( LinkListener& listener ) {
-   feed_.emplace( listener );
+   feed_.emplace( listener, socket_.port() );
    socket_.receiveBufferIs( receiveBufferSize );
    // Before the list is asked for, so that no change falls between the two.
    socket_.subscribe( RTNLGRP_LINK );
@@ -63,12 +61,20 @@ NetlinkLinkSource::receive( int timeoutMs ) {
 }
 
 void
+NetlinkLinkSource::ask( std::span< std::uint32_t const > indexes ) {
+   questions_.resize( indexes.size() * questionRoom );
+   std::size_t size = 0;
+   for ( std::uint32_t const index : indexes )
+      size += putLinkQuestion( questions_.data() + size, index, 0, ++sequence_ );
+   socket_.send( std::span( questions_ ).first( size ) );
+   handleReadable();
+}
+
+void
 NetlinkLinkSource::askForDump() {
-   alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
-   nlmsghdr* const request =
-       beginLinkMessage( room.data(), RTM_GETLINK, NLM_F_REQUEST | NLM_F_DUMP, ++sequence_ ).header;
-   mnl_attr_put_u32( request, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
-   socket_.send( std::span( room ).first( request->nlmsg_len ) );
+   alignas( nlmsghdr ) std::array< std::byte, questionRoom > room{};
+   std::size_t const size = putLinkQuestion( room.data(), 0, NLM_F_DUMP, ++sequence_ );
+   socket_.send( std::span( room ).first( size ) );
    feed_->handleDumpAsked( sequence_ );
 }
 

@@ -5,8 +5,11 @@
 #include "agent/LinkSource.h"
 #include "agent/NetlinkSocket.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
+#include <vector>
 
 namespace Ufdd {
 
@@ -17,6 +20,11 @@ class NetlinkLinkSource final : public LinkSource {
    explicit NetlinkLinkSource( EventLoop& loop );
 
    void start( LinkListener& listener ) override;
+   // Has the listener told of these links, as they are now, before it returns. Whatever else there
+   // is to be told comes in order with that. One that is gone is not told of.
+   void ask( std::span< std::uint32_t const > indexes );
+   // Whether anything happened since the last call, other than that ask() was answered.
+   bool takeNews() { return feed_ && feed_->takeNews(); }
 
  private:
    void handleReadable();
@@ -28,6 +36,7 @@ class NetlinkLinkSource final : public LinkSource {
    NetlinkSocket socket_;
    std::optional< LinkFeed > feed_;
    std::uint32_t sequence_ = 0;
+   std::vector< std::byte > questions_;
 };
 
 } // namespace Ufdd

@@ -55,7 +55,7 @@ run( std::string const& file, Ufdd::DaemonOptions const& options ) {
    Ufdd::StreamLog log( STDERR_FILENO, !logGoesToJournal() );
    bool released = false;
    try {
-      released = Ufdd::Daemon( options, log ).run( config.groups );
+      released = Ufdd::Daemon( options, log ).run( config );
    } catch ( std::exception const& error ) {
       log.line( std::string( "ufdd: " ) + error.what() );
    }

@@ -4,6 +4,7 @@
 #include "tests/agent/SimulatedKernel.h"
 
 #include <gtest/gtest.h>
+#include <linux/if.h>
 
 #include <optional>
 #include <string>
@@ -210,6 +211,25 @@ TEST_F( AgentTest, lostNewsAreMadeUpForByTheList ) {
    kernel.overrun();
    settle();
    EXPECT_FALSE( kernel.isUp( "d1" ) );
+}
+
+TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
+   groups = { { "g", { "u1" }, { "d1" } } };
+   start();
+   // As a list of links says while news are held back.
+   kernel.operState( "u1", IF_OPER_DOWN );
+   settle();
+   EXPECT_EQ( takeActs(), "" );
+   kernel.operState( "u1", IF_OPER_DORMANT );
+   settle();
+   EXPECT_EQ( takeActs(), " -d1" );
+   kernel.operState( "u1", IF_OPER_LOWERLAYERDOWN );
+   settle();
+   EXPECT_EQ( takeActs(), "" ) << "not up before the kernel says so";
+   EXPECT_NE( lines.find( "uplink u1 has carrier but is dormant" ), std::string::npos ) << lines;
+   kernel.operState( "u1", IF_OPER_UNKNOWN );
+   settle();
+   EXPECT_EQ( takeActs(), " +d1" );
 }
 
 TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {

@@ -62,6 +62,7 @@ class Process {
    Process( Process const& ) = delete;
    Process& operator=( Process const& ) = delete;
 
+   pid_t pid() const { return pid_; }
    void signal( int number ) const { kill( pid_, number ); }
    // The exit status, -1 when it ended otherwise.
    int wait() {

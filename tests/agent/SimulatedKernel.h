@@ -73,6 +73,10 @@ class SimulatedKernel : public LinkSource, public LinkControl {
       links_.at( name ).carrier = carrier;
       tell( name );
    }
+   void operState( std::string const& name, std::uint8_t operState ) {
+      links_.at( name ).operState = operState;
+      tell( name );
+   }
    void remove( std::string const& name ) {
       news_.push_back( [ index = links_.at( name ).index ]( LinkListener& listener ) {
          listener.handleLinkGone( index );
