@@ -7,32 +7,42 @@ namespace Ufdd {
 using Mode = DetectionSettings::Mode;
 
 CarrierWatch::CarrierWatch( EventLoop& loop, LinkDirectory const& links, NetlinkLinkSource& source )
-    : links_( links ), source_( source ),
-      timer_( loop.timer< &CarrierWatch::handleTime >( *this ) ) {}
+    : links_( links ), source_( source ) {
+   loop.onReadable< &CarrierWatch::handleTick >( ticker_.fd(), *this );
+}
 
 void
 CarrierWatch::settingsAre( DetectionSettings const& settings ) {
    settings_ = settings;
+   isAsking_ = false;
+   ticker_.stop();
    handleNews();
 }
 
 void
 CarrierWatch::handleNews() {
-   if ( settings_.mode == Mode::events )
-      return;
    askUntil_ = Zet::now() + askingSeconds;
-   if ( !isAsking_ )
-      handleTime();
+   if ( isAsking_ || !isTimeToAsk() )
+      return;
+   isAsking_ = true;
+   ticker_.start( settings_.intervalMs );
+   askAll();
+}
+
+bool
+CarrierWatch::isTimeToAsk() const {
+   return settings_.mode == Mode::poll ||
+          ( settings_.mode == Mode::verify && Zet::now() < askUntil_ );
 }
 
 void
-CarrierWatch::handleTime() {
-   isAsking_ =
-       settings_.mode == Mode::poll || ( settings_.mode == Mode::verify && Zet::now() < askUntil_ );
-   if ( !isAsking_ )
-      return;
-   askAll();
-   timer_.fireIn( settings_.intervalMs * 1000ull );
+CarrierWatch::handleTick() {
+   ticker_.take();
+   isAsking_ = isTimeToAsk();
+   if ( isAsking_ )
+      askAll();
+   else
+      ticker_.stop();
 }
 
 void

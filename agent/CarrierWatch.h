@@ -5,6 +5,7 @@
 #include "agent/EventLoop.h"
 #include "agent/LinkDirectory.h"
 #include "agent/NetlinkLinkSource.h"
+#include "agent/Ticker.h"
 #include "platform/kelnet/IntfId.h"
 
 #include <cstdint>
@@ -31,14 +32,15 @@ class CarrierWatch {
    // A little more than the kernel holds news back.
    static constexpr double askingSeconds = 1.1;
 
-   void handleTime();
+   bool isTimeToAsk() const;
+   void handleTick();
    void askAll();
 
    LinkDirectory const& links_;
    NetlinkLinkSource& source_;
    CarrierProbe probe_;
    DetectionSettings settings_;
-   EventLoop::Source& timer_;
+   Ticker ticker_; // On while asking is under way.
    std::vector< Kelnet::IntfId > uplinks_;
    bool isAsking_ = false;
    double askUntil_ = 0;                    // On the clock of Zet::now().

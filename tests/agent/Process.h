@@ -86,7 +86,7 @@ class Process {
    pid_t pid_ = 0;
 };
 
-// A directory, with all that comes to be in it, for as long as this exists.
+// A directory in memory, as /run is, with all that comes to be in it, for as long as this exists.
 class Directory {
  public:
    Directory() {
@@ -103,7 +103,7 @@ class Directory {
    std::string const& path() const { return path_; }
 
  private:
-   std::string path_ = "/tmp/ufdd-test-XXXXXX";
+   std::string path_ = "/dev/shm/ufdd-test-XXXXXX";
 };
 
 // A file with that text, for as long as this exists.
