@@ -2,6 +2,8 @@
 
 #include "platform/zet/Clock.h"
 
+#include <utility>
+
 namespace Ufdd {
 
 using Mode = DetectionSettings::Mode;
@@ -22,10 +24,10 @@ CarrierWatch::settingsAre( DetectionSettings const& settings ) {
 void
 CarrierWatch::handleNews() {
    askUntil_ = Zet::now() + askingSeconds;
-   if ( isAsking_ || !isTimeToAsk() )
+   if ( !isTimeToAsk() )
       return;
-   isAsking_ = true;
-   ticker_.start( settings_.intervalMs );
+   if ( !std::exchange( isAsking_, true ) )
+      ticker_.start( settings_.intervalMs );
    askAll();
 }
 

@@ -25,7 +25,7 @@ class CarrierWatch {
 
    void settingsAre( DetectionSettings const& settings );
    void uplinksAre( std::vector< Kelnet::IntfId > uplinks ) { uplinks_ = std::move( uplinks ); }
-   // Something happened to some link. Asks at once, unless asking is under way, and goes on.
+   // Something happened to some link. Asks at once, for the news may be old already, and goes on.
    void handleNews();
 
  private:

@@ -33,7 +33,7 @@ uplinksOf( std::vector< GroupSettings > const& groups ) {
 } // namespace
 
 Daemon::Daemon( DaemonOptions const& options, StreamLog& log )
-    : log_( log ), ownership_( options.stateDirectory ), source_( loop_ ),
+    : log_( log ), ownership_( options.stateDirectory ), source_( loop_, options.receiveBuffer ),
       agent_( control_, ownership_, log ), carrierWatch_( loop_, agent_.links(), source_ ),
       retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ) {
    if ( !control_.allowed() )
@@ -73,11 +73,11 @@ Daemon::run( ConfigFile const& config ) {
 
 void
 Daemon::handleTurnEnd() {
-   agent_.settle();
-   if ( source_.takeNews() ) {
+   if ( source_.takeLoss() )
+      log_.line( "news of links were lost, there were too many at once: all links are read again" );
+   if ( source_.takeNews() )
       carrierWatch_.handleNews();
-      agent_.settle();
-   }
+   agent_.settle();
    if ( agent_.hasFailures() && !retryTimerOn_ ) {
       retryTimer_.fireIn( retryMicroseconds );
       retryTimerOn_ = true;

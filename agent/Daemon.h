@@ -16,6 +16,7 @@ namespace Ufdd {
 // How the process runs, whatever it is configured to do.
 struct DaemonOptions {
    std::string stateDirectory = OwnershipFile::usualDirectory;
+   int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer; // For news of links, in bytes.
 };
 
 // The process: the agent on the interfaces of the kernel, until SIGTERM, SIGINT or SIGHUP.

@@ -12,21 +12,20 @@ namespace Ufdd {
 
 namespace {
 
-// Room for the news of some thousand links that change at once.
-constexpr int receiveBufferSize = 8 << 20;
 constexpr int listTimeoutMs = 5000;
-// Enough to take in a burst whole, so that it is acted on as one change; few enough that acting
-// doesn't wait for the end of a storm.
-constexpr int datagramsPerTurn = 64;
+// As many as the receive buffer holds, so that what waited there is acted on as one change, and not
+// on what was true a while ago; but acting doesn't wait for the end of a storm.
+constexpr int datagramsPerTurn = 4096;
 
 } // namespace
 
-NetlinkLinkSource::NetlinkLinkSource( EventLoop& loop ) : loop_( loop ) {}
+NetlinkLinkSource::NetlinkLinkSource( EventLoop& loop, int receiveBuffer )
+    : loop_( loop ), receiveBuffer_( receiveBuffer ) {}
 
 void
 NetlinkLinkSource::start( LinkListener& listener ) {
    feed_.emplace( listener, socket_.port() );
-   socket_.receiveBufferIs( receiveBufferSize );
+   socket_.receiveBufferIs( receiveBuffer_ );
    // Before the list is asked for, so that no change falls between the two.
    socket_.subscribe( RTNLGRP_LINK );
    askForDump();
@@ -53,6 +52,7 @@ NetlinkLinkSource::receive( int timeoutMs ) {
    auto const datagram = socket_.receive( timeoutMs );
    if ( !datagram )
       return false;
+   hasLoss_ |= datagram->lossy;
    if ( datagram->lossy )
       feed_->handleLoss();
    else

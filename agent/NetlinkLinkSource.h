@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace Ufdd {
@@ -16,8 +17,12 @@ namespace Ufdd {
 // The links of the network namespace that the process was in when this was made.
 class NetlinkLinkSource final : public LinkSource {
  public:
-   // Borrows: loop, which delivers the news.
-   explicit NetlinkLinkSource( EventLoop& loop );
+   // Room for the news of some thousand links that change at once.
+   static constexpr int usualReceiveBuffer = 8 << 20;
+
+   // Borrows: loop, which delivers the news. The size is in bytes; where the system doesn't allow
+   // as much, it is as large as it may be.
+   explicit NetlinkLinkSource( EventLoop& loop, int receiveBuffer = usualReceiveBuffer );
 
    void start( LinkListener& listener ) override;
    // Has the listener told of these links, as they are now, before it returns. Whatever else there
@@ -25,6 +30,8 @@ class NetlinkLinkSource final : public LinkSource {
    void ask( std::span< std::uint32_t const > indexes );
    // Whether anything happened since the last call, other than that ask() was answered.
    bool takeNews() { return feed_ && feed_->takeNews(); }
+   // Whether news were lost since the last call, so that all links are being read again.
+   bool takeLoss() { return std::exchange( hasLoss_, false ); }
 
  private:
    void handleReadable();
@@ -33,9 +40,11 @@ class NetlinkLinkSource final : public LinkSource {
    bool receive( int timeoutMs );
 
    EventLoop& loop_;
+   int const receiveBuffer_;
    NetlinkSocket socket_;
    std::optional< LinkFeed > feed_;
    std::uint32_t sequence_ = 0;
+   bool hasLoss_ = false;
    std::vector< std::byte > questions_;
 };
 

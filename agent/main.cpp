@@ -86,6 +86,12 @@ main( int argc, char** argv ) {
                    "them if this one is killed" )
        ->type_name( "DIR" )
        ->capture_default_str();
+   app.add_option( "--receive-buffer", options.receiveBuffer,
+                   "The bytes of news of links that may wait, before all links have to be\n"
+                   "read again" )
+       ->type_name( "BYTES" )
+       ->check( CLI::Range( 1, 1 << 30 ) )
+       ->capture_default_str();
    app.footer( "Exit status: 0 when stopped by a signal with every port released, or\n"
                "when the configuration is right; 78 when the configuration is wrong; 64 when\n"
                "the command line is; 1 for anything else, with a line that says what." );
