@@ -23,6 +23,8 @@ class Agent {
    // Learns how the interfaces are, then evaluates the groups, then acts for the first time.
    // Throws: what the source throws; no port has been touched then.
    void start( std::vector< GroupSettings > const& groups, LinkSource& source );
+   // Our bit among the reasons for protodown. Requires: before start().
+   void protoDownReasonIs( unsigned int reason ) { holder_.reasonIs( reason ); }
    LinkDirectory const& links() const { return links_; }
    // The end of a loop turn.
    void settle() { holder_.settle(); }

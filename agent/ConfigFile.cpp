@@ -70,18 +70,22 @@ class Reader {
 
    std::vector< GroupSettings > groups;
    DetectionSettings detection;
+   std::uint32_t protoDownReason = ConfigFile().protoDownReason;
    std::vector< Error > errors;
 
  private:
    // Where each interface of a list stands.
    using Places = std::map< std::string, Position, std::less<> >;
 
-   static constexpr std::array< std::string_view, 3 > fileKeys{ "group", "detection",
-                                                                "detection_interval" };
+   static constexpr std::array< std::string_view, 4 > fileKeys{ "group", "detection",
+                                                                "detection_interval",
+                                                                "protodown_reason" };
    static constexpr std::array< std::string_view, 4 > groupKeys{ "name", "monitor", "disable",
                                                                  "min_links" };
 
    void readDetection( toml::table const& file );
+   void readNumber( toml::table const& file, std::string_view key, std::string_view unit,
+                    std::uint32_t min, std::uint32_t max, std::uint32_t& number );
    void readGroup( toml::table const& table );
    void readName( toml::table const& table, std::string& name );
    void readMinLinks( toml::node const& node, std::uint32_t& minLinks );
@@ -121,6 +125,7 @@ void
 Reader::readFile( toml::table const& file ) {
    checkKeys( file, fileKeys, "the file" );
    readDetection( file );
+   readNumber( file, "protodown_reason", "", 0, 31, protoDownReason );
    toml::node const* const list = file.get( "group" );
    if ( !list )
       return;
@@ -150,15 +155,22 @@ Reader::readDetection( toml::table const& file ) {
                 "expected detection to be \"events\", \"verify\" or \"poll\", not " +
                     ( word ? quoted( *word ) : std::string( typeName( *node ) ) ) );
    }
-   if ( toml::node const* const node = file.get( "detection_interval" ) ) {
-      constexpr std::int64_t max = DetectionSettings::maxIntervalMs;
-      std::int64_t const number = node->is_integer() ? node->as_integer()->get() : 0;
-      if ( number < 1 || number > max )
-         return error( begin( *node ), "expected detection_interval to be a whole number of "
-                                       "milliseconds from 1 to " +
-                                           std::to_string( max ) );
-      detection.intervalMs = static_cast< std::uint32_t >( number );
-   }
+   readNumber( file, "detection_interval", " of milliseconds", 1, DetectionSettings::maxIntervalMs,
+               detection.intervalMs );
+}
+
+void
+Reader::readNumber( toml::table const& file, std::string_view key, std::string_view unit,
+                    std::uint32_t min, std::uint32_t max, std::uint32_t& number ) {
+   toml::node const* const node = file.get( key );
+   if ( !node )
+      return;
+   std::int64_t const value = node->is_integer() ? node->as_integer()->get() : -1;
+   if ( value < min || value > max )
+      return error( begin( *node ), "expected " + std::string( key ) + " to be a whole number" +
+                                        std::string( unit ) + " from " + std::to_string( min ) +
+                                        " to " + std::to_string( max ) );
+   number = static_cast< std::uint32_t >( value );
 }
 
 void
@@ -274,6 +286,7 @@ parseConfig( std::string_view text, std::string_view file ) {
       result.errors.push_back( located( file, error.position, error.text ) );
    result.groups = std::move( reader.groups );
    result.detection = reader.detection;
+   result.protoDownReason = reader.protoDownReason;
    return result;
 }
 

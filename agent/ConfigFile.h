@@ -21,6 +21,7 @@ struct GroupSettings {
 struct ConfigFile {
    std::vector< GroupSettings > groups; // In the order of the file.
    DetectionSettings detection;
+   std::uint32_t protoDownReason = 5; // The number of our bit, 0 to 31.
    // In the order of the file, each "FILE:LINE:COLUMN: what was expected". The rest counts only
    // when there are none.
    std::vector< std::string > errors;

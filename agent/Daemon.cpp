@@ -57,6 +57,7 @@ Daemon::~Daemon() {
 bool
 Daemon::run( ConfigFile const& config ) {
    try {
+      agent_.protoDownReasonIs( config.protoDownReason );
       agent_.start( config.groups, source_ );
       carrierWatch_.uplinksAre( uplinksOf( config.groups ) );
       carrierWatch_.settingsAre( config.detection );

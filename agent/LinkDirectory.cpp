@@ -57,6 +57,13 @@ LinkDirectory::link( Kelnet::IntfId port ) const {
 }
 
 void
+LinkDirectory::collectMembers( std::uint32_t lag, std::vector< Link >& members ) const {
+   for ( auto const& [ index, known ] : links_ )
+      if ( known.link.master == lag )
+         members.push_back( known.link );
+}
+
+void
 LinkDirectory::handleLinks( std::span< Link const > links ) {
    std::unordered_set< std::uint32_t > present;
    for ( Link const& link : links )

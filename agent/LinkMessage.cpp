@@ -6,6 +6,7 @@
 #include <linux/rtnetlink.h>
 
 #include <cerrno>
+#include <string_view>
 
 namespace Ufdd {
 
@@ -22,6 +23,23 @@ addressOf( nlattr const& attribute ) {
 }
 
 int
+readReasons( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_PROTO_DOWN_REASON_VALUE )
+      static_cast< Link* >( link )->protoDownReasons = mnl_attr_get_u32( attribute );
+   return MNL_CB_OK;
+}
+
+int
+readKind( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_INFO_KIND &&
+        mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 ) {
+      std::string_view const kind = mnl_attr_get_str( attribute );
+      static_cast< Link* >( link )->isLag = kind == "bond" || kind == "team";
+   }
+   return MNL_CB_OK;
+}
+
+int
 readAttribute( nlattr const* attribute, void* data ) {
    auto& link = *static_cast< Link* >( data );
    switch ( mnl_attr_get_type( attribute ) ) {
@@ -34,6 +52,18 @@ readAttribute( nlattr const* attribute, void* data ) {
       break;
    case IFLA_ADDRESS:
       link.address = addressOf( *attribute );
+      break;
+   case IFLA_MASTER:
+      link.master = mnl_attr_get_u32( attribute );
+      break;
+   case IFLA_PROTO_DOWN:
+      link.protoDown = mnl_attr_get_u8( attribute ) != 0;
+      break;
+   case IFLA_PROTO_DOWN_REASON:
+      mnl_attr_parse_nested( attribute, readReasons, &link );
+      break;
+   case IFLA_LINKINFO:
+      mnl_attr_parse_nested( attribute, readKind, &link );
       break;
    default:
       break;

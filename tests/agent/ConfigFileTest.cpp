@@ -13,6 +13,7 @@ using Errors = std::vector< std::string >;
 TEST( ConfigFile, readsGroupsInTheirOrder ) {
    ConfigFile const config = parseConfig( R"(detection = "poll"
 detection_interval = 10
+protodown_reason = 31
 [[group]]
 name = "rack 2"
 monitor = [ "eth1", "eth2" ]
@@ -33,6 +34,7 @@ disable = [ "a-name-of-15byt" ]
    EXPECT_EQ( config.groups[ 1 ].minLinks, 1u );
    EXPECT_EQ( config.detection.mode, DetectionSettings::Mode::poll );
    EXPECT_EQ( config.detection.intervalMs, 10u );
+   EXPECT_EQ( config.protoDownReason, 31u );
    ConfigFile const nothing = parseConfig( "", "f" );
    EXPECT_TRUE( nothing.errors.empty() );
    EXPECT_EQ( nothing.detection.mode, DetectionSettings::Mode::verify );
@@ -64,7 +66,7 @@ disable = []
    EXPECT_EQ(
        config.errors,
        ( Errors{
-           R"(f.toml:1:1: unknown key "extra" in the file; expected group, detection, detection_interval)",
+           R"(f.toml:1:1: unknown key "extra" in the file; expected group, detection, detection_interval, protodown_reason)",
            R"(f.toml:2:1: this group has no name; expected name = "...")",
            R"(f.toml:3:1: unknown key "nam" in a group; did you mean "name"?)",
            R"(f.toml:4:11: expected a list of interface names, monitor = [ "...", ... ], not a text)",

@@ -109,5 +109,42 @@ TEST_F( KernelTest, manyNewsWhileStopped ) {
    }
 }
 
+TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
+   plug( "u1" );
+   for ( std::string const name : { "x1", "x2" } )
+      if ( std::system( ( "ip link add " + name + " type vxlan dstport 0 id " + name.substr( 1 ) +
+                          " 2>/dev/null && ip link set " + name + " up" )
+                            .c_str() ) != 0 )
+         GTEST_SKIP() << "no interface that has protodown can be made here";
+   std::string const groups = "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\" ]\n"
+                              "disable = [ \"x1\", \"x2\" ]\n";
+   {
+      Process ufdd( arguments( "protodown_reason = 9\n" + groups ) );
+      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+      ip( "link set u1-far down" );
+      ASSERT_TRUE( haveLink( { "x1", "x2" }, false ) ) << ufdd.output();
+      ip( "link set x1 protodown_reason 7 on" );
+      // Someone slips it in.
+      ip( "link set x2 protodown off protodown_reason 9 off" );
+      EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port x2 shut again" ); } ) );
+      ASSERT_TRUE( haveLink( { "x2" }, false ) ) << ufdd.output();
+      EXPECT_NE( std::system( "ip link set x2 protodown off 2>/dev/null" ), 0 );
+      ufdd.signal( SIGKILL );
+      ufdd.wait();
+   }
+   // What it was held by is remembered, whatever the next one would take.
+   Process ufdd( arguments( groups ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ip( "link set u1-far up" );
+   ASSERT_TRUE( haveLink( { "x2" }, true ) ) << ufdd.output();
+   EXPECT_FALSE( hasLink( "x1" ) );
+   EXPECT_TRUE( eventually( [ & ] {
+      return ufdd.wrote( "port x1 released, but others keep it in protodown, for the reasons 7:" );
+   } ) )
+       << ufdd.output();
+   ip( "link set x1 protodown off protodown_reason 7 off" );
+   EXPECT_TRUE( hasLink( "x1" ) ) << "only our own bit was taken back";
+}
+
 } // namespace
 } // namespace Ufdd
