@@ -29,6 +29,9 @@ class Agent {
                double startupHold = 0 );
    // Other groups, or the same ones changed. What is the same sees nothing of it.
    Detector::Difference reload( std::vector< GroupSettings > const& groups );
+   // Our bit among the reasons for protodown. Requires: before start().
+   void protoDownReasonIs( unsigned int reason ) { holder_.reasonIs( reason ); }
+   LinkDirectory const& links() const { return links_; }
    // The end of a loop turn.
    void settle();
    // When there is more to settle, by Zet::now(), if nothing happens before.

@@ -38,10 +38,15 @@ class Reader {
    void readFile( toml::table const& file );
 
    std::vector< GroupSettings > groups;
+   DetectionSettings detection;
+   std::uint32_t protoDownReason = ConfigFile().protoDownReason;
    double startupHold = 0;
 
  private:
+   void readDetection( toml::table const& file );
    // Of an option that may be left out.
+   void readNumber( toml::table const& file, std::string_view key, std::string_view unit,
+                    std::uint32_t min, std::uint32_t max, std::uint32_t& number );
    void readSeconds( toml::table const& table, std::string_view key, double& seconds );
    void readFlag( toml::table const& table, std::string_view key, bool& flag );
    void readGroup( toml::table const& table );
@@ -81,8 +86,12 @@ Reader::checkKeys( toml::table const& table, std::vector< std::string > const& s
 
 void
 Reader::readFile( toml::table const& file ) {
-   checkKeys( file, { "group", "startup_hold", "dry_run" }, "the file",
-              []( std::string_view ) { return false; } );
+   checkKeys( file,
+              { "group", "detection", "detection_interval", "protodown_reason", "startup_hold",
+                "dry_run" },
+              "the file", []( std::string_view ) { return false; } );
+   readDetection( file );
+   readNumber( file, "protodown_reason", "", 0, 31, protoDownReason );
    readSeconds( file, "startup_hold", startupHold );
    readFlag( file, "dry_run", isDryRun_ );
    toml::node const* const list = file.get( "group" );
@@ -93,6 +102,42 @@ Reader::readFile( toml::table const& file ) {
                                                     std::string( typeOf( *list ) ) );
    for ( toml::node const& group : *list->as_array() )
       readGroup( *group.as_table() );
+}
+
+void
+Reader::readDetection( toml::table const& file ) {
+   using Mode = DetectionSettings::Mode;
+   static constexpr std::array< std::pair< std::string_view, Mode >, 3 > modes{
+      { { "events", Mode::events }, { "verify", Mode::verify }, { "poll", Mode::poll } }
+   };
+   if ( toml::node const* const node = file.get( "detection" ) ) {
+      auto const word = node->value< std::string_view >();
+      auto const mode = std::find_if( modes.begin(), modes.end(),
+                                      [ & ]( auto const& m ) { return m.first == word; } );
+      if ( mode != modes.end() )
+         detection.mode = mode->second;
+      else
+         findings_.error( placeOf( *node ),
+                          "expected detection to be \"events\", \"verify\" or \"poll\", not " +
+                              ( word ? quoted( *word ) : std::string( typeOf( *node ) ) ) );
+   }
+   readNumber( file, "detection_interval", " of milliseconds", 1, DetectionSettings::maxIntervalMs,
+               detection.intervalMs );
+}
+
+void
+Reader::readNumber( toml::table const& file, std::string_view key, std::string_view unit,
+                    std::uint32_t min, std::uint32_t max, std::uint32_t& number ) {
+   toml::node const* const node = file.get( key );
+   if ( !node )
+      return;
+   std::int64_t const value = node->is_integer() ? node->as_integer()->get() : -1;
+   if ( value < min || value > max )
+      return findings_.error( placeOf( *node ), "expected " + std::string( key ) +
+                                                    " to be a whole number" + std::string( unit ) +
+                                                    " from " + std::to_string( min ) + " to " +
+                                                    std::to_string( max ) );
+   number = static_cast< std::uint32_t >( value );
 }
 
 void
@@ -194,8 +239,8 @@ parseConfig( std::string_view text, std::string_view file, SystemView const* sys
    checkGroups( reader.groups, findings );
    if ( system )
       checkAgainst( *system, reader.groups, findings );
-   return { std::move( reader.groups ), reader.startupHold, findings.errors(),
-            findings.warnings() };
+   return { std::move( reader.groups ), reader.detection,  reader.protoDownReason,
+            reader.startupHold,         findings.errors(), findings.warnings() };
 }
 
 ConfigFile

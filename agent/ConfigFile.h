@@ -1,8 +1,10 @@
 #pragma once
 
+#include "agent/DetectionSettings.h"
 #include "agent/GroupSettings.h"
 #include "agent/SystemView.h"
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -12,7 +14,9 @@ namespace Ufdd {
 // What a configuration file says. Everything that is wrong with it is found in one go.
 struct ConfigFile {
    std::vector< GroupSettings > groups; // In the order of the file.
-   double startupHold = 0;              // In seconds.
+   DetectionSettings detection;
+   std::uint32_t protoDownReason = 5; // The number of our bit, 0 to 31.
+   double startupHold = 0;            // In seconds.
    // In the order of the file, each "FILE:LINE:COLUMN: what was expected". The rest counts only
    // when there are none.
    std::vector< std::string > errors;

@@ -7,9 +7,11 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <system_error>
 #include <utility>
+#include <vector>
 
 namespace Ufdd {
 
@@ -17,11 +19,22 @@ namespace {
 
 constexpr std::uint64_t retryMicroseconds = 1'000'000;
 
+// Each once.
+std::vector< Kelnet::IntfId >
+uplinksOf( std::vector< GroupSettings > const& groups ) {
+   std::set< Kelnet::IntfId > uplinks;
+   for ( GroupSettings const& group : groups )
+      for ( auto uplink = group.config->intfsToMonitorIteratorConst(); uplink; ++uplink )
+         uplinks.insert( uplink.key() );
+   return { uplinks.begin(), uplinks.end() };
+}
+
 } // namespace
 
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
-    : options_( options ), log_( log ), ownership_( options.stateDirectory ), source_( loop_ ),
-      agent_( control_, ownership_, log ),
+    : options_( options ), log_( log ), ownership_( options.stateDirectory ),
+      source_( loop_, options.receiveBuffer ), agent_( control_, ownership_, log ),
+      carrierWatch_( loop_, agent_.links(), source_ ),
       retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ),
       nextTimer_( loop_.timer< &Daemon::handleNextTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ) {
@@ -50,7 +63,9 @@ bool
 Daemon::run( ConfigFile const& config ) {
    try {
       tellWarnings( config );
+      agent_.protoDownReasonIs( config.protoDownReason );
       agent_.start( config.groups, source_, config.startupHold );
+      watchUplinks( config );
       log_.line( "watching " + std::to_string( config.groups.size() ) +
                  ( config.groups.size() == 1 ? " group" : " groups" ) );
       handleTurnEnd();
@@ -74,6 +89,10 @@ Daemon::release() {
 
 void
 Daemon::handleTurnEnd() {
+   if ( source_.takeLoss() )
+      log_.line( "news of links were lost, there were too many at once: all links are read again" );
+   if ( source_.takeNews() )
+      carrierWatch_.handleNews();
    agent_.settle();
    setTimers();
    manager_.statusIs( agent_.summary() + remark_ );
@@ -131,6 +150,7 @@ Daemon::handleReload() {
    if ( config.errors.empty() ) {
       tellWarnings( config );
       auto const [ added, changed, removed ] = agent_.reload( config.groups );
+      watchUplinks( config );
       log_.event( about, "configuration loaded: groups added " + std::to_string( added ) +
                              ", changed " + std::to_string( changed ) + ", removed " +
                              std::to_string( removed ) );
@@ -142,6 +162,12 @@ Daemon::handleReload() {
       remark_ = "; " + options_.configFile + " is wrong and was not loaded";
    }
    manager_.ready();
+}
+
+void
+Daemon::watchUplinks( ConfigFile const& config ) {
+   carrierWatch_.uplinksAre( uplinksOf( config.groups ) );
+   carrierWatch_.settingsAre( config.detection );
 }
 
 void

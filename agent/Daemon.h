@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/Agent.h"
+#include "agent/CarrierWatch.h"
 #include "agent/ConfigFile.h"
 #include "agent/EventLoop.h"
 #include "agent/Log.h"
@@ -18,6 +19,7 @@ namespace Ufdd {
 struct DaemonOptions {
    std::string configFile; // To read again when asked to.
    std::string stateDirectory = OwnershipFile::usualDirectory;
+   int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer; // For news of links, in bytes.
 };
 
 // The process: the agent on the interfaces of the kernel. Signals tell it what to do:
@@ -48,6 +50,7 @@ class Daemon {
    void handleReload();
    void handleStatus();
    void tellWarnings( ConfigFile const& config );
+   void watchUplinks( ConfigFile const& config );
    void setTimers();
 
    DaemonOptions const options_;
@@ -57,6 +60,7 @@ class Daemon {
    NetlinkLinkControl control_;
    NetlinkLinkSource source_;
    Agent agent_;
+   CarrierWatch carrierWatch_;
    ServiceManager manager_;
    EventLoop::Source& retryTimer_;
    bool retryTimerOn_ = false;

@@ -10,10 +10,19 @@ namespace Ufdd {
 
 // One interface to be opened or shut, and what came of it.
 struct LinkRequest {
-   enum class Means { adminDown };
+   enum class Means {
+      adminDown, // It is set administratively down.
+      protoDown, // Its protodown is set, and our bit among the reasons for that. Not every driver
+                 // has this; the administrator's setting and ours don't get in each other's way.
+      onlyReason // As protoDown, but when it is opened only our bit is taken back: the protodown
+                 // was there before.
+   };
 
    std::uint32_t index = 0;
    bool up = false;
+   Means means = Means::adminDown;
+   unsigned int reason = 0; // The number of our bit.
+   bool onlyAsk = false;    // How the interface is: nothing is done about it.
    // For whom asks: the control goes by the index alone.
    Kelnet::IntfId port = {};
 
@@ -24,10 +33,22 @@ struct LinkRequest {
    Link before = {};
    Link after = {};
 
+   // Whether a link is as that means leaves it.
+   static bool isHeld( Link const& link, Means means, unsigned int reason ) {
+      return means == Means::adminDown
+                 ? !link.adminUp
+                 : link.protoDown && link.hasProtoDownReason( reason ) && !link.carrier;
+   }
    // Whether it was open, as far as we know.
-   bool wasUp() const { return before.index && before.adminUp; }
+   bool wasOpen() const { return before.index && !isHeld( before, means, reason ); }
    // Whether it was seen to be as it was asked to be.
-   bool isSeen() const { return after.index && after.adminUp == up; }
+   bool isSeen() const {
+      if ( !after.index )
+         return false;
+      if ( !up )
+         return isHeld( after, means, reason );
+      return means == Means::adminDown ? after.adminUp : !after.hasProtoDownReason( reason );
+   }
 };
 
 // What sets interfaces up and down: the kernel, or a stand-in.

@@ -1,5 +1,7 @@
 #include "agent/LinkDirectory.h"
 
+#include <linux/if.h>
+
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -11,10 +13,25 @@ namespace {
 using Interface::EthIntfStatus;
 using Interface::OperStatus;
 
-LinkNews
-newsOf( Kelnet::IntfId port, Link const& link ) {
+LinkNews::Kind
+kindOf( Link const& link, OperStatus before ) {
    using Kind = LinkNews::Kind;
-   return { link.up() ? Kind::up : link.adminUp ? Kind::lostCarrier : Kind::adminDown, port, {} };
+   if ( !link.adminUp )
+      return Kind::adminDown;
+   if ( !link.carrier )
+      return Kind::lostCarrier;
+   switch ( link.operState ) {
+   case IF_OPER_DORMANT:
+   case IF_OPER_TESTING:
+      return Kind::dormant;
+   case IF_OPER_NOTPRESENT:
+   case IF_OPER_DOWN:
+   case IF_OPER_LOWERLAYERDOWN:
+      // Older than the carrier; what the kernel makes of that will be told.
+      return before == OperStatus::down ? Kind::dormant : Kind::up;
+   default:
+      return Kind::up;
+   }
 }
 
 } // namespace
@@ -45,6 +62,13 @@ Link const*
 LinkDirectory::link( Kelnet::IntfId port ) const {
    auto const at = ports_.find( port.name().view() );
    return at == ports_.end() ? nullptr : link( at->second.index );
+}
+
+void
+LinkDirectory::collectMembers( std::uint32_t lag, std::vector< Link >& members ) const {
+   for ( auto const& [ index, known ] : links_ )
+      if ( known.link.master == lag )
+         members.push_back( known.link );
 }
 
 void
@@ -91,8 +115,10 @@ LinkDirectory::handleName( Known& known, Link const& link ) {
 
 void
 LinkDirectory::handleState( Port& port, Link const& link ) {
-   OperStatus const operStatus = link.up() ? OperStatus::up : OperStatus::down;
-   news_ = newsOf( port.id, link );
+   OperStatus const before = port.status ? port.status->operStatus() : OperStatus::unknown;
+   LinkNews::Kind const kind = kindOf( link, before );
+   OperStatus const operStatus = kind == LinkNews::Kind::up ? OperStatus::up : OperStatus::down;
+   news_ = { kind, port.id, {} };
    if ( port.status ) {
       port.status->operStatusIs( operStatus );
    } else {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace Ufdd {
 
@@ -38,6 +39,8 @@ class LinkDirectory final : public LinkListener {
    // Valid until: the next news.
    Link const* link( std::uint32_t index ) const;
    Link const* link( Kelnet::IntfId port ) const;
+   // Adds the parts of the LAG of that index to `members`.
+   void collectMembers( std::uint32_t lag, std::vector< Link >& members ) const;
    // What is being told to the directory; no news outside of that.
    LinkNews const& news() const { return news_; }
 

@@ -6,6 +6,7 @@
 #include <linux/rtnetlink.h>
 
 #include <cerrno>
+#include <string_view>
 
 namespace Ufdd {
 
@@ -22,6 +23,23 @@ addressOf( nlattr const& attribute ) {
 }
 
 int
+readReasons( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_PROTO_DOWN_REASON_VALUE )
+      static_cast< Link* >( link )->protoDownReasons = mnl_attr_get_u32( attribute );
+   return MNL_CB_OK;
+}
+
+int
+readKind( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_INFO_KIND &&
+        mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 ) {
+      std::string_view const kind = mnl_attr_get_str( attribute );
+      static_cast< Link* >( link )->isLag = kind == "bond" || kind == "team";
+   }
+   return MNL_CB_OK;
+}
+
+int
 readAttribute( nlattr const* attribute, void* data ) {
    auto& link = *static_cast< Link* >( data );
    switch ( mnl_attr_get_type( attribute ) ) {
@@ -29,8 +47,23 @@ readAttribute( nlattr const* attribute, void* data ) {
       if ( mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
          link.name = InterfaceName( mnl_attr_get_str( attribute ) );
       break;
+   case IFLA_OPERSTATE:
+      link.operState = mnl_attr_get_u8( attribute );
+      break;
    case IFLA_ADDRESS:
       link.address = addressOf( *attribute );
+      break;
+   case IFLA_MASTER:
+      link.master = mnl_attr_get_u32( attribute );
+      break;
+   case IFLA_PROTO_DOWN:
+      link.protoDown = mnl_attr_get_u8( attribute ) != 0;
+      break;
+   case IFLA_PROTO_DOWN_REASON:
+      mnl_attr_parse_nested( attribute, readReasons, &link );
+      break;
+   case IFLA_LINKINFO:
+      mnl_attr_parse_nested( attribute, readKind, &link );
       break;
    default:
       break;
@@ -51,6 +84,16 @@ beginLinkMessage( std::byte* room, std::uint16_t type, std::uint16_t flags,
        static_cast< ifinfomsg* >( mnl_nlmsg_put_extra_header( header, sizeof( ifinfomsg ) ) );
    info->ifi_family = AF_UNSPEC;
    return { header, info };
+}
+
+std::size_t
+putLinkQuestion( std::byte* room, std::uint32_t index, std::uint16_t flags,
+                 std::uint32_t sequence ) {
+   LinkMessage const question = beginLinkMessage(
+       room, RTM_GETLINK, static_cast< std::uint16_t >( NLM_F_REQUEST | flags ), sequence );
+   question.info->ifi_index = static_cast< int >( index );
+   mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
+   return question.header->nlmsg_len;
 }
 
 std::optional< Link >

@@ -20,12 +20,16 @@ constexpr int unanswered = ETIMEDOUT;
 // More than the messages of a request take.
 constexpr std::size_t requestRoom = 256;
 
-std::size_t
-putQuestion( std::byte* room, std::uint32_t index, std::uint32_t sequence ) {
-   LinkMessage const question = beginLinkMessage( room, RTM_GETLINK, NLM_F_REQUEST, sequence );
-   question.info->ifi_index = static_cast< int >( index );
-   mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
-   return question.header->nlmsg_len;
+// The kernel looks at the reasons first: opening takes our bit back also where others hold it.
+void
+putProtoDown( nlmsghdr& order, LinkRequest const& request ) {
+   std::uint32_t const bit = 1u << request.reason;
+   if ( !request.up || request.means == LinkRequest::Means::protoDown )
+      mnl_attr_put_u8( &order, IFLA_PROTO_DOWN, request.up ? 0 : 1 );
+   nlattr* const reasons = mnl_attr_nest_start( &order, IFLA_PROTO_DOWN_REASON );
+   mnl_attr_put_u32( &order, IFLA_PROTO_DOWN_REASON_MASK, bit );
+   mnl_attr_put_u32( &order, IFLA_PROTO_DOWN_REASON_VALUE, request.up ? 0 : bit );
+   mnl_attr_nest_end( &order, reasons );
 }
 
 std::size_t
@@ -33,8 +37,12 @@ putOrder( std::byte* room, LinkRequest const& request, std::uint32_t sequence ) 
    LinkMessage const order =
        beginLinkMessage( room, RTM_NEWLINK, NLM_F_REQUEST | NLM_F_ACK, sequence );
    order.info->ifi_index = static_cast< int >( request.index );
-   order.info->ifi_flags = request.up ? IFF_UP : 0;
-   order.info->ifi_change = IFF_UP;
+   if ( request.means == LinkRequest::Means::adminDown ) {
+      order.info->ifi_flags = request.up ? IFF_UP : 0;
+      order.info->ifi_change = IFF_UP;
+   } else {
+      putProtoDown( *order.header, request );
+   }
    return order.header->nlmsg_len;
 }
 
@@ -103,9 +111,11 @@ NetlinkLinkControl::sendBatch( std::span< LinkRequest const > requests ) {
    std::size_t size = 0;
    std::uint32_t sequence = firstSequence_;
    for ( LinkRequest const& request : requests ) {
-      size += putQuestion( batch_.data() + size, request.index, sequence++ );
-      size += putOrder( batch_.data() + size, request, sequence++ );
-      size += putQuestion( batch_.data() + size, request.index, sequence++ );
+      size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence++ );
+      if ( !request.onlyAsk )
+         size += putOrder( batch_.data() + size, request, sequence );
+      ++sequence;
+      size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence++ );
    }
    socket_.send( std::span( batch_ ).first( size ) );
 }
@@ -117,11 +127,15 @@ NetlinkLinkControl::handleAnswer( nlmsghdr const& message, std::span< LinkReques
    if ( answered >= requests.size() )
       return;
    LinkRequest& request = requests[ answered ];
+   bool const isFirst = place % messagesEach == 0;
    bool const answersOrder = place % messagesEach == 1;
-   if ( auto const link = linkOf( message ) )
-      ( place % messagesEach == 0 ? request.before : request.after ) = *link;
-   else if ( answersOrder && message.nlmsg_type == NLMSG_ERROR )
+   if ( auto const link = linkOf( message ) ) {
+      ( isFirst ? request.before : request.after ) = *link;
+      if ( request.onlyAsk )
+         request.error = 0;
+   } else if ( ( answersOrder || request.onlyAsk ) && message.nlmsg_type == NLMSG_ERROR ) {
       request.error = errorOf( message );
+   }
 }
 
 } // namespace Ufdd

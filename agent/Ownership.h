@@ -16,8 +16,20 @@ struct Holding {
    InterfaceName name;
    std::uint64_t address = 0; // Of the hardware, as in Link.
    LinkRequest::Means means = LinkRequest::Means::adminDown;
+   unsigned int reason = 0; // As in LinkRequest; 0 where the means has none.
 
    bool operator==( Holding const& ) const = default;
+   // Whether the link is as the means leaves it.
+   bool isIn( Link const& link ) const { return LinkRequest::isHeld( link, means, reason ); }
+   // Whether what the means does to a link is still there, be it to no effect.
+   bool isOn( Link const& link ) const {
+      return means == LinkRequest::Means::adminDown ? !link.adminUp
+                                                    : link.hasProtoDownReason( reason );
+   }
+   // What opens it.
+   LinkRequest opening( Kelnet::IntfId port ) const {
+      return { .index = index, .up = true, .means = means, .reason = reason, .port = port };
+   }
 };
 
 // Remembers, beyond the end of the process, however it comes, what is shut by us.

@@ -1,11 +1,13 @@
 #include "agent/OwnershipFile.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <charconv>
 #include <cstdio>
 #include <fcntl.h>
 #include <sstream>
+#include <string>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <system_error>
@@ -67,23 +69,40 @@ epoch() {
    return "boot " + boot + "netns " + std::to_string( netns.st_ino ) + '\n';
 }
 
-std::string_view
-wordOf( Means means ) {
-   switch ( means ) {
-   case Means::adminDown:
-      return "down";
-   }
-   return "";
+constexpr std::array< std::pair< Means, std::string_view >, 3 > meansWords{
+   { { Means::adminDown, "down" },
+     { Means::protoDown, "protodown" },
+     { Means::onlyReason, "reason" } }
+};
+constexpr unsigned int maxReason = 31;
+
+// "protodown:5"
+bool
+readMeans( std::string const& text, Holding& holding ) {
+   std::size_t const colon = text.find( ':' );
+   std::string const word = text.substr( 0, colon );
+   auto const* const known = std::find_if( meansWords.begin(), meansWords.end(),
+                                           [ & ]( auto const& m ) { return m.second == word; } );
+   if ( known == meansWords.end() )
+      return false;
+   holding.means = known->first;
+   holding.reason = 0;
+   if ( holding.means == Means::adminDown )
+      return colon == std::string::npos;
+   if ( colon == std::string::npos )
+      return false;
+   char const* const end = text.data() + text.size();
+   auto const [ rest, error ] = std::from_chars( text.data() + colon + 1, end, holding.reason );
+   return error == std::errc() && rest == end && holding.reason <= maxReason;
 }
 
-bool
-readMeans( std::string_view word, Means& means ) {
-   for ( Means const candidate : { Means::adminDown } )
-      if ( wordOf( candidate ) == word ) {
-         means = candidate;
-         return true;
-      }
-   return false;
+std::string
+meansOf( Holding const& holding ) {
+   for ( auto const& [ means, word ] : meansWords )
+      if ( means == holding.means )
+         return std::string( word ) +
+                ( means == Means::adminDown ? "" : ":" + std::to_string( holding.reason ) );
+   return "";
 }
 
 // False for what is no line of ours.
@@ -96,14 +115,14 @@ readLine( std::string const& line, Holding& holding ) {
    in >> word >> holding.index >> means >> std::hex >> holding.address >> name;
    holding.name = InterfaceName( name );
    return in && word == "held" && holding.index != 0 && InterfaceName::objection( name ).empty() &&
-          readMeans( means, holding.means );
+          readMeans( means, holding );
 }
 
 void
 append( std::string& text, Holding const& holding ) {
    std::array< char, 80 > line{};
    int const size = std::snprintf( line.data(), line.size(), "held %u %s %012llx %s\n",
-                                   holding.index, wordOf( holding.means ).data(),
+                                   holding.index, meansOf( holding ).c_str(),
                                    static_cast< unsigned long long >( holding.address ),
                                    holding.name.view().data() );
    text.append( line.data(), static_cast< std::size_t >( size ) );

@@ -14,9 +14,11 @@ namespace Ufdd {
 //    boot 6b1e9d3c-4b0b-4b53-9a0e-0f9c4b7a3a55
 //    netns 4026531840
 //    held 7 down 02a1b2c3d4e5 eth1
+//    held 9 protodown:5 02a1b2c3d4e6 eth2
 //
-// that is the index, the means, the hardware's address and the name. The file is replaced as a
-// whole, so that a reader never finds half of one.
+// that is the index, the means, the hardware's address and the name. Of the means, "protodown" and
+// "reason" (a protodown that is someone else's) have the number of our reason. The file is replaced
+// as a whole, so that a reader never finds half of one.
 class OwnershipFile final : public Ownership {
  public:
    static constexpr char const* usualDirectory = "/run/ufdd";

@@ -97,6 +97,12 @@ main( int argc, char** argv ) {
                    "them if this one is killed" )
        ->type_name( "DIR" )
        ->capture_default_str();
+   app.add_option( "--receive-buffer", options.receiveBuffer,
+                   "The bytes of news of links that may wait, before all links have to be\n"
+                   "read again" )
+       ->type_name( "BYTES" )
+       ->check( CLI::Range( 1, 1 << 30 ) )
+       ->capture_default_str();
    app.footer( "Signals: SIGHUP reads the configuration again; SIGUSR2 writes the status of the\n"
                "groups to the log; SIGTERM stops and opens every port; SIGUSR1 stops and leaves\n"
                "the ports as they are, for the next ufdd.\n"

@@ -1,9 +1,11 @@
 #include "agent/Agent.h"
 
+#include "platform/zet/Clock.h"
 #include "tests/agent/RememberedHere.h"
 #include "tests/agent/SimulatedKernel.h"
 
 #include <gtest/gtest.h>
+#include <linux/if.h>
 
 #include <optional>
 #include <string>
@@ -212,6 +214,25 @@ TEST_F( AgentTest, lostNewsAreMadeUpForByTheList ) {
    EXPECT_FALSE( kernel.isUp( "d1" ) );
 }
 
+TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
+   groups = { { "g", { "u1" }, { "d1" } } };
+   start();
+   // As a list of links says while news are held back.
+   kernel.operState( "u1", IF_OPER_DOWN );
+   settle();
+   EXPECT_EQ( takeActs(), "" );
+   kernel.operState( "u1", IF_OPER_DORMANT );
+   settle();
+   EXPECT_EQ( takeActs(), " -d1" );
+   kernel.operState( "u1", IF_OPER_LOWERLAYERDOWN );
+   settle();
+   EXPECT_EQ( takeActs(), "" ) << "not up before the kernel says so";
+   EXPECT_NE( lines.find( "uplink u1 has carrier but is dormant" ), std::string::npos ) << lines;
+   kernel.operState( "u1", IF_OPER_UNKNOWN );
+   settle();
+   EXPECT_EQ( takeActs(), " +d1" );
+}
+
 TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    start();
    kernel.refusals = { { "d1", EPERM } };
@@ -249,7 +270,7 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
    start();
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
-   EXPECT_EQ( atActs + ownership.names(), "[d1 d2]d1 d2" ) << "remembered before the act";
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2]d1 d2" ) << "remembered before each act";
    restart();
    EXPECT_EQ( takeActs(), "" );
    EXPECT_EQ( takeLines(), "port d1 was shut by ufdd before: still held\n"
@@ -259,7 +280,7 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
                            "down, 0/2 up, min_links 1\n" );
    uplinksAre( true );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
-   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2]" ) << "forgotten after the release";
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2][d1 d2]" ) << "forgotten when released";
    restart();
    EXPECT_EQ( takeActs(), "" );
 }
@@ -306,6 +327,115 @@ TEST_F( AgentTest, portsAreShutAlsoWhereThatCannotBeRemembered ) {
    EXPECT_FALSE( agent->hasFailures() );
    EXPECT_EQ( ownership.names(), "d1 d2" );
    EXPECT_EQ( takeLines(), "what ufdd holds is remembered in here again\n" );
+}
+
+TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
+   kernel.protoDownDrivers = { "d1", "d3" };
+   kernel.slipping = { "d3" };
+   kernel.add( "d3" );
+   groups = { { "g", { "u1", "u2" }, { "d1", "d2", "d3" } } };
+   start();
+   // The last but for news of the protodown of d3, which are older than its shutting.
+   for ( char const* const acts :
+         { " protodown -d1 protodown -d3 -d2 -d3 protodown +d3 -d3", " protodown -d1 -d2 -d3" } ) {
+      uplinksAre( false );
+      EXPECT_EQ( takeActs(), acts );
+      uplinksAre( true );
+      EXPECT_EQ( takeActs(), " protodown +d1 +d2 +d3" );
+   }
+   // The administrator's own setting is left to the administrator, and what was shut is adopted
+   // by the mark on it alone.
+   uplinksAre( false );
+   kernel.set( "d1", false );
+   ownership.holdings.clear();
+   restart();
+   EXPECT_NE( takeLines().find( "port d1 has ufdd's protodown reason: held by ufdd" ),
+              std::string::npos );
+   takeActs();
+   uplinksAre( true );
+   EXPECT_EQ( takeActs(), " protodown +d1" );
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+}
+
+TEST_F( AgentTest, protoDownOfOthersStays ) {
+   constexpr std::uint32_t ours = 1 << 5;
+   kernel.protoDownDrivers = { "d1", "d2" };
+   start();
+   kernel.protoDown( "d2", true, 0 );
+   uplinksAre( false );
+   kernel.protoDown( "d1", true, ours | 1 << 7 | 1 << 9 );
+   settle();
+   takeLines();
+   // Also when another process gives it up.
+   restart();
+   takeLines();
+   uplinksAre( true );
+   EXPECT_FALSE( agent->hasFailures() );
+   EXPECT_EQ( takeLines(), "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
+                           "port d1 released, but others keep it in protodown, for the reasons 7, "
+                           "9: group g is up, 2/2 up, min_links 1\n"
+                           "port d2 released, but it was in protodown before: group g is up, 2/2 "
+                           "up, min_links 1\n" );
+   EXPECT_EQ( kernel.link( "d1" ).protoDownReasons, 1u << 7 | 1u << 9 );
+   EXPECT_TRUE( kernel.link( "d2" ).protoDown );
+   EXPECT_EQ( kernel.link( "d2" ).protoDownReasons, 0u );
+}
+
+TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
+   static double now = 1000;
+   Zet::clockIs( [] { return now; } );
+   kernel.protoDownDrivers = { "d2" };
+   start();
+   uplinksAre( false );
+   auto const openBoth = [ this ] {
+      kernel.set( "d1", true );
+      kernel.protoDown( "d2", false, 0 );
+      settle();
+   };
+   // Not too often.
+   for ( int i = 0; i < 5; ++i, now += 21 )
+      openBoth();
+   takeActs();
+   now += 60;
+   for ( int i = 0; i < 3; ++i )
+      openBoth();
+   EXPECT_EQ( takeActs(), " -d1 protodown -d2 -d1 protodown -d2 -d1 protodown -d2" );
+   takeLines();
+   openBoth();
+   EXPECT_EQ(
+       takeLines(),
+       "port d1 overridden: someone opened it more than 3 times in a minute; it is left open "
+       "until its groups are up, though group g is down, 0/2 up, min_links 1\n"
+       "port d2 overridden: someone opened it more than 3 times in a minute; it is left open "
+       "until its groups are up, though group g is down, 0/2 up, min_links 1\n" );
+   openBoth();
+   EXPECT_EQ( takeActs() + takeLines() + ownership.names(), "" );
+   EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.link( "d2" ).carrier );
+   uplinksAre( true );
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d1 protodown -d2" );
+   Zet::clockIs( nullptr );
+}
+
+TEST_F( AgentTest, lagIsHeldByItsMembers ) {
+   for ( char const* const name : { "m1", "m2", "m3" } )
+      kernel.add( name );
+   kernel.join( "m1", "d1" );
+   kernel.join( "m2", "d1" );
+   start();
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d2 -m1 -m2" );
+   EXPECT_NE( lines.find( "port d1 (member m1) shut: group g is down" ), std::string::npos )
+       << lines;
+   kernel.join( "m3", "d1" );
+   kernel.join( "m1", "" );
+   settle();
+   EXPECT_EQ( takeActs(), " +m1 -m3" );
+   restart();
+   EXPECT_EQ( takeActs(), "" );
+   uplinksAre( true );
+   EXPECT_EQ( takeActs(), " +d2 +m2 +m3" );
+   EXPECT_TRUE( kernel.isUp( "d1" ) );
 }
 
 } // namespace

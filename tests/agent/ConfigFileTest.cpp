@@ -11,7 +11,10 @@ namespace {
 using Errors = std::vector< std::string >;
 
 TEST( ConfigFile, readsGroupsInTheirOrder ) {
-   ConfigFile const config = parseConfig( R"([[group]]
+   ConfigFile const config = parseConfig( R"(detection = "poll"
+detection_interval = 10
+protodown_reason = 31
+[[group]]
 name = "rack 2"
 monitor = [ "eth1", "eth2" ]
 intfs_to_disable = [ "swp1" ]
@@ -32,7 +35,12 @@ disable = [ "a-name-of-15byt" ]
    EXPECT_TRUE( group.intfsToDisable( Kelnet::IntfId( "swp1" ) ) );
    EXPECT_EQ( group.minLinks(), 2u );
    EXPECT_EQ( config.groups[ 1 ].config->minLinks(), 1u );
-   EXPECT_TRUE( parseConfig( "", "f" ).errors.empty() );
+   EXPECT_EQ( config.detection.mode, DetectionSettings::Mode::poll );
+   EXPECT_EQ( config.detection.intervalMs, 10u );
+   EXPECT_EQ( config.protoDownReason, 31u );
+   ConfigFile const nothing = parseConfig( "", "f" );
+   EXPECT_TRUE( nothing.errors.empty() );
+   EXPECT_EQ( nothing.detection.mode, DetectionSettings::Mode::verify );
 }
 
 TEST( ConfigFile, findsAllThatIsWrongAndTellsWhere ) {
@@ -61,7 +69,7 @@ disable = []
    EXPECT_EQ(
        config.errors,
        ( Errors{
-           R"(f.toml:1:1: unknown key "extra" in the file; expected group, startup_hold, dry_run)",
+           R"(f.toml:1:1: unknown key "extra" in the file; expected group, detection, detection_interval, protodown_reason, startup_hold, dry_run)",
            R"(f.toml:2:1: this group has no name; expected name = "...")",
            R"(f.toml:3:1: unknown key "nam" in a group; did you mean "name"?)",
            R"(f.toml:4:11: expected a list of interface names, monitor = [ "...", ... ], not a text)",
@@ -166,6 +174,12 @@ TEST( ConfigFile, tellsWhereTheTextIsNotToml ) {
    };
    EXPECT_EQ( firstError( "[group]\nname = \"a\"\n" ),
               "f:1:1: expected groups that begin with [[group]], not a table" );
+   EXPECT_EQ(
+       firstError( "detection = \"never\"\n" ),
+       "f:1:13: expected detection to be \"events\", \"verify\" or \"poll\", not \"never\"" );
+   EXPECT_EQ( firstError( "detection_interval = 0\n" ),
+              "f:1:22: expected detection_interval to be a whole number of milliseconds from 1 to "
+              "1000" );
    EXPECT_EQ( firstError( "[[group]]\nname = \"a\nmonitor = []\n" ).substr( 0, 7 ), "f:2:10:" );
    EXPECT_EQ( readConfig( "/no/such/file" ).errors,
               Errors{ "/no/such/file: can't be read: No such file or directory" } );

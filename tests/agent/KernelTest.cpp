@@ -1,7 +1,10 @@
 #include "tests/agent/NetworkTest.h"
 
+#include <chrono>
 #include <csignal>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 namespace Ufdd {
@@ -75,6 +78,72 @@ TEST_F( KernelTest, killedAndStartedAgainMovesNoPort ) {
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << last.output();
    EXPECT_EQ( transitions( "d1-far" ), before + 1 );
    EXPECT_EQ( transitions( "d2-far" ), before + 1 );
+}
+
+// What counts is how the links are in the end, be it that old news wait or that they were lost.
+TEST_F( KernelTest, manyNewsWhileStopped ) {
+   for ( char const* const name : { "u1", "u2", "d1" } )
+      plug( name );
+   auto way = arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\", \"u2\" ]\n"
+                         "disable = [ \"d1\" ]\nmin_links = 2\n" );
+   way.push_back( "--receive-buffer" );
+   for ( char const* const bytes : { "4096", "8388608" } ) {
+      way.push_back( bytes );
+      Process ufdd( way );
+      way.pop_back();
+      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+      std::uint32_t expected = transitions( "d1-far" );
+      bool isUp = true;
+      for ( bool const end : { true, false, false, true } ) {
+         ufdd.stop();
+         for ( int i = 0; i < 400; ++i )
+            set( i % 2 ? "u1-far" : "u2-far", i / 2 % 2 == 1 );
+         set( "u1-far", end );
+         ufdd.signal( SIGCONT );
+         expected += std::exchange( isUp, end ) != end;
+         EXPECT_TRUE( haveLink( { "d1-far" }, end ) ) << ufdd.output();
+         std::this_thread::sleep_for( std::chrono::milliseconds( 50 ) );
+         EXPECT_EQ( transitions( "d1-far" ), expected ) << ufdd.output();
+      }
+      EXPECT_EQ( ufdd.wrote( "news of links were lost" ), bytes == std::string( "4096" ) );
+   }
+}
+
+TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
+   plug( "u1" );
+   for ( std::string const name : { "x1", "x2" } )
+      if ( std::system( ( "ip link add " + name + " type vxlan dstport 0 id " + name.substr( 1 ) +
+                          " 2>/dev/null && ip link set " + name + " up" )
+                            .c_str() ) != 0 )
+         GTEST_SKIP() << "no interface that has protodown can be made here";
+   std::string const groups = "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\" ]\n"
+                              "disable = [ \"x1\", \"x2\" ]\n";
+   {
+      Process ufdd( arguments( "protodown_reason = 9\n" + groups ) );
+      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+      ip( "link set u1-far down" );
+      ASSERT_TRUE( haveLink( { "x1", "x2" }, false ) ) << ufdd.output();
+      ip( "link set x1 protodown_reason 7 on" );
+      // Someone slips it in.
+      ip( "link set x2 protodown off protodown_reason 9 off" );
+      EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port x2 shut again" ); } ) );
+      ASSERT_TRUE( haveLink( { "x2" }, false ) ) << ufdd.output();
+      EXPECT_NE( std::system( "ip link set x2 protodown off 2>/dev/null" ), 0 );
+      ufdd.signal( SIGKILL );
+      ufdd.wait();
+   }
+   // What it was held by is remembered, whatever the next one would take.
+   Process ufdd( arguments( groups ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ip( "link set u1-far up" );
+   ASSERT_TRUE( haveLink( { "x2" }, true ) ) << ufdd.output();
+   EXPECT_FALSE( hasLink( "x1" ) );
+   EXPECT_TRUE( eventually( [ & ] {
+      return ufdd.wrote( "port x1 released, but others keep it in protodown, for the reasons 7:" );
+   } ) )
+       << ufdd.output();
+   ip( "link set x1 protodown off protodown_reason 7 off" );
+   EXPECT_TRUE( hasLink( "x1" ) ) << "only our own bit was taken back";
 }
 
 } // namespace

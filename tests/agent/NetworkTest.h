@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/LinkMessage.h"
+#include "agent/NetlinkLinkControl.h"
 #include "agent/NetlinkSocket.h"
 #include "tests/agent/Process.h"
 
@@ -42,6 +43,13 @@ class NetworkTest : public testing::Test {
       ip( "link add " + name + " type veth peer name " + name + "-far" );
       ip( "link set " + name + " up" );
       ip( "link set " + name + "-far up" );
+   }
+
+   // Without the detour, for what is done often.
+   static void set( std::string const& name, bool up ) {
+      LinkRequest request{ .index = if_nametoindex( name.c_str() ), .up = up };
+      NetlinkLinkControl().apply( { &request, 1 } );
+      ASSERT_EQ( request.error, 0 ) << name;
    }
 
    // As the driver says at once: all that the neighbour sees of our port.

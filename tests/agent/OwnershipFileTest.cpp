@@ -21,7 +21,8 @@ namespace {
 using Holdings = std::vector< Holding >;
 
 Holdings const two{ { 7, InterfaceName( "eth1" ), 0x02a1b2c3d4e5 },
-                    { 12, InterfaceName( "a-name-of-15byt" ), 0xfedcba9876543210 } };
+                    { 12, InterfaceName( "a-name-of-15byt" ), 0xfedcba9876543210,
+                      LinkRequest::Means::protoDown, 31 } };
 
 class OwnershipFileTest : public testing::Test {
  protected:
@@ -63,6 +64,7 @@ TEST_F( OwnershipFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled
    }
    textIs( good.substr( 0, good.find( "held" ) ) +
            "held 0 down 0 a\nheld x down 0 a\nheld 3 up 0 a\nheld 3 down 0\nheld 3 down 0 a/b\n"
+           "held 3 protodown:32 0 a\nheld 3 protodown 0 a\nheld 3 reason: 0 a\n"
            "hold 3 down 0 a\n\n" +
            good.substr( good.find( "held" ) ) );
    EXPECT_EQ( recalled(), two );

@@ -63,7 +63,13 @@ class Process {
    Process( Process const& ) = delete;
    Process& operator=( Process const& ) = delete;
 
+   pid_t pid() const { return pid_; }
    void signal( int number ) const { kill( pid_, number ); }
+   // Returns when it stands still, until SIGCONT.
+   void stop() const {
+      signal( SIGSTOP );
+      waitpid( pid_, nullptr, WUNTRACED );
+   }
    // The exit status, -1 when it ended otherwise.
    int wait() {
       int status = 0;
@@ -77,8 +83,13 @@ class Process {
       text.resize( static_cast< std::size_t >( std::max( size, ssize_t() ) ) );
       return text;
    }
-   bool wrote( std::string const& text ) const {
-      return output().find( text ) != std::string::npos;
+   bool wrote( std::string const& text ) const { return count( text ) > 0; }
+   std::size_t count( std::string const& text ) const {
+      std::string const all = output();
+      std::size_t number = 0;
+      for ( std::size_t at = 0; ( at = all.find( text, at ) ) != std::string::npos; ++at )
+         ++number;
+      return number;
    }
 
  private:
@@ -86,7 +97,7 @@ class Process {
    pid_t pid_ = 0;
 };
 
-// A directory, with all that comes to be in it, for as long as this exists.
+// A directory in memory, as /run is, with all that comes to be in it, for as long as this exists.
 class Directory {
  public:
    Directory() {
@@ -103,7 +114,7 @@ class Directory {
    std::string const& path() const { return path_; }
 
  private:
-   std::string path_ = "/tmp/ufdd-test-XXXXXX";
+   std::string path_ = "/dev/shm/ufdd-test-XXXXXX";
 };
 
 // A file with that text, for as long as this exists.
