@@ -1,23 +1,90 @@
 #include "agent/Agent.h"
 
+#include "agent/Reflected.h"
+#include "model/GroupStatus.h"
+#include "platform/zet/Clock.h"
+
 namespace Ufdd {
 
-Agent::Agent( LinkControl& control, Log& log )
-    : links_( detector_.directory ), holder_( detector_, links_, control, log ),
-      groupLog_( detector_, links_, log ) {
+using UplinkFailureDetection::GroupStatus;
+
+Agent::Agent( LinkControl& control, Ownership& ownership, Log& log )
+    : detector_( log ), log_( log ), links_( detector_.directory ),
+      holder_( detector_, links_, control, ownership, log ), groupLog_( detector_, links_, log ) {
    links_.observerIs( holder_ );
 }
 
 void
-Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source ) {
-   for ( GroupSettings const& group : groups )
-      for ( auto const* const list : { &group.monitor, &group.disable } )
-         for ( std::string const& name : *list )
-            links_.watch( Kelnet::IntfId( name ) );
+Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, double startupHold ) {
+   watch( groups );
+   holder_.beginAdoption();
    source.start( links_ );
+   holder_.endAdoption();
+   for ( GroupSettings const& group : groups )
+      for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
+         if ( holder_.owns( port.key() ) )
+            detector_.verdicts.assumeDown( group.config->name() );
    detector_.configure( groups );
    detector_.start();
+   if ( startupHold > 0 )
+      startupEnd_ = Zet::now() + startupHold;
    settle();
+}
+
+Detector::Difference
+Agent::reload( std::vector< GroupSettings > const& groups ) {
+   watch( groups );
+   groupLog_.beginConfiguring();
+   Detector::Difference const difference = detector_.configure( groups );
+   groupLog_.endConfiguring();
+   settle();
+   return difference;
+}
+
+void
+Agent::settle() {
+   detector_.verdicts.evaluate();
+   if ( startupEnd_ ) {
+      if ( Zet::now() < *startupEnd_ )
+         return;
+      log_.line( "startup_hold is over; it hid " + std::to_string( detector_.verdicts.count() ) +
+                 " verdicts on groups" );
+      startupEnd_.reset();
+   }
+   holder_.settle();
+}
+
+std::optional< double >
+Agent::nextTime() const {
+   auto const next = detector_.verdicts.nextTime();
+   return startupEnd_ && ( !next || *startupEnd_ < *next ) ? startupEnd_ : next;
+}
+
+void
+Agent::watch( std::vector< GroupSettings > const& groups ) {
+   for ( GroupSettings const& group : groups ) {
+      for ( auto uplink = group.config->intfsToMonitorIteratorConst(); uplink; ++uplink )
+         links_.watch( uplink.key() );
+      for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
+         links_.watch( port.key() );
+   }
+}
+
+std::vector< std::string >
+Agent::statusLines() const {
+   std::vector< std::string > lines;
+   for ( auto group = detector_.status->groupIteratorConst(); group; ++group )
+      lines.push_back( "group " + std::string( group->name().view() ) + ": " +
+                       scalarsText( *reflected( Zet::Ptr< GroupStatus >( group.member() ) ) ) );
+   return lines;
+}
+
+std::string
+Agent::summary() const {
+   std::size_t const groups = detector_.config->groupMembers().count();
+   return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
+          std::to_string( detector_.verdicts.downGroups() ) +
+          " down; ports held: " + std::to_string( holder_.count() );
 }
 
 } // namespace Ufdd

@@ -1,14 +1,17 @@
 #pragma once
 
-#include "agent/ConfigFile.h"
 #include "agent/Detector.h"
 #include "agent/GroupLog.h"
+#include "agent/GroupSettings.h"
 #include "agent/LinkControl.h"
 #include "agent/LinkDirectory.h"
 #include "agent/LinkSource.h"
 #include "agent/Log.h"
+#include "agent/Ownership.h"
 #include "agent/PortHolder.h"
 
+#include <optional>
+#include <string>
 #include <vector>
 
 namespace Ufdd {
@@ -17,24 +20,42 @@ namespace Ufdd {
 // control of links, whatever these are.
 class Agent {
  public:
-   Agent( LinkControl& control, Log& log );
+   Agent( LinkControl& control, Ownership& ownership, Log& log );
 
    // Learns how the interfaces are, then evaluates the groups, then acts for the first time.
    // Throws: what the source throws; no port has been touched then.
-   void start( std::vector< GroupSettings > const& groups, LinkSource& source );
+   // For `startupHold` seconds, ports stay as they are found.
+   void start( std::vector< GroupSettings > const& groups, LinkSource& source,
+               double startupHold = 0 );
+   // Other groups, or the same ones changed. What is the same sees nothing of it.
+   Detector::Difference reload( std::vector< GroupSettings > const& groups );
+   // Our bit among the reasons for protodown. Requires: before start().
+   void protoDownReasonIs( unsigned int reason ) { holder_.reasonIs( reason ); }
+   LinkDirectory const& links() const { return links_; }
    // The end of a loop turn.
-   void settle() { holder_.settle(); }
+   void settle();
+   // When there is more to settle, by Zet::now(), if nothing happens before.
+   std::optional< double > nextTime() const;
    // Some acts failed and should be tried again, by retry() and the next settle().
    bool hasFailures() const { return holder_.hasFailures(); }
    void retry() { holder_.retry(); }
    // Opens every port that was shut. False when one couldn't be.
    bool release() { return holder_.release(); }
 
+   // A line for each group, with all that its status tells.
+   std::vector< std::string > statusLines() const;
+   // "2 groups, 1 down; ports held: 3"
+   std::string summary() const;
+
  private:
+   void watch( std::vector< GroupSettings > const& groups );
+
    Detector detector_;
+   Log& log_;
    LinkDirectory links_;
    PortHolder holder_;
    GroupLog groupLog_;
+   std::optional< double > startupEnd_; // While ports stay as they are found.
 };
 
 } // namespace Ufdd

@@ -1,13 +1,17 @@
 #include "agent/Daemon.h"
 
+#include "platform/zet/Clock.h"
 #include "platform/zet/NotificationFailure.h"
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <set>
 #include <string>
 #include <system_error>
+#include <utility>
+#include <vector>
 
 namespace Ufdd {
 
@@ -15,20 +19,34 @@ namespace {
 
 constexpr std::uint64_t retryMicroseconds = 1'000'000;
 
-// A terminal that goes ends the daemon as well, and so must not leave ports shut.
-constexpr std::array endSignals{ SIGTERM, SIGINT, SIGHUP };
+// Each once.
+std::vector< Kelnet::IntfId >
+uplinksOf( std::vector< GroupSettings > const& groups ) {
+   std::set< Kelnet::IntfId > uplinks;
+   for ( GroupSettings const& group : groups )
+      for ( auto uplink = group.config->intfsToMonitorIteratorConst(); uplink; ++uplink )
+         uplinks.insert( uplink.key() );
+   return { uplinks.begin(), uplinks.end() };
+}
 
 } // namespace
 
-Daemon::Daemon( StreamLog& log )
-    : log_( log ), source_( loop_ ), agent_( control_, log ),
-      retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ) {
+Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
+    : options_( options ), log_( log ), ownership_( options.stateDirectory ),
+      source_( loop_, options.receiveBuffer ), agent_( control_, ownership_, log ),
+      carrierWatch_( loop_, agent_.links(), source_ ),
+      retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ),
+      nextTimer_( loop_.timer< &Daemon::handleNextTime >( *this ) ),
+      watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ) {
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),
                                "can't set interfaces up or down without CAP_NET_ADMIN; start "
                                "ufdd as root or give it that capability" );
-   for ( int const number : endSignals )
-      loop_.onSignal< &Daemon::handleSignal >( number, *this );
+   loop_.onSignal< &Daemon::handleStop >( SIGTERM, *this );
+   loop_.onSignal< &Daemon::handleStop >( SIGINT, *this );
+   loop_.onSignal< &Daemon::handleLeave >( SIGUSR1, *this );
+   loop_.onSignal< &Daemon::handleReload >( SIGHUP, *this );
+   loop_.onSignal< &Daemon::handleStatus >( SIGUSR2, *this );
    loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );
    Zet::notificationFailureSinkIs( [ this ]( Zet::NotificationFailure const& failure ) {
       log_.line( "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
@@ -42,28 +60,60 @@ Daemon::~Daemon() {
 }
 
 bool
-Daemon::run( std::vector< GroupSettings > const& groups ) {
+Daemon::run( ConfigFile const& config ) {
    try {
-      agent_.start( groups, source_ );
-      log_.line( "watching " + std::to_string( groups.size() ) +
-                 ( groups.size() == 1 ? " group" : " groups" ) );
+      tellWarnings( config );
+      agent_.protoDownReasonIs( config.protoDownReason );
+      agent_.start( config.groups, source_, config.startupHold );
+      watchUplinks( config );
+      log_.line( "watching " + std::to_string( config.groups.size() ) +
+                 ( config.groups.size() == 1 ? " group" : " groups" ) );
       handleTurnEnd();
+      manager_.ready();
+      if ( manager_.watchdogPeriod() )
+         handleWatchdogTime();
       loop_.run();
    } catch ( ... ) {
       agent_.release();
       throw;
    }
+   return isLeaving_ || agent_.release();
+}
+
+bool
+Daemon::release() {
+   // Without groups, nothing is to be held.
+   agent_.start( {}, source_ );
    return agent_.release();
 }
 
 void
 Daemon::handleTurnEnd() {
+   if ( source_.takeLoss() )
+      log_.line( "news of links were lost, there were too many at once: all links are read again" );
+   if ( source_.takeNews() )
+      carrierWatch_.handleNews();
    agent_.settle();
+   setTimers();
+   manager_.statusIs( agent_.summary() + remark_ );
+   log_.flush();
+   if ( std::exchange( isAliveDue_, false ) )
+      manager_.alive();
+}
+
+void
+Daemon::setTimers() {
    if ( agent_.hasFailures() && !retryTimerOn_ ) {
       retryTimer_.fireIn( retryMicroseconds );
       retryTimerOn_ = true;
    }
-   log_.flush();
+   auto const next = agent_.nextTime();
+   if ( next && next != nextTime_ ) {
+      // Rounded up: a timer that fires too early finds nothing to do.
+      double const seconds = std::max( *next - Zet::now(), 0.0 );
+      nextTimer_.fireIn( static_cast< std::uint64_t >( seconds * 1e6 ) + 1 );
+      nextTime_ = next;
+   }
 }
 
 void
@@ -72,9 +122,65 @@ Daemon::handleRetryTime() {
    agent_.retry();
 }
 
+// That a timer fires is no proof of life; the end of the turn that it begins is.
 void
-Daemon::handleSignal() {
+Daemon::handleWatchdogTime() {
+   isAliveDue_ = true;
+   watchdogTimer_.fireIn( manager_.watchdogPeriod() / 2 );
+}
+
+void
+Daemon::handleStop() {
+   manager_.stopping();
    loop_.exit();
+}
+
+void
+Daemon::handleLeave() {
+   log_.line( "making room for the next ufdd: ports stay as they are" );
+   isLeaving_ = true;
+   handleStop();
+}
+
+void
+Daemon::handleReload() {
+   manager_.reloading();
+   ConfigFile const config = readConfigOfThisMachine( options_.configFile );
+   LogEvent const about{ .id = LogEvent::configuration };
+   if ( config.errors.empty() ) {
+      tellWarnings( config );
+      auto const [ added, changed, removed ] = agent_.reload( config.groups );
+      watchUplinks( config );
+      log_.event( about, "configuration loaded: groups added " + std::to_string( added ) +
+                             ", changed " + std::to_string( changed ) + ", removed " +
+                             std::to_string( removed ) );
+      remark_.clear();
+   } else {
+      for ( std::string const& error : config.errors )
+         log_.event( about, error );
+      log_.event( about, "configuration not loaded, the one before stays: the new one is wrong" );
+      remark_ = "; " + options_.configFile + " is wrong and was not loaded";
+   }
+   manager_.ready();
+}
+
+void
+Daemon::watchUplinks( ConfigFile const& config ) {
+   carrierWatch_.uplinksAre( uplinksOf( config.groups ) );
+   carrierWatch_.settingsAre( config.detection );
+}
+
+void
+Daemon::handleStatus() {
+   log_.line( agent_.summary() );
+   for ( std::string const& line : agent_.statusLines() )
+      log_.line( line );
+}
+
+void
+Daemon::tellWarnings( ConfigFile const& config ) {
+   for ( std::string const& warning : config.warnings )
+      log_.event( { .id = LogEvent::configuration }, warning );
 }
 
 } // namespace Ufdd

@@ -1,39 +1,75 @@
 #pragma once
 
 #include "agent/Agent.h"
+#include "agent/CarrierWatch.h"
 #include "agent/ConfigFile.h"
 #include "agent/EventLoop.h"
 #include "agent/Log.h"
 #include "agent/NetlinkLinkControl.h"
 #include "agent/NetlinkLinkSource.h"
+#include "agent/OwnershipFile.h"
+#include "agent/ServiceManager.h"
 
-#include <vector>
+#include <optional>
+#include <string>
 
 namespace Ufdd {
 
-// The process: the agent on the interfaces of the kernel, until SIGTERM, SIGINT or SIGHUP.
+// How the process runs, whatever it is configured to do.
+struct DaemonOptions {
+   std::string configFile; // To read again when asked to.
+   std::string stateDirectory = OwnershipFile::usualDirectory;
+   int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer; // For news of links, in bytes.
+};
+
+// The process: the agent on the interfaces of the kernel. Signals tell it what to do:
+// SIGTERM, SIGINT  stop, and open every port that was shut
+// SIGUSR1          make room for the next ufdd: stop, and leave the ports as they are
+// SIGHUP           read the configuration again
+// SIGUSR2          write the status of the groups to the log
 class Daemon {
  public:
    // Throws: std::system_error, as run() does; its text is for the user.
-   explicit Daemon( StreamLog& log );
+   Daemon( DaemonOptions const& options, BufferedLog& log );
    ~Daemon();
 
-   // Returns when a signal asked for the end, and however it ends, every port that was shut has
-   // been opened. False when one couldn't be.
-   bool run( std::vector< GroupSettings > const& groups );
+   // Returns when a signal asked for the end. Unless that was to make room, and however else it
+   // ends, every port that was shut has been opened. False when one couldn't be.
+   bool run( ConfigFile const& config );
+   // Only opens the ports that a former ufdd left shut. False when one couldn't be.
+   bool release();
 
  private:
    void handleTurnEnd();
    void handleRetryTime();
-   void handleSignal();
+   // It is time for what was put off; the end of the turn does it.
+   void handleNextTime() { nextTime_.reset(); }
+   void handleWatchdogTime();
+   void handleStop();
+   void handleLeave();
+   void handleReload();
+   void handleStatus();
+   void tellWarnings( ConfigFile const& config );
+   void watchUplinks( ConfigFile const& config );
+   void setTimers();
 
-   StreamLog& log_;
+   DaemonOptions const options_;
+   BufferedLog& log_;
+   OwnershipFile ownership_;
    EventLoop loop_;
    NetlinkLinkControl control_;
    NetlinkLinkSource source_;
    Agent agent_;
+   CarrierWatch carrierWatch_;
+   ServiceManager manager_;
    EventLoop::Source& retryTimer_;
    bool retryTimerOn_ = false;
+   EventLoop::Source& nextTimer_;
+   std::optional< double > nextTime_; // That the timer is set to.
+   EventLoop::Source& watchdogTimer_;
+   bool isAliveDue_ = false;
+   bool isLeaving_ = false;
+   std::string remark_; // Follows the status that the service manager is told.
 };
 
 } // namespace Ufdd

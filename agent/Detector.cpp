@@ -1,7 +1,10 @@
 #include "agent/Detector.h"
 
+#include "agent/Reflected.h"
 #include "model/GroupConfig.h"
 #include "model/GroupStatus.h"
+
+#include <set>
 
 namespace Ufdd {
 
@@ -9,24 +12,50 @@ using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
 using UplinkFailureDetection::GroupStatus;
 
-Detector::Detector()
+Detector::Detector( Log& log )
     : config( UplinkFailureDetection::configFactory( "config" ) ),
       status( UplinkFailureDetection::statusFactory( "status" ) ),
       cause( Errdisable::CauseStatus::CauseStatusIs( "uplinkFailureDetection" ) ),
       directory( Interface::EthIntfStatusDir::EthIntfStatusDirIs( "interfaces" ) ),
-      root_( UplinkFailureDetection::rootFactory( "root" ) ) {}
+      verdicts( config, status, log ), root_( UplinkFailureDetection::rootFactory( "root" ) ) {}
+
+Detector::Difference
+Detector::configure( std::vector< GroupSettings > const& groups ) {
+   Difference difference;
+   std::set< Zet::Name > wanted;
+   for ( GroupSettings const& settings : groups )
+      wanted.insert( settings.config->name() );
+   for ( auto group = config->groupIterator(); group; ++group )
+      if ( !wanted.contains( group->name() ) ) {
+         ++difference.removed;
+         config->groupDel( group->name() );
+      }
+   for ( GroupSettings const& settings : groups )
+      configure( settings, difference );
+   verdicts.handleConfigured();
+   return difference;
+}
 
 void
-Detector::configure( std::vector< GroupSettings > const& groups ) {
-   for ( GroupSettings const& settings : groups ) {
-      Zet::Ptr< GroupConfig > const group =
-          config->groupIs( Zet::Name( std::string_view( settings.name ) ) );
-      for ( std::string const& uplink : settings.monitor )
-         group->intfsToMonitorIs( Kelnet::IntfId( uplink ), true );
-      for ( std::string const& port : settings.disable )
-         group->intfsToDisableIs( Kelnet::IntfId( port ), true );
-      group->minLinksIs( settings.minLinks );
-   }
+Detector::configure( GroupSettings const& settings, Difference& difference ) {
+   Zet::Name const name = settings.config->name();
+   bool const isNew = !config->group( name );
+   bool const hasNewPolicy = !verdicts.policyIs( name, settings.policy );
+   auto const wanted = reflected( settings.config );
+   auto const group = reflected( config->groupIs( name ) );
+   if ( isNew )
+      ++difference.added;
+   else if ( hasNewPolicy || !isConfiguredAlike( *wanted, *group ) )
+      ++difference.changed;
+   // So that the group gets from one state to the other without passing through a third.
+   copyConfiguration( *wanted, *group,
+                      isDown( name ) ? CopyOrder::removeFirst : CopyOrder::addFirst );
+}
+
+bool
+Detector::isDown( Zet::Name const& group ) const {
+   Zet::Ptr< GroupStatus > const groupStatus = status->group( group );
+   return groupStatus && groupStatus->groupLinkStatus() == GroupLinkStatus::down;
 }
 
 void

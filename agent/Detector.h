@@ -1,6 +1,8 @@
 #pragma once
 
-#include "agent/ConfigFile.h"
+#include "agent/GroupSettings.h"
+#include "agent/Log.h"
+#include "agent/Verdicts.h"
 #include "model/Config.h"
 #include "model/GroupLinkStatus.h"
 #include "model/Status.h"
@@ -18,21 +20,32 @@ namespace Ufdd {
 // machine.
 class Detector {
  public:
-   Detector();
+   explicit Detector( Log& log );
 
    // What the library reads and writes. None is ever null.
    Zet::Ptr< UplinkFailureDetection::Config > const config;
    Zet::Ptr< UplinkFailureDetection::Status > const status;
    Zet::Ptr< Errdisable::CauseStatus > const cause;
    Zet::Ptr< Interface::EthIntfStatusDir > const directory;
+   // What is done about what they tell.
+   Verdicts verdicts;
 
-   // Fills the configuration. Requires: before start().
-   void configure( std::vector< GroupSettings > const& groups );
+   // How many groups a new configuration touched.
+   struct Difference {
+      unsigned int added = 0;
+      unsigned int changed = 0;
+      unsigned int removed = 0;
+   };
+
+   // Makes the configuration what it is to be. Groups that are the same see nothing of it.
+   // Requires: the directory tells the state of all interfaces named.
+   Difference configure( std::vector< GroupSettings > const& groups );
    // Evaluates every group and reacts from then on.
    // Requires: the directory tells the state that the interfaces are in.
    void start();
 
-   bool isHeld( Kelnet::IntfId port ) const { return cause->intfStatus( port ).has_value(); }
+   // Whether the port is to be held now.
+   bool isHeld( Kelnet::IntfId port ) const { return verdicts.isHeld( port ); }
    // Makes every group that is down and disables `port` check again. Each writes the entry of
    // the port back that another group, which came up, has deleted.
    void checkGroupsHolding( Kelnet::IntfId port );
@@ -44,6 +57,8 @@ class Detector {
    std::string countOf( UplinkFailureDetection::GroupConfig const& group ) const;
 
  private:
+   void configure( GroupSettings const& settings, Difference& difference );
+   bool isDown( Zet::Name const& group ) const;
    template < class Action >
    void forEachGroup( Kelnet::IntfId port, UplinkFailureDetection::GroupLinkStatus linkStatus,
                       Action action ) const;

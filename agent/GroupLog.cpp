@@ -1,6 +1,5 @@
 #include "agent/GroupLog.h"
 
-#include "agent/Observing.h"
 #include "model/GroupStatus.h"
 
 #include <string>
@@ -9,58 +8,40 @@
 namespace Ufdd {
 
 using UplinkFailureDetection::GroupConfig;
-using UplinkFailureDetection::GroupLinkStatus;
-using UplinkFailureDetection::GroupStatus;
-using UplinkFailureDetection::Status;
-
-class GroupLog::StatusObserver final : public Status::NotifieeConst {
- public:
-   explicit StatusObserver( GroupLog& log ) : log_( log ) {}
-   void onGroup( Zet::Name name ) override { log_.handleGroup( name ); }
-
- private:
-   GroupLog& log_;
-};
-
-class GroupLog::GroupObserver final : public GroupStatus::NotifieeConst {
- public:
-   explicit GroupObserver( GroupLog& log ) : log_( log ) {}
-   void onGroupLinkStatus() override {
-      GroupLinkStatus const now = notifier()->groupLinkStatus();
-      log_.handleTransition( notifier()->name(), std::exchange( linkStatus_, now ), now );
-   }
-
- private:
-   GroupLog& log_;
-   GroupLinkStatus linkStatus_ = GroupLinkStatus::unknown;
-};
 
 GroupLog::GroupLog( Detector const& detector, LinkDirectory const& links, Log& log )
-    : detector_( detector ), links_( links ), log_( log ),
-      statusObserver_( observing< StatusObserver >( detector.status, *this ) ) {}
-
-GroupLog::~GroupLog() = default;
+    : detector_( detector ), links_( links ), log_( log ), transitions_( detector.status, *this ) {}
 
 void
-GroupLog::handleGroup( Zet::Name const& name ) {
-   if ( auto const group = detector_.status->group( name ) )
-      groups_[ name ] = observing< GroupObserver >( group, *this );
+GroupLog::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
+   if ( isConfiguring_ )
+      beforeConfiguring_.try_emplace( name, before );
    else
-      groups_.erase( name );
+      print( name, before, now );
 }
 
 void
-GroupLog::handleTransition( Zet::Name const& name, GroupLinkStatus before, GroupLinkStatus now ) {
+GroupLog::endConfiguring() {
+   isConfiguring_ = false;
+   for ( auto const& [ name, before ] : std::exchange( beforeConfiguring_, {} ) )
+      if ( auto const group = detector_.status->group( name );
+           group && group->groupLinkStatus() != before )
+         print( name, before, group->groupLinkStatus() );
+}
+
+void
+GroupLog::print( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
    Zet::Ptr< GroupConfig > const group = detector_.config->group( name );
    LinkNews const& news = links_.news();
    std::string const reason = news.kind == LinkNews::Kind::none ? "configured"
                               : group && group->intfsToMonitor( news.port )
                                   ? "uplink " + news.text()
                                   : news.text();
-   log_.line( "group " + std::string( name.view() ) + ": " +
-              std::string( stringValue( before ).view() ) + " -> " +
-              std::string( stringValue( now ).view() ) + ", " +
-              ( group ? detector_.countOf( *group ) : "" ) + ": " + reason );
+   log_.event( { .id = LogEvent::groupTransition, .group = name.view() },
+               "group " + std::string( name.view() ) + ": " +
+                   std::string( stringValue( before ).view() ) + " -> " +
+                   std::string( stringValue( now ).view() ) + ", " +
+                   ( group ? detector_.countOf( *group ) : "" ) + ": " + reason );
 }
 
 } // namespace Ufdd

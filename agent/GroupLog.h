@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/Detector.h"
+#include "agent/GroupTransitions.h"
 #include "agent/LinkDirectory.h"
 #include "agent/Log.h"
 
@@ -10,24 +11,25 @@ namespace Ufdd {
 
 // Writes a line for every transition of a group:
 // "group rack1: up -> down, 0/2 up, min_links 1: uplink eth2 lost carrier".
-class GroupLog {
+class GroupLog final : private GroupTransitions::Listener {
  public:
    GroupLog( Detector const& detector, LinkDirectory const& links, Log& log );
-   ~GroupLog();
+
+   // Between the two, a group may pass through states that nobody configured: what counts is where
+   // it comes to rest.
+   void beginConfiguring() { isConfiguring_ = true; }
+   void endConfiguring();
 
  private:
-   class StatusObserver;
-   class GroupObserver;
-
-   void handleGroup( Zet::Name const& name );
-   void handleTransition( Zet::Name const& name, UplinkFailureDetection::GroupLinkStatus before,
-                          UplinkFailureDetection::GroupLinkStatus now );
+   void handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) override;
+   void print( Zet::Name const& name, LinkStatus before, LinkStatus now );
 
    Detector const& detector_;
    LinkDirectory const& links_;
    Log& log_;
-   std::map< Zet::Name, Zet::Ptr< GroupObserver > > groups_;
-   Zet::Ptr< StatusObserver > statusObserver_;
+   bool isConfiguring_ = false;
+   std::map< Zet::Name, LinkStatus > beforeConfiguring_;
+   GroupTransitions transitions_;
 };
 
 } // namespace Ufdd

@@ -1,5 +1,7 @@
 #include "agent/LinkDirectory.h"
 
+#include <linux/if.h>
+
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -11,10 +13,25 @@ namespace {
 using Interface::EthIntfStatus;
 using Interface::OperStatus;
 
-LinkNews
-newsOf( Kelnet::IntfId port, Link const& link ) {
+LinkNews::Kind
+kindOf( Link const& link, OperStatus before ) {
    using Kind = LinkNews::Kind;
-   return { link.up() ? Kind::up : link.adminUp ? Kind::lostCarrier : Kind::adminDown, port, {} };
+   if ( !link.adminUp )
+      return Kind::adminDown;
+   if ( !link.carrier )
+      return Kind::lostCarrier;
+   switch ( link.operState ) {
+   case IF_OPER_DORMANT:
+   case IF_OPER_TESTING:
+      return Kind::dormant;
+   case IF_OPER_NOTPRESENT:
+   case IF_OPER_DOWN:
+   case IF_OPER_LOWERLAYERDOWN:
+      // Older than the carrier; what the kernel makes of that will be told.
+      return before == OperStatus::down ? Kind::dormant : Kind::up;
+   default:
+      return Kind::up;
+   }
 }
 
 } // namespace
@@ -24,13 +41,34 @@ LinkDirectory::LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory 
 
 void
 LinkDirectory::watch( Kelnet::IntfId port ) {
-   ports_[ port.name().view() ].id = port;
+   auto const [ at, isNew ] = ports_.try_emplace( port.name().view(), Port{ port, 0, nullptr } );
+   if ( !isNew )
+      return;
+   for ( auto& [ index, known ] : links_ )
+      if ( known.link.name.view() == at->first ) {
+         known.port = &at->second;
+         at->second.index = index;
+         handleState( at->second, known.link );
+      }
 }
 
-std::uint32_t
-LinkDirectory::index( Kelnet::IntfId port ) const {
+Link const*
+LinkDirectory::link( std::uint32_t index ) const {
+   auto const at = links_.find( index );
+   return at == links_.end() ? nullptr : &at->second.link;
+}
+
+Link const*
+LinkDirectory::link( Kelnet::IntfId port ) const {
    auto const at = ports_.find( port.name().view() );
-   return at == ports_.end() ? 0 : at->second.index;
+   return at == ports_.end() ? nullptr : link( at->second.index );
+}
+
+void
+LinkDirectory::collectMembers( std::uint32_t lag, std::vector< Link >& members ) const {
+   for ( auto const& [ index, known ] : links_ )
+      if ( known.link.master == lag )
+         members.push_back( known.link );
 }
 
 void
@@ -51,31 +89,36 @@ LinkDirectory::handleLinks( std::span< Link const > links ) {
 void
 LinkDirectory::handleLink( Link const& link ) {
    Known& known = links_[ link.index ];
-   if ( known.name != link.name )
+   bool const hasNewName = known.link.name != link.name;
+   bool const isRenamed = hasNewName && known.link.index != 0;
+   if ( hasNewName )
       handleName( known, link );
+   known.link = link;
+   if ( isRenamed && observer_ )
+      observer_->handleRenamed( link.index, link.name );
    if ( known.port )
       handleState( *known.port, link );
+   if ( observer_ )
+      observer_->handleLink( link, known.port ? known.port->id : Kelnet::IntfId() );
 }
 
 void
 LinkDirectory::handleName( Known& known, Link const& link ) {
-   bool const renamed = !known.name.empty();
    leave( known, link.index,
           { LinkNews::Kind::renamed, known.port ? known.port->id : Kelnet::IntfId(), link.name } );
    auto const at = ports_.find( link.name.view() );
-   known.name = link.name;
    known.port = at == ports_.end() ? nullptr : &at->second;
    // Another link that still seems to have that name was renamed; the news of it will come.
    if ( known.port )
       known.port->index = link.index;
-   if ( renamed && observer_ )
-      observer_->handleRenamed( link.index, link.name );
 }
 
 void
 LinkDirectory::handleState( Port& port, Link const& link ) {
-   OperStatus const operStatus = link.up() ? OperStatus::up : OperStatus::down;
-   news_ = newsOf( port.id, link );
+   OperStatus const before = port.status ? port.status->operStatus() : OperStatus::unknown;
+   LinkNews::Kind const kind = kindOf( link, before );
+   OperStatus const operStatus = kind == LinkNews::Kind::up ? OperStatus::up : OperStatus::down;
+   news_ = { kind, port.id, {} };
    if ( port.status ) {
       port.status->operStatusIs( operStatus );
    } else {
@@ -85,8 +128,6 @@ LinkDirectory::handleState( Port& port, Link const& link ) {
       directory_->intfStatusIs( port.status );
    }
    news_ = {};
-   if ( observer_ )
-      observer_->handlePort( port.id, link.adminUp );
 }
 
 void

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string_view>
 #include <unordered_map>
+#include <vector>
 
 namespace Ufdd {
 
@@ -18,8 +19,8 @@ class LinkDirectory final : public LinkListener {
    // Hears of a link once the directory knows it.
    class Observer {
     public:
-      // The link of a watched name is new, or was told of again.
-      virtual void handlePort( Kelnet::IntfId port, bool adminUp ) = 0;
+      // A link is new, or was told of again. `port` is the watched name that it has, or empty.
+      virtual void handleLink( Link const& link, Kelnet::IntfId port ) = 0;
       virtual void handleRenamed( std::uint32_t index, InterfaceName const& name ) = 0;
       virtual void handleGone( std::uint32_t index ) = 0;
 
@@ -29,13 +30,17 @@ class LinkDirectory final : public LinkListener {
 
    explicit LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory );
 
-   // Requires: before the first links are told of.
+   // The directory tells of a link of that name, if there is one, from now on.
    void watch( Kelnet::IntfId port );
    // Borrows: observer.
    void observerIs( Observer& observer ) { observer_ = &observer; }
 
-   // Of the link that has the name now; 0 when there is none, or when the name is not watched.
-   std::uint32_t index( Kelnet::IntfId port ) const;
+   // As they were last told of; null when there is none, be it that the name is not watched.
+   // Valid until: the next news.
+   Link const* link( std::uint32_t index ) const;
+   Link const* link( Kelnet::IntfId port ) const;
+   // Adds the parts of the LAG of that index to `members`.
+   void collectMembers( std::uint32_t lag, std::vector< Link >& members ) const;
    // What is being told to the directory; no news outside of that.
    LinkNews const& news() const { return news_; }
 
@@ -52,8 +57,8 @@ class LinkDirectory final : public LinkListener {
    };
 
    struct Known {
-      InterfaceName name;
-      Port* port = nullptr; // Of that name, if it is watched.
+      Link link;
+      Port* port = nullptr; // Of its name, if it is watched.
    };
 
    void handleName( Known& known, Link const& link );

@@ -26,6 +26,7 @@ LinkFeed::handleDumpAsked( std::uint32_t sequence ) {
 
 void
 LinkFeed::handleLoss() {
+   hasNews_ = true;
    state_ = state_ == State::dump || state_ == State::spoilt ? State::spoilt : State::lost;
 }
 
@@ -72,6 +73,7 @@ LinkFeed::handleNews( nlmsghdr const& message ) {
    std::optional< Link > const link = linkOf( message );
    if ( !link )
       return;
+   hasNews_ |= message.nlmsg_pid != ownPort_ || ownPort_ == 0;
    if ( state_ == State::dump )
       said_.push_back( *link );
    else if ( state_ != State::live )

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 struct nlmsghdr;
@@ -16,13 +17,18 @@ namespace Ufdd {
 // for after that, has come in whole.
 class LinkFeed {
  public:
-   explicit LinkFeed( LinkListener& listener ) : listener_( listener ) {}
+   // `ownPort` is the port number of the socket.
+   explicit LinkFeed( LinkListener& listener, std::uint32_t ownPort = 0 )
+       : listener_( listener ), ownPort_( ownPort ) {}
 
    // News may be missing, as at the beginning: the owner must ask the kernel for a dump, unless
    // one is under way.
    bool dumpWanted() const { return state_ == State::lost; }
    // The listener knows all that the kernel said.
    bool complete() const { return state_ == State::live; }
+
+   // Whether anything happened since the last call, other than that our questions were answered.
+   bool takeNews() { return std::exchange( hasNews_, false ); }
 
    // A dump was asked for, under that sequence number.
    void handleDumpAsked( std::uint32_t sequence );
@@ -45,6 +51,8 @@ class LinkFeed {
    void handleDumpEnd( nlmsghdr const& message );
 
    LinkListener& listener_;
+   std::uint32_t const ownPort_;
+   bool hasNews_ = false;
    State state_ = State::lost;
    std::uint32_t dumpSequence_ = 0;
    // While a dump is under way: all that was said since, in order; the last word on an index

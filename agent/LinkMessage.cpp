@@ -6,16 +6,68 @@
 #include <linux/rtnetlink.h>
 
 #include <cerrno>
+#include <string_view>
 
 namespace Ufdd {
 
 namespace {
 
+std::uint64_t
+addressOf( nlattr const& attribute ) {
+   auto const* const bytes =
+       static_cast< unsigned char const* >( mnl_attr_get_payload( &attribute ) );
+   std::uint64_t address = 0;
+   for ( std::size_t i = 0; i < mnl_attr_get_payload_len( &attribute ); ++i )
+      address = address << 8 | bytes[ i ];
+   return address;
+}
+
 int
-findName( nlattr const* attribute, void* name ) {
-   if ( mnl_attr_get_type( attribute ) == IFLA_IFNAME &&
-        mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
-      *static_cast< InterfaceName* >( name ) = InterfaceName( mnl_attr_get_str( attribute ) );
+readReasons( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_PROTO_DOWN_REASON_VALUE )
+      static_cast< Link* >( link )->protoDownReasons = mnl_attr_get_u32( attribute );
+   return MNL_CB_OK;
+}
+
+int
+readKind( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_INFO_KIND &&
+        mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 ) {
+      std::string_view const kind = mnl_attr_get_str( attribute );
+      static_cast< Link* >( link )->isLag = kind == "bond" || kind == "team";
+   }
+   return MNL_CB_OK;
+}
+
+int
+readAttribute( nlattr const* attribute, void* data ) {
+   auto& link = *static_cast< Link* >( data );
+   switch ( mnl_attr_get_type( attribute ) ) {
+   case IFLA_IFNAME:
+      if ( mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
+         link.name = InterfaceName( mnl_attr_get_str( attribute ) );
+      break;
+   case IFLA_OPERSTATE:
+      link.operState = mnl_attr_get_u8( attribute );
+      break;
+   case IFLA_ADDRESS:
+      link.address = addressOf( *attribute );
+      break;
+   case IFLA_MASTER:
+      link.master = mnl_attr_get_u32( attribute );
+      break;
+   case IFLA_PROTO_DOWN:
+      link.protoDown = mnl_attr_get_u8( attribute ) != 0;
+      break;
+   case IFLA_PROTO_DOWN_REASON:
+      mnl_attr_parse_nested( attribute, readReasons, &link );
+      break;
+   case IFLA_LINKINFO:
+      mnl_attr_parse_nested( attribute, readKind, &link );
+      break;
+   default:
+      break;
+   }
    return MNL_CB_OK;
 }
 
@@ -34,6 +86,16 @@ beginLinkMessage( std::byte* room, std::uint16_t type, std::uint16_t flags,
    return { header, info };
 }
 
+std::size_t
+putLinkQuestion( std::byte* room, std::uint32_t index, std::uint16_t flags,
+                 std::uint32_t sequence ) {
+   LinkMessage const question = beginLinkMessage(
+       room, RTM_GETLINK, static_cast< std::uint16_t >( NLM_F_REQUEST | flags ), sequence );
+   question.info->ifi_index = static_cast< int >( index );
+   mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
+   return question.header->nlmsg_len;
+}
+
 std::optional< Link >
 linkOf( nlmsghdr const& message ) {
    if ( message.nlmsg_type != RTM_NEWLINK && message.nlmsg_type != RTM_DELLINK )
@@ -48,7 +110,7 @@ linkOf( nlmsghdr const& message ) {
    link.adminUp = info.ifi_flags & IFF_UP;
    link.carrier = info.ifi_flags & IFF_LOWER_UP;
    if ( message.nlmsg_type == RTM_NEWLINK ) {
-      mnl_attr_parse( &message, sizeof info, findName, &link.name );
+      mnl_attr_parse( &message, sizeof info, readAttribute, &link );
       if ( link.name.empty() )
          return std::nullopt;
    }

@@ -14,6 +14,8 @@ LinkNews::text() const {
       return name + " lost carrier";
    case Kind::adminDown:
       return name + " administratively down";
+   case Kind::dormant:
+      return name + " has carrier but is dormant";
    case Kind::removed:
       return name + " removed";
    case Kind::renamed:

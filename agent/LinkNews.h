@@ -9,7 +9,7 @@ namespace Ufdd {
 
 // A change of an interface, as the reason for what follows from it.
 struct LinkNews {
-   enum class Kind { none, up, lostCarrier, adminDown, removed, renamed };
+   enum class Kind { none, up, lostCarrier, adminDown, dormant, removed, renamed };
 
    Kind kind = Kind::none;
    Kelnet::IntfId port;

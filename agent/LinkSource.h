@@ -11,10 +11,17 @@ namespace Ufdd {
 struct Link {
    std::uint32_t index = 0; // The kernel's, never 0; of one interface for as long as it exists.
    InterfaceName name;
-   bool adminUp = false; // Set up by its administrator (IFF_UP).
-   bool carrier = false; // The layer below works (IFF_LOWER_UP).
+   std::uint64_t address = 0; // Of the hardware, the last 8 bytes of it; 0 when it has none.
+   bool adminUp = false;      // Set up by its administrator (IFF_UP).
+   bool carrier = false;      // The layer below works (IFF_LOWER_UP).
+   // What the kernel makes of that, one of IF_OPER_...; may be older than the carrier.
+   std::uint8_t operState = 0;
+   bool protoDown = false; // Kept without carrier, for these reasons, a bit each.
+   std::uint32_t protoDownReasons = 0;
+   std::uint32_t master = 0; // The index of the interface that it is a part of, or 0.
+   bool isLag = false;       // Its parts carry its traffic, as those of a bond or a team do.
 
-   bool up() const { return adminUp && carrier; }
+   bool hasProtoDownReason( unsigned int number ) const { return protoDownReasons >> number & 1; }
 };
 
 // Hears what happens to the interfaces.

@@ -6,23 +6,47 @@
 
 namespace Ufdd {
 
+// What a line is about, for programs that read the log.
+struct LogEvent {
+   enum Id {
+      other,
+      groupTransition, // The group's state changed.
+      groupVerdict,    // What is done about that was put off, or only would have been done.
+      portShut,
+      portReleased,
+      portFailure,   // It can't be shut or released.
+      configuration, // A configuration was loaded or refused.
+   };
+   Id id = other;
+   std::string_view group = {}; // Empty when it is about none, as the port.
+   std::string_view port = {};
+};
+
 // Where the daemon says what it does, a line at a time.
 class Log {
  public:
    virtual ~Log() = default;
    // `text` ends without a line break.
    virtual void line( std::string_view text ) = 0;
+   // The same, with what it is about.
+   virtual void event( LogEvent const&, std::string_view text ) { line( text ); }
 };
 
-// A log on a file descriptor. Lines wait until flush(), so that nothing urgent waits for them;
-// and flush() never waits for a reader that is stuck: what doesn't fit is dropped and counted.
-class StreamLog final : public Log {
+// A log whose lines wait until flush(), so that nothing urgent waits for them; and flush() never
+// waits for a reader that is stuck: what doesn't fit is dropped and counted.
+class BufferedLog : public Log {
+ public:
+   virtual void flush() = 0;
+};
+
+// A log on a file descriptor.
+class StreamLog final : public BufferedLog {
  public:
    // With `timed`, each line begins with the time of day.
    StreamLog( int fd, bool timed ) : fd_( fd ), timed_( timed ) {}
 
    void line( std::string_view text ) override;
-   void flush();
+   void flush() override;
 
  private:
    static constexpr std::size_t maxWaiting = 1 << 16;

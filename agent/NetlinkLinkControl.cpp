@@ -17,8 +17,34 @@ namespace {
 
 constexpr int answerTimeoutMs = 5000;
 constexpr int unanswered = ETIMEDOUT;
-// More than the two messages of a request take.
-constexpr std::size_t requestRoom = 128;
+// More than the messages of a request take.
+constexpr std::size_t requestRoom = 256;
+
+// The kernel looks at the reasons first: opening takes our bit back also where others hold it.
+void
+putProtoDown( nlmsghdr& order, LinkRequest const& request ) {
+   std::uint32_t const bit = 1u << request.reason;
+   if ( !request.up || request.means == LinkRequest::Means::protoDown )
+      mnl_attr_put_u8( &order, IFLA_PROTO_DOWN, request.up ? 0 : 1 );
+   nlattr* const reasons = mnl_attr_nest_start( &order, IFLA_PROTO_DOWN_REASON );
+   mnl_attr_put_u32( &order, IFLA_PROTO_DOWN_REASON_MASK, bit );
+   mnl_attr_put_u32( &order, IFLA_PROTO_DOWN_REASON_VALUE, request.up ? 0 : bit );
+   mnl_attr_nest_end( &order, reasons );
+}
+
+std::size_t
+putOrder( std::byte* room, LinkRequest const& request, std::uint32_t sequence ) {
+   LinkMessage const order =
+       beginLinkMessage( room, RTM_NEWLINK, NLM_F_REQUEST | NLM_F_ACK, sequence );
+   order.info->ifi_index = static_cast< int >( request.index );
+   if ( request.means == LinkRequest::Means::adminDown ) {
+      order.info->ifi_flags = request.up ? IFF_UP : 0;
+      order.info->ifi_change = IFF_UP;
+   } else {
+      putProtoDown( *order.header, request );
+   }
+   return order.header->nlmsg_len;
+}
 
 } // namespace
 
@@ -53,7 +79,7 @@ NetlinkLinkControl::applyBatch( std::span< LinkRequest > requests ) {
          if ( request.error == unanswered )
             request.error = error.code().value();
    }
-   firstSequence_ += static_cast< std::uint32_t >( 2 * requests.size() );
+   firstSequence_ += static_cast< std::uint32_t >( messagesEach * requests.size() );
 }
 
 void
@@ -62,8 +88,10 @@ NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > requests ) {
       return request.error == unanswered;
    };
    int timeoutMs = answerTimeoutMs;
-   while ( std::any_of( requests.begin(), requests.end(), isUnanswered ) ) {
-      auto const datagram = socket_.receive( timeoutMs );
+   for ( ;; ) {
+      // The answers to the last question come after all that is waited for.
+      bool const wait = std::any_of( requests.begin(), requests.end(), isUnanswered );
+      auto const datagram = socket_.receive( wait ? timeoutMs : 0 );
       if ( !datagram )
          return;
       // The kernel answers before it returns from the sending: what is not there is lost.
@@ -83,33 +111,31 @@ NetlinkLinkControl::sendBatch( std::span< LinkRequest const > requests ) {
    std::size_t size = 0;
    std::uint32_t sequence = firstSequence_;
    for ( LinkRequest const& request : requests ) {
-      LinkMessage const question =
-          beginLinkMessage( batch_.data() + size, RTM_GETLINK, NLM_F_REQUEST, sequence++ );
-      question.info->ifi_index = static_cast< int >( request.index );
-      mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
-      size += question.header->nlmsg_len;
-
-      LinkMessage const order = beginLinkMessage( batch_.data() + size, RTM_NEWLINK,
-                                                  NLM_F_REQUEST | NLM_F_ACK, sequence++ );
-      order.info->ifi_index = static_cast< int >( request.index );
-      order.info->ifi_flags = request.up ? IFF_UP : 0;
-      order.info->ifi_change = IFF_UP;
-      size += order.header->nlmsg_len;
+      size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence++ );
+      if ( !request.onlyAsk )
+         size += putOrder( batch_.data() + size, request, sequence );
+      ++sequence;
+      size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence++ );
    }
    socket_.send( std::span( batch_ ).first( size ) );
 }
 
 void
 NetlinkLinkControl::handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests ) {
-   std::size_t const answered = ( message.nlmsg_seq - firstSequence_ ) / 2;
+   std::uint32_t const place = message.nlmsg_seq - firstSequence_;
+   std::size_t const answered = place / messagesEach;
    if ( answered >= requests.size() )
       return;
    LinkRequest& request = requests[ answered ];
-   bool const answersOrder = ( message.nlmsg_seq - firstSequence_ ) % 2;
-   if ( auto const link = linkOf( message ) )
-      request.wasUp = link->adminUp;
-   else if ( answersOrder && message.nlmsg_type == NLMSG_ERROR )
+   bool const isFirst = place % messagesEach == 0;
+   bool const answersOrder = place % messagesEach == 1;
+   if ( auto const link = linkOf( message ) ) {
+      ( isFirst ? request.before : request.after ) = *link;
+      if ( request.onlyAsk )
+         request.error = 0;
+   } else if ( ( answersOrder || request.onlyAsk ) && message.nlmsg_type == NLMSG_ERROR ) {
       request.error = errorOf( message );
+   }
 }
 
 } // namespace Ufdd

@@ -24,17 +24,18 @@ class NetlinkLinkControl final : public LinkControl {
 
  private:
    // So few that all answers fit into the receive buffer that everybody gets.
-   static constexpr std::size_t batchSize = 32;
+   static constexpr std::size_t batchSize = 16;
+   static constexpr std::uint32_t messagesEach = 3;
 
    void applyBatch( std::span< LinkRequest > requests );
-   // Each request is a question, how the interface is set, and an order.
+   // Each request is an order between two questions, how the interface is.
    void sendBatch( std::span< LinkRequest const > requests );
    void receiveAnswers( std::span< LinkRequest > requests );
    void handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests );
 
    NetlinkSocket socket_;
    std::vector< std::byte > batch_;
-   std::uint32_t firstSequence_ = 1; // Of the batch under way, two for each request.
+   std::uint32_t firstSequence_ = 1; // Of the batch under way, messagesEach for each request.
 };
 
 } // namespace Ufdd

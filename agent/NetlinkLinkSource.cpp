@@ -2,8 +2,6 @@
 
 #include "agent/LinkMessage.h"
 
-#include <libmnl/libmnl.h>
-#include <linux/if_link.h>
 #include <linux/rtnetlink.h>
 
 #include <array>
@@ -14,21 +12,20 @@ namespace Ufdd {
 
 namespace {
 
-// Room for the news of some thousand links that change at once.
-constexpr int receiveBufferSize = 8 << 20;
 constexpr int listTimeoutMs = 5000;
-// Enough to take in a burst whole, so that it is acted on as one change; few enough that acting
-// doesn't wait for the end of a storm.
-constexpr int datagramsPerTurn = 64;
+// As many as the receive buffer holds, so that what waited there is acted on as one change, and not
+// on what was true a while ago; but acting doesn't wait for the end of a storm.
+constexpr int datagramsPerTurn = 4096;
 
 } // namespace
 
-NetlinkLinkSource::NetlinkLinkSource( EventLoop& loop ) : loop_( loop ) {}
+NetlinkLinkSource::NetlinkLinkSource( EventLoop& loop, int receiveBuffer )
+    : loop_( loop ), receiveBuffer_( receiveBuffer ) {}
 
 void
 NetlinkLinkSource::start( LinkListener& listener ) {
-   feed_.emplace( listener );
-   socket_.receiveBufferIs( receiveBufferSize );
+   feed_.emplace( listener, socket_.port() );
+   socket_.receiveBufferIs( receiveBuffer_ );
    // Before the list is asked for, so that no change falls between the two.
    socket_.subscribe( RTNLGRP_LINK );
    askForDump();
@@ -55,6 +52,7 @@ NetlinkLinkSource::receive( int timeoutMs ) {
    auto const datagram = socket_.receive( timeoutMs );
    if ( !datagram )
       return false;
+   hasLoss_ |= datagram->lossy;
    if ( datagram->lossy )
       feed_->handleLoss();
    else
@@ -63,12 +61,20 @@ NetlinkLinkSource::receive( int timeoutMs ) {
 }
 
 void
+NetlinkLinkSource::ask( std::span< std::uint32_t const > indexes ) {
+   questions_.resize( indexes.size() * questionRoom );
+   std::size_t size = 0;
+   for ( std::uint32_t const index : indexes )
+      size += putLinkQuestion( questions_.data() + size, index, 0, ++sequence_ );
+   socket_.send( std::span( questions_ ).first( size ) );
+   handleReadable();
+}
+
+void
 NetlinkLinkSource::askForDump() {
-   alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
-   nlmsghdr* const request =
-       beginLinkMessage( room.data(), RTM_GETLINK, NLM_F_REQUEST | NLM_F_DUMP, ++sequence_ ).header;
-   mnl_attr_put_u32( request, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
-   socket_.send( std::span( room ).first( request->nlmsg_len ) );
+   alignas( nlmsghdr ) std::array< std::byte, questionRoom > room{};
+   std::size_t const size = putLinkQuestion( room.data(), 0, NLM_F_DUMP, ++sequence_ );
+   socket_.send( std::span( room ).first( size ) );
    feed_->handleDumpAsked( sequence_ );
 }
 

@@ -5,18 +5,33 @@
 #include "agent/LinkSource.h"
 #include "agent/NetlinkSocket.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <span>
+#include <utility>
+#include <vector>
 
 namespace Ufdd {
 
 // The links of the network namespace that the process was in when this was made.
 class NetlinkLinkSource final : public LinkSource {
  public:
-   // Borrows: loop, which delivers the news.
-   explicit NetlinkLinkSource( EventLoop& loop );
+   // Room for the news of some thousand links that change at once.
+   static constexpr int usualReceiveBuffer = 8 << 20;
+
+   // Borrows: loop, which delivers the news. The size is in bytes; where the system doesn't allow
+   // as much, it is as large as it may be.
+   explicit NetlinkLinkSource( EventLoop& loop, int receiveBuffer = usualReceiveBuffer );
 
    void start( LinkListener& listener ) override;
+   // Has the listener told of these links, as they are now, before it returns. Whatever else there
+   // is to be told comes in order with that. One that is gone is not told of.
+   void ask( std::span< std::uint32_t const > indexes );
+   // Whether anything happened since the last call, other than that ask() was answered.
+   bool takeNews() { return feed_ && feed_->takeNews(); }
+   // Whether news were lost since the last call, so that all links are being read again.
+   bool takeLoss() { return std::exchange( hasLoss_, false ); }
 
  private:
    void handleReadable();
@@ -25,9 +40,12 @@ class NetlinkLinkSource final : public LinkSource {
    bool receive( int timeoutMs );
 
    EventLoop& loop_;
+   int const receiveBuffer_;
    NetlinkSocket socket_;
    std::optional< LinkFeed > feed_;
    std::uint32_t sequence_ = 0;
+   bool hasLoss_ = false;
+   std::vector< std::byte > questions_;
 };
 
 } // namespace Ufdd

@@ -40,6 +40,11 @@ NetlinkSocket::fd() const {
    return mnl_socket_get_fd( socket_ );
 }
 
+std::uint32_t
+NetlinkSocket::port() const {
+   return mnl_socket_get_portid( socket_ );
+}
+
 void
 NetlinkSocket::receiveBufferIs( int bytes ) {
    if ( setsockopt( fd(), SOL_SOCKET, SO_RCVBUFFORCE, &bytes, sizeof bytes ) < 0 &&

@@ -27,6 +27,8 @@ class NetlinkSocket {
    NetlinkSocket& operator=( NetlinkSocket const& ) = delete;
 
    int fd() const;
+   // Its own port number.
+   std::uint32_t port() const;
    // Larger than the system allows to all, where we are allowed that.
    void receiveBufferIs( int bytes );
    // Joins a multicast group (RTNLGRP_...).

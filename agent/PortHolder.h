@@ -1,76 +1,125 @@
 #pragma once
 
 #include "agent/Detector.h"
+#include "agent/Holdings.h"
 #include "agent/LinkControl.h"
 #include "agent/LinkDirectory.h"
 #include "agent/Log.h"
+#include "agent/Ownership.h"
 
+#include <array>
 #include <cstdint>
-#include <map>
+#include <limits>
 #include <set>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace Ufdd {
 
-// Keeps the ports shut that have an entry in the cause status, and only those that it shut
-// itself does it open again. It acts at the end of a loop turn, on the difference: an entry that
-// was deleted and written back within the turn changes nothing.
+// Keeps the ports shut that the verdicts on the groups ask for, and only those that it shut
+// itself does it open again. It acts at the end of a loop turn, on the difference: what was done
+// and undone within the turn changes nothing.
+//
+// A port is shut by the first means that works: protodown, else administratively down. A LAG is
+// shut by its members, for nobody else notices that the LAG itself is shut.
 class PortHolder final : public LinkDirectory::Observer {
  public:
-   PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control, Log& log );
+   static constexpr unsigned int usualReason = 5;
+   // A held port that others open is shut again so often within that time, and then left to them
+   // until the groups that hold it are up.
+   static constexpr std::size_t maxReopenings = 3;
+   static constexpr double reopeningSeconds = 60;
+
+   PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control,
+               Ownership& ownership, Log& log );
    ~PortHolder();
 
+   // Our bit among the reasons for protodown, 0 to 31. Requires: before beginAdoption().
+   void reasonIs( unsigned int reason ) { reason_ = reason; }
+   // Between the two, the links that are told of are taken for ours if we shut them before this
+   // process began.
+   void beginAdoption() { holdings_.beginAdoption( reason_ ); }
+   void endAdoption() { holdings_.endAdoption(); }
    // Acts on all that changed since the last time.
    void settle();
-   // Some acts failed; retry() makes the next settle() try them again.
-   bool hasFailures() const { return !failed_.empty(); }
+   // Something failed; retry() makes the next settle() try it again.
+   bool hasFailures() const { return !failed_.empty() || holdings_.hasFailed(); }
    void retry();
+   // Whether a link of that port was shut by us.
+   bool owns( Kelnet::IntfId port );
+   // How many links are shut by us.
+   std::size_t count() const { return holdings_.count(); }
    // Opens every port that we shut, whatever the cause status says. False when one couldn't be.
    bool release();
+   // Whether that link should be shut, but is left open to who opened it again and again.
+   bool isOverridden( std::uint32_t index ) const;
 
-   void handlePort( Kelnet::IntfId port, bool adminUp ) override;
+   void handleLink( Link const& link, Kelnet::IntfId port ) override;
    void handleRenamed( std::uint32_t index, InterfaceName const& name ) override;
    void handleGone( std::uint32_t index ) override;
 
  private:
    class CauseObserver;
 
-   struct Port {
-      bool changed = false; // Is in changed_.
-      bool seenUp = false;  // Since the last turn, while it has an entry.
-      // Of the link that we found administratively down already, and left to whoever did that.
-      std::uint32_t leftAlone = 0;
-      int error = 0; // Of the last act on it.
-   };
-
    struct IntfIdHash {
       std::size_t operator()( Kelnet::IntfId id ) const noexcept { return id.value(); }
    };
 
+   // What is known of a link beside the news of it.
+   struct State {
+      bool seenOpen = false;     // Since the last turn, while it should be shut.
+      bool leftAlone = false;    // We found it administratively down, and left it so.
+      bool isOverridden = false; // We left it open.
+      bool hasNoProtoDown = false;
+      int error = 0; // Of the last act on it.
+      // When we last shut it again, in a ring.
+      std::array< double, maxReopenings > reopened = never();
+      std::size_t next = 0;
+
+      static constexpr std::array< double, maxReopenings > never() {
+         std::array< double, maxReopenings > times{};
+         times.fill( -std::numeric_limits< double >::infinity() );
+         return times;
+      }
+   };
+
    void handleChange( Kelnet::IntfId port );
    void restoreEntriesOfDownGroups();
-   void askToShut( Kelnet::IntfId port );
+   // The port for whose sake the link is to be shut, else its own name.
+   Kelnet::IntfId portOf( Link const& link ) const;
+   // The links that are shut when the port is.
+   void collectLinks( Kelnet::IntfId port );
+   void askToShut( Link const& link, Kelnet::IntfId port );
+   void forgetOverrides( State& state );
+   void leaveAlone( Link const& link, Kelnet::IntfId port );
    void act();
+   void apply();
+   void fallBack();
+   void rememberBefore();
+   void handleAnswer( LinkRequest& answer );
    void handleShut( LinkRequest const& answer );
    void handleOpened( LinkRequest const& answer );
+   void handleReopenings( LinkRequest const& answer );
    void handleFailure( LinkRequest const& answer );
    std::string remedyOf( LinkRequest const& failure ) const;
+   std::string nameOf( std::uint32_t index, Kelnet::IntfId port ) const;
 
    Detector& detector_;
    LinkDirectory const& links_;
    LinkControl& control_;
    Log& log_;
    Zet::Ptr< CauseObserver > causeObserver_;
+   unsigned int reason_ = usualReason;
    bool releasing_ = false;
 
-   std::unordered_map< Kelnet::IntfId, Port, IntfIdHash > ports_;
-   // Every link that we shut and have not opened since, by index, with its present name: another
-   // link that comes to have the name is not ours to open.
-   std::map< std::uint32_t, Kelnet::IntfId > shut_;
+   Holdings holdings_;
+   std::unordered_map< std::uint32_t, State > states_; // By index.
    std::vector< Kelnet::IntfId > changed_;
+   std::unordered_set< Kelnet::IntfId, IntfIdHash > isChanged_; // The same.
    std::set< Kelnet::IntfId > failed_;
+   std::vector< Link > ofPort_;          // While collected.
    std::vector< LinkRequest > requests_; // The acts of the turn.
 };
 

@@ -1,5 +1,6 @@
 #include "agent/ConfigFile.h"
 #include "agent/Daemon.h"
+#include "agent/JournalLog.h"
 #include "agent/Log.h"
 
 #include <CLI/CLI.hpp>
@@ -8,35 +9,34 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <memory>
 #include <string>
-#include <sys/stat.h>
 #include <sysexits.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
 using Ufdd::ConfigFile;
 
-// Whether standard error is the journal, which knows the time of a line by itself.
-bool
-logGoesToJournal() {
-   char const* const journal = std::getenv( "JOURNAL_STREAM" );
-   struct stat file {};
-   if ( !journal || fstat( STDERR_FILENO, &file ) < 0 )
-      return false;
-   return std::to_string( file.st_dev ) + ':' + std::to_string( file.st_ino ) == journal;
+std::unique_ptr< Ufdd::BufferedLog >
+newLog() {
+   if ( Ufdd::JournalLog::isWanted() )
+      return std::make_unique< Ufdd::JournalLog >();
+   return std::make_unique< Ufdd::StreamLog >( STDERR_FILENO, true );
 }
 
 void
-printErrors( ConfigFile const& config ) {
-   for ( std::string const& error : config.errors )
-      std::cerr << error << '\n';
+print( std::vector< std::string > const& findings ) {
+   for ( std::string const& finding : findings )
+      std::cerr << finding << '\n';
 }
 
 int
 check( std::string const& file ) {
-   ConfigFile const config = Ufdd::readConfig( file );
-   printErrors( config );
+   ConfigFile const config = Ufdd::readConfigOfThisMachine( file );
+   print( config.errors );
+   print( config.warnings );
    if ( !config.errors.empty() )
       return EX_CONFIG;
    std::cout << file << ": OK, " << config.groups.size()
@@ -44,23 +44,31 @@ check( std::string const& file ) {
    return EXIT_SUCCESS;
 }
 
+// What `action` does with a daemon, which tells whether every port is open now.
+template < class Action >
 int
-run( std::string const& file ) {
-   ConfigFile const config = Ufdd::readConfig( file );
+withDaemon( Ufdd::DaemonOptions const& options, Action action ) {
+   auto const log = newLog();
+   bool released = false;
+   try {
+      Ufdd::Daemon daemon( options, *log );
+      released = action( daemon );
+   } catch ( std::exception const& error ) {
+      log->line( std::string( "ufdd: " ) + error.what() );
+   }
+   log->flush();
+   return released ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+int
+run( Ufdd::DaemonOptions const& options ) {
+   ConfigFile const config = Ufdd::readConfigOfThisMachine( options.configFile );
    if ( !config.errors.empty() ) {
-      printErrors( config );
+      print( config.errors );
       std::cerr << "ufdd: not started, no port was touched: the configuration is wrong\n";
       return EX_CONFIG;
    }
-   Ufdd::StreamLog log( STDERR_FILENO, !logGoesToJournal() );
-   bool released = false;
-   try {
-      released = Ufdd::Daemon( log ).run( config.groups );
-   } catch ( std::exception const& error ) {
-      log.line( std::string( "ufdd: " ) + error.what() );
-   }
-   log.flush();
-   return released ? EXIT_SUCCESS : EXIT_FAILURE;
+   return withDaemon( options, [ & ]( Ufdd::Daemon& daemon ) { return daemon.run( config ); } );
 }
 
 } // namespace
@@ -71,16 +79,34 @@ main( int argc, char** argv ) {
    std::signal( SIGPIPE, SIG_IGN );
 
    CLI::App app( "Shuts downstream ports while too few uplinks are up.", "ufdd" );
-   std::string configFile;
+   Ufdd::DaemonOptions options;
    std::string checkedFile;
+   bool isToRelease = false;
    app.set_version_flag( "--version", "ufdd " UFDD_VERSION );
    auto* const ways = app.add_option_group( "ways to run" );
-   ways->add_option( "--config", configFile, "Run with the groups configured in this file" )
+   ways->add_option( "--config", options.configFile, "Run with the groups configured in this file" )
        ->type_name( "FILE" );
    ways->add_option( "--check", checkedFile, "Only tell whether this configuration is right" )
        ->type_name( "FILE" );
+   ways->add_flag( "--release", isToRelease,
+                   "Only open the ports that a ufdd left shut, because it was killed or\n"
+                   "made room, and none is to follow" );
    ways->require_option( 1 );
-   app.footer( "Exit status: 0 when stopped by a signal with every port released, or\n"
+   app.add_option( "--state-dir", options.stateDirectory,
+                   "Where to remember which ports are shut, so that the next ufdd opens\n"
+                   "them if this one is killed" )
+       ->type_name( "DIR" )
+       ->capture_default_str();
+   app.add_option( "--receive-buffer", options.receiveBuffer,
+                   "The bytes of news of links that may wait, before all links have to be\n"
+                   "read again" )
+       ->type_name( "BYTES" )
+       ->check( CLI::Range( 1, 1 << 30 ) )
+       ->capture_default_str();
+   app.footer( "Signals: SIGHUP reads the configuration again; SIGUSR2 writes the status of the\n"
+               "groups to the log; SIGTERM stops and opens every port; SIGUSR1 stops and leaves\n"
+               "the ports as they are, for the next ufdd.\n"
+               "Exit status: 0 when stopped by a signal with every port released, or\n"
                "when the configuration is right; 78 when the configuration is wrong; 64 when\n"
                "the command line is; 1 for anything else, with a line that says what." );
    try {
@@ -88,5 +114,7 @@ main( int argc, char** argv ) {
    } catch ( CLI::ParseError const& error ) {
       return app.exit( error ) == EXIT_SUCCESS ? EXIT_SUCCESS : EX_USAGE;
    }
-   return checkedFile.empty() ? run( configFile ) : check( checkedFile );
+   if ( isToRelease )
+      return withDaemon( options, []( Ufdd::Daemon& daemon ) { return daemon.release(); } );
+   return checkedFile.empty() ? run( options ) : check( checkedFile );
 }

@@ -1,9 +1,13 @@
 #include "agent/Agent.h"
 
+#include "platform/zet/Clock.h"
+#include "tests/agent/RememberedHere.h"
 #include "tests/agent/SimulatedKernel.h"
 
 #include <gtest/gtest.h>
+#include <linux/if.h>
 
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -19,16 +23,21 @@ class AgentTest : public testing::Test, public Log {
    }
    void line( std::string_view text ) override { lines += std::string( text ) + '\n'; }
 
-   void start( std::vector< GroupSettings > const& groups = {
-                   { "g", { "u1", "u2" }, { "d1", "d2" } } } ) {
-      agent.start( groups, kernel );
+   void start() {
+      agent->start( groups, kernel );
       settle();
+   }
+   // The process is killed, and there is another one.
+   void restart() {
+      takeLines();
+      agent.emplace( kernel, ownership, *this );
+      start();
    }
    // Turns of the loop, until there is no more news of what the daemon did itself.
    void settle() {
       for ( int i = 0; i < 3; ++i ) {
          kernel.deliver();
-         agent.settle();
+         agent->settle();
       }
    }
    void uplinksAre( bool carrier ) {
@@ -40,8 +49,10 @@ class AgentTest : public testing::Test, public Log {
    std::string takeLines() { return std::exchange( lines, "" ); }
 
    SimulatedKernel kernel;
+   RememberedHere ownership;
    std::string lines;
-   Agent agent{ kernel, *this };
+   std::vector< GroupSettings > groups{ { "g", { "u1", "u2" }, { "d1", "d2" } } };
+   std::optional< Agent > agent{ std::in_place, kernel, ownership, *this };
 };
 
 TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
@@ -66,7 +77,7 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    EXPECT_TRUE(
        takeLines().starts_with( "group g: up -> down, 0/2 up, min_links 1: uplink u1 removed\n" ) );
    EXPECT_EQ( takeActs(), " -d1 -d2 +d1 +d2 -d1 -d2" );
-   EXPECT_TRUE( agent.release() );
+   EXPECT_TRUE( agent->release() );
    EXPECT_EQ( takeLines(), "port d1 released: ufdd stops\nport d2 released: ufdd stops\n" );
    EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
 }
@@ -90,7 +101,8 @@ TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
 }
 
 TEST_F( AgentTest, portOfTwoGroupsIsHeldWhileEitherIsDown ) {
-   start( { { "a", { "u1" }, { "d1", "d2" } }, { "b", { "u2" }, { "d2" } } } );
+   groups = { { "a", { "u1" }, { "d1", "d2" } }, { "b", { "u2" }, { "d2" } } };
+   start();
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
    kernel.carrier( "u1", true );
@@ -118,7 +130,7 @@ TEST_F( AgentTest, portShutByTheOperatorIsNotOurs ) {
    kernel.set( "d1", true );
    settle();
    EXPECT_FALSE( kernel.isUp( "d1" ) );
-   EXPECT_TRUE( agent.release() );
+   EXPECT_TRUE( agent->release() );
    EXPECT_TRUE( kernel.isUp( "d1" ) );
 }
 
@@ -136,7 +148,7 @@ TEST_F( AgentTest, heldPortThatSomeoneOpensIsShutAgain ) {
    kernel.carrier( "u2", false );
    kernel.deliver();
    kernel.carrier( "d2", false );
-   agent.settle();
+   agent->settle();
    takeLines();
    settle();
    EXPECT_EQ( takeLines(), "" );
@@ -202,21 +214,40 @@ TEST_F( AgentTest, lostNewsAreMadeUpForByTheList ) {
    EXPECT_FALSE( kernel.isUp( "d1" ) );
 }
 
+TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
+   groups = { { "g", { "u1" }, { "d1" } } };
+   start();
+   // As a list of links says while news are held back.
+   kernel.operState( "u1", IF_OPER_DOWN );
+   settle();
+   EXPECT_EQ( takeActs(), "" );
+   kernel.operState( "u1", IF_OPER_DORMANT );
+   settle();
+   EXPECT_EQ( takeActs(), " -d1" );
+   kernel.operState( "u1", IF_OPER_LOWERLAYERDOWN );
+   settle();
+   EXPECT_EQ( takeActs(), "" ) << "not up before the kernel says so";
+   EXPECT_NE( lines.find( "uplink u1 has carrier but is dormant" ), std::string::npos ) << lines;
+   kernel.operState( "u1", IF_OPER_UNKNOWN );
+   settle();
+   EXPECT_EQ( takeActs(), " +d1" );
+}
+
 TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    start();
    kernel.refusals = { { "d1", EPERM } };
    uplinksAre( false );
    takeLines();
    for ( int i = 0; i < 2; ++i ) {
-      ASSERT_TRUE( agent.hasFailures() );
-      agent.retry();
+      ASSERT_TRUE( agent->hasFailures() );
+      agent->retry();
       settle();
    }
    EXPECT_EQ( takeLines(), "" );
    kernel.refusals.clear();
-   agent.retry();
+   agent->retry();
    settle();
-   EXPECT_FALSE( agent.hasFailures() );
+   EXPECT_FALSE( agent->hasFailures() );
    EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
 
    // A port was shut, but the answer was lost: it is ours all the same.
@@ -224,10 +255,186 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    kernel.refusals = { { "d1", ENOBUFS } };
    uplinksAre( false );
    kernel.refusals = { { "d2", EBUSY } };
-   EXPECT_FALSE( agent.release() );
+   EXPECT_FALSE( agent->release() );
    EXPECT_NE( takeLines().find( "port d2 can't be released: Device or resource busy; open it "
                                 "with: ip link set dev d2 up" ),
               std::string::npos );
+   EXPECT_TRUE( kernel.isUp( "d1" ) );
+}
+
+TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
+   std::string atActs;
+   kernel.beforeActs = [ & ] { atActs += '[' + ownership.names() + ']'; };
+   kernel.add( "d3", false );
+   groups[ 0 ].config->intfsToDisableIs( Kelnet::IntfId( "d3" ), true );
+   start();
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2]d1 d2" ) << "remembered before each act";
+   restart();
+   EXPECT_EQ( takeActs(), "" );
+   EXPECT_EQ( takeLines(), "port d1 was shut by ufdd before: still held\n"
+                           "port d2 was shut by ufdd before: still held\n"
+                           "group g: unknown -> down, 0/2 up, min_links 1: configured\n"
+                           "port d3 left as it is, administratively down already: group g is "
+                           "down, 0/2 up, min_links 1\n" );
+   uplinksAre( true );
+   EXPECT_EQ( takeActs(), " +d1 +d2" );
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2][d1 d2]" ) << "forgotten when released";
+   restart();
+   EXPECT_EQ( takeActs(), "" );
+}
+
+TEST_F( AgentTest, nextDaemonOwnsWhatIsStillTheSame ) {
+   for ( char const* const name : { "d3", "d4", "d5", "d6" } )
+      kernel.add( name );
+   groups = { { "g", { "u1", "u2" }, { "d1", "d2", "d3", "d4", "d5", "d6" } } };
+   start();
+   uplinksAre( false );
+   takeActs();
+   std::uint32_t const reused = kernel.index( "d4" );
+   kernel.rename( "d3", "spare" );
+   kernel.remove( "d4" );
+   kernel.remove( "d5" );
+   kernel.nextIndex = reused;
+   kernel.add( "new", false );
+   kernel.set( "d6", true );
+   kernel.carrier( "u1", true );
+   restart();
+   EXPECT_EQ( takeActs(), " +d1 +d2 +spare" ) << lines;
+   EXPECT_TRUE( kernel.isUp( "d6" ) );
+   EXPECT_FALSE( kernel.isUp( "new" ) );
+   EXPECT_EQ( ownership.names(), "" );
+   for ( char const* const line :
+         { "d3 was shut by ufdd before, and renamed spare since: still held",
+           "d4 was shut by ufdd before, but is gone: new is another interface",
+           "d5 was shut by ufdd before, but there is no such interface any more",
+           "d6 was shut by ufdd before and opened by someone else since" } )
+      EXPECT_NE( lines.find( line ), std::string::npos ) << line;
+}
+
+TEST_F( AgentTest, portsAreShutAlsoWhereThatCannotBeRemembered ) {
+   start();
+   ownership.isFull = true;
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   EXPECT_TRUE( takeLines().find( "what ufdd holds can't be remembered in here: No space left" ) !=
+                std::string::npos );
+   ASSERT_TRUE( agent->hasFailures() );
+   ownership.isFull = false;
+   agent->retry();
+   settle();
+   EXPECT_FALSE( agent->hasFailures() );
+   EXPECT_EQ( ownership.names(), "d1 d2" );
+   EXPECT_EQ( takeLines(), "what ufdd holds is remembered in here again\n" );
+}
+
+TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
+   kernel.protoDownDrivers = { "d1", "d3" };
+   kernel.slipping = { "d3" };
+   kernel.add( "d3" );
+   groups = { { "g", { "u1", "u2" }, { "d1", "d2", "d3" } } };
+   start();
+   // The last but for news of the protodown of d3, which are older than its shutting.
+   for ( char const* const acts :
+         { " protodown -d1 protodown -d3 -d2 -d3 protodown +d3 -d3", " protodown -d1 -d2 -d3" } ) {
+      uplinksAre( false );
+      EXPECT_EQ( takeActs(), acts );
+      uplinksAre( true );
+      EXPECT_EQ( takeActs(), " protodown +d1 +d2 +d3" );
+   }
+   // The administrator's own setting is left to the administrator, and what was shut is adopted
+   // by the mark on it alone.
+   uplinksAre( false );
+   kernel.set( "d1", false );
+   ownership.holdings.clear();
+   restart();
+   EXPECT_NE( takeLines().find( "port d1 has ufdd's protodown reason: held by ufdd" ),
+              std::string::npos );
+   takeActs();
+   uplinksAre( true );
+   EXPECT_EQ( takeActs(), " protodown +d1" );
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+}
+
+TEST_F( AgentTest, protoDownOfOthersStays ) {
+   constexpr std::uint32_t ours = 1 << 5;
+   kernel.protoDownDrivers = { "d1", "d2" };
+   start();
+   kernel.protoDown( "d2", true, 0 );
+   uplinksAre( false );
+   kernel.protoDown( "d1", true, ours | 1 << 7 | 1 << 9 );
+   settle();
+   takeLines();
+   // Also when another process gives it up.
+   restart();
+   takeLines();
+   uplinksAre( true );
+   EXPECT_FALSE( agent->hasFailures() );
+   EXPECT_EQ( takeLines(), "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
+                           "port d1 released, but others keep it in protodown, for the reasons 7, "
+                           "9: group g is up, 2/2 up, min_links 1\n"
+                           "port d2 released, but it was in protodown before: group g is up, 2/2 "
+                           "up, min_links 1\n" );
+   EXPECT_EQ( kernel.link( "d1" ).protoDownReasons, 1u << 7 | 1u << 9 );
+   EXPECT_TRUE( kernel.link( "d2" ).protoDown );
+   EXPECT_EQ( kernel.link( "d2" ).protoDownReasons, 0u );
+}
+
+TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
+   static double now = 1000;
+   Zet::clockIs( [] { return now; } );
+   kernel.protoDownDrivers = { "d2" };
+   start();
+   uplinksAre( false );
+   auto const openBoth = [ this ] {
+      kernel.set( "d1", true );
+      kernel.protoDown( "d2", false, 0 );
+      settle();
+   };
+   // Not too often.
+   for ( int i = 0; i < 5; ++i, now += 21 )
+      openBoth();
+   takeActs();
+   now += 60;
+   for ( int i = 0; i < 3; ++i )
+      openBoth();
+   EXPECT_EQ( takeActs(), " -d1 protodown -d2 -d1 protodown -d2 -d1 protodown -d2" );
+   takeLines();
+   openBoth();
+   EXPECT_EQ(
+       takeLines(),
+       "port d1 overridden: someone opened it more than 3 times in a minute; it is left open "
+       "until its groups are up, though group g is down, 0/2 up, min_links 1\n"
+       "port d2 overridden: someone opened it more than 3 times in a minute; it is left open "
+       "until its groups are up, though group g is down, 0/2 up, min_links 1\n" );
+   openBoth();
+   EXPECT_EQ( takeActs() + takeLines() + ownership.names(), "" );
+   EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.link( "d2" ).carrier );
+   uplinksAre( true );
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d1 protodown -d2" );
+   Zet::clockIs( nullptr );
+}
+
+TEST_F( AgentTest, lagIsHeldByItsMembers ) {
+   for ( char const* const name : { "m1", "m2", "m3" } )
+      kernel.add( name );
+   kernel.join( "m1", "d1" );
+   kernel.join( "m2", "d1" );
+   start();
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d2 -m1 -m2" );
+   EXPECT_NE( lines.find( "port d1 (member m1) shut: group g is down" ), std::string::npos )
+       << lines;
+   kernel.join( "m3", "d1" );
+   kernel.join( "m1", "" );
+   settle();
+   EXPECT_EQ( takeActs(), " +m1 -m3" );
+   restart();
+   EXPECT_EQ( takeActs(), "" );
+   uplinksAre( true );
+   EXPECT_EQ( takeActs(), " +d2 +m2 +m3" );
    EXPECT_TRUE( kernel.isUp( "d1" ) );
 }
 

@@ -11,10 +11,13 @@ namespace {
 using Errors = std::vector< std::string >;
 
 TEST( ConfigFile, readsGroupsInTheirOrder ) {
-   ConfigFile const config = parseConfig( R"([[group]]
+   ConfigFile const config = parseConfig( R"(detection = "poll"
+detection_interval = 10
+protodown_reason = 31
+[[group]]
 name = "rack 2"
 monitor = [ "eth1", "eth2" ]
-disable = [ "swp1" ]
+intfs_to_disable = [ "swp1" ]
 min_links = 2
 [[group]]
 name = "rack 1"
@@ -24,12 +27,20 @@ disable = [ "a-name-of-15byt" ]
                                           "f" );
    ASSERT_EQ( config.errors, Errors() );
    ASSERT_EQ( config.groups.size(), 2u );
-   EXPECT_EQ( config.groups[ 0 ].name, "rack 2" );
-   EXPECT_EQ( config.groups[ 0 ].monitor, ( std::vector< std::string >{ "eth1", "eth2" } ) );
-   EXPECT_EQ( config.groups[ 0 ].disable, ( std::vector< std::string >{ "swp1" } ) );
-   EXPECT_EQ( config.groups[ 0 ].minLinks, 2u );
-   EXPECT_EQ( config.groups[ 1 ].minLinks, 1u );
-   EXPECT_TRUE( parseConfig( "", "f" ).errors.empty() );
+   auto const& group = *config.groups[ 0 ].config;
+   EXPECT_EQ( config.groups[ 0 ].name(), "rack 2" );
+   EXPECT_EQ( group.intfsToMonitorMembers().count(), 2u );
+   EXPECT_TRUE( group.intfsToMonitor( Kelnet::IntfId( "eth1" ) ) );
+   EXPECT_TRUE( group.intfsToMonitor( Kelnet::IntfId( "eth2" ) ) );
+   EXPECT_TRUE( group.intfsToDisable( Kelnet::IntfId( "swp1" ) ) );
+   EXPECT_EQ( group.minLinks(), 2u );
+   EXPECT_EQ( config.groups[ 1 ].config->minLinks(), 1u );
+   EXPECT_EQ( config.detection.mode, DetectionSettings::Mode::poll );
+   EXPECT_EQ( config.detection.intervalMs, 10u );
+   EXPECT_EQ( config.protoDownReason, 31u );
+   ConfigFile const nothing = parseConfig( "", "f" );
+   EXPECT_TRUE( nothing.errors.empty() );
+   EXPECT_EQ( nothing.detection.mode, DetectionSettings::Mode::verify );
 }
 
 TEST( ConfigFile, findsAllThatIsWrongAndTellsWhere ) {
@@ -58,7 +69,7 @@ disable = []
    EXPECT_EQ(
        config.errors,
        ( Errors{
-           R"(f.toml:1:1: unknown key "extra" in the file; expected group)",
+           R"(f.toml:1:1: unknown key "extra" in the file; expected group, detection, detection_interval, protodown_reason, startup_hold, dry_run)",
            R"(f.toml:2:1: this group has no name; expected name = "...")",
            R"(f.toml:3:1: unknown key "nam" in a group; did you mean "name"?)",
            R"(f.toml:4:11: expected a list of interface names, monitor = [ "...", ... ], not a text)",
@@ -72,9 +83,87 @@ disable = []
            R"(f.toml:11:13: expected min_links to be a whole number from 0 to 4294967295, not 4294967296)",
            R"(f.toml:12:1: this group has no list of interfaces to monitor; expected monitor = [ "...", ... ])",
            R"(f.toml:13:8: there is a group "b" on line 8 already; each group needs a name of its own)",
-           R"(f.toml:15:1: unknown key "links" in a group; expected name, monitor, disable, min_links)",
+           R"(f.toml:15:1: unknown key "links" in a group; expected name, monitor, disable, min_links, recovery_delay, down_delay, dry_run)",
            R"(f.toml:16:13: expected min_links to be a whole number from 0 to 4294967295, not a fraction)",
            R"(f.toml:18:8: the name of a group can't be empty)",
+       } ) );
+}
+
+TEST( ConfigFile, readsHowGroupsAreActedOn ) {
+   ConfigFile const config = parseConfig( R"(startup_hold = 30
+[[group]]
+name = "a"
+monitor = [ "u" ]
+disable = [ "d" ]
+recovery_delay = 2.5
+down_delay = 1
+dry_run = true
+[[group]]
+name = "b"
+monitor = [ "u" ]
+disable = [ "e" ]
+)",
+                                          "f" );
+   ASSERT_EQ( config.errors, Errors() );
+   EXPECT_EQ( config.startupHold, 30 );
+   EXPECT_EQ( config.groups[ 0 ].policy, ( GroupPolicy{ 2.5, 1, true } ) );
+   EXPECT_EQ( config.groups[ 1 ].policy, GroupPolicy() );
+   EXPECT_TRUE( parseConfig( "dry_run = true\n[[group]]\nname = \"a\"\nmonitor = [ \"u\" ]\n"
+                             "disable = []\n",
+                             "f" )
+                    .groups.at( 0 )
+                    .policy.dryRun );
+   EXPECT_EQ(
+       parseConfig( "dry_run = 1\nstartup_hold = -0.5\n[[group]]\nname = \"a\"\nmonitor = []\n"
+                    "disable = []\nrecovery_delay = \"1s\"\ndown_delay = nan\n",
+                    "f" )
+           .errors,
+       ( Errors{
+           "f:1:11: expected dry_run to be true or false, not a number",
+           "f:2:16: expected startup_hold to be a number of seconds from 0 to 86400, not -0.5",
+           "f:7:18: expected recovery_delay to be a number of seconds from 0 to 86400, not a text",
+           "f:8:14: expected down_delay to be a number of seconds from 0 to 86400, not nan" } ) );
+}
+
+TEST( ConfigFile, findsWhatTheGroupsCannotMean ) {
+   SystemView const system{ { { "p1", "bond0" }, { "p2", "bond0" } }, { "d9", "p2" } };
+   ConfigFile const config = parseConfig( R"([[group]]
+name = "a"
+monitor = [ "u1", "bond0" ]
+disable = [ "d1", "p1" ]
+[[group]]
+name = "b"
+monitor = [ "d1", "d0" ]
+disable = [ "d2" ]
+min_links = 3
+[[group]]
+name = "c"
+monitor = [ "d2" ]
+disable = [ "u1", "d9" ]
+[[group]]
+name = "end"
+monitor = []
+disable = [ "u9" ]
+[[group]]
+name = "off"
+monitor = []
+disable = []
+min_links = 0
+)",
+                                          "f", &system );
+   EXPECT_EQ(
+       config.errors,
+       ( Errors{
+           R"(f:4:13: group "a" disables "d1", which group "b" monitors; group "b" disables "d2", which group "c" monitors; group "c" disables "u1", which group "a" monitors; once down, they would hold each other down)",
+           R"(f:4:19: "p1" is a member of "bond0", which is in this group as well; list either the LAG or its members)",
+       } ) );
+   EXPECT_EQ(
+       config.warnings,
+       ( Errors{
+           R"(f:5:1: warning: group "b" monitors 2 interfaces, fewer than its min_links, 3: its ports are always shut)",
+           R"(f:13:19: warning: "d9" carries this machine's default route, which is lost while the port is shut)",
+           R"(f:14:1: warning: group "end" monitors no interface: its ports are always shut)",
+           R"(f:18:1: warning: group "off" monitors no interface: its ports are never shut)",
        } ) );
 }
 
@@ -85,6 +174,12 @@ TEST( ConfigFile, tellsWhereTheTextIsNotToml ) {
    };
    EXPECT_EQ( firstError( "[group]\nname = \"a\"\n" ),
               "f:1:1: expected groups that begin with [[group]], not a table" );
+   EXPECT_EQ(
+       firstError( "detection = \"never\"\n" ),
+       "f:1:13: expected detection to be \"events\", \"verify\" or \"poll\", not \"never\"" );
+   EXPECT_EQ( firstError( "detection_interval = 0\n" ),
+              "f:1:22: expected detection_interval to be a whole number of milliseconds from 1 to "
+              "1000" );
    EXPECT_EQ( firstError( "[[group]]\nname = \"a\nmonitor = []\n" ).substr( 0, 7 ), "f:2:10:" );
    EXPECT_EQ( readConfig( "/no/such/file" ).errors,
               Errors{ "/no/such/file: can't be read: No such file or directory" } );

@@ -1,102 +1,149 @@
-#include "tests/agent/Process.h"
+#include "tests/agent/NetworkTest.h"
 
-#include <gtest/gtest.h>
-#include <linux/ethtool.h>
-#include <linux/sockios.h>
-
-#include <cerrno>
-#include <cstring>
-#include <functional>
-#include <net/if.h>
-#include <sched.h>
+#include <chrono>
+#include <csignal>
 #include <string>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <thread>
+#include <utility>
+#include <vector>
 
 namespace Ufdd {
 namespace {
 
-// Runs `body` in a network namespace of its own, which goes with it. The error when none can be
-// made.
-int
-inPrivateNetwork( std::function< void() > const& body ) {
-   int error = 0;
-   std::thread( [ & ] {
-      if ( unshare( CLONE_NEWNET ) == 0 )
-         body();
-      else
-         error = errno;
-   } ).join();
-   return error;
-}
+using KernelTest = NetworkTest;
 
-void
-ip( std::string const& arguments ) {
-   ASSERT_EQ( std::system( ( "ip " + arguments ).c_str() ), 0 ) << "ip " << arguments;
-}
-
-// A cable between an interface of ours and its neighbour's, "u1" and "u1-far".
-void
-plug( std::string const& name ) {
-   ip( "link add " + name + " type veth peer name " + name + "-far" );
-   ip( "link set " + name + " up" );
-   ip( "link set " + name + "-far up" );
-}
-
-// As the driver says at once: all that the neighbour sees of our port.
-bool
-hasLink( std::string const& name ) {
-   int const fd = socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0 );
-   ethtool_value link{ ETHTOOL_GLINK, 0 };
-   ifreq request{};
-   std::strncpy( request.ifr_name, name.c_str(), IFNAMSIZ - 1 );
-   request.ifr_data = reinterpret_cast< char* >( &link );
-   int const result = ioctl( fd, SIOCETHTOOL, &request );
-   close( fd );
-   return result == 0 && link.data != 0;
-}
-
-bool
-farEndsHaveLink( bool link ) {
-   return eventually(
-       [ link ] { return hasLink( "d1-far" ) == link && hasLink( "d2-far" ) == link; } );
-}
-
-void
-shutAndRelease() {
+TEST_F( KernelTest, portsAreShutAndReleased ) {
    for ( char const* const name : { "u1", "u2", "d1", "d2", "d3" } )
       plug( name );
    ip( "link set d3 down" );
-   TextFile const config( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\", \"u2\" ]\n"
-                          "disable = [ \"d1\", \"d2\", \"d3\" ]\n" );
-   Process ufdd( { "--config", config.path() } );
-   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "watching 1 group" ); } ) ) << ufdd.output();
+   Process ufdd( arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\", \"u2\" ]\n"
+                            "disable = [ \"d1\", \"d2\", \"d3\" ]\n" ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
 
    ip( "link set u1-far down" );
    ip( "link set u2-far down" );
-   ASSERT_TRUE( farEndsHaveLink( false ) ) << ufdd.output();
+   ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
    ip( "link set u1-far up" );
-   ASSERT_TRUE( farEndsHaveLink( true ) ) << ufdd.output();
+   ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
    EXPECT_FALSE( hasLink( "d3-far" ) ) << "shut by its administrator, not by ufdd";
 
    ip( "link del u1" );
-   ASSERT_TRUE( farEndsHaveLink( false ) ) << ufdd.output();
+   ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
    ip( "link set d1 up" );
    ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d1 shut again" ); } ) );
    ip( "link del d2" );
    plug( "d2" );
-   ASSERT_TRUE( farEndsHaveLink( false ) ) << ufdd.output();
+   ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
 
    ufdd.signal( SIGTERM );
    EXPECT_EQ( ufdd.wait(), 0 );
-   EXPECT_TRUE( farEndsHaveLink( true ) ) << ufdd.output();
+   EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
    EXPECT_FALSE( hasLink( "d3-far" ) );
 }
 
-TEST( Kernel, portsAreShutAndReleased ) {
-   if ( int const error = inPrivateNetwork( shutAndRelease ) )
-      GTEST_SKIP() << "no network namespace can be made: " << std::strerror( error );
+TEST_F( KernelTest, killedAndStartedAgainMovesNoPort ) {
+   for ( char const* const name : { "u1", "u2", "d1", "d2" } )
+      plug( name );
+   std::vector< std::string > const way =
+       arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\", \"u2\" ]\n"
+                  "disable = [ \"d1\" ]\n[[group]]\nname = \"other\"\nmonitor = [ \"u2\" ]\n"
+                  "disable = [ \"d2\" ]\n" );
+   {
+      Process ufdd( way );
+      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+      ip( "link set u1-far down" );
+      ip( "link set u2-far down" );
+      ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
+      ufdd.signal( SIGKILL );
+      ufdd.wait();
+   }
+   std::uint32_t const before = transitions( "d1-far" );
+   ASSERT_GT( before, 0u );
+   // What came back in the meantime is opened by the next one, and nothing else moves.
+   ip( "link set u2-far up" );
+   ip( "link set u1-far up" );
+   ip( "link set u2-far down" );
+   Process ufdd( way );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
+   EXPECT_EQ( transitions( "d1-far" ), before + 1 );
+   EXPECT_EQ( transitions( "d2-far" ), before );
+   ufdd.signal( SIGKILL );
+   ufdd.wait();
+   EXPECT_TRUE( hasLink( "d1-far" ) );
+   Process last( way );
+   ASSERT_TRUE( isReady( last ) ) << last.output();
+   last.signal( SIGTERM );
+   EXPECT_EQ( last.wait(), 0 );
+   EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << last.output();
+   EXPECT_EQ( transitions( "d1-far" ), before + 1 );
+   EXPECT_EQ( transitions( "d2-far" ), before + 1 );
+}
+
+// What counts is how the links are in the end, be it that old news wait or that they were lost.
+TEST_F( KernelTest, manyNewsWhileStopped ) {
+   for ( char const* const name : { "u1", "u2", "d1" } )
+      plug( name );
+   auto way = arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\", \"u2\" ]\n"
+                         "disable = [ \"d1\" ]\nmin_links = 2\n" );
+   way.push_back( "--receive-buffer" );
+   for ( char const* const bytes : { "4096", "8388608" } ) {
+      way.push_back( bytes );
+      Process ufdd( way );
+      way.pop_back();
+      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+      std::uint32_t expected = transitions( "d1-far" );
+      bool isUp = true;
+      for ( bool const end : { true, false, false, true } ) {
+         ufdd.stop();
+         for ( int i = 0; i < 400; ++i )
+            set( i % 2 ? "u1-far" : "u2-far", i / 2 % 2 == 1 );
+         set( "u1-far", end );
+         ufdd.signal( SIGCONT );
+         expected += std::exchange( isUp, end ) != end;
+         EXPECT_TRUE( haveLink( { "d1-far" }, end ) ) << ufdd.output();
+         std::this_thread::sleep_for( std::chrono::milliseconds( 50 ) );
+         EXPECT_EQ( transitions( "d1-far" ), expected ) << ufdd.output();
+      }
+      EXPECT_EQ( ufdd.wrote( "news of links were lost" ), bytes == std::string( "4096" ) );
+   }
+}
+
+TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
+   plug( "u1" );
+   for ( std::string const name : { "x1", "x2" } )
+      if ( std::system( ( "ip link add " + name + " type vxlan dstport 0 id " + name.substr( 1 ) +
+                          " 2>/dev/null && ip link set " + name + " up" )
+                            .c_str() ) != 0 )
+         GTEST_SKIP() << "no interface that has protodown can be made here";
+   std::string const groups = "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\" ]\n"
+                              "disable = [ \"x1\", \"x2\" ]\n";
+   {
+      Process ufdd( arguments( "protodown_reason = 9\n" + groups ) );
+      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+      ip( "link set u1-far down" );
+      ASSERT_TRUE( haveLink( { "x1", "x2" }, false ) ) << ufdd.output();
+      ip( "link set x1 protodown_reason 7 on" );
+      // Someone slips it in.
+      ip( "link set x2 protodown off protodown_reason 9 off" );
+      EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port x2 shut again" ); } ) );
+      ASSERT_TRUE( haveLink( { "x2" }, false ) ) << ufdd.output();
+      EXPECT_NE( std::system( "ip link set x2 protodown off 2>/dev/null" ), 0 );
+      ufdd.signal( SIGKILL );
+      ufdd.wait();
+   }
+   // What it was held by is remembered, whatever the next one would take.
+   Process ufdd( arguments( groups ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ip( "link set u1-far up" );
+   ASSERT_TRUE( haveLink( { "x2" }, true ) ) << ufdd.output();
+   EXPECT_FALSE( hasLink( "x1" ) );
+   EXPECT_TRUE( eventually( [ & ] {
+      return ufdd.wrote( "port x1 released, but others keep it in protodown, for the reasons 7:" );
+   } ) )
+       << ufdd.output();
+   ip( "link set x1 protodown off protodown_reason 7 off" );
+   EXPECT_TRUE( hasLink( "x1" ) ) << "only our own bit was taken back";
 }
 
 } // namespace

@@ -66,7 +66,7 @@ class LinkFeedTest : public testing::Test, public LinkListener {
    }
    void handleLink( Link const& link ) override {
       say( link.index, link.name.view() );
-      heard += link.up() ? '+' : link.adminUp ? '~' : '-';
+      heard += link.adminUp && link.carrier ? '+' : link.adminUp ? '~' : '-';
    }
    void handleLinkGone( std::uint32_t index ) override { say( index, "gone" ); }
    void say( std::uint32_t index, std::string_view what ) {

@@ -1,5 +1,8 @@
 #include "agent/Log.h"
 
+#include "agent/JournalLog.h"
+#include "tests/agent/DatagramInbox.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -33,6 +36,47 @@ TEST( StreamLog, doesNotWaitForAReaderThatIsStuck ) {
    EXPECT_GT( read, 1000 );
    close( ends[ 0 ] );
    close( ends[ 1 ] );
+}
+
+TEST( JournalLog, sendsFieldsAndWaitsForNobody ) {
+   std::string path;
+   {
+      DatagramInbox const inbox;
+      path = inbox.path();
+      JournalLog log( path );
+      log.event( { .id = LogEvent::portShut, .port = "d1" }, "port d1 shut:\nUFD_GROUP=no" );
+      log.event( { .id = LogEvent::groupTransition, .group = "a b" }, "group" );
+      log.line( "plain" );
+      log.flush();
+      EXPECT_EQ( inbox.next(), "SYSLOG_IDENTIFIER=ufdd\nMESSAGE=port d1 shut: UFD_GROUP=no\n"
+                               "PRIORITY=4\nMESSAGE_ID=9b3d7e5f2a1c4d8e8f6a0b4c7d2e1935\n"
+                               "UFD_PORT=d1\n" );
+      EXPECT_TRUE( inbox.receives( "UFD_GROUP=a b\n" ) );
+      EXPECT_EQ( inbox.next(), "SYSLOG_IDENTIFIER=ufdd\nMESSAGE=plain\nPRIORITY=6\n" );
+      // A journal that is stuck for a while.
+      constexpr unsigned long lines = 3000;
+      for ( unsigned long i = 0; i < lines; ++i ) {
+         log.line( "x" );
+         log.flush();
+      }
+      unsigned long got = 0;
+      unsigned long lost = 0;
+      while ( auto const message = inbox.next( 0 ) ) {
+         std::size_t const at = message->find( " lines were lost here" );
+         std::size_t const begin = message->find( "MESSAGE=" ) + 8;
+         if ( at == std::string::npos )
+            ++got;
+         else
+            lost = std::stoul( message->substr( begin, at - begin ) );
+         log.flush();
+      }
+      EXPECT_GT( got, 100u );
+      EXPECT_GT( lost, 100u );
+      EXPECT_EQ( got + lost, lines );
+   }
+   JournalLog orphan( path );
+   orphan.line( "to nobody" );
+   orphan.flush();
 }
 
 } // namespace

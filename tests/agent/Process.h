@@ -5,6 +5,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -27,15 +28,16 @@ eventually( Condition condition ) {
    return condition();
 }
 
-// A running ufdd, of the network namespace of the calling thread. Killed if it still runs at the
-// end.
+// A running program, ufdd unless another is named, of the network namespace of the calling thread.
+// Killed if it still runs at the end.
 class Process {
  public:
    enum class Rights { all, noNetAdmin };
 
-   explicit Process( std::vector< std::string > arguments, Rights rights = Rights::all ) {
+   explicit Process( std::vector< std::string > arguments, Rights rights = Rights::all,
+                     char const* program = UFDD_PROGRAM ) {
       int const fd = fileno( output_ );
-      std::vector< char* > argv{ const_cast< char* >( UFDD_PROGRAM ) };
+      std::vector< char* > argv{ const_cast< char* >( program ) };
       for ( std::string& argument : arguments )
          argv.push_back( argument.data() );
       argv.push_back( nullptr );
@@ -61,7 +63,13 @@ class Process {
    Process( Process const& ) = delete;
    Process& operator=( Process const& ) = delete;
 
+   pid_t pid() const { return pid_; }
    void signal( int number ) const { kill( pid_, number ); }
+   // Returns when it stands still, until SIGCONT.
+   void stop() const {
+      signal( SIGSTOP );
+      waitpid( pid_, nullptr, WUNTRACED );
+   }
    // The exit status, -1 when it ended otherwise.
    int wait() {
       int status = 0;
@@ -75,13 +83,38 @@ class Process {
       text.resize( static_cast< std::size_t >( std::max( size, ssize_t() ) ) );
       return text;
    }
-   bool wrote( std::string const& text ) const {
-      return output().find( text ) != std::string::npos;
+   bool wrote( std::string const& text ) const { return count( text ) > 0; }
+   std::size_t count( std::string const& text ) const {
+      std::string const all = output();
+      std::size_t number = 0;
+      for ( std::size_t at = 0; ( at = all.find( text, at ) ) != std::string::npos; ++at )
+         ++number;
+      return number;
    }
 
  private:
    std::FILE* output_ = std::tmpfile();
    pid_t pid_ = 0;
+};
+
+// A directory in memory, as /run is, with all that comes to be in it, for as long as this exists.
+class Directory {
+ public:
+   Directory() {
+      if ( !mkdtemp( path_.data() ) )
+         std::abort();
+   }
+   ~Directory() {
+      std::error_code ignored;
+      std::filesystem::remove_all( path_, ignored );
+   }
+   Directory( Directory const& ) = delete;
+   Directory& operator=( Directory const& ) = delete;
+
+   std::string const& path() const { return path_; }
+
+ private:
+   std::string path_ = "/dev/shm/ufdd-test-XXXXXX";
 };
 
 // A file with that text, for as long as this exists.

@@ -23,7 +23,9 @@ TEST( Process, checkTellsWhetherTheConfigurationIsRight ) {
 
 TEST( Process, namesTheCapabilityThatItLacks ) {
    TextFile const file( "" );
-   Process process( { "--config", file.path() }, Process::Rights::noNetAdmin );
+   Directory const state;
+   Process process( { "--config", file.path(), "--state-dir", state.path() },
+                    Process::Rights::noNetAdmin );
    EXPECT_EQ( process.wait(), 1 );
    EXPECT_TRUE( process.wrote( "CAP_NET_ADMIN" ) ) << process.output();
 }

@@ -1,0 +1,19 @@
+#pragma once
+
+#include "agent/Findings.h"
+#include "agent/GroupSettings.h"
+#include "agent/SystemView.h"
+
+#include <vector>
+
+namespace Ufdd {
+
+// Finds what each group or the groups among each other can't mean. Requires: they were read from a
+// file, so that it is known where everything stands.
+void checkGroups( std::vector< GroupSettings > const& groups, Findings& findings );
+
+// Finds what does not go with the machine's interfaces.
+void checkAgainst( SystemView const& system, std::vector< GroupSettings > const& groups,
+                   Findings& findings );
+
+} // namespace Ufdd

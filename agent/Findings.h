@@ -1,0 +1,56 @@
+#pragma once
+
+#include <compare>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace Ufdd {
+
+// A place in a text, counted from 1.
+struct Place {
+   std::uint32_t line = 0;
+   std::uint32_t column = 0;
+   auto operator<=>( Place const& ) const = default;
+};
+
+// In double quotes.
+inline std::string
+quoted( std::string_view text ) {
+   return '"' + std::string( text ) + '"';
+}
+
+// What was found out about one file.
+class Findings {
+ public:
+   // `file` is how the texts call it.
+   explicit Findings( std::string_view file ) : file_( file ) {}
+
+   void error( Place place, std::string text ) {
+      errors_.push_back( { place, std::move( text ) } );
+   }
+   void warning( Place place, std::string text ) {
+      warnings_.push_back( { place, std::move( text ) } );
+   }
+
+   // "FILE:LINE:COLUMN: TEXT", in the order of the file.
+   std::vector< std::string > errors() const { return lines( errors_, "" ); }
+   // "FILE:LINE:COLUMN: warning: TEXT"
+   std::vector< std::string > warnings() const { return lines( warnings_, "warning: " ); }
+
+ private:
+   struct Finding {
+      Place place;
+      std::string text;
+   };
+
+   std::vector< std::string > lines( std::vector< Finding > findings, char const* kind ) const;
+
+   std::string file_;
+   std::vector< Finding > errors_;
+   std::vector< Finding > warnings_;
+};
+
+} // namespace Ufdd

@@ -1,0 +1,118 @@
+#include "agent/Holdings.h"
+
+#include <cstring>
+#include <string>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+std::string
+text( InterfaceName const& name ) {
+   return std::string( name.view() );
+}
+
+} // namespace
+
+Holding const*
+Holdings::find( std::uint32_t index ) const {
+   auto const at = holdings_.find( index );
+   return at == holdings_.end() ? nullptr : &at->second;
+}
+
+bool
+Holdings::rename( std::uint32_t index, InterfaceName const& name ) {
+   auto const at = holdings_.find( index );
+   if ( at == holdings_.end() )
+      return false;
+   at->second.name = name;
+   isChanged_ = true;
+   return true;
+}
+
+void
+Holdings::insert( Holding const& holding ) {
+   holdings_.insert_or_assign( holding.index, holding );
+   isChanged_ = true;
+}
+
+void
+Holdings::erase( std::uint32_t index ) {
+   isChanged_ |= holdings_.erase( index ) > 0;
+}
+
+void
+Holdings::beginAdoption( unsigned int reason ) {
+   reason_ = reason;
+   for ( Holding const& holding : ownership_.recall() )
+      recalled_.emplace( holding.index, holding );
+}
+
+bool
+Holdings::adopt( Link const& link ) {
+   if ( !reason_ )
+      return false;
+   if ( auto const node = recalled_.extract( link.index ) )
+      take( link, node.mapped() );
+   Holding const byMark{ link.index, link.name, link.address, LinkRequest::Means::protoDown,
+                         *reason_ };
+   if ( !contains( link.index ) && byMark.isOn( link ) ) {
+      log_.line( "port " + text( link.name ) + " has ufdd's protodown reason: held by ufdd" );
+      insert( byMark );
+   }
+   return contains( link.index );
+}
+
+void
+Holdings::take( Link const& link, Holding holding ) {
+   std::string const what = "port " + text( holding.name ) + " was shut by ufdd before";
+   bool const isRenamed = holding.name != link.name;
+   bool const isSameHardware = holding.address != 0 && holding.address == link.address;
+   if ( isRenamed && !isSameHardware )
+      return log_.line( what + ", but is gone: " + text( link.name ) + " is another interface" );
+   if ( !holding.isOn( link ) )
+      return log_.line( what + " and opened by someone else since" );
+   log_.line( what + ( isRenamed ? ", and renamed " + text( link.name ) + " since" : "" ) +
+              ": still held" );
+   holding.name = link.name;
+   insert( holding );
+}
+
+void
+Holdings::endAdoption() {
+   for ( auto const& [ index, holding ] : recalled_ )
+      log_.line( "port " + text( holding.name ) +
+                 " was shut by ufdd before, but there is no such interface any more" );
+   recalled_.clear();
+   reason_.reset();
+   remember();
+}
+
+void
+Holdings::remember( std::span< Holding const > aboutToBeShut ) {
+   // What is written now has to be corrected when the acts are done.
+   if ( !std::exchange( isChanged_, !aboutToBeShut.empty() ) && aboutToBeShut.empty() )
+      return;
+   std::vector< Holding > all;
+   for ( auto const* const held : { &holdings_, &recalled_ } )
+      for ( auto const& [ index, holding ] : *held )
+         all.push_back( holding );
+   all.insert( all.end(), aboutToBeShut.begin(), aboutToBeShut.end() );
+   // It costs some calls to the system.
+   if ( remembered_ == all )
+      return;
+   int const error = ownership_.remember( all );
+   if ( error && error != error_ )
+      log_.line( "what ufdd holds can't be remembered in " + ownership_.place() + ": " +
+                 std::strerror( error ) +
+                 "; ports are shut all the same, but if ufdd were killed they would stay shut" );
+   else if ( !error && error_ )
+      log_.line( "what ufdd holds is remembered in " + ownership_.place() + " again" );
+   error_ = error;
+   // What was remembered before an error still is.
+   if ( !error )
+      remembered_ = std::move( all );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "agent/Log.h"
+#include "agent/Ownership.h"
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace Ufdd {
+
+// Every link that we shut and have not opened since, by index, with its present name: another link
+// that comes to have the name is not ours to open.
+class Holdings {
+ public:
+   // Borrows: both.
+   Holdings( Ownership& ownership, Log& log ) : ownership_( ownership ), log_( log ) {}
+
+   // Between the two, adopt() takes a link for ours if it still is as a former process left it, or
+   // if it has our mark, that bit among the reasons for its protodown. The result is whether it is.
+   void beginAdoption( unsigned int reason );
+   bool adopt( Link const& link );
+   void endAdoption();
+
+   // Null when it is not ours. Valid until: the next change.
+   Holding const* find( std::uint32_t index ) const;
+   bool contains( std::uint32_t index ) const { return find( index ) != nullptr; }
+   auto begin() const { return holdings_.begin(); }
+   auto end() const { return holdings_.end(); }
+   std::size_t count() const { return holdings_.size(); }
+
+   // Replaces that of the same index.
+   void insert( Holding const& holding );
+   void erase( std::uint32_t index );
+   // False when it is not ours.
+   bool rename( std::uint32_t index, InterfaceName const& name );
+
+   // Makes the next process know of them, and of those that are about to be shut. What fails is
+   // logged, and tried again when there is a change or after retry().
+   void remember( std::span< Holding const > aboutToBeShut = {} );
+   bool hasFailed() const { return error_ != 0; }
+   void retry() { isChanged_ |= hasFailed(); }
+
+ private:
+   void take( Link const& link, Holding holding );
+
+   Ownership& ownership_;
+   Log& log_;
+   std::map< std::uint32_t, Holding > holdings_;
+   // Of a former process, while links are adopted.
+   std::map< std::uint32_t, Holding > recalled_;
+   std::optional< unsigned int > reason_; // While links are adopted.
+   // None before the first time.
+   std::optional< std::vector< Holding > > remembered_;
+   bool isChanged_ = true; // Since they were remembered.
+   int error_ = 0;
+};
+
+} // namespace Ufdd

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "agent/Ownership.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Ufdd {
+
+// The file "held" in a directory, which is locked for as long as this exists: two processes that
+// shut the same ports would never agree. A line each:
+//
+//    boot 6b1e9d3c-4b0b-4b53-9a0e-0f9c4b7a3a55
+//    netns 4026531840
+//    held 7 down 02a1b2c3d4e5 eth1
+//    held 9 protodown:5 02a1b2c3d4e6 eth2
+//
+// that is the index, the means, the hardware's address and the name. Of the means, "protodown" and
+// "reason" (a protodown that is someone else's) have the number of our reason. The file is replaced
+// as a whole, so that a reader never finds half of one.
+class OwnershipFile final : public Ownership {
+ public:
+   static constexpr char const* usualDirectory = "/run/ufdd";
+
+   // Makes the directory if there is none. Where that can't be done, nothing is remembered:
+   // recall() is empty and remember() has the error.
+   // Throws: std::system_error when another process has it.
+   explicit OwnershipFile( std::string directory );
+   ~OwnershipFile() override;
+   OwnershipFile( OwnershipFile const& ) = delete;
+   OwnershipFile& operator=( OwnershipFile const& ) = delete;
+
+   std::vector< Holding > recall() override;
+   int remember( std::span< Holding const > holdings ) override;
+   std::string place() const override { return directory_ + "/held"; }
+
+ private:
+   bool replace();
+
+   std::string const directory_;
+   int directoryFd_ = -1;
+   int error_ = 0;           // Why there is no directory.
+   std::string const epoch_; // The first two lines: what else has to be as it was.
+   std::string text_;
+};
+
+} // namespace Ufdd

@@ -1,0 +1,180 @@
+#include "agent/SystemView.h"
+
+#include "agent/LinkMessage.h"
+#include "agent/NetlinkSocket.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+#include <system_error>
+#include <vector>
+
+namespace Ufdd {
+
+namespace {
+
+constexpr int answerMilliseconds = 2000;
+
+template < class Value >
+Value
+valueOf( nlattr const* attribute ) {
+   Value value{};
+   if ( mnl_attr_get_payload_len( attribute ) >= sizeof value )
+      std::memcpy( &value, mnl_attr_get_payload( attribute ), sizeof value );
+   return value;
+}
+
+// Calls visit( attribute ) for each of the message behind its header of that type.
+template < class Header, class Visit >
+void
+forEachAttribute( nlmsghdr const& message, Visit visit ) {
+   auto const call = []( nlattr const* attribute, void* data ) {
+      ( *static_cast< Visit* >( data ) )( attribute );
+      return MNL_CB_OK;
+   };
+   mnl_attr_parse( &message, sizeof( Header ), call, &visit );
+}
+
+// Calls visit( message ) for each message of a dump.
+template < class Visit >
+void
+dump( std::uint16_t type, Visit visit ) {
+   NetlinkSocket socket;
+   alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
+   // The header of a question about routes begins as that of one about links.
+   LinkMessage const question =
+       beginLinkMessage( room.data(), type, NLM_F_REQUEST | NLM_F_DUMP, 1 );
+   socket.send( std::span( room ).first( question.header->nlmsg_len ) );
+   while ( auto const datagram = socket.receive( answerMilliseconds ) ) {
+      int left = static_cast< int >( datagram->bytes.size() );
+      auto const* message = reinterpret_cast< nlmsghdr const* >( datagram->bytes.data() );
+      for ( ; mnl_nlmsg_ok( message, left ); message = mnl_nlmsg_next( message, &left ) ) {
+         if ( message->nlmsg_type == NLMSG_DONE )
+            return;
+         if ( message->nlmsg_type == NLMSG_ERROR )
+            throw std::system_error( errorOf( *message ), std::generic_category(),
+                                     "can't list the system's interfaces and routes" );
+         visit( *message );
+      }
+   }
+   throw std::system_error( ETIMEDOUT, std::generic_category(),
+                            "can't list the system's interfaces and routes" );
+}
+
+struct Device {
+   std::string name;
+   std::uint32_t master = 0; // That it is a member of.
+   std::uint32_t runsOn = 0;
+   bool runsElsewhere = false; // On an interface of another network namespace.
+   std::string kind;
+   bool isLag() const { return kind == "bond" || kind == "team"; }
+};
+using Devices = std::map< std::uint32_t, Device >;
+
+std::string
+kindOf( nlattr const* linkInfo ) {
+   std::string kind;
+   auto const find = []( nlattr const* attribute, void* data ) {
+      if ( mnl_attr_get_type( attribute ) == IFLA_INFO_KIND )
+         *static_cast< std::string* >( data ) = mnl_attr_get_str( attribute );
+      return MNL_CB_OK;
+   };
+   mnl_attr_parse_nested( linkInfo, find, &kind );
+   return kind;
+}
+
+Devices
+readDevices() {
+   Devices devices;
+   dump( RTM_GETLINK, [ & ]( nlmsghdr const& message ) {
+      auto const link = linkOf( message );
+      if ( !link )
+         return;
+      Device& device = devices[ link->index ];
+      device.name = link->name.view();
+      forEachAttribute< ifinfomsg >( message, [ & ]( nlattr const* attribute ) {
+         switch ( mnl_attr_get_type( attribute ) ) {
+         case IFLA_MASTER:
+            device.master = valueOf< std::uint32_t >( attribute );
+            break;
+         case IFLA_LINK:
+            device.runsOn = valueOf< std::uint32_t >( attribute );
+            break;
+         case IFLA_LINK_NETNSID:
+            device.runsElsewhere = true;
+            break;
+         case IFLA_LINKINFO:
+            device.kind = kindOf( attribute );
+            break;
+         default:
+            break;
+         }
+      } );
+   } );
+   return devices;
+}
+
+// The indices that the default routes go out of.
+std::vector< std::uint32_t >
+readDefaultRoutes() {
+   std::vector< std::uint32_t > out;
+   dump( RTM_GETROUTE, [ & ]( nlmsghdr const& message ) {
+      if ( message.nlmsg_type != RTM_NEWROUTE ||
+           mnl_nlmsg_get_payload_len( &message ) < sizeof( rtmsg ) )
+         return;
+      auto const& route = *static_cast< rtmsg const* >( mnl_nlmsg_get_payload( &message ) );
+      if ( route.rtm_dst_len != 0 || route.rtm_type != RTN_UNICAST ||
+           route.rtm_table != RT_TABLE_MAIN )
+         return;
+      forEachAttribute< rtmsg >( message, [ & ]( nlattr const* attribute ) {
+         if ( mnl_attr_get_type( attribute ) == RTA_OIF )
+            out.push_back( valueOf< std::uint32_t >( attribute ) );
+         if ( mnl_attr_get_type( attribute ) != RTA_MULTIPATH )
+            return;
+         auto const* hop = static_cast< rtnexthop const* >( mnl_attr_get_payload( attribute ) );
+         std::size_t left = mnl_attr_get_payload_len( attribute );
+         while ( left >= sizeof *hop && hop->rtnh_len >= sizeof *hop && hop->rtnh_len <= left ) {
+            out.push_back( static_cast< std::uint32_t >( hop->rtnh_ifindex ) );
+            left -= std::min< std::size_t >( left, ( hop->rtnh_len + 3u ) & ~3u );
+            hop = RTNH_NEXT( hop );
+         }
+      } );
+   } );
+   return out;
+}
+
+// Adds the device and all that it runs on.
+void
+addWithLower( Devices const& devices, std::uint32_t index, std::set< std::string >& names ) {
+   auto const at = devices.find( index );
+   if ( at == devices.end() || !names.insert( at->second.name ).second )
+      return;
+   // What the kernel calls the lower device of a veth is its other end.
+   if ( !at->second.runsElsewhere && at->second.kind != "veth" )
+      addWithLower( devices, at->second.runsOn, names );
+   for ( auto const& [ member, device ] : devices )
+      if ( device.master == index )
+         addWithLower( devices, member, names );
+}
+
+} // namespace
+
+SystemView
+readSystem() {
+   Devices const devices = readDevices();
+   SystemView view;
+   for ( auto const& [ index, device ] : devices )
+      if ( auto const lag = devices.find( device.master );
+           lag != devices.end() && lag->second.isLag() )
+         view.lagOf[ device.name ] = lag->second.name;
+   for ( std::uint32_t const index : readDefaultRoutes() )
+      addWithLower( devices, index, view.defaultRoute );
+   return view;
+}
+
+} // namespace Ufdd

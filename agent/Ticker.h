@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+namespace Ufdd {
+
+// A clock that ticks while it is on: fd() is readable from each tick until take(). Costs less than
+// a timer that is set again each time, and doesn't drift.
+class Ticker {
+ public:
+   // It is off. Throws: std::system_error when the system has none, as start() and stop() do.
+   Ticker();
+   ~Ticker();
+   Ticker( Ticker const& ) = delete;
+   Ticker& operator=( Ticker const& ) = delete;
+
+   int fd() const { return fd_; }
+   void start( std::uint32_t intervalMs ) { intervalIs( intervalMs ); }
+   void stop() { intervalIs( 0 ); }
+   void take();
+
+ private:
+   void intervalIs( std::uint32_t milliseconds );
+
+   int fd_;
+};
+
+} // namespace Ufdd

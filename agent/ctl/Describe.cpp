@@ -1,0 +1,211 @@
+#include "agent/ctl/Describe.h"
+
+#include "agent/AttributeKind.h"
+#include "agent/NearestWord.h"
+#include "agent/ctl/TextTable.h"
+#include "platform/zet/types/IntrospectionReactor.h"
+#include "sm/Root.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace Ufdd {
+
+namespace {
+
+using Json = nlohmann::ordered_json;
+using NameSpaces = std::vector< Zet::IntrospectionReactor::NameSpace >;
+using Types = std::vector< Zet::Ptr< Zet::ZetType const > >;
+
+std::string
+text( Zet::Name const& name ) {
+   return std::string( name.view() );
+}
+
+std::string
+nameOf( Zet::Ptr< Zet::ZetType const > const& type ) {
+   return type ? text( type->fullName() ) : "-";
+}
+
+std::string
+hex( std::uint32_t word ) {
+   char digits[ 9 ];
+   std::snprintf( digits, sizeof digits, "%08x", word );
+   return digits;
+}
+
+std::string
+argumentsText( std::vector< Zet::Argument > const& arguments ) {
+   std::string list;
+   for ( Zet::Argument const& argument : arguments )
+      list += ( list.empty() ? "" : ", " ) + text( argument.name ) + ": " + text( argument.type );
+   return "( " + list + " )";
+}
+
+std::vector< std::string >
+traits( Zet::ZetType const& type ) {
+   std::vector< std::string > traits;
+   for ( auto const& [ has, name ] :
+         { std::pair( type.isEntity(), "entity" ), std::pair( type.isValue(), "value" ),
+           std::pair( type.isEnumType(), "enumeration" ),
+           std::pair( type.hasGenericIfSupport(), "generic interface" ) } )
+      if ( has )
+         traits.emplace_back( name );
+   return traits;
+}
+
+void
+printTable( Zet::ZetType const& type ) {
+   TextTable table( "    ", { "ID", "NAME", "TYPE", "KEY", "WORD0", "WORD1", "INTRO", "KIND" } );
+   for ( auto const& attribute : type.attributes() )
+      table.row( { std::to_string( attribute->id() ), text( attribute->name() ),
+                   nameOf( attribute->valueType() ), nameOf( attribute->keyType() ),
+                   hex( attribute->flags().word0 ), hex( attribute->flags().word1 ),
+                   std::to_string( attribute->introspectionFlags().value() ),
+                   std::string( text( attributeKind( *attribute ) ) ) } );
+   std::cout << table.text();
+}
+
+// What an attribute takes, which would not fit into the table.
+void
+printContexts( Zet::ZetType const& type ) {
+   for ( auto const& attribute : type.attributes() ) {
+      if ( attribute->arguments().empty() )
+         continue;
+      std::cout << "    " << attribute->name().view()
+                << ( attributeKind( *attribute ) == AttributeKind::function ? " takes "
+                                                                            : " is made from " )
+                << argumentsText( attribute->arguments() );
+      if ( !attribute->indexAttr().empty() )
+         std::cout << ", its key is " << attribute->indexAttr().view();
+      std::cout << '\n';
+   }
+}
+
+void
+print( Zet::ZetType const& type ) {
+   std::cout << "  " << type.name().view();
+   if ( type.base() )
+      std::cout << " : " << type.base()->fullName().view();
+   for ( std::string const& trait : traits( type ) )
+      std::cout << ", " << trait;
+   std::cout << '\n';
+   if ( !type.constructorArguments().empty() )
+      std::cout << "    is made from " << argumentsText( type.constructorArguments() ) << '\n';
+   printTable( type );
+   printContexts( type );
+   std::cout << '\n';
+}
+
+Json
+json( std::vector< Zet::Argument > const& arguments ) {
+   Json list = Json::array();
+   for ( Zet::Argument const& argument : arguments )
+      list.push_back( { { "name", text( argument.name ) }, { "type", text( argument.type ) } } );
+   return list;
+}
+
+Json
+jsonName( Zet::Ptr< Zet::ZetType const > const& type ) {
+   return type ? Json( nameOf( type ) ) : Json();
+}
+
+Json
+json( Zet::ZetAttr const& attribute ) {
+   Json object{ { "id", attribute.id() },
+                { "name", text( attribute.name() ) },
+                { "type", jsonName( attribute.valueType() ) },
+                { "key", jsonName( attribute.keyType() ) },
+                { "flags", { attribute.flags().word0, attribute.flags().word1 } },
+                { "introspection", attribute.introspectionFlags().value() },
+                { "kind", text( attributeKind( attribute ) ) } };
+   if ( !attribute.arguments().empty() )
+      object[ "arguments" ] = json( attribute.arguments() );
+   if ( !attribute.indexAttr().empty() )
+      object[ "keyedBy" ] = text( attribute.indexAttr() );
+   return object;
+}
+
+Json
+json( Zet::ZetType const& type ) {
+   Json attributes = Json::array();
+   for ( auto const& attribute : type.attributes() )
+      attributes.push_back( json( *attribute ) );
+   return { { "name", text( type.name() ) },
+            { "base", jsonName( type.base() ) },
+            { "traits", traits( type ) },
+            { "size", type.instanceSize() },
+            { "constructor", json( type.constructorArguments() ) },
+            { "attributes", attributes } };
+}
+
+// All of them, or the one that was asked for, by its short or its full name.
+NameSpaces
+chosen( NameSpaces nameSpaces, std::string const& wanted ) {
+   if ( wanted.empty() )
+      return nameSpaces;
+   std::vector< std::string_view > names;
+   for ( auto& [ nameSpace, types ] : nameSpaces )
+      std::erase_if( types, [ & ]( auto const& type ) {
+         names.push_back( type->name().view() );
+         return type->name() != wanted && type->fullName() != wanted;
+      } );
+   std::erase_if( nameSpaces, []( auto const& nameSpace ) { return nameSpace.types.empty(); } );
+   if ( nameSpaces.empty() ) {
+      std::string list;
+      for ( std::string_view const name : names )
+         list += ( list.empty() ? "" : ", " ) + std::string( name );
+      auto const nearest = nearestWord( wanted, names );
+      throw std::runtime_error(
+          "there is no type \"" + wanted + "\"; " +
+          ( nearest ? "did you mean " + std::string( *nearest ) + "?" : "there are " + list ) );
+   }
+   return nameSpaces;
+}
+
+void
+describe( std::string const& type, bool asJson ) {
+   // The library is loaded for this, and its types are registered by that.
+   UplinkFailureDetection::Root::_fwkType();
+   NameSpaces const nameSpaces = chosen( Zet::IntrospectionReactor::global()->nameSpaces(), type );
+   Json all = Json::array();
+   for ( auto const& [ name, types ] : nameSpaces ) {
+      Json list = Json::array();
+      if ( !asJson )
+         std::cout << "name space " << name.view() << "\n\n";
+      for ( auto const& one : types )
+         if ( asJson )
+            list.push_back( json( *one ) );
+         else
+            print( *one );
+      all.push_back( { { "nameSpace", text( name ) }, { "types", list } } );
+   }
+   if ( asJson )
+      std::cout << all.dump( 2 ) << '\n';
+}
+
+} // namespace
+
+void
+addDescribe( CLI::App& app ) {
+   struct Options {
+      std::string type;
+      bool asJson = false;
+   };
+   auto const options = std::make_shared< Options >();
+   CLI::App* const command =
+       app.add_subcommand( "describe", "Prints the types of the library with their attributes" );
+   command->add_option( "TYPE", options->type, "Only this one, such as GroupConfig" );
+   command->add_flag( "--json", options->asJson, "For programs to read" );
+   command->callback( [ options ] { describe( options->type, options->asJson ); } );
+}
+
+} // namespace Ufdd

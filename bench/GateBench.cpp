@@ -1,0 +1,241 @@
+// How late ufdd reacts to a loss of carrier that the kernel holds back, with and without asking,
+// and what the asking costs. Everything happens in a network namespace of its own.
+
+#include "agent/LinkMessage.h"
+#include "agent/NetlinkSocket.h"
+#include "tests/agent/Process.h"
+#include "tests/agent/Tap.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <deque>
+#include <exception>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <sched.h>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace Ufdd;
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::duration< double, std::milli >;
+
+constexpr auto kernelHoldsBack = 1s;
+// Twice as long as the kernel could take.
+constexpr auto longest = 2s;
+
+void
+ip( std::string const& arguments ) {
+   if ( std::system( ( "ip " + arguments ).c_str() ) != 0 )
+      throw std::runtime_error( "failed: ip " + arguments );
+}
+
+void
+plug( std::string const& name ) {
+   ip( "link add " + name + " type veth peer name " + name + "-far" );
+   ip( "link set " + name + " up" );
+   ip( "link set " + name + "-far up" );
+}
+
+// As a service, so that what else runs here does not count.
+void
+beforeAllOthers( pid_t process ) {
+   sched_param const parameters{ .sched_priority = 10 };
+   if ( sched_setscheduler( process, SCHED_FIFO, &parameters ) < 0 )
+      std::perror( "no real-time scheduling, so what else runs here counts" );
+}
+
+// Sees ports being shut and opened, as the kernel tells.
+class Ports {
+ public:
+   Ports() { socket_.subscribe( RTNLGRP_LINK ); }
+
+   // When the port was seen set so. Throws: std::runtime_error after a while.
+   Clock::time_point await( std::string_view port, bool up ) {
+      for ( auto const begin = Clock::now(); Clock::now() - begin < longest; )
+         if ( auto const datagram = socket_.receive( 100 );
+              datagram && isOf( *datagram, port, up ) )
+            return Clock::now();
+      throw std::runtime_error( std::string( port ) + " was not " + ( up ? "opened" : "shut" ) );
+   }
+
+ private:
+   static bool isOf( NetlinkSocket::Datagram const& datagram, std::string_view port, bool up ) {
+      auto const* message = reinterpret_cast< nlmsghdr const* >( datagram.bytes.data() );
+      int left = static_cast< int >( datagram.bytes.size() );
+      for ( ; mnl_nlmsg_ok( message, left ); message = mnl_nlmsg_next( message, &left ) )
+         if ( auto const link = linkOf( *message );
+              link && link->name.view() == port && link->adminUp == up )
+            return true;
+      return false;
+   }
+
+   NetlinkSocket socket_;
+};
+
+struct Group {
+   std::string uplink;
+   std::string port;
+};
+
+std::string
+configOf( std::string const& detection, std::vector< Group > const& groups ) {
+   std::string text = "detection = \"" + detection + "\"\n";
+   for ( Group const& group : groups )
+      text += "[[group]]\nname = \"" + group.uplink + "\"\nmonitor = [ \"" + group.uplink +
+              "\" ]\ndisable = [ \"" + group.port + "\" ]\n";
+   return text;
+}
+
+class Daemon {
+ public:
+   explicit Daemon( std::string const& config )
+       : config_( config ),
+         process_( { "--config", config_.path(), "--state-dir", directory_.path() } ) {
+      if ( !eventually( [ this ] { return process_.wrote( "watching" ); } ) )
+         throw std::runtime_error( "ufdd did not start: " + process_.output() );
+      beforeAllOthers( process_.pid() );
+   }
+   // On a processor so far.
+   std::chrono::nanoseconds cost() const {
+      long long nanoseconds = 0;
+      std::ifstream( std::string( "/proc/" )
+                         .append( std::to_string( process_.pid() ) )
+                         .append( "/schedstat" ) ) >>
+          nanoseconds;
+      return std::chrono::nanoseconds( nanoseconds );
+   }
+
+ private:
+   TextFile config_;
+   Directory directory_;
+   Process process_;
+};
+
+struct Scenario {
+   std::string name;
+   std::function< void() > first; // What makes the kernel hold news back.
+   std::string firstPort;         // Is shut then.
+   std::chrono::milliseconds gap;
+   std::function< void() > repair;
+};
+
+double
+percentile( std::vector< double > const& sorted, double part ) {
+   auto const rank =
+       static_cast< std::size_t >( std::ceil( part * static_cast< double >( sorted.size() ) ) );
+   return sorted[ std::max< std::size_t >( rank, 1 ) - 1 ];
+}
+
+// Prints the milliseconds from the loss of u2's carrier until d2 is seen shut.
+void
+measure( Scenario const& scenario, std::string const& detection, Tap& u2, int trials ) {
+   Ports ports;
+   Daemon const ufdd( configOf( detection, { { "u1", "d1" }, { "u2", "d2" }, { "v1", "d3" } } ) );
+   std::vector< double > times;
+   // The gap is longer by up to two times of asking, so that the loss comes at any time between
+   // two.
+   std::mt19937 random( 1 );
+   std::uniform_int_distribution< int > more( 0, 4000 );
+   for ( int i = 0; i < trials; ++i ) {
+      std::this_thread::sleep_for( kernelHoldsBack + 200ms );
+      scenario.first();
+      ports.await( scenario.firstPort, false );
+      std::this_thread::sleep_for( scenario.gap + std::chrono::microseconds( more( random ) ) );
+      auto const begin = Clock::now();
+      u2.carrierIs( false );
+      times.push_back( Milliseconds( ports.await( "d2", false ) - begin ).count() );
+      u2.carrierIs( true );
+      ports.await( "d2", true );
+      scenario.repair();
+      ports.await( scenario.firstPort, true );
+   }
+   std::sort( times.begin(), times.end() );
+   std::printf( "%-34s %-7s %6d %9.2f %9.2f %9.2f\n", scenario.name.c_str(), detection.c_str(),
+                trials, percentile( times, .5 ), percentile( times, .99 ), times.back() );
+   std::fflush( stdout );
+}
+
+void
+measureDelays( int trials ) {
+   Tap u1( "u1" );
+   Tap u2( "u2" );
+   ip( "link set u1 up" );
+   ip( "link set u2 up" );
+   for ( char const* const name : { "v1", "d1", "d2", "d3" } )
+      plug( name );
+   std::vector< Scenario > scenarios;
+   for ( auto const gap : { 10ms, 50ms, 300ms, 900ms } )
+      scenarios.push_back( { std::to_string( gap.count() ) + " ms after another",
+                             [ & ] { u1.carrierIs( false ); }, "d1", gap,
+                             [ & ] { u1.carrierIs( true ); } } );
+   // The kernel never holds news of such a cable back.
+   scenarios.push_back( { "10 ms after ufdd shut a port", [] { ip( "link set v1-far down" ); },
+                          "d3", 10ms, [] { ip( "link set v1-far up" ); } } );
+   std::printf( "%-34s %-7s %6s %9s %9s %9s\n", "when a carrier is lost", "", "trials", "p50 ms",
+                "p99 ms", "max ms" );
+   for ( Scenario const& scenario : scenarios )
+      for ( char const* const detection : { "verify", "events" } )
+         measure( scenario, detection, u2, trials );
+}
+
+void
+measureCost() {
+   constexpr int count = 64;
+   constexpr auto period = 3s;
+   std::deque< Tap > taps;
+   std::vector< Group > groups;
+   for ( int i = 0; i < count; ++i ) {
+      std::string const name = std::string( "t" ).append( std::to_string( i ) );
+      taps.emplace_back( name );
+      ip( "link set " + name + " up" );
+      groups.push_back( { name, "none" } );
+   }
+   for ( std::string_view const detection : { "poll", "verify" } ) {
+      Daemon const ufdd( configOf( std::string( detection ), groups ) );
+      std::this_thread::sleep_for( kernelHoldsBack + 500ms );
+      auto const before = ufdd.cost();
+      std::this_thread::sleep_for( period );
+      std::printf( "%d uplinks %-24s %7.3f %% of a core\n", count,
+                   detection == "poll" ? "while they are asked" : "while nothing happens",
+                   100 * Milliseconds( ufdd.cost() - before ) / period );
+   }
+   std::printf( "\n" );
+}
+
+} // namespace
+
+int
+main( int argc, char** argv ) {
+   int const trials = argc > 1 ? std::atoi( argv[ 1 ] ) : 50;
+   if ( argc > 2 || trials < 1 ) {
+      std::fprintf( stderr, "usage: gate_bench [TRIALS]\n" );
+      return 64;
+   }
+   if ( unshare( CLONE_NEWNET ) < 0 ) {
+      std::perror( "no network namespace can be made" );
+      return EXIT_FAILURE;
+   }
+   beforeAllOthers( 0 );
+   try {
+      measureCost();
+      measureDelays( trials );
+   } catch ( std::exception const& error ) {
+      std::fprintf( stderr, "gate_bench: %s\n", error.what() );
+      return EXIT_FAILURE;
+   }
+   return EXIT_SUCCESS;
+}

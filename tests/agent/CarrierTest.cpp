@@ -1,0 +1,113 @@
+#include "tests/agent/NetworkTest.h"
+#include "tests/agent/Tap.h"
+
+#include <chrono>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace Ufdd {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Two uplinks whose carrier losses the kernel may hold back, in two groups of a port each.
+class CarrierTest : public NetworkTest {
+ protected:
+   void SetUp() override {
+      NetworkTest::SetUp();
+      if ( IsSkipped() )
+         return;
+      try {
+         u1.emplace( "u1" );
+         u2.emplace( "u2" );
+      } catch ( std::system_error const& error ) {
+         GTEST_SKIP() << error.what();
+      }
+      plug( "d1" );
+      plug( "d2" );
+      ip( "link set u1 up" );
+      ip( "link set u2 up" );
+   }
+   std::string config( std::string const& firstLines = {} ) {
+      return firstLines + "[[group]]\nname = \"a\"\nmonitor = [ \"u1\" ]\ndisable = [ \"d1\" ]\n"
+                          "[[group]]\nname = \"b\"\nmonitor = [ \"u2\" ]\ndisable = [ \"d2\" ]\n";
+   }
+   // How long until the port's neighbour noticed.
+   static std::chrono::milliseconds timeToLoss( std::string const& port ) {
+      auto const begin = std::chrono::steady_clock::now();
+      while ( hasLink( port + "-far" ) && std::chrono::steady_clock::now() - begin < 3s )
+         std::this_thread::sleep_for( 100us );
+      return std::chrono::duration_cast< std::chrono::milliseconds >(
+          std::chrono::steady_clock::now() - begin );
+   }
+   // How often the process has had to wait so far.
+   static std::string waits( Process const& ufdd ) {
+      std::ifstream status( "/proc/" + std::to_string( ufdd.pid() ) + "/status" );
+      std::string line;
+      while ( std::getline( status, line ) && !line.starts_with( "voluntary_ctxt_switches" ) ) {
+      }
+      return line;
+   }
+
+   std::optional< Tap > u1;
+   std::optional< Tap > u2;
+};
+
+// Held back for the rest of the second that the first loss, and our own act, have begun.
+constexpr auto longBeforeTheKernelTells = 500ms;
+
+TEST_F( CarrierTest, lossThatTheKernelHoldsBackIsFoundAtOnce ) {
+   Process ufdd( arguments( config() ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   for ( auto const gap : { 10ms, 50ms, 300ms } ) {
+      std::this_thread::sleep_for( 1200ms );
+      u1->carrierIs( false );
+      ASSERT_LT( timeToLoss( "d1" ), 3s ) << ufdd.output();
+      std::this_thread::sleep_for( gap );
+      u2->carrierIs( false );
+      EXPECT_LT( timeToLoss( "d2" ), longBeforeTheKernelTells ) << ufdd.output();
+      u1->carrierIs( true );
+      u2->carrierIs( true );
+      ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
+   }
+   // A loss that is over before the kernel would have told of it.
+   u1->carrierIs( false );
+   EXPECT_LT( timeToLoss( "d1" ), longBeforeTheKernelTells ) << ufdd.output();
+   u1->carrierIs( true );
+   ASSERT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
+}
+
+TEST_F( CarrierTest, askingEndsWhenNothingHappens ) {
+   Process ufdd( arguments( config() ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   std::string const before = waits( ufdd );
+   std::this_thread::sleep_for( 1500ms );
+   std::string const idle = waits( ufdd );
+   EXPECT_NE( before, idle ) << "it asks after its own start";
+   std::this_thread::sleep_for( 300ms );
+   EXPECT_EQ( waits( ufdd ), idle );
+}
+
+// What the kernel tells of in another network namespace makes it hold news back in ours.
+TEST_F( CarrierTest, pollNeedsNoNewsOfItsOwnNamespace ) {
+   std::optional< Tap > elsewhere;
+   std::thread( [ & ] {
+      if ( unshare( CLONE_NEWNET ) == 0 ) {
+         elsewhere.emplace( "u9" );
+         ip( "link set u9 up" );
+      }
+   } ).join();
+   ASSERT_TRUE( elsewhere );
+   Process ufdd( arguments( config( "detection = \"poll\"\n" ) ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   std::this_thread::sleep_for( 1500ms );
+   elsewhere->carrierIs( false );
+   std::this_thread::sleep_for( 50ms );
+   u1->carrierIs( false );
+   EXPECT_LT( timeToLoss( "d1" ), longBeforeTheKernelTells ) << ufdd.output();
+}
+
+} // namespace
+} // namespace Ufdd

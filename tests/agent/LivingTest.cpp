@@ -1,0 +1,117 @@
+#include "agent/SystemView.h"
+#include "tests/agent/DatagramInbox.h"
+#include "tests/agent/NetworkTest.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <set>
+#include <string>
+
+namespace Ufdd {
+namespace {
+
+// What systemd sees of ufdd, and what it tells it.
+class LivingTest : public NetworkTest {
+ protected:
+   static std::string group( std::string const& name, std::string const& monitor,
+                             std::string const& disable ) {
+      return "[[group]]\nname = \"" + name + "\"\nmonitor = [ " + monitor + " ]\ndisable = [ " +
+             disable + " ]\n";
+   }
+   void rewrite( std::string const& config ) const {
+      std::ofstream( config_->path(), std::ios::trunc ) << config;
+   }
+};
+
+TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
+   for ( char const* const name : { "u1", "u2", "d1", "d2", "d3" } )
+      plug( name );
+   Process ufdd( arguments( group( "a", "'u1'", "'d1'" ) + group( "b", "'u2'", "'d2'" ) ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ip( "link set u1-far down" );
+   ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+   std::uint32_t const before = transitions( "d1-far" ) + transitions( "d2-far" );
+
+   rewrite( group( "a", "'u1'", "'d1', 'u1'" ) );
+   ufdd.signal( SIGHUP );
+   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
+   EXPECT_TRUE( ufdd.wrote( config_->path() + ":4:19: \"u1\" is monitored by this group" ) );
+   rewrite( group( "a", "'u1'", "'d1', 'd3'" ) + group( "b", "'u2'", "'d2'" ) );
+   ufdd.signal( SIGHUP );
+   ASSERT_TRUE( haveLink( { "d3-far" }, false ) ) << ufdd.output();
+   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "added 0, changed 1, removed 0" ); } ) )
+       << ufdd.output();
+   ufdd.signal( SIGUSR2 );
+   ASSERT_TRUE( eventually(
+       [ & ] { return ufdd.wrote( "group a: groupLinkStatus 'down', numTimesDisabled 1" ); } ) )
+       << ufdd.output();
+
+   // Makes room; nobody follows, and somebody gives up for it.
+   ufdd.signal( SIGUSR1 );
+   EXPECT_EQ( ufdd.wait(), 0 );
+   EXPECT_EQ( transitions( "d1-far" ) + transitions( "d2-far" ), before );
+   EXPECT_FALSE( hasLink( "d1-far" ) );
+   Process release( { "--release", "--state-dir", state_.path() } );
+   EXPECT_EQ( release.wait(), 0 ) << release.output();
+   EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << release.output();
+}
+
+TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
+   plug( "u1" );
+   plug( "d1" );
+   DatagramInbox inbox;
+   setenv( "NOTIFY_SOCKET", inbox.path().c_str(), 1 );
+   setenv( "WATCHDOG_USEC", "100000", 1 );
+   Process ufdd( arguments( group( "a", "'u1'", "'d1'" ) ) );
+   unsetenv( "NOTIFY_SOCKET" );
+   unsetenv( "WATCHDOG_USEC" );
+   EXPECT_TRUE( inbox.receives( "STATUS=1 group, 0 down; ports held: 0" ) );
+   EXPECT_TRUE( inbox.receives( "READY=1" ) );
+   EXPECT_TRUE( inbox.receives( "WATCHDOG=1" ) );
+   EXPECT_TRUE( inbox.receives( "WATCHDOG=1" ) );
+   ip( "link set u1-far down" );
+   EXPECT_TRUE( inbox.receives( "STATUS=1 group, 1 down; ports held: 1" ) );
+   rewrite( "wrong" );
+   ufdd.signal( SIGHUP );
+   EXPECT_TRUE( inbox.receives( "RELOADING=1" ) );
+   EXPECT_TRUE( inbox.receives( "READY=1" ) );
+   EXPECT_TRUE( inbox.receives( "is wrong and was not loaded" ) );
+   ufdd.signal( SIGTERM );
+   EXPECT_TRUE( inbox.receives( "STOPPING=1" ) );
+   EXPECT_EQ( ufdd.wait(), 0 );
+   EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
+}
+
+TEST_F( LivingTest, seesWhatTheDefaultRouteRunsOn ) {
+   using Names = std::set< std::string >;
+   for ( char const* const name : { "p1", "p2" } )
+      plug( name );
+   ip( "link add link p1 name m1 type macvlan" );
+   ip( "link add br0 type bridge" );
+   ip( "link set p2 master br0" );
+   for ( char const* const name : { "m1", "br0" } )
+      ip( std::string( "link set " ) + name + " up" );
+   EXPECT_EQ( readSystem().defaultRoute, Names() );
+   ip( "route add default dev m1" );
+   EXPECT_EQ( readSystem().defaultRoute, ( Names{ "m1", "p1" } ) );
+   ip( "addr add 10.9.9.1/24 dev br0" );
+   ip( "route replace default nexthop dev m1 nexthop via 10.9.9.2 dev br0" );
+   EXPECT_EQ( readSystem().defaultRoute, ( Names{ "m1", "p1", "br0", "p2" } ) );
+   // A bridge is no LAG: its ports may be in a group with it.
+   EXPECT_TRUE( readSystem().lagOf.empty() );
+}
+
+TEST_F( LivingTest, seesTheMembersOfALag ) {
+   if ( std::system( "ip link add bond0 type bond 2>/dev/null" ) != 0 )
+      GTEST_SKIP() << "this kernel has no bonds";
+   plug( "p1" );
+   ip( "link set p1 down" );
+   ip( "link set p1 master bond0" );
+   EXPECT_EQ( readSystem().lagOf, ( std::map< std::string, std::string >{ { "p1", "bond0" } } ) );
+}
+
+} // namespace
+} // namespace Ufdd

@@ -1,0 +1,107 @@
+#pragma once
+
+#include "agent/LinkMessage.h"
+#include "agent/NetlinkLinkControl.h"
+#include "agent/NetlinkSocket.h"
+#include "tests/agent/Process.h"
+
+#include <gtest/gtest.h>
+#include <libmnl/libmnl.h>
+#include <linux/ethtool.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+#include <linux/sockios.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <net/if.h>
+#include <optional>
+#include <sched.h>
+#include <span>
+#include <string>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <vector>
+
+namespace Ufdd {
+
+// A test with ufdd on interfaces of the real kernel, in a network namespace of its own, which goes
+// with it.
+class NetworkTest : public testing::Test {
+ protected:
+   void SetUp() override {
+      if ( unshare( CLONE_NEWNET ) != 0 )
+         GTEST_SKIP() << "no network namespace can be made: " << std::strerror( errno );
+   }
+
+   static void ip( std::string const& arguments ) {
+      ASSERT_EQ( std::system( ( "ip " + arguments ).c_str() ), 0 ) << "ip " << arguments;
+   }
+   // A cable between an interface of ours and its neighbour's, "u1" and "u1-far".
+   static void plug( std::string const& name ) {
+      ip( "link add " + name + " type veth peer name " + name + "-far" );
+      ip( "link set " + name + " up" );
+      ip( "link set " + name + "-far up" );
+   }
+
+   // Without the detour, for what is done often.
+   static void set( std::string const& name, bool up ) {
+      LinkRequest request{ .index = if_nametoindex( name.c_str() ), .up = up };
+      NetlinkLinkControl().apply( { &request, 1 } );
+      ASSERT_EQ( request.error, 0 ) << name;
+   }
+
+   // As the driver says at once: all that the neighbour sees of our port.
+   static bool hasLink( std::string const& name ) {
+      int const fd = socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0 );
+      ethtool_value link{ ETHTOOL_GLINK, 0 };
+      ifreq request{};
+      std::strncpy( request.ifr_name, name.c_str(), IFNAMSIZ - 1 );
+      request.ifr_data = reinterpret_cast< char* >( &link );
+      int const result = ioctl( fd, SIOCETHTOOL, &request );
+      close( fd );
+      return result == 0 && link.data != 0;
+   }
+   static bool haveLink( std::vector< std::string > const& names, bool link ) {
+      return eventually( [ & ] {
+         bool all = true;
+         for ( std::string const& name : names )
+            all &= hasLink( name ) == link;
+         return all;
+      } );
+   }
+   // How often the interface got or lost its link so far.
+   static std::uint32_t transitions( std::string const& name ) {
+      NetlinkSocket socket;
+      alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
+      LinkMessage const question = beginLinkMessage( room.data(), RTM_GETLINK, NLM_F_REQUEST, 1 );
+      question.info->ifi_index = static_cast< int >( if_nametoindex( name.c_str() ) );
+      socket.send( std::span( room ).first( question.header->nlmsg_len ) );
+      auto const answer = socket.receive( 1000 );
+      std::uint32_t count = 0;
+      auto const find = []( nlattr const* attribute, void* data ) {
+         if ( mnl_attr_get_type( attribute ) == IFLA_CARRIER_CHANGES )
+            *static_cast< std::uint32_t* >( data ) = mnl_attr_get_u32( attribute );
+         return MNL_CB_OK;
+      };
+      if ( answer )
+         mnl_attr_parse( reinterpret_cast< nlmsghdr const* >( answer->bytes.data() ),
+                         sizeof( ifinfomsg ), find, &count );
+      return count;
+   }
+
+   // Of a configuration, and where it is kept; more keys of the file come before the groups.
+   std::vector< std::string > arguments( std::string const& config ) {
+      config_.emplace( config );
+      return { "--config", config_->path(), "--state-dir", state_.path() };
+   }
+   static bool isReady( Process const& ufdd ) {
+      return eventually( [ & ] { return ufdd.wrote( "watching " ); } );
+   }
+
+   Directory const state_;
+   std::optional< TextFile > config_;
+};
+
+} // namespace Ufdd

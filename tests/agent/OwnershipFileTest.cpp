@@ -1,0 +1,96 @@
+#include "agent/OwnershipFile.h"
+
+#include "tests/agent/Process.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <sched.h>
+#include <string>
+#include <sys/mount.h>
+#include <system_error>
+#include <thread>
+#include <vector>
+
+namespace Ufdd {
+namespace {
+
+using Holdings = std::vector< Holding >;
+
+Holdings const two{ { 7, InterfaceName( "eth1" ), 0x02a1b2c3d4e5 },
+                    { 12, InterfaceName( "a-name-of-15byt" ), 0xfedcba9876543210,
+                      LinkRequest::Means::protoDown, 31 } };
+
+class OwnershipFileTest : public testing::Test {
+ protected:
+   Holdings recalled() const { return OwnershipFile( directory.path() ).recall(); }
+   std::string text() const {
+      std::ifstream file( directory.path() + "/held" );
+      return { std::istreambuf_iterator( file ), {} };
+   }
+   void textIs( std::string const& text ) const {
+      std::ofstream( directory.path() + "/held" ) << text;
+   }
+
+   Directory directory;
+};
+
+TEST_F( OwnershipFileTest, nextProcessRecallsWhatWasRememberedLast ) {
+   EXPECT_EQ( recalled(), Holdings() );
+   {
+      OwnershipFile file( directory.path() );
+      EXPECT_EQ( file.remember( Holdings{ { 3, InterfaceName( "eth0" ) } } ), 0 );
+      EXPECT_EQ( file.remember( two ), 0 );
+      EXPECT_THROW( recalled(), std::system_error ) << "there must not be two of them";
+   }
+   EXPECT_EQ( recalled(), two );
+   EXPECT_NE( text().find( "\nheld 7 down 02a1b2c3d4e5 eth1\n" ), std::string::npos ) << text();
+   EXPECT_EQ( OwnershipFile( directory.path() ).remember( {} ), 0 );
+   EXPECT_EQ( recalled(), Holdings() );
+}
+
+TEST_F( OwnershipFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled ) {
+   ASSERT_EQ( OwnershipFile( directory.path() ).remember( two ), 0 );
+   std::string const good = text();
+   std::size_t const netns = good.find( "netns " ) + std::strlen( "netns " );
+   for ( std::size_t const at : { std::strlen( "boot " ), netns } ) {
+      std::string other = good;
+      other[ at ] = other[ at ] == '9' ? '8' : '9';
+      textIs( other );
+      EXPECT_EQ( recalled(), Holdings() );
+   }
+   textIs( good.substr( 0, good.find( "held" ) ) +
+           "held 0 down 0 a\nheld x down 0 a\nheld 3 up 0 a\nheld 3 down 0\nheld 3 down 0 a/b\n"
+           "held 3 protodown:32 0 a\nheld 3 protodown 0 a\nheld 3 reason: 0 a\n"
+           "hold 3 down 0 a\n\n" +
+           good.substr( good.find( "held" ) ) );
+   EXPECT_EQ( recalled(), two );
+}
+
+TEST_F( OwnershipFileTest, fullDiskLeavesWhatWasRememberedBefore ) {
+   OwnershipFile nowhere( directory.path() + "/no/such" );
+   EXPECT_EQ( nowhere.remember( two ), ENOENT );
+   bool isMounted = false;
+   std::thread( [ & ] {
+      isMounted = unshare( CLONE_NEWNS ) == 0 &&
+                  mount( "", "/", "", MS_REC | MS_PRIVATE, nullptr ) == 0 &&
+                  mount( "", directory.path().c_str(), "tmpfs", 0, "size=8k" ) == 0;
+      if ( !isMounted )
+         return;
+      OwnershipFile file( directory.path() );
+      EXPECT_EQ( file.remember( two ), 0 );
+      std::ofstream( directory.path() + "/other" ) << std::string( 1 << 14, 'x' );
+      EXPECT_EQ( file.remember( Holdings{ two[ 0 ] } ), ENOSPC );
+      EXPECT_EQ( file.recall(), two );
+      EXPECT_EQ( file.remember( {} ), 0 ) << "forgetting takes no room";
+      EXPECT_EQ( file.recall(), Holdings() );
+   } ).join();
+   if ( !isMounted )
+      GTEST_SKIP() << "no file system can be mounted here";
+}
+
+} // namespace
+} // namespace Ufdd

@@ -1,0 +1,34 @@
+#pragma once
+
+#include "agent/Ownership.h"
+
+#include <cerrno>
+#include <string>
+#include <vector>
+
+namespace Ufdd {
+
+// What a daemon owns, kept for the next one of the same test.
+class RememberedHere final : public Ownership {
+ public:
+   std::vector< Holding > recall() override { return holdings; }
+   int remember( std::span< Holding const > now ) override {
+      if ( isFull )
+         return ENOSPC;
+      holdings.assign( now.begin(), now.end() );
+      return 0;
+   }
+   std::string place() const override { return "here"; }
+   // "d1 d2"
+   std::string names() const {
+      std::string text;
+      for ( Holding const& holding : holdings )
+         text.append( text.empty() ? "" : " " ).append( holding.name.view() );
+      return text;
+   }
+
+   std::vector< Holding > holdings;
+   bool isFull = false;
+};
+
+} // namespace Ufdd

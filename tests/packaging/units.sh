@@ -1,0 +1,33 @@
+#!/usr/bin/env bash
+# Checks the units of a build folder as systemd does, and how much they leave open.
+set -euo pipefail
+build=$1
+most=15 # In tenths, of the 100 that an open unit has.
+
+if ! command -v systemd-analyze >/dev/null; then
+  echo "skipped: there is no systemd-analyze"
+  exit 77
+fi
+scratch=$(mktemp -d)
+trap 'rm -rf "$scratch"' EXIT
+for unit in ufdd.service ufdd-release.service; do
+  # Whatever prefix it is to be installed under, the program is where it was built.
+  sed "s|^\(ExecStart=\)[^ ]*/ufdd |\1$build/bin/ufdd |" "$build/packaging/$unit" >"$scratch/$unit"
+  grep -q "^ExecStart=$build/bin/ufdd " "$scratch/$unit"
+done
+
+status=0
+for unit in ufdd.service ufdd-release.service; do
+  complaints=$(SYSTEMD_UNIT_PATH=$scratch: systemd-analyze verify --man=no "$scratch/$unit" 2>&1) ||
+    status=1
+  # Of other units of this machine, nothing is asked.
+  if complaints=$(grep -F "$unit" <<<"$complaints"); then
+    echo "$complaints"
+    status=1
+  fi
+  exposure=$(systemd-analyze security --offline=yes "$scratch/$unit" --no-pager |
+    sed -n 's/.*Overall exposure level for .*: \([0-9]*\)\.\([0-9]\).*/\1\2/p')
+  echo "$unit: exposure ${exposure:0:-1}.${exposure: -1}"
+  ((10#$exposure <= most)) || status=1
+done
+exit $status
