@@ -109,6 +109,53 @@ TEST_F( KernelTest, manyNewsWhileStopped ) {
    }
 }
 
+// Whichever interface has the name is meant.
+TEST_F( KernelTest, namesComeAndGo ) {
+   for ( char const* const name : { "u1", "eth7", "d1", "d2" } )
+      plug( name );
+   std::string const longName = "downstream-port-number-one";
+   ip( "link property add dev d1 altname " + longName );
+   Process ufdd( arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\" ]\ndisable = [ \"" +
+                            longName + "\", \"d2\" ]\n" ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   auto const portsHaveLink = [ & ]( bool link ) {
+      return haveLink( { "d1-far", "d2-far" }, link );
+   };
+   ip( "link set u1 netns " + otherNamespace() );
+   EXPECT_TRUE( portsHaveLink( false ) ) << ufdd.output();
+   ip( "link property add dev eth7 altname u1" );
+   EXPECT_TRUE( portsHaveLink( true ) ) << ufdd.output();
+   ip( "link property del dev eth7 altname u1" );
+   EXPECT_TRUE( portsHaveLink( false ) ) << ufdd.output();
+   // While it is held, the name goes to another interface, and what was shut is opened. The kernel
+   // tells of the second of the two only.
+   plug( "d3" );
+   ip( "link property del dev d1 altname " + longName );
+   ip( "link property add dev d3 altname " + longName );
+   EXPECT_TRUE( haveLink( { "d3-far" }, false ) ) << ufdd.output();
+   EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
+   ip( "link set d2 name d4" );
+   EXPECT_TRUE( haveLink( { "d2-far" }, true ) ) << ufdd.output();
+   ip( "link set d4 name d2" );
+   EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
+   // Another one of the same name and index; one that goes elsewhere is no concern of ours.
+   std::string const index = std::to_string( if_nametoindex( "d2" ) );
+   ip( "link del d2" );
+   ip( "link add d2 index " + index + " type veth peer name d2-far" );
+   ip( "link set d2-far up" );
+   ip( "link set d3 netns " + otherNamespace() );
+   ip( "link set eth7 name u1" );
+   EXPECT_TRUE( eventually(
+       [ & ] { return ufdd.wrote( "down -> up, 1/1 up, min_links 1: uplink u1 is up" ); } ) );
+   EXPECT_FALSE( hasLink( "d2-far" ) ) << "not shut by us";
+   ip( "link set d2 up" );
+   ip( "link set u1 down" );
+   EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
+   ufdd.signal( SIGTERM );
+   EXPECT_EQ( ufdd.wait(), 0 );
+   EXPECT_TRUE( haveLink( { "d2-far" }, true ) ) << ufdd.output();
+}
+
 TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
    plug( "u1" );
    for ( std::string const name : { "x1", "x2" } )
