@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <csignal>
+#include <optional>
+#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -78,6 +80,38 @@ TEST_F( KernelTest, killedAndStartedAgainMovesNoPort ) {
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << last.output();
    EXPECT_EQ( transitions( "d1-far" ), before + 1 );
    EXPECT_EQ( transitions( "d2-far" ), before + 1 );
+}
+
+// Wherever between the event and the end of the act it comes.
+TEST_F( KernelTest, killedAtAnyMomentLosesNoPort ) {
+   for ( char const* const name : { "u1", "d1", "d2" } )
+      plug( name );
+   auto const way = arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\" ]\n"
+                               "disable = [ \"d1\", \"d2\" ]\n" );
+   std::mt19937 random( std::random_device{}() );
+   std::uniform_int_distribution< int > microseconds( 0, 2500 );
+   std::uint32_t expected = transitions( "d1-far" );
+   ASSERT_EQ( transitions( "d2-far" ), expected );
+   std::optional< Process > ufdd;
+   int caughtBefore = 0;
+   for ( int i = 0; i < 50; ++i ) {
+      ufdd.emplace( way );
+      ASSERT_TRUE( isReady( *ufdd ) ) << ufdd->output();
+      bool const up = i % 2 == 1;
+      set( "u1-far", up );
+      std::this_thread::sleep_for( std::chrono::microseconds( microseconds( random ) ) );
+      ufdd->signal( SIGKILL );
+      ufdd->wait();
+      caughtBefore += hasLink( "d1-far" ) != up || hasLink( "d2-far" ) != up;
+      ufdd.emplace( way );
+      ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, up ) ) << ufdd->output();
+      ++expected;
+      ASSERT_EQ( transitions( "d1-far" ), expected ) << ufdd->output();
+      ASSERT_EQ( transitions( "d2-far" ), expected ) << ufdd->output();
+   }
+   RecordProperty( "killedBeforeTheActWasDone", caughtBefore );
+   EXPECT_GT( caughtBefore, 0 );
+   EXPECT_LT( caughtBefore, 50 );
 }
 
 // What counts is how the links are in the end, be it that old news wait or that they were lost.
