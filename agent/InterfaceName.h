@@ -7,14 +7,17 @@
 
 namespace Ufdd {
 
-// The name of an interface, kept in place: copying one allocates nothing.
+// The name of an interface, not an alternative one, kept in place: copying one allocates nothing.
 class InterfaceName {
  public:
    // Of bytes, without the zero byte that ends them in the kernel.
    static constexpr std::size_t maxSize = IFNAMSIZ - 1;
 
-   // Why the kernel could never have an interface of that name, to follow "NAME is not the name
-   // of an interface: "; empty when it could.
+   // Of an alternative name.
+   static constexpr std::size_t maxAltSize = 127;
+
+   // Why the kernel could never have an interface that can be called so, to follow "NAME is not the
+   // name of an interface: "; empty when it could.
    static constexpr std::string_view objection( std::string_view name );
 
    constexpr InterfaceName() = default;
@@ -35,8 +38,8 @@ constexpr std::string_view
 InterfaceName::objection( std::string_view name ) {
    if ( name.empty() )
       return "it is empty";
-   if ( name.size() > maxSize )
-      return "it is longer than 15 bytes";
+   if ( name.size() > maxAltSize )
+      return "it is longer than 127 bytes";
    if ( name == "." || name == ".." )
       return "it is reserved";
    bool const bad = std::any_of( name.begin(), name.end(), []( char c ) {

@@ -2,6 +2,7 @@
 
 #include <linux/if.h>
 
+#include <algorithm>
 #include <unordered_set>
 #include <utility>
 #include <vector>
@@ -91,26 +92,40 @@ LinkDirectory::handleLink( Link const& link ) {
    Known& known = links_[ link.index ];
    bool const hasNewName = known.link.name != link.name;
    bool const isRenamed = hasNewName && known.link.index != 0;
-   if ( hasNewName )
+   if ( hasNewName || known.link.altNames != link.altNames )
       handleName( known, link );
    known.link = link;
    if ( isRenamed && observer_ )
       observer_->handleRenamed( link.index, link.name );
-   if ( known.port )
-      handleState( *known.port, link );
+   for ( Port* const port : known.ports )
+      if ( port->index == link.index )
+         handleState( *port, link );
    if ( observer_ )
-      observer_->handleLink( link, known.port ? known.port->id : Kelnet::IntfId() );
+      observer_->handleLink( link );
 }
 
 void
 LinkDirectory::handleName( Known& known, Link const& link ) {
-   leave( known, link.index,
-          { LinkNews::Kind::renamed, known.port ? known.port->id : Kelnet::IntfId(), link.name } );
-   auto const at = ports_.find( link.name.view() );
-   known.port = at == ports_.end() ? nullptr : &at->second;
-   // Another link that still seems to have that name was renamed; the news of it will come.
-   if ( known.port )
-      known.port->index = link.index;
+   std::vector< Port* > const before = std::exchange( known.ports, portsOf( link ) );
+   for ( Port* const port : before )
+      if ( std::find( known.ports.begin(), known.ports.end(), port ) == known.ports.end() )
+         leave( *port, link.index, { LinkNews::Kind::renamed, port->id, link.name } );
+   // Another link that still seems to have one of them was renamed; the news of it will come.
+   for ( Port* const port : known.ports )
+      port->index = link.index;
+}
+
+std::vector< LinkDirectory::Port* >
+LinkDirectory::portsOf( Link const& link ) {
+   std::vector< Port* > ports;
+   auto const add = [ & ]( std::string_view name ) {
+      if ( auto const at = ports_.find( name ); at != ports_.end() )
+         ports.push_back( &at->second );
+   };
+   add( link.name.view() );
+   for ( std::string const& name : link.altNames )
+      add( name );
+   return ports;
 }
 
 void
@@ -135,22 +150,22 @@ LinkDirectory::handleLinkGone( std::uint32_t index ) {
    auto const at = links_.find( index );
    if ( at == links_.end() )
       return;
-   Known const known = at->second;
+   std::vector< Port* > const ports = std::move( at->second.ports );
    links_.erase( at );
-   leave( known, index,
-          { LinkNews::Kind::removed, known.port ? known.port->id : Kelnet::IntfId(), {} } );
+   for ( Port* const port : ports )
+      leave( *port, index, { LinkNews::Kind::removed, port->id, {} } );
    if ( observer_ )
       observer_->handleGone( index );
 }
 
 void
-LinkDirectory::leave( Known const& known, std::uint32_t index, LinkNews const& news ) {
-   if ( !known.port || known.port->index != index )
+LinkDirectory::leave( Port& port, std::uint32_t index, LinkNews const& news ) {
+   if ( port.index != index )
       return;
-   known.port->index = 0;
-   known.port->status = nullptr;
+   port.index = 0;
+   port.status = nullptr;
    news_ = news;
-   directory_->intfStatusDel( known.port->id );
+   directory_->intfStatusDel( port.id );
    news_ = {};
 }
 

@@ -13,14 +13,14 @@
 namespace Ufdd {
 
 // Keeps the directory of interface statuses in step with the kernel's links, for the names that
-// matter. An entry follows the name: whichever link has it now is meant.
+// matter. An entry follows the name, be it an alternative one: whichever link has it now is meant.
 class LinkDirectory final : public LinkListener {
  public:
    // Hears of a link once the directory knows it.
    class Observer {
     public:
-      // A link is new, or was told of again. `port` is the watched name that it has, or empty.
-      virtual void handleLink( Link const& link, Kelnet::IntfId port ) = 0;
+      // A link is new, or was told of again.
+      virtual void handleLink( Link const& link ) = 0;
       virtual void handleRenamed( std::uint32_t index, InterfaceName const& name ) = 0;
       virtual void handleGone( std::uint32_t index ) = 0;
 
@@ -39,6 +39,13 @@ class LinkDirectory final : public LinkListener {
    // Valid until: the next news.
    Link const* link( std::uint32_t index ) const;
    Link const* link( Kelnet::IntfId port ) const;
+   // Calls action( Kelnet::IntfId ) for each watched name of that link.
+   template < class Action > void forEachName( std::uint32_t index, Action action ) const {
+      if ( auto const at = links_.find( index ); at != links_.end() )
+         for ( Port const* const port : at->second.ports )
+            if ( port->index == index )
+               action( port->id );
+   }
    // Adds the parts of the LAG of that index to `members`.
    void collectMembers( std::uint32_t lag, std::vector< Link >& members ) const;
    // What is being told to the directory; no news outside of that.
@@ -58,12 +65,13 @@ class LinkDirectory final : public LinkListener {
 
    struct Known {
       Link link;
-      Port* port = nullptr; // Of its name, if it is watched.
+      std::vector< Port* > ports; // Of those of its names that are watched.
    };
 
    void handleName( Known& known, Link const& link );
    void handleState( Port& port, Link const& link );
-   void leave( Known const& known, std::uint32_t index, LinkNews const& news );
+   std::vector< Port* > portsOf( Link const& link );
+   void leave( Port& port, std::uint32_t index, LinkNews const& news );
 
    Zet::Ptr< Interface::EthIntfStatusDir > const directory_;
    Observer* observer_ = nullptr;

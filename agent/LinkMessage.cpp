@@ -30,6 +30,14 @@ readReasons( nlattr const* attribute, void* link ) {
 }
 
 int
+readAltName( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_ALT_IFNAME &&
+        mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
+      static_cast< Link* >( link )->altNames.emplace_back( mnl_attr_get_str( attribute ) );
+   return MNL_CB_OK;
+}
+
+int
 readKind( nlattr const* attribute, void* link ) {
    if ( mnl_attr_get_type( attribute ) == IFLA_INFO_KIND &&
         mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 ) {
@@ -61,6 +69,9 @@ readAttribute( nlattr const* attribute, void* data ) {
       break;
    case IFLA_PROTO_DOWN_REASON:
       mnl_attr_parse_nested( attribute, readReasons, &link );
+      break;
+   case IFLA_PROP_LIST:
+      mnl_attr_parse_nested( attribute, readAltName, &link );
       break;
    case IFLA_LINKINFO:
       mnl_attr_parse_nested( attribute, readKind, &link );

@@ -19,7 +19,7 @@ LinkNews::text() const {
    case Kind::removed:
       return name + " removed";
    case Kind::renamed:
-      return name + " renamed to " + std::string( newName.view() );
+      return name + " is now called " + std::string( newName.view() );
    }
    return "";
 }

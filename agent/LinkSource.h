@@ -4,6 +4,8 @@
 
 #include <cstdint>
 #include <span>
+#include <string>
+#include <vector>
 
 namespace Ufdd {
 
@@ -11,6 +13,7 @@ namespace Ufdd {
 struct Link {
    std::uint32_t index = 0; // The kernel's, never 0; of one interface for as long as it exists.
    InterfaceName name;
+   std::vector< std::string > altNames = {}; // By which it can be called as well.
    std::uint64_t address = 0; // Of the hardware, the last 8 bytes of it; 0 when it has none.
    bool adminUp = false;      // Set up by its administrator (IFF_UP).
    bool carrier = false;      // The layer below works (IFF_LOWER_UP).

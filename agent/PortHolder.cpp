@@ -80,14 +80,19 @@ PortHolder::handleChange( Kelnet::IntfId port ) {
 
 Kelnet::IntfId
 PortHolder::portOf( Link const& link ) const {
-   Kelnet::IntfId const own( link.name.view() );
-   if ( link.master == 0 || detector_.isHeld( own ) )
-      return own;
-   Link const* const master = links_.link( link.master );
-   if ( !master || !master->isLag )
-      return own;
-   Kelnet::IntfId const lag( master->name.view() );
-   return detector_.isHeld( lag ) ? lag : own;
+   Kelnet::IntfId port;
+   auto const find = [ & ]( Kelnet::IntfId name ) {
+      bool const isHeld = detector_.isHeld( name );
+      if ( port == Kelnet::IntfId() || ( isHeld && !detector_.isHeld( port ) ) )
+         port = name;
+   };
+   links_.forEachName( link.index, find );
+   if ( Link const* const master = links_.link( link.master ); master && master->isLag )
+      links_.forEachName( master->index, find );
+   // Only for links of ours, since each name that gets an id keeps it for good.
+   if ( port == Kelnet::IntfId() && holdings_.contains( link.index ) )
+      port = Kelnet::IntfId( link.name.view() );
+   return port;
 }
 
 void
@@ -101,21 +106,15 @@ PortHolder::collectLinks( Kelnet::IntfId port ) {
 }
 
 void
-PortHolder::handleLink( Link const& link, Kelnet::IntfId port ) {
-   bool const isNowOurs = holdings_.adopt( link );
-   // A LAG is watched by its name, its members are not.
-   if ( port == Kelnet::IntfId() && link.master == 0 && !isNowOurs &&
-        !holdings_.contains( link.index ) )
-      return;
-   Kelnet::IntfId const held = portOf( link );
-   if ( !detector_.isHeld( held ) ) {
-      if ( holdings_.contains( link.index ) )
-         handleChange( held );
-      return;
-   }
-   handleChange( held );
+PortHolder::handleLink( Link const& link ) {
+   holdings_.adopt( link );
    Holding const* const holding = holdings_.find( link.index );
-   states_[ link.index ].seenOpen |= holding ? !holding->isIn( link ) : link.adminUp;
+   Kelnet::IntfId const port = portOf( link );
+   bool const isHeld = detector_.isHeld( port );
+   if ( isHeld )
+      states_[ link.index ].seenOpen |= holding ? !holding->isIn( link ) : link.adminUp;
+   if ( isHeld || holding )
+      handleChange( port );
 }
 
 void
@@ -407,7 +406,9 @@ std::string
 PortHolder::nameOf( std::uint32_t index, Kelnet::IntfId port ) const {
    std::string name( port.name().view() );
    Link const* const link = links_.link( index );
-   if ( link && link->name.view() != name )
+   bool isOwn = link && link->name.view() == name;
+   links_.forEachName( index, [ & ]( Kelnet::IntfId own ) { isOwn |= own == port; } );
+   if ( link && !isOwn )
       name += " (member " + std::string( link->name.view() ) + ")";
    return name;
 }

@@ -56,7 +56,7 @@ class PortHolder final : public LinkDirectory::Observer {
    // Whether that link should be shut, but is left open to who opened it again and again.
    bool isOverridden( std::uint32_t index ) const;
 
-   void handleLink( Link const& link, Kelnet::IntfId port ) override;
+   void handleLink( Link const& link ) override;
    void handleRenamed( std::uint32_t index, InterfaceName const& name ) override;
    void handleGone( std::uint32_t index ) override;
 
@@ -87,7 +87,8 @@ class PortHolder final : public LinkDirectory::Observer {
 
    void handleChange( Kelnet::IntfId port );
    void restoreEntriesOfDownGroups();
-   // The port for whose sake the link is to be shut, else its own name.
+   // The port for whose sake the link is to be shut, else one that it serves, else, if it is ours,
+   // its name; or empty.
    Kelnet::IntfId portOf( Link const& link ) const;
    // The links that are shut when the port is.
    void collectLinks( Kelnet::IntfId port );

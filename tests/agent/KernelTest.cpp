@@ -2,6 +2,8 @@
 
 #include <chrono>
 #include <csignal>
+#include <optional>
+#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -80,6 +82,38 @@ TEST_F( KernelTest, killedAndStartedAgainMovesNoPort ) {
    EXPECT_EQ( transitions( "d2-far" ), before + 1 );
 }
 
+// Wherever between the event and the end of the act it comes.
+TEST_F( KernelTest, killedAtAnyMomentLosesNoPort ) {
+   for ( char const* const name : { "u1", "d1", "d2" } )
+      plug( name );
+   auto const way = arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\" ]\n"
+                               "disable = [ \"d1\", \"d2\" ]\n" );
+   std::mt19937 random( std::random_device{}() );
+   std::uniform_int_distribution< int > microseconds( 0, 2500 );
+   std::uint32_t expected = transitions( "d1-far" );
+   ASSERT_EQ( transitions( "d2-far" ), expected );
+   std::optional< Process > ufdd;
+   int caughtBefore = 0;
+   for ( int i = 0; i < 50; ++i ) {
+      ufdd.emplace( way );
+      ASSERT_TRUE( isReady( *ufdd ) ) << ufdd->output();
+      bool const up = i % 2 == 1;
+      set( "u1-far", up );
+      std::this_thread::sleep_for( std::chrono::microseconds( microseconds( random ) ) );
+      ufdd->signal( SIGKILL );
+      ufdd->wait();
+      caughtBefore += hasLink( "d1-far" ) != up || hasLink( "d2-far" ) != up;
+      ufdd.emplace( way );
+      ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, up ) ) << ufdd->output();
+      ++expected;
+      ASSERT_EQ( transitions( "d1-far" ), expected ) << ufdd->output();
+      ASSERT_EQ( transitions( "d2-far" ), expected ) << ufdd->output();
+   }
+   RecordProperty( "killedBeforeTheActWasDone", caughtBefore );
+   EXPECT_GT( caughtBefore, 0 );
+   EXPECT_LT( caughtBefore, 50 );
+}
+
 // What counts is how the links are in the end, be it that old news wait or that they were lost.
 TEST_F( KernelTest, manyNewsWhileStopped ) {
    for ( char const* const name : { "u1", "u2", "d1" } )
@@ -107,6 +141,53 @@ TEST_F( KernelTest, manyNewsWhileStopped ) {
       }
       EXPECT_EQ( ufdd.wrote( "news of links were lost" ), bytes == std::string( "4096" ) );
    }
+}
+
+// Whichever interface has the name is meant.
+TEST_F( KernelTest, namesComeAndGo ) {
+   for ( char const* const name : { "u1", "eth7", "d1", "d2" } )
+      plug( name );
+   std::string const longName = "downstream-port-number-one";
+   ip( "link property add dev d1 altname " + longName );
+   Process ufdd( arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\" ]\ndisable = [ \"" +
+                            longName + "\", \"d2\" ]\n" ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   auto const portsHaveLink = [ & ]( bool link ) {
+      return haveLink( { "d1-far", "d2-far" }, link );
+   };
+   ip( "link set u1 netns " + otherNamespace() );
+   EXPECT_TRUE( portsHaveLink( false ) ) << ufdd.output();
+   ip( "link property add dev eth7 altname u1" );
+   EXPECT_TRUE( portsHaveLink( true ) ) << ufdd.output();
+   ip( "link property del dev eth7 altname u1" );
+   EXPECT_TRUE( portsHaveLink( false ) ) << ufdd.output();
+   // While it is held, the name goes to another interface, and what was shut is opened. The kernel
+   // tells of the second of the two only.
+   plug( "d3" );
+   ip( "link property del dev d1 altname " + longName );
+   ip( "link property add dev d3 altname " + longName );
+   EXPECT_TRUE( haveLink( { "d3-far" }, false ) ) << ufdd.output();
+   EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
+   ip( "link set d2 name d4" );
+   EXPECT_TRUE( haveLink( { "d2-far" }, true ) ) << ufdd.output();
+   ip( "link set d4 name d2" );
+   EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
+   // Another one of the same name and index; one that goes elsewhere is no concern of ours.
+   std::string const index = std::to_string( if_nametoindex( "d2" ) );
+   ip( "link del d2" );
+   ip( "link add d2 index " + index + " type veth peer name d2-far" );
+   ip( "link set d2-far up" );
+   ip( "link set d3 netns " + otherNamespace() );
+   ip( "link set eth7 name u1" );
+   EXPECT_TRUE( eventually(
+       [ & ] { return ufdd.wrote( "down -> up, 1/1 up, min_links 1: uplink u1 is up" ); } ) );
+   EXPECT_FALSE( hasLink( "d2-far" ) ) << "not shut by us";
+   ip( "link set d2 up" );
+   ip( "link set u1 down" );
+   EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
+   ufdd.signal( SIGTERM );
+   EXPECT_EQ( ufdd.wait(), 0 );
+   EXPECT_TRUE( haveLink( { "d2-far" }, true ) ) << ufdd.output();
 }
 
 TEST_F( KernelTest, protoDownIsSharedWithOthers ) {

@@ -15,6 +15,7 @@
 #include <array>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <net/if.h>
 #include <optional>
 #include <sched.h>
@@ -22,6 +23,7 @@
 #include <string>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <thread>
 #include <vector>
 
 namespace Ufdd {
@@ -100,7 +102,22 @@ class NetworkTest : public testing::Test {
       return eventually( [ & ] { return ufdd.wrote( "watching " ); } );
    }
 
+   // As ip calls it; the same one each time.
+   std::string otherNamespace() {
+      if ( otherFd_ < 0 )
+         std::thread( [ this ] {
+            if ( unshare( CLONE_NEWNET ) == 0 )
+               otherFd_ = open( "/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC );
+         } ).join();
+      return "/proc/" + std::to_string( getpid() ) + "/fd/" + std::to_string( otherFd_ );
+   }
+   ~NetworkTest() override {
+      if ( otherFd_ >= 0 )
+         close( otherFd_ );
+   }
+
    Directory const state_;
+   int otherFd_ = -1;
    std::optional< TextFile > config_;
 };
 
