@@ -32,6 +32,8 @@ class Agent {
    // Our bit among the reasons for protodown. Requires: before start().
    void protoDownReasonIs( unsigned int reason ) { holder_.reasonIs( reason ); }
    LinkDirectory const& links() const { return links_; }
+   // What became of the groups. Never null.
+   Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return detector_.status; }
    // The end of a loop turn.
    void settle();
    // When there is more to settle, by Zet::now(), if nothing happens before.

@@ -37,7 +37,9 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
       carrierWatch_( loop_, agent_.links(), source_ ),
       retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ),
       nextTimer_( loop_.timer< &Daemon::handleNextTime >( *this ) ),
-      watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ) {
+      watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
+      statusServer_( options.socket, agent_.status(), log ),
+      statusTimer_( loop_.timer< &Daemon::handleStatusTime >( *this ) ) {
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),
                                "can't set interfaces up or down without CAP_NET_ADMIN; start "
@@ -48,6 +50,7 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
    loop_.onSignal< &Daemon::handleReload >( SIGHUP, *this );
    loop_.onSignal< &Daemon::handleStatus >( SIGUSR2, *this );
    loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );
+   loop_.onReadableAtLeisure< &StatusServer::handleReady >( statusServer_.fd(), statusServer_ );
    Zet::notificationFailureSinkIs( [ this ]( Zet::NotificationFailure const& failure ) {
       log_.line( "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
                  std::string( failure.attribute.view() ) + ": " +
@@ -94,6 +97,7 @@ Daemon::handleTurnEnd() {
    if ( source_.takeNews() )
       carrierWatch_.handleNews();
    agent_.settle();
+   statusServer_.settle();
    setTimers();
    manager_.statusIs( agent_.summary() + remark_ );
    log_.flush();
@@ -114,12 +118,23 @@ Daemon::setTimers() {
       nextTimer_.fireIn( static_cast< std::uint64_t >( seconds * 1e6 ) + 1 );
       nextTime_ = next;
    }
+   if ( auto const due = statusServer_.dueIn(); due && !statusTimerOn_ ) {
+      // Rounded up, for the limit to have passed.
+      statusTimer_.fireIn( static_cast< std::uint64_t >( *due * 1e6 ) + 1 );
+      statusTimerOn_ = true;
+   }
 }
 
 void
 Daemon::handleRetryTime() {
    retryTimerOn_ = false;
    agent_.retry();
+}
+
+// The end of this turn does what is due.
+void
+Daemon::handleStatusTime() {
+   statusTimerOn_ = false;
 }
 
 // That a timer fires is no proof of life; the end of the turn that it begins is.

@@ -9,6 +9,7 @@
 #include "agent/NetlinkLinkSource.h"
 #include "agent/OwnershipFile.h"
 #include "agent/ServiceManager.h"
+#include "agent/StatusServer.h"
 
 #include <optional>
 #include <string>
@@ -20,6 +21,7 @@ struct DaemonOptions {
    std::string configFile; // To read again when asked to.
    std::string stateDirectory = OwnershipFile::usualDirectory;
    int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer; // For news of links, in bytes.
+   std::string socket = StatusServer::usualSocket;
 };
 
 // The process: the agent on the interfaces of the kernel. Signals tell it what to do:
@@ -52,6 +54,7 @@ class Daemon {
    void tellWarnings( ConfigFile const& config );
    void watchUplinks( ConfigFile const& config );
    void setTimers();
+   void handleStatusTime();
 
    DaemonOptions const options_;
    BufferedLog& log_;
@@ -70,6 +73,9 @@ class Daemon {
    bool isAliveDue_ = false;
    bool isLeaving_ = false;
    std::string remark_; // Follows the status that the service manager is told.
+   StatusServer statusServer_;
+   EventLoop::Source& statusTimer_;
+   bool statusTimerOn_ = false;
 };
 
 } // namespace Ufdd

@@ -47,13 +47,16 @@ EventLoop::~EventLoop() {
 }
 
 void
-EventLoop::addReadable( int fd, Source& source ) {
+EventLoop::addReadable( int fd, Source& source, Urgency urgency ) {
    auto const handler = []( sd_event_source*, int, std::uint32_t, void* userdata ) {
       static_cast< Source* >( userdata )->run();
       return 0;
    };
    check( sd_event_add_io( event_, &source.source_, fd, EPOLLIN, handler, &source ),
           "can't watch a socket" );
+   if ( urgency == Urgency::atLeisure )
+      check( sd_event_source_set_priority( source.source_, SD_EVENT_PRIORITY_IDLE ),
+             "can't order the event sources" );
 }
 
 void

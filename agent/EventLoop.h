@@ -39,7 +39,11 @@ class EventLoop {
    EventLoop& operator=( EventLoop const& ) = delete;
 
    template < auto Handler, class Owner > void onReadable( int fd, Owner& owner ) {
-      addReadable( fd, source< Handler >( owner ) );
+      addReadable( fd, source< Handler >( owner ), Urgency::usual );
+   }
+   // Called only when nothing else waits.
+   template < auto Handler, class Owner > void onReadableAtLeisure( int fd, Owner& owner ) {
+      addReadable( fd, source< Handler >( owner ), Urgency::atLeisure );
    }
    // From now on the signal does nothing else.
    template < auto Handler, class Owner > void onSignal( int number, Owner& owner ) {
@@ -59,11 +63,13 @@ class EventLoop {
    void exit();
 
  private:
+   enum class Urgency { usual, atLeisure };
+
    template < auto Handler, class Owner > Source& source( Owner& owner ) {
       auto const call = []( void* object ) { ( static_cast< Owner* >( object )->*Handler )(); };
       return sources_.emplace_back( Source( *this, &owner, call ) );
    }
-   void addReadable( int fd, Source& source );
+   void addReadable( int fd, Source& source, Urgency urgency );
    void addSignal( int number, Source& source );
    void addTurnEnd( Source& source );
    Source& addTimer( Source& source );

@@ -1,32 +1,15 @@
 #include "agent/Log.h"
 
+#include "agent/WallTime.h"
+
 #include <climits>
 
 #include <algorithm>
 #include <array>
-#include <cstdio>
-#include <ctime>
 #include <poll.h>
 #include <unistd.h>
 
 namespace Ufdd {
-
-namespace {
-
-// "2026-03-01 12:30:00.123 "
-std::string
-timeOfDay() {
-   timespec now{};
-   clock_gettime( CLOCK_REALTIME, &now );
-   tm parts{};
-   localtime_r( &now.tv_sec, &parts );
-   std::array< char, 32 > text{};
-   std::size_t const size = std::strftime( text.data(), text.size(), "%F %T", &parts );
-   std::snprintf( text.data() + size, text.size() - size, ".%03ld ", now.tv_nsec / 1'000'000 );
-   return text.data();
-}
-
-} // namespace
 
 void
 StreamLog::line( std::string_view text ) {
@@ -39,7 +22,7 @@ StreamLog::line( std::string_view text ) {
 void
 StreamLog::append( std::string_view text ) {
    if ( timed_ )
-      waiting_ += timeOfDay();
+      waiting_ += localTime( wallNow() ) + ' ';
    waiting_ += text;
    waiting_ += '\n';
 }

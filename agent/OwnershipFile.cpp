@@ -22,7 +22,7 @@ using Means = LinkRequest::Means;
 
 constexpr char const* fileName = "held";
 constexpr char const* newFileName = "held.new";
-constexpr mode_t directoryMode = 0755;
+constexpr mode_t directoryMode = 0750;
 constexpr mode_t fileMode = 0644;
 
 // A file descriptor, closed at the end.

@@ -103,6 +103,9 @@ main( int argc, char** argv ) {
        ->type_name( "BYTES" )
        ->check( CLI::Range( 1, 1 << 30 ) )
        ->capture_default_str();
+   app.add_option( "--socket", options.socket, "Where to serve the status, for ufdctl to read" )
+       ->type_name( "PATH" )
+       ->capture_default_str();
    app.footer( "Signals: SIGHUP reads the configuration again; SIGUSR2 writes the status of the\n"
                "groups to the log; SIGTERM stops and opens every port; SIGUSR1 stops and leaves\n"
                "the ports as they are, for the next ufdd.\n"

@@ -96,7 +96,8 @@ class NetworkTest : public testing::Test {
    // Of a configuration, and where it is kept; more keys of the file come before the groups.
    std::vector< std::string > arguments( std::string const& config ) {
       config_.emplace( config );
-      return { "--config", config_->path(), "--state-dir", state_.path() };
+      return { "--config",    config_->path(), "--state-dir",
+               state_.path(), "--socket",      state_.path() + "/status" };
    }
    static bool isReady( Process const& ufdd ) {
       return eventually( [ & ] { return ufdd.wrote( "watching " ); } );

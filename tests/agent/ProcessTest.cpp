@@ -24,7 +24,8 @@ TEST( Process, checkTellsWhetherTheConfigurationIsRight ) {
 TEST( Process, namesTheCapabilityThatItLacks ) {
    TextFile const file( "" );
    Directory const state;
-   Process process( { "--config", file.path(), "--state-dir", state.path() },
+   Process process( { "--config", file.path(), "--state-dir", state.path(), "--socket",
+                      state.path() + "/status" },
                     Process::Rights::noNetAdmin );
    EXPECT_EQ( process.wait(), 1 );
    EXPECT_TRUE( process.wrote( "CAP_NET_ADMIN" ) ) << process.output();

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <unistd.h>
+#include <utility>
+
+namespace Ufdd {
+
+// Owns: a file descriptor, which is closed at the end; or none.
+class Descriptor {
+ public:
+   explicit Descriptor( int fd = -1 ) noexcept : fd_( fd ) {}
+   Descriptor( Descriptor&& other ) noexcept : fd_( std::exchange( other.fd_, -1 ) ) {}
+   Descriptor& operator=( Descriptor&& other ) noexcept {
+      std::swap( fd_, other.fd_ );
+      return *this;
+   }
+   ~Descriptor() {
+      if ( fd_ >= 0 )
+         close( fd_ );
+   }
+
+   explicit operator bool() const noexcept { return fd_ >= 0; }
+   int fd() const noexcept { return fd_; }
+
+ private:
+   int fd_;
+};
+
+} // namespace Ufdd
