@@ -5,19 +5,26 @@
 namespace Ufdd {
 
 std::string
+TextTable::coloured( std::string_view text, std::string_view colour ) {
+   return colour.empty() ? std::string( text )
+                         : std::string( colour ).append( text ).append( "\x1b[0m" );
+}
+
+std::string
 TextTable::text() const {
    std::vector< std::size_t > widths( rows_.front().size() );
    for ( auto const& row : rows_ )
       for ( std::size_t i = 0; i < row.size(); ++i )
-         widths[ i ] = std::max( widths[ i ], row[ i ].size() );
+         widths[ i ] = std::max( widths[ i ], row[ i ].text.size() );
    std::string text;
    for ( auto const& row : rows_ ) {
       text += indent_;
-      for ( std::size_t i = 0; i < row.size(); ++i )
+      for ( std::size_t i = 0; i < row.size(); ++i ) {
+         text += coloured( row[ i ].text, row[ i ].colour );
          // The last column is not filled up.
          text +=
-             row[ i ] +
-             ( i + 1 < row.size() ? std::string( widths[ i ] - row[ i ].size() + 2, ' ' ) : "\n" );
+             i + 1 < row.size() ? std::string( widths[ i ] - row[ i ].text.size() + 2, ' ' ) : "\n";
+      }
    }
    return text;
 }

@@ -1,12 +1,15 @@
 // ufdctl: shows what the detection library and a running ufdd have to tell.
 
+#include "agent/StatusServer.h"
 #include "agent/ctl/Describe.h"
+#include "agent/ctl/Show.h"
 
 #include <CLI/CLI.hpp>
 
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <string>
 #include <sysexits.h>
 
 int
@@ -14,6 +17,12 @@ main( int argc, char** argv ) {
    CLI::App app( "Shows what the uplink failure detection has to tell.", "ufdctl" );
    app.set_version_flag( "--version", "ufdctl " UFDD_VERSION );
    app.require_subcommand( 1 );
+   std::string socket = Ufdd::StatusServer::usualSocket;
+   app.add_option( "--socket", socket, "Where ufdd serves its status" )
+       ->type_name( "PATH" )
+       ->capture_default_str();
+   Ufdd::addShow( app, socket );
+   Ufdd::addWatch( app, socket );
    Ufdd::addDescribe( app );
    try {
       app.parse( argc, argv );

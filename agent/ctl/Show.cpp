@@ -1,0 +1,119 @@
+#include "agent/ctl/Show.h"
+
+#include "agent/ctl/StatusReplica.h"
+#include "agent/ctl/StatusReport.h"
+#include "agent/ctl/StatusStream.h"
+#include "agent/ctl/Watcher.h"
+
+#include <CLI/CLI.hpp>
+
+#include <chrono>
+#include <cstdlib>
+#include <iostream>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <unistd.h>
+
+namespace Ufdd {
+
+namespace {
+
+constexpr int answerSeconds = 5;
+constexpr std::chrono::milliseconds retryPause( 200 );
+
+struct Options {
+   std::string group;
+   bool asJson = false;
+};
+
+Colours
+coloursOfOutput() {
+   return isatty( STDOUT_FILENO ) && !std::getenv( "NO_COLOR" ) ? Colours::terminal : Colours::none;
+}
+
+// Connects for the first time and reads until the replica is in step.
+void
+fill( StatusStream& stream, StatusReplica const& replica, std::string const& socket ) {
+   if ( auto const hindrance = stream.connect() )
+      throw std::runtime_error( *hindrance );
+   while ( !replica.isInStep() )
+      if ( !stream.receive( answerSeconds ) )
+         throw std::runtime_error(
+             "ufdd at " + socket + " closed the connection: " +
+             ( replica.isGreeted() ? "it was stopped meanwhile; try again"
+                                   : "it serves no more clients at once; end another ufdctl" ) );
+}
+
+void
+show( std::string const& socket, Options const& options ) {
+   StatusReplica replica;
+   StatusStream stream( socket, replica );
+   fill( stream, replica, socket );
+   std::cout << ( options.asJson ? statusJson( *replica.status(), options.group, Moment::now() )
+                                 : statusTable( *replica.status(), options.group, Moment::now(),
+                                                coloursOfOutput() ) );
+}
+
+void
+reconnect( StatusStream& stream ) {
+   do
+      std::this_thread::sleep_for( retryPause );
+   while ( stream.connect() || !stream.isServed() );
+}
+
+[[noreturn]] void
+watch( std::string const& socket, Options const& options ) {
+   StatusReplica replica;
+   StatusStream stream( socket, replica );
+   Watcher watcher( replica.status(), options.group, std::cout,
+                    { options.asJson, coloursOfOutput() } );
+   fill( stream, replica, socket );
+   watcher.showStates();
+   for ( ;; ) {
+      while ( stream.receive( 0 ) ) {
+      }
+      watcher.handleLoss( socket );
+      reconnect( stream );
+      watcher.handleResync( socket );
+   }
+}
+
+void
+add( CLI::App& app, std::string const& socket, std::string const& name, std::string const& help,
+     std::string const& footer, void ( *run )( std::string const&, Options const& ) ) {
+   auto const options = std::make_shared< Options >();
+   CLI::App* const command = app.add_subcommand( name, help );
+   command->fallthrough();
+   command->add_option( "GROUP", options->group, "Only this group" );
+   command->add_flag( "--json", options->asJson, "For programs to read" );
+   command->footer( footer );
+   command->callback( [ &socket, options, run ] { run( socket, *options ); } );
+}
+
+} // namespace
+
+void
+addShow( CLI::App& app, std::string const& socket ) {
+   add( app, socket, "show", "Prints how the groups of ufdd are",
+        "Prints for each group its link status, how many times its ports were disabled\n"
+        "since ufdd was started, and when last. With --json an object with the list\n"
+        "\"groups\", the times in UTC; null where a group never was disabled.\n\n"
+        "Exit status: 0; 1 when ufdd can't be reached or has no such group; 64 when the\n"
+        "command line is wrong.",
+        show );
+}
+
+void
+addWatch( CLI::App& app, std::string const& socket ) {
+   add( app, socket, "watch", "Prints each transition of a group as it happens",
+        "Prints how the groups are, then a line for each transition and for each group\n"
+        "that is removed, until it is interrupted. When ufdd is restarted it says so,\n"
+        "connects again and prints what has changed meanwhile. With --json an object a\n"
+        "line, whose \"event\" is state, transition, removed, lost or resync.\n\n"
+        "Exit status: 1 when ufdd can't be reached in the beginning or has no such group;\n"
+        "64 when the command line is wrong.",
+        watch );
+}
+
+} // namespace Ufdd

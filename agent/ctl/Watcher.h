@@ -1,0 +1,70 @@
+#pragma once
+
+#include "agent/WallTime.h"
+#include "agent/ctl/StatusReport.h"
+#include "model/GroupStatus.h"
+#include "model/Status.h"
+
+#include <initializer_list>
+#include <iosfwd>
+#include <map>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace Ufdd {
+
+// Writes what becomes of a Status, or of one group in it, as it happens: a line each,
+//
+//    2026-03-01 12:30:00.123  rack1  up -> down
+//
+// or a JSON object each, whose "event" is "state", "transition", "removed", "lost" or "resync".
+class Watcher {
+ public:
+   struct Style {
+      bool asJson = false;
+      Colours colours = Colours::none;
+   };
+   using Clock = double ( * )();
+
+   // `clock` tells the wall's time. Before showStates() nothing is written.
+   // Borrows: all three, for as long as this lives.
+   Watcher( Zet::Ptr< UplinkFailureDetection::Status > const& status, std::string const& wanted,
+            std::ostream& out, Style style, Clock clock = wallNow );
+   ~Watcher();
+   Watcher( Watcher const& ) = delete;
+   Watcher& operator=( Watcher const& ) = delete;
+
+   // Writes how the groups are; from now on, changes.
+   // Throws: std::runtime_error as groupsShown() does.
+   void showStates();
+   // The connection is lost, or there is another, by which all is told anew.
+   void handleLoss( std::string const& socket );
+   void handleResync( std::string const& socket );
+
+ private:
+   class StatusObserver;
+   class GroupObserver;
+   using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
+
+   void handleGroup( Zet::Name const& name );
+   void handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now );
+   bool shows( Zet::Name const& name ) const;
+   std::string padded( Zet::Name const& name );
+   std::string word( LinkStatus status ) const;
+   void line( std::string const& text );
+   using Field = std::pair< char const*, std::string >;
+   void object( std::string_view event, std::initializer_list< Field > fields );
+
+   Zet::Ptr< UplinkFailureDetection::Status > const status_;
+   std::string const wanted_;
+   std::ostream& out_;
+   Style const style_;
+   Clock const clock_;
+   bool begun_ = false;
+   std::size_t nameWidth_ = 0;
+   std::map< Zet::Name, Zet::Ptr< GroupObserver > > groups_;
+   Zet::Ptr< StatusObserver > statusObserver_;
+};
+
+} // namespace Ufdd
