@@ -25,7 +25,8 @@ class Watcher::StatusObserver final : public Status::NotifieeConst {
 
 class Watcher::GroupObserver final : public GroupStatus::NotifieeConst {
  public:
-   explicit GroupObserver( Watcher& watcher ) : watcher_( watcher ) {}
+   GroupObserver( Watcher& watcher, LinkStatus linkStatus )
+       : watcher_( watcher ), linkStatus_( linkStatus ) {}
    void onGroupLinkStatus() override {
       LinkStatus const now = notifier()->groupLinkStatus();
       watcher_.handleTransition( notifier()->name(), std::exchange( linkStatus_, now ), now );
@@ -33,13 +34,16 @@ class Watcher::GroupObserver final : public GroupStatus::NotifieeConst {
 
  private:
    Watcher& watcher_;
-   LinkStatus linkStatus_ = LinkStatus::unknown;
+   LinkStatus linkStatus_;
 };
 
 Watcher::Watcher( Zet::Ptr< Status > const& status, std::string const& wanted, std::ostream& out,
                   Style style, Clock clock )
     : status_( status ), wanted_( wanted ), out_( out ), style_( style ), clock_( clock ),
-      statusObserver_( observing< StatusObserver >( status, *this ) ) {}
+      statusObserver_( observing< StatusObserver >( status, *this ) ) {
+   for ( auto group = status->groupIteratorConst(); group; ++group )
+      handleGroup( group->zetName() );
+}
 
 Watcher::~Watcher() = default;
 
@@ -81,7 +85,7 @@ Watcher::handleResync( std::string const& socket ) {
 void
 Watcher::handleGroup( Zet::Name const& name ) {
    if ( auto const group = status_->group( name ) ) {
-      groups_[ name ] = observing< GroupObserver >( group, *this );
+      groups_[ name ] = observing< GroupObserver >( group, *this, group->groupLinkStatus() );
       return;
    }
    groups_.erase( name );

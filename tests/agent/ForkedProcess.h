@@ -1,0 +1,58 @@
+#pragma once
+
+#include "agent/Descriptor.h"
+
+#include <array>
+#include <csignal>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <utility>
+
+namespace Ufdd {
+
+// A copy of this process that runs `body` and ends with 0 when that returns true. Killed if it
+// still runs at the end.
+class ForkedProcess {
+ public:
+   template < class Body > explicit ForkedProcess( Body body ) : pid_( fork() ) {
+      if ( pid_ != 0 )
+         return;
+      prctl( PR_SET_PDEATHSIG, SIGKILL );
+      _exit( body() ? 0 : 1 );
+   }
+   ~ForkedProcess() { kill(); }
+   ForkedProcess( ForkedProcess const& ) = delete;
+   ForkedProcess& operator=( ForkedProcess const& ) = delete;
+
+   void kill() {
+      if ( pid_ > 0 )
+         ::kill( pid_, SIGKILL );
+      wait();
+   }
+   // The exit status, -1 when it ended otherwise.
+   int wait() {
+      int status = -1;
+      if ( pid_ > 0 )
+         waitpid( std::exchange( pid_, 0 ), &status, 0 );
+      return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
+   }
+
+ private:
+   pid_t pid_;
+};
+
+// Two stream sockets that are connected to each other.
+struct SocketPair {
+   SocketPair() {
+      std::array< int, 2 > fds{ -1, -1 };
+      socketpair( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, fds.data() );
+      near = Descriptor( fds[ 0 ] );
+      far = Descriptor( fds[ 1 ] );
+   }
+   Descriptor near;
+   Descriptor far;
+};
+
+} // namespace Ufdd

@@ -1,0 +1,56 @@
+#pragma once
+
+#include "agent/StatusServer.h"
+#include "agent/UnixSocket.h"
+#include "agent/ctl/StatusReplica.h"
+
+#include <array>
+#include <cerrno>
+#include <poll.h>
+#include <span>
+#include <string>
+#include <sys/socket.h>
+
+namespace Ufdd {
+
+// A client of the status server with a replica, which reads when it is told to.
+class StatusReader {
+ public:
+   explicit StatusReader( std::string const& path ) : path_( path ) { connect(); }
+
+   bool connect() {
+      replica.begin();
+      socket_ = unixStreamTo( path_ );
+      return isOpen = static_cast< bool >( socket_ );
+   }
+   void send( std::span< unsigned char const > bytes ) const {
+      ::send( socket_.fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL );
+   }
+   // What has come so far. False once the connection is closed or bad.
+   bool read() {
+      std::array< unsigned char, 1 << 16 > bytes;
+      while ( isOpen ) {
+         ssize_t const size = recv( socket_.fd(), bytes.data(), bytes.size(), MSG_DONTWAIT );
+         if ( size < 0 && errno == EAGAIN )
+            break;
+         isOpen =
+             size > 0 && replica.receive( { bytes.data(), static_cast< std::size_t >( size ) } );
+      }
+      return isOpen;
+   }
+   // The same, when something has come; or nothing, after that many milliseconds.
+   bool waitAndRead( int milliseconds ) {
+      pollfd readable{ socket_.fd(), POLLIN, 0 };
+      poll( &readable, 1, milliseconds );
+      return read();
+   }
+
+   StatusReplica replica;
+   bool isOpen = false;
+
+ private:
+   std::string const path_;
+   Descriptor socket_;
+};
+
+} // namespace Ufdd

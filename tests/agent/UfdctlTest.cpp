@@ -1,0 +1,105 @@
+#include "tests/agent/NetworkTest.h"
+
+#include <nlohmann/json.hpp>
+
+#include <csignal>
+#include <string>
+#include <vector>
+
+namespace Ufdd {
+namespace {
+
+using Json = nlohmann::json;
+
+class UfdctlTest : public NetworkTest {
+ protected:
+   std::vector< std::string > at( std::vector< std::string > words ) const {
+      words.insert( words.begin(), { "--socket", socket() } );
+      return words;
+   }
+   std::string socket() const { return state_.path() + "/status"; }
+   // What ufdctl wrote, and how it ended.
+   std::pair< std::string, int > ufdctl( std::vector< std::string > words ) const {
+      Process process( at( std::move( words ) ), Process::Rights::all, UFDCTL_PROGRAM );
+      int const status = process.wait();
+      return { process.output(), status };
+   }
+   // The "event"s of its lines, and what a transition comes to: "state transition:down".
+   static std::string events( std::string const& lines ) {
+      std::string events;
+      for ( std::size_t at = 0, end; ( end = lines.find( '\n', at ) ) != std::string::npos;
+            at = end + 1 ) {
+         Json const event = Json::parse( lines.substr( at, end - at ) );
+         events += ( events.empty() ? "" : " " ) + event[ "event" ].get< std::string >() +
+                   ( event.contains( "to" ) ? ':' + event[ "to" ].get< std::string >() : "" );
+      }
+      return events;
+   }
+};
+
+TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
+   for ( char const* const name : { "u1", "u2", "d1", "d2" } )
+      plug( name );
+   std::vector< std::string > const way =
+       arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\" ]\ndisable = [ \"d1\" ]\n"
+                  "[[group]]\nname = \"other\"\nmonitor = [ \"u2\" ]\ndisable = [ \"d2\" ]\n" );
+   EXPECT_EQ( ufdctl( { "show" } ),
+              std::pair( "ufdctl: can't reach ufdd at " + socket() +
+                             ": No such file or directory; start ufdd, or name the socket that it "
+                             "was given by --socket\n",
+                         1 ) );
+   std::optional< Process > ufdd( std::in_place, way );
+   ASSERT_TRUE( isReady( *ufdd ) ) << ufdd->output();
+   EXPECT_EQ( ufdctl( { "show" } ),
+              std::pair( std::string( "GROUP  STATUS  TIMES DISABLED  LAST DISABLED\n"
+                                      "other  up      0               never\n"
+                                      "rack   up      0               never\n" ),
+                         0 ) );
+   EXPECT_EQ(
+       ufdctl( { "show", "rock" } ),
+       std::pair( std::string( "ufdctl: there is no group \"rock\"; did you mean rack?\n" ), 1 ) );
+
+   Process watch( at( { "watch", "rack", "--json" } ), Process::Rights::all, UFDCTL_PROGRAM );
+   auto const hasSeen = [ & ]( std::string const& expected ) {
+      return eventually( [ & ] { return events( watch.output() ) == expected; } );
+   };
+   ASSERT_TRUE( hasSeen( "state:up" ) ) << watch.output();
+   ip( "link set u2-far down" );
+   ip( "link set u1-far down" );
+   ASSERT_TRUE( hasSeen( "state:up transition:down" ) ) << watch.output();
+   auto const [ text, status ] = ufdctl( { "show", "--json" } );
+   EXPECT_EQ( status, 0 );
+   for ( Json const& group : Json::parse( text )[ "groups" ] ) {
+      EXPECT_EQ( group[ "linkStatus" ], "down" ) << text;
+      EXPECT_EQ( group[ "timesDisabled" ], 1 );
+      EXPECT_LT( group[ "secondsSince" ], 5 );
+      EXPECT_GT( group[ "secondsSince" ], 0 );
+   }
+
+   ufdd->signal( SIGKILL );
+   ufdd->wait();
+   ASSERT_TRUE( hasSeen( "state:up transition:down lost" ) ) << watch.output();
+   EXPECT_EQ( ufdctl( { "show" } ),
+              std::pair( "ufdctl: can't reach ufdd at " + socket() +
+                             ": Connection refused; ufdd has ended without removing it; start "
+                             "ufdd\n",
+                         1 ) );
+   ip( "link set u1-far up" );
+   ufdd.emplace( way );
+   ASSERT_TRUE( hasSeen( "state:up transition:down lost resync transition:up" ) )
+       << watch.output() << ufdd->output();
+   Process second( { "--config", config_->path(), "--state-dir", state_.path() + "/other",
+                     "--socket", socket() } );
+   EXPECT_EQ( second.wait(), 1 );
+   EXPECT_TRUE( second.wrote( "another ufdd is running and serves " + socket() ) )
+       << second.output();
+   ip( "link set u1-far down" );
+   ASSERT_TRUE( hasSeen( "state:up transition:down lost resync transition:up transition:down" ) )
+       << watch.output();
+   ufdd->signal( SIGTERM );
+   EXPECT_EQ( ufdd->wait(), 0 );
+   EXPECT_FALSE( std::filesystem::exists( socket() ) );
+}
+
+} // namespace
+} // namespace Ufdd
