@@ -45,12 +45,13 @@ LinkDirectory::watch( Kelnet::IntfId port ) {
    auto const [ at, isNew ] = ports_.try_emplace( port.name().view(), Port{ port, 0, nullptr } );
    if ( !isNew )
       return;
-   for ( auto& [ index, known ] : links_ )
-      if ( known.link.name.view() == at->first ) {
-         known.port = &at->second;
-         at->second.index = index;
-         handleState( at->second, known.link );
-      }
+   for ( auto& [ index, known ] : links_ ) {
+      known.ports = portsOf( known.link );
+      if ( std::find( known.ports.begin(), known.ports.end(), &at->second ) == known.ports.end() )
+         continue;
+      at->second.index = index;
+      handleState( at->second, known.link );
+   }
 }
 
 Link const*
