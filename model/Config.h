@@ -10,6 +10,7 @@ class ZET_EXPORT Config : public GroupCollection< Config, GroupConfig > {
  public:
    class _Type;
    class GenericIf_;
+   class ZetNboAttrLogSa;
 
    explicit Config( Zet::Name name ) : GroupCollection( std::move( name ) ) {}
    // A new Config without groups and without parent.

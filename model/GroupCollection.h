@@ -2,7 +2,7 @@
 
 #include "adapters/notify/EntityCollection.h"
 #include "adapters/notify/EntityNotifiee.h"
-#include "adapters/notify/NotifyingEntity.h"
+#include "adapters/notify/LoggedEntity.h"
 #include "platform/zet/ListRaw.h"
 #include "platform/zet/NotificationFailure.h"
 
@@ -10,8 +10,7 @@ namespace UplinkFailureDetection {
 
 // What Config and Status share: an entity E that holds one Member per group, by the group's name,
 // and is the parent of each. E derives from this; its destructor calls groupsEnd().
-template < class E, class M >
-class ZET_EXPORT GroupCollection : public Notify::NotifyingEntity< E > {
+template < class E, class M > class ZET_EXPORT GroupCollection : public Notify::LoggedEntity< E > {
  public:
    using Member = M;
    class NotifieeConst;
@@ -40,7 +39,7 @@ class ZET_EXPORT GroupCollection : public Notify::NotifyingEntity< E > {
    typename Groups::Members const& groupMembers() const { return group_.members(); }
 
  protected:
-   using Notify::NotifyingEntity< E >::NotifyingEntity;
+   using Notify::LoggedEntity< E >::LoggedEntity;
 
    // Removes the groups, of which notifiees are told that are registered still, then forgets them.
    void groupsEnd() noexcept;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "adapters/notify/EntityNotifiee.h"
-#include "adapters/notify/NotifyingEntity.h"
+#include "adapters/notify/LoggedEntity.h"
 #include "adapters/notify/ValueCollection.h"
 #include "platform/kelnet/IntfId.h"
 #include "platform/zet/HashMap.h"
@@ -15,10 +15,11 @@ namespace UplinkFailureDetection {
 //
 // Setters do nothing for the value that is stored already; otherwise they store, then tell the
 // notifiees.
-class ZET_EXPORT GroupConfig : public Notify::NotifyingEntity< GroupConfig > {
+class ZET_EXPORT GroupConfig : public Notify::LoggedEntity< GroupConfig > {
  public:
    class _Type;
    class GenericIf_;
+   class ZetNboAttrLogSa;
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< GroupConfig >;
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
@@ -27,7 +28,7 @@ class ZET_EXPORT GroupConfig : public Notify::NotifyingEntity< GroupConfig > {
    using ZetIntfsToMonitor = Notify::ValueMember< Kelnet::IntfId, bool, struct IntfsToMonitorTag >;
    using ZetIntfsToDisable = Notify::ValueMember< Kelnet::IntfId, bool, struct IntfsToDisableTag >;
 
-   explicit GroupConfig( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
+   explicit GroupConfig( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
    // A new group with no interfaces, `minLinks` 1, and no parent.
    static Zet::Ptr< GroupConfig > GroupConfigIs( Zet::Name name );
 

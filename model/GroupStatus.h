@@ -1,7 +1,7 @@
 #pragma once
 
 #include "adapters/notify/EntityNotifiee.h"
-#include "adapters/notify/NotifyingEntity.h"
+#include "adapters/notify/LoggedEntity.h"
 #include "model/GroupLinkStatus.h"
 #include "platform/zet/HashMap.h"
 #include "platform/zet/ListRaw.h"
@@ -9,15 +9,16 @@
 namespace UplinkFailureDetection {
 
 // What became of one group: written by its state machine, read by whoever watches.
-class ZET_EXPORT GroupStatus : public Notify::NotifyingEntity< GroupStatus > {
+class ZET_EXPORT GroupStatus : public Notify::LoggedEntity< GroupStatus > {
  public:
    class _Type;
    class GenericIf_;
+   class ZetNboAttrLogSa;
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< GroupStatus >;
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
 
-   explicit GroupStatus( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
+   explicit GroupStatus( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
    // A new record: `unknown`, never disabled, no parent.
    static Zet::Ptr< GroupStatus > GroupStatusIs( Zet::Name name );
 

@@ -10,6 +10,7 @@ class ZET_EXPORT Status : public GroupCollection< Status, GroupStatus > {
  public:
    class _Type;
    class GenericIf_;
+   class ZetNboAttrLogSa;
 
    explicit Status( Zet::Name name ) : GroupCollection( std::move( name ) ) {}
    // A new Status without groups and without parent.

@@ -56,6 +56,10 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    bool isRegisteredNotifiee() const noexcept { return registered_; }
    Zet_BitSet zet_bitSet() const noexcept { return bits_; }
 
+   // Whether it takes all attributes alike: its reactor, a StreamAdapter, is told the id and the key
+   // in the place of a handler. A plain flag, since every delivery asks.
+   bool zetHearsAlike() const noexcept { return hearsAlike_; }
+
    // An uncounted notifier lives and dies without regard to this notifiee.
    // Requires: the notifiee is detached, or gone, before such a notifier is.
    bool zetHasUncountedNotifier() const noexcept { return uncountedNotifier_; }
@@ -64,6 +68,7 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
  protected:
    ~NotifieeConst() override;
 
+   void hearsAlikeIs( bool alike ) noexcept { hearsAlike_ = alike; }
    // The plain change of the flag; the lists are the typed notifiee's business.
    void registeredFlagIs( bool registered ) const noexcept { registered_ = registered; }
    // Stores the new notifier and keeps the hold uncounted where it is.
@@ -79,6 +84,7 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    Zet_BitSet bits_;
    Ptr< PtrInterface const > notifier_;
    bool uncountedNotifier_ = false;
+   bool hearsAlike_ = false;
    // Mutable: watching an object changes nothing about the watcher that anyone sees.
    mutable bool registered_ = false;
 };

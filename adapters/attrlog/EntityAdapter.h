@@ -1,0 +1,241 @@
+#pragma once
+
+#include "adapters/attrlog/Codec.h"
+#include "adapters/attrlog/FlowOut.h"
+#include "adapters/attrlog/Observer.h"
+#include "platform/zet/attrlog/Errors.h"
+#include "platform/zet/attrlog/MsgChannel.h"
+
+namespace AttrLog {
+
+template < class T > class PlainAdapter;
+
+namespace Detail {
+
+template < class T, bool HasOwn > struct AdapterOf { using Type = typename T::ZetNboAttrLogSa; };
+template < class T > struct AdapterOf< T, false > { using Type = PlainAdapter< T >; };
+
+} // namespace Detail
+
+// The class of T's adapters: its own nested one, or the plain one.
+template < class T >
+using AdapterOf = typename Detail::AdapterOf<
+    T, !std::is_same_v< typename T::ZetNboAttrLogSa, Zet::Entity::ZetNboAttrLogSa > >::Type;
+
+// The attribute-log adapter of an entity T: writing, scheduled flow, replay and reading, as loops
+// over T's rows. What is said of one attribute is said once, for all types.
+//
+// Operations that take a place I concern the attribute of that row. Writing.h and Reading.h define
+// them.
+template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
+   using Base = Zet::Entity::ZetNboAttrLogSa;
+
+ public:
+   using ZetNboAttrLogSaAdapter_ = Observer< T >;
+   using FlowOut = AttrLog::FlowOut< T >;
+
+   EntityAdapter( Zet_BitSet mask, Zet::Ptr< T > const& entity, unsigned int flags,
+                  Zet::Ptr< Zet::NboAttrLog::Out > const& out, Zet::PtrInterface* owner );
+
+   // Borrows: valid until the notifier is replaced.
+   T* notifier() const noexcept {
+      return const_cast< T* >( static_cast< T const* >( Base::notifier() ) );
+   }
+   // Null while there is nothing deferred, in deferred mode.
+   FlowOut* flow() const noexcept { return static_cast< FlowOut* >( flowOut().get() ); }
+
+   void hasNotificationActiveIs( bool active ) override;
+   void notifierIs( Zet::Ptr< Zet::PtrInterface const > const& object ) override;
+
+   Zet::AttributeId handleAttrFlowOut( Zet::AttributeId startId ) override;
+   void freeResyncState( Zet::Ptr< Zet::NboAttrLog::FlowOut > const& flow ) override;
+   void zetInstantiateSerialize() override;
+   void handleAttrDeserialization( Zet::AttributeId id, DeserializationOptions options,
+                                   unsigned int n,
+                                   Zet::Ptr< Zet::NboAttrLog::In > const& in ) override;
+   void handleAttrTransaction( Zet::AttributeId id, AttrTransactionType type,
+                               unsigned int n ) override;
+   Zet::Ptr< Zet::NboAttrLog::FlowOut > flowOutIs( Zet::Ptr< Zet::NboAttrLog::Out > const& out,
+                                                   Zet::ConnectDesc const& description, bool remote,
+                                                   Zet::AttributeId last ) override;
+   void doNotification( Zet::AttributeId id, void* key ) override;
+   void zetDoZombieReactors( bool zombie ) override;
+   void doRemountSelf( Zet::Ptr< Zet::NboAttrLog::Out > const& out ) override;
+
+ protected:
+   ~EntityAdapter() override;
+
+   template < std::size_t I > using Row = SerializedRow< T, I >;
+   template < std::size_t I > using Value = ValueOf< T, Row< I > >;
+   template < std::size_t I > using Key = KeyOf< T, Row< I > >;
+   template < std::size_t I > using Member = MemberOf< T, Row< I > >;
+   template < auto Get > static constexpr std::size_t place = placeOf< T, Get >();
+
+   template < std::size_t I > static constexpr auto const& row() {
+      return std::get< I >( serializedRows< T > );
+   }
+   template < std::size_t I > auto const& members() const {
+      return ( notifier()->*Row< I >::members )();
+   }
+
+   // The attribute has changed, of a collection the member of that key.
+   template < std::size_t I > void changed();
+   template < std::size_t I > void changed( Key< I > const& key );
+
+   // Writes one member's record now, or sees to it that it is written.
+   template < std::size_t I > void serializeSing( Key< I > const& key, Member< I > const* member );
+   template < std::size_t I >
+   void serializeSing( Key< I > const& key, ValueOfMember< Member< I > > const& value,
+                       bool deleted );
+   // Writes a whole collection, from its beginning or where it was interrupted. True when it is
+   // complete.
+   template < std::size_t I > bool serializeColl();
+
+   // The child's adapter for this output, or null.
+   template < std::size_t I >
+   Zet::Ptr< AdapterOf< Member< I > > > nboAttrLogAdapter( Member< I > const& child ) const;
+   // The same, made if there is none. Writes the record that creates the child.
+   template < std::size_t I >
+   Zet::Ptr< AdapterOf< Member< I > > >
+   nboAttrLogAdapterIs( Zet_BitSet mask, Zet::Ptr< Member< I > > const& child, unsigned int flags,
+                        Zet::Ptr< Zet::NboAttrLog::Out > const& out, Zet::PtrInterface* owner );
+   // Moves the child's adapter to no output and returns it.
+   template < std::size_t I > Zet::Ptr< Base > nboAttrLogAdapterDel( Member< I > const& child );
+
+   void handleReplayRequest( Zet::AttributeId id ) override;
+
+ private:
+   // Writing.
+   template < std::size_t I, class... K > bool writesNow( K const&... key );
+   template < std::size_t I, class... K > void defer( K const&... key );
+   template < std::size_t I > void refused();
+   template < std::size_t I > bool interrupted( Key< I > const& key );
+   template < class... V >
+   bool write( Zet::AttributeId id, std::uint32_t creation, V const&... value );
+   template < class Operation > void guarded( Zet::AttributeId id, Operation operation );
+   template < std::size_t I > void serializeChild( Zet::Ptr< Member< I > > const& child );
+   template < std::size_t I >
+   Zet::Ptr< AdapterOf< Member< I > > >
+   announceChild( Zet_BitSet mask, Zet::Ptr< Member< I > > const& child, unsigned int flags,
+                  Zet::Ptr< Zet::NboAttrLog::Out > const& out, Zet::PtrInterface* owner );
+   Zet_BitSet notificationBits() const noexcept;
+   bool sendPendingAborts();
+   // One attribute's turn in the flow. True when the flow ends here, to go on at `next`.
+   template < std::size_t I > bool flowStep( Zet::AttributeId& next );
+   template < std::size_t I > static constexpr Zet::AttributeId nextId();
+
+   // Reading.
+   struct Record {
+      Zet::NboAttrLog::In& in;
+      bool isLocal;
+      bool createsEntity;
+   };
+   void read( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
+              Record const& record );
+   template < std::size_t I > void readValue( Record const& record );
+   template < std::size_t I > void readMember( Record const& record );
+   template < std::size_t I > void readMemberDeletion( Record const& record );
+   template < std::size_t I > void readChild( Record const& record );
+   template < std::size_t I >
+   void readChildWithoutId( Record const& record, Zet::Name const& name );
+   template < std::size_t I >
+   Zet::EntityId nextChildId( Zet::NboAttrLog::In& in, Zet::Name const& name );
+   template < std::size_t I >
+   void createChild( Zet::NboAttrLog::In& in, Zet::Name const& name, Zet::EntityId id );
+   template < std::size_t I >
+   Zet::Ptr< Member< I > > childNamed( Zet::Name const& name, Zet::EntityId id );
+   template < std::size_t I > void deleteMember( Key< I > const& key );
+   void scanReplayRequest( Zet::NboAttrLog::In& in );
+   template < std::size_t I > void transaction( AttrTransactionType type );
+   template < std::size_t I > void sweep();
+
+   Zet::Ptr< Observer< T > > observer_;
+};
+
+// The adapter of a type that has none of its own.
+template < class T > class PlainAdapter final : public EntityAdapter< T > {
+ public:
+   using EntityAdapter< T >::EntityAdapter;
+
+ protected:
+   ~PlainAdapter() override = default;
+};
+
+// A new adapter of T, in its output's demuxer. Nothing is written.
+template < class T >
+Zet::Ptr< AdapterOf< T > >
+newAdapter( Zet::PtrInterface::NotifieeConst::Zet_BitSet mask, Zet::Ptr< T > const& entity,
+            unsigned int flags, Zet::Ptr< Zet::NboAttrLog::Out > const& out,
+            Zet::PtrInterface* owner ) {
+   auto const adapter = Zet::make< AdapterOf< T > >( mask, entity, flags, out, owner );
+   adapter->zetOnInit();
+   return adapter;
+}
+
+template < class T >
+EntityAdapter< T >::EntityAdapter( Zet_BitSet mask, Zet::Ptr< T > const& entity, unsigned int flags,
+                                   Zet::Ptr< Zet::NboAttrLog::Out > const& out,
+                                   Zet::PtrInterface* owner )
+    : Base( mask, flags, out, owner ) {
+   notifierReplace( entity );
+   observer_ = Observer< T >::ZetNboAttrLogSaAdapter_Is( entity, *this );
+}
+
+template < class T > EntityAdapter< T >::~EntityAdapter() {
+   observer_->isRegisteredNotifieeIs( false );
+   observer_->adapterIs( nullptr );
+}
+
+template < class T >
+void
+EntityAdapter< T >::hasNotificationActiveIs( bool active ) {
+   Base::hasNotificationActiveIs( active );
+   if ( active != observer_->hasNotificationActive() )
+      observer_->hasNotificationActiveIs( active );
+}
+
+template < class T >
+void
+EntityAdapter< T >::notifierIs( Zet::Ptr< Zet::PtrInterface const > const& object ) {
+   Zet::Ptr< T const > const entity = Zet::ptrCast< T const >( object );
+   if ( entity == notifier() )
+      return;
+   // Another entity has another id.
+   Zet::Ptr< Zet::NboAttrLog::Out > const out = nboAttrLogOut();
+   doRemountSelf( nullptr );
+   notifierReplace( entity );
+   observer_->notifierIs( entity );
+   if ( entity )
+      doRemountSelf( out );
+}
+
+template < class T >
+void
+EntityAdapter< T >::zetDoZombieReactors( bool zombie ) {
+   if ( zombie == this->zetMarkedForDeletion() )
+      return;
+   if ( observer_->notifier() )
+      observer_->hasNotificationActiveIs( !zombie );
+   observer_->zetMarkedForDeletionIs( zombie );
+   Base::zetDoZombieReactors( zombie );
+}
+
+template < class T >
+Zet::Ptr< Zet::NboAttrLog::FlowOut >
+EntityAdapter< T >::flowOutIs( Zet::Ptr< Zet::NboAttrLog::Out > const&, Zet::ConnectDesc const&,
+                               bool, Zet::AttributeId ) {
+   flowOutStore( Zet::make< typename AdapterOf< T >::FlowOut >( *this ) );
+   return flowOut();
+}
+
+template < class T >
+void
+EntityAdapter< T >::freeResyncState( Zet::Ptr< Zet::NboAttrLog::FlowOut > const& flow ) {
+   if ( flow )
+      static_cast< FlowOut& >( *flow ).freeBookmarks();
+}
+
+} // namespace AttrLog
+
+#include "adapters/attrlog/Reading.h"
+#include "adapters/attrlog/Writing.h"

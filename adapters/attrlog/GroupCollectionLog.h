@@ -1,0 +1,59 @@
+#pragma once
+
+#include "adapters/attrlog/EntityAdapter.h"
+#include "model/GroupCollection.h"
+
+namespace UplinkFailureDetection {
+
+// The adapter of Config and of Status, which have the same attributes.
+template < class E > class GroupCollectionLog : public AttrLog::EntityAdapter< E > {
+   using Base = AttrLog::EntityAdapter< E >;
+   using Member = typename E::Member;
+   using ChildAdapter = AttrLog::AdapterOf< Member >;
+   using Out = Zet::NboAttrLog::Out;
+
+ public:
+   class FlowOut final : public AttrLog::FlowOut< E > {
+    public:
+      using AttrLog::FlowOut< E >::FlowOut;
+      void zetIsIsNondestructingDirtyIs( bool dirty ) { this->template dirtyIs< 0 >( dirty ); }
+      void zetIsGroupDirtyIs( bool dirty ) { this->template dirtyIs< 1 >( dirty ); }
+   };
+
+   using Base::Base;
+
+   virtual void onIsNondestructing() { this->template changed< 0 >(); }
+   virtual void onGroup( Zet::Name name ) { this->template changed< group >( name ); }
+
+   void zetHandleGroupSerializeSing( Zet::Name name, Zet::Ptr< Member > const& member ) {
+      this->template serializeSing< group >( name, member.get() );
+   }
+   bool zetHandleGroupSerializeColl() { return this->template serializeColl< group >(); }
+
+   // The adapter of a group for this output, or null.
+   Zet::Ptr< ChildAdapter > groupNboAttrLogAdapter( Zet::Ptr< Member > const& child ) const {
+      return this->template nboAttrLogAdapter< group >( *child );
+   }
+   // The same, made if there is none. Writes the record that creates the group.
+   // Throws: RangeException "null ValidPtr" when that has no room.
+   Zet::Ptr< ChildAdapter > groupNboAttrLogAdapterIs( typename Base::Zet_BitSet mask,
+                                                      Zet::Ptr< Member > const& child,
+                                                      unsigned int flags,
+                                                      Zet::Ptr< Out > const& out,
+                                                      Zet::PtrInterface* owner ) {
+      return this->template nboAttrLogAdapterIs< group >( mask, child, flags, out, owner );
+   }
+   // Moves that adapter to no output. Writes nothing.
+   Zet::Ptr< Zet::Entity::ZetNboAttrLogSa >
+   groupNboAttrLogAdapterDel( Zet::Ptr< Member > const& child ) {
+      return this->template nboAttrLogAdapterDel< group >( *child );
+   }
+
+ protected:
+   ~GroupCollectionLog() override = default;
+
+ private:
+   static constexpr std::size_t group = AttrLog::placeOf< E, Notify::reader( &E::group ) >();
+};
+
+} // namespace UplinkFailureDetection

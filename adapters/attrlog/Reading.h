@@ -1,0 +1,306 @@
+#pragma once
+
+#include "adapters/attrlog/EntityAdapter.h"
+
+// The reading half of EntityAdapter. A payload is read to its end, and checked, before anything of
+// it is applied.
+namespace AttrLog {
+
+template < class T >
+void
+EntityAdapter< T >::handleAttrDeserialization( Zet::AttributeId id, DeserializationOptions options,
+                                               unsigned int n,
+                                               Zet::Ptr< Zet::NboAttrLog::In > const& in ) {
+   Zet::Ptr< Zet::NboAttrLog::In > const input( inputFor( in ) );
+   if ( !input || !demuxer() )
+      return;
+   // Applying a record may drop everything that stands here.
+   Zet::Ptr< Base > const self( this );
+   Zet::Ptr< T > const entity( notifier() );
+   Zet::Ptr< Zet::NboAttrLog::Demuxer > const connection( demuxer() );
+   bool const isLocal = !in;
+   if ( !isLocal )
+      return read( id, options, n, { *input, isLocal, options.createsEntity } );
+   if ( bit( applyingBit ) )
+      Zet::throwInternalException( "entity reactor is already active" );
+   Zet::BitScope const applying( *this, applyingBit );
+   if ( bit( readOnlyRemoteBit ) && !readOnlyRemoteOk( id ) && !convertedToWritable( false ) )
+      Zet::throwInternalException( "write-update from readonly proxy: " + entity->fullName() );
+   read( id, options, n, { *input, isLocal, options.createsEntity } );
+}
+
+template < class T >
+void
+EntityAdapter< T >::read( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
+                          Record const& record ) {
+   bool handled = false;
+   bool createsEntity = false;
+   forEachSerialized< T >( [ & ]( auto i ) {
+      createsEntity = createsEntity || ( EntitiesRow< Row< i > > && id == row< i >().id );
+   } );
+   if ( options.createsEntity && !createsEntity )
+      record.in.malformedAt( Zet::NboAttrLog::In::creationAt, "header field 6, the creation",
+                             "attribute " + std::to_string( id ) + " creates no entity" );
+   forEachSerialized< T >( [ & ]( auto i ) {
+      if ( handled ||
+           ( id != row< i >().id && !( CollectionRow< Row< i > > && id == -row< i >().id ) ) )
+         return;
+      handled = true;
+      record.in.fieldIs( row< i >().name );
+      if constexpr ( !CollectionRow< Row< i > > )
+         readValue< i >( record );
+      else if ( id < 0 )
+         readMemberDeletion< i >( record );
+      else if constexpr ( EntitiesRow< Row< i > > )
+         readChild< i >( record );
+      else
+         readMember< i >( record );
+   } );
+   if ( handled )
+      return;
+   if ( id == Zet::syncModeAttributeId ) {
+      record.in.fieldIs( "the sync mode" );
+      unsigned int const mode = record.in.nextU32();
+      if ( mode > static_cast< unsigned int >( SyncMode::lost ) )
+         record.in.malformed( std::to_string( mode ) + " is none" );
+      record.in.payloadEnd();
+      if ( record.isLocal )
+         handleSyncMode( Zet::SyncModeInstance( mode ) );
+      return;
+   }
+   if ( id == Zet::replayRequestAttributeId )
+      scanReplayRequest( record.in );
+   doBaseZetNboAttrLogSaMsg( id, options, n, record.in );
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::readValue( Record const& record ) {
+   Value< I > const value = Codec< Value< I > >::read( record.in );
+   record.in.payloadEnd();
+   countIfUnknown( value, *record.in.demuxer() );
+   if ( !record.isLocal )
+      changed< I >();
+   else if ( row< I >().id != Zet::isNondestructingAttributeId ||
+             demuxer()->peerSetsNondestructing() )
+      ( notifier()->*Row< I >::set )( value );
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::readMember( Record const& record ) {
+   using V = ValueOfMember< Member< I > >;
+   Key< I > const key = Codec< Key< I > >::read( record.in );
+   V const value = Codec< V >::read( record.in );
+   record.in.payloadEnd();
+   countIfUnknown( value, *record.in.demuxer() );
+   if ( !record.isLocal )
+      return changed< I >( key );
+   ( notifier()->*Row< I >::set )( key, value );
+   if ( Member< I >* const member = members< I >().find( key ) )
+      member->zetMarkedForDeletionIs( false );
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::readMemberDeletion( Record const& record ) {
+   Key< I > const key = Codec< Key< I > >::read( record.in );
+   record.in.payloadEnd();
+   if ( !record.isLocal )
+      return changed< I >( key );
+   deleteMember< I >( key );
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::deleteMember( Key< I > const& key ) {
+   ( notifier()->*Row< I >::del )( key );
+   if constexpr ( EntitiesRow< Row< I > > )
+      if ( !members< I >().find( key ) )
+         childDel( { row< I >().id, key }, false );
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::readChild( Record const& record ) {
+   Zet::NboAttrLog::In& in = record.in;
+   std::size_t const start = in.position();
+   Zet::Name const name = in.nextString();
+   bool const hasId = in.left() != 0;
+   if ( hasId != record.createsEntity )
+      in.malformedAt( Zet::NboAttrLog::In::creationAt, "header field 6, the creation",
+                      "it does not fit " + std::to_string( in.position() - start + in.left() ) +
+                          " bytes of payload" );
+   if ( !hasId )
+      return readChildWithoutId< I >( record, name );
+   Zet::EntityId const id = nextChildId< I >( in, name );
+   if ( record.isLocal )
+      return createChild< I >( in, name, id );
+   if ( !demuxer()->adapter( id ) )
+      demuxer()->retire( id );
+   changed< I >( name );
+}
+
+// A name alone asks for what is known here under that name.
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::readChildWithoutId( Record const& record, Zet::Name const& name ) {
+   record.in.payloadEnd();
+   if ( record.isLocal )
+      demuxer()->checkEphemeralEntityDeletion( members< I >().find( name ), {}, true );
+   changed< I >( name );
+}
+
+// The child's id, which is free or that of the member of that name.
+template < class T >
+template < std::size_t I >
+Zet::EntityId
+EntityAdapter< T >::nextChildId( Zet::NboAttrLog::In& in, Zet::Name const& name ) {
+   in.fieldIs( "the entity id of a member" );
+   Zet::EntityId const id = in.nextEntityId();
+   if ( id == Zet::connectionEntityId || ( !id && !in.isLocal() ) )
+      in.malformed( "it is reserved" );
+   Base const* const known = demuxer()->adapter( id );
+   if ( known && known != childAdapter( { row< I >().id, name } ) )
+      in.malformed( "it is that of " + known->zetNotifierEntity()->fullName() );
+   in.payloadEnd();
+   return id;
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::createChild( Zet::NboAttrLog::In& in, Zet::Name const& name,
+                                 Zet::EntityId id ) {
+   Zet::Ptr< Zet::NboAttrLog::Out > const out = nboAttrLogOut();
+   Zet::MsgChannel::DeserializingEidAnchor const announced( id, *notifier(), name );
+   demuxer()->expectedIdIs( id );
+   Zet::Ptr< Member< I > > const member = childNamed< I >( name, id );
+   member->zetMarkedForDeletionIs( false );
+   if ( !demuxer() )
+      return;
+   if ( members< I >().find( name ) != member.get() )
+      // Whoever was told of it has removed it again.
+      return demuxer()->retire( id );
+   Zet::Ptr< Base > adapter = nboAttrLogAdapter< I >( *member );
+   if ( !adapter ) {
+      adapter = newAdapter< Member< I > >( notificationBits(), member, AttachFlag::asChild, out,
+                                           owner() );
+      childIs( { row< I >().id, name }, adapter );
+   }
+   adapter->bitIs( applyingBit, false );
+   doFixChildFlags( *adapter );
+   if ( !id ) {
+      // The writer leaves the naming to us.
+      adapter->doEntityIdIs( adapter->entityId() ? adapter->entityId() : demuxer()->idFor( {} ),
+                             *demuxer(), true );
+      in.assignedEntityIdIs( adapter->entityId() );
+   } else
+      adapter->doEntityIdIs( id, *demuxer(), true );
+}
+
+// The member of that name, made if there is none. One that is another entity to the writer makes
+// room for it.
+template < class T >
+template < std::size_t I >
+Zet::Ptr< MemberOf< T, SerializedRow< T, I > > >
+EntityAdapter< T >::childNamed( Zet::Name const& name, Zet::EntityId id ) {
+   Zet::Ptr< T > const entity( notifier() );
+   try {
+      Zet::Expect const expect( Zet::NameInUseException::id );
+      if ( Base const* const known = childAdapter( { row< I >().id, name } );
+           known && id && known->entityId() != id )
+         Zet::throwNameInUseException( known->zetNotifierEntity()->fullName() );
+      return ( entity.get()->*Row< I >::is )( name );
+   } catch ( Zet::NameInUseException const& ) {
+      deleteMember< I >( name );
+      bitIs( applyingBit, true );
+      return ( entity.get()->*Row< I >::is )( name );
+   }
+}
+
+template < class T >
+void
+EntityAdapter< T >::scanReplayRequest( Zet::NboAttrLog::In& in ) {
+   std::size_t const start = in.position();
+   for ( Zet::AttributeId const id : nextReplayRequest( in ) )
+      forEachSerialized< T >( [ & ]( auto i ) {
+         // A child whose creation a peer has missed is named once more, with all that it has.
+         if constexpr ( EntitiesRow< Row< i > > )
+            if ( ( id == row< i >().id || id == -row< i >().id ) && flowNeeded() )
+               flow()->template restart< i >();
+      } );
+   in.positionIs( start );
+}
+
+template < class T >
+void
+EntityAdapter< T >::handleReplayRequest( Zet::AttributeId id ) {
+   forEachSerialized< T >( [ & ]( auto i ) {
+      if ( ( id == row< i >().id || id == -row< i >().id ) && flowNeeded() )
+         flow()->template dirtyIs< i >( true );
+   } );
+}
+
+template < class T >
+void
+EntityAdapter< T >::handleAttrTransaction( Zet::AttributeId id, AttrTransactionType type,
+                                           unsigned int n ) {
+   Zet::Ptr< Base > const self( this );
+   Zet::Ptr< T > const entity( notifier() );
+   Zet::Ptr< Zet::NboAttrLog::Demuxer > const connection( demuxer() );
+   if ( !connection )
+      return;
+   if ( type == AttrTransactionType::open && !bit( deafBit ) )
+      connection->flowInIs( entityId() ).aidIs( id );
+   else if ( Zet::NboAttrLog::FlowIn* const flow = connection->flowIn( entityId() );
+             flow && type == AttrTransactionType::close && flow->aid() == id )
+      flow->handlingTransactionIs( true );
+   bool isCollection = false;
+   forEachSerialized< T >( [ & ]( auto i ) {
+      if constexpr ( CollectionRow< Row< i > > )
+         if ( row< i >().id == id ) {
+            isCollection = true;
+            transaction< i >( type );
+         }
+   } );
+   if ( !isCollection )
+      Base::handleAttrTransaction( id, type, n );
+   if ( Zet::NboAttrLog::FlowIn const* const flow = connection->flowIn( entityId() );
+        flow && type != AttrTransactionType::open && flow->aid() == id )
+      connection->flowInDel( entityId() );
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::transaction( AttrTransactionType type ) {
+   if ( type == AttrTransactionType::close )
+      return sweep< I >();
+   bool const opens = type == AttrTransactionType::open;
+   members< I >().forEach( [ opens ]( auto& member ) { member.zetMarkedForDeletionIs( opens ); } );
+}
+
+// Removes the members that the replay left out. That is not written back.
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::sweep() {
+   for ( auto at = members< I >().begin(); at; ) {
+      Zet::Ptr< Member< I > > const member = at.member();
+      ++at;
+      if ( !member->zetMarkedForDeletion() )
+         continue;
+      bitIs( applyingBit, true );
+      deleteMember< I >( member->zetKey() );
+   }
+   bitIs( applyingBit, false );
+}
+
+} // namespace AttrLog

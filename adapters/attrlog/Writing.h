@@ -1,0 +1,390 @@
+#pragma once
+
+#include "adapters/attrlog/EntityAdapter.h"
+
+// The writing half of EntityAdapter.
+namespace AttrLog {
+
+template < class T >
+template < class... V >
+bool
+EntityAdapter< T >::write( Zet::AttributeId id, std::uint32_t creation, V const&... value ) {
+   using Token = Zet::NboAttrLog::Out::TransactToken;
+   Zet::NboAttrLog::Out& out = *nboAttrLogOut();
+   out.nextHeaderIs( { entityId(), id, Zet::NboAttrLog::attributeKind, 0, creation } );
+   out << Token::begin;
+   ( Codec< V >::write( out, value ), ... );
+   out << Token::end;
+   return out.hasWritten();
+}
+
+// Whether the record of a change, of a collection at `key`, is to be written now. If not, and if it
+// is to be written at all, the flow is told.
+template < class T >
+template < std::size_t I, class... K >
+bool
+EntityAdapter< T >::writesNow( K const&... key ) {
+   if ( !mayWrite( row< I >().id ) )
+      return false;
+   bool const hasRoom = nboAttrLogOut()->hasSufficientBuffer();
+   if ( bit( deferredBit ) ) {
+      if ( bit( flowingBit ) || hasRoom )
+         return true;
+   } else if ( flowOut() && flowOut()->prepareImmediateTransmission( row< I >().id, !hasRoom ) ) {
+      // A collection is clean when its replay is complete.
+      if constexpr ( !CollectionRow< Row< I > > )
+         flow()->template dirtyIs< I >( false );
+      return true;
+   }
+   defer< I >( key... );
+   return false;
+}
+
+template < class T >
+template < std::size_t I, class... K >
+void
+EntityAdapter< T >::defer( K const&... key ) {
+   if ( !flowNeeded() )
+      return;
+   flow()->attrIdIs( row< I >().id );
+   flow()->blockedIs( true );
+   if constexpr ( sizeof...( key ) == 0 )
+      flow()->template dirtyIs< I >( true );
+   else
+      flow()->template memberDeferred< I >( key... );
+}
+
+// The record that was to be written had no room after all.
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::refused() {
+   if ( !flowNeeded() )
+      return;
+   flow()->blockedIs( true );
+   flow()->template dirtyIs< I >( true );
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::changed() {
+   if ( !writesNow< I >() )
+      return;
+   if ( !write( row< I >().id, 0, ( notifier()->*Row< I >::get )() ) )
+      refused< I >();
+   else if ( flow() )
+      flow()->template dirtyIs< I >( false );
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::changed( Key< I > const& key ) {
+   serializeSing< I >( key, members< I >().find( key ) );
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::serializeSing( Key< I > const& key, Member< I > const* member ) {
+   if constexpr ( ValuesRow< Row< I > > ) {
+      using V = ValueOfMember< Member< I > >;
+      serializeSing< I >( key, member ? member->value() : V{}, !member );
+   } else if ( member ) {
+      if ( writesNow< I >( key ) )
+         serializeChild< I >( Zet::Ptr< Member< I > >( const_cast< Member< I >* >( member ) ) );
+   } else {
+      childDel( { row< I >().id, key },
+                !bit( applyingBit ) && !handlingFlowInFor( row< I >().id ) );
+      if ( writesNow< I >( key ) && !write( -row< I >().id, 0, key ) )
+         refused< I >();
+   }
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::serializeSing( Key< I > const& key, ValueOfMember< Member< I > > const& value,
+                                   bool deleted ) {
+   if ( !writesNow< I >( key ) )
+      return;
+   if ( !( deleted ? write( -row< I >().id, 0, key ) : write( row< I >().id, 0, key, value ) ) )
+      refused< I >();
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::serializeChild( Zet::Ptr< Member< I > > const& child ) {
+   // What is written may come back, from a reader in this process, as anything.
+   Zet::Ptr< Zet::NboAttrLog::Out > const out = nboAttrLogOut();
+   Zet::Ptr< Base > adapter;
+   try {
+      Zet::Expect const expect( Zet::NameInUseException::id );
+      adapter = announceChild< I >( notificationBits(), child, AttachFlag::asChild, out, owner() );
+   } catch ( Zet::NameInUseException const& ) {
+      return;
+   }
+   if ( !adapter )
+      return refused< I >();
+   doFixChildFlags( *adapter );
+   if ( bit( flowingBit ) || state() == State::live )
+      adapter->doThis();
+   if ( Zet::NboAttrLog::Demuxer* const local = demuxFor( *out );
+        local && adapter->bit( awaitsIdBit ) && out->demuxer() )
+      if ( Zet::EntityId const id = local->in()->nextEntityId() )
+         adapter->doEntityIdIs( id, *out->demuxer(), true );
+}
+
+// Null when there was no room for the record.
+template < class T >
+template < std::size_t I >
+Zet::Ptr< AdapterOf< MemberOf< T, SerializedRow< T, I > > > >
+EntityAdapter< T >::announceChild( Zet_BitSet mask, Zet::Ptr< Member< I > > const& child,
+                                   unsigned int flags, Zet::Ptr< Zet::NboAttrLog::Out > const& out,
+                                   Zet::PtrInterface* owner ) {
+   auto adapter = nboAttrLogAdapter< I >( *child );
+   bool const isNew = !adapter;
+   if ( isNew ) {
+      adapter = newAdapter< Member< I > >( mask, child, flags, out, owner );
+      childIs( { row< I >().id, child->zetName() }, adapter );
+   } else
+      adapter->notificationMaskIs( mask );
+   if ( adapter->bit( announcedBit ) )
+      return adapter;
+   bool written = false;
+   try {
+      written = write( row< I >().id, Zet::NboAttrLog::createsEntity, child->zetName(),
+                       adapter->entityId() );
+   } catch ( ... ) {
+      // The peer does not know the child, so nothing of it is written either.
+      childDel( { row< I >().id, child->zetName() }, false );
+      throw;
+   }
+   if ( written )
+      return adapter;
+   if ( isNew )
+      childDel( { row< I >().id, child->zetName() }, false );
+   return nullptr;
+}
+
+template < class T >
+template < std::size_t I >
+Zet::Ptr< AdapterOf< MemberOf< T, SerializedRow< T, I > > > >
+EntityAdapter< T >::nboAttrLogAdapter( Member< I > const& child ) const {
+   return Zet::ptrCast< AdapterOf< Member< I > > >( child.zetNboAttrLogSa( nboAttrLogOut() ) );
+}
+
+template < class T >
+template < std::size_t I >
+Zet::Ptr< AdapterOf< MemberOf< T, SerializedRow< T, I > > > >
+EntityAdapter< T >::nboAttrLogAdapterIs( Zet_BitSet mask, Zet::Ptr< Member< I > > const& child,
+                                         unsigned int flags,
+                                         Zet::Ptr< Zet::NboAttrLog::Out > const& out,
+                                         Zet::PtrInterface* owner ) {
+   return Zet::validPtr( announceChild< I >( mask, child, flags, out, owner ) );
+}
+
+template < class T >
+template < std::size_t I >
+Zet::Ptr< Zet::Entity::ZetNboAttrLogSa >
+EntityAdapter< T >::nboAttrLogAdapterDel( Member< I > const& child ) {
+   return childDel( { row< I >().id, child.zetName() }, false );
+}
+
+template < class T >
+Zet::PtrInterface::NotifieeConst::Zet_BitSet
+EntityAdapter< T >::notificationBits() const noexcept {
+   Zet_BitSet bits;
+   for ( unsigned int one = 0; one <= writesBit; ++one )
+      bits.bitIs( one, this->zet_bitSet().bit( one ) &&
+                           ( this->notificationBitMask() >> one & 1 ) != 0 );
+   return bits;
+}
+
+// What one record's writing throws is reported, and the flow goes on with the next.
+template < class T >
+template < class Operation >
+void
+EntityAdapter< T >::guarded( Zet::AttributeId id, Operation operation ) {
+   try {
+      Zet::Expect const expect( 0 );
+      operation();
+   } catch ( ... ) {
+      this->onNotificationException( id );
+   }
+}
+
+template < class T >
+template < std::size_t I >
+bool
+EntityAdapter< T >::interrupted( Key< I > const& key ) {
+   flow()->template bookmarkIs< I >( key );
+   return false;
+}
+
+template < class T >
+template < std::size_t I >
+bool
+EntityAdapter< T >::serializeColl() {
+   Zet::AttributeId const id = row< I >().id;
+   if ( !mayWrite( id ) )
+      return true;
+   auto at = members< I >().begin();
+   bool const hasOpened = flow() != nullptr;
+   if ( hasOpened ) {
+      flow()->blockedIs( false );
+      if ( auto const bookmark = flow()->template takeBookmark< I >() )
+         at = members< I >().from( *bookmark );
+      else if ( !sendPendingAborts() ||
+                !sendTransactionMarker( id, AttrTransactionType::open, 0 ) ) {
+         refused< I >();
+         return false;
+      }
+   }
+   std::optional< Key< I > > last;
+   while ( at && demuxer() ) {
+      last = at.key();
+      guarded( id, [ & ] { serializeSing< I >( *last, at.member().get() ); } );
+      if ( flow() && flow()->isBlocked() && !hasOpened )
+         return false;
+      if ( flow() && flow()->isBlocked() )
+         return interrupted< I >( *last );
+      ++at;
+      if ( at && hasOpened && !flow()->continueFlowOut() )
+         return interrupted< I >( at.key() );
+   }
+   if ( !demuxer() || sendTransactionMarker( id, AttrTransactionType::close, 0 ) )
+      return true;
+   refused< I >();
+   return last && hasOpened ? interrupted< I >( *last ) : false;
+}
+
+template < class T >
+bool
+EntityAdapter< T >::sendPendingAborts() {
+   while ( !flow()->pendingAborts().empty() ) {
+      if ( !sendTransactionMarker( flow()->pendingAborts().front(), AttrTransactionType::abort,
+                                   0 ) )
+         return false;
+      flow()->pendingAbortDel();
+   }
+   return true;
+}
+
+template < class T >
+template < std::size_t I >
+constexpr Zet::AttributeId
+EntityAdapter< T >::nextId() {
+   if constexpr ( I + 1 < serializedCount< T > )
+      return row< I + 1 >().id;
+   else
+      return 0;
+}
+
+template < class T >
+template < std::size_t I >
+bool
+EntityAdapter< T >::flowStep( Zet::AttributeId& next ) {
+   Zet::AttributeId const id = row< I >().id;
+   bool isComplete = true;
+   flow()->attrIdIs( id );
+   if ( flow()->template isDirty< I >() ) {
+      if constexpr ( CollectionRow< Row< I > > ) {
+         isComplete = serializeColl< I >();
+         if ( isComplete && flow() )
+            flow()->template replayed< I >();
+      } else
+         guarded( id, [ this ] { changed< I >(); } );
+   }
+   if ( !flow() )
+      return true;
+   if ( flow()->isBlocked() || ( !isComplete && !flow()->continueFlowOut() ) ) {
+      next = id;
+      return true;
+   }
+   if ( flow()->continueFlowOut() )
+      return false;
+   next = CollectionRow< Row< I > > && !flow()->hasDirtyAttributes() ? 0 : nextId< I >();
+   return true;
+}
+
+template < class T >
+Zet::AttributeId
+EntityAdapter< T >::handleAttrFlowOut( Zet::AttributeId startId ) {
+   // What is written may come back, from a reader in this process, as anything.
+   Zet::Ptr< Base > const self( this );
+   Zet::Ptr< Zet::NboAttrLog::FlowOut > const held = flowOut();
+   if ( !held || !demuxer() )
+      return 0;
+   Zet::BitScope const flowing( *this, flowingBit );
+   held->blockedIs( false );
+   if ( !sendPendingAborts() )
+      return startId;
+   if ( startId < Zet::isNondestructingAttributeId ) {
+      if ( Zet::AttributeId const next = Base::handleAttrFlowOut( startId ) )
+         return next;
+      startId = Zet::isNondestructingAttributeId;
+      if ( !held->continueFlowOut() )
+         return startId;
+   }
+   Zet::AttributeId next = 0;
+   bool hasBegun = false;
+   bool hasEnded = false;
+   forEachSerialized< T >( [ & ]( auto i ) {
+      hasBegun = hasBegun || row< i >().id == startId;
+      if ( hasBegun && !hasEnded )
+         hasEnded = flowStep< i >( next );
+   } );
+   return next;
+}
+
+template < class T >
+void
+EntityAdapter< T >::zetInstantiateSerialize() {
+   forEachSerialized< T >( [ & ]( auto i ) {
+      if constexpr ( EntitiesRow< Row< i > > ) {
+         if ( flow() )
+            flow()->template dirtyIs< i >( false );
+         if ( !serializeColl< i >() && flow() )
+            flow()->template dirtyIs< i >( true );
+      }
+   } );
+}
+
+template < class T >
+void
+EntityAdapter< T >::doNotification( Zet::AttributeId id, void* key ) {
+   Zet::Ptr< Base > const self( this );
+   bool handled = false;
+   forEachSerialized< T >( [ & ]( auto i ) {
+      if constexpr ( CollectionRow< Row< i > > ) {
+         if ( id != row< i >().id && id != -row< i >().id )
+            return;
+         changed< i >( *static_cast< Key< i > const* >( key ) );
+      } else {
+         if ( id != row< i >().id )
+            return;
+         changed< i >();
+      }
+      handled = true;
+   } );
+   if ( !handled )
+      Base::doNotification( id, key );
+}
+
+template < class T >
+void
+EntityAdapter< T >::doRemountSelf( Zet::Ptr< Zet::NboAttrLog::Out > const& out ) {
+   Base::doRemountSelf( out );
+   if ( !notifier() )
+      return;
+   forEachSerialized< T >( [ & ]( auto i ) {
+      if constexpr ( EntitiesRow< Row< i > > )
+         for ( auto at = members< i >().begin(); at; ++at )
+            nboAttrLogAdapterDel< i >( *at );
+   } );
+}
+
+} // namespace AttrLog

@@ -1,0 +1,230 @@
+#include "platform/zet/attrlog/In.h"
+
+#include "platform/zet/Assert.h"
+#include "platform/zet/attrlog/Demuxer.h"
+#include "platform/zet/attrlog/Errors.h"
+#include "platform/zet/attrlog/Out.h"
+
+#include <algorithm>
+
+namespace Zet::NboAttrLog {
+
+namespace {
+
+using TransactToken = Connection::Out::TransactToken;
+
+constexpr std::size_t helloSize = magic.size() + sizeof version + sizeof( std::uint16_t );
+
+} // namespace
+
+In::~In() = default;
+
+bool
+In::receive( std::span< unsigned char const > bytes ) {
+   require( !receiving_, "an input is not given bytes while it handles some" );
+   // A record may have its connection dropped.
+   Ptr< In > const self( this );
+   receiving_ = true;
+   try {
+      while ( !bytes.empty() && error_.empty() && demuxer_ ) {
+         std::size_t const size = std::min( needed() - filled_, bytes.size() );
+         std::copy_n( bytes.begin(), size, unit_.begin() + filled_ );
+         filled_ += size;
+         bytes = bytes.subspan( size );
+         if ( filled_ == needed() )
+            unitCompleted();
+      }
+   } catch ( std::exception const& failure ) {
+      fail( failure.what() );
+   } catch ( ... ) {
+      fail( "an exception of unknown type" );
+      receiving_ = false;
+      throw;
+   }
+   receiving_ = false;
+   return error_.empty();
+}
+
+void
+In::localOutput( Out& out ) {
+   isLocal_ = true;
+   // What is written while a record is handled waits for the loop below, further out.
+   while ( !receiving_ && out.unsentSize() != 0 ) {
+      std::size_t const size = out.unsent().size();
+      receive( out.unsent() );
+      out.sentIs( size );
+   }
+}
+
+void
+In::fail( char const* what ) {
+   error_ = what;
+   filled_ = 0;
+}
+
+// How long the unit is, as far as its beginning tells.
+std::size_t
+In::needed() const {
+   if ( !greeted_ ) {
+      if ( filled_ < helloSize )
+         return helloSize;
+      auto const size = load< std::uint16_t >( &unit_[ helloSize - sizeof( std::uint16_t ) ] );
+      if ( size > stringLimit )
+         malformedAt( helloSize - sizeof( std::uint16_t ), "the type of the hello",
+                      "a text has at most " + std::to_string( stringLimit ) + " bytes, not " +
+                          std::to_string( size ) );
+      return helloSize + size;
+   }
+   if ( filled_ < lengthSize )
+      return lengthSize;
+   std::size_t const size = lengthSize + load< std::uint16_t >( unit_.data() );
+   if ( size < emptyFrameSize || size > frameLimit )
+      malformedAt( 0, "the length of a record",
+                   std::to_string( size - lengthSize ) + " is not between " +
+                       std::to_string( emptyFrameSize - lengthSize ) + " and " +
+                       std::to_string( frameLimit - lengthSize ) );
+   return size;
+}
+
+void
+In::unitCompleted() {
+   if ( !greeted_ )
+      greet();
+   else {
+      deliver();
+      ++records_;
+   }
+   offset_ += filled_;
+   filled_ = 0;
+}
+
+void
+In::greet() {
+   if ( !std::equal( magic.begin(), magic.end(), unit_.begin() ) )
+      malformedAt( 0, "the hello", "this is no attribute log" );
+   auto const theirs = load< std::uint16_t >( &unit_[ magic.size() ] );
+   if ( theirs != version )
+      malformedAt( magic.size(), "the version of the hello",
+                   std::to_string( theirs ) + " is not " + std::to_string( version ) +
+                       ", the one spoken here" );
+   String8 const type = std::string_view( reinterpret_cast< char const* >( &unit_[ helloSize ] ),
+                                          filled_ - helloSize );
+   if ( !expectedType_.empty() && type != expectedType_ )
+      malformedAt( helloSize, "the type of the hello",
+                   type + " is not " + expectedType_ + ", which is expected here" );
+   helloType_ = type;
+   greeted_ = true;
+}
+
+// Reads the header and sets the payload's bounds.
+MsgHeader
+In::header() {
+   at_ = lengthSize;
+   end_ = filled_;
+   MsgHeader result;
+   result.entity = nextEntityId();
+   result.attribute = nextS32();
+   result.kind = nextU8();
+   result.count = nextU32();
+   result.creation = nextU32();
+   result.transaction = nextU8();
+   checkHeader( result );
+   fieldIs( "the token before the payload" );
+   if ( nextU8() != static_cast< std::uint8_t >( TransactToken::begin ) )
+      malformed( "it is not 1" );
+   --end_;
+   if ( unit_[ end_ ] != static_cast< std::uint8_t >( TransactToken::end ) )
+      malformedAt( end_, "the token behind the payload", "it is not 3" );
+   return result;
+}
+
+void
+In::checkHeader( MsgHeader const& header ) const {
+   if ( header.kind != attributeKind && header.kind != transactionKind )
+      malformedAt( kindAt, "header field 4, the kind", "it is neither 1 nor 2" );
+   if ( header.count != 0 )
+      malformedAt( countAt, "header field 5", "it is not 0" );
+   if ( header.creation != 0 &&
+        ( header.creation != createsEntity || header.kind == transactionKind ) )
+      malformedAt( creationAt, "header field 6, the creation", "it does not fit the record" );
+   if ( header.transaction > ( header.kind == transactionKind ? 2 : 0 ) )
+      malformedAt( transactionAt, "header field 7, the transaction", "it does not fit the record" );
+}
+
+void
+In::deliver() {
+   MsgHeader const record = header();
+   if ( record.kind == transactionKind ) {
+      fieldIs( "a transaction marker" );
+      payloadEnd();
+   }
+   demuxer_->handleRecord( record, *this );
+}
+
+bool
+In::nextbool() {
+   std::uint8_t const truth = next< std::uint8_t >();
+   if ( truth > 1 )
+      malformed( "a truth is 0 or 1, not " + std::to_string( truth ) );
+   return truth == 1;
+}
+
+std::string_view
+In::nextText() {
+   std::size_t const begin = at_;
+   std::size_t const size = next< std::uint16_t >();
+   if ( size > stringLimit )
+      malformed( "a text has at most " + std::to_string( stringLimit ) + " bytes, not " +
+                 std::to_string( size ) );
+   auto const* const text = reinterpret_cast< char const* >( take( size ) );
+   last_ = begin;
+   return { text, size };
+}
+
+EntityId
+In::nextEntityId() {
+   if ( !receiving_ )
+      return std::exchange( assigned_, std::nullopt ).value_or( EntityId{} );
+   std::size_t const begin = at_;
+   EntityId id;
+   id.first = nextU32();
+   id.second = nextU32();
+   last_ = begin;
+   return id;
+}
+
+void
+In::payloadSectionIs( std::uint8_t section ) {
+   fieldIs( "a payload section" );
+   if ( std::uint8_t const found = nextU8(); found != section )
+      malformed( std::to_string( found ) + " is not " + std::to_string( section ) );
+}
+
+void
+In::payloadEnd() {
+   if ( left() != 0 )
+      malformedAt( at_, field_, std::to_string( left() ) + " bytes are left over behind it" );
+}
+
+void
+In::malformed( String8 const& what ) const {
+   malformedAt( last_, field_, what );
+}
+
+void
+In::malformedAt( std::size_t position, std::string_view field, String8 const& what ) const {
+   throw MalformedException( String8( field ) + ", at offset " +
+                             std::to_string( offset_ + position ) + ": " + what );
+}
+
+unsigned char const*
+In::take( std::size_t size ) {
+   last_ = at_;
+   if ( left() < size )
+      malformed( std::to_string( size ) + " bytes are needed, " + std::to_string( left() ) +
+                 " are left" );
+   at_ += size;
+   return &unit_[ last_ ];
+}
+
+} // namespace Zet::NboAttrLog

@@ -1,0 +1,124 @@
+#pragma once
+
+#include "platform/zet/Export.h"
+#include "platform/zet/Ptr.h"
+#include "platform/zet/attrlog/MsgHeader.h"
+
+#include <array>
+#include <optional>
+#include <span>
+#include <string_view>
+
+namespace Zet::NboAttrLog {
+
+class Demuxer;
+class Out;
+
+// The reading end of a connection: takes bytes as they come and hands each whole record to the
+// adapter of its entity. Nothing of what it is given is trusted. What is no record ends the
+// connection: error() says what and where, and further bytes are ignored.
+class ZET_EXPORT In : public PtrInterface {
+ public:
+   // Borrows: the demuxer, which clears itself here before it goes.
+   explicit In( Demuxer* demuxer ) noexcept : demuxer_( demuxer ) {}
+
+   // The full name of the type that the peer has to announce; any, when it is empty.
+   void expectedTypeIs( String8 fullName ) { expectedType_ = std::move( fullName ); }
+   // What it has announced; empty until then.
+   String8 const& helloType() const noexcept { return helloType_; }
+
+   // Handles the records that these bytes complete. False once the connection has ended.
+   // Requires: not called from inside of itself.
+   bool receive( std::span< unsigned char const > bytes );
+   // Why the connection has ended, with the field and its offset in the stream; empty while it
+   // has not.
+   String8 const& error() const noexcept { return error_; }
+   // How many records have been taken whole, and the bytes up to their end.
+   std::uint64_t records() const noexcept { return records_; }
+   std::uint64_t offset() const noexcept { return offset_; }
+   // Whether a record, or the hello, has begun and not ended.
+   bool isInsideRecord() const noexcept { return filled_ != 0; }
+
+   // Takes what an output of this process has for us.
+   void localOutput( Out& out );
+   // Whether that is where the record comes from.
+   bool isLocal() const noexcept { return isLocal_; }
+   // The id that this side has given to a child, for the other side to take up.
+   void assignedEntityIdIs( EntityId id ) noexcept { assigned_ = id; }
+
+   Demuxer* demuxer() const noexcept { return demuxer_; }
+   void demuxerIs( Demuxer* demuxer ) noexcept { demuxer_ = demuxer; }
+
+   // Reading the payload of the record that is being delivered. All of these throw
+   // MalformedException.
+   //
+   // What the next value is, for the text of an error. Borrows: the name, until the next.
+   void fieldIs( std::string_view name ) noexcept { field_ = name; }
+   bool nextbool();
+   std::uint8_t nextU8() { return next< std::uint8_t >(); }
+   std::uint16_t nextU16() { return next< std::uint16_t >(); }
+   unsigned int nextU32() { return next< std::uint32_t >(); }
+   int nextS32() { return static_cast< int >( next< std::uint32_t >() ); }
+   double nextSeconds() { return std::bit_cast< double >( next< std::uint64_t >() ); }
+   // Valid until: the record has been delivered.
+   std::string_view nextText();
+   String8 nextString() { return nextText(); }
+   // Between records: the id that was assigned last, which is forgotten.
+   EntityId nextEntityId();
+   // Skips the mark of a payload section, which has to be this one.
+   void payloadSectionIs( std::uint8_t section );
+   std::size_t position() const noexcept { return at_; }
+   void positionIs( std::size_t position ) noexcept { at_ = position; }
+   std::size_t left() const noexcept { return end_ - at_; }
+   // The payload has to end here.
+   void payloadEnd();
+   // Ends the connection over the field that was read last.
+   [[noreturn]] void malformed( String8 const& what ) const;
+   // Ends it over a field of that place in the record.
+   [[noreturn]] void malformedAt( std::size_t position, std::string_view field,
+                                  String8 const& what ) const;
+   // The places of the header's fields.
+   static constexpr std::size_t entityAt = lengthSize;
+   static constexpr std::size_t attributeAt = entityAt + 8;
+   static constexpr std::size_t kindAt = attributeAt + 4;
+   static constexpr std::size_t countAt = kindAt + 1;
+   static constexpr std::size_t creationAt = countAt + 4;
+   static constexpr std::size_t transactionAt = creationAt + 4;
+
+ protected:
+   ~In() override;
+
+ private:
+   std::size_t needed() const;
+   void unitCompleted();
+   void greet();
+   void deliver();
+   MsgHeader header();
+   void checkHeader( MsgHeader const& header ) const;
+   void fail( char const* what );
+   template < class Number > Number next() { return load< Number >( take( sizeof( Number ) ) ); }
+   unsigned char const* take( std::size_t size );
+
+   Demuxer* demuxer_;
+   String8 expectedType_;
+   String8 helloType_;
+   bool greeted_ = false;
+   bool receiving_ = false;
+   bool isLocal_ = false;
+   String8 error_;
+   std::uint64_t records_ = 0;
+
+   // The unit being gathered, a record or the hello; where it begins in the stream.
+   std::array< unsigned char, frameLimit > unit_;
+   std::size_t filled_ = 0;
+   std::uint64_t offset_ = 0;
+
+   // The place in the unit of the next value, of the last one, and of the payload's end.
+   std::size_t at_ = 0;
+   std::size_t last_ = 0;
+   std::size_t end_ = 0;
+   std::string_view field_;
+   std::optional< EntityId > assigned_;
+};
+
+} // namespace Zet::NboAttrLog

@@ -1,0 +1,138 @@
+#include "platform/zet/attrlog/Out.h"
+
+#include "platform/zet/Assert.h"
+#include "platform/zet/attrlog/In.h"
+
+#include <algorithm>
+
+namespace Zet::NboAttrLog {
+
+Out::Out( std::size_t capacity )
+    : capacity_( std::max( capacity, smallestCapacity ) ),
+      buffer_( std::make_unique< unsigned char[] >( capacity_ ) ) {}
+
+Out::~Out() = default;
+
+// Where that many bytes are free in one piece; null where they are not.
+unsigned char*
+Out::place( std::size_t room ) const noexcept {
+   unsigned char* const buffer = buffer_.get();
+   if ( wrapped_ )
+      return head_ - tail_ >= room ? buffer + tail_ : nullptr;
+   if ( capacity_ - tail_ >= room )
+      return buffer + tail_;
+   return head_ >= room ? buffer : nullptr;
+}
+
+void
+Out::commit( unsigned char* begin, unsigned char* end ) noexcept {
+   if ( begin == buffer_.get() && tail_ != 0 && !wrapped_ ) {
+      wrapped_ = true;
+      end_ = tail_;
+   }
+   tail_ = static_cast< std::size_t >( end - buffer_.get() );
+}
+
+void
+Out::helloIs( TypeId type ) {
+   require( unsentSize() == 0 && records_ == 0, "a stream begins with its hello" );
+   record_ = at_ = place( recordRoom );
+   limit_ = at_ + frameLimit;
+   std::copy( magic.begin(), magic.end(), grown( magic.size() ) );
+   numberIs( version );
+   textIs( type.fullName() );
+   commit( record_, at_ );
+   record_ = at_ = nullptr;
+   if ( localIn_ )
+      localIn_->localOutput( *this );
+}
+
+void
+Out::nextHeaderIs( MsgHeader const& header ) noexcept {
+   bool const isMarker = header.kind == transactionKind;
+   written_ = false;
+   record_ = at_ = place( isMarker ? emptyFrameSize : recordRoom );
+   if ( !at_ )
+      return;
+   limit_ = at_ + ( isMarker ? emptyFrameSize : frameLimit );
+   at_ += lengthSize;
+   at_ = store( at_, header.entity.first );
+   at_ = store( at_, header.entity.second );
+   at_ = store( at_, static_cast< std::uint32_t >( header.attribute ) );
+   at_ = store( at_, header.kind );
+   at_ = store( at_, header.count );
+   at_ = store( at_, header.creation );
+   at_ = store( at_, header.transaction );
+}
+
+// The place of the next `size` bytes of the record; null when it was refused.
+unsigned char*
+Out::grown( std::size_t size ) {
+   if ( !at_ )
+      return nullptr;
+   if ( static_cast< std::size_t >( limit_ - at_ ) < size ) {
+      record_ = at_ = nullptr;
+      throwRangeException( "a record of the attribute log has at most " +
+                           std::to_string( frameLimit ) + " bytes" );
+   }
+   return std::exchange( at_, at_ + size );
+}
+
+void
+Out::currentPayloadSectionIs( std::uint8_t section ) {
+   numberIs( section );
+}
+
+void
+Out::textIs( std::string_view text ) {
+   if ( text.size() > stringLimit ) {
+      record_ = at_ = nullptr;
+      throwRangeException( "a text in the attribute log has at most " +
+                           std::to_string( stringLimit ) + " bytes, not " +
+                           std::to_string( text.size() ) + ": " +
+                           std::string( text.substr( 0, 40 ) ) + "..." );
+   }
+   numberIs( static_cast< std::uint16_t >( text.size() ) );
+   if ( unsigned char* const at = grown( text.size() ) )
+      std::copy( text.begin(), text.end(), at );
+}
+
+void
+Out::tokenIs( TransactToken token ) {
+   numberIs( static_cast< std::uint8_t >( token ) );
+   if ( token != TransactToken::end || !at_ )
+      return;
+   store( record_, static_cast< std::uint16_t >( static_cast< std::size_t >( at_ - record_ ) -
+                                                 lengthSize ) );
+   commit( record_, at_ );
+   record_ = at_ = nullptr;
+   ++records_;
+   if ( localIn_ )
+      localIn_->localOutput( *this );
+   // Of this record, whatever has been written in answer.
+   written_ = true;
+}
+
+std::span< unsigned char const >
+Out::unsent() const noexcept {
+   return { buffer_.get() + head_, ( wrapped_ ? end_ : tail_ ) - head_ };
+}
+
+std::size_t
+Out::unsentSize() const noexcept {
+   return wrapped_ ? end_ - head_ + tail_ : tail_ - head_;
+}
+
+void
+Out::sentIs( std::size_t size ) noexcept {
+   require( size <= unsent().size(), "only unsent bytes are sent" );
+   head_ += size;
+   if ( wrapped_ && head_ == end_ ) {
+      head_ = 0;
+      wrapped_ = false;
+   }
+   if ( !wrapped_ && head_ == tail_ )
+      head_ = tail_ = 0;
+}
+
+} // namespace Zet::NboAttrLog

@@ -1,0 +1,156 @@
+#pragma once
+
+#include "platform/zet/Export.h"
+#include "platform/zet/Ptr.h"
+#include "platform/zet/attrlog/MsgHeader.h"
+#include "platform/zet/attrlog/TypeId.h"
+
+#include <concepts>
+#include <memory>
+#include <span>
+
+namespace Zet {
+
+namespace Connection {
+
+class ZET_EXPORT Out : public PtrInterface {
+ public:
+   // What stands before and behind the payload of a record.
+   enum class TransactToken : std::uint8_t { begin = 1, end = 3 };
+};
+
+} // namespace Connection
+
+namespace NboAttrLog {
+
+class Demuxer;
+class In;
+
+// The writing end of a connection: a buffer of fixed size that somebody else empties. A record
+// goes in whole or not at all, and nothing is allocated for it.
+class ZET_EXPORT Out : public Connection::Out {
+ public:
+   // Kept free for transaction markers, which are written even where records are refused.
+   static constexpr std::size_t markerReserve = 16 * emptyFrameSize;
+   static constexpr std::size_t smallestCapacity = 2 * ( frameLimit + markerReserve );
+
+   // A buffer of `capacity` bytes, or of the smallest capacity if that is more.
+   explicit Out( std::size_t capacity );
+
+   // Announces the format's version and the type of what is replicated. The first thing written.
+   // Requires: an empty buffer. Throws: RangeException for a name over the limit.
+   void helloIs( TypeId type );
+
+   // Whether any one record fits.
+   bool hasSufficientBuffer() const noexcept { return place( recordRoom ) != nullptr; }
+
+   // Begins a record. Where it doesn't fit, this and what follows up to the end token has no
+   // effect. Values throw RangeException for a text or a record over the limit, and drop it.
+   void nextHeaderIs( MsgHeader const& header ) noexcept;
+   // Says of which section of the payload the next value is.
+   void currentPayloadSectionIs( std::uint8_t section );
+   void tokenIs( TransactToken token );
+   template < std::unsigned_integral Number > void numberIs( Number number ) {
+      if ( unsigned char* const at = grown( sizeof number ) )
+         store( at, number );
+   }
+   void textIs( std::string_view text );
+   // Whether the last record went into the buffer.
+   bool hasWritten() const noexcept { return written_; }
+   std::uint64_t records() const noexcept { return records_; }
+
+   // The bytes to send next, in one piece; there may be more behind them.
+   // Valid until: the next call that is not const.
+   std::span< unsigned char const > unsent() const noexcept;
+   std::size_t unsentSize() const noexcept;
+   // Frees the first `size` bytes. Requires: unsent() holds that many.
+   void sentIs( std::size_t size ) noexcept;
+   std::size_t capacity() const noexcept { return capacity_; }
+
+   // The other direction of the same connection, and what knows both; null for an end by itself.
+   // Borrows: each clears itself here before it goes.
+   In* in() const noexcept { return in_; }
+   void inIs( In* in ) noexcept { in_ = in; }
+   Demuxer* demuxer() const noexcept { return demuxer_; }
+   void demuxerIs( Demuxer* demuxer ) noexcept { demuxer_ = demuxer; }
+
+   // Connects to a reader in this process, which is handed every record at once, and whose side
+   // then names the children that are created. Borrows: cleared before the reader goes.
+   In* localIn() const noexcept { return localIn_; }
+   void localInIs( In* in ) noexcept { localIn_ = in; }
+
+ protected:
+   ~Out() override;
+
+ private:
+   static constexpr std::size_t recordRoom = frameLimit + markerReserve;
+
+   unsigned char* place( std::size_t room ) const noexcept;
+   unsigned char* grown( std::size_t size );
+   void commit( unsigned char* begin, unsigned char* end ) noexcept;
+
+   std::size_t capacity_;
+   std::unique_ptr< unsigned char[] > buffer_;
+   // Unsent are [head_, tail_) or, when wrapped, [head_, end_) and [0, tail_). Records are in one
+   // piece.
+   std::size_t head_ = 0;
+   std::size_t tail_ = 0;
+   std::size_t end_ = 0;
+   bool wrapped_ = false;
+
+   // The record being written; null between records and when it was refused.
+   unsigned char* record_ = nullptr;
+   unsigned char* at_ = nullptr;
+   unsigned char* limit_ = nullptr;
+   bool written_ = false;
+   std::uint64_t records_ = 0;
+
+   In* in_ = nullptr;
+   Demuxer* demuxer_ = nullptr;
+   In* localIn_ = nullptr;
+};
+
+inline Out&
+operator<<( Out& out, Out::TransactToken token ) {
+   out.tokenIs( token );
+   return out;
+}
+inline Out&
+operator<<( Out& out, unsigned int number ) {
+   out.numberIs( number );
+   return out;
+}
+inline Out&
+operator<<( Out& out, int number ) {
+   out.numberIs( static_cast< std::uint32_t >( number ) );
+   return out;
+}
+// Not for what merely converts to a truth.
+inline Out&
+operator<<( Out& out, std::same_as< bool > auto truth ) {
+   out.numberIs( static_cast< std::uint8_t >( truth ) );
+   return out;
+}
+inline Out&
+operator<<( Out& out, double const& number ) {
+   out.numberIs( std::bit_cast< std::uint64_t >( number ) );
+   return out;
+}
+inline Out&
+operator<<( Out& out, String8 const& text ) {
+   out.textIs( text.view() );
+   return out;
+}
+inline Out&
+operator<<( Out& out, EntityId const& id ) {
+   return out << id.first << id.second;
+}
+inline Out&
+operator<<( Out& out, TypeId type ) {
+   out.textIs( type.fullName() );
+   return out;
+}
+
+} // namespace NboAttrLog
+
+} // namespace Zet

@@ -1,0 +1,340 @@
+#include "platform/zet/StreamAdapter.h"
+
+#include "platform/zet/ZetType.h"
+#include "platform/zet/attrlog/Demuxer.h"
+#include "platform/zet/attrlog/Dir.h"
+#include "platform/zet/attrlog/Errors.h"
+#include "platform/zet/attrlog/MsgChannel.h"
+
+#include <limits>
+
+namespace Zet {
+
+using NboAttrLog::FlowOut;
+using NboAttrLog::In;
+using NboAttrLog::MsgHeader;
+using NboAttrLog::Out;
+using Token = Out::TransactToken;
+
+StreamAdapter::SyncMode
+SyncModeInstance( unsigned int number ) {
+   if ( number > static_cast< unsigned int >( StreamAdapter::SyncMode::lost ) )
+      throwRangeException( "SyncMode" );
+   return static_cast< StreamAdapter::SyncMode >( number );
+}
+
+Entity::ZetNboAttrLogSa::ZetNboAttrLogSa( Zet_BitSet mask, unsigned int flags, Ptr< Out > out,
+                                          PtrInterface* owner )
+    : out_( std::move( out ) ), owner_( owner ), authority_( ( flags & authority ) != 0 ) {
+   Zet_BitSet bits = zet_bitSet();
+   for ( unsigned int place = 0; place <= writesBit; ++place )
+      if ( ( notificationBitMask() >> place & 1 ) != 0 )
+         bits.bitIs( place, mask.bit( place ) );
+   bits.bitIs( deferredBit, ( flags & deferred ) != 0 );
+   if ( ( flags & asChild ) != 0 && out_ && out_->localIn() )
+      bits.bitIs( awaitsIdBit, true );
+   NotifieeConst::zet_bitSetIs( bits );
+}
+
+Entity::ZetNboAttrLogSa::ZetNboAttrLogSa() = default;
+
+Entity::ZetNboAttrLogSa::~ZetNboAttrLogSa() {
+   if ( NboAttrLog::Demuxer* const connection = demuxer() )
+      connection->adapterDel( *this );
+   if ( flowOut_ )
+      flowOut_->adapterIs( nullptr );
+   children_.forEach( []( ZetNboAttrLogSa& one ) { one.parent_ = nullptr; } );
+}
+
+NboAttrLog::Demuxer*
+Entity::ZetNboAttrLogSa::demuxer() const noexcept {
+   return out_ ? out_->demuxer() : nullptr;
+}
+
+void
+Entity::ZetNboAttrLogSa::bitIs( Bit place, bool on ) {
+   Zet_BitSet bits = zet_bitSet();
+   bits.bitIs( place, on );
+   zet_bitSetIs( bits );
+}
+
+void
+Entity::ZetNboAttrLogSa::notificationMaskIs( Zet_BitSet mask ) {
+   Zet_BitSet bits = zet_bitSet();
+   for ( unsigned int place = 0; place <= writesBit; ++place )
+      if ( ( notificationBitMask() >> place & 1 ) != 0 )
+         bits.bitIs( place, mask.bit( place ) );
+   if ( bits.word() != zet_bitSet().word() )
+      zet_bitSetIs( bits );
+}
+
+void
+Entity::ZetNboAttrLogSa::zetOnInit() {
+   NboAttrLog::Demuxer* const connection = demuxer();
+   if ( !connection || entityId_ )
+      return;
+   EntityId const relayed = MsgChannel::DeserializingEidAnchor::announced( *zetNotifierEntity() );
+   connection->adapterIs( *this, bit( awaitsIdBit ) ? EntityId{} : connection->idFor( relayed ) );
+   if ( !bit( deferredBit ) && !flowOut_ )
+      flowOutIs( out_, {}, false, std::numeric_limits< AttributeId >::max() );
+}
+
+void
+Entity::ZetNboAttrLogSa::doThis() {
+   thisIsDue_ = bit( awaitsIdBit );
+   if ( thisIsDue_ || !demuxer() )
+      return;
+   FlowOut* const flow = flowNeeded();
+   flow->restart();
+   state_ = State::live;
+   zetInstantiateSerialize();
+   if ( NboAttrLog::Demuxer* const connection = demuxer(); connection && flowOut_ == flow )
+      connection->flow( *flow );
+}
+
+void
+Entity::ZetNboAttrLogSa::end() {
+   Ptr< ZetNboAttrLogSa > const self( this );
+   NboAttrLog::Demuxer* const connection = demuxer();
+   zetDoZombieReactors( true );
+   doRemountSelf( nullptr );
+   if ( parent_ )
+      parent_->children_.remove( *this );
+   else if ( connection )
+      connection->rootAdapterDel( *this );
+   parent_ = nullptr;
+}
+
+AttributeId
+Entity::ZetNboAttrLogSa::handleAttrFlowOut( AttributeId startId ) {
+   if ( !flowOut_ || !flowOut_->isOrphanDue() )
+      return 0;
+   Ptr< Entity > const entity = zetNotifierEntity();
+   Out& out = *out_;
+   out.nextHeaderIs( { connectionEntityId, orphanAttributeId } );
+   out << Token::begin;
+   out.currentPayloadSectionIs( 1 );
+   out << TypeId( entity->fwkType()->fullName().view() );
+   out.currentPayloadSectionIs( 3 );
+   out << entity->zetName();
+   out.currentPayloadSectionIs( 4 );
+   out << entityId_ << Token::end;
+   if ( out.hasWritten() ) {
+      flowOut_->orphanDueIs( false );
+      return 0;
+   }
+   flowOut_->blockedIs( true );
+   return startId;
+}
+
+void
+Entity::ZetNboAttrLogSa::doSerializeOrphan() {
+   if ( !demuxer() )
+      return;
+   flowNeeded()->orphanDueIs( true );
+   handleAttrFlowOut( zeroReferencesAttributeId );
+   doThis();
+}
+
+void
+Entity::ZetNboAttrLogSa::freeResyncState( Ptr< FlowOut > const& ) {}
+
+void
+Entity::ZetNboAttrLogSa::zetInstantiateSerialize() {}
+
+Ptr< Entity const >
+Entity::ZetNboAttrLogSa::zetNotifierEntity() const {
+   return dynamic_cast< Entity const* >( notifier() );
+}
+
+Ptr< Entity >
+Entity::ZetNboAttrLogSa::zetNotifierEntity() {
+   // An adapter is given a writable entity to begin with.
+   return const_cast< Entity* >( dynamic_cast< Entity const* >( notifier() ) );
+}
+
+void
+Entity::ZetNboAttrLogSa::handleAttrTransaction( AttributeId id, AttrTransactionType type,
+                                                unsigned int ) {
+   if ( type != AttrTransactionType::abort )
+      if ( In const* const in = inputFor( nullptr ) )
+         in->malformedAt( In::attributeAt, "header field 3, the attribute",
+                          String8( std::to_string( id ) ) + " is no collection of " +
+                              zetNotifierEntity()->fullName() );
+}
+
+Ptr< FlowOut >
+Entity::ZetNboAttrLogSa::flowOutIs( Ptr< Out > const&, ConnectDesc const&, bool, AttributeId ) {
+   flowOutStore( make< FlowOut >( *this ) );
+   return flowOut_;
+}
+
+void
+Entity::ZetNboAttrLogSa::doNotification( AttributeId id, void* ) {
+   if ( id == zeroReferencesAttributeId )
+      onZeroReferences();
+}
+
+void
+Entity::ZetNboAttrLogSa::syncModeIs( SyncMode mode ) {
+   syncMode_ = mode;
+}
+
+void
+Entity::ZetNboAttrLogSa::zetDoZombieReactors( bool zombie ) {
+   zetMarkedForDeletionIs( zombie );
+}
+
+void
+Entity::ZetNboAttrLogSa::doRemountSelf( Ptr< Out > const& out ) {
+   if ( out == out_ )
+      return;
+   if ( NboAttrLog::Demuxer* const connection = demuxer() ) {
+      if ( NboAttrLog::FlowIn* const flow = connection->flowIn( entityId_ ) )
+         handleAttrTransaction( flow->aid(), AttrTransactionType::abort, 0 );
+      connection->adapterDel( *this );
+   }
+   flowOutStore( nullptr );
+   entityId_ = {};
+   state_ = State::attached;
+   out_ = out;
+   zetOnInit();
+}
+
+void
+Entity::ZetNboAttrLogSa::doEntityIdIs( EntityId id, NboAttrLog::Demuxer& connection,
+                                       bool isKnownToPeer ) {
+   connection.adapterIs( *this, id );
+   bitIs( awaitsIdBit, false );
+   if ( isKnownToPeer )
+      state_ = State::live;
+   if ( thisIsDue_ )
+      doThis();
+}
+
+bool
+Entity::ZetNboAttrLogSa::convertedToWritable( bool force ) {
+   if ( !convertible_ && !force )
+      return false;
+   bitIs( readOnlyBit, false );
+   bitIs( readOnlyRemoteBit, false );
+   return true;
+}
+
+bool
+Entity::ZetNboAttrLogSa::syncModeSend( SyncMode mode ) {
+   if ( !demuxer() )
+      return false;
+   out_->nextHeaderIs( { entityId_, syncModeAttributeId } );
+   *out_ << Token::begin << static_cast< unsigned int >( mode ) << Token::end;
+   return out_->hasWritten();
+}
+
+bool
+Entity::ZetNboAttrLogSa::replayRequestSend( std::initializer_list< AttributeId > attributes ) {
+   if ( !demuxer() )
+      return false;
+   out_->nextHeaderIs( { entityId_, replayRequestAttributeId } );
+   *out_ << Token::begin;
+   out_->numberIs( static_cast< std::uint16_t >( attributes.size() * sizeof( AttributeId ) ) );
+   out_->numberIs( std::uint16_t{ 0 } );
+   for ( AttributeId const id : attributes )
+      *out_ << id;
+   *out_ << Token::end;
+   return out_->hasWritten();
+}
+
+bool
+Entity::ZetNboAttrLogSa::mayWrite( AttributeId id ) {
+   if ( bit( deafBit ) )
+      return false;
+   if ( bit( applyingBit ) ) {
+      bitIs( applyingBit, false );
+      return false;
+   }
+   if ( handlingFlowInFor( id ) || bit( awaitsIdBit ) || bit( silentBit ) || !bit( writesBit ) )
+      return false;
+   if ( !demuxer() )
+      return false;
+   if ( bit( readOnlyBit ) && !convertedToWritable( false ) )
+      doThrowReadOnly( id );
+   return true;
+}
+
+bool
+Entity::ZetNboAttrLogSa::handlingFlowInFor( AttributeId id ) const {
+   NboAttrLog::Demuxer* const connection = demuxer();
+   NboAttrLog::FlowIn const* const flow = connection ? connection->flowIn( entityId_ ) : nullptr;
+   return flow && flow->isHandlingTransaction() && flow->aid() == id;
+}
+
+bool
+Entity::ZetNboAttrLogSa::readOnlyRemoteOk( AttributeId id ) const noexcept {
+   return id == syncModeAttributeId || id == replayRequestAttributeId;
+}
+
+void
+Entity::ZetNboAttrLogSa::doThrowReadOnly( AttributeId id ) {
+   Ptr< Entity const > const entity = zetNotifierEntity();
+   throwReadOnlyException( entity->attributeString( id ) + " of " + entity->fullName() +
+                           " can only be read here: its source is elsewhere" );
+}
+
+bool
+Entity::ZetNboAttrLogSa::sendTransactionMarker( AttributeId id, AttrTransactionType type,
+                                                unsigned int n ) {
+   MsgHeader header{ entityId_, id, NboAttrLog::transactionKind, n };
+   header.transaction = static_cast< std::uint8_t >( type );
+   out_->nextHeaderIs( header );
+   *out_ << Token::begin << Token::end;
+   return out_->hasWritten();
+}
+
+FlowOut*
+Entity::ZetNboAttrLogSa::flowNeeded() {
+   demuxer()->createFlowOut( *this, {}, false, std::numeric_limits< AttributeId >::max() );
+   return flowOut_.get();
+}
+
+void
+Entity::ZetNboAttrLogSa::flowOutStore( Ptr< FlowOut > flow ) {
+   if ( flowOut_ )
+      flowOut_->adapterIs( nullptr );
+   flowOut_ = std::move( flow );
+}
+
+In*
+Entity::ZetNboAttrLogSa::inputFor( Ptr< In > const& in ) const noexcept {
+   return in ? in.get() : out_ ? out_->in() : nullptr;
+}
+
+void
+Entity::ZetNboAttrLogSa::childIs( ChildKey key, Ptr< ZetNboAttrLogSa > const& child ) {
+   if ( childAdapter( key ) == child.get() )
+      return;
+   childDel( key, true );
+   child->childKey_ = std::move( key );
+   child->parent_ = this;
+   children_.insert( child );
+}
+
+Ptr< Entity::ZetNboAttrLogSa >
+Entity::ZetNboAttrLogSa::childDel( ChildKey const& key, bool isOurs ) {
+   Ptr< ZetNboAttrLogSa > const removed = children_.remove( key );
+   if ( !removed )
+      return nullptr;
+   removed->parent_ = nullptr;
+   if ( isOurs && demuxer() )
+      demuxer()->retire( removed->entityId_ );
+   removed->doRemountSelf( nullptr );
+   return removed;
+}
+
+void
+Entity::ZetNboAttrLogSa::doFixChildFlags( ZetNboAttrLogSa& child ) const {
+   child.bitIs( deferredBit, bit( deferredBit ) );
+   child.authority_ = authority_;
+   child.convertible_ = convertible_;
+}
+
+} // namespace Zet

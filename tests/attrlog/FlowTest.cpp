@@ -1,0 +1,247 @@
+#include "tests/attrlog/Connection.h"
+#include "tests/support/Failures.h"
+
+namespace Tests {
+
+namespace {
+
+constexpr int members = 400;
+constexpr std::size_t smallest = Zet::NboAttrLog::Out::smallestCapacity;
+
+// The attribute ids of the records in these bytes; a transaction marker as "258+", "258!" for an
+// abort and "258-" for its end.
+std::string
+recordsIn( Bytes const& bytes ) {
+   std::string text;
+   for ( std::size_t at = 0; at < bytes.size();
+         at += std::size_t{ 2 } + Zet::NboAttrLog::load< std::uint16_t >( &bytes[ at ] ) ) {
+      text += text.empty() ? "" : " ";
+      text += std::to_string(
+          static_cast< int >( Zet::NboAttrLog::load< std::uint32_t >( &bytes[ at + 10 ] ) ) );
+      if ( bytes[ at + 14 ] == Zet::NboAttrLog::transactionKind )
+         text += "+!-"[ bytes[ at + 23 ] ];
+   }
+   return text;
+}
+
+// A writer with a group "g", and whose output is full of records that change nothing.
+template < class E > struct Full : Connection< E > {
+   explicit Full( unsigned int flags )
+       : Connection< E >( source(), flags, smallest ), group( this->writer.root->group( "g" ) ) {
+      fill();
+   }
+   static Zet::Ptr< E > source() {
+      auto const root = Zet::make< E >( "root" );
+      root->groupIs( "g" );
+      return root;
+   }
+   void fill() {
+      auto const adapter = this->writer.adapter();
+      while ( this->writer.demuxer->out()->hasSufficientBuffer() )
+         adapter->syncModeSend( LogAdapter::SyncMode::filling );
+   }
+   // Adds more members than fit into the output.
+   void changeMany( void ( Ufd::GroupConfig::*add )( Kelnet::IntfId, bool ) ) {
+      for ( int number = 0; number < members; ++number )
+         ( *group.*add )( intf( ( "et" + std::to_string( number ) ).c_str() ), true );
+   }
+   // What follows once there is room.
+   std::string resumed() {
+      this->moved();
+      this->writer.demuxer->handleRoom();
+      return recordsIn( this->moved() );
+   }
+   // What waits, which the reader is given as well.
+   Bytes moved() {
+      Bytes const bytes = taken( *this->writer.demuxer );
+      EXPECT_TRUE( this->reader.receive( bytes ) ) << this->reader.error();
+      return bytes;
+   }
+   void expectEqual() {
+      this->settle();
+      EXPECT_EQ( stateOf( *this->reader.root ), stateOf( *this->writer.root ) );
+      EXPECT_EQ( this->echoed, 0u );
+      EXPECT_FALSE( this->writer.demuxer->hasFlow() );
+   }
+   Zet::Ptr< typename E::Member > group;
+};
+
+struct Flow : testing::TestWithParam< unsigned int > {};
+INSTANTIATE_TEST_SUITE_P( Mode, Flow, testing::Values( 0u, LogAdapter::deferred ) );
+
+TEST_P( Flow, writesTheLastOfSeveralValuesOnce ) {
+   Full< Ufd::Status > full( GetParam() );
+   std::size_t const before = full.writer.demuxer->out()->unsentSize();
+   for ( unsigned int times = 1; times <= 3; ++times )
+      full.group->numTimesDisabledIs( times );
+   full.group->prevDisabledTimeIs( 2.5 );
+   EXPECT_EQ( full.writer.demuxer->out()->unsentSize(), before );
+   EXPECT_EQ( full.resumed(), "259 260" );
+   full.expectEqual();
+}
+
+TEST_P( Flow, resumesAReplayWhereItWasInterrupted ) {
+   Full< Ufd::Config > full( GetParam() );
+   full.changeMany( &Ufd::GroupConfig::intfsToMonitorIs );
+   full.moved();
+   std::string all;
+   int pieces = 0;
+   for ( ; full.writer.demuxer->hasFlow(); ++pieces ) {
+      full.writer.demuxer->handleRoom();
+      all += recordsIn( full.moved() ) + ' ';
+   }
+   EXPECT_GT( pieces, 1 );
+   std::string expected = "258+ ";
+   for ( int number = 0; number < members; ++number )
+      expected += "258 ";
+   EXPECT_EQ( all, expected + "258- " );
+   full.expectEqual();
+}
+
+// Removals and additions while there is no room, also of members that the replay has passed.
+TEST_P( Flow, hasTheReplayTellOfRemovals ) {
+   Full< Ufd::Config > full( GetParam() );
+   full.changeMany( &Ufd::GroupConfig::intfsToDisableIs );
+   full.moved();
+   full.writer.demuxer->handleRoom();
+   EXPECT_FALSE( full.writer.demuxer->out()->hasSufficientBuffer() );
+   full.group->intfsToDisableDel( full.group->intfsToDisableIteratorConst().key() );
+   full.writer.root->groupIs( "h" );
+   full.writer.root->groupDel( "g" );
+   full.writer.root->groupIs( "g" )->minLinksIs( 7 );
+   full.expectEqual();
+}
+
+TEST_P( Flow, runsAReplayOnceMoreForAMemberThatItHasPassed ) {
+   Full< Ufd::Config > full( GetParam() );
+   full.changeMany( &Ufd::GroupConfig::intfsToDisableIs );
+   full.moved();
+   full.writer.demuxer->handleRoom();
+   full.group->intfsToDisableIs( full.group->intfsToDisableIteratorConst().key(), false );
+   full.expectEqual();
+}
+
+TEST_P( Flow, tellsOfAReplayThatIsGivenUp ) {
+   Full< Ufd::Config > full( GetParam() );
+   full.changeMany( &Ufd::GroupConfig::intfsToMonitorIs );
+   full.moved();
+   full.writer.demuxer->handleRoom();
+   auto const adapter = full.group->zetNboAttrLogSa( full.writer.demuxer->out() );
+   adapter->doThis();
+   EXPECT_EQ( full.resumed().substr( 0, 9 ), "258! 258+" );
+   full.expectEqual();
+}
+
+// The ids that the flow gives back: the one to go on from, or 0.
+TEST( FlowOut, saysWhereToGoOn ) {
+   using Adapter = Ufd::GroupConfig::ZetNboAttrLogSa;
+   Full< Ufd::Config > full( 0 );
+   auto const adapter =
+       Zet::ptrCast< Adapter >( full.group->zetNboAttrLogSa( full.writer.demuxer->out() ) );
+   full.group->minLinksIs( 5 );
+   full.group->intfsToDisableIs( intf( "et1" ), true );
+   auto const& flow = *adapter->flow();
+   EXPECT_EQ( flow.dirtyBits(), 0b1100u );
+   // Without room a scalar is retried.
+   EXPECT_EQ( adapter->handleAttrFlowOut( 260 ), 260 );
+   EXPECT_EQ( adapter->handleAttrFlowOut( 261 ), 0 );
+   EXPECT_EQ( flow.dirtyBits(), 0b1100u );
+   full.moved();
+   EXPECT_EQ( adapter->handleAttrFlowOut( 260 ), 0 );
+   EXPECT_EQ( flow.dirtyBits(), 0b0100u );
+   EXPECT_EQ( adapter->handleAttrFlowOut( 0 ), 0 );
+   EXPECT_FALSE( flow.hasDirtyAttributes() );
+   EXPECT_EQ( recordsIn( full.moved() ), "260 259+ 259 259-" );
+   full.expectEqual();
+}
+
+// The entry test, bit by bit.
+TEST( FlagWord, decidesWhetherAChangeIsWritten ) {
+   Connection< Ufd::Status > connection( Ufd::statusFactory( "root" ), 0u );
+   auto const group = connection.writer.root->groupIs( "g" );
+   connection.settle();
+   auto const adapter = group->zetNboAttrLogSa( connection.writer.demuxer->out() );
+   auto const written = [ & ] {
+      group->numTimesDisabledInc( 1 );
+      return recordsIn( taken( *connection.writer.demuxer ) );
+   };
+   EXPECT_EQ( written(), "259" );
+   using A = LogAdapter;
+   for ( A::Bit const bit : { A::awaitsIdBit, A::silentBit, A::deafBit, A::applyingBit } ) {
+      adapter->bitIs( bit, true );
+      EXPECT_EQ( written(), "" ) << bit;
+      EXPECT_EQ( adapter->bit( bit ), bit != A::applyingBit );
+      adapter->bitIs( bit, false );
+   }
+   // One that is deaf does not forget that it is applying.
+   adapter->bitIs( A::deafBit, true );
+   adapter->bitIs( A::applyingBit, true );
+   EXPECT_EQ( written(), "" );
+   EXPECT_TRUE( adapter->bit( A::applyingBit ) );
+   adapter->bitIs( A::deafBit, false );
+   adapter->bitIs( A::applyingBit, false );
+
+   adapter->bitIs( A::writesBit, false );
+   EXPECT_EQ( written(), "" );
+   adapter->bitIs( A::writesBit, true );
+
+   adapter->bitIs( A::readOnlyBit, true );
+   {
+      CollectedFailures const failures;
+      EXPECT_EQ( written(), "" );
+      EXPECT_EQ( failures.texts.at( 0 ),
+                 "/root/g: a handler of numTimesDisabled failed: numTimesDisabled of /root/g can "
+                 "only be read here: its source is elsewhere" );
+      EXPECT_FALSE( adapter->bit( A::applyingBit ) );
+   }
+   adapter->convertibleIs( true );
+   EXPECT_EQ( written(), "259" );
+   EXPECT_FALSE( adapter->bit( A::readOnlyBit ) );
+
+   adapter->hasNotificationActiveIs( false );
+   EXPECT_EQ( written(), "" );
+   adapter->hasNotificationActiveIs( true );
+   EXPECT_EQ( written(), "259" );
+   group->zetNboAttrLogSaDel( connection.writer.demuxer->out() );
+   EXPECT_EQ( written(), "" );
+   EXPECT_FALSE( group->zetNboAttrLogSa( connection.writer.demuxer->out() ) );
+}
+
+TEST( Attaching, keepsTheAdapterAndReplacesItsMask ) {
+   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
+   auto const& out = connection.writer.demuxer->out();
+   auto const adapter = connection.writer.adapter();
+   LogAdapter::Zet_BitSet mask;
+   mask.bitIs( LogAdapter::silentBit, true );
+   mask.bitIs( LogAdapter::flowingBit, true );
+   EXPECT_EQ( connection.writer.root->zetNboAttrLogSaIs( mask, 0, out, nullptr ), adapter );
+   EXPECT_TRUE( adapter->bit( LogAdapter::silentBit ) );
+   EXPECT_FALSE( adapter->bit( LogAdapter::flowingBit ) );
+   EXPECT_TRUE( adapter->bit( LogAdapter::writesBit ) );
+   EXPECT_EQ( connection.writer.root->zetNboAttrLogSaForMsgChannel( adapter ), adapter );
+   EXPECT_TRUE( connection.writer.root->zetHasAttrLogInterface() );
+}
+
+// The adapters of a root and its children leave their output for another.
+TEST( Attaching, movesToAnotherOutput ) {
+   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
+   auto const group = connection.writer.root->groupIs( "g" );
+   auto const& old = connection.writer.demuxer->out();
+   connection.settle();
+   auto const child = group->zetNboAttrLogSa( old );
+   End< Ufd::Config > other( Side::server, connection.writer.root );
+   connection.writer.adapter()->doRemountSelf( other.demuxer->out() );
+   EXPECT_FALSE( child->nboAttrLogOut() );
+   EXPECT_FALSE( group->zetNboAttrLogSa( old ) );
+   EXPECT_FALSE( connection.writer.root->zetNboAttrLogSa( old ) );
+   group->minLinksIs( 3 );
+   EXPECT_EQ( old->unsentSize() + other.demuxer->out()->unsentSize(), 0u );
+   other.announce();
+   EXPECT_EQ( recordsIn( { other.demuxer->out()->unsent().begin() + 38,
+                           other.demuxer->out()->unsent().end() } ),
+              "136 258+ 258 6 258+ 258- 259+ 259- 260 258- 6" );
+}
+
+} // namespace
+
+} // namespace Tests

@@ -1,0 +1,201 @@
+#include "platform/zet/attrlog/Dir.h"
+#include "platform/zet/attrlog/Errors.h"
+#include "platform/zet/attrlog/MsgChannel.h"
+#include "tests/attrlog/Connection.h"
+
+namespace Tests {
+
+namespace {
+
+// A record, but for its length and tokens, with which it is framed here.
+Bytes
+framed( std::string_view header, std::string_view payload ) {
+   Bytes record = unhex( header );
+   record.push_back( 1 );
+   Bytes const values = unhex( payload );
+   record.insert( record.end(), values.begin(), values.end() );
+   record.push_back( 3 );
+   record.insert( record.begin(), { static_cast< unsigned char >( record.size() >> 8 ),
+                                    static_cast< unsigned char >( record.size() & 255 ) } );
+   return record;
+}
+
+constexpr char const* rootGroup = "00000003 00000000 00000102 01 00000000 00000097 00";
+constexpr char const* rootGroupDel = "00000003 00000000 fffffefe 01 00000000 00000000 00";
+constexpr char const* linkStatus = "00000005 00000000 00000102 01 00000000 00000000 00";
+
+// A Status with group "g", of entity id (5, 0), and its replica.
+struct StatusReader : testing::Test {
+   StatusReader() {
+      Zet::Ptr< Ufd::Status > const source = Ufd::statusFactory( "root" );
+      source->groupIs( "g" );
+      connection.emplace( source, 0u );
+   }
+   Ufd::Status& replica() { return *connection->reader.root; }
+   bool receive( std::string_view header, std::string_view payload ) {
+      return connection->reader.receive( framed( header, payload ) );
+   }
+   void expectError( std::string const& text ) {
+      EXPECT_EQ( connection->reader.error(), text );
+      EXPECT_EQ( stateOf( replica() ), "g unknown 0 0\n" );
+      EXPECT_FALSE( connection->reader.adapter()->bit( LogAdapter::applyingBit ) );
+   }
+   Bytes echoed() { return taken( *connection->reader.demuxer ); }
+
+   std::optional< Connection< Ufd::Status > > connection;
+};
+
+TEST_F( StatusReader, storesAndCountsUnknownEnumerationValues ) {
+   EXPECT_TRUE( receive( linkStatus, "00000007" ) );
+   EXPECT_EQ( stateOf( replica() ), "g GroupLinkStatus(7) 0 0\n" );
+   EXPECT_EQ( connection->reader.demuxer->unknownEnums(), 1u );
+   EXPECT_TRUE( receive( linkStatus, "00000002" ) );
+   EXPECT_EQ( connection->reader.demuxer->unknownEnums(), 1u );
+}
+
+TEST_F( StatusReader, takesTheMemberOfThatNameForTheOneThatIsCreated ) {
+   Log log;
+   auto const member = replica().group( "g" );
+   auto const observer = observe< Recorder >( connection->reader.root, log, "" );
+   EXPECT_TRUE( receive( rootGroup, "0001 67 00000005 00000000" ) );
+   EXPECT_TRUE( receive( rootGroupDel, "0001 78" ) );
+   EXPECT_EQ( replica().group( "g" ), member );
+   EXPECT_EQ( log, Log{} );
+   EXPECT_EQ( echoed(), Bytes{} );
+}
+
+TEST_F( StatusReader, replacesAMemberThatIsAnotherEntityToTheWriter ) {
+   Log log;
+   auto const member = replica().group( "g" );
+   member->numTimesDisabledIs( 5 );
+   echoed();
+   auto const observer = observe< Recorder >( connection->reader.root, log, "" );
+   EXPECT_TRUE( receive( rootGroup, "0001 67 00000009 00000000" ) );
+   EXPECT_NE( replica().group( "g" ), member );
+   EXPECT_EQ( stateOf( replica() ), "g unknown 0 0\n" );
+   EXPECT_EQ( log.size(), 2u );
+   EXPECT_EQ( echoed(), Bytes{} );
+   // The old one is no longer spoken of.
+   EXPECT_FALSE( receive( linkStatus, "00000002" ) );
+}
+
+TEST_F( StatusReader, refusesAnIdThatIsTaken ) {
+   EXPECT_FALSE( receive( rootGroup, "0001 68 00000005 00000000" ) );
+   std::string const at = std::to_string( connection->reader.demuxer->in()->offset() + 28 );
+   expectError( "the entity id of a member, at offset " + at + ": it is that of /root/g" );
+}
+
+TEST_F( StatusReader, doesNotEnterARecordTwice ) {
+   auto const adapter = connection->reader.adapter();
+   {
+      Zet::BitScope const applying( *adapter, LogAdapter::applyingBit );
+      EXPECT_FALSE( receive( rootGroup, "0001 68 00000007 00000000" ) );
+   }
+   expectError( "entity reactor is already active" );
+}
+
+TEST_F( StatusReader, doesNotWriteToAReadOnlyProxy ) {
+   auto const group = replica().group( "g" );
+   auto const adapter = group->zetNboAttrLogSa( connection->reader.demuxer->out() );
+   adapter->bitIs( LogAdapter::readOnlyRemoteBit, true );
+   adapter->convertibleIs( true );
+   EXPECT_TRUE( receive( linkStatus, "00000001" ) );
+   EXPECT_FALSE( adapter->bit( LogAdapter::readOnlyRemoteBit ) );
+   EXPECT_TRUE( receive( linkStatus, "00000000" ) );
+   adapter->bitIs( LogAdapter::readOnlyRemoteBit, true );
+   adapter->convertibleIs( false );
+   EXPECT_FALSE( receive( linkStatus, "00000001" ) );
+   expectError( "write-update from readonly proxy: /root/g" );
+}
+
+TEST_F( StatusReader, ignoresRecordsOfAMemberThatItHasRemoved ) {
+   replica().groupDel( "g" );
+   EXPECT_TRUE( receive( linkStatus, "00000002" ) );
+   EXPECT_FALSE( receive( "00000007 00000000 00000102 01 00000000 00000000 00", "00000002" ) );
+}
+
+TEST_F( StatusReader, ignoresARecordWithoutAnInput ) {
+   auto const adapter = connection->reader.adapter();
+   adapter->doRemountSelf( nullptr );
+   adapter->handleAttrDeserialization( 258, {}, 0, nullptr );
+   EXPECT_EQ( stateOf( replica() ), "g unknown 0 0\n" );
+}
+
+TEST_F( StatusReader, leavesAnAbortedReplayWithoutEffect ) {
+   std::string const marker = "00000003 00000000 00000102 02 00000000 00000000 0";
+   EXPECT_TRUE( receive( marker + '0', "" ) );
+   EXPECT_TRUE( receive( marker + '1', "" ) );
+   EXPECT_TRUE( receive( marker + '2', "" ) );
+   EXPECT_TRUE( replica().group( "g" ) );
+   EXPECT_TRUE( receive( marker + '0', "" ) );
+   EXPECT_TRUE( receive( rootGroup, "0001 68 00000007 00000000" ) );
+   EXPECT_TRUE( receive( marker + '2', "" ) );
+   EXPECT_EQ( stateOf( replica() ), "h unknown 0 0\n" );
+   EXPECT_EQ( echoed(), Bytes{} );
+   EXPECT_TRUE( receive( marker + '0', "" ) );
+   // The connection goes in the middle of a replay: nothing stays marked.
+   auto const root = connection->reader.root;
+   connection.reset();
+   EXPECT_FALSE( root->group( "h" )->zetMarkedForDeletion() );
+}
+
+// Of what a peer sends to an authority nothing is applied; it is told what is so.
+TEST( Reader, answersAsAnAuthority ) {
+   Zet::Ptr< Ufd::Status > const source = Ufd::statusFactory( "root" );
+   source->groupIs( "g" )->numTimesDisabledIs( 3 );
+   Connection< Ufd::Status > connection( source, LogAdapter::authority );
+   auto const& replica = connection.reader.root;
+   std::string const before = stateOf( *source );
+
+   replica->group( "g" )->numTimesDisabledIs( 4 );
+   replica->groupIs( "h" );
+   connection.settle();
+   EXPECT_EQ( stateOf( *source ), before );
+   EXPECT_EQ( stateOf( *replica ), before );
+
+   replica->groupDel( "g" );
+   connection.settle();
+   EXPECT_EQ( stateOf( *source ), before );
+   EXPECT_EQ( stateOf( *replica ), before );
+
+   // A replay that names no member would remove them all.
+   connection.reader.adapter()->doThis();
+   replica->groupDelAll();
+   connection.settle();
+   EXPECT_EQ( stateOf( *source ), before );
+   EXPECT_EQ( stateOf( *replica ), before );
+
+   // A name alone is a question.
+   EXPECT_TRUE( connection.writer.receive(
+       framed( "00000003 00000000 00000102 01 00000000 00000000 00", "0001 78" ) ) );
+   EXPECT_EQ(
+       hex( taken( *connection.writer.demuxer ) ),
+       hex( unhex( "001b 00000003 00000000 fffffefe 01 00000000 00000000 00 01 0001 78 03" ) ) );
+}
+
+TEST( Reader, refusesAStreamThatIsNotForIt ) {
+   struct {
+      char const* bytes;
+      char const* error;
+   } const cases[] = {
+      { "5a4e414b 0001 0000", "the hello, at offset 0: this is no attribute log" },
+      { "5a4e414c 0002 0000",
+        "the version of the hello, at offset 4: 2 is not 1, the one spoken here" },
+      { "5a4e414c 0001 0401",
+        "the type of the hello, at offset 6: a text has at most 1024 bytes, not 1025" },
+      { "5a4e414c 0001 0001 78",
+        "the type of the hello, at offset 8: x is not y, which is expected here" },
+      { "5a4e414c 0001 0001 79 ffff",
+        "the length of a record, at offset 9: 65535 is not between 24 and 4094" },
+   };
+   for ( auto const& one : cases ) {
+      End< Ufd::Status > reader( Side::client, Ufd::statusFactory( "root" ) );
+      reader.demuxer->in()->expectedTypeIs( "y" );
+      EXPECT_FALSE( reader.receive( unhex( one.bytes ) ) );
+      EXPECT_EQ( reader.error(), one.error );
+   }
+}
+
+} // namespace
+
+} // namespace Tests

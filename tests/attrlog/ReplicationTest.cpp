@@ -1,0 +1,223 @@
+#include "adapters/attrlog/Attach.h"
+#include "platform/zet/attrlog/Dir.h"
+#include "platform/zet/attrlog/MsgChannel.h"
+#include "tests/attrlog/Connection.h"
+#include "tests/support/Allocations.h"
+
+namespace Tests {
+
+namespace {
+
+using Tag = struct FifthTag;
+
+// A type that says nothing of logs: one scalar, one collection.
+class Fifth : public Notify::LoggedEntity< Fifth > {
+ public:
+   class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< Fifth >;
+   using NotifieeList = Zet::ListRaw< NotifieeConst >;
+   using Weight = Notify::ValueMember< Zet::Name, double, Tag >;
+
+   explicit Fifth( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
+
+   Zet::String8 title() const { return title_; }
+   void titleIs( Zet::String8 title ) {
+      if ( title == title_ )
+         return;
+      title_ = title;
+      notify< &Fifth::title >();
+   }
+   double weight( Zet::Name key ) const { return weight_.value( key ); }
+   void weightIs( Zet::Name key, double value ) { weight_.valueIs( *this, key, value ); }
+   double weightDel( Zet::Name key ) { return weight_.valueDel( *this, key ); }
+   void weightNotify( Zet::Name key, Zet::Ptr< Weight > const& );
+   using Weights = Notify::ValueCollection< &Fifth::weightNotify >;
+   Weights::Members const& weightMembers() const { return weight_.members(); }
+
+ protected:
+   ~Fifth() override { notifiees_.deleteAll(); }
+
+ private:
+   friend class Notify::NotifyingEntity< Fifth >;
+   Zet::String8 title_;
+   Weights weight_;
+   mutable NotifieeList notifiees_;
+};
+
+class Fifth::NotifieeConst
+    : public Notify::EntityNotifiee< Fifth, Zet::Entity::NotifieeConst, Zet::Name > {
+ public:
+   virtual void onTitle() {}
+   virtual void onWeight( Zet::Name ) {}
+};
+
+} // namespace
+
+} // namespace Tests
+
+template <> struct Notify::Description< Tests::Fifth > {
+   using T = Tests::Fifth;
+   using N = T::NotifieeConst;
+   static constexpr std::string_view name = "Fifth";
+   static constexpr std::tuple attributes{
+      Scalar< &T::title, &T::titleIs, &N::onTitle >{ 258, "title" },
+      ValueCollectionRow< &T::weight, &T::weightMembers, &T::weightIs, &T::weightDel,
+                          &N::onWeight >{ 259, "weight" },
+   };
+};
+
+namespace Tests {
+
+namespace {
+
+void
+Fifth::weightNotify( Zet::Name key, Zet::Ptr< Weight > const& ) {
+   notify< &Fifth::weight >( key );
+}
+
+TEST( Replication, ofATypeThatSaysNothingOfLogs ) {
+   Connection< Fifth > connection( Zet::make< Fifth >( "fifth" ), 0u );
+   auto const& source = connection.writer.root;
+   auto const& replica = connection.reader.root;
+   source->titleIs( "Swann" );
+   source->weightIs( "a", 1.5 );
+   source->weightIs( "b", 2.5 );
+   source->weightDel( "a" );
+   connection.settle();
+   EXPECT_EQ( replica->title(), "Swann" );
+   EXPECT_EQ( replica->weightMembers().count(), 1u );
+   EXPECT_EQ( replica->weight( "b" ), 2.5 );
+   replica->weightIs( "c", 3 );
+   replica->titleIs( "Odette" );
+   connection.settle();
+   EXPECT_EQ( source->title(), "Odette" );
+   EXPECT_EQ( source->weight( "c" ), 3 );
+}
+
+// A source, its replica, and that one's replica: each in its own connection.
+struct Relay : testing::Test {
+   void settle() {
+      for ( int turn = 0; turn < 4; ++turn ) {
+         first.settle();
+         second.settle();
+      }
+   }
+   Zet::Ptr< Ufd::Config > const source = Ufd::configFactory( "root" );
+   Connection< Ufd::Config > first{ source, 0u };
+   Connection< Ufd::Config > second{ first.reader.root, 0u };
+};
+
+TEST_F( Relay, handsOnWhatItIsGivenInBothDirections ) {
+   auto const& end = second.reader.root;
+   source->groupIs( "g" )->minLinksIs( 4 );
+   source->group( "g" )->intfsToMonitorIs( intf( "et1" ), true );
+   source->groupIs( "h" );
+   settle();
+   EXPECT_EQ( stateOf( *end ), stateOf( *source ) );
+   source->groupDel( "h" );
+   source->group( "g" )->intfsToMonitorDel( intf( "et1" ) );
+   settle();
+   EXPECT_EQ( stateOf( *end ), stateOf( *source ) );
+   EXPECT_EQ( first.echoed + second.echoed, 0u );
+   end->group( "g" )->minLinksIs( 5 );
+   end->groupIs( "i" )->intfsToDisableIs( intf( "et2" ), true );
+   settle();
+   EXPECT_EQ( stateOf( *source ), stateOf( *end ) );
+   EXPECT_EQ( source->group( "g" )->minLinks(), 5u );
+   // An entity is called the same all along the way.
+   auto const id = []( Ufd::Config& root, Demuxer& demuxer, char const* name ) {
+      return root.group( name )->zetNboAttrLogSa( demuxer.out() )->entityId();
+   };
+   EXPECT_EQ( id( *source, *first.writer.demuxer, "g" ), id( *end, *second.reader.demuxer, "g" ) );
+   EXPECT_EQ( id( *source, *first.writer.demuxer, "i" ), id( *end, *second.reader.demuxer, "i" ) );
+}
+
+TEST_F( Relay, hasEveryAdapterOfAnEntityHearOfTheSyncMode ) {
+   using Mode = LogAdapter::SyncMode;
+   Zet::Ptr< Ufd::GroupConfig > const group = source->groupIs( "g" );
+   settle();
+   auto const relay = first.reader.root->group( "g" );
+   Zet::MsgChannel::Entry entry;
+   relay->zetNboAttrLogSa( first.reader.demuxer->out() )->msgChannelEntryIs( &entry );
+   group->zetNboAttrLogSa( first.writer.demuxer->out() )->syncModeSend( Mode::lost );
+   settle();
+   auto const inbound = relay->zetNboAttrLogSa( first.reader.demuxer->out() );
+   auto const outbound = relay->zetNboAttrLogSa( second.writer.demuxer->out() );
+   EXPECT_EQ( inbound->syncMode(), Mode::lost );
+   EXPECT_EQ( outbound->syncMode(), Mode::lost );
+   EXPECT_FALSE( outbound->bit( LogAdapter::deafBit ) );
+   EXPECT_EQ( entry.mode(), 3u );
+   // Others of that id are other entities.
+   EXPECT_EQ( group->zetNboAttrLogSa( first.writer.demuxer->out() )->syncMode(), Mode::filling );
+}
+
+TEST( Replication, marksTheDirectorysEntryOfARootThatIsInStep ) {
+   Connection< Ufd::Status > connection( Ufd::statusFactory( "root" ), 0u );
+   auto const directory = Zet::make< Zet::Dir >( "dir" );
+   Zet::Dir::Entry const& entry = directory->entryIs( connection.reader.root );
+   connection.writer.adapter()->syncModeSend( LogAdapter::SyncMode::filling );
+   connection.settle();
+   EXPECT_EQ( entry.state(), 0u );
+   connection.writer.adapter()->syncModeSend( LogAdapter::SyncMode::inStep );
+   connection.settle();
+   EXPECT_EQ( entry.state(), 3u );
+}
+
+// Writer and reader in one process: the reader names the children.
+TEST( Replication, withoutAStreamBetween ) {
+   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
+   connection.writer.demuxer->out()->localInIs( connection.reader.demuxer->in().get() );
+   connection.reader.demuxer->out()->localInIs( connection.writer.demuxer->in().get() );
+   auto const& source = connection.writer.root;
+   auto const group = source->groupIs( "g" );
+   group->minLinksIs( 2 );
+   group->intfsToMonitorIs( intf( "et1" ), true );
+   EXPECT_EQ( stateOf( *connection.reader.root ), stateOf( *source ) );
+   auto const adapter = group->zetNboAttrLogSa( connection.writer.demuxer->out() );
+   EXPECT_FALSE( adapter->bit( LogAdapter::awaitsIdBit ) );
+   EXPECT_EQ( adapter->entityId().second, static_cast< std::uint32_t >( Side::client ) );
+   source->groupDel( "g" );
+   EXPECT_EQ( stateOf( *connection.reader.root ), "" );
+   connection.writer.demuxer->out()->localInIs( nullptr );
+   connection.reader.demuxer->out()->localInIs( nullptr );
+}
+
+// What a handler removes while it is told of it is removed at the source as well.
+TEST( Replication, ofAMemberThatAnObserverRemovesAtOnce ) {
+   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
+   Log log;
+   auto const observer = observe< Reenterer >( connection.reader.root, log, "" );
+   observer->change = [ & ] { connection.reader.root->groupDel( "g" ); };
+   connection.writer.root->groupIs( "g" )->minLinksIs( 3 );
+   connection.settle();
+   EXPECT_EQ( stateOf( *connection.reader.root ), "" );
+   EXPECT_EQ( stateOf( *connection.writer.root ), "" );
+}
+
+TEST( Replication, ofAChangeAllocatesNothing ) {
+   auto const status = Ufd::statusFactory( "root" );
+   auto const group = status->groupIs( "g" );
+   auto const config = Ufd::configFactory( "root" );
+   auto const settings = config->groupIs( "g" );
+   settings->intfsToMonitorIs( intf( "et1" ), false );
+   Connection< Ufd::Status > connection( status, 0u );
+   Connection< Ufd::Config > other( config, 0u );
+   EXPECT_EQ( allocationsOf( [ & ] {
+                 group->groupLinkStatusIs( Ufd::GroupLinkStatus::down );
+                 group->numTimesDisabledInc( 1 );
+                 group->prevDisabledTimeIs( 2 );
+                 settings->minLinksIs( 2 );
+                 settings->intfsToMonitorIs( Kelnet::IntfId( "et1" ), true );
+                 settings->intfsToMonitorDel( Kelnet::IntfId( "et1" ) );
+              } ),
+              0u );
+   EXPECT_EQ( connection.writer.demuxer->out()->records(), 3u + 9u );
+   connection.settle();
+   other.settle();
+   EXPECT_EQ( stateOf( *connection.reader.root ), stateOf( *status ) );
+   EXPECT_EQ( stateOf( *other.reader.root ), stateOf( *config ) );
+}
+
+} // namespace
+
+} // namespace Tests

@@ -1,0 +1,262 @@
+#include "tests/attrlog/Connection.h"
+#include "tests/support/Failures.h"
+
+#include <algorithm>
+
+namespace Tests {
+
+namespace {
+
+// What a reader makes of a stream.
+template < class E > struct Reading {
+   explicit Reading( Bytes const& bytes, std::size_t pieces = ~std::size_t{ 0 } )
+       : reader( Side::client, Zet::make< E >( "root" ) ) {
+      // Bytes that may be anything have no say in the life of entities.
+      reader.demuxer->peerSetsNondestructingIs( false );
+      for ( std::size_t at = 0; at < bytes.size(); at += std::min( pieces, bytes.size() - at ) )
+         sound = reader.demuxer->in()->receive(
+             std::span( bytes ).subspan( at, std::min( pieces, bytes.size() - at ) ) );
+      state = stateOf( *reader.root );
+   }
+   End< E > reader;
+   bool sound = true;
+   std::string state;
+};
+
+// A session with every kind of record.
+template < class E, class Change >
+Bytes
+session( Change change ) {
+   End< E > writer( Side::server, Zet::make< E >( "root" ) );
+   auto const group = writer.root->groupIs( "g" );
+   writer.announce();
+   change( *group );
+   writer.root->groupIs( "h" );
+   writer.root->groupDel( "g" );
+   writer.adapter()->syncModeSend( LogAdapter::SyncMode::inStep );
+   writer.adapter()->replayRequestSend( { 258 } );
+   writer.adapter()->doThis();
+   return taken( *writer.demuxer );
+}
+
+Bytes
+configSession() {
+   return session< Ufd::Config >( []( Ufd::GroupConfig& group ) {
+      group.intfsToMonitorIs( intf( "et1" ), true );
+      group.intfsToMonitorIs( intf( "et2" ), false );
+      group.intfsToDisableIs( intf( "et3" ), true );
+      group.minLinksIs( 2 );
+      group.intfsToMonitorDel( intf( "et1" ) );
+   } );
+}
+
+Bytes
+statusSession() {
+   return session< Ufd::Status >( []( Ufd::GroupStatus& group ) {
+      group.groupLinkStatusIs( Ufd::GroupLinkStatus::down );
+      group.numTimesDisabledInc( 1 );
+      group.prevDisabledTimeIs( 1e9 );
+   } );
+}
+
+// What has been applied of the stream is what its whole records up to there are worth: the reader
+// of these alone has the same replica, and no complaint.
+template < class E >
+void
+expectWholeRecords( Reading< E > const& reading, Bytes bytes ) {
+   bytes.resize( reading.reader.demuxer->in()->offset() );
+   Reading< E > const whole( bytes );
+   EXPECT_TRUE( whole.sound ) << whole.reader.error();
+   EXPECT_EQ( reading.state, whole.state );
+   EXPECT_EQ( reading.reader.demuxer->out()->records(), 0u );
+   std::string const error = reading.reader.error();
+   EXPECT_EQ( reading.sound, error.empty() );
+   EXPECT_TRUE( error.empty() || error.find( ", at offset " ) != std::string::npos ) << error;
+}
+
+template < class E >
+void
+expectPrefixes( Bytes const& stream ) {
+   ASSERT_EQ( Reading< E >( stream ).state, Reading< E >( stream, 1 ).state );
+   for ( std::size_t size = 0; size <= stream.size(); ++size ) {
+      Bytes const prefix( stream.begin(), stream.begin() + static_cast< std::ptrdiff_t >( size ) );
+      Reading< E > const reading( prefix, 7 );
+      EXPECT_TRUE( reading.sound ) << size << ' ' << reading.reader.error();
+      EXPECT_EQ( reading.reader.demuxer->in()->isInsideRecord(),
+                 reading.reader.demuxer->in()->offset() != size );
+      expectWholeRecords( reading, prefix );
+   }
+}
+
+template < class E >
+void
+expectCorruptions( Bytes const& stream ) {
+   std::size_t refused = 0;
+   for ( std::size_t at = 0; at < stream.size(); ++at )
+      for ( int const flip : { 0x01, 0x80, 0xff } ) {
+         SCOPED_TRACE( at );
+         Bytes corrupt = stream;
+         corrupt[ at ] = static_cast< unsigned char >( corrupt[ at ] ^ flip );
+         Reading< E > const reading( corrupt );
+         refused += !reading.sound;
+         expectWholeRecords( reading, corrupt );
+      }
+   // Most bytes are structure.
+   EXPECT_GT( refused, stream.size() * 3 / 2 );
+}
+
+TEST( Stream, isAppliedUpToAnyPointWhereItBreaksOff ) {
+   expectPrefixes< Ufd::Config >( configSession() );
+   expectPrefixes< Ufd::Status >( statusSession() );
+}
+
+TEST( Stream, isAppliedInWholeRecordsWhateverByteIsWrong ) {
+   expectCorruptions< Ufd::Config >( configSession() );
+   expectCorruptions< Ufd::Status >( statusSession() );
+}
+
+TEST( Stream, saysWhichFieldIsWrongAndWhere ) {
+   struct {
+      char const* record;
+      char const* error;
+   } const cases[] = {
+      { "001c 00000005 00000000 00000104 03 00000000 00000000 00 01 00000001 03",
+        "header field 4, the kind, at offset 14: it is neither 1 nor 2" },
+      { "001c 00000005 00000000 00000104 01 00000001 00000000 00 01 00000001 03",
+        "header field 5, at offset 15: it is not 0" },
+      { "001c 00000005 00000000 00000104 01 00000000 00000097 00 01 00000001 03",
+        "header field 6, the creation, at offset 19: attribute 260 creates no entity" },
+      { "001c 00000005 00000000 00000104 01 00000000 00000000 01 01 00000001 03",
+        "header field 7, the transaction, at offset 23: it does not fit the record" },
+      { "001c 00000005 00000000 00000104 01 00000000 00000000 00 02 00000001 03",
+        "the token before the payload, at offset 24: it is not 1" },
+      { "001c 00000005 00000000 00000104 01 00000000 00000000 00 01 00000001 04",
+        "the token behind the payload, at offset 29: it is not 3" },
+      { "001a 00000005 00000000 00000104 01 00000000 00000000 00 01 0001 03",
+        "minLinks, at offset 25: 4 bytes are needed, 2 are left" },
+      { "001d 00000005 00000000 00000104 01 00000000 00000000 00 01 00000001 00 03",
+        "minLinks, at offset 29: 1 bytes are left over behind it" },
+      { "001e 00000005 00000000 00000102 01 00000000 00000000 00 01 0003 657431 02 03",
+        "intfsToMonitor, at offset 30: a truth is 0 or 1, not 2" },
+      { "001e 00000005 00000000 00000102 01 00000000 00000000 00 01 0004 657431 01 03",
+        "intfsToMonitor, at offset 31: 1 bytes are needed, 0 are left" },
+      { "0019 00000005 00000000 00000105 01 00000000 00000000 00 01 00 03",
+        "header field 3, the attribute, at offset 10: 261 is none of /root/g" },
+      { "0018 00000005 00000000 00000104 02 00000000 00000000 00 01 03",
+        "header field 3, the attribute, at offset 10: 260 is no collection of /root/g" },
+      { "001c 00000009 00000000 00000104 01 00000000 00000000 00 01 00000001 03",
+        "header fields 1 and 2, the entity, at offset 2: (9, 0) is none of this connection" },
+      { "001c 00000005 00000000 00000087 01 00000000 00000000 00 01 00000003 03",
+        "the sync mode, at offset 25: 3 is none" },
+      { "0020 00000005 00000000 ffffff70 01 00000000 00000000 00 01 0008 0000 00000102 03",
+        "the size of a replay request, at offset 25: 8 bytes of attribute ids do not fill the "
+        "record" },
+      { "001b 00000003 00000000 00000102 01 00000000 00000097 00 01 0001 68 03",
+        "header field 6, the creation, at offset 19: it does not fit 3 bytes of payload" },
+      { "0023 00000003 00000000 00000102 01 00000000 00000097 00 01 0001 68 00000001 00000000 03",
+        "the entity id of a member, at offset 28: it is reserved" },
+      { "001c 00000001 00000000 00000104 01 00000000 00000000 00 01 00000001 03",
+        "header field 3, the attribute, at offset 10: only a root is announced under this entity "
+        "id" },
+   };
+   for ( auto const& one : cases ) {
+      auto const source = Ufd::configFactory( "root" );
+      source->groupIs( "g" );
+      Connection< Ufd::Config > connection( source, 0u );
+      std::string const before = stateOf( *connection.reader.root );
+      std::uint64_t const offset = connection.reader.demuxer->in()->offset();
+      EXPECT_FALSE( connection.reader.receive( unhex( one.record ) ) );
+      // The table counts from the record's beginning.
+      std::string expected = one.error;
+      std::size_t const at = expected.find( "offset " ) + 7;
+      std::size_t const digits = expected.find( ':' ) - at;
+      expected.replace( at, digits,
+                        std::to_string( std::stoul( expected.substr( at, digits ) ) + offset ) );
+      EXPECT_EQ( connection.reader.error(), expected );
+      EXPECT_EQ( stateOf( *connection.reader.root ), before );
+      // Nothing is taken any more.
+      EXPECT_FALSE( connection.reader.receive(
+          unhex( "001c 00000005 00000000 00000104 01 00000000 00000000 00 01 00000007 03" ) ) );
+      EXPECT_EQ( stateOf( *connection.reader.root ), before );
+   }
+}
+
+TEST( Stream, takesNoRootThatIsNotWanted ) {
+   auto const announced = [] {
+      End< Ufd::Status > writer( Side::server, Ufd::statusFactory( "root" ) );
+      writer.announce();
+      return taken( *writer.demuxer );
+   }();
+   End< Ufd::Status > other( Side::client, Ufd::statusFactory( "other" ) );
+   EXPECT_FALSE( other.receive( announced ) );
+   EXPECT_EQ( other.error(),
+              "the type of a root, at offset 64: no UplinkFailureDetection::Status of the "
+              "name root is wanted here" );
+   End< Ufd::Config > another( Side::client, Ufd::configFactory( "root" ) );
+   EXPECT_FALSE( another.receive( announced ) );
+   End< Ufd::Status > none( Side::client, Ufd::statusFactory( "root" ) );
+   none.demuxer->rootsIs( nullptr );
+   EXPECT_FALSE( none.receive( announced ) );
+}
+
+// The buffer is all that a connection takes, however long its peer does not read.
+TEST( Output, isBoundedAndKeepsRecordsWhole ) {
+   auto const out = Zet::make< Zet::NboAttrLog::Out >( std::size_t{ 20000 } );
+   std::size_t sent = 0;
+   for ( std::size_t round = 1; round < 200; ++round ) {
+      bool const hadRoom = out->hasSufficientBuffer();
+      for ( ;; ) {
+         out->nextHeaderIs( { { 5, 0 }, 258 } );
+         *out << Zet::NboAttrLog::Out::TransactToken::begin;
+         *out << Zet::String8( std::string( round * 7 % 900, 'x' ) );
+         *out << Zet::NboAttrLog::Out::TransactToken::end;
+         if ( !out->hasWritten() )
+            break;
+      }
+      EXPECT_EQ( out->hasSufficientBuffer(), false );
+      // Markers go into what is kept free for them, until that is full as well.
+      int markers = 0;
+      do {
+         out->nextHeaderIs( { { 5, 0 }, 258, Zet::NboAttrLog::transactionKind } );
+         *out << Zet::NboAttrLog::Out::TransactToken::begin;
+         *out << Zet::NboAttrLog::Out::TransactToken::end;
+      } while ( out->hasWritten() && ++markers < 1000 );
+      EXPECT_TRUE( !hadRoom || markers >= 16 );
+      EXPECT_LE( out->unsentSize(), out->capacity() );
+      EXPECT_TRUE( !hadRoom || out->unsentSize() > 0 );
+      // Whole records leave, as many as round says.
+      for ( std::size_t records = 0; records < round % 30 && out->unsentSize() != 0; ++records ) {
+         auto const bytes = out->unsent();
+         std::size_t const size =
+             std::size_t{ 2 } + Zet::NboAttrLog::load< std::uint16_t >( bytes.data() );
+         ASSERT_LE( size, bytes.size() );
+         EXPECT_EQ( bytes[ size - 1 ], 3 );
+         out->sentIs( size );
+         ++sent;
+      }
+   }
+   EXPECT_GT( sent, 1000u );
+}
+
+TEST( Output, refusesATextThatIsTooLong ) {
+   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
+   std::string const tooLong( Zet::NboAttrLog::stringLimit + 1, 'x' );
+   CollectedFailures const failures;
+   auto const& root = *connection.writer.root;
+   connection.writer.root->groupIs( tooLong );
+   ASSERT_EQ( failures.texts.size(), 1u );
+   EXPECT_NE( failures.texts[ 0 ].find( "/root: a handler of group failed: a text in the attribute "
+                                        "log has at most 1024 bytes, not 1025: xxxx" ),
+              std::string::npos );
+   // It is reported in a replay as well, and the rest is replicated.
+   connection.writer.root->groupIs( "g" )->minLinksIs( 3 );
+   connection.writer.adapter()->doThis();
+   connection.settle();
+   EXPECT_EQ( failures.texts.size(), 2u );
+   EXPECT_EQ( stateOf( *connection.reader.root ), "g minLinks 3 monitor disable\n" );
+   EXPECT_EQ( root.groupMembers().count(), 2u );
+}
+
+} // namespace
+
+} // namespace Tests
