@@ -112,7 +112,9 @@ Verdicts::evaluate( Groups::iterator group, double now ) {
       reverse( name, verdict );
       return true;
    }
-   if ( !wasTold || verdict.openSince != verdict.since )
+   bool const isAnew = wasTold && verdict.openSince != verdict.since;
+   verdict.hidden += isAnew;
+   if ( !wasTold || isAnew )
       line( name, std::string( verdict.sawDown() ? "down_delay: its ports are shut"
                                                  : "recovery_delay: its ports are released" ) +
                       " in " + seconds( verdict.due() - now ) + " unless it is " +

@@ -96,6 +96,15 @@ TEST_F( TimingTest, downDelayHidesWhatIsOverBefore ) {
    EXPECT_EQ( takeActs(), " -d1" );
    carrierIs( "u1", true );
    EXPECT_EQ( takeActs(), " +d1" );
+   // Over within a turn: the delay begins again.
+   carrierIs( "u1", false );
+   pass( 1 );
+   kernel.carrier( "u1", true );
+   carrierIs( "u1", false );
+   pass( 1.9 );
+   EXPECT_EQ( takeActs(), "" );
+   carrierIs( "u1", true );
+   EXPECT_TRUE( said( "hidden by down_delay (3 times so far)" ) ) << lines;
 }
 
 TEST_F( TimingTest, recoveryDelayWaitsUntilTheUplinksStay ) {
