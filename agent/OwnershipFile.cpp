@@ -98,11 +98,13 @@ readMeans( std::string const& text, Holding& holding ) {
 
 std::string
 meansOf( Holding const& holding ) {
+   std::string text;
    for ( auto const& [ means, word ] : meansWords )
       if ( means == holding.means )
-         return std::string( word ) +
-                ( means == Means::adminDown ? "" : ":" + std::to_string( holding.reason ) );
-   return "";
+         text = word;
+   if ( holding.means != Means::adminDown )
+      text.append( 1, ':' ).append( std::to_string( holding.reason ) );
+   return text;
 }
 
 // False for what is no line of ours.
