@@ -98,11 +98,13 @@ readMeans( std::string const& text, Holding& holding ) {
 
 std::string
 meansOf( Holding const& holding ) {
+   std::string text;
    for ( auto const& [ means, word ] : meansWords )
       if ( means == holding.means )
-         return std::string( word ) +
-                ( means == Means::adminDown ? "" : ":" + std::to_string( holding.reason ) );
-   return "";
+         text = word;
+   if ( holding.means != Means::adminDown )
+      text.append( 1, ':' ).append( std::to_string( holding.reason ) );
+   return text;
 }
 
 // False for what is no line of ours.
@@ -132,10 +134,9 @@ append( std::string& text, Holding const& holding ) {
 
 OwnershipFile::OwnershipFile( std::string directory )
     : directory_( std::move( directory ) ), epoch_( epoch() ) {
-   if ( mkdir( directory_.c_str(), directoryMode ) < 0 && errno != EEXIST )
-      error_ = errno;
-   else if ( directoryFd_ = open( directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC );
-             directoryFd_ < 0 )
+   if ( mkdir( directory_.c_str(), directoryMode ) == 0 || errno == EEXIST )
+      directoryFd_ = open( directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC );
+   if ( directoryFd_ < 0 )
       error_ = errno;
    else if ( flock( directoryFd_, LOCK_EX | LOCK_NB ) < 0 ) {
       int const error = errno;

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 namespace Ufdd {
@@ -13,38 +12,20 @@ namespace Ufdd {
 namespace {
 
 using Means = LinkRequest::Means;
-using UplinkFailureDetection::GroupLinkStatus;
-
-// Of an act that the kernel reported as done.
-constexpr int notSeen = ESTALE;
-
-std::string
-reasonOf( int error ) {
-   return error == notSeen ? "it is still as it was" : std::strerror( error );
-}
 
 Holding
 holdingOf( Link const& link, LinkRequest const& request ) {
    return { link.index, link.name, link.address, request.means, request.reason };
 }
 
-// What undoes a protodown that was to no effect.
-LinkRequest
-takingBack( LinkRequest const& answer ) {
-   return { .index = answer.index,
-            .up = true,
-            .means = answer.before.protoDown ? Means::onlyReason : Means::protoDown,
-            .reason = answer.reason };
-}
-
-// "5, 7"
-std::string
-numbersOf( std::uint32_t bits ) {
-   std::string text;
-   for ( unsigned int number = 0; bits; ++number, bits >>= 1 )
-      if ( bits & 1 )
-         text += ( text.empty() ? "" : ", " ) + std::to_string( number );
-   return text;
+// Of a link that was just shut.
+Holding
+newHolding( LinkRequest const& answer ) {
+   Holding holding = holdingOf( answer.after, answer );
+   if ( answer.means == Means::protoDown && answer.before.protoDown &&
+        answer.before.protoDownReasons == 0 )
+      holding.means = Means::onlyReason;
+   return holding;
 }
 
 } // namespace
@@ -60,9 +41,9 @@ class PortHolder::CauseObserver final : public Errdisable::CauseStatus::Notifiee
 
 PortHolder::PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control,
                         Ownership& ownership, Log& log )
-    : detector_( detector ), links_( links ), control_( control ), log_( log ),
+    : detector_( detector ), links_( links ), control_( control ),
       causeObserver_( observing< CauseObserver >( detector.cause, *this ) ),
-      holdings_( ownership, log ) {}
+      report_( detector, links, log ), holdings_( ownership, log ) {}
 
 PortHolder::~PortHolder() = default;
 
@@ -200,7 +181,7 @@ PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
       request.reason = state.hasNoProtoDown ? 0 : reason_;
       requests_.push_back( request );
    } else if ( !state.leftAlone ) {
-      leaveAlone( link, port );
+      leaveAlone( link.index, port );
    }
 }
 
@@ -212,11 +193,9 @@ PortHolder::forgetOverrides( State& state ) {
 }
 
 void
-PortHolder::leaveAlone( Link const& link, Kelnet::IntfId port ) {
-   states_[ link.index ].leftAlone = true;
-   log_.line( "port " + nameOf( link.index, port ) +
-              " left as it is, administratively down already: " +
-              detector_.groupsOf( port, GroupLinkStatus::down ) );
+PortHolder::leaveAlone( std::uint32_t index, Kelnet::IntfId port ) {
+   states_[ index ].leftAlone = true;
+   report_.leftAlone( index, port );
 }
 
 void
@@ -227,7 +206,18 @@ PortHolder::act() {
           return std::pair( left.up, left.index ) < std::pair( right.up, right.index );
        } );
    apply();
-   fallBack();
+   std::vector< LinkRequest > unshut;
+   std::vector< LinkRequest > otherwise = fallBack( unshut );
+   handleAnswers();
+   requests_ = std::move( otherwise );
+   apply();
+   if ( !unshut.empty() )
+      control_.apply( unshut );
+   handleAnswers();
+}
+
+void
+PortHolder::handleAnswers() {
    for ( LinkRequest& answer : requests_ )
       handleAnswer( answer );
    requests_.clear();
@@ -252,31 +242,25 @@ PortHolder::rememberBefore() {
    holdings_.remember( aboutToBeShut );
 }
 
-// Those that have no protodown, or that have carrier in spite of it, are shut administratively.
-void
-PortHolder::fallBack() {
+std::vector< LinkRequest >
+PortHolder::fallBack( std::vector< LinkRequest >& unshut ) {
    auto const protoDownWorks = []( LinkRequest const& answer ) {
       if ( answer.up || answer.onlyAsk || answer.means == Means::adminDown )
          return true;
       return answer.error ? answer.error != EOPNOTSUPP && answer.error != EINVAL : answer.isSeen();
    };
    auto const first = std::stable_partition( requests_.begin(), requests_.end(), protoDownWorks );
-   if ( first == requests_.end() )
-      return;
-   std::vector< LinkRequest > const done( requests_.begin(), first );
-   requests_.erase( requests_.begin(), first );
-   std::vector< LinkRequest > unshut;
-   for ( LinkRequest& request : requests_ ) {
+   std::vector< LinkRequest > otherwise( first, requests_.end() );
+   requests_.erase( first, requests_.end() );
+   for ( LinkRequest& request : otherwise ) {
+      Holding const* const holding = holdings_.find( request.index );
       if ( request.error == 0 )
-         unshut.push_back( takingBack( request ) );
+         unshut.push_back( ( holding ? *holding : newHolding( request ) ).opening( request.port ) );
       states_[ request.index ].hasNoProtoDown = true;
       holdings_.erase( request.index );
       request = { .index = request.index, .up = false, .port = request.port };
    }
-   apply();
-   if ( !unshut.empty() )
-      control_.apply( unshut );
-   requests_.insert( requests_.end(), done.begin(), done.end() );
+   return otherwise;
 }
 
 void
@@ -290,7 +274,7 @@ PortHolder::handleAnswer( LinkRequest& answer ) {
    if ( isShared )
       answer.error = 0;
    else if ( !answer.error && !answer.isSeen() )
-      answer.error = notSeen;
+      answer.error = PortReport::notSeen;
    if ( answer.error )
       handleFailure( answer );
    else if ( answer.up )
@@ -310,24 +294,16 @@ PortHolder::handleShut( LinkRequest const& answer ) {
       if ( !isNew )
          return;
       if ( answer.means == Means::adminDown )
-         return leaveAlone( answer.after, answer.port );
+         return leaveAlone( answer.index, answer.port );
    }
-   Holding holding = holdingOf( answer.after, answer );
-   if ( isNew && answer.means == Means::protoDown && answer.before.protoDown &&
-        answer.before.protoDownReasons == 0 )
-      holding.means = Means::onlyReason;
    if ( isNew )
-      holdings_.insert( holding );
+      holdings_.insert( newHolding( answer ) );
    state.leftAlone = false;
-   bool const isAgain = !isNew && !failedBefore;
-   if ( isAgain ) {
-      state.reopened[ state.next ] = Zet::now();
-      state.next = ( state.next + 1 ) % maxReopenings;
-   }
-   log_.event( { .id = LogEvent::portShut, .port = answer.port.name().view() },
-               "port " + nameOf( answer.index, answer.port ) +
-                   ( isAgain ? " shut again, someone had opened it: " : " shut: " ) +
-                   detector_.groupsOf( answer.port, GroupLinkStatus::down ) );
+   if ( isNew || failedBefore )
+      return report_.shut( answer );
+   state.reopened[ state.next ] = Zet::now();
+   state.next = ( state.next + 1 ) % maxReopenings;
+   report_.shutAgain( answer );
 }
 
 void
@@ -335,35 +311,22 @@ PortHolder::handleReopenings( LinkRequest const& answer ) {
    if ( !answer.wasOpen() )
       return;
    states_[ answer.index ].isOverridden = true;
-   holdings_.erase( answer.index );
-   if ( answer.means != Means::adminDown && answer.before.hasProtoDownReason( answer.reason ) ) {
-      LinkRequest unshut = takingBack( answer );
-      control_.apply( { &unshut, 1 } );
+   Holding const* const holding = holdings_.find( answer.index );
+   // It was to no effect.
+   if ( holding && answer.means != Means::adminDown &&
+        answer.before.hasProtoDownReason( answer.reason ) ) {
+      LinkRequest opening = holding->opening( answer.port );
+      control_.apply( { &opening, 1 } );
    }
-   log_.event( { .id = LogEvent::portFailure, .port = answer.port.name().view() },
-               "port " + nameOf( answer.index, answer.port ) +
-                   " overridden: someone opened it more than " + std::to_string( maxReopenings ) +
-                   " times in a minute; it is left open until its groups are up, though " +
-                   detector_.groupsOf( answer.port, GroupLinkStatus::down ) );
+   holdings_.erase( answer.index );
+   report_.overridden( answer, maxReopenings );
 }
 
 void
 PortHolder::handleOpened( LinkRequest const& answer ) {
    holdings_.erase( answer.index );
    states_[ answer.index ].error = 0;
-   std::string reason =
-       releasing_ ? "ufdd stops" : detector_.groupsOf( answer.port, GroupLinkStatus::up );
-   if ( reason.empty() )
-      reason = "no group disables it";
-   std::string others;
-   if ( answer.means != Means::adminDown && answer.after.protoDown )
-      others = answer.after.protoDownReasons
-                   ? ", but others keep it in protodown, for the reasons " +
-                         numbersOf( answer.after.protoDownReasons )
-                   : ", but it was in protodown before";
-   log_.event( { .id = LogEvent::portReleased, .port = answer.port.name().view() },
-               "port " + nameOf( answer.index, answer.port ) + " released" + others + ": " +
-                   reason );
+   report_.opened( answer );
 }
 
 void
@@ -372,50 +335,13 @@ PortHolder::handleFailure( LinkRequest const& answer ) {
    if ( !answer.up && !answer.onlyAsk && answer.wasOpen() && !holdings_.contains( answer.index ) )
       holdings_.insert( holdingOf( answer.before, answer ) );
    failed_.insert( answer.port );
-   if ( std::exchange( states_[ answer.index ].error, answer.error ) == answer.error )
-      return;
-   log_.event( { .id = LogEvent::portFailure, .port = answer.port.name().view() },
-               "port " + nameOf( answer.index, answer.port ) + " can't be " +
-                   ( answer.up ? "released" : "shut" ) + ": " + reasonOf( answer.error ) + "; " +
-                   remedyOf( answer ) );
-}
-
-std::string
-PortHolder::remedyOf( LinkRequest const& failure ) const {
-   if ( releasing_ ) {
-      Link const* const link = links_.link( failure.index );
-      std::string const set =
-          "ip link set dev " + std::string( link ? link->name.view() : failure.port.name().view() );
-      return "open it with: " +
-             ( failure.means == Means::adminDown
-                   ? set + " up"
-                   : set + " protodown_reason " + std::to_string( failure.reason ) + " off && " +
-                         set + " protodown off" );
-   }
-   switch ( failure.error ) {
-   case EPERM:
-      return "ufdd needs CAP_NET_ADMIN; will try again";
-   case EBUSY:
-      return "another program holds it; will try again";
-   default:
-      return "will try again";
-   }
-}
-
-std::string
-PortHolder::nameOf( std::uint32_t index, Kelnet::IntfId port ) const {
-   std::string name( port.name().view() );
-   Link const* const link = links_.link( index );
-   bool isOwn = link && link->name.view() == name;
-   links_.forEachName( index, [ & ]( Kelnet::IntfId own ) { isOwn |= own == port; } );
-   if ( link && !isOwn )
-      name += " (member " + std::string( link->name.view() ) + ")";
-   return name;
+   if ( std::exchange( states_[ answer.index ].error, answer.error ) != answer.error )
+      report_.failed( answer );
 }
 
 bool
 PortHolder::release() {
-   releasing_ = true;
+   report_.releasingIs( true );
    failed_.clear();
    for ( auto const& [ index, holding ] : holdings_ )
       requests_.push_back( holding.opening( Kelnet::IntfId( holding.name.view() ) ) );

@@ -6,12 +6,12 @@
 #include "agent/LinkDirectory.h"
 #include "agent/Log.h"
 #include "agent/Ownership.h"
+#include "agent/PortReport.h"
 
 #include <array>
 #include <cstdint>
 #include <limits>
 #include <set>
-#include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -94,26 +94,26 @@ class PortHolder final : public LinkDirectory::Observer {
    void collectLinks( Kelnet::IntfId port );
    void askToShut( Link const& link, Kelnet::IntfId port );
    void forgetOverrides( State& state );
-   void leaveAlone( Link const& link, Kelnet::IntfId port );
+   void leaveAlone( std::uint32_t index, Kelnet::IntfId port );
    void act();
    void apply();
-   void fallBack();
+   // Takes those out that have no protodown, or that have carrier in spite of it, to be shut
+   // administratively; what undoes the latter is added to `unshut`.
+   std::vector< LinkRequest > fallBack( std::vector< LinkRequest >& unshut );
    void rememberBefore();
+   void handleAnswers();
    void handleAnswer( LinkRequest& answer );
    void handleShut( LinkRequest const& answer );
    void handleOpened( LinkRequest const& answer );
    void handleReopenings( LinkRequest const& answer );
    void handleFailure( LinkRequest const& answer );
-   std::string remedyOf( LinkRequest const& failure ) const;
-   std::string nameOf( std::uint32_t index, Kelnet::IntfId port ) const;
 
    Detector& detector_;
    LinkDirectory const& links_;
    LinkControl& control_;
-   Log& log_;
    Zet::Ptr< CauseObserver > causeObserver_;
+   PortReport report_;
    unsigned int reason_ = usualReason;
-   bool releasing_ = false;
 
    Holdings holdings_;
    std::unordered_map< std::uint32_t, State > states_; // By index.

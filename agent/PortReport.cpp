@@ -1,0 +1,108 @@
+#include "agent/PortReport.h"
+
+#include <cstring>
+
+namespace Ufdd {
+
+namespace {
+
+using Means = LinkRequest::Means;
+using UplinkFailureDetection::GroupLinkStatus;
+
+// "5, 7"
+std::string
+numbersOf( std::uint32_t bits ) {
+   std::string text;
+   for ( unsigned int number = 0; bits; ++number, bits >>= 1 )
+      if ( bits & 1 )
+         text += ( text.empty() ? "" : ", " ) + std::to_string( number );
+   return text;
+}
+
+// What keeps a port without carrier that we opened.
+std::string
+othersIn( LinkRequest const& answer ) {
+   if ( answer.means == Means::adminDown || !answer.after.protoDown )
+      return "";
+   if ( answer.after.protoDownReasons == 0 )
+      return ", but it was in protodown before";
+   return ", but others keep it in protodown, for the reasons " +
+          numbersOf( answer.after.protoDownReasons );
+}
+
+} // namespace
+
+void
+PortReport::tell( LogEvent::Id id, Kelnet::IntfId port, std::string const& text ) {
+   log_.event( { .id = id, .port = port.name().view() }, text );
+}
+
+void
+PortReport::held( std::uint32_t index, Kelnet::IntfId port, std::string_view how ) {
+   tell( LogEvent::portShut, port,
+         nameOf( index, port ) + " " + std::string( how ) + ": " +
+             detector_.groupsOf( port, GroupLinkStatus::down ) );
+}
+
+void
+PortReport::overridden( LinkRequest const& answer, std::size_t maxReopenings ) {
+   tell( LogEvent::portFailure, answer.port,
+         nameOf( answer.index, answer.port ) + " overridden: someone opened it more than " +
+             std::to_string( maxReopenings ) +
+             " times in a minute; it is left open until its groups are up, though " +
+             detector_.groupsOf( answer.port, GroupLinkStatus::down ) );
+}
+
+void
+PortReport::opened( LinkRequest const& answer ) {
+   std::string reason =
+       releasing_ ? "ufdd stops" : detector_.groupsOf( answer.port, GroupLinkStatus::up );
+   if ( reason.empty() )
+      reason = "no group disables it";
+   tell( LogEvent::portReleased, answer.port,
+         nameOf( answer.index, answer.port ) + " released" + othersIn( answer ) + ": " + reason );
+}
+
+void
+PortReport::failed( LinkRequest const& answer ) {
+   tell( LogEvent::portFailure, answer.port,
+         nameOf( answer.index, answer.port ) + " can't be " + ( answer.up ? "released" : "shut" ) +
+             ": " +
+             ( answer.error == notSeen ? "it is still as it was" : std::strerror( answer.error ) ) +
+             "; " + remedyOf( answer ) );
+}
+
+std::string
+PortReport::remedyOf( LinkRequest const& failure ) const {
+   if ( releasing_ ) {
+      Link const* const link = links_.link( failure.index );
+      std::string const set =
+          "ip link set dev " + std::string( link ? link->name.view() : failure.port.name().view() );
+      return "open it with: " +
+             ( failure.means == Means::adminDown
+                   ? set + " up"
+                   : set + " protodown_reason " + std::to_string( failure.reason ) + " off && " +
+                         set + " protodown off" );
+   }
+   switch ( failure.error ) {
+   case EPERM:
+      return "ufdd needs CAP_NET_ADMIN; will try again";
+   case EBUSY:
+      return "another program holds it; will try again";
+   default:
+      return "will try again";
+   }
+}
+
+std::string
+PortReport::nameOf( std::uint32_t index, Kelnet::IntfId port ) const {
+   std::string name = "port " + std::string( port.name().view() );
+   Link const* const link = links_.link( index );
+   bool isOwn = link && link->name.view() == port.name().view();
+   links_.forEachName( index, [ & ]( Kelnet::IntfId own ) { isOwn |= own == port; } );
+   if ( link && !isOwn )
+      name += " (member " + std::string( link->name.view() ) + ")";
+   return name;
+}
+
+} // namespace Ufdd

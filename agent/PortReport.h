@@ -1,0 +1,53 @@
+#pragma once
+
+#include "agent/Detector.h"
+#include "agent/LinkControl.h"
+#include "agent/LinkDirectory.h"
+#include "agent/Log.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace Ufdd {
+
+// Tells in the log what was done about ports, and why.
+class PortReport {
+ public:
+   // Of an act that the kernel reported as done, but that was not seen.
+   static constexpr int notSeen = ESTALE;
+
+   // Borrows: all three.
+   PortReport( Detector const& detector, LinkDirectory const& links, Log& log )
+       : detector_( detector ), links_( links ), log_( log ) {}
+
+   // From now on ports are opened because the daemon stops.
+   void releasingIs( bool releasing ) { releasing_ = releasing; }
+
+   void shut( LinkRequest const& answer ) { held( answer.index, answer.port, "shut" ); }
+   void shutAgain( LinkRequest const& answer ) {
+      held( answer.index, answer.port, "shut again, someone had opened it" );
+   }
+   void leftAlone( std::uint32_t index, Kelnet::IntfId port ) {
+      held( index, port, "left as it is, administratively down already" );
+   }
+   void overridden( LinkRequest const& answer, std::size_t maxReopenings );
+   void opened( LinkRequest const& answer );
+   void failed( LinkRequest const& answer );
+
+ private:
+   void tell( LogEvent::Id id, Kelnet::IntfId port, std::string const& text );
+   void held( std::uint32_t index, Kelnet::IntfId port, std::string_view how );
+   std::string remedyOf( LinkRequest const& failure ) const;
+   // "port eth1", "port bond0 (member eth1)"
+   std::string nameOf( std::uint32_t index, Kelnet::IntfId port ) const;
+
+   Detector const& detector_;
+   LinkDirectory const& links_;
+   Log& log_;
+   bool releasing_ = false;
+};
+
+} // namespace Ufdd
