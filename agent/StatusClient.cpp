@@ -45,12 +45,12 @@ StatusClient::receive() {
 
 void
 StatusClient::send() {
-   demuxer_->handleRoom();
-   tellInStep();
+   fill();
    // In two pieces, as the buffer has them. For more it waits until the others had their turn.
    for ( int piece = 0; piece < 2 && !ended_ && unsentSize() != 0; ++piece )
       if ( !sendPiece() )
          break;
+   fill();
    if ( unsentSize() == 0 )
       stuckSince_.reset();
    if ( stuckSince_ && Zet::now() >= *deadline() )
@@ -59,7 +59,8 @@ StatusClient::send() {
 }
 
 void
-StatusClient::tellInStep() {
+StatusClient::fill() {
+   demuxer_->handleRoom();
    if ( !isInStep_ && !demuxer_->hasFlow() )
       isInStep_ = adapter_->syncModeSend( Zet::StreamAdapter::SyncMode::inStep );
 }

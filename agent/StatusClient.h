@@ -28,8 +28,7 @@ class StatusClient {
    void receive();
    // Sends what the socket takes. Called in every turn of the loop; never waits.
    void send();
-   // Whether something is left to send.
-   bool waits() const { return demuxer_->out()->unsentSize() != 0 || demuxer_->hasFlow(); }
+   // How many bytes wait until the socket takes them.
    std::size_t unsentSize() const { return demuxer_->out()->unsentSize(); }
    // When, by Zet::now(), it has to have read something; never while it reads.
    std::optional< double > deadline() const;
@@ -42,7 +41,7 @@ class StatusClient {
  private:
    using Adapter = Zet::Entity::ZetNboAttrLogSa;
 
-   void tellInStep();
+   void fill();
    bool sendPiece();
    void drop( std::string const& reason );
 

@@ -78,12 +78,13 @@ StatusServer::settle() {
       acceptAgainAt_.reset();
    }
    for ( auto const& client : clients_ ) {
-      bool const waited = client->waits();
+      bool const hadUnsent = client->unsentSize() != 0;
       client->send();
+      bool const hasUnsent = client->unsentSize() != 0;
       if ( !client->complaint().empty() )
          log_.line( "status: " + client->complaint() );
-      else if ( waited || client->waits() )
-         watch( EPOLL_CTL_MOD, client->fd(), client->waits() ? EPOLLIN | EPOLLOUT : EPOLLIN,
+      else if ( hadUnsent || hasUnsent )
+         watch( EPOLL_CTL_MOD, client->fd(), hasUnsent ? EPOLLIN | EPOLLOUT : EPOLLIN,
                 client.get() );
    }
    if ( std::erase_if( clients_, []( auto const& client ) { return client->hasEnded(); } ) != 0 )

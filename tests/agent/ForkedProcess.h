@@ -26,17 +26,18 @@ class ForkedProcess {
    ForkedProcess( ForkedProcess const& ) = delete;
    ForkedProcess& operator=( ForkedProcess const& ) = delete;
 
-   void kill() {
+   // As wait(): -SIGKILL when it was still running.
+   int kill() {
       if ( pid_ > 0 )
          ::kill( pid_, SIGKILL );
-      wait();
+      return wait();
    }
-   // The exit status, -1 when it ended otherwise.
+   // The exit status, or the negative number of the signal that ended it.
    int wait() {
-      int status = -1;
+      int status = 0;
       if ( pid_ > 0 )
          waitpid( std::exchange( pid_, 0 ), &status, 0 );
-      return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
+      return WIFEXITED( status ) ? WEXITSTATUS( status ) : -WTERMSIG( status );
    }
 
  private:

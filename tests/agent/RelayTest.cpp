@@ -50,8 +50,8 @@ struct Line {
    }
 };
 
-// Moves what comes on any of the lines, and what that has others write, until one of them ends or
-// `done` says so.
+// Moves what comes on any of the lines, and what that has others write, until `done` says so. False
+// when a line ends before, or nothing comes any more.
 template < class Done >
 bool
 move( std::initializer_list< Line > lines, Done done ) {
@@ -62,7 +62,8 @@ move( std::initializer_list< Line > lines, Done done ) {
             return false;
       for ( Line const& line : lines )
          readable.push_back( { line.socket.fd(), POLLIN, 0 } );
-      poll( readable.data(), readable.size(), 5000 );
+      if ( poll( readable.data(), readable.size(), 5000 ) == 0 )
+         return false;
       std::size_t place = 0;
       for ( Line const& line : lines )
          if ( readable[ place++ ].revents != 0 && !line.receive() )

@@ -82,8 +82,9 @@ class StatusCrashTest : public testing::Test {
          return true;
       } );
    }
-   void killServer() { server_->kill(); }
-   void killClient() { client_->kill(); }
+   // Which have run until then.
+   void killServer() { EXPECT_EQ( server_->kill(), -SIGKILL ); }
+   void killClient() { EXPECT_EQ( client_->kill(), -SIGKILL ); }
 
    // What the server has, which is not changed until go().
    std::string pausedState() const {

@@ -69,7 +69,8 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    ASSERT_TRUE( hasSeen( "state:up transition:down" ) ) << watch.output();
    auto const [ text, status ] = ufdctl( { "show", "--json" } );
    EXPECT_EQ( status, 0 );
-   for ( Json const& group : Json::parse( text )[ "groups" ] ) {
+   Json const shown = Json::parse( text );
+   for ( Json const& group : shown[ "groups" ] ) {
       EXPECT_EQ( group[ "linkStatus" ], "down" ) << text;
       EXPECT_EQ( group[ "timesDisabled" ], 1 );
       EXPECT_LT( group[ "secondsSince" ], 5 );
