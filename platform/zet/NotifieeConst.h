@@ -56,8 +56,8 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    bool isRegisteredNotifiee() const noexcept { return registered_; }
    Zet_BitSet zet_bitSet() const noexcept { return bits_; }
 
-   // Whether it takes all attributes alike: its reactor, a StreamAdapter, is told the id and the key
-   // in the place of a handler. A plain flag, since every delivery asks.
+   // Whether it takes all attributes alike: its reactor, a StreamAdapter, is told the id and the
+   // key in the place of a handler. A plain flag, since every delivery asks.
    bool zetHearsAlike() const noexcept { return hearsAlike_; }
 
    // An uncounted notifier lives and dies without regard to this notifiee.

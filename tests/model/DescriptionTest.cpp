@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-
 using namespace Tests;
 
 namespace {
@@ -28,32 +26,6 @@ TEST( Description, namesTheAttributes ) {
    expectAttributes( *Sample< Ufd::Config >().entity, { "group" } );
    expectAttributes( *Sample< Ufd::Status >().entity, { "group" } );
    expectAttributes( *Sample< Ufd::Root >().entity, { "uplinkFailureDetectionSm" } );
-}
-
-// The library's own descriptor, not a second one of this program.
-template < class E >
-void
-expectType( char const* name ) {
-   Zet::Ptr< Zet::ZetType const > const type = Sample< E >().entity->fwkType();
-   EXPECT_EQ( type->name(), name );
-   EXPECT_EQ( type, E::_fwkType() );
-   EXPECT_EQ( type->base(), Zet::Entity::_fwkType() );
-   EXPECT_TRUE( type->isNondestructing() );
-   auto const& derived = type->base()->derivedTypes();
-   EXPECT_EQ( std::count( derived.begin(), derived.end(), type ), 1 ) << name;
-}
-
-TEST( Description, hasOneTypeDescriptorEach ) {
-   expectType< Ufd::GroupConfig >( "GroupConfig" );
-   expectType< Ufd::GroupStatus >( "GroupStatus" );
-   expectType< Ufd::Config >( "Config" );
-   expectType< Ufd::Status >( "Status" );
-   expectType< Ufd::Root >( "Root" );
-   EXPECT_EQ( Zet::Entity::_fwkType()->base(), Zet::PtrInterface::_fwkType() );
-   auto const status = Ufd::_fwkType_GroupLinkStatus();
-   EXPECT_EQ( status->name(), "GroupLinkStatus" );
-   EXPECT_EQ( status->base(), nullptr );
-   EXPECT_EQ( Ufd::_fwkType_GroupLinkStatus(), status );
 }
 
 } // namespace

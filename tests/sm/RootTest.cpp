@@ -1,5 +1,4 @@
 #include "tests/sm/Scenario.h"
-#include "tests/support/Failures.h"
 
 #include <gmock/gmock.h>
 #include <stdexcept>
@@ -153,28 +152,6 @@ TEST( Root, GoesWithItsMachineAndTellsOnce ) {
    EXPECT_EQ( observer->told, 1 );
    world.config->groupIs( name( 'h' ) );
    EXPECT_EQ( world.state(), "g:down#0@0 |" );
-}
-
-TEST( Root, AFailingObserverLeavesTheNewMachineStored ) {
-   World world;
-   auto const thrower = observe( world );
-   auto const next = observe( world );
-   thrower->act = [] { throw std::runtime_error( "thrown" ); };
-   Tests::CollectedFailures const failures;
-   world.apply( "start" );
-   EXPECT_NE( world.sm(), nullptr );
-   EXPECT_EQ( next->told, 1 );
-   EXPECT_THAT( failures.texts, testing::ElementsAre( "/root: a handler of "
-                                                      "uplinkFailureDetectionSm failed: thrown" ) );
-}
-
-TEST( Root, FactoriesMakeEntitiesThatNobodyElseHolds ) {
-   auto const root = rootFactory( "r" );
-   EXPECT_EQ( root->name(), "r" );
-   EXPECT_EQ( root->references(), 1u );
-   EXPECT_EQ( root->uplinkFailureDetectionSm(), nullptr );
-   EXPECT_EQ( configFactory( "c" )->references(), 1u );
-   EXPECT_EQ( statusFactory( "s" )->references(), 1u );
 }
 
 } // namespace
