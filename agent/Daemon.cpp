@@ -38,7 +38,6 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
       retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ),
       nextTimer_( loop_.timer< &Daemon::handleNextTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
-      statusServer_( options.socket, agent_.status(), log ),
       statusTimer_( loop_.timer< &Daemon::handleStatusTime >( *this ) ) {
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),
@@ -50,7 +49,6 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
    loop_.onSignal< &Daemon::handleReload >( SIGHUP, *this );
    loop_.onSignal< &Daemon::handleStatus >( SIGUSR2, *this );
    loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );
-   loop_.onReadableAtLeisure< &StatusServer::handleReady >( statusServer_.fd(), statusServer_ );
    Zet::notificationFailureSinkIs( [ this ]( Zet::NotificationFailure const& failure ) {
       log_.line( "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
                  std::string( failure.attribute.view() ) + ": " +
@@ -64,6 +62,8 @@ Daemon::~Daemon() {
 
 bool
 Daemon::run( ConfigFile const& config ) {
+   statusServer_.emplace( options_.socket, agent_.status(), log_ );
+   loop_.onReadableAtLeisure< &StatusServer::handleReady >( statusServer_->fd(), *statusServer_ );
    try {
       tellWarnings( config );
       agent_.protoDownReasonIs( config.protoDownReason );
@@ -97,7 +97,8 @@ Daemon::handleTurnEnd() {
    if ( source_.takeNews() )
       carrierWatch_.handleNews();
    agent_.settle();
-   statusServer_.settle();
+   if ( statusServer_ )
+      statusServer_->settle();
    setTimers();
    manager_.statusIs( agent_.summary() + remark_ );
    log_.flush();
@@ -118,7 +119,9 @@ Daemon::setTimers() {
       nextTimer_.fireIn( static_cast< std::uint64_t >( seconds * 1e6 ) + 1 );
       nextTime_ = next;
    }
-   if ( auto const due = statusServer_.dueIn(); due && !statusTimerOn_ ) {
+   if ( !statusServer_ )
+      return;
+   if ( auto const due = statusServer_->dueIn(); due && !statusTimerOn_ ) {
       // Rounded up, for the limit to have passed.
       statusTimer_.fireIn( static_cast< std::uint64_t >( *due * 1e6 ) + 1 );
       statusTimerOn_ = true;
@@ -129,12 +132,6 @@ void
 Daemon::handleRetryTime() {
    retryTimerOn_ = false;
    agent_.retry();
-}
-
-// The end of this turn does what is due.
-void
-Daemon::handleStatusTime() {
-   statusTimerOn_ = false;
 }
 
 // That a timer fires is no proof of life; the end of the turn that it begins is.

@@ -54,7 +54,8 @@ class Daemon {
    void tellWarnings( ConfigFile const& config );
    void watchUplinks( ConfigFile const& config );
    void setTimers();
-   void handleStatusTime();
+   // The end of this turn does what is due.
+   void handleStatusTime() { statusTimerOn_ = false; }
 
    DaemonOptions const options_;
    BufferedLog& log_;
@@ -73,7 +74,7 @@ class Daemon {
    bool isAliveDue_ = false;
    bool isLeaving_ = false;
    std::string remark_; // Follows the status that the service manager is told.
-   StatusServer statusServer_;
+   std::optional< StatusServer > statusServer_; // While it runs.
    EventLoop::Source& statusTimer_;
    bool statusTimerOn_ = false;
 };
