@@ -9,7 +9,7 @@
 namespace Reflect {
 
 // The types that register together.
-class Unit {
+class ZET_EXPORT Unit {
  public:
    using TypeMaker = Zet::Ptr< Zet::ZetType const > ( * )();
    using Announcement = void ( * )( Zet::IntrospectionReactor& );

@@ -82,20 +82,20 @@ ZetType::handleGenericIfSupport() {}
 
 Ptr< ZetAttr >
 ZetType::attr( Name const& name ) const noexcept {
-   for ( Ptr< ZetAttr > const& attribute : attributes_ )
-      if ( attribute->name() == name )
-         return attribute;
-   return nullptr;
+   auto const found = attributesByName_.find( name );
+   return found != attributesByName_.end() ? found->second : nullptr;
 }
 
 void
 ZetType::attrIs( Ptr< ZetAttr > const& attribute ) {
    attrDel( attribute->name() );
    attributes_.push_back( attribute );
+   attributesByName_[ attribute->name() ] = attribute.get();
 }
 
 void
 ZetType::attrDel( Name const& name ) {
+   attributesByName_.erase( name );
    std::erase_if( attributes_, [ & ]( Ptr< ZetAttr > const& one ) { return one->name() == name; } );
 }
 

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace Zet {
@@ -100,6 +101,10 @@ class ZET_EXPORT ZetType : public PtrInterface {
    static constexpr std::uint32_t enumBit = 1u << 2;
    static constexpr std::uint32_t genericIfBit = 1u << 29;
 
+   struct NameHash {
+      std::size_t operator()( Name const& name ) const noexcept { return name.hash(); }
+   };
+
    bool flag( std::uint32_t bit ) const noexcept { return ( flags_ & bit ) != 0; }
    void flagIs( std::uint32_t bit, bool on ) noexcept {
       flags_ = on ? flags_ | bit : flags_ & ~bit;
@@ -112,6 +117,7 @@ class ZET_EXPORT ZetType : public PtrInterface {
    std::size_t instanceSize_ = 0;
    std::vector< Argument > arguments_;
    std::vector< Ptr< ZetAttr > > attributes_;
+   std::unordered_map< Name, ZetAttr*, NameHash > attributesByName_;
    Ptr< ZetAttr > valueAttr_;
    // Grows as types are made; the types that derive do not change what this one is.
    mutable std::vector< Ptr< ZetType const > > derivedTypes_;

@@ -89,7 +89,8 @@ TEST_F( KernelTest, killedAtAnyMomentLosesNoPort ) {
    auto const way = arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\" ]\n"
                                "disable = [ \"d1\", \"d2\" ]\n" );
    std::mt19937 random( std::random_device{}() );
-   std::uniform_int_distribution< int > microseconds( 0, 2500 );
+   // About as long as a reaction takes, so that many kills come before the act is done.
+   std::uniform_int_distribution< int > microseconds( 0, 400 );
    std::uint32_t expected = transitions( "d1-far" );
    ASSERT_EQ( transitions( "d2-far" ), expected );
    std::optional< Process > ufdd;
@@ -111,7 +112,6 @@ TEST_F( KernelTest, killedAtAnyMomentLosesNoPort ) {
    }
    RecordProperty( "killedBeforeTheActWasDone", caughtBefore );
    EXPECT_GT( caughtBefore, 0 );
-   EXPECT_LT( caughtBefore, 50 );
 }
 
 // What counts is how the links are in the end, be it that old news wait or that they were lost.

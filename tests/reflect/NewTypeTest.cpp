@@ -148,6 +148,38 @@ Gauge::_fwkType() {
 
 } // namespace
 
+// Says whether it is ready, and counts the name spaces that it is told of.
+class LateReactor final : public Zet::IntrospectionReactor {
+ public:
+   bool isReady() const override { return ready; }
+   void handleNameSpace( char const* name ) override {
+      IntrospectionReactor::handleNameSpace( name );
+      ++told;
+   }
+   bool ready = false;
+   int told = 0;
+};
+
+TEST( NewType, IsRegisteredOnceWhenTheReactorIsReady ) {
+   auto const listener = Zet::make< LateReactor >();
+   Zet::IntrospectionReactor::globalIs( listener );
+   bool registered = false;
+   auto const registration = [ & ] {
+      Reflect::Unit::registrationIs( registered, "Tests", { Gauge::_fwkType },
+                                     { Reflect::announce< Gauge > } );
+   };
+   registration();
+   EXPECT_FALSE( registered );
+   EXPECT_EQ( 0, listener->told );
+   EXPECT_EQ( "Gauge", Gauge::_fwkType()->name() );
+   listener->ready = true;
+   registration();
+   EXPECT_TRUE( registered );
+   registration();
+   EXPECT_EQ( 1, listener->told );
+   Zet::IntrospectionReactor::globalIs( nullptr );
+}
+
 TEST( NewType, IsReflectedAndAnnouncedByItsRows ) {
    auto const reactor = Zet::make< Zet::IntrospectionReactor >();
    reactor->handleNameSpace( "Tests" );
