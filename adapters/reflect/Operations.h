@@ -74,24 +74,9 @@ operate( T& object, Notify::Scalar< Get, Set, OnChange > const& row, Request con
    ( object.*Set )( request.valueAs< ValueTypeOf< Get > >() );
    return nullptr;
 }
-template < class T, auto Get >
-Interface
-operate( T& object, Notify::Constant< Get > const& row, Request const& request ) {
-   return read( object, row, request );
-}
-template < class T, auto Get >
-Interface
-operate( T& object, Notify::Derived< Get > const& row, Request const& request ) {
-   return read( object, row, request );
-}
-template < class T, auto Get >
-Interface
-operate( T& object, Notify::WatchedReference< Get > const& row, Request const& request ) {
-   return read( object, row, request );
-}
-template < class T, auto Get >
-Interface
-operate( T& object, Notify::HeldReference< Get > const& row, Request const& request ) {
+template < class T, class R >
+requires isReadOnly< R > Interface
+operate( T& object, R const& row, Request const& request ) {
    return read( object, row, request );
 }
 

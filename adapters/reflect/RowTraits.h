@@ -64,6 +64,10 @@ template < auto G > inline constexpr bool isReference< Notify::HeldReference< G 
 template < class R > inline constexpr bool isDerived = false;
 template < auto G > inline constexpr bool isDerived< Notify::Derived< G > > = true;
 
+// What is read and neither set nor called.
+template < class R > inline constexpr bool isReadOnly = isReference< R > || isDerived< R >;
+template < auto G > inline constexpr bool isReadOnly< Notify::Constant< G > > = true;
+
 template < class R > inline constexpr bool isCollection = requires {
    R::members;
 };
