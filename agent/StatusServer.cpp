@@ -51,8 +51,14 @@ StatusServer::accept() {
       return;
    if ( clients_.size() == clientLimit )
       return refuse();
-   clients_.push_back( std::make_unique< StatusClient >( std::move( stream ), status_ ) );
-   watch( EPOLL_CTL_ADD, clients_.back()->fd(), EPOLLIN, clients_.back().get() );
+   // Nobody who only asks for the status may end the daemon.
+   try {
+      auto client = std::make_unique< StatusClient >( std::move( stream ), status_ );
+      watch( EPOLL_CTL_ADD, client->fd(), EPOLLIN, client.get() );
+      clients_.push_back( std::move( client ) );
+   } catch ( std::exception const& failure ) {
+      log_.line( std::string( "status: a client could not be served: " ) + failure.what() );
+   }
 }
 
 void

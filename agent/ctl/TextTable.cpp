@@ -4,6 +4,13 @@
 
 namespace Ufdd {
 
+std::size_t
+TextTable::width( std::string_view text ) {
+   // Bytes that continue a character of UTF-8 take no place of their own.
+   return static_cast< std::size_t >(
+       std::ranges::count_if( text, []( char c ) { return ( c & 0xc0 ) != 0x80; } ) );
+}
+
 std::string
 TextTable::coloured( std::string_view text, std::string_view colour ) {
    return colour.empty() ? std::string( text )
@@ -15,15 +22,15 @@ TextTable::text() const {
    std::vector< std::size_t > widths( rows_.front().size() );
    for ( auto const& row : rows_ )
       for ( std::size_t i = 0; i < row.size(); ++i )
-         widths[ i ] = std::max( widths[ i ], row[ i ].text.size() );
+         widths[ i ] = std::max( widths[ i ], width( row[ i ].text ) );
    std::string text;
    for ( auto const& row : rows_ ) {
       text += indent_;
       for ( std::size_t i = 0; i < row.size(); ++i ) {
          text += coloured( row[ i ].text, row[ i ].colour );
          // The last column is not filled up.
-         text +=
-             i + 1 < row.size() ? std::string( widths[ i ] - row[ i ].text.size() + 2, ' ' ) : "\n";
+         text += i + 1 < row.size() ? std::string( widths[ i ] - width( row[ i ].text ) + 2, ' ' )
+                                    : "\n";
       }
    }
    return text;

@@ -26,6 +26,8 @@ class TextTable {
    void row( std::vector< Cell > cells ) { rows_.push_back( std::move( cells ) ); }
    std::string text() const;
 
+   // How many places the text takes on a terminal: one a character.
+   static std::size_t width( std::string_view text );
    // The text with its colour, which ends there.
    static std::string coloured( std::string_view text, std::string_view colour );
 

@@ -57,7 +57,7 @@ Watcher::showStates() {
    auto const groups = groupsShown( *status_, wanted_ );
    begun_ = true;
    for ( auto const& group : groups )
-      nameWidth_ = std::max( nameWidth_, group->zetName().size() );
+      nameWidth_ = std::max( nameWidth_, TextTable::width( group->zetName().view() ) );
    for ( auto const& group : groups )
       if ( style_.asJson )
          object( "state", { { "group", group->zetName().c_str() },
@@ -111,8 +111,9 @@ Watcher::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus 
 
 std::string
 Watcher::padded( Zet::Name const& name ) {
-   nameWidth_ = std::max( nameWidth_, name.size() );
-   return std::string( name.view() ).append( nameWidth_ - name.size() + 2, ' ' );
+   std::size_t const width = TextTable::width( name.view() );
+   nameWidth_ = std::max( nameWidth_, width );
+   return std::string( name.view() ).append( nameWidth_ - width + 2, ' ' );
 }
 
 std::string
