@@ -105,6 +105,9 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    void handleReplayRequest( Zet::AttributeId id ) override;
 
  private:
+   // Runs the handler of that attribute, as the class of T has it.
+   template < std::size_t I, class... K > void handle( K const&... key );
+
    // Writing.
    template < std::size_t I > bool writesNow();
    template < std::size_t I > void defer();
@@ -112,7 +115,7 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    template < std::size_t I > bool interrupted( Key< I > const& key );
    template < class... V >
    bool write( Zet::AttributeId id, std::uint32_t creation, V const&... value );
-   template < class Operation > void guarded( Zet::AttributeId id, Operation operation );
+   template < class Operation > bool guarded( Zet::AttributeId id, Operation operation );
    template < std::size_t I > void serializeChild( Zet::Ptr< Member< I > > const& child );
    template < std::size_t I >
    Zet::Ptr< AdapterOf< Member< I > > >
@@ -128,7 +131,6 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    struct Record {
       Zet::NboAttrLog::In& in;
       bool isLocal;
-      bool createsEntity;
    };
    void read( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
               Record const& record );
@@ -201,12 +203,17 @@ EntityAdapter< T >::notifierIs( Zet::Ptr< Zet::PtrInterface const > const& objec
    if ( entity == notifier() )
       return;
    // Another entity has another id.
+   Zet::Ptr< Base > const self( this );
    Zet::Ptr< Zet::NboAttrLog::Out > const out = nboAttrLogOut();
+   bool const isRoot = demuxer() && demuxer()->rootAdapterDel( *this );
    doRemountSelf( nullptr );
    notifierReplace( entity );
    observer_->notifierIs( entity );
-   if ( entity )
-      doRemountSelf( out );
+   if ( !entity )
+      return;
+   doRemountSelf( out );
+   if ( isRoot && demuxer() )
+      demuxer()->rootAdapterIs( self );
 }
 
 template < class T >

@@ -9,13 +9,15 @@ namespace AttrLog {
 // What one record's writing throws is reported, and the flow goes on with the next.
 template < class T >
 template < class Operation >
-void
+bool
 EntityAdapter< T >::guarded( Zet::AttributeId id, Operation operation ) {
    try {
       Zet::Expect const expect( 0 );
       operation();
+      return true;
    } catch ( ... ) {
       this->onNotificationException( id );
+      return false;
    }
 }
 
@@ -94,12 +96,17 @@ EntityAdapter< T >::flowStep( Zet::AttributeId& next ) {
    bool isComplete = true;
    flow()->attrIdIs( id );
    if ( flow()->template isDirty< I >() ) {
-      if constexpr ( CollectionRow< Row< I > > ) {
-         isComplete = serializeColl< I >();
-         if ( isComplete && flow() )
-            flow()->template replayed< I >();
-      } else
-         guarded( id, [ this ] { changed< I >(); } );
+      bool const isWritable = guarded( id, [ & ] {
+         if constexpr ( CollectionRow< Row< I > > ) {
+            isComplete = serializeColl< I >();
+            if ( isComplete && flow() )
+               flow()->template replayed< I >();
+         } else
+            handle< I >();
+      } );
+      // It would fail again at every turn.
+      if ( !isWritable && flow() )
+         flow()->template dirtyIs< I >( false );
    }
    if ( !flow() )
       return true;

@@ -24,6 +24,8 @@ template < class E > class GroupCollectionLog : public AttrLog::EntityAdapter< E
 
    virtual void onIsNondestructing() { this->template changed< 0 >(); }
    virtual void onGroup( Zet::Name name ) { this->template changed< group >( name ); }
+   static constexpr std::tuple handlers{ &GroupCollectionLog::onIsNondestructing,
+                                         &GroupCollectionLog::onGroup };
 
    void zetHandleGroupSerializeSing( Zet::Name name, Zet::Ptr< Member > const& member ) {
       this->template serializeSing< group >( name, member.get() );

@@ -18,6 +18,10 @@ class ZET_EXPORT GroupConfig::ZetNboAttrLogSa : public AttrLog::EntityAdapter< G
    virtual void onIntfsToMonitor( Kelnet::IntfId intfId );
    virtual void onIntfsToDisable( Kelnet::IntfId intfId );
    virtual void onMinLinks();
+   static constexpr std::tuple handlers{ &ZetNboAttrLogSa::onIsNondestructing,
+                                         &ZetNboAttrLogSa::onIntfsToMonitor,
+                                         &ZetNboAttrLogSa::onIntfsToDisable,
+                                         &ZetNboAttrLogSa::onMinLinks };
 
    void zetHandleIntfsToMonitorSerializeSing( Kelnet::IntfId intfId, bool watched, bool deleted );
    bool zetHandleIntfsToMonitorSerializeColl();

@@ -23,6 +23,10 @@ class ZET_EXPORT GroupStatus::ZetNboAttrLogSa : public AttrLog::EntityAdapter< G
    virtual void onGroupLinkStatus();
    virtual void onNumTimesDisabled();
    virtual void onPrevDisabledTime();
+   static constexpr std::tuple handlers{ &ZetNboAttrLogSa::onIsNondestructing,
+                                         &ZetNboAttrLogSa::onGroupLinkStatus,
+                                         &ZetNboAttrLogSa::onNumTimesDisabled,
+                                         &ZetNboAttrLogSa::onPrevDisabledTime };
 
  protected:
    ~ZetNboAttrLogSa() override;

@@ -20,13 +20,12 @@ EntityAdapter< T >::handleAttrDeserialization( Zet::AttributeId id, Deserializat
    Zet::Ptr< Zet::NboAttrLog::Demuxer > const connection( demuxer() );
    bool const isLocal = !in;
    if ( !isLocal )
-      return read( id, options, n, { *input, isLocal, options.createsEntity } );
+      return read( id, options, n, { *input, isLocal } );
    if ( bit( applyingBit ) )
       Zet::throwInternalException( "entity reactor is already active" );
    Zet::BitScope const applying( *this, applyingBit );
-   if ( bit( readOnlyRemoteBit ) && !readOnlyRemoteOk( id ) && !convertedToWritable( false ) )
-      Zet::throwInternalException( "write-update from readonly proxy: " + entity->fullName() );
-   read( id, options, n, { *input, isLocal, options.createsEntity } );
+   requireWritable( id );
+   read( id, options, n, { *input, isLocal } );
 }
 
 template < class T >
@@ -64,9 +63,7 @@ EntityAdapter< T >::read( Zet::AttributeId id, DeserializationOptions options, u
       if ( mode > static_cast< unsigned int >( SyncMode::lost ) )
          record.in.malformed( std::to_string( mode ) + " is none" );
       record.in.payloadEnd();
-      if ( record.isLocal )
-         handleSyncMode( Zet::SyncModeInstance( mode ) );
-      return;
+      return handleSyncMode( Zet::SyncModeInstance( mode ) );
    }
    if ( id == Zet::replayRequestAttributeId )
       scanReplayRequest( record.in );
@@ -81,7 +78,7 @@ EntityAdapter< T >::readValue( Record const& record ) {
    record.in.payloadEnd();
    countIfUnknown( value, *record.in.demuxer() );
    if ( !record.isLocal )
-      changed< I >();
+      handle< I >();
    else if ( row< I >().id != Zet::isNondestructingAttributeId ||
              demuxer()->peerSetsNondestructing() )
       ( notifier()->*Row< I >::set )( value );
@@ -97,7 +94,7 @@ EntityAdapter< T >::readMember( Record const& record ) {
    record.in.payloadEnd();
    countIfUnknown( value, *record.in.demuxer() );
    if ( !record.isLocal )
-      return changed< I >( key );
+      return handle< I >( key );
    ( notifier()->*Row< I >::set )( key, value );
    if ( Member< I >* const member = members< I >().find( key ) )
       member->zetMarkedForDeletionIs( false );
@@ -110,7 +107,7 @@ EntityAdapter< T >::readMemberDeletion( Record const& record ) {
    Key< I > const key = Codec< Key< I > >::read( record.in );
    record.in.payloadEnd();
    if ( !record.isLocal )
-      return changed< I >( key );
+      return handle< I >( key );
    deleteMember< I >( key );
 }
 
@@ -121,7 +118,7 @@ EntityAdapter< T >::deleteMember( Key< I > const& key ) {
    ( notifier()->*Row< I >::del )( key );
    if constexpr ( EntitiesRow< Row< I > > )
       if ( !members< I >().find( key ) )
-         childDel( { row< I >().id, key }, false );
+         childDel( { row< I >().id, key } );
 }
 
 template < class T >
@@ -129,21 +126,15 @@ template < std::size_t I >
 void
 EntityAdapter< T >::readChild( Record const& record ) {
    Zet::NboAttrLog::In& in = record.in;
-   std::size_t const start = in.position();
    Zet::Name const name = in.nextString();
-   bool const hasId = in.left() != 0;
-   if ( hasId != record.createsEntity )
-      in.malformedAt( Zet::NboAttrLog::In::creationAt, "header field 6, the creation",
-                      "it does not fit " + std::to_string( in.position() - start + in.left() ) +
-                          " bytes of payload" );
-   if ( !hasId )
+   if ( in.left() == 0 )
       return readChildWithoutId< I >( record, name );
    Zet::EntityId const id = nextChildId< I >( in, name );
    if ( record.isLocal )
       return createChild< I >( in, name, id );
    if ( !demuxer()->adapter( id ) )
       demuxer()->retire( id );
-   changed< I >( name );
+   handle< I >( name );
 }
 
 // A name alone asks for what is known here under that name.
@@ -152,9 +143,10 @@ template < std::size_t I >
 void
 EntityAdapter< T >::readChildWithoutId( Record const& record, Zet::Name const& name ) {
    record.in.payloadEnd();
+   // No id is named, and so none is dropped.
    if ( record.isLocal )
       demuxer()->checkEphemeralEntityDeletion( members< I >().find( name ), {}, true );
-   changed< I >( name );
+   handle< I >( name );
 }
 
 // The child's id, which is free or that of the member of that name.
@@ -231,7 +223,8 @@ EntityAdapter< T >::scanReplayRequest( Zet::NboAttrLog::In& in ) {
    std::size_t const start = in.position();
    for ( Zet::AttributeId const id : nextReplayRequest( in ) )
       forEachSerialized< T >( [ & ]( auto i ) {
-         // A child whose creation a peer has missed is named once more, with all that it has.
+         // A child whose creation the peer has missed is named once more, with all that it has,
+         // before anything else of the list.
          if constexpr ( EntitiesRow< Row< i > > )
             if ( ( id == row< i >().id || id == -row< i >().id ) && flowNeeded() )
                flow()->template restart< i >();
@@ -243,8 +236,9 @@ template < class T >
 void
 EntityAdapter< T >::handleReplayRequest( Zet::AttributeId id ) {
    forEachSerialized< T >( [ & ]( auto i ) {
-      if ( ( id == row< i >().id || id == -row< i >().id ) && flowNeeded() )
-         flow()->template restart< i >();
+      if constexpr ( !EntitiesRow< Row< i > > )
+         if ( ( id == row< i >().id || id == -row< i >().id ) && flowNeeded() )
+            flow()->template restart< i >();
    } );
 }
 
@@ -257,6 +251,8 @@ EntityAdapter< T >::handleAttrTransaction( Zet::AttributeId id, AttrTransactionT
    Zet::Ptr< Zet::NboAttrLog::Demuxer > const connection( demuxer() );
    if ( !connection )
       return;
+   if ( type != AttrTransactionType::abort )
+      requireWritable( id );
    if ( type == AttrTransactionType::open && !bit( deafBit ) )
       connection->flowInIs( entityId() ).aidIs( id );
    else if ( Zet::NboAttrLog::FlowIn* const flow = connection->flowIn( entityId() );

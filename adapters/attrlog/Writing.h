@@ -66,6 +66,17 @@ EntityAdapter< T >::refused() {
 }
 
 template < class T >
+template < std::size_t I, class... K >
+void
+EntityAdapter< T >::handle( K const&... key ) {
+   if constexpr ( requires { AdapterOf< T >::handlers; } )
+      ( static_cast< AdapterOf< T >& >( *this ).*
+        std::get< I >( AdapterOf< T >::handlers ) )( key... );
+   else
+      changed< I >( key... );
+}
+
+template < class T >
 template < std::size_t I >
 void
 EntityAdapter< T >::changed() {
@@ -95,8 +106,7 @@ EntityAdapter< T >::serializeSing( Key< I > const& key, Member< I > const* membe
       if ( writesNow< I >() )
          serializeChild< I >( Zet::Ptr< Member< I > >( const_cast< Member< I >* >( member ) ) );
    } else {
-      childDel( { row< I >().id, key },
-                !bit( applyingBit ) && !handlingFlowInFor( row< I >().id ) );
+      childDel( { row< I >().id, key } );
       if ( writesNow< I >() && !write( -row< I >().id, 0, key ) )
          refused< I >();
    }
@@ -146,11 +156,11 @@ EntityAdapter< T >::announceChild( Zet_BitSet mask, Zet::Ptr< Member< I > > cons
                                    Zet::PtrInterface* owner ) {
    auto adapter = nboAttrLogAdapter< I >( *child );
    bool const isNew = !adapter;
-   if ( isNew ) {
+   if ( isNew )
       adapter = newAdapter< Member< I > >( mask, child, flags, out, owner );
-      childIs( { row< I >().id, child->zetName() }, adapter );
-   } else
+   else
       adapter->notificationMaskIs( mask );
+   childIs( { row< I >().id, child->zetName() }, adapter );
    if ( adapter->bit( announcedBit ) )
       return adapter;
    bool written = false;
@@ -159,13 +169,13 @@ EntityAdapter< T >::announceChild( Zet_BitSet mask, Zet::Ptr< Member< I > > cons
                        adapter->entityId() );
    } catch ( ... ) {
       // The peer does not know the child, so nothing of it is written either.
-      childDel( { row< I >().id, child->zetName() }, false );
+      childDel( { row< I >().id, child->zetName() } );
       throw;
    }
    if ( written )
       return adapter;
    if ( isNew )
-      childDel( { row< I >().id, child->zetName() }, false );
+      childDel( { row< I >().id, child->zetName() } );
    return nullptr;
 }
 
@@ -190,7 +200,7 @@ template < class T >
 template < std::size_t I >
 Zet::Ptr< Zet::Entity::ZetNboAttrLogSa >
 EntityAdapter< T >::nboAttrLogAdapterDel( Member< I > const& child ) {
-   return childDel( { row< I >().id, child.zetName() }, false );
+   return childDel( { row< I >().id, child.zetName() } );
 }
 
 template < class T >
@@ -212,11 +222,11 @@ EntityAdapter< T >::doNotification( Zet::AttributeId id, void* key ) {
       if constexpr ( CollectionRow< Row< i > > ) {
          if ( id != row< i >().id && id != -row< i >().id )
             return;
-         changed< i >( *static_cast< Key< i > const* >( key ) );
+         handle< i >( *static_cast< Key< i > const* >( key ) );
       } else {
          if ( id != row< i >().id )
             return;
-         changed< i >();
+         handle< i >();
       }
       handled = true;
    } );
@@ -227,6 +237,8 @@ EntityAdapter< T >::doNotification( Zet::AttributeId id, void* key ) {
 template < class T >
 void
 EntityAdapter< T >::doRemountSelf( Zet::Ptr< Zet::NboAttrLog::Out > const& out ) {
+   if ( out == nboAttrLogOut() )
+      return;
    Base::doRemountSelf( out );
    if ( !notifier() )
       return;

@@ -174,6 +174,8 @@ class ZET_EXPORT Entity::ZetNboAttrLogSa : public StreamAdapter {
    bool mayWrite( AttributeId id );
    // Whether the change comes from closing the replay of that collection.
    bool handlingFlowInFor( AttributeId id ) const;
+   // Throws: InternalException when a peer may not write that attribute here.
+   void requireWritable( AttributeId id );
    bool readOnlyRemoteOk( AttributeId id ) const noexcept;
    [[noreturn]] void doThrowReadOnly( AttributeId id );
    // False when it was refused.
@@ -189,9 +191,8 @@ class ZET_EXPORT Entity::ZetNboAttrLogSa : public StreamAdapter {
    }
    // Owns: the child's adapter, in the place of an earlier one.
    void childIs( ChildKey key, Ptr< ZetNboAttrLogSa > const& child );
-   // Lets go of the child's adapter, which keeps no output. `isOurs`: the removal began here, and
-   // records for the child may be on their way.
-   Ptr< ZetNboAttrLogSa > childDel( ChildKey const& key, bool isOurs );
+   // Lets go of the child's adapter, which keeps no output.
+   Ptr< ZetNboAttrLogSa > childDel( ChildKey const& key );
    // Gives a child the parent's manners.
    void doFixChildFlags( ZetNboAttrLogSa& child ) const;
    PtrInterface* owner() const noexcept { return owner_; }

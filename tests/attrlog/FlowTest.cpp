@@ -132,6 +132,59 @@ TEST_P( Flow, tellsOfAReplayThatIsGivenUp ) {
    full.expectEqual();
 }
 
+// What a peer asks for is replayed from its beginning, whatever replay was under way.
+TEST_P( Flow, answersAReplayRequest ) {
+   Full< Ufd::Config > full( GetParam() );
+   full.moved();
+   auto const requested = [ & ]( LogAdapter& adapter, Zet::AttributeId id ) {
+      adapter.replayRequestSend( { id } );
+      EXPECT_TRUE( full.writer.receive( taken( *full.reader.demuxer ) ) ) << full.writer.error();
+      full.writer.demuxer->handleRoom();
+      return recordsIn( full.moved() );
+   };
+   auto const root = full.reader.adapter();
+   EXPECT_EQ( requested( *root, 258 ), "258+ 258 6 258+ 258- 259+ 259- 260 258-" );
+   EXPECT_EQ( requested( *root, -258 ), requested( *root, 258 ) );
+   auto const group = full.reader.root->group( "g" )->zetNboAttrLogSa( full.reader.demuxer->out() );
+   EXPECT_EQ( requested( *group, 260 ), "260" );
+   full.changeMany( &Ufd::GroupConfig::intfsToDisableIs );
+   full.moved();
+   full.writer.demuxer->handleRoom();
+   full.moved();
+   EXPECT_EQ( requested( *group, 259 ).substr( 0, 9 ), "259! 259+" );
+   full.echoed = 0;
+   full.expectEqual();
+}
+
+// A proxy that may not write fails once, and neither the host nor the next turn hears of it again.
+TEST_P( Flow, givesUpWhatMayNotBeWritten ) {
+   Full< Ufd::Config > full( GetParam() );
+   full.group->minLinksIs( 7 );
+   full.writer.root->groupIs( "h" );
+   for ( auto const& adapter :
+         { full.group->zetNboAttrLogSa( full.writer.demuxer->out() ), full.writer.adapter() } )
+      adapter->bitIs( LogAdapter::readOnlyBit, true );
+   CollectedFailures const failures;
+   full.moved();
+   full.writer.demuxer->handleRoom();
+   EXPECT_EQ( failures.texts.size(), 2u );
+   full.writer.demuxer->handleRoom();
+   EXPECT_EQ( failures.texts.size(), 2u );
+   EXPECT_FALSE( full.writer.demuxer->hasFlow() );
+}
+
+// The peer knows a root before it hears of the root's children, also where there was no room.
+TEST_P( Flow, announcesARootFirst ) {
+   Full< Ufd::Config > full( GetParam() );
+   auto const second = Ufd::configFactory( "second" );
+   second->groupIs( "h" );
+   second->zetNboAttrLogSaIs( {}, GetParam(), full.writer.demuxer->out(), nullptr )
+       ->doSerializeOrphan();
+   taken( *full.writer.demuxer );
+   full.writer.demuxer->handleRoom();
+   EXPECT_EQ( recordsIn( taken( *full.writer.demuxer ) ).substr( 0, 10 ), "136 6 258+" );
+}
+
 // The ids that the flow gives back: the one to go on from, or 0.
 TEST( FlowOut, saysWhereToGoOn ) {
    using Adapter = Ufd::GroupConfig::ZetNboAttrLogSa;
@@ -240,6 +293,21 @@ TEST( Attaching, movesToAnotherOutput ) {
    EXPECT_EQ( recordsIn( { other.demuxer->out()->unsent().begin() + 38,
                            other.demuxer->out()->unsent().end() } ),
               "136 258+ 258 6 258+ 258- 259+ 259- 260 258- 6" );
+   // The old connection has no hold on it.
+   connection.writer.demuxer = nullptr;
+   taken( *other.demuxer );
+   group->minLinksIs( 4 );
+   EXPECT_EQ( recordsIn( taken( *other.demuxer ) ), "260" );
+}
+
+TEST( Attaching, ignoresWhatWasUnderWayWhenItEnded ) {
+   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
+   connection.reader.root->groupIs( "g" );
+   auto const& out = connection.writer.demuxer->out();
+   connection.writer.root->zetNboAttrLogSaDel( out );
+   EXPECT_TRUE( connection.writer.receive( taken( *connection.reader.demuxer ) ) );
+   EXPECT_EQ( stateOf( *connection.writer.root ), "" );
+   EXPECT_FALSE( connection.writer.root->zetNboAttrLogSa( out ) );
 }
 
 } // namespace

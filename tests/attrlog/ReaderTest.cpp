@@ -75,8 +75,9 @@ TEST_F( StatusReader, replacesAMemberThatIsAnotherEntityToTheWriter ) {
    EXPECT_EQ( stateOf( replica() ), "g unknown 0 0\n" );
    EXPECT_EQ( log.size(), 2u );
    EXPECT_EQ( echoed(), Bytes{} );
-   // The old one is no longer spoken of.
-   EXPECT_FALSE( receive( linkStatus, "00000002" ) );
+   // What is still said of the old one is of nobody.
+   EXPECT_TRUE( receive( linkStatus, "00000002" ) );
+   EXPECT_EQ( stateOf( replica() ), "g unknown 0 0\n" );
 }
 
 TEST_F( StatusReader, refusesAnIdThatIsTaken ) {
@@ -87,11 +88,12 @@ TEST_F( StatusReader, refusesAnIdThatIsTaken ) {
 
 TEST_F( StatusReader, doesNotEnterARecordTwice ) {
    auto const adapter = connection->reader.adapter();
+   std::string const at = std::to_string( connection->reader.demuxer->in()->offset() );
    {
       Zet::BitScope const applying( *adapter, LogAdapter::applyingBit );
       EXPECT_FALSE( receive( rootGroup, "0001 68 00000007 00000000" ) );
    }
-   expectError( "entity reactor is already active" );
+   expectError( "the record at offset " + at + ": entity reactor is already active" );
 }
 
 TEST_F( StatusReader, doesNotWriteToAReadOnlyProxy ) {
@@ -104,8 +106,17 @@ TEST_F( StatusReader, doesNotWriteToAReadOnlyProxy ) {
    EXPECT_TRUE( receive( linkStatus, "00000000" ) );
    adapter->bitIs( LogAdapter::readOnlyRemoteBit, true );
    adapter->convertibleIs( false );
+   std::string const at = std::to_string( connection->reader.demuxer->in()->offset() );
    EXPECT_FALSE( receive( linkStatus, "00000001" ) );
-   expectError( "write-update from readonly proxy: /root/g" );
+   expectError( "the record at offset " + at + ": write-update from readonly proxy: /root/g" );
+}
+
+TEST_F( StatusReader, doesNotEmptyAReadOnlyProxy ) {
+   connection->reader.adapter()->bitIs( LogAdapter::readOnlyRemoteBit, true );
+   EXPECT_FALSE( connection->reader.receive(
+       unhex( "0018 00000003 00000000 00000102 02 00000000 00000000 00 01 03"
+              "0018 00000003 00000000 00000102 02 00000000 00000000 02 01 03" ) ) );
+   EXPECT_NE( replica().group( "g" ), nullptr );
 }
 
 TEST_F( StatusReader, ignoresRecordsOfAMemberThatItHasRemoved ) {
@@ -166,11 +177,14 @@ TEST( Reader, answersAsAnAuthority ) {
    EXPECT_EQ( stateOf( *replica ), before );
 
    // A name alone is a question.
-   EXPECT_TRUE( connection.writer.receive(
-       framed( "00000003 00000000 00000102 01 00000000 00000000 00", "0001 78" ) ) );
-   EXPECT_EQ(
-       hex( taken( *connection.writer.demuxer ) ),
-       hex( unhex( "001b 00000003 00000000 fffffefe 01 00000000 00000000 00 01 0001 78 03" ) ) );
+   for ( char const* creation : { "00000000", "00000097" } ) {
+      EXPECT_TRUE( connection.writer.receive(
+          framed( std::string( "00000003 00000000 00000102 01 00000000 " ) + creation + "00",
+                  "0001 78" ) ) );
+      EXPECT_EQ(
+          hex( taken( *connection.writer.demuxer ) ),
+          hex( unhex( "001b 00000003 00000000 fffffefe 01 00000000 00000000 00 01 0001 78 03" ) ) );
+   }
 }
 
 TEST( Reader, refusesAStreamThatIsNotForIt ) {

@@ -77,6 +77,39 @@ TEST( Record, ofAStatus ) {
 }
 
 // Nondestructing entities are not counted, so the replica's is observed and set back.
+// What an agent calls by name writes what the changes write.
+TEST( Record, ofTheNamedOperations ) {
+   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
+   auto const group = connection.writer.root->groupIs( "g" );
+   group->intfsToMonitorIs( intf( "et1" ), true );
+   group->intfsToDisableIs( intf( "et2" ), true );
+   auto const& out = connection.writer.demuxer->out();
+   auto const root = Zet::ptrCast< Ufd::Config::ZetNboAttrLogSa >( connection.writer.adapter() );
+   auto const log = root->groupNboAttrLogAdapter( group );
+   ASSERT_TRUE( log );
+   auto const sameAs = [ & ]( auto call, auto change ) {
+      Bytes const named = connection.written( [ & ]( auto& ) { call(); } );
+      EXPECT_EQ( hex( named ), hex( connection.written( [ & ]( auto& ) { change(); } ) ) );
+      EXPECT_FALSE( named.empty() );
+   };
+   Zet::Name name( "g" );
+   Kelnet::IntfId et1 = intf( "et1" );
+   sameAs( [ & ] { log->onMinLinks(); }, [ & ] { log->doNotification( 260, nullptr ); } );
+   sameAs( [ & ] { log->onIntfsToMonitor( et1 ); }, [ & ] { log->doNotification( 258, &et1 ); } );
+   sameAs( [ & ] { log->zetHandleIntfsToDisableSerializeSing( et1, false, true ); },
+           [ & ] { log->doNotification( -259, &et1 ); } );
+   EXPECT_EQ(
+       connection.written( [ & ]( auto& ) { log->zetHandleIntfsToMonitorSerializeColl(); } ).size(),
+       26u + 32u + 26u );
+   sameAs( [ & ] { root->onGroup( name ); }, [ & ] { root->doNotification( 258, &name ); } );
+   EXPECT_EQ( root->groupNboAttrLogAdapterDel( group ), log );
+   EXPECT_FALSE( root->groupNboAttrLogAdapter( group ) );
+   Bytes const creation = connection.written(
+       [ & ]( auto& ) { root->groupNboAttrLogAdapterIs( {}, group, 1, out, nullptr ); } );
+   EXPECT_EQ( creation[ 22 ], Zet::NboAttrLog::createsEntity );
+   EXPECT_TRUE( root->groupNboAttrLogAdapter( group ) );
+}
+
 TEST( Record, ofNondestructing ) {
    auto const source = Ufd::statusFactory( "root" );
    Connection< Ufd::Status > connection( source, 0u );

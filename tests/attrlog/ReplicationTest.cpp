@@ -182,6 +182,34 @@ TEST( Replication, withoutAStreamBetween ) {
    connection.reader.demuxer->out()->localInIs( nullptr );
 }
 
+// An input that is busy names no child: the child gets its id from the side that it comes from.
+TEST( Replication, withoutAStreamBetweenAndWithHandlersThatAdd ) {
+   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
+   connection.writer.demuxer->out()->localInIs( connection.reader.demuxer->in().get() );
+   connection.reader.demuxer->out()->localInIs( connection.writer.demuxer->in().get() );
+   auto const& source = connection.writer.root;
+   auto const& replica = connection.reader.root;
+   Log log;
+   auto const reading = observe< Reenterer >( replica, log, "" );
+   reading->change = [ & ] { replica->groupIs( "y" ); };
+   auto const writing = observe< Reenterer >( source, log, "" );
+   std::function< void() > const addBehindY = [ & ] {
+      if ( source->group( "y" ) )
+         source->groupIs( "z" );
+      else
+         writing->change = addBehindY;
+   };
+   writing->change = addBehindY;
+   source->groupIs( "x" );
+   for ( char const* name : { "x", "y", "z" } ) {
+      ASSERT_TRUE( source->group( name ) && replica->group( name ) ) << name;
+      source->group( name )->minLinksIs( static_cast< unsigned char >( name[ 0 ] ) );
+   }
+   EXPECT_EQ( stateOf( *replica ), stateOf( *source ) );
+   connection.writer.demuxer->out()->localInIs( nullptr );
+   connection.reader.demuxer->out()->localInIs( nullptr );
+}
+
 // What a handler removes while it is told of it is removed at the source as well.
 TEST( Replication, ofAMemberThatAnObserverRemovesAtOnce ) {
    Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );

@@ -120,9 +120,9 @@ Demuxer::rootAdapterIs( Ptr< Adapter > adapter ) {
    rootAdapters_.push_back( std::move( adapter ) );
 }
 
-void
+bool
 Demuxer::rootAdapterDel( Adapter const& adapter ) noexcept {
-   std::erase_if( rootAdapters_, [ & ]( auto const& one ) { return one == &adapter; } );
+   return std::erase_if( rootAdapters_, [ & ]( auto const& one ) { return one == &adapter; } ) != 0;
 }
 
 FlowIn*
@@ -200,7 +200,7 @@ Demuxer::handleRecord( MsgHeader const& header, In& in ) {
    Ptr< Adapter > const target = adapter( header.entity );
    if ( !target ) {
       if ( isRetired( header.entity ) )
-         return;
+         return retireChild( header, in );
       in.malformedAt( In::entityAt, "header fields 1 and 2, the entity",
                       "(" + std::to_string( header.entity.first ) + ", " +
                           std::to_string( header.entity.second ) + ") is none of this connection" );
@@ -212,6 +212,19 @@ Demuxer::handleRecord( MsgHeader const& header, In& in ) {
       target->handleAttrTransaction(
           header.attribute, static_cast< StreamAdapter::AttrTransactionType >( header.transaction ),
           header.count );
+}
+
+// What is made under an entity that is spoken of no more is spoken of no more either.
+void
+Demuxer::retireChild( MsgHeader const& header, In& in ) {
+   if ( header.creation != createsEntity )
+      return;
+   in.fieldIs( "the name of a member" );
+   in.nextText();
+   if ( in.left() == 0 )
+      return;
+   in.fieldIs( "the entity id of a member" );
+   retire( in.nextEntityId() );
 }
 
 void

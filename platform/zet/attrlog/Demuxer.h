@@ -72,7 +72,8 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    void expectedIdIs( EntityId id ) noexcept { expectedId_ = id; }
    // Owns: the adapter of a root.
    void rootAdapterIs( Ptr< Entity::ZetNboAttrLogSa > adapter );
-   void rootAdapterDel( Entity::ZetNboAttrLogSa const& adapter ) noexcept;
+   // True when it was held.
+   bool rootAdapterDel( Entity::ZetNboAttrLogSa const& adapter ) noexcept;
 
    FlowIn* flowIn( EntityId id ) noexcept;
    FlowIn& flowInIs( EntityId id ) { return flowIns_[ id ]; }
@@ -99,6 +100,7 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    ~Demuxer() override;
 
  private:
+   void retireChild( MsgHeader const& header, In& in );
    void handleOrphan( In& in );
    bool isRetired( EntityId id ) const noexcept;
 

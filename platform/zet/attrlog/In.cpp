@@ -34,8 +34,10 @@ In::receive( std::span< unsigned char const > bytes ) {
          if ( filled_ == needed() )
             unitCompleted();
       }
-   } catch ( std::exception const& failure ) {
+   } catch ( MalformedException const& failure ) {
       fail( failure.what() );
+   } catch ( std::exception const& failure ) {
+      fail( "the record at offset " + std::to_string( offset_ ) + ": " + failure.what() );
    } catch ( ... ) {
       fail( "an exception of unknown type" );
       receiving_ = false;
@@ -57,7 +59,7 @@ In::localOutput( Out& out ) {
 }
 
 void
-In::fail( char const* what ) {
+In::fail( String8 const& what ) {
    error_ = what;
    filled_ = 0;
 }

@@ -45,6 +45,8 @@ class ZET_EXPORT In : public PtrInterface {
    bool isLocal() const noexcept { return isLocal_; }
    // The id that this side has given to a child, for the other side to take up.
    void assignedEntityIdIs( EntityId id ) noexcept { assigned_ = id; }
+   // It is handling bytes.
+   bool isReceiving() const noexcept { return receiving_; }
 
    Demuxer* demuxer() const noexcept { return demuxer_; }
    void demuxerIs( Demuxer* demuxer ) noexcept { demuxer_ = demuxer; }
@@ -95,7 +97,7 @@ class ZET_EXPORT In : public PtrInterface {
    void deliver();
    MsgHeader header();
    void checkHeader( MsgHeader const& header ) const;
-   void fail( char const* what );
+   void fail( String8 const& what );
    template < class Number > Number next() { return load< Number >( take( sizeof( Number ) ) ); }
    unsigned char const* take( std::size_t size );
 

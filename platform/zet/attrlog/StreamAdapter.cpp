@@ -31,7 +31,8 @@ Entity::ZetNboAttrLogSa::ZetNboAttrLogSa( Zet_BitSet mask, unsigned int flags, P
       if ( ( notificationBitMask() >> place & 1 ) != 0 )
          bits.bitIs( place, mask.bit( place ) );
    bits.bitIs( deferredBit, ( flags & deferred ) != 0 );
-   if ( ( flags & asChild ) != 0 && out_ && out_->localIn() )
+   // An input that is busy with an earlier record can't name this child at once.
+   if ( ( flags & asChild ) != 0 && out_ && out_->localIn() && !out_->localIn()->isReceiving() )
       bits.bitIs( awaitsIdBit, true );
    NotifieeConst::zet_bitSetIs( bits );
 }
@@ -87,7 +88,9 @@ Entity::ZetNboAttrLogSa::doThis() {
    FlowOut* const flow = flowNeeded();
    flow->restart();
    state_ = State::live;
-   zetInstantiateSerialize();
+   // The peer has to know a root before it is told of the root's children.
+   if ( !flow->isOrphanDue() )
+      zetInstantiateSerialize();
    if ( NboAttrLog::Demuxer* const connection = demuxer(); connection && flowOut_ == flow )
       connection->flow( *flow );
 }
@@ -95,13 +98,10 @@ Entity::ZetNboAttrLogSa::doThis() {
 void
 Entity::ZetNboAttrLogSa::end() {
    Ptr< ZetNboAttrLogSa > const self( this );
-   NboAttrLog::Demuxer* const connection = demuxer();
    zetDoZombieReactors( true );
    doRemountSelf( nullptr );
    if ( parent_ )
       parent_->children_.remove( *this );
-   else if ( connection )
-      connection->rootAdapterDel( *this );
    parent_ = nullptr;
 }
 
@@ -189,9 +189,14 @@ void
 Entity::ZetNboAttrLogSa::doRemountSelf( Ptr< Out > const& out ) {
    if ( out == out_ )
       return;
+   Ptr< ZetNboAttrLogSa > const self( this );
+   bool isRoot = false;
    if ( NboAttrLog::Demuxer* const connection = demuxer() ) {
       if ( NboAttrLog::FlowIn* const flow = connection->flowIn( entityId_ ) )
          handleAttrTransaction( flow->aid(), AttrTransactionType::abort, 0 );
+      // The peer's records for it may be on their way.
+      connection->retire( entityId_ );
+      isRoot = connection->rootAdapterDel( *this );
       connection->adapterDel( *this );
    }
    flowOutStore( nullptr );
@@ -199,6 +204,8 @@ Entity::ZetNboAttrLogSa::doRemountSelf( Ptr< Out > const& out ) {
    state_ = State::attached;
    out_ = out;
    zetOnInit();
+   if ( isRoot && demuxer() )
+      demuxer()->rootAdapterIs( self );
 }
 
 void
@@ -268,6 +275,13 @@ Entity::ZetNboAttrLogSa::handlingFlowInFor( AttributeId id ) const {
    return flow && flow->isHandlingTransaction() && flow->aid() == id;
 }
 
+void
+Entity::ZetNboAttrLogSa::requireWritable( AttributeId id ) {
+   if ( bit( readOnlyRemoteBit ) && !readOnlyRemoteOk( id ) && !convertedToWritable( false ) )
+      throwInternalException( "write-update from readonly proxy: " +
+                              zetNotifierEntity()->fullName() );
+}
+
 bool
 Entity::ZetNboAttrLogSa::readOnlyRemoteOk( AttributeId id ) const noexcept {
    return id == syncModeAttributeId || id == replayRequestAttributeId;
@@ -312,20 +326,18 @@ void
 Entity::ZetNboAttrLogSa::childIs( ChildKey key, Ptr< ZetNboAttrLogSa > const& child ) {
    if ( childAdapter( key ) == child.get() )
       return;
-   childDel( key, true );
+   childDel( key );
    child->childKey_ = std::move( key );
    child->parent_ = this;
    children_.insert( child );
 }
 
 Ptr< Entity::ZetNboAttrLogSa >
-Entity::ZetNboAttrLogSa::childDel( ChildKey const& key, bool isOurs ) {
+Entity::ZetNboAttrLogSa::childDel( ChildKey const& key ) {
    Ptr< ZetNboAttrLogSa > const removed = children_.remove( key );
    if ( !removed )
       return nullptr;
    removed->parent_ = nullptr;
-   if ( isOurs && demuxer() )
-      demuxer()->retire( removed->entityId_ );
    removed->doRemountSelf( nullptr );
    return removed;
 }
