@@ -1,0 +1,352 @@
+// How long it takes from an uplink's loss of carrier until its ports are shut, with ufdd and with
+// what else could do that. Each program has a network namespace of its own, all run at once, and
+// one after another is tried, in random order.
+//   reaction_bench START-PEER CASE TRIALS [PEER...]
+// Expects to have a mount and a process namespace of its own, whose end ends everything.
+
+#include "agent/LinkMessage.h"
+#include "agent/NetlinkSocket.h"
+#include "tests/agent/Process.h"
+#include "tests/agent/Tap.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <fstream>
+#include <list>
+#include <memory>
+#include <net/if.h>
+#include <optional>
+#include <poll.h>
+#include <random>
+#include <sched.h>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <sys/prctl.h>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using namespace std::chrono_literals;
+using namespace Ufdd;
+using Clock = std::chrono::steady_clock;
+using Milliseconds = std::chrono::duration< double, std::milli >;
+
+// Longer than the slowest takes.
+constexpr auto longest = 5s;
+// The kernel holds news of lost carriers back for a second after others.
+constexpr auto spacing = 1300ms;
+constexpr auto gapOfTaps = 50ms;
+constexpr std::size_t burst = 10;
+
+struct Case {
+   std::string_view name;
+   int ports = 1;
+   bool inBursts = false;
+   bool taps = false;
+   int busyLoops = 0;
+};
+
+constexpr std::array cases{
+   Case{ .name = "spaced-1" },
+   Case{ .name = "spaced-8", .ports = 8 },
+   Case{ .name = "spaced-48", .ports = 48 },
+   Case{ .name = "burst-1", .inBursts = true },
+   Case{ .name = "loaded-1", .busyLoops = 3 },
+   Case{ .name = "two-taps", .taps = true },
+};
+
+void
+beforeAllOthers() {
+   sched_param const parameters{ .sched_priority = 30 };
+   if ( sched_setscheduler( 0, SCHED_FIFO | SCHED_RESET_ON_FORK, &parameters ) < 0 )
+      throw std::runtime_error( "no real-time scheduling: what is measured would be the load" );
+}
+
+// A network namespace with an uplink and ports, and the program that looks after them.
+class Place {
+ public:
+   Place( std::string peer, Case const& about, std::string const& startPeer );
+
+   // When the uplink fails; in the case of taps another has failed before.
+   void failAnother() { another_->carrierIs( false ); }
+   void fail();
+   // Takes in the news there are. Whether every port has become so, since the uplink failed or
+   // recovered.
+   bool haveBecome( bool up );
+   void recover();
+
+   std::string const& peer() const { return peer_; }
+   int fd() const { return hearing_->fd(); }
+   Clock::time_point begin() const { return begin_; }
+   std::vector< double > times; // In milliseconds.
+   std::size_t lost = 0;
+
+ private:
+   // How a port was last said to be.
+   struct Port {
+      std::uint32_t index;
+      bool isUp = true;
+      bool hasCarrier = true;
+   };
+
+   void makeLinks( Case const& about );
+   void uplinkIs( bool up );
+
+   std::string const peer_;
+   std::optional< NetlinkSocket > hearing_;
+   std::optional< NetlinkSocket > acting_;
+   std::optional< Tap > another_;
+   std::optional< Tap > uplink_;
+   std::uint32_t farEnd_ = 0;
+   std::vector< Port > ports_;
+   std::optional< Process > process_;
+   Clock::time_point begin_;
+};
+
+Place::Place( std::string peer, Case const& about, std::string const& startPeer )
+    : peer_( std::move( peer ) ) {
+   if ( unshare( CLONE_NEWNET ) < 0 )
+      throw std::runtime_error( "no network namespace can be made" );
+   makeLinks( about );
+   std::vector< std::string > arguments{ peer_, "u0" };
+   for ( int i = 0; i < about.ports; ++i ) {
+      std::string const name = std::string( "d" ).append( std::to_string( i ) );
+      ports_.push_back( { if_nametoindex( name.c_str() ) } );
+      arguments.push_back( name );
+   }
+   hearing_.emplace();
+   hearing_->receiveBufferIs( 8 << 20 );
+   hearing_->subscribe( RTNLGRP_LINK );
+   acting_.emplace();
+   process_.emplace( arguments, Process::Rights::all, startPeer.c_str() );
+}
+
+void
+Place::makeLinks( Case const& about ) {
+   std::string batch;
+   auto const up = [ & ]( std::string const& name ) { batch += "link set " + name + " up\n"; };
+   auto const pair = [ & ]( std::string const& name ) {
+      batch += "link add " + name + " type veth peer name " + name + "p\n";
+      up( name );
+      up( name + "p" );
+   };
+   if ( about.taps ) {
+      another_.emplace( "another" );
+      uplink_.emplace( "u0" );
+      up( "another" );
+      up( "u0" );
+   } else {
+      pair( "u0" );
+   }
+   for ( int i = 0; i < about.ports; ++i )
+      pair( std::string( "d" ).append( std::to_string( i ) ) );
+   TextFile const file( batch );
+   if ( std::system( ( "ip -batch " + file.path() ).c_str() ) != 0 )
+      throw std::runtime_error( "the interfaces can't be made" );
+   farEnd_ = if_nametoindex( "u0p" );
+}
+
+void
+Place::uplinkIs( bool up ) {
+   if ( uplink_ )
+      return uplink_->carrierIs( up );
+   alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
+   LinkMessage const order = beginLinkMessage( room.data(), RTM_NEWLINK, NLM_F_REQUEST, 0 );
+   order.info->ifi_index = static_cast< int >( farEnd_ );
+   order.info->ifi_flags = up ? IFF_UP : 0;
+   order.info->ifi_change = IFF_UP;
+   acting_->send( std::span( room ).first( order.header->nlmsg_len ) );
+}
+
+void
+Place::fail() {
+   begin_ = Clock::now();
+   uplinkIs( false );
+}
+
+void
+Place::recover() {
+   uplinkIs( true );
+   if ( another_ )
+      another_->carrierIs( true );
+}
+
+bool
+Place::haveBecome( bool up ) {
+   while ( auto const datagram = hearing_->receive( 0 ) ) {
+      if ( datagram->lossy )
+         throw std::runtime_error( "news were lost" );
+      auto const* message = reinterpret_cast< nlmsghdr const* >( datagram->bytes.data() );
+      int left = static_cast< int >( datagram->bytes.size() );
+      for ( ; mnl_nlmsg_ok( message, left ); message = mnl_nlmsg_next( message, &left ) )
+         if ( auto const link = linkOf( *message ) )
+            for ( Port& port : ports_ )
+               if ( port.index == link->index )
+                  port = { link->index, link->adminUp, link->carrier };
+   }
+   return std::all_of( ports_.begin(), ports_.end(), [ up ]( Port const& port ) {
+      return up ? port.isUp && port.hasCarrier : !port.isUp;
+   } );
+}
+
+using Places = std::vector< Place* >;
+
+// Returns those where it did not come to that.
+template < class Action >
+Places
+await( Places places, bool up, Action action ) {
+   auto const end = Clock::now() + longest;
+   while ( !places.empty() && Clock::now() < end ) {
+      std::vector< pollfd > readable;
+      for ( Place const* const place : places )
+         readable.push_back( { place->fd(), POLLIN, 0 } );
+      poll( readable.data(), readable.size(), 100 );
+      std::erase_if( places, [ & ]( Place* place ) {
+         if ( !place->haveBecome( up ) )
+            return false;
+         action( *place );
+         return true;
+      } );
+   }
+   return places;
+}
+
+// The uplinks of all these places fail at once.
+void
+tryOnce( Places const& places, Case const& about ) {
+   if ( about.taps ) {
+      for ( Place* const place : places )
+         place->failAnother();
+      std::this_thread::sleep_for( gapOfTaps );
+   }
+   for ( Place* const place : places )
+      place->fail();
+   Places const late = await( places, false, []( Place& place ) {
+      place.times.push_back( Milliseconds( Clock::now() - place.begin() ).count() );
+   } );
+   for ( Place* const place : late )
+      ++place->lost;
+   std::this_thread::sleep_for( 5ms );
+   for ( Place* const place : places )
+      place->recover();
+   for ( Place const* const place : await( places, true, []( Place& ) {} ) )
+      throw std::runtime_error( place->peer() + " does not open its ports again" );
+}
+
+double
+percentile( std::vector< double > sorted, double part ) {
+   std::sort( sorted.begin(), sorted.end() );
+   auto const rank =
+       static_cast< std::size_t >( std::ceil( part * static_cast< double >( sorted.size() ) ) );
+   return sorted.empty() ? NAN : sorted[ std::max< std::size_t >( rank, 1 ) - 1 ];
+}
+
+void
+measure( std::list< Place >& all, Case const& about, std::size_t trials ) {
+   std::mt19937 random( 1 );
+   Places places;
+   for ( Place& place : all )
+      places.push_back( &place );
+   auto const each = about.inBursts ? burst : 1;
+   for ( std::size_t done = 0; done < trials; done += each ) {
+      std::shuffle( places.begin(), places.end(), random );
+      auto const next = Clock::now() + spacing;
+      if ( about.taps )
+         tryOnce( places, about );
+      else
+         for ( Place* const place : places ) {
+            for ( std::size_t i = 0; i < each; ++i )
+               tryOnce( { place }, about );
+            // What follows from it is not to meet the next one.
+            std::this_thread::sleep_for( 30ms );
+         }
+      // Held back news are a matter of the whole machine.
+      std::this_thread::sleep_until( about.taps ? Clock::now() + spacing : next );
+   }
+}
+
+bool
+report( std::list< Place > const& places, Case const& about ) {
+   bool isWhole = true;
+   std::printf( "%-10s %-15s %6s %6s %9s %9s %9s\n", about.name.data(), "", "trials", "lost",
+                "p50 ms", "p95 ms", "max ms" );
+   Place const& ours = places.front();
+   for ( Place const& place : places ) {
+      isWhole &= place.lost == 0;
+      std::printf( "%-10s %-15s %6zu %6zu %9.3f %9.3f %9.3f\n", "", place.peer().c_str(),
+                   place.times.size(), place.lost, percentile( place.times, .5 ),
+                   percentile( place.times, .95 ), percentile( place.times, 1 ) );
+   }
+   for ( auto const& [ part, suffix ] : { std::pair( .5, "" ), std::pair( .95, "-p95" ) } )
+      for ( Place const& place : places )
+         if ( &place != &ours )
+            std::printf( "ratio reaction %s %s%s %.4f\n", place.peer().c_str(), about.name.data(),
+                         suffix, percentile( ours.times, part ) / percentile( place.times, part ) );
+   std::fflush( stdout );
+   return isWhole;
+}
+
+void
+keepBusy( int loops ) {
+   for ( int i = 0; i < loops; ++i )
+      if ( fork() == 0 ) {
+         prctl( PR_SET_PDEATHSIG, SIGKILL );
+         for ( std::atomic< unsigned int > turns;; )
+            ++turns;
+      }
+}
+
+bool
+run( Case const& about, std::string const& startPeer, std::vector< std::string > const& peers,
+     std::size_t trials ) {
+   std::list< Place > places;
+   for ( std::string const& peer : peers )
+      places.emplace_back( peer, about, startPeer );
+   // They take their time to begin.
+   std::this_thread::sleep_for( 4s );
+   beforeAllOthers();
+   for ( Place& place : places ) {
+      tryOnce( { &place }, about );
+      if ( place.lost )
+         throw std::runtime_error( place.peer() + " does not shut its ports" );
+      place.times.clear();
+   }
+   keepBusy( about.busyLoops );
+   std::this_thread::sleep_for( spacing );
+   measure( places, about, trials );
+   return report( places, about );
+}
+
+} // namespace
+
+int
+main( int argc, char** argv ) {
+   auto const* const about = std::find_if( cases.begin(), cases.end(), [ & ]( Case const& one ) {
+      return argc > 3 && one.name == argv[ 2 ];
+   } );
+   int const trials = argc > 3 ? std::atoi( argv[ 3 ] ) : 0;
+   if ( about == cases.end() || trials < 1 ) {
+      std::fprintf( stderr, "usage: reaction_bench START-PEER CASE TRIALS PEER...\n" );
+      return 64;
+   }
+   try {
+      std::vector< std::string > peers{ "ufdd" };
+      peers.insert( peers.end(), argv + 4, argv + argc );
+      return run( *about, argv[ 1 ], peers, static_cast< std::size_t >( trials ) ) ? EXIT_SUCCESS
+                                                                                   : EXIT_FAILURE;
+   } catch ( std::exception const& error ) {
+      std::fprintf( stderr, "reaction_bench: %s\n", error.what() );
+      return EXIT_FAILURE;
+   }
+}
