@@ -1,6 +1,5 @@
+#include "bench/Frame.h"
 #include "sm/Root.h"
-
-#include <benchmark/benchmark.h>
 
 #include <ctime>
 #include <string>
@@ -70,30 +69,30 @@ struct Detector {
    Zet::Ptr< Root > root = rootFactory( "root" );
 };
 
+// Per member, at the large size as ours and at the small one as our own peer.
 template < class Build, class Act >
 void
-sizes( char const* name, long small, long large, Build build, Act act ) {
-   auto const measure = [ = ]( benchmark::State& state ) {
-      auto const size = static_cast< std::size_t >( state.range( 0 ) );
-      for ( auto _ : state ) {
-         auto subject = build( size );
-         double const start = processorTime();
-         act( subject );
-         state.SetIterationTime( processorTime() - start );
-      }
+sizes( std::string const& name, std::size_t small, std::size_t large, Build build, Act act ) {
+   auto const add = [ & ]( char const* peer, std::size_t size ) {
+      auto const measure = [ = ]( benchmark::State& state ) {
+         for ( auto _ : state ) {
+            auto subject = build( size );
+            double const start = processorTime();
+            act( subject );
+            state.SetIterationTime( processorTime() - start );
+         }
+         Bench::each( state, size );
+      };
+      Bench::add( peer, name, measure )->UseManualTime();
    };
-   benchmark::RegisterBenchmark( name, measure )
-       ->Arg( small )
-       ->Arg( large )
-       ->UseManualTime()
-       ->MinTime( 0.1 )
-       ->Unit( benchmark::kNanosecond );
+   add( "ours", large );
+   add( "self", small );
 }
 
 } // namespace
 
-int
-main( int argc, char** argv ) {
+void
+Bench::benchmarks() {
    auto const detector = []( std::size_t groups ) { return Detector( groups ); };
    sizes( "destroy-groups", 1000, 10000, detector,
           []( Detector& it ) { it.root->uplinkFailureDetectionSmDel(); } );
@@ -107,10 +106,4 @@ main( int argc, char** argv ) {
           []( Zet::Ptr< GroupConfig >& group ) { group->intfsToMonitorDelAll(); } );
    sizes( "destroy-values", 10000, 100000, groupOf,
           []( Zet::Ptr< GroupConfig >& group ) { group = nullptr; } );
-
-   benchmark::Initialize( &argc, argv );
-   if ( benchmark::ReportUnrecognizedArguments( argc, argv ) )
-      return 1;
-   benchmark::RunSpecifiedBenchmarks();
-   return 0;
 }

@@ -1,7 +1,7 @@
 // How long it takes from an uplink's loss of carrier until its ports are shut, with ufdd and with
 // what else could do that. Each program has a network namespace of its own, all run at once, and
 // one after another is tried, in random order.
-//   reaction_bench START-PEER CASE TRIALS [PEER...]
+//   bench_reaction START-PEER CASE TRIALS [PEER...]
 // Expects to have a mount and a process namespace of its own, whose end ends everything.
 
 #include "agent/LinkMessage.h"
@@ -337,7 +337,7 @@ main( int argc, char** argv ) {
    } );
    int const trials = argc > 3 ? std::atoi( argv[ 3 ] ) : 0;
    if ( about == cases.end() || trials < 1 ) {
-      std::fprintf( stderr, "usage: reaction_bench START-PEER CASE TRIALS PEER...\n" );
+      std::fprintf( stderr, "usage: bench_reaction START-PEER CASE TRIALS PEER...\n" );
       return 64;
    }
    try {
@@ -346,7 +346,7 @@ main( int argc, char** argv ) {
       return run( *about, argv[ 1 ], peers, static_cast< std::size_t >( trials ) ) ? EXIT_SUCCESS
                                                                                    : EXIT_FAILURE;
    } catch ( std::exception const& error ) {
-      std::fprintf( stderr, "reaction_bench: %s\n", error.what() );
+      std::fprintf( stderr, "bench_reaction: %s\n", error.what() );
       return EXIT_FAILURE;
    }
 }
