@@ -106,8 +106,8 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
 
  private:
    // Writing.
-   template < std::size_t I, class... K > bool writesNow( K const&... key );
-   template < std::size_t I, class... K > void defer( K const&... key );
+   template < std::size_t I > bool writesNow();
+   template < std::size_t I > void defer();
    template < std::size_t I > void refused();
    template < std::size_t I > bool interrupted( Key< I > const& key );
    template < class... V >

@@ -2,7 +2,6 @@
 
 #include "adapters/attrlog/SerializedRows.h"
 #include "platform/zet/Assert.h"
-#include "platform/zet/HashMap.h"
 #include "platform/zet/StreamAdapter.h"
 #include "platform/zet/attrlog/FlowOut.h"
 
@@ -80,11 +79,11 @@ template < class T > class FlowOut : public Zet::NboAttrLog::FlowOut {
    }
    void freeBookmarks() noexcept { bookmarks_ = {}; }
 
-   // A member changed that could not be written at once. A replay that has passed it does not
-   // cover the change: it is run once more.
-   template < std::size_t I, class Key > void memberDeferred( Key const& key ) noexcept {
+   // A member changed that could not be written at once. A replay under way may have passed it, and
+   // a member that was written behind the opening marker is not swept: it is run once more.
+   template < std::size_t I > void memberDeferred() noexcept {
       dirtyIs< I >( true );
-      if ( auto const& at = bookmark< I >(); at && precedes( key, *at ) )
+      if ( bookmark< I >() )
          again_ |= bit< I >;
    }
    template < std::size_t I > void replayed() noexcept {
@@ -97,13 +96,6 @@ template < class T > class FlowOut : public Zet::NboAttrLog::FlowOut {
 
  private:
    template < std::size_t I > static constexpr ZetDirtyBitSet0 bit = ZetDirtyBitSet0{ 1 } << I;
-
-   // In collection order.
-   template < class Key > static bool precedes( Key const& left, Key const& right ) noexcept {
-      std::uint32_t const leftPlace = Zet::bitReverse( left.hash() );
-      std::uint32_t const rightPlace = Zet::bitReverse( right.hash() );
-      return leftPlace != rightPlace ? leftPlace < rightPlace : left < right;
-   }
 
    template < std::size_t I > auto& bookmark() noexcept { return std::get< I >( bookmarks_ ); }
 

@@ -244,7 +244,7 @@ void
 EntityAdapter< T >::handleReplayRequest( Zet::AttributeId id ) {
    forEachSerialized< T >( [ & ]( auto i ) {
       if ( ( id == row< i >().id || id == -row< i >().id ) && flowNeeded() )
-         flow()->template dirtyIs< i >( true );
+         flow()->template restart< i >();
    } );
 }
 

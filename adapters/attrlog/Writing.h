@@ -18,12 +18,12 @@ EntityAdapter< T >::write( Zet::AttributeId id, std::uint32_t creation, V const&
    return out.hasWritten();
 }
 
-// Whether the record of a change, of a collection at `key`, is to be written now. If not, and if it
-// is to be written at all, the flow is told.
+// Whether the record of a change is to be written now. If not, and if it is to be written at all,
+// the flow is told.
 template < class T >
-template < std::size_t I, class... K >
+template < std::size_t I >
 bool
-EntityAdapter< T >::writesNow( K const&... key ) {
+EntityAdapter< T >::writesNow() {
    if ( !mayWrite( row< I >().id ) )
       return false;
    bool const hasRoom = nboAttrLogOut()->hasSufficientBuffer();
@@ -36,22 +36,22 @@ EntityAdapter< T >::writesNow( K const&... key ) {
          flow()->template dirtyIs< I >( false );
       return true;
    }
-   defer< I >( key... );
+   defer< I >();
    return false;
 }
 
 template < class T >
-template < std::size_t I, class... K >
+template < std::size_t I >
 void
-EntityAdapter< T >::defer( K const&... key ) {
+EntityAdapter< T >::defer() {
    if ( !flowNeeded() )
       return;
    flow()->attrIdIs( row< I >().id );
    flow()->blockedIs( true );
-   if constexpr ( sizeof...( key ) == 0 )
-      flow()->template dirtyIs< I >( true );
+   if constexpr ( CollectionRow< Row< I > > )
+      flow()->template memberDeferred< I >();
    else
-      flow()->template memberDeferred< I >( key... );
+      flow()->template dirtyIs< I >( true );
 }
 
 // The record that was to be written had no room after all.
@@ -92,12 +92,12 @@ EntityAdapter< T >::serializeSing( Key< I > const& key, Member< I > const* membe
       using V = ValueOfMember< Member< I > >;
       serializeSing< I >( key, member ? member->value() : V{}, !member );
    } else if ( member ) {
-      if ( writesNow< I >( key ) )
+      if ( writesNow< I >() )
          serializeChild< I >( Zet::Ptr< Member< I > >( const_cast< Member< I >* >( member ) ) );
    } else {
       childDel( { row< I >().id, key },
                 !bit( applyingBit ) && !handlingFlowInFor( row< I >().id ) );
-      if ( writesNow< I >( key ) && !write( -row< I >().id, 0, key ) )
+      if ( writesNow< I >() && !write( -row< I >().id, 0, key ) )
          refused< I >();
    }
 }
@@ -107,7 +107,7 @@ template < std::size_t I >
 void
 EntityAdapter< T >::serializeSing( Key< I > const& key, ValueOfMember< Member< I > > const& value,
                                    bool deleted ) {
-   if ( !writesNow< I >( key ) )
+   if ( !writesNow< I >() )
       return;
    if ( !( deleted ? write( -row< I >().id, 0, key ) : write( row< I >().id, 0, key, value ) ) )
       refused< I >();
@@ -232,18 +232,18 @@ EntityAdapter< T >::serializeColl() {
    if ( !mayWrite( id ) )
       return true;
    auto at = members< I >().begin();
+   std::optional< Key< I > > last;
    bool const hasOpened = flow() != nullptr;
    if ( hasOpened ) {
       flow()->blockedIs( false );
-      if ( auto const bookmark = flow()->template takeBookmark< I >() )
-         at = members< I >().from( *bookmark );
+      if ( ( last = flow()->template takeBookmark< I >() ) )
+         at = members< I >().from( *last );
       else if ( !sendPendingAborts() ||
                 !sendTransactionMarker( id, AttrTransactionType::open, 0 ) ) {
          refused< I >();
          return false;
       }
    }
-   std::optional< Key< I > > last;
    while ( at && demuxer() ) {
       last = at.key();
       guarded( id, [ & ] { serializeSing< I >( *last, at.member().get() ); } );
