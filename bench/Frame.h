@@ -3,6 +3,7 @@
 #include <benchmark/benchmark.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <string>
 
 // What the benchmarks share. Each is a program bench_NAME that compares this project with peers,
@@ -17,13 +18,19 @@ add( std::string const& peer, std::string const& name, Run run ) {
    return benchmark::RegisterBenchmark( ( peer + "/" + name ).c_str(), run );
 }
 
+// How many iterations there were.
+inline std::uint64_t
+rounds( benchmark::State const& state ) {
+   return static_cast< std::uint64_t >( state.iterations() );
+}
+
 // Each iteration does `count` of what the case is about: the figure is the time of one of them.
 // To be called once, after the loop; without it, the figure is the time of an iteration.
 inline void
 each( benchmark::State& state, std::size_t count ) {
    using benchmark::Counter;
    state.counters[ "each" ] =
-       Counter( static_cast< double >( state.iterations() ) * static_cast< double >( count ),
+       Counter( static_cast< double >( rounds( state ) ) * static_cast< double >( count ),
                 Counter::kIsRate | Counter::kInvert );
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/zet/Export.h"
+#include "platform/zet/ReferenceCount.h"
 
 #include <atomic>
 #include <compare>
@@ -38,11 +39,11 @@ template < class Byte > class ZET_EXPORT StringN {
    StringN( std::string const& text ) : StringN( std::string_view( text ) ) {}
    StringN( StringN const& other ) noexcept : text_( other.text_ ) {
       if ( text_ )
-         text_->count.fetch_add( 1, std::memory_order_relaxed );
+         countUp( text_->count );
    }
    StringN( StringN&& other ) noexcept : text_( std::exchange( other.text_, nullptr ) ) {}
    ~StringN() {
-      if ( text_ && text_->count.fetch_sub( 1, std::memory_order_acq_rel ) == 1 )
+      if ( text_ && countDown( text_->count ) == 1 )
          free( text_ );
    }
    StringN& operator=( StringN other ) noexcept {
