@@ -1,6 +1,7 @@
 // How long it takes from an uplink's loss of carrier until its ports are shut, with ufdd and with
 // what else could do that. Each program has a network namespace of its own, all run at once, and
-// one after another is tried, in random order.
+// one after another is tried, in random order. Only where news are held back, which the kernel does
+// for the whole machine, they share one, and all their uplinks fail at once.
 //   bench_reaction START-PEER CASE TRIALS [PEER...]
 // Expects to have a mount and a process namespace of its own, whose end ends everything.
 
@@ -73,14 +74,30 @@ beforeAllOthers() {
       throw std::runtime_error( "no real-time scheduling: what is measured would be the load" );
 }
 
-// A network namespace with an uplink and ports, and the program that looks after them.
+constexpr char const* another = "another";
+
+void
+ip( std::string const& commands ) {
+   TextFile const batch( commands );
+   if ( std::system( ( "ip -batch " + batch.path() ).c_str() ) != 0 )
+      throw std::runtime_error( "the interfaces can't be made" );
+}
+
+void
+newNamespace() {
+   if ( unshare( CLONE_NEWNET ) < 0 )
+      throw std::runtime_error( "no network namespace can be made" );
+}
+
+// An uplink and ports, and the program that looks after them.
 class Place {
  public:
-   Place( std::string peer, Case const& about, std::string const& startPeer );
+   Place( std::string const& peer, std::size_t number, Case const& about,
+          std::string const& startPeer );
 
-   // When the uplink fails; in the case of taps another has failed before.
-   void failAnother() { another_->carrierIs( false ); }
    void fail();
+   // Whether another uplink is said to have failed.
+   bool hasAnotherFailed();
    // Takes in the news there are. Whether every port has become so, since the uplink failed or
    // recovered.
    bool haveBecome( bool up );
@@ -100,31 +117,32 @@ class Place {
       bool hasCarrier = true;
    };
 
-   void makeLinks( Case const& about );
+   void makeLinks( std::string const& uplink, std::vector< std::string > const& ports, bool tap );
    void uplinkIs( bool up );
+   void takeNews();
 
    std::string const peer_;
    std::optional< NetlinkSocket > hearing_;
    std::optional< NetlinkSocket > acting_;
-   std::optional< Tap > another_;
-   std::optional< Tap > uplink_;
+   std::optional< Tap > tap_;
    std::uint32_t farEnd_ = 0;
+   bool hasAnotherCarrier_ = true;
    std::vector< Port > ports_;
    std::optional< Process > process_;
    Clock::time_point begin_;
 };
 
-Place::Place( std::string peer, Case const& about, std::string const& startPeer )
-    : peer_( std::move( peer ) ) {
-   if ( unshare( CLONE_NEWNET ) < 0 )
-      throw std::runtime_error( "no network namespace can be made" );
-   makeLinks( about );
-   std::vector< std::string > arguments{ peer_, "u0" };
-   for ( int i = 0; i < about.ports; ++i ) {
-      std::string const name = std::string( "d" ).append( std::to_string( i ) );
-      ports_.push_back( { if_nametoindex( name.c_str() ) } );
-      arguments.push_back( name );
-   }
+Place::Place( std::string const& peer, std::size_t number, Case const& about,
+              std::string const& startPeer )
+    : peer_( peer ) {
+   std::string const suffix = std::to_string( number );
+   std::vector< std::string > arguments{ peer, "u" + suffix };
+   for ( int i = 0; i < about.ports; ++i )
+      arguments.push_back( "d" + suffix + '-' + std::to_string( i ) );
+   std::vector< std::string > const ports( arguments.begin() + 2, arguments.end() );
+   makeLinks( arguments[ 1 ], ports, about.taps );
+   for ( std::string const& port : ports )
+      ports_.push_back( { if_nametoindex( port.c_str() ) } );
    hearing_.emplace();
    hearing_->receiveBufferIs( 8 << 20 );
    hearing_->subscribe( RTNLGRP_LINK );
@@ -133,34 +151,28 @@ Place::Place( std::string peer, Case const& about, std::string const& startPeer 
 }
 
 void
-Place::makeLinks( Case const& about ) {
-   std::string batch;
-   auto const up = [ & ]( std::string const& name ) { batch += "link set " + name + " up\n"; };
+Place::makeLinks( std::string const& uplink, std::vector< std::string > const& ports, bool tap ) {
+   std::string commands;
    auto const pair = [ & ]( std::string const& name ) {
-      batch += "link add " + name + " type veth peer name " + name + "p\n";
-      up( name );
-      up( name + "p" );
+      commands += "link add " + name + " up type veth peer name " + name + "p\n";
+      commands += "link set " + name + "p up\n";
    };
-   if ( about.taps ) {
-      another_.emplace( "another" );
-      uplink_.emplace( "u0" );
-      up( "another" );
-      up( "u0" );
+   if ( tap ) {
+      tap_.emplace( uplink );
+      commands += "link set " + uplink + " up\n";
    } else {
-      pair( "u0" );
+      pair( uplink );
    }
-   for ( int i = 0; i < about.ports; ++i )
-      pair( std::string( "d" ).append( std::to_string( i ) ) );
-   TextFile const file( batch );
-   if ( std::system( ( "ip -batch " + file.path() ).c_str() ) != 0 )
-      throw std::runtime_error( "the interfaces can't be made" );
-   farEnd_ = if_nametoindex( "u0p" );
+   for ( std::string const& port : ports )
+      pair( port );
+   ip( commands );
+   farEnd_ = if_nametoindex( ( uplink + 'p' ).c_str() );
 }
 
 void
 Place::uplinkIs( bool up ) {
-   if ( uplink_ )
-      return uplink_->carrierIs( up );
+   if ( tap_ )
+      return tap_->carrierIs( up );
    alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
    LinkMessage const order = beginLinkMessage( room.data(), RTM_NEWLINK, NLM_F_REQUEST, 0 );
    order.info->ifi_index = static_cast< int >( farEnd_ );
@@ -178,23 +190,35 @@ Place::fail() {
 void
 Place::recover() {
    uplinkIs( true );
-   if ( another_ )
-      another_->carrierIs( true );
 }
 
-bool
-Place::haveBecome( bool up ) {
+void
+Place::takeNews() {
    while ( auto const datagram = hearing_->receive( 0 ) ) {
       if ( datagram->lossy )
          throw std::runtime_error( "news were lost" );
       auto const* message = reinterpret_cast< nlmsghdr const* >( datagram->bytes.data() );
       int left = static_cast< int >( datagram->bytes.size() );
       for ( ; mnl_nlmsg_ok( message, left ); message = mnl_nlmsg_next( message, &left ) )
-         if ( auto const link = linkOf( *message ) )
+         if ( auto const link = linkOf( *message ) ) {
+            if ( link->name.view() == another )
+               hasAnotherCarrier_ = link->carrier;
             for ( Port& port : ports_ )
                if ( port.index == link->index )
                   port = { link->index, link->adminUp, link->carrier };
+         }
    }
+}
+
+bool
+Place::hasAnotherFailed() {
+   takeNews();
+   return !hasAnotherCarrier_;
+}
+
+bool
+Place::haveBecome( bool up ) {
+   takeNews();
    return std::all_of( ports_.begin(), ports_.end(), [ up ]( Port const& port ) {
       return up ? port.isUp && port.hasCarrier : !port.isUp;
    } );
@@ -202,45 +226,52 @@ Place::haveBecome( bool up ) {
 
 using Places = std::vector< Place* >;
 
+std::mt19937 random( 1 );
+
 // Returns those where it did not come to that.
-template < class Action >
+template < class Condition >
 Places
-await( Places places, bool up, Action action ) {
+await( Places places, Condition condition ) {
    auto const end = Clock::now() + longest;
    while ( !places.empty() && Clock::now() < end ) {
       std::vector< pollfd > readable;
       for ( Place const* const place : places )
          readable.push_back( { place->fd(), POLLIN, 0 } );
       poll( readable.data(), readable.size(), 100 );
-      std::erase_if( places, [ & ]( Place* place ) {
-         if ( !place->haveBecome( up ) )
-            return false;
-         action( *place );
-         return true;
-      } );
+      std::erase_if( places, [ & ]( Place* place ) { return condition( *place ); } );
    }
    return places;
 }
 
+// After that, the kernel holds news of lost carriers back for a second.
+void
+failAnother( Tap& tap, Places const& places ) {
+   tap.carrierIs( false );
+   if ( !await( places, []( Place& place ) { return place.hasAnotherFailed(); } ).empty() )
+      throw std::runtime_error( "the kernel does not tell of a lost carrier" );
+   // At any time between two of those at which ufdd asks.
+   std::uniform_int_distribution< int > more( 0, 4000 );
+   std::this_thread::sleep_for( gapOfTaps + std::chrono::microseconds( more( random ) ) );
+}
+
 // The uplinks of all these places fail at once.
 void
-tryOnce( Places const& places, Case const& about ) {
-   if ( about.taps ) {
-      for ( Place* const place : places )
-         place->failAnother();
-      std::this_thread::sleep_for( gapOfTaps );
-   }
+tryOnce( Places const& places ) {
    for ( Place* const place : places )
       place->fail();
-   Places const late = await( places, false, []( Place& place ) {
-      place.times.push_back( Milliseconds( Clock::now() - place.begin() ).count() );
+   Places const late = await( places, []( Place& place ) {
+      bool const areShut = place.haveBecome( false );
+      if ( areShut )
+         place.times.push_back( Milliseconds( Clock::now() - place.begin() ).count() );
+      return areShut;
    } );
    for ( Place* const place : late )
       ++place->lost;
    std::this_thread::sleep_for( 5ms );
    for ( Place* const place : places )
       place->recover();
-   for ( Place const* const place : await( places, true, []( Place& ) {} ) )
+   for ( Place const* const place :
+         await( places, []( Place& one ) { return one.haveBecome( true ); } ) )
       throw std::runtime_error( place->peer() + " does not open its ports again" );
 }
 
@@ -253,46 +284,50 @@ percentile( std::vector< double > sorted, double part ) {
 }
 
 void
-measure( std::list< Place >& all, Case const& about, std::size_t trials ) {
-   std::mt19937 random( 1 );
-   Places places;
-   for ( Place& place : all )
-      places.push_back( &place );
+measureTaps( Places places, Tap& tap, std::size_t trials ) {
+   for ( std::size_t i = 0; i < trials; ++i ) {
+      std::shuffle( places.begin(), places.end(), random );
+      failAnother( tap, places );
+      tryOnce( places );
+      tap.carrierIs( true );
+      std::this_thread::sleep_for( spacing );
+   }
+}
+
+void
+measure( Places places, Case const& about, std::size_t trials ) {
    auto const each = about.inBursts ? burst : 1;
    for ( std::size_t done = 0; done < trials; done += each ) {
       std::shuffle( places.begin(), places.end(), random );
       auto const next = Clock::now() + spacing;
-      if ( about.taps )
-         tryOnce( places, about );
-      else
-         for ( Place* const place : places ) {
-            for ( std::size_t i = 0; i < each; ++i )
-               tryOnce( { place }, about );
-            // What follows from it is not to meet the next one.
-            std::this_thread::sleep_for( 30ms );
-         }
-      // Held back news are a matter of the whole machine.
-      std::this_thread::sleep_until( about.taps ? Clock::now() + spacing : next );
+      for ( Place* const place : places ) {
+         for ( std::size_t i = 0; i < each; ++i )
+            tryOnce( { place } );
+         // What follows from it is not to meet the next one.
+         std::this_thread::sleep_for( 30ms );
+      }
+      if ( !about.inBursts )
+         std::this_thread::sleep_until( next );
    }
 }
 
 bool
-report( std::list< Place > const& places, Case const& about ) {
+report( Places const& places, Case const& about ) {
    bool isWhole = true;
    std::printf( "%-10s %-15s %6s %6s %9s %9s %9s\n", about.name.data(), "", "trials", "lost",
                 "p50 ms", "p95 ms", "max ms" );
-   Place const& ours = places.front();
-   for ( Place const& place : places ) {
-      isWhole &= place.lost == 0;
-      std::printf( "%-10s %-15s %6zu %6zu %9.3f %9.3f %9.3f\n", "", place.peer().c_str(),
-                   place.times.size(), place.lost, percentile( place.times, .5 ),
-                   percentile( place.times, .95 ), percentile( place.times, 1 ) );
+   auto const ours = [ & ]( double part ) { return percentile( places[ 0 ]->times, part ); };
+   for ( Place const* const place : places ) {
+      isWhole &= place->lost == 0;
+      std::printf( "%-10s %-15s %6zu %6zu %9.3f %9.3f %9.3f\n", "", place->peer().c_str(),
+                   place->times.size(), place->lost, percentile( place->times, .5 ),
+                   percentile( place->times, .95 ), percentile( place->times, 1 ) );
    }
    for ( auto const& [ part, suffix ] : { std::pair( .5, "" ), std::pair( .95, "-p95" ) } )
-      for ( Place const& place : places )
-         if ( &place != &ours )
-            std::printf( "ratio reaction %s %s%s %.4f\n", place.peer().c_str(), about.name.data(),
-                         suffix, percentile( ours.times, part ) / percentile( place.times, part ) );
+      for ( Place const* const place : places )
+         if ( place != places[ 0 ] )
+            std::printf( "ratio reaction %s %s%s %.4f\n", place->peer().c_str(), about.name.data(),
+                         suffix, ours( part ) / percentile( place->times, part ) );
    std::fflush( stdout );
    return isWhole;
 }
@@ -310,21 +345,34 @@ keepBusy( int loops ) {
 bool
 run( Case const& about, std::string const& startPeer, std::vector< std::string > const& peers,
      std::size_t trials ) {
-   std::list< Place > places;
-   for ( std::string const& peer : peers )
-      places.emplace_back( peer, about, startPeer );
+   std::list< Place > all;
+   Places places;
+   std::optional< Tap > tap;
+   if ( about.taps ) {
+      newNamespace();
+      tap.emplace( another );
+      ip( std::string( "link set " ) + another + " up\n" );
+   }
+   for ( std::string const& peer : peers ) {
+      if ( !about.taps )
+         newNamespace();
+      places.push_back( &all.emplace_back( peer, places.size(), about, startPeer ) );
+   }
    // They take their time to begin.
    std::this_thread::sleep_for( 4s );
    beforeAllOthers();
-   for ( Place& place : places ) {
-      tryOnce( { &place }, about );
-      if ( place.lost )
-         throw std::runtime_error( place.peer() + " does not shut its ports" );
-      place.times.clear();
+   for ( Place* const place : places ) {
+      tryOnce( { place } );
+      if ( place->lost )
+         throw std::runtime_error( place->peer() + " does not shut its ports" );
+      place->times.clear();
    }
    keepBusy( about.busyLoops );
    std::this_thread::sleep_for( spacing );
-   measure( places, about, trials );
+   if ( tap )
+      measureTaps( places, *tap, trials );
+   else
+      measure( places, about, trials );
    return report( places, about );
 }
 
