@@ -275,6 +275,17 @@ tryOnce( Places const& places ) {
       throw std::runtime_error( place->peer() + " does not open its ports again" );
 }
 
+// Programs take their time until they react.
+void
+begin( Place& place ) {
+   for ( int i = 0; i < 3 && place.times.empty(); ++i )
+      tryOnce( { &place } );
+   if ( place.times.empty() )
+      throw std::runtime_error( place.peer() + " does not shut its ports" );
+   place.times.clear();
+   place.lost = 0;
+}
+
 double
 percentile( std::vector< double > sorted, double part ) {
    std::sort( sorted.begin(), sorted.end() );
@@ -358,15 +369,10 @@ run( Case const& about, std::string const& startPeer, std::vector< std::string >
          newNamespace();
       places.push_back( &all.emplace_back( peer, places.size(), about, startPeer ) );
    }
-   // They take their time to begin.
-   std::this_thread::sleep_for( 4s );
+   std::this_thread::sleep_for( 1s );
    beforeAllOthers();
-   for ( Place* const place : places ) {
-      tryOnce( { place } );
-      if ( place->lost )
-         throw std::runtime_error( place->peer() + " does not shut its ports" );
-      place->times.clear();
-   }
+   for ( Place* const place : places )
+      begin( *place );
    keepBusy( about.busyLoops );
    std::this_thread::sleep_for( spacing );
    if ( tap )
