@@ -25,8 +25,8 @@ using AdapterOf = typename Detail::AdapterOf<
 // The attribute-log adapter of an entity T: writing, scheduled flow, replay and reading, as loops
 // over T's rows. What is said of one attribute is said once, for all types.
 //
-// Operations that take a place I concern the attribute of that row. Writing.h and Reading.h define
-// them.
+// Operations that take a place I concern the attribute of that row. Writing.h, Flowing.h and
+// Reading.h define them.
 template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    using Base = Zet::Entity::ZetNboAttrLogSa;
 
@@ -237,5 +237,6 @@ EntityAdapter< T >::freeResyncState( Zet::Ptr< Zet::NboAttrLog::FlowOut > const&
 
 } // namespace AttrLog
 
+#include "adapters/attrlog/Flowing.h"
 #include "adapters/attrlog/Reading.h"
 #include "adapters/attrlog/Writing.h"
