@@ -286,19 +286,29 @@ UplinkFailureDetectionGroupSm::numUp() const {
    return up;
 }
 
+GroupConfig::IntfsToDisableIteratorConst
+UplinkFailureDetectionGroupSm::firstDownstream( bool disabled ) const {
+   Errdisable::CauseStatus const& cause = *causeStatus();
+   return groupConfig()->intfsToDisableMembers().firstThat( [ & ]( auto const& downstream ) {
+      return cause.intfStatus( downstream.zetKey() ).has_value() == disabled;
+   } );
+}
+
 void
 UplinkFailureDetectionGroupSm::disableDownstream() {
    trace( "doCheckIntfs", "numUp is < minLinks ; disabling downstream intfs" );
-   // The observers of each entry may replace what this machine watches.
-   Zet::Ptr< GroupConfig const > const config = groupConfig();
-   Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
    double const time = Zet::now();
-   for ( auto at = config->intfsToDisableIteratorConst(); at; ++at ) {
-      // An observer has had the group removed and cleaned up: nobody would release the rest.
-      if ( zetMarkedForDeletion() )
-         return;
-      if ( !cause->intfStatus( at.key() ) )
-         cause->intfStatusIs( at.key(), time );
+   if ( auto at = firstDownstream( false ) ) {
+      // The observers of each entry may replace what this machine watches.
+      Zet::Ptr< GroupConfig const > const config = groupConfig();
+      Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
+      for ( ; at; ++at ) {
+         // An observer has had the group removed and cleaned up: nobody would release the rest.
+         if ( zetMarkedForDeletion() )
+            return;
+         if ( !cause->intfStatus( at.key() ) )
+            cause->intfStatusIs( at.key(), time );
+      }
    }
    if ( groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
       return;
@@ -312,11 +322,13 @@ UplinkFailureDetectionGroupSm::disableDownstream() {
 void
 UplinkFailureDetectionGroupSm::enableDownstream() {
    trace( "doCheckIntfs", "numUp is >= minLinks ; enabling downstream intfs" );
-   // The observers of each entry may replace what this machine watches.
-   Zet::Ptr< GroupConfig const > const config = groupConfig();
-   Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
-   for ( auto at = config->intfsToDisableIteratorConst(); at; ++at )
-      cause->intfStatusDel( at.key() );
+   if ( auto at = firstDownstream( true ) ) {
+      // The observers of each entry may replace what this machine watches.
+      Zet::Ptr< GroupConfig const > const config = groupConfig();
+      Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
+      for ( ; at; ++at )
+         cause->intfStatusDel( at.key() );
+   }
    groupStatus_->groupLinkStatusIs( GroupLinkStatus::up );
 }
 

@@ -33,17 +33,16 @@ struct ByName {
 
 // Goes into any of the containers.
 template < class By > class Member : public Zet::PtrInterface {
+   typename By::Key const key_;
+
  public:
-   explicit Member( typename By::Key key ) : plain( By::plain( key ) ), key_( std::move( key ) ) {}
+   explicit Member( typename By::Key key ) : key_( std::move( key ) ), plain( By::plain( key_ ) ) {}
    typename By::Key const& zetKey() const noexcept { return key_; }
 
    typename By::Plain const plain;
    std::uint32_t const value = 1;
    boost::intrusive::unordered_set_member_hook<> hook;
    Zet::ChainLink< Member > zetChainLink;
-
- private:
-   typename By::Key const key_;
 };
 
 // Members in the order in which they are inserted, keys in the order in which they are asked for.

@@ -2,14 +2,18 @@
 #include "sm/Root.h"
 
 #include <ctime>
+#include <malloc.h>
 #include <string>
-#include <vector>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
-// What ending things costs, per member, at two sizes ten times apart: the same, or the cost of
-// the whole grows faster than the whole does. Building up and tearing down are not timed.
+// What a group costs when there are many: the same at every size, or the cost of the whole grows
+// faster than the whole does.
 namespace {
 
 using namespace UplinkFailureDetection;
+using Interface::OperStatus;
 
 // In seconds. Of this process alone: a busy machine changes it little.
 double
@@ -19,91 +23,163 @@ processorTime() {
    return static_cast< double >( time.tv_sec ) + static_cast< double >( time.tv_nsec ) * 1e-9;
 }
 
-std::vector< Kelnet::IntfId >
-interfaces( std::size_t count ) {
-   std::vector< Kelnet::IntfId > result;
-   for ( std::size_t number = 0; number < count; ++number )
-      result.emplace_back( "Ethernet" + std::to_string( number ) );
+double
+bytesInUse() {
+   auto const use = mallinfo2();
+   return static_cast< double >( use.uordblks + use.hblkhd );
+}
+
+// Groups with eight uplinks, which they share, and eight downstream interfaces of their own.
+class Groups {
+ public:
+   explicit Groups( std::size_t count ) : count_( count ) {
+      for ( int i = 0; i < 8; ++i )
+         dir_->intfStatusIs( uplink( i ) )->operStatusIs( OperStatus::up );
+      int port = 0;
+      for ( std::size_t number = 0; number < count; ++number ) {
+         auto const group = config_->groupIs( "group" + std::to_string( number ) );
+         group->minLinksIs( 8 );
+         for ( int i = 0; i < 8; ++i ) {
+            group->intfsToMonitorIs( uplink( i ), true );
+            group->intfsToDisableIs( Kelnet::IntfId( "port" + std::to_string( port++ ) ), true );
+         }
+      }
+   }
+
+   void start() { root_->uplinkFailureDetectionSmIs( config_, status_, cause_, dir_ ); }
+   void stop() { root_->uplinkFailureDetectionSmDel(); }
+   // Of an interface that no group has to do with.
+   void add() { dir_->intfStatusIs( Kelnet::IntfId( "other" ) ); }
+   void remove() { dir_->intfStatusDel( Kelnet::IntfId( "other" ) ); }
+   void down() { dir_->intfStatus( uplink( 0 ) )->operStatusIs( OperStatus::down ); }
+   void up() { dir_->intfStatus( uplink( 0 ) )->operStatusIs( OperStatus::up ); }
+   void removeGroups() { config_->groupDelAll(); }
+
+   // Checks that as many groups are in that state.
+   void expect( GroupLinkStatus wanted, std::size_t count ) const {
+      std::size_t found = 0;
+      for ( auto at = status_->groupIteratorConst(); at; ++at )
+         found += at->groupLinkStatus() == wanted;
+      Bench::check( found == count, "not all of the groups are as they should be" );
+   }
+   void expectAll( GroupLinkStatus wanted ) const { expect( wanted, count_ ); }
+
+ private:
+   static Kelnet::IntfId uplink( int number ) {
+      return Kelnet::IntfId( "uplink" + std::to_string( number ) );
+   }
+
+   std::size_t const count_;
+   Zet::Ptr< Config > const config_ = configFactory( "config" );
+   Zet::Ptr< Status > const status_ = statusFactory( "status" );
+   Zet::Ptr< Errdisable::CauseStatus > const cause_ =
+       Errdisable::CauseStatus::CauseStatusIs( "cause" );
+   Zet::Ptr< Interface::EthIntfStatusDir > const dir_ =
+       Interface::EthIntfStatusDir::EthIntfStatusDirIs( "dir" );
+   Zet::Ptr< Root > const root_ = rootFactory( "root" );
+};
+
+struct Measured {
+   double seconds = 0;
+   double bytes = 0;
+};
+
+// Measures in a process of its own, for what was there before leaves its marks on the heap.
+template < class Measure >
+Measured
+isolated( Measure measure ) {
+   void* const shared = mmap( nullptr, sizeof( Measured ), PROT_READ | PROT_WRITE,
+                              MAP_SHARED | MAP_ANONYMOUS, -1, 0 );
+   Bench::check( shared != MAP_FAILED, "there is no memory to share" );
+   pid_t const child = fork();
+   if ( child == 0 ) {
+      new ( shared ) Measured( measure() );
+      _exit( EXIT_SUCCESS );
+   }
+   int status = -1;
+   Bench::check( waitpid( child, &status, 0 ) == child && status == 0, "a measurement has failed" );
+   Measured const result = *static_cast< Measured const* >( shared );
+   munmap( shared, sizeof( Measured ) );
    return result;
 }
 
-Zet::Ptr< Config >
-configOf( std::size_t groups ) {
-   auto const config = configFactory( "config" );
-   for ( std::size_t number = 0; number < groups; ++number )
-      config->groupIs( "group" + std::to_string( number ) );
-   return config;
+using Act = void ( Groups::* )();
+
+double
+secondsOf( Groups& groups, Act act ) {
+   double const start = processorTime();
+   ( groups.*act )();
+   return processorTime() - start;
 }
 
-Zet::Ptr< GroupConfig >
-groupOf( std::size_t members ) {
-   auto const group = GroupConfig::GroupConfigIs( "group" );
-   for ( Kelnet::IntfId const id : interfaces( members ) )
-      group->intfsToMonitorIs( id, true );
-   return group;
+// Starts groups, and weighs them with their configuration and status.
+Measured
+building( std::size_t size ) {
+   double const before = bytesInUse();
+   Groups groups( size );
+   double const seconds = secondsOf( groups, &Groups::start );
+   groups.expectAll( GroupLinkStatus::up );
+   return { seconds, ( bytesInUse() - before ) / static_cast< double >( size ) };
 }
 
-// Groups that share a directory, a cause and two uplinks, each with a downstream interface of its
-// own. One uplink is down, so that every downstream interface is disabled.
-struct Detector {
-   explicit Detector( std::size_t groups ) : config( configOf( groups ) ) {
-      Kelnet::IntfId const up( "uplink1" );
-      Kelnet::IntfId const down( "uplink2" );
-      dir->intfStatusIs( up )->operStatusIs( Interface::OperStatus::up );
-      dir->intfStatusIs( down );
-      std::vector< Kelnet::IntfId > const downstream = interfaces( groups );
-      auto port = downstream.begin();
-      for ( auto at = config->groupIterator(); at; ++at ) {
-         at->minLinksIs( 2 );
-         at->intfsToMonitorIs( up, true );
-         at->intfsToMonitorIs( down, true );
-         at->intfsToDisableIs( *port++, true );
-      }
-      root->uplinkFailureDetectionSmIs( config, statusFactory( "status" ), cause, dir );
-   }
+// Acts on groups that run, for the second time.
+Measured
+acting( std::size_t size, Act act, Act undo, GroupLinkStatus outcome ) {
+   Groups groups( size );
+   groups.start();
+   ( groups.*act )();
+   ( groups.*undo )();
+   groups.expectAll( GroupLinkStatus::up );
+   double const seconds = secondsOf( groups, act );
+   groups.expectAll( outcome );
+   return { seconds };
+}
 
-   Zet::Ptr< Config > config;
-   Zet::Ptr< Errdisable::CauseStatus > cause = Errdisable::CauseStatus::CauseStatusIs( "cause" );
-   Zet::Ptr< Interface::EthIntfStatusDir > dir =
-       Interface::EthIntfStatusDir::EthIntfStatusDirIs( "dir" );
-   Zet::Ptr< Root > root = rootFactory( "root" );
-};
+Measured
+ending( std::size_t size, Act act, std::size_t left ) {
+   Groups groups( size );
+   groups.start();
+   double const seconds = secondsOf( groups, act );
+   groups.expect( GroupLinkStatus::up, left );
+   return { seconds };
+}
 
-// Per member, at the large size as ours and at the small one as our own peer.
-template < class Build, class Act >
+// At a size as ours, and at a tenth of it as our own peer; as many groups in all.
+template < class Measure >
 void
-sizes( std::string const& name, std::size_t small, std::size_t large, Build build, Act act ) {
-   auto const add = [ & ]( char const* peer, std::size_t size ) {
-      auto const measure = [ = ]( benchmark::State& state ) {
+sizes( std::string const& name, Measure measure ) {
+   auto const add = [ & ]( char const* peer, std::size_t size, std::size_t as ) {
+      auto const run = [ = ]( benchmark::State& state ) {
+         Measured last;
          for ( auto _ : state ) {
-            auto subject = build( size );
-            double const start = processorTime();
-            act( subject );
-            state.SetIterationTime( processorTime() - start );
+            last = isolated( [ & ] { return measure( size ); } );
+            state.SetIterationTime( last.seconds );
          }
+         if ( last.bytes > 0 )
+            Bench::bytes( state, last.bytes );
          Bench::each( state, size );
       };
-      Bench::add( peer, name, measure )->UseManualTime();
+      Bench::add( peer, name + "-" + std::to_string( as ), run )
+          ->UseManualTime()
+          ->Iterations( static_cast< benchmark::IterationCount >( 10000 / size ) );
    };
-   add( "ours", large );
-   add( "self", small );
+   for ( std::size_t const size : { 1000u, 10000u } ) {
+      add( "ours", size, size );
+      add( "self", size / 10, size );
+   }
 }
 
 } // namespace
 
 void
 Bench::benchmarks() {
-   auto const detector = []( std::size_t groups ) { return Detector( groups ); };
-   sizes( "destroy-groups", 1000, 10000, detector,
-          []( Detector& it ) { it.root->uplinkFailureDetectionSmDel(); } );
-   sizes( "remove-groups", 1000, 10000, detector,
-          []( Detector& it ) { it.config->groupDelAll(); } );
-   sizes( "delall-entities", 10000, 100000, configOf,
-          []( Zet::Ptr< Config >& config ) { config->groupDelAll(); } );
-   sizes( "destroy-entities", 10000, 100000, configOf,
-          []( Zet::Ptr< Config >& config ) { config = nullptr; } );
-   sizes( "delall-values", 10000, 100000, groupOf,
-          []( Zet::Ptr< GroupConfig >& group ) { group->intfsToMonitorDelAll(); } );
-   sizes( "destroy-values", 10000, 100000, groupOf,
-          []( Zet::Ptr< GroupConfig >& group ) { group = nullptr; } );
+   sizes( "build", building );
+   sizes( "add", []( std::size_t size ) {
+      return acting( size, &Groups::add, &Groups::remove, GroupLinkStatus::up );
+   } );
+   sizes( "down", []( std::size_t size ) {
+      return acting( size, &Groups::down, &Groups::up, GroupLinkStatus::down );
+   } );
+   sizes( "teardown", []( std::size_t size ) { return ending( size, &Groups::stop, size ); } );
+   sizes( "remove", []( std::size_t size ) { return ending( size, &Groups::removeGroups, 0 ); } );
 }

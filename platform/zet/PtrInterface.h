@@ -73,11 +73,11 @@ class ZET_EXPORT PtrInterface {
       return ( word & topByte ) == nondestructingByte;
    }
 
-   void referenceAdd() const noexcept {
+   [[gnu::always_inline]] void referenceAdd() const noexcept {
       if ( !isNondestructing( word_.load( std::memory_order_relaxed ) ) )
          countUp( word_ );
    }
-   void referenceDrop() const noexcept {
+   [[gnu::always_inline]] void referenceDrop() const noexcept {
       if ( isNondestructing( word_.load( std::memory_order_relaxed ) ) )
          return;
       std::uint32_t const before = countDown( word_ );

@@ -21,7 +21,7 @@ countsAreShared() noexcept {
 
 inline void
 countUp( std::atomic< std::uint32_t >& count ) noexcept {
-   if ( countsAreShared() )
+   if ( countsAreShared() ) [[unlikely]]
       count.fetch_add( 1, std::memory_order_relaxed );
    else
       count.store( count.load( std::memory_order_relaxed ) + 1, std::memory_order_relaxed );
@@ -30,7 +30,7 @@ countUp( std::atomic< std::uint32_t >& count ) noexcept {
 // Returns what the count was before.
 inline std::uint32_t
 countDown( std::atomic< std::uint32_t >& count ) noexcept {
-   if ( countsAreShared() )
+   if ( countsAreShared() ) [[unlikely]]
       return count.fetch_sub( 1, std::memory_order_acq_rel );
    std::uint32_t const before = count.load( std::memory_order_relaxed );
    count.store( before - 1, std::memory_order_relaxed );
