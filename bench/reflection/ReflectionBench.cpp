@@ -53,8 +53,8 @@ class Object {
 
 class Plain final : public Object {
  public:
-   unsigned int minLinks() const override { return minLinks_; }
-   void minLinksIs( unsigned int number ) override { minLinks_ = number; }
+   [[gnu::noinline]] unsigned int minLinks() const override { return minLinks_; }
+   [[gnu::noinline]] void minLinksIs( unsigned int number ) override { minLinks_ = number; }
 
  private:
    unsigned int minLinks_ = 7;
