@@ -68,6 +68,7 @@ report( benchmark::State& state, std::size_t size ) {
 // Room for all changes in any of the encodings.
 inline constexpr std::size_t codedRoom = 1 << 18;
 
+void addFloor();
 void addProtobuf();
 void addFlatbuffers();
 void addCapnp();
