@@ -15,6 +15,16 @@ using TransactToken = Connection::Out::TransactToken;
 
 constexpr std::size_t helloSize = magic.size() + sizeof version + sizeof( std::uint16_t );
 
+// Stored in one piece, as it is compared next: a processor waits for parts to be joined.
+EntityId
+entityIdAt( unsigned char const* at ) noexcept {
+   static_assert( sizeof( EntityId ) == sizeof( std::uint64_t ) );
+   auto both = load< std::uint64_t >( at );
+   if constexpr ( std::endian::native == std::endian::little )
+      both = std::rotl( both, 32 );
+   return std::bit_cast< EntityId >( both );
+}
+
 } // namespace
 
 In::~In() = default;
@@ -139,8 +149,7 @@ In::greet() {
 inline MsgHeader
 In::header() {
    MsgHeader const result{
-      .entity = { load< std::uint32_t >( unit_ + entityAt ),
-                  load< std::uint32_t >( unit_ + entityAt + sizeof( std::uint32_t ) ) },
+      .entity = entityIdAt( unit_ + entityAt ),
       .attribute = static_cast< AttributeId >( load< std::uint32_t >( unit_ + attributeAt ) ),
       .kind = unit_[ kindAt ],
       .count = load< std::uint32_t >( unit_ + countAt ),
