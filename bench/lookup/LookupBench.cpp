@@ -66,7 +66,7 @@ addWalkingAndBuilding( char const* peer ) {
    } );
    // And taking it down again.
    addSizes< C >( peer, "build", []( auto& state, auto const& population ) {
-      for ( auto _ : state )
+      for ( [[maybe_unused]] auto _ : state )
          check( C( population ).count() == population.members.size(), "not all is in it" );
       each( state, population.members.size() );
    } );

@@ -65,6 +65,11 @@ IntfId::handleInitialized( std::string_view name ) {
    value_ = next;
 }
 
+std::uint32_t
+IntfId::irregularPosition( std::uint32_t value ) noexcept {
+   return names().irregular[ value ].position();
+}
+
 Zet::Name const&
 IntfId::name() const noexcept {
    return value_ < firstPosition ? names().irregular[ value_ ]

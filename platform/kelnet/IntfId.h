@@ -27,7 +27,7 @@ class ZET_EXPORT IntfId {
    std::uint32_t hash() const noexcept { return Zet::bitReverse( position() ); }
    // The bit-reversed hash, the place in the order of a HashMap.
    std::uint32_t position() const noexcept {
-      return value_ >= firstPosition ? value_ : name().position();
+      return value_ >= firstPosition ? value_ : irregularPosition( value_ );
    }
    // The number itself: means something within this process only.
    constexpr std::uint32_t value() const noexcept { return value_; }
@@ -44,6 +44,7 @@ class ZET_EXPORT IntfId {
    // numbers are given out one by one: 0 to the empty name, the others to names whose own
    // position is that low or stands for another name.
    static constexpr std::uint32_t firstPosition = 1u << 16;
+   [[gnu::cold]] static std::uint32_t irregularPosition( std::uint32_t value ) noexcept;
 
    std::uint32_t value_ = 0;
 };

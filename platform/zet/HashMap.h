@@ -112,14 +112,16 @@ template < class Member, class Key > class HashMap {
    // Calls visit( member ) in order, without counting references.
    // Requires: nothing is inserted or removed meanwhile.
    template < class Visit > void forEach( Visit visit ) const {
-      for ( std::size_t bucket = 0; bucket < bucketCount(); ++bucket )
-         for ( Member* at = buckets_[ bucket ]; at; at = next( *at ) )
+      Member* const* const end = buckets_ + bucketCount();
+      for ( Member* const* bucket = buckets_; bucket != end; ++bucket )
+         for ( Member* at = *bucket; at; at = next( *at ) )
             visit( *at );
    }
    // At the first member for which is( member ) holds: looks for it as forEach walks.
    template < class Is > Iterator firstThat( Is is ) const {
-      for ( std::size_t bucket = 0; bucket < bucketCount(); ++bucket )
-         for ( Member* at = buckets_[ bucket ]; at; at = next( *at ) )
+      Member* const* const end = buckets_ + bucketCount();
+      for ( Member* const* bucket = buckets_; bucket != end; ++bucket )
+         for ( Member* at = *bucket; at; at = next( *at ) )
             if ( is( *at ) )
                return Iterator( *this, at );
       return Iterator( *this, nullptr );
