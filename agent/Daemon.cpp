@@ -94,9 +94,12 @@ void
 Daemon::handleTurnEnd() {
    if ( source_.takeLoss() )
       log_.line( "news of links were lost, there were too many at once: all links are read again" );
-   if ( source_.takeNews() )
-      carrierWatch_.handleNews();
+   // What is known already does not wait for what is asked for.
    agent_.settle();
+   if ( source_.takeNews() ) {
+      carrierWatch_.handleNews();
+      agent_.settle();
+   }
    if ( statusServer_ )
       statusServer_->settle();
    setTimers();

@@ -8,37 +8,39 @@
 #include <array>
 #include <poll.h>
 #include <unistd.h>
+#include <utility>
 
 namespace Ufdd {
 
 void
 StreamLog::line( std::string_view text ) {
-   if ( waiting_.size() > maxWaiting )
+   if ( waiting_.size() + linesSize_ > maxWaiting ) {
       ++dropped_;
-   else
-      append( text );
-}
-
-void
-StreamLog::append( std::string_view text ) {
-   if ( timed_ )
-      waiting_ += localTime( wallNow() ) + ' ';
-   waiting_ += text;
-   waiting_ += '\n';
+      return;
+   }
+   lines_.push_back( { timed_ ? wallNow() : 0, std::string( text ) } );
+   linesSize_ += text.size();
 }
 
 void
 StreamLog::flush() {
    write();
    if ( dropped_ > 0 && waiting_.empty() ) {
-      append( std::to_string( dropped_ ) + " lines were lost here: nobody read them" );
-      dropped_ = 0;
+      line( std::to_string( std::exchange( dropped_, 0 ) ) +
+            " lines were lost here: nobody read them" );
       write();
    }
 }
 
 void
 StreamLog::write() {
+   for ( Line const& line : lines_ ) {
+      if ( timed_ )
+         waiting_ += localTime( line.time ) + ' ';
+      waiting_.append( line.text ) += '\n';
+   }
+   lines_.clear();
+   linesSize_ = 0;
    pollfd writable{ fd_, POLLOUT, 0 };
    while ( !waiting_.empty() && poll( &writable, 1, 0 ) == 1 && writable.revents & POLLOUT ) {
       // A pipe that can be written to takes that much without waiting.

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Ufdd {
 
@@ -51,11 +52,17 @@ class StreamLog final : public BufferedLog {
  private:
    static constexpr std::size_t maxWaiting = 1 << 16;
 
-   void append( std::string_view text );
+   struct Line {
+      double time;
+      std::string text;
+   };
+
    void write();
 
    int const fd_;
    bool const timed_;
+   std::vector< Line > lines_; // Since the last flush(), which writes out their times.
+   std::size_t linesSize_ = 0;
    std::string waiting_;
    std::size_t dropped_ = 0; // Lines, since the last that got through.
 };

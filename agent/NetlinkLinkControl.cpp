@@ -48,7 +48,9 @@ putOrder( std::byte* room, LinkRequest const& request, std::uint32_t sequence ) 
 
 } // namespace
 
-NetlinkLinkControl::NetlinkLinkControl() : batch_( batchSize * requestRoom ) {}
+NetlinkLinkControl::NetlinkLinkControl() : batch_( batchSize * requestRoom ) {
+   socket_.receiveBufferIs( receiveBuffer );
+}
 
 bool
 NetlinkLinkControl::allowed() {
@@ -114,8 +116,12 @@ NetlinkLinkControl::sendBatch( std::span< LinkRequest const > requests ) {
       size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence++ );
       if ( !request.onlyAsk )
          size += putOrder( batch_.data() + size, request, sequence );
-      ++sequence;
-      size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence++ );
+      sequence += messagesEach - 1;
+   }
+   sequence = firstSequence_;
+   for ( LinkRequest const& request : requests ) {
+      sequence += messagesEach;
+      size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence - 1 );
    }
    socket_.send( std::span( batch_ ).first( size ) );
 }

@@ -23,12 +23,14 @@ class NetlinkLinkControl final : public LinkControl {
    void apply( std::span< LinkRequest > requests ) override;
 
  private:
-   // So few that all answers fit into the receive buffer that everybody gets.
-   static constexpr std::size_t batchSize = 16;
+   static constexpr std::size_t batchSize = 64;
+   // For all answers to a batch.
+   static constexpr int receiveBuffer = 1 << 20;
    static constexpr std::uint32_t messagesEach = 3;
 
    void applyBatch( std::span< LinkRequest > requests );
-   // Each request is an order between two questions, how the interface is.
+   // Each request is an order between two questions, how the interface is: just before, and when
+   // all of the batch are done, for none is to wait for an answer about another.
    void sendBatch( std::span< LinkRequest const > requests );
    void receiveAnswers( std::span< LinkRequest > requests );
    void handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests );

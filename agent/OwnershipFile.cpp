@@ -30,23 +30,16 @@ class File {
  public:
    File( int directory, char const* name, int flags )
        : fd_( openat( directory, name, flags | O_CLOEXEC, fileMode ) ) {}
-   ~File() { close(); }
+   ~File() {
+      if ( isOpen() )
+         close( fd_ );
+   }
    File( File const& ) = delete;
    File& operator=( File const& ) = delete;
 
-   bool close() { return fd_ < 0 || ::close( std::exchange( fd_, -1 ) ) == 0; }
-   bool sync() const { return fsync( fd_ ) == 0; }
+   int fd() const { return fd_; }
    bool isOpen() const { return fd_ >= 0; }
-   bool write( std::string_view text ) const {
-      while ( !text.empty() ) {
-         ssize_t const written = ::write( fd_, text.data(), text.size() );
-         if ( written < 0 && errno != EINTR )
-            return false;
-         if ( written > 0 )
-            text.remove_prefix( static_cast< std::size_t >( written ) );
-      }
-      return true;
-   }
+   int release() { return std::exchange( fd_, -1 ); }
    std::string read() const {
       std::string text;
       std::array< char, 4096 > part;
@@ -58,6 +51,18 @@ class File {
  private:
    int fd_;
 };
+
+bool
+writeAll( int fd, std::string_view text ) {
+   while ( !text.empty() ) {
+      ssize_t const written = ::write( fd, text.data(), text.size() );
+      if ( written < 0 && errno != EINTR )
+         return false;
+      if ( written > 0 )
+         text.remove_prefix( static_cast< std::size_t >( written ) );
+   }
+   return true;
+}
 
 std::string
 epoch() {
@@ -150,20 +155,22 @@ OwnershipFile::OwnershipFile( std::string directory )
 }
 
 OwnershipFile::~OwnershipFile() {
-   if ( directoryFd_ >= 0 )
-      close( directoryFd_ );
+   if ( fd_ >= 0 && text_ == epoch_ )
+      unlinkat( directoryFd_, fileName, 0 );
+   for ( int const fd : { fd_, directoryFd_ } )
+      if ( fd >= 0 )
+         close( fd );
 }
 
 std::vector< Holding >
 OwnershipFile::recall() {
    std::vector< Holding > holdings;
-   std::istringstream lines( File( directoryFd_, fileName, O_RDONLY ).read() );
-   std::string boot;
-   std::string netns;
-   std::getline( lines, boot );
-   std::getline( lines, netns );
-   if ( boot + '\n' + netns + '\n' != epoch_ )
+   std::string text = File( directoryFd_, fileName, O_RDONLY ).read();
+   // Whoever wrote the rest was ended meanwhile.
+   text.erase( text.rfind( '\n' ) + 1 );
+   if ( !text.starts_with( epoch_ ) )
       return holdings;
+   std::istringstream lines( text.substr( epoch_.size() ) );
    Holding holding;
    for ( std::string line; std::getline( lines, line ); )
       if ( readLine( line, holding ) )
@@ -175,25 +182,63 @@ int
 OwnershipFile::remember( std::span< Holding const > holdings ) {
    if ( directoryFd_ < 0 )
       return error_;
-   // Works on a full disk, too.
-   if ( holdings.empty() )
-      return unlinkat( directoryFd_, fileName, 0 ) == 0 || errno == ENOENT ? 0 : errno;
-   text_ = epoch_;
+   std::string text = epoch_;
    for ( Holding const& holding : holdings )
-      append( text_, holding );
-   if ( replace() )
+      append( text, holding );
+   if ( write( text ) )
       return 0;
    int const error = errno;
-   unlinkat( directoryFd_, newFileName, 0 );
-   return error;
+   // Works on a full disk, too.
+   return holdings.empty() && ( unlinkat( directoryFd_, fileName, 0 ) == 0 || errno == ENOENT )
+              ? 0
+              : error;
 }
 
 bool
-OwnershipFile::replace() {
-   File file( directoryFd_, newFileName, O_WRONLY | O_CREAT | O_TRUNC );
-   return file.isOpen() && file.write( text_ ) && file.sync() && file.close() &&
-          renameat( directoryFd_, newFileName, directoryFd_, fileName ) == 0 &&
-          fsync( directoryFd_ ) == 0;
+OwnershipFile::write( std::string const& text ) {
+   struct stat file {};
+   bool const isThere = fd_ >= 0 && fstat( fd_, &file ) == 0 && file.st_nlink > 0;
+   bool const isDone = isThere && text.starts_with( text_ )
+                           ? extend( std::string_view( text ).substr( text_.size() ) )
+                       : isThere && text == epoch_ ? cut( text.size() )
+                                                   : replace( text );
+   if ( isDone )
+      text_ = text;
+   return isDone;
+}
+
+bool
+OwnershipFile::extend( std::string_view lines ) {
+   if ( writeAll( fd_, lines ) )
+      return true;
+   int const error = errno;
+   // What can't be taken back is replaced.
+   if ( !cut( text_.size() ) )
+      close( std::exchange( fd_, -1 ) );
+   errno = error;
+   return false;
+}
+
+bool
+OwnershipFile::cut( std::size_t size ) const {
+   return ftruncate( fd_, static_cast< off_t >( size ) ) == 0 && fsync( fd_ ) == 0;
+}
+
+bool
+OwnershipFile::replace( std::string_view text ) {
+   File file( directoryFd_, newFileName, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_DSYNC );
+   if ( file.isOpen() && writeAll( file.fd(), text ) &&
+        renameat( directoryFd_, newFileName, directoryFd_, fileName ) == 0 &&
+        fsync( directoryFd_ ) == 0 ) {
+      if ( fd_ >= 0 )
+         close( fd_ );
+      fd_ = file.release();
+      return true;
+   }
+   int const error = errno;
+   unlinkat( directoryFd_, newFileName, 0 );
+   errno = error;
+   return false;
 }
 
 } // namespace Ufdd

@@ -17,8 +17,9 @@ namespace Ufdd {
 //    held 9 protodown:5 02a1b2c3d4e6 eth2
 //
 // that is the index, the means, the hardware's address and the name. Of the means, "protodown" and
-// "reason" (a protodown that is someone else's) have the number of our reason. The file is replaced
-// as a whole, so that a reader never finds half of one.
+// "reason" (a protodown that is someone else's) have the number of our reason. Lines are added in
+// one piece, for ports wait to be shut meanwhile; else the file is replaced as a whole. A reader
+// never finds half of one, and leaves out half of a line.
 class OwnershipFile final : public Ownership {
  public:
    static constexpr char const* usualDirectory = "/run/ufdd";
@@ -36,13 +37,17 @@ class OwnershipFile final : public Ownership {
    std::string place() const override { return directory_ + "/held"; }
 
  private:
-   bool replace();
+   bool write( std::string const& text );
+   bool extend( std::string_view lines );
+   bool cut( std::size_t size ) const;
+   bool replace( std::string_view text );
 
    std::string const directory_;
    int directoryFd_ = -1;
    int error_ = 0;           // Why there is no directory.
    std::string const epoch_; // The first two lines: what else has to be as it was.
-   std::string text_;
+   int fd_ = -1;             // The file, once it was written.
+   std::string text_;        // What is in it.
 };
 
 } // namespace Ufdd

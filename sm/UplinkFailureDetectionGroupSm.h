@@ -128,6 +128,8 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    bool isComplete() const noexcept;
    Zet::Name const& configuredName() const noexcept;
    unsigned int numUp() const;
+   // At the first downstream interface that has a cause entry, or that has none.
+   GroupConfig::IntfsToDisableIteratorConst firstDownstream( bool disabled ) const;
    void disableDownstream();
    void enableDownstream();
 

@@ -9,7 +9,8 @@ namespace UplinkFailureDetection {
 
 namespace {
 
-Zet::TraceHandle const&
+// In line, for each check asks twice whether it is on.
+[[gnu::always_inline]] inline Zet::TraceHandle const&
 traceHandle() {
    static Zet::TraceHandle const handle( "UplinkFailureDetectionSm" );
    return handle;
@@ -180,8 +181,10 @@ UplinkFailureDetectionGroupSm::newCauseStatus(
 
 Zet::Name const&
 UplinkFailureDetectionGroupSm::configuredName() const noexcept {
+   if ( GroupConfig const* const config = groupConfig() )
+      return config->zetName();
    static Zet::Name const none;
-   return groupConfig() ? groupConfig()->zetName() : none;
+   return none;
 }
 
 Zet::Ptr< UplinkFailureDetectionIntfSm >
@@ -255,13 +258,10 @@ UplinkFailureDetectionGroupSm::handleAndCheckIntf( Kelnet::IntfId intfId ) {
 
 void
 UplinkFailureDetectionGroupSm::doCheckIntfs() {
-   // An observer of what is written below may drop this machine.
-   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    if ( !isComplete() )
       return;
    trace( "doCheckIntfs", configuredName(), "::doCheckIntfs " );
-   unsigned int const up = numUp();
-   if ( groupConfig()->minLinks() > up )
+   if ( groupConfig()->minLinks() > numUp() )
       disableDownstream();
    else
       enableDownstream();
@@ -286,14 +286,26 @@ UplinkFailureDetectionGroupSm::numUp() const {
    return up;
 }
 
+GroupConfig::IntfsToDisableIteratorConst
+UplinkFailureDetectionGroupSm::firstDownstream( bool disabled ) const {
+   Errdisable::CauseStatus const& cause = *causeStatus();
+   return groupConfig()->intfsToDisableMembers().firstThat( [ & ]( auto const& downstream ) {
+      return cause.intfStatus( downstream.zetKey() ).has_value() == disabled;
+   } );
+}
+
 void
 UplinkFailureDetectionGroupSm::disableDownstream() {
    trace( "doCheckIntfs", "numUp is < minLinks ; disabling downstream intfs" );
-   // The observers of each entry may replace what this machine watches.
+   double const time = Zet::now();
+   auto at = firstDownstream( false );
+   if ( !at && groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
+      return;
+   // The observers of what is written may drop this machine or replace what it watches.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
-   double const time = Zet::now();
-   for ( auto at = config->intfsToDisableIteratorConst(); at; ++at ) {
+   for ( ; at; ++at ) {
       // An observer has had the group removed and cleaned up: nobody would release the rest.
       if ( zetMarkedForDeletion() )
          return;
@@ -312,10 +324,14 @@ UplinkFailureDetectionGroupSm::disableDownstream() {
 void
 UplinkFailureDetectionGroupSm::enableDownstream() {
    trace( "doCheckIntfs", "numUp is >= minLinks ; enabling downstream intfs" );
-   // The observers of each entry may replace what this machine watches.
+   auto at = firstDownstream( true );
+   if ( !at && groupStatus_->groupLinkStatus() == GroupLinkStatus::up )
+      return;
+   // The observers of what is written may drop this machine or replace what it watches.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
-   for ( auto at = config->intfsToDisableIteratorConst(); at; ++at )
+   for ( ; at; ++at )
       cause->intfStatusDel( at.key() );
    groupStatus_->groupLinkStatusIs( GroupLinkStatus::up );
 }

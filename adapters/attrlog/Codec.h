@@ -18,40 +18,46 @@ operator<<( Zet::NboAttrLog::Out& out, IntfId id ) {
 
 namespace AttrLog {
 
-// How a value of type V travels: write( out, value ) and read( in ), which throws what the input
-// throws. A type without one cannot be an attribute that is replicated.
+// How a value of type V travels: wire( value ), as what it is stored, and read( in ), which throws
+// what the input throws. A type without one cannot be an attribute that is replicated.
 template < class V > struct Codec;
 
-template < class V > struct Written {
-   static void write( Zet::NboAttrLog::Out& out, V const& value ) { out << value; }
+template < class V > struct AsItIs {
+   static V wire( V const& value ) { return value; }
+};
+// Valid until: the value goes.
+template < class V > struct AsText {
+   static std::string_view wire( V const& value ) { return value.view(); }
 };
 
-template <> struct Codec< bool > : Written< bool > {
+template <> struct Codec< bool > : AsItIs< bool > {
    static bool read( Zet::NboAttrLog::In& in ) { return in.nextbool(); }
 };
-template <> struct Codec< unsigned int > : Written< unsigned int > {
+template <> struct Codec< unsigned int > : AsItIs< unsigned int > {
    static unsigned int read( Zet::NboAttrLog::In& in ) { return in.nextU32(); }
 };
-template <> struct Codec< int > : Written< int > {
+template <> struct Codec< int > : AsItIs< int > {
    static int read( Zet::NboAttrLog::In& in ) { return in.nextS32(); }
 };
-template <> struct Codec< double > : Written< double > {
+template <> struct Codec< double > : AsItIs< double > {
    static double read( Zet::NboAttrLog::In& in ) { return in.nextSeconds(); }
 };
-template <> struct Codec< Zet::String8 > : Written< Zet::String8 > {
+template <> struct Codec< Zet::String8 > : AsText< Zet::String8 > {
    static Zet::String8 read( Zet::NboAttrLog::In& in ) { return in.nextString(); }
 };
-template <> struct Codec< Zet::EntityId > : Written< Zet::EntityId > {
+template <> struct Codec< Zet::EntityId > : AsItIs< Zet::EntityId > {
    static Zet::EntityId read( Zet::NboAttrLog::In& in ) { return in.nextEntityId(); }
 };
-template <> struct Codec< Kelnet::IntfId > : Written< Kelnet::IntfId > {
+template <> struct Codec< Kelnet::IntfId > {
+   // Valid until: the process ends.
+   static std::string_view wire( Kelnet::IntfId id ) { return id.name().view(); }
    static Kelnet::IntfId read( Zet::NboAttrLog::In& in ) { return Kelnet::IntfId( in.nextText() ); }
 };
 
 // An enumeration travels as its number. `Instance` makes a value of a number, or throws the range
 // exception for one that is unknown; such a number is kept all the same, and counted.
 template < class E, E ( *Instance )( unsigned int ) > struct EnumCodec {
-   static void write( Zet::NboAttrLog::Out& out, E value ) { out << static_cast< int >( value ); }
+   static int wire( E value ) { return static_cast< int >( value ); }
    static E read( Zet::NboAttrLog::In& in ) { return static_cast< E >( in.nextU32() ); }
    static bool isKnown( E value ) {
       try {

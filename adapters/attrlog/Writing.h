@@ -9,13 +9,8 @@ template < class T >
 template < class... V >
 bool
 EntityAdapter< T >::write( Zet::AttributeId id, std::uint32_t creation, V const&... value ) {
-   using Token = Zet::NboAttrLog::Out::TransactToken;
-   Zet::NboAttrLog::Out& out = *nboAttrLogOut();
-   out.nextHeaderIs( { entityId(), id, Zet::NboAttrLog::attributeKind, 0, creation } );
-   out << Token::begin;
-   ( Codec< V >::write( out, value ), ... );
-   out << Token::end;
-   return out.hasWritten();
+   return nboAttrLogOut()->record( { entityId(), id, Zet::NboAttrLog::attributeKind, 0, creation },
+                                   Codec< V >::wire( value )... );
 }
 
 // Whether the record of a change is to be written now. If not, and if it is to be written at all,

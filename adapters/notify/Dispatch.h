@@ -47,12 +47,14 @@ void
 dispatch( List const& notifiees, Zet::AttributeId id, Key const&... key ) {
    if ( notifiees.count() == 0 )
       return;
-   for ( Zet::SnapshotIterator snapshot( notifiees ); snapshot; snapshot.advance() ) {
+   for ( Zet::SnapshotIterator snapshot( notifiees ); snapshot; ) {
       try {
          Zet::Expect const expect( 0 );
-         Detail::deliver< Handler >( *snapshot, id, key... );
+         for ( ; snapshot; snapshot.advance() )
+            Detail::deliver< Handler >( *snapshot, id, key... );
       } catch ( ... ) {
          snapshot->onNotificationException( id );
+         snapshot.advance();
       }
    }
 }

@@ -11,12 +11,6 @@ CauseStatus::CauseStatusIs( Zet::Name name ) {
    return Zet::make< CauseStatus >( std::move( name ) );
 }
 
-std::optional< double >
-CauseStatus::intfStatus( Kelnet::IntfId intfId ) const noexcept {
-   ZetIntfStatus const* const entry = intfStatus_.find( intfId );
-   return entry ? std::optional( entry->value() ) : std::nullopt;
-}
-
 void
 CauseStatus::intfStatusIs( Kelnet::IntfId intfId, double const& time ) {
    intfStatus_.valueIs( *this, intfId, time );

@@ -24,7 +24,10 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
    static Zet::Ptr< CauseStatus > CauseStatusIs( Zet::Name name );
 
    // When the interface was disabled; nothing when it is not.
-   std::optional< double > intfStatus( Kelnet::IntfId intfId ) const noexcept;
+   std::optional< double > intfStatus( Kelnet::IntfId intfId ) const noexcept {
+      ZetIntfStatus const* const entry = intfStatus_.find( intfId );
+      return entry ? std::optional( entry->value() ) : std::nullopt;
+   }
    void intfStatusIs( Kelnet::IntfId intfId, double const& time );
    // False when there was no entry, of which nobody is told.
    bool intfStatusDel( Kelnet::IntfId intfId );

@@ -1,7 +1,9 @@
 #include "platform/kelnet/IntfId.h"
 
 #include "platform/zet/Exception.h"
+#include "platform/zet/HashMap.h"
 
+#include <deque>
 #include <ostream>
 #include <unordered_map>
 
@@ -9,38 +11,69 @@ namespace Kelnet {
 
 namespace {
 
-using Numbers = std::unordered_map< std::string_view, std::uint32_t >;
+// A name whose id is its position.
+class Regular : public Zet::PtrInterface {
+ public:
+   Regular( IntfId id, Zet::Name name ) : id_( id ), name_( std::move( name ) ) {}
+   IntfId zetKey() const noexcept { return id_; }
+   Zet::Name const& name() const noexcept { return name_; }
+   Zet::ChainLink< Regular > zetChainLink;
 
-// Its keys are views of the names in the rows.
-Numbers&
-numbers() {
+ private:
+   IntfId id_;
+   Zet::Name name_;
+};
+
+struct Names {
+   Zet::HashMap< Regular, IntfId > regular;
+   // By id.
+   std::deque< Zet::Name > irregular{ Zet::Name() };
+   std::unordered_map< std::string_view, std::uint32_t > irregularIds{ { {}, 0 } };
+};
+
+Names&
+names() {
    // Never destroyed: ids of static life outlast it otherwise.
-   static Numbers& numbers = *new Numbers{ { std::string_view(), 0 } };
-   return numbers;
+   static Names& names = *new Names;
+   return names;
 }
 
 } // namespace
 
-// The first block is there from the start, for the empty id.
-IntfId::Row* IntfId::blocks_[ blockCount ] = { new Row[ std::size_t{ 1 } << blockBits ] };
-
 void
 IntfId::handleInitialized( std::string_view name ) {
-   if ( auto const found = numbers().find( name ); found != numbers().end() ) {
-      value_ = found->second;
+   std::uint32_t const position = Zet::bitReverse( Zet::hashOfText( name ) );
+   if ( position >= firstPosition && !name.empty() ) {
+      IntfId const id( position );
+      Regular const* const known = names().regular.find( id );
+      if ( !known )
+         names().regular.insert( Zet::make< Regular >( id, name ) );
+      if ( !known || known->name().view() == name ) {
+         *this = id;
+         return;
+      }
+   }
+   auto const next = static_cast< std::uint32_t >( names().irregular.size() );
+   auto const known = names().irregularIds.find( name );
+   if ( known != names().irregularIds.end() ) {
+      value_ = known->second;
       return;
    }
-   auto const value = static_cast< std::uint32_t >( numbers().size() );
-   std::uint32_t const block = value >> blockBits;
-   if ( block >= blockCount )
+   if ( next == firstPosition )
       Zet::throwRangeException( "too many interface names" );
-   if ( !blocks_[ block ] )
-      blocks_[ block ] = new Row[ std::size_t{ 1 } << blockBits ];
-   Row& row = blocks_[ block ][ value & ( ( 1u << blockBits ) - 1 ) ];
-   row.name = name;
-   row.hash = row.name.hash();
-   numbers().emplace( row.name.view(), value );
-   value_ = value;
+   names().irregularIds.emplace( names().irregular.emplace_back( name ).view(), next );
+   value_ = next;
+}
+
+std::uint32_t
+IntfId::irregularPosition( std::uint32_t value ) noexcept {
+   return names().irregular[ value ].position();
+}
+
+Zet::Name const&
+IntfId::name() const noexcept {
+   return value_ < firstPosition ? names().irregular[ value_ ]
+                                 : names().regular.find( *this )->name();
 }
 
 Zet::Ptr< Zet::ZetType const >

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/zet/BitReverse.h"
 #include "platform/zet/Export.h"
 #include "platform/zet/String8.h"
 #include "platform/zet/ZetType.h"
@@ -22,8 +23,12 @@ class ZET_EXPORT IntfId {
    void handleInitialized( std::string_view name );
 
    // Valid for the life of the process.
-   Zet::Name const& name() const noexcept { return row().name; }
-   std::uint32_t hash() const noexcept { return row().hash; }
+   Zet::Name const& name() const noexcept;
+   std::uint32_t hash() const noexcept { return Zet::bitReverse( position() ); }
+   // The bit-reversed hash, the place in the order of a HashMap.
+   std::uint32_t position() const noexcept {
+      return value_ >= firstPosition ? value_ : irregularPosition( value_ );
+   }
    // The number itself: means something within this process only.
    constexpr std::uint32_t value() const noexcept { return value_; }
 
@@ -33,19 +38,13 @@ class ZET_EXPORT IntfId {
    static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  private:
-   struct Row {
-      Zet::Name name;
-      std::uint32_t hash = Zet::Name().hash();
-   };
+   constexpr explicit IntfId( std::uint32_t value ) noexcept : value_( value ) {}
 
-   // Rows never move: blocks of them, made as names come.
-   static constexpr unsigned int blockBits = 10;
-   static constexpr std::uint32_t blockCount = 1u << 14;
-   static Row* blocks_[ blockCount ];
-
-   Row const& row() const noexcept {
-      return blocks_[ value_ >> blockBits ][ value_ & ( ( 1u << blockBits ) - 1 ) ];
-   }
+   // The number is the position of the name, so that looking an id up reads nothing else. Lower
+   // numbers are given out one by one: 0 to the empty name, the others to names whose own
+   // position is that low or stands for another name.
+   static constexpr std::uint32_t firstPosition = 1u << 16;
+   [[gnu::cold]] static std::uint32_t irregularPosition( std::uint32_t value ) noexcept;
 
    std::uint32_t value_ = 0;
 };

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/zet/BitReverse.h"
 #include "platform/zet/Ptr.h"
 
 #include <cstddef>
@@ -9,19 +10,24 @@
 
 namespace Zet {
 
-// The bits in reversed order: bit 0 becomes bit 31.
-constexpr std::uint32_t
-bitReverse( std::uint32_t bits ) noexcept {
-   bits = __builtin_bswap32( bits );
-   bits = ( bits >> 4 & 0x0f0f0f0f ) | ( bits & 0x0f0f0f0f ) << 4;
-   bits = ( bits >> 2 & 0x33333333 ) | ( bits & 0x33333333 ) << 2;
-   return ( bits >> 1 & 0x55555555 ) | ( bits & 0x55555555 ) << 1;
+// Where a key belongs in the order of a HashMap: its bit-reversed hash. A key that keeps that
+// rather than its hash offers it as position().
+template < class Key >
+std::uint32_t
+positionOf( Key const& key ) noexcept {
+   if constexpr ( requires { key.position(); } )
+      return key.position();
+   else
+      return bitReverse( key.hash() );
 }
 
 // The place of a member in its HashMap; only the map reads or writes it.
 template < class Member > class ChainLink {
    template < class, class > friend class HashMap;
-   Ptr< Member > next_;
+   // Holds a reference.
+   Member* next_ = nullptr;
+   // That of the member's key, once it has been in a map: chains are walked without touching keys.
+   std::uint32_t position_ = 0;
 };
 
 // A keyed collection that holds one reference on each member and is linked through the members.
@@ -48,40 +54,49 @@ template < class Member, class Key > class HashMap {
 
    // Borrows: valid until the member is removed. Null when the key is absent.
    Member* find( Key const& key ) const noexcept {
-      Member* at = buckets_[ bucketOf( position( key ) ) ].get();
-      while ( at && !( at->zetKey() == key ) )
-         at = at->zetChainLink.next_.get();
+      std::uint32_t const where = positionOf( key );
+      Member* at = buckets_[ bucketOf( where ) ];
+      while ( at && !isAt( *at, where, key ) )
+         at = next( *at );
       return at;
    }
 
    // Requires: the member is in no map, its key not in this one.
    void insert( Ptr< Member > member ) noexcept {
-      auto&& key = member->zetKey();
-      Ptr< Member >& place = placeOf( position( key ), key );
-      member->zetChainLink.next_ = std::move( place );
-      place = std::move( member );
+      Member* const added = member.release();
+      auto&& key = added->zetKey();
+      std::uint32_t const where = positionOf( key );
+      Member*& place = placeOf( where, key );
+      added->zetChainLink.next_ = place;
+      added->zetChainLink.position_ = where;
+      place = added;
       ++version_;
       if ( ++count_ > bucketCount() )
-         resize( bits_ == 0 ? smallestTable : bits_ + 1 );
+         resize( bits_ == 0 ? smallestTable : bits_ + growth );
    }
 
    // Null when the key is absent.
    Ptr< Member > remove( Key const& key ) noexcept {
-      Ptr< Member >& place = placeOf( position( key ), key );
-      return place && place->zetKey() == key ? unlink( place ) : nullptr;
+      std::uint32_t const where = positionOf( key );
+      Member*& place = placeOf( where, key );
+      return place && isAt( *place, where, key ) ? unlink( place ) : nullptr;
    }
    // Removes this very member, no other of the same key. False when it is not in the map.
    bool remove( Member const& member ) noexcept {
       auto&& key = member.zetKey();
-      Ptr< Member >& place = placeOf( position( key ), key );
+      Member*& place = placeOf( positionOf( key ), key );
       return place == &member && unlink( place ) != nullptr;
    }
 
    // Drops every member at once.
    void clear() noexcept {
-      for ( std::size_t bucket = 0; bucket < bucketCount(); ++bucket )
-         for ( Ptr< Member > member = std::move( buckets_[ bucket ] ); member; )
-            member = std::move( member->zetChainLink.next_ );
+      for ( std::size_t bucket = 0; bucket < bucketCount(); ++bucket ) {
+         fetchAhead( buckets_, bucket, bucketCount() );
+         for ( Member* at = std::exchange( buckets_[ bucket ], nullptr ); at; ) {
+            Ptr< Member > const dropped = Ptr< Member >::adopt( at );
+            at = std::exchange( at->zetChainLink.next_, nullptr );
+         }
+      }
       count_ = 0;
       ++version_;
       resize( 0 );
@@ -97,35 +112,57 @@ template < class Member, class Key > class HashMap {
    // Calls visit( member ) in order, without counting references.
    // Requires: nothing is inserted or removed meanwhile.
    template < class Visit > void forEach( Visit visit ) const {
-      for ( std::size_t bucket = 0; bucket < bucketCount(); ++bucket )
-         for ( Member* at = buckets_[ bucket ].get(); at; at = at->zetChainLink.next_.get() )
+      Member* const* const end = buckets_ + bucketCount();
+      for ( Member* const* bucket = buckets_; bucket != end; ++bucket )
+         for ( Member* at = *bucket; at; at = next( *at ) )
             visit( *at );
    }
+   // At the first member for which is( member ) holds: looks for it as forEach walks.
+   template < class Is > Iterator firstThat( Is is ) const {
+      Member* const* const end = buckets_ + bucketCount();
+      for ( Member* const* bucket = buckets_; bucket != end; ++bucket )
+         for ( Member* at = *bucket; at; at = next( *at ) )
+            if ( is( *at ) )
+               return Iterator( *this, at );
+      return Iterator( *this, nullptr );
+   }
 
-   Iterator begin() const noexcept { return Iterator( *this, firstFrom( 0 ), version_ ); }
+   Iterator begin() const noexcept { return Iterator( *this, firstFrom( 0 ) ); }
    // At the member of that key, or at the one that would follow it.
    Iterator from( Key const& key ) const noexcept {
-      return Iterator( *this, successor( position( key ), key, false ), version_ );
+      return Iterator( *this, successor( positionOf( key ), key, false ) );
    }
 
  private:
-   static constexpr unsigned int smallestTable = 3;
+   static constexpr unsigned int smallestTable = 2;
+   // The table grows fourfold, so that few members are moved often.
+   static constexpr unsigned int growth = 2;
+   static constexpr std::size_t sparse = 8;
 
-   static std::uint32_t position( Key const& key ) noexcept { return bitReverse( key.hash() ); }
    std::size_t bucketCount() const noexcept { return std::size_t{ 1 } << bits_; }
    std::size_t bucketOf( std::uint32_t position ) const noexcept {
       return static_cast< std::size_t >( std::uint64_t{ position } << bits_ >> 32 );
    }
 
+   // Has the processor load what a walk will come to: members lie anywhere.
+   static void fetchAhead( Member* const* table, std::size_t bucket, std::size_t size ) noexcept {
+      constexpr std::size_t ahead = 8;
+      if ( bucket + ahead < size )
+         __builtin_prefetch( table[ bucket + ahead ] );
+   }
+
+   static Member* next( Member const& member ) noexcept { return member.zetChainLink.next_; }
+   static bool isAt( Member const& member, std::uint32_t where, Key const& key ) noexcept {
+      return member.zetChainLink.position_ == where && member.zetKey() == key;
+   }
    // Whether the member comes before the key.
    static bool precedes( Member const& member, std::uint32_t where, Key const& key ) noexcept {
-      auto&& own = member.zetKey();
-      std::uint32_t const place = position( own );
-      return place < where || ( place == where && own < key );
+      std::uint32_t const place = member.zetChainLink.position_;
+      return place < where || ( place == where && member.zetKey() < key );
    }
    // The link to the first member that does not come before the key; null at the end of its chain.
-   Ptr< Member >& placeOf( std::uint32_t where, Key const& key ) noexcept {
-      Ptr< Member >* at = &buckets_[ bucketOf( where ) ];
+   Member*& placeOf( std::uint32_t where, Key const& key ) noexcept {
+      Member** at = &buckets_[ bucketOf( where ) ];
       while ( *at && precedes( **at, where, key ) )
          at = &( *at )->zetChainLink.next_;
       return *at;
@@ -133,35 +170,40 @@ template < class Member, class Key > class HashMap {
    Member* firstFrom( std::size_t bucket ) const noexcept {
       for ( ; bucket < bucketCount(); ++bucket )
          if ( buckets_[ bucket ] )
-            return buckets_[ bucket ].get();
+            return buckets_[ bucket ];
       return nullptr;
    }
    // The first member at the key or behind it; with `strictly`, behind it.
    Member* successor( std::uint32_t where, Key const& key, bool strictly ) const noexcept {
       std::size_t const bucket = bucketOf( where );
-      Member* at = buckets_[ bucket ].get();
-      while ( at && ( precedes( *at, where, key ) || ( strictly && at->zetKey() == key ) ) )
-         at = at->zetChainLink.next_.get();
+      Member* at = buckets_[ bucket ];
+      while ( at && ( precedes( *at, where, key ) || ( strictly && isAt( *at, where, key ) ) ) )
+         at = next( *at );
       return at ? at : firstFrom( bucket + 1 );
    }
+   // Of a member that may have left the map.
    Member* successor( Member const& member ) const noexcept {
-      auto&& key = member.zetKey();
-      return successor( position( key ), key, true );
+      return successor( member.zetChainLink.position_, member.zetKey(), true );
+   }
+   // Of a member that is in the map.
+   Member* following( Member const& member ) const noexcept {
+      Member* const chained = next( member );
+      return chained ? chained : firstFrom( bucketOf( member.zetChainLink.position_ ) + 1 );
    }
 
-   Ptr< Member > unlink( Ptr< Member >& place ) noexcept {
-      Ptr< Member > member = std::move( place );
-      place = std::move( member->zetChainLink.next_ );
+   Ptr< Member > unlink( Member*& place ) noexcept {
+      Member* const member = place;
+      place = std::exchange( member->zetChainLink.next_, nullptr );
       --count_;
       ++version_;
       if ( !beingEmptied_ )
          shrink();
-      return member;
+      return Ptr< Member >::adopt( member );
    }
 
    void shrink() noexcept {
       unsigned int bits = bits_;
-      while ( bits > smallestTable && count_ < ( std::size_t{ 1 } << bits ) / 4 )
+      while ( bits > smallestTable && count_ < ( std::size_t{ 1 } << bits ) / sparse )
          --bits;
       if ( bits != bits_ )
          resize( bits );
@@ -170,23 +212,23 @@ template < class Member, class Key > class HashMap {
    // Where memory is short the table stays as it is, which costs time, not truth.
    void resize( unsigned int bits ) noexcept {
       std::size_t const size = std::size_t{ 1 } << bits;
-      Ptr< Member >* const table = bits == 0 ? &only_ : new ( std::nothrow ) Ptr< Member >[ size ];
+      Member** const table = bits == 0 ? &only_ : new ( std::nothrow ) Member* [ size ] {};
       if ( !table || table == buckets_ )
          return;
-      Ptr< Member >* const old = std::exchange( buckets_, table );
+      Member** const old = std::exchange( buckets_, table );
       std::size_t const oldCount = bucketCount();
       bits_ = bits;
-      Ptr< Member >* tail = table;
+      Member** tail = table;
       std::size_t tailBucket = 0;
       for ( std::size_t bucket = 0; bucket < oldCount; ++bucket ) {
-         for ( Ptr< Member > member = std::move( old[ bucket ] ); member; ) {
-            std::size_t const target = bucketOf( position( member->zetKey() ) );
+         fetchAhead( old, bucket, oldCount );
+         for ( Member* at = std::exchange( old[ bucket ], nullptr ); at; ) {
+            std::size_t const target = bucketOf( at->zetChainLink.position_ );
             if ( target != tailBucket )
                tail = table + ( tailBucket = target );
-            Ptr< Member > next = std::move( member->zetChainLink.next_ );
-            *tail = std::move( member );
-            tail = &( *tail )->zetChainLink.next_;
-            member = std::move( next );
+            *tail = at;
+            tail = &at->zetChainLink.next_;
+            at = std::exchange( *tail, nullptr );
          }
       }
       if ( old != &only_ )
@@ -194,8 +236,8 @@ template < class Member, class Key > class HashMap {
    }
 
    // The one bucket of a small map.
-   Ptr< Member > only_;
-   Ptr< Member >* buckets_ = &only_;
+   Member* only_ = nullptr;
+   Member** buckets_ = &only_;
    std::size_t count_ = 0;
    std::uint32_t version_ = 0;
    // The number of buckets is two to this power.
@@ -215,16 +257,16 @@ template < class Member, class Key > class HashMap< Member, Key >::Iterator {
    Key key() const noexcept { return member_->zetKey(); }
 
    Iterator& operator++() noexcept {
-      Member* next = version_ == map_->version_ ? member_->zetChainLink.next_.get() : nullptr;
-      member_ = next ? next : map_->successor( *member_ );
+      member_ =
+          version_ == map_->version_ ? map_->following( *member_ ) : map_->successor( *member_ );
       version_ = map_->version_;
       return *this;
    }
 
  private:
    friend class HashMap;
-   Iterator( HashMap const& map, Member* member, std::uint32_t version ) noexcept
-       : map_( &map ), member_( member ), version_( version ) {}
+   Iterator( HashMap const& map, Member* member ) noexcept
+       : map_( &map ), member_( member ), version_( map.version_ ) {}
 
    HashMap const* map_;
    Ptr< Member > member_;

@@ -5,7 +5,9 @@
 namespace Zet {
 
 PtrInterface::NotifieeConst::NotifieeConst() {
-   notificationActiveFlagIs( true );
+   // Nobody else knows of it yet.
+   word_.store( word_.load( std::memory_order_relaxed ) | notificationActiveFlag,
+                std::memory_order_relaxed );
    bits_.bitIs( constructedBit, true );
 }
 

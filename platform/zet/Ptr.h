@@ -38,6 +38,9 @@ template < class T > class Ptr {
       return result;
    }
 
+   // Becomes null; its reference is the caller's to adopt.
+   T* release() noexcept { return std::exchange( object_, nullptr ); }
+
    T* get() const noexcept { return object_; }
    T* operator->() const noexcept { return object_; }
    T& operator*() const noexcept { return *object_; }

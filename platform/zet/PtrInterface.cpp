@@ -85,8 +85,12 @@ PtrInterface::flag( std::uint32_t bit ) const noexcept {
 
 void
 PtrInterface::flagIs( std::uint32_t bit, bool on ) noexcept {
-   std::uint32_t const place = isNondestructing() ? bit >> loweredBy : bit;
-   if ( on )
+   std::uint32_t const word = word_.load( std::memory_order_relaxed );
+   std::uint32_t const place = isNondestructing( word ) ? bit >> loweredBy : bit;
+   // As counting is.
+   if ( !countsAreShared() )
+      word_.store( on ? word | place : word & ~place, std::memory_order_relaxed );
+   else if ( on )
       word_.fetch_or( place, std::memory_order_relaxed );
    else
       word_.fetch_and( ~place, std::memory_order_relaxed );

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/zet/Export.h"
+#include "platform/zet/ReferenceCount.h"
 
 #include <atomic>
 #include <cstdint>
@@ -72,14 +73,14 @@ class ZET_EXPORT PtrInterface {
       return ( word & topByte ) == nondestructingByte;
    }
 
-   void referenceAdd() const noexcept {
+   [[gnu::always_inline]] void referenceAdd() const noexcept {
       if ( !isNondestructing( word_.load( std::memory_order_relaxed ) ) )
-         word_.fetch_add( 1, std::memory_order_relaxed );
+         countUp( word_ );
    }
-   void referenceDrop() const noexcept {
+   [[gnu::always_inline]] void referenceDrop() const noexcept {
       if ( isNondestructing( word_.load( std::memory_order_relaxed ) ) )
          return;
-      std::uint32_t const before = word_.fetch_sub( 1, std::memory_order_acq_rel );
+      std::uint32_t const before = countDown( word_ );
       if ( ( before & countMask ) <= 1 ) [[unlikely]]
          handleLastReference( before );
    }

@@ -3,39 +3,59 @@
 #include "platform/zet/Ptr.h"
 #include "platform/zet/StackArena.h"
 
-#include <vector>
+#include <cstddef>
+#include <new>
 
 namespace Zet {
 
-// The members that a list had when the walk began, held until they are passed.
+// The members that a list had when the walk began, held until they are passed. A few have room in
+// the iterator itself.
 template < class List > class SnapshotIterator {
  public:
    using Member = typename List::Member;
 
-   explicit SnapshotIterator( List const& list ) {
-      members_.reserve( list.count() );
+   explicit SnapshotIterator( List const& list )
+       : members_( placesFor( list.count() ) ), at_( members_ ), end_( members_ ) {
       for ( Member* member = list.head(); member; member = List::next( *member ) )
-         members_.emplace_back( member );
+         new ( end_++ ) Held( member );
    }
-
    SnapshotIterator( SnapshotIterator const& ) = delete;
    SnapshotIterator& operator=( SnapshotIterator const& ) = delete;
+   ~SnapshotIterator() {
+      while ( at_ != end_ )
+         release();
+      if ( !isRoom( members_ ) )
+         stackArenaDelete( members_ );
+   }
 
-   explicit operator bool() const noexcept { return index_ < members_.size(); }
-   Member& operator*() const noexcept { return *members_[ index_ ]; }
-   Member* operator->() const noexcept { return members_[ index_ ].get(); }
+   explicit operator bool() const noexcept { return at_ != end_; }
+   Member& operator*() const noexcept { return **at_; }
+   Member* operator->() const noexcept { return at_->get(); }
 
    // Goes on to the next member that its owner still holds. Those that only the snapshot keeps
    // are destroyed on the way.
-   void advance() {
-      members_[ index_++ ] = nullptr;
-      while ( index_ < members_.size() && members_[ index_ ]->references() == 1 )
-         members_[ index_++ ] = nullptr;
+   void advance() noexcept {
+      release();
+      while ( at_ != end_ && ( *at_ )->references() == 1 )
+         [[unlikely]] release();
    }
 
  private:
-   std::vector< Ptr< Member >, StackArenaAllocator< Ptr< Member > > > members_;
-   unsigned int index_ = 0;
+   using Held = Ptr< Member >;
+   static constexpr std::size_t few = 8;
+
+   Held* placesFor( std::size_t count ) {
+      void* const places = count <= few ? room_ : stackArenaNew( count * sizeof( Held ) );
+      return static_cast< Held* >( places );
+   }
+   bool isRoom( void const* places ) const noexcept { return places == room_; }
+   // A destructor that runs now finds the iterator behind the member.
+   void release() noexcept { ( at_++ )->~Held(); }
+
+   alignas( Held ) std::byte room_[ few * sizeof( Held ) ];
+   Held* const members_;
+   Held* at_;
+   Held* end_;
 };
 
 } // namespace Zet

@@ -33,7 +33,7 @@ StringN< Byte >::joined( std::string_view left, std::string_view right ) {
    char* const end = std::copy( right.begin(), right.end(),
                                 std::copy( left.begin(), left.end(), text->bytes() ) );
    *end = '\0';
-   text->hash = hashOfText( { text->bytes(), text->size } );
+   text->position = bitReverse( hashOfText( { text->bytes(), text->size } ) );
    result.text_ = text;
    return result;
 }

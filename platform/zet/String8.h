@@ -1,6 +1,8 @@
 #pragma once
 
+#include "platform/zet/BitReverse.h"
 #include "platform/zet/Export.h"
+#include "platform/zet/ReferenceCount.h"
 
 #include <atomic>
 #include <compare>
@@ -25,7 +27,7 @@ hashOfText( std::string_view text ) noexcept {
    return hash ^ hash >> 16;
 }
 
-// An immutable, counted byte string that keeps its hash. Copies share the text.
+// An immutable, counted byte string that keeps its bit-reversed hash. Copies share the text.
 template < class Byte > class ZET_EXPORT StringN {
    static_assert( sizeof( Byte ) == 1 );
 
@@ -38,11 +40,11 @@ template < class Byte > class ZET_EXPORT StringN {
    StringN( std::string const& text ) : StringN( std::string_view( text ) ) {}
    StringN( StringN const& other ) noexcept : text_( other.text_ ) {
       if ( text_ )
-         text_->count.fetch_add( 1, std::memory_order_relaxed );
+         countUp( text_->count );
    }
    StringN( StringN&& other ) noexcept : text_( std::exchange( other.text_, nullptr ) ) {}
    ~StringN() {
-      if ( text_ && text_->count.fetch_sub( 1, std::memory_order_acq_rel ) == 1 )
+      if ( text_ && countDown( text_->count ) == 1 )
          free( text_ );
    }
    StringN& operator=( StringN other ) noexcept {
@@ -57,13 +59,15 @@ template < class Byte > class ZET_EXPORT StringN {
    }
    std::size_t size() const noexcept { return text_ ? text_->size : 0; }
    bool empty() const noexcept { return text_ == nullptr; }
-   std::uint32_t hash() const noexcept { return text_ ? text_->hash : hashOfEmpty; }
+   std::uint32_t hash() const noexcept { return bitReverse( position() ); }
+   // The bit-reversed hash, the place in the order of a HashMap: looked up far oftener than hashed.
+   std::uint32_t position() const noexcept { return text_ ? text_->position : positionOfEmpty; }
 
    IteratorConst begin() const noexcept { return reinterpret_cast< IteratorConst >( c_str() ); }
    IteratorConst end() const noexcept { return begin() + size(); }
 
    bool operator==( StringN const& other ) const noexcept {
-      return text_ == other.text_ || ( hash() == other.hash() && view() == other.view() );
+      return text_ == other.text_ || ( position() == other.position() && view() == other.view() );
    }
    bool operator==( char const* other ) const noexcept { return view() == other; }
    // By bytes, as unsigned numbers.
@@ -76,12 +80,12 @@ template < class Byte > class ZET_EXPORT StringN {
    }
 
  private:
-   static constexpr std::uint32_t hashOfEmpty = hashOfText( {} );
+   static constexpr std::uint32_t positionOfEmpty = bitReverse( hashOfText( {} ) );
 
    // Followed in memory by the bytes and a zero byte.
    struct Text {
       std::atomic< std::uint32_t > count;
-      std::uint32_t hash;
+      std::uint32_t position;
       std::size_t size;
       char* bytes() noexcept { return reinterpret_cast< char* >( this + 1 ); }
    };

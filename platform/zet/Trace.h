@@ -42,16 +42,22 @@ class ZET_EXPORT TraceHandle {
 ZET_EXPORT void traceHelper( TraceHandle const& handle, unsigned int level, char const* source,
                              char const* operation, String8 const& text );
 
+template < class... Piece >
+[[gnu::noinline, gnu::cold]] void
+tracePieces( TraceHandle const& handle, unsigned int level, char const* source,
+             char const* operation, Piece const&... piece ) {
+   std::ostringstream text;
+   ( text << ... << piece );
+   traceHelper( handle, level, source, operation, text.str() );
+}
+
 // Traces the pieces, one after the other. Off, it costs a branch and builds no text.
 template < class... Piece >
-void
+inline void
 trace( TraceHandle const& handle, unsigned int level, char const* source, char const* operation,
        Piece const&... piece ) {
-   if ( handle.isOn( level ) | ( coverageStream_ != nullptr ) ) [[unlikely]] {
-      std::ostringstream text;
-      ( text << ... << piece );
-      traceHelper( handle, level, source, operation, text.str() );
-   }
+   if ( handle.isOn( level ) | ( coverageStream_ != nullptr ) ) [[unlikely]]
+      tracePieces( handle, level, source, operation, piece... );
 }
 
 } // namespace Zet

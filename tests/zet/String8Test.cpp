@@ -52,11 +52,16 @@ TEST( String8, hashesAlikeInEveryProcess ) {
 TEST( IntfId, standsForAName ) {
    static_assert( sizeof( IntfId ) == 4 && std::is_trivially_copyable_v< IntfId > );
    std::vector< IntfId > ids;
-   // More than one block of rows, and last names first.
+   // Last names first.
    for ( int number = 3000; number-- > 0; )
       ids.emplace_back( "et" + std::to_string( number ) );
    ids.emplace_back();
    ids.emplace_back( "" );
+   // Two of one hash, and one that comes among the first of all that there could be.
+   for ( char const* const name : { "pe1d1fse", "pd45fcsb", "et53358" } )
+      ids.emplace_back( name );
+   EXPECT_EQ( ids[ 3002 ].hash(), ids[ 3003 ].hash() );
+   EXPECT_NE( ids[ 3002 ], ids[ 3003 ] );
    for ( IntfId const one : ids ) {
       ASSERT_EQ( one.hash(), one.name().hash() );
       ASSERT_EQ( IntfId( std::string( one.name().view() ) ), one );

@@ -68,6 +68,7 @@ void
 Demuxer::adapterIs( Adapter& adapter, EntityId id ) {
    if ( adapter.entityId() )
       byId_.erase( adapter.entityId() );
+   last_ = nullptr;
    adapter.entityIdIs( id );
    if ( id ) {
       bool const isFree = byId_.emplace( id, &adapter ).second;
@@ -78,6 +79,7 @@ Demuxer::adapterIs( Adapter& adapter, EntityId id ) {
 
 void
 Demuxer::adapterDel( Adapter& adapter ) noexcept {
+   last_ = nullptr;
    if ( this->adapter( adapter.entityId() ) == &adapter ) {
       byId_.erase( adapter.entityId() );
       flowInDel( adapter.entityId() );
@@ -187,6 +189,13 @@ Demuxer::handleRoom() {
    } while ( !queue_.empty() && out_->records() != before );
 }
 
+Adapter*
+Demuxer::target( EntityId id ) noexcept {
+   if ( !last_ || last_->entityId() != id )
+      last_ = adapter( id );
+   return last_;
+}
+
 void
 Demuxer::handleRecord( MsgHeader const& header, In& in ) {
    if ( header.entity == connectionEntityId ) {
@@ -197,7 +206,7 @@ Demuxer::handleRecord( MsgHeader const& header, In& in ) {
       return;
    }
    // The record may end the adapter.
-   Ptr< Adapter > const target = adapter( header.entity );
+   Ptr< Adapter > const target = this->target( header.entity );
    if ( !target ) {
       if ( isRetired( header.entity ) )
          return retireChild( header, in );

@@ -102,6 +102,7 @@ class ZET_EXPORT Demuxer : public PtrInterface {
  private:
    void retireChild( MsgHeader const& header, In& in );
    void handleOrphan( In& in );
+   Entity::ZetNboAttrLogSa* target( EntityId id ) noexcept;
    bool isRetired( EntityId id ) const noexcept;
 
    Side side_;
@@ -114,6 +115,8 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    EntityId expectedId_;
 
    std::unordered_map< EntityId, Entity::ZetNboAttrLogSa* > byId_;
+   // Of the last record: the next is often of the same entity. Null when it has left.
+   Entity::ZetNboAttrLogSa* last_ = nullptr;
    std::unordered_map< Entity const*, Entity::ZetNboAttrLogSa* > byEntity_;
    std::vector< Ptr< Entity::ZetNboAttrLogSa > > rootAdapters_;
    std::unordered_map< EntityId, FlowIn > flowIns_;

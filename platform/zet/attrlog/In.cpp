@@ -15,6 +15,16 @@ using TransactToken = Connection::Out::TransactToken;
 
 constexpr std::size_t helloSize = magic.size() + sizeof version + sizeof( std::uint16_t );
 
+// Stored in one piece, as it is compared next: a processor waits for parts to be joined.
+EntityId
+entityIdAt( unsigned char const* at ) noexcept {
+   static_assert( sizeof( EntityId ) == sizeof( std::uint64_t ) );
+   auto both = load< std::uint64_t >( at );
+   if constexpr ( std::endian::native == std::endian::little )
+      both = std::rotl( both, 32 );
+   return std::bit_cast< EntityId >( both );
+}
+
 } // namespace
 
 In::~In() = default;
@@ -27,11 +37,14 @@ In::receive( std::span< unsigned char const > bytes ) {
    receiving_ = true;
    try {
       while ( !bytes.empty() && error_.empty() && demuxer_ ) {
-         std::size_t const size = std::min( needed() - filled_, bytes.size() );
-         std::copy_n( bytes.begin(), size, unit_.begin() + filled_ );
-         filled_ += size;
-         bytes = bytes.subspan( size );
-         if ( filled_ == needed() )
+         bool const isWhole = greeted_ && filled_ == 0 && bytes.size() >= lengthSize &&
+                              bytes.size() >= recordSize( bytes.data() );
+         if ( isWhole ) {
+            unit_ = bytes.data();
+            filled_ = recordSize( unit_ );
+         }
+         bytes = bytes.subspan( isWhole ? filled_ : gather( bytes ) );
+         if ( isWhole || filled_ == needed( unit_, filled_ ) )
             unitCompleted();
       }
    } catch ( MalformedException const& failure ) {
@@ -64,28 +77,44 @@ In::fail( String8 const& what ) {
    filled_ = 0;
 }
 
-// How long the unit is, as far as its beginning tells.
+// Adds what is still needed, as far as it is there, and tells how much that is.
 std::size_t
-In::needed() const {
-   if ( !greeted_ ) {
-      if ( filled_ < helloSize )
-         return helloSize;
-      auto const size = load< std::uint16_t >( &unit_[ helloSize - sizeof( std::uint16_t ) ] );
-      if ( size > stringLimit )
-         malformedAt( helloSize - sizeof( std::uint16_t ), "the type of the hello",
-                      "a text has at most " + std::to_string( stringLimit ) + " bytes, not " +
-                          std::to_string( size ) );
-      return helloSize + size;
-   }
-   if ( filled_ < lengthSize )
-      return lengthSize;
-   std::size_t const size = lengthSize + load< std::uint16_t >( unit_.data() );
-   if ( size < emptyFrameSize || size > frameLimit )
-      malformedAt( 0, "the length of a record",
-                   std::to_string( size - lengthSize ) + " is not between " +
-                       std::to_string( emptyFrameSize - lengthSize ) + " and " +
-                       std::to_string( frameLimit - lengthSize ) );
+In::gather( std::span< unsigned char const > bytes ) {
+   unit_ = gathered_.data();
+   std::size_t const size = std::min( needed( unit_, filled_ ) - filled_, bytes.size() );
+   std::copy_n( bytes.begin(), size, gathered_.begin() + filled_ );
+   filled_ += size;
    return size;
+}
+
+std::size_t
+In::needed( unsigned char const* begin, std::size_t size ) const {
+   if ( greeted_ )
+      return size < lengthSize ? lengthSize : recordSize( begin );
+   if ( size < helloSize )
+      return helloSize;
+   auto const typeSize = load< std::uint16_t >( begin + helloSize - sizeof( std::uint16_t ) );
+   if ( typeSize > stringLimit )
+      malformedAt( helloSize - sizeof( std::uint16_t ), "the type of the hello",
+                   "a text has at most " + std::to_string( stringLimit ) + " bytes, not " +
+                       std::to_string( typeSize ) );
+   return helloSize + typeSize;
+}
+
+inline std::size_t
+In::recordSize( unsigned char const* begin ) const {
+   std::size_t const size = lengthSize + load< std::uint16_t >( begin );
+   if ( size < emptyFrameSize || size > frameLimit )
+      malformedSize( size );
+   return size;
+}
+
+void
+In::malformedSize( std::size_t size ) const {
+   malformedAt( 0, "the length of a record",
+                std::to_string( size - lengthSize ) + " is not between " +
+                    std::to_string( emptyFrameSize - lengthSize ) + " and " +
+                    std::to_string( frameLimit - lengthSize ) );
 }
 
 void
@@ -102,7 +131,7 @@ In::unitCompleted() {
 
 void
 In::greet() {
-   if ( !std::equal( magic.begin(), magic.end(), unit_.begin() ) )
+   if ( !std::equal( magic.begin(), magic.end(), unit_ ) )
       malformedAt( 0, "the hello", "this is no attribute log" );
    auto const theirs = load< std::uint16_t >( &unit_[ magic.size() ] );
    if ( theirs != version )
@@ -118,23 +147,25 @@ In::greet() {
    greeted_ = true;
 }
 
-// Reads the header and sets the payload's bounds.
-MsgHeader
+// Reads the header and sets the payload's bounds. A record is never shorter than an empty one.
+inline MsgHeader
 In::header() {
-   at_ = lengthSize;
-   end_ = filled_;
-   MsgHeader result;
-   result.entity = nextEntityId();
-   result.attribute = nextS32();
-   result.kind = nextU8();
-   result.count = nextU32();
-   result.creation = nextU32();
-   result.transaction = nextU8();
-   checkHeader( result );
-   fieldIs( "the token before the payload" );
-   if ( nextU8() != static_cast< std::uint8_t >( TransactToken::begin ) )
-      malformed( "it is not 1" );
-   --end_;
+   MsgHeader const result{
+      .entity = entityIdAt( unit_ + entityAt ),
+      .attribute = static_cast< AttributeId >( load< std::uint32_t >( unit_ + attributeAt ) ),
+      .kind = unit_[ kindAt ],
+      .count = load< std::uint32_t >( unit_ + countAt ),
+      .creation = load< std::uint32_t >( unit_ + creationAt ),
+      .transaction = unit_[ transactionAt ],
+   };
+   // Of most records.
+   if ( result.kind != attributeKind || ( result.count | result.creation | result.transaction ) )
+      checkHeader( result );
+   constexpr std::size_t tokenAt = transactionAt + 1;
+   if ( unit_[ tokenAt ] != static_cast< std::uint8_t >( TransactToken::begin ) )
+      malformedAt( tokenAt, "the token before the payload", "it is not 1" );
+   at_ = tokenAt + 1;
+   end_ = filled_ - 1;
    if ( unit_[ end_ ] != static_cast< std::uint8_t >( TransactToken::end ) )
       malformedAt( end_, "the token behind the payload", "it is not 3" );
    return result;
@@ -219,14 +250,10 @@ In::malformedAt( std::size_t position, std::string_view field, String8 const& wh
                              std::to_string( offset_ + position ) + ": " + what );
 }
 
-unsigned char const*
-In::take( std::size_t size ) {
-   last_ = at_;
-   if ( left() < size )
-      malformed( std::to_string( size ) + " bytes are needed, " + std::to_string( left() ) +
-                 " are left" );
-   at_ += size;
-   return &unit_[ last_ ];
+void
+In::malformedEnd( std::size_t size ) const {
+   malformed( std::to_string( size ) + " bytes are needed, " + std::to_string( left() ) +
+              " are left" );
 }
 
 } // namespace Zet::NboAttrLog

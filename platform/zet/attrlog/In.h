@@ -28,7 +28,7 @@ class ZET_EXPORT In : public PtrInterface {
    String8 const& helloType() const noexcept { return helloType_; }
 
    // Handles the records that these bytes complete. False once the connection has ended.
-   // Requires: not called from inside of itself.
+   // Requires: not called from inside of itself. Borrows: the bytes, for that long.
    bool receive( std::span< unsigned char const > bytes );
    // Why the connection has ended, with the field and its offset in the stream; empty while it
    // has not.
@@ -91,7 +91,11 @@ class ZET_EXPORT In : public PtrInterface {
    ~In() override;
 
  private:
-   std::size_t needed() const;
+   // How long the unit is that begins with these bytes, as far as they tell.
+   std::size_t needed( unsigned char const* begin, std::size_t size ) const;
+   std::size_t recordSize( unsigned char const* begin ) const;
+   [[noreturn]] void malformedSize( std::size_t size ) const;
+   std::size_t gather( std::span< unsigned char const > bytes );
    void unitCompleted();
    void greet();
    void deliver();
@@ -99,7 +103,14 @@ class ZET_EXPORT In : public PtrInterface {
    void checkHeader( MsgHeader const& header ) const;
    void fail( String8 const& what );
    template < class Number > Number next() { return load< Number >( take( sizeof( Number ) ) ); }
-   unsigned char const* take( std::size_t size );
+   unsigned char const* take( std::size_t size ) {
+      last_ = at_;
+      if ( left() < size )
+         malformedEnd( size );
+      at_ += size;
+      return unit_ + last_;
+   }
+   [[noreturn]] void malformedEnd( std::size_t size ) const;
 
    Demuxer* demuxer_;
    String8 expectedType_;
@@ -110,9 +121,12 @@ class ZET_EXPORT In : public PtrInterface {
    String8 error_;
    std::uint64_t records_ = 0;
 
-   // The unit being gathered, a record or the hello; where it begins in the stream.
-   std::array< unsigned char, frameLimit > unit_;
+   // The unit, a record or the hello, and as much as there is of it. One that comes in one piece is
+   // read where it is, others where they are gathered.
+   std::array< unsigned char, frameLimit > gathered_;
+   unsigned char const* unit_ = nullptr;
    std::size_t filled_ = 0;
+   // Where it begins in the stream.
    std::uint64_t offset_ = 0;
 
    // The place in the unit of the next value, of the last one, and of the payload's end.

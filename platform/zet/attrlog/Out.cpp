@@ -13,26 +13,6 @@ Out::Out( std::size_t capacity )
 
 Out::~Out() = default;
 
-// Where that many bytes are free in one piece; null where they are not.
-unsigned char*
-Out::place( std::size_t room ) const noexcept {
-   unsigned char* const buffer = buffer_.get();
-   if ( wrapped_ )
-      return head_ - tail_ >= room ? buffer + tail_ : nullptr;
-   if ( capacity_ - tail_ >= room )
-      return buffer + tail_;
-   return head_ >= room ? buffer : nullptr;
-}
-
-void
-Out::commit( unsigned char* begin, unsigned char* end ) noexcept {
-   if ( begin == buffer_.get() && tail_ != 0 && !wrapped_ ) {
-      wrapped_ = true;
-      end_ = tail_;
-   }
-   tail_ = static_cast< std::size_t >( end - buffer_.get() );
-}
-
 void
 Out::helloIs( TypeId type ) {
    require( unsentSize() == 0 && records_ == 0, "a stream begins with its hello" );
@@ -55,14 +35,7 @@ Out::nextHeaderIs( MsgHeader const& header ) noexcept {
    if ( !at_ )
       return;
    limit_ = at_ + ( isMarker ? emptyFrameSize : frameLimit );
-   at_ += lengthSize;
-   at_ = store( at_, header.entity.first );
-   at_ = store( at_, header.entity.second );
-   at_ = store( at_, static_cast< std::uint32_t >( header.attribute ) );
-   at_ = store( at_, header.kind );
-   at_ = store( at_, header.count );
-   at_ = store( at_, header.creation );
-   at_ = store( at_, header.transaction );
+   at_ = store( at_ + lengthSize, header );
 }
 
 // The place of the next `size` bytes of the record; null when it was refused.
@@ -84,13 +57,19 @@ Out::currentPayloadSectionIs( std::uint8_t section ) {
 }
 
 void
-Out::textIs( std::string_view text ) {
-   if ( text.size() > stringLimit ) {
-      record_ = at_ = nullptr;
+Out::checkText( std::string_view text ) {
+   if ( text.size() > stringLimit )
       throwRangeException( "a text in the attribute log has at most " +
                            std::to_string( stringLimit ) + " bytes, not " +
                            std::to_string( text.size() ) + ": " +
                            std::string( text.substr( 0, 40 ) ) + "..." );
+}
+
+void
+Out::textIs( std::string_view text ) {
+   if ( text.size() > stringLimit ) {
+      record_ = at_ = nullptr;
+      checkText( text );
    }
    numberIs( static_cast< std::uint16_t >( text.size() ) );
    if ( unsigned char* const at = grown( text.size() ) )
@@ -100,17 +79,13 @@ Out::textIs( std::string_view text ) {
 void
 Out::tokenIs( TransactToken token ) {
    numberIs( static_cast< std::uint8_t >( token ) );
-   if ( token != TransactToken::end || !at_ )
-      return;
-   store( record_, static_cast< std::uint16_t >( static_cast< std::size_t >( at_ - record_ ) -
-                                                 lengthSize ) );
-   commit( record_, at_ );
-   record_ = at_ = nullptr;
-   ++records_;
-   if ( localIn_ )
-      localIn_->localOutput( *this );
-   // Of this record, whatever has been written in answer.
-   written_ = true;
+   if ( token == TransactToken::end && at_ )
+      complete( std::exchange( record_, nullptr ), std::exchange( at_, nullptr ) );
+}
+
+void
+Out::handLocally() {
+   localIn_->localOutput( *this );
 }
 
 std::span< unsigned char const >

@@ -8,6 +8,7 @@
 #include <concepts>
 #include <memory>
 #include <span>
+#include <type_traits>
 
 namespace Zet {
 
@@ -44,6 +45,12 @@ class ZET_EXPORT Out : public Connection::Out {
    // Whether any one record fits.
    bool hasSufficientBuffer() const noexcept { return place( recordRoom ) != nullptr; }
 
+   // A whole record, with the tokens. False when it doesn't fit. Throws: RangeException for a text
+   // over the limit.
+   template < class... Value > bool record( MsgHeader const& header, Value const&... value );
+
+   // The same in steps, for payloads that have sections or no greatest size.
+   //
    // Begins a record. Where it doesn't fit, this and what follows up to the end token has no
    // effect. Values throw RangeException for a text or a record over the limit, and drop it.
    void nextHeaderIs( MsgHeader const& header ) noexcept;
@@ -88,6 +95,10 @@ class ZET_EXPORT Out : public Connection::Out {
    unsigned char* place( std::size_t room ) const noexcept;
    unsigned char* grown( std::size_t size );
    void commit( unsigned char* begin, unsigned char* end ) noexcept;
+   // Completes the record, which ends at `end` behind its end token.
+   void complete( unsigned char* begin, unsigned char* end );
+   void handLocally();
+   static void checkText( std::string_view text );
 
    std::size_t capacity_;
    std::unique_ptr< unsigned char[] > buffer_;
@@ -109,6 +120,62 @@ class ZET_EXPORT Out : public Connection::Out {
    Demuxer* demuxer_ = nullptr;
    In* localIn_ = nullptr;
 };
+
+// Where that many bytes are free in one piece; null where they are not.
+inline unsigned char*
+Out::place( std::size_t room ) const noexcept {
+   unsigned char* const buffer = buffer_.get();
+   if ( wrapped_ )
+      return head_ - tail_ >= room ? buffer + tail_ : nullptr;
+   if ( capacity_ - tail_ >= room )
+      return buffer + tail_;
+   return head_ >= room ? buffer : nullptr;
+}
+
+inline void
+Out::commit( unsigned char* begin, unsigned char* end ) noexcept {
+   if ( begin == buffer_.get() && tail_ != 0 && !wrapped_ ) {
+      wrapped_ = true;
+      end_ = tail_;
+   }
+   tail_ = static_cast< std::size_t >( end - buffer_.get() );
+}
+
+inline void
+Out::complete( unsigned char* begin, unsigned char* end ) {
+   store( begin,
+          static_cast< std::uint16_t >( static_cast< std::size_t >( end - begin ) - lengthSize ) );
+   commit( begin, end );
+   ++records_;
+   if ( localIn_ )
+      handLocally();
+   // Of this record, whatever has been written in answer.
+   written_ = true;
+}
+
+// The place for its greatest size is found at once; behind that, nothing needs to be checked.
+template < class... Value >
+bool
+Out::record( MsgHeader const& header, Value const&... value ) {
+   static_assert( (emptyFrameSize + ... + greatestSize< Value >) <= frameLimit );
+   (
+       [ & ] {
+          if constexpr ( std::is_same_v< Value, std::string_view > )
+             if ( value.size() > stringLimit )
+                checkText( value );
+       }(),
+       ... );
+   unsigned char* const begin = place( recordRoom );
+   written_ = false;
+   if ( !begin )
+      return false;
+   unsigned char* at = store( begin + lengthSize, header );
+   at = store( at, static_cast< std::uint8_t >( TransactToken::begin ) );
+   ( ( at = store( at, value ) ), ... );
+   at = store( at, static_cast< std::uint8_t >( TransactToken::end ) );
+   complete( begin, at );
+   return true;
+}
 
 inline Out&
 operator<<( Out& out, Out::TransactToken token ) {

@@ -92,14 +92,27 @@ GenericIf::zetValue( ZetType const& ) const noexcept {
    return nullptr;
 }
 
+GenericIf::Telling&
+GenericIf::telling() {
+   if ( !telling_ )
+      telling_ = std::make_unique< Telling >();
+   return *telling_;
+}
+
+// A copy, for they come and go while they are told.
+std::vector< GenericIf::Watcher* >
+GenericIf::watchers() const {
+   return telling_ ? telling_->watchers : std::vector< Watcher* >();
+}
+
 void
 GenericIf::watcherIs( Watcher& watcher ) {
-   watchers_.push_back( &watcher );
+   telling().watchers.push_back( &watcher );
 }
 
 void
 GenericIf::watcherDel( Watcher& watcher ) {
-   std::erase( watchers_, &watcher );
+   std::erase( telling().watchers, &watcher );
 }
 
 bool
@@ -107,27 +120,28 @@ GenericIf::zetOnAttribute( AttributeId id, unsigned int& pending ) {
    ++pending;
    if ( !isDeferring_ )
       return false;
-   if ( std::find( pending_.begin(), pending_.end(), id ) == pending_.end() )
-      pending_.push_back( id );
+   auto& ids = telling().pending;
+   if ( std::find( ids.begin(), ids.end(), id ) == ids.end() )
+      ids.push_back( id );
    return true;
 }
 
 void
 GenericIf::onAttribute( AttributeId id ) {
    // A watcher may leave while it is told.
-   for ( Watcher* const watcher : std::vector( watchers_ ) )
+   for ( Watcher* const watcher : watchers() )
       watcher->onAttribute( id );
 }
 
 void
 GenericIf::onAttributeAt( AttributeId id, Ptr< GenericIf > const& key ) {
-   for ( Watcher* const watcher : std::vector( watchers_ ) )
+   for ( Watcher* const watcher : watchers() )
       watcher->onAttributeAt( id, key );
 }
 
 void
 GenericIf::handleNotification( ActivityConfig* ) {
-   for ( AttributeId const id : std::exchange( pending_, {} ) )
+   for ( AttributeId const id : std::exchange( telling().pending, {} ) )
       handlePending( id );
 }
 

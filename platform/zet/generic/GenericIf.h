@@ -7,6 +7,7 @@
 #include "platform/zet/generic/GenericIfException.h"
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 namespace Zet {
@@ -102,10 +103,18 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
    virtual void handlePending( AttributeId id );
 
  private:
+   // What only few have, and no value that is passed.
+   struct Telling {
+      std::vector< AttributeId > pending;
+      std::vector< Watcher* > watchers;
+   };
+
+   Telling& telling();
+   std::vector< Watcher* > watchers() const;
+
    bool isConst_;
    bool isDeferring_ = false;
-   std::vector< AttributeId > pending_;
-   std::vector< Watcher* > watchers_;
+   std::unique_ptr< Telling > telling_;
 };
 
 // A list of named arguments.

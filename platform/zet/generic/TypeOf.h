@@ -24,6 +24,14 @@ template <> struct TypeOf< double > : TypeOf< Builtin< double > > {};
 template <> struct TypeOf< void > : TypeOf< Builtin< void* > > {};
 template <> struct ZET_EXPORT TypeOf< Name > { static Ptr< ZetType const > type(); };
 
+// The same, uncounted: descriptors stay.
+template < class T >
+ZetType const&
+typeOf() {
+   static ZetType const& type = *TypeOf< T >::type();
+   return type;
+}
+
 // How a type is called where arguments are listed: "bool", "Zet::Name".
 template < class T >
 Name

@@ -34,7 +34,7 @@ template < class T > class ZET_EXPORT ValueIf : public GenericIf {
 
    Ptr< ZetType const > zetType() const override { return TypeOf< T >::type(); }
    void const* zetValue( ZetType const& wanted ) const noexcept override {
-      return &wanted == zetType().get() ? &value_ : nullptr;
+      return &wanted == &typeOf< T >() ? &value_ : nullptr;
    }
    String8 strRep() const override { return valueText( value_ ); }
 
@@ -52,7 +52,7 @@ template < class T > class ZET_EXPORT ValueIf : public GenericIf {
 template < class T >
 T const&
 valueOf( Ptr< GenericIf const > const& argument, std::string_view name ) {
-   void const* const value = argument ? argument->zetValue( *TypeOf< T >::type() ) : nullptr;
+   void const* const value = argument ? argument->zetValue( typeOf< T >() ) : nullptr;
    if ( !value )
       throwGenericIfException( GenericIfException::type, name );
    return *static_cast< T const* >( value );

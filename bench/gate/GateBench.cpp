@@ -222,7 +222,7 @@ int
 main( int argc, char** argv ) {
    int const trials = argc > 1 ? std::atoi( argv[ 1 ] ) : 50;
    if ( argc > 2 || trials < 1 ) {
-      std::fprintf( stderr, "usage: gate_bench [TRIALS]\n" );
+      std::fprintf( stderr, "usage: bench_gate [TRIALS]\n" );
       return 64;
    }
    if ( unshare( CLONE_NEWNET ) < 0 ) {
@@ -234,7 +234,7 @@ main( int argc, char** argv ) {
       measureCost();
       measureDelays( trials );
    } catch ( std::exception const& error ) {
-      std::fprintf( stderr, "gate_bench: %s\n", error.what() );
+      std::fprintf( stderr, "bench_gate: %s\n", error.what() );
       return EXIT_FAILURE;
    }
    return EXIT_SUCCESS;

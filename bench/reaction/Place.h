@@ -1,0 +1,78 @@
+#pragma once
+
+#include "agent/NetlinkSocket.h"
+#include "tests/agent/Process.h"
+#include "tests/agent/Tap.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Bench {
+
+using Clock = std::chrono::steady_clock;
+
+struct Case {
+   std::string_view name;
+   int ports = 1;
+   bool inBursts = false;
+   bool taps = false;
+   int busyLoops = 0;
+};
+
+// The name of a tap that is nobody's uplink.
+inline constexpr char const* another = "another";
+
+// Runs these commands of ip.
+void ip( std::string const& commands );
+
+// An uplink and ports, and the program that looks after them.
+class Place {
+ public:
+   Place( std::string const& peer, std::size_t number, Case const& about,
+          std::string const& startPeer );
+
+   void fail();
+   // Whether another uplink is said to have failed.
+   bool hasAnotherFailed();
+   // Takes in the news there are. Whether every port has become so, since the uplink failed or
+   // recovered.
+   bool haveBecome( bool up );
+   void recover();
+   // In the program's stead.
+   void open();
+
+   std::string const& peer() const { return peer_; }
+   int fd() const { return hearing_->fd(); }
+   Clock::time_point begin() const { return begin_; }
+   std::vector< double > times; // In milliseconds.
+   std::size_t lost = 0;
+
+ private:
+   // How a port was last said to be.
+   struct Port {
+      std::uint32_t index;
+      bool isUp = true;
+      bool hasCarrier = true;
+   };
+
+   void makeLinks( std::string const& uplink, std::vector< std::string > const& ports, bool tap );
+   void uplinkIs( bool up );
+   void set( std::uint32_t index, bool up );
+   void takeNews();
+
+   std::string const peer_;
+   std::optional< Ufdd::NetlinkSocket > hearing_;
+   std::optional< Ufdd::NetlinkSocket > acting_;
+   std::optional< Ufdd::Tap > tap_;
+   std::uint32_t farEnd_ = 0;
+   bool hasAnotherCarrier_ = true;
+   std::vector< Port > ports_;
+   std::optional< Ufdd::Process > process_;
+   Clock::time_point begin_;
+};
+
+} // namespace Bench
