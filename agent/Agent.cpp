@@ -51,13 +51,24 @@ Agent::settle() {
                  " verdicts on groups" );
       startupEnd_.reset();
    }
+   if ( retryTime_ && Zet::now() >= *retryTime_ ) {
+      retryTime_.reset();
+      holder_.retry();
+   }
    holder_.settle();
+   if ( !holder_.hasFailures() )
+      retryTime_.reset();
+   else if ( !retryTime_ )
+      retryTime_ = Zet::now() + retrySeconds;
 }
 
 std::optional< double >
 Agent::nextTime() const {
-   auto const next = detector_.verdicts.nextTime();
-   return startupEnd_ && ( !next || *startupEnd_ < *next ) ? startupEnd_ : next;
+   auto next = detector_.verdicts.nextTime();
+   for ( auto const& time : { startupEnd_, retryTime_ } )
+      if ( time && ( !next || *time < *next ) )
+         next = time;
+   return next;
 }
 
 void

@@ -36,11 +36,9 @@ class Agent {
    Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return detector_.status; }
    // The end of a loop turn.
    void settle();
-   // When there is more to settle, by Zet::now(), if nothing happens before.
+   // When there is more to settle, by Zet::now(), if nothing happens before: a delay is over, or it
+   // is time to try again what failed.
    std::optional< double > nextTime() const;
-   // Some acts failed and should be tried again, by retry() and the next settle().
-   bool hasFailures() const { return holder_.hasFailures(); }
-   void retry() { holder_.retry(); }
    // Opens every port that was shut. False when one couldn't be.
    bool release() { return holder_.release(); }
 
@@ -50,6 +48,8 @@ class Agent {
    std::string summary() const;
 
  private:
+   static constexpr double retrySeconds = 1;
+
    void watch( std::vector< GroupSettings > const& groups );
 
    Detector detector_;
@@ -58,6 +58,7 @@ class Agent {
    PortHolder holder_;
    GroupLog groupLog_;
    std::optional< double > startupEnd_; // While ports stay as they are found.
+   std::optional< double > retryTime_;  // While something has failed.
 };
 
 } // namespace Ufdd

@@ -17,8 +17,6 @@ namespace Ufdd {
 
 namespace {
 
-constexpr std::uint64_t retryMicroseconds = 1'000'000;
-
 // Each once.
 std::vector< Kelnet::IntfId >
 uplinksOf( std::vector< GroupSettings > const& groups ) {
@@ -34,8 +32,7 @@ uplinksOf( std::vector< GroupSettings > const& groups ) {
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
     : options_( options ), log_( log ), ownership_( options.stateDirectory ),
       source_( loop_, options.receiveBuffer ), agent_( control_, ownership_, log ),
-      carrierWatch_( loop_, agent_.links(), source_ ),
-      retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ),
+      carrierWatch_( agent_.links(), source_ ),
       nextTimer_( loop_.timer< &Daemon::handleNextTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
       statusTimer_( loop_.timer< &Daemon::handleStatusTime >( *this ) ) {
@@ -48,6 +45,7 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
    loop_.onSignal< &Daemon::handleLeave >( SIGUSR1, *this );
    loop_.onSignal< &Daemon::handleReload >( SIGHUP, *this );
    loop_.onSignal< &Daemon::handleStatus >( SIGUSR2, *this );
+   loop_.onReadable< &Daemon::handleTick >( ticker_.fd(), *this );
    loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );
    Zet::notificationFailureSinkIs( [ this ]( Zet::NotificationFailure const& failure ) {
       log_.line( "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
@@ -108,10 +106,7 @@ Daemon::handleTurnEnd() {
 
 void
 Daemon::setTimers() {
-   if ( agent_.hasFailures() && !retryTimerOn_ ) {
-      retryTimer_.fireIn( retryMicroseconds );
-      retryTimerOn_ = true;
-   }
+   ticker_.intervalIs( carrierWatch_.tickMs() );
    auto const next = agent_.nextTime();
    if ( next && next != nextTime_ ) {
       // Rounded up: a timer that fires too early finds nothing to do.
@@ -129,9 +124,9 @@ Daemon::setTimers() {
 }
 
 void
-Daemon::handleRetryTime() {
-   retryTimerOn_ = false;
-   agent_.retry();
+Daemon::handleTick() {
+   ticker_.take();
+   carrierWatch_.handleTick();
 }
 
 // That a timer fires is no proof of life; the end of the turn that it begins is.

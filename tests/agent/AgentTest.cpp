@@ -15,12 +15,17 @@
 namespace Ufdd {
 namespace {
 
+double simulatedNow = 0;
+
 class AgentTest : public testing::Test, public Log {
  protected:
    AgentTest() {
+      simulatedNow = 1000;
+      Zet::clockIs( [] { return simulatedNow; } );
       for ( char const* const name : { "u1", "u2", "d1", "d2" } )
          kernel.add( name );
    }
+   ~AgentTest() override { Zet::clockIs( nullptr ); }
    void line( std::string_view text ) override { lines += std::string( text ) + '\n'; }
 
    void start() {
@@ -43,6 +48,12 @@ class AgentTest : public testing::Test, public Log {
    void uplinksAre( bool carrier ) {
       kernel.carrier( "u1", carrier );
       kernel.carrier( "u2", carrier );
+      settle();
+   }
+   // Until what failed is tried again.
+   void wait() {
+      ASSERT_TRUE( agent->nextTime() );
+      simulatedNow = *agent->nextTime();
       settle();
    }
    std::string takeActs() { return std::exchange( kernel.acts, "" ); }
@@ -235,26 +246,23 @@ TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
 
 TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    start();
-   kernel.refusals = { { "d1", EPERM } };
+   kernel.link( "d1" ).refusal = EPERM;
    uplinksAre( false );
    takeLines();
-   for ( int i = 0; i < 2; ++i ) {
-      ASSERT_TRUE( agent->hasFailures() );
-      agent->retry();
-      settle();
-   }
+   for ( int i = 0; i < 2; ++i )
+      wait();
    EXPECT_EQ( takeLines(), "" );
-   kernel.refusals.clear();
-   agent->retry();
-   settle();
-   EXPECT_FALSE( agent->hasFailures() );
+   kernel.link( "d1" ).refusal = 0;
+   wait();
+   EXPECT_FALSE( agent->nextTime() );
    EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
 
    // A port was shut, but the answer was lost: it is ours all the same.
    uplinksAre( true );
-   kernel.refusals = { { "d1", ENOBUFS } };
+   kernel.link( "d1" ).refusal = ENOBUFS;
    uplinksAre( false );
-   kernel.refusals = { { "d2", EBUSY } };
+   kernel.link( "d1" ).refusal = 0;
+   kernel.link( "d2" ).refusal = EBUSY;
    EXPECT_FALSE( agent->release() );
    EXPECT_NE( takeLines().find( "port d2 can't be released: Device or resource busy; open it "
                                 "with: ip link set dev d2 up" ),
@@ -264,15 +272,17 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
 
 TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
    std::string atActs;
-   kernel.beforeActs = [ & ] { atActs += '[' + ownership.names() + ']'; };
    kernel.add( "d3", false );
    groups[ 0 ].config->intfsToDisableIs( Kelnet::IntfId( "d3" ), true );
    start();
+   kernel.meanwhile = [ & ] { atActs += '[' + ownership.names() + ']'; };
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
-   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2]d1 d2" ) << "remembered before each act";
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2][d1 d2][d1 d2]d1 d2" )
+       << "remembered before each act";
    restart();
    EXPECT_EQ( takeActs(), "" );
+   atActs.clear();
    EXPECT_EQ( takeLines(), "port d1 was shut by ufdd before: still held\n"
                            "port d2 was shut by ufdd before: still held\n"
                            "group g: unknown -> down, 0/2 up, min_links 1: configured\n"
@@ -280,7 +290,7 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
                            "down, 0/2 up, min_links 1\n" );
    uplinksAre( true );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
-   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2][d1 d2]" ) << "forgotten when released";
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2]" ) << "forgotten when released";
    restart();
    EXPECT_EQ( takeActs(), "" );
 }
@@ -320,19 +330,17 @@ TEST_F( AgentTest, portsAreShutAlsoWhereThatCannotBeRemembered ) {
    EXPECT_EQ( takeActs(), " -d1 -d2" );
    EXPECT_TRUE( takeLines().find( "what ufdd holds can't be remembered in here: No space left" ) !=
                 std::string::npos );
-   ASSERT_TRUE( agent->hasFailures() );
    ownership.isFull = false;
-   agent->retry();
-   settle();
-   EXPECT_FALSE( agent->hasFailures() );
+   wait();
+   EXPECT_FALSE( agent->nextTime() );
    EXPECT_EQ( ownership.names(), "d1 d2" );
    EXPECT_EQ( takeLines(), "what ufdd holds is remembered in here again\n" );
 }
 
 TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
-   kernel.protoDownDrivers = { "d1", "d3" };
-   kernel.slipping = { "d3" };
    kernel.add( "d3" );
+   kernel.link( "d1" ).hasProtoDown = kernel.link( "d3" ).hasProtoDown = true;
+   kernel.link( "d3" ).slips = true;
    groups = { { "g", { "u1", "u2" }, { "d1", "d2", "d3" } } };
    start();
    // The last but for news of the protodown of d3, which are older than its shutting.
@@ -359,7 +367,7 @@ TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
 
 TEST_F( AgentTest, protoDownOfOthersStays ) {
    constexpr std::uint32_t ours = 1 << 5;
-   kernel.protoDownDrivers = { "d1", "d2" };
+   kernel.link( "d1" ).hasProtoDown = kernel.link( "d2" ).hasProtoDown = true;
    start();
    kernel.protoDown( "d2", true, 0 );
    uplinksAre( false );
@@ -370,7 +378,7 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    restart();
    takeLines();
    uplinksAre( true );
-   EXPECT_FALSE( agent->hasFailures() );
+   EXPECT_FALSE( agent->nextTime() );
    EXPECT_EQ( takeLines(), "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
                            "port d1 released, but others keep it in protodown, for the reasons 7, "
                            "9: group g is up, 2/2 up, min_links 1\n"
@@ -382,9 +390,8 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
 }
 
 TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
-   static double now = 1000;
-   Zet::clockIs( [] { return now; } );
-   kernel.protoDownDrivers = { "d2" };
+   double& now = simulatedNow;
+   kernel.link( "d2" ).hasProtoDown = true;
    start();
    uplinksAre( false );
    auto const openBoth = [ this ] {
@@ -414,7 +421,6 @@ TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
    uplinksAre( true );
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 protodown -d2" );
-   Zet::clockIs( nullptr );
 }
 
 TEST_F( AgentTest, lagIsHeldByItsMembers ) {
