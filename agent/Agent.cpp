@@ -4,6 +4,8 @@
 #include "model/GroupStatus.h"
 #include "platform/zet/Clock.h"
 
+#include <utility>
+
 namespace Ufdd {
 
 using UplinkFailureDetection::GroupStatus;
@@ -20,10 +22,14 @@ Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, do
    holder_.beginAdoption();
    source.start( links_ );
    holder_.endAdoption();
-   for ( GroupSettings const& group : groups )
+   for ( GroupSettings const& group : groups ) {
+      std::vector< Kelnet::IntfId > ports;
       for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
          if ( holder_.owns( port.key() ) )
-            detector_.verdicts.assumeDown( group.config->name() );
+            ports.push_back( port.key() );
+      if ( !ports.empty() )
+         detector_.verdicts.assumeDown( group.config->name(), std::move( ports ) );
+   }
    detector_.configure( groups );
    detector_.start();
    if ( startupHold > 0 )

@@ -39,9 +39,11 @@ PortReport::tell( LogEvent::Id id, Kelnet::IntfId port, std::string const& text 
 
 void
 PortReport::held( std::uint32_t index, Kelnet::IntfId port, std::string_view how ) {
+   std::string reason = detector_.groupsOf( port, GroupLinkStatus::down );
+   if ( reason.empty() )
+      reason = "recovery_delay of " + detector_.groupsOf( port, GroupLinkStatus::up );
    tell( LogEvent::portShut, port,
-         nameOf( index, port ) + " " + std::string( how ) + ": " +
-             detector_.groupsOf( port, GroupLinkStatus::down ) );
+         nameOf( index, port ) + " " + std::string( how ) + ": " + reason );
 }
 
 void
