@@ -53,10 +53,12 @@ bool
 Holdings::adopt( Link const& link ) {
    if ( !reason_ )
       return false;
-   if ( auto const node = recalled_.extract( link.index ) )
-      take( link, node.mapped() );
    Holding const byMark{ link.index, link.name, link.address, LinkRequest::Means::protoDown,
                          *reason_ };
+   // Where the two differ, what is remembered is older: it could not be written any more.
+   if ( auto const node = recalled_.extract( link.index );
+        node && !( byMark.isOn( link ) && node.mapped().means == LinkRequest::Means::adminDown ) )
+      take( link, node.mapped() );
    if ( !contains( link.index ) && byMark.isOn( link ) ) {
       log_.line( "port " + text( link.name ) + " has ufdd's protodown reason: held by ufdd" );
       insert( byMark );
@@ -100,9 +102,7 @@ Holdings::remember( std::span< Holding const > aboutToBeShut ) {
          all.push_back( holding );
    all.insert( all.end(), aboutToBeShut.begin(), aboutToBeShut.end() );
    // It costs some calls to the system.
-   if ( remembered_ == all )
-      return;
-   int const error = ownership_.remember( all );
+   int const error = remembered_ == all ? 0 : ownership_.remember( all );
    if ( error && error != error_ )
       log_.line( "what ufdd holds can't be remembered in " + ownership_.place() + ": " +
                  std::strerror( error ) +
