@@ -11,7 +11,7 @@
 #include <array>
 #include <cstdint>
 #include <limits>
-#include <set>
+#include <map>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -69,7 +69,6 @@ class PortHolder final : public LinkDirectory::Observer {
 
    // What is known of a link beside the news of it.
    struct State {
-      bool seenOpen = false;     // Since the last turn, while it should be shut.
       bool leftAlone = false;    // We found it administratively down, and left it so.
       bool isOverridden = false; // We left it open.
       bool hasNoProtoDown = false;
@@ -86,6 +85,7 @@ class PortHolder final : public LinkDirectory::Observer {
    };
 
    void handleChange( Kelnet::IntfId port );
+   bool hasFailed( std::uint32_t index, bool up ) const;
    void restoreEntriesOfDownGroups();
    // The port for whose sake the link is to be shut, else one that it serves, else, if it is ours,
    // its name; or empty.
@@ -97,9 +97,10 @@ class PortHolder final : public LinkDirectory::Observer {
    void leaveAlone( std::uint32_t index, Kelnet::IntfId port );
    void act();
    void apply();
-   // Takes those out that have no protodown, or that have carrier in spite of it, to be shut
-   // administratively; what undoes the latter is added to `unshut`.
-   std::vector< LinkRequest > fallBack( std::vector< LinkRequest >& unshut );
+   // Takes those out that have no protodown, or that have carrier in spite of it, which is undone,
+   // to be shut administratively.
+   std::vector< LinkRequest > fallBack();
+   bool undo( LinkRequest const& slipped );
    void rememberBefore();
    void handleAnswers();
    void handleAnswer( LinkRequest& answer );
@@ -119,7 +120,9 @@ class PortHolder final : public LinkDirectory::Observer {
    std::unordered_map< std::uint32_t, State > states_; // By index.
    std::vector< Kelnet::IntfId > changed_;
    std::unordered_set< Kelnet::IntfId, IntfIdHash > isChanged_; // The same.
-   std::set< Kelnet::IntfId > failed_;
+   // The acts that failed, by index: whether the link was to be opened. None is tried again before
+   // retry(), for it may make news of its own.
+   std::map< std::uint32_t, bool > failed_;
    std::vector< Link > ofPort_;          // While collected.
    std::vector< LinkRequest > requests_; // The acts of the turn.
 };

@@ -343,9 +343,8 @@ TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
    kernel.link( "d3" ).slips = true;
    groups = { { "g", { "u1", "u2" }, { "d1", "d2", "d3" } } };
    start();
-   // The last but for news of the protodown of d3, which are older than its shutting.
    for ( char const* const acts :
-         { " protodown -d1 protodown -d3 -d2 -d3 protodown +d3 -d3", " protodown -d1 -d2 -d3" } ) {
+         { " protodown -d1 protodown -d3 protodown +d3 -d2 -d3", " protodown -d1 -d2 -d3" } ) {
       uplinksAre( false );
       EXPECT_EQ( takeActs(), acts );
       uplinksAre( true );
