@@ -134,10 +134,13 @@ SimulatedKernel::answer( LinkRequest& request ) {
    bool const isAdmin = request.means == LinkRequest::Means::adminDown;
    request.error = isAdmin || link->hasProtoDown ? link->refusal : EOPNOTSUPP;
    // The other refusals are answers to an act that was done, lost on the way.
-   if ( request.error && request.error != ENOBUFS )
+   bool const isLost = request.error == ENOBUFS || request.error == ETIMEDOUT;
+   if ( request.error && !isLost )
       return;
    act( *link, request );
-   request.after = request.error == ENOBUFS ? Link() : *link;
+   request.after = isLost ? Link() : *link;
+   if ( request.error == ETIMEDOUT )
+      request.before = Link();
 }
 
 void
