@@ -22,6 +22,7 @@ Machine::Machine() {
    kernel.room = 20;
    for ( char const* const name : names )
       create( name, 0b1100 );
+   kernel.add( "m9" );
    kernel.meanwhile = ownership.meanwhile = [ this ] { race(); };
 }
 
@@ -142,7 +143,7 @@ Machine::admin( std::string const& name, bool up ) {
    Ufdd::SimulatedLink& link = kernel.link( name );
    bool const shuts = link.adminUp && !up;
    kernel.set( name, up );
-   link.isUnclear |= shuts && remembered( link ) != nullptr;
+   link.isUnclear |= shuts && ( remembered( link ) || ownership.hasFailed );
 }
 
 void

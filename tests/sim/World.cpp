@@ -211,6 +211,12 @@ World::check() {
    Oracle const oracle( config_, machine_ );
    if ( std::string const what = oracle.complaint(); !what.empty() )
       complain( what );
+   checkGroups();
+}
+
+void
+World::checkGroups() {
+   Oracle const oracle( config_, machine_ );
    auto const& status = process_->agent.status();
    if ( status->groupMembers().count() != config_.groups.size() )
       complain( "groups are not as configured" );
@@ -242,8 +248,14 @@ World::flap( std::string const& uplink ) {
    line( "flap of " + uplink );
    Names const touched = Oracle( config_, machine_ ).touchedBy( uplink );
    machine_.kernel.acts.clear();
+   // What the kernel holds back after another loss, who asks knows all the same.
+   machine_.kernel.carrier( "m9", !machine_.kernel.link( "m9" ).cable );
+   pass( 0.3 );
    for ( bool const carrier : { false, true } ) {
       machine_.kernel.carrier( uplink, carrier );
+      pass( 0.25 );
+      if ( config_.asks )
+         checkGroups();
       pass( restSeconds );
       check();
    }

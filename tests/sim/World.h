@@ -47,6 +47,7 @@ class World : private Ufdd::Log {
    double nextTime() const;
    void rest();
    void check();
+   void checkGroups();
    void restart();
    void flap( std::string const& uplink );
    void stop();
