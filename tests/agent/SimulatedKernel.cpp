@@ -14,6 +14,7 @@ constexpr std::uint32_t ownPort = 4711;
 constexpr double never = std::numeric_limits< double >::infinity();
 // In which the kernel gets to telling what is not held back.
 constexpr double soon = 0.0005;
+constexpr std::size_t linksPerPart = 4;
 
 } // namespace
 
@@ -97,19 +98,19 @@ SimulatedKernel::dumpPart() {
        dump_->generation == generation_ ? NLM_F_MULTI : NLM_F_MULTI | NLM_F_DUMP_INTR );
    std::vector< SimulatedLink const* > links;
    for ( auto const& [ name, link ] : links_ )
-      if ( link.index > dump_->index )
-         links.push_back( &link );
+      links.push_back( &link );
    std::sort( links.begin(), links.end(),
               []( auto const* left, auto const* right ) { return left->index < right->index; } );
    LinkDatagram part;
-   for ( std::size_t i = 0; i < links.size() && i < 6; ++i ) {
-      part.link( RTM_NEWLINK, flags, dump_->sequence, *links[ i ] ).last()->nlmsg_pid = ownPort;
-      dump_->index = links[ i ]->index;
-   }
-   if ( links.empty() )
+   std::size_t const end = std::min( dump_->listed + linksPerPart, links.size() );
+   for ( ; dump_->listed < end; ++dump_->listed )
+      part.link( RTM_NEWLINK, flags, dump_->sequence, *links[ dump_->listed ] ).last()->nlmsg_pid =
+          ownPort;
+   bool const isEnd = part.bytes.empty();
+   if ( isEnd )
       part.done( dump_->sequence, flags );
    queue_.push_back( part.bytes );
-   if ( links.empty() )
+   if ( isEnd )
       dump_.reset();
 }
 

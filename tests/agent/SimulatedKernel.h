@@ -82,7 +82,7 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    struct Dump {
       std::uint32_t sequence;
       std::uint32_t generation;
-      std::uint32_t index = 0; // So far.
+      std::size_t listed = 0; // How many, by index: what changes meanwhile can hide others.
    };
 
    SimulatedLink* find( std::uint32_t index );

@@ -13,6 +13,7 @@ constexpr char const* names[] = {
    "u0", "u1", "u2", "x3", "d0", "d1", "d2", "d3", "m0", "m1", "m2"
 };
 constexpr std::uint32_t othersReason = 1 << 7;
+constexpr unsigned int patience = 256;
 constexpr int refusals[] = { EPERM, EBUSY, ENODEV, ENOBUFS, ETIMEDOUT, 0 };
 
 } // namespace
@@ -38,7 +39,13 @@ void
 Machine::race() {
    if ( races_.empty() )
       return;
-   Event event = races_.front();
+   // Not always at the first occasion.
+   Event& next = races_.front();
+   if ( next.b >= patience ) {
+      next.b -= patience;
+      return;
+   }
+   Event event = next;
    races_.pop_front();
    if ( event.verb == Verb::kill )
       throw Killed();
@@ -143,7 +150,8 @@ Machine::admin( std::string const& name, bool up ) {
    Ufdd::SimulatedLink& link = kernel.link( name );
    bool const shuts = link.adminUp && !up;
    kernel.set( name, up );
-   link.isUnclear |= shuts && ( remembered( link ) || ownership.hasFailed );
+   bool const isSeen = link.refusal != ETIMEDOUT && !ownership.hasFailed && !remembered( link );
+   link.isUnclear |= shuts && !isSeen;
 }
 
 void

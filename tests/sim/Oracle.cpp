@@ -27,6 +27,22 @@ Oracle::isDown( PlainGroup const& group ) const {
 }
 
 Names
+Oracle::downGroups() const {
+   Names names;
+   for ( PlainGroup const& group : config_.groups )
+      if ( isDown( group ) )
+         names.insert( group.name );
+   return names;
+}
+
+bool
+Oracle::isHolding( PlainGroup const& group ) const {
+   bool const wasDown = downBefore_.contains( group.name );
+   double const delay = wasDown ? group.recoveryDelay : group.downDelay;
+   return !group.dryRun && ( since_ < delay ? wasDown : isDown( group ) );
+}
+
+Names
 Oracle::linksOf( std::string const& port ) const {
    Names names;
    SimulatedLink const* const link = find( port );
@@ -51,7 +67,7 @@ std::string
 Oracle::complaint() const {
    Names wanted;
    for ( PlainGroup const& group : config_.groups )
-      if ( isDown( group ) && !group.dryRun )
+      if ( isHolding( group ) )
          for ( std::string const& port : group.disable )
             wanted.merge( linksOf( port ) );
    for ( auto const& [ name, link ] : machine_.kernel.links() ) {

@@ -26,12 +26,13 @@ PlainConfig::ofNumber( std::uint64_t number ) {
    PlainConfig config;
    config.startupHold = oneOf( { 0, 0, 0, 5 } );
    config.asks = random() % 4 != 0;
+   config.isLayered = random() % 3 == 0;
    for ( unsigned int level = 0; level < 3; ++level ) {
       PlainGroup group{ .name = "g" + std::to_string( level ) };
       for ( unsigned int i = 0; i < 4; ++i ) {
          if ( random() % 2 )
             group.monitor.insert( "u" + std::to_string( i ) );
-         if ( i < level && random() % 4 == 0 )
+         if ( i < level && config.isLayered && random() % 2 )
             group.monitor.insert( "d" + std::to_string( i ) );
          if ( i >= level && random() % 2 )
             group.disable.insert( "d" + std::to_string( i ) );

@@ -29,7 +29,8 @@ struct PlainConfig {
 
    std::vector< PlainGroup > groups;
    unsigned int startupHold = 0;
-   bool asks = true; // After news, whether there are more that are held back.
+   bool isLayered = false; // A group depends on a port of another.
+   bool asks = true;       // After news, whether there are more that are held back.
 };
 
 } // namespace Simulation

@@ -37,12 +37,14 @@ randomSchedule( std::uint64_t seed ) {
       return all;
    }();
    std::mt19937_64 random( seed );
+   auto const number = [ & ] { return static_cast< unsigned int >( random() % 1024 ); };
    Schedule schedule( 10 + random() % 40 );
+   // Much happens to a few.
+   unsigned int const few[] = { number(), number(), number() };
    for ( Event& event : schedule )
       event = { verbs[ random() % verbs.size() ],
                 static_cast< Pause >( random() % std::size( pauses ) ),
-                static_cast< unsigned int >( random() % 1024 ),
-                static_cast< unsigned int >( random() % 1024 ) };
+                random() % 2 ? number() : few[ random() % std::size( few ) ], number() };
    return schedule;
 }
 

@@ -2,10 +2,9 @@
 
 #include "model/GroupStatus.h"
 #include "platform/zet/Clock.h"
-#include "tests/sim/Oracle.h"
 
 #include <algorithm>
-#include <sstream>
+#include <utility>
 
 namespace Simulation {
 
@@ -203,20 +202,13 @@ World::rest() {
    pass( quietSeconds );
    if ( turns_ != before )
       complain( "the daemon does something, though nothing happens" );
-   check();
+   check( Oracle( config_, machine_ ) );
 }
 
 void
-World::check() {
-   Oracle const oracle( config_, machine_ );
+World::check( Oracle const& oracle ) {
    if ( std::string const what = oracle.complaint(); !what.empty() )
       complain( what );
-   checkGroups();
-}
-
-void
-World::checkGroups() {
-   Oracle const oracle( config_, machine_ );
    auto const& status = process_->agent.status();
    if ( status->groupMembers().count() != config_.groups.size() )
       complain( "groups are not as configured" );
@@ -238,7 +230,7 @@ World::restart() {
    for ( auto const& [ name, link ] : machine_.kernel.links() )
       if ( machine_.kernel.acts.find( name ) != std::string::npos && !Oracle::isFoughtOver( link ) )
          complain( "the restart moved ports:" + machine_.kernel.acts );
-   check();
+   check( Oracle( config_, machine_ ) );
 }
 
 void
@@ -252,12 +244,19 @@ World::flap( std::string const& uplink ) {
    machine_.kernel.carrier( "m9", !machine_.kernel.link( "m9" ).cable );
    pass( 0.3 );
    for ( bool const carrier : { false, true } ) {
+      Oracle oracle( config_, machine_ );
+      Names const before = oracle.downGroups();
       machine_.kernel.carrier( uplink, carrier );
-      pass( 0.25 );
-      if ( config_.asks )
-         checkGroups();
+      // A while after each delay. Not of groups that depend on others.
+      double passed = 0;
+      for ( double const seconds : { 0.25, 2.25, 3.25 } )
+         if ( config_.asks && !config_.isLayered ) {
+            pass( seconds - std::exchange( passed, seconds ) );
+            oracle.changed( seconds, before );
+            check( oracle );
+         }
       pass( restSeconds );
-      check();
+      check( Oracle( config_, machine_ ) );
    }
    for ( auto const& [ name, link ] : machine_.kernel.links() )
       if ( !touched.contains( name ) && machine_.kernel.acts.find( name ) != std::string::npos )

@@ -4,6 +4,7 @@
 #include "agent/CarrierWatch.h"
 #include "agent/ConfigFile.h"
 #include "tests/sim/Machine.h"
+#include "tests/sim/Oracle.h"
 #include "tests/sim/PlainConfig.h"
 
 #include <optional>
@@ -46,8 +47,7 @@ class World : private Ufdd::Log {
    void pass( double seconds );
    double nextTime() const;
    void rest();
-   void check();
-   void checkGroups();
+   void check( Oracle const& oracle );
    void restart();
    void flap( std::string const& uplink );
    void stop();
