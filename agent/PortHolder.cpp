@@ -90,8 +90,7 @@ void
 PortHolder::handleLink( Link const& link ) {
    holdings_.adopt( link );
    Kelnet::IntfId const port = portOf( link );
-   // A LAG that was given another name leaves members behind that are shut.
-   if ( detector_.isHeld( port ) || holdings_.contains( link.index ) || link.isLag )
+   if ( detector_.isHeld( port ) || holdings_.contains( link.index ) )
       handleChange( port );
 }
 
@@ -349,9 +348,11 @@ void
 PortHolder::handleFailure( LinkRequest const& answer ) {
    // It may have been shut and only the answer been lost.
    Link const* const before = answer.before.index ? &answer.before : links_.link( answer.index );
-   if ( before && !answer.up && !answer.onlyAsk && !holdings_.contains( answer.index ) ) {
+   if ( before && !answer.up && !answer.onlyAsk ) {
       Holding const holding = holdingOf( *before, answer );
-      if ( !holding.isIn( *before ) && ( !answer.after.index || holding.isOn( answer.after ) ) )
+      if ( answer.after.index && !holding.isOn( answer.after ) )
+         holdings_.erase( answer.index );
+      else if ( !holdings_.contains( answer.index ) && !holding.isIn( *before ) )
          holdings_.insert( holding );
    }
    failed_.insert_or_assign( answer.index, answer.up );

@@ -27,6 +27,11 @@ Machine::Machine() {
    kernel.meanwhile = ownership.meanwhile = [ this ] { race(); };
 }
 
+bool
+Machine::losesAnswers( Ufdd::SimulatedLink const& link ) {
+   return link.refusal == ENOBUFS || link.refusal == ETIMEDOUT;
+}
+
 Ufdd::Holding const*
 Machine::remembered( Ufdd::Link const& link ) const {
    for ( Ufdd::Holding const& holding : ownership.holdings )
@@ -150,7 +155,7 @@ Machine::admin( std::string const& name, bool up ) {
    Ufdd::SimulatedLink& link = kernel.link( name );
    bool const shuts = link.adminUp && !up;
    kernel.set( name, up );
-   bool const isSeen = link.refusal != ETIMEDOUT && !ownership.hasFailed && !remembered( link );
+   bool const isSeen = !losesAnswers( link ) && !ownership.hasFailed && !remembered( link );
    link.isUnclear |= shuts && !isSeen;
 }
 
@@ -194,7 +199,7 @@ Machine::handleKilled() {
       // What could not be remembered is lost, and told of.
       Ufdd::Holding const* const holding = remembered( link );
       link.ours &= !ownership.hasFailed || ( holding && holding->isOn( link ) );
-      link.oursByPd |= ownership.hasFailed;
+      link.oursByPd |= ownership.hasFailed || holding;
    }
 }
 

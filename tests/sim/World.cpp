@@ -116,7 +116,23 @@ World::turn() {
          process.tickAt.reset();
       else if ( !process.tickAt )
          process.tickAt = simulatedNow + process.watch.tickMs() / 1000.0;
+      checkMemory();
    } );
+}
+
+// What is remembered at the end of a turn is so, as far as the daemon can know.
+void
+World::checkMemory() {
+   for ( auto const& [ name, link ] : machine_.kernel.links() )
+      if ( Machine::losesAnswers( link ) )
+         unclearUntil_ = simulatedNow + 2; // By then it is tried again.
+   if ( machine_.kernel.hasNews() || machine_.ownership.hasFailed || config_.startupHold ||
+        simulatedNow < unclearUntil_ )
+      return;
+   for ( auto const& [ name, link ] : machine_.kernel.links() )
+      if ( Ufdd::Holding const* const holding = machine_.remembered( link );
+           holding && !holding->isOn( link ) )
+         complain( name + " is remembered, but open" );
 }
 
 double

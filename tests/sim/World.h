@@ -45,6 +45,7 @@ class World : private Ufdd::Log {
    void reload( std::uint64_t number );
    void turn();
    void pass( double seconds );
+   void checkMemory();
    double nextTime() const;
    void rest();
    void check( Oracle const& oracle );
@@ -58,6 +59,7 @@ class World : private Ufdd::Log {
    PlainConfig config_;
    std::optional< Process > process_;
    double suspendedUntil_ = 0;
+   double unclearUntil_ = 0; // What the daemon knows of what it did.
    unsigned int turns_ = 0;
    std::string complaint_;
    std::string story_;
