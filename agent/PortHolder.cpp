@@ -282,9 +282,8 @@ PortHolder::handleAnswer( LinkRequest& answer ) {
       return handleGone( answer.index );
    if ( answer.onlyAsk && !answer.error )
       return handleReopenings( answer );
-   // Our bit was taken back, and the protodown is there for others.
-   bool const isShared = answer.up && answer.error == EBUSY && answer.isSeen();
-   if ( isShared )
+   // Others keep it in protodown, or have opened it themselves.
+   if ( answer.up && answer.isSeen() )
       answer.error = 0;
    else if ( !answer.error && !answer.isSeen() )
       answer.error = PortReport::notSeen;

@@ -111,40 +111,6 @@ TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
    EXPECT_FALSE( kernel.isUp( "d1" ) );
 }
 
-TEST_F( AgentTest, portOfTwoGroupsIsHeldWhileEitherIsDown ) {
-   groups = { { "a", { "u1" }, { "d1", "d2" } }, { "b", { "u2" }, { "d2" } } };
-   start();
-   uplinksAre( false );
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
-   kernel.carrier( "u1", true );
-   settle();
-   EXPECT_EQ( takeActs(), " +d1" );
-   kernel.carrier( "u2", true );
-   settle();
-   EXPECT_EQ( takeActs(), " +d2" );
-}
-
-TEST_F( AgentTest, portShutByTheOperatorIsNotOurs ) {
-   kernel.set( "d1", false );
-   start();
-   uplinksAre( false );
-   EXPECT_NE( takeLines().find( "port d1 left as it is, administratively down already: group g" ),
-              std::string::npos );
-   kernel.carrier( "d1", false );
-   settle();
-   EXPECT_EQ( takeLines(), "" );
-   uplinksAre( true );
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
-   EXPECT_TRUE( kernel.isUp( "d2" ) );
-   uplinksAre( false );
-   // Opened by the operator after all: from then on it is held, and ours to open.
-   kernel.set( "d1", true );
-   settle();
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
-   EXPECT_TRUE( agent->release() );
-   EXPECT_TRUE( kernel.isUp( "d1" ) );
-}
-
 TEST_F( AgentTest, heldPortThatSomeoneOpensIsShutAgain ) {
    start();
    uplinksAre( false );
@@ -164,65 +130,6 @@ TEST_F( AgentTest, heldPortThatSomeoneOpensIsShutAgain ) {
    settle();
    EXPECT_EQ( takeLines(), "" );
    EXPECT_FALSE( kernel.isUp( "d2" ) );
-}
-
-TEST_F( AgentTest, ownershipFollowsTheLinkAndHoldingTheName ) {
-   start();
-   uplinksAre( false );
-   // Renamed while held: what we shut is opened, under whatever name.
-   kernel.rename( "d1", "spare" );
-   settle();
-   EXPECT_TRUE( kernel.isUp( "spare" ) );
-   // Another one of that name, shut by its administrator, then one that is up.
-   kernel.add( "d1", false );
-   settle();
-   kernel.remove( "d1" );
-   kernel.add( "d1", true );
-   // Another one of that index even.
-   kernel.nextIndex = kernel.index( "d2" );
-   kernel.remove( "d2" );
-   kernel.add( "d2", false );
-   settle();
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
-   uplinksAre( true );
-   EXPECT_TRUE( kernel.isUp( "d1" ) );
-   EXPECT_FALSE( kernel.isUp( "d2" ) );
-   // The link that has the name of an uplink now is the one that counts.
-   kernel.carrier( "u1", false );
-   kernel.carrier( "spare", true );
-   settle();
-   kernel.rename( "u2", "other" );
-   settle();
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
-   kernel.rename( "spare", "u2" );
-   settle();
-   EXPECT_TRUE( kernel.isUp( "d1" ) );
-}
-
-TEST_F( AgentTest, lostNewsAreMadeUpForByTheList ) {
-   start();
-   kernel.remove( "u1" );
-   kernel.rename( "u2", "u1" );
-   kernel.rename( "d2", "u2" );
-   kernel.carrier( "u1", false );
-   kernel.carrier( "u2", false );
-   kernel.add( "d2" );
-   kernel.overrun();
-   settle();
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
-   kernel.rename( "d1", "d3" );
-   kernel.rename( "d2", "d1" );
-   kernel.rename( "d3", "d2" );
-   kernel.overrun();
-   settle();
-   EXPECT_EQ( takeActs(), "" );
-   uplinksAre( true );
-   EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
-   kernel.remove( "u1" );
-   kernel.remove( "u2" );
-   kernel.overrun();
-   settle();
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
 }
 
 TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
@@ -420,27 +327,6 @@ TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
    uplinksAre( true );
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 protodown -d2" );
-}
-
-TEST_F( AgentTest, lagIsHeldByItsMembers ) {
-   for ( char const* const name : { "m1", "m2", "m3" } )
-      kernel.add( name );
-   kernel.join( "m1", "d1" );
-   kernel.join( "m2", "d1" );
-   start();
-   uplinksAre( false );
-   EXPECT_EQ( takeActs(), " -d2 -m1 -m2" );
-   EXPECT_NE( lines.find( "port d1 (member m1) shut: group g is down" ), std::string::npos )
-       << lines;
-   kernel.join( "m3", "d1" );
-   kernel.join( "m1", "" );
-   settle();
-   EXPECT_EQ( takeActs(), " +m1 -m3" );
-   restart();
-   EXPECT_EQ( takeActs(), "" );
-   uplinksAre( true );
-   EXPECT_EQ( takeActs(), " +d2 +m2 +m3" );
-   EXPECT_TRUE( kernel.isUp( "d1" ) );
 }
 
 } // namespace

@@ -27,6 +27,13 @@ Machine::Machine() {
    kernel.meanwhile = ownership.meanwhile = [ this ] { race(); };
 }
 
+// For one that was shut by the daemon.
+bool
+Machine::isMistakable( Ufdd::SimulatedLink const& link ) const {
+   Ufdd::Holding const* const holding = remembered( link );
+   return holding && holding->name == link.name;
+}
+
 bool
 Machine::losesAnswers( Ufdd::SimulatedLink const& link ) {
    return link.refusal == ENOBUFS || link.refusal == ETIMEDOUT;
@@ -138,7 +145,7 @@ Machine::create( std::string const& name, unsigned int how ) {
    kernel.nextIndex = std::max( next, kernel.nextIndex );
    Ufdd::SimulatedLink& link = kernel.link( name );
    indexes_[ name ] = link.index;
-   link.isUnclear = !link.adminUp && remembered( link );
+   link.isUnclear = !link.adminUp && isMistakable( link );
    link.hidesCarrier = name == "u2";
    link.hasProtoDown = name == "d1" || name == "d2" || name == "m1";
    link.slips = name == "d2";
@@ -195,7 +202,7 @@ Machine::endFaults() {
 void
 Machine::handleKilled() {
    for ( auto& [ name, link ] : kernel.links() ) {
-      link.isUnclear |= !link.adminUp && !link.ours && remembered( link ) != nullptr;
+      link.isUnclear |= !link.adminUp && !link.ours && isMistakable( link );
       // What could not be remembered is lost, and told of.
       Ufdd::Holding const* const holding = remembered( link );
       link.ours &= !ownership.hasFailed || ( holding && holding->isOn( link ) );

@@ -37,6 +37,7 @@ class Machine {
    Ufdd::RememberedHere ownership;
 
  private:
+   bool isMistakable( Ufdd::SimulatedLink const& link ) const;
    void race();
    std::string lag();
    void applyTo( std::string const& name, Event const& event );

@@ -38,8 +38,8 @@ PlainConfig::ofNumber( std::uint64_t number ) {
             group.disable.insert( "d" + std::to_string( i ) );
       }
       group.minLinks = oneOf( { 0, 1, 1, 1, 2 } );
-      group.recoveryDelay = oneOf( { 0, 0, 3 } );
-      group.downDelay = oneOf( { 0, 0, 2 } );
+      group.recoveryDelay = oneOf( { 0, 0, 2, 3 } );
+      group.downDelay = oneOf( { 0, 0, 1, 2 } );
       group.dryRun = random() % 8 == 0;
       if ( random() % 4 )
          config.groups.push_back( group );

@@ -64,6 +64,7 @@ World::kill() {
 void
 World::start() {
    suspendedUntil_ = 0;
+   unclearUntil_ = simulatedNow + config_.startupHold;
    run( [ this ] {
       process_.emplace( *this );
       process_->agent.start( Ufdd::parseConfig( config_.toml(), "toml" ).groups, machine_.kernel,
@@ -126,8 +127,7 @@ World::checkMemory() {
    for ( auto const& [ name, link ] : machine_.kernel.links() )
       if ( Machine::losesAnswers( link ) )
          unclearUntil_ = simulatedNow + 2; // By then it is tried again.
-   if ( machine_.kernel.hasNews() || machine_.ownership.hasFailed || config_.startupHold ||
-        simulatedNow < unclearUntil_ )
+   if ( machine_.kernel.hasNews() || machine_.ownership.hasFailed || simulatedNow < unclearUntil_ )
       return;
    for ( auto const& [ name, link ] : machine_.kernel.links() )
       if ( Ufdd::Holding const* const holding = machine_.remembered( link );
@@ -265,7 +265,7 @@ World::flap( std::string const& uplink ) {
       machine_.kernel.carrier( uplink, carrier );
       // A while after each delay. Not of groups that depend on others.
       double passed = 0;
-      for ( double const seconds : { 0.25, 2.25, 3.25 } )
+      for ( double const seconds : { 0.25, 1.25, 2.25, 3.25 } )
          if ( config_.asks && !config_.isLayered ) {
             pass( seconds - std::exchange( passed, seconds ) );
             oracle.changed( seconds, before );
