@@ -29,6 +29,7 @@ struct SimulatedLink : Link {
    bool oursByPd = false;  // Likewise its protodown.
    bool isUnclear = false; // Down, and nobody could tell whose doing that is.
    std::vector< double > openings; // By others, of what was shut.
+   double wrongSince = 0;          // What the daemon remembers of it; or 0.
 };
 
 // Stands in for the kernel's links. News wait until they are delivered, so that requests can meet

@@ -59,63 +59,51 @@ Machine::race() {
    }
    Event event = next;
    races_.pop_front();
-   if ( event.verb == Verb::kill )
+   if ( event.verb == "kill" )
       throw Killed();
    // An act may meet another link of that index, but not within microseconds.
-   if ( event.verb == Verb::create )
+   if ( event.verb == "create" )
       event.b &= ~2u;
    apply( event );
 }
 
 void
 Machine::apply( Event const& event ) {
-   if ( event.verb == Verb::overrun )
-      kernel.overrun();
-   else if ( event.verb == Verb::fullDisk )
-      ownership.isFull = event.b % 2;
-   else
-      applyTo( names[ event.a % std::size( names ) ], event );
-}
-
-void
-Machine::applyTo( std::string const& name, Event const& event ) {
-   if ( event.verb == Verb::create )
+   std::string_view const verb = event.verb;
+   std::string const name = names[ event.a % std::size( names ) ];
+   bool const on = event.b % 2;
+   if ( verb == "overrun" )
+      return kernel.overrun();
+   if ( verb == "fullDisk" )
+      ownership.isFull = on;
+   if ( verb == "create" )
       create( name, event.b );
    if ( !kernel.contains( name ) )
       return;
    Ufdd::SimulatedLink& link = kernel.link( name );
-   switch ( event.verb ) {
-   case Verb::cable:
-      return kernel.carrier( name, event.b % 2 );
-   case Verb::dormant:
-      link.isDormant = event.b % 2;
+   std::string const otherName = name.substr( 0, 1 ) + std::to_string( event.b % 6 );
+   if ( verb == "cable" ) {
+      kernel.carrier( name, on );
+   } else if ( verb == "dormant" ) {
+      link.isDormant = on;
       link.toldAt = std::min( link.toldAt, Zet::now() );
-      return;
-   case Verb::admin:
-      return admin( name, event.b % 2 );
-   case Verb::protoDown:
-      return protoDown( name, event.b );
-   case Verb::slip:
-      link.slips = event.b % 2;
+   } else if ( verb == "admin" ) {
+      admin( name, on );
+   } else if ( verb == "protoDown" && link.hasProtoDown ) {
+      protoDown( name, event.b );
+   } else if ( verb == "slip" ) {
+      link.slips = on;
       link.openings.push_back( Zet::now() );
-      return kernel.update( name );
-   case Verb::remove:
-      return kernel.remove( name );
-   case Verb::rename: {
-      std::string const to = name.substr( 0, 1 ) + std::to_string( event.b % 6 );
-      if ( !kernel.contains( to ) && name != "x3" && to != "u3" )
-         kernel.rename( name, to );
-      return;
-   }
-   case Verb::join:
-      if ( name[ 0 ] == 'm' )
-         kernel.join( name, event.b % 2 ? lag() : "" );
-      return;
-   case Verb::refuse:
+      kernel.update( name );
+   } else if ( verb == "remove" ) {
+      kernel.remove( name );
+   } else if ( verb == "rename" && !kernel.contains( otherName ) && name != "x3" &&
+               otherName != "u3" ) {
+      kernel.rename( name, otherName );
+   } else if ( verb == "join" && name[ 0 ] == 'm' ) {
+      kernel.join( name, on ? lag() : "" );
+   } else if ( verb == "refuse" ) {
       link.refusal = refusals[ event.b % std::size( refusals ) ];
-      return;
-   default:
-      return;
    }
 }
 
@@ -169,8 +157,6 @@ Machine::admin( std::string const& name, bool up ) {
 void
 Machine::protoDown( std::string const& name, unsigned int how ) {
    Ufdd::SimulatedLink& link = kernel.link( name );
-   if ( !link.hasProtoDown )
-      return;
    std::uint32_t const others = link.protoDownReasons & ~othersReason;
    switch ( how % 4 ) {
    case 0:

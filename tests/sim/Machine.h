@@ -40,7 +40,6 @@ class Machine {
    bool isMistakable( Ufdd::SimulatedLink const& link ) const;
    void race();
    std::string lag();
-   void applyTo( std::string const& name, Event const& event );
    void create( std::string const& name, unsigned int how );
    void admin( std::string const& name, bool up );
    void protoDown( std::string const& name, unsigned int how );

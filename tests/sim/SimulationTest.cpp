@@ -61,7 +61,7 @@ TEST( Simulation, DaemonIsRightWhateverHappens ) {
          continue;
       Outcome const outcome = outcomeOf( number, shrunk( number, schedule ) );
       FAIL() << "UFD_SEED=" << number << ": " << outcome.complaint << '\n'
-             << PlainConfig::ofNumber( number ).toml() << outcome.story;
+             << PlainConfig( number ).toml() << outcome.story;
    }
 }
 

@@ -12,8 +12,6 @@ namespace {
 
 double simulatedNow = 0;
 
-// After each Pause from `turn` on.
-constexpr double pauseSeconds[] = { 0, 0.001, 0.06, 0.7, 4, 40 };
 // All delays are over by then, and those of groups that depend on others.
 constexpr double restSeconds = 30;
 constexpr double quietSeconds = 70;
@@ -21,7 +19,7 @@ constexpr unsigned int manyTurns = 10000;
 
 } // namespace
 
-World::World( std::uint64_t seed ) : seed_( seed ), config_( PlainConfig::ofNumber( seed ) ) {
+World::World( std::uint64_t seed ) : seed_( seed ), config_( PlainConfig( seed ) ) {
    simulatedNow = 1000;
    Zet::clockIs( [] { return simulatedNow; } );
    pass( 1 );
@@ -64,7 +62,7 @@ World::kill() {
 void
 World::start() {
    suspendedUntil_ = 0;
-   unclearUntil_ = simulatedNow + config_.startupHold;
+   startupEnd_ = simulatedNow + config_.startupHold;
    run( [ this ] {
       process_.emplace( *this );
       process_->agent.start( Ufdd::parseConfig( config_.toml(), "toml" ).groups, machine_.kernel,
@@ -78,7 +76,7 @@ void
 World::reload( std::uint64_t number ) {
    suspendedUntil_ = 0;
    if ( number )
-      config_ = PlainConfig::ofNumber( number );
+      config_ = PlainConfig( number );
    Ufdd::ConfigFile const file = Ufdd::parseConfig( config_.toml(), "toml" );
    for ( std::string const& error : file.errors )
       complain( error );
@@ -121,18 +119,19 @@ World::turn() {
    } );
 }
 
-// What is remembered at the end of a turn is so, as far as the daemon can know.
+// What is remembered of a link is so, or is corrected when it is tried again.
 void
 World::checkMemory() {
-   for ( auto const& [ name, link ] : machine_.kernel.links() )
-      if ( Machine::losesAnswers( link ) )
-         unclearUntil_ = simulatedNow + 2; // By then it is tried again.
-   if ( machine_.kernel.hasNews() || machine_.ownership.hasFailed || simulatedNow < unclearUntil_ )
-      return;
-   for ( auto const& [ name, link ] : machine_.kernel.links() )
-      if ( Ufdd::Holding const* const holding = machine_.remembered( link );
-           holding && !holding->isOn( link ) )
+   for ( auto& [ name, link ] : machine_.kernel.links() ) {
+      Ufdd::Holding const* const holding = machine_.remembered( link );
+      if ( !holding || holding->isOn( link ) || Machine::losesAnswers( link ) ||
+           machine_.ownership.hasFailed || simulatedNow < startupEnd_ )
+         link.wrongSince = 0;
+      else if ( link.wrongSince == 0 )
+         link.wrongSince = simulatedNow;
+      else if ( simulatedNow - link.wrongSince > 2 )
          complain( name + " is remembered, but open" );
+   }
 }
 
 double
@@ -162,47 +161,34 @@ World::pass( double seconds ) {
 
 void
 World::apply( Event const& event ) {
-   story_ += textOf( event ) + " at " + std::to_string( simulatedNow ) + '\n';
-   if ( event.pause == Pause::race )
+   story_ += event.text() + " at " + std::to_string( simulatedNow ) + '\n';
+   std::string_view const verb = event.verb;
+   if ( event.pause == race )
       return machine_.applyMeanwhile( event );
-   switch ( event.verb ) {
-   case Verb::kill:
-      kill();
-      if ( event.b % 2 )
-         start();
-      break;
-   case Verb::stop:
-      run( [ this ] {
-         if ( process_ )
+   if ( verb == "kill" || verb == "stop" ) {
+      run( [ & ] {
+         if ( process_ && verb == "stop" )
             process_->agent.release();
       } );
       kill();
-      break;
-   case Verb::start:
-      if ( !process_ )
-         start();
-      break;
-   case Verb::suspend:
-      suspendedUntil_ = simulatedNow + ( event.b % 2 ? 30 : 0.3 );
-      break;
-   case Verb::reload:
-      reload( seed_ + event.b % 3 );
-      break;
-   case Verb::badReload:
-      if ( Ufdd::parseConfig( config_.toml() + "min_links = 1", "toml" ).errors.empty() )
-         complain( "a wrong configuration is taken for right" );
-      break;
-   case Verb::rest:
-      rest();
-      break;
-   default:
-      machine_.apply( event );
    }
-   if ( event.pause == Pause::turn )
+   if ( ( verb == "start" || ( verb == "kill" && event.b % 2 ) ) && !process_ )
+      start();
+   else if ( verb == "suspend" )
+      suspendedUntil_ = simulatedNow + ( event.b % 2 ? 30 : 0.3 );
+   else if ( verb == "reload" )
+      reload( seed_ + event.b % 3 );
+   else if ( verb == "badReload" &&
+             Ufdd::parseConfig( config_.toml() + "min_links = 1", "toml" ).errors.empty() )
+      complain( "a wrong configuration is taken for right" );
+   else if ( verb == "rest" )
+      rest();
+   else
+      machine_.apply( event );
+   if ( event.pause > none ) {
       turn();
-   else if ( event.pause > Pause::turn )
-      pass( pauseSeconds[ static_cast< std::size_t >( event.pause ) -
-                          static_cast< std::size_t >( Pause::turn ) ] );
+      pass( pauses[ event.pause ].seconds );
+   }
    if ( !machine_.kernel.violations.empty() )
       complain( machine_.kernel.violations );
 }

@@ -59,7 +59,7 @@ class World : private Ufdd::Log {
    PlainConfig config_;
    std::optional< Process > process_;
    double suspendedUntil_ = 0;
-   double unclearUntil_ = 0; // What the daemon knows of what it did.
+   double startupEnd_ = 0;
    unsigned int turns_ = 0;
    std::string complaint_;
    std::string story_;
