@@ -191,7 +191,7 @@ Machine::handleKilled() {
       link.isUnclear |= !link.adminUp && !link.ours && isMistakable( link );
       // What could not be remembered is lost, and told of.
       Ufdd::Holding const* const holding = remembered( link );
-      link.ours &= !ownership.hasFailed || ( holding && holding->isOn( link ) );
+      link.ours &= !ownership.hasFailed || ( isMistakable( link ) && holding->isOn( link ) );
       link.oursByPd |= ownership.hasFailed || holding;
    }
 }
