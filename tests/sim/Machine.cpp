@@ -31,7 +31,7 @@ Machine::Machine() {
 bool
 Machine::isMistakable( Ufdd::SimulatedLink const& link ) const {
    Ufdd::Holding const* const holding = remembered( link );
-   return holding && holding->name == link.name;
+   return holding && ( holding->name == link.name || holding->address == link.address );
 }
 
 bool

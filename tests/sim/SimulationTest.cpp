@@ -53,8 +53,10 @@ shrunk( std::uint64_t seed, Schedule schedule ) {
 TEST( Simulation, DaemonIsRightWhateverHappens ) {
    std::uint64_t const given = environment( "UFD_SEED", 1 );
    std::uint64_t const seed = given != 0 ? given : std::random_device()();
-   std::uint64_t const schedules = environment( "UFD_SEQUENCES", 5000 );
-   std::cout << "UFD_SEED=" << seed << " UFD_SEQUENCES=" << schedules << '\n';
+   // Each is worth four of those sequences that other tests count.
+   std::uint64_t const sequences = environment( "UFD_SEQUENCES", 20000 );
+   std::uint64_t const schedules = ( sequences + 3 ) / 4;
+   std::cout << "UFD_SEED=" << seed << " UFD_SEQUENCES=" << sequences << '\n';
    for ( std::uint64_t number = seed; number < seed + schedules; ++number ) {
       Schedule const schedule = randomSchedule( number );
       if ( outcomeOf( number, schedule ).complaint.empty() )
