@@ -4,6 +4,7 @@
 
 #include <cstdlib>
 #include <iostream>
+#include <malloc.h>
 #include <random>
 
 namespace Simulation {
@@ -65,6 +66,22 @@ TEST( Simulation, DaemonIsRightWhateverHappens ) {
       FAIL() << "UFD_SEED=" << number << ": " << outcome.complaint << '\n'
              << PlainConfig( number ).toml() << outcome.story;
    }
+}
+
+// The same happens to one daemon again and again.
+TEST( Simulation, DaemonDoesNotGrow ) {
+   World world( 1 );
+   std::size_t used[ 2 ] = {};
+   for ( unsigned int round = 0; round < 400; ++round ) {
+      for ( Event const& event : randomSchedule( round % 8 ) )
+         if ( event.verb != "kill" && event.verb != "stop" )
+            world.apply( event );
+      world.apply( { "rest", 0, 0, none } );
+      ASSERT_EQ( world.complaint(), "" );
+      world.forget();
+      used[ round / 200 ] = mallinfo2().uordblks;
+   }
+   EXPECT_LT( used[ 1 ], used[ 0 ] + 4096 );
 }
 
 } // namespace

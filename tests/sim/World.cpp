@@ -37,6 +37,14 @@ World::line( std::string_view text ) {
 }
 
 void
+World::forget() {
+   story_ = {};
+   machine_.kernel.acts = {};
+   for ( auto& [ name, link ] : machine_.kernel.links() )
+      link.openings = {};
+}
+
+void
 World::complain( std::string const& what ) {
    if ( complaint_.empty() )
       complaint_ = what;

@@ -25,6 +25,7 @@ class World : private Ufdd::Log {
    std::string const& complaint() const { return complaint_; }
    // What happened.
    std::string const& story() const { return story_; }
+   void forget();
 
  private:
    struct Process {
