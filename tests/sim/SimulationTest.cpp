@@ -55,7 +55,7 @@ TEST( Simulation, DaemonIsRightWhateverHappens ) {
    std::uint64_t const given = environment( "UFD_SEED", 1 );
    std::uint64_t const seed = given != 0 ? given : std::random_device()();
    // Each is worth four of those sequences that other tests count.
-   std::uint64_t const sequences = environment( "UFD_SEQUENCES", 20000 );
+   std::uint64_t const sequences = environment( "UFD_SEQUENCES", 80000 );
    std::uint64_t const schedules = ( sequences + 3 ) / 4;
    std::cout << "UFD_SEED=" << seed << " UFD_SEQUENCES=" << sequences << '\n';
    for ( std::uint64_t number = seed; number < seed + schedules; ++number ) {
@@ -72,14 +72,14 @@ TEST( Simulation, DaemonIsRightWhateverHappens ) {
 TEST( Simulation, DaemonDoesNotGrow ) {
    World world( 1 );
    std::size_t used[ 2 ] = {};
-   for ( unsigned int round = 0; round < 400; ++round ) {
-      for ( Event const& event : randomSchedule( round % 8 ) )
+   for ( unsigned int round = 0; round < 1000; ++round ) {
+      for ( Event const& event : randomSchedule( round % 50 ) )
          if ( event.verb != "kill" && event.verb != "stop" )
             world.apply( event );
       world.apply( { "rest", 0, 0, none } );
       ASSERT_EQ( world.complaint(), "" );
       world.forget();
-      used[ round / 200 ] = mallinfo2().uordblks;
+      used[ round / 500 ] = mallinfo2().uordblks;
    }
    EXPECT_LT( used[ 1 ], used[ 0 ] + 4096 );
 }

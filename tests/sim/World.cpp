@@ -109,6 +109,7 @@ World::turn() {
    if ( !process_ || simulatedNow < suspendedUntil_ )
       return;
    ++turns_;
+   std::size_t const acts = machine_.kernel.acts.size();
    run( [ this ] {
       machine_.kernel.deliver();
       Process& process = *process_;
@@ -125,6 +126,8 @@ World::turn() {
          process.tickAt = simulatedNow + process.watch.tickMs() / 1000.0;
       checkMemory();
    } );
+   if ( simulatedNow < startupEnd_ && machine_.kernel.acts.size() != acts )
+      complain( "ports are not left as they were found" );
 }
 
 // What is remembered of a link is so, or is corrected when it is tried again.
