@@ -258,16 +258,17 @@ TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
       EXPECT_EQ( takeActs(), " protodown +d1 +d2 +d3" );
    }
    // The administrator's own setting is left to the administrator, and what was shut is adopted
-   // by the mark on it alone.
+   // by the mark on it, whatever else is remembered.
    uplinksAre( false );
    kernel.set( "d1", false );
-   ownership.holdings.clear();
+   for ( Holding& holding : ownership.holdings )
+      holding.means = LinkRequest::Means::adminDown;
    restart();
    EXPECT_NE( takeLines().find( "port d1 has ufdd's protodown reason: held by ufdd" ),
               std::string::npos );
    takeActs();
    uplinksAre( true );
-   EXPECT_EQ( takeActs(), " protodown +d1" );
+   EXPECT_EQ( takeActs(), " protodown +d1 +d2 +d3" );
    EXPECT_FALSE( kernel.isUp( "d1" ) );
 }
 
