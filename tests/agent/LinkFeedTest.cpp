@@ -109,6 +109,12 @@ TEST_F( LinkFeedTest, interruptedOrOverrunDumpIsRepeated ) {
    EXPECT_FALSE( feed.dumpWanted() ) << "the kernel refuses a second dump before the end of one";
    receive( Datagram().done() );
    EXPECT_TRUE( feed.dumpWanted() );
+   feed.handleDumpAsked( dumpSequence + 1 );
+   receive( Datagram().done() );
+   EXPECT_FALSE( feed.complete() ) << "of the one before";
+   feed.handleLoss();
+   receive( Datagram().done() );
+   EXPECT_TRUE( feed.dumpWanted() ) << "the answer to the question was among what was lost";
    EXPECT_EQ( heard, "" );
 }
 
@@ -124,13 +130,18 @@ TEST_F( LinkFeedTest, onlyWholeLinkMessagesOfTheKernelCount ) {
    EXPECT_TRUE( feed.dumpWanted() );
 }
 
-TEST_F( LinkFeedTest, refusedDumpIsAnError ) {
-   feed.handleDumpAsked( dumpSequence );
-   Datagram const refusal =
-       Datagram().add( NLMSG_ERROR, 0, dumpSequence, []( LinkMessage message ) {
-          *reinterpret_cast< int* >( message.info ) = -EPERM;
-       } );
-   EXPECT_THROW( receive( refusal ), std::system_error );
+TEST_F( LinkFeedTest, refusedDumpIsRepeatedOrAnError ) {
+   auto const refuse = [ this ]( int error ) {
+      feed.handleDumpAsked( dumpSequence );
+      receive( Datagram().add( NLMSG_ERROR, 0, dumpSequence, [ & ]( LinkMessage message ) {
+         *reinterpret_cast< int* >( message.info ) = -error;
+      } ) );
+   };
+   for ( int const passing : { ENOBUFS, EBUSY } ) {
+      refuse( passing );
+      EXPECT_TRUE( feed.dumpWanted() );
+   }
+   EXPECT_THROW( refuse( EPERM ), std::system_error );
 }
 
 } // namespace
