@@ -43,25 +43,21 @@ Holdings::erase( std::uint32_t index ) {
 }
 
 void
-Holdings::beginAdoption( unsigned int reason ) {
-   reason_ = reason;
+Holdings::beginAdoption() {
    for ( Holding const& holding : ownership_.recall() )
       recalled_.emplace( holding.index, holding );
 }
 
-bool
-Holdings::adopt( Link const& link ) {
-   if ( !reason_ )
-      return false;
+void
+Holdings::adopt( Link const& link, unsigned int reason ) {
    if ( auto const node = recalled_.extract( link.index ) )
       take( link, node.mapped() );
    Holding const byMark{ link.index, link.name, link.address, LinkRequest::Means::protoDown,
-                         *reason_ };
+                         reason };
    if ( !contains( link.index ) && byMark.isOn( link ) ) {
       log_.line( "port " + text( link.name ) + " has ufdd's protodown reason: held by ufdd" );
       insert( byMark );
    }
-   return contains( link.index );
 }
 
 void
@@ -85,7 +81,6 @@ Holdings::endAdoption() {
       log_.line( "port " + text( holding.name ) +
                  " was shut by ufdd before, but there is no such interface any more" );
    recalled_.clear();
-   reason_.reset();
    remember();
 }
 

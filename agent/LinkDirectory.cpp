@@ -92,12 +92,15 @@ void
 LinkDirectory::handleLink( Link const& link ) {
    Known& known = links_[ link.index ];
    bool const hasNewName = known.link.name != link.name;
-   bool const isRenamed = hasNewName && known.link.index != 0;
+   bool const isNew = known.link.index == 0;
+   bool const isRenamed = hasNewName && !isNew;
    if ( hasNewName || known.link.altNames != link.altNames )
       handleName( known, link );
    known.link = link;
    if ( isRenamed && observer_ )
       observer_->handleRenamed( link.index, link.name );
+   if ( isNew && observer_ )
+      observer_->handleNew( link );
    for ( Port* const port : known.ports )
       if ( port->index == link.index )
          handleState( *port, link );

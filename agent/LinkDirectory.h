@@ -19,6 +19,8 @@ class LinkDirectory final : public LinkListener {
    // Hears of a link once the directory knows it.
    class Observer {
     public:
+      // A link was not there before; handleLink() follows.
+      virtual void handleNew( Link const& link ) = 0;
       // A link is new, or was told of again.
       virtual void handleLink( Link const& link ) = 0;
       virtual void handleRenamed( std::uint32_t index, InterfaceName const& name ) = 0;

@@ -88,7 +88,6 @@ PortHolder::collectLinks( Kelnet::IntfId port ) {
 
 void
 PortHolder::handleLink( Link const& link ) {
-   holdings_.adopt( link );
    Holding const* const holding = holdings_.find( link.index );
    Kelnet::IntfId const port = portOf( link );
    bool const isHeld = detector_.isHeld( port );

@@ -39,8 +39,8 @@ class PortHolder final : public LinkDirectory::Observer {
    // Our bit among the reasons for protodown, 0 to 31. Requires: before beginAdoption().
    void reasonIs( unsigned int reason ) { reason_ = reason; }
    // Between the two, the links that are told of are taken for ours if we shut them before this
-   // process began.
-   void beginAdoption() { holdings_.beginAdoption( reason_ ); }
+   // process began. One that comes later is ours if it has our mark.
+   void beginAdoption() { holdings_.beginAdoption(); }
    void endAdoption() { holdings_.endAdoption(); }
    // Acts on all that changed since the last time.
    void settle();
@@ -56,6 +56,7 @@ class PortHolder final : public LinkDirectory::Observer {
    // Whether that link should be shut, but is left open to who opened it again and again.
    bool isOverridden( std::uint32_t index ) const;
 
+   void handleNew( Link const& link ) override { holdings_.adopt( link, reason_ ); }
    void handleLink( Link const& link ) override;
    void handleRenamed( std::uint32_t index, InterfaceName const& name ) override;
    void handleGone( std::uint32_t index ) override;
