@@ -82,9 +82,11 @@ Agent::statusLines() const {
 std::string
 Agent::summary() const {
    std::size_t const groups = detector_.config->groupMembers().count();
+   std::string const overridden = holder_.overridden();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
           std::to_string( detector_.verdicts.downGroups() ) +
-          " down; ports held: " + std::to_string( holder_.count() );
+          " down; ports held: " + std::to_string( holder_.count() ) +
+          ( overridden.empty() ? "" : "; overridden:" + overridden );
 }
 
 } // namespace Ufdd

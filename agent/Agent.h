@@ -46,7 +46,7 @@ class Agent {
 
    // A line for each group, with all that its status tells.
    std::vector< std::string > statusLines() const;
-   // "2 groups, 1 down; ports held: 3"
+   // "2 groups, 1 down; ports held: 3; overridden: d1 d2"
    std::string summary() const;
 
  private:

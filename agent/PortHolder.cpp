@@ -47,10 +47,13 @@ PortHolder::PortHolder( Detector& detector, LinkDirectory const& links, LinkCont
 
 PortHolder::~PortHolder() = default;
 
-bool
-PortHolder::isOverridden( std::uint32_t index ) const {
-   auto const at = states_.find( index );
-   return at != states_.end() && at->second.isOverridden;
+std::string
+PortHolder::overridden() const {
+   std::string names;
+   for ( std::uint32_t const index : overridden_ )
+      if ( Link const* const link = links_.link( index ) )
+         names.append( 1, ' ' ).append( link->name.view() );
+   return names;
 }
 
 void
@@ -99,6 +102,7 @@ PortHolder::handleLink( Link const& link ) {
 
 void
 PortHolder::handleRenamed( std::uint32_t index, InterfaceName const& name ) {
+   overridden_.erase( index );
    if ( holdings_.rename( index, name ) )
       handleChange( Kelnet::IntfId( name.view() ) );
 }
@@ -107,6 +111,7 @@ void
 PortHolder::handleGone( std::uint32_t index ) {
    holdings_.erase( index );
    states_.erase( index );
+   overridden_.erase( index );
 }
 
 void
@@ -162,8 +167,8 @@ PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
    State& state = states_[ link.index ];
    bool const seenOpen = std::exchange( state.seenOpen, false );
    if ( !detector_.isHeld( port ) )
-      return forgetOverrides( state );
-   if ( state.isOverridden )
+      return forgetOverrides( link.index );
+   if ( overridden_.contains( link.index ) )
       return;
    Holding const* const holding = holdings_.find( link.index );
    LinkRequest request{ .index = link.index, .up = false, .port = port };
@@ -185,9 +190,10 @@ PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
 }
 
 void
-PortHolder::forgetOverrides( State& state ) {
+PortHolder::forgetOverrides( std::uint32_t index ) {
+   overridden_.erase( index );
+   State& state = states_[ index ];
    state.leftAlone = false;
-   state.isOverridden = false;
    state.reopened = State::never();
 }
 
@@ -309,7 +315,7 @@ void
 PortHolder::handleReopenings( LinkRequest const& answer ) {
    if ( !answer.wasOpen() )
       return;
-   states_[ answer.index ].isOverridden = true;
+   overridden_.insert( answer.index );
    Holding const* const holding = holdings_.find( answer.index );
    // It was to no effect.
    if ( holding && answer.means != Means::adminDown &&

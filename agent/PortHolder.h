@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <limits>
 #include <set>
+#include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -53,8 +54,9 @@ class PortHolder final : public LinkDirectory::Observer {
    std::size_t count() const { return holdings_.count(); }
    // Opens every port that we shut, whatever the cause status says. False when one couldn't be.
    bool release();
-   // Whether that link should be shut, but is left open to who opened it again and again.
-   bool isOverridden( std::uint32_t index ) const;
+   // The names, " d1 d2", of links that should be shut, but are left to who opened them again and
+   // again.
+   std::string overridden() const;
 
    void handleNew( Link const& link ) override { holdings_.adopt( link, reason_ ); }
    void handleLink( Link const& link ) override;
@@ -70,9 +72,8 @@ class PortHolder final : public LinkDirectory::Observer {
 
    // What is known of a link beside the news of it.
    struct State {
-      bool seenOpen = false;     // Since the last turn, while it should be shut.
-      bool leftAlone = false;    // We found it administratively down, and left it so.
-      bool isOverridden = false; // We left it open.
+      bool seenOpen = false;  // Since the last turn, while it should be shut.
+      bool leftAlone = false; // We found it administratively down, and left it so.
       bool hasNoProtoDown = false;
       int error = 0; // Of the last act on it.
       // When we last shut it again, in a ring.
@@ -94,7 +95,7 @@ class PortHolder final : public LinkDirectory::Observer {
    // The links that are shut when the port is.
    void collectLinks( Kelnet::IntfId port );
    void askToShut( Link const& link, Kelnet::IntfId port );
-   void forgetOverrides( State& state );
+   void forgetOverrides( std::uint32_t index );
    void leaveAlone( std::uint32_t index, Kelnet::IntfId port );
    void act();
    void apply();
@@ -118,6 +119,7 @@ class PortHolder final : public LinkDirectory::Observer {
 
    Holdings holdings_;
    std::unordered_map< std::uint32_t, State > states_; // By index.
+   std::set< std::uint32_t > overridden_;
    std::vector< Kelnet::IntfId > changed_;
    std::unordered_set< Kelnet::IntfId, IntfIdHash > isChanged_; // The same.
    std::set< Kelnet::IntfId > failed_;

@@ -411,8 +411,10 @@ TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
    openBoth();
    EXPECT_EQ( takeActs() + takeLines() + ownership.names(), "" );
    EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.link( "d2" ).carrier );
+   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports held: 0; overridden: d1 d2" );
    uplinksAre( true );
    uplinksAre( false );
+   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports held: 2" );
    EXPECT_EQ( takeActs(), " -d1 protodown -d2" );
    Zet::clockIs( nullptr );
 }
