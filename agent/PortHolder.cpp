@@ -338,7 +338,9 @@ void
 PortHolder::handleFailure( LinkRequest const& answer ) {
    // It may have been shut and only the answer been lost.
    if ( !answer.up && !answer.onlyAsk && answer.wasOpen() && !holdings_.contains( answer.index ) )
-      holdings_.insert( holdingOf( answer.before, answer ) );
+      if ( Holding const holding = holdingOf( answer.before, answer );
+           !answer.after.index || holding.isOn( answer.after ) )
+         holdings_.insert( holding );
    failed_.insert( answer.port );
    if ( std::exchange( states_[ answer.index ].error, answer.error ) != answer.error )
       report_.failed( answer );

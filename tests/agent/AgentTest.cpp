@@ -250,8 +250,18 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    EXPECT_FALSE( agent->hasFailures() );
    EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
 
-   // A port was shut, but the answer was lost: it is ours all the same.
+   // What was not shut by us is not ours to open.
    uplinksAre( true );
+   kernel.refusals = { { "d1", EPERM } };
+   uplinksAre( false );
+   EXPECT_EQ( ownership.names(), "d2" );
+   kernel.set( "d1", false );
+   kernel.refusals.clear();
+   uplinksAre( true );
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+   kernel.set( "d1", true );
+
+   // A port was shut, but the answer was lost: it is ours all the same.
    kernel.refusals = { { "d1", ENOBUFS } };
    uplinksAre( false );
    kernel.refusals = { { "d2", EBUSY } };
