@@ -270,8 +270,11 @@ PortHolder::fallBack( std::vector< LinkRequest >& unshut ) {
 
 void
 PortHolder::handleAnswer( LinkRequest& answer ) {
-   if ( answer.error == ENODEV )
+   if ( answer.error == ENODEV ) {
+      if ( !answer.up )
+         report_.failed( answer );
       return handleGone( answer.index );
+   }
    if ( answer.onlyAsk && !answer.error )
       return handleReopenings( answer );
    // Our bit was taken back, and the protodown is there for others.
