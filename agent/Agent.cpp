@@ -16,7 +16,7 @@ Agent::Agent( LinkControl& control, Ownership& ownership, Log& log )
 
 void
 Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, double startupHold ) {
-   watch( groups );
+   links_.watch( portsOf( groups ) );
    holder_.beginAdoption();
    source.start( links_ );
    holder_.endAdoption();
@@ -33,11 +33,13 @@ Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, do
 
 Detector::Difference
 Agent::reload( std::vector< GroupSettings > const& groups ) {
-   watch( groups );
+   std::vector< Kelnet::IntfId > const ports = portsOf( groups );
+   links_.watch( ports );
    groupLog_.beginConfiguring();
    Detector::Difference const difference = detector_.configure( groups );
    groupLog_.endConfiguring();
    settle();
+   links_.watchOnly( ports );
    return difference;
 }
 
@@ -60,14 +62,16 @@ Agent::nextTime() const {
    return startupEnd_ && ( !next || *startupEnd_ < *next ) ? startupEnd_ : next;
 }
 
-void
-Agent::watch( std::vector< GroupSettings > const& groups ) {
+std::vector< Kelnet::IntfId >
+Agent::portsOf( std::vector< GroupSettings > const& groups ) {
+   std::vector< Kelnet::IntfId > ports;
    for ( GroupSettings const& group : groups ) {
       for ( auto uplink = group.config->intfsToMonitorIteratorConst(); uplink; ++uplink )
-         links_.watch( uplink.key() );
+         ports.push_back( uplink.key() );
       for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
-         links_.watch( port.key() );
+         ports.push_back( port.key() );
    }
+   return ports;
 }
 
 std::vector< std::string >

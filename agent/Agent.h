@@ -29,7 +29,7 @@ class Agent {
                double startupHold = 0 );
    // Other groups, or the same ones changed. What is the same sees nothing of it.
    Detector::Difference reload( std::vector< GroupSettings > const& groups );
-   // Our bit among the reasons for protodown. Requires: before start().
+   // Our bit among the reasons for protodown, of the ports that are shut from now on.
    void protoDownReasonIs( unsigned int reason ) { holder_.reasonIs( reason ); }
    LinkDirectory const& links() const { return links_; }
    // What became of the groups. Never null.
@@ -50,7 +50,8 @@ class Agent {
    std::string summary() const;
 
  private:
-   void watch( std::vector< GroupSettings > const& groups );
+   // The ports that the groups name.
+   static std::vector< Kelnet::IntfId > portsOf( std::vector< GroupSettings > const& groups );
 
    Detector detector_;
    Log& log_;
