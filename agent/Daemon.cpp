@@ -67,7 +67,8 @@ Daemon::run( ConfigFile const& config ) {
    try {
       tellWarnings( config );
       agent_.protoDownReasonIs( config.protoDownReason );
-      agent_.start( config.groups, source_, config.startupHold );
+      startupHold_ = config.startupHold;
+      agent_.start( config.groups, source_, startupHold_ );
       watchUplinks( config );
       log_.line( "watching " + std::to_string( config.groups.size() ) +
                  ( config.groups.size() == 1 ? " group" : " groups" ) );
@@ -161,6 +162,9 @@ Daemon::handleReload() {
    LogEvent const about{ .id = LogEvent::configuration };
    if ( config.errors.empty() ) {
       tellWarnings( config );
+      if ( std::exchange( startupHold_, config.startupHold ) != config.startupHold )
+         log_.event( about, "startup_hold has changed: that takes effect at the next start" );
+      agent_.protoDownReasonIs( config.protoDownReason );
       auto const [ added, changed, removed ] = agent_.reload( config.groups );
       watchUplinks( config );
       log_.event( about, "configuration loaded: groups added " + std::to_string( added ) +

@@ -73,6 +73,7 @@ class Daemon {
    EventLoop::Source& watchdogTimer_;
    bool isAliveDue_ = false;
    bool isLeaving_ = false;
+   double startupHold_ = 0; // As last configured.
    std::string remark_; // Follows the status that the service manager is told.
    std::optional< StatusServer > statusServer_; // While it runs.
    EventLoop::Source& statusTimer_;

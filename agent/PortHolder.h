@@ -37,7 +37,7 @@ class PortHolder final : public LinkDirectory::Observer {
                Ownership& ownership, Log& log );
    ~PortHolder();
 
-   // Our bit among the reasons for protodown, 0 to 31. Requires: before beginAdoption().
+   // Our bit among the reasons for protodown, 0 to 31, of what is adopted or shut from now on.
    void reasonIs( unsigned int reason ) { reason_ = reason; }
    // Between the two, the links that are told of are taken for ours if we shut them before this
    // process began. One that comes later is ours if it has our mark.
