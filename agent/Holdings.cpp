@@ -1,5 +1,6 @@
 #include "agent/Holdings.h"
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -100,8 +101,10 @@ Holdings::remember( std::span< Holding const > aboutToBeShut ) {
    int const error = ownership_.remember( all );
    if ( error && error != error_ )
       log_.line( "what ufdd holds can't be remembered in " + ownership_.place() + ": " +
-                 std::strerror( error ) +
-                 "; ports are shut all the same, but if ufdd were killed they would stay shut" );
+                 std::strerror( error ) + "; " +
+                 ( error == ENOSPC ? "make room there" : "see that ufdd may write there" ) +
+                 ", it tries again every second; ports are shut all the same, but if ufdd were "
+                 "killed they would stay shut" );
    else if ( !error && error_ )
       log_.line( "what ufdd holds is remembered in " + ownership_.place() + " again" );
    error_ = error;
