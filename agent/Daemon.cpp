@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <cstring>
 #include <set>
 #include <string>
 #include <system_error>
@@ -95,6 +96,10 @@ void
 Daemon::handleTurnEnd() {
    if ( source_.takeLoss() )
       log_.line( "news of links were lost, there were too many at once: all links are read again" );
+   if ( int const error = source_.takeAskError();
+        error && std::exchange( toldAskError_, error ) != error )
+      log_.line( "can't ask the kernel how uplinks are: " + std::string( std::strerror( error ) ) +
+                 "; a loss may be noticed a second late" );
    if ( source_.takeNews() )
       carrierWatch_.handleNews();
    agent_.settle();

@@ -72,6 +72,7 @@ class Daemon {
    std::optional< double > nextTime_; // That the timer is set to.
    EventLoop::Source& watchdogTimer_;
    bool isAliveDue_ = false;
+   int toldAskError_ = 0;
    bool isLeaving_ = false;
    double startupHold_ = 0; // As last configured.
    std::string remark_; // Follows the status that the service manager is told.

@@ -67,7 +67,11 @@ NetlinkLinkSource::ask( std::span< std::uint32_t const > indexes ) {
    std::size_t size = 0;
    for ( std::uint32_t const index : indexes )
       size += putLinkQuestion( questions_.data() + size, index, 0, ++sequence_ );
-   socket_.send( std::span( questions_ ).first( size ) );
+   try {
+      socket_.send( std::span( questions_ ).first( size ) );
+   } catch ( std::system_error const& error ) {
+      askError_ = error.code().value();
+   }
    handleReadable();
 }
 
