@@ -323,22 +323,6 @@ TEST_F( AgentTest, nextDaemonOwnsWhatIsStillTheSame ) {
       EXPECT_NE( lines.find( line ), std::string::npos ) << line;
 }
 
-TEST_F( AgentTest, portsAreShutAlsoWhereThatCannotBeRemembered ) {
-   start();
-   ownership.isFull = true;
-   uplinksAre( false );
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
-   EXPECT_TRUE( takeLines().find( "what ufdd holds can't be remembered in here: No space left" ) !=
-                std::string::npos );
-   ASSERT_TRUE( agent->hasFailures() );
-   ownership.isFull = false;
-   agent->retry();
-   settle();
-   EXPECT_FALSE( agent->hasFailures() );
-   EXPECT_EQ( ownership.names(), "d1 d2" );
-   EXPECT_EQ( takeLines(), "what ufdd holds is remembered in here again\n" );
-}
-
 TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
    kernel.protoDownDrivers = { "d1", "d3" };
    kernel.slipping = { "d3" };
