@@ -135,7 +135,9 @@ TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
    }
    ufdd.signal( SIGCONT );
    EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
-   EXPECT_TRUE( ufdd.wrote( "port d1 can't be shut: No such device; it will be when" ) )
+   EXPECT_TRUE( eventually( [ & ] {
+      return ufdd.wrote( "port d1 can't be shut: No such device; it will be when an interface" );
+   } ) )
        << ufdd.output();
    plug( "d1" );
    EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
