@@ -30,6 +30,7 @@ class FaultTest : public NetworkTest {
       if ( !IsSkipped() && access( strace, X_OK ) != 0 )
          GTEST_SKIP() << "there is no strace";
    }
+   void TearDown() override { umount2( state_.path().c_str(), MNT_DETACH ); }
    std::string recorded() const { return textOf( state_.path() + "/held" ); }
 };
 
@@ -209,7 +210,6 @@ TEST_F( FaultTest, fullDiskKeepsNoPortOpen ) {
    set( "u1-far", true );
    Process ufdd( way );
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
-   umount2( state_.path().c_str(), MNT_DETACH );
 }
 
 } // namespace
