@@ -64,9 +64,12 @@ LinkFeed::handleMessage( nlmsghdr const& message ) {
       handleNews( message );
       break;
    case NLMSG_DONE:
-   case NLMSG_ERROR:
-      // The end of the one before, if ours was refused and the answer lost.
+      // Be it of the one before, if ours was refused and the answer lost.
       if ( ofDump || state_ == State::spoilt )
+         handleDumpEnd( message );
+      break;
+   case NLMSG_ERROR:
+      if ( ofDump )
          handleDumpEnd( message );
       break;
    case NLMSG_OVERRUN:

@@ -76,6 +76,11 @@ class LinkFeedTest : public testing::Test, public LinkListener {
    void receive( Datagram const& datagram, std::uint32_t sender = 0 ) {
       feed.handleDatagram( sender, datagram.bytes );
    }
+   void refuse( int error, std::uint32_t sequence = dumpSequence ) {
+      receive( Datagram().add( NLMSG_ERROR, 0, sequence, [ & ]( LinkMessage message ) {
+         *reinterpret_cast< int* >( message.info ) = -error;
+      } ) );
+   }
    void start() {
       feed.handleDumpAsked( dumpSequence );
       receive( Datagram().done() );
@@ -106,6 +111,7 @@ TEST_F( LinkFeedTest, interruptedOrOverrunDumpIsRepeated ) {
    feed.handleDumpAsked( dumpSequence );
    feed.handleLoss();
    receive( Datagram().listed( 5, "e5" ) );
+   refuse( ENODEV, 99 );
    EXPECT_FALSE( feed.dumpWanted() ) << "the kernel refuses a second dump before the end of one";
    receive( Datagram().done() );
    EXPECT_TRUE( feed.dumpWanted() );
@@ -131,16 +137,12 @@ TEST_F( LinkFeedTest, onlyWholeLinkMessagesOfTheKernelCount ) {
 }
 
 TEST_F( LinkFeedTest, refusedDumpIsRepeatedOrAnError ) {
-   auto const refuse = [ this ]( int error ) {
-      feed.handleDumpAsked( dumpSequence );
-      receive( Datagram().add( NLMSG_ERROR, 0, dumpSequence, [ & ]( LinkMessage message ) {
-         *reinterpret_cast< int* >( message.info ) = -error;
-      } ) );
-   };
    for ( int const passing : { ENOBUFS, EBUSY } ) {
+      feed.handleDumpAsked( dumpSequence );
       refuse( passing );
       EXPECT_TRUE( feed.dumpWanted() );
    }
+   feed.handleDumpAsked( dumpSequence );
    EXPECT_THROW( refuse( EPERM ), std::system_error );
 }
 
