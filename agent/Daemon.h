@@ -75,7 +75,7 @@ class Daemon {
    int toldAskError_ = 0;
    bool isLeaving_ = false;
    double startupHold_ = 0; // As last configured.
-   std::string remark_; // Follows the status that the service manager is told.
+   std::string remark_;     // Follows the status that the service manager is told.
    std::optional< StatusServer > statusServer_; // While it runs.
    EventLoop::Source& statusTimer_;
    bool statusTimerOn_ = false;
