@@ -18,7 +18,7 @@ Agent::Agent( LinkControl& control, Ownership& ownership, Log& log )
 
 void
 Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, double startupHold ) {
-   watch( groups );
+   links_.watch( portsOf( groups ) );
    holder_.beginAdoption();
    source.start( links_ );
    holder_.endAdoption();
@@ -39,11 +39,13 @@ Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, do
 
 Detector::Difference
 Agent::reload( std::vector< GroupSettings > const& groups ) {
-   watch( groups );
+   std::vector< Kelnet::IntfId > const ports = portsOf( groups );
+   links_.watch( ports );
    groupLog_.beginConfiguring();
    Detector::Difference const difference = detector_.configure( groups );
    groupLog_.endConfiguring();
    settle();
+   links_.watchOnly( ports );
    return difference;
 }
 
@@ -77,14 +79,16 @@ Agent::nextTime() const {
    return next;
 }
 
-void
-Agent::watch( std::vector< GroupSettings > const& groups ) {
+std::vector< Kelnet::IntfId >
+Agent::portsOf( std::vector< GroupSettings > const& groups ) {
+   std::vector< Kelnet::IntfId > ports;
    for ( GroupSettings const& group : groups ) {
       for ( auto uplink = group.config->intfsToMonitorIteratorConst(); uplink; ++uplink )
-         links_.watch( uplink.key() );
+         ports.push_back( uplink.key() );
       for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
-         links_.watch( port.key() );
+         ports.push_back( port.key() );
    }
+   return ports;
 }
 
 std::vector< std::string >
@@ -99,9 +103,11 @@ Agent::statusLines() const {
 std::string
 Agent::summary() const {
    std::size_t const groups = detector_.config->groupMembers().count();
+   std::string const overridden = holder_.overridden();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
           std::to_string( detector_.verdicts.downGroups() ) +
-          " down; ports held: " + std::to_string( holder_.count() );
+          " down; ports held: " + std::to_string( holder_.count() ) +
+          ( overridden.empty() ? "" : "; overridden:" + overridden );
 }
 
 } // namespace Ufdd

@@ -29,7 +29,7 @@ class Agent {
                double startupHold = 0 );
    // Other groups, or the same ones changed. What is the same sees nothing of it.
    Detector::Difference reload( std::vector< GroupSettings > const& groups );
-   // Our bit among the reasons for protodown. Requires: before start().
+   // Our bit among the reasons for protodown, of the ports that are shut from now on.
    void protoDownReasonIs( unsigned int reason ) { holder_.reasonIs( reason ); }
    LinkDirectory const& links() const { return links_; }
    // What became of the groups. Never null.
@@ -44,13 +44,14 @@ class Agent {
 
    // A line for each group, with all that its status tells.
    std::vector< std::string > statusLines() const;
-   // "2 groups, 1 down; ports held: 3"
+   // "2 groups, 1 down; ports held: 3; overridden: d1 d2"
    std::string summary() const;
 
  private:
    static constexpr double retrySeconds = 1;
 
-   void watch( std::vector< GroupSettings > const& groups );
+   // The ports that the groups name.
+   static std::vector< Kelnet::IntfId > portsOf( std::vector< GroupSettings > const& groups );
 
    Detector detector_;
    Log& log_;

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <cstring>
 #include <set>
 #include <string>
 #include <system_error>
@@ -65,7 +66,8 @@ Daemon::run( ConfigFile const& config ) {
    try {
       tellWarnings( config );
       agent_.protoDownReasonIs( config.protoDownReason );
-      agent_.start( config.groups, source_, config.startupHold );
+      startupHold_ = config.startupHold;
+      agent_.start( config.groups, source_, startupHold_ );
       watchUplinks( config );
       log_.line( "watching " + std::to_string( config.groups.size() ) +
                  ( config.groups.size() == 1 ? " group" : " groups" ) );
@@ -92,6 +94,10 @@ void
 Daemon::handleTurnEnd() {
    if ( source_.takeLoss() )
       log_.line( "news of links were lost, there were too many at once: all links are read again" );
+   if ( int const error = source_.takeAskError();
+        error && std::exchange( toldAskError_, error ) != error )
+      log_.line( "can't ask the kernel how uplinks are: " + std::string( std::strerror( error ) ) +
+                 "; a loss may be noticed a second late" );
    if ( source_.takeNews() )
       carrierWatch_.handleNews();
    agent_.settle();
@@ -156,6 +162,9 @@ Daemon::handleReload() {
    LogEvent const about{ .id = LogEvent::configuration };
    if ( config.errors.empty() ) {
       tellWarnings( config );
+      if ( std::exchange( startupHold_, config.startupHold ) != config.startupHold )
+         log_.event( about, "startup_hold has changed: that takes effect at the next start" );
+      agent_.protoDownReasonIs( config.protoDownReason );
       auto const [ added, changed, removed ] = agent_.reload( config.groups );
       watchUplinks( config );
       log_.event( about, "configuration loaded: groups added " + std::to_string( added ) +

@@ -72,8 +72,10 @@ class Daemon {
    std::optional< double > nextTime_; // That the timer is set to.
    EventLoop::Source& watchdogTimer_;
    bool isAliveDue_ = false;
+   int toldAskError_ = 0;
    bool isLeaving_ = false;
-   std::string remark_; // Follows the status that the service manager is told.
+   double startupHold_ = 0; // As last configured.
+   std::string remark_;     // Follows the status that the service manager is told.
    std::optional< StatusServer > statusServer_; // While it runs.
    EventLoop::Source& statusTimer_;
    bool statusTimerOn_ = false;

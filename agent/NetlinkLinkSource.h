@@ -29,7 +29,10 @@ class NetlinkLinkSource final : public LinkSource {
    std::optional< bool > carrier( InterfaceName const& name ) override {
       return probe_.carrier( name );
    }
+   // Where that can't be asked, the kernel's own news have to do.
    void ask( std::span< std::uint32_t const > indexes ) override;
+   // Why it couldn't, since the last call: an errno value, or 0.
+   int takeAskError() { return std::exchange( askError_, 0 ); }
    // Whether anything happened since the last call, other than that ask() was answered.
    bool takeNews() { return feed_ && feed_->takeNews(); }
    // Whether news were lost since the last call, so that all links are being read again.
@@ -48,6 +51,7 @@ class NetlinkLinkSource final : public LinkSource {
    std::optional< LinkFeed > feed_;
    std::uint32_t sequence_ = 0;
    bool hasLoss_ = false;
+   int askError_ = 0;
    std::vector< std::byte > questions_;
 };
 

@@ -47,10 +47,13 @@ PortHolder::PortHolder( Detector& detector, LinkDirectory const& links, LinkCont
 
 PortHolder::~PortHolder() = default;
 
-bool
-PortHolder::isOverridden( std::uint32_t index ) const {
-   auto const at = states_.find( index );
-   return at != states_.end() && at->second.isOverridden;
+std::string
+PortHolder::overridden() const {
+   std::string names;
+   for ( std::uint32_t const index : overridden_ )
+      if ( Link const* const link = links_.link( index ) )
+         names.append( 1, ' ' ).append( link->name.view() );
+   return names;
 }
 
 void
@@ -88,7 +91,6 @@ PortHolder::collectLinks( Kelnet::IntfId port ) {
 
 void
 PortHolder::handleLink( Link const& link ) {
-   holdings_.adopt( link );
    Kelnet::IntfId const port = portOf( link );
    if ( detector_.isHeld( port ) || holdings_.contains( link.index ) )
       handleChange( port );
@@ -96,6 +98,7 @@ PortHolder::handleLink( Link const& link ) {
 
 void
 PortHolder::handleRenamed( std::uint32_t index, InterfaceName const& name ) {
+   overridden_.erase( index );
    if ( holdings_.rename( index, name ) )
       handleChange( Kelnet::IntfId( name.view() ) );
 }
@@ -104,6 +107,7 @@ void
 PortHolder::handleGone( std::uint32_t index ) {
    holdings_.erase( index );
    states_.erase( index );
+   overridden_.erase( index );
    failed_.erase( index );
 }
 
@@ -165,8 +169,8 @@ void
 PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
    State& state = states_[ link.index ];
    if ( !detector_.isHeld( port ) )
-      return forgetOverrides( state );
-   if ( state.isOverridden || hasFailed( link.index, false ) )
+      return forgetOverrides( link.index );
+   if ( overridden_.contains( link.index ) || hasFailed( link.index, false ) )
       return;
    Holding const* const holding = holdings_.find( link.index );
    LinkRequest request{ .index = link.index, .up = false, .port = port };
@@ -188,9 +192,10 @@ PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
 }
 
 void
-PortHolder::forgetOverrides( State& state ) {
+PortHolder::forgetOverrides( std::uint32_t index ) {
+   overridden_.erase( index );
+   State& state = states_[ index ];
    state.leftAlone = false;
-   state.isOverridden = false;
    state.reopened = State::never();
 }
 
@@ -278,8 +283,11 @@ PortHolder::undo( LinkRequest const& slipped ) {
 void
 PortHolder::handleAnswer( LinkRequest& answer ) {
    // A driver may say so too, of a link that is there.
-   if ( answer.error == ENODEV && !answer.after.index )
+   if ( answer.error == ENODEV && !answer.after.index ) {
+      if ( !answer.up )
+         report_.failed( answer );
       return handleGone( answer.index );
+   }
    if ( answer.onlyAsk && !answer.error )
       return handleReopenings( answer );
    // Others keep it in protodown, or have opened it themselves.
@@ -323,7 +331,7 @@ void
 PortHolder::handleReopenings( LinkRequest const& answer ) {
    if ( !answer.wasOpen() )
       return;
-   states_[ answer.index ].isOverridden = true;
+   overridden_.insert( answer.index );
    Holding const* const holding = holdings_.find( answer.index );
    // It was to no effect.
    if ( holding && answer.means != Means::adminDown &&

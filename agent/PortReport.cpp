@@ -91,6 +91,8 @@ PortReport::remedyOf( LinkRequest const& failure ) const {
       return "ufdd needs CAP_NET_ADMIN; will try again";
    case EBUSY:
       return "another program holds it; will try again";
+   case ENODEV:
+      return "it will be when an interface of that name comes";
    default:
       return "will try again";
    }

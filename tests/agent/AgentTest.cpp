@@ -164,8 +164,18 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    EXPECT_FALSE( agent->nextTime() );
    EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
 
-   // A port was shut, but the answer was lost: it is ours all the same.
+   // What was not shut by us is not ours to open.
    uplinksAre( true );
+   kernel.link( "d1" ).refusal = EPERM;
+   uplinksAre( false );
+   EXPECT_EQ( ownership.names(), "d2" );
+   kernel.set( "d1", false );
+   kernel.link( "d1" ).refusal = 0;
+   uplinksAre( true );
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+   kernel.set( "d1", true );
+
+   // A port was shut, but the answer was lost: it is ours all the same.
    kernel.link( "d1" ).refusal = ENOBUFS;
    uplinksAre( false );
    kernel.link( "d1" ).refusal = 0;
@@ -228,20 +238,6 @@ TEST_F( AgentTest, nextDaemonOwnsWhatIsStillTheSame ) {
            "d5 was shut by ufdd before, but there is no such interface any more",
            "d6 was shut by ufdd before and opened by someone else since" } )
       EXPECT_NE( lines.find( line ), std::string::npos ) << line;
-}
-
-TEST_F( AgentTest, portsAreShutAlsoWhereThatCannotBeRemembered ) {
-   start();
-   ownership.isFull = true;
-   uplinksAre( false );
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
-   EXPECT_TRUE( takeLines().find( "what ufdd holds can't be remembered in here: No space left" ) !=
-                std::string::npos );
-   ownership.isFull = false;
-   wait();
-   EXPECT_FALSE( agent->nextTime() );
-   EXPECT_EQ( ownership.names(), "d1 d2" );
-   EXPECT_EQ( takeLines(), "what ufdd holds is remembered in here again\n" );
 }
 
 TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
@@ -325,8 +321,10 @@ TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
    openBoth();
    EXPECT_EQ( takeActs() + takeLines() + ownership.names(), "" );
    EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.link( "d2" ).carrier );
+   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports held: 0; overridden: d1 d2" );
    uplinksAre( true );
    uplinksAre( false );
+   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports held: 2" );
    EXPECT_EQ( takeActs(), " -d1 protodown -d2" );
 }
 

@@ -58,6 +58,11 @@ class LinkFeedTest : public testing::Test, public LinkListener {
    void receive( LinkDatagram const& datagram, std::uint32_t sender = 0 ) {
       feed.handleDatagram( sender, datagram.bytes );
    }
+   void refuse( int error, std::uint32_t sequence = dumpSequence ) {
+      receive( Datagram().add( NLMSG_ERROR, 0, sequence, [ & ]( LinkMessage message ) {
+         *reinterpret_cast< int* >( message.info ) = -error;
+      } ) );
+   }
    void start() {
       feed.handleDumpAsked( dumpSequence );
       receive( Datagram().done() );
@@ -88,9 +93,16 @@ TEST_F( LinkFeedTest, interruptedOrOverrunDumpIsRepeated ) {
    feed.handleDumpAsked( dumpSequence );
    feed.handleLoss();
    receive( Datagram().listed( 5, "e5" ) );
+   refuse( ENODEV, 99 );
    EXPECT_FALSE( feed.dumpWanted() ) << "the kernel refuses a second dump before the end of one";
    receive( Datagram().done() );
    EXPECT_TRUE( feed.dumpWanted() );
+   feed.handleDumpAsked( dumpSequence + 1 );
+   receive( Datagram().done() );
+   EXPECT_FALSE( feed.complete() ) << "of the one before";
+   feed.handleLoss();
+   receive( Datagram().done() );
+   EXPECT_TRUE( feed.dumpWanted() ) << "the answer to the question was among what was lost";
    EXPECT_EQ( heard, "" );
 }
 
@@ -106,13 +118,14 @@ TEST_F( LinkFeedTest, onlyWholeLinkMessagesOfTheKernelCount ) {
    EXPECT_TRUE( feed.dumpWanted() );
 }
 
-TEST_F( LinkFeedTest, refusedDumpIsAnError ) {
+TEST_F( LinkFeedTest, refusedDumpIsRepeatedOrAnError ) {
+   for ( int const passing : { ENOBUFS, EBUSY } ) {
+      feed.handleDumpAsked( dumpSequence );
+      refuse( passing );
+      EXPECT_TRUE( feed.dumpWanted() );
+   }
    feed.handleDumpAsked( dumpSequence );
-   LinkDatagram const refusal =
-       LinkDatagram().add( NLMSG_ERROR, 0, dumpSequence, []( LinkMessage message ) {
-          *reinterpret_cast< int* >( message.info ) = -EPERM;
-       } );
-   EXPECT_THROW( receive( refusal ), std::system_error );
+   EXPECT_THROW( refuse( EPERM ), std::system_error );
 }
 
 } // namespace

@@ -221,6 +221,11 @@ TEST_F( TimingTest, reloadActsOnTheDifferenceAlone ) {
    carrierIs( "u1", true );
    EXPECT_EQ( takeActs(), " +d1" );
    EXPECT_EQ( agent->summary(), "1 group, 0 down; ports held: 0" );
+   EXPECT_EQ( agent->links().link( Kelnet::IntfId( "d3" ) ), nullptr ) << "nobody asks for it";
+   kernel.carrier( "u3", false );
+   group( "b", { "u3" }, { "d3" } );
+   reload();
+   EXPECT_EQ( takeActs(), " -d3" );
 }
 
 TEST_F( TimingTest, reloadPassesThroughNoThirdState ) {
