@@ -33,7 +33,7 @@ class RememberedHere final : public Ownership {
 
    std::vector< Holding > holdings;
    bool isFull = false;
-   bool hasFailed = false; // The last time.
+   bool hasFailed = false;                    // The last time.
    std::function< void() > meanwhile = [] {}; // Called where anything can happen.
 };
 
