@@ -65,6 +65,7 @@ void
 World::kill() {
    process_.reset();
    machine_.handleKilled();
+   complain( machine_.kernel.violations );
 }
 
 void
@@ -133,6 +134,7 @@ World::turn() {
 // What is remembered of a link is so, or is corrected when it is tried again.
 void
 World::checkMemory() {
+   complain( machine_.kernel.violations );
    for ( auto& [ name, link ] : machine_.kernel.links() ) {
       Ufdd::Holding const* const holding = machine_.remembered( link );
       if ( !holding || holding->isOn( link ) || Machine::losesAnswers( link ) ||
@@ -200,8 +202,6 @@ World::apply( Event const& event ) {
       turn();
       pass( pauses[ event.pause ].seconds );
    }
-   if ( !machine_.kernel.violations.empty() )
-      complain( machine_.kernel.violations );
 }
 
 void
@@ -295,8 +295,6 @@ World::conclude() {
    for ( char const* const uplink : { "u0", "u1", "u2", "x3" } )
       flap( uplink );
    stop();
-   if ( !machine_.kernel.violations.empty() )
-      complain( machine_.kernel.violations );
 }
 
 } // namespace Simulation
