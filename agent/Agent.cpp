@@ -4,6 +4,8 @@
 #include "model/GroupStatus.h"
 #include "platform/zet/Clock.h"
 
+#include <utility>
+
 namespace Ufdd {
 
 using UplinkFailureDetection::GroupStatus;
@@ -16,14 +18,18 @@ Agent::Agent( LinkControl& control, Ownership& ownership, Log& log )
 
 void
 Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, double startupHold ) {
-   watch( groups );
+   links_.watch( portsOf( groups ) );
    holder_.beginAdoption();
    source.start( links_ );
    holder_.endAdoption();
-   for ( GroupSettings const& group : groups )
+   for ( GroupSettings const& group : groups ) {
+      std::vector< Kelnet::IntfId > ports;
       for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
          if ( holder_.owns( port.key() ) )
-            detector_.verdicts.assumeDown( group.config->name() );
+            ports.push_back( port.key() );
+      if ( !ports.empty() )
+         detector_.verdicts.assumeDown( group.config->name(), std::move( ports ) );
+   }
    detector_.configure( groups );
    detector_.start();
    if ( startupHold > 0 )
@@ -33,11 +39,13 @@ Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, do
 
 Detector::Difference
 Agent::reload( std::vector< GroupSettings > const& groups ) {
-   watch( groups );
+   std::vector< Kelnet::IntfId > const ports = portsOf( groups );
+   links_.watch( ports );
    groupLog_.beginConfiguring();
    Detector::Difference const difference = detector_.configure( groups );
    groupLog_.endConfiguring();
    settle();
+   links_.watchOnly( ports );
    return difference;
 }
 
@@ -51,23 +59,36 @@ Agent::settle() {
                  " verdicts on groups" );
       startupEnd_.reset();
    }
+   if ( retryTime_ && Zet::now() >= *retryTime_ ) {
+      retryTime_.reset();
+      holder_.retry();
+   }
    holder_.settle();
+   if ( !holder_.hasFailures() )
+      retryTime_.reset();
+   else if ( !retryTime_ )
+      retryTime_ = Zet::now() + retrySeconds;
 }
 
 std::optional< double >
 Agent::nextTime() const {
-   auto const next = detector_.verdicts.nextTime();
-   return startupEnd_ && ( !next || *startupEnd_ < *next ) ? startupEnd_ : next;
+   auto next = detector_.verdicts.nextTime();
+   for ( auto const& time : { startupEnd_, retryTime_ } )
+      if ( time && ( !next || *time < *next ) )
+         next = time;
+   return next;
 }
 
-void
-Agent::watch( std::vector< GroupSettings > const& groups ) {
+std::vector< Kelnet::IntfId >
+Agent::portsOf( std::vector< GroupSettings > const& groups ) {
+   std::vector< Kelnet::IntfId > ports;
    for ( GroupSettings const& group : groups ) {
       for ( auto uplink = group.config->intfsToMonitorIteratorConst(); uplink; ++uplink )
-         links_.watch( uplink.key() );
+         ports.push_back( uplink.key() );
       for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
-         links_.watch( port.key() );
+         ports.push_back( port.key() );
    }
+   return ports;
 }
 
 std::vector< std::string >
@@ -82,9 +103,11 @@ Agent::statusLines() const {
 std::string
 Agent::summary() const {
    std::size_t const groups = detector_.config->groupMembers().count();
+   std::string const overridden = holder_.overridden();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
           std::to_string( detector_.verdicts.downGroups() ) +
-          " down; ports held: " + std::to_string( holder_.count() );
+          " down; ports held: " + std::to_string( holder_.count() ) +
+          ( overridden.empty() ? "" : "; overridden:" + overridden );
 }
 
 } // namespace Ufdd

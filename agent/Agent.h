@@ -29,28 +29,29 @@ class Agent {
                double startupHold = 0 );
    // Other groups, or the same ones changed. What is the same sees nothing of it.
    Detector::Difference reload( std::vector< GroupSettings > const& groups );
-   // Our bit among the reasons for protodown. Requires: before start().
+   // Our bit among the reasons for protodown, of the ports that are shut from now on.
    void protoDownReasonIs( unsigned int reason ) { holder_.reasonIs( reason ); }
    LinkDirectory const& links() const { return links_; }
    // What became of the groups. Never null.
    Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return detector_.status; }
    // The end of a loop turn.
    void settle();
-   // When there is more to settle, by Zet::now(), if nothing happens before.
+   // When there is more to settle, by Zet::now(), if nothing happens before: a delay is over, or it
+   // is time to try again what failed.
    std::optional< double > nextTime() const;
-   // Some acts failed and should be tried again, by retry() and the next settle().
-   bool hasFailures() const { return holder_.hasFailures(); }
-   void retry() { holder_.retry(); }
    // Opens every port that was shut. False when one couldn't be.
    bool release() { return holder_.release(); }
 
    // A line for each group, with all that its status tells.
    std::vector< std::string > statusLines() const;
-   // "2 groups, 1 down; ports held: 3"
+   // "2 groups, 1 down; ports held: 3; overridden: d1 d2"
    std::string summary() const;
 
  private:
-   void watch( std::vector< GroupSettings > const& groups );
+   static constexpr double retrySeconds = 1;
+
+   // The ports that the groups name.
+   static std::vector< Kelnet::IntfId > portsOf( std::vector< GroupSettings > const& groups );
 
    Detector detector_;
    Log& log_;
@@ -58,6 +59,7 @@ class Agent {
    PortHolder holder_;
    GroupLog groupLog_;
    std::optional< double > startupEnd_; // While ports stay as they are found.
+   std::optional< double > retryTime_;  // While something has failed.
 };
 
 } // namespace Ufdd

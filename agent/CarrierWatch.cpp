@@ -2,33 +2,20 @@
 
 #include "platform/zet/Clock.h"
 
-#include <utility>
-
 namespace Ufdd {
 
 using Mode = DetectionSettings::Mode;
 
-CarrierWatch::CarrierWatch( EventLoop& loop, LinkDirectory const& links, NetlinkLinkSource& source )
-    : links_( links ), source_( source ) {
-   loop.onReadable< &CarrierWatch::handleTick >( ticker_.fd(), *this );
-}
-
 void
 CarrierWatch::settingsAre( DetectionSettings const& settings ) {
    settings_ = settings;
-   isAsking_ = false;
-   ticker_.stop();
    handleNews();
 }
 
 void
 CarrierWatch::handleNews() {
    askUntil_ = Zet::now() + askingSeconds;
-   if ( !isTimeToAsk() )
-      return;
-   if ( !std::exchange( isAsking_, true ) )
-      ticker_.start( settings_.intervalMs );
-   askAll();
+   handleTick();
 }
 
 bool
@@ -39,12 +26,9 @@ CarrierWatch::isTimeToAsk() const {
 
 void
 CarrierWatch::handleTick() {
-   ticker_.take();
    isAsking_ = isTimeToAsk();
    if ( isAsking_ )
       askAll();
-   else
-      ticker_.stop();
 }
 
 void
@@ -52,7 +36,7 @@ CarrierWatch::askAll() {
    different_.clear();
    for ( Kelnet::IntfId const uplink : uplinks_ )
       if ( Link const* const link = links_.link( uplink );
-           link && probe_.carrier( link->name ) != link->carrier )
+           link && source_.carrier( link->name ) != link->carrier )
          different_.push_back( link->index );
    // What counts is what the kernel says, and it comes in order with all other news.
    if ( !different_.empty() )

@@ -1,11 +1,8 @@
 #pragma once
 
-#include "agent/CarrierProbe.h"
 #include "agent/DetectionSettings.h"
-#include "agent/EventLoop.h"
 #include "agent/LinkDirectory.h"
-#include "agent/NetlinkLinkSource.h"
-#include "agent/Ticker.h"
+#include "agent/LinkSource.h"
 #include "platform/kelnet/IntfId.h"
 
 #include <cstdint>
@@ -20,27 +17,28 @@ namespace Ufdd {
 // by itself, again and again, until no news can be held back any more.
 class CarrierWatch {
  public:
-   // Borrows: all three.
-   CarrierWatch( EventLoop& loop, LinkDirectory const& links, NetlinkLinkSource& source );
+   // Borrows: both.
+   CarrierWatch( LinkDirectory const& links, LinkSource& source )
+       : links_( links ), source_( source ) {}
 
    void settingsAre( DetectionSettings const& settings );
    void uplinksAre( std::vector< Kelnet::IntfId > uplinks ) { uplinks_ = std::move( uplinks ); }
    // Something happened to some link. Asks at once, for the news may be old already, and goes on.
    void handleNews();
+   // In which interval handleTick() is to be called from now on; 0 when not at all.
+   std::uint32_t tickMs() const { return isAsking_ ? settings_.intervalMs : 0; }
+   void handleTick();
 
  private:
    // A little more than the kernel holds news back.
    static constexpr double askingSeconds = 1.1;
 
    bool isTimeToAsk() const;
-   void handleTick();
    void askAll();
 
    LinkDirectory const& links_;
-   NetlinkLinkSource& source_;
-   CarrierProbe probe_;
+   LinkSource& source_;
    DetectionSettings settings_;
-   Ticker ticker_; // On while asking is under way.
    std::vector< Kelnet::IntfId > uplinks_;
    bool isAsking_ = false;
    double askUntil_ = 0;                    // On the clock of Zet::now().

@@ -5,6 +5,7 @@
 #include "agent/NearestWord.h"
 #include "agent/Reflected.h"
 #include "agent/TableReader.h"
+#include "platform/zet/attrlog/Format.h"
 
 #include <toml++/toml.h>
 
@@ -213,6 +214,10 @@ Reader::readName( toml::table const& table ) {
    std::string const name = **node->as_string();
    if ( name.empty() )
       return fail( *node, "the name of a group can't be empty" );
+   if ( name.size() > Zet::NboAttrLog::stringLimit )
+      return fail( *node, "the name of a group has at most " +
+                              std::to_string( Zet::NboAttrLog::stringLimit ) + " bytes, not " +
+                              std::to_string( name.size() ) );
    if ( std::any_of( name.begin(), name.end(),
                      []( unsigned char c ) { return c < ' ' || c == 0x7f; } ) )
       return fail( *node, "the name of a group can't have control characters in it" );

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
+#include <cstring>
 #include <set>
 #include <string>
 #include <system_error>
@@ -16,8 +17,6 @@
 namespace Ufdd {
 
 namespace {
-
-constexpr std::uint64_t retryMicroseconds = 1'000'000;
 
 // Each once.
 std::vector< Kelnet::IntfId >
@@ -34,8 +33,7 @@ uplinksOf( std::vector< GroupSettings > const& groups ) {
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
     : options_( options ), log_( log ), ownership_( options.stateDirectory ),
       source_( loop_, options.receiveBuffer ), agent_( control_, ownership_, log ),
-      carrierWatch_( loop_, agent_.links(), source_ ),
-      retryTimer_( loop_.timer< &Daemon::handleRetryTime >( *this ) ),
+      carrierWatch_( agent_.links(), source_ ),
       nextTimer_( loop_.timer< &Daemon::handleNextTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
       statusTimer_( loop_.timer< &Daemon::handleStatusTime >( *this ) ) {
@@ -48,6 +46,7 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
    loop_.onSignal< &Daemon::handleLeave >( SIGUSR1, *this );
    loop_.onSignal< &Daemon::handleReload >( SIGHUP, *this );
    loop_.onSignal< &Daemon::handleStatus >( SIGUSR2, *this );
+   loop_.onReadable< &Daemon::handleTick >( ticker_.fd(), *this );
    loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );
    Zet::notificationFailureSinkIs( [ this ]( Zet::NotificationFailure const& failure ) {
       log_.line( "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
@@ -67,7 +66,8 @@ Daemon::run( ConfigFile const& config ) {
    try {
       tellWarnings( config );
       agent_.protoDownReasonIs( config.protoDownReason );
-      agent_.start( config.groups, source_, config.startupHold );
+      startupHold_ = config.startupHold;
+      agent_.start( config.groups, source_, startupHold_ );
       watchUplinks( config );
       log_.line( "watching " + std::to_string( config.groups.size() ) +
                  ( config.groups.size() == 1 ? " group" : " groups" ) );
@@ -94,6 +94,10 @@ void
 Daemon::handleTurnEnd() {
    if ( source_.takeLoss() )
       log_.line( "news of links were lost, there were too many at once: all links are read again" );
+   if ( int const error = source_.takeAskError();
+        error && std::exchange( toldAskError_, error ) != error )
+      log_.line( "can't ask the kernel how uplinks are: " + std::string( std::strerror( error ) ) +
+                 "; a loss may be noticed a second late" );
    // What is known already does not wait for what is asked for.
    agent_.settle();
    if ( source_.takeNews() ) {
@@ -111,10 +115,7 @@ Daemon::handleTurnEnd() {
 
 void
 Daemon::setTimers() {
-   if ( agent_.hasFailures() && !retryTimerOn_ ) {
-      retryTimer_.fireIn( retryMicroseconds );
-      retryTimerOn_ = true;
-   }
+   ticker_.intervalIs( carrierWatch_.tickMs() );
    auto const next = agent_.nextTime();
    if ( next && next != nextTime_ ) {
       // Rounded up: a timer that fires too early finds nothing to do.
@@ -132,9 +133,9 @@ Daemon::setTimers() {
 }
 
 void
-Daemon::handleRetryTime() {
-   retryTimerOn_ = false;
-   agent_.retry();
+Daemon::handleTick() {
+   ticker_.take();
+   carrierWatch_.handleTick();
 }
 
 // That a timer fires is no proof of life; the end of the turn that it begins is.
@@ -164,6 +165,9 @@ Daemon::handleReload() {
    LogEvent const about{ .id = LogEvent::configuration };
    if ( config.errors.empty() ) {
       tellWarnings( config );
+      if ( std::exchange( startupHold_, config.startupHold ) != config.startupHold )
+         log_.event( about, "startup_hold has changed: that takes effect at the next start" );
+      agent_.protoDownReasonIs( config.protoDownReason );
       auto const [ added, changed, removed ] = agent_.reload( config.groups );
       watchUplinks( config );
       log_.event( about, "configuration loaded: groups added " + std::to_string( added ) +

@@ -10,6 +10,7 @@
 #include "agent/OwnershipFile.h"
 #include "agent/ServiceManager.h"
 #include "agent/StatusServer.h"
+#include "agent/Ticker.h"
 
 #include <optional>
 #include <string>
@@ -43,7 +44,7 @@ class Daemon {
 
  private:
    void handleTurnEnd();
-   void handleRetryTime();
+   void handleTick();
    // It is time for what was put off; the end of the turn does it.
    void handleNextTime() { nextTime_.reset(); }
    void handleWatchdogTime();
@@ -65,15 +66,16 @@ class Daemon {
    NetlinkLinkSource source_;
    Agent agent_;
    CarrierWatch carrierWatch_;
+   Ticker ticker_; // For carrierWatch_.
    ServiceManager manager_;
-   EventLoop::Source& retryTimer_;
-   bool retryTimerOn_ = false;
    EventLoop::Source& nextTimer_;
    std::optional< double > nextTime_; // That the timer is set to.
    EventLoop::Source& watchdogTimer_;
    bool isAliveDue_ = false;
+   int toldAskError_ = 0;
    bool isLeaving_ = false;
-   std::string remark_; // Follows the status that the service manager is told.
+   double startupHold_ = 0; // As last configured.
+   std::string remark_;     // Follows the status that the service manager is told.
    std::optional< StatusServer > statusServer_; // While it runs.
    EventLoop::Source& statusTimer_;
    bool statusTimerOn_ = false;

@@ -1,5 +1,6 @@
 #include "agent/Holdings.h"
 
+#include <cerrno>
 #include <cstring>
 #include <string>
 #include <utility>
@@ -43,25 +44,23 @@ Holdings::erase( std::uint32_t index ) {
 }
 
 void
-Holdings::beginAdoption( unsigned int reason ) {
-   reason_ = reason;
+Holdings::beginAdoption() {
    for ( Holding const& holding : ownership_.recall() )
       recalled_.emplace( holding.index, holding );
 }
 
-bool
-Holdings::adopt( Link const& link ) {
-   if ( !reason_ )
-      return false;
-   if ( auto const node = recalled_.extract( link.index ) )
-      take( link, node.mapped() );
+void
+Holdings::adopt( Link const& link, unsigned int reason ) {
    Holding const byMark{ link.index, link.name, link.address, LinkRequest::Means::protoDown,
-                         *reason_ };
+                         reason };
+   // Where the two differ, what is remembered is older: it could not be written any more.
+   if ( auto const node = recalled_.extract( link.index );
+        node && !( byMark.isOn( link ) && node.mapped().means == LinkRequest::Means::adminDown ) )
+      take( link, node.mapped() );
    if ( !contains( link.index ) && byMark.isOn( link ) ) {
       log_.line( "port " + text( link.name ) + " has ufdd's protodown reason: held by ufdd" );
       insert( byMark );
    }
-   return contains( link.index );
 }
 
 void
@@ -85,7 +84,6 @@ Holdings::endAdoption() {
       log_.line( "port " + text( holding.name ) +
                  " was shut by ufdd before, but there is no such interface any more" );
    recalled_.clear();
-   reason_.reset();
    remember();
 }
 
@@ -100,13 +98,13 @@ Holdings::remember( std::span< Holding const > aboutToBeShut ) {
          all.push_back( holding );
    all.insert( all.end(), aboutToBeShut.begin(), aboutToBeShut.end() );
    // It costs some calls to the system.
-   if ( remembered_ == all )
-      return;
-   int const error = ownership_.remember( all );
+   int const error = remembered_ == all ? 0 : ownership_.remember( all );
    if ( error && error != error_ )
       log_.line( "what ufdd holds can't be remembered in " + ownership_.place() + ": " +
-                 std::strerror( error ) +
-                 "; ports are shut all the same, but if ufdd were killed they would stay shut" );
+                 std::strerror( error ) + "; " +
+                 ( error == ENOSPC ? "make room there" : "see that ufdd may write there" ) +
+                 ", it tries again every second; ports are shut all the same, but if ufdd were "
+                 "killed they would stay shut" );
    else if ( !error && error_ )
       log_.line( "what ufdd holds is remembered in " + ownership_.place() + " again" );
    error_ = error;

@@ -18,10 +18,11 @@ class Holdings {
    // Borrows: both.
    Holdings( Ownership& ownership, Log& log ) : ownership_( ownership ), log_( log ) {}
 
-   // Between the two, adopt() takes a link for ours if it still is as a former process left it, or
-   // if it has our mark, that bit among the reasons for its protodown. The result is whether it is.
-   void beginAdoption( unsigned int reason );
-   bool adopt( Link const& link );
+   // Takes a link that is new, or was away for a while, for ours if it has our mark, that bit
+   // among the reasons for its protodown; between the other two also if it still is as a former
+   // process left it.
+   void adopt( Link const& link, unsigned int reason );
+   void beginAdoption();
    void endAdoption();
 
    // Null when it is not ours. Valid until: the next change.
@@ -51,7 +52,6 @@ class Holdings {
    std::map< std::uint32_t, Holding > holdings_;
    // Of a former process, while links are adopted.
    std::map< std::uint32_t, Holding > recalled_;
-   std::optional< unsigned int > reason_; // While links are adopted.
    // None before the first time.
    std::optional< std::vector< Holding > > remembered_;
    bool isChanged_ = true; // Since they were remembered.

@@ -54,6 +54,28 @@ LinkDirectory::watch( Kelnet::IntfId port ) {
    }
 }
 
+void
+LinkDirectory::watch( std::span< Kelnet::IntfId const > ports ) {
+   for ( Kelnet::IntfId const port : ports )
+      watch( port );
+}
+
+void
+LinkDirectory::watchOnly( std::span< Kelnet::IntfId const > ports ) {
+   std::unordered_set< std::string_view > wanted;
+   for ( Kelnet::IntfId const port : ports )
+      wanted.insert( port.name().view() );
+   auto const isUnwanted = [ & ]( Kelnet::IntfId port ) {
+      return !wanted.contains( port.name().view() );
+   };
+   for ( auto& [ index, known ] : links_ )
+      std::erase_if( known.ports, [ & ]( Port const* port ) { return isUnwanted( port->id ); } );
+   for ( auto& [ name, port ] : ports_ )
+      if ( isUnwanted( port.id ) )
+         leave( port, port.index, {} );
+   std::erase_if( ports_, [ & ]( auto const& port ) { return isUnwanted( port.second.id ); } );
+}
+
 Link const*
 LinkDirectory::link( std::uint32_t index ) const {
    auto const at = links_.find( index );
@@ -92,12 +114,15 @@ void
 LinkDirectory::handleLink( Link const& link ) {
    Known& known = links_[ link.index ];
    bool const hasNewName = known.link.name != link.name;
-   bool const isRenamed = hasNewName && known.link.index != 0;
+   bool const isNew = known.link.index == 0;
+   bool const isRenamed = hasNewName && !isNew;
    if ( hasNewName || known.link.altNames != link.altNames )
       handleName( known, link );
    known.link = link;
    if ( isRenamed && observer_ )
       observer_->handleRenamed( link.index, link.name );
+   if ( isNew && observer_ )
+      observer_->handleNew( link );
    for ( Port* const port : known.ports )
       if ( port->index == link.index )
          handleState( *port, link );

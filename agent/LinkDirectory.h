@@ -19,6 +19,8 @@ class LinkDirectory final : public LinkListener {
    // Hears of a link once the directory knows it.
    class Observer {
     public:
+      // A link was not there before; handleLink() follows.
+      virtual void handleNew( Link const& link ) = 0;
       // A link is new, or was told of again.
       virtual void handleLink( Link const& link ) = 0;
       virtual void handleRenamed( std::uint32_t index, InterfaceName const& name ) = 0;
@@ -30,8 +32,10 @@ class LinkDirectory final : public LinkListener {
 
    explicit LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory );
 
-   // The directory tells of a link of that name, if there is one, from now on.
-   void watch( Kelnet::IntfId port );
+   // The directory tells of the links of these names, as far as there are any, from now on.
+   void watch( std::span< Kelnet::IntfId const > ports );
+   // Of other names it does no longer. Requires: nobody asks for these.
+   void watchOnly( std::span< Kelnet::IntfId const > ports );
    // Borrows: observer.
    void observerIs( Observer& observer ) { observer_ = &observer; }
 
@@ -68,6 +72,7 @@ class LinkDirectory final : public LinkListener {
       std::vector< Port* > ports; // Of those of its names that are watched.
    };
 
+   void watch( Kelnet::IntfId port );
    void handleName( Known& known, Link const& link );
    void handleState( Port& port, Link const& link );
    std::vector< Port* > portsOf( Link const& link );

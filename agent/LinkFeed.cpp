@@ -6,6 +6,7 @@
 #include <linux/rtnetlink.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <optional>
 #include <system_error>
 
@@ -14,6 +15,13 @@ namespace Ufdd {
 namespace {
 
 constexpr std::uint32_t kernelPort = 0;
+
+// Under a storm of news there may be no room for the answer, and the kernel goes on with a dump
+// that it has refused.
+bool
+isPassing( int error ) {
+   return error == ENOBUFS || error == ENOMEM || error == EBUSY || error == EAGAIN;
+}
 
 } // namespace
 
@@ -56,6 +64,10 @@ LinkFeed::handleMessage( nlmsghdr const& message ) {
       handleNews( message );
       break;
    case NLMSG_DONE:
+      // Be it of the one before, if ours was refused and the answer lost.
+      if ( ofDump || state_ == State::spoilt )
+         handleDumpEnd( message );
+      break;
    case NLMSG_ERROR:
       if ( ofDump )
          handleDumpEnd( message );
@@ -86,10 +98,11 @@ LinkFeed::handleNews( nlmsghdr const& message ) {
 
 void
 LinkFeed::handleDumpEnd( nlmsghdr const& message ) {
-   if ( int const error = errorOf( message ); error != 0 )
+   int const error = errorOf( message );
+   if ( error != 0 && !isPassing( error ) )
       throw std::system_error( error, std::generic_category(),
                                "the kernel does not list the interfaces" );
-   if ( state_ == State::spoilt ) {
+   if ( error != 0 || state_ == State::spoilt ) {
       state_ = State::lost;
       return;
    }

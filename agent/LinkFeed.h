@@ -33,7 +33,7 @@ class LinkFeed {
    // A dump was asked for, under that sequence number.
    void handleDumpAsked( std::uint32_t sequence );
    // What the socket received, and the port number of who sent it.
-   // Throws: std::system_error when the kernel refuses the dump.
+   // Throws: std::system_error when the kernel refuses the dump, other than for the moment.
    void handleDatagram( std::uint32_t sender, std::span< std::byte const > datagram );
    // The socket dropped messages, or cut one.
    void handleLoss();

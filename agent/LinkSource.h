@@ -3,6 +3,7 @@
 #include "agent/InterfaceName.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -41,7 +42,7 @@ class LinkListener {
    ~LinkListener() = default;
 };
 
-// Where news of interfaces come from: the kernel, or a stand-in.
+// Where news of interfaces come from, and who answers for single ones: the kernel, or a stand-in.
 class LinkSource {
  public:
    virtual ~LinkSource() = default;
@@ -50,6 +51,13 @@ class LinkSource {
    // on. Borrows: listener, for as long as the source exists.
    // Throws: std::system_error when the links can't be read.
    virtual void start( LinkListener& listener ) = 0;
+
+   // Whether a link has carrier at this moment, which may be before there is news of it. None when
+   // that isn't told, or when there is no such link.
+   virtual std::optional< bool > carrier( InterfaceName const& name ) = 0;
+   // Has the listener told of these links, as they are now, before it returns. Whatever else there
+   // is to be told comes in order with that. One that is gone is not told of.
+   virtual void ask( std::span< std::uint32_t const > indexes ) = 0;
 };
 
 } // namespace Ufdd

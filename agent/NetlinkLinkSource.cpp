@@ -33,17 +33,18 @@ NetlinkLinkSource::start( LinkListener& listener ) {
       if ( !receive( listTimeoutMs ) )
          throw std::system_error( ETIMEDOUT, std::generic_category(),
                                   "the kernel does not list the interfaces" );
-      if ( feed_->dumpWanted() )
-         askForDump();
+      handleReadable();
    }
    loop_.onReadable< &NetlinkLinkSource::handleReadable >( socket_.fd(), *this );
 }
 
 void
 NetlinkLinkSource::handleReadable() {
-   for ( int i = 0; i < datagramsPerTurn && receive( 0 ); ++i ) {
-   }
-   if ( feed_->dumpWanted() )
+   int received = 0;
+   while ( received < datagramsPerTurn && receive( 0 ) )
+      ++received;
+   // Once it has dropped news, the kernel drops more without a word, until nothing waits any more.
+   if ( received < datagramsPerTurn && feed_->dumpWanted() )
       askForDump();
 }
 
@@ -66,7 +67,11 @@ NetlinkLinkSource::ask( std::span< std::uint32_t const > indexes ) {
    std::size_t size = 0;
    for ( std::uint32_t const index : indexes )
       size += putLinkQuestion( questions_.data() + size, index, 0, ++sequence_ );
-   socket_.send( std::span( questions_ ).first( size ) );
+   try {
+      socket_.send( std::span( questions_ ).first( size ) );
+   } catch ( std::system_error const& error ) {
+      askError_ = error.code().value();
+   }
    handleReadable();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/CarrierProbe.h"
 #include "agent/EventLoop.h"
 #include "agent/LinkFeed.h"
 #include "agent/LinkSource.h"
@@ -25,9 +26,13 @@ class NetlinkLinkSource final : public LinkSource {
    explicit NetlinkLinkSource( EventLoop& loop, int receiveBuffer = usualReceiveBuffer );
 
    void start( LinkListener& listener ) override;
-   // Has the listener told of these links, as they are now, before it returns. Whatever else there
-   // is to be told comes in order with that. One that is gone is not told of.
-   void ask( std::span< std::uint32_t const > indexes );
+   std::optional< bool > carrier( InterfaceName const& name ) override {
+      return probe_.carrier( name );
+   }
+   // Where that can't be asked, the kernel's own news have to do.
+   void ask( std::span< std::uint32_t const > indexes ) override;
+   // Why it couldn't, since the last call: an errno value, or 0.
+   int takeAskError() { return std::exchange( askError_, 0 ); }
    // Whether anything happened since the last call, other than that ask() was answered.
    bool takeNews() { return feed_ && feed_->takeNews(); }
    // Whether news were lost since the last call, so that all links are being read again.
@@ -42,9 +47,11 @@ class NetlinkLinkSource final : public LinkSource {
    EventLoop& loop_;
    int const receiveBuffer_;
    NetlinkSocket socket_;
+   CarrierProbe probe_;
    std::optional< LinkFeed > feed_;
    std::uint32_t sequence_ = 0;
    bool hasLoss_ = false;
+   int askError_ = 0;
    std::vector< std::byte > questions_;
 };
 

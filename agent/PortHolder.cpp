@@ -13,19 +13,19 @@ namespace {
 
 using Means = LinkRequest::Means;
 
+// Of a link that is shut that way, and was like this before.
 Holding
-holdingOf( Link const& link, LinkRequest const& request ) {
-   return { link.index, link.name, link.address, request.means, request.reason };
+holdingOf( Link const& before, LinkRequest const& request ) {
+   bool const isOthers = before.protoDown && before.protoDownReasons == 0;
+   Means const means =
+       request.means == Means::protoDown && isOthers ? Means::onlyReason : request.means;
+   return { before.index, before.name, before.address, means, request.reason };
 }
 
 // Of a link that was just shut.
 Holding
 newHolding( LinkRequest const& answer ) {
-   Holding holding = holdingOf( answer.after, answer );
-   if ( answer.means == Means::protoDown && answer.before.protoDown &&
-        answer.before.protoDownReasons == 0 )
-      holding.means = Means::onlyReason;
-   return holding;
+   return holdingOf( answer.before.index ? answer.before : answer.after, answer );
 }
 
 } // namespace
@@ -47,10 +47,13 @@ PortHolder::PortHolder( Detector& detector, LinkDirectory const& links, LinkCont
 
 PortHolder::~PortHolder() = default;
 
-bool
-PortHolder::isOverridden( std::uint32_t index ) const {
-   auto const at = states_.find( index );
-   return at != states_.end() && at->second.isOverridden;
+std::string
+PortHolder::overridden() const {
+   std::string names;
+   for ( std::uint32_t const index : overridden_ )
+      if ( Link const* const link = links_.link( index ) )
+         names.append( 1, ' ' ).append( link->name.view() );
+   return names;
 }
 
 void
@@ -88,18 +91,14 @@ PortHolder::collectLinks( Kelnet::IntfId port ) {
 
 void
 PortHolder::handleLink( Link const& link ) {
-   holdings_.adopt( link );
-   Holding const* const holding = holdings_.find( link.index );
    Kelnet::IntfId const port = portOf( link );
-   bool const isHeld = detector_.isHeld( port );
-   if ( isHeld )
-      states_[ link.index ].seenOpen |= holding ? !holding->isIn( link ) : link.adminUp;
-   if ( isHeld || holding )
+   if ( detector_.isHeld( port ) || holdings_.contains( link.index ) )
       handleChange( port );
 }
 
 void
 PortHolder::handleRenamed( std::uint32_t index, InterfaceName const& name ) {
+   overridden_.erase( index );
    if ( holdings_.rename( index, name ) )
       handleChange( Kelnet::IntfId( name.view() ) );
 }
@@ -108,13 +107,21 @@ void
 PortHolder::handleGone( std::uint32_t index ) {
    holdings_.erase( index );
    states_.erase( index );
+   overridden_.erase( index );
+   failed_.erase( index );
+}
+
+bool
+PortHolder::hasFailed( std::uint32_t index, bool up ) const {
+   auto const at = failed_.find( index );
+   return at != failed_.end() && at->second == up;
 }
 
 void
 PortHolder::retry() {
-   for ( Kelnet::IntfId const port : failed_ )
-      handleChange( port );
-   failed_.clear();
+   for ( auto const& [ index, up ] : std::exchange( failed_, {} ) )
+      if ( Link const* const link = links_.link( index ) )
+         handleChange( portOf( *link ) );
    holdings_.retry();
 }
 
@@ -139,7 +146,7 @@ PortHolder::settle() {
       for ( auto const& [ index, holding ] : holdings_ ) {
          Link const* const link = links_.link( index );
          Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId( holding.name.view() );
-         if ( !detector_.isHeld( port ) )
+         if ( !detector_.isHeld( port ) && !hasFailed( index, true ) )
             requests_.push_back( holding.opening( port ) );
       }
       changed_.clear();
@@ -161,10 +168,9 @@ PortHolder::restoreEntriesOfDownGroups() {
 void
 PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
    State& state = states_[ link.index ];
-   bool const seenOpen = std::exchange( state.seenOpen, false );
    if ( !detector_.isHeld( port ) )
-      return forgetOverrides( state );
-   if ( state.isOverridden )
+      return forgetOverrides( link.index );
+   if ( overridden_.contains( link.index ) || hasFailed( link.index, false ) )
       return;
    Holding const* const holding = holdings_.find( link.index );
    LinkRequest request{ .index = link.index, .up = false, .port = port };
@@ -174,7 +180,7 @@ PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
       // What was seen may be older than our own last act.
       request.onlyAsk =
           state.error == 0 && Zet::now() - state.reopened[ state.next ] < reopeningSeconds;
-      if ( seenOpen || state.error != 0 )
+      if ( !holding->isIn( link ) || state.error != 0 )
          requests_.push_back( request );
    } else if ( link.adminUp ) {
       request.means = state.hasNoProtoDown ? Means::adminDown : Means::protoDown;
@@ -186,9 +192,10 @@ PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
 }
 
 void
-PortHolder::forgetOverrides( State& state ) {
+PortHolder::forgetOverrides( std::uint32_t index ) {
+   overridden_.erase( index );
+   State& state = states_[ index ];
    state.leftAlone = false;
-   state.isOverridden = false;
    state.reopened = State::never();
 }
 
@@ -206,13 +213,10 @@ PortHolder::act() {
           return std::pair( left.up, left.index ) < std::pair( right.up, right.index );
        } );
    apply();
-   std::vector< LinkRequest > unshut;
-   std::vector< LinkRequest > otherwise = fallBack( unshut );
+   std::vector< LinkRequest > otherwise = fallBack();
    handleAnswers();
    requests_ = std::move( otherwise );
    apply();
-   if ( !unshut.empty() )
-      control_.apply( unshut );
    handleAnswers();
 }
 
@@ -243,7 +247,7 @@ PortHolder::rememberBefore() {
 }
 
 std::vector< LinkRequest >
-PortHolder::fallBack( std::vector< LinkRequest >& unshut ) {
+PortHolder::fallBack() {
    auto const protoDownWorks = []( LinkRequest const& answer ) {
       if ( answer.up || answer.onlyAsk || answer.means == Means::adminDown )
          return true;
@@ -252,10 +256,13 @@ PortHolder::fallBack( std::vector< LinkRequest >& unshut ) {
    auto const first = std::stable_partition( requests_.begin(), requests_.end(), protoDownWorks );
    std::vector< LinkRequest > otherwise( first, requests_.end() );
    requests_.erase( first, requests_.end() );
+   std::erase_if( otherwise, [ this ]( LinkRequest const& request ) {
+      bool const isStuck = request.error == 0 && !undo( request );
+      if ( isStuck )
+         requests_.push_back( request );
+      return isStuck;
+   } );
    for ( LinkRequest& request : otherwise ) {
-      Holding const* const holding = holdings_.find( request.index );
-      if ( request.error == 0 )
-         unshut.push_back( ( holding ? *holding : newHolding( request ) ).opening( request.port ) );
       states_[ request.index ].hasNoProtoDown = true;
       holdings_.erase( request.index );
       request = { .index = request.index, .up = false, .port = request.port };
@@ -263,15 +270,28 @@ PortHolder::fallBack( std::vector< LinkRequest >& unshut ) {
    return otherwise;
 }
 
+// Before it is shut otherwise, so that whatever ends this process, no trace of it is left that
+// nobody remembers.
+bool
+PortHolder::undo( LinkRequest const& slipped ) {
+   Holding const* const holding = holdings_.find( slipped.index );
+   LinkRequest opening = ( holding ? *holding : newHolding( slipped ) ).opening( slipped.port );
+   control_.apply( { &opening, 1 } );
+   return opening.isSeen();
+}
+
 void
 PortHolder::handleAnswer( LinkRequest& answer ) {
-   if ( answer.error == ENODEV )
+   // A driver may say so too, of a link that is there.
+   if ( answer.error == ENODEV && !answer.after.index ) {
+      if ( !answer.up )
+         report_.failed( answer );
       return handleGone( answer.index );
+   }
    if ( answer.onlyAsk && !answer.error )
       return handleReopenings( answer );
-   // Our bit was taken back, and the protodown is there for others.
-   bool const isShared = answer.up && answer.error == EBUSY && answer.isSeen();
-   if ( isShared )
+   // Others keep it in protodown, or have opened it themselves.
+   if ( answer.up && answer.isSeen() )
       answer.error = 0;
    else if ( !answer.error && !answer.isSeen() )
       answer.error = PortReport::notSeen;
@@ -287,6 +307,7 @@ void
 PortHolder::handleShut( LinkRequest const& answer ) {
    State& state = states_[ answer.index ];
    bool const failedBefore = std::exchange( state.error, 0 ) != 0;
+   failed_.erase( answer.index );
    bool const isNew = !holdings_.contains( answer.index );
    // If that is not known, it was as the news of it said.
    if ( answer.before.index && !answer.wasOpen() ) {
@@ -310,7 +331,7 @@ void
 PortHolder::handleReopenings( LinkRequest const& answer ) {
    if ( !answer.wasOpen() )
       return;
-   states_[ answer.index ].isOverridden = true;
+   overridden_.insert( answer.index );
    Holding const* const holding = holdings_.find( answer.index );
    // It was to no effect.
    if ( holding && answer.means != Means::adminDown &&
@@ -326,15 +347,22 @@ void
 PortHolder::handleOpened( LinkRequest const& answer ) {
    holdings_.erase( answer.index );
    states_[ answer.index ].error = 0;
+   failed_.erase( answer.index );
    report_.opened( answer );
 }
 
 void
 PortHolder::handleFailure( LinkRequest const& answer ) {
    // It may have been shut and only the answer been lost.
-   if ( !answer.up && !answer.onlyAsk && answer.wasOpen() && !holdings_.contains( answer.index ) )
-      holdings_.insert( holdingOf( answer.before, answer ) );
-   failed_.insert( answer.port );
+   Link const* const before = answer.before.index ? &answer.before : links_.link( answer.index );
+   if ( before && !answer.up && !answer.onlyAsk ) {
+      Holding const holding = holdingOf( *before, answer );
+      if ( answer.after.index && !holding.isOn( answer.after ) )
+         holdings_.erase( answer.index );
+      else if ( !holdings_.contains( answer.index ) && !holding.isIn( *before ) )
+         holdings_.insert( holding );
+   }
+   failed_.insert_or_assign( answer.index, answer.up );
    if ( std::exchange( states_[ answer.index ].error, answer.error ) != answer.error )
       report_.failed( answer );
 }

@@ -11,7 +11,9 @@
 #include <array>
 #include <cstdint>
 #include <limits>
+#include <map>
 #include <set>
+#include <string>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -36,11 +38,11 @@ class PortHolder final : public LinkDirectory::Observer {
                Ownership& ownership, Log& log );
    ~PortHolder();
 
-   // Our bit among the reasons for protodown, 0 to 31. Requires: before beginAdoption().
+   // Our bit among the reasons for protodown, 0 to 31, of what is adopted or shut from now on.
    void reasonIs( unsigned int reason ) { reason_ = reason; }
    // Between the two, the links that are told of are taken for ours if we shut them before this
-   // process began.
-   void beginAdoption() { holdings_.beginAdoption( reason_ ); }
+   // process began. One that comes later is ours if it has our mark.
+   void beginAdoption() { holdings_.beginAdoption(); }
    void endAdoption() { holdings_.endAdoption(); }
    // Acts on all that changed since the last time.
    void settle();
@@ -53,9 +55,11 @@ class PortHolder final : public LinkDirectory::Observer {
    std::size_t count() const { return holdings_.count(); }
    // Opens every port that we shut, whatever the cause status says. False when one couldn't be.
    bool release();
-   // Whether that link should be shut, but is left open to who opened it again and again.
-   bool isOverridden( std::uint32_t index ) const;
+   // The names, " d1 d2", of links that should be shut, but are left to who opened them again and
+   // again.
+   std::string overridden() const;
 
+   void handleNew( Link const& link ) override { holdings_.adopt( link, reason_ ); }
    void handleLink( Link const& link ) override;
    void handleRenamed( std::uint32_t index, InterfaceName const& name ) override;
    void handleGone( std::uint32_t index ) override;
@@ -69,9 +73,7 @@ class PortHolder final : public LinkDirectory::Observer {
 
    // What is known of a link beside the news of it.
    struct State {
-      bool seenOpen = false;     // Since the last turn, while it should be shut.
-      bool leftAlone = false;    // We found it administratively down, and left it so.
-      bool isOverridden = false; // We left it open.
+      bool leftAlone = false; // We found it administratively down, and left it so.
       bool hasNoProtoDown = false;
       int error = 0; // Of the last act on it.
       // When we last shut it again, in a ring.
@@ -86,6 +88,7 @@ class PortHolder final : public LinkDirectory::Observer {
    };
 
    void handleChange( Kelnet::IntfId port );
+   bool hasFailed( std::uint32_t index, bool up ) const;
    void restoreEntriesOfDownGroups();
    // The port for whose sake the link is to be shut, else one that it serves, else, if it is ours,
    // its name; or empty.
@@ -93,13 +96,14 @@ class PortHolder final : public LinkDirectory::Observer {
    // The links that are shut when the port is.
    void collectLinks( Kelnet::IntfId port );
    void askToShut( Link const& link, Kelnet::IntfId port );
-   void forgetOverrides( State& state );
+   void forgetOverrides( std::uint32_t index );
    void leaveAlone( std::uint32_t index, Kelnet::IntfId port );
    void act();
    void apply();
-   // Takes those out that have no protodown, or that have carrier in spite of it, to be shut
-   // administratively; what undoes the latter is added to `unshut`.
-   std::vector< LinkRequest > fallBack( std::vector< LinkRequest >& unshut );
+   // Takes those out that have no protodown, or that have carrier in spite of it, which is undone,
+   // to be shut administratively.
+   std::vector< LinkRequest > fallBack();
+   bool undo( LinkRequest const& slipped );
    void rememberBefore();
    void handleAnswers();
    void handleAnswer( LinkRequest& answer );
@@ -117,9 +121,12 @@ class PortHolder final : public LinkDirectory::Observer {
 
    Holdings holdings_;
    std::unordered_map< std::uint32_t, State > states_; // By index.
+   std::set< std::uint32_t > overridden_;
    std::vector< Kelnet::IntfId > changed_;
    std::unordered_set< Kelnet::IntfId, IntfIdHash > isChanged_; // The same.
-   std::set< Kelnet::IntfId > failed_;
+   // The acts that failed, by index: whether the link was to be opened. None is tried again before
+   // retry(), for it may make news of its own.
+   std::map< std::uint32_t, bool > failed_;
    std::vector< Link > ofPort_;          // While collected.
    std::vector< LinkRequest > requests_; // The acts of the turn.
 };

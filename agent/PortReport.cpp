@@ -39,9 +39,11 @@ PortReport::tell( LogEvent::Id id, Kelnet::IntfId port, std::string const& text 
 
 void
 PortReport::held( std::uint32_t index, Kelnet::IntfId port, std::string_view how ) {
+   std::string reason = detector_.groupsOf( port, GroupLinkStatus::down );
+   if ( reason.empty() )
+      reason = "recovery_delay of " + detector_.groupsOf( port, GroupLinkStatus::up );
    tell( LogEvent::portShut, port,
-         nameOf( index, port ) + " " + std::string( how ) + ": " +
-             detector_.groupsOf( port, GroupLinkStatus::down ) );
+         nameOf( index, port ) + " " + std::string( how ) + ": " + reason );
 }
 
 void
@@ -89,6 +91,8 @@ PortReport::remedyOf( LinkRequest const& failure ) const {
       return "ufdd needs CAP_NET_ADMIN; will try again";
    case EBUSY:
       return "another program holds it; will try again";
+   case ENODEV:
+      return "it will be when an interface of that name comes";
    default:
       return "will try again";
    }

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 #include <system_error>
@@ -19,6 +20,9 @@ namespace Ufdd {
 namespace {
 
 constexpr int answerMilliseconds = 2000;
+// A router may have a million, and nothing else happens while they are read. The default route of
+// IPv4 is among the first.
+constexpr std::size_t mostRoutes = 20000;
 
 template < class Value >
 Value
@@ -40,10 +44,10 @@ forEachAttribute( nlmsghdr const& message, Visit visit ) {
    mnl_attr_parse( &message, sizeof( Header ), call, &visit );
 }
 
-// Calls visit( message ) for each message of a dump.
+// Calls visit( message ) for each message of a dump, or for so many.
 template < class Visit >
 void
-dump( std::uint16_t type, Visit visit ) {
+dump( std::uint16_t type, std::size_t most, Visit visit ) {
    NetlinkSocket socket;
    alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
    // The header of a question about routes begins as that of one about links.
@@ -59,6 +63,8 @@ dump( std::uint16_t type, Visit visit ) {
          if ( message->nlmsg_type == NLMSG_ERROR )
             throw std::system_error( errorOf( *message ), std::generic_category(),
                                      "can't list the system's interfaces and routes" );
+         if ( most-- == 0 )
+            return;
          visit( *message );
       }
    }
@@ -91,7 +97,7 @@ kindOf( nlattr const* linkInfo ) {
 Devices
 readDevices() {
    Devices devices;
-   dump( RTM_GETLINK, [ & ]( nlmsghdr const& message ) {
+   dump( RTM_GETLINK, SIZE_MAX, [ & ]( nlmsghdr const& message ) {
       auto const link = linkOf( message );
       if ( !link )
          return;
@@ -123,7 +129,7 @@ readDevices() {
 std::vector< std::uint32_t >
 readDefaultRoutes() {
    std::vector< std::uint32_t > out;
-   dump( RTM_GETROUTE, [ & ]( nlmsghdr const& message ) {
+   dump( RTM_GETROUTE, mostRoutes, [ & ]( nlmsghdr const& message ) {
       if ( message.nlmsg_type != RTM_NEWROUTE ||
            mnl_nlmsg_get_payload_len( &message ) < sizeof( rtmsg ) )
          return;

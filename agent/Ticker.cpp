@@ -19,10 +19,13 @@ Ticker::~Ticker() {
 
 void
 Ticker::intervalIs( std::uint32_t milliseconds ) {
+   if ( milliseconds == milliseconds_ )
+      return;
    timespec const interval{ milliseconds / 1000, milliseconds % 1000 * 1'000'000L };
    itimerspec const setting{ interval, interval };
    if ( timerfd_settime( fd_, 0, &setting, nullptr ) < 0 )
       throw std::system_error( errno, std::generic_category(), "can't set a timer" );
+   milliseconds_ = milliseconds;
 }
 
 void

@@ -8,21 +8,20 @@ namespace Ufdd {
 // a timer that is set again each time, and doesn't drift.
 class Ticker {
  public:
-   // It is off. Throws: std::system_error when the system has none, as start() and stop() do.
+   // It is off. Throws: std::system_error when the system has none, as intervalIs() does.
    Ticker();
    ~Ticker();
    Ticker( Ticker const& ) = delete;
    Ticker& operator=( Ticker const& ) = delete;
 
    int fd() const { return fd_; }
-   void start( std::uint32_t intervalMs ) { intervalIs( intervalMs ); }
-   void stop() { intervalIs( 0 ); }
+   // 0 stops it.
+   void intervalIs( std::uint32_t milliseconds );
    void take();
 
  private:
-   void intervalIs( std::uint32_t milliseconds );
-
    int fd_;
+   std::uint32_t milliseconds_ = 0;
 };
 
 } // namespace Ufdd

@@ -14,13 +14,6 @@ using UplinkFailureDetection::Status;
 
 namespace {
 
-template < class Action >
-void
-forEachPort( GroupConfig const& group, Action action ) {
-   for ( auto port = group.intfsToDisableIteratorConst(); port; ++port )
-      action( port.key() );
-}
-
 // "2.5 s"
 std::string
 seconds( double time ) {
@@ -42,8 +35,20 @@ Verdicts::policyIs( Zet::Name const& group, GroupPolicy const& policy ) {
 }
 
 void
-Verdicts::assumeDown( Zet::Name const& group ) {
-   groups_[ group ].isDown = true;
+Verdicts::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
+   Verdict& verdict = groups_[ group ];
+   verdict.isDown = true;
+   verdict.assumed = std::move( ports );
+}
+
+template < class Action >
+void
+Verdicts::forEachPort( GroupConfig const& group, Verdict const& verdict, Action action ) {
+   auto const& assumed = verdict.assumed;
+   for ( auto port = group.intfsToDisableIteratorConst(); port; ++port )
+      if ( assumed.empty() ||
+           std::find( assumed.begin(), assumed.end(), port.key() ) != assumed.end() )
+         action( port.key() );
 }
 
 void
@@ -78,7 +83,7 @@ Verdicts::handleConfigured() {
    for ( auto const& [ name, verdict ] : groups_ )
       if ( auto const group = config_.group( name );
            group && verdict.isDown && !verdict.policy.dryRun )
-         forEachPort( *group, [ this ]( Kelnet::IntfId port ) { ++holds_[ port ]; } );
+         forEachPort( *group, verdict, [ this ]( Kelnet::IntfId port ) { ++holds_[ port ]; } );
    for ( auto const* const holds : { &before, &std::as_const( holds_ ) } )
       for ( auto const& [ port, times ] : *holds )
          if ( before.contains( port ) != holds_.contains( port ) )
@@ -101,6 +106,8 @@ Verdicts::evaluate( Groups::iterator group, double now ) {
    auto& [ name, verdict ] = *group;
    bool const wasTold = std::exchange( verdict.isTold, false );
    if ( !verdict.disagrees() ) {
+      if ( verdict.sawDown() && !std::exchange( verdict.assumed, {} ).empty() )
+         handleConfigured();
       if ( wasTold )
          line( name, std::string( verdict.isDown ? "was up" : "was down" ) + " for only " +
                          seconds( verdict.since - verdict.openSince ) + ", hidden by " +
@@ -132,7 +139,7 @@ Verdicts::reverse( Zet::Name const& name, Verdict& verdict ) {
    if ( !group )
       return;
    std::string ports;
-   forEachPort( *group, [ & ]( Kelnet::IntfId port ) {
+   forEachPort( *group, verdict, [ & ]( Kelnet::IntfId port ) {
       if ( verdict.policy.dryRun ) {
          ports += ' ' + std::string( port.name().view() );
          return;
@@ -143,6 +150,7 @@ Verdicts::reverse( Zet::Name const& name, Verdict& verdict ) {
       else if ( auto const at = holds_.find( port ); at != holds_.end() && --at->second == 0 )
          holds_.erase( at );
    } );
+   verdict.assumed.clear();
    if ( verdict.policy.dryRun )
       line( name, std::string( "dry_run, else ports would be " ) +
                       ( verdict.isDown ? "shut" : "released" ) + " now:" + ports );

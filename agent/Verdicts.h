@@ -27,9 +27,10 @@ class Verdicts final : private GroupTransitions::Listener {
 
    // Whether it is the one that the group had.
    bool policyIs( Zet::Name const& group, GroupPolicy const& policy );
-   // A former process held ports of that group: it is taken to be down until it is seen up.
+   // A former process held these ports of that group, perhaps for the sake of others: until the
+   // group is seen down, or has been up for its recovery_delay, it is down as far as they go.
    // Requires: no status of the group is known yet.
-   void assumeDown( Zet::Name const& group );
+   void assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports );
    // To be called after the groups' ports or policies have changed.
    void handleConfigured();
 
@@ -58,12 +59,13 @@ class Verdicts final : private GroupTransitions::Listener {
    struct Verdict {
       GroupPolicy policy;
       LinkStatus seen = LinkStatus::unknown;
-      double since = 0;        // When it was first seen so.
-      bool isDown = false;     // The verdict.
-      bool isOpen = false;     // Is in open_.
-      bool isTold = false;     // That its delay runs.
-      double openSince = 0;    // When that delay began.
-      unsigned int hidden = 0; // How often what was seen was over before its delay.
+      double since = 0;                      // When it was first seen so.
+      bool isDown = false;                   // The verdict.
+      std::vector< Kelnet::IntfId > assumed; // While it is only assumed: the ports it holds.
+      bool isOpen = false;                   // Is in open_.
+      bool isTold = false;                   // That its delay runs.
+      double openSince = 0;                  // When that delay began.
+      unsigned int hidden = 0;               // How often what was seen was over before its delay.
 
       bool disagrees() const { return seen != LinkStatus::unknown && isDown != sawDown(); }
       bool sawDown() const { return seen == LinkStatus::down; }
@@ -77,6 +79,10 @@ class Verdicts final : private GroupTransitions::Listener {
    void open( Groups::iterator group );
    // Whether nothing is left to be done about the group.
    bool evaluate( Groups::iterator group, double now );
+   // The ports of the group that its verdict, being down, holds.
+   template < class Action >
+   static void forEachPort( UplinkFailureDetection::GroupConfig const& group,
+                            Verdict const& verdict, Action action );
    void reverse( Zet::Name const& name, Verdict& verdict );
    void line( Zet::Name const& name, std::string const& text );
 

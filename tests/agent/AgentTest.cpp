@@ -15,12 +15,17 @@
 namespace Ufdd {
 namespace {
 
+double simulatedNow = 0;
+
 class AgentTest : public testing::Test, public Log {
  protected:
    AgentTest() {
+      simulatedNow = 1000;
+      Zet::clockIs( [] { return simulatedNow; } );
       for ( char const* const name : { "u1", "u2", "d1", "d2" } )
          kernel.add( name );
    }
+   ~AgentTest() override { Zet::clockIs( nullptr ); }
    void line( std::string_view text ) override { lines += std::string( text ) + '\n'; }
 
    void start() {
@@ -43,6 +48,12 @@ class AgentTest : public testing::Test, public Log {
    void uplinksAre( bool carrier ) {
       kernel.carrier( "u1", carrier );
       kernel.carrier( "u2", carrier );
+      settle();
+   }
+   // Until what failed is tried again.
+   void wait() {
+      ASSERT_TRUE( agent->nextTime() );
+      simulatedNow = *agent->nextTime();
       settle();
    }
    std::string takeActs() { return std::exchange( kernel.acts, "" ); }
@@ -100,40 +111,6 @@ TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
    EXPECT_FALSE( kernel.isUp( "d1" ) );
 }
 
-TEST_F( AgentTest, portOfTwoGroupsIsHeldWhileEitherIsDown ) {
-   groups = { { "a", { "u1" }, { "d1", "d2" } }, { "b", { "u2" }, { "d2" } } };
-   start();
-   uplinksAre( false );
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
-   kernel.carrier( "u1", true );
-   settle();
-   EXPECT_EQ( takeActs(), " +d1" );
-   kernel.carrier( "u2", true );
-   settle();
-   EXPECT_EQ( takeActs(), " +d2" );
-}
-
-TEST_F( AgentTest, portShutByTheOperatorIsNotOurs ) {
-   kernel.set( "d1", false );
-   start();
-   uplinksAre( false );
-   EXPECT_NE( takeLines().find( "port d1 left as it is, administratively down already: group g" ),
-              std::string::npos );
-   kernel.carrier( "d1", false );
-   settle();
-   EXPECT_EQ( takeLines(), "" );
-   uplinksAre( true );
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
-   EXPECT_TRUE( kernel.isUp( "d2" ) );
-   uplinksAre( false );
-   // Opened by the operator after all: from then on it is held, and ours to open.
-   kernel.set( "d1", true );
-   settle();
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
-   EXPECT_TRUE( agent->release() );
-   EXPECT_TRUE( kernel.isUp( "d1" ) );
-}
-
 TEST_F( AgentTest, heldPortThatSomeoneOpensIsShutAgain ) {
    start();
    uplinksAre( false );
@@ -153,65 +130,6 @@ TEST_F( AgentTest, heldPortThatSomeoneOpensIsShutAgain ) {
    settle();
    EXPECT_EQ( takeLines(), "" );
    EXPECT_FALSE( kernel.isUp( "d2" ) );
-}
-
-TEST_F( AgentTest, ownershipFollowsTheLinkAndHoldingTheName ) {
-   start();
-   uplinksAre( false );
-   // Renamed while held: what we shut is opened, under whatever name.
-   kernel.rename( "d1", "spare" );
-   settle();
-   EXPECT_TRUE( kernel.isUp( "spare" ) );
-   // Another one of that name, shut by its administrator, then one that is up.
-   kernel.add( "d1", false );
-   settle();
-   kernel.remove( "d1" );
-   kernel.add( "d1", true );
-   // Another one of that index even.
-   kernel.nextIndex = kernel.index( "d2" );
-   kernel.remove( "d2" );
-   kernel.add( "d2", false );
-   settle();
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
-   uplinksAre( true );
-   EXPECT_TRUE( kernel.isUp( "d1" ) );
-   EXPECT_FALSE( kernel.isUp( "d2" ) );
-   // The link that has the name of an uplink now is the one that counts.
-   kernel.carrier( "u1", false );
-   kernel.carrier( "spare", true );
-   settle();
-   kernel.rename( "u2", "other" );
-   settle();
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
-   kernel.rename( "spare", "u2" );
-   settle();
-   EXPECT_TRUE( kernel.isUp( "d1" ) );
-}
-
-TEST_F( AgentTest, lostNewsAreMadeUpForByTheList ) {
-   start();
-   kernel.remove( "u1" );
-   kernel.rename( "u2", "u1" );
-   kernel.rename( "d2", "u2" );
-   kernel.carrier( "u1", false );
-   kernel.carrier( "u2", false );
-   kernel.add( "d2" );
-   kernel.overrun();
-   settle();
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
-   kernel.rename( "d1", "d3" );
-   kernel.rename( "d2", "d1" );
-   kernel.rename( "d3", "d2" );
-   kernel.overrun();
-   settle();
-   EXPECT_EQ( takeActs(), "" );
-   uplinksAre( true );
-   EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
-   kernel.remove( "u1" );
-   kernel.remove( "u2" );
-   kernel.overrun();
-   settle();
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
 }
 
 TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
@@ -235,26 +153,33 @@ TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
 
 TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    start();
-   kernel.refusals = { { "d1", EPERM } };
+   kernel.link( "d1" ).refusal = EPERM;
    uplinksAre( false );
    takeLines();
-   for ( int i = 0; i < 2; ++i ) {
-      ASSERT_TRUE( agent->hasFailures() );
-      agent->retry();
-      settle();
-   }
+   for ( int i = 0; i < 2; ++i )
+      wait();
    EXPECT_EQ( takeLines(), "" );
-   kernel.refusals.clear();
-   agent->retry();
-   settle();
-   EXPECT_FALSE( agent->hasFailures() );
+   kernel.link( "d1" ).refusal = 0;
+   wait();
+   EXPECT_FALSE( agent->nextTime() );
    EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
 
-   // A port was shut, but the answer was lost: it is ours all the same.
+   // What was not shut by us is not ours to open.
    uplinksAre( true );
-   kernel.refusals = { { "d1", ENOBUFS } };
+   kernel.link( "d1" ).refusal = EPERM;
    uplinksAre( false );
-   kernel.refusals = { { "d2", EBUSY } };
+   EXPECT_EQ( ownership.names(), "d2" );
+   kernel.set( "d1", false );
+   kernel.link( "d1" ).refusal = 0;
+   uplinksAre( true );
+   EXPECT_FALSE( kernel.isUp( "d1" ) );
+   kernel.set( "d1", true );
+
+   // A port was shut, but the answer was lost: it is ours all the same.
+   kernel.link( "d1" ).refusal = ENOBUFS;
+   uplinksAre( false );
+   kernel.link( "d1" ).refusal = 0;
+   kernel.link( "d2" ).refusal = EBUSY;
    EXPECT_FALSE( agent->release() );
    EXPECT_NE( takeLines().find( "port d2 can't be released: Device or resource busy; open it "
                                 "with: ip link set dev d2 up" ),
@@ -264,15 +189,17 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
 
 TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
    std::string atActs;
-   kernel.beforeActs = [ & ] { atActs += '[' + ownership.names() + ']'; };
    kernel.add( "d3", false );
    groups[ 0 ].config->intfsToDisableIs( Kelnet::IntfId( "d3" ), true );
    start();
+   kernel.meanwhile = [ & ] { atActs += '[' + ownership.names() + ']'; };
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
-   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2]d1 d2" ) << "remembered before each act";
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2][d1 d2][d1 d2]d1 d2" )
+       << "remembered before each act";
    restart();
    EXPECT_EQ( takeActs(), "" );
+   atActs.clear();
    EXPECT_EQ( takeLines(), "port d1 was shut by ufdd before: still held\n"
                            "port d2 was shut by ufdd before: still held\n"
                            "group g: unknown -> down, 0/2 up, min_links 1: configured\n"
@@ -280,7 +207,7 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
                            "down, 0/2 up, min_links 1\n" );
    uplinksAre( true );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
-   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2][d1 d2]" ) << "forgotten when released";
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2]" ) << "forgotten when released";
    restart();
    EXPECT_EQ( takeActs(), "" );
 }
@@ -313,53 +240,37 @@ TEST_F( AgentTest, nextDaemonOwnsWhatIsStillTheSame ) {
       EXPECT_NE( lines.find( line ), std::string::npos ) << line;
 }
 
-TEST_F( AgentTest, portsAreShutAlsoWhereThatCannotBeRemembered ) {
-   start();
-   ownership.isFull = true;
-   uplinksAre( false );
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
-   EXPECT_TRUE( takeLines().find( "what ufdd holds can't be remembered in here: No space left" ) !=
-                std::string::npos );
-   ASSERT_TRUE( agent->hasFailures() );
-   ownership.isFull = false;
-   agent->retry();
-   settle();
-   EXPECT_FALSE( agent->hasFailures() );
-   EXPECT_EQ( ownership.names(), "d1 d2" );
-   EXPECT_EQ( takeLines(), "what ufdd holds is remembered in here again\n" );
-}
-
 TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
-   kernel.protoDownDrivers = { "d1", "d3" };
-   kernel.slipping = { "d3" };
    kernel.add( "d3" );
+   kernel.link( "d1" ).hasProtoDown = kernel.link( "d3" ).hasProtoDown = true;
+   kernel.link( "d3" ).slips = true;
    groups = { { "g", { "u1", "u2" }, { "d1", "d2", "d3" } } };
    start();
-   // The last but for news of the protodown of d3, which are older than its shutting.
    for ( char const* const acts :
-         { " protodown -d1 protodown -d3 -d2 -d3 protodown +d3 -d3", " protodown -d1 -d2 -d3" } ) {
+         { " protodown -d1 protodown -d3 protodown +d3 -d2 -d3", " protodown -d1 -d2 -d3" } ) {
       uplinksAre( false );
       EXPECT_EQ( takeActs(), acts );
       uplinksAre( true );
       EXPECT_EQ( takeActs(), " protodown +d1 +d2 +d3" );
    }
    // The administrator's own setting is left to the administrator, and what was shut is adopted
-   // by the mark on it alone.
+   // by the mark on it, whatever else is remembered.
    uplinksAre( false );
    kernel.set( "d1", false );
-   ownership.holdings.clear();
+   for ( Holding& holding : ownership.holdings )
+      holding.means = LinkRequest::Means::adminDown;
    restart();
    EXPECT_NE( takeLines().find( "port d1 has ufdd's protodown reason: held by ufdd" ),
               std::string::npos );
    takeActs();
    uplinksAre( true );
-   EXPECT_EQ( takeActs(), " protodown +d1" );
+   EXPECT_EQ( takeActs(), " protodown +d1 +d2 +d3" );
    EXPECT_FALSE( kernel.isUp( "d1" ) );
 }
 
 TEST_F( AgentTest, protoDownOfOthersStays ) {
    constexpr std::uint32_t ours = 1 << 5;
-   kernel.protoDownDrivers = { "d1", "d2" };
+   kernel.link( "d1" ).hasProtoDown = kernel.link( "d2" ).hasProtoDown = true;
    start();
    kernel.protoDown( "d2", true, 0 );
    uplinksAre( false );
@@ -370,7 +281,7 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    restart();
    takeLines();
    uplinksAre( true );
-   EXPECT_FALSE( agent->hasFailures() );
+   EXPECT_FALSE( agent->nextTime() );
    EXPECT_EQ( takeLines(), "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
                            "port d1 released, but others keep it in protodown, for the reasons 7, "
                            "9: group g is up, 2/2 up, min_links 1\n"
@@ -382,9 +293,8 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
 }
 
 TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
-   static double now = 1000;
-   Zet::clockIs( [] { return now; } );
-   kernel.protoDownDrivers = { "d2" };
+   double& now = simulatedNow;
+   kernel.link( "d2" ).hasProtoDown = true;
    start();
    uplinksAre( false );
    auto const openBoth = [ this ] {
@@ -411,31 +321,11 @@ TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
    openBoth();
    EXPECT_EQ( takeActs() + takeLines() + ownership.names(), "" );
    EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.link( "d2" ).carrier );
+   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports held: 0; overridden: d1 d2" );
    uplinksAre( true );
    uplinksAre( false );
+   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports held: 2" );
    EXPECT_EQ( takeActs(), " -d1 protodown -d2" );
-   Zet::clockIs( nullptr );
-}
-
-TEST_F( AgentTest, lagIsHeldByItsMembers ) {
-   for ( char const* const name : { "m1", "m2", "m3" } )
-      kernel.add( name );
-   kernel.join( "m1", "d1" );
-   kernel.join( "m2", "d1" );
-   start();
-   uplinksAre( false );
-   EXPECT_EQ( takeActs(), " -d2 -m1 -m2" );
-   EXPECT_NE( lines.find( "port d1 (member m1) shut: group g is down" ), std::string::npos )
-       << lines;
-   kernel.join( "m3", "d1" );
-   kernel.join( "m1", "" );
-   settle();
-   EXPECT_EQ( takeActs(), " +m1 -m3" );
-   restart();
-   EXPECT_EQ( takeActs(), "" );
-   uplinksAre( true );
-   EXPECT_EQ( takeActs(), " +d2 +m2 +m3" );
-   EXPECT_TRUE( kernel.isUp( "d1" ) );
 }
 
 } // namespace

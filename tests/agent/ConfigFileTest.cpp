@@ -168,7 +168,7 @@ min_links = 0
        } ) );
 }
 
-TEST( ConfigFile, tellsWhereTheTextIsNotToml ) {
+TEST( ConfigFile, tellsWhatCannotBeRead ) {
    auto const firstError = []( std::string_view text ) {
       Errors const errors = parseConfig( text, "f" ).errors;
       return errors.empty() ? "none" : errors[ 0 ];
@@ -182,6 +182,12 @@ TEST( ConfigFile, tellsWhereTheTextIsNotToml ) {
               "f:1:22: expected detection_interval to be a whole number of milliseconds from 1 to "
               "1000" );
    EXPECT_EQ( firstError( "[[group]]\nname = \"a\nmonitor = []\n" ).substr( 0, 7 ), "f:2:10:" );
+   auto const named = []( std::size_t size ) {
+      return "[[group]]\nname = \"" + std::string( size, 'n' ) + "\"\nmonitor = []\ndisable = []\n";
+   };
+   EXPECT_EQ( firstError( named( 1024 ) ), "none" );
+   EXPECT_EQ( firstError( named( 1025 ) ),
+              "f:2:8: the name of a group has at most 1024 bytes, not 1025" );
    EXPECT_EQ( readConfig( "/no/such/file" ).errors,
               Errors{ "/no/such/file: can't be read: No such file or directory" } );
    EXPECT_EQ( readConfig( "/tmp" ).errors, Errors{ "/tmp: can't be read: Is a directory" } );

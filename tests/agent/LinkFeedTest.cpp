@@ -1,16 +1,11 @@
 #include "agent/LinkFeed.h"
 
-#include "agent/LinkMessage.h"
+#include "tests/agent/LinkDatagram.h"
 
 #include <gtest/gtest.h>
-#include <libmnl/libmnl.h>
-#include <linux/if.h>
-#include <linux/if_link.h>
-#include <linux/rtnetlink.h>
 
-#include <array>
 #include <string>
-#include <vector>
+#include <system_error>
 
 namespace Ufdd {
 namespace {
@@ -18,42 +13,29 @@ namespace {
 constexpr std::uint32_t dumpSequence = 7;
 constexpr unsigned int allUp = unsigned{ IFF_UP } | unsigned{ IFF_LOWER_UP };
 
-// A datagram, written message by message.
-struct Datagram {
+// As a dump or news have it.
+struct Datagram : LinkDatagram {
    Datagram& link( std::uint16_t type, int index, std::string const& name, unsigned int flags,
                    unsigned char family = AF_UNSPEC ) {
-      return add( type, 0, 0, [ & ]( LinkMessage message ) {
+      add( type, 0, 0, [ & ]( LinkMessage message ) {
          message.info->ifi_family = family;
          message.info->ifi_index = index;
          message.info->ifi_flags = flags;
          mnl_attr_put_strz( message.header, IFLA_IFNAME, name.c_str() );
       } );
+      return *this;
    }
-   // As a dump has it, with the flags of the header.
+   // With the flags of the header.
    Datagram& listed( int index, std::string const& name, std::uint16_t flags = 0 ) {
       link( RTM_NEWLINK, index, name, allUp );
       last()->nlmsg_seq = dumpSequence;
       last()->nlmsg_flags = static_cast< std::uint16_t >( NLM_F_MULTI | flags );
       return *this;
    }
-   // The 0 of an end without error is in the place of the rest of the message.
    Datagram& done() {
-      return add( NLMSG_DONE, NLM_F_MULTI, dumpSequence, []( LinkMessage ) {} );
-   }
-
-   template < class Fill >
-   Datagram& add( std::uint16_t type, std::uint16_t flags, std::uint32_t sequence, Fill fill ) {
-      alignas( nlmsghdr ) std::array< std::byte, 256 > room{};
-      LinkMessage const message = beginLinkMessage( room.data(), type, flags, sequence );
-      fill( message );
-      lastAt = bytes.size();
-      bytes.insert( bytes.end(), room.begin(), room.begin() + message.header->nlmsg_len );
+      LinkDatagram::done( dumpSequence );
       return *this;
    }
-   nlmsghdr* last() { return reinterpret_cast< nlmsghdr* >( bytes.data() + lastAt ); }
-
-   std::vector< std::byte > bytes;
-   std::size_t lastAt = 0;
 };
 
 class LinkFeedTest : public testing::Test, public LinkListener {
@@ -73,8 +55,13 @@ class LinkFeedTest : public testing::Test, public LinkListener {
       heard.append( " " ).append( std::to_string( index ) ).append( ":" ).append( what );
    }
 
-   void receive( Datagram const& datagram, std::uint32_t sender = 0 ) {
+   void receive( LinkDatagram const& datagram, std::uint32_t sender = 0 ) {
       feed.handleDatagram( sender, datagram.bytes );
+   }
+   void refuse( int error, std::uint32_t sequence = dumpSequence ) {
+      receive( Datagram().add( NLMSG_ERROR, 0, sequence, [ & ]( LinkMessage message ) {
+         *reinterpret_cast< int* >( message.info ) = -error;
+      } ) );
    }
    void start() {
       feed.handleDumpAsked( dumpSequence );
@@ -106,9 +93,16 @@ TEST_F( LinkFeedTest, interruptedOrOverrunDumpIsRepeated ) {
    feed.handleDumpAsked( dumpSequence );
    feed.handleLoss();
    receive( Datagram().listed( 5, "e5" ) );
+   refuse( ENODEV, 99 );
    EXPECT_FALSE( feed.dumpWanted() ) << "the kernel refuses a second dump before the end of one";
    receive( Datagram().done() );
    EXPECT_TRUE( feed.dumpWanted() );
+   feed.handleDumpAsked( dumpSequence + 1 );
+   receive( Datagram().done() );
+   EXPECT_FALSE( feed.complete() ) << "of the one before";
+   feed.handleLoss();
+   receive( Datagram().done() );
+   EXPECT_TRUE( feed.dumpWanted() ) << "the answer to the question was among what was lost";
    EXPECT_EQ( heard, "" );
 }
 
@@ -124,13 +118,14 @@ TEST_F( LinkFeedTest, onlyWholeLinkMessagesOfTheKernelCount ) {
    EXPECT_TRUE( feed.dumpWanted() );
 }
 
-TEST_F( LinkFeedTest, refusedDumpIsAnError ) {
+TEST_F( LinkFeedTest, refusedDumpIsRepeatedOrAnError ) {
+   for ( int const passing : { ENOBUFS, EBUSY } ) {
+      feed.handleDumpAsked( dumpSequence );
+      refuse( passing );
+      EXPECT_TRUE( feed.dumpWanted() );
+   }
    feed.handleDumpAsked( dumpSequence );
-   Datagram const refusal =
-       Datagram().add( NLMSG_ERROR, 0, dumpSequence, []( LinkMessage message ) {
-          *reinterpret_cast< int* >( message.info ) = -EPERM;
-       } );
-   EXPECT_THROW( receive( refusal ), std::system_error );
+   EXPECT_THROW( refuse( EPERM ), std::system_error );
 }
 
 } // namespace

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <fstream>
 #include <map>
 #include <set>
 #include <string>
@@ -14,17 +13,7 @@ namespace Ufdd {
 namespace {
 
 // What systemd sees of ufdd, and what it tells it.
-class LivingTest : public NetworkTest {
- protected:
-   static std::string group( std::string const& name, std::string const& monitor,
-                             std::string const& disable ) {
-      return "[[group]]\nname = \"" + name + "\"\nmonitor = [ " + monitor + " ]\ndisable = [ " +
-             disable + " ]\n";
-   }
-   void rewrite( std::string const& config ) const {
-      std::ofstream( config_->path(), std::ios::trunc ) << config;
-   }
-};
+using LivingTest = NetworkTest;
 
 TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    for ( char const* const name : { "u1", "u2", "d1", "d2", "d3" } )
@@ -39,11 +28,13 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    ufdd.signal( SIGHUP );
    ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
    EXPECT_TRUE( ufdd.wrote( config_->path() + ":4:19: \"u1\" is monitored by this group" ) );
-   rewrite( group( "a", "'u1'", "'d1', 'd3'" ) + group( "b", "'u2'", "'d2'" ) );
+   rewrite( "startup_hold = 1\n" + group( "a", "'u1'", "'d1', 'd3'" ) +
+            group( "b", "'u2'", "'d2'" ) );
    ufdd.signal( SIGHUP );
    ASSERT_TRUE( haveLink( { "d3-far" }, false ) ) << ufdd.output();
    EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "added 0, changed 1, removed 0" ); } ) )
        << ufdd.output();
+   EXPECT_TRUE( ufdd.wrote( "startup_hold has changed: that takes effect at the next start" ) );
    ufdd.signal( SIGUSR2 );
    ASSERT_TRUE( eventually(
        [ & ] { return ufdd.wrote( "group a: groupLinkStatus 'down', numTimesDisabled 1" ); } ) )
@@ -57,6 +48,33 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    Process release( { "--release", "--state-dir", state_.path() } );
    EXPECT_EQ( release.wait(), 0 ) << release.output();
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << release.output();
+}
+
+TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
+   for ( char const* const name : { "u1", "u2", "d1", "d2", "d3" } )
+      plug( name );
+   std::string const both = group( "a", "'u1'", "'d1'" ) + group( "b", "'u2'", "'d2'" );
+   Process ufdd( arguments( both ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   set( "u1-far", false );
+   ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+   std::uint32_t const held = transitions( "d1-far" );
+   std::uint32_t const open = transitions( "d2-far" );
+   for ( bool const isFlapping : { false, true } ) {
+      for ( int i = 0; i < 50; ++i ) {
+         rewrite( both + ( i % 2 ? "" : "min_links = 0\n" + group( "c", "'u2'", "'d3'" ) ) );
+         ufdd.signal( SIGHUP );
+         if ( isFlapping )
+            set( "u1-far", i % 2 == 0 );
+      }
+      // To see that the last of them was loaded.
+      rewrite( both + group( "end", "'u1'", "'d3'" ) );
+      ufdd.signal( SIGHUP );
+      EXPECT_TRUE( haveLink( { "d1-far", "d3-far" }, false ) ) << ufdd.output();
+      EXPECT_EQ( transitions( "d2-far" ), open ) << ufdd.output();
+      EXPECT_TRUE( isFlapping || transitions( "d1-far" ) == held ) << ufdd.output();
+   }
+   EXPECT_GT( ufdd.count( "configuration loaded" ), 10u );
 }
 
 TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {

@@ -16,6 +16,8 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
+#include <fstream>
 #include <net/if.h>
 #include <optional>
 #include <sched.h>
@@ -99,6 +101,18 @@ class NetworkTest : public testing::Test {
       return { "--config",    config_->path(), "--state-dir",
                state_.path(), "--socket",      state_.path() + "/status" };
    }
+   // Lines of such a file, with the names in quotes: group( "a", "'u1', 'u2'", "'d1'" ).
+   static std::string group( std::string const& name, std::string const& monitor,
+                             std::string const& disable ) {
+      return "[[group]]\nname = \"" + name + "\"\nmonitor = [ " + monitor + " ]\ndisable = [ " +
+             disable + " ]\n";
+   }
+   // Another file in its place, of which nobody sees a part.
+   void rewrite( std::string const& config ) const {
+      std::string const next = config_->path() + ".next";
+      std::ofstream( next ) << config;
+      std::filesystem::rename( next, config_->path() );
+   }
    static bool isReady( Process const& ufdd ) {
       return eventually( [ & ] { return ufdd.wrote( "watching " ); } );
    }
@@ -111,6 +125,11 @@ class NetworkTest : public testing::Test {
                otherFd_ = open( "/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC );
          } ).join();
       return "/proc/" + std::to_string( getpid() ) + "/fd/" + std::to_string( otherFd_ );
+   }
+   // Fetches an interface from there.
+   std::string fetch( std::string const& name ) {
+      return "nsenter --net=" + otherNamespace() + " ip link set " + name + " netns " +
+             std::to_string( getpid() );
    }
    ~NetworkTest() override {
       if ( otherFd_ >= 0 )

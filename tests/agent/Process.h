@@ -70,6 +70,12 @@ class Process {
       signal( SIGSTOP );
       waitpid( pid_, nullptr, WUNTRACED );
    }
+   // Without waiting for that.
+   bool hasEnded() const {
+      siginfo_t end{};
+      waitid( P_PID, static_cast< id_t >( pid_ ), &end, WEXITED | WNOHANG | WNOWAIT );
+      return end.si_pid != 0;
+   }
    // The exit status, -1 when it ended otherwise.
    int wait() {
       int status = 0;

@@ -3,6 +3,7 @@
 #include "agent/Ownership.h"
 
 #include <cerrno>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -13,9 +14,12 @@ class RememberedHere final : public Ownership {
  public:
    std::vector< Holding > recall() override { return holdings; }
    int remember( std::span< Holding const > now ) override {
+      meanwhile();
+      hasFailed = isFull;
       if ( isFull )
          return ENOSPC;
       holdings.assign( now.begin(), now.end() );
+      meanwhile();
       return 0;
    }
    std::string place() const override { return "here"; }
@@ -29,6 +33,8 @@ class RememberedHere final : public Ownership {
 
    std::vector< Holding > holdings;
    bool isFull = false;
+   bool hasFailed = false;                    // The last time.
+   std::function< void() > meanwhile = [] {}; // Called where anything can happen.
 };
 
 } // namespace Ufdd

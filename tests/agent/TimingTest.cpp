@@ -32,9 +32,9 @@ class TimingTest : public testing::Test, public Log {
                          unsigned int minLinks = 1 ) {
       return groups.emplace_back( name, monitor, disable, minLinks );
    }
-   void start( double startupHold = 0 ) {
+   void start() {
       agent.emplace( kernel, ownership, *this );
-      agent->start( groups, kernel, startupHold );
+      agent->start( groups, kernel );
       settle();
       lines.clear();
    }
@@ -107,32 +107,6 @@ TEST_F( TimingTest, downDelayHidesWhatIsOverBefore ) {
    EXPECT_TRUE( said( "hidden by down_delay (3 times so far)" ) ) << lines;
 }
 
-TEST_F( TimingTest, recoveryDelayWaitsUntilTheUplinksStay ) {
-   group( "g", { "u1" }, { "d1", "d2" } ).policy.recoveryDelay = 5;
-   group( "quick", { "u2" }, { "d2" } );
-   start();
-   carrierIs( "u1", false );
-   carrierIs( "u2", false );
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
-   carrierIs( "u2", true );
-   carrierIs( "u1", true );
-   pass( 4 );
-   // Deleted entries and other groups don't open what still waits.
-   carrierIs( "u1", false );
-   carrierIs( "u2", false );
-   carrierIs( "u2", true );
-   EXPECT_TRUE( said( "was up for only 4 s, hidden by recovery_delay (1 times so far)" ) ) << lines;
-   carrierIs( "u1", true );
-   kernel.set( "d1", true );
-   settle();
-   EXPECT_EQ( takeActs(), " -d1" );
-   pass( 4.9 );
-   EXPECT_EQ( takeActs(), "" );
-   pass( 0.1 );
-   EXPECT_EQ( takeActs(), " +d1 +d2" );
-   EXPECT_EQ( agent->nextTime(), std::nullopt );
-}
-
 TEST_F( TimingTest, restartNeitherForgetsADelayNorBlinks ) {
    auto& policy = group( "g", { "u1" }, { "d1" } ).policy;
    policy.recoveryDelay = 5;
@@ -148,26 +122,6 @@ TEST_F( TimingTest, restartNeitherForgetsADelayNorBlinks ) {
    EXPECT_EQ( takeActs(), "" );
    pass( 5 );
    EXPECT_EQ( takeActs(), " +d1" );
-}
-
-TEST_F( TimingTest, startupHoldLeavesPortsAsTheyAreFound ) {
-   group( "g", { "u1" }, { "d1" } );
-   group( "h", { "u2" }, { "d2" } );
-   start();
-   carrierIs( "u1", false );
-   EXPECT_EQ( takeActs(), " -d1" );
-   kernel.carrier( "u1", true );
-   kernel.carrier( "u2", false );
-   start( 10 );
-   pass( 9 );
-   EXPECT_EQ( takeActs(), "" );
-   carrierIs( "u1", false );
-   carrierIs( "u2", true );
-   pass( 1 );
-   EXPECT_EQ( takeActs(), "" );
-   EXPECT_TRUE( said( "startup_hold is over; it hid " ) ) << lines;
-   carrierIs( "u2", false );
-   EXPECT_EQ( takeActs(), " -d2" );
 }
 
 TEST_F( TimingTest, dryRunOnlyTells ) {
@@ -221,6 +175,11 @@ TEST_F( TimingTest, reloadActsOnTheDifferenceAlone ) {
    carrierIs( "u1", true );
    EXPECT_EQ( takeActs(), " +d1" );
    EXPECT_EQ( agent->summary(), "1 group, 0 down; ports held: 0" );
+   EXPECT_EQ( agent->links().link( Kelnet::IntfId( "d3" ) ), nullptr ) << "nobody asks for it";
+   kernel.carrier( "u3", false );
+   group( "b", { "u3" }, { "d3" } );
+   reload();
+   EXPECT_EQ( takeActs(), " -d3" );
 }
 
 TEST_F( TimingTest, reloadPassesThroughNoThirdState ) {

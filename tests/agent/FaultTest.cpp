@@ -1,0 +1,216 @@
+#include "tests/agent/NetworkTest.h"
+
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <optional>
+#include <regex>
+#include <string>
+#include <sys/mount.h>
+#include <unistd.h>
+#include <vector>
+
+namespace Ufdd {
+namespace {
+
+constexpr char const* strace = "/usr/bin/strace";
+
+std::string
+textOf( std::string const& path ) {
+   std::ifstream file( path );
+   return { std::istreambuf_iterator( file ), {} };
+}
+
+// What the system does to ufdd at the worst moment.
+class FaultTest : public NetworkTest {
+ protected:
+   void SetUp() override {
+      NetworkTest::SetUp();
+      if ( !IsSkipped() && access( strace, X_OK ) != 0 )
+         GTEST_SKIP() << "there is no strace";
+   }
+   void TearDown() override { umount2( state_.path().c_str(), MNT_DETACH ); }
+   std::string recorded() const { return textOf( state_.path() + "/held" ); }
+};
+
+// Has something happen at system calls of a process, until the end of this.
+class Injection {
+ public:
+   // "SYSTEM CALLS:WHAT[:when=NUMBER]"
+   Injection( Process const& process, std::string const& what )
+       : strace_( { "-p", std::to_string( process.pid() ), "-e", "inject=" + what },
+                  Process::Rights::all, strace ) {
+      EXPECT_TRUE( eventually( [ & ] { return strace_.wrote( "attached" ); } ) )
+          << strace_.output();
+   }
+   ~Injection() {
+      strace_.signal( SIGTERM );
+      strace_.wait();
+   }
+
+ private:
+   Process strace_;
+};
+
+// One system call further each time, until it survives the whole of an event and its act.
+TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
+   std::vector< std::string > ports{ "d1-far", "d2-far" };
+   for ( char const* const name : { "u1", "d1", "d2" } )
+      plug( name );
+   // Held by its protodown, where there is such a thing.
+   if ( std::system( "ip link add x1 type vxlan dstport 0 id 1 2>/dev/null" ) == 0 ) {
+      ports.emplace_back( "x1" );
+      set( "x1", true );
+   }
+   auto const way =
+       arguments( "detection = \"events\"\n" + group( "a", "'u1'", "'d1', 'd2', 'x1'" ) );
+   std::optional< Process > ufdd( way );
+   ASSERT_TRUE( isReady( *ufdd ) ) << ufdd->output();
+   std::vector< std::uint32_t > expected;
+   for ( std::string const& port : ports )
+      expected.push_back( transitions( port ) );
+   int calls = 0;
+   for ( bool wasKilled = true; wasKilled; ++calls ) {
+      wasKilled = false;
+      for ( bool const up : { false, true } ) {
+         SCOPED_TRACE( std::to_string( calls + 1 ) + ( up ? " up" : " down" ) );
+         {
+            Injection const kill( *ufdd, "all:signal=KILL:when=" + std::to_string( calls + 1 ) );
+            set( "u1-far", up );
+            std::size_t const told = ufdd->count( "groupLinkStatus" );
+            ASSERT_TRUE( eventually( [ & ] {
+               bool done = true;
+               for ( std::string const& port : ports )
+                  done &= hasLink( port ) == up;
+               return done || ufdd->hasEnded();
+            } ) );
+            // It is through with all of that when it does something else.
+            ufdd->signal( SIGUSR2 );
+            ASSERT_TRUE( eventually(
+                [ & ] { return ufdd->hasEnded() || ufdd->count( "groupLinkStatus" ) > told; } ) );
+         }
+         if ( ufdd->hasEnded() ) {
+            wasKilled = true;
+            ufdd.emplace( way );
+            ASSERT_TRUE( isReady( *ufdd ) ) << ufdd->output();
+         }
+         ASSERT_TRUE( haveLink( ports, up ) ) << ufdd->output();
+         for ( std::size_t i = 0; i < ports.size(); ++i ) {
+            ASSERT_EQ( transitions( ports[ i ] ), ++expected[ i ] ) << ports[ i ] << ufdd->output();
+            std::string const name = ports[ i ].substr( 0, 2 );
+            ASSERT_NE( recorded().find( ' ' + name + '\n' ) == std::string::npos, !up ) << name;
+         }
+      }
+   }
+   EXPECT_GT( calls, 20 );
+   RecordProperty( "systemCalls", calls );
+   ufdd->signal( SIGTERM );
+   EXPECT_EQ( ufdd->wait(), 0 );
+}
+
+TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
+   for ( char const* const name : { "u1", "d1", "d2" } )
+      plug( name );
+   Process ufdd( arguments( group( "a", "'u1'", "'d1', 'd2'" ) ) );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   {
+      Injection const refusal( ufdd, "sendto:error=EPERM" );
+      set( "u1-far", false );
+      EXPECT_TRUE( eventually( [ & ] {
+         return ufdd.wrote( "port d2 can't be shut: Operation not permitted; ufdd needs "
+                            "CAP_NET_ADMIN; will try again" );
+      } ) )
+          << ufdd.output();
+      EXPECT_TRUE( hasLink( "d1-far" ) && hasLink( "d2-far" ) );
+   }
+   EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
+   set( "u1-far", true );
+   EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
+   {
+      // Stops it when the act is recorded and still to come.
+      Injection const stop( ufdd, "/^renameat:signal=STOP" );
+      set( "u1-far", false );
+      ASSERT_TRUE( eventually( [ & ] { return recorded().ends_with( " d2\n" ); } ) );
+      ip( "link del d1" );
+   }
+   ufdd.signal( SIGCONT );
+   EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
+   EXPECT_TRUE( eventually( [ & ] {
+      return ufdd.wrote( "port d1 can't be shut: No such device; it will be when an interface" );
+   } ) )
+       << ufdd.output();
+   plug( "d1" );
+   EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+   ufdd.signal( SIGTERM );
+   EXPECT_EQ( ufdd.wait(), 0 );
+   EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
+}
+
+TEST_F( FaultTest, interruptedListIsReadAgain ) {
+   plug( "u1" );
+   plug( "d1" );
+   // More than one part of a list takes.
+   for ( int i = 0; i < 10; ++i )
+      plug( "p" + std::to_string( i ) );
+   set( "u1-far", false );
+   // The first part of a list is made when it is asked for.
+   std::string const trace = state_.path() + "/trace";
+   std::vector< std::string > way{ "-D",
+                                   "-o",
+                                   trace,
+                                   "-e",
+                                   "trace=sendto,recvmsg",
+                                   "-e",
+                                   "inject=sendto:delay_exit=200000",
+                                   UFDD_PROGRAM };
+   for ( std::string const& argument : arguments( group( "a", "'u1'", "'d1'" ) ) )
+      way.push_back( argument );
+   Process ufdd( way, Process::Rights::all, strace );
+   auto const asked = [ & ] {
+      std::string const text = textOf( trace );
+      static std::regex const question( "sendto.*NLM_F_DUMP,.*SKIP_STATS" );
+      return std::distance( std::sregex_iterator( text.begin(), text.end(), question ), {} );
+   };
+   EXPECT_TRUE( eventually( [ & ] {
+      ip( "link add new type veth peer name newer" );
+      ip( "link del new" );
+      return asked() > 1;
+   } ) )
+       << textOf( trace );
+   EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+   EXPECT_NE( textOf( trace ).find( "NLM_F_DUMP_INTR" ), std::string::npos );
+   EXPECT_EQ( textOf( trace ).find( "ENOBUFS" ), std::string::npos );
+}
+
+// Where nothing can be recorded, ports are shut all the same: that is what ufdd is there for.
+TEST_F( FaultTest, fullDiskKeepsNoPortOpen ) {
+   if ( unshare( CLONE_NEWNS ) != 0 || mount( "", "/", "", MS_REC | MS_PRIVATE, nullptr ) != 0 ||
+        mount( "", state_.path().c_str(), "tmpfs", 0, "size=8k" ) != 0 )
+      GTEST_SKIP() << "no file system can be mounted here";
+   plug( "u1" );
+   plug( "d1" );
+   auto const way = arguments( group( "a", "'u1'", "'d1'" ) );
+   {
+      Process ufdd( way );
+      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+      std::ofstream( state_.path() + "/other" ) << std::string( 1 << 14, 'x' );
+      set( "u1-far", false );
+      EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+      EXPECT_TRUE( eventually( [ & ] {
+         return ufdd.wrote( "what ufdd holds can't be remembered in " + state_.path() +
+                            "/held: No space left on device; make room there" );
+      } ) )
+          << ufdd.output();
+      std::filesystem::remove( state_.path() + "/other" );
+      EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "/held again" ); } ) ) << ufdd.output();
+      ufdd.signal( SIGKILL );
+      ufdd.wait();
+   }
+   set( "u1-far", true );
+   Process ufdd( way );
+   EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
+}
+
+} // namespace
+} // namespace Ufdd

@@ -1,0 +1,199 @@
+#include "tests/sim/Machine.h"
+
+#include "platform/zet/Clock.h"
+
+#include <cerrno>
+
+namespace Simulation {
+
+namespace {
+
+// Uplinks, downstream ports of which the last is a LAG, and such that can be its members.
+constexpr char const* names[] = {
+   "u0", "u1", "u2", "x3", "d0", "d1", "d2", "d3", "m0", "m1", "m2"
+};
+constexpr std::uint32_t othersReason = 1 << 7;
+constexpr unsigned int patience = 256;
+constexpr int refusals[] = { EPERM, EBUSY, ENODEV, ENOBUFS, ETIMEDOUT, 0 };
+
+} // namespace
+
+Machine::Machine() {
+   kernel.holdBack = 1;
+   kernel.room = 20;
+   for ( char const* const name : names )
+      create( name, 0b1100 );
+   kernel.add( "m9" );
+   kernel.meanwhile = ownership.meanwhile = [ this ] { race(); };
+}
+
+// For one that was shut by the daemon.
+bool
+Machine::isMistakable( Ufdd::SimulatedLink const& link ) const {
+   Ufdd::Holding const* const holding = remembered( link );
+   return holding && ( holding->name == link.name || holding->address == link.address );
+}
+
+bool
+Machine::losesAnswers( Ufdd::SimulatedLink const& link ) {
+   return link.refusal == ENOBUFS || link.refusal == ETIMEDOUT;
+}
+
+Ufdd::Holding const*
+Machine::remembered( Ufdd::Link const& link ) const {
+   for ( Ufdd::Holding const& holding : ownership.holdings )
+      if ( holding.index == link.index )
+         return &holding;
+   return nullptr;
+}
+
+void
+Machine::race() {
+   if ( races_.empty() )
+      return;
+   // Not always at the first occasion.
+   Event& next = races_.front();
+   if ( next.b >= patience ) {
+      next.b -= patience;
+      return;
+   }
+   Event event = next;
+   races_.pop_front();
+   if ( event.verb == "kill" )
+      throw Killed();
+   // An act may meet another link of that index, but not within microseconds.
+   if ( event.verb == "create" )
+      event.b &= ~2u;
+   apply( event );
+}
+
+void
+Machine::apply( Event const& event ) {
+   std::string_view const verb = event.verb;
+   std::string const name = names[ event.a % std::size( names ) ];
+   bool const on = event.b % 2;
+   if ( verb == "overrun" )
+      return kernel.overrun();
+   if ( verb == "fullDisk" )
+      ownership.isFull = on;
+   if ( verb == "create" )
+      create( name, event.b );
+   if ( !kernel.contains( name ) )
+      return;
+   Ufdd::SimulatedLink& link = kernel.link( name );
+   std::string const otherName = name.substr( 0, 1 ) + std::to_string( event.b % 6 );
+   if ( verb == "cable" ) {
+      kernel.carrier( name, on );
+   } else if ( verb == "dormant" ) {
+      link.isDormant = on;
+      link.toldAt = std::min( link.toldAt, Zet::now() );
+   } else if ( verb == "admin" ) {
+      admin( name, on );
+   } else if ( verb == "protoDown" && link.hasProtoDown ) {
+      protoDown( name, event.b );
+   } else if ( verb == "slip" ) {
+      link.slips = on;
+      link.openings.push_back( Zet::now() );
+      kernel.update( name );
+   } else if ( verb == "remove" ) {
+      kernel.remove( name );
+   } else if ( verb == "rename" && !kernel.contains( otherName ) && name != "x3" &&
+               otherName != "u3" ) {
+      kernel.rename( name, otherName );
+   } else if ( verb == "join" && name[ 0 ] == 'm' ) {
+      kernel.join( name, on ? lag() : "" );
+   } else if ( verb == "refuse" ) {
+      link.refusal = refusals[ event.b % std::size( refusals ) ];
+   }
+}
+
+// The LAG, under whatever name.
+std::string
+Machine::lag() {
+   for ( auto const& [ name, link ] : kernel.links() )
+      if ( link.isLag )
+         return name;
+   return "";
+}
+
+void
+Machine::create( std::string const& name, unsigned int how ) {
+   if ( kernel.contains( name ) )
+      return;
+   // Its own former index, or that of another.
+   std::uint32_t index =
+       how % 2 ? indexes_[ name ] : indexes_[ names[ how / 16 % std::size( names ) ] ];
+   for ( auto const& [ other, link ] : kernel.links() )
+      if ( link.index == index )
+         index = 0;
+   std::uint32_t const next = kernel.nextIndex;
+   if ( how & 2 && index )
+      kernel.nextIndex = index;
+   kernel.add( name, how & 4 );
+   kernel.nextIndex = std::max( next, kernel.nextIndex );
+   Ufdd::SimulatedLink& link = kernel.link( name );
+   indexes_[ name ] = link.index;
+   link.isUnclear = !link.adminUp && isMistakable( link );
+   link.hidesCarrier = name == "u2";
+   link.hasProtoDown = name == "d1" || name == "d2" || name == "m1";
+   link.slips = name == "d2";
+   link.isLag = name == "d3";
+   if ( name == "x3" )
+      link.altNames = { "u3" };
+   if ( ( name == "m0" || name == "m1" ) && how & 8 )
+      kernel.join( name, lag() );
+   kernel.update( name );
+}
+
+void
+Machine::admin( std::string const& name, bool up ) {
+   Ufdd::SimulatedLink& link = kernel.link( name );
+   bool const shuts = link.adminUp && !up;
+   kernel.set( name, up );
+   bool const isSeen = !losesAnswers( link ) && !ownership.hasFailed && !remembered( link );
+   link.isUnclear |= shuts && !isSeen;
+}
+
+void
+Machine::protoDown( std::string const& name, unsigned int how ) {
+   Ufdd::SimulatedLink& link = kernel.link( name );
+   std::uint32_t const others = link.protoDownReasons & ~othersReason;
+   switch ( how % 4 ) {
+   case 0:
+      return kernel.protoDown( name, false, 0 );
+   case 1:
+      return kernel.protoDown( name, true, others | othersReason );
+   case 2:
+      // What is left is for the sake of the rest.
+      link.oursByPd = true;
+      return kernel.protoDown( name, others != 0, others );
+   default:
+      kernel.protoDown( name, true, link.protoDownReasons );
+      link.oursByPd |= remembered( link ) != nullptr;
+   }
+}
+
+void
+Machine::endFaults() {
+   while ( !races_.empty() ) {
+      Event const event = races_.front();
+      races_.pop_front();
+      apply( event );
+   }
+   for ( auto& [ name, link ] : kernel.links() )
+      link.refusal = 0;
+   ownership.isFull = false;
+}
+
+void
+Machine::handleKilled() {
+   for ( auto& [ name, link ] : kernel.links() ) {
+      link.isUnclear |= !link.adminUp && !link.ours && isMistakable( link );
+      // What could not be remembered is lost, and told of.
+      Ufdd::Holding const* const holding = remembered( link );
+      link.ours &= !ownership.hasFailed || ( isMistakable( link ) && holding->isOn( link ) );
+      link.oursByPd |= ownership.hasFailed || holding;
+   }
+}
+
+} // namespace Simulation

@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace Simulation {
+
+using Names = std::set< std::string >;
+
+struct PlainGroup {
+   std::string name;
+   Names monitor = {}, disable = {};
+   unsigned int minLinks = 1, recoveryDelay = 0, downDelay = 0;
+   bool dryRun = false;
+};
+
+// What the daemon is configured to do: one of many, the same for each number.
+struct PlainConfig {
+   explicit PlainConfig( std::uint64_t number ) {
+      std::mt19937_64 random( number );
+      auto const oneOf = [ & ]( std::initializer_list< unsigned int > values ) {
+         return values.begin()[ random() % values.size() ];
+      };
+      startupHold = oneOf( { 0, 0, 0, 5 } );
+      asks = random() % 4 != 0;
+      isLayered = random() % 3 == 0;
+      for ( unsigned int level = 0; level < 3; ++level ) {
+         PlainGroup group{ "g" + std::to_string( level ) };
+         for ( unsigned int i = 0; i < 4; ++i ) {
+            if ( random() % 2 )
+               group.monitor.insert( "u" + std::to_string( i ) );
+            if ( i < level && isLayered && random() % 2 )
+               group.monitor.insert( "d" + std::to_string( i ) );
+            if ( i >= level && random() % 2 )
+               group.disable.insert( "d" + std::to_string( i ) );
+         }
+         group.minLinks = oneOf( { 0, 1, 1, 1, 2 } );
+         group.recoveryDelay = oneOf( { 0, 0, 2, 3 } );
+         group.downDelay = oneOf( { 0, 0, 1, 2 } );
+         group.dryRun = random() % 8 == 0;
+         if ( random() % 4 )
+            groups.push_back( group );
+      }
+   }
+
+   std::string toml() const {
+      std::ostringstream text;
+      text << "startup_hold = " << startupHold << "\ndetection_interval = 100\ndetection = \""
+           << ( asks ? "verify" : "events" ) << "\"\n";
+      for ( PlainGroup const& group : groups )
+         text << "[[group]]\nname = \"" << group.name << "\"\nmonitor = " << list( group.monitor )
+              << "\ndisable = " << list( group.disable ) << "\nmin_links = " << group.minLinks
+              << "\nrecovery_delay = " << group.recoveryDelay
+              << "\ndown_delay = " << group.downDelay
+              << "\ndry_run = " << ( group.dryRun ? "true\n" : "false\n" );
+      return text.str();
+   }
+
+   std::vector< PlainGroup > groups;
+   unsigned int startupHold;
+   bool asks;      // After news, whether there are more that are held back.
+   bool isLayered; // Groups depend on ports of others, though not in a circle.
+
+ private:
+   static std::string list( Names const& names ) {
+      std::string text;
+      for ( std::string const& name : names )
+         text += ( text.empty() ? "\"" : ", \"" ) + name + '"';
+      return "[" + text + "]";
+   }
+};
+
+} // namespace Simulation

@@ -1,0 +1,90 @@
+#include "tests/sim/World.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <iostream>
+#include <malloc.h>
+#include <random>
+
+namespace Simulation {
+
+namespace {
+
+std::uint64_t
+environment( char const* variable, std::uint64_t otherwise ) {
+   char const* const text = std::getenv( variable );
+   return text ? std::strtoull( text, nullptr, 0 ) : otherwise;
+}
+
+struct Outcome {
+   std::string complaint; // Empty when all was right.
+   std::string story;
+   std::size_t events; // That it took.
+};
+
+Outcome
+outcomeOf( std::uint64_t seed, Schedule const& schedule ) {
+   World world( seed );
+   std::size_t events = 0;
+   for ( ; events < schedule.size() && world.complaint().empty(); ++events )
+      world.apply( schedule[ events ] );
+   if ( world.complaint().empty() )
+      world.conclude();
+   return { world.complaint(), world.story(), events };
+}
+
+// Leaves out events as long as something is wrong.
+Schedule
+shrunk( std::uint64_t seed, Schedule schedule ) {
+   while ( schedule.size() > outcomeOf( seed, schedule ).events )
+      schedule.pop_back();
+   for ( std::size_t at = schedule.size(); at-- > 0; ) {
+      Schedule shorter = schedule;
+      shorter.erase( shorter.begin() + static_cast< std::ptrdiff_t >( at ) );
+      if ( !outcomeOf( seed, shorter ).complaint.empty() ) {
+         schedule = std::move( shorter );
+         at = schedule.size();
+      }
+   }
+   return schedule;
+}
+
+// UFD_SEED=N UFD_SEQUENCES=1 repeats the schedule of seed N; UFD_SEED=0 draws seeds at random.
+TEST( Simulation, DaemonIsRightWhateverHappens ) {
+   std::uint64_t const given = environment( "UFD_SEED", 1 );
+   std::uint64_t const seed = given != 0 ? given : std::random_device()();
+   // Each is worth four of those sequences that other tests count.
+   std::uint64_t const sequences = environment( "UFD_SEQUENCES", 80000 );
+   std::uint64_t const schedules = ( sequences + 3 ) / 4;
+   std::cout << "UFD_SEED=" << seed << " UFD_SEQUENCES=" << sequences << '\n';
+   for ( std::uint64_t number = seed; number < seed + schedules; ++number ) {
+      Schedule const schedule = randomSchedule( number );
+      if ( outcomeOf( number, schedule ).complaint.empty() )
+         continue;
+      Outcome const outcome = outcomeOf( number, shrunk( number, schedule ) );
+      FAIL() << "UFD_SEED=" << number << ": " << outcome.complaint << '\n'
+             << PlainConfig( number ).toml() << outcome.story;
+   }
+}
+
+// The same happens to one daemon again and again.
+TEST( Simulation, DaemonDoesNotGrow ) {
+   World world( 1 );
+   std::size_t used[ 2 ] = {};
+   std::uint64_t const half = environment( "UFD_SEQUENCES", 80000 ) / 40;
+   for ( std::uint64_t round = 0; round < 2 * half; ++round ) {
+      for ( Event const& event : randomSchedule( round % 50 ) )
+         if ( event.verb != "kill" && event.verb != "stop" )
+            world.apply( event );
+      world.apply( { "rest", 0, 0, none } );
+      ASSERT_EQ( world.complaint(), "" );
+      world.forget();
+      used[ round / half ] = mallinfo2().uordblks;
+   }
+   EXPECT_LT( used[ 1 ], used[ 0 ] + 2048 );
+}
+
+} // namespace
+
+} // namespace Simulation
