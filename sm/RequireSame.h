@@ -1,0 +1,21 @@
+#pragma once
+
+#include "platform/zet/Exception.h"
+#include "platform/zet/Strep.h"
+
+namespace UplinkFailureDetection {
+
+// A machine that exists is asked for with the arguments that it was made with.
+// Throws: NameInUseException otherwise.
+template < class T >
+void
+requireSame( char const* parameter, T const* wanted, T const* current ) {
+   if ( wanted != current )
+      Zet::throwNameInUseException(
+          "Reinstantiating the pointer interface where constructor parameter attribute " +
+          Zet::String8( parameter ) + " has a different value of " +
+          Zet::valueToStrepOfPtr( wanted ) + " than the current value of " +
+          Zet::valueToStrepOfPtr( current ) + " not allowed" );
+}
+
+} // namespace UplinkFailureDetection

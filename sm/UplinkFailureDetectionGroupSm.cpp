@@ -1,0 +1,263 @@
+#include "sm/UplinkFailureDetectionGroupSm.h"
+
+#include "platform/zet/Clock.h"
+#include "sm/RequireSame.h"
+#include "sm/Trace.h"
+
+namespace UplinkFailureDetection {
+
+UplinkFailureDetectionGroupSm::UplinkFailureDetectionGroupSm(
+    Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus )
+    : groupConfig_( newGroupConfig( groupConfig ) ), groupStatus_( groupStatus ),
+      ethIntfStatusDir_( newEthIntfStatusDir( ethIntfStatusDir ) ),
+      causeStatus_( newCauseStatus( causeStatus ) ), zetKey_( configuredName() ) {
+   handleInitialized();
+   hasNotificationActiveIs( true );
+}
+
+UplinkFailureDetectionGroupSm::~UplinkFailureDetectionGroupSm() {
+   reactorsEnd();
+   uplinkFailureDetectionIntfSmDelAll();
+}
+
+GroupConfig const*
+UplinkFailureDetectionGroupSm::groupConfig() const noexcept {
+   return groupConfig_ ? groupConfig_->notifier() : nullptr;
+}
+
+Interface::EthIntfStatusDir const*
+UplinkFailureDetectionGroupSm::ethIntfStatusDir() const noexcept {
+   return ethIntfStatusDir_ ? ethIntfStatusDir_->notifier() : nullptr;
+}
+
+Errdisable::CauseStatus*
+UplinkFailureDetectionGroupSm::causeStatus() const noexcept {
+   return causeStatus_ ? causeStatus_->notifier() : nullptr;
+}
+
+void
+UplinkFailureDetectionGroupSm::groupConfigIs( Zet::Ptr< GroupConfig const > const& groupConfig ) {
+   reactorIs( groupConfig_, groupConfig );
+}
+
+void
+UplinkFailureDetectionGroupSm::groupConfigDel() {
+   groupConfigIs( nullptr );
+}
+
+void
+UplinkFailureDetectionGroupSm::ethIntfStatusDirIs(
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& dir ) {
+   reactorIs( ethIntfStatusDir_, dir );
+}
+
+void
+UplinkFailureDetectionGroupSm::ethIntfStatusDirDel() {
+   ethIntfStatusDirIs( nullptr );
+}
+
+void
+UplinkFailureDetectionGroupSm::causeStatusIs(
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus ) {
+   reactorIs( causeStatus_, causeStatus );
+}
+
+void
+UplinkFailureDetectionGroupSm::causeStatusDel() {
+   causeStatusIs( nullptr );
+}
+
+Zet::Ptr< UplinkFailureDetectionGroupSm::ZetGroupConfig >
+UplinkFailureDetectionGroupSm::newGroupConfig( Zet::Ptr< GroupConfig const > const& groupConfig ) {
+   return newReactor< ZetGroupConfig >( groupConfig );
+}
+
+Zet::Ptr< UplinkFailureDetectionGroupSm::ZetEthIntfStatusDir >
+UplinkFailureDetectionGroupSm::newEthIntfStatusDir(
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& dir ) {
+   return newReactor< ZetEthIntfStatusDir >( dir );
+}
+
+Zet::Ptr< UplinkFailureDetectionGroupSm::ZetCauseStatus >
+UplinkFailureDetectionGroupSm::newCauseStatus(
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus ) {
+   return newReactor< ZetCauseStatus >( causeStatus );
+}
+
+Zet::Name const&
+UplinkFailureDetectionGroupSm::configuredName() const noexcept {
+   if ( GroupConfig const* const config = groupConfig() )
+      return config->zetName();
+   static Zet::Name const none;
+   return none;
+}
+
+Zet::Ptr< UplinkFailureDetectionIntfSm >
+UplinkFailureDetectionGroupSm::uplinkFailureDetectionIntfSmIs(
+    Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+    UplinkFailureDetectionGroupSm* groupSm ) {
+   if ( auto const intfSm = uplinkFailureDetectionIntfSm( ethIntfStatus->intfId() ) ) {
+      requireSame( "_ethIntfStatus", ethIntfStatus.get(), intfSm->ethIntfStatus() );
+      requireSame( "_groupSm", groupSm, intfSm->groupSm() );
+      return intfSm;
+   }
+   auto const intfSm = newUplinkFailureDetectionIntfSm( ethIntfStatus, groupSm );
+   intfSm->hasNotificationActiveIs( true );
+   return intfSm;
+}
+
+Zet::Ptr< UplinkFailureDetectionIntfSm >
+UplinkFailureDetectionGroupSm::newUplinkFailureDetectionIntfSm(
+    Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
+    UplinkFailureDetectionGroupSm* groupSm ) {
+   auto const intfSm =
+       UplinkFailureDetectionIntfSm::UplinkFailureDetectionIntfSmIs( ethIntfStatus, groupSm );
+   intfSm_.insert( intfSm );
+   return intfSm;
+}
+
+void
+UplinkFailureDetectionGroupSm::handleInitialized() {
+   handleIntf();
+   doCheckIntfs();
+   initializedIs( true );
+}
+
+void
+UplinkFailureDetectionGroupSm::handleIntf() {
+   // An observer of the cause status may drop this machine or its configuration.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   if ( !isComplete() )
+      return;
+   Zet::Ptr< GroupConfig const > const config = groupConfig();
+   for ( auto at = config->intfsToMonitorIteratorConst(); at; ++at )
+      handleIntf( at.key() );
+}
+
+void
+UplinkFailureDetectionGroupSm::handleIntf( Kelnet::IntfId intfId ) {
+   if ( !isComplete() )
+      return;
+   trace( "handleIntf", configuredName(), "::handleIntf ", intfId );
+   if ( groupConfig()->intfsToMonitor( intfId ) ) {
+      if ( Interface::EthIntfStatus const* const status =
+               ethIntfStatusDir()->intfStatus( intfId ) ) {
+         trace( "handleIntf", "Creating IntfSm" );
+         uplinkFailureDetectionIntfSmIs( status, this );
+         return;
+      }
+   }
+   trace( "handleIntf", "Intf removed, deleting IntfSm" );
+   uplinkFailureDetectionIntfSmDel( intfId );
+   causeStatus()->intfStatusDel( intfId );
+}
+
+void
+UplinkFailureDetectionGroupSm::handleAndCheckIntf( Kelnet::IntfId intfId ) {
+   // An observer of the cause status may drop this machine.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   handleIntf( intfId );
+   if ( !zetMarkedForDeletion() )
+      doCheckIntfs();
+}
+
+void
+UplinkFailureDetectionGroupSm::doCheckIntfs() {
+   if ( !isComplete() )
+      return;
+   trace( "doCheckIntfs", configuredName(), "::doCheckIntfs " );
+   if ( groupConfig()->minLinks() > numUp() )
+      disableDownstream();
+   else
+      enableDownstream();
+}
+
+bool
+UplinkFailureDetectionGroupSm::isComplete() const noexcept {
+   return groupConfig() && groupStatus_ && ethIntfStatusDir() && causeStatus();
+}
+
+unsigned int
+UplinkFailureDetectionGroupSm::numUp() const {
+   unsigned int up = 0;
+   Interface::EthIntfStatusDir const& dir = *ethIntfStatusDir();
+   // Without regard to the flags: an operator lists an interface to be counted; the flag says
+   // whether it is watched.
+   groupConfig()->intfsToMonitorMembers().forEach( [ & ]( auto const& monitored ) {
+      Interface::EthIntfStatus const* const status = dir.intfStatus( monitored.zetKey() );
+      if ( status && status->operStatus() == Interface::OperStatus::up )
+         ++up;
+   } );
+   return up;
+}
+
+GroupConfig::IntfsToDisableIteratorConst
+UplinkFailureDetectionGroupSm::firstDownstream( bool disabled ) const {
+   Errdisable::CauseStatus const& cause = *causeStatus();
+   return groupConfig()->intfsToDisableMembers().firstThat( [ & ]( auto const& downstream ) {
+      return cause.intfStatus( downstream.zetKey() ).has_value() == disabled;
+   } );
+}
+
+void
+UplinkFailureDetectionGroupSm::disableDownstream() {
+   trace( "doCheckIntfs", "numUp is < minLinks ; disabling downstream intfs" );
+   double const time = Zet::now();
+   auto at = firstDownstream( false );
+   if ( !at && groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
+      return;
+   // The observers of what is written may drop this machine or replace what it watches.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   Zet::Ptr< GroupConfig const > const config = groupConfig();
+   Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
+   for ( ; at; ++at ) {
+      // An observer has had the group removed and cleaned up: nobody would release the rest.
+      if ( zetMarkedForDeletion() )
+         return;
+      if ( !cause->intfStatus( at.key() ) )
+         cause->intfStatusIs( at.key(), time );
+   }
+   if ( groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
+      return;
+   groupStatus_->groupLinkStatusIs( GroupLinkStatus::down );
+   if ( initialized_ ) {
+      groupStatus_->numTimesDisabledInc( 1 );
+      groupStatus_->prevDisabledTimeIs( time );
+   }
+}
+
+void
+UplinkFailureDetectionGroupSm::enableDownstream() {
+   trace( "doCheckIntfs", "numUp is >= minLinks ; enabling downstream intfs" );
+   auto at = firstDownstream( true );
+   if ( !at && groupStatus_->groupLinkStatus() == GroupLinkStatus::up )
+      return;
+   // The observers of what is written may drop this machine or replace what it watches.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   Zet::Ptr< GroupConfig const > const config = groupConfig();
+   Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
+   for ( ; at; ++at )
+      cause->intfStatusDel( at.key() );
+   groupStatus_->groupLinkStatusIs( GroupLinkStatus::up );
+}
+
+void
+UplinkFailureDetectionGroupSm::doCleanup() {
+   // The observers of each entry may drop this machine or replace what it watches.
+   Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
+   if ( !isComplete() )
+      return;
+   Zet::Ptr< GroupConfig const > const config = groupConfig();
+   Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
+   trace( "doCleanup", configuredName(), "::doCleanup()" );
+   for ( auto at = config->intfsToMonitorIteratorConst(); at; ++at )
+      uplinkFailureDetectionIntfSmDel( at.key() );
+   for ( auto at = config->intfsToDisableIteratorConst(); at; ++at )
+      cause->intfStatusDel( at.key() );
+}
+
+// The top machine.
+
+} // namespace UplinkFailureDetection
