@@ -107,7 +107,15 @@ TEST( Record, ofTheNamedOperations ) {
    Bytes const creation = connection.written(
        [ & ]( auto& ) { root->groupNboAttrLogAdapterIs( {}, group, 1, out, nullptr ); } );
    EXPECT_EQ( creation[ 22 ], Zet::NboAttrLog::createsEntity );
-   EXPECT_TRUE( root->groupNboAttrLogAdapter( group ) );
+   auto const again = root->groupNboAttrLogAdapter( group );
+   ASSERT_TRUE( again );
+   LogAdapter::Zet_BitSet announced = again->zet_bitSet();
+   announced.bitIs( LogAdapter::announcedBit, true );
+   EXPECT_TRUE( connection
+                    .written( [ & ]( auto& ) {
+                       root->groupNboAttrLogAdapterIs( announced, group, 1, out, nullptr );
+                    } )
+                    .empty() );
 }
 
 TEST( Record, ofNondestructing ) {
