@@ -119,7 +119,8 @@ TEST_F( LivingTest, seesWhatTheDefaultRouteRunsOn ) {
    ip( "route replace default nexthop dev m1 nexthop via 10.9.9.2 dev br0" );
    EXPECT_EQ( readSystem().defaultRoute, ( Names{ "m1", "p1", "br0", "p2" } ) );
    // A bridge is no LAG: its ports may be in a group with it.
-   EXPECT_TRUE( readSystem().lagOf.empty() );
+   ip( "link property add dev br0 altname a-bridge" );
+   EXPECT_EQ( readSystem().interfacesOf( "a-bridge" ), Names{ "br0" } );
 }
 
 TEST_F( LivingTest, seesTheMembersOfALag ) {
@@ -128,7 +129,7 @@ TEST_F( LivingTest, seesTheMembersOfALag ) {
    plug( "p1" );
    ip( "link set p1 down" );
    ip( "link set p1 master bond0" );
-   EXPECT_EQ( readSystem().lagOf, ( std::map< std::string, std::string >{ { "p1", "bond0" } } ) );
+   EXPECT_EQ( readSystem().interfacesOf( "bond0" ), ( std::set< std::string >{ "bond0", "p1" } ) );
 }
 
 } // namespace
