@@ -236,6 +236,8 @@ parseConfig( std::string_view text, std::string_view file, SystemView const* sys
       findings.error( { error.source().begin.line, error.source().begin.column },
                       std::string( error.description() ) );
    }
+   if ( reader.groups.empty() && findings.errors().empty() )
+      findings.warning( { 1, 1 }, "there is no [[group]]: nothing is watched" );
    checkGroups( system ? *system : SystemView(), reader.groups, findings );
    return { std::move( reader.groups ), reader.detection,  reader.protoDownReason,
             reader.startupHold,         findings.errors(), findings.warnings() };

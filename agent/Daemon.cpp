@@ -161,7 +161,11 @@ Daemon::handleLeave() {
 void
 Daemon::handleReload() {
    manager_.reloading();
-   ConfigFile const config = readConfigOfThisMachine( options_.configFile );
+   ConfigFile config = readConfigOfThisMachine( options_.configFile );
+   // More likely a file that was cut short than the wish that every port be opened.
+   if ( config.groups.empty() && config.errors.empty() )
+      config.errors.push_back( options_.configFile +
+                               ": there is no [[group]]; to watch nothing, stop ufdd" );
    LogEvent const about{ .id = LogEvent::configuration };
    if ( config.errors.empty() ) {
       tellWarnings( config );

@@ -42,6 +42,8 @@ disable = [ "a-name-of-15byt" ]
    EXPECT_EQ( config.protoDownReason, 31u );
    ConfigFile const nothing = parseConfig( "", "f" );
    EXPECT_TRUE( nothing.errors.empty() );
+   EXPECT_EQ( nothing.warnings,
+              Errors{ "f:1:1: warning: there is no [[group]]: nothing is watched" } );
    EXPECT_EQ( nothing.detection.mode, DetectionSettings::Mode::verify );
 }
 

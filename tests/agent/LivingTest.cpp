@@ -28,6 +28,9 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    ufdd.signal( SIGHUP );
    ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
    EXPECT_TRUE( ufdd.wrote( config_->path() + ":4:19: \"u1\" is monitored by this group" ) );
+   rewrite( "startup_hold = 1\n" );
+   ufdd.signal( SIGHUP );
+   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "to watch nothing, stop ufdd" ); } ) );
    rewrite( "startup_hold = 1\n" + group( "a", "'u1'", "'d1', 'd3'" ) +
             group( "b", "'u2'", "'d2'" ) );
    ufdd.signal( SIGHUP );
