@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <deque>
 #include <map>
+#include <set>
 #include <string>
+#include <string_view>
 
 namespace Ufdd {
 
@@ -150,6 +152,17 @@ checkGroups( SystemView const& system, std::vector< GroupSettings > const& group
       checkNames( system, group, findings );
       checkDefaultRoute( system, group, findings );
    }
+}
+
+void
+noteAbsent( SystemView const& system, std::vector< GroupSettings > const& groups,
+            Findings& findings ) {
+   std::set< std::string_view > noted;
+   for ( GroupSettings const& group : groups )
+      for ( auto const* const places : { &group.monitorPlaces, &group.disablePlaces } )
+         for ( auto const& [ name, place ] : *places )
+            if ( !system.interfaces.contains( name ) && noted.insert( name ).second )
+               findings.note( place, "no interface " + quoted( name ) + " yet" );
 }
 
 } // namespace Ufdd

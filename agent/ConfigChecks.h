@@ -14,4 +14,8 @@ namespace Ufdd {
 void checkGroups( SystemView const& system, std::vector< GroupSettings > const& groups,
                   Findings& findings );
 
+// Notes each name that no interface of the machine has: it may come, or be mistyped.
+void noteAbsent( SystemView const& system, std::vector< GroupSettings > const& groups,
+                 Findings& findings );
+
 } // namespace Ufdd

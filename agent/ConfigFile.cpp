@@ -239,6 +239,8 @@ parseConfig( std::string_view text, std::string_view file, SystemView const* sys
    if ( reader.groups.empty() && findings.errors().empty() )
       findings.warning( { 1, 1 }, "there is no [[group]]: nothing is watched" );
    checkGroups( system ? *system : SystemView(), reader.groups, findings );
+   if ( system )
+      noteAbsent( *system, reader.groups, findings );
    return { std::move( reader.groups ), reader.detection,  reader.protoDownReason,
             reader.startupHold,         findings.errors(), findings.warnings() };
 }

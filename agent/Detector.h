@@ -53,6 +53,10 @@ class Detector {
    // each, with "; " between them.
    std::string groupsOf( Kelnet::IntfId port,
                          UplinkFailureDetection::GroupLinkStatus linkStatus ) const;
+   // "eth1 up, eth2 down, eth3 absent"
+   std::string uplinksOf( UplinkFailureDetection::GroupConfig const& group ) const;
+   // How many of them are up.
+   unsigned int upOf( UplinkFailureDetection::GroupConfig const& group ) const;
    // "1/2 up, min_links 1"
    std::string countOf( UplinkFailureDetection::GroupConfig const& group ) const;
 

@@ -129,13 +129,15 @@ disable = [ "e" ]
 }
 
 TEST( ConfigFile, findsWhatTheGroupsCannotMean ) {
-   SystemView const system{ { { "bond0", { "bond0", "p1", "p2" } },
-                              { "p1", { "p1" } },
-                              { "p2", { "p2" } },
-                              { "u1", { "u1" } },
-                              { "u1-alias", { "u1" } },
-                              { "d9-alias", { "d9" } } },
-                            { "d9", "p2" } };
+   SystemView system{ { { "bond0", { "bond0", "p1", "p2" } },
+                        { "p1", { "p1" } },
+                        { "p2", { "p2" } },
+                        { "u1", { "u1" } },
+                        { "u1-alias", { "u1" } },
+                        { "d9-alias", { "d9" } } },
+                      { "d9", "p2" } };
+   for ( std::string const name : { "d0", "d1", "d2", "d3", "u9" } )
+      system.interfaces[ name ] = { name };
    ConfigFile const config = parseConfig( R"([[group]]
 name = "a"
 monitor = [ "u1", "bond0" ]
@@ -187,6 +189,7 @@ disable = [ "x" ]
            R"(f:13:19: warning: "d9-alias" carries this machine's default route, which is lost while the port is shut)",
            R"(f:14:1: warning: group "end" monitors no interface: its ports are always shut)",
            R"(f:18:1: warning: group "off" monitors no interface: its ports are never shut)",
+           R"(f:29:13: note: no interface "x" yet)",
            R"(f:30:13: warning: "bond0" carries this machine's default route, which is lost while the port is shut)",
        } ) );
 }
