@@ -92,14 +92,16 @@ Detector::checkGroupsHolding( Kelnet::IntfId port ) {
    } );
 }
 
-std::string
+Detector::Groups
 Detector::groupsOf( Kelnet::IntfId port, GroupLinkStatus linkStatus ) const {
-   std::string text;
+   Groups groups;
    forEachGroup( port, linkStatus, [ & ]( GroupConfig const& group ) {
-      text += ( text.empty() ? "group " : "; group " ) + std::string( group.name().view() ) +
-              " is " + std::string( stringValue( linkStatus ).view() ) + ", " + countOf( group );
+      groups.names.push_back( group.name().view() );
+      groups.text += ( groups.text.empty() ? "group " : "; group " ) +
+                     std::string( group.name().view() ) + " is " +
+                     std::string( stringValue( linkStatus ).view() ) + ", " + countOf( group );
    } );
-   return text;
+   return groups;
 }
 
 std::string

@@ -37,7 +37,7 @@ GroupLog::print( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
                               : group && group->intfsToMonitor( news.port )
                                   ? "uplink " + news.text()
                                   : news.text();
-   log_.event( { .id = LogEvent::groupTransition, .group = name.view() },
+   log_.event( { .id = LogEvent::groupTransition, .groups = { name.view() } },
                "group " + std::string( name.view() ) + ": " +
                    std::string( stringValue( before ).view() ) + " -> " +
                    std::string( stringValue( now ).view() ) + ", " +
