@@ -51,6 +51,13 @@ Agent::reload( std::vector< GroupSettings > const& groups ) {
 
 void
 Agent::settle() {
+   settlePorts();
+   groupLog_.settle( links_.changes() );
+   links_.forgetChanges();
+}
+
+void
+Agent::settlePorts() {
    detector_.verdicts.evaluate();
    if ( startupEnd_ ) {
       if ( Zet::now() < *startupEnd_ )

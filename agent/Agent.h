@@ -53,6 +53,8 @@ class Agent {
    // The ports that the groups name.
    static std::vector< Kelnet::IntfId > portsOf( std::vector< GroupSettings > const& groups );
 
+   void settlePorts();
+
    Detector detector_;
    Log& log_;
    LinkDirectory links_;
