@@ -85,6 +85,18 @@ Daemon::run( ConfigFile const& config ) {
 
 bool
 Daemon::release() {
+   // The mark of a guess may be another program's.
+   unsigned int reason = Link::noReason;
+   if ( !options_.configFile.empty() ) {
+      ConfigFile const config = readConfig( options_.configFile );
+      for ( std::string const& error : config.errors )
+         log_.line( error );
+      if ( config.errors.empty() )
+         reason = config.protoDownReason;
+      else
+         log_.line( "only the ports that are remembered are opened: the configuration is wrong" );
+   }
+   agent_.protoDownReasonIs( reason );
    // Without groups, nothing is to be held.
    agent_.start( {}, source_ );
    return agent_.release();

@@ -53,6 +53,24 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << release.output();
 }
 
+TEST_F( LivingTest, releaseKnowsOursByTheConfiguredReasonAlone ) {
+   if ( std::system( "ip link add x1 type vxlan dstport 0 id 1 2>/dev/null" ) != 0 )
+      GTEST_SKIP() << "no interface that has protodown can be made here";
+   ip( "link set x1 up" );
+   auto const opens = [ & ]( std::string const& config ) {
+      std::vector< std::string > all = arguments( config );
+      if ( config.empty() )
+         all.erase( all.begin(), all.begin() + 2 );
+      all.push_back( "--release" );
+      Process release( all );
+      EXPECT_EQ( release.wait(), 0 ) << release.output();
+      return hasLink( "x1" );
+   };
+   ip( "link set x1 protodown on protodown_reason 5 on" );
+   EXPECT_FALSE( opens( "" ) || opens( "wrong" ) || opens( "protodown_reason = 9" ) );
+   EXPECT_TRUE( opens( "protodown_reason = 5" ) );
+}
+
 TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
    for ( char const* const name : { "u1", "u2", "d1", "d2", "d3" } )
       plug( name );
