@@ -51,6 +51,13 @@ Agent::reload( std::vector< GroupSettings > const& groups ) {
 
 void
 Agent::settle() {
+   settlePorts();
+   groupLog_.settle( links_.changes() );
+   links_.forgetChanges();
+}
+
+void
+Agent::settlePorts() {
    detector_.verdicts.evaluate();
    if ( startupEnd_ ) {
       if ( Zet::now() < *startupEnd_ )
@@ -94,9 +101,12 @@ Agent::portsOf( std::vector< GroupSettings > const& groups ) {
 std::vector< std::string >
 Agent::statusLines() const {
    std::vector< std::string > lines;
-   for ( auto group = detector_.status->groupIteratorConst(); group; ++group )
+   for ( auto group = detector_.status->groupIteratorConst(); group; ++group ) {
+      auto const config = detector_.config->group( group->name() );
       lines.push_back( "group " + std::string( group->name().view() ) + ": " +
-                       scalarsText( *reflected( Zet::Ptr< GroupStatus >( group.member() ) ) ) );
+                       scalarsText( *reflected( Zet::Ptr< GroupStatus >( group.member() ) ) ) +
+                       "; uplinks: " + ( config ? detector_.uplinksOf( *config ) : "" ) );
+   }
    return lines;
 }
 

@@ -42,7 +42,7 @@ class Agent {
    // Opens every port that was shut. False when one couldn't be.
    bool release() { return holder_.release(); }
 
-   // A line for each group, with all that its status tells.
+   // A line for each group, with all that its status tells and how its uplinks are.
    std::vector< std::string > statusLines() const;
    // "2 groups, 1 down; ports held: 3; overridden: d1 d2"
    std::string summary() const;
@@ -52,6 +52,8 @@ class Agent {
 
    // The ports that the groups name.
    static std::vector< Kelnet::IntfId > portsOf( std::vector< GroupSettings > const& groups );
+
+   void settlePorts();
 
    Detector detector_;
    Log& log_;

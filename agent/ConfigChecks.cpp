@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <deque>
 #include <map>
+#include <set>
 #include <string>
+#include <string_view>
 
 namespace Ufdd {
 
@@ -13,22 +15,26 @@ namespace {
 struct Edge {
    std::size_t to;
    std::string port;
+   std::string uplink; // How the other one calls it.
 };
 using Edges = std::vector< std::vector< Edge > >;
 
 Edges
-edgesOf( std::vector< GroupSettings > const& groups ) {
-   std::map< std::string, std::vector< std::size_t > > monitoring;
+edgesOf( SystemView const& system, std::vector< GroupSettings > const& groups ) {
+   // By the interface: the groups that monitor it, and how each calls it.
+   std::map< std::string, std::vector< std::pair< std::size_t, std::string > > > monitoring;
    for ( std::size_t i = 0; i < groups.size(); ++i )
       for ( auto const& [ uplink, place ] : groups[ i ].monitorPlaces )
-         monitoring[ uplink ].push_back( i );
+         for ( std::string const& interface : system.interfacesOf( uplink ) )
+            monitoring[ interface ].emplace_back( i, uplink );
    Edges edges( groups.size() );
    for ( std::size_t i = 0; i < groups.size(); ++i )
       for ( auto const& [ port, place ] : groups[ i ].disablePlaces )
-         if ( auto const at = monitoring.find( port ); at != monitoring.end() )
-            for ( std::size_t const to : at->second )
-               if ( to != i )
-                  edges[ i ].push_back( { to, port } );
+         for ( std::string const& interface : system.interfacesOf( port ) )
+            if ( auto const at = monitoring.find( interface ); at != monitoring.end() )
+               for ( auto const& [ to, uplink ] : at->second )
+                  if ( to != i )
+                     edges[ i ].push_back( { to, port, uplink } );
    return edges;
 }
 
@@ -58,8 +64,9 @@ cycleFrom( std::size_t start, Edges const& edges ) {
 }
 
 void
-checkCycles( std::vector< GroupSettings > const& groups, Findings& findings ) {
-   Edges const edges = edgesOf( groups );
+checkCycles( SystemView const& system, std::vector< GroupSettings > const& groups,
+             Findings& findings ) {
+   Edges const edges = edgesOf( system, groups );
    for ( std::size_t i = 0; i < groups.size(); ++i ) {
       auto const way = cycleFrom( i, edges );
       if ( way.empty() )
@@ -67,7 +74,8 @@ checkCycles( std::vector< GroupSettings > const& groups, Findings& findings ) {
       std::string text;
       for ( auto const& [ from, edge ] : way )
          text += "group " + quoted( groups[ from ].name() ) + " disables " + quoted( edge->port ) +
-                 ", which group " + quoted( groups[ edge->to ].name() ) + " monitors; ";
+                 ", which group " + quoted( groups[ edge->to ].name() ) + " monitors" +
+                 ( edge->uplink == edge->port ? "; " : " as " + quoted( edge->uplink ) + "; " );
       findings.error( groups[ i ].disablePlaces.at( way.front().second->port ),
                       text + "once down, they would hold each other down" );
    }
@@ -89,37 +97,72 @@ checkCount( GroupSettings const& group, Findings& findings ) {
                                          ": its ports are always shut" );
 }
 
+// What is in a group under two names would count twice, or be shut by what it is to tell of.
 void
-checkLags( SystemView const& system, GroupSettings const& group, Findings& findings ) {
+checkNames( SystemView const& system, GroupSettings const& group, Findings& findings ) {
+   std::map< std::string, std::string > nameOf; // By the interface.
+   auto const check = [ & ]( std::string const& name, Place place ) {
+      auto const meant = system.interfacesOf( name );
+      for ( std::string const& interface : meant ) {
+         auto const [ at, isNew ] = nameOf.try_emplace( interface, name );
+         if ( isNew )
+            continue;
+         std::string const& other = at->second;
+         auto const meantByOther = system.interfacesOf( other );
+         std::string const which = quoted( other ) + ", which is in this group as well; list ";
+         if ( name == other )
+            findings.error( place, quoted( name ) +
+                                       " is monitored by this group and can't be disabled by it as "
+                                       "well; remove it from one of the lists" );
+         else if ( meant == meantByOther )
+            findings.error( place, quoted( name ) + " is another name of " + which + "it once" );
+         else
+            findings.error( place, quoted( name ) +
+                                       ( meant.size() < meantByOther.size() ? " is a member of "
+                                                                            : " has the member " ) +
+                                       which + "either the LAG or its members" );
+         return;
+      }
+   };
    for ( auto const* const places : { &group.monitorPlaces, &group.disablePlaces } )
       for ( auto const& [ name, place ] : *places )
-         if ( auto const lag = system.lagOf.find( name );
-              lag != system.lagOf.end() && ( group.monitorPlaces.contains( lag->second ) ||
-                                             group.disablePlaces.contains( lag->second ) ) )
-            findings.error( place, quoted( name ) + " is a member of " + quoted( lag->second ) +
-                                       ", which is in this group as well; list either the LAG or "
-                                       "its members" );
+         check( name, place );
+}
+
+void
+checkDefaultRoute( SystemView const& system, GroupSettings const& group, Findings& findings ) {
+   for ( auto const& [ port, place ] : group.disablePlaces ) {
+      auto const meant = system.interfacesOf( port );
+      if ( std::any_of( meant.begin(), meant.end(), [ & ]( std::string const& interface ) {
+              return system.defaultRoute.contains( interface );
+           } ) )
+         findings.warning( place, quoted( port ) + " carries this machine's default route, "
+                                                   "which is lost while the port is shut" );
+   }
 }
 
 } // namespace
 
 void
-checkGroups( std::vector< GroupSettings > const& groups, Findings& findings ) {
-   checkCycles( groups, findings );
-   for ( GroupSettings const& group : groups )
+checkGroups( SystemView const& system, std::vector< GroupSettings > const& groups,
+             Findings& findings ) {
+   checkCycles( system, groups, findings );
+   for ( GroupSettings const& group : groups ) {
       checkCount( group, findings );
+      checkNames( system, group, findings );
+      checkDefaultRoute( system, group, findings );
+   }
 }
 
 void
-checkAgainst( SystemView const& system, std::vector< GroupSettings > const& groups,
-              Findings& findings ) {
-   for ( GroupSettings const& group : groups ) {
-      checkLags( system, group, findings );
-      for ( auto const& [ port, place ] : group.disablePlaces )
-         if ( system.defaultRoute.contains( port ) )
-            findings.warning( place, quoted( port ) + " carries this machine's default route, "
-                                                      "which is lost while the port is shut" );
-   }
+noteAbsent( SystemView const& system, std::vector< GroupSettings > const& groups,
+            Findings& findings ) {
+   std::set< std::string_view > noted;
+   for ( GroupSettings const& group : groups )
+      for ( auto const* const places : { &group.monitorPlaces, &group.disablePlaces } )
+         for ( auto const& [ name, place ] : *places )
+            if ( !system.interfaces.contains( name ) && noted.insert( name ).second )
+               findings.note( place, "no interface " + quoted( name ) + " yet" );
 }
 
 } // namespace Ufdd

@@ -157,11 +157,6 @@ Reader::readGroup( toml::table const& table ) {
    TableReader::Places places = attributes_.read( table, *reflected( group.config ), "this group" );
    group.monitorPlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToMonitor >().id ];
    group.disablePlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToDisable >().id ];
-   for ( auto const& [ name, place ] : group.disablePlaces )
-      if ( group.monitorPlaces.contains( name ) )
-         findings_.error( place, quoted( name ) +
-                                     " is monitored by this group and can't be disabled "
-                                     "by it as well; remove it from one of the lists" );
    groups.push_back( std::move( group ) );
 }
 
@@ -241,9 +236,11 @@ parseConfig( std::string_view text, std::string_view file, SystemView const* sys
       findings.error( { error.source().begin.line, error.source().begin.column },
                       std::string( error.description() ) );
    }
-   checkGroups( reader.groups, findings );
+   if ( reader.groups.empty() && findings.errors().empty() )
+      findings.warning( { 1, 1 }, "there is no [[group]]: nothing is watched" );
+   checkGroups( system ? *system : SystemView(), reader.groups, findings );
    if ( system )
-      checkAgainst( *system, reader.groups, findings );
+      noteAbsent( *system, reader.groups, findings );
    return { std::move( reader.groups ), reader.detection,  reader.protoDownReason,
             reader.startupHold,         findings.errors(), findings.warnings() };
 }

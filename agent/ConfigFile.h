@@ -20,7 +20,7 @@ struct ConfigFile {
    // In the order of the file, each "FILE:LINE:COLUMN: what was expected". The rest counts only
    // when there are none.
    std::vector< std::string > errors;
-   // Likewise, each "FILE:LINE:COLUMN: warning: what will come of it".
+   // Likewise, each "FILE:LINE:COLUMN: warning: what will come of it", or "note: what may".
    std::vector< std::string > warnings;
 };
 

@@ -85,6 +85,18 @@ Daemon::run( ConfigFile const& config ) {
 
 bool
 Daemon::release() {
+   // The mark of a guess may be another program's.
+   unsigned int reason = Link::noReason;
+   if ( !options_.configFile.empty() ) {
+      ConfigFile const config = readConfig( options_.configFile );
+      for ( std::string const& error : config.errors )
+         log_.line( error );
+      if ( config.errors.empty() )
+         reason = config.protoDownReason;
+      else
+         log_.line( "only the ports that are remembered are opened: the configuration is wrong" );
+   }
+   agent_.protoDownReasonIs( reason );
    // Without groups, nothing is to be held.
    agent_.start( {}, source_ );
    return agent_.release();
@@ -161,7 +173,11 @@ Daemon::handleLeave() {
 void
 Daemon::handleReload() {
    manager_.reloading();
-   ConfigFile const config = readConfigOfThisMachine( options_.configFile );
+   ConfigFile config = readConfigOfThisMachine( options_.configFile );
+   // More likely a file that was cut short than the wish that every port be opened.
+   if ( config.groups.empty() && config.errors.empty() )
+      config.errors.push_back( options_.configFile +
+                               ": there is no [[group]]; to watch nothing, stop ufdd" );
    LogEvent const about{ .id = LogEvent::configuration };
    if ( config.errors.empty() ) {
       tellWarnings( config );

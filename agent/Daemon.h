@@ -39,7 +39,8 @@ class Daemon {
    // Returns when a signal asked for the end. Unless that was to make room, and however else it
    // ends, every port that was shut has been opened. False when one couldn't be.
    bool run( ConfigFile const& config );
-   // Only opens the ports that a former ufdd left shut. False when one couldn't be.
+   // Only opens the ports that a former ufdd left shut: those that are remembered, and those with
+   // the mark that the configuration file says, if there is one. False when one couldn't be.
    bool release();
 
  private:

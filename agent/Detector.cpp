@@ -12,6 +12,15 @@ using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
 using UplinkFailureDetection::GroupStatus;
 
+namespace {
+
+bool
+isUp( Interface::EthIntfStatus const* uplink ) {
+   return uplink && uplink->operStatus() == Interface::OperStatus::up;
+}
+
+} // namespace
+
 Detector::Detector( Log& log )
     : config( UplinkFailureDetection::configFactory( "config" ) ),
       status( UplinkFailureDetection::statusFactory( "status" ) ),
@@ -83,26 +92,43 @@ Detector::checkGroupsHolding( Kelnet::IntfId port ) {
    } );
 }
 
-std::string
+Detector::Groups
 Detector::groupsOf( Kelnet::IntfId port, GroupLinkStatus linkStatus ) const {
-   std::string text;
+   Groups groups;
    forEachGroup( port, linkStatus, [ & ]( GroupConfig const& group ) {
-      text += ( text.empty() ? "group " : "; group " ) + std::string( group.name().view() ) +
-              " is " + std::string( stringValue( linkStatus ).view() ) + ", " + countOf( group );
+      groups.names.push_back( group.name().view() );
+      groups.text += ( groups.text.empty() ? "group " : "; group " ) +
+                     std::string( group.name().view() ) + " is " +
+                     std::string( stringValue( linkStatus ).view() ) + ", " + countOf( group );
    } );
+   return groups;
+}
+
+std::string
+Detector::uplinksOf( GroupConfig const& group ) const {
+   std::string text;
+   for ( auto uplink = group.intfsToMonitorIteratorConst(); uplink; ++uplink ) {
+      auto const* const uplinkStatus = directory->intfStatus( uplink.key() );
+      text += ( text.empty() ? "" : ", " ) + std::string( uplink.key().name().view() ) +
+              ( !uplinkStatus          ? " absent"
+                : isUp( uplinkStatus ) ? " up"
+                                       : " down" );
+   }
    return text;
+}
+
+unsigned int
+Detector::upOf( GroupConfig const& group ) const {
+   unsigned int up = 0;
+   for ( auto uplink = group.intfsToMonitorIteratorConst(); uplink; ++uplink )
+      up += isUp( directory->intfStatus( uplink.key() ) );
+   return up;
 }
 
 std::string
 Detector::countOf( GroupConfig const& group ) const {
-   unsigned int monitored = 0;
-   unsigned int up = 0;
-   for ( auto uplink = group.intfsToMonitorIteratorConst(); uplink; ++uplink ) {
-      auto const* const uplinkStatus = directory->intfStatus( uplink.key() );
-      ++monitored;
-      up += uplinkStatus && uplinkStatus->operStatus() == Interface::OperStatus::up;
-   }
-   return std::to_string( up ) + "/" + std::to_string( monitored ) + " up, min_links " +
+   return std::to_string( upOf( group ) ) + "/" +
+          std::to_string( group.intfsToMonitorMembers().count() ) + " up, min_links " +
           std::to_string( group.minLinks() );
 }
 

@@ -12,6 +12,7 @@
 #include "sm/Root.h"
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace Ufdd {
@@ -49,10 +50,17 @@ class Detector {
    // Makes every group that is down and disables `port` check again. Each writes the entry of
    // the port back that another group, which came up, has deleted.
    void checkGroupsHolding( Kelnet::IntfId port );
-   // The groups of that status that disable `port`: "group a is down, 0/2 up, min_links 1", for
-   // each, with "; " between them.
-   std::string groupsOf( Kelnet::IntfId port,
-                         UplinkFailureDetection::GroupLinkStatus linkStatus ) const;
+   struct Groups {
+      std::vector< std::string_view > names; // Valid until: the configuration changes.
+      // "group a is down, 0/2 up, min_links 1", for each, with "; " between them.
+      std::string text;
+   };
+   // Those of that status that disable `port`.
+   Groups groupsOf( Kelnet::IntfId port, UplinkFailureDetection::GroupLinkStatus linkStatus ) const;
+   // "eth1 up, eth2 down, eth3 absent"
+   std::string uplinksOf( UplinkFailureDetection::GroupConfig const& group ) const;
+   // How many of them are up.
+   unsigned int upOf( UplinkFailureDetection::GroupConfig const& group ) const;
    // "1/2 up, min_links 1"
    std::string countOf( UplinkFailureDetection::GroupConfig const& group ) const;
 

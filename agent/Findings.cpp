@@ -5,14 +5,14 @@
 namespace Ufdd {
 
 std::vector< std::string >
-Findings::lines( std::vector< Finding > findings, char const* kind ) const {
+Findings::lines( std::vector< Finding > findings ) const {
    std::stable_sort(
        findings.begin(), findings.end(),
        []( Finding const& left, Finding const& right ) { return left.place < right.place; } );
    std::vector< std::string > lines;
    for ( auto const& [ place, text ] : findings )
       lines.push_back( file_ + ':' + std::to_string( place.line ) + ':' +
-                       std::to_string( place.column ) + ": " + kind + text );
+                       std::to_string( place.column ) + ": " + text );
    return lines;
 }
 

@@ -32,13 +32,17 @@ class Findings {
       errors_.push_back( { place, std::move( text ) } );
    }
    void warning( Place place, std::string text ) {
-      warnings_.push_back( { place, std::move( text ) } );
+      warnings_.push_back( { place, "warning: " + std::move( text ) } );
+   }
+   // What may be as it should, told among the warnings.
+   void note( Place place, std::string text ) {
+      warnings_.push_back( { place, "note: " + std::move( text ) } );
    }
 
    // "FILE:LINE:COLUMN: TEXT", in the order of the file.
-   std::vector< std::string > errors() const { return lines( errors_, "" ); }
-   // "FILE:LINE:COLUMN: warning: TEXT"
-   std::vector< std::string > warnings() const { return lines( warnings_, "warning: " ); }
+   std::vector< std::string > errors() const { return lines( errors_ ); }
+   // "FILE:LINE:COLUMN: warning: TEXT", or with "note: "
+   std::vector< std::string > warnings() const { return lines( warnings_ ); }
 
  private:
    struct Finding {
@@ -46,7 +50,7 @@ class Findings {
       std::string text;
    };
 
-   std::vector< std::string > lines( std::vector< Finding > findings, char const* kind ) const;
+   std::vector< std::string > lines( std::vector< Finding > findings ) const;
 
    std::string file_;
    std::vector< Finding > errors_;

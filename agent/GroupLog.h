@@ -6,11 +6,14 @@
 #include "agent/Log.h"
 
 #include <map>
+#include <vector>
 
 namespace Ufdd {
 
 // Writes a line for every transition of a group:
-// "group rack1: up -> down, 0/2 up, min_links 1: uplink eth2 lost carrier".
+// "group rack1: up -> down, 0/2 up, min_links 1: uplink eth2 lost carrier";
+// and, at the end of a turn without one, what is left of the uplinks where that has changed:
+// "group rack1: 1/2 up, min_links 1: uplink eth1 lost carrier".
 class GroupLog final : private GroupTransitions::Listener {
  public:
    GroupLog( Detector const& detector, LinkDirectory const& links, Log& log );
@@ -19,6 +22,8 @@ class GroupLog final : private GroupTransitions::Listener {
    // it comes to rest.
    void beginConfiguring() { isConfiguring_ = true; }
    void endConfiguring();
+   // The end of a loop turn: what changed in it.
+   void settle( std::vector< LinkNews > const& changes );
 
  private:
    void handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) override;
@@ -29,6 +34,7 @@ class GroupLog final : private GroupTransitions::Listener {
    Log& log_;
    bool isConfiguring_ = false;
    std::map< Zet::Name, LinkStatus > beforeConfiguring_;
+   std::map< Zet::Name, unsigned int > toldUp_; // How many uplinks of a group are up.
    GroupTransitions transitions_;
 };
 

@@ -76,7 +76,8 @@ JournalLog::event( LogEvent const& event, std::string_view text ) {
    append( message, "MESSAGE", text );
    append( message, "PRIORITY", { &kind.level, 1 } );
    append( message, "MESSAGE_ID", kind.id );
-   append( message, "UFD_GROUP", event.group );
+   for ( std::string_view const group : event.groups )
+      append( message, "UFD_GROUP", group );
    append( message, "UFD_PORT", event.port );
    waiting_.push_back( std::move( message ) );
 }

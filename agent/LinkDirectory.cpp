@@ -168,6 +168,8 @@ LinkDirectory::handleState( Port& port, Link const& link ) {
       port.status->operStatusIs( operStatus );
       directory_->intfStatusIs( port.status );
    }
+   if ( operStatus != before )
+      changes_.push_back( news_ );
    news_ = {};
 }
 
@@ -192,6 +194,7 @@ LinkDirectory::leave( Port& port, std::uint32_t index, LinkNews const& news ) {
    port.status = nullptr;
    news_ = news;
    directory_->intfStatusDel( port.id );
+   changes_.push_back( news_ );
    news_ = {};
 }
 

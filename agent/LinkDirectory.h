@@ -54,6 +54,9 @@ class LinkDirectory final : public LinkListener {
    void collectMembers( std::uint32_t lag, std::vector< Link >& members ) const;
    // What is being told to the directory; no news outside of that.
    LinkNews const& news() const { return news_; }
+   // What was told since forgetChanges() and changed an operational state.
+   std::vector< LinkNews > const& changes() const { return changes_; }
+   void forgetChanges() { changes_.clear(); }
 
    void handleLinks( std::span< Link const > links ) override;
    void handleLink( Link const& link ) override;
@@ -81,6 +84,7 @@ class LinkDirectory final : public LinkListener {
    Zet::Ptr< Interface::EthIntfStatusDir > const directory_;
    Observer* observer_ = nullptr;
    LinkNews news_;
+   std::vector< LinkNews > changes_;
    std::unordered_map< std::string_view, Port > ports_; // By name.
    std::unordered_map< std::uint32_t, Known > links_;   // By index.
 };

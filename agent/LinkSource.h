@@ -25,7 +25,10 @@ struct Link {
    std::uint32_t master = 0; // The index of the interface that it is a part of, or 0.
    bool isLag = false;       // Its parts carry its traffic, as those of a bond or a team do.
 
-   bool hasProtoDownReason( unsigned int number ) const { return protoDownReasons >> number & 1; }
+   static constexpr unsigned int noReason = 32; // Which no link has.
+   bool hasProtoDownReason( unsigned int number ) const {
+      return number < noReason && ( protoDownReasons >> number & 1 );
+   }
 };
 
 // Hears what happens to the interfaces.

@@ -19,8 +19,8 @@ struct LogEvent {
       configuration, // A configuration was loaded or refused.
    };
    Id id = other;
-   std::string_view group = {}; // Empty when it is about none, as the port.
-   std::string_view port = {};
+   std::vector< std::string_view > groups = {};
+   std::string_view port = {}; // Empty when it is about none.
 };
 
 // Where the daemon says what it does, a line at a time.

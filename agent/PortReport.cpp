@@ -33,41 +33,46 @@ othersIn( LinkRequest const& answer ) {
 } // namespace
 
 void
-PortReport::tell( LogEvent::Id id, Kelnet::IntfId port, std::string const& text ) {
-   log_.event( { .id = id, .port = port.name().view() }, text );
+PortReport::tell( LogEvent::Id id, Detector::Groups const& groups, Kelnet::IntfId port,
+                  std::string const& text ) {
+   log_.event( { .id = id, .groups = groups.names, .port = port.name().view() }, text );
 }
 
 void
 PortReport::held( std::uint32_t index, Kelnet::IntfId port, std::string_view how ) {
-   std::string reason = detector_.groupsOf( port, GroupLinkStatus::down );
-   if ( reason.empty() )
-      reason = "recovery_delay of " + detector_.groupsOf( port, GroupLinkStatus::up );
-   tell( LogEvent::portShut, port,
-         nameOf( index, port ) + " " + std::string( how ) + ": " + reason );
+   Detector::Groups groups = detector_.groupsOf( port, GroupLinkStatus::down );
+   if ( groups.names.empty() ) {
+      groups = detector_.groupsOf( port, GroupLinkStatus::up );
+      groups.text.insert( 0, "recovery_delay of " );
+   }
+   tell( LogEvent::portShut, groups, port,
+         nameOf( index, port ) + " " + std::string( how ) + ": " + groups.text );
 }
 
 void
 PortReport::overridden( LinkRequest const& answer, std::size_t maxReopenings ) {
-   tell( LogEvent::portFailure, answer.port,
+   Detector::Groups const groups = detector_.groupsOf( answer.port, GroupLinkStatus::down );
+   tell( LogEvent::portFailure, groups, answer.port,
          nameOf( answer.index, answer.port ) + " overridden: someone opened it more than " +
              std::to_string( maxReopenings ) +
-             " times in a minute; it is left open until its groups are up, though " +
-             detector_.groupsOf( answer.port, GroupLinkStatus::down ) );
+             " times in a minute; it is left open until its groups are up, though " + groups.text );
 }
 
 void
 PortReport::opened( LinkRequest const& answer ) {
-   std::string reason =
-       releasing_ ? "ufdd stops" : detector_.groupsOf( answer.port, GroupLinkStatus::up );
-   if ( reason.empty() )
-      reason = "no group disables it";
-   tell( LogEvent::portReleased, answer.port,
-         nameOf( answer.index, answer.port ) + " released" + othersIn( answer ) + ": " + reason );
+   Detector::Groups groups;
+   if ( !releasing_ )
+      groups = detector_.groupsOf( answer.port, GroupLinkStatus::up );
+   tell( LogEvent::portReleased, groups, answer.port,
+         nameOf( answer.index, answer.port ) + " released" + othersIn( answer ) + ": " +
+             ( releasing_             ? "ufdd stops"
+               : groups.names.empty() ? "no group disables it"
+                                      : groups.text ) );
 }
 
 void
 PortReport::failed( LinkRequest const& answer ) {
-   tell( LogEvent::portFailure, answer.port,
+   tell( LogEvent::portFailure, {}, answer.port,
          nameOf( answer.index, answer.port ) + " can't be " + ( answer.up ? "released" : "shut" ) +
              ": " +
              ( answer.error == notSeen ? "it is still as it was" : std::strerror( answer.error ) ) +

@@ -38,7 +38,9 @@ class PortReport {
    void failed( LinkRequest const& answer );
 
  private:
-   void tell( LogEvent::Id id, Kelnet::IntfId port, std::string const& text );
+   // Of the groups, only what they are called.
+   void tell( LogEvent::Id id, Detector::Groups const& groups, Kelnet::IntfId port,
+              std::string const& text );
    void held( std::uint32_t index, Kelnet::IntfId port, std::string_view how );
    std::string remedyOf( LinkRequest const& failure ) const;
    // "port eth1", "port bond0 (member eth1)"

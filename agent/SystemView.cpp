@@ -73,12 +73,11 @@ dump( std::uint16_t type, std::size_t most, Visit visit ) {
 }
 
 struct Device {
-   std::string name;
-   std::uint32_t master = 0; // That it is a member of.
+   Link link;
    std::uint32_t runsOn = 0;
    bool runsElsewhere = false; // On an interface of another network namespace.
    std::string kind;
-   bool isLag() const { return kind == "bond" || kind == "team"; }
+   std::string name() const { return std::string( link.name.view() ); }
 };
 using Devices = std::map< std::uint32_t, Device >;
 
@@ -102,12 +101,9 @@ readDevices() {
       if ( !link )
          return;
       Device& device = devices[ link->index ];
-      device.name = link->name.view();
+      device.link = *link;
       forEachAttribute< ifinfomsg >( message, [ & ]( nlattr const* attribute ) {
          switch ( mnl_attr_get_type( attribute ) ) {
-         case IFLA_MASTER:
-            device.master = valueOf< std::uint32_t >( attribute );
-            break;
          case IFLA_LINK:
             device.runsOn = valueOf< std::uint32_t >( attribute );
             break;
@@ -158,13 +154,13 @@ readDefaultRoutes() {
 void
 addWithLower( Devices const& devices, std::uint32_t index, std::set< std::string >& names ) {
    auto const at = devices.find( index );
-   if ( at == devices.end() || !names.insert( at->second.name ).second )
+   if ( at == devices.end() || !names.insert( at->second.name() ).second )
       return;
    // What the kernel calls the lower device of a veth is its other end.
    if ( !at->second.runsElsewhere && at->second.kind != "veth" )
       addWithLower( devices, at->second.runsOn, names );
    for ( auto const& [ member, device ] : devices )
-      if ( device.master == index )
+      if ( device.link.master == index )
          addWithLower( devices, member, names );
 }
 
@@ -174,10 +170,16 @@ SystemView
 readSystem() {
    Devices const devices = readDevices();
    SystemView view;
-   for ( auto const& [ index, device ] : devices )
-      if ( auto const lag = devices.find( device.master );
-           lag != devices.end() && lag->second.isLag() )
-         view.lagOf[ device.name ] = lag->second.name;
+   for ( auto const& [ index, device ] : devices ) {
+      std::set< std::string >& own = view.interfaces[ device.name() ];
+      own.insert( device.name() );
+      if ( device.link.isLag )
+         for ( auto const& [ member, other ] : devices )
+            if ( other.link.master == index )
+               own.insert( other.name() );
+      for ( std::string const& name : device.link.altNames )
+         view.interfaces[ name ] = own;
+   }
    for ( std::uint32_t const index : readDefaultRoutes() )
       addWithLower( devices, index, view.defaultRoute );
    return view;

@@ -168,7 +168,7 @@ Verdicts::nextTime() const {
 
 void
 Verdicts::line( Zet::Name const& name, std::string const& text ) {
-   log_.event( { .id = LogEvent::groupVerdict, .group = name.view() },
+   log_.event( { .id = LogEvent::groupVerdict, .groups = { name.view() } },
                "group " + std::string( name.view() ) + ": " + text );
 }
 

@@ -84,14 +84,19 @@ main( int argc, char** argv ) {
    bool isToRelease = false;
    app.set_version_flag( "--version", "ufdd " UFDD_VERSION );
    auto* const ways = app.add_option_group( "ways to run" );
-   ways->add_option( "--config", options.configFile, "Run with the groups configured in this file" )
-       ->type_name( "FILE" );
+   auto* const config = ways->add_option( "--config", options.configFile,
+                                          "Run with the groups configured in this file" )
+                            ->type_name( "FILE" );
+   auto* const release =
+       ways->add_flag( "--release", isToRelease,
+                       "Only open the ports that a ufdd left shut, because it was killed or\n"
+                       "made room, and none is to follow; with --config also those that it\n"
+                       "doesn't remember, but that have the protodown_reason of that file" );
    ways->add_option( "--check", checkedFile, "Only tell whether this configuration is right" )
-       ->type_name( "FILE" );
-   ways->add_flag( "--release", isToRelease,
-                   "Only open the ports that a ufdd left shut, because it was killed or\n"
-                   "made room, and none is to follow" );
-   ways->require_option( 1 );
+       ->type_name( "FILE" )
+       ->excludes( config )
+       ->excludes( release );
+   ways->require_option( 1, 2 );
    app.add_option( "--state-dir", options.stateDirectory,
                    "Where to remember which ports are shut, so that the next ufdd opens\n"
                    "them if this one is killed" )

@@ -71,7 +71,7 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    EXPECT_EQ( takeLines(), "group g: unknown -> up, 2/2 up, min_links 1: configured\n" );
    kernel.carrier( "u1", false );
    settle();
-   EXPECT_EQ( takeActs() + takeLines(), "" );
+   EXPECT_EQ( takeActs() + takeLines(), "group g: 1/2 up, min_links 1: uplink u1 lost carrier\n" );
    kernel.set( "u2", false );
    settle();
    EXPECT_EQ( takeLines(),

@@ -42,6 +42,8 @@ disable = [ "a-name-of-15byt" ]
    EXPECT_EQ( config.protoDownReason, 31u );
    ConfigFile const nothing = parseConfig( "", "f" );
    EXPECT_TRUE( nothing.errors.empty() );
+   EXPECT_EQ( nothing.warnings,
+              Errors{ "f:1:1: warning: there is no [[group]]: nothing is watched" } );
    EXPECT_EQ( nothing.detection.mode, DetectionSettings::Mode::verify );
 }
 
@@ -127,7 +129,15 @@ disable = [ "e" ]
 }
 
 TEST( ConfigFile, findsWhatTheGroupsCannotMean ) {
-   SystemView const system{ { { "p1", "bond0" }, { "p2", "bond0" } }, { "d9", "p2" } };
+   SystemView system{ { { "bond0", { "bond0", "p1", "p2" } },
+                        { "p1", { "p1" } },
+                        { "p2", { "p2" } },
+                        { "u1", { "u1" } },
+                        { "u1-alias", { "u1" } },
+                        { "d9-alias", { "d9" } } },
+                      { "d9", "p2" } };
+   for ( std::string const name : { "d0", "d1", "d2", "d3", "u9" } )
+      system.interfaces[ name ] = { name };
    ConfigFile const config = parseConfig( R"([[group]]
 name = "a"
 monitor = [ "u1", "bond0" ]
@@ -140,7 +150,7 @@ min_links = 3
 [[group]]
 name = "c"
 monitor = [ "d2" ]
-disable = [ "u1", "d9" ]
+disable = [ "u1", "d9-alias" ]
 [[group]]
 name = "end"
 monitor = []
@@ -150,6 +160,18 @@ name = "off"
 monitor = []
 disable = []
 min_links = 0
+[[group]]
+name = "twice"
+monitor = [ "u1", "u1-alias" ]
+disable = [ "d3" ]
+[[group]]
+name = "lag"
+monitor = [ "x" ]
+disable = [ "bond0" ]
+[[group]]
+name = "member"
+monitor = [ "p2" ]
+disable = [ "x" ]
 )",
                                           "f", &system );
    EXPECT_EQ(
@@ -157,14 +179,18 @@ min_links = 0
        ( Errors{
            R"(f:4:13: group "a" disables "d1", which group "b" monitors; group "b" disables "d2", which group "c" monitors; group "c" disables "u1", which group "a" monitors; once down, they would hold each other down)",
            R"(f:4:19: "p1" is a member of "bond0", which is in this group as well; list either the LAG or its members)",
+           R"(f:25:19: "u1-alias" is another name of "u1", which is in this group as well; list it once)",
+           R"(f:30:13: group "lag" disables "bond0", which group "member" monitors as "p2"; group "member" disables "x", which group "lag" monitors; once down, they would hold each other down)",
        } ) );
    EXPECT_EQ(
        config.warnings,
        ( Errors{
            R"(f:5:1: warning: group "b" monitors 2 interfaces, fewer than its min_links, 3: its ports are always shut)",
-           R"(f:13:19: warning: "d9" carries this machine's default route, which is lost while the port is shut)",
+           R"(f:13:19: warning: "d9-alias" carries this machine's default route, which is lost while the port is shut)",
            R"(f:14:1: warning: group "end" monitors no interface: its ports are always shut)",
            R"(f:18:1: warning: group "off" monitors no interface: its ports are never shut)",
+           R"(f:29:13: note: no interface "x" yet)",
+           R"(f:30:13: warning: "bond0" carries this machine's default route, which is lost while the port is shut)",
        } ) );
 }
 

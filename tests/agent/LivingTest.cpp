@@ -28,6 +28,9 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    ufdd.signal( SIGHUP );
    ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
    EXPECT_TRUE( ufdd.wrote( config_->path() + ":4:19: \"u1\" is monitored by this group" ) );
+   rewrite( "startup_hold = 1\n" );
+   ufdd.signal( SIGHUP );
+   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "to watch nothing, stop ufdd" ); } ) );
    rewrite( "startup_hold = 1\n" + group( "a", "'u1'", "'d1', 'd3'" ) +
             group( "b", "'u2'", "'d2'" ) );
    ufdd.signal( SIGHUP );
@@ -48,6 +51,24 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    Process release( { "--release", "--state-dir", state_.path() } );
    EXPECT_EQ( release.wait(), 0 ) << release.output();
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << release.output();
+}
+
+TEST_F( LivingTest, releaseKnowsOursByTheConfiguredReasonAlone ) {
+   if ( std::system( "ip link add x1 type vxlan dstport 0 id 1 2>/dev/null" ) != 0 )
+      GTEST_SKIP() << "no interface that has protodown can be made here";
+   ip( "link set x1 up" );
+   auto const opens = [ & ]( std::string const& config ) {
+      std::vector< std::string > all = arguments( config );
+      if ( config.empty() )
+         all.erase( all.begin(), all.begin() + 2 );
+      all.push_back( "--release" );
+      Process release( all );
+      EXPECT_EQ( release.wait(), 0 ) << release.output();
+      return hasLink( "x1" );
+   };
+   ip( "link set x1 protodown on protodown_reason 5 on" );
+   EXPECT_FALSE( opens( "" ) || opens( "wrong" ) || opens( "protodown_reason = 9" ) );
+   EXPECT_TRUE( opens( "protodown_reason = 5" ) );
 }
 
 TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
@@ -119,7 +140,8 @@ TEST_F( LivingTest, seesWhatTheDefaultRouteRunsOn ) {
    ip( "route replace default nexthop dev m1 nexthop via 10.9.9.2 dev br0" );
    EXPECT_EQ( readSystem().defaultRoute, ( Names{ "m1", "p1", "br0", "p2" } ) );
    // A bridge is no LAG: its ports may be in a group with it.
-   EXPECT_TRUE( readSystem().lagOf.empty() );
+   ip( "link property add dev br0 altname a-bridge" );
+   EXPECT_EQ( readSystem().interfacesOf( "a-bridge" ), Names{ "br0" } );
 }
 
 TEST_F( LivingTest, seesTheMembersOfALag ) {
@@ -128,7 +150,7 @@ TEST_F( LivingTest, seesTheMembersOfALag ) {
    plug( "p1" );
    ip( "link set p1 down" );
    ip( "link set p1 master bond0" );
-   EXPECT_EQ( readSystem().lagOf, ( std::map< std::string, std::string >{ { "p1", "bond0" } } ) );
+   EXPECT_EQ( readSystem().interfacesOf( "bond0" ), ( std::set< std::string >{ "bond0", "p1" } ) );
 }
 
 } // namespace

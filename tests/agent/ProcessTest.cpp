@@ -6,10 +6,11 @@ namespace Ufdd {
 namespace {
 
 TEST( Process, checkTellsWhetherTheConfigurationIsRight ) {
-   TextFile const right( "[[group]]\nname = \"a\"\nmonitor = [ \"u\" ]\ndisable = [ \"d\" ]\n" );
+   TextFile const right( "[[group]]\nname = \"a\"\nmonitor = [ \"lo\" ]\ndisable = [ \"d\" ]\n" );
    Process good( { "--check", right.path() } );
    EXPECT_EQ( good.wait(), 0 );
-   EXPECT_EQ( good.output(), right.path() + ": OK, 1 group\n" );
+   EXPECT_EQ( good.output(), right.path() + ":4:13: note: no interface \"d\" yet\n" + right.path() +
+                                 ": OK, 1 group\n" );
 
    TextFile const wrong( "[[group]]\nname = \"a\"\nmonitor = [ \"u\" ]\ndisabled = []\n" );
    for ( char const* const way : { "--check", "--config" } ) {
