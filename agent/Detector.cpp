@@ -75,14 +75,6 @@ Detector::forEachGroup( Kelnet::IntfId port, GroupLinkStatus linkStatus, Action 
    }
 }
 
-void
-Detector::checkGroupsHolding( Kelnet::IntfId port ) {
-   auto const machine = root_->uplinkFailureDetectionSm();
-   forEachGroup( port, GroupLinkStatus::down, [ & ]( GroupConfig const& group ) {
-      machine->uplinkFailureDetectionGroupSm( group.name() )->doCheckIntfs();
-   } );
-}
-
 std::string
 Detector::groupsOf( Kelnet::IntfId port, GroupLinkStatus linkStatus ) const {
    std::string text;

@@ -1,6 +1,5 @@
 #include "agent/PortHolder.h"
 
-#include "agent/Observing.h"
 #include "platform/zet/Clock.h"
 
 #include <algorithm>
@@ -30,22 +29,10 @@ newHolding( LinkRequest const& answer ) {
 
 } // namespace
 
-class PortHolder::CauseObserver final : public Errdisable::CauseStatus::NotifieeConst {
- public:
-   explicit CauseObserver( PortHolder& holder ) : holder_( holder ) {}
-   void onIntfStatus( Kelnet::IntfId port ) override { holder_.handleChange( port ); }
-
- private:
-   PortHolder& holder_;
-};
-
 PortHolder::PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control,
                         Ownership& ownership, Log& log )
-    : detector_( detector ), links_( links ), control_( control ),
-      causeObserver_( observing< CauseObserver >( detector.cause, *this ) ),
-      report_( detector, links, log ), holdings_( ownership, log ) {}
-
-PortHolder::~PortHolder() = default;
+    : detector_( detector ), links_( links ), control_( control ), report_( detector, links, log ),
+      holdings_( ownership, log ) {}
 
 std::string
 PortHolder::overridden() const {
@@ -92,7 +79,8 @@ PortHolder::collectLinks( Kelnet::IntfId port ) {
 void
 PortHolder::handleLink( Link const& link ) {
    Kelnet::IntfId const port = portOf( link );
-   if ( detector_.isHeld( port ) || holdings_.contains( link.index ) )
+   // A LAG may just have lost the name for which its members are held.
+   if ( detector_.isHeld( port ) || holdings_.contains( link.index ) || link.isLag )
       handleChange( port );
 }
 
@@ -137,7 +125,6 @@ PortHolder::settle() {
    for ( Kelnet::IntfId const port : detector_.verdicts.takeChanged() )
       handleChange( port );
    if ( !changed_.empty() ) {
-      restoreEntriesOfDownGroups();
       for ( Kelnet::IntfId const port : changed_ ) {
          collectLinks( port );
          for ( Link const& link : ofPort_ )
@@ -155,14 +142,6 @@ PortHolder::settle() {
    }
    // Also where links have gone, or where it failed before.
    holdings_.remember();
-}
-
-void
-PortHolder::restoreEntriesOfDownGroups() {
-   // Grows while groups write entries back.
-   for ( std::size_t i = 0; i < changed_.size(); ++i )
-      if ( !detector_.cause->intfStatus( changed_[ i ] ) )
-         detector_.checkGroupsHolding( changed_[ i ] );
 }
 
 void

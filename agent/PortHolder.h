@@ -36,7 +36,6 @@ class PortHolder final : public LinkDirectory::Observer {
 
    PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control,
                Ownership& ownership, Log& log );
-   ~PortHolder();
 
    // Our bit among the reasons for protodown, 0 to 31, of what is adopted or shut from now on.
    void reasonIs( unsigned int reason ) { reason_ = reason; }
@@ -53,7 +52,7 @@ class PortHolder final : public LinkDirectory::Observer {
    bool owns( Kelnet::IntfId port );
    // How many links are shut by us.
    std::size_t count() const { return holdings_.count(); }
-   // Opens every port that we shut, whatever the cause status says. False when one couldn't be.
+   // Opens every port that we shut, whatever the groups say. False when one couldn't be.
    bool release();
    // The names, " d1 d2", of links that should be shut, but are left to who opened them again and
    // again.
@@ -65,8 +64,6 @@ class PortHolder final : public LinkDirectory::Observer {
    void handleGone( std::uint32_t index ) override;
 
  private:
-   class CauseObserver;
-
    struct IntfIdHash {
       std::size_t operator()( Kelnet::IntfId id ) const noexcept { return id.value(); }
    };
@@ -89,7 +86,6 @@ class PortHolder final : public LinkDirectory::Observer {
 
    void handleChange( Kelnet::IntfId port );
    bool hasFailed( std::uint32_t index, bool up ) const;
-   void restoreEntriesOfDownGroups();
    // The port for whose sake the link is to be shut, else one that it serves, else, if it is ours,
    // its name; or empty.
    Kelnet::IntfId portOf( Link const& link ) const;
@@ -115,7 +111,6 @@ class PortHolder final : public LinkDirectory::Observer {
    Detector& detector_;
    LinkDirectory const& links_;
    LinkControl& control_;
-   Zet::Ptr< CauseObserver > causeObserver_;
    PortReport report_;
    unsigned int reason_ = usualReason;
 
