@@ -37,7 +37,7 @@ PortHolder::PortHolder( Detector& detector, LinkDirectory const& links, LinkCont
 std::string
 PortHolder::overridden() const {
    std::string names;
-   for ( std::uint32_t const index : overridden_ )
+   for ( auto const& [ index, override ] : holdings_.overrides() )
       if ( Link const* const link = links_.link( index ) )
          names.append( 1, ' ' ).append( link->name.view() );
    return names;
@@ -80,13 +80,14 @@ void
 PortHolder::handleLink( Link const& link ) {
    Kelnet::IntfId const port = portOf( link );
    // A LAG may just have lost the name for which its members are held.
-   if ( detector_.isHeld( port ) || holdings_.contains( link.index ) || link.isLag )
+   if ( detector_.isHeld( port ) || holdings_.contains( link.index ) ||
+        holdings_.isOverridden( link.index ) || link.isLag )
       handleChange( port );
 }
 
 void
 PortHolder::handleRenamed( std::uint32_t index, InterfaceName const& name ) {
-   overridden_.erase( index );
+   holdings_.eraseOverride( index );
    if ( holdings_.rename( index, name ) )
       handleChange( Kelnet::IntfId( name.view() ) );
 }
@@ -94,8 +95,8 @@ PortHolder::handleRenamed( std::uint32_t index, InterfaceName const& name ) {
 void
 PortHolder::handleGone( std::uint32_t index ) {
    holdings_.erase( index );
+   holdings_.eraseOverride( index );
    states_.erase( index );
-   overridden_.erase( index );
    failed_.erase( index );
 }
 
@@ -116,8 +117,9 @@ PortHolder::retry() {
 bool
 PortHolder::owns( Kelnet::IntfId port ) {
    collectLinks( port );
-   return std::any_of( ofPort_.begin(), ofPort_.end(),
-                       [ this ]( Link const& link ) { return holdings_.contains( link.index ); } );
+   return std::any_of( ofPort_.begin(), ofPort_.end(), [ this ]( Link const& link ) {
+      return holdings_.contains( link.index ) || holdings_.isOverridden( link.index );
+   } );
 }
 
 void
@@ -125,6 +127,10 @@ PortHolder::settle() {
    for ( Kelnet::IntfId const port : detector_.verdicts.takeChanged() )
       handleChange( port );
    if ( !changed_.empty() ) {
+      holdings_.eraseOverridesIf( [ this ]( std::uint32_t index ) {
+         Link const* const link = links_.link( index );
+         return !link || !detector_.isHeld( portOf( *link ) );
+      } );
       for ( Kelnet::IntfId const port : changed_ ) {
          collectLinks( port );
          for ( Link const& link : ofPort_ )
@@ -148,8 +154,8 @@ void
 PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
    State& state = states_[ link.index ];
    if ( !detector_.isHeld( port ) )
-      return forgetOverrides( link.index );
-   if ( overridden_.contains( link.index ) || hasFailed( link.index, false ) )
+      return forgetReopenings( link.index );
+   if ( holdings_.isOverridden( link.index ) || hasFailed( link.index, false ) )
       return;
    Holding const* const holding = holdings_.find( link.index );
    LinkRequest request{ .index = link.index, .up = false, .port = port };
@@ -171,8 +177,7 @@ PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
 }
 
 void
-PortHolder::forgetOverrides( std::uint32_t index ) {
-   overridden_.erase( index );
+PortHolder::forgetReopenings( std::uint32_t index ) {
    State& state = states_[ index ];
    state.leftAlone = false;
    state.reopened = State::never();
@@ -310,15 +315,11 @@ void
 PortHolder::handleReopenings( LinkRequest const& answer ) {
    if ( !answer.wasOpen() )
       return;
-   overridden_.insert( answer.index );
-   Holding const* const holding = holdings_.find( answer.index );
-   // It was to no effect.
-   if ( holding && answer.means != Means::adminDown &&
-        answer.before.hasProtoDownReason( answer.reason ) ) {
-      LinkRequest opening = holding->opening( answer.port );
-      control_.apply( { &opening, 1 } );
-   }
-   holdings_.erase( answer.index );
+   holdings_.insertOverride( newHolding( answer ) );
+   // It may still be in protodown, to no effect.
+   if ( answer.means == Means::adminDown || !answer.before.hasProtoDownReason( answer.reason ) ||
+        undo( answer ) )
+      holdings_.erase( answer.index );
    report_.overridden( answer, maxReopenings );
 }
 
@@ -350,6 +351,7 @@ bool
 PortHolder::release() {
    report_.releasingIs( true );
    failed_.clear();
+   holdings_.eraseOverridesIf( []( std::uint32_t ) { return true; } );
    for ( auto const& [ index, holding ] : holdings_ )
       requests_.push_back( holding.opening( Kelnet::IntfId( holding.name.view() ) ) );
    act();

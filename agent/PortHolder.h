@@ -12,7 +12,6 @@
 #include <cstdint>
 #include <limits>
 #include <map>
-#include <set>
 #include <string>
 #include <unordered_map>
 #include <unordered_set>
@@ -48,11 +47,12 @@ class PortHolder final : public LinkDirectory::Observer {
    // Something failed; retry() makes the next settle() try it again.
    bool hasFailures() const { return !failed_.empty() || holdings_.hasFailed(); }
    void retry();
-   // Whether a link of that port was shut by us.
+   // Whether a link of that port was shut by us, and be it overridden since.
    bool owns( Kelnet::IntfId port );
    // How many links are shut by us.
    std::size_t count() const { return holdings_.count(); }
-   // Opens every port that we shut, whatever the groups say. False when one couldn't be.
+   // Opens every port that we shut, whatever the groups say, and forgets what is overridden. False
+   // when one couldn't be opened.
    bool release();
    // The names, " d1 d2", of links that should be shut, but are left to who opened them again and
    // again.
@@ -92,7 +92,7 @@ class PortHolder final : public LinkDirectory::Observer {
    // The links that are shut when the port is.
    void collectLinks( Kelnet::IntfId port );
    void askToShut( Link const& link, Kelnet::IntfId port );
-   void forgetOverrides( std::uint32_t index );
+   void forgetReopenings( std::uint32_t index );
    void leaveAlone( std::uint32_t index, Kelnet::IntfId port );
    void act();
    void apply();
@@ -116,7 +116,6 @@ class PortHolder final : public LinkDirectory::Observer {
 
    Holdings holdings_;
    std::unordered_map< std::uint32_t, State > states_; // By index.
-   std::set< std::uint32_t > overridden_;
    std::vector< Kelnet::IntfId > changed_;
    std::unordered_set< Kelnet::IntfId, IntfIdHash > isChanged_; // The same.
    // The acts that failed, by index: whether the link was to be opened. None is tried again before

@@ -241,7 +241,7 @@ World::restart() {
    start();
    pass( restSeconds );
    for ( auto const& [ name, link ] : machine_.kernel.links() )
-      if ( machine_.kernel.acts.find( name ) != std::string::npos && !Oracle::isFoughtOver( link ) )
+      if ( machine_.kernel.acts.find( name ) != std::string::npos )
          complain( "the restart moved ports:" + machine_.kernel.acts );
    check( Oracle( config_, machine_ ) );
 }
