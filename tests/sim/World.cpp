@@ -196,6 +196,11 @@ World::apply( Event const& event ) {
       complain( "a wrong configuration is taken for right" );
    else if ( verb == "rest" )
       rest();
+   else if ( verb == "fight" )
+      for ( std::size_t i = 0; i <= Ufdd::PortActs::maxReopenings; ++i ) {
+         machine_.apply( { "admin", event.a, true, none } );
+         pass( 0.1 );
+      }
    else
       machine_.apply( event );
    if ( event.pause > none ) {
