@@ -18,6 +18,8 @@ namespace Ufdd {
 
 namespace {
 
+constexpr std::uint64_t lossPeriod = 1'000'000;
+
 // Each once.
 std::vector< Kelnet::IntfId >
 uplinksOf( std::vector< GroupSettings > const& groups ) {
@@ -36,7 +38,8 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
       carrierWatch_( agent_.links(), source_ ),
       nextTimer_( loop_.timer< &Daemon::handleNextTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
-      statusTimer_( loop_.timer< &Daemon::handleStatusTime >( *this ) ) {
+      statusTimer_( loop_.timer< &Daemon::handleStatusTime >( *this ) ),
+      lossTimer_( loop_.timer< &Daemon::handleLossTime >( *this ) ) {
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),
                                "can't set interfaces up or down without CAP_NET_ADMIN; start "
@@ -104,8 +107,7 @@ Daemon::release() {
 
 void
 Daemon::handleTurnEnd() {
-   if ( source_.takeLoss() )
-      log_.line( "news of links were lost, there were too many at once: all links are read again" );
+   tellLosses();
    if ( int const error = source_.takeAskError();
         error && std::exchange( toldAskError_, error ) != error )
       log_.line( "can't ask the kernel how uplinks are: " + std::string( std::strerror( error ) ) +
@@ -123,6 +125,19 @@ Daemon::handleTurnEnd() {
    log_.flush();
    if ( std::exchange( isAliveDue_, false ) )
       manager_.alive();
+}
+
+// A storm brings many.
+void
+Daemon::tellLosses() {
+   losses_ += source_.takeLoss();
+   if ( losses_ == 0 || lossTimerOn_ )
+      return;
+   log_.line( "news of links were lost, there were too many at once: all links are read again" +
+              ( losses_ == 1 ? "" : ", " + std::to_string( losses_ ) + " times in a second" ) );
+   losses_ = 0;
+   lossTimer_.fireIn( lossPeriod );
+   lossTimerOn_ = true;
 }
 
 void

@@ -56,6 +56,8 @@ class Daemon {
    void tellWarnings( ConfigFile const& config );
    void watchUplinks( ConfigFile const& config );
    void setTimers();
+   void tellLosses();
+   void handleLossTime() { lossTimerOn_ = false; }
    // The end of this turn does what is due.
    void handleStatusTime() { statusTimerOn_ = false; }
 
@@ -80,6 +82,9 @@ class Daemon {
    std::optional< StatusServer > statusServer_; // While it runs.
    EventLoop::Source& statusTimer_;
    bool statusTimerOn_ = false;
+   EventLoop::Source& lossTimer_;
+   bool lossTimerOn_ = false; // Since a loss was told.
+   unsigned int losses_ = 0;  // That were not.
 };
 
 } // namespace Ufdd

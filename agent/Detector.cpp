@@ -84,14 +84,6 @@ Detector::forEachGroup( Kelnet::IntfId port, GroupLinkStatus linkStatus, Action 
    }
 }
 
-void
-Detector::checkGroupsHolding( Kelnet::IntfId port ) {
-   auto const machine = root_->uplinkFailureDetectionSm();
-   forEachGroup( port, GroupLinkStatus::down, [ & ]( GroupConfig const& group ) {
-      machine->uplinkFailureDetectionGroupSm( group.name() )->doCheckIntfs();
-   } );
-}
-
 Detector::Groups
 Detector::groupsOf( Kelnet::IntfId port, GroupLinkStatus linkStatus ) const {
    Groups groups;

@@ -47,9 +47,6 @@ class Detector {
 
    // Whether the port is to be held now.
    bool isHeld( Kelnet::IntfId port ) const { return verdicts.isHeld( port ); }
-   // Makes every group that is down and disables `port` check again. Each writes the entry of
-   // the port back that another group, which came up, has deleted.
-   void checkGroupsHolding( Kelnet::IntfId port );
    struct Groups {
       std::vector< std::string_view > names; // Valid until: the configuration changes.
       // "group a is down, 0/2 up, min_links 1", for each, with "; " between them.

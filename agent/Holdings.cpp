@@ -44,6 +44,13 @@ Holdings::erase( std::uint32_t index ) {
 }
 
 void
+Holdings::insertOverride( Holding holding ) {
+   holding.isOverridden = true;
+   overrides_.insert_or_assign( holding.index, holding );
+   isChanged_ = true;
+}
+
+void
 Holdings::beginAdoption() {
    for ( Holding const& holding : ownership_.recall() )
       recalled_.emplace( holding.index, holding );
@@ -53,10 +60,14 @@ void
 Holdings::adopt( Link const& link, unsigned int reason ) {
    Holding const byMark{ link.index, link.name, link.address, LinkRequest::Means::protoDown,
                          reason };
-   // Where the two differ, what is remembered is older: it could not be written any more.
-   if ( auto const node = recalled_.extract( link.index );
-        node && !( byMark.isOn( link ) && node.mapped().means == LinkRequest::Means::adminDown ) )
-      take( link, node.mapped() );
+   while ( auto const node = recalled_.extract( link.index ) ) {
+      Holding const& holding = node.mapped();
+      if ( holding.isOverridden )
+         takeOverride( link, holding );
+      // Where the two differ, what is remembered is older: it could not be written any more.
+      else if ( !byMark.isOn( link ) || holding.means != LinkRequest::Means::adminDown )
+         take( link, holding );
+   }
    if ( !contains( link.index ) && byMark.isOn( link ) ) {
       log_.line( "port " + text( link.name ) + " has ufdd's protodown reason: held by ufdd" );
       insert( byMark );
@@ -79,10 +90,19 @@ Holdings::take( Link const& link, Holding holding ) {
 }
 
 void
+Holdings::takeOverride( Link const& link, Holding const& holding ) {
+   if ( holding.name != link.name || holding.address != link.address )
+      return;
+   log_.line( "port " + text( link.name ) + " is overridden: still left to who opened it" );
+   insertOverride( holding );
+}
+
+void
 Holdings::endAdoption() {
    for ( auto const& [ index, holding ] : recalled_ )
-      log_.line( "port " + text( holding.name ) +
-                 " was shut by ufdd before, but there is no such interface any more" );
+      if ( !holding.isOverridden )
+         log_.line( "port " + text( holding.name ) +
+                    " was shut by ufdd before, but there is no such interface any more" );
    recalled_.clear();
    remember();
 }
@@ -93,9 +113,14 @@ Holdings::remember( std::span< Holding const > aboutToBeShut ) {
    if ( !std::exchange( isChanged_, !aboutToBeShut.empty() ) && aboutToBeShut.empty() )
       return;
    std::vector< Holding > all;
-   for ( auto const* const held : { &holdings_, &recalled_ } )
-      for ( auto const& [ index, holding ] : *held )
+   auto const add = [ &all ]( auto const& holdings ) {
+      for ( auto const& [ index, holding ] : holdings )
          all.push_back( holding );
+   };
+   // What changes least comes first, for lines to be added.
+   add( overrides_ );
+   add( holdings_ );
+   add( recalled_ );
    all.insert( all.end(), aboutToBeShut.begin(), aboutToBeShut.end() );
    // It costs some calls to the system.
    int const error = remembered_ == all ? 0 : ownership_.remember( all );

@@ -12,7 +12,8 @@
 namespace Ufdd {
 
 // Every link that we shut and have not opened since, by index, with its present name: another link
-// that comes to have the name is not ours to open.
+// that comes to have the name is not ours to open. And every link that we shut, but that others
+// opened so often that it is left to them: an override.
 class Holdings {
  public:
    // Borrows: both.
@@ -38,20 +39,33 @@ class Holdings {
    // False when it is not ours.
    bool rename( std::uint32_t index, InterfaceName const& name );
 
-   // Makes the next process know of them, and of those that are about to be shut. What fails is
-   // logged, and tried again when there is a change or after retry().
+   void insertOverride( Holding holding );
+   void eraseOverride( std::uint32_t index ) { isChanged_ |= overrides_.erase( index ) > 0; }
+   // Of whose index that is true.
+   template < class Condition > void eraseOverridesIf( Condition condition ) {
+      isChanged_ |= std::erase_if( overrides_, [ & ]( auto const& override ) {
+                       return condition( override.first );
+                    } ) > 0;
+   }
+   bool isOverridden( std::uint32_t index ) const { return overrides_.contains( index ); }
+   std::map< std::uint32_t, Holding > const& overrides() const { return overrides_; }
+
+   // Makes the next process know of all of them, and of those that are about to be shut. What fails
+   // is logged, and tried again when there is a change or after retry().
    void remember( std::span< Holding const > aboutToBeShut = {} );
    bool hasFailed() const { return error_ != 0; }
    void retry() { isChanged_ |= hasFailed(); }
 
  private:
    void take( Link const& link, Holding holding );
+   void takeOverride( Link const& link, Holding const& holding );
 
    Ownership& ownership_;
    Log& log_;
    std::map< std::uint32_t, Holding > holdings_;
+   std::map< std::uint32_t, Holding > overrides_; // A link may also be ours, if it can't be opened.
    // Of a former process, while links are adopted.
-   std::map< std::uint32_t, Holding > recalled_;
+   std::multimap< std::uint32_t, Holding > recalled_;
    // None before the first time.
    std::optional< std::vector< Holding > > remembered_;
    bool isChanged_ = true; // Since they were remembered.

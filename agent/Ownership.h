@@ -10,13 +10,15 @@
 
 namespace Ufdd {
 
-// That an interface is shut by us, or about to be.
+// That an interface is shut by us, or about to be; or that it was, and is overridden: others opened
+// it so often that it is left to them.
 struct Holding {
    std::uint32_t index = 0;
    InterfaceName name;
    std::uint64_t address = 0; // Of the hardware, as in Link.
    LinkRequest::Means means = LinkRequest::Means::adminDown;
    unsigned int reason = 0; // As in LinkRequest; 0 where the means has none.
+   bool isOverridden = false;
 
    bool operator==( Holding const& ) const = default;
    // Whether the link is as the means leaves it.
@@ -32,7 +34,7 @@ struct Holding {
    }
 };
 
-// Remembers, beyond the end of the process, however it comes, what is shut by us.
+// Remembers, beyond the end of the process, however it comes, what is shut by us or overridden.
 class Ownership {
  public:
    virtual ~Ownership() = default;

@@ -80,6 +80,8 @@ constexpr std::array< std::pair< Means, std::string_view >, 3 > meansWords{
      { Means::onlyReason, "reason" } }
 };
 constexpr unsigned int maxReason = 31;
+constexpr char const* heldWord = "held";
+constexpr char const* overriddenWord = "overridden";
 
 // "protodown:5"
 bool
@@ -121,17 +123,18 @@ readLine( std::string const& line, Holding& holding ) {
    std::string name;
    in >> word >> holding.index >> means >> std::hex >> holding.address >> name;
    holding.name = InterfaceName( name );
-   return in && word == "held" && holding.index != 0 && InterfaceName::objection( name ).empty() &&
-          readMeans( means, holding );
+   holding.isOverridden = word == overriddenWord;
+   return in && ( word == heldWord || holding.isOverridden ) && holding.index != 0 &&
+          InterfaceName::objection( name ).empty() && readMeans( means, holding );
 }
 
 void
 append( std::string& text, Holding const& holding ) {
    std::array< char, 80 > line{};
-   int const size = std::snprintf( line.data(), line.size(), "held %u %s %012llx %s\n",
-                                   holding.index, meansOf( holding ).c_str(),
-                                   static_cast< unsigned long long >( holding.address ),
-                                   holding.name.view().data() );
+   int const size = std::snprintf(
+       line.data(), line.size(), "%s %u %s %012llx %s\n",
+       holding.isOverridden ? overriddenWord : heldWord, holding.index, meansOf( holding ).c_str(),
+       static_cast< unsigned long long >( holding.address ), holding.name.view().data() );
    text.append( line.data(), static_cast< std::size_t >( size ) );
 }
 

@@ -15,6 +15,7 @@ namespace Ufdd {
 //    netns 4026531840
 //    held 7 down 02a1b2c3d4e5 eth1
 //    held 9 protodown:5 02a1b2c3d4e6 eth2
+//    overridden 11 down 02a1b2c3d4e7 eth3
 //
 // that is the index, the means, the hardware's address and the name. Of the means, "protodown" and
 // "reason" (a protodown that is someone else's) have the number of our reason. Lines are added in

@@ -1,56 +1,18 @@
 #include "agent/PortHolder.h"
 
-#include "agent/Observing.h"
-#include "platform/zet/Clock.h"
-
 #include <algorithm>
-#include <cerrno>
-#include <utility>
 
 namespace Ufdd {
 
-namespace {
-
-using Means = LinkRequest::Means;
-
-// Of a link that is shut that way, and was like this before.
-Holding
-holdingOf( Link const& before, LinkRequest const& request ) {
-   bool const isOthers = before.protoDown && before.protoDownReasons == 0;
-   Means const means =
-       request.means == Means::protoDown && isOthers ? Means::onlyReason : request.means;
-   return { before.index, before.name, before.address, means, request.reason };
-}
-
-// Of a link that was just shut.
-Holding
-newHolding( LinkRequest const& answer ) {
-   return holdingOf( answer.before.index ? answer.before : answer.after, answer );
-}
-
-} // namespace
-
-class PortHolder::CauseObserver final : public Errdisable::CauseStatus::NotifieeConst {
- public:
-   explicit CauseObserver( PortHolder& holder ) : holder_( holder ) {}
-   void onIntfStatus( Kelnet::IntfId port ) override { holder_.handleChange( port ); }
-
- private:
-   PortHolder& holder_;
-};
-
 PortHolder::PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control,
                         Ownership& ownership, Log& log )
-    : detector_( detector ), links_( links ), control_( control ),
-      causeObserver_( observing< CauseObserver >( detector.cause, *this ) ),
-      report_( detector, links, log ), holdings_( ownership, log ) {}
-
-PortHolder::~PortHolder() = default;
+    : detector_( detector ), links_( links ), holdings_( ownership, log ),
+      acts_( detector, links, control, holdings_, log ) {}
 
 std::string
 PortHolder::overridden() const {
    std::string names;
-   for ( std::uint32_t const index : overridden_ )
+   for ( auto const& [ index, override ] : holdings_.overrides() )
       if ( Link const* const link = links_.link( index ) )
          names.append( 1, ' ' ).append( link->name.view() );
    return names;
@@ -92,34 +54,22 @@ PortHolder::collectLinks( Kelnet::IntfId port ) {
 void
 PortHolder::handleLink( Link const& link ) {
    Kelnet::IntfId const port = portOf( link );
-   if ( detector_.isHeld( port ) || holdings_.contains( link.index ) )
+   // A LAG may just have lost the name for which its members are held.
+   if ( detector_.isHeld( port ) || holdings_.contains( link.index ) ||
+        holdings_.isOverridden( link.index ) || link.isLag )
       handleChange( port );
 }
 
 void
 PortHolder::handleRenamed( std::uint32_t index, InterfaceName const& name ) {
-   overridden_.erase( index );
+   holdings_.eraseOverride( index );
    if ( holdings_.rename( index, name ) )
       handleChange( Kelnet::IntfId( name.view() ) );
 }
 
 void
-PortHolder::handleGone( std::uint32_t index ) {
-   holdings_.erase( index );
-   states_.erase( index );
-   overridden_.erase( index );
-   failed_.erase( index );
-}
-
-bool
-PortHolder::hasFailed( std::uint32_t index, bool up ) const {
-   auto const at = failed_.find( index );
-   return at != failed_.end() && at->second == up;
-}
-
-void
 PortHolder::retry() {
-   for ( auto const& [ index, up ] : std::exchange( failed_, {} ) )
+   for ( auto const& [ index, up ] : acts_.takeFailed() )
       if ( Link const* const link = links_.link( index ) )
          handleChange( portOf( *link ) );
    holdings_.retry();
@@ -128,8 +78,9 @@ PortHolder::retry() {
 bool
 PortHolder::owns( Kelnet::IntfId port ) {
    collectLinks( port );
-   return std::any_of( ofPort_.begin(), ofPort_.end(),
-                       [ this ]( Link const& link ) { return holdings_.contains( link.index ); } );
+   return std::any_of( ofPort_.begin(), ofPort_.end(), [ this ]( Link const& link ) {
+      return holdings_.contains( link.index ) || holdings_.isOverridden( link.index );
+   } );
 }
 
 void
@@ -137,245 +88,38 @@ PortHolder::settle() {
    for ( Kelnet::IntfId const port : detector_.verdicts.takeChanged() )
       handleChange( port );
    if ( !changed_.empty() ) {
-      restoreEntriesOfDownGroups();
+      holdings_.eraseOverridesIf( [ this ]( std::uint32_t index ) {
+         Link const* const link = links_.link( index );
+         return !link || !detector_.isHeld( portOf( *link ) );
+      } );
       for ( Kelnet::IntfId const port : changed_ ) {
          collectLinks( port );
          for ( Link const& link : ofPort_ )
-            askToShut( link, port );
+            if ( detector_.isHeld( port ) )
+               acts_.askToShut( link, port, reason_ );
+            else
+               acts_.forgetReopenings( link.index );
       }
       for ( auto const& [ index, holding ] : holdings_ ) {
          Link const* const link = links_.link( index );
          Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId( holding.name.view() );
-         if ( !detector_.isHeld( port ) && !hasFailed( index, true ) )
-            requests_.push_back( holding.opening( port ) );
+         if ( !detector_.isHeld( port ) )
+            acts_.askToOpen( holding, port );
       }
       changed_.clear();
       isChanged_.clear();
-      act();
+      acts_.act();
    }
    // Also where links have gone, or where it failed before.
    holdings_.remember();
 }
 
-void
-PortHolder::restoreEntriesOfDownGroups() {
-   // Grows while groups write entries back.
-   for ( std::size_t i = 0; i < changed_.size(); ++i )
-      if ( !detector_.cause->intfStatus( changed_[ i ] ) )
-         detector_.checkGroupsHolding( changed_[ i ] );
-}
-
-void
-PortHolder::askToShut( Link const& link, Kelnet::IntfId port ) {
-   State& state = states_[ link.index ];
-   if ( !detector_.isHeld( port ) )
-      return forgetOverrides( link.index );
-   if ( overridden_.contains( link.index ) || hasFailed( link.index, false ) )
-      return;
-   Holding const* const holding = holdings_.find( link.index );
-   LinkRequest request{ .index = link.index, .up = false, .port = port };
-   if ( holding ) {
-      request.means = holding->means;
-      request.reason = holding->reason;
-      // What was seen may be older than our own last act.
-      request.onlyAsk =
-          state.error == 0 && Zet::now() - state.reopened[ state.next ] < reopeningSeconds;
-      if ( !holding->isIn( link ) || state.error != 0 )
-         requests_.push_back( request );
-   } else if ( link.adminUp ) {
-      request.means = state.hasNoProtoDown ? Means::adminDown : Means::protoDown;
-      request.reason = state.hasNoProtoDown ? 0 : reason_;
-      requests_.push_back( request );
-   } else if ( !state.leftAlone ) {
-      leaveAlone( link.index, port );
-   }
-}
-
-void
-PortHolder::forgetOverrides( std::uint32_t index ) {
-   overridden_.erase( index );
-   State& state = states_[ index ];
-   state.leftAlone = false;
-   state.reopened = State::never();
-}
-
-void
-PortHolder::leaveAlone( std::uint32_t index, Kelnet::IntfId port ) {
-   states_[ index ].leftAlone = true;
-   report_.leftAlone( index, port );
-}
-
-void
-PortHolder::act() {
-   // What is urgent first, and as the ports are counted.
-   std::stable_sort(
-       requests_.begin(), requests_.end(), []( LinkRequest const& left, LinkRequest const& right ) {
-          return std::pair( left.up, left.index ) < std::pair( right.up, right.index );
-       } );
-   apply();
-   std::vector< LinkRequest > otherwise = fallBack();
-   handleAnswers();
-   requests_ = std::move( otherwise );
-   apply();
-   handleAnswers();
-}
-
-void
-PortHolder::handleAnswers() {
-   for ( LinkRequest& answer : requests_ )
-      handleAnswer( answer );
-   requests_.clear();
-}
-
-void
-PortHolder::apply() {
-   if ( requests_.empty() )
-      return;
-   rememberBefore();
-   control_.apply( requests_ );
-}
-
-// Before the acts, so that whatever ends this process, the next one knows of them.
-void
-PortHolder::rememberBefore() {
-   std::vector< Holding > aboutToBeShut;
-   for ( LinkRequest const& request : requests_ )
-      if ( Link const* const link = links_.link( request.index );
-           link && !request.up && !request.onlyAsk && !holdings_.contains( request.index ) )
-         aboutToBeShut.push_back( holdingOf( *link, request ) );
-   holdings_.remember( aboutToBeShut );
-}
-
-std::vector< LinkRequest >
-PortHolder::fallBack() {
-   auto const protoDownWorks = []( LinkRequest const& answer ) {
-      if ( answer.up || answer.onlyAsk || answer.means == Means::adminDown )
-         return true;
-      return answer.error ? answer.error != EOPNOTSUPP && answer.error != EINVAL : answer.isSeen();
-   };
-   auto const first = std::stable_partition( requests_.begin(), requests_.end(), protoDownWorks );
-   std::vector< LinkRequest > otherwise( first, requests_.end() );
-   requests_.erase( first, requests_.end() );
-   std::erase_if( otherwise, [ this ]( LinkRequest const& request ) {
-      bool const isStuck = request.error == 0 && !undo( request );
-      if ( isStuck )
-         requests_.push_back( request );
-      return isStuck;
-   } );
-   for ( LinkRequest& request : otherwise ) {
-      states_[ request.index ].hasNoProtoDown = true;
-      holdings_.erase( request.index );
-      request = { .index = request.index, .up = false, .port = request.port };
-   }
-   return otherwise;
-}
-
-// Before it is shut otherwise, so that whatever ends this process, no trace of it is left that
-// nobody remembers.
-bool
-PortHolder::undo( LinkRequest const& slipped ) {
-   Holding const* const holding = holdings_.find( slipped.index );
-   LinkRequest opening = ( holding ? *holding : newHolding( slipped ) ).opening( slipped.port );
-   control_.apply( { &opening, 1 } );
-   return opening.isSeen();
-}
-
-void
-PortHolder::handleAnswer( LinkRequest& answer ) {
-   // A driver may say so too, of a link that is there.
-   if ( answer.error == ENODEV && !answer.after.index ) {
-      if ( !answer.up )
-         report_.failed( answer );
-      return handleGone( answer.index );
-   }
-   if ( answer.onlyAsk && !answer.error )
-      return handleReopenings( answer );
-   // Others keep it in protodown, or have opened it themselves.
-   if ( answer.up && answer.isSeen() )
-      answer.error = 0;
-   else if ( !answer.error && !answer.isSeen() )
-      answer.error = PortReport::notSeen;
-   if ( answer.error )
-      handleFailure( answer );
-   else if ( answer.up )
-      handleOpened( answer );
-   else
-      handleShut( answer );
-}
-
-void
-PortHolder::handleShut( LinkRequest const& answer ) {
-   State& state = states_[ answer.index ];
-   bool const failedBefore = std::exchange( state.error, 0 ) != 0;
-   failed_.erase( answer.index );
-   bool const isNew = !holdings_.contains( answer.index );
-   // If that is not known, it was as the news of it said.
-   if ( answer.before.index && !answer.wasOpen() ) {
-      // Shut by us already: it was seen open in news older than that.
-      if ( !isNew )
-         return;
-      if ( answer.means == Means::adminDown )
-         return leaveAlone( answer.index, answer.port );
-   }
-   if ( isNew )
-      holdings_.insert( newHolding( answer ) );
-   state.leftAlone = false;
-   if ( isNew || failedBefore )
-      return report_.shut( answer );
-   state.reopened[ state.next ] = Zet::now();
-   state.next = ( state.next + 1 ) % maxReopenings;
-   report_.shutAgain( answer );
-}
-
-void
-PortHolder::handleReopenings( LinkRequest const& answer ) {
-   if ( !answer.wasOpen() )
-      return;
-   overridden_.insert( answer.index );
-   Holding const* const holding = holdings_.find( answer.index );
-   // It was to no effect.
-   if ( holding && answer.means != Means::adminDown &&
-        answer.before.hasProtoDownReason( answer.reason ) ) {
-      LinkRequest opening = holding->opening( answer.port );
-      control_.apply( { &opening, 1 } );
-   }
-   holdings_.erase( answer.index );
-   report_.overridden( answer, maxReopenings );
-}
-
-void
-PortHolder::handleOpened( LinkRequest const& answer ) {
-   holdings_.erase( answer.index );
-   states_[ answer.index ].error = 0;
-   failed_.erase( answer.index );
-   report_.opened( answer );
-}
-
-void
-PortHolder::handleFailure( LinkRequest const& answer ) {
-   // It may have been shut and only the answer been lost.
-   Link const* const before = answer.before.index ? &answer.before : links_.link( answer.index );
-   if ( before && !answer.up && !answer.onlyAsk ) {
-      Holding const holding = holdingOf( *before, answer );
-      if ( answer.after.index && !holding.isOn( answer.after ) )
-         holdings_.erase( answer.index );
-      else if ( !holdings_.contains( answer.index ) && !holding.isIn( *before ) )
-         holdings_.insert( holding );
-   }
-   failed_.insert_or_assign( answer.index, answer.up );
-   if ( std::exchange( states_[ answer.index ].error, answer.error ) != answer.error )
-      report_.failed( answer );
-}
-
 bool
 PortHolder::release() {
-   report_.releasingIs( true );
-   failed_.clear();
-   for ( auto const& [ index, holding ] : holdings_ )
-      requests_.push_back( holding.opening( Kelnet::IntfId( holding.name.view() ) ) );
-   act();
+   holdings_.eraseOverridesIf( []( std::uint32_t ) { return true; } );
+   bool const isDone = acts_.release();
    holdings_.remember();
-   return failed_.empty();
+   return isDone;
 }
 
 } // namespace Ufdd

@@ -6,15 +6,10 @@
 #include "agent/LinkDirectory.h"
 #include "agent/Log.h"
 #include "agent/Ownership.h"
-#include "agent/PortReport.h"
+#include "agent/PortActs.h"
 
-#include <array>
 #include <cstdint>
-#include <limits>
-#include <map>
-#include <set>
 #include <string>
-#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -29,14 +24,9 @@ namespace Ufdd {
 class PortHolder final : public LinkDirectory::Observer {
  public:
    static constexpr unsigned int usualReason = 5;
-   // A held port that others open is shut again so often within that time, and then left to them
-   // until the groups that hold it are up.
-   static constexpr std::size_t maxReopenings = 3;
-   static constexpr double reopeningSeconds = 60;
 
    PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control,
                Ownership& ownership, Log& log );
-   ~PortHolder();
 
    // Our bit among the reasons for protodown, 0 to 31, of what is adopted or shut from now on.
    void reasonIs( unsigned int reason ) { reason_ = reason; }
@@ -47,13 +37,14 @@ class PortHolder final : public LinkDirectory::Observer {
    // Acts on all that changed since the last time.
    void settle();
    // Something failed; retry() makes the next settle() try it again.
-   bool hasFailures() const { return !failed_.empty() || holdings_.hasFailed(); }
+   bool hasFailures() const { return acts_.hasFailures() || holdings_.hasFailed(); }
    void retry();
-   // Whether a link of that port was shut by us.
+   // Whether a link of that port was shut by us, and be it overridden since.
    bool owns( Kelnet::IntfId port );
    // How many links are shut by us.
    std::size_t count() const { return holdings_.count(); }
-   // Opens every port that we shut, whatever the cause status says. False when one couldn't be.
+   // Opens every port that we shut, whatever the groups say, and forgets what is overridden. False
+   // when one couldn't be opened.
    bool release();
    // The names, " d1 d2", of links that should be shut, but are left to who opened them again and
    // again.
@@ -62,73 +53,29 @@ class PortHolder final : public LinkDirectory::Observer {
    void handleNew( Link const& link ) override { holdings_.adopt( link, reason_ ); }
    void handleLink( Link const& link ) override;
    void handleRenamed( std::uint32_t index, InterfaceName const& name ) override;
-   void handleGone( std::uint32_t index ) override;
+   void handleGone( std::uint32_t index ) override { acts_.handleGone( index ); }
 
  private:
-   class CauseObserver;
-
    struct IntfIdHash {
       std::size_t operator()( Kelnet::IntfId id ) const noexcept { return id.value(); }
    };
 
-   // What is known of a link beside the news of it.
-   struct State {
-      bool leftAlone = false; // We found it administratively down, and left it so.
-      bool hasNoProtoDown = false;
-      int error = 0; // Of the last act on it.
-      // When we last shut it again, in a ring.
-      std::array< double, maxReopenings > reopened = never();
-      std::size_t next = 0;
-
-      static constexpr std::array< double, maxReopenings > never() {
-         std::array< double, maxReopenings > times{};
-         times.fill( -std::numeric_limits< double >::infinity() );
-         return times;
-      }
-   };
-
    void handleChange( Kelnet::IntfId port );
-   bool hasFailed( std::uint32_t index, bool up ) const;
-   void restoreEntriesOfDownGroups();
    // The port for whose sake the link is to be shut, else one that it serves, else, if it is ours,
    // its name; or empty.
    Kelnet::IntfId portOf( Link const& link ) const;
    // The links that are shut when the port is.
    void collectLinks( Kelnet::IntfId port );
-   void askToShut( Link const& link, Kelnet::IntfId port );
-   void forgetOverrides( std::uint32_t index );
-   void leaveAlone( std::uint32_t index, Kelnet::IntfId port );
-   void act();
-   void apply();
-   // Takes those out that have no protodown, or that have carrier in spite of it, which is undone,
-   // to be shut administratively.
-   std::vector< LinkRequest > fallBack();
-   bool undo( LinkRequest const& slipped );
-   void rememberBefore();
-   void handleAnswers();
-   void handleAnswer( LinkRequest& answer );
-   void handleShut( LinkRequest const& answer );
-   void handleOpened( LinkRequest const& answer );
-   void handleReopenings( LinkRequest const& answer );
-   void handleFailure( LinkRequest const& answer );
 
    Detector& detector_;
    LinkDirectory const& links_;
-   LinkControl& control_;
-   Zet::Ptr< CauseObserver > causeObserver_;
-   PortReport report_;
    unsigned int reason_ = usualReason;
 
    Holdings holdings_;
-   std::unordered_map< std::uint32_t, State > states_; // By index.
-   std::set< std::uint32_t > overridden_;
+   PortActs acts_;
    std::vector< Kelnet::IntfId > changed_;
    std::unordered_set< Kelnet::IntfId, IntfIdHash > isChanged_; // The same.
-   // The acts that failed, by index: whether the link was to be opened. None is tried again before
-   // retry(), for it may make news of its own.
-   std::map< std::uint32_t, bool > failed_;
-   std::vector< Link > ofPort_;          // While collected.
-   std::vector< LinkRequest > requests_; // The acts of the turn.
+   std::vector< Link > ofPort_;                                 // While collected.
 };
 
 } // namespace Ufdd

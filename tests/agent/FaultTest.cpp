@@ -127,9 +127,10 @@ TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
    set( "u1-far", true );
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
+   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d2 released" ); } ) );
    {
-      // Stops it when the act is recorded and still to come.
-      Injection const stop( ufdd, "/^renameat:signal=STOP" );
+      // Stops it when the act is recorded and still to come: it writes nothing before.
+      Injection const stop( ufdd, "write:signal=STOP" );
       set( "u1-far", false );
       ASSERT_TRUE( eventually( [ & ] { return recorded().ends_with( " d2\n" ); } ) );
       ip( "link del d1" );

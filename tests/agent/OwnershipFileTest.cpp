@@ -20,9 +20,10 @@ namespace {
 
 using Holdings = std::vector< Holding >;
 
-Holdings const two{ { 7, InterfaceName( "eth1" ), 0x02a1b2c3d4e5 },
-                    { 12, InterfaceName( "a-name-of-15byt" ), 0xfedcba9876543210,
-                      LinkRequest::Means::protoDown, 31 } };
+Holdings const three{ { 7, InterfaceName( "eth1" ), 0x02a1b2c3d4e5 },
+                      { 12, InterfaceName( "a-name-of-15byt" ), 0xfedcba9876543210,
+                        LinkRequest::Means::protoDown, 31 },
+                      { 9, InterfaceName( "eth2" ), 3, LinkRequest::Means::onlyReason, 0, true } };
 
 class OwnershipFileTest : public testing::Test {
  protected:
@@ -43,17 +44,17 @@ TEST_F( OwnershipFileTest, nextProcessRecallsWhatWasRememberedLast ) {
    {
       OwnershipFile file( directory.path() );
       EXPECT_EQ( file.remember( Holdings{ { 3, InterfaceName( "eth0" ) } } ), 0 );
-      EXPECT_EQ( file.remember( two ), 0 );
+      EXPECT_EQ( file.remember( three ), 0 );
       EXPECT_THROW( recalled(), std::system_error ) << "there must not be two of them";
    }
-   EXPECT_EQ( recalled(), two );
+   EXPECT_EQ( recalled(), three );
    EXPECT_NE( text().find( "\nheld 7 down 02a1b2c3d4e5 eth1\n" ), std::string::npos ) << text();
    EXPECT_EQ( OwnershipFile( directory.path() ).remember( {} ), 0 );
    EXPECT_EQ( recalled(), Holdings() );
 }
 
 TEST_F( OwnershipFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled ) {
-   ASSERT_EQ( OwnershipFile( directory.path() ).remember( two ), 0 );
+   ASSERT_EQ( OwnershipFile( directory.path() ).remember( three ), 0 );
    std::string const good = text();
    std::size_t const netns = good.find( "netns " ) + std::strlen( "netns " );
    for ( std::size_t const at : { std::strlen( "boot " ), netns } ) {
@@ -67,12 +68,12 @@ TEST_F( OwnershipFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled
            "held 3 protodown:32 0 a\nheld 3 protodown 0 a\nheld 3 reason: 0 a\n"
            "hold 3 down 0 a\n\n" +
            good.substr( good.find( "held" ) ) );
-   EXPECT_EQ( recalled(), two );
+   EXPECT_EQ( recalled(), three );
 }
 
 TEST_F( OwnershipFileTest, fullDiskLeavesWhatWasRememberedBefore ) {
    OwnershipFile nowhere( directory.path() + "/no/such" );
-   EXPECT_EQ( nowhere.remember( two ), ENOENT );
+   EXPECT_EQ( nowhere.remember( three ), ENOENT );
    bool isMounted = false;
    std::thread( [ & ] {
       isMounted = unshare( CLONE_NEWNS ) == 0 &&
@@ -81,10 +82,10 @@ TEST_F( OwnershipFileTest, fullDiskLeavesWhatWasRememberedBefore ) {
       if ( !isMounted )
          return;
       OwnershipFile file( directory.path() );
-      EXPECT_EQ( file.remember( two ), 0 );
+      EXPECT_EQ( file.remember( three ), 0 );
       std::ofstream( directory.path() + "/other" ) << std::string( 1 << 14, 'x' );
-      EXPECT_EQ( file.remember( Holdings{ two[ 0 ] } ), ENOSPC );
-      EXPECT_EQ( file.recall(), two );
+      EXPECT_EQ( file.remember( Holdings{ three[ 0 ] } ), ENOSPC );
+      EXPECT_EQ( file.recall(), three );
       EXPECT_EQ( file.remember( {} ), 0 ) << "forgetting takes no room";
       EXPECT_EQ( file.recall(), Holdings() );
    } ).join();

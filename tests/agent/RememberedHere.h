@@ -12,13 +12,20 @@ namespace Ufdd {
 // What a daemon owns, kept for the next one of the same test.
 class RememberedHere final : public Ownership {
  public:
-   std::vector< Holding > recall() override { return holdings; }
+   std::vector< Holding > recall() override {
+      std::vector< Holding > all = holdings;
+      all.insert( all.end(), overrides.begin(), overrides.end() );
+      return all;
+   }
    int remember( std::span< Holding const > now ) override {
       meanwhile();
       hasFailed = isFull;
       if ( isFull )
          return ENOSPC;
-      holdings.assign( now.begin(), now.end() );
+      holdings.clear();
+      overrides.clear();
+      for ( Holding const& holding : now )
+         ( holding.isOverridden ? overrides : holdings ).push_back( holding );
       meanwhile();
       return 0;
    }
@@ -31,7 +38,7 @@ class RememberedHere final : public Ownership {
       return text;
    }
 
-   std::vector< Holding > holdings;
+   std::vector< Holding > holdings, overrides;
    bool isFull = false;
    bool hasFailed = false;                    // The last time.
    std::function< void() > meanwhile = [] {}; // Called where anything can happen.

@@ -90,10 +90,10 @@ class Oracle {
    // Whether others have opened it so often that the daemon may have given up, which may have been
    // slow to see the first times.
    static bool isFoughtOver( SimulatedLink const& link ) {
-      constexpr std::size_t times = Ufdd::PortHolder::maxReopenings;
+      constexpr std::size_t times = Ufdd::PortActs::maxReopenings;
       for ( std::size_t i = times; i < link.openings.size(); ++i )
          if ( link.openings[ i ] - link.openings[ i - times ] <
-              Ufdd::PortHolder::reopeningSeconds + 40 )
+              Ufdd::PortActs::reopeningSeconds + 40 )
             return true;
       return false;
    }

@@ -196,6 +196,11 @@ World::apply( Event const& event ) {
       complain( "a wrong configuration is taken for right" );
    else if ( verb == "rest" )
       rest();
+   else if ( verb == "fight" )
+      for ( std::size_t i = 0; i <= Ufdd::PortActs::maxReopenings; ++i ) {
+         machine_.apply( { "admin", event.a, true, none } );
+         pass( 0.1 );
+      }
    else
       machine_.apply( event );
    if ( event.pause > none ) {
@@ -241,7 +246,7 @@ World::restart() {
    start();
    pass( restSeconds );
    for ( auto const& [ name, link ] : machine_.kernel.links() )
-      if ( machine_.kernel.acts.find( name ) != std::string::npos && !Oracle::isFoughtOver( link ) )
+      if ( machine_.kernel.acts.find( name ) != std::string::npos )
          complain( "the restart moved ports:" + machine_.kernel.acts );
    check( Oracle( config_, machine_ ) );
 }
