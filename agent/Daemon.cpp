@@ -34,6 +34,7 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
     : options_( options ), log_( log ), ownership_( options.stateDirectory ),
       source_( loop_, options.receiveBuffer ), agent_( control_, ownership_, log ),
       carrierWatch_( agent_.links(), source_ ),
+      againTimer_( loop_.timer< &Daemon::handleAgainTime >( *this ) ),
       nextTimer_( loop_.timer< &Daemon::handleNextTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
       statusTimer_( loop_.timer< &Daemon::handleStatusTime >( *this ) ) {
@@ -111,6 +112,14 @@ Daemon::handleTurnEnd() {
    log_.flush();
    if ( std::exchange( isAliveDue_, false ) )
       manager_.alive();
+   if ( !manager_.settle() )
+      tryAgainLater();
+}
+
+void
+Daemon::tryAgainLater() {
+   if ( !std::exchange( againTimerOn_, true ) )
+      againTimer_.fireIn( 1'000'000 );
 }
 
 void

@@ -48,6 +48,7 @@ class Daemon {
    // It is time for what was put off; the end of the turn does it.
    void handleNextTime() { nextTime_.reset(); }
    void handleWatchdogTime();
+   void handleAgainTime() { againTimerOn_ = false; }
    void handleStop();
    void handleLeave();
    void handleReload();
@@ -55,6 +56,7 @@ class Daemon {
    void tellWarnings( ConfigFile const& config );
    void watchUplinks( ConfigFile const& config );
    void setTimers();
+   void tryAgainLater();
    // The end of this turn does what is due.
    void handleStatusTime() { statusTimerOn_ = false; }
 
@@ -68,6 +70,9 @@ class Daemon {
    CarrierWatch carrierWatch_;
    Ticker ticker_; // For carrierWatch_.
    ServiceManager manager_;
+   // For what is to be tried again: a turn each second.
+   EventLoop::Source& againTimer_;
+   bool againTimerOn_ = false;
    EventLoop::Source& nextTimer_;
    std::optional< double > nextTime_; // That the timer is set to.
    EventLoop::Source& watchdogTimer_;

@@ -92,8 +92,13 @@ TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
    EXPECT_TRUE( inbox.receives( "WATCHDOG=1" ) );
    ip( "link set u1-far down" );
    EXPECT_TRUE( inbox.receives( "STATUS=1 group, 1 down; ports held: 1" ) );
+   // For a while it doesn't read: nothing waits for it, and what it has to know comes later.
+   std::this_thread::sleep_for( std::chrono::seconds( 1 ) );
+   ip( "link set u1-far up" );
+   EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
    rewrite( "wrong" );
    ufdd.signal( SIGHUP );
+   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
    EXPECT_TRUE( inbox.receives( "RELOADING=1" ) );
    EXPECT_TRUE( inbox.receives( "READY=1" ) );
    EXPECT_TRUE( inbox.receives( "is wrong and was not loaded" ) );
