@@ -93,8 +93,10 @@ Daemon::release() {
 
 void
 Daemon::handleTurnEnd() {
-   if ( source_.takeLoss() )
-      log_.line( "news of links were lost, there were too many at once: all links are read again" );
+   if ( !source_.settle() )
+      tryAgainLater();
+   if ( std::string const trouble = source_.takeTrouble(); !trouble.empty() )
+      log_.line( trouble + ": all links are read again" );
    if ( int const error = source_.takeAskError();
         error && std::exchange( toldAskError_, error ) != error )
       log_.line( "can't ask the kernel how uplinks are: " + std::string( std::strerror( error ) ) +
