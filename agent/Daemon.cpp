@@ -78,7 +78,9 @@ Daemon::run( ConfigFile const& config ) {
          handleWatchdogTime();
       loop_.run();
    } catch ( ... ) {
-      agent_.release();
+      // The next one takes over what is shut; where the service manager gives up, it releases that.
+      if ( !manager_.isThere() )
+         agent_.release();
       throw;
    }
    return isLeaving_ || agent_.release();

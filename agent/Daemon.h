@@ -36,8 +36,10 @@ class Daemon {
    Daemon( DaemonOptions const& options, BufferedLog& log );
    ~Daemon();
 
-   // Returns when a signal asked for the end. Unless that was to make room, and however else it
-   // ends, every port that was shut has been opened. False when one couldn't be.
+   // Returns when a signal asked for the end. Unless that was to make room, every port that was
+   // shut has been opened. False when one couldn't be.
+   // Throws: with every port opened as well; or, under a service manager, which starts it again or
+   // has release() called, with the ports as they are.
    bool run( ConfigFile const& config );
    // Only opens the ports that a former ufdd left shut. False when one couldn't be.
    bool release();
