@@ -18,6 +18,8 @@ namespace Ufdd {
 
 namespace {
 
+constexpr double serveAgainSeconds = 3;
+
 // Each once.
 std::vector< Kelnet::IntfId >
 uplinksOf( std::vector< GroupSettings > const& groups ) {
@@ -62,8 +64,7 @@ Daemon::~Daemon() {
 
 bool
 Daemon::run( ConfigFile const& config ) {
-   statusServer_.emplace( options_.socket, agent_.status(), log_ );
-   loop_.onReadableAtLeisure< &StatusServer::handleReady >( statusServer_->fd(), *statusServer_ );
+   serveStatus();
    try {
       tellWarnings( config );
       agent_.protoDownReasonIs( config.protoDownReason );
@@ -109,8 +110,11 @@ Daemon::handleTurnEnd() {
       carrierWatch_.handleNews();
       agent_.settle();
    }
+   serveStatus();
    if ( statusServer_ )
       statusServer_->settle();
+   else
+      tryAgainLater();
    setTimers();
    manager_.statusIs( agent_.summary() + remark_ );
    log_.flush();
@@ -124,6 +128,29 @@ void
 Daemon::tryAgainLater() {
    if ( !std::exchange( againTimerOn_, true ) )
       againTimer_.fireIn( 1'000'000 );
+}
+
+void
+Daemon::serveStatus() {
+   if ( statusServer_ || Zet::now() < serveAgainAt_ )
+      return;
+   bool const isFirst = serveAgainAt_ == 0;
+   serveAgainAt_ = Zet::now() + serveAgainSeconds;
+   try {
+      statusServer_.emplace( options_.socket, agent_.status(), log_ );
+      loop_.onReadableAtLeisure< &StatusServer::handleReady >( statusServer_->fd(),
+                                                               *statusServer_ );
+      if ( !isFirst )
+         log_.line( "status: served on " + options_.socket + " now" );
+   } catch ( std::system_error const& error ) {
+      statusServer_.reset();
+      if ( isFirst && error.code() == std::errc::address_in_use )
+         throw;
+      if ( std::exchange( serveError_, error.what() ) != error.what() )
+         log_.line( "status: not served, it tries again every few seconds; ufdctl can't show it, "
+                    "ports are watched all the same: " +
+                    serveError_ );
+   }
 }
 
 void

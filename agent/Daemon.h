@@ -57,6 +57,9 @@ class Daemon {
    void handleStatus();
    void tellWarnings( ConfigFile const& config );
    void watchUplinks( ConfigFile const& config );
+   // Unless it is served already or that failed just now. Without it, all else goes on.
+   // Throws: when another ufdd serves it, in the first turn.
+   void serveStatus();
    void setTimers();
    void tryAgainLater();
    // The end of this turn does what is due.
@@ -83,7 +86,9 @@ class Daemon {
    bool isLeaving_ = false;
    double startupHold_ = 0; // As last configured.
    std::string remark_;     // Follows the status that the service manager is told.
-   std::optional< StatusServer > statusServer_; // While it runs.
+   std::optional< StatusServer > statusServer_; // While it runs, and can be served.
+   double serveAgainAt_ = 0;
+   std::string serveError_; // As last told.
    EventLoop::Source& statusTimer_;
    bool statusTimerOn_ = false;
 };
