@@ -34,8 +34,8 @@ uplinksOf( std::vector< GroupSettings > const& groups ) {
 
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
     : options_( options ), log_( log ), ownership_( options.stateDirectory ),
-      source_( loop_, options.receiveBuffer ), agent_( control_, ownership_, log ),
-      carrierWatch_( agent_.links(), source_ ),
+      control_( [ this ] { manager_.alive(); } ), source_( loop_, options.receiveBuffer ),
+      agent_( control_, ownership_, log ), carrierWatch_( agent_.links(), source_ ),
       againTimer_( loop_.timer< &Daemon::handleAgainTime >( *this ) ),
       nextTimer_( loop_.timer< &Daemon::handleNextTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),

@@ -69,12 +69,12 @@ class Daemon {
    BufferedLog& log_;
    OwnershipFile ownership_;
    EventLoop loop_;
+   ServiceManager manager_;
    NetlinkLinkControl control_;
    NetlinkLinkSource source_;
    Agent agent_;
    CarrierWatch carrierWatch_;
    Ticker ticker_; // For carrierWatch_.
-   ServiceManager manager_;
    // For what is to be tried again: a turn each second.
    EventLoop::Source& againTimer_;
    bool againTimerOn_ = false;
