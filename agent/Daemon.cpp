@@ -5,12 +5,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <set>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -19,6 +21,7 @@ namespace Ufdd {
 namespace {
 
 constexpr double serveAgainSeconds = 3;
+constexpr double openingSeconds = 2.5;
 
 // Each once.
 std::vector< Kelnet::IntfId >
@@ -81,17 +84,29 @@ Daemon::run( ConfigFile const& config ) {
    } catch ( ... ) {
       // The next one takes over what is shut; where the service manager gives up, it releases that.
       if ( !manager_.isThere() )
-         agent_.release();
+         openPorts();
       throw;
    }
-   return isLeaving_ || agent_.release();
+   return isLeaving_ || openPorts();
 }
 
 bool
 Daemon::release() {
    // Without groups, nothing is to be held.
    agent_.start( {}, source_ );
-   return agent_.release();
+   return openPorts();
+}
+
+bool
+Daemon::openPorts() {
+   // Nobody comes back to it later.
+   for ( double const end = Zet::now() + openingSeconds; !agent_.release(); ) {
+      if ( Zet::now() > end )
+         return false;
+      manager_.alive();
+      std::this_thread::sleep_for( std::chrono::milliseconds( 100 ) );
+   }
+   return true;
 }
 
 void

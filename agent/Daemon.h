@@ -45,6 +45,8 @@ class Daemon {
    bool release();
 
  private:
+   // For some seconds, what fails is tried again.
+   bool openPorts();
    void handleTurnEnd();
    void handleTick();
    // It is time for what was put off; the end of the turn does it.
