@@ -37,7 +37,6 @@ NetlinkLinkSource::start( LinkListener& listener ) {
       else if ( ++tries == startTries )
          throw std::system_error( ETIMEDOUT, std::generic_category(),
                                   "the kernel does not list the interfaces" );
-      handleReadable();
    }
    loop_.onReadable< &NetlinkLinkSource::handleReadable >( socket_.fd(), *this );
 }
@@ -54,6 +53,9 @@ NetlinkLinkSource::handleReadable() {
 
 bool
 NetlinkLinkSource::settle() {
+   // What waits may be what seems overdue.
+   if ( !feed_->complete() )
+      handleReadable();
    if ( feed_->takeOverdueDump() ) {
       handleTrouble( "the kernel does not list the interfaces" );
       askForDump();
