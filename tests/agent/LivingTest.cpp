@@ -1,3 +1,4 @@
+#include "agent/Descriptor.h"
 #include "agent/SystemView.h"
 #include "tests/agent/DatagramInbox.h"
 #include "tests/agent/NetworkTest.h"
@@ -8,6 +9,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <sys/file.h>
 
 namespace Ufdd {
 namespace {
@@ -45,7 +47,12 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    EXPECT_EQ( ufdd.wait(), 0 );
    EXPECT_EQ( transitions( "d1-far" ) + transitions( "d2-far" ), before );
    EXPECT_FALSE( hasLink( "d1-far" ) );
+   // As if the one before were still ending.
+   Descriptor former( open( state_.path().c_str(), O_RDONLY | O_CLOEXEC ) );
+   ASSERT_EQ( flock( former.fd(), LOCK_EX ), 0 );
    Process release( { "--release", "--state-dir", state_.path() } );
+   std::this_thread::sleep_for( std::chrono::milliseconds( 300 ) );
+   former = Descriptor();
    EXPECT_EQ( release.wait(), 0 ) << release.output();
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << release.output();
 }
