@@ -55,9 +55,10 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
    loop_.onReadable< &Daemon::handleTick >( ticker_.fd(), *this );
    loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );
    Zet::notificationFailureSinkIs( [ this ]( Zet::NotificationFailure const& failure ) {
-      log_.line( "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
-                 std::string( failure.attribute.view() ) + ": " +
-                 std::string( failure.text.view() ) );
+      log_.event( { .id = LogEvent::fault },
+                  "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
+                      std::string( failure.attribute.view() ) + ": " +
+                      std::string( failure.text.view() ) );
    } );
 }
 
@@ -114,11 +115,12 @@ Daemon::handleTurnEnd() {
    if ( !source_.settle() )
       tryAgainLater();
    if ( std::string const trouble = source_.takeTrouble(); !trouble.empty() )
-      log_.line( trouble + ": all links are read again" );
+      log_.event( { .id = LogEvent::trouble }, trouble + ": all links are read again" );
    if ( int const error = source_.takeAskError();
         error && std::exchange( toldAskError_, error ) != error )
-      log_.line( "can't ask the kernel how uplinks are: " + std::string( std::strerror( error ) ) +
-                 "; a loss may be noticed a second late" );
+      log_.event( { .id = LogEvent::trouble },
+                  "can't ask the kernel how uplinks are: " + std::string( std::strerror( error ) ) +
+                      "; a loss may be noticed a second late" );
    // What is known already does not wait for what is asked for.
    agent_.settle();
    if ( source_.takeNews() ) {
@@ -162,9 +164,10 @@ Daemon::serveStatus() {
       if ( isFirst && error.code() == std::errc::address_in_use )
          throw;
       if ( std::exchange( serveError_, error.what() ) != error.what() )
-         log_.line( "status: not served, it tries again every few seconds; ufdctl can't show it, "
-                    "ports are watched all the same: " +
-                    serveError_ );
+         log_.event( { .id = LogEvent::trouble },
+                     "status: not served, it tries again every few seconds; ufdctl can't show it, "
+                     "ports are watched all the same: " +
+                         serveError_ );
    }
 }
 

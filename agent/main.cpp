@@ -62,7 +62,7 @@ withDaemon( Ufdd::DaemonOptions const& options, int tries, Action action ) {
          break;
       } catch ( std::exception const& error ) {
          if ( tries == 0 )
-            log->line( std::string( "ufdd: " ) + error.what() );
+            log->event( { .id = Ufdd::LogEvent::fault }, std::string( "ufdd: " ) + error.what() );
          else
             std::this_thread::sleep_for( std::chrono::milliseconds( 100 ) );
       }
