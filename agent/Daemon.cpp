@@ -5,12 +5,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <set>
 #include <string>
 #include <system_error>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -18,7 +20,9 @@ namespace Ufdd {
 
 namespace {
 
-constexpr std::uint64_t lossPeriod = 1'000'000;
+constexpr std::uint64_t troublePeriod = 1'000'000;
+constexpr double serveAgainSeconds = 3;
+constexpr double openingSeconds = 2.5;
 
 // Each once.
 std::vector< Kelnet::IntfId >
@@ -34,12 +38,13 @@ uplinksOf( std::vector< GroupSettings > const& groups ) {
 
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
     : options_( options ), log_( log ), ownership_( options.stateDirectory ),
-      source_( loop_, options.receiveBuffer ), agent_( control_, ownership_, log ),
-      carrierWatch_( agent_.links(), source_ ),
+      control_( [ this ] { manager_.alive(); } ), source_( loop_, options.receiveBuffer ),
+      agent_( control_, ownership_, log ), carrierWatch_( agent_.links(), source_ ),
+      againTimer_( loop_.timer< &Daemon::handleAgainTime >( *this ) ),
       nextTimer_( loop_.timer< &Daemon::handleNextTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
       statusTimer_( loop_.timer< &Daemon::handleStatusTime >( *this ) ),
-      lossTimer_( loop_.timer< &Daemon::handleLossTime >( *this ) ) {
+      troubleTimer_( loop_.timer< &Daemon::handleTroubleTime >( *this ) ) {
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),
                                "can't set interfaces up or down without CAP_NET_ADMIN; start "
@@ -52,9 +57,10 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
    loop_.onReadable< &Daemon::handleTick >( ticker_.fd(), *this );
    loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );
    Zet::notificationFailureSinkIs( [ this ]( Zet::NotificationFailure const& failure ) {
-      log_.line( "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
-                 std::string( failure.attribute.view() ) + ": " +
-                 std::string( failure.text.view() ) );
+      log_.event( { .id = LogEvent::fault },
+                  "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
+                      std::string( failure.attribute.view() ) + ": " +
+                      std::string( failure.text.view() ) );
    } );
 }
 
@@ -64,8 +70,7 @@ Daemon::~Daemon() {
 
 bool
 Daemon::run( ConfigFile const& config ) {
-   statusServer_.emplace( options_.socket, agent_.status(), log_ );
-   loop_.onReadableAtLeisure< &StatusServer::handleReady >( statusServer_->fd(), *statusServer_ );
+   serveStatus();
    try {
       tellWarnings( config );
       agent_.protoDownReasonIs( config.protoDownReason );
@@ -80,10 +85,12 @@ Daemon::run( ConfigFile const& config ) {
          handleWatchdogTime();
       loop_.run();
    } catch ( ... ) {
-      agent_.release();
+      // The next one takes over what is shut; where the service manager gives up, it releases that.
+      if ( !manager_.isThere() )
+         openPorts();
       throw;
    }
-   return isLeaving_ || agent_.release();
+   return isLeaving_ || openPorts();
 }
 
 bool
@@ -102,42 +109,97 @@ Daemon::release() {
    agent_.protoDownReasonIs( reason );
    // Without groups, nothing is to be held.
    agent_.start( {}, source_ );
-   return agent_.release();
+   return openPorts();
+}
+
+bool
+Daemon::openPorts() {
+   // Nobody comes back to it later.
+   for ( double const end = Zet::now() + openingSeconds; !agent_.release(); ) {
+      if ( Zet::now() > end )
+         return false;
+      manager_.alive();
+      std::this_thread::sleep_for( std::chrono::milliseconds( 100 ) );
+   }
+   return true;
 }
 
 void
 Daemon::handleTurnEnd() {
-   tellLosses();
+   if ( !source_.settle() )
+      tryAgainLater();
+   tellTroubles();
    if ( int const error = source_.takeAskError();
         error && std::exchange( toldAskError_, error ) != error )
-      log_.line( "can't ask the kernel how uplinks are: " + std::string( std::strerror( error ) ) +
-                 "; a loss may be noticed a second late" );
+      log_.event( { .id = LogEvent::trouble },
+                  "can't ask the kernel how uplinks are: " + std::string( std::strerror( error ) ) +
+                      "; a loss may be noticed a second late" );
    // What is known already does not wait for what is asked for.
    agent_.settle();
    if ( source_.takeNews() ) {
       carrierWatch_.handleNews();
       agent_.settle();
    }
+   serveStatus();
    if ( statusServer_ )
       statusServer_->settle();
+   else
+      tryAgainLater();
    setTimers();
    manager_.statusIs( agent_.summary() + remark_ );
    log_.flush();
    if ( std::exchange( isAliveDue_, false ) )
       manager_.alive();
+   if ( !manager_.settle() )
+      tryAgainLater();
+}
+
+void
+Daemon::tryAgainLater() {
+   if ( !std::exchange( againTimerOn_, true ) )
+      againTimer_.fireIn( 1'000'000 );
+}
+
+void
+Daemon::serveStatus() {
+   if ( statusServer_ || Zet::now() < serveAgainAt_ )
+      return;
+   bool const isFirst = serveAgainAt_ == 0;
+   serveAgainAt_ = Zet::now() + serveAgainSeconds;
+   try {
+      statusServer_.emplace( options_.socket, agent_.status(), log_ );
+      loop_.onReadableAtLeisure< &StatusServer::handleReady >( statusServer_->fd(),
+                                                               *statusServer_ );
+      if ( !isFirst )
+         log_.line( "status: served on " + options_.socket + " now" );
+   } catch ( std::system_error const& error ) {
+      statusServer_.reset();
+      if ( isFirst && error.code() == std::errc::address_in_use )
+         throw;
+      if ( std::exchange( serveError_, error.what() ) != error.what() )
+         log_.event( { .id = LogEvent::trouble },
+                     "status: not served, it tries again every few seconds; ufdctl can't show it, "
+                     "ports are watched all the same: " +
+                         serveError_ );
+   }
 }
 
 // A storm brings many.
 void
-Daemon::tellLosses() {
-   losses_ += source_.takeLoss();
-   if ( losses_ == 0 || lossTimerOn_ )
+Daemon::tellTroubles() {
+   if ( std::string trouble = source_.takeTrouble(); !trouble.empty() ) {
+      trouble_ = std::move( trouble );
+      ++troubles_;
+   }
+   if ( troubles_ == 0 || troubleTimerOn_ )
       return;
-   log_.line( "news of links were lost, there were too many at once: all links are read again" +
-              ( losses_ == 1 ? "" : ", " + std::to_string( losses_ ) + " times in a second" ) );
-   losses_ = 0;
-   lossTimer_.fireIn( lossPeriod );
-   lossTimerOn_ = true;
+   log_.event(
+       { .id = LogEvent::trouble },
+       trouble_ + ": all links are read again" +
+           ( troubles_ == 1 ? "" : ", " + std::to_string( troubles_ ) + " times in a second" ) );
+   troubles_ = 0;
+   troubleTimer_.fireIn( troublePeriod );
+   troubleTimerOn_ = true;
 }
 
 void

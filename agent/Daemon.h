@@ -36,28 +36,37 @@ class Daemon {
    Daemon( DaemonOptions const& options, BufferedLog& log );
    ~Daemon();
 
-   // Returns when a signal asked for the end. Unless that was to make room, and however else it
-   // ends, every port that was shut has been opened. False when one couldn't be.
+   // Returns when a signal asked for the end. Unless that was to make room, every port that was
+   // shut has been opened. False when one couldn't be.
+   // Throws: with every port opened as well; or, under a service manager, which starts it again or
+   // has release() called, with the ports as they are.
    bool run( ConfigFile const& config );
    // Only opens the ports that a former ufdd left shut: those that are remembered, and those with
    // the mark that the configuration file says, if there is one. False when one couldn't be.
    bool release();
 
  private:
+   // For some seconds, what fails is tried again.
+   bool openPorts();
    void handleTurnEnd();
    void handleTick();
    // It is time for what was put off; the end of the turn does it.
    void handleNextTime() { nextTime_.reset(); }
    void handleWatchdogTime();
+   void handleAgainTime() { againTimerOn_ = false; }
    void handleStop();
    void handleLeave();
    void handleReload();
    void handleStatus();
    void tellWarnings( ConfigFile const& config );
    void watchUplinks( ConfigFile const& config );
+   // Unless it is served already or that failed just now. Without it, all else goes on.
+   // Throws: when another ufdd serves it, in the first turn.
+   void serveStatus();
    void setTimers();
-   void tellLosses();
-   void handleLossTime() { lossTimerOn_ = false; }
+   void tellTroubles();
+   void handleTroubleTime() { troubleTimerOn_ = false; }
+   void tryAgainLater();
    // The end of this turn does what is due.
    void handleStatusTime() { statusTimerOn_ = false; }
 
@@ -65,12 +74,15 @@ class Daemon {
    BufferedLog& log_;
    OwnershipFile ownership_;
    EventLoop loop_;
+   ServiceManager manager_;
    NetlinkLinkControl control_;
    NetlinkLinkSource source_;
    Agent agent_;
    CarrierWatch carrierWatch_;
    Ticker ticker_; // For carrierWatch_.
-   ServiceManager manager_;
+   // For what is to be tried again: a turn each second.
+   EventLoop::Source& againTimer_;
+   bool againTimerOn_ = false;
    EventLoop::Source& nextTimer_;
    std::optional< double > nextTime_; // That the timer is set to.
    EventLoop::Source& watchdogTimer_;
@@ -79,12 +91,15 @@ class Daemon {
    bool isLeaving_ = false;
    double startupHold_ = 0; // As last configured.
    std::string remark_;     // Follows the status that the service manager is told.
-   std::optional< StatusServer > statusServer_; // While it runs.
+   std::optional< StatusServer > statusServer_; // While it runs, and can be served.
+   double serveAgainAt_ = 0;
+   std::string serveError_; // As last told.
    EventLoop::Source& statusTimer_;
    bool statusTimerOn_ = false;
-   EventLoop::Source& lossTimer_;
-   bool lossTimerOn_ = false; // Since a loss was told.
-   unsigned int losses_ = 0;  // That were not.
+   EventLoop::Source& troubleTimer_;
+   bool troubleTimerOn_ = false; // Since one was told.
+   std::string trouble_;         // The last.
+   unsigned int troubles_ = 0;   // That were not told.
 };
 
 } // namespace Ufdd

@@ -1,6 +1,7 @@
 #include "agent/LinkFeed.h"
 
 #include "agent/LinkMessage.h"
+#include "platform/zet/Clock.h"
 
 #include <libmnl/libmnl.h>
 #include <linux/rtnetlink.h>
@@ -28,14 +29,23 @@ isPassing( int error ) {
 void
 LinkFeed::handleDumpAsked( std::uint32_t sequence ) {
    dumpSequence_ = sequence;
+   dumpMovedAt_ = Zet::now();
    state_ = State::dump;
    said_.clear();
+}
+
+bool
+LinkFeed::takeOverdueDump() {
+   if ( !isDumping() || Zet::now() - dumpMovedAt_ < dumpPatience )
+      return false;
+   state_ = State::lost;
+   return true;
 }
 
 void
 LinkFeed::handleLoss() {
    hasNews_ = true;
-   state_ = state_ == State::dump || state_ == State::spoilt ? State::spoilt : State::lost;
+   state_ = isDumping() ? State::spoilt : State::lost;
 }
 
 void
@@ -53,8 +63,9 @@ LinkFeed::handleDatagram( std::uint32_t sender, std::span< std::byte const > dat
 
 void
 LinkFeed::handleMessage( nlmsghdr const& message ) {
-   bool const ofDump =
-       message.nlmsg_seq == dumpSequence_ && ( state_ == State::dump || state_ == State::spoilt );
+   bool const ofDump = message.nlmsg_seq == dumpSequence_ && isDumping();
+   if ( ofDump )
+      dumpMovedAt_ = Zet::now();
    // The links changed in number while they were listed: some may be missing.
    if ( ofDump && message.nlmsg_flags & NLM_F_DUMP_INTR )
       handleLoss();

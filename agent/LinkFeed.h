@@ -17,6 +17,8 @@ namespace Ufdd {
 // for after that, has come in whole.
 class LinkFeed {
  public:
+   static constexpr double dumpPatience = 1; // In seconds.
+
    // `ownPort` is the port number of the socket.
    explicit LinkFeed( LinkListener& listener, std::uint32_t ownPort = 0 )
        : listener_( listener ), ownPort_( ownPort ) {}
@@ -24,6 +26,9 @@ class LinkFeed {
    // News may be missing, as at the beginning: the owner must ask the kernel for a dump, unless
    // one is under way.
    bool dumpWanted() const { return state_ == State::lost; }
+   // Whether one is under way of which nothing came for dumpPatience. It counts as lost, be it the
+   // question or the answer, and is wanted again.
+   bool takeOverdueDump();
    // The listener knows all that the kernel said.
    bool complete() const { return state_ == State::live; }
 
@@ -46,6 +51,7 @@ class LinkFeed {
       live,
    };
 
+   bool isDumping() const { return state_ == State::dump || state_ == State::spoilt; }
    void handleMessage( nlmsghdr const& message );
    void handleNews( nlmsghdr const& message );
    void handleDumpEnd( nlmsghdr const& message );
@@ -55,6 +61,7 @@ class LinkFeed {
    bool hasNews_ = false;
    State state_ = State::lost;
    std::uint32_t dumpSequence_ = 0;
+   double dumpMovedAt_ = 0; // When it was asked for, or a part of it came.
    // While a dump is under way: all that was said since, in order; the last word on an index
    // counts. A link that is gone has no name.
    std::vector< Link > said_;

@@ -17,6 +17,8 @@ struct LogEvent {
       portReleased,
       portFailure,   // It can't be shut or released.
       configuration, // A configuration was loaded or refused.
+      trouble,       // Something failed, but ufdd goes on.
+      fault,         // ufdd ends for it, or it is an error of its own.
    };
    Id id = other;
    std::vector< std::string_view > groups = {};

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace Ufdd {
 
@@ -48,7 +49,8 @@ putOrder( std::byte* room, LinkRequest const& request, std::uint32_t sequence ) 
 
 } // namespace
 
-NetlinkLinkControl::NetlinkLinkControl() : batch_( batchSize * requestRoom ) {
+NetlinkLinkControl::NetlinkLinkControl( std::function< void() > afterBatch )
+    : afterBatch_( std::move( afterBatch ) ), batch_( batchSize * requestRoom ) {
    socket_.receiveBufferIs( receiveBuffer );
 }
 
@@ -65,6 +67,7 @@ NetlinkLinkControl::apply( std::span< LinkRequest > requests ) {
    while ( !requests.empty() ) {
       std::size_t const size = std::min( requests.size(), batchSize );
       applyBatch( requests.first( size ) );
+      afterBatch_();
       requests = requests.subspan( size );
    }
 }

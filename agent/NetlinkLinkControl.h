@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 struct nlmsghdr;
@@ -14,7 +15,8 @@ namespace Ufdd {
 // Sets interfaces of the network namespace that the process was in when this was made.
 class NetlinkLinkControl final : public LinkControl {
  public:
-   NetlinkLinkControl();
+   // Calls afterBatch whenever a batch of requests is done, which may take a while.
+   explicit NetlinkLinkControl( std::function< void() > afterBatch = [] {} );
 
    // Whether the kernel lets this process change interfaces (CAP_NET_ADMIN). Touches none.
    bool allowed();
@@ -23,7 +25,9 @@ class NetlinkLinkControl final : public LinkControl {
    void apply( std::span< LinkRequest > requests ) override;
 
  private:
-   static constexpr std::size_t batchSize = 64;
+   // Drivers may take a good part of a second for each, and the service manager wants a sign of
+   // life every few.
+   static constexpr std::size_t batchSize = 16;
    // For all answers to a batch.
    static constexpr int receiveBuffer = 1 << 20;
    static constexpr std::uint32_t messagesEach = 3;
@@ -35,6 +39,7 @@ class NetlinkLinkControl final : public LinkControl {
    void receiveAnswers( std::span< LinkRequest > requests );
    void handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests );
 
+   std::function< void() > const afterBatch_;
    NetlinkSocket socket_;
    std::vector< std::byte > batch_;
    std::uint32_t firstSequence_ = 1; // Of the batch under way, messagesEach for each request.

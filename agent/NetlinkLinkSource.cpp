@@ -12,7 +12,9 @@ namespace Ufdd {
 
 namespace {
 
-constexpr int listTimeoutMs = 5000;
+constexpr int startTries = 5;
+// More in a row are no passing errors.
+constexpr int maxReceiveErrors = 100;
 // As many as the receive buffer holds, so that what waited there is acted on as one change, and not
 // on what was true a while ago; but acting doesn't wait for the end of a storm.
 constexpr int datagramsPerTurn = 4096;
@@ -29,11 +31,12 @@ NetlinkLinkSource::start( LinkListener& listener ) {
    // Before the list is asked for, so that no change falls between the two.
    socket_.subscribe( RTNLGRP_LINK );
    askForDump();
-   while ( !feed_->complete() ) {
-      if ( !receive( listTimeoutMs ) )
+   for ( int tries = 0; !settle(); ) {
+      if ( receive( static_cast< int >( LinkFeed::dumpPatience * 1000 ) ) )
+         tries = 0;
+      else if ( ++tries == startTries )
          throw std::system_error( ETIMEDOUT, std::generic_category(),
                                   "the kernel does not list the interfaces" );
-      handleReadable();
    }
    loop_.onReadable< &NetlinkLinkSource::handleReadable >( socket_.fd(), *this );
 }
@@ -49,16 +52,44 @@ NetlinkLinkSource::handleReadable() {
 }
 
 bool
+NetlinkLinkSource::settle() {
+   // What waits may be what seems overdue.
+   if ( !feed_->complete() )
+      handleReadable();
+   if ( feed_->takeOverdueDump() ) {
+      handleTrouble( "the kernel does not list the interfaces" );
+      askForDump();
+   }
+   isTroubled_ &= !feed_->complete();
+   return feed_->complete();
+}
+
+void
+NetlinkLinkSource::handleTrouble( std::string const& what ) {
+   if ( !std::exchange( isTroubled_, true ) )
+      trouble_ = what;
+}
+
+bool
 NetlinkLinkSource::receive( int timeoutMs ) {
-   auto const datagram = socket_.receive( timeoutMs );
-   if ( !datagram )
-      return false;
-   hasLoss_ |= datagram->lossy;
-   if ( datagram->lossy )
+   try {
+      auto const datagram = socket_.receive( timeoutMs );
+      receiveErrors_ = 0;
+      if ( !datagram )
+         return false;
+      if ( datagram->lossy ) {
+         handleTrouble( "news of links were lost, there were too many at once" );
+         feed_->handleLoss();
+      } else
+         feed_->handleDatagram( datagram->sender, datagram->bytes );
+      return true;
+   } catch ( std::system_error const& error ) {
+      if ( ++receiveErrors_ == maxReceiveErrors )
+         throw;
+      handleTrouble( error.what() );
       feed_->handleLoss();
-   else
-      feed_->handleDatagram( datagram->sender, datagram->bytes );
-   return true;
+      return false;
+   }
 }
 
 void
@@ -79,8 +110,13 @@ void
 NetlinkLinkSource::askForDump() {
    alignas( nlmsghdr ) std::array< std::byte, questionRoom > room{};
    std::size_t const size = putLinkQuestion( room.data(), 0, NLM_F_DUMP, ++sequence_ );
-   socket_.send( std::span( room ).first( size ) );
+   // Where that fails it is overdue some time, as if it were lost on the way.
    feed_->handleDumpAsked( sequence_ );
+   try {
+      socket_.send( std::span( room ).first( size ) );
+   } catch ( std::system_error const& error ) {
+      handleTrouble( error.what() );
+   }
 }
 
 } // namespace Ufdd

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -35,12 +36,17 @@ class NetlinkLinkSource final : public LinkSource {
    int takeAskError() { return std::exchange( askError_, 0 ); }
    // Whether anything happened since the last call, other than that ask() was answered.
    bool takeNews() { return feed_ && feed_->takeNews(); }
-   // Whether news were lost since the last call, so that all links are being read again.
-   bool takeLoss() { return std::exchange( hasLoss_, false ); }
+   // The end of a loop turn, once started. False while links are being read again: it has to be
+   // called each second then, though nothing else happens.
+   bool settle();
+   // What went wrong since the last call, so that all links are read again; or empty.
+   std::string takeTrouble() { return std::exchange( trouble_, {} ); }
 
  private:
    void handleReadable();
    void askForDump();
+   // Tells it once, until links are known again.
+   void handleTrouble( std::string const& what );
    // Takes in the next datagram, waiting for it at most that long; false when there was none.
    bool receive( int timeoutMs );
 
@@ -50,7 +56,9 @@ class NetlinkLinkSource final : public LinkSource {
    CarrierProbe probe_;
    std::optional< LinkFeed > feed_;
    std::uint32_t sequence_ = 0;
-   bool hasLoss_ = false;
+   std::string trouble_;
+   bool isTroubled_ = false; // Until all links are known again.
+   int receiveErrors_ = 0;   // In a row.
    int askError_ = 0;
    std::vector< std::byte > questions_;
 };

@@ -62,7 +62,9 @@ SocketFile::lock() {
    std::string const file = path_ + ".lock";
    lock_ = Descriptor( open( file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600 ) );
    if ( !lock_ )
-      fail( errno, "can't make " + file + ", which reserves the status socket" );
+      fail( errno, "can't make " + file +
+                       ", which reserves the status socket; see that ufdd can "
+                       "write there, or name another by --socket" );
    if ( flock( lock_.fd(), LOCK_EX | LOCK_NB ) == 0 )
       return;
    if ( errno != EWOULDBLOCK )

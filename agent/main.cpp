@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <exception>
@@ -12,12 +13,15 @@
 #include <memory>
 #include <string>
 #include <sysexits.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
 namespace {
 
 using Ufdd::ConfigFile;
+
+constexpr int releaseTries = 25;
 
 std::unique_ptr< Ufdd::BufferedLog >
 newLog() {
@@ -44,17 +48,24 @@ check( std::string const& file ) {
    return EXIT_SUCCESS;
 }
 
-// What `action` does with a daemon, which tells whether every port is open now.
+// What `action` does with a daemon, which tells whether every port is open now. When there is an
+// error, that is tried again; so often in all.
 template < class Action >
 int
-withDaemon( Ufdd::DaemonOptions const& options, Action action ) {
+withDaemon( Ufdd::DaemonOptions const& options, int tries, Action action ) {
    auto const log = newLog();
    bool released = false;
-   try {
-      Ufdd::Daemon daemon( options, *log );
-      released = action( daemon );
-   } catch ( std::exception const& error ) {
-      log->line( std::string( "ufdd: " ) + error.what() );
+   while ( tries-- > 0 ) {
+      try {
+         Ufdd::Daemon daemon( options, *log );
+         released = action( daemon );
+         break;
+      } catch ( std::exception const& error ) {
+         if ( tries == 0 )
+            log->event( { .id = Ufdd::LogEvent::fault }, std::string( "ufdd: " ) + error.what() );
+         else
+            std::this_thread::sleep_for( std::chrono::milliseconds( 100 ) );
+      }
    }
    log->flush();
    return released ? EXIT_SUCCESS : EXIT_FAILURE;
@@ -68,7 +79,7 @@ run( Ufdd::DaemonOptions const& options ) {
       std::cerr << "ufdd: not started, no port was touched: the configuration is wrong\n";
       return EX_CONFIG;
    }
-   return withDaemon( options, [ & ]( Ufdd::Daemon& daemon ) { return daemon.run( config ); } );
+   return withDaemon( options, 1, [ & ]( Ufdd::Daemon& daemon ) { return daemon.run( config ); } );
 }
 
 } // namespace
@@ -123,6 +134,8 @@ main( int argc, char** argv ) {
       return app.exit( error ) == EXIT_SUCCESS ? EXIT_SUCCESS : EX_USAGE;
    }
    if ( isToRelease )
-      return withDaemon( options, []( Ufdd::Daemon& daemon ) { return daemon.release(); } );
+      // A ufdd that is still ending may have what is to be opened.
+      return withDaemon( options, releaseTries,
+                         []( Ufdd::Daemon& daemon ) { return daemon.release(); } );
    return checkedFile.empty() ? run( options ) : check( checkedFile );
 }

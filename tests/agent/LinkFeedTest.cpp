@@ -1,5 +1,6 @@
 #include "agent/LinkFeed.h"
 
+#include "platform/zet/Clock.h"
 #include "tests/agent/LinkDatagram.h"
 
 #include <gtest/gtest.h>
@@ -126,6 +127,21 @@ TEST_F( LinkFeedTest, refusedDumpIsRepeatedOrAnError ) {
    }
    feed.handleDumpAsked( dumpSequence );
    EXPECT_THROW( refuse( EPERM ), std::system_error );
+}
+
+TEST_F( LinkFeedTest, dumpThatStandsStillIsRepeated ) {
+   static double now = 0;
+   Zet::clockIs( [] { return now; } );
+   feed.handleDumpAsked( dumpSequence );
+   for ( int part = 0; part < 3; ++part, now += 0.9 * LinkFeed::dumpPatience ) {
+      EXPECT_FALSE( feed.takeOverdueDump() );
+      receive( Datagram().listed( 5, "e5" ) );
+   }
+   now += 0.2 * LinkFeed::dumpPatience;
+   receive( Datagram().link( RTM_NEWLINK, 5, "e5", allUp ) );
+   EXPECT_TRUE( feed.takeOverdueDump() && feed.dumpWanted() );
+   EXPECT_FALSE( feed.takeOverdueDump() );
+   Zet::clockIs( nullptr );
 }
 
 } // namespace

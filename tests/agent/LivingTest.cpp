@@ -1,3 +1,4 @@
+#include "agent/Descriptor.h"
 #include "agent/SystemView.h"
 #include "tests/agent/DatagramInbox.h"
 #include "tests/agent/NetworkTest.h"
@@ -8,6 +9,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <sys/file.h>
 
 namespace Ufdd {
 namespace {
@@ -48,7 +50,12 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    EXPECT_EQ( ufdd.wait(), 0 );
    EXPECT_EQ( transitions( "d1-far" ) + transitions( "d2-far" ), before );
    EXPECT_FALSE( hasLink( "d1-far" ) );
+   // As if the one before were still ending.
+   Descriptor former( open( state_.path().c_str(), O_RDONLY | O_CLOEXEC ) );
+   ASSERT_EQ( flock( former.fd(), LOCK_EX ), 0 );
    Process release( { "--release", "--state-dir", state_.path() } );
+   std::this_thread::sleep_for( std::chrono::milliseconds( 300 ) );
+   former = Descriptor();
    EXPECT_EQ( release.wait(), 0 ) << release.output();
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << release.output();
 }
@@ -113,8 +120,13 @@ TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
    EXPECT_TRUE( inbox.receives( "WATCHDOG=1" ) );
    ip( "link set u1-far down" );
    EXPECT_TRUE( inbox.receives( "STATUS=1 group, 1 down; ports held: 1" ) );
+   // For a while it doesn't read: nothing waits for it, and what it has to know comes later.
+   std::this_thread::sleep_for( std::chrono::seconds( 1 ) );
+   ip( "link set u1-far up" );
+   EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
    rewrite( "wrong" );
    ufdd.signal( SIGHUP );
+   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
    EXPECT_TRUE( inbox.receives( "RELOADING=1" ) );
    EXPECT_TRUE( inbox.receives( "READY=1" ) );
    EXPECT_TRUE( inbox.receives( "is wrong and was not loaded" ) );

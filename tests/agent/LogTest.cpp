@@ -47,12 +47,14 @@ TEST( JournalLog, sendsFieldsAndWaitsForNobody ) {
       log.event( { .id = LogEvent::portShut, .groups = { "a b", "c" }, .port = "d1" },
                  "port d1 shut:\nUFD_GROUP=no" );
       log.event( { .id = LogEvent::groupTransition, .groups = { "a" } }, "group" );
+      log.event( { .id = LogEvent::fault }, "why it ended" );
       log.line( "plain" );
       log.flush();
       EXPECT_EQ( inbox.next(), "SYSLOG_IDENTIFIER=ufdd\nMESSAGE=port d1 shut: UFD_GROUP=no\n"
                                "PRIORITY=4\nMESSAGE_ID=9b3d7e5f2a1c4d8e8f6a0b4c7d2e1935\n"
                                "UFD_GROUP=a b\nUFD_GROUP=c\nUFD_PORT=d1\n" );
       EXPECT_TRUE( inbox.receives( "UFD_GROUP=a\n" ) );
+      EXPECT_TRUE( inbox.receives( "PRIORITY=3\nMESSAGE_ID=" ) );
       EXPECT_EQ( inbox.next(), "SYSLOG_IDENTIFIER=ufdd\nMESSAGE=plain\nPRIORITY=6\n" );
       // A journal that is stuck for a while.
       constexpr unsigned long lines = 3000;

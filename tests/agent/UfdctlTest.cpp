@@ -102,5 +102,20 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    EXPECT_FALSE( std::filesystem::exists( socket() ) );
 }
 
+TEST_F( UfdctlTest, watchesPortsWhereTheStatusCantBeServed ) {
+   plug( "u1" );
+   plug( "d1" );
+   std::vector< std::string > way = arguments( group( "a", "'u1'", "'d1'" ) );
+   std::string const directory = state_.path() + "/none";
+   way.back() = directory + "/yet/status";
+   Process ufdd( way );
+   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   EXPECT_TRUE( ufdd.wrote( "make it, or name another by --socket" ) ) << ufdd.output();
+   ip( "link set u1-far down" );
+   EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+   std::filesystem::create_directory( directory );
+   EXPECT_TRUE( eventually( [ & ] { return std::filesystem::exists( way.back() ); } ) );
+}
+
 } // namespace
 } // namespace Ufdd
