@@ -2,6 +2,16 @@
 
 namespace Reflect {
 
+void
+throwNotSupported( std::string_view attribute, unsigned int operation ) {
+   Zet::throwGenericIfException( Zet::GenericIfException::opNotSupported, attribute, operation );
+}
+
+void
+throwBadIndex( std::string_view attribute ) {
+   Zet::throwGenericIfException( Zet::GenericIfException::badIndex, attribute );
+}
+
 Zet::GenericIf::List_ const&
 argumentList( InterfaceConst const& list, std::size_t most, std::string_view attribute ) {
    using Exception = Zet::GenericIfException;

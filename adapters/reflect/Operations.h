@@ -11,6 +11,10 @@
 
 namespace Reflect {
 
+[[noreturn]] ZET_EXPORT void throwNotSupported( std::string_view attribute,
+                                                unsigned int operation );
+[[noreturn]] ZET_EXPORT void throwBadIndex( std::string_view attribute );
+
 // One operation asked of one attribute.
 struct Request {
    unsigned int operation;
@@ -19,16 +23,19 @@ struct Request {
    bool isConst;
    std::string_view attribute;
 
-   [[noreturn]] void notSupported() const {
-      Zet::throwGenericIfException( Zet::GenericIfException::opNotSupported, attribute, operation );
+   // Inlined, the request is never written to memory.
+   [[noreturn, gnu::always_inline]] void notSupported() const {
+      throwNotSupported( attribute, operation );
    }
    void requireNoKey() const {
-      if ( key )
-         Zet::throwGenericIfException( Zet::GenericIfException::badIndex, attribute );
+      if ( key ) [[unlikely]]
+         throwBadIndex( attribute );
    }
-   template < class V > V keyAs() const { return ArgumentAs< V >::value( key, attribute ); }
-   template < class V > V valueAs() const { return ArgumentAs< V >::value( value, attribute ); }
-   template < class V > Interface result( V result ) const {
+   template < class V > V keyAs() const { return ArgumentAs< V >::value( key.get(), attribute ); }
+   template < class V > V valueAs() const {
+      return ArgumentAs< V >::value( value.get(), attribute );
+   }
+   template < class V > [[gnu::always_inline]] Interface result( V result ) const {
       return resultIf( std::move( result ), isConst );
    }
 };
@@ -48,7 +55,7 @@ callWith( T& object, Zet::GenericIf::List_ const& list,
    return [ & ]< std::size_t... Place >( std::index_sequence< Place... > )->decltype( auto ) {
       // In braces, so that the first wrong argument is the one complained of.
       Arguments arguments{ ArgumentAs< std::tuple_element_t< Place, Arguments > >::value(
-          list.element( names[ Place ] ), names[ Place ] )... };
+          list.element( names[ Place ] ).get(), names[ Place ] )... };
       return ( object.*Call )( std::move( std::get< Place >( arguments ) )... );
    }
    ( std::make_index_sequence< std::tuple_size_v< Arguments > >() );

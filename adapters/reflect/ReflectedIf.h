@@ -20,22 +20,18 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
       return name.empty() ? Base::attributeString( id ) : Zet::String8( name );
    }
    Zet::AttributeId attributeId( Zet::String8 name ) const override {
-      Zet::Ptr< Zet::ZetAttr > const attribute = zetType()->attr( name );
+      Zet::ZetAttr const* const attribute = Zet::typeOf< T >().findAttr( name.view() );
       return attribute ? attribute->id() : Base::attributeId( std::move( name ) );
+   }
+   Zet::AttributeId zetAttributeId( std::string_view name ) const override {
+      Zet::ZetAttr const* const attribute = Zet::typeOf< T >().findAttr( name );
+      return attribute ? attribute->id() : Base::attributeId( Zet::String8( name ) );
    }
 
    Interface attributeOp( Zet::GenericIf::AttributeOp const& op, InterfaceConst const& key,
                           Interface const& value ) override {
       this->requireChangeable( op.operation );
-      Interface result;
-      return atRow( op.attribute,
-                    [ & ]( auto const& row ) {
-                       result = operate(
-                           reflected(), row,
-                           Request{ op.operation, key, value, this->isConst(), row.name } );
-                    } )
-                 ? result
-                 : Base::attributeOp( op, key, value );
+      return operateFrom< 0 >( op, key, value );
    }
 
    Zet::Ptr< Place > attributeIteratorConst( Zet::AttributeId id ) const override {
@@ -56,7 +52,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
                               using Key = typename KeyOfMembers< R::members >::Key;
                               auto const& members = ( reflected().*R::members )();
                               place = Zet::make< PlaceIn< R > >(
-                                  members.from( ArgumentAs< Key >::value( key, row.name ) ) );
+                                  members.from( ArgumentAs< Key >::value( key.get(), row.name ) ) );
                            } )
                  ? place
                  : Base::attributeIteratorKeyConst( id, key );
@@ -120,16 +116,27 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
       Iterator at;
    };
 
+   // By the row of that id, which is not before that place.
+   template < std::size_t Place >
+   Interface operateFrom( Zet::GenericIf::AttributeOp const& op, InterfaceConst const& key,
+                          Interface const& value ) {
+      constexpr auto const& rows = Notify::Description< T >::attributes;
+      if constexpr ( Place == std::tuple_size_v< std::decay_t< decltype( rows ) > > )
+         return Base::attributeOp( op, key, value );
+      else if ( auto const& row = std::get< Place >( rows ); row.id == op.attribute )
+         return operate( reflected(), row,
+                         Request{ op.operation, key, value, this->isConst(), row.name } );
+      else
+         return operateFrom< Place + 1 >( op, key, value );
+   }
+
    // Visits the row of that id, if there is one.
    template < class Visit > static bool atRow( Zet::AttributeId id, Visit visit ) {
-      bool found = false;
-      Notify::forEachRow< T >( [ & ]( auto const& row ) {
-         if ( found || row.id != id )
-            return;
-         found = true;
-         visit( row );
-      } );
-      return found;
+      return std::apply(
+          [ & ]( auto const&... row ) {
+             return ( ( row.id == id && ( visit( row ), true ) ) || ... );
+          },
+          Notify::Description< T >::attributes );
    }
    template < class Visit > static bool atCollection( Zet::AttributeId id, Visit visit ) {
       bool isOne = false;

@@ -49,7 +49,7 @@ GroupLinkStatus_GenericIf_::attributeOp( AttributeOp const& op,
 namespace Reflect {
 
 UplinkFailureDetection::GroupLinkStatus
-ArgumentAs< UplinkFailureDetection::GroupLinkStatus >::value( InterfaceConst const& argument,
+ArgumentAs< UplinkFailureDetection::GroupLinkStatus >::value( Zet::GenericIf const* argument,
                                                               std::string_view name ) {
    using namespace UplinkFailureDetection;
    if ( argument ) {

@@ -44,7 +44,7 @@ objectIf( T* object, bool isConst ) {
 
 // A result as an interface.
 template < class V >
-Interface
+[[gnu::always_inline]] inline Interface
 resultIf( V value, bool isConst ) {
    return Zet::valueIf( std::move( value ), isConst );
 }
@@ -67,17 +67,17 @@ resultIf( UplinkFailureDetection::GroupLinkStatus value, bool isConst ) {
 // Throws: Zet::GenericIfException `type`; for an object that is to be written to but is seen
 // through a constant interface, `constInstance`.
 template < class V > struct ArgumentAs {
-   static V value( InterfaceConst const& argument, std::string_view name ) {
+   static V value( Zet::GenericIf const* argument, std::string_view name ) {
       return Zet::valueOf< V >( argument, name );
    }
 };
 // Also by text or number.
 template <> struct ZET_EXPORT ArgumentAs< UplinkFailureDetection::GroupLinkStatus > {
-   static UplinkFailureDetection::GroupLinkStatus value( InterfaceConst const& argument,
+   static UplinkFailureDetection::GroupLinkStatus value( Zet::GenericIf const* argument,
                                                          std::string_view name );
 };
 template < class T > struct ArgumentAs< Zet::Ptr< T > > {
-   static Zet::Ptr< T > value( InterfaceConst const& argument, std::string_view name ) {
+   static Zet::Ptr< T > value( Zet::GenericIf const* argument, std::string_view name ) {
       auto const type = std::remove_const_t< T >::_fwkType();
       if ( !argument || !argument->zetType()->isA( *type ) )
          Zet::throwGenericIfException( Zet::GenericIfException::type, name );
@@ -89,7 +89,7 @@ template < class T > struct ArgumentAs< Zet::Ptr< T > > {
 };
 // Borrows: the interface holds the object.
 template < class T > struct ArgumentAs< T* > {
-   static T* value( InterfaceConst const& argument, std::string_view name ) {
+   static T* value( Zet::GenericIf const* argument, std::string_view name ) {
       return ArgumentAs< Zet::Ptr< T > >::value( argument, name ).get();
    }
 };

@@ -4,15 +4,6 @@
 
 namespace Zet {
 
-PtrInterface::NotifieeConst::NotifieeConst() {
-   // Nobody else knows of it yet.
-   word_.store( word_.load( std::memory_order_relaxed ) | notificationActiveFlag,
-                std::memory_order_relaxed );
-   bits_.bitIs( constructedBit, true );
-}
-
-PtrInterface::NotifieeConst::~NotifieeConst() = default;
-
 void
 PtrInterface::NotifieeConst::hasNotificationActiveIs( bool active ) {
    if ( active == hasNotificationActive() )

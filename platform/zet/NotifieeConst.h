@@ -17,7 +17,7 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
  public:
    using Zet_BitSet = BitSet< 27, unsigned int >;
 
-   NotifieeConst();
+   NotifieeConst() : PtrInterface( true ) { bits_.bitIs( constructedBit, true ); }
 
    static constexpr unsigned int notificationBitMask() noexcept { return 0xfa8fffff; }
 
@@ -66,7 +66,7 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    void zetHasUncountedNotifierIs( bool uncounted );
 
  protected:
-   ~NotifieeConst() override;
+   ~NotifieeConst() override = default;
 
    void hearsAlikeIs( bool alike ) noexcept { hearsAlike_ = alike; }
    // The plain change of the flag; the lists are the typed notifiee's business.

@@ -13,8 +13,6 @@ namespace Zet {
 
 namespace {
 
-// The top byte of a nondestructing object's word is taken; its flags stand this much lower.
-constexpr unsigned int loweredBy = 8;
 constexpr std::uint32_t loweredCountMask = 0x001fffff;
 constexpr std::uint32_t flagsMask = 0xe0000000;
 
@@ -24,10 +22,6 @@ void
 assertionFailed( char const* promise ) noexcept {
    std::fprintf( stderr, "broken promise: %s\n", promise );
    std::abort();
-}
-
-PtrInterface::~PtrInterface() {
-   forgetRawPtrStrep( this );
 }
 
 void
@@ -77,46 +71,42 @@ PtrInterface::_fwkType() {
    return &type;
 }
 
-bool
-PtrInterface::flag( std::uint32_t bit ) const noexcept {
-   std::uint32_t const word = word_.load( std::memory_order_relaxed );
-   return ( word & ( isNondestructing( word ) ? bit >> loweredBy : bit ) ) != 0;
-}
-
 void
 PtrInterface::flagIs( std::uint32_t bit, bool on ) noexcept {
    std::uint32_t const word = word_.load( std::memory_order_relaxed );
-   std::uint32_t const place = isNondestructing( word ) ? bit >> loweredBy : bit;
+   bitIs( isNondestructing( word ) ? bit >> loweredBy : bit, on );
+}
+
+void
+PtrInterface::bitIs( std::uint32_t bit, bool on ) noexcept {
+   std::uint32_t const word = word_.load( std::memory_order_relaxed );
    // As counting is.
    if ( !countsAreShared() )
-      word_.store( on ? word | place : word & ~place, std::memory_order_relaxed );
+      word_.store( on ? word | bit : word & ~bit, std::memory_order_relaxed );
    else if ( on )
-      word_.fetch_or( place, std::memory_order_relaxed );
+      word_.fetch_or( bit, std::memory_order_relaxed );
    else
-      word_.fetch_and( ~place, std::memory_order_relaxed );
+      word_.fetch_and( ~bit, std::memory_order_relaxed );
 }
 
 void
 PtrInterface::handleLastReference( std::uint32_t before ) const noexcept {
    require( ( before & countMask ) != 0, "a reference is dropped once" );
-   if ( ( before & destroyingFlag ) == 0 )
-      const_cast< PtrInterface* >( this )->handleZeroRef();
-}
-
-void
-PtrInterface::handleZeroRef() noexcept {
-   flagIs( destroyingFlag, true );
+   if ( ( before & destroyingFlag ) != 0 )
+      return;
+   auto* const self = const_cast< PtrInterface* >( this );
+   // It is counted, so that its flags are not lowered.
+   self->bitIs( destroyingFlag, true );
    try {
-      zeroReferencesIs( true );
+      self->zeroReferencesIs( true );
    } catch ( ... ) {
       // References are dropped in destructors, where nothing may be thrown on.
       handleNotificationFailure( *this, zeroReferencesAttributeId );
    }
-   if ( references() != 0 ) {
-      flagIs( destroyingFlag, false );
-      return;
-   }
-   delete this;
+   if ( references() != 0 ) [[unlikely]]
+      self->flagIs( destroyingFlag, false );
+   else
+      delete self;
 }
 
 } // namespace Zet

@@ -8,8 +8,14 @@
 
 namespace Zet {
 
+class PtrInterface;
 class ZetType;
 template < class T > class Ptr;
+
+// An object's destructor calls this: its text is not to read back as whatever comes to lie there.
+ZET_EXPORT void forgetRawPtrStrep( PtrInterface const* object ) noexcept;
+// Spares the call while no text has been given out.
+ZET_EXPORT extern bool anyRawPtrStrep;
 
 // The counted base of every object: entities, notifiees, state machines, collection members.
 // Objects live on the heap and are held through Ptr; the last reference to go destroys them.
@@ -36,7 +42,13 @@ class ZET_EXPORT PtrInterface {
 
  protected:
    PtrInterface() = default;
-   virtual ~PtrInterface();
+   // For a notifiee, which is active from the start.
+   explicit PtrInterface( bool notificationActive )
+       : word_( notificationActive ? 1 | notificationActiveFlag : 1 ) {}
+   virtual ~PtrInterface() {
+      if ( anyRawPtrStrep ) [[unlikely]]
+         forgetRawPtrStrep( this );
+   }
 
  public:
    static Ptr< ZetType const > _fwkType();
@@ -85,10 +97,16 @@ class ZET_EXPORT PtrInterface {
          handleLastReference( before );
    }
    void handleLastReference( std::uint32_t before ) const noexcept;
-   void handleZeroRef() noexcept;
 
-   bool flag( std::uint32_t bit ) const noexcept;
+   // The top byte of a nondestructing object's word is taken; its flags stand this much lower.
+   static constexpr unsigned int loweredBy = 8;
+
+   bool flag( std::uint32_t bit ) const noexcept {
+      std::uint32_t const word = word_.load( std::memory_order_relaxed );
+      return ( word & ( isNondestructing( word ) ? bit >> loweredBy : bit ) ) != 0;
+   }
    void flagIs( std::uint32_t bit, bool on ) noexcept;
+   void bitIs( std::uint32_t bit, bool on ) noexcept;
 
    // Bits 0 to 28 the count, 29 to 31 the flags above.
    mutable std::atomic< std::uint32_t > word_ = 1;

@@ -25,15 +25,14 @@ namedObjects() {
    return objects;
 }
 
-// Spares the look-up while no text has been given out.
-bool anyNamed = false;
-
 std::uintptr_t
 addressOf( PtrInterface const* object ) {
    return reinterpret_cast< std::uintptr_t >( object );
 }
 
 } // namespace
+
+bool anyRawPtrStrep = false;
 
 String8
 valueToStrep( String8 const& value ) {
@@ -71,7 +70,7 @@ valueToStrepOfRawPtr( Name const& type, PtrInterface const* object ) {
       return type + "(0)";
    // Text is read back as a writable object; whoever has the text had a way to the object.
    namedObjects()[ addressOf( object ) ] = const_cast< PtrInterface* >( object );
-   anyNamed = true;
+   anyRawPtrStrep = true;
    char address[ 2 * sizeof( std::uintptr_t ) ];
    auto const [ end, error ] =
        std::to_chars( address, address + sizeof address, addressOf( object ), 16 );
@@ -103,10 +102,8 @@ sequenceToValueOfPtr( String8::IteratorConst& at, String8::IteratorConst const& 
 
 void
 forgetRawPtrStrep( PtrInterface const* object ) noexcept {
-   if ( anyNamed ) [[unlikely]] {
-      namedObjects().erase( addressOf( object ) );
-      anyNamed = !namedObjects().empty();
-   }
+   namedObjects().erase( addressOf( object ) );
+   anyRawPtrStrep = !namedObjects().empty();
 }
 
 void

@@ -23,8 +23,6 @@ ZET_EXPORT String8 valueToStrepOfRawPtr( Name const& type, PtrInterface const* o
 // Throws: CannotConvertException when it names none.
 ZET_EXPORT Ptr< PtrInterface > sequenceToValueOfPtr( String8::IteratorConst& at,
                                                      String8::IteratorConst const& end );
-// An object's destructor calls this: its text is not to read back as whatever comes to lie there.
-ZET_EXPORT void forgetRawPtrStrep( PtrInterface const* object ) noexcept;
 
 // "junk at column %lld deserializing %s" as a range exception.
 [[noreturn]] ZET_EXPORT void throwJunk( std::ptrdiff_t column, String8 const& text );

@@ -82,21 +82,24 @@ ZetType::handleGenericIfSupport() {}
 
 Ptr< ZetAttr >
 ZetType::attr( Name const& name ) const noexcept {
-   auto const found = attributesByName_.find( name );
-   return found != attributesByName_.end() ? found->second : nullptr;
+   std::size_t const place = placeOfAttr( name.view() );
+   return place < attributes_.size() ? attributes_[ place ] : nullptr;
 }
 
 void
 ZetType::attrIs( Ptr< ZetAttr > const& attribute ) {
    attrDel( attribute->name() );
    attributes_.push_back( attribute );
-   attributesByName_[ attribute->name() ] = attribute.get();
+   attributeNames_.push_back( attribute->name().view() );
 }
 
 void
 ZetType::attrDel( Name const& name ) {
-   attributesByName_.erase( name );
-   std::erase_if( attributes_, [ & ]( Ptr< ZetAttr > const& one ) { return one->name() == name; } );
+   auto const place = static_cast< std::ptrdiff_t >( placeOfAttr( name.view() ) );
+   if ( attributes_.begin() + place == attributes_.end() )
+      return;
+   attributeNames_.erase( attributeNames_.begin() + place );
+   attributes_.erase( attributes_.begin() + place );
 }
 
 void

@@ -8,7 +8,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace Zet {
@@ -75,6 +74,11 @@ class ZET_EXPORT ZetType : public PtrInterface {
    std::vector< Ptr< ZetAttr > > const& attributes() const noexcept { return attributes_; }
    // Null when there is none of that name.
    Ptr< ZetAttr > attr( Name const& name ) const noexcept;
+   // The same, uncounted. Valid until: the attribute is replaced or removed.
+   ZetAttr const* findAttr( std::string_view name ) const noexcept {
+      std::size_t const place = placeOfAttr( name );
+      return place < attributes_.size() ? attributes_[ place ].get() : nullptr;
+   }
    // Adds the attribute, in the place of an earlier one of its name.
    void attrIs( Ptr< ZetAttr > const& attribute );
    void attrDel( Name const& name );
@@ -101,9 +105,13 @@ class ZET_EXPORT ZetType : public PtrInterface {
    static constexpr std::uint32_t enumBit = 1u << 2;
    static constexpr std::uint32_t genericIfBit = 1u << 29;
 
-   struct NameHash {
-      std::size_t operator()( Name const& name ) const noexcept { return name.hash(); }
-   };
+   // attributes_.size() when there is none of that name.
+   std::size_t placeOfAttr( std::string_view name ) const noexcept {
+      std::size_t place = 0;
+      while ( place < attributeNames_.size() && attributeNames_[ place ] != name )
+         ++place;
+      return place;
+   }
 
    bool flag( std::uint32_t bit ) const noexcept { return ( flags_ & bit ) != 0; }
    void flagIs( std::uint32_t bit, bool on ) noexcept {
@@ -117,7 +125,8 @@ class ZET_EXPORT ZetType : public PtrInterface {
    std::size_t instanceSize_ = 0;
    std::vector< Argument > arguments_;
    std::vector< Ptr< ZetAttr > > attributes_;
-   std::unordered_map< Name, ZetAttr*, NameHash > attributesByName_;
+   // Theirs, in the same order: a type has a few, which are found sooner so than by hashing.
+   std::vector< std::string_view > attributeNames_;
    Ptr< ZetAttr > valueAttr_;
    // Grows as types are made; the types that derive do not change what this one is.
    mutable std::vector< Ptr< ZetType const > > derivedTypes_;

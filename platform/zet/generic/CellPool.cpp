@@ -4,43 +4,34 @@
 
 namespace Zet {
 
-namespace {
-
-constexpr std::size_t cellSize = 160;
-
-union Cell {
-   Cell* next;
-   alignas( std::max_align_t ) unsigned char bytes[ cellSize ];
-};
-
-Cell firstCells[ 32 ];
-std::size_t firstCellsUsed = 0;
-Cell* freeCells = nullptr;
-
-} // namespace
+CellPool::Cell CellPool::first_;
+bool CellPool::firstIsTaken_ = false;
+CellPool::Cell CellPool::more_[];
+std::size_t CellPool::moreUsed_ = 0;
+CellPool::Cell* CellPool::free_ = nullptr;
 
 void*
-cellNew( std::size_t size ) {
+CellPool::another( std::size_t size ) {
    if ( size > cellSize )
       return ::operator new( size );
-   if ( Cell* const cell = freeCells ) {
-      freeCells = cell->next;
+   if ( Cell* const cell = free_ ) {
+      free_ = cell->next;
       return cell;
    }
-   if ( firstCellsUsed < sizeof firstCells / sizeof firstCells[ 0 ] )
-      return &firstCells[ firstCellsUsed++ ];
+   if ( moreUsed_ < sizeof more_ / sizeof more_[ 0 ] )
+      return &more_[ moreUsed_++ ];
    return ::operator new( sizeof( Cell ) );
 }
 
 void
-cellDelete( void* memory, std::size_t size ) noexcept {
+CellPool::giveBack( void* memory, std::size_t size ) noexcept {
    if ( size > cellSize ) {
       ::operator delete( memory );
       return;
    }
    auto* const cell = static_cast< Cell* >( memory );
-   cell->next = freeCells;
-   freeCells = cell;
+   cell->next = free_;
+   free_ = cell;
 }
 
 } // namespace Zet

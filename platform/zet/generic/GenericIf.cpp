@@ -92,10 +92,20 @@ GenericIf::zetValue( ZetType const& ) const noexcept {
    return nullptr;
 }
 
+AttributeId
+GenericIf::zetAttributeId( std::string_view name ) const {
+   return attributeId( String8( name ) );
+}
+
+void
+GenericIf::TellingDelete::operator()( Telling* telling ) const noexcept {
+   delete telling;
+}
+
 GenericIf::Telling&
 GenericIf::telling() {
    if ( !telling_ )
-      telling_ = std::make_unique< Telling >();
+      telling_.reset( new Telling );
    return *telling_;
 }
 
@@ -128,6 +138,8 @@ GenericIf::zetOnAttribute( AttributeId id, unsigned int& pending ) {
 
 void
 GenericIf::onAttribute( AttributeId id ) {
+   if ( !telling_ )
+      return;
    // A watcher may leave while it is told.
    for ( Watcher* const watcher : watchers() )
       watcher->onAttribute( id );

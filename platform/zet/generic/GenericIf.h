@@ -6,8 +6,10 @@
 #include "platform/zet/ZetType.h"
 #include "platform/zet/generic/GenericIfException.h"
 
+#include <concepts>
 #include <cstddef>
 #include <memory>
+#include <string_view>
 #include <vector>
 
 namespace Zet {
@@ -61,6 +63,11 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
    virtual String8 attributeString( AttributeId id ) const;
    // Throws: GenericIfException `unknownAttribute` with the name.
    virtual AttributeId attributeId( String8 name ) const;
+   // The same for a text of which there is no String8 yet: none is made.
+   template < std::convertible_to< std::string_view > Text >
+   AttributeId attributeId( Text const& name ) const {
+      return zetAttributeId( name );
+   }
    // Null when the operation has nothing to return.
    // Throws: GenericIfException; what the operation itself throws.
    virtual Ptr< GenericIf > attributeOp( AttributeOp const& op, Ptr< GenericIf const > const& key,
@@ -82,6 +89,8 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
 
    // The address of the reflected value, for a wanted type that is its own; null otherwise.
    virtual void const* zetValue( ZetType const& wanted ) const noexcept;
+   // attributeId() of a text.
+   virtual AttributeId zetAttributeId( std::string_view name ) const;
 
    void watcherIs( Watcher& watcher );
    void watcherDel( Watcher& watcher );
@@ -109,12 +118,16 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
       std::vector< Watcher* > watchers;
    };
 
+   struct TellingDelete {
+      ZET_EXPORT void operator()( Telling* telling ) const noexcept;
+   };
+
    Telling& telling();
    std::vector< Watcher* > watchers() const;
 
    bool isConst_;
    bool isDeferring_ = false;
-   std::unique_ptr< Telling > telling_;
+   std::unique_ptr< Telling, TellingDelete > telling_;
 };
 
 // A list of named arguments.

@@ -9,4 +9,9 @@ throwGenericIfException( GenericIfException::Kind kind, String8 text, unsigned i
    throw GenericIfException( kind, std::move( text ), operation );
 }
 
+void
+throwWrongType( std::string_view argument ) {
+   throwGenericIfException( GenericIfException::type, argument );
+}
+
 } // namespace Zet

@@ -2,6 +2,8 @@
 
 #include "platform/zet/Exception.h"
 
+#include <string_view>
+
 namespace Zet {
 
 // What an operation of a generic interface fails with. The object is unchanged then.
@@ -30,5 +32,8 @@ class ZET_EXPORT GenericIfException : public Exception {
 
 [[noreturn]] ZET_EXPORT void throwGenericIfException( GenericIfException::Kind kind, String8 text,
                                                       unsigned int operation = 0 );
+
+// The same for an argument of the wrong type.
+[[noreturn]] ZET_EXPORT void throwWrongType( std::string_view argument );
 
 } // namespace Zet

@@ -18,10 +18,9 @@ GenericIfPtrInterface::strRep() const {
 }
 
 void
-GenericIfPtrInterface::requireChangeable( unsigned int operation ) const {
-   if ( modifies( operation ) && isConst() )
-      throwGenericIfException( GenericIfException::constInstance,
-                               "attempting to modify a const instance" );
+GenericIfPtrInterface::throwConstInstance() {
+   throwGenericIfException( GenericIfException::constInstance,
+                            "attempting to modify a const instance" );
 }
 
 String8

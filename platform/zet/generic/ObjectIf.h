@@ -20,9 +20,14 @@ class ZET_EXPORT GenericIfPtrInterface : public GenericIf {
    PtrInterface& object() const noexcept { return *object_; }
    // Throws: GenericIfException `constInstance` when the operation changes something through a
    // constant interface.
-   void requireChangeable( unsigned int operation ) const;
+   void requireChangeable( unsigned int operation ) const {
+      if ( isConst() && modifies( operation ) )
+         throwConstInstance();
+   }
 
  private:
+   [[noreturn]] static void throwConstInstance();
+
    Ptr< PtrInterface > object_;
 };
 

@@ -24,12 +24,16 @@ template <> struct TypeOf< double > : TypeOf< Builtin< double > > {};
 template <> struct TypeOf< void > : TypeOf< Builtin< void* > > {};
 template <> struct ZET_EXPORT TypeOf< Name > { static Ptr< ZetType const > type(); };
 
+// What typeOf() returned; null before.
+template < class T > inline constinit ZetType const* knownTypeOf = nullptr;
+
 // The same, uncounted: descriptors stay.
 template < class T >
 ZetType const&
 typeOf() {
-   static ZetType const& type = *TypeOf< T >::type();
-   return type;
+   if ( !knownTypeOf< T > ) [[unlikely]]
+      knownTypeOf< T > = TypeOf< T >::type().get();
+   return *knownTypeOf< T >;
 }
 
 // How a type is called where arguments are listed: "bool", "Zet::Name".

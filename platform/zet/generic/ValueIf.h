@@ -34,16 +34,23 @@ template < class T > class ZET_EXPORT ValueIf : public GenericIf {
 
    Ptr< ZetType const > zetType() const override { return TypeOf< T >::type(); }
    void const* zetValue( ZetType const& wanted ) const noexcept override {
-      return &wanted == &typeOf< T >() ? &value_ : nullptr;
+      if ( &wanted == knownTypeOf< T > ) [[likely]]
+         return &value_;
+      return valueOnceKnown( wanted );
    }
    String8 strRep() const override { return valueText( value_ ); }
 
-   static void* operator new( std::size_t size ) { return cellNew( size ); }
+   static void* operator new( std::size_t size ) { return CellPool::cellNew( size ); }
    static void operator delete( void* memory, std::size_t size ) noexcept {
-      cellDelete( memory, size );
+      CellPool::cellDelete( memory, size );
    }
 
  private:
+   // Aside, for it is rare and would have registers saved each time.
+   [[gnu::noinline]] void const* valueOnceKnown( ZetType const& wanted ) const noexcept {
+      return &wanted == &typeOf< T >() ? &value_ : nullptr;
+   }
+
    T value_;
 };
 
@@ -51,15 +58,20 @@ template < class T > class ZET_EXPORT ValueIf : public GenericIf {
 // Throws: GenericIfException `type` when there is none of that type.
 template < class T >
 T const&
-valueOf( Ptr< GenericIf const > const& argument, std::string_view name ) {
+valueOf( GenericIf const* argument, std::string_view name ) {
    void const* const value = argument ? argument->zetValue( typeOf< T >() ) : nullptr;
-   if ( !value )
-      throwGenericIfException( GenericIfException::type, name );
+   if ( !value ) [[unlikely]]
+      throwWrongType( name );
    return *static_cast< T const* >( value );
+}
+template < class T, class Interface >
+T const&
+valueOf( Ptr< Interface > const& argument, std::string_view name ) {
+   return valueOf< T >( argument.get(), name );
 }
 
 template < class T >
-Ptr< GenericIf >
+[[gnu::always_inline]] inline Ptr< GenericIf >
 valueIf( T value, bool isConst = false ) {
    return make< ValueIf< T > >( std::move( value ), isConst );
 }
