@@ -258,6 +258,4 @@ UplinkFailureDetectionGroupSm::doCleanup() {
       cause->intfStatusDel( at.key() );
 }
 
-// The top machine.
-
 } // namespace UplinkFailureDetection

@@ -56,6 +56,4 @@ UplinkFailureDetectionIntfSm::handleIntfStatus() {
    groupSm_->doCheckIntfs();
 }
 
-// The group machine.
-
 } // namespace UplinkFailureDetection

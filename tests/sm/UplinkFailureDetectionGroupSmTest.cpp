@@ -14,87 +14,6 @@ namespace Scenario {
 
 namespace {
 
-struct MinLinksRow {
-   unsigned int minLinks;
-   char const* withUp[ 4 ]; // With none to three of the three uplinks up.
-};
-
-constexpr MinLinksRow minLinksMatrix[] = {
-   { 0, { "up", "up", "up", "up" } },         { 1, { "down", "up", "up", "up" } },
-   { 2, { "down", "down", "up", "up" } },     { 3, { "down", "down", "down", "up" } },
-   { 4, { "down", "down", "down", "down" } }, { 0xffffffff, { "down", "down", "down", "down" } },
-};
-
-std::string
-outcome( World const& world ) {
-   std::string const state = world.state();
-   bool const down = state.starts_with( "g:down" );
-   EXPECT_EQ( state.ends_with( "| X@0 Y@0" ), down ) << state;
-   EXPECT_EQ( state.ends_with( "|" ), !down ) << state;
-   return down ? "down" : "up";
-}
-
-TEST( GroupSm, MinLinksMatrixHoldsHoweverItIsReached ) {
-   for ( MinLinksRow const& row : minLinksMatrix )
-      for ( std::size_t up = 0; up <= 3; ++up ) {
-         SCOPED_TRACE( "minLinks " + std::to_string( row.minLinks ) + ", up " +
-                       std::to_string( up ) );
-         std::string_view const ups = std::string_view( "up A; up B; up C;" ).substr( 0, 6 * up );
-         std::string const minLinks = "min g " + std::to_string( row.minLinks );
-         std::string const group = "appear A; appear B; appear C; group g; monitor g A; "
-                                   "monitor g B; monitor g C; disable g X; disable g Y";
-
-         World atStart;
-         atStart.apply( group );
-         atStart.apply( minLinks );
-         atStart.apply( ups );
-         atStart.apply( "start" );
-         EXPECT_EQ( outcome( atStart ), row.withUp[ up ] );
-
-         World byLinks;
-         byLinks.apply( group );
-         byLinks.apply( minLinks );
-         byLinks.apply( "start" );
-         byLinks.apply( ups );
-         EXPECT_EQ( outcome( byLinks ), row.withUp[ up ] );
-
-         World byMinLinks;
-         byMinLinks.apply( group );
-         byMinLinks.apply( ups );
-         byMinLinks.apply( "start" );
-         byMinLinks.apply( minLinks );
-         EXPECT_EQ( outcome( byMinLinks ), row.withUp[ up ] );
-      }
-}
-
-TEST( GroupSm, CountsADisablingOnceAndKeepsItsTime ) {
-   World world;
-   check( world, { { "appear A; up A; appear B; up B; group g; min g 2; monitor g A; monitor g B; "
-                     "disable g C",
-                     "", "|" },
-                   { "start", "g+ g:up", "g:up#0@0 |" },
-                   { "wait 7; down A", "C@7 g:down g#1 g@7", "g:down#1@7 | C@7" },
-                   { "wait 1; down B", "", "g:down#1@7 | C@7" },
-                   { "up A", "", "g:down#1@7 | C@7" },
-                   { "up B", "C- g:up", "g:up#1@7 |" },
-                   { "wait 1; vanish A", "C@9 g:down g#2 g@9", "g:down#2@9 | C@9" },
-                   { "appear A; up A", "C- g:up", "g:up#2@9 |" },
-                   { "wait 1; min g 3", "C@10 g:down g#3 g@10", "g:down#3@10 | C@10" },
-                   { "wait 1; min g 4", "", "g:down#3@10 | C@10" },
-                   { "min g 0", "C- g:up", "g:up#3@10 |" } } );
-}
-
-TEST( GroupSm, TheFirstEvaluationDisablesWithoutCounting ) {
-   World world;
-   // minLinks is 1 and nothing is monitored.
-   check( world, { { "wait 5; group g; disable g C; start", "g+ C@5 g:down", "g:down#0@0 | C@5" },
-                   { "wait 1; min g 0; min g 1", "C- g:up C@6 g:down g#1 g@6", "g:down#1@6 | C@6" },
-                   // A record from before the machine keeps its history; down is not down again.
-                   { "stop; wait 1; start", "", "g:down#1@6 | C@6" },
-                   { "stop; min g 0; start", "C- g:up", "g:up#1@6 |" },
-                   { "stop; min g 1; start", "C@7 g:down", "g:down#1@6 | C@7" } } );
-}
-
 TEST( GroupSm, ReadsTheTimeOncePerDisabling ) {
    World world;
    world.apply( "group g; min g 0; disable g C; disable g D; start" );
@@ -111,42 +30,6 @@ TEST( GroupSm, AnUninitializedMachineDoesNotCount ) {
    world.apply( "group g; min g 0; start" );
    world.groupSm( 'g' )->initializedIs( false );
    check( world, { { "wait 1; min g 1", "g:down", "g:down#0@0 |" } } );
-}
-
-TEST( GroupSm, AnUplinkWhoseFlagIsFalseCountsButIsNotWatched ) {
-   World world;
-   check( world,
-          { { "appear A; up A; group g; count g A; disable g C; start", "g+ g:up", "g:up#0@0 |" },
-            { "wait 1; down A", "", "g:up#0@0 |" },
-            { "appear Z", "C@1 g:down g#1 g@1", "g:down#1@1 | C@1" },
-            // With the flag it is watched, without it no more.
-            { "monitor g A; up A", "C- g:up", "g:up#1@1 |" } } );
-   EXPECT_EQ( world.children( 'g' ), "A" );
-   check( world, { { "count g A; down A", "", "g:up#1@1 |" } } );
-   EXPECT_EQ( world.children( 'g' ), "" );
-}
-
-TEST( GroupSm, DownstreamInterfacesComeAndGoWhileDown ) {
-   World world;
-   check( world,
-          { { "group g; disable g C; start", "g+ C@0 g:down", "g:down#0@0 | C@0" },
-            { "wait 3; disable g D", "D@3", "g:down#0@0 | C@0 D@3" },
-            { "wait 1; release g C", "C-", "g:down#0@0 | D@3" },
-            // The interface that is listed anew loses its entry and gets one with the new time.
-            { "wait 1; monitor g D", "D- D@5", "g:down#0@0 | D@5" },
-            { "min g 0; release g D", "D- g:up", "g:up#0@0 |" } } );
-}
-
-TEST( GroupSm, AnUnrelatedInterfaceOfTheDirectoryLosesItsEntryUntilItsGroupChecks ) {
-   World world;
-   // The machine of g comes first and hears first.
-   world.apply( "group g; min g 0; start; group h; disable h C" );
-   check( world, { { "appear A; wait 2; appear C", "C- C@2", "g:up#0@0 h:down#0@0 | C@2" },
-                   { "wait 1; vanish C", "C- C@3", "g:up#0@0 h:down#0@0 | C@3" } } );
-   // The other way round the entry stays away until h checks again.
-   world.apply( "ungroup g; group g; min g 0" );
-   check( world, { { "wait 1; appear C", "C- C@4 C-", "g:up#0@0 h:down#0@0 |" },
-                   { "wait 1; min h 2", "C@5", "g:up#0@0 h:down#0@0 | C@5" } } );
 }
 
 TEST( GroupSm, AnInterfaceMonitoredByTwoGroupsHasBothRecount ) {
