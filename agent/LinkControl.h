@@ -39,6 +39,11 @@ struct LinkRequest {
                  ? !link.adminUp
                  : link.protoDown && link.hasProtoDownReason( reason ) && !link.carrier;
    }
+   // Whether a link has carrier in spite of a protodown of ours: its driver lets it slip.
+   bool isSlip( Link const& link ) const {
+      return means != Means::adminDown && link.protoDown && link.hasProtoDownReason( reason ) &&
+             link.carrier;
+   }
    // Whether it was open, as far as we know.
    bool wasOpen() const { return before.index && !isHeld( before, means, reason ); }
    // Whether it was seen to be as it was asked to be.

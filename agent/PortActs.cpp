@@ -130,17 +130,22 @@ PortActs::rememberBefore() {
 std::vector< LinkRequest >
 PortActs::fallBack() {
    auto const protoDownWorks = []( LinkRequest const& answer ) {
-      if ( answer.up || answer.onlyAsk || answer.means == Means::adminDown )
+      if ( answer.up || answer.means == Means::adminDown )
          return true;
-      return answer.error ? answer.error != EOPNOTSUPP && answer.error != EINVAL : answer.isSeen();
+      if ( answer.error )
+         return answer.error != EOPNOTSUPP && answer.error != EINVAL;
+      // It may have worked for a while only; and what slipped nobody has opened.
+      return !answer.isSlip( answer.before ) && ( answer.onlyAsk || answer.isSeen() );
    };
    auto const first = std::stable_partition( requests_.begin(), requests_.end(), protoDownWorks );
    std::vector< LinkRequest > otherwise( first, requests_.end() );
    requests_.erase( first, requests_.end() );
-   std::erase_if( otherwise, [ this ]( LinkRequest const& request ) {
+   std::erase_if( otherwise, [ this ]( LinkRequest& request ) {
       bool const isStuck = request.error == 0 && !undo( request );
-      if ( isStuck )
+      if ( isStuck ) {
+         request.error = PortReport::notSeen;
          requests_.push_back( request );
+      }
       return isStuck;
    } );
    for ( LinkRequest& request : otherwise ) {

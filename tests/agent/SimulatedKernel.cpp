@@ -152,6 +152,7 @@ SimulatedKernel::act( SimulatedLink& link, LinkRequest& request ) {
    bool const adminUp = isAdmin ? request.up : link.adminUp;
    bool protoDown = link.protoDown;
    if ( !isAdmin ) {
+      link.slips &= !link.slipsOnce;
       std::uint32_t const bit = 1u << request.reason;
       link.protoDownReasons =
           request.up ? link.protoDownReasons & ~bit : link.protoDownReasons | bit;

@@ -22,6 +22,7 @@ struct SimulatedLink : Link {
    bool hidesCarrier = false; // From who asks its driver.
    bool hasProtoDown = false; // Its driver knows of such a thing.
    bool slips = false;        // Has carrier in spite of protodown.
+   bool slipsOnce = false;    // Until its protodown is set again.
    int refusal = 0;           // Of every act on it.
    // When the kernel gets to making an operational state of its carrier, and tells of it.
    double toldAt = std::numeric_limits< double >::infinity();

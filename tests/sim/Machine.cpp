@@ -65,6 +65,12 @@ Machine::race() {
    if ( event.verb == "create" )
       event.b &= ~2u;
    apply( event );
+   // Whether it was down before an act whose answer is lost, nobody can tell.
+   std::string const name = names[ event.a % std::size( names ) ];
+   if ( kernel.contains( name ) ) {
+      Ufdd::SimulatedLink& link = kernel.link( name );
+      link.isUnclear |= !link.adminUp && !link.ours && losesAnswers( link );
+   }
 }
 
 void
@@ -93,7 +99,7 @@ Machine::apply( Event const& event ) {
       protoDown( name, event.b );
    } else if ( verb == "slip" ) {
       link.slips = on;
-      link.openings.push_back( Zet::now() );
+      link.slipsOnce = event.b % 4 == 3;
       kernel.update( name );
    } else if ( verb == "remove" ) {
       kernel.remove( name );

@@ -198,7 +198,10 @@ World::apply( Event const& event ) {
       rest();
    else if ( verb == "fight" )
       for ( std::size_t i = 0; i <= Ufdd::PortActs::maxReopenings; ++i ) {
-         machine_.apply( { "admin", event.a, true, none } );
+         bool const isLast = i == Ufdd::PortActs::maxReopenings;
+         machine_.apply( isLast && event.b & 2 ? Event{ "slip", event.a, 3, none }
+                         : event.b & 1         ? Event{ "protoDown", event.a, 0, none }
+                                               : Event{ "admin", event.a, true, none } );
          pass( 0.1 );
       }
    else
