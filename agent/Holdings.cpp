@@ -33,6 +33,13 @@ Holdings::rename( std::uint32_t index, InterfaceName const& name ) {
 }
 
 void
+Holdings::addressIs( std::uint32_t index, std::uint64_t address ) {
+   for ( auto* const holdings : { &holdings_, &overrides_ } )
+      if ( auto const at = holdings->find( index ); at != holdings->end() )
+         isChanged_ |= std::exchange( at->second.address, address ) != address;
+}
+
+void
 Holdings::insert( Holding const& holding ) {
    holdings_.insert_or_assign( holding.index, holding );
    isChanged_ = true;
@@ -78,11 +85,17 @@ void
 Holdings::take( Link const& link, Holding holding ) {
    std::string const what = "port " + text( holding.name ) + " was shut by ufdd before";
    bool const isRenamed = holding.name != link.name;
-   bool const isSameHardware = holding.address != 0 && holding.address == link.address;
-   if ( isRenamed && !isSameHardware )
+   bool const isOther = holding.address != link.address;
+   if ( isRenamed && ( isOther || holding.address == 0 ) )
       return log_.line( what + ", but is gone: " + text( link.name ) + " is another interface" );
    if ( !holding.isOn( link ) )
       return log_.line( what + " and opened by someone else since" );
+   // Made anew meanwhile, and then shut by somebody else.
+   if ( isOther )
+      return log_.line( what +
+                        ", but has another hardware address now: taken for another "
+                        "interface; if it is not, open it with: ip link set dev " +
+                        text( link.name ) + " up" );
    log_.line( what + ( isRenamed ? ", and renamed " + text( link.name ) + " since" : "" ) +
               ": still held" );
    holding.name = link.name;
@@ -125,11 +138,12 @@ Holdings::remember( std::span< Holding const > aboutToBeShut ) {
    // It costs some calls to the system.
    int const error = remembered_ == all ? 0 : ownership_.remember( all );
    if ( error && error != error_ )
-      log_.line( "what ufdd holds can't be remembered in " + ownership_.place() + ": " +
-                 std::strerror( error ) + "; " +
-                 ( error == ENOSPC ? "make room there" : "see that ufdd may write there" ) +
-                 ", it tries again every second; ports are shut all the same, but if ufdd were "
-                 "killed they would stay shut" );
+      log_.event( { .id = LogEvent::trouble },
+                  "what ufdd holds can't be remembered in " + ownership_.place() + ": " +
+                      std::strerror( error ) + "; " +
+                      ( error == ENOSPC ? "make room there" : "see that ufdd may write there" ) +
+                      ", it tries again every second; ports are shut all the same, but if ufdd "
+                      "were killed they would stay shut" );
    else if ( !error && error_ )
       log_.line( "what ufdd holds is remembered in " + ownership_.place() + " again" );
    error_ = error;

@@ -38,6 +38,7 @@ class Holdings {
    void erase( std::uint32_t index );
    // False when it is not ours.
    bool rename( std::uint32_t index, InterfaceName const& name );
+   void addressIs( std::uint32_t index, std::uint64_t address );
 
    void insertOverride( Holding holding );
    void eraseOverride( std::uint32_t index ) { isChanged_ |= overrides_.erase( index ) > 0; }

@@ -97,12 +97,14 @@ LinkDirectory::collectMembers( std::uint32_t lag, std::vector< Link >& members )
 
 void
 LinkDirectory::handleLinks( std::span< Link const > links ) {
-   std::unordered_set< std::uint32_t > present;
+   // By index. News may have been missed: with another address, it is another link.
+   std::unordered_map< std::uint32_t, std::uint64_t > addresses;
    for ( Link const& link : links )
-      present.insert( link.index );
+      addresses.emplace( link.index, link.address );
    std::vector< std::uint32_t > gone;
    for ( auto const& [ index, known ] : links_ )
-      if ( !present.contains( index ) )
+      if ( auto const now = addresses.find( index );
+           now == addresses.end() || now->second != known.link.address )
          gone.push_back( index );
    for ( std::uint32_t const index : gone )
       handleLinkGone( index );

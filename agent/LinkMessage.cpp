@@ -58,8 +58,13 @@ readAttribute( nlattr const* attribute, void* data ) {
    case IFLA_OPERSTATE:
       link.operState = mnl_attr_get_u8( attribute );
       break;
-   case IFLA_ADDRESS:
+   case IFLA_PERM_ADDRESS:
       link.address = addressOf( *attribute );
+      break;
+   case IFLA_ADDRESS:
+      // The permanent one may have come before.
+      if ( link.address == 0 )
+         link.address = addressOf( *attribute );
       break;
    case IFLA_MASTER:
       link.master = mnl_attr_get_u32( attribute );

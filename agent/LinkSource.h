@@ -15,9 +15,10 @@ struct Link {
    std::uint32_t index = 0; // The kernel's, never 0; of one interface for as long as it exists.
    InterfaceName name;
    std::vector< std::string > altNames = {}; // By which it can be called as well.
-   std::uint64_t address = 0; // Of the hardware, the last 8 bytes of it; 0 when it has none.
-   bool adminUp = false;      // Set up by its administrator (IFF_UP).
-   bool carrier = false;      // The layer below works (IFF_LOWER_UP).
+   // Of the hardware, the last 8 bytes: the permanent one, else the present one; 0 without one.
+   std::uint64_t address = 0;
+   bool adminUp = false; // Set up by its administrator (IFF_UP).
+   bool carrier = false; // The layer below works (IFF_LOWER_UP).
    // What the kernel makes of that, one of IF_OPER_...; may be older than the carrier.
    std::uint8_t operState = 0;
    bool protoDown = false; // Kept without carrier, for these reasons, a bit each.

@@ -94,7 +94,7 @@ PortActs::act() {
           return std::pair( left.up, left.index ) < std::pair( right.up, right.index );
        } );
    apply();
-   std::vector< LinkRequest > otherwise = fallBack();
+   Requests otherwise = fallBack();
    handleAnswers();
    requests_ = std::move( otherwise );
    apply();
@@ -113,7 +113,33 @@ PortActs::apply() {
    if ( requests_.empty() )
       return;
    rememberBefore();
-   control_.apply( requests_ );
+   auto const openings = std::find_if( requests_.begin(), requests_.end(),
+                                       []( LinkRequest const& request ) { return request.up; } );
+   control_.apply( { requests_.begin(), openings } );
+   control_.apply( { openings, setAside( openings ) } );
+}
+
+// The news that another link has come to have that index, or that it is open and has been shut by
+// others since, may still be waiting.
+PortActs::Requests::iterator
+PortActs::setAside( Requests::iterator openings ) {
+   Requests questions( openings, requests_.end() );
+   for ( LinkRequest& question : questions )
+      question.onlyAsk = true;
+   control_.apply( questions );
+   auto request = openings;
+   for ( LinkRequest const& question : questions ) {
+      Link const& link = question.before;
+      Holding const* const holding = holdings_.find( link.index );
+      if ( holding && link.address != holding->address )
+         request->error = PortReport::otherHardware;
+      else if ( holding && !holding->isOn( link ) )
+         request->after = link;
+      ++request;
+   }
+   return std::stable_partition( openings, requests_.end(), []( LinkRequest const& asked ) {
+      return !asked.error && !asked.after.index;
+   } );
 }
 
 // Before the acts, so that whatever ends this process, the next one knows of them.
@@ -127,7 +153,7 @@ PortActs::rememberBefore() {
    holdings_.remember( aboutToBeShut );
 }
 
-std::vector< LinkRequest >
+PortActs::Requests
 PortActs::fallBack() {
    auto const protoDownWorks = []( LinkRequest const& answer ) {
       if ( answer.up || answer.means == Means::adminDown )
@@ -138,7 +164,7 @@ PortActs::fallBack() {
       return !answer.isSlip( answer.before ) && ( answer.onlyAsk || answer.isSeen() );
    };
    auto const first = std::stable_partition( requests_.begin(), requests_.end(), protoDownWorks );
-   std::vector< LinkRequest > otherwise( first, requests_.end() );
+   Requests otherwise( first, requests_.end() );
    requests_.erase( first, requests_.end() );
    std::erase_if( otherwise, [ this ]( LinkRequest& request ) {
       bool const isStuck = request.error == 0 && !undo( request );

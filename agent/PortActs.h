@@ -65,12 +65,17 @@ class PortActs {
       }
    };
 
+   using Requests = std::vector< LinkRequest >;
+
    bool hasFailed( std::uint32_t index, bool up ) const;
    void leaveAlone( std::uint32_t index, Kelnet::IntfId port );
    void apply();
+   // Of what is to be opened, those that are not what was shut or are open already go to the end;
+   // the result is the end of the rest.
+   Requests::iterator setAside( Requests::iterator openings );
    // Takes those out that have no protodown, or that have carrier in spite of it, which is undone,
    // to be shut administratively.
-   std::vector< LinkRequest > fallBack();
+   Requests fallBack();
    bool undo( LinkRequest const& slipped );
    void rememberBefore();
    void handleAnswers();
@@ -88,7 +93,7 @@ class PortActs {
    std::unordered_map< std::uint32_t, State > states_; // By index.
    // None of these is tried again before takeFailed(), for it may make news of its own.
    std::map< std::uint32_t, bool > failed_;
-   std::vector< LinkRequest > requests_; // The acts to come.
+   Requests requests_; // The acts to come: what is to be shut comes first.
 };
 
 } // namespace Ufdd

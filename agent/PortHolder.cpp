@@ -53,6 +53,7 @@ PortHolder::collectLinks( Kelnet::IntfId port ) {
 
 void
 PortHolder::handleLink( Link const& link ) {
+   holdings_.addressIs( link.index, link.address );
    Kelnet::IntfId const port = portOf( link );
    // A LAG may just have lost the name for which its members are held.
    if ( detector_.isHeld( port ) || holdings_.contains( link.index ) ||

@@ -75,7 +75,9 @@ PortReport::failed( LinkRequest const& answer ) {
    tell( LogEvent::portFailure, {}, answer.port,
          nameOf( answer.index, answer.port ) + " can't be " + ( answer.up ? "released" : "shut" ) +
              ": " +
-             ( answer.error == notSeen ? "it is still as it was" : std::strerror( answer.error ) ) +
+             ( answer.error == notSeen         ? "it is still as it was"
+               : answer.error == otherHardware ? "its hardware address is not what it was"
+                                               : std::strerror( answer.error ) ) +
              "; " + remedyOf( answer ) );
 }
 

@@ -18,6 +18,8 @@ class PortReport {
  public:
    // Of an act that the kernel reported as done, but that was not seen.
    static constexpr int notSeen = ESTALE;
+   // Of an act that was not tried, because the interface is not the one that was shut.
+   static constexpr int otherHardware = EADDRNOTAVAIL;
 
    // Borrows: all three.
    PortReport( Detector const& detector, LinkDirectory const& links, Log& log )

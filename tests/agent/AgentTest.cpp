@@ -207,7 +207,8 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
                            "down, 0/2 up, min_links 1\n" );
    uplinksAre( true );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
-   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2]" ) << "forgotten when released";
+   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2][d1 d2][d1 d2]" )
+       << "forgotten when released, after each was looked at";
    restart();
    EXPECT_EQ( takeActs(), "" );
 }

@@ -27,13 +27,6 @@ Machine::Machine() {
    kernel.meanwhile = ownership.meanwhile = [ this ] { race(); };
 }
 
-// For one that was shut by the daemon.
-bool
-Machine::isMistakable( Ufdd::SimulatedLink const& link ) const {
-   Ufdd::Holding const* const holding = remembered( link );
-   return holding && ( holding->name == link.name || holding->address == link.address );
-}
-
 bool
 Machine::losesAnswers( Ufdd::SimulatedLink const& link ) {
    return link.refusal == ENOBUFS || link.refusal == ETIMEDOUT;
@@ -42,7 +35,7 @@ Machine::losesAnswers( Ufdd::SimulatedLink const& link ) {
 Ufdd::Holding const*
 Machine::remembered( Ufdd::Link const& link ) const {
    for ( Ufdd::Holding const& holding : ownership.holdings )
-      if ( holding.index == link.index )
+      if ( holding.index == link.index && holding.address == link.address )
          return &holding;
    return nullptr;
 }
@@ -139,7 +132,6 @@ Machine::create( std::string const& name, unsigned int how ) {
    kernel.nextIndex = std::max( next, kernel.nextIndex );
    Ufdd::SimulatedLink& link = kernel.link( name );
    indexes_[ name ] = link.index;
-   link.isUnclear = !link.adminUp && isMistakable( link );
    link.hidesCarrier = name == "u2";
    link.hasProtoDown = name == "d1" || name == "d2" || name == "m1";
    link.slips = name == "d2";
@@ -194,10 +186,11 @@ Machine::endFaults() {
 void
 Machine::handleKilled() {
    for ( auto& [ name, link ] : kernel.links() ) {
-      link.isUnclear |= !link.adminUp && !link.ours && isMistakable( link );
-      // What could not be remembered is lost, and told of.
       Ufdd::Holding const* const holding = remembered( link );
-      link.ours &= !ownership.hasFailed || ( isMistakable( link ) && holding->isOn( link ) );
+      // The daemon may have been about to shut what others had shut just before.
+      link.isUnclear |= !link.adminUp && !link.ours && holding && kernel.hasNews();
+      // What could not be remembered is lost, and told of.
+      link.ours &= !ownership.hasFailed || ( holding && holding->isOn( link ) );
       link.oursByPd |= ownership.hasFailed || holding;
    }
 }

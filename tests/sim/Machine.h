@@ -37,7 +37,6 @@ class Machine {
    Ufdd::RememberedHere ownership;
 
  private:
-   bool isMistakable( Ufdd::SimulatedLink const& link ) const;
    void race();
    std::string lag();
    void create( std::string const& name, unsigned int how );
