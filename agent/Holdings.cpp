@@ -130,7 +130,6 @@ Holdings::remember( std::span< Holding const > aboutToBeShut ) {
       for ( auto const& [ index, holding ] : holdings )
          all.push_back( holding );
    };
-   // What changes least comes first, for lines to be added.
    add( overrides_ );
    add( holdings_ );
    add( recalled_ );
@@ -147,7 +146,7 @@ Holdings::remember( std::span< Holding const > aboutToBeShut ) {
    else if ( !error && error_ )
       log_.line( "what ufdd holds is remembered in " + ownership_.place() + " again" );
    error_ = error;
-   // What was remembered before an error still is.
+   remembered_.reset();
    if ( !error )
       remembered_ = std::move( all );
 }

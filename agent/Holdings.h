@@ -67,7 +67,7 @@ class Holdings {
    std::map< std::uint32_t, Holding > overrides_; // A link may also be ours, if it can't be opened.
    // Of a former process, while links are adopted.
    std::multimap< std::uint32_t, Holding > recalled_;
-   // None before the first time.
+   // None before the first time, or where that failed.
    std::optional< std::vector< Holding > > remembered_;
    bool isChanged_ = true; // Since they were remembered.
    int error_ = 0;

@@ -43,7 +43,7 @@ class Ownership {
    // anew, nor from another network namespace.
    virtual std::vector< Holding > recall() = 0;
    // From now on exactly these are remembered: safely so on return. The result is an errno value;
-   // when it is not 0, what was remembered before still is.
+   // when it is not 0, what was remembered before and is among these still is.
    virtual int remember( std::span< Holding const > holdings ) = 0;
    // Where, for the user.
    virtual std::string place() const = 0;

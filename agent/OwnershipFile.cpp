@@ -1,12 +1,12 @@
 #include "agent/OwnershipFile.h"
 
+#include "agent/HoldingLine.h"
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <charconv>
-#include <cstdio>
 #include <fcntl.h>
-#include <sstream>
+#include <iterator>
 #include <string>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -17,8 +17,6 @@
 namespace Ufdd {
 
 namespace {
-
-using Means = LinkRequest::Means;
 
 constexpr char const* fileName = "held";
 constexpr char const* newFileName = "held.new";
@@ -40,11 +38,13 @@ class File {
    int fd() const { return fd_; }
    bool isOpen() const { return fd_ >= 0; }
    int release() { return std::exchange( fd_, -1 ); }
+   // The whole lines: who wrote half of one was ended meanwhile.
    std::string read() const {
       std::string text;
       std::array< char, 4096 > part;
       for ( ssize_t size = 0; ( size = ::read( fd_, part.data(), part.size() ) ) > 0; )
          text.append( part.data(), static_cast< std::size_t >( size ) );
+      text.erase( text.rfind( '\n' ) + 1 );
       return text;
    }
 
@@ -52,16 +52,44 @@ class File {
    int fd_;
 };
 
-bool
-writeAll( int fd, std::string_view text ) {
+// The result is an errno value, here and below.
+int
+writeAll( int fd, std::string_view text, std::size_t at ) {
    while ( !text.empty() ) {
-      ssize_t const written = ::write( fd, text.data(), text.size() );
+      ssize_t const written = pwrite( fd, text.data(), text.size(), static_cast< off_t >( at ) );
       if ( written < 0 && errno != EINTR )
-         return false;
-      if ( written > 0 )
+         return errno;
+      if ( written > 0 ) {
          text.remove_prefix( static_cast< std::size_t >( written ) );
+         at += static_cast< std::size_t >( written );
+      }
    }
-   return true;
+   return 0;
+}
+
+using Lines = std::vector< std::string_view >;
+
+// Each with its line break.
+Lines
+linesOf( std::string_view text ) {
+   Lines lines;
+   for ( std::size_t end = 0; ( end = text.find( '\n' ) ) != std::string_view::npos; ) {
+      lines.push_back( text.substr( 0, end + 1 ) );
+      text.remove_prefix( end + 1 );
+   }
+   return lines;
+}
+
+// Those that are not among the others.
+Lines
+difference( Lines const& lines, Lines others ) {
+   std::sort( others.begin(), others.end() );
+   Lines rest;
+   std::copy_if( lines.begin(), lines.end(), std::back_inserter( rest ),
+                 [ & ]( std::string_view line ) {
+                    return !std::binary_search( others.begin(), others.end(), line );
+                 } );
+   return rest;
 }
 
 std::string
@@ -74,68 +102,16 @@ epoch() {
    return "boot " + boot + "netns " + std::to_string( netns.st_ino ) + '\n';
 }
 
-constexpr std::array< std::pair< Means, std::string_view >, 3 > meansWords{
-   { { Means::adminDown, "down" },
-     { Means::protoDown, "protodown" },
-     { Means::onlyReason, "reason" } }
-};
-constexpr unsigned int maxReason = 31;
-constexpr char const* heldWord = "held";
-constexpr char const* overriddenWord = "overridden";
+// In the place of a line's first letters: it counts no more.
+constexpr std::string_view struckOut = "gone";
+// What is struck out may take that much more room than the rest.
+constexpr std::size_t maxStruckOut = 4096;
 
-// "protodown:5"
-bool
-readMeans( std::string const& text, Holding& holding ) {
-   std::size_t const colon = text.find( ':' );
-   std::string const word = text.substr( 0, colon );
-   auto const* const known = std::find_if( meansWords.begin(), meansWords.end(),
-                                           [ & ]( auto const& m ) { return m.second == word; } );
-   if ( known == meansWords.end() )
-      return false;
-   holding.means = known->first;
-   holding.reason = 0;
-   if ( holding.means == Means::adminDown )
-      return colon == std::string::npos;
-   if ( colon == std::string::npos )
-      return false;
-   char const* const end = text.data() + text.size();
-   auto const [ rest, error ] = std::from_chars( text.data() + colon + 1, end, holding.reason );
-   return error == std::errc() && rest == end && holding.reason <= maxReason;
-}
-
-std::string
-meansOf( Holding const& holding ) {
-   std::string text;
-   for ( auto const& [ means, word ] : meansWords )
-      if ( means == holding.means )
-         text = word;
-   if ( holding.means != Means::adminDown )
-      text.append( 1, ':' ).append( std::to_string( holding.reason ) );
-   return text;
-}
-
-// False for what is no line of ours.
-bool
-readLine( std::string const& line, Holding& holding ) {
-   std::istringstream in( line );
-   std::string word;
-   std::string means;
-   std::string name;
-   in >> word >> holding.index >> means >> std::hex >> holding.address >> name;
-   holding.name = InterfaceName( name );
-   holding.isOverridden = word == overriddenWord;
-   return in && ( word == heldWord || holding.isOverridden ) && holding.index != 0 &&
-          InterfaceName::objection( name ).empty() && readMeans( means, holding );
-}
-
-void
-append( std::string& text, Holding const& holding ) {
-   std::array< char, 80 > line{};
-   int const size = std::snprintf(
-       line.data(), line.size(), "%s %u %s %012llx %s\n",
-       holding.isOverridden ? overriddenWord : heldWord, holding.index, meansOf( holding ).c_str(),
-       static_cast< unsigned long long >( holding.address ), holding.name.view().data() );
-   text.append( line.data(), static_cast< std::size_t >( size ) );
+// "7"
+std::string_view
+indexOf( std::string_view line ) {
+   line.remove_prefix( line.find( ' ' ) + 1 );
+   return line.substr( 0, line.find( ' ' ) );
 }
 
 } // namespace
@@ -168,16 +144,12 @@ OwnershipFile::~OwnershipFile() {
 std::vector< Holding >
 OwnershipFile::recall() {
    std::vector< Holding > holdings;
-   std::string text = File( directoryFd_, fileName, O_RDONLY ).read();
-   // Whoever wrote the rest was ended meanwhile.
-   text.erase( text.rfind( '\n' ) + 1 );
+   std::string const text = File( directoryFd_, fileName, O_RDONLY ).read();
    if ( !text.starts_with( epoch_ ) )
       return holdings;
-   std::istringstream lines( text.substr( epoch_.size() ) );
-   Holding holding;
-   for ( std::string line; std::getline( lines, line ); )
-      if ( readLine( line, holding ) )
-         holdings.push_back( holding );
+   for ( std::string_view const line : linesOf( text ) )
+      if ( auto const holding = readHolding( std::string( line ) ) )
+         holdings.push_back( *holding );
    return holdings;
 }
 
@@ -187,61 +159,100 @@ OwnershipFile::remember( std::span< Holding const > holdings ) {
       return error_;
    std::string text = epoch_;
    for ( Holding const& holding : holdings )
-      append( text, holding );
-   if ( write( text ) )
-      return 0;
-   int const error = errno;
-   // Works on a full disk, too.
-   return holdings.empty() && ( unlinkat( directoryFd_, fileName, 0 ) == 0 || errno == ENOENT )
-              ? 0
-              : error;
+      text += lineOf( holding );
+   bool const isTidy = isThere() && text_.size() <= text.size() + maxStruckOut;
+   int const error = isTidy ? amend( text ) : replace( text );
+   // On a full disk, what is there can be changed all the same.
+   return error && !isTidy && openFormer() ? amend( text ) : error;
 }
 
 bool
-OwnershipFile::write( std::string const& text ) {
+OwnershipFile::isThere() const {
    struct stat file {};
-   bool const isThere = fd_ >= 0 && fstat( fd_, &file ) == 0 && file.st_nlink > 0;
-   bool const isDone = isThere && text.starts_with( text_ )
-                           ? extend( std::string_view( text ).substr( text_.size() ) )
-                       : isThere && text == epoch_ ? cut( text.size() )
-                                                   : replace( text );
-   if ( isDone )
-      text_ = text;
-   return isDone;
+   return fd_ >= 0 && fstat( fd_, &file ) == 0 && file.st_nlink > 0;
 }
 
 bool
-OwnershipFile::extend( std::string_view lines ) {
-   if ( writeAll( fd_, lines ) )
+OwnershipFile::openFormer() {
+   if ( isThere() )
       return true;
-   int const error = errno;
-   // What can't be taken back is replaced.
-   if ( !cut( text_.size() ) )
+   File file( directoryFd_, fileName, O_RDWR | O_DSYNC );
+   std::string text = file.read();
+   if ( !text.starts_with( epoch_ ) )
+      return false;
+   take( file.release(), std::move( text ) );
+   return true;
+}
+
+void
+OwnershipFile::take( int fd, std::string text ) {
+   if ( fd_ >= 0 )
+      close( fd_ );
+   fd_ = fd;
+   text_ = std::move( text );
+}
+
+// What is added comes first: this may be ended anywhere.
+int
+OwnershipFile::amend( std::string const& wanted ) {
+   if ( wanted == epoch_ )
+      return cut( wanted.size() );
+   std::string const former = text_;
+   Lines const before = linesOf( former );
+   Lines const after = linesOf( wanted );
+   int error = extend( difference( after, before ) );
+   // Where the new line of a link has no room, the old one is better than none.
+   auto const isNeeded = [ &, isFull = error != 0 ]( std::string_view line ) {
+      return isFull && std::any_of( after.begin(), after.end(), [ & ]( std::string_view other ) {
+                return indexOf( other ) == indexOf( line );
+             } );
+   };
+   for ( std::string_view const line : difference( before, after ) )
+      if ( !line.starts_with( struckOut ) && !isNeeded( line ) )
+         if ( int const failure =
+                  strikeOut( static_cast< std::size_t >( line.data() - former.data() ) ) )
+            error = failure;
+   return error;
+}
+
+int
+OwnershipFile::extend( Lines const& lines ) {
+   std::string added;
+   for ( std::string_view const line : lines )
+      added += line;
+   int const error = writeAll( fd_, added, text_.size() );
+   if ( !error )
+      text_ += added;
+   // Of what has no room, no half is left.
+   else if ( cut( text_.size() ) )
       close( std::exchange( fd_, -1 ) );
-   errno = error;
-   return false;
+   return error;
 }
 
-bool
-OwnershipFile::cut( std::size_t size ) const {
-   return ftruncate( fd_, static_cast< off_t >( size ) ) == 0 && fsync( fd_ ) == 0;
+int
+OwnershipFile::strikeOut( std::size_t place ) {
+   text_.replace( place, struckOut.size(), struckOut );
+   return writeAll( fd_, struckOut, place );
 }
 
-bool
-OwnershipFile::replace( std::string_view text ) {
-   File file( directoryFd_, newFileName, O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_DSYNC );
-   if ( file.isOpen() && writeAll( file.fd(), text ) &&
-        renameat( directoryFd_, newFileName, directoryFd_, fileName ) == 0 &&
-        fsync( directoryFd_ ) == 0 ) {
-      if ( fd_ >= 0 )
-         close( fd_ );
-      fd_ = file.release();
-      return true;
-   }
-   int const error = errno;
-   unlinkat( directoryFd_, newFileName, 0 );
-   errno = error;
-   return false;
+int
+OwnershipFile::cut( std::size_t size ) {
+   text_.resize( size );
+   return ftruncate( fd_, static_cast< off_t >( size ) ) == 0 && fsync( fd_ ) == 0 ? 0 : errno;
+}
+
+int
+OwnershipFile::replace( std::string const& text ) {
+   File file( directoryFd_, newFileName, O_WRONLY | O_CREAT | O_TRUNC | O_DSYNC );
+   int error = file.isOpen() ? writeAll( file.fd(), text, 0 ) : errno;
+   if ( !error && ( renameat( directoryFd_, newFileName, directoryFd_, fileName ) != 0 ||
+                    fsync( directoryFd_ ) != 0 ) )
+      error = errno;
+   if ( error )
+      unlinkat( directoryFd_, newFileName, 0 );
+   else
+      take( file.release(), text );
+   return error;
 }
 
 } // namespace Ufdd

@@ -9,7 +9,8 @@
 namespace Ufdd {
 
 // The file "held" in a directory, which is locked for as long as this exists: two processes that
-// shut the same ports would never agree. A line each:
+// shut the same ports would never agree. What has to be as it was comes first, then a line for
+// each:
 //
 //    boot 6b1e9d3c-4b0b-4b53-9a0e-0f9c4b7a3a55
 //    netns 4026531840
@@ -17,9 +18,8 @@ namespace Ufdd {
 //    held 9 protodown:5 02a1b2c3d4e6 eth2
 //    overridden 11 down 02a1b2c3d4e7 eth3
 //
-// that is the index, the means, the hardware's address and the name. Of the means, "protodown" and
-// "reason" (a protodown that is someone else's) have the number of our reason. Lines are added in
-// one piece, for ports wait to be shut meanwhile; else the file is replaced as a whole. A reader
+// Lines are added in one piece, for ports wait to be shut meanwhile, and struck out by writing over
+// their first letters, which takes no room; now and then the file is replaced as a whole. A reader
 // never finds half of one, and leaves out half of a line.
 class OwnershipFile final : public Ownership {
  public:
@@ -38,16 +38,25 @@ class OwnershipFile final : public Ownership {
    std::string place() const override { return directory_ + "/held"; }
 
  private:
-   bool write( std::string const& text );
-   bool extend( std::string_view lines );
-   bool cut( std::size_t size ) const;
-   bool replace( std::string_view text );
+   using Lines = std::vector< std::string_view >;
+
+   // The results are errno values.
+   int replace( std::string const& text );
+   int amend( std::string const& wanted );
+   int extend( Lines const& lines );
+   int strikeOut( std::size_t place );
+   int cut( std::size_t size );
+   // Whether it is open, and has not been removed or replaced by others.
+   bool isThere() const;
+   // False when there is none, or one of another epoch.
+   bool openFormer();
+   void take( int fd, std::string text );
 
    std::string const directory_;
    int directoryFd_ = -1;
    int error_ = 0;           // Why there is no directory.
    std::string const epoch_; // The first two lines: what else has to be as it was.
-   int fd_ = -1;             // The file, once it was written.
+   int fd_ = -1;             // The file, once it was written or is to be amended.
    std::string text_;        // What is in it.
 };
 

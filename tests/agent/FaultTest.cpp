@@ -130,7 +130,7 @@ TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
    EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d2 released" ); } ) );
    {
       // Stops it when the act is recorded and still to come: it writes nothing before.
-      Injection const stop( ufdd, "write:signal=STOP" );
+      Injection const stop( ufdd, "pwrite64:signal=STOP" );
       set( "u1-far", false );
       ASSERT_TRUE( eventually( [ & ] { return recorded().ends_with( " d2\n" ); } ) );
       ip( "link del d1" );
@@ -193,9 +193,9 @@ TEST_F( FaultTest, fullDiskKeepsNoPortOpen ) {
    plug( "d1" );
    auto const way = arguments( group( "a", "'u1'", "'d1'" ) );
    {
+      std::ofstream( state_.path() + "/other" ) << std::string( 1 << 14, 'x' );
       Process ufdd( way );
       ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
-      std::ofstream( state_.path() + "/other" ) << std::string( 1 << 14, 'x' );
       set( "u1-far", false );
       EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
       EXPECT_TRUE( eventually( [ & ] {

@@ -71,7 +71,7 @@ TEST_F( OwnershipFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled
    EXPECT_EQ( recalled(), three );
 }
 
-TEST_F( OwnershipFileTest, fullDiskLeavesWhatWasRememberedBefore ) {
+TEST_F( OwnershipFileTest, fullDiskLeavesWhatIsStillTrue ) {
    OwnershipFile nowhere( directory.path() + "/no/such" );
    EXPECT_EQ( nowhere.remember( three ), ENOENT );
    bool isMounted = false;
@@ -81,13 +81,18 @@ TEST_F( OwnershipFileTest, fullDiskLeavesWhatWasRememberedBefore ) {
                   mount( "", directory.path().c_str(), "tmpfs", 0, "size=8k" ) == 0;
       if ( !isMounted )
          return;
-      OwnershipFile file( directory.path() );
-      EXPECT_EQ( file.remember( three ), 0 );
+      EXPECT_EQ( OwnershipFile( directory.path() ).remember( three ), 0 );
       std::ofstream( directory.path() + "/other" ) << std::string( 1 << 14, 'x' );
-      EXPECT_EQ( file.remember( Holdings{ three[ 0 ] } ), ENOSPC );
-      EXPECT_EQ( file.recall(), three );
-      EXPECT_EQ( file.remember( {} ), 0 ) << "forgetting takes no room";
-      EXPECT_EQ( file.recall(), Holdings() );
+      OwnershipFile file( directory.path() );
+      Holdings many{ three[ 1 ], three[ 2 ] };
+      many[ 1 ].name = InterfaceName( "eth9" );
+      for ( std::uint32_t index = 100; index < 300; ++index )
+         many.push_back( { index, InterfaceName( "a-name-of-15byt" ) } );
+      EXPECT_EQ( file.remember( many ), ENOSPC );
+      EXPECT_EQ( file.recall(), ( Holdings{ three[ 1 ], three[ 2 ] } ) )
+          << "what is released is forgotten; an old name is better than none";
+      EXPECT_EQ( file.remember( Holdings{ three[ 2 ] } ), 0 ) << "forgetting takes no room";
+      EXPECT_EQ( file.recall(), Holdings{ three[ 2 ] } );
    } ).join();
    if ( !isMounted )
       GTEST_SKIP() << "no file system can be mounted here";

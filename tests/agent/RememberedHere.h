@@ -2,6 +2,7 @@
 
 #include "agent/Ownership.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <functional>
 #include <string>
@@ -19,15 +20,17 @@ class RememberedHere final : public Ownership {
    }
    int remember( std::span< Holding const > now ) override {
       meanwhile();
-      hasFailed = isFull;
-      if ( isFull )
-         return ENOSPC;
+      std::vector< Holding > const before = recall();
       holdings.clear();
       overrides.clear();
+      hasFailed = false;
       for ( Holding const& holding : now )
-         ( holding.isOverridden ? overrides : holdings ).push_back( holding );
+         if ( !isFull || std::count( before.begin(), before.end(), holding ) )
+            ( holding.isOverridden ? overrides : holdings ).push_back( holding );
+         else
+            hasFailed = true;
       meanwhile();
-      return 0;
+      return hasFailed ? ENOSPC : 0;
    }
    std::string place() const override { return "here"; }
    // "d1 d2"
