@@ -91,7 +91,8 @@ Detector::groupsOf( Kelnet::IntfId port, GroupLinkStatus linkStatus ) const {
       groups.names.push_back( group.name().view() );
       groups.text += ( groups.text.empty() ? "group " : "; group " ) +
                      std::string( group.name().view() ) + " is " +
-                     std::string( stringValue( linkStatus ).view() ) + ", " + countOf( group );
+                     std::string( stringValue( linkStatus ).view() ) + ", " + countOf( group ) +
+                     ( verdicts.isDryRun( group.name() ) ? ", dry_run" : "" );
    } );
    return groups;
 }

@@ -49,7 +49,7 @@ class Detector {
    bool isHeld( Kelnet::IntfId port ) const { return verdicts.isHeld( port ); }
    struct Groups {
       std::vector< std::string_view > names; // Valid until: the configuration changes.
-      // "group a is down, 0/2 up, min_links 1", for each, with "; " between them.
+      // "group a is down, 0/2 up, min_links 1, dry_run", for each, with "; " between them.
       std::string text;
    };
    // Those of that status that disable `port`.

@@ -63,11 +63,13 @@ PortReport::opened( LinkRequest const& answer ) {
    Detector::Groups groups;
    if ( !releasing_ )
       groups = detector_.groupsOf( answer.port, GroupLinkStatus::up );
+   if ( !releasing_ && groups.names.empty() ) {
+      groups = detector_.groupsOf( answer.port, GroupLinkStatus::down );
+      groups.text.insert( 0, groups.names.empty() ? "no group disables it" : "not held, though " );
+   }
    tell( LogEvent::portReleased, groups, answer.port,
          nameOf( answer.index, answer.port ) + " released" + othersIn( answer ) + ": " +
-             ( releasing_             ? "ufdd stops"
-               : groups.names.empty() ? "no group disables it"
-                                      : groups.text ) );
+             ( releasing_ ? "ufdd stops" : groups.text ) );
 }
 
 void

@@ -34,6 +34,12 @@ Verdicts::policyIs( Zet::Name const& group, GroupPolicy const& policy ) {
    return std::exchange( at->second.policy, policy ) == policy;
 }
 
+bool
+Verdicts::isDryRun( Zet::Name const& group ) const {
+   auto const at = groups_.find( group );
+   return at != groups_.end() && at->second.policy.dryRun;
+}
+
 void
 Verdicts::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
    Verdict& verdict = groups_[ group ];

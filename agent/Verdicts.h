@@ -39,6 +39,7 @@ class Verdicts final : private GroupTransitions::Listener {
    // When evaluate() has more to do, if no group changes before.
    std::optional< double > nextTime() const;
 
+   bool isDryRun( Zet::Name const& group ) const;
    // As of the last evaluate().
    bool isHeld( Kelnet::IntfId port ) const { return holds_.contains( port ); }
    // Of which isHeld() may have changed since it was last asked for.

@@ -140,6 +140,9 @@ TEST_F( TimingTest, dryRunOnlyTells ) {
    groups[ 0 ].policy.dryRun = true;
    reload();
    EXPECT_EQ( takeActs(), " +d1" );
+   EXPECT_TRUE( said( "port d1 released: not held, though group g is down, 0/1 up, min_links 1, "
+                      "dry_run" ) )
+       << lines;
 }
 
 TEST_F( TimingTest, reloadActsOnTheDifferenceAlone ) {
