@@ -31,13 +31,24 @@ CarrierWatch::handleTick() {
       askAll();
 }
 
+bool
+CarrierWatch::isDifferent( Link const* link ) const {
+   return link && source_.carrier( link->name ) != link->carrier;
+}
+
 void
 CarrierWatch::askAll() {
    different_.clear();
    for ( Kelnet::IntfId const uplink : uplinks_ )
-      if ( Link const* const link = links_.link( uplink );
-           link && source_.carrier( link->name ) != link->carrier )
+      if ( Link const* const link = links_.link( uplink ); isDifferent( link ) )
          different_.push_back( link->index );
+   if ( different_.empty() )
+      return;
+   // As a rule, asking the driver has just released the news.
+   source_.ask( {} );
+   std::erase_if( different_, [ this ]( std::uint32_t index ) {
+      return !isDifferent( links_.link( index ) );
+   } );
    // What counts is what the kernel says, and it comes in order with all other news.
    if ( !different_.empty() )
       source_.ask( different_ );

@@ -35,6 +35,8 @@ class CarrierWatch {
 
    bool isTimeToAsk() const;
    void askAll();
+   // Whether its driver says otherwise than the last news of it, or says nothing.
+   bool isDifferent( Link const* link ) const;
 
    LinkDirectory const& links_;
    LinkSource& source_;

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cstdio>
 #include <sstream>
 #include <string_view>
 #include <system_error>
@@ -44,17 +43,6 @@ readMeans( std::string const& text, Holding& holding ) {
    return error == std::errc() && rest == end && holding.reason <= maxReason;
 }
 
-std::string
-meansOf( Holding const& holding ) {
-   std::string text;
-   for ( auto const& [ means, word ] : meansWords )
-      if ( means == holding.means )
-         text = word;
-   if ( holding.means != Means::adminDown )
-      text.append( 1, ':' ).append( std::to_string( holding.reason ) );
-   return text;
-}
-
 } // namespace
 
 std::optional< Holding >
@@ -73,14 +61,30 @@ readHolding( std::string const& line ) {
    return holding;
 }
 
+// Ports wait for it to be written: no streams and formats, whose code is cold then.
 std::string
 lineOf( Holding const& holding ) {
-   std::array< char, 80 > line{};
-   int const size = std::snprintf(
-       line.data(), line.size(), "%s %u %s %012llx %s\n",
-       holding.isOverridden ? overriddenWord : heldWord, holding.index, meansOf( holding ).c_str(),
-       static_cast< unsigned long long >( holding.address ), holding.name.view().data() );
-   return { line.data(), static_cast< std::size_t >( size ) };
+   std::string line;
+   auto const append = [ &line ]( auto number, int base ) {
+      std::array< char, 20 > digits{};
+      auto const end =
+          std::to_chars( digits.data(), digits.data() + digits.size(), number, base ).ptr;
+      line.append( digits.data(), end );
+   };
+   line.append( holding.isOverridden ? overriddenWord : heldWord ).append( 1, ' ' );
+   append( holding.index, 10 );
+   line += ' ';
+   for ( auto const& [ means, word ] : meansWords )
+      if ( means == holding.means )
+         line += word;
+   if ( holding.means != Means::adminDown ) {
+      line += ':';
+      append( holding.reason, 10 );
+   }
+   line += ' ';
+   append( holding.address, 16 );
+   line.append( 1, ' ' ).append( holding.name.view() ).append( 1, '\n' );
+   return line;
 }
 
 } // namespace Ufdd

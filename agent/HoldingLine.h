@@ -11,8 +11,8 @@ namespace Ufdd {
 // hardware's address and the name. Of the means, "protodown" and "reason" (a protodown that is
 // someone else's) have the number of our reason.
 //
-//    held 7 down 02a1b2c3d4e5 eth1
-//    held 9 protodown:5 02a1b2c3d4e6 eth2
+//    held 7 down 2a1b2c3d4e5 eth1
+//    held 9 protodown:5 2a1b2c3d4e6 eth2
 std::string lineOf( Holding const& holding );
 // None when it is no such line.
 std::optional< Holding > readHolding( std::string const& line );

@@ -99,7 +99,8 @@ NetlinkLinkSource::ask( std::span< std::uint32_t const > indexes ) {
    for ( std::uint32_t const index : indexes )
       size += putLinkQuestion( questions_.data() + size, index, 0, ++sequence_ );
    try {
-      socket_.send( std::span( questions_ ).first( size ) );
+      if ( size > 0 )
+         socket_.send( std::span( questions_ ).first( size ) );
    } catch ( std::system_error const& error ) {
       askError_ = error.code().value();
    }

@@ -14,9 +14,9 @@ namespace Ufdd {
 //
 //    boot 6b1e9d3c-4b0b-4b53-9a0e-0f9c4b7a3a55
 //    netns 4026531840
-//    held 7 down 02a1b2c3d4e5 eth1
-//    held 9 protodown:5 02a1b2c3d4e6 eth2
-//    overridden 11 down 02a1b2c3d4e7 eth3
+//    held 7 down 2a1b2c3d4e5 eth1
+//    held 9 protodown:5 2a1b2c3d4e6 eth2
+//    overridden 11 down 2a1b2c3d4e7 eth3
 //
 // Lines are added in one piece, for ports wait to be shut meanwhile, and struck out by writing over
 // their first letters, which takes no room; now and then the file is replaced as a whole. A reader
