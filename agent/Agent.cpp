@@ -11,8 +11,9 @@ namespace Ufdd {
 using UplinkFailureDetection::GroupStatus;
 
 Agent::Agent( LinkControl& control, Ownership& ownership, Log& log )
-    : detector_( log ), log_( log ), links_( detector_.directory ),
-      holder_( detector_, links_, control, ownership, log ), groupLog_( detector_, links_, log ) {
+    : log_( log ), detector_( log_ ), links_( detector_.directory ),
+      holder_( detector_, links_, control, ownership, log_ ), groupLog_( detector_, links_, log ) {
+   log_.preludeIs( groupLog_ );
    links_.observerIs( holder_ );
 }
 

@@ -9,6 +9,7 @@
 #include "agent/Log.h"
 #include "agent/Ownership.h"
 #include "agent/PortHolder.h"
+#include "agent/PreludedLog.h"
 
 #include <optional>
 #include <string>
@@ -55,8 +56,8 @@ class Agent {
 
    void settlePorts();
 
+   PreludedLog log_;
    Detector detector_;
-   Log& log_;
    LinkDirectory links_;
    PortHolder holder_;
    GroupLog groupLog_;

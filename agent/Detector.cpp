@@ -119,10 +119,9 @@ Detector::upOf( GroupConfig const& group ) const {
 }
 
 std::string
-Detector::countOf( GroupConfig const& group ) const {
-   return std::to_string( upOf( group ) ) + "/" +
-          std::to_string( group.intfsToMonitorMembers().count() ) + " up, min_links " +
-          std::to_string( group.minLinks() );
+Detector::countOf( GroupConfig const& group, unsigned int up ) {
+   return std::to_string( up ) + "/" + std::to_string( group.intfsToMonitorMembers().count() ) +
+          " up, min_links " + std::to_string( group.minLinks() );
 }
 
 } // namespace Ufdd

@@ -59,7 +59,10 @@ class Detector {
    // How many of them are up.
    unsigned int upOf( UplinkFailureDetection::GroupConfig const& group ) const;
    // "1/2 up, min_links 1"
-   std::string countOf( UplinkFailureDetection::GroupConfig const& group ) const;
+   std::string countOf( UplinkFailureDetection::GroupConfig const& group ) const {
+      return countOf( group, upOf( group ) );
+   }
+   static std::string countOf( UplinkFailureDetection::GroupConfig const& group, unsigned int up );
 
  private:
    void configure( GroupSettings const& settings, Difference& difference );

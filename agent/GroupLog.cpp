@@ -11,14 +11,28 @@ namespace Ufdd {
 using UplinkFailureDetection::GroupConfig;
 
 GroupLog::GroupLog( Detector const& detector, LinkDirectory const& links, Log& log )
-    : detector_( detector ), links_( links ), log_( log ), transitions_( detector.status, *this ) {}
+    : detector_( detector ), links_( links ), log_( log ), groups_( detector.status, *this ) {}
 
 void
 GroupLog::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
    if ( isConfiguring_ )
       beforeConfiguring_.try_emplace( name, before );
    else
-      print( name, before, now );
+      keep( name, before, now );
+}
+
+void
+GroupLog::keep( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
+   auto const group = detector_.config->group( name );
+   transitions_.push_back(
+       { name, before, now, links_.news(), group ? detector_.upOf( *group ) : 0 } );
+}
+
+void
+GroupLog::tell() {
+   for ( Transition const& transition : transitions_ )
+      print( transition );
+   transitions_.clear();
 }
 
 void
@@ -27,7 +41,8 @@ GroupLog::endConfiguring() {
    for ( auto const& [ name, before ] : std::exchange( beforeConfiguring_, {} ) )
       if ( auto const group = detector_.status->group( name );
            group && group->groupLinkStatus() != before )
-         print( name, before, group->groupLinkStatus() );
+         keep( name, before, group->groupLinkStatus() );
+   tell();
    toldUp_.clear();
    for ( auto group = detector_.config->groupIteratorConst(); group; ++group )
       toldUp_[ group->name() ] = detector_.upOf( *group );
@@ -35,6 +50,7 @@ GroupLog::endConfiguring() {
 
 void
 GroupLog::settle( std::vector< LinkNews > const& changes ) {
+   tell();
    if ( changes.empty() && toldUp_.size() == detector_.config->groupMembers().count() )
       return;
    for ( auto group = detector_.config->groupIteratorConst(); group; ++group ) {
@@ -54,11 +70,11 @@ GroupLog::settle( std::vector< LinkNews > const& changes ) {
 }
 
 void
-GroupLog::print( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
+GroupLog::print( Transition const& transition ) {
+   auto const& [ name, before, now, news, up ] = transition;
    Zet::Ptr< GroupConfig > const group = detector_.config->group( name );
    // This line tells of it, if it changes again within the turn or not.
    toldUp_.erase( name );
-   LinkNews const& news = links_.news();
    std::string const reason = news.kind == LinkNews::Kind::none ? "configured"
                               : group && group->intfsToMonitor( news.port )
                                   ? "uplink " + news.text()
@@ -67,7 +83,7 @@ GroupLog::print( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
                "group " + std::string( name.view() ) + ": " +
                    std::string( stringValue( before ).view() ) + " -> " +
                    std::string( stringValue( now ).view() ) + ", " +
-                   ( group ? detector_.countOf( *group ) : "" ) + ": " + reason );
+                   ( group ? detector_.countOf( *group, up ) : "" ) + ": " + reason );
 }
 
 } // namespace Ufdd

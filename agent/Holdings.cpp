@@ -121,9 +121,16 @@ Holdings::endAdoption() {
 }
 
 void
-Holdings::remember( std::span< Holding const > aboutToBeShut ) {
-   // What is written now has to be corrected when the acts are done.
-   if ( !std::exchange( isChanged_, !aboutToBeShut.empty() ) && aboutToBeShut.empty() )
+Holdings::rememberBefore( std::span< Holding const > aboutToBeShut ) {
+   if ( aboutToBeShut.empty() )
+      return;
+   ownership_.add( aboutToBeShut );
+   isChanged_ = true;
+}
+
+void
+Holdings::remember() {
+   if ( !std::exchange( isChanged_, false ) )
       return;
    std::vector< Holding > all;
    auto const add = [ &all ]( auto const& holdings ) {
@@ -133,9 +140,7 @@ Holdings::remember( std::span< Holding const > aboutToBeShut ) {
    add( overrides_ );
    add( holdings_ );
    add( recalled_ );
-   all.insert( all.end(), aboutToBeShut.begin(), aboutToBeShut.end() );
-   // It costs some calls to the system.
-   int const error = remembered_ == all ? 0 : ownership_.remember( all );
+   int const error = ownership_.remember( all );
    if ( error && error != error_ )
       log_.event( { .id = LogEvent::trouble },
                   "what ufdd holds can't be remembered in " + ownership_.place() + ": " +
@@ -146,9 +151,6 @@ Holdings::remember( std::span< Holding const > aboutToBeShut ) {
    else if ( !error && error_ )
       log_.line( "what ufdd holds is remembered in " + ownership_.place() + " again" );
    error_ = error;
-   remembered_.reset();
-   if ( !error )
-      remembered_ = std::move( all );
 }
 
 } // namespace Ufdd

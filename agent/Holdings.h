@@ -5,7 +5,6 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
 #include <span>
 #include <vector>
 
@@ -51,9 +50,11 @@ class Holdings {
    bool isOverridden( std::uint32_t index ) const { return overrides_.contains( index ); }
    std::map< std::uint32_t, Holding > const& overrides() const { return overrides_; }
 
-   // Makes the next process know of all of them, and of those that are about to be shut. What fails
-   // is logged, and tried again when there is a change or after retry().
-   void remember( std::span< Holding const > aboutToBeShut = {} );
+   // Makes the next process know of what is about to be shut; remember() is to follow.
+   void rememberBefore( std::span< Holding const > aboutToBeShut );
+   // Makes the next process know of all of them, and of nothing else. What fails is logged, and
+   // tried again when there is a change or after retry().
+   void remember();
    bool hasFailed() const { return error_ != 0; }
    void retry() { isChanged_ |= hasFailed(); }
 
@@ -67,8 +68,6 @@ class Holdings {
    std::map< std::uint32_t, Holding > overrides_; // A link may also be ours, if it can't be opened.
    // Of a former process, while links are adopted.
    std::multimap< std::uint32_t, Holding > recalled_;
-   // None before the first time, or where that failed.
-   std::optional< std::vector< Holding > > remembered_;
    bool isChanged_ = true; // Since they were remembered.
    int error_ = 0;
 };

@@ -60,8 +60,8 @@ class LinkSource {
    // that isn't told, or when there is no such link.
    virtual std::optional< bool > carrier( InterfaceName const& name ) = 0;
    // Has the listener told of these links, as they are now, before it returns. Whatever else there
-   // is to be told comes in order with that; with no index, that alone. One that is gone is not told
-   // of.
+   // is to be told comes in order with that; with no index, that alone. One that is gone is not
+   // told of.
    virtual void ask( std::span< std::uint32_t const > indexes ) = 0;
 };
 

@@ -42,6 +42,9 @@ class Ownership {
    // What was remembered, as far as it can still be true: not from before the machine was started
    // anew, nor from another network namespace.
    virtual std::vector< Holding > recall() = 0;
+   // These are remembered as well, as far as that can be done; remember() follows, in which it is
+   // seen whether it could. Safely so on return, for ports wait to be shut meanwhile.
+   virtual void add( std::span< Holding const > holdings ) = 0;
    // From now on exactly these are remembered: safely so on return. The result is an errno value;
    // when it is not 0, what was remembered before and is among these still is.
    virtual int remember( std::span< Holding const > holdings ) = 0;

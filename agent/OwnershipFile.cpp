@@ -153,6 +153,15 @@ OwnershipFile::recall() {
    return holdings;
 }
 
+void
+OwnershipFile::add( std::span< Holding const > holdings ) {
+   std::string lines;
+   for ( Holding const& holding : holdings )
+      lines += lineOf( holding );
+   if ( fd_ >= 0 )
+      extend( lines );
+}
+
 int
 OwnershipFile::remember( std::span< Holding const > holdings ) {
    if ( directoryFd_ < 0 )
@@ -200,7 +209,10 @@ OwnershipFile::amend( std::string const& wanted ) {
    std::string const former = text_;
    Lines const before = linesOf( former );
    Lines const after = linesOf( wanted );
-   int error = extend( difference( after, before ) );
+   std::string added;
+   for ( std::string_view const line : difference( after, before ) )
+      added += line;
+   int error = extend( added );
    // Where the new line of a link has no room, the old one is better than none.
    auto const isNeeded = [ &, isFull = error != 0 ]( std::string_view line ) {
       return isFull && std::any_of( after.begin(), after.end(), [ & ]( std::string_view other ) {
@@ -216,13 +228,10 @@ OwnershipFile::amend( std::string const& wanted ) {
 }
 
 int
-OwnershipFile::extend( Lines const& lines ) {
-   std::string added;
-   for ( std::string_view const line : lines )
-      added += line;
-   int const error = writeAll( fd_, added, text_.size() );
+OwnershipFile::extend( std::string_view lines ) {
+   int const error = writeAll( fd_, lines, text_.size() );
    if ( !error )
-      text_ += added;
+      text_ += lines;
    // Of what has no room, no half is left.
    else if ( cut( text_.size() ) )
       close( std::exchange( fd_, -1 ) );

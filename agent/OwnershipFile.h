@@ -34,6 +34,7 @@ class OwnershipFile final : public Ownership {
    OwnershipFile& operator=( OwnershipFile const& ) = delete;
 
    std::vector< Holding > recall() override;
+   void add( std::span< Holding const > holdings ) override;
    int remember( std::span< Holding const > holdings ) override;
    std::string place() const override { return directory_ + "/held"; }
 
@@ -43,7 +44,7 @@ class OwnershipFile final : public Ownership {
    // The results are errno values.
    int replace( std::string const& text );
    int amend( std::string const& wanted );
-   int extend( Lines const& lines );
+   int extend( std::string_view lines );
    int strikeOut( std::size_t place );
    int cut( std::size_t size );
    // Whether it is open, and has not been removed or replaced by others.

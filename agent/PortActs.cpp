@@ -96,6 +96,10 @@ PortActs::act() {
    apply();
    Requests otherwise = fallBack();
    handleAnswers();
+   if ( otherwise.empty() )
+      return;
+   // Of each link, what is remembered is one thing only.
+   holdings_.remember();
    requests_ = std::move( otherwise );
    apply();
    handleAnswers();
@@ -150,7 +154,7 @@ PortActs::rememberBefore() {
       if ( Link const* const link = links_.link( request.index );
            link && !request.up && !request.onlyAsk && !holdings_.contains( request.index ) )
          aboutToBeShut.push_back( holdingOf( *link, request ) );
-   holdings_.remember( aboutToBeShut );
+   holdings_.rememberBefore( aboutToBeShut );
 }
 
 PortActs::Requests

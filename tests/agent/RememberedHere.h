@@ -18,6 +18,13 @@ class RememberedHere final : public Ownership {
       all.insert( all.end(), overrides.begin(), overrides.end() );
       return all;
    }
+   void add( std::span< Holding const > more ) override {
+      meanwhile();
+      hasFailed = isFull;
+      if ( !isFull )
+         holdings.insert( holdings.end(), more.begin(), more.end() );
+      meanwhile();
+   }
    int remember( std::span< Holding const > now ) override {
       meanwhile();
       std::vector< Holding > const before = recall();

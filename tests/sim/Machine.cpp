@@ -63,6 +63,7 @@ Machine::race() {
    if ( kernel.contains( name ) ) {
       Ufdd::SimulatedLink& link = kernel.link( name );
       link.isUnclear |= !link.adminUp && !link.ours && losesAnswers( link );
+      link.oursByPd |= link.protoDown && losesAnswers( link );
    }
 }
 
@@ -167,7 +168,7 @@ Machine::protoDown( std::string const& name, unsigned int how ) {
       return kernel.protoDown( name, others != 0, others );
    default:
       kernel.protoDown( name, true, link.protoDownReasons );
-      link.oursByPd |= remembered( link ) != nullptr;
+      link.oursByPd |= remembered( link ) || losesAnswers( link );
    }
 }
 
