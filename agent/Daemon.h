@@ -1,18 +1,17 @@
 #pragma once
 
 #include "agent/Agent.h"
-#include "agent/CarrierWatch.h"
 #include "agent/ConfigFile.h"
 #include "agent/EventLoop.h"
 #include "agent/Log.h"
 #include "agent/NetlinkLinkControl.h"
 #include "agent/NetlinkLinkSource.h"
 #include "agent/OwnershipFile.h"
+#include "agent/Routine.h"
 #include "agent/ServiceManager.h"
 #include "agent/StatusServer.h"
 #include "agent/Ticker.h"
 
-#include <optional>
 #include <string>
 
 namespace Ufdd {
@@ -49,26 +48,15 @@ class Daemon {
    // For some seconds, what fails is tried again.
    bool openPorts();
    void handleTurnEnd();
-   void handleTick();
+   void wakeAt( double time );
    // It is time for what was put off; the end of the turn does it.
-   void handleNextTime() { nextTime_.reset(); }
+   void handleWakeTime() { wakeTime_ = Routine::never; }
+   void handleTick();
    void handleWatchdogTime();
-   void handleAgainTime() { againTimerOn_ = false; }
    void handleStop();
    void handleLeave();
    void handleReload();
    void handleStatus();
-   void tellWarnings( ConfigFile const& config );
-   void watchUplinks( ConfigFile const& config );
-   // Unless it is served already or that failed just now. Without it, all else goes on.
-   // Throws: when another ufdd serves it, in the first turn.
-   void serveStatus();
-   void setTimers();
-   void tellTroubles();
-   void handleTroubleTime() { troubleTimerOn_ = false; }
-   void tryAgainLater();
-   // The end of this turn does what is due.
-   void handleStatusTime() { statusTimerOn_ = false; }
 
    DaemonOptions const options_;
    BufferedLog& log_;
@@ -78,28 +66,14 @@ class Daemon {
    NetlinkLinkControl control_;
    NetlinkLinkSource source_;
    Agent agent_;
-   CarrierWatch carrierWatch_;
-   Ticker ticker_; // For carrierWatch_.
-   // For what is to be tried again: a turn each second.
-   EventLoop::Source& againTimer_;
-   bool againTimerOn_ = false;
-   EventLoop::Source& nextTimer_;
-   std::optional< double > nextTime_; // That the timer is set to.
+   StatusServer statusServer_;
+   Routine routine_;
+   Ticker ticker_; // For the routine.
+   EventLoop::Source& wakeTimer_;
+   double wakeTime_ = Routine::never; // That the timer is set to.
    EventLoop::Source& watchdogTimer_;
    bool isAliveDue_ = false;
-   int toldAskError_ = 0;
    bool isLeaving_ = false;
-   double startupHold_ = 0; // As last configured.
-   std::string remark_;     // Follows the status that the service manager is told.
-   std::optional< StatusServer > statusServer_; // While it runs, and can be served.
-   double serveAgainAt_ = 0;
-   std::string serveError_; // As last told.
-   EventLoop::Source& statusTimer_;
-   bool statusTimerOn_ = false;
-   EventLoop::Source& troubleTimer_;
-   bool troubleTimerOn_ = false; // Since one was told.
-   std::string trouble_;         // The last.
-   unsigned int troubles_ = 0;   // That were not told.
 };
 
 } // namespace Ufdd

@@ -16,6 +16,7 @@ namespace Ufdd {
 namespace {
 
 constexpr std::uint32_t kernelPort = 0;
+constexpr char const* noList = "the kernel does not list the interfaces";
 
 // Under a storm of news there may be no room for the answer, and the kernel goes on with a dump
 // that it has refused.
@@ -39,6 +40,7 @@ LinkFeed::takeOverdueDump() {
    if ( !isDumping() || Zet::now() - dumpMovedAt_ < dumpPatience )
       return false;
    state_ = State::lost;
+   handleTrouble( noList );
    return true;
 }
 
@@ -46,6 +48,12 @@ void
 LinkFeed::handleLoss() {
    hasNews_ = true;
    state_ = isDumping() ? State::spoilt : State::lost;
+}
+
+void
+LinkFeed::handleTrouble( std::string const& what ) {
+   if ( !std::exchange( isTroubled_, true ) )
+      trouble_ = what + ": all links are read again";
 }
 
 void
@@ -111,8 +119,7 @@ void
 LinkFeed::handleDumpEnd( nlmsghdr const& message ) {
    int const error = errorOf( message );
    if ( error != 0 && !isPassing( error ) )
-      throw std::system_error( error, std::generic_category(),
-                               "the kernel does not list the interfaces" );
+      throw std::system_error( error, std::generic_category(), noList );
    if ( error != 0 || state_ == State::spoilt ) {
       state_ = State::lost;
       return;
@@ -128,6 +135,7 @@ LinkFeed::handleDumpEnd( nlmsghdr const& message ) {
    said_.erase( said_.begin(), dropped.base() );
    std::erase_if( said_, []( Link const& link ) { return link.name.empty(); } );
    state_ = State::live;
+   isTroubled_ = false;
    listener_.handleLinks( said_ );
 }
 

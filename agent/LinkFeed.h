@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -34,6 +35,8 @@ class LinkFeed {
 
    // Whether anything happened since the last call, other than that our questions were answered.
    bool takeNews() { return std::exchange( hasNews_, false ); }
+   // What went wrong since the last call, so that all links are read again; or empty.
+   std::string takeTrouble() { return std::exchange( trouble_, {} ); }
 
    // A dump was asked for, under that sequence number.
    void handleDumpAsked( std::uint32_t sequence );
@@ -42,6 +45,8 @@ class LinkFeed {
    void handleDatagram( std::uint32_t sender, std::span< std::byte const > datagram );
    // The socket dropped messages, or cut one.
    void handleLoss();
+   // Takes it for a trouble, unless there was one already since the links were known.
+   void handleTrouble( std::string const& what );
 
  private:
    enum class State {
@@ -59,6 +64,8 @@ class LinkFeed {
    LinkListener& listener_;
    std::uint32_t const ownPort_;
    bool hasNews_ = false;
+   std::string trouble_;
+   bool isTroubled_ = false; // Until all links are known again.
    State state_ = State::lost;
    std::uint32_t dumpSequence_ = 0;
    double dumpMovedAt_ = 0; // When it was asked for, or a part of it came.

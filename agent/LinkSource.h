@@ -63,6 +63,14 @@ class LinkSource {
    // is to be told comes in order with that; with no index, that alone. One that is gone is not
    // told of.
    virtual void ask( std::span< std::uint32_t const > indexes ) = 0;
+
+   // The end of a loop turn, once started. False while links are being read again: it has to be
+   // called each second then, though nothing else happens.
+   virtual bool settle() = 0;
+   // Whether anything happened since the last call, other than that ask() was answered.
+   virtual bool takeNews() = 0;
+   // What went wrong since the last call, and what comes of it; or empty.
+   virtual std::string takeTrouble() = 0;
 };
 
 } // namespace Ufdd

@@ -7,6 +7,7 @@
 #include <array>
 #include <cerrno>
 #include <system_error>
+#include <utility>
 
 namespace Ufdd {
 
@@ -56,18 +57,15 @@ NetlinkLinkSource::settle() {
    // What waits may be what seems overdue.
    if ( !feed_->complete() )
       handleReadable();
-   if ( feed_->takeOverdueDump() ) {
-      handleTrouble( "the kernel does not list the interfaces" );
+   if ( feed_->takeOverdueDump() )
       askForDump();
-   }
-   isTroubled_ &= !feed_->complete();
    return feed_->complete();
 }
 
-void
-NetlinkLinkSource::handleTrouble( std::string const& what ) {
-   if ( !std::exchange( isTroubled_, true ) )
-      trouble_ = what;
+std::string
+NetlinkLinkSource::takeTrouble() {
+   std::string trouble = feed_->takeTrouble();
+   return trouble.empty() ? std::exchange( askTrouble_, {} ) : trouble;
 }
 
 bool
@@ -78,7 +76,7 @@ NetlinkLinkSource::receive( int timeoutMs ) {
       if ( !datagram )
          return false;
       if ( datagram->lossy ) {
-         handleTrouble( "news of links were lost, there were too many at once" );
+         feed_->handleTrouble( "news of links were lost, there were too many at once" );
          feed_->handleLoss();
       } else
          feed_->handleDatagram( datagram->sender, datagram->bytes );
@@ -86,7 +84,7 @@ NetlinkLinkSource::receive( int timeoutMs ) {
    } catch ( std::system_error const& error ) {
       if ( ++receiveErrors_ == maxReceiveErrors )
          throw;
-      handleTrouble( error.what() );
+      feed_->handleTrouble( error.what() );
       feed_->handleLoss();
       return false;
    }
@@ -102,7 +100,10 @@ NetlinkLinkSource::ask( std::span< std::uint32_t const > indexes ) {
       if ( size > 0 )
          socket_.send( std::span( questions_ ).first( size ) );
    } catch ( std::system_error const& error ) {
-      askError_ = error.code().value();
+      // It may fail each time.
+      if ( int const number = error.code().value(); std::exchange( askError_, number ) != number )
+         askTrouble_ = "can't ask the kernel how uplinks are: " + error.code().message() +
+                       "; a loss may be noticed a second late";
    }
    handleReadable();
 }
@@ -116,7 +117,7 @@ NetlinkLinkSource::askForDump() {
    try {
       socket_.send( std::span( room ).first( size ) );
    } catch ( std::system_error const& error ) {
-      handleTrouble( error.what() );
+      feed_->handleTrouble( error.what() );
    }
 }
 

@@ -11,7 +11,6 @@
 #include <optional>
 #include <span>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace Ufdd {
@@ -32,21 +31,13 @@ class NetlinkLinkSource final : public LinkSource {
    }
    // Where that can't be asked, the kernel's own news have to do.
    void ask( std::span< std::uint32_t const > indexes ) override;
-   // Why it couldn't, since the last call: an errno value, or 0.
-   int takeAskError() { return std::exchange( askError_, 0 ); }
-   // Whether anything happened since the last call, other than that ask() was answered.
-   bool takeNews() { return feed_ && feed_->takeNews(); }
-   // The end of a loop turn, once started. False while links are being read again: it has to be
-   // called each second then, though nothing else happens.
-   bool settle();
-   // What went wrong since the last call, so that all links are read again; or empty.
-   std::string takeTrouble() { return std::exchange( trouble_, {} ); }
+   bool settle() override;
+   bool takeNews() override { return feed_->takeNews(); }
+   std::string takeTrouble() override;
 
  private:
    void handleReadable();
    void askForDump();
-   // Tells it once, until links are known again.
-   void handleTrouble( std::string const& what );
    // Takes in the next datagram, waiting for it at most that long; false when there was none.
    bool receive( int timeoutMs );
 
@@ -56,10 +47,9 @@ class NetlinkLinkSource final : public LinkSource {
    CarrierProbe probe_;
    std::optional< LinkFeed > feed_;
    std::uint32_t sequence_ = 0;
-   std::string trouble_;
-   bool isTroubled_ = false; // Until all links are known again.
-   int receiveErrors_ = 0;   // In a row.
-   int askError_ = 0;
+   int receiveErrors_ = 0; // In a row.
+   int askError_ = 0;      // The last, an errno value.
+   std::string askTrouble_;
    std::vector< std::byte > questions_;
 };
 

@@ -14,9 +14,9 @@ namespace Ufdd {
 using UplinkFailureDetection::Status;
 using Zet::NboAttrLog::Demuxer;
 
-StatusClient::StatusClient( Descriptor socket, Zet::Ptr< Status > const& status )
+StatusClient::StatusClient( Descriptor socket, Zet::Ptr< Status > const& status, std::size_t limit )
     : socket_( std::move( socket ) ),
-      demuxer_( Demuxer::DemuxerIs( Demuxer::Side::server, unsentLimit ) ) {
+      demuxer_( Demuxer::DemuxerIs( Demuxer::Side::server, limit ) ) {
    demuxer_->out()->helloIs( Zet::TypeId( Status::_fwkType()->fullName().view() ) );
    adapter_ = status->zetNboAttrLogSaIs( {}, 0, demuxer_->out(), nullptr );
    adapter_->doSerializeOrphan();

@@ -21,7 +21,8 @@ class StatusClient {
    static constexpr double patience = 5;
 
    // The socket's calls don't wait.
-   StatusClient( Descriptor socket, Zet::Ptr< UplinkFailureDetection::Status > const& status );
+   StatusClient( Descriptor socket, Zet::Ptr< UplinkFailureDetection::Status > const& status,
+                 std::size_t limit = unsentLimit );
 
    int fd() const { return socket_.fd(); }
    // Takes what it has sent.

@@ -2,7 +2,6 @@
 
 #include "platform/zet/Clock.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <sys/epoll.h>
@@ -12,11 +11,35 @@
 
 namespace Ufdd {
 
-StatusServer::StatusServer( std::string const& path,
-                            Zet::Ptr< UplinkFailureDetection::Status > status, Log& log )
-    : status_( std::move( status ) ), log_( log ), socket_( path ),
-      poll_( epoll_create1( EPOLL_CLOEXEC ) ) {
-   watch( EPOLL_CTL_ADD, socket_.fd(), EPOLLIN, nullptr );
+StatusServer::StatusServer( std::string path, Zet::Ptr< UplinkFailureDetection::Status > status,
+                            Log& log, std::size_t unsentLimit )
+    : path_( std::move( path ) ), status_( std::move( status ) ), log_( log ),
+      unsentLimit_( unsentLimit ), poll_( epoll_create1( EPOLL_CLOEXEC ) ) {
+   if ( !poll_ )
+      throw std::system_error( errno, std::generic_category(), "can't watch the clients" );
+}
+
+void
+StatusServer::listen() {
+   bool const isFirst = !std::exchange( listenAgainAt_, std::nullopt );
+   try {
+      int const operation = socket_ ? EPOLL_CTL_MOD : EPOLL_CTL_ADD;
+      if ( !socket_ )
+         socket_.emplace( path_ );
+      watch( operation, socket_->fd(), EPOLLIN, nullptr );
+      if ( !std::exchange( listenError_, {} ).empty() )
+         log_.line( "status: served on " + path_ + " now" );
+   } catch ( std::system_error const& error ) {
+      socket_.reset();
+      if ( isFirst && error.code() == std::errc::address_in_use )
+         throw;
+      listenAgainAt_ = Zet::now() + listenPause;
+      if ( std::exchange( listenError_, error.what() ) != error.what() )
+         log_.event( { .id = LogEvent::trouble },
+                     "status: not served, it tries again every few seconds; ufdctl can't show it, "
+                     "ports are watched all the same: " +
+                         listenError_ );
+   }
 }
 
 void
@@ -24,7 +47,7 @@ StatusServer::watch( int operation, int fd, std::uint32_t events, StatusClient* 
    epoll_event event{ .events = events, .data = { .ptr = client } };
    if ( epoll_ctl( poll_.fd(), operation, fd, &event ) < 0 )
       throw std::system_error( errno, std::generic_category(),
-                               "can't watch the sockets of " + socket_.path() );
+                               "can't watch the sockets of " + path_ );
 }
 
 void
@@ -44,7 +67,7 @@ StatusServer::handleReady() {
 
 void
 StatusServer::accept() {
-   Descriptor stream( accept4( socket_.fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK ) );
+   Descriptor stream( accept4( socket_->fd(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK ) );
    if ( !stream && ( errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM ) )
       return pauseAccepting( errno );
    if ( !stream )
@@ -53,7 +76,7 @@ StatusServer::accept() {
       return refuse();
    // Nobody who only asks for the status may end the daemon.
    try {
-      auto client = std::make_unique< StatusClient >( std::move( stream ), status_ );
+      auto client = std::make_unique< StatusClient >( std::move( stream ), status_, unsentLimit_ );
       watch( EPOLL_CTL_ADD, client->fd(), EPOLLIN, client.get() );
       clients_.push_back( std::move( client ) );
    } catch ( std::exception const& failure ) {
@@ -65,24 +88,22 @@ void
 StatusServer::refuse() {
    if ( !std::exchange( refusalIsTold_, true ) )
       log_.line( "status: clients are refused: " + std::to_string( clientLimit ) +
-                 " are connected to " + socket_.path() + ", and more are not served" );
+                 " are connected to " + path_ + ", and more are not served" );
 }
 
 // The one that waits would wake us all the time.
 void
 StatusServer::pauseAccepting( int error ) {
-   log_.line( "status: can't take a client on " + socket_.path() + ": " +
+   log_.line( "status: can't take a client on " + path_ + ": " +
               std::generic_category().message( error ) );
-   watch( EPOLL_CTL_MOD, socket_.fd(), 0, nullptr );
-   acceptAgainAt_ = Zet::now() + acceptPause;
+   watch( EPOLL_CTL_MOD, socket_->fd(), 0, nullptr );
+   listenAgainAt_ = Zet::now() + acceptPause;
 }
 
 void
 StatusServer::settle() {
-   if ( acceptAgainAt_ && Zet::now() >= *acceptAgainAt_ ) {
-      watch( EPOLL_CTL_MOD, socket_.fd(), EPOLLIN, nullptr );
-      acceptAgainAt_.reset();
-   }
+   if ( listenAgainAt_ && Zet::now() >= *listenAgainAt_ )
+      listen();
    for ( auto const& client : clients_ ) {
       bool const hadUnsent = client->unsentSize() != 0;
       client->send();
@@ -98,12 +119,12 @@ StatusServer::settle() {
 }
 
 std::optional< double >
-StatusServer::dueIn() const {
-   std::optional< double > due = acceptAgainAt_;
+StatusServer::nextTime() const {
+   std::optional< double > next = listenAgainAt_;
    for ( auto const& client : clients_ )
-      if ( auto const deadline = client->deadline(); deadline && ( !due || *deadline < *due ) )
-         due = deadline;
-   return due ? std::optional( std::max( *due - Zet::now(), 0.0 ) ) : std::nullopt;
+      if ( auto const deadline = client->deadline(); deadline && ( !next || *deadline < *next ) )
+         next = deadline;
+   return next;
 }
 
 } // namespace Ufdd

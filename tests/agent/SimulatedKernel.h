@@ -40,6 +40,9 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    void start( LinkListener& listener ) override;
    std::optional< bool > carrier( InterfaceName const& name ) override;
    void ask( std::span< std::uint32_t const > indexes ) override;
+   bool settle() override { return feed_->complete(); }
+   bool takeNews() override { return feed_->takeNews(); }
+   std::string takeTrouble() override { return feed_->takeTrouble(); }
    void apply( std::span< LinkRequest > requests ) override;
 
    // Has all news taken in that there are.
@@ -47,7 +50,6 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    // What is waiting to be delivered is dropped.
    void overrun();
    bool hasNews() const { return isLossy_ || !queue_.empty(); }
-   bool takeNews() { return feed_ && feed_->takeNews(); }
    // Tells what was held back and is due.
    void handleTime();
    double nextTime() const;

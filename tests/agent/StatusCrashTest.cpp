@@ -45,6 +45,7 @@ serve( std::string const& path, Descriptor const& control, unsigned int seed ) {
    std::minstd_rand random( seed );
    auto const status = Zet::make< Status >( "status" );
    StatusServer server( path, status, log );
+   server.listen();
    for ( bool isPaused = false;; ) {
       std::array< pollfd, 2 > ready{ { { control.fd(), POLLIN, 0 }, { server.fd(), POLLIN, 0 } } };
       poll( ready.data(), ready.size(), isPaused ? 1 : 0 );
