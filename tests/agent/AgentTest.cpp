@@ -50,10 +50,14 @@ class AgentTest : public testing::Test, public Log {
       kernel.carrier( "u2", carrier );
       settle();
    }
-   // Until what failed is tried again.
-   void wait() {
-      ASSERT_TRUE( agent->nextTime() );
-      simulatedNow = *agent->nextTime();
+   // Lets that time pass; the agent is woken when it asked to be.
+   void pass( double seconds ) {
+      double const end = simulatedNow + seconds;
+      for ( auto next = agent->nextTime(); next && *next <= end; next = agent->nextTime() ) {
+         simulatedNow = *next;
+         settle();
+      }
+      simulatedNow = end;
       settle();
    }
    std::string takeActs() { return std::exchange( kernel.acts, "" ); }
@@ -72,6 +76,7 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    kernel.carrier( "u1", false );
    settle();
    EXPECT_EQ( takeActs() + takeLines(), "group g: 1/2 up, min_links 1: uplink u1 lost carrier\n" );
+   EXPECT_TRUE( agent->statusLines()[ 0 ].ends_with( "; uplinks: u1 down, u2 up" ) );
    kernel.set( "u2", false );
    settle();
    EXPECT_EQ( takeLines(),
@@ -91,6 +96,48 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    EXPECT_TRUE( agent->release() );
    EXPECT_EQ( takeLines(), "port d1 released: ufdd stops\nport d2 released: ufdd stops\n" );
    EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
+}
+
+TEST_F( AgentTest, downDelayHidesWhatIsOverBefore ) {
+   groups[ 0 ].policy.downDelay = 2;
+   start();
+   takeLines();
+   uplinksAre( false );
+   pass( 1.5 );
+   kernel.carrier( "u1", true );
+   settle();
+   EXPECT_EQ( takeLines(),
+              "group g: up -> down, 0/2 up, min_links 1: uplink u2 lost carrier\n"
+              "group g: down_delay: its ports are shut in 2 s unless it is up again before\n"
+              "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
+              "group g: was down for only 1.5 s, hidden by down_delay (1 times so far)\n" );
+   pass( 10 );
+   uplinksAre( false );
+   // Over within a turn: the delay begins again.
+   pass( 1 );
+   kernel.carrier( "u1", true );
+   uplinksAre( false );
+   pass( 1.9 );
+   EXPECT_EQ( takeActs(), "" );
+   uplinksAre( true );
+   EXPECT_TRUE( takeLines().ends_with( "hidden by down_delay (3 times so far)\n" ) );
+}
+
+TEST_F( AgentTest, dryRunOnlyTells ) {
+   groups[ 0 ].policy.dryRun = true;
+   start();
+   uplinksAre( false );
+   EXPECT_TRUE( takeLines().ends_with( "dry_run, else ports would be shut now: d1 d2\n" ) );
+   for ( bool const isDry : { false, true } ) {
+      EXPECT_EQ( takeActs(), "" );
+      groups[ 0 ].policy.dryRun = isDry;
+      agent->reload( groups );
+      settle();
+      EXPECT_EQ( takeActs(), isDry ? " +d1 +d2" : " -d1 -d2" );
+   }
+   EXPECT_TRUE(
+       takeLines().ends_with( "port d2 released: not held, though group g is down, 0/2 up, "
+                              "min_links 1, dry_run\n" ) );
 }
 
 TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
@@ -156,11 +203,11 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    kernel.link( "d1" ).refusal = EPERM;
    uplinksAre( false );
    takeLines();
-   for ( int i = 0; i < 2; ++i )
-      wait();
+   // It is tried again each second.
+   pass( 2 );
    EXPECT_EQ( takeLines(), "" );
    kernel.link( "d1" ).refusal = 0;
-   wait();
+   pass( 1 );
    EXPECT_FALSE( agent->nextTime() );
    EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
 

@@ -1,11 +1,12 @@
 #pragma once
 
+#include "tests/agent/Directory.h"
+
 #include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -101,26 +102,6 @@ class Process {
  private:
    std::FILE* output_ = std::tmpfile();
    pid_t pid_ = 0;
-};
-
-// A directory in memory, as /run is, with all that comes to be in it, for as long as this exists.
-class Directory {
- public:
-   Directory() {
-      if ( !mkdtemp( path_.data() ) )
-         std::abort();
-   }
-   ~Directory() {
-      std::error_code ignored;
-      std::filesystem::remove_all( path_, ignored );
-   }
-   Directory( Directory const& ) = delete;
-   Directory& operator=( Directory const& ) = delete;
-
-   std::string const& path() const { return path_; }
-
- private:
-   std::string path_ = "/dev/shm/ufdd-test-XXXXXX";
 };
 
 // A file with that text, for as long as this exists.

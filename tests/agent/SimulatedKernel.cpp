@@ -28,10 +28,11 @@ SimulatedKernel::find( std::uint32_t index ) {
 void
 SimulatedKernel::start( LinkListener& listener ) {
    queue_.clear();
-   isLossy_ = false;
+   isLossy_ = isStarted_ = losesQuestion_ = false;
    dump_.reset();
    feed_.emplace( listener, ownPort );
    deliver();
+   isStarted_ = true;
 }
 
 std::optional< bool >
@@ -65,15 +66,27 @@ SimulatedKernel::receive( LinkDatagram const& datagram ) {
 }
 
 void
-SimulatedKernel::overrun() {
+SimulatedKernel::overrun( bool losesQuestion ) {
    queue_.clear();
    isLossy_ = true;
+   losesQuestion_ |= losesQuestion && isStarted_;
+}
+
+bool
+SimulatedKernel::settle() {
+   if ( !feed_->complete() )
+      deliver();
+   if ( feed_->takeOverdueDump() )
+      deliver();
+   return feed_->complete();
 }
 
 void
 SimulatedKernel::deliver() {
    for ( ;; ) {
       if ( std::exchange( isLossy_, false ) ) {
+         losses += feed_->complete();
+         feed_->handleTrouble( "news were lost" );
          feed_->handleLoss();
       } else if ( !queue_.empty() ) {
          auto const datagram = std::move( queue_.front() );
@@ -82,8 +95,9 @@ SimulatedKernel::deliver() {
       } else if ( dump_ ) {
          dumpPart();
       } else if ( feed_->dumpWanted() ) {
-         dump_ = Dump{ ++sequence_, generation_ };
-         feed_->handleDumpAsked( sequence_ );
+         feed_->handleDumpAsked( ++sequence_ );
+         if ( !std::exchange( losesQuestion_, false ) )
+            dump_ = Dump{ sequence_, generation_ };
       } else {
          return;
       }

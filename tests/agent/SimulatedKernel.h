@@ -40,15 +40,15 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    void start( LinkListener& listener ) override;
    std::optional< bool > carrier( InterfaceName const& name ) override;
    void ask( std::span< std::uint32_t const > indexes ) override;
-   bool settle() override { return feed_->complete(); }
+   bool settle() override;
    bool takeNews() override { return feed_->takeNews(); }
    std::string takeTrouble() override { return feed_->takeTrouble(); }
    void apply( std::span< LinkRequest > requests ) override;
 
    // Has all news taken in that there are.
    void deliver();
-   // What is waiting to be delivered is dropped.
-   void overrun();
+   // What is waiting to be delivered is dropped; and the next question for all links, if so.
+   void overrun( bool losesQuestion );
    bool hasNews() const { return isLossy_ || !queue_.empty(); }
    // Tells what was held back and is due.
    void handleTime();
@@ -74,8 +74,9 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    std::uint32_t index( std::string const& name ) const { return links_.at( name ).index; }
 
    std::uint32_t nextIndex = 1;
-   std::string acts;       // " -d1 +d2", since it was last emptied.
-   std::string violations; // What the daemon must not have done.
+   std::string acts;        // " -d1 +d2", since it was last emptied.
+   std::string violations;  // What the daemon must not have done.
+   unsigned int losses = 0; // That were delivered, to one who knew all links.
    // The time between two tellings of lost carriers.
    double holdBack = 0;
    std::size_t room = 1000; // For news.
@@ -103,6 +104,8 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    std::map< std::string, SimulatedLink > links_;
    std::deque< std::vector< std::byte > > queue_;
    bool isLossy_ = false;
+   bool isStarted_ = false; // All links were told once.
+   bool losesQuestion_ = false;
    std::optional< Dump > dump_;
    std::uint32_t sequence_ = 0;
    std::uint32_t generation_ = 0; // Of the list of links.

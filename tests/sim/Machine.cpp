@@ -73,7 +73,7 @@ Machine::apply( Event const& event ) {
    std::string const name = names[ event.a % std::size( names ) ];
    bool const on = event.b % 2;
    if ( verb == "overrun" )
-      return kernel.overrun();
+      return kernel.overrun( on );
    if ( verb == "fullDisk" )
       ownership.isFull = on;
    if ( verb == "create" )

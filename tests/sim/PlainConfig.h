@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <random>
@@ -17,6 +18,8 @@ struct PlainGroup {
    Names monitor = {}, disable = {};
    unsigned int minLinks = 1, recoveryDelay = 0, downDelay = 0;
    bool dryRun = false;
+
+   bool operator==( PlainGroup const& ) const = default;
 };
 
 // What the daemon is configured to do: one of many, the same for each number.
@@ -59,6 +62,20 @@ struct PlainConfig {
               << "\ndown_delay = " << group.downDelay
               << "\ndry_run = " << ( group.dryRun ? "true\n" : "false\n" );
       return text.str();
+   }
+
+   // What the daemon says of it in place of another one.
+   std::string differenceFrom( PlainConfig const& other ) const {
+      unsigned int added = 0, changed = 0;
+      for ( PlainGroup const& group : groups ) {
+         auto const before =
+             std::find_if( other.groups.begin(), other.groups.end(),
+                           [ & ]( auto const& g ) { return g.name == group.name; } );
+         added += before == other.groups.end();
+         changed += before != other.groups.end() && *before != group;
+      }
+      return "groups added " + std::to_string( added ) + ", changed " + std::to_string( changed ) +
+             ", removed " + std::to_string( other.groups.size() + added - groups.size() );
    }
 
    std::vector< PlainGroup > groups;

@@ -2,8 +2,11 @@
 
 #include "model/GroupStatus.h"
 #include "platform/zet/Clock.h"
+#include "tests/agent/Directory.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <utility>
 
 namespace Simulation {
@@ -17,9 +20,16 @@ constexpr double restSeconds = 30;
 constexpr double quietSeconds = 70;
 constexpr unsigned int manyTurns = 10000;
 
+std::string
+socketPath() {
+   static Ufdd::Directory const directory;
+   return directory.path() + "/status";
+}
+
 } // namespace
 
-World::World( std::uint64_t seed ) : seed_( seed ), config_( PlainConfig( seed ) ) {
+World::World( std::uint64_t seed )
+    : seed_( seed ), config_( PlainConfig( seed ) ), readers_( socketPath() ) {
    simulatedNow = 1000;
    Zet::clockIs( [] { return simulatedNow; } );
    pass( 1 );
@@ -34,6 +44,8 @@ World::~World() {
 void
 World::line( std::string_view text ) {
    story_.append( "   " ).append( text ) += '\n';
+   if ( text.find( "all links are read again" ) != text.npos )
+      toldLosses_ = machine_.kernel.losses;
 }
 
 void
@@ -64,6 +76,7 @@ World::run( Action action ) {
 void
 World::kill() {
    process_.reset();
+   readers_.disconnect();
    machine_.handleKilled();
    complain( machine_.kernel.violations );
 }
@@ -72,35 +85,32 @@ void
 World::start() {
    suspendedUntil_ = 0;
    startupEnd_ = simulatedNow + config_.startupHold;
+   isRefused_ = false;
+   toldLosses_ = machine_.kernel.losses;
    run( [ this ] {
-      process_.emplace( *this );
-      process_->agent.start( Ufdd::parseConfig( config_.toml(), "toml" ).groups, machine_.kernel,
-                             config_.startupHold );
-      reload( 0 );
+      process_.emplace( machine_, socketPath(), static_cast< Ufdd::Log& >( *this ) );
+      process_->server.listen();
+      process_->routine.start( Ufdd::parseConfig( config_.toml(), "toml" ) );
    } );
+   turn();
+   readers_.connect();
 }
 
-// 0 for the same.
 void
-World::reload( std::uint64_t number ) {
+World::reload( PlainConfig const& config, std::string const& more ) {
    suspendedUntil_ = 0;
-   if ( number )
-      config_ = PlainConfig( number );
-   Ufdd::ConfigFile const file = Ufdd::parseConfig( config_.toml(), "toml" );
-   for ( std::string const& error : file.errors )
-      complain( error );
-   if ( !process_ )
-      return;
-   std::vector< Kelnet::IntfId > uplinks;
-   for ( PlainGroup const& group : config_.groups )
-      for ( std::string const& name : group.monitor )
-         uplinks.emplace_back( name );
-   run( [ & ] {
-      if ( number )
-         process_->agent.reload( file.groups );
-      process_->watch.uplinksAre( uplinks );
-      process_->watch.settingsAre( file.detection );
-   } );
+   Ufdd::ConfigFile const file = Ufdd::parseConfig( config.toml() + more, "toml" );
+   if ( file.errors.empty() == !more.empty() )
+      complain( "a configuration is taken for wrong or right" );
+   isRefused_ = process_ && ( !more.empty() || config.groups.empty() );
+   std::string const difference = isRefused_ ? "not loaded" : config.differenceFrom( config_ );
+   std::size_t const before = story_.size();
+   if ( !isRefused_ )
+      config_ = config;
+   if ( process_ )
+      run( [ & ] { process_->routine.reload( file, "toml" ); } );
+   if ( process_ && story_.find( difference, before ) == std::string::npos )
+      complain( "it does not say that " + difference );
    turn();
 }
 
@@ -112,23 +122,21 @@ World::turn() {
    ++turns_;
    std::size_t const acts = machine_.kernel.acts.size();
    run( [ this ] {
-      machine_.kernel.deliver();
-      Process& process = *process_;
-      if ( process.tickAt && simulatedNow >= *process.tickAt ) {
-         process.tickAt.reset();
-         process.watch.handleTick();
-      }
-      if ( machine_.kernel.takeNews() )
-         process.watch.handleNews();
-      process.agent.settle();
-      if ( process.watch.tickMs() == 0 )
-         process.tickAt.reset();
-      else if ( !process.tickAt )
-         process.tickAt = simulatedNow + process.watch.tickMs() / 1000.0;
+      process_->turn();
+      // Nothing is left to be done, unless there are news.
+      std::size_t const done = machine_.kernel.acts.size();
+      if ( !machine_.kernel.hasNews() )
+         process_->routine.settle();
+      if ( machine_.kernel.acts.size() != done )
+         complain( "a turn left undone: " + machine_.kernel.acts.substr( done ) );
+      for ( auto const& client : process_->server.clients() )
+         if ( client->unsentSize() > Process::unsentLimit )
+            complain( "too much waits for a client" );
       checkMemory();
    } );
    if ( simulatedNow < startupEnd_ && machine_.kernel.acts.size() != acts )
       complain( "ports are not left as they were found" );
+   readers_.readAll();
 }
 
 // What is remembered of a link is so, or is corrected when it is tried again.
@@ -152,19 +160,15 @@ World::nextTime() const {
    double time = machine_.kernel.nextTime();
    if ( !process_ )
       return time;
-   double daemon = process_->agent.nextTime().value_or( time );
-   daemon = std::min( daemon, process_->tickAt.value_or( daemon ) );
-   if ( machine_.kernel.hasNews() )
-      daemon = simulatedNow;
-   return std::min( time, std::max( daemon, suspendedUntil_ ) );
+   return std::min( time, std::max( process_->nextTime(), suspendedUntil_ ) );
 }
 
 void
 World::pass( double seconds ) {
    double const end = simulatedNow + seconds;
    unsigned int const before = turns_;
-   while ( nextTime() <= end && complaint_.empty() ) {
-      simulatedNow = std::max( simulatedNow, nextTime() );
+   for ( double next; complaint_.empty() && ( next = nextTime() ) <= end; ) {
+      simulatedNow = std::max( simulatedNow, next );
       turn();
       if ( turns_ - before > manyTurns )
          complain( "the daemon finds no rest" );
@@ -190,10 +194,11 @@ World::apply( Event const& event ) {
    else if ( verb == "suspend" )
       suspendedUntil_ = simulatedNow + ( event.b % 2 ? 30 : 0.3 );
    else if ( verb == "reload" )
-      reload( seed_ + event.b % 3 );
-   else if ( verb == "badReload" &&
-             Ufdd::parseConfig( config_.toml() + "min_links = 1", "toml" ).errors.empty() )
-      complain( "a wrong configuration is taken for right" );
+      reload( PlainConfig( seed_ + event.b % 3 ) );
+   else if ( verb == "badReload" )
+      reload( PlainConfig( seed_ + event.b % 3 ), "min_links = 1" );
+   else if ( verb == "squat" && !process_ )
+      std::ofstream( socketPath() ) << "a file";
    else if ( verb == "rest" )
       rest();
    else if ( verb == "fight" )
@@ -204,21 +209,51 @@ World::apply( Event const& event ) {
                                                : Event{ "admin", event.a, true, none } );
          pass( 0.1 );
       }
+   else if ( verb == "storm" && event.a % 4 == 0 )
+      storm( event );
    else
       machine_.apply( event );
-   if ( event.pause > none ) {
-      turn();
+   readers_.apply( event );
+   if ( event.pause > none )
       pass( pauses[ event.pause ].seconds );
+}
+
+// More happens than a client may leave unread, for longer than it may.
+void
+World::storm( Event const& event ) {
+   readers_.apply( { "connect", event.b, 0, none } );
+   bool isServed = false;
+   for ( unsigned int i = 0; i < 60; ++i ) {
+      if ( i == 30 && event.b & 4 )
+         isServed = readers_.read( event.b );
+      for ( unsigned int uplink = 0; uplink < 4; ++uplink )
+         machine_.apply( { "admin", uplink, i, none } );
+      pass( 0.1 );
    }
+   if ( isServed && process_ && !readers_.read( event.b ) )
+      complain( "a client was dropped too early" );
+   readers_.apply( { "read", event.b, event.b / 8, none } );
+   pass( 0.1 );
+   if ( process_ && simulatedNow > suspendedUntil_ )
+      complain( readers_.complaint( *process_->agent.status(), false ) );
 }
 
 void
 World::rest() {
    machine_.endFaults();
    suspendedUntil_ = 0;
+   if ( std::filesystem::is_regular_file( socketPath() ) )
+      std::filesystem::remove( socketPath() );
    if ( !process_ )
       start();
+   // Not each is told of at once.
+   for ( unsigned int i = 0; i < 2 && seed_ % 8 == 0; ++i ) {
+      machine_.kernel.overrun( false );
+      pass( 0.1 );
+   }
    pass( restSeconds );
+   readers_.connect();
+   pass( 1 );
    unsigned int const before = turns_;
    pass( quietSeconds );
    if ( turns_ != before )
@@ -228,8 +263,12 @@ World::rest() {
 
 void
 World::check( Oracle const& oracle ) {
-   if ( std::string const what = oracle.complaint(); !what.empty() )
-      complain( what );
+   complain( oracle.complaint() );
+   checkStatus( oracle );
+}
+
+void
+World::checkStatus( Oracle const& oracle ) {
    auto const& status = process_->agent.status();
    if ( status->groupMembers().count() != config_.groups.size() )
       complain( "groups are not as configured" );
@@ -240,6 +279,49 @@ World::check( Oracle const& oracle ) {
                oracle.isDown( group ) )
          complain( group.name + " is not " + ( oracle.isDown( group ) ? "down" : "up" ) );
    }
+   std::string const groups = std::to_string( config_.groups.size() );
+   std::string const summary = process_->routine.summary();
+   if ( !summary.starts_with( groups + ( groups == "1" ? " group, " : " groups, " ) +
+                              std::to_string( oracle.downGroups().size() ) + " down; ports held: " +
+                              std::to_string( machine_.ownership.holdings.size() ) ) ||
+        summary.ends_with( "wrong and was not loaded" ) != isRefused_ )
+      complain( "it says " + summary );
+   if ( toldLosses_ != machine_.kernel.losses )
+      complain( "news were lost, and nobody was told" );
+   for ( auto const& client : process_->server.clients() )
+      if ( client->unsentSize() != 0 )
+         complain( "something waits for a client" );
+   complain( readers_.complaint( *status, true ) );
+}
+
+// What stays down or up passes through no other state, and what no group names is forgotten.
+void
+World::change() {
+   auto const turnsDown = [ this ]( std::string const& name ) {
+      return process_->agent.status()->group( Zet::Name( name ) )->numTimesDisabled();
+   };
+   PlainConfig const next( seed_ + 1 );
+   Names const before = Oracle( config_, machine_ ).downGroups();
+   Names const after = Oracle( next, machine_ ).downGroups();
+   std::map< std::string, std::uint64_t > times;
+   for ( PlainGroup const& group : config_.groups )
+      times[ group.name ] = turnsDown( group.name );
+   reload( next );
+   for ( PlainGroup const& group : config_.groups )
+      if ( !config_.isLayered && times.contains( group.name ) &&
+           turnsDown( group.name ) - times[ group.name ] >
+               ( after.contains( group.name ) && !before.contains( group.name ) ) )
+         complain( "in between, group " + group.name + " was not as before and after" );
+   for ( auto const& link : machine_.kernel.links() )
+      if ( std::none_of( config_.groups.begin(), config_.groups.end(),
+                         [ & ]( PlainGroup const& group ) {
+                            return group.monitor.contains( link.first ) ||
+                                   group.disable.contains( link.first );
+                         } ) &&
+           process_->agent.links().link( Kelnet::IntfId( link.first ) ) )
+         complain( link.first + " is known, though no group names it" );
+   pass( restSeconds );
+   check( Oracle( config_, machine_ ) );
 }
 
 void
@@ -261,13 +343,25 @@ World::flap( std::string const& uplink ) {
    line( "flap of " + uplink );
    Names const touched = Oracle( config_, machine_ ).touchedBy( uplink );
    machine_.kernel.acts.clear();
-   // What the kernel holds back after another loss, who asks knows all the same.
+   // What the kernel holds back after another loss, who asks knows all the same. Be it that the
+   // news of that were lost.
    machine_.kernel.carrier( "m9", !machine_.kernel.link( "m9" ).cable );
+   simulatedNow += 0.001;
+   machine_.kernel.handleTime();
+   if ( seed_ / 2 % 2 )
+      machine_.kernel.overrun( false );
    pass( 0.3 );
    for ( bool const carrier : { false, true } ) {
       Oracle oracle( config_, machine_ );
       Names const before = oracle.downGroups();
       machine_.kernel.carrier( uplink, carrier );
+      // A delay goes on over a restart, of a group that shares no ports with others. Whether what
+      // has carrier is dormant, the kernel doesn't know at once.
+      if ( config_.groups.size() == 1 && config_.startupHold == 0 &&
+           !machine_.kernel.link( uplink ).isDormant ) {
+         kill();
+         start();
+      }
       // A while after each delay. Not of groups that depend on others.
       double passed = 0;
       for ( double const seconds : { 0.25, 1.25, 2.25, 3.25 } )
@@ -299,9 +393,15 @@ World::stop() {
 void
 World::conclude() {
    rest();
-   restart();
+   // As it was loaded last, or as it was started.
+   if ( seed_ % 2 )
+      restart();
+   else
+      change();
    for ( char const* const uplink : { "u0", "u1", "u2", "x3" } )
       flap( uplink );
+   if ( seed_ % 2 == 0 )
+      restart();
    stop();
 }
 

@@ -1,11 +1,10 @@
 #pragma once
 
-#include "agent/Agent.h"
-#include "agent/CarrierWatch.h"
-#include "agent/ConfigFile.h"
 #include "tests/sim/Machine.h"
 #include "tests/sim/Oracle.h"
 #include "tests/sim/PlainConfig.h"
+#include "tests/sim/Process.h"
+#include "tests/sim/Readers.h"
 
 #include <optional>
 #include <string>
@@ -28,28 +27,22 @@ class World : private Ufdd::Log {
    void forget();
 
  private:
-   struct Process {
-      explicit Process( World& world )
-          : agent( world.machine_.kernel, world.machine_.ownership, world ),
-            watch( agent.links(), world.machine_.kernel ) {}
-
-      Ufdd::Agent agent;
-      Ufdd::CarrierWatch watch;
-      std::optional< double > tickAt;
-   };
-
    void line( std::string_view text ) override;
    // Does it, unless the daemon is killed in the middle of it.
    template < class Action > void run( Action action );
    void start();
    void kill();
-   void reload( std::uint64_t number );
+   // With a line more that makes it wrong.
+   void reload( PlainConfig const& config, std::string const& more = "" );
    void turn();
    void pass( double seconds );
    void checkMemory();
+   void checkStatus( Oracle const& oracle );
    double nextTime() const;
+   void storm( Event const& event );
    void rest();
    void check( Oracle const& oracle );
+   void change();
    void restart();
    void flap( std::string const& uplink );
    void stop();
@@ -61,6 +54,9 @@ class World : private Ufdd::Log {
    std::optional< Process > process_;
    double suspendedUntil_ = 0;
    double startupEnd_ = 0;
+   bool isRefused_ = false;      // The configuration that was to be loaded last.
+   unsigned int toldLosses_ = 0; // Of those of the kernel.
+   Readers readers_;
    unsigned int turns_ = 0;
    std::string complaint_;
    std::string story_;

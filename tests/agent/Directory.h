@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+namespace Ufdd {
+
+// A directory in memory, as /run is, with all that comes to be in it, for as long as this exists.
+class Directory {
+ public:
+   Directory() {
+      if ( !mkdtemp( path_.data() ) )
+         std::abort();
+   }
+   ~Directory() {
+      std::error_code ignored;
+      std::filesystem::remove_all( path_, ignored );
+   }
+   Directory( Directory const& ) = delete;
+   Directory& operator=( Directory const& ) = delete;
+
+   std::string const& path() const { return path_; }
+
+ private:
+   std::string path_ = "/dev/shm/ufdd-test-XXXXXX";
+};
+
+} // namespace Ufdd
