@@ -34,6 +34,35 @@ deliver( N& notifiee, Zet::AttributeId id, Key const&... key ) {
           .doNotification( id, const_cast< void* >( erased[ sizeof...( key ) ] ) );
 }
 
+// As dispatch(), for the one notifiee that most lists have: no snapshot is needed.
+template < auto Handler, class N, class... Key >
+[[gnu::always_inline]] inline void
+dispatchToOne( N& notifiee, Zet::AttributeId id, Key const&... key ) {
+   Zet::Ptr< N > const held( &notifiee );
+   try {
+      Zet::Expect const expect( 0 );
+      deliver< Handler >( notifiee, id, key... );
+   } catch ( ... ) {
+      notifiee.onNotificationException( id );
+   }
+}
+
+// As dispatch(), for several. Apart, since it needs more registers saved.
+template < auto Handler, class List, class... Key >
+[[gnu::noinline]] void
+dispatchToAll( List const& notifiees, Zet::AttributeId id, Key const&... key ) {
+   for ( Zet::SnapshotIterator snapshot( notifiees ); snapshot; ) {
+      try {
+         Zet::Expect const expect( 0 );
+         for ( ; snapshot; snapshot.advance() )
+            deliver< Handler >( *snapshot, id, key... );
+      } catch ( ... ) {
+         snapshot->onNotificationException( id );
+         snapshot.advance();
+      }
+   }
+}
+
 } // namespace Detail
 
 // Calls `Handler` on every notifiee that the list has now, in list order. A notifiee that its
@@ -41,22 +70,15 @@ deliver( N& notifiee, Zet::AttributeId id, Key const&... key ) {
 // that throws is reported to its notifiee and delivery goes on; what onNotificationException
 // throws leaves this function.
 //
-// The notifiees in the snapshot hold the changed entity; nothing of it is used after a call.
+// The notifiees that are called are held, and hold the changed entity; nothing of it is used after
+// a call.
 template < auto Handler, class List, class... Key >
 void
 dispatch( List const& notifiees, Zet::AttributeId id, Key const&... key ) {
-   if ( notifiees.count() == 0 )
-      return;
-   for ( Zet::SnapshotIterator snapshot( notifiees ); snapshot; ) {
-      try {
-         Zet::Expect const expect( 0 );
-         for ( ; snapshot; snapshot.advance() )
-            Detail::deliver< Handler >( *snapshot, id, key... );
-      } catch ( ... ) {
-         snapshot->onNotificationException( id );
-         snapshot.advance();
-      }
-   }
+   if ( notifiees.count() == 1 )
+      Detail::dispatchToOne< Handler >( *notifiees.head(), id, key... );
+   else if ( notifiees.count() != 0 )
+      Detail::dispatchToAll< Handler >( notifiees, id, key... );
 }
 
 } // namespace Notify

@@ -60,7 +60,8 @@ resultIf( Zet::Ptr< T > const& object, bool isConst ) {
 }
 inline Interface
 resultIf( UplinkFailureDetection::GroupLinkStatus value, bool isConst ) {
-   return Zet::make< UplinkFailureDetection::GroupLinkStatus_GenericIf_ >( value, isConst );
+   return Zet::Reused< UplinkFailureDetection::GroupLinkStatus_GenericIf_ >::newObject( value,
+                                                                                        isConst );
 }
 
 // An argument as a value of type V; `name` is the argument's, for the error.

@@ -68,6 +68,12 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
  protected:
    ~NotifieeConst() override = default;
 
+   // Whether it is held once, and nobody has changed what it was made with.
+   bool isAsMade() const noexcept {
+      return isHeldOnceAsMade() && !notifier_ && bits_.word() == 1u << constructedBit &&
+             !( uncountedNotifier_ | registered_ );
+   }
+   void bitIs( unsigned int place, bool on ) noexcept { bits_.bitIs( place, on ); }
    void hearsAlikeIs( bool alike ) noexcept { hearsAlike_ = alike; }
    // The plain change of the flag; the lists are the typed notifiee's business.
    void registeredFlagIs( bool registered ) const noexcept { registered_ = registered; }

@@ -65,6 +65,10 @@ class ZET_EXPORT PtrInterface {
    }
 
  protected:
+   // Whether it is held once, and its flags are those that a notifiee is made with.
+   bool isHeldOnceAsMade() const noexcept {
+      return word_.load( std::memory_order_relaxed ) == ( 1 | notificationActiveFlag );
+   }
    void notificationActiveFlagIs( bool active ) noexcept {
       flagIs( notificationActiveFlag, active );
    }

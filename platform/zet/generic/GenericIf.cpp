@@ -87,11 +87,6 @@ GenericIf::attributeIterator_iterDel( AttributeId id, Place& ) {
    throwNoCollection( *this, id );
 }
 
-void const*
-GenericIf::zetValue( ZetType const& ) const noexcept {
-   return nullptr;
-}
-
 AttributeId
 GenericIf::zetAttributeId( std::string_view name ) const {
    return attributeId( String8( name ) );
@@ -138,8 +133,12 @@ GenericIf::zetOnAttribute( AttributeId id, unsigned int& pending ) {
 
 void
 GenericIf::onAttribute( AttributeId id ) {
-   if ( !telling_ )
-      return;
+   if ( telling_ )
+      tellWatchers( id );
+}
+
+void
+GenericIf::tellWatchers( AttributeId id ) {
    // A watcher may leave while it is told.
    for ( Watcher* const watcher : watchers() )
       watcher->onAttribute( id );

@@ -54,6 +54,11 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
 
    bool isConst() const noexcept { return isConst_; }
 
+   // Whether it is held once, and nobody has changed what it was made with.
+   bool isAsMade() const noexcept {
+      return NotifieeConst::isAsMade() && !telling_ && !isDeferring_;
+   }
+
    // The type of the reflected value or object.
    virtual Ptr< ZetType const > zetType() const = 0;
    // The reflected object, for a wanted type that is its own or a base; null when a value is
@@ -88,7 +93,9 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
    virtual void attributeIterator_iterDel( AttributeId id, Place& at );
 
    // The address of the reflected value, for a wanted type that is its own; null otherwise.
-   virtual void const* zetValue( ZetType const& wanted ) const noexcept;
+   void const* zetValue( ZetType const& wanted ) const noexcept {
+      return &wanted == valueType_ ? value_ : nullptr;
+   }
    // attributeId() of a text.
    virtual AttributeId zetAttributeId( std::string_view name ) const;
 
@@ -107,6 +114,11 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
 
  protected:
    explicit GenericIf( bool isConst ) : isConst_( isConst ) {}
+   // Of the value at that address, which is in the derived class.
+   GenericIf( bool isConst, ZetType const& type, void const* value )
+       : valueType_( &type ), value_( value ), isConst_( isConst ) {}
+
+   void isConstIs( bool isConst ) noexcept { isConst_ = isConst; }
 
    // Delivers what is pending of one attribute, or of all.
    virtual void handlePending( AttributeId id );
@@ -124,7 +136,11 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
 
    Telling& telling();
    std::vector< Watcher* > watchers() const;
+   void tellWatchers( AttributeId id );
 
+   // Null where an object is reflected.
+   ZetType const* valueType_ = nullptr;
+   void const* value_ = nullptr;
    bool isConst_;
    bool isDeferring_ = false;
    std::unique_ptr< Telling, TellingDelete > telling_;

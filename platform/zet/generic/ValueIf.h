@@ -1,8 +1,8 @@
 #pragma once
 
 #include "platform/zet/Strep.h"
-#include "platform/zet/generic/CellPool.h"
 #include "platform/zet/generic/GenericIf.h"
+#include "platform/zet/generic/Reused.h"
 #include "platform/zet/generic/TypeOf.h"
 
 #include <sstream>
@@ -28,29 +28,20 @@ valueText( T const& value ) {
 template < class T > class ZET_EXPORT ValueIf : public GenericIf {
  public:
    explicit ValueIf( T value, bool isConst = false )
-       : GenericIf( isConst ), value_( std::move( value ) ) {}
+       : GenericIf( isConst, typeOf< T >(), &value_ ), value_( std::move( value ) ) {}
+
+   // Requires: isAsMade().
+   void renew( T value, bool isConst ) {
+      isConstIs( isConst );
+      value_ = std::move( value );
+   }
 
    T const& value() const noexcept { return value_; }
 
    Ptr< ZetType const > zetType() const override { return TypeOf< T >::type(); }
-   void const* zetValue( ZetType const& wanted ) const noexcept override {
-      if ( &wanted == knownTypeOf< T > ) [[likely]]
-         return &value_;
-      return valueOnceKnown( wanted );
-   }
    String8 strRep() const override { return valueText( value_ ); }
 
-   static void* operator new( std::size_t size ) { return CellPool::cellNew( size ); }
-   static void operator delete( void* memory, std::size_t size ) noexcept {
-      CellPool::cellDelete( memory, size );
-   }
-
  private:
-   // Aside, for it is rare and would have registers saved each time.
-   [[gnu::noinline]] void const* valueOnceKnown( ZetType const& wanted ) const noexcept {
-      return &wanted == &typeOf< T >() ? &value_ : nullptr;
-   }
-
    T value_;
 };
 
@@ -73,7 +64,7 @@ valueOf( Ptr< Interface > const& argument, std::string_view name ) {
 template < class T >
 [[gnu::always_inline]] inline Ptr< GenericIf >
 valueIf( T value, bool isConst = false ) {
-   return make< ValueIf< T > >( std::move( value ), isConst );
+   return Reused< ValueIf< T > >::newObject( std::move( value ), isConst );
 }
 
 } // namespace Zet
