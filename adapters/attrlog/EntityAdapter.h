@@ -135,6 +135,8 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    void read( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
               Record const& record );
    template < std::size_t I > void readValue( Record const& record );
+   void requireCreating( Zet::AttributeId id, Zet::NboAttrLog::In const& in ) const;
+   template < std::size_t I > void readKeyed( bool deleted, Record const& record );
    template < std::size_t I > void readMember( Record const& record );
    template < std::size_t I > void readMemberDeletion( Record const& record );
    template < std::size_t I > void readChild( Record const& record );

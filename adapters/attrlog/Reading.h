@@ -11,49 +11,35 @@ void
 EntityAdapter< T >::handleAttrDeserialization( Zet::AttributeId id, DeserializationOptions options,
                                                unsigned int n,
                                                Zet::Ptr< Zet::NboAttrLog::In > const& in ) {
-   Zet::Ptr< Zet::NboAttrLog::In > const input( inputFor( in ) );
+   Zet::NboAttrLog::In* const input = inputFor( in );
    if ( !input || !demuxer() )
       return;
-   // Applying a record may drop everything that stands here.
-   Zet::Ptr< Base > const self( this );
-   Zet::Ptr< T > const entity( notifier() );
-   Zet::Ptr< Zet::NboAttrLog::Demuxer > const connection( demuxer() );
-   bool const isLocal = !in;
-   if ( !isLocal )
-      return read( id, options, n, { *input, isLocal } );
+   if ( in )
+      return read( id, options, n, { *input, false } );
    if ( bit( applyingBit ) )
       Zet::throwInternalException( "entity reactor is already active" );
    Zet::BitScope const applying( *this, applyingBit );
    requireWritable( id );
-   read( id, options, n, { *input, isLocal } );
+   read( id, options, n, { *input, true } );
 }
 
 template < class T >
 void
 EntityAdapter< T >::read( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
                           Record const& record ) {
+   if ( options.createsEntity )
+      requireCreating( id, record.in );
    bool handled = false;
-   bool createsEntity = false;
-   forEachSerialized< T >( [ & ]( auto i ) {
-      createsEntity = createsEntity || ( EntitiesRow< Row< i > > && id == row< i >().id );
-   } );
-   if ( options.createsEntity && !createsEntity )
-      record.in.malformedAt( Zet::NboAttrLog::In::creationAt, "header field 6, the creation",
-                             "attribute " + std::to_string( id ) + " creates no entity" );
    forEachSerialized< T >( [ & ]( auto i ) {
       if ( handled ||
            ( id != row< i >().id && !( CollectionRow< Row< i > > && id == -row< i >().id ) ) )
          return;
       handled = true;
       record.in.fieldIs( row< i >().name );
-      if constexpr ( !CollectionRow< Row< i > > )
-         readValue< i >( record );
-      else if ( id < 0 )
-         readMemberDeletion< i >( record );
-      else if constexpr ( EntitiesRow< Row< i > > )
-         readChild< i >( record );
+      if constexpr ( CollectionRow< Row< i > > )
+         readKeyed< i >( id < 0, record );
       else
-         readMember< i >( record );
+         readValue< i >( record );
    } );
    if ( handled )
       return;
@@ -71,6 +57,19 @@ EntityAdapter< T >::read( Zet::AttributeId id, DeserializationOptions options, u
 }
 
 template < class T >
+void
+EntityAdapter< T >::requireCreating( Zet::AttributeId id, Zet::NboAttrLog::In const& in ) const {
+   bool creates = false;
+   forEachSerialized< T >( [ & ]( auto i ) {
+      creates = creates || ( EntitiesRow< Row< i > > && id == row< i >().id );
+   } );
+   if ( !creates )
+      in.malformedAt( Zet::NboAttrLog::In::creationAt, "header field 6, the creation",
+                      "attribute " + std::to_string( id ) + " creates no entity" );
+}
+
+// Applying it is the last thing that is done: it may drop everything that stands here.
+template < class T >
 template < std::size_t I >
 void
 EntityAdapter< T >::readValue( Record const& record ) {
@@ -82,6 +81,22 @@ EntityAdapter< T >::readValue( Record const& record ) {
    else if ( row< I >().id != Zet::isNondestructingAttributeId ||
              demuxer()->peerSetsNondestructing() )
       ( notifier()->*Row< I >::set )( value );
+}
+
+template < class T >
+template < std::size_t I >
+void
+EntityAdapter< T >::readKeyed( bool deleted, Record const& record ) {
+   // Whoever is told of it may drop all of these.
+   Zet::Ptr< Zet::NboAttrLog::In > const input( &record.in );
+   Zet::Ptr< T > const entity( notifier() );
+   Zet::Ptr< Zet::NboAttrLog::Demuxer > const connection( demuxer() );
+   if ( deleted )
+      readMemberDeletion< I >( record );
+   else if constexpr ( EntitiesRow< Row< I > > )
+      readChild< I >( record );
+   else
+      readMember< I >( record );
 }
 
 template < class T >

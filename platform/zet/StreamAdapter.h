@@ -4,6 +4,7 @@
 #include "platform/zet/HashMap.h"
 #include "platform/zet/NotifieeConst.h"
 #include "platform/zet/attrlog/EntityId.h"
+#include "platform/zet/attrlog/Out.h"
 
 #include <initializer_list>
 #include <vector>
@@ -91,6 +92,7 @@ class ZET_EXPORT Entity::ZetNboAttrLogSa : public StreamAdapter {
    virtual void doSerializeOrphan();
    // Reads and applies one record's payload. Without `in` it is that of the adapter's output;
    // with it the record is not applied but answered.
+   // Requires: the caller holds the adapter, which the record may end.
    // Throws: InternalException, NboAttrLog::MalformedException; nothing is applied then.
    virtual void handleAttrDeserialization( AttributeId id, DeserializationOptions options,
                                            unsigned int n, Ptr< NboAttrLog::In > const& in );
@@ -114,7 +116,7 @@ class ZET_EXPORT Entity::ZetNboAttrLogSa : public StreamAdapter {
 
    Ptr< NboAttrLog::Out > const& nboAttrLogOut() const noexcept { return out_; }
    // Null when there is no output, or its connection has ended.
-   NboAttrLog::Demuxer* demuxer() const noexcept;
+   NboAttrLog::Demuxer* demuxer() const noexcept { return out_ ? out_->demuxer() : nullptr; }
    Ptr< NboAttrLog::FlowOut > const& flowOut() const noexcept { return flowOut_; }
    EntityId entityId() const noexcept { return entityId_; }
    // Calls the entity by that id, which the peer knows.
@@ -123,7 +125,7 @@ class ZET_EXPORT Entity::ZetNboAttrLogSa : public StreamAdapter {
    void entityIdIs( EntityId id ) noexcept { entityId_ = id; }
 
    bool bit( Bit place ) const noexcept { return zet_bitSet().bit( place ); }
-   void bitIs( Bit place, bool on );
+   void bitIs( Bit place, bool on ) noexcept { NotifieeConst::bitIs( place, on ); }
    bool isFlowing() const noexcept { return bit( flowingBit ); }
    // Replaces those bits of the flag word that are the notification mask's.
    void notificationMaskIs( Zet_BitSet mask );
@@ -171,11 +173,21 @@ class ZET_EXPORT Entity::ZetNboAttrLogSa : public StreamAdapter {
 
    // Whether a change of that attribute is to be written at all. Where not, the bit is cleared
    // that says that it is a received one. Throws: ReadOnlyException.
-   bool mayWrite( AttributeId id );
+   bool mayWrite( AttributeId id ) {
+      if ( bit( deafBit ) )
+         return false;
+      if ( !bit( applyingBit ) )
+         return mayWriteOwn( id );
+      bitIs( applyingBit, false );
+      return false;
+   }
    // Whether the change comes from closing the replay of that collection.
    bool handlingFlowInFor( AttributeId id ) const;
    // Throws: InternalException when a peer may not write that attribute here.
-   void requireWritable( AttributeId id );
+   void requireWritable( AttributeId id ) {
+      if ( bit( readOnlyRemoteBit ) )
+         requireConvertible( id );
+   }
    bool readOnlyRemoteOk( AttributeId id ) const noexcept;
    [[noreturn]] void doThrowReadOnly( AttributeId id );
    // False when it was refused.
@@ -184,7 +196,9 @@ class ZET_EXPORT Entity::ZetNboAttrLogSa : public StreamAdapter {
    NboAttrLog::FlowOut* flowNeeded();
    void flowOutStore( Ptr< NboAttrLog::FlowOut > flow );
    // The output that payload comes from: `in`, or that of our output.
-   NboAttrLog::In* inputFor( Ptr< NboAttrLog::In > const& in ) const noexcept;
+   NboAttrLog::In* inputFor( Ptr< NboAttrLog::In > const& in ) const noexcept {
+      return in ? in.get() : out_ ? out_->in() : nullptr;
+   }
 
    ZetNboAttrLogSa* childAdapter( ChildKey const& key ) const noexcept {
       return children_.find( key );
@@ -198,6 +212,9 @@ class ZET_EXPORT Entity::ZetNboAttrLogSa : public StreamAdapter {
    PtrInterface* owner() const noexcept { return owner_; }
 
  private:
+   bool mayWriteOwn( AttributeId id );
+   void requireConvertible( AttributeId id );
+
    Ptr< NboAttrLog::Out > out_;
    PtrInterface* owner_ = nullptr;
    EntityId entityId_;

@@ -198,22 +198,10 @@ Demuxer::target( EntityId id ) noexcept {
 
 void
 Demuxer::handleRecord( MsgHeader const& header, In& in ) {
-   if ( header.entity == connectionEntityId ) {
-      if ( header.attribute != orphanAttributeId || header.kind != attributeKind )
-         in.malformedAt( In::attributeAt, "header field 3, the attribute",
-                         "only a root is announced under this entity id" );
-      handleOrphan( in );
-      return;
-   }
    // The record may end the adapter.
    Ptr< Adapter > const target = this->target( header.entity );
-   if ( !target ) {
-      if ( isRetired( header.entity ) )
-         return retireChild( header, in );
-      in.malformedAt( In::entityAt, "header fields 1 and 2, the entity",
-                      "(" + std::to_string( header.entity.first ) + ", " +
-                          std::to_string( header.entity.second ) + ") is none of this connection" );
-   }
+   if ( !target ) [[unlikely]]
+      return handleStranger( header, in );
    if ( header.kind == attributeKind )
       target->handleAttrDeserialization( header.attribute, { header.creation == createsEntity },
                                          header.count, target->isAuthority() ? &in : nullptr );
@@ -221,6 +209,22 @@ Demuxer::handleRecord( MsgHeader const& header, In& in ) {
       target->handleAttrTransaction(
           header.attribute, static_cast< StreamAdapter::AttrTransactionType >( header.transaction ),
           header.count );
+}
+
+// The record is of none of our entities.
+void
+Demuxer::handleStranger( MsgHeader const& header, In& in ) {
+   if ( header.entity == connectionEntityId ) {
+      if ( header.attribute != orphanAttributeId || header.kind != attributeKind )
+         in.malformedAt( In::attributeAt, "header field 3, the attribute",
+                         "only a root is announced under this entity id" );
+      return handleOrphan( in );
+   }
+   if ( isRetired( header.entity ) )
+      return retireChild( header, in );
+   in.malformedAt( In::entityAt, "header fields 1 and 2, the entity",
+                   "(" + std::to_string( header.entity.first ) + ", " +
+                       std::to_string( header.entity.second ) + ") is none of this connection" );
 }
 
 // What is made under an entity that is spoken of no more is spoken of no more either.

@@ -100,6 +100,7 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    ~Demuxer() override;
 
  private:
+   void handleStranger( MsgHeader const& header, In& in );
    void retireChild( MsgHeader const& header, In& in );
    void handleOrphan( In& in );
    Entity::ZetNboAttrLogSa* target( EntityId id ) noexcept;

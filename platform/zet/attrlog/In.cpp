@@ -15,6 +15,14 @@ using TransactToken = Connection::Out::TransactToken;
 
 constexpr std::size_t helloSize = magic.size() + sizeof version + sizeof( std::uint16_t );
 
+constexpr std::size_t tokenAt = In::transactionAt + 1;
+
+// What stands in most records between the attribute and the payload: the kind, nothing in the other
+// fields, the token.
+constexpr std::array< unsigned char, In::transactionAt + 2 - In::kindAt > usualRest{
+   attributeKind, 0, 0, 0, 0, 0, 0, 0, 0, 0, static_cast< unsigned char >( TransactToken::begin )
+};
+
 // Stored in one piece, as it is compared next: a processor waits for parts to be joined.
 EntityId
 entityIdAt( unsigned char const* at ) noexcept {
@@ -37,14 +45,12 @@ In::receive( std::span< unsigned char const > bytes ) {
    receiving_ = true;
    try {
       while ( !bytes.empty() && error_.empty() && demuxer_ ) {
-         bool const isWhole = greeted_ && filled_ == 0 && bytes.size() >= lengthSize &&
-                              bytes.size() >= recordSize( bytes.data() );
-         if ( isWhole ) {
-            unit_ = bytes.data();
-            filled_ = recordSize( unit_ );
-         }
-         bytes = bytes.subspan( isWhole ? filled_ : gather( bytes ) );
-         if ( isWhole || filled_ == needed( unit_, filled_ ) )
+         if ( greeted_ && filled_ == 0 )
+            bytes = deliverWhole( bytes );
+         if ( bytes.empty() || !demuxer_ )
+            break;
+         bytes = bytes.subspan( gather( bytes ) );
+         if ( filled_ == needed( unit_, filled_ ) )
             unitCompleted();
       }
    } catch ( MalformedException const& failure ) {
@@ -75,6 +81,21 @@ void
 In::fail( String8 const& what ) {
    error_ = what;
    filled_ = 0;
+}
+
+// Delivers the records that are there as a whole, and returns the bytes behind them.
+inline std::span< unsigned char const >
+In::deliverWhole( std::span< unsigned char const > bytes ) {
+   while ( demuxer_ && bytes.size() >= lengthSize ) {
+      std::size_t const size = recordSize( bytes.data() );
+      if ( bytes.size() < size )
+         break;
+      unit_ = bytes.data();
+      filled_ = size;
+      unitCompleted();
+      bytes = bytes.subspan( size );
+   }
+   return bytes;
 }
 
 // Adds what is still needed, as far as it is there, and tells how much that is.
@@ -117,9 +138,9 @@ In::malformedSize( std::size_t size ) const {
                     std::to_string( frameLimit - lengthSize ) );
 }
 
-void
+inline void
 In::unitCompleted() {
-   if ( !greeted_ )
+   if ( !greeted_ ) [[unlikely]]
       greet();
    else {
       deliver();
@@ -150,21 +171,13 @@ In::greet() {
 // Reads the header and sets the payload's bounds. A record is never shorter than an empty one.
 inline MsgHeader
 In::header() {
-   MsgHeader const result{
-      .entity = entityIdAt( unit_ + entityAt ),
-      .attribute = static_cast< AttributeId >( load< std::uint32_t >( unit_ + attributeAt ) ),
-      .kind = unit_[ kindAt ],
-      .count = load< std::uint32_t >( unit_ + countAt ),
-      .creation = load< std::uint32_t >( unit_ + creationAt ),
-      .transaction = unit_[ transactionAt ],
+   MsgHeader result{
+      entityIdAt( unit_ + entityAt ),
+      static_cast< AttributeId >( load< std::uint32_t >( unit_ + attributeAt ) ),
    };
-   // Of most records.
-   if ( result.kind != attributeKind || ( result.count | result.creation | result.transaction ) )
-      checkHeader( result );
-   constexpr std::size_t tokenAt = transactionAt + 1;
-   if ( unit_[ tokenAt ] != static_cast< std::uint8_t >( TransactToken::begin ) )
-      malformedAt( tokenAt, "the token before the payload", "it is not 1" );
-   at_ = tokenAt + 1;
+   if ( std::memcmp( unit_ + kindAt, usualRest.data(), usualRest.size() ) != 0 )
+      headerRest( result );
+   at_ = kindAt + usualRest.size();
    end_ = filled_ - 1;
    if ( unit_[ end_ ] != static_cast< std::uint8_t >( TransactToken::end ) )
       malformedAt( end_, "the token behind the payload", "it is not 3" );
@@ -172,7 +185,11 @@ In::header() {
 }
 
 void
-In::checkHeader( MsgHeader const& header ) const {
+In::headerRest( MsgHeader& header ) const {
+   header.kind = unit_[ kindAt ];
+   header.count = load< std::uint32_t >( unit_ + countAt );
+   header.creation = load< std::uint32_t >( unit_ + creationAt );
+   header.transaction = unit_[ transactionAt ];
    if ( header.kind != attributeKind && header.kind != transactionKind )
       malformedAt( kindAt, "header field 4, the kind", "it is neither 1 nor 2" );
    if ( header.count != 0 )
@@ -182,9 +199,11 @@ In::checkHeader( MsgHeader const& header ) const {
       malformedAt( creationAt, "header field 6, the creation", "it does not fit the record" );
    if ( header.transaction > ( header.kind == transactionKind ? 2 : 0 ) )
       malformedAt( transactionAt, "header field 7, the transaction", "it does not fit the record" );
+   if ( unit_[ tokenAt ] != static_cast< std::uint8_t >( TransactToken::begin ) )
+      malformedAt( tokenAt, "the token before the payload", "it is not 1" );
 }
 
-void
+inline void
 In::deliver() {
    MsgHeader const record = header();
    if ( record.kind == transactionKind ) {
@@ -234,9 +253,8 @@ In::payloadSectionIs( std::uint8_t section ) {
 }
 
 void
-In::payloadEnd() {
-   if ( left() != 0 )
-      malformedAt( at_, field_, std::to_string( left() ) + " bytes are left over behind it" );
+In::malformedRest() const {
+   malformedAt( at_, field_, std::to_string( left() ) + " bytes are left over behind it" );
 }
 
 void

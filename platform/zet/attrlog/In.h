@@ -73,7 +73,10 @@ class ZET_EXPORT In : public PtrInterface {
    void positionIs( std::size_t position ) noexcept { at_ = position; }
    std::size_t left() const noexcept { return end_ - at_; }
    // The payload has to end here.
-   void payloadEnd();
+   void payloadEnd() const {
+      if ( left() != 0 ) [[unlikely]]
+         malformedRest();
+   }
    // Ends the connection over the field that was read last.
    [[noreturn]] void malformed( String8 const& what ) const;
    // Ends it over a field of that place in the record.
@@ -95,22 +98,24 @@ class ZET_EXPORT In : public PtrInterface {
    std::size_t needed( unsigned char const* begin, std::size_t size ) const;
    std::size_t recordSize( unsigned char const* begin ) const;
    [[noreturn]] void malformedSize( std::size_t size ) const;
+   std::span< unsigned char const > deliverWhole( std::span< unsigned char const > bytes );
    std::size_t gather( std::span< unsigned char const > bytes );
    void unitCompleted();
    void greet();
    void deliver();
    MsgHeader header();
-   void checkHeader( MsgHeader const& header ) const;
+   void headerRest( MsgHeader& header ) const;
    void fail( String8 const& what );
    template < class Number > Number next() { return load< Number >( take( sizeof( Number ) ) ); }
    unsigned char const* take( std::size_t size ) {
       last_ = at_;
-      if ( left() < size )
+      if ( left() < size ) [[unlikely]]
          malformedEnd( size );
       at_ += size;
       return unit_ + last_;
    }
    [[noreturn]] void malformedEnd( std::size_t size ) const;
+   [[noreturn]] void malformedRest() const;
 
    Demuxer* demuxer_;
    String8 expectedType_;

@@ -45,18 +45,6 @@ Entity::ZetNboAttrLogSa::~ZetNboAttrLogSa() {
    children_.forEach( []( ZetNboAttrLogSa& one ) { one.parent_ = nullptr; } );
 }
 
-NboAttrLog::Demuxer*
-Entity::ZetNboAttrLogSa::demuxer() const noexcept {
-   return out_ ? out_->demuxer() : nullptr;
-}
-
-void
-Entity::ZetNboAttrLogSa::bitIs( Bit place, bool on ) {
-   Zet_BitSet bits = zet_bitSet();
-   bits.bitIs( place, on );
-   zet_bitSetIs( bits );
-}
-
 void
 Entity::ZetNboAttrLogSa::notificationMaskIs( Zet_BitSet mask ) {
    Zet_BitSet bits = zet_bitSet();
@@ -181,8 +169,8 @@ Entity::ZetNboAttrLogSa::convertedToWritable( bool force ) {
 }
 
 void
-Entity::ZetNboAttrLogSa::requireWritable( AttributeId id ) {
-   if ( bit( readOnlyRemoteBit ) && !readOnlyRemoteOk( id ) && !convertedToWritable( false ) )
+Entity::ZetNboAttrLogSa::requireConvertible( AttributeId id ) {
+   if ( !readOnlyRemoteOk( id ) && !convertedToWritable( false ) )
       throwInternalException( "write-update from readonly proxy: " +
                               zetNotifierEntity()->fullName() );
 }
@@ -190,11 +178,6 @@ Entity::ZetNboAttrLogSa::requireWritable( AttributeId id ) {
 bool
 Entity::ZetNboAttrLogSa::readOnlyRemoteOk( AttributeId id ) const noexcept {
    return id == syncModeAttributeId || id == replayRequestAttributeId;
-}
-
-In*
-Entity::ZetNboAttrLogSa::inputFor( Ptr< In > const& in ) const noexcept {
-   return in ? in.get() : out_ ? out_->in() : nullptr;
 }
 
 void

@@ -82,13 +82,7 @@ Entity::ZetNboAttrLogSa::replayRequestSend( std::initializer_list< AttributeId >
 }
 
 bool
-Entity::ZetNboAttrLogSa::mayWrite( AttributeId id ) {
-   if ( bit( deafBit ) )
-      return false;
-   if ( bit( applyingBit ) ) {
-      bitIs( applyingBit, false );
-      return false;
-   }
+Entity::ZetNboAttrLogSa::mayWriteOwn( AttributeId id ) {
    if ( handlingFlowInFor( id ) || bit( awaitsIdBit ) || bit( silentBit ) || !bit( writesBit ) )
       return false;
    if ( !demuxer() )
