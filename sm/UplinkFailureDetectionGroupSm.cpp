@@ -196,7 +196,11 @@ UplinkFailureDetectionGroupSm::numUp() const {
 GroupConfig::IntfsToDisableIteratorConst
 UplinkFailureDetectionGroupSm::firstDownstream( bool disabled ) const {
    Errdisable::CauseStatus const& cause = *causeStatus();
-   return groupConfig()->intfsToDisableMembers().firstThat( [ & ]( auto const& downstream ) {
+   auto const& members = groupConfig()->intfsToDisableMembers();
+   // Mostly no interface at all is disabled, and no member has to be looked at.
+   if ( disabled && !cause.hasIntfStatus() )
+      return members.end();
+   return members.firstThat( [ & ]( auto const& downstream ) {
       return cause.intfStatus( downstream.zetKey() ).has_value() == disabled;
    } );
 }

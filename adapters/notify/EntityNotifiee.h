@@ -82,7 +82,7 @@ class ZET_EXPORT EntityNotifiee : public Base, public E::NotifieeList::Hook {
       return const_cast< EntityNotifiee& >( *this );
    }
 
-   std::tuple< PendingKey< Key >... > pendingKeys_;
+   [[no_unique_address]] std::tuple< PendingKey< Key >... > pendingKeys_;
 };
 
 // `E::Notifiee`: as E::NotifieeConst, for observers that may write to the entity.

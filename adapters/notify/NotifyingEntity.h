@@ -12,7 +12,10 @@ namespace Notify {
 // Whether the notifiee stands for an attribute log, which hears of a change before all others.
 inline bool
 reactsForAttributeLog( Zet::PtrInterface::NotifieeConst const& notifiee ) {
-   return dynamic_cast< Zet::Entity::ZetNboAttrLogSa const* >( notifiee.zetReactor().get() );
+   Zet::Ptr< Zet::PtrInterface const > const reactor = notifiee.zetReactor();
+   // Mostly it stands for itself.
+   return reactor != &notifiee &&
+          dynamic_cast< Zet::Entity::ZetNboAttrLogSa const* >( reactor.get() );
 }
 
 // What every entity E that is described by rows shares: its list of notifiees, delivery, the

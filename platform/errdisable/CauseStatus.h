@@ -28,6 +28,8 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
       ZetIntfStatus const* const entry = intfStatus_.find( intfId );
       return entry ? std::optional( entry->value() ) : std::nullopt;
    }
+   // Whether any interface is disabled.
+   bool hasIntfStatus() const noexcept { return !intfStatus_.members().empty(); }
    void intfStatusIs( Kelnet::IntfId intfId, double const& time );
    // False when there was no entry, of which nobody is told.
    bool intfStatusDel( Kelnet::IntfId intfId );

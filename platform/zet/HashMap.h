@@ -124,10 +124,11 @@ template < class Member, class Key > class HashMap {
          for ( Member* at = *bucket; at; at = next( *at ) )
             if ( is( *at ) )
                return Iterator( *this, at );
-      return Iterator( *this, nullptr );
+      return this->end();
    }
 
    Iterator begin() const noexcept { return Iterator( *this, firstFrom( 0 ) ); }
+   Iterator end() const noexcept { return Iterator( *this, nullptr ); }
    // At the member of that key, or at the one that would follow it.
    Iterator from( Key const& key ) const noexcept {
       return Iterator( *this, successor( positionOf( key ), key, false ) );
