@@ -64,10 +64,12 @@ template < class T >
 template < std::size_t I, class... K >
 void
 EntityAdapter< T >::handle( K const&... key ) {
-   if constexpr ( requires { AdapterOf< T >::handlers; } )
+   if constexpr ( requires { AdapterOf< T >::handlers; } ) {
+      static_assert( std::tuple_size_v< decltype( AdapterOf< T >::handlers ) > ==
+                     serializedCount< T > );
       ( static_cast< AdapterOf< T >& >( *this ).*
         std::get< I >( AdapterOf< T >::handlers ) )( key... );
-   else
+   } else
       changed< I >( key... );
 }
 

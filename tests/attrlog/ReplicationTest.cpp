@@ -1,97 +1,33 @@
-#include "adapters/attrlog/Attach.h"
 #include "platform/zet/attrlog/Dir.h"
 #include "platform/zet/attrlog/MsgChannel.h"
 #include "tests/attrlog/Connection.h"
 #include "tests/support/Allocations.h"
+#include "tests/support/Gauge.h"
 
 namespace Tests {
 
 namespace {
-
-using Tag = struct FifthTag;
-
-// A type that says nothing of logs: one scalar, one collection.
-class Fifth : public Notify::LoggedEntity< Fifth > {
- public:
-   class NotifieeConst;
-   using Notifiee = Notify::WritingNotifiee< Fifth >;
-   using NotifieeList = Zet::ListRaw< NotifieeConst >;
-   using Weight = Notify::ValueMember< Zet::Name, double, Tag >;
-
-   explicit Fifth( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
-
-   Zet::String8 title() const { return title_; }
-   void titleIs( Zet::String8 title ) {
-      if ( title == title_ )
-         return;
-      title_ = title;
-      notify< &Fifth::title >();
-   }
-   double weight( Zet::Name key ) const { return weight_.value( key ); }
-   void weightIs( Zet::Name key, double value ) { weight_.valueIs( *this, key, value ); }
-   double weightDel( Zet::Name key ) { return weight_.valueDel( *this, key ); }
-   void weightNotify( Zet::Name key, Zet::Ptr< Weight > const& );
-   using Weights = Notify::ValueCollection< &Fifth::weightNotify >;
-   Weights::Members const& weightMembers() const { return weight_.members(); }
-
- protected:
-   ~Fifth() override { notifiees_.deleteAll(); }
-
- private:
-   friend class Notify::NotifyingEntity< Fifth >;
-   Zet::String8 title_;
-   Weights weight_;
-   mutable NotifieeList notifiees_;
-};
-
-class Fifth::NotifieeConst
-    : public Notify::EntityNotifiee< Fifth, Zet::Entity::NotifieeConst, Zet::Name > {
- public:
-   virtual void onTitle() {}
-   virtual void onWeight( Zet::Name ) {}
-};
-
-} // namespace
-
-} // namespace Tests
-
-template <> struct Notify::Description< Tests::Fifth > {
-   using T = Tests::Fifth;
-   using N = T::NotifieeConst;
-   static constexpr std::string_view name = "Fifth";
-   static constexpr std::tuple attributes{
-      Scalar< &T::title, &T::titleIs, &N::onTitle >{ 258, "title" },
-      ValueCollectionRow< &T::weight, &T::weightMembers, &T::weightIs, &T::weightDel,
-                          &N::onWeight >{ 259, "weight" },
-   };
-};
-
-namespace Tests {
-
-namespace {
-
-void
-Fifth::weightNotify( Zet::Name key, Zet::Ptr< Weight > const& ) {
-   notify< &Fifth::weight >( key );
-}
 
 TEST( Replication, ofATypeThatSaysNothingOfLogs ) {
-   Connection< Fifth > connection( Zet::make< Fifth >( "fifth" ), 0u );
+   Connection< Gauge > connection( Zet::make< Gauge >( "gauge" ), 0u );
    auto const& source = connection.writer.root;
    auto const& replica = connection.reader.root;
+   Kelnet::IntfId const et1 = intf( "et1" );
    source->titleIs( "Swann" );
-   source->weightIs( "a", 1.5 );
-   source->weightIs( "b", 2.5 );
-   source->weightDel( "a" );
+   source->levelIs( et1, 1 );
+   source->levelIs( intf( "et2" ), 2 );
+   source->levelDel( et1 );
+   source->partIs( "p" );
    connection.settle();
    EXPECT_EQ( replica->title(), "Swann" );
-   EXPECT_EQ( replica->weightMembers().count(), 1u );
-   EXPECT_EQ( replica->weight( "b" ), 2.5 );
-   replica->weightIs( "c", 3 );
+   EXPECT_EQ( replica->levelMembers().count(), 1u );
+   EXPECT_EQ( replica->level( intf( "et2" ) ), 2u );
+   EXPECT_TRUE( replica->part( "p" ) );
+   replica->levelIs( et1, 3 );
    replica->titleIs( "Odette" );
    connection.settle();
    EXPECT_EQ( source->title(), "Odette" );
-   EXPECT_EQ( source->weight( "c" ), 3 );
+   EXPECT_EQ( source->level( et1 ), 3u );
 }
 
 // A source, its replica, and that one's replica: each in its own connection.

@@ -1,271 +1,163 @@
+#include "platform/zet/generic/ValueIf.h"
 #include "tests/reflect/ReflectedWorld.h"
 #include "tests/support/Allocations.h"
 #include "tests/support/Entities.h"
 
 #include <gtest/gtest.h>
 
-#include <vector>
-
 namespace Tests {
 
-namespace {
-
-using Given = Zet::Ptr< Zet::GenericIf >;
-
-Given
-flag( bool value ) {
-   return Zet::valueIf( value );
-}
-Given
-number( unsigned int value ) {
-   return Zet::valueIf( value );
-}
-Given
-text( char const* value ) {
-   return Zet::valueIf( Zet::Name( value ) );
-}
-Given
-port( char const* name ) {
-   return Zet::valueIf( intf( name ) );
-}
-
-struct Step {
-   char const* object;
-   char const* attribute;
-   unsigned int operation;
-   Given key;
-   Given value;
-   std::string result;
-};
-
-void
-check( ReflectedWorld const& world, std::vector< Step > const& steps ) {
-   for ( Step const& step : steps )
-      EXPECT_EQ( step.result, done( *world.of( step.object ), step.attribute, step.operation,
-                                    step.key, step.value ) )
-          << step.object << '.' << step.attribute << ' ' << step.operation;
-}
-
-} // namespace
-
 TEST( GenericIf, ValuesAreReadAndSet ) {
-   ReflectedWorld const world;
-   check( world,
-          { { "group", "minLinks", 0, {}, {}, "1" },
-            { "group", "minLinks", 128, {}, number( 4294967295 ), "null" },
-            { "group", "minLinks", 0, {}, {}, "4294967295" },
-            { "group", "minLinks", 0, text( "k" ), {}, "badIndex: minLinks" },
-            { "group", "minLinks", 128, text( "k" ), number( 1 ), "badIndex: minLinks" },
-            { "group", "minLinks", 128, {}, flag( true ), "type: minLinks" },
-            { "group", "minLinks", 128, {}, {}, "type: minLinks" },
-            { "group", "minLinks", 1, {}, {}, "opNotSupported 1: minLinks" },
-            { "group", "minLinks", 129, {}, {}, "opNotSupported 129: minLinks" },
-            { "group", "minLinks", 0, {}, {}, "4294967295" },
-            { "group", "minLinksDefault", 0, {}, {}, "1" },
-            { "group",
-              "minLinksDefault",
-              128,
-              {},
-              number( 2 ),
-              "opNotSupported 128: minLinksDefault" },
-            { "group", "minLinksDefault", 0, {}, {}, "1" },
-            { "group", "fwkKey", 0, {}, {}, "'g'" },
-            { "group", "isNondestructing", 0, {}, {}, "false" },
-            { "group", "isNondestructing", 128, {}, number( 1 ), "type: isNondestructing" },
-            { "groupStatus", "groupLinkStatus", 0, {}, {}, "'down'" },
-            { "groupStatus", "groupLinkStatus", 128, {}, text( "up" ), "null" },
-            { "groupStatus", "groupLinkStatus", 0, {}, {}, "'up'" },
-            { "groupStatus", "groupLinkStatus", 128, {}, number( 0 ), "null" },
-            { "groupStatus", "groupLinkStatus", 0, {}, {}, "'unknown'" },
-            { "groupStatus", "groupLinkStatus", 128, {}, text( "Up" ), "12: GroupLinkStatus" },
-            { "groupStatus", "groupLinkStatus", 128, {}, flag( true ), "type: groupLinkStatus" },
-            { "groupStatus", "prevDisabledTime", 128, {}, Zet::valueIf( 2.5 ), "null" },
-            { "groupStatus", "prevDisabledTime", 0, {}, {}, "2.5" },
-            { "groupSm", "initialized", 0, {}, {}, "true" },
-            { "groupSm", "initialized", 128, {}, number( 0 ), "type: initialized" },
-            { "group", "noSuch", 0, {}, {}, "unknownAttribute: noSuch" } } );
+   play( ReflectedWorld(), R"(
+group.minLinks 0 = 1
+group.minLinks 128 - 4294967295 = null
+group.minLinks 0 = 4294967295
+group.minLinks 0 'k' = badIndex: minLinks
+group.minLinks 128 'k' 1 = badIndex: minLinks
+group.minLinks 128 - true = type: minLinks
+group.minLinks 128 = type: minLinks
+group.minLinks 1 = opNotSupported 1: minLinks
+group.minLinks 129 = opNotSupported 129: minLinks
+group.minLinks 0 = 4294967295
+group.minLinksDefault 0 = 1
+group.minLinksDefault 128 - 2 = opNotSupported 128: minLinksDefault
+group.minLinksDefault 0 = 1
+group.fwkKey 0 = 'g'
+group.isNondestructing 0 = false
+group.isNondestructing 128 - 1 = type: isNondestructing
+groupStatus.groupLinkStatus 0 = 'down'
+groupStatus.groupLinkStatus 128 - 'up' = null
+groupStatus.groupLinkStatus 0 = 'up'
+groupStatus.groupLinkStatus 128 - 0 = null
+groupStatus.groupLinkStatus 0 = 'unknown'
+groupStatus.groupLinkStatus 128 - 'Up' = 12: GroupLinkStatus
+groupStatus.groupLinkStatus 128 - true = type: groupLinkStatus
+groupStatus.prevDisabledTime 128 - 2.5 = null
+groupStatus.prevDisabledTime 0 = 2.5
+groupSm.initialized 0 = true
+groupSm.initialized 128 - 0 = type: initialized
+group.noSuch 0 = unknownAttribute: noSuch
+)" );
 }
 
 TEST( GenericIf, CollectionsOfValues ) {
    ReflectedWorld const world;
-   check( world, { { "group", "intfsToMonitor", 0, port( "e1" ), {}, "true" },
-                   { "group", "intfsToMonitor", 0, port( "e2" ), {}, "false" },
-                   { "group", "intfsToMonitor", 0, {}, {}, "type: intfsToMonitor" },
-                   { "group", "intfsToMonitor", 0, text( "e1" ), {}, "type: intfsToMonitor" },
-                   { "group", "intfsToMonitor", 1, {}, {}, "1" },
-                   { "group", "intfsToMonitor", 128, port( "e2" ), flag( false ), "null" },
-                   { "group", "intfsToMonitor", 128, port( "e3" ), {}, "type: intfsToMonitor" },
-                   { "group", "intfsToMonitor", 1, {}, {}, "2" },
-                   { "group", "intfsToMonitor", 3, port( "e2" ), {}, "true" },
-                   { "group", "intfsToMonitor", 3, port( "e3" ), {}, "false" },
-                   { "group", "intfsToMonitor", 129, port( "e1" ), {}, "true" },
-                   { "group", "intfsToMonitor", 129, port( "e1" ), {}, "false" },
-                   { "group", "intfsToMonitor", 1, {}, {}, "1" },
-                   { "group", "intfsToMonitor", 130, {}, {}, "opNotSupported 130: intfsToMonitor" },
-                   { "group", "intfsToDisable", 1, {}, {}, "1" } } );
+   play( world, R"(
+group.intfsToMonitor 0 %e1 = true
+group.intfsToMonitor 0 %e2 = false
+group.intfsToMonitor 0 = type: intfsToMonitor
+group.intfsToMonitor 0 'e1' = type: intfsToMonitor
+group.intfsToMonitor 1 = 1
+group.intfsToMonitor 128 %e2 false = null
+group.intfsToMonitor 128 %e3 = type: intfsToMonitor
+group.intfsToMonitor 1 = 2
+group.intfsToMonitor 3 %e2 = true
+group.intfsToMonitor 3 %e3 = false
+group.intfsToMonitor 129 %e1 = true
+group.intfsToMonitor 129 %e1 = false
+group.intfsToMonitor 1 = 1
+group.intfsToMonitor 130 = opNotSupported 130: intfsToMonitor
+group.intfsToDisable 1 = 1
+)" );
    auto const group = world.of( "group" );
-   auto const version = done( *group, "intfsToMonitor", 2 );
+   auto const version = done( *group, "intfsToMonitor 2" );
    world.group->intfsToMonitorIs( intf( "e9" ), true );
-   EXPECT_NE( version, done( *group, "intfsToMonitor", 2 ) );
+   EXPECT_NE( version, done( *group, "intfsToMonitor 2" ) );
 }
 
 TEST( GenericIf, CollectionsOfEntities ) {
-   ReflectedWorld const world;
-   check( world,
-          { { "config", "group", 0, text( "g" ), {}, "GroupConfig" },
-            { "config", "group", 0, text( "h" ), {}, "null" },
-            { "config", "group", 3, text( "h" ), {}, "false" },
-            { "config", "group", 128, text( "h" ), listOf( { { "name", text( "h" ) } } ),
-              "badIndex: group" },
-            { "config", "group", 128, {}, {}, "type: Zet::GenericIf::List_" },
-            { "config", "group", 128, {}, text( "h" ), "type: List" },
-            { "config", "group", 128, {}, listOf( { { "name", number( 1 ) } } ), "type: name" },
-            { "config", "group", 128, {}, listOf( { { "nome", text( "h" ) } } ), "type: name" },
-            { "config",
-              "group",
-              128,
-              {},
-              listOf( { { "name", text( "h" ) }, { "more", text( "x" ) } } ),
-              "unknownArgument: group" },
-            { "config", "group", 1, {}, {}, "1" },
-            { "config", "group", 128, {}, listOf( { { "name", text( "h" ) } } ), "GroupConfig" },
-            { "config", "group", 1, {}, {}, "2" },
-            { "status", "group", 3, text( "h" ), {}, "true" },
-            { "config", "group", 129, text( "h" ), {}, "GroupConfig" },
-            { "config", "group", 129, text( "h" ), {}, "null" },
-            { "status", "group", 3, text( "h" ), {}, "false" } } );
+   play( ReflectedWorld(), R"(
+config.group 0 'g' = GroupConfig
+config.group 0 'h' = null
+config.group 3 'h' = false
+config.group 128 'h' (name:'h') = badIndex: group
+config.group 128 = type: Zet::GenericIf::List_
+config.group 128 - 'h' = type: List
+config.group 128 - (name:1) = type: name
+config.group 128 - (nome:'h') = type: name
+config.group 128 - (name:'h',more:'x') = unknownArgument: group
+config.group 1 = 1
+config.group 128 - (name:'h') = GroupConfig
+config.group 1 = 2
+status.group 3 'h' = true
+config.group 129 'h' = GroupConfig
+config.group 129 'h' = null
+status.group 3 'h' = false
+)" );
 }
 
 TEST( GenericIf, MachinesTheirReferencesAndFunctions ) {
    ReflectedWorld const world;
-   auto const machineOf = [ & ]( char const* directory ) {
-      return listOf( { { "groupConfig", world.of( "group" ) },
-                       { "groupStatus", world.of( "groupStatus" ) },
-                       { "ethIntfStatusDir", world.of( directory ) },
-                       { "causeStatus", world.of( "cause" ) } } );
-   };
-   auto const none = listOf( {} );
-   check( world,
-          { { "intfSm", "ethIntfStatus", 0, {}, {}, "EthIntfStatus" },
-            { "intfSm", "intfId", 0, {}, {}, "e1" },
-            { "intfSm", "intfId", 128, {}, port( "e2" ), "opNotSupported 128: intfId" },
-            { "intfSm", "groupSm", 0, {}, {}, "UplinkFailureDetectionGroupSm" },
-            { "groupSm", "name", 0, {}, {}, "'g'" },
-            { "groupSm", "causeStatus", 0, {}, {}, "CauseStatus" },
-            { "sm",
-              "uplinkFailureDetectionGroupSm",
-              0,
-              text( "g" ),
-              {},
-              "UplinkFailureDetectionGroupSm" },
-            { "groupSm", "uplinkFailureDetectionIntfSm", 1, {}, {}, "1" },
-            { "groupSm", "uplinkFailureDetectionIntfSm", 3, port( "e2" ), {}, "false" },
-            { "groupSm",
-              "uplinkFailureDetectionIntfSm",
-              128,
-              {},
-              listOf(
-                  { { "ethIntfStatus", world.of( "e2" ) }, { "groupSm", world.of( "groupSm" ) } } ),
-              "UplinkFailureDetectionIntfSm" },
-            { "groupSm", "uplinkFailureDetectionIntfSm", 3, port( "e2" ), {}, "true" },
-            { "groupSm",
-              "uplinkFailureDetectionIntfSm",
-              129,
-              port( "e2" ),
-              {},
-              "UplinkFailureDetectionIntfSm" },
-            { "sm",
-              "uplinkFailureDetectionGroupSm",
-              128,
-              {},
-              machineOf( "dir" ),
-              "UplinkFailureDetectionGroupSm" },
-            { "sm",
-              "uplinkFailureDetectionGroupSm",
-              128,
-              {},
-              machineOf( "cause" ),
-              "type: ethIntfStatusDir" },
-            { "groupSm", "doCheckIntfs", 0, {}, {}, "type: Zet::GenericIf::List_" },
-            { "groupSm", "doCheckIntfs", 0, number( 1 ), {}, "type: List" },
-            { "groupSm", "doCheckIntfs", 128, none, {}, "opNotSupported 128: doCheckIntfs" },
-            { "intfSm",
-              "handleIntfStatus",
-              0,
-              listOf( { { "x", flag( true ) } } ),
-              {},
-              "unknownArgument: handleIntfStatus" },
-            { "groupSm", "handleIntf", 0, none, {}, "type: intfId" },
-            { "sm",
-              "handleGroup",
-              0,
-              listOf( { { "groupName", number( 1 ) } } ),
-              {},
-              "type: groupName" },
-            { "root", "uplinkFailureDetectionSm", 0, {}, {}, "UplinkFailureDetectionSm" } } );
+   std::string const groupSmOf =
+       "uplinkFailureDetectionGroupSm 128 - (groupConfig:@group,groupStatus:@groupStatus,"
+       "causeStatus:@cause,ethIntfStatusDir:";
+   play( world, R"(
+intfSm.ethIntfStatus 0 = EthIntfStatus
+intfSm.intfId 0 = e1
+intfSm.intfId 128 - %e2 = opNotSupported 128: intfId
+intfSm.groupSm 0 = UplinkFailureDetectionGroupSm
+groupSm.name 0 = 'g'
+groupSm.causeStatus 0 = CauseStatus
+sm.uplinkFailureDetectionGroupSm 0 'g' = UplinkFailureDetectionGroupSm
+groupSm.uplinkFailureDetectionIntfSm 1 = 1
+groupSm.uplinkFailureDetectionIntfSm 3 %e2 = false
+groupSm.uplinkFailureDetectionIntfSm 128 - (ethIntfStatus:@e2,groupSm:@groupSm) = )"
+                "UplinkFailureDetectionIntfSm"
+                R"(
+groupSm.uplinkFailureDetectionIntfSm 3 %e2 = true
+groupSm.uplinkFailureDetectionIntfSm 129 %e2 = UplinkFailureDetectionIntfSm
+groupSm.doCheckIntfs 0 = type: Zet::GenericIf::List_
+groupSm.doCheckIntfs 0 1 = type: List
+groupSm.doCheckIntfs 128 () = opNotSupported 128: doCheckIntfs
+intfSm.handleIntfStatus 0 (x:true) = unknownArgument: handleIntfStatus
+groupSm.handleIntf 0 () = type: intfId
+sm.handleGroup 0 (groupName:1) = type: groupName
+root.uplinkFailureDetectionSm 0 = UplinkFailureDetectionSm
+)" );
+   auto const sm = world.of( "sm" );
+   EXPECT_EQ( "UplinkFailureDetectionGroupSm", done( *sm, groupSmOf + "@dir)", &world ) );
+   EXPECT_EQ( "type: ethIntfStatusDir", done( *sm, groupSmOf + "@cause)", &world ) );
+   // The name in use reaches the caller.
+   EXPECT_EQ( 0u, done( *sm, groupSmOf + "@otherDir)", &world ).find( "48: Reinstantiating" ) );
 
    // Functions are called: a cleaned up group holds nothing, a checked one holds again.
    world.group->minLinksIs( 2 );
    EXPECT_TRUE( world.cause->intfStatus( intf( "d1" ) ) );
-   EXPECT_EQ( "null", done( *world.of( "groupSm" ), "doCleanup", 0, none ) );
+   play( world, "groupSm.doCleanup 0 () = null" );
    EXPECT_FALSE( world.cause->intfStatus( intf( "d1" ) ) );
-   EXPECT_EQ( "null", done( *world.of( "groupSm" ), "handleAndCheckIntf", 0,
-                            listOf( { { "intfId", port( "e1" ) } } ) ) );
+   play( world, "groupSm.handleAndCheckIntf 0 (intfId:%e1) = null" );
    EXPECT_TRUE( world.cause->intfStatus( intf( "d1" ) ) );
-
-   // The name in use reaches the caller.
-   auto const otherDir = Interface::EthIntfStatusDir::EthIntfStatusDirIs( "other" );
-   auto const arguments = listOf(
-       { { "groupConfig", world.of( "group" ) },
-         { "groupStatus", world.of( "groupStatus" ) },
-         { "ethIntfStatusDir",
-           otherDir->fwkType()->genericIf( Zet::Ptr< Zet::PtrInterface >( otherDir ), false ) },
-         { "causeStatus", world.of( "cause" ) } } );
-   EXPECT_EQ( 0u, done( *world.of( "sm" ), "uplinkFailureDetectionGroupSm", 128, {}, arguments )
-                      .find( "48: Reinstantiating" ) );
 }
 
 TEST( GenericIf, RootMakesReplacesAndDropsItsMachine ) {
    ReflectedWorld const world;
-   auto const root = world.of( "root" );
-   auto const arguments = listOf( { { "config", world.of( "config", true ) },
-                                    { "status", world.of( "status" ) },
-                                    { "causeStatus", world.of( "cause" ) },
-                                    { "ethIntfStatusDir", world.of( "dir", true ) } } );
-   EXPECT_EQ( "UplinkFailureDetectionSm", done( *root, "uplinkFailureDetectionSm", 129 ) );
-   EXPECT_EQ( "null", done( *root, "uplinkFailureDetectionSm", 0 ) );
-   EXPECT_EQ( "UplinkFailureDetectionSm",
-              done( *root, "uplinkFailureDetectionSm", 128, {}, arguments ) );
+   play( world, "root.uplinkFailureDetectionSm 129 = UplinkFailureDetectionSm\n"
+                "root.uplinkFailureDetectionSm 0 = null\n"
+                "root.uplinkFailureDetectionSm 128 - (config:@config!,status:@status,"
+                "causeStatus:@cause,ethIntfStatusDir:@dir!) = UplinkFailureDetectionSm" );
    EXPECT_TRUE( world.root->uplinkFailureDetectionSm() );
 }
 
 TEST( GenericIf, ConstantInterfacesChangeNothing ) {
    ReflectedWorld const world;
    std::string const refused = "const: attempting to modify a const instance";
-   auto const group = world.of( "group", true );
-   EXPECT_EQ( "1", done( *group, "minLinks", 0 ) );
-   EXPECT_EQ( refused, done( *group, "minLinks", 128, {}, number( 7 ) ) );
-   EXPECT_EQ( refused, done( *group, "minLinksDefault", 200 ) );
-   EXPECT_EQ( refused, done( *group, "intfsToMonitor", 129, port( "e1" ) ) );
-   EXPECT_EQ( refused, done( *group, "isNondestructing", 128, {}, flag( true ) ) );
-   EXPECT_EQ( 1u, world.group->minLinks() );
-   EXPECT_TRUE( world.group->intfsToMonitor( intf( "e1" ) ) );
+   for ( std::string const words :
+         { "group!.minLinks 128 - 7", "group!.minLinksDefault 200", "group!.intfsToMonitor 129 %e1",
+           "group!.isNondestructing 128 - true",
+           // A constant interface does not pass for an argument that is written to.
+           "root.uplinkFailureDetectionSm 128 - (config:@config,status:@status!,"
+           "causeStatus:@cause,ethIntfStatusDir:@dir)" } )
+      play( world, words + " = " + refused );
+   play( world, "group!.minLinks 0 = 1\ngroup.intfsToMonitor 0 %e1 = true" );
 
    // What is reached through one is constant as well, and so is what a machine may only read.
-   auto const config = world.of( "config", true );
-   auto const member =
-       config->attributeOp( { config->attributeId( "group" ), 0 }, text( "g" ), {} );
-   EXPECT_EQ( refused, done( *member, "minLinks", 128, {}, number( 7 ) ) );
+   auto const config = world.of( "config!" );
+   auto const member = config->attributeOp( { config->attributeId( "group" ), 0 },
+                                            Zet::valueIf( Zet::Name( "g" ) ), {} );
+   EXPECT_EQ( refused, done( *member, "minLinks 128 - 7" ) );
    auto const machine = world.of( "groupSm" );
    auto const read = machine->attributeOp( { machine->attributeId( "groupConfig" ), 0 }, {}, {} );
-   EXPECT_EQ( refused, done( *read, "minLinks", 128, {}, number( 7 ) ) );
-   // A constant interface does not pass for an argument that is written to.
-   auto const arguments = listOf( { { "config", world.of( "config" ) },
-                                    { "status", world.of( "status", true ) },
-                                    { "causeStatus", world.of( "cause" ) },
-                                    { "ethIntfStatusDir", world.of( "dir" ) } } );
-   EXPECT_EQ( refused,
-              done( *world.of( "root" ), "uplinkFailureDetectionSm", 128, {}, arguments ) );
+   EXPECT_EQ( refused, done( *read, "minLinks 128 - 7" ) );
 }
 
 TEST( GenericIf, ObjectsAreHandedOutAsTheirTypeOrABase ) {
@@ -304,7 +196,8 @@ TEST( GenericIf, CollectionsAreWalked ) {
    group->attributeIterator_iterInc( id, *second );
    EXPECT_EQ( walked[ 2 ], group->attributeIterator_iterKey( id, *second )->strRep().c_str() );
 
-   auto const from = group->attributeIteratorKeyConst( id, port( walked[ 3 ].c_str() ) );
+   auto const from =
+       group->attributeIteratorKeyConst( id, Zet::valueIf( intf( walked[ 3 ].c_str() ) ) );
    EXPECT_EQ( walked[ 3 ] == "e1" ? "true" : "false",
               std::string( group->attributeIterator_iterObj( id, *from )->strRep().c_str() ) );
    // Not a collection; a place in another collection.

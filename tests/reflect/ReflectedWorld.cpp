@@ -1,6 +1,11 @@
 #include "tests/reflect/ReflectedWorld.h"
 
+#include "platform/zet/generic/ValueIf.h"
+
+#include <gtest/gtest.h>
+
 #include <array>
+#include <sstream>
 
 namespace Tests {
 
@@ -34,24 +39,70 @@ ReflectedWorld::object( std::string const& name ) const {
           Kelnet::IntfId( "e1" ) );
    if ( name == "dir" )
       return dir;
+   if ( name == "otherDir" )
+      return otherDir;
    if ( name == "cause" )
       return cause;
    return dir->intfStatus( Kelnet::IntfId( name ) );
 }
 
 Zet::Ptr< Zet::GenericIf >
-ReflectedWorld::of( std::string const& name, bool isConst ) const {
+ReflectedWorld::of( std::string name ) const {
+   bool const isConst = name.ends_with( '!' );
+   if ( isConst )
+      name.pop_back();
    auto const reflected = object( name );
    return reflected->fwkType()->genericIf( reflected, isConst );
 }
 
+namespace {
+
+Zet::Ptr< Zet::GenericIf >
+valueOf( std::string const& word, ReflectedWorld const* world ) {
+   std::string const inside = word.size() < 2 ? "" : word.substr( 1, word.size() - 2 );
+   switch ( word[ 0 ] ) {
+   case '-':
+      return nullptr;
+   case '\'':
+      return Zet::valueIf( Zet::Name( inside ) );
+   case '%':
+      return Zet::valueIf( Kelnet::IntfId( word.substr( 1 ) ) );
+   case '@':
+      return world->of( word.substr( 1 ) );
+   case 't':
+   case 'f':
+      return Zet::valueIf( word == "true" );
+   case '(': {
+      auto const list = Zet::make< Zet::GenericIf::List_ >();
+      std::istringstream elements( inside );
+      for ( std::string one; std::getline( elements, one, ',' ); ) {
+         std::size_t const colon = one.find( ':' );
+         list->elementIs( one.substr( 0, colon ), valueOf( one.substr( colon + 1 ), world ) );
+      }
+      return list;
+   }
+   default:
+      return word.find( '.' ) != word.npos
+                 ? Zet::valueIf( std::stod( word ) )
+                 : Zet::valueIf( static_cast< unsigned int >( std::stoul( word ) ) );
+   }
+}
+
+} // namespace
+
 std::string
-done( Zet::GenericIf& on, std::string const& attribute, unsigned int operation,
-      Zet::Ptr< Zet::GenericIf > const& key, Zet::Ptr< Zet::GenericIf > const& value ) {
+done( Zet::GenericIf& on, std::string const& words, ReflectedWorld const* world ) {
    static constexpr std::array kinds{ "const", "opNotSupported",  "badIndex",
                                       "type",  "unknownArgument", "unknownAttribute" };
+   std::istringstream stream( words );
+   std::string attribute;
+   unsigned int operation = 0;
+   std::string key = "-";
+   std::string value = "-";
+   stream >> attribute >> operation >> key >> value;
    try {
-      auto const result = on.attributeOp( { on.attributeId( attribute ), operation }, key, value );
+      auto const result = on.attributeOp( { on.attributeId( attribute ), operation },
+                                          valueOf( key, world ), valueOf( value, world ) );
       std::string text = result ? result->strRep().c_str() : "null";
       // Addresses say nothing.
       return text.substr( 0, text.find( "(0x" ) );
@@ -62,6 +113,21 @@ done( Zet::GenericIf& on, std::string const& attribute, unsigned int operation,
              failure.what();
    } catch ( Zet::Exception const& failure ) {
       return std::to_string( failure.frameworkId() ) + ": " + failure.what();
+   }
+}
+
+void
+play( ReflectedWorld const& world, std::string const& script ) {
+   std::istringstream lines( script );
+   for ( std::string line; std::getline( lines, line ); ) {
+      if ( line.empty() )
+         continue;
+      std::size_t const dot = line.find( '.' );
+      std::size_t const equals = line.find( " = " );
+      EXPECT_EQ( line.substr( equals + 3 ),
+                 done( *world.of( line.substr( 0, dot ) ), line.substr( dot + 1, equals - dot - 1 ),
+                       &world ) )
+          << line;
    }
 }
 

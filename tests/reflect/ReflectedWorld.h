@@ -1,7 +1,6 @@
 #pragma once
 
 #include "platform/zet/generic/GenericIf.h"
-#include "platform/zet/generic/ValueIf.h"
 #include "sm/Root.h"
 
 #include <string>
@@ -16,8 +15,9 @@ class ReflectedWorld {
    ReflectedWorld();
 
    // The interface of "config", "group", "status", "groupStatus", "root", "sm", "groupSm",
-   // "intfSm", "dir", "cause", "e1" or "e2" (interface statuses).
-   Zet::Ptr< Zet::GenericIf > of( std::string const& object, bool isConst = false ) const;
+   // "intfSm", "dir", "otherDir", "cause", "e1" or "e2" (interface statuses); with "!" behind it, a
+   // constant one.
+   Zet::Ptr< Zet::GenericIf > of( std::string name ) const;
 
    Zet::Ptr< Ufd::Root > root = Ufd::rootFactory( "root" );
    Zet::Ptr< Ufd::Config > config = Ufd::configFactory( "config" );
@@ -25,6 +25,8 @@ class ReflectedWorld {
    Zet::Ptr< Errdisable::CauseStatus > cause = Errdisable::CauseStatus::CauseStatusIs( "cause" );
    Zet::Ptr< Interface::EthIntfStatusDir > dir =
        Interface::EthIntfStatusDir::EthIntfStatusDirIs( "dir" );
+   Zet::Ptr< Interface::EthIntfStatusDir > otherDir =
+       Interface::EthIntfStatusDir::EthIntfStatusDirIs( "other" );
    Zet::Ptr< Ufd::GroupConfig > group;
    Zet::Ptr< Ufd::UplinkFailureDetectionSm > sm;
 
@@ -32,18 +34,14 @@ class ReflectedWorld {
    Zet::Ptr< Zet::PtrInterface > object( std::string const& name ) const;
 };
 
-// Does the operation, the attribute by name. Gives the text of the result, "null", or what was
-// thrown: "KIND: TEXT".
-std::string done( Zet::GenericIf& on, std::string const& attribute, unsigned int operation,
-                  Zet::Ptr< Zet::GenericIf > const& key = nullptr,
-                  Zet::Ptr< Zet::GenericIf > const& value = nullptr );
+// Does what the words say on the object: "minLinks 128 - 7" is the attribute, the operation, the
+// key and the value, "-" for none. Values are 7, 2.5, true, 'text', %PORT, a list (NAME:VALUE,...)
+// or
+// @OBJECT of the world. Gives the text of the result, "null", or what was thrown: "KIND: TEXT".
+std::string done( Zet::GenericIf& on, std::string const& words,
+                  ReflectedWorld const* world = nullptr );
 
-inline Zet::Ptr< Zet::GenericIf >
-listOf( std::initializer_list< std::pair< char const*, Zet::Ptr< Zet::GenericIf > > > elements ) {
-   auto const list = Zet::make< Zet::GenericIf::List_ >();
-   for ( auto const& [ name, value ] : elements )
-      list->elementIs( name, value );
-   return list;
-}
+// Plays lines of "OBJECT.WORDS = RESULT", the words as above. "OBJECT!" is reached as a constant.
+void play( ReflectedWorld const& world, std::string const& script );
 
 } // namespace Tests

@@ -1,0 +1,157 @@
+#pragma once
+
+#include "adapters/attrlog/Attach.h"
+#include "adapters/attrlog/ConfigLog.h"
+#include "adapters/attrlog/StatusLog.h"
+#include "adapters/notify/EntityCollection.h"
+#include "adapters/notify/ValueCollection.h"
+#include "adapters/reflect/Bridge.h"
+#include "adapters/reflect/Unit.h"
+
+// A type of the tests' own with an attribute of each kind. All that it writes is accessors,
+// handlers and rows: delivery, names, reflection, announcement and replication come with them.
+namespace Tests {
+
+class Part : public Notify::LoggedEntity< Part > {
+ public:
+   class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< Part >;
+   using NotifieeList = Zet::ListRaw< NotifieeConst >;
+   explicit Part( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
+   Zet::Name const& zetKey() const noexcept { return zetName(); }
+
+ private:
+   friend class Notify::NotifyingEntity< Part >;
+   mutable NotifieeList notifiees_;
+
+ public:
+   Zet::ChainLink< Part > zetChainLink;
+};
+
+class Part::NotifieeConst : public Notify::EntityNotifiee< Part, Zet::Entity::NotifieeConst > {};
+
+class Gauge : public Notify::LoggedEntity< Gauge > {
+ public:
+   class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< Gauge >;
+   using NotifieeList = Zet::ListRaw< NotifieeConst >;
+   class GenericIf_;
+   class _Type;
+   using Link = UplinkFailureDetection::GroupLinkStatus;
+   using Level = Notify::ValueMember< Kelnet::IntfId, unsigned int, Gauge >;
+
+   explicit Gauge( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
+   static Zet::Ptr< Zet::ZetType const > _fwkType();
+
+   double value() const { return value_; }
+   void valueIs( double const& value ) { set< &Gauge::value >( value_, value ); }
+   unsigned int most() const { return 100; }
+   Zet::String8 title() const { return title_; }
+   void titleIs( Zet::String8 title ) { set< &Gauge::title >( title_, title ); }
+   bool isOpen() const { return isOpen_; }
+   void isOpenIs( bool isOpen ) { set< &Gauge::isOpen >( isOpen_, isOpen ); }
+   Link link() const { return link_; }
+   void linkIs( Link link ) { set< &Gauge::link >( link_, link ); }
+   bool isFull() const { return value_ >= most(); }
+   void reset( double value ) { valueIs( value ); }
+
+   unsigned int level( Kelnet::IntfId at ) const { return level_.value( at ); }
+   void levelIs( Kelnet::IntfId at, unsigned int level ) { level_.valueIs( *this, at, level ); }
+   unsigned int levelDel( Kelnet::IntfId at ) { return level_.valueDel( *this, at ); }
+   void levelNotify( Kelnet::IntfId at, Zet::Ptr< Level > const& ) {
+      notify< &Gauge::level >( at );
+   }
+   using Levels = Notify::ValueCollection< &Gauge::levelNotify >;
+   Levels::Members const& levelMembers() const { return level_.members(); }
+
+   Zet::Ptr< Part > part( Zet::Name name ) const { return part_.find( name ); }
+   Zet::Ptr< Part > partIs( Zet::Name name ) {
+      if ( auto const member = part( name ) )
+         return member;
+      auto const member = part_.newMember( *this, 264, Zet::make< Part >( name ) );
+      notify< &Gauge::part >( name );
+      return member;
+   }
+   Zet::Ptr< Part > partDel( Zet::Name name ) { return part_.del( *this, name ); }
+   void partNotify( Zet::Name name, Zet::Ptr< Part > const& member ) {
+      member->parentIs( nullptr );
+      notify< &Gauge::part >( name );
+   }
+   using Parts = Notify::EntityCollection< &Gauge::partNotify >;
+   Parts::Members const& partMembers() const { return part_.members(); }
+
+ protected:
+   ~Gauge() override { notifiees_.deleteAll(); }
+
+ private:
+   friend class Notify::NotifyingEntity< Gauge >;
+   template < auto Get, class V > void set( V& stored, V const& value ) {
+      if ( std::exchange( stored, value ) != value )
+         notify< Get >();
+   }
+   double value_ = 0;
+   Zet::String8 title_;
+   bool isOpen_ = false;
+   Link link_ = Link::unknown;
+   Levels level_;
+   Parts part_;
+   mutable NotifieeList notifiees_;
+};
+
+class Gauge::NotifieeConst : public Notify::EntityNotifiee< Gauge, Zet::Entity::NotifieeConst,
+                                                            Kelnet::IntfId, Zet::Name > {
+ public:
+   virtual void onScalar() {}
+   virtual void onValue() {}
+   virtual void onLevel( Kelnet::IntfId ) {}
+   virtual void onPart( Zet::Name ) {}
+};
+
+} // namespace Tests
+
+template <> struct Notify::Description< Tests::Part > {
+   static constexpr std::string_view nameSpace = "Tests";
+   static constexpr std::string_view name = "Part";
+   static constexpr std::tuple<> attributes{};
+};
+
+template <> struct Notify::Description< Tests::Gauge > {
+   using T = Tests::Gauge;
+   using N = T::NotifieeConst;
+   static constexpr std::string_view nameSpace = "Tests";
+   static constexpr std::string_view name = "Gauge";
+   static constexpr std::tuple attributes{
+      Scalar< &T::value, &T::valueIs, &N::onValue >{ 258, "value" },
+      Constant< &T::most >{ 259, "most" },
+      Scalar< &T::title, &T::titleIs, &N::onScalar >{ 260, "title" },
+      Scalar< &T::isOpen, &T::isOpenIs, &N::onScalar >{ 261, "isOpen" },
+      Scalar< &T::link, &T::linkIs, &N::onScalar >{ 262, "link" },
+      ValueCollectionRow< &T::level, &T::levelMembers, &T::levelIs, &T::levelDel, &N::onLevel >{
+          263, "level" },
+      EntityCollectionRow< &T::part, &T::partMembers, &T::partIs, &T::partDel, &N::onPart >{
+          264, "part" },
+      Derived< &T::isFull >{ 265, "isFull" },
+      Function< &T::reset, 1 >{ 266, "reset", "value" },
+   };
+};
+
+namespace Tests {
+
+class Gauge::GenericIf_ : public Reflect::ReflectedEntityIf< Gauge > {
+ public:
+   class GenericIf_Adapter_ : public Reflect::Bridge< Gauge > {
+      using Bridge::Bridge;
+   };
+   using ReflectedEntityIf::ReflectedEntityIf;
+};
+
+class Gauge::_Type : public Reflect::EntityType< Gauge > {
+   using EntityType::EntityType;
+};
+
+inline Zet::Ptr< Zet::ZetType const >
+Gauge::_fwkType() {
+   return Reflect::typeOf< Gauge >( [] {}, Zet::Entity::_fwkType );
+}
+
+} // namespace Tests
