@@ -25,14 +25,12 @@ class CarrierTest : public NetworkTest {
       } catch ( std::system_error const& error ) {
          GTEST_SKIP() << error.what();
       }
-      plug( "d1" );
-      plug( "d2" );
+      plug( { "d1", "d2" } );
       ip( "link set u1 up" );
       ip( "link set u2 up" );
    }
    std::string config( std::string const& firstLines = {} ) {
-      return firstLines + "[[group]]\nname = \"a\"\nmonitor = [ \"u1\" ]\ndisable = [ \"d1\" ]\n"
-                          "[[group]]\nname = \"b\"\nmonitor = [ \"u2\" ]\ndisable = [ \"d2\" ]\n";
+      return firstLines + group( "a", "'u1'", "'d1'" ) + group( "b", "'u2'", "'d2'" );
    }
    // How long until the port's neighbour noticed.
    static std::chrono::milliseconds timeToLoss( std::string const& port ) {
@@ -59,8 +57,7 @@ class CarrierTest : public NetworkTest {
 constexpr auto longBeforeTheKernelTells = 500ms;
 
 TEST_F( CarrierTest, lossThatTheKernelHoldsBackIsFoundAtOnce ) {
-   Process ufdd( arguments( config() ) );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ReadyUfdd ufdd( arguments( config() ) );
    for ( auto const gap : { 10ms, 50ms, 300ms } ) {
       std::this_thread::sleep_for( 1200ms );
       u1->carrierIs( false );
@@ -80,8 +77,7 @@ TEST_F( CarrierTest, lossThatTheKernelHoldsBackIsFoundAtOnce ) {
 }
 
 TEST_F( CarrierTest, askingEndsWhenNothingHappens ) {
-   Process ufdd( arguments( config() ) );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ReadyUfdd ufdd( arguments( config() ) );
    std::string const before = waits( ufdd );
    std::this_thread::sleep_for( 1500ms );
    std::string const idle = waits( ufdd );
@@ -100,8 +96,7 @@ TEST_F( CarrierTest, pollNeedsNoNewsOfItsOwnNamespace ) {
       }
    } ).join();
    ASSERT_TRUE( elsewhere );
-   Process ufdd( arguments( config( "detection = \"poll\"\n" ) ) );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ReadyUfdd ufdd( arguments( config( "detection = \"poll\"\n" ) ) );
    std::this_thread::sleep_for( 1500ms );
    elsewhere->carrierIs( false );
    std::this_thread::sleep_for( 50ms );

@@ -56,8 +56,7 @@ class Injection {
 // One system call further each time, until it survives the whole of an event and its act.
 TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
    std::vector< std::string > ports{ "d1-far", "d2-far" };
-   for ( char const* const name : { "u1", "d1", "d2" } )
-      plug( name );
+   plug( { "u1", "d1", "d2" } );
    // Held by its protodown, where there is such a thing.
    if ( std::system( "ip link add x1 type vxlan dstport 0 id 1 2>/dev/null" ) == 0 ) {
       ports.emplace_back( "x1" );
@@ -65,8 +64,7 @@ TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
    }
    auto const way =
        arguments( "detection = \"events\"\n" + group( "a", "'u1'", "'d1', 'd2', 'x1'" ) );
-   std::optional< Process > ufdd( way );
-   ASSERT_TRUE( isReady( *ufdd ) ) << ufdd->output();
+   std::optional< ReadyUfdd > ufdd( way );
    std::vector< std::uint32_t > expected;
    for ( std::string const& port : ports )
       expected.push_back( transitions( port ) );
@@ -93,7 +91,6 @@ TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
          if ( ufdd->hasEnded() ) {
             wasKilled = true;
             ufdd.emplace( way );
-            ASSERT_TRUE( isReady( *ufdd ) ) << ufdd->output();
          }
          ASSERT_TRUE( haveLink( ports, up ) ) << ufdd->output();
          for ( std::size_t i = 0; i < ports.size(); ++i ) {
@@ -105,15 +102,12 @@ TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
    }
    EXPECT_GT( calls, 20 );
    RecordProperty( "systemCalls", calls );
-   ufdd->signal( SIGTERM );
-   EXPECT_EQ( ufdd->wait(), 0 );
+   EXPECT_EQ( ufdd->end( SIGTERM ), 0 );
 }
 
 TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
-   for ( char const* const name : { "u1", "d1", "d2" } )
-      plug( name );
-   Process ufdd( arguments( group( "a", "'u1'", "'d1', 'd2'" ) ) );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   plug( { "u1", "d1", "d2" } );
+   ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1', 'd2'" ) ) );
    {
       Injection const refusal( ufdd, "sendto:error=EPERM" );
       set( "u1-far", false );
@@ -143,14 +137,12 @@ TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
        << ufdd.output();
    plug( "d1" );
    EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
-   ufdd.signal( SIGTERM );
-   EXPECT_EQ( ufdd.wait(), 0 );
+   EXPECT_EQ( ufdd.end( SIGTERM ), 0 );
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
 }
 
 TEST_F( FaultTest, interruptedListIsReadAgain ) {
-   plug( "u1" );
-   plug( "d1" );
+   plug( { "u1", "d1" } );
    // More than one part of a list takes.
    for ( int i = 0; i < 10; ++i )
       plug( "p" + std::to_string( i ) );
@@ -189,13 +181,11 @@ TEST_F( FaultTest, fullDiskKeepsNoPortOpen ) {
    if ( unshare( CLONE_NEWNS ) != 0 || mount( "", "/", "", MS_REC | MS_PRIVATE, nullptr ) != 0 ||
         mount( "", state_.path().c_str(), "tmpfs", 0, "size=8k" ) != 0 )
       GTEST_SKIP() << "no file system can be mounted here";
-   plug( "u1" );
-   plug( "d1" );
+   plug( { "u1", "d1" } );
    auto const way = arguments( group( "a", "'u1'", "'d1'" ) );
    {
       std::ofstream( state_.path() + "/other" ) << std::string( 1 << 14, 'x' );
-      Process ufdd( way );
-      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+      ReadyUfdd ufdd( way );
       set( "u1-far", false );
       EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
       EXPECT_TRUE( eventually( [ & ] {
@@ -205,8 +195,7 @@ TEST_F( FaultTest, fullDiskKeepsNoPortOpen ) {
           << ufdd.output();
       std::filesystem::remove( state_.path() + "/other" );
       EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "/held again" ); } ) ) << ufdd.output();
-      ufdd.signal( SIGKILL );
-      ufdd.wait();
+      ufdd.end( SIGKILL );
    }
    set( "u1-far", true );
    Process ufdd( way );

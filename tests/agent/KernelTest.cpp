@@ -2,8 +2,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <optional>
-#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -14,19 +12,10 @@ namespace {
 
 using KernelTest = NetworkTest;
 
-// The sanitizers take their time to start.
-#ifdef __SANITIZE_ADDRESS__
-constexpr int kills = 40;
-#else
-constexpr int kills = 200;
-#endif
-
 TEST_F( KernelTest, portsAreShutAndReleased ) {
-   for ( char const* const name : { "u1", "u2", "d1", "d2", "d3" } )
-      plug( name );
+   plug( { "u1", "u2", "d1", "d2", "d3" } );
    ip( "link set d3 down" );
-   Process ufdd( arguments( group( "rack", "'u1', 'u2'", "'d1', 'd2', 'd3'" ) ) );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ReadyUfdd ufdd( arguments( group( "rack", "'u1', 'u2'", "'d1', 'd2', 'd3'" ) ) );
 
    ip( "link set u1-far down" );
    ip( "link set u2-far down" );
@@ -50,94 +39,20 @@ TEST_F( KernelTest, portsAreShutAndReleased ) {
    ip( "link set u2-far down" );
    ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
 
-   ufdd.signal( SIGTERM );
-   EXPECT_EQ( ufdd.wait(), 0 );
+   EXPECT_EQ( ufdd.end( SIGTERM ), 0 );
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
    EXPECT_FALSE( hasLink( "d3-far" ) );
 }
 
-TEST_F( KernelTest, killedAndStartedAgainMovesNoPort ) {
-   for ( char const* const name : { "u1", "u2", "d1", "d2" } )
-      plug( name );
-   std::vector< std::string > const way =
-       arguments( group( "rack", "'u1', 'u2'", "'d1'" ) + group( "other", "'u2'", "'d2'" ) );
-   {
-      Process ufdd( way );
-      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
-      ip( "link set u1-far down" );
-      ip( "link set u2-far down" );
-      ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
-      ufdd.signal( SIGKILL );
-      ufdd.wait();
-   }
-   std::uint32_t const before = transitions( "d1-far" );
-   ASSERT_GT( before, 0u );
-   // What came back in the meantime is opened by the next one, and nothing else moves.
-   ip( "link set u2-far up" );
-   ip( "link set u1-far up" );
-   ip( "link set u2-far down" );
-   Process ufdd( way );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
-   EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
-   EXPECT_EQ( transitions( "d1-far" ), before + 1 );
-   EXPECT_EQ( transitions( "d2-far" ), before );
-   ufdd.signal( SIGKILL );
-   ufdd.wait();
-   EXPECT_TRUE( hasLink( "d1-far" ) );
-   Process last( way );
-   ASSERT_TRUE( isReady( last ) ) << last.output();
-   last.signal( SIGTERM );
-   EXPECT_EQ( last.wait(), 0 );
-   EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << last.output();
-   EXPECT_EQ( transitions( "d1-far" ), before + 1 );
-   EXPECT_EQ( transitions( "d2-far" ), before + 1 );
-}
-
-// Wherever between the event and the end of the act it comes.
-TEST_F( KernelTest, killedAtAnyMomentLosesNoPort ) {
-   for ( char const* const name : { "u1", "d1", "d2" } )
-      plug( name );
-   auto const way = arguments( group( "rack", "'u1'", "'d1', 'd2'" ) );
-   std::mt19937 random( std::random_device{}() );
-   // About as long as a reaction takes.
-   std::uniform_int_distribution< int > microseconds( 0, 400 );
-   std::uint32_t expected = transitions( "d1-far" );
-   ASSERT_EQ( transitions( "d2-far" ), expected );
-   std::optional< Process > ufdd( way );
-   ASSERT_TRUE( isReady( *ufdd ) ) << ufdd->output();
-   int caughtBefore = 0;
-   for ( int i = 0; i < kills; ++i ) {
-      bool const up = i % 2 == 1;
-      // Every other pair surely before the act.
-      if ( i % 4 < 2 )
-         ufdd->stop();
-      set( "u1-far", up );
-      std::this_thread::sleep_for( std::chrono::microseconds( microseconds( random ) ) );
-      ufdd->signal( SIGKILL );
-      ufdd->wait();
-      caughtBefore += hasLink( "d1-far" ) != up || hasLink( "d2-far" ) != up;
-      ufdd.emplace( way );
-      ASSERT_TRUE( isReady( *ufdd ) ) << ufdd->output();
-      ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, up ) ) << ufdd->output();
-      ++expected;
-      ASSERT_EQ( transitions( "d1-far" ), expected ) << ufdd->output();
-      ASSERT_EQ( transitions( "d2-far" ), expected ) << ufdd->output();
-   }
-   RecordProperty( "killedBeforeTheActWasDone", caughtBefore );
-   EXPECT_GE( caughtBefore, kills / 2 );
-}
-
 // What counts is how the links are in the end, be it that old news wait or that they were lost.
 TEST_F( KernelTest, manyNewsWhileStopped ) {
-   for ( char const* const name : { "u1", "u2", "d1" } )
-      plug( name );
+   plug( { "u1", "u2", "d1" } );
    auto way = arguments( group( "rack", "'u1', 'u2'", "'d1'" ) + "min_links = 2\n" );
    way.push_back( "--receive-buffer" );
    for ( char const* const bytes : { "4096", "8388608" } ) {
       way.push_back( bytes );
-      Process ufdd( way );
+      ReadyUfdd ufdd( way );
       way.pop_back();
-      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
       std::uint32_t expected = transitions( "d1-far" );
       bool isUp = true;
       for ( bool const end : { true, false, false, true } ) {
@@ -168,12 +83,10 @@ TEST_F( KernelTest, manyNewsWhileStopped ) {
 
 // Whichever interface has the name is meant.
 TEST_F( KernelTest, namesComeAndGo ) {
-   for ( char const* const name : { "u1", "eth7", "d1", "d2" } )
-      plug( name );
+   plug( { "u1", "eth7", "d1", "d2" } );
    std::string const longName = "downstream-port-number-one";
    ip( "link property add dev d1 altname " + longName );
-   Process ufdd( arguments( group( "rack", "'u1'", "'" + longName + "', 'd2'" ) ) );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ReadyUfdd ufdd( arguments( group( "rack", "'u1'", "'" + longName + "', 'd2'" ) ) );
    auto const portsHaveLink = [ & ]( bool link ) {
       return haveLink( { "d1-far", "d2-far" }, link );
    };
@@ -203,17 +116,14 @@ TEST_F( KernelTest, namesComeAndGo ) {
    ip( "link set d2 up" );
    ip( "link set u1 down" );
    EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
-   ufdd.signal( SIGTERM );
-   EXPECT_EQ( ufdd.wait(), 0 );
+   EXPECT_EQ( ufdd.end( SIGTERM ), 0 );
    EXPECT_TRUE( haveLink( { "d2-far" }, true ) ) << ufdd.output();
 }
 
 // An uplink that goes is down, a port that comes while its group is down is held.
 TEST_F( KernelTest, interfacesGoAndComeBack ) {
-   plug( "u1" );
-   plug( "d1" );
-   Process ufdd( arguments( group( "rack", "'u1'", "'d1'" ) ) );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   plug( { "u1", "d1" } );
+   ReadyUfdd ufdd( arguments( group( "rack", "'u1'", "'d1'" ) ) );
    for ( std::string const name : { "u1", "d1" } ) {
       std::string const index = std::to_string( if_nametoindex( name.c_str() ) );
       std::string const del = "ip link del " + name;
@@ -247,10 +157,8 @@ TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
          GTEST_SKIP() << "no interface that has protodown can be made here";
    std::string const groups = group( "rack", "'u1'", "'x1', 'x2'" );
    {
-      Process ufdd( arguments( groups ) );
-      ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
-      rewrite( "protodown_reason = 9\n" + groups );
-      ufdd.signal( SIGHUP );
+      ReadyUfdd ufdd( arguments( groups ) );
+      reload( ufdd, "protodown_reason = 9\n" + groups );
       ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "configuration loaded" ); } ) );
       ip( "link set u1-far down" );
       ASSERT_TRUE( haveLink( { "x1", "x2" }, false ) ) << ufdd.output();
@@ -260,12 +168,10 @@ TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
       EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port x2 shut again" ); } ) );
       ASSERT_TRUE( haveLink( { "x2" }, false ) ) << ufdd.output();
       EXPECT_NE( std::system( "ip link set x2 protodown off 2>/dev/null" ), 0 );
-      ufdd.signal( SIGKILL );
-      ufdd.wait();
+      ufdd.end( SIGKILL );
    }
    // What it was held by is remembered, whatever the next one would take.
-   Process ufdd( arguments( groups ) );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ReadyUfdd ufdd( arguments( groups ) );
    ip( "link set u1-far up" );
    ASSERT_TRUE( haveLink( { "x2" }, true ) ) << ufdd.output();
    EXPECT_FALSE( hasLink( "x1" ) );

@@ -18,24 +18,19 @@ namespace {
 using LivingTest = NetworkTest;
 
 TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
-   for ( char const* const name : { "u1", "u2", "d1", "d2", "d3" } )
-      plug( name );
-   Process ufdd( arguments( group( "a", "'u1'", "'d1'" ) + group( "b", "'u2'", "'d2'" ) ) );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   plug( { "u1", "u2", "d1", "d2", "d3" } );
+   ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1'" ) + group( "b", "'u2'", "'d2'" ) ) );
    ip( "link set u1-far down" );
    ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
    std::uint32_t const before = transitions( "d1-far" ) + transitions( "d2-far" );
 
-   rewrite( group( "a", "'u1'", "'d1', 'u1'" ) );
-   ufdd.signal( SIGHUP );
+   reload( ufdd, group( "a", "'u1'", "'d1', 'u1'" ) );
    ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
    EXPECT_TRUE( ufdd.wrote( config_->path() + ":4:19: \"u1\" is monitored by this group" ) );
-   rewrite( "startup_hold = 1\n" );
-   ufdd.signal( SIGHUP );
+   reload( ufdd, "startup_hold = 1\n" );
    ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "to watch nothing, stop ufdd" ); } ) );
-   rewrite( "startup_hold = 1\n" + group( "a", "'u1'", "'d1', 'd3'" ) +
-            group( "b", "'u2'", "'d2'" ) );
-   ufdd.signal( SIGHUP );
+   reload( ufdd, "startup_hold = 1\n" + group( "a", "'u1'", "'d1', 'd3'" ) +
+                     group( "b", "'u2'", "'d2'" ) );
    ASSERT_TRUE( haveLink( { "d3-far" }, false ) ) << ufdd.output();
    EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "added 0, changed 1, removed 0" ); } ) )
        << ufdd.output();
@@ -79,25 +74,21 @@ TEST_F( LivingTest, releaseKnowsOursByTheConfiguredReasonAlone ) {
 }
 
 TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
-   for ( char const* const name : { "u1", "u2", "d1", "d2", "d3" } )
-      plug( name );
+   plug( { "u1", "u2", "d1", "d2", "d3" } );
    std::string const both = group( "a", "'u1'", "'d1'" ) + group( "b", "'u2'", "'d2'" );
-   Process ufdd( arguments( both ) );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ReadyUfdd ufdd( arguments( both ) );
    set( "u1-far", false );
    ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
    std::uint32_t const held = transitions( "d1-far" );
    std::uint32_t const open = transitions( "d2-far" );
    for ( bool const isFlapping : { false, true } ) {
       for ( int i = 0; i < 50; ++i ) {
-         rewrite( both + ( i % 2 ? "" : "min_links = 0\n" + group( "c", "'u2'", "'d3'" ) ) );
-         ufdd.signal( SIGHUP );
+         reload( ufdd, both + ( i % 2 ? "" : "min_links = 0\n" + group( "c", "'u2'", "'d3'" ) ) );
          if ( isFlapping )
             set( "u1-far", i % 2 == 0 );
       }
       // To see that the last of them was loaded.
-      rewrite( both + group( "end", "'u1'", "'d3'" ) );
-      ufdd.signal( SIGHUP );
+      reload( ufdd, both + group( "end", "'u1'", "'d3'" ) );
       EXPECT_TRUE( haveLink( { "d1-far", "d3-far" }, false ) ) << ufdd.output();
       EXPECT_EQ( transitions( "d2-far" ), open ) << ufdd.output();
       EXPECT_TRUE( isFlapping || transitions( "d1-far" ) == held ) << ufdd.output();
@@ -106,8 +97,7 @@ TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
 }
 
 TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
-   plug( "u1" );
-   plug( "d1" );
+   plug( { "u1", "d1" } );
    DatagramInbox inbox;
    setenv( "NOTIFY_SOCKET", inbox.path().c_str(), 1 );
    setenv( "WATCHDOG_USEC", "100000", 1 );
@@ -124,8 +114,7 @@ TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
    std::this_thread::sleep_for( std::chrono::seconds( 1 ) );
    ip( "link set u1-far up" );
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
-   rewrite( "wrong" );
-   ufdd.signal( SIGHUP );
+   reload( ufdd, "wrong" );
    EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
    EXPECT_TRUE( inbox.receives( "RELOADING=1" ) );
    EXPECT_TRUE( inbox.receives( "READY=1" ) );
@@ -138,8 +127,7 @@ TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
 
 TEST_F( LivingTest, seesWhatTheDefaultRouteRunsOn ) {
    using Names = std::set< std::string >;
-   for ( char const* const name : { "p1", "p2" } )
-      plug( name );
+   plug( { "p1", "p2" } );
    ip( "link add link p1 name m1 type macvlan" );
    ip( "link add br0 type bridge" );
    ip( "link set p2 master br0" );

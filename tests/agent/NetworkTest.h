@@ -18,6 +18,7 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <net/if.h>
 #include <optional>
 #include <sched.h>
@@ -47,6 +48,10 @@ class NetworkTest : public testing::Test {
       ip( "link add " + name + " type veth peer name " + name + "-far" );
       ip( "link set " + name + " up" );
       ip( "link set " + name + "-far up" );
+   }
+   static void plug( std::initializer_list< char const* > names ) {
+      for ( std::string const name : names )
+         plug( name );
    }
 
    // Without the detour, for what is done often.
@@ -113,8 +118,9 @@ class NetworkTest : public testing::Test {
       std::ofstream( next ) << config;
       std::filesystem::rename( next, config_->path() );
    }
-   static bool isReady( Process const& ufdd ) {
-      return eventually( [ & ] { return ufdd.wrote( "watching " ); } );
+   void reload( Process const& ufdd, std::string const& config ) const {
+      rewrite( config );
+      ufdd.signal( SIGHUP );
    }
 
    // As ip calls it; the same one each time.
@@ -139,6 +145,13 @@ class NetworkTest : public testing::Test {
    Directory const state_;
    int otherFd_ = -1;
    std::optional< TextFile > config_;
+};
+
+// ufdd, which watches by the time that this exists.
+struct ReadyUfdd : Process {
+   explicit ReadyUfdd( std::vector< std::string > const& arguments ) : Process( arguments ) {
+      EXPECT_TRUE( eventually( [ & ] { return wrote( "watching " ); } ) ) << output();
+   }
 };
 
 } // namespace Ufdd

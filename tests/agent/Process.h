@@ -83,6 +83,11 @@ class Process {
       waitpid( std::exchange( pid_, 0 ), &status, 0 );
       return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
    }
+   // Sends it the signal and waits for its end, as wait().
+   int end( int number ) {
+      signal( number );
+      return wait();
+   }
    // All that it wrote so far.
    std::string output() const {
       std::string text( 1 << 16, '\0' );

@@ -38,18 +38,15 @@ class UfdctlTest : public NetworkTest {
 };
 
 TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
-   for ( char const* const name : { "u1", "u2", "d1", "d2" } )
-      plug( name );
+   plug( { "u1", "u2", "d1", "d2" } );
    std::vector< std::string > const way =
-       arguments( "[[group]]\nname = \"rack\"\nmonitor = [ \"u1\" ]\ndisable = [ \"d1\" ]\n"
-                  "[[group]]\nname = \"other\"\nmonitor = [ \"u2\" ]\ndisable = [ \"d2\" ]\n" );
+       arguments( group( "rack", "'u1'", "'d1'" ) + group( "other", "'u2'", "'d2'" ) );
    EXPECT_EQ( ufdctl( { "show" } ),
               std::pair( "ufdctl: can't reach ufdd at " + socket() +
                              ": No such file or directory; start ufdd, or name the socket that it "
                              "was given by --socket\n",
                          1 ) );
-   std::optional< Process > ufdd( std::in_place, way );
-   ASSERT_TRUE( isReady( *ufdd ) ) << ufdd->output();
+   std::optional< ReadyUfdd > ufdd( std::in_place, way );
    EXPECT_EQ( ufdctl( { "show" } ),
               std::pair( std::string( "GROUP  STATUS  TIMES DISABLED  LAST DISABLED\n"
                                       "other  up      0               never\n"
@@ -77,8 +74,7 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
       EXPECT_GT( group[ "secondsSince" ], 0 );
    }
 
-   ufdd->signal( SIGKILL );
-   ufdd->wait();
+   ufdd->end( SIGKILL );
    ASSERT_TRUE( hasSeen( "state:up transition:down lost" ) ) << watch.output();
    EXPECT_EQ( ufdctl( { "show" } ),
               std::pair( "ufdctl: can't reach ufdd at " + socket() +
@@ -97,19 +93,16 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    ip( "link set u1-far down" );
    ASSERT_TRUE( hasSeen( "state:up transition:down lost resync transition:up transition:down" ) )
        << watch.output();
-   ufdd->signal( SIGTERM );
-   EXPECT_EQ( ufdd->wait(), 0 );
+   EXPECT_EQ( ufdd->end( SIGTERM ), 0 );
    EXPECT_FALSE( std::filesystem::exists( socket() ) );
 }
 
 TEST_F( UfdctlTest, watchesPortsWhereTheStatusCantBeServed ) {
-   plug( "u1" );
-   plug( "d1" );
+   plug( { "u1", "d1" } );
    std::vector< std::string > way = arguments( group( "a", "'u1'", "'d1'" ) );
    std::string const directory = state_.path() + "/none";
    way.back() = directory + "/yet/status";
-   Process ufdd( way );
-   ASSERT_TRUE( isReady( ufdd ) ) << ufdd.output();
+   ReadyUfdd ufdd( way );
    EXPECT_TRUE( ufdd.wrote( "make it, or name another by --socket" ) ) << ufdd.output();
    ip( "link set u1-far down" );
    EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();

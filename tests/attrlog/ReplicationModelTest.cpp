@@ -1,35 +1,16 @@
 #include "tests/attrlog/Connection.h"
+#include "tests/support/RandomSequences.h"
 
 #include <algorithm>
-#include <cstdlib>
-#include <iostream>
 #include <optional>
-#include <random>
 
 namespace Tests {
 
 namespace {
 
-// What can happen to a source, a replica and what is between them.
-enum class Verb {
-   add,
-   remove,
-   removeAll,
-   set,
-   burst,
-   transfer,
-   transferAll,
-   room,
-   resync,
-   request,
-   reconnect,
-   settle,
-   writeBack,
-   end
-};
-
+// What can happen to a source, a replica and what is between them: the place in World's actions.
 struct Event {
-   Verb verb;
+   std::size_t action;
    unsigned int a, b;
 };
 using Sequence = std::vector< Event >;
@@ -37,6 +18,11 @@ using Sequence = std::vector< Event >;
 Kelnet::IntfId
 interface( unsigned int number ) {
    return Kelnet::IntfId( "et" + std::to_string( number % 40 ) );
+}
+
+Zet::Name
+name( unsigned int number ) {
+   return "g" + std::to_string( number % 5 );
 }
 
 void
@@ -79,55 +65,47 @@ template < class E > class World {
  public:
    World() { connect( 0 ); }
 
-   void apply( Event const& event ) {
-      switch ( event.verb ) {
-      case Verb::add:
-         writer_->root->groupIs( name( event.a ) );
-         break;
-      case Verb::remove:
-         writer_->root->groupDel( name( event.a ) );
-         break;
-      case Verb::removeAll:
-         writer_->root->groupDelAll();
-         break;
-      case Verb::set:
-         if ( auto const group = writer_->root->group( name( event.a ) ) )
-            set( *group, event.b );
-         break;
-      case Verb::burst:
-         for ( unsigned int one = 0; one < 160; ++one )
-            apply( { Verb::set, event.a + one % 2, event.b * 31 + one * 7 } );
-         break;
-      case Verb::transfer:
-         transfer( *writer_->demuxer, *reader_->demuxer, event.b % 200 );
-         break;
-      case Verb::transferAll:
-         transfer( *writer_->demuxer, *reader_->demuxer, ~0u );
-         break;
-      case Verb::room:
-         writer_->demuxer->handleRoom();
-         break;
-      case Verb::resync:
-         resync( event.a );
-         break;
-      case Verb::request:
-         if ( auto const adapter = reader_->adapter() )
-            requests_ += adapter->replayRequestSend( { 6, 258 } );
-         transfer( *reader_->demuxer, *writer_->demuxer, ~0u );
-         break;
-      case Verb::reconnect:
-         connect( event.a );
-         break;
-      case Verb::settle:
-         settle();
-         break;
-      case Verb::writeBack:
-         writeBack( event );
-         break;
-      case Verb::end:
-         break;
-      }
-   }
+   struct Action {
+      char const* name;
+      unsigned int weight; // The likelier, the more.
+      void ( *act )( World& world, unsigned int a, unsigned int b );
+   };
+   static constexpr Action actions[] = {
+      { "add", 3,
+        []( World& w, unsigned int a, unsigned int ) { w.writer_->root->groupIs( name( a ) ); } },
+      { "remove", 2,
+        []( World& w, unsigned int a, unsigned int ) { w.writer_->root->groupDel( name( a ) ); } },
+      { "set", 6, []( World& w, unsigned int a, unsigned int b ) { w.set( a, b ); } },
+      { "burst", 4,
+        []( World& w, unsigned int a, unsigned int b ) {
+           for ( unsigned int one = 0; one < 160; ++one )
+              w.set( a + one % 2, b * 31 + one * 7 );
+        } },
+      { "transfer", 4,
+        []( World& w, unsigned int, unsigned int b ) {
+           w.transfer( *w.writer_->demuxer, *w.reader_->demuxer, b % 200 );
+        } },
+      { "transferAll", 1,
+        []( World& w, unsigned int, unsigned int ) {
+           w.transfer( *w.writer_->demuxer, *w.reader_->demuxer, ~0u );
+        } },
+      { "room", 2,
+        []( World& w, unsigned int, unsigned int ) { w.writer_->demuxer->handleRoom(); } },
+      { "resync", 2, []( World& w, unsigned int a, unsigned int ) { w.resync( a ); } },
+      { "request", 1,
+        []( World& w, unsigned int, unsigned int ) {
+           if ( auto const adapter = w.reader_->adapter() )
+              w.requests_ += adapter->replayRequestSend( { 6, 258 } );
+           w.transfer( *w.reader_->demuxer, *w.writer_->demuxer, ~0u );
+        } },
+      { "reconnect", 1, []( World& w, unsigned int a, unsigned int ) { w.connect( a ); } },
+      { "settle", 1, []( World& w, unsigned int, unsigned int ) { w.settle(); } },
+      { "writeBack", 1, []( World& w, unsigned int a, unsigned int b ) { w.writeBack( a, b ); } },
+      { "removeAll", 1,
+        []( World& w, unsigned int, unsigned int ) { w.writer_->root->groupDelAll(); } },
+   };
+
+   void apply( Event const& event ) { actions[ event.action ].act( *this, event.a, event.b ); }
 
    // What is wrong after everything has been moved; empty when nothing is.
    std::string complaint() {
@@ -149,8 +127,6 @@ template < class E > class World {
    }
 
  private:
-   static Zet::Name name( unsigned int number ) { return "g" + std::to_string( number % 5 ); }
-
    // Drops what is on its way, and starts over with the replica as it is.
    void connect( unsigned int mode ) {
       auto const source = writer_ ? writer_->root : Zet::make< E >( "root" );
@@ -195,12 +171,17 @@ template < class E > class World {
             adapter->doThis();
    }
 
+   void set( unsigned int which, unsigned int what ) {
+      if ( auto const group = writer_->root->group( name( which ) ) )
+         Tests::set( *group, what );
+   }
+
    // A change of the replica, while nothing is on its way, is one of the source.
-   void writeBack( Event const& event ) {
+   void writeBack( unsigned int which, unsigned int what ) {
       settle();
-      auto const group = reader_->root->groupIs( name( event.a ) );
-      set( *group, event.b );
-      if ( event.b % 7 == 0 )
+      auto const group = reader_->root->groupIs( name( which ) );
+      Tests::set( *group, what );
+      if ( what % 7 == 0 )
          reader_->root->groupDel( group->name() );
       settle();
       requests_ = reader_->demuxer->out()->records();
@@ -221,96 +202,47 @@ complaintAbout( Sequence const& sequence ) {
    return world.complaint();
 }
 
+// Alike for every E.
+auto const& actions = World< Ufd::Config >::actions;
+
 Sequence
 randomSequence( std::uint64_t seed ) {
-   // The likelier, the more often.
-   static constexpr Verb verbs[] = {
-      Verb::add,       Verb::add,      Verb::add,       Verb::remove,    Verb::remove,
-      Verb::set,       Verb::set,      Verb::set,       Verb::set,       Verb::set,
-      Verb::set,       Verb::burst,    Verb::burst,     Verb::burst,     Verb::burst,
-      Verb::transfer,  Verb::transfer, Verb::transfer,  Verb::transfer,  Verb::transferAll,
-      Verb::room,      Verb::room,     Verb::resync,    Verb::resync,    Verb::request,
-      Verb::reconnect, Verb::settle,   Verb::writeBack, Verb::removeAll,
-   };
+   std::vector< std::size_t > weighted;
+   for ( std::size_t action = 0; action < std::size( actions ); ++action )
+      weighted.insert( weighted.end(), actions[ action ].weight, action );
    std::mt19937_64 random( seed );
    Sequence sequence( random() % 60 );
    for ( Event& event : sequence )
-      event = { verbs[ random() % std::size( verbs ) ],
+      event = { weighted[ random() % weighted.size() ],
                 static_cast< unsigned int >( random() % 64 ),
                 static_cast< unsigned int >( random() % 4096 ) };
    return sequence;
 }
 
-// Leaves out events as long as something is wrong.
-template < class E >
-Sequence
-shrunk( Sequence sequence ) {
-   for ( std::size_t at = sequence.size(); at-- > 0; ) {
-      Sequence shorter = sequence;
-      shorter.erase( shorter.begin() + static_cast< std::ptrdiff_t >( at ) );
-      if ( !complaintAbout< E >( shorter ).empty() ) {
-         sequence = shorter;
-         at = sequence.size();
-      }
-   }
-   return sequence;
-}
-
 std::string
 text( Sequence const& sequence ) {
-   static constexpr char const* names[] = { "add",      "remove",   "removeAll",   "set",
-                                            "burst",    "transfer", "transferAll", "room",
-                                            "resync",   "request",  "reconnect",   "settle",
-                                            "writeBack" };
-   static_assert( std::size( names ) == static_cast< std::size_t >( Verb::end ) );
    std::ostringstream text;
    for ( Event const& event : sequence )
-      text << names[ static_cast< std::size_t >( event.verb ) ] << '(' << event.a << ',' << event.b
-           << ") ";
+      text << actions[ event.action ].name << '(' << event.a << ',' << event.b << ") ";
    return text.str();
 }
 
-std::uint64_t
-environment( char const* variable, std::uint64_t otherwise ) {
-   char const* const value = std::getenv( variable );
-   return value ? std::strtoull( value, nullptr, 0 ) : otherwise;
-}
-
 template < class E >
-void
-expectReplica( std::uint64_t seed ) {
-   Sequence const sequence = randomSequence( seed );
-   if ( complaintAbout< E >( sequence ).empty() )
-      return;
-   Sequence const shortest = shrunk< E >( sequence );
-   FAIL() << "UFD_SEED=" << seed << ": " << text( shortest ) << '\n'
-          << complaintAbout< E >( shortest );
-}
-
-// UFD_SEED=N UFD_SEQUENCES=1 repeats the sequence of seed N.
-template < class E >
-void
-expectReplicas( std::uint64_t sequences ) {
-   std::uint64_t const seed = environment( "UFD_SEED", std::random_device()() );
-   sequences = environment( "UFD_SEQUENCES", sequences );
-   std::cout << "UFD_SEED=" << seed << " UFD_SEQUENCES=" << sequences << '\n';
-   for ( std::uint64_t number = 0; number < sequences && !testing::Test::HasFailure(); ++number )
-      expectReplica< E >( seed + number );
-}
+constexpr SequenceTest< Event > replicas{ randomSequence, complaintAbout< E >, text };
 
 // A group that is written behind the opening marker of a replay, and removed while there is no
 // room, is neither swept nor named again by that replay.
 TEST( ReplicationModel, RareSequences ) {
    for ( std::uint64_t const seed : { 52045u, 4229714522u } )
-      expectReplica< Ufd::Config >( seed );
+      replicas< Ufd::Config >.play( seed );
 }
 
 TEST( ReplicationModel, ReplicasOfAConfigEqualTheirSource ) {
-   expectReplicas< Ufd::Config >( 7000 );
+   replicas< Ufd::Config >.playMany( 7000 );
 }
 
 TEST( ReplicationModel, ReplicasOfAStatusEqualTheirSource ) {
-   expectReplicas< Ufd::Status >( 3000 );
+   replicas< Ufd::Status >.playMany( 3000 );
 }
 
 } // namespace
