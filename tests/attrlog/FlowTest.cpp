@@ -5,7 +5,6 @@ namespace Tests {
 
 namespace {
 
-constexpr int members = 400;
 constexpr std::size_t smallest = Zet::NboAttrLog::Out::smallestCapacity;
 
 // The attribute ids of the records in these bytes; a transaction marker as "258+", "258!" for an
@@ -25,116 +24,38 @@ recordsIn( Bytes const& bytes ) {
 }
 
 // A writer with a group "g", and whose output is full of records that change nothing.
-template < class E > struct Full : Connection< E > {
+struct Full : Connection< Ufd::Config > {
    explicit Full( unsigned int flags )
-       : Connection< E >( source(), flags, smallest ), group( this->writer.root->group( "g" ) ) {
-      fill();
+       : Connection( source(), flags, smallest ), group( writer.root->group( "g" ) ) {
+      while ( writer.demuxer->out()->hasSufficientBuffer() )
+         writer.adapter()->syncModeSend( LogAdapter::SyncMode::filling );
    }
-   static Zet::Ptr< E > source() {
-      auto const root = Zet::make< E >( "root" );
+   static Zet::Ptr< Ufd::Config > source() {
+      auto const root = Ufd::configFactory( "root" );
       root->groupIs( "g" );
       return root;
    }
-   void fill() {
-      auto const adapter = this->writer.adapter();
-      while ( this->writer.demuxer->out()->hasSufficientBuffer() )
-         adapter->syncModeSend( LogAdapter::SyncMode::filling );
-   }
-   // Adds more members than fit into the output.
-   void changeMany( void ( Ufd::GroupConfig::*add )( Kelnet::IntfId, bool ) ) {
-      for ( int number = 0; number < members; ++number )
-         ( *group.*add )( intf( ( "et" + std::to_string( number ) ).c_str() ), true );
-   }
-   // What follows once there is room.
-   std::string resumed() {
-      this->moved();
-      this->writer.demuxer->handleRoom();
-      return recordsIn( this->moved() );
-   }
    // What waits, which the reader is given as well.
    Bytes moved() {
-      Bytes const bytes = taken( *this->writer.demuxer );
-      EXPECT_TRUE( this->reader.receive( bytes ) ) << this->reader.error();
+      Bytes const bytes = taken( *writer.demuxer );
+      EXPECT_TRUE( reader.receive( bytes ) ) << reader.error();
       return bytes;
    }
    void expectEqual() {
-      this->settle();
-      EXPECT_EQ( stateOf( *this->reader.root ), stateOf( *this->writer.root ) );
-      EXPECT_EQ( this->echoed, 0u );
-      EXPECT_FALSE( this->writer.demuxer->hasFlow() );
+      settle();
+      EXPECT_EQ( stateOf( *reader.root ), stateOf( *writer.root ) );
+      EXPECT_EQ( echoed, 0u );
+      EXPECT_FALSE( writer.demuxer->hasFlow() );
    }
-   Zet::Ptr< typename E::Member > group;
+   Zet::Ptr< Ufd::GroupConfig > group;
 };
 
 struct Flow : testing::TestWithParam< unsigned int > {};
 INSTANTIATE_TEST_SUITE_P( Mode, Flow, testing::Values( 0u, LogAdapter::deferred ) );
 
-TEST_P( Flow, writesTheLastOfSeveralValuesOnce ) {
-   Full< Ufd::Status > full( GetParam() );
-   std::size_t const before = full.writer.demuxer->out()->unsentSize();
-   for ( unsigned int times = 1; times <= 3; ++times )
-      full.group->numTimesDisabledIs( times );
-   full.group->prevDisabledTimeIs( 2.5 );
-   EXPECT_EQ( full.writer.demuxer->out()->unsentSize(), before );
-   EXPECT_EQ( full.resumed(), "259 260" );
-   full.expectEqual();
-}
-
-TEST_P( Flow, resumesAReplayWhereItWasInterrupted ) {
-   Full< Ufd::Config > full( GetParam() );
-   full.changeMany( &Ufd::GroupConfig::intfsToMonitorIs );
-   full.moved();
-   std::string all;
-   int pieces = 0;
-   for ( ; full.writer.demuxer->hasFlow(); ++pieces ) {
-      full.writer.demuxer->handleRoom();
-      all += recordsIn( full.moved() ) + ' ';
-   }
-   EXPECT_GT( pieces, 1 );
-   std::string expected = "258+ ";
-   for ( int number = 0; number < members; ++number )
-      expected += "258 ";
-   EXPECT_EQ( all, expected + "258- " );
-   full.expectEqual();
-}
-
-// Removals and additions while there is no room, also of members that the replay has passed.
-TEST_P( Flow, hasTheReplayTellOfRemovals ) {
-   Full< Ufd::Config > full( GetParam() );
-   full.changeMany( &Ufd::GroupConfig::intfsToDisableIs );
-   full.moved();
-   full.writer.demuxer->handleRoom();
-   EXPECT_FALSE( full.writer.demuxer->out()->hasSufficientBuffer() );
-   full.group->intfsToDisableDel( full.group->intfsToDisableIteratorConst().key() );
-   full.writer.root->groupIs( "h" );
-   full.writer.root->groupDel( "g" );
-   full.writer.root->groupIs( "g" )->minLinksIs( 7 );
-   full.expectEqual();
-}
-
-TEST_P( Flow, runsAReplayOnceMoreForAMemberThatItHasPassed ) {
-   Full< Ufd::Config > full( GetParam() );
-   full.changeMany( &Ufd::GroupConfig::intfsToDisableIs );
-   full.moved();
-   full.writer.demuxer->handleRoom();
-   full.group->intfsToDisableIs( full.group->intfsToDisableIteratorConst().key(), false );
-   full.expectEqual();
-}
-
-TEST_P( Flow, tellsOfAReplayThatIsGivenUp ) {
-   Full< Ufd::Config > full( GetParam() );
-   full.changeMany( &Ufd::GroupConfig::intfsToMonitorIs );
-   full.moved();
-   full.writer.demuxer->handleRoom();
-   auto const adapter = full.group->zetNboAttrLogSa( full.writer.demuxer->out() );
-   adapter->doThis();
-   EXPECT_EQ( full.resumed().substr( 0, 9 ), "258! 258+" );
-   full.expectEqual();
-}
-
 // What a peer asks for is replayed from its beginning, whatever replay was under way.
 TEST_P( Flow, answersAReplayRequest ) {
-   Full< Ufd::Config > full( GetParam() );
+   Full full( GetParam() );
    full.moved();
    auto const requested = [ & ]( LogAdapter& adapter, Zet::AttributeId id ) {
       adapter.replayRequestSend( { id } );
@@ -147,7 +68,9 @@ TEST_P( Flow, answersAReplayRequest ) {
    EXPECT_EQ( requested( *root, -258 ), requested( *root, 258 ) );
    auto const group = full.reader.root->group( "g" )->zetNboAttrLogSa( full.reader.demuxer->out() );
    EXPECT_EQ( requested( *group, 260 ), "260" );
-   full.changeMany( &Ufd::GroupConfig::intfsToDisableIs );
+   // More than fits into the output.
+   for ( int number = 0; number < 400; ++number )
+      full.group->intfsToDisableIs( intf( ( "et" + std::to_string( number ) ).c_str() ), true );
    full.moved();
    full.writer.demuxer->handleRoom();
    full.moved();
@@ -156,26 +79,9 @@ TEST_P( Flow, answersAReplayRequest ) {
    full.expectEqual();
 }
 
-// A proxy that may not write fails once, and neither the host nor the next turn hears of it again.
-TEST_P( Flow, givesUpWhatMayNotBeWritten ) {
-   Full< Ufd::Config > full( GetParam() );
-   full.group->minLinksIs( 7 );
-   full.writer.root->groupIs( "h" );
-   for ( auto const& adapter :
-         { full.group->zetNboAttrLogSa( full.writer.demuxer->out() ), full.writer.adapter() } )
-      adapter->bitIs( LogAdapter::readOnlyBit, true );
-   CollectedFailures const failures;
-   full.moved();
-   full.writer.demuxer->handleRoom();
-   EXPECT_EQ( failures.texts.size(), 2u );
-   full.writer.demuxer->handleRoom();
-   EXPECT_EQ( failures.texts.size(), 2u );
-   EXPECT_FALSE( full.writer.demuxer->hasFlow() );
-}
-
 // The peer knows a root before it hears of the root's children, also where there was no room.
 TEST_P( Flow, announcesARootFirst ) {
-   Full< Ufd::Config > full( GetParam() );
+   Full full( GetParam() );
    auto const second = Ufd::configFactory( "second" );
    second->groupIs( "h" );
    second->zetNboAttrLogSaIs( {}, GetParam(), full.writer.demuxer->out(), nullptr )
@@ -188,7 +94,7 @@ TEST_P( Flow, announcesARootFirst ) {
 // The ids that the flow gives back: the one to go on from, or 0.
 TEST( FlowOut, saysWhereToGoOn ) {
    using Adapter = Ufd::GroupConfig::ZetNboAttrLogSa;
-   Full< Ufd::Config > full( 0 );
+   Full full( 0 );
    auto const adapter =
        Zet::ptrCast< Adapter >( full.group->zetNboAttrLogSa( full.writer.demuxer->out() ) );
    full.group->minLinksIs( 5 );
@@ -298,16 +204,6 @@ TEST( Attaching, movesToAnotherOutput ) {
    taken( *other.demuxer );
    group->minLinksIs( 4 );
    EXPECT_EQ( recordsIn( taken( *other.demuxer ) ), "260" );
-}
-
-TEST( Attaching, ignoresWhatWasUnderWayWhenItEnded ) {
-   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
-   connection.reader.root->groupIs( "g" );
-   auto const& out = connection.writer.demuxer->out();
-   connection.writer.root->zetNboAttrLogSaDel( out );
-   EXPECT_TRUE( connection.writer.receive( taken( *connection.reader.demuxer ) ) );
-   EXPECT_EQ( stateOf( *connection.writer.root ), "" );
-   EXPECT_FALSE( connection.writer.root->zetNboAttrLogSa( out ) );
 }
 
 } // namespace

@@ -53,17 +53,6 @@ TEST_F( StatusReader, storesAndCountsUnknownEnumerationValues ) {
    EXPECT_EQ( connection->reader.demuxer->unknownEnums(), 1u );
 }
 
-TEST_F( StatusReader, takesTheMemberOfThatNameForTheOneThatIsCreated ) {
-   Log log;
-   auto const member = replica().group( "g" );
-   auto const observer = observe< Recorder >( connection->reader.root, log, "" );
-   EXPECT_TRUE( receive( rootGroup, "0001 67 00000005 00000000" ) );
-   EXPECT_TRUE( receive( rootGroupDel, "0001 78" ) );
-   EXPECT_EQ( replica().group( "g" ), member );
-   EXPECT_EQ( log, Log{} );
-   EXPECT_EQ( echoed(), Bytes{} );
-}
-
 TEST_F( StatusReader, replacesAMemberThatIsAnotherEntityToTheWriter ) {
    Log log;
    auto const member = replica().group( "g" );
@@ -78,12 +67,6 @@ TEST_F( StatusReader, replacesAMemberThatIsAnotherEntityToTheWriter ) {
    // What is still said of the old one is of nobody.
    EXPECT_TRUE( receive( linkStatus, "00000002" ) );
    EXPECT_EQ( stateOf( replica() ), "g unknown 0 0\n" );
-}
-
-TEST_F( StatusReader, refusesAnIdThatIsTaken ) {
-   EXPECT_FALSE( receive( rootGroup, "0001 68 00000005 00000000" ) );
-   std::string const at = std::to_string( connection->reader.demuxer->in()->offset() + 28 );
-   expectError( "the entity id of a member, at offset " + at + ": it is that of /root/g" );
 }
 
 TEST_F( StatusReader, doesNotEnterARecordTwice ) {
@@ -111,25 +94,10 @@ TEST_F( StatusReader, doesNotWriteToAReadOnlyProxy ) {
    expectError( "the record at offset " + at + ": write-update from readonly proxy: /root/g" );
 }
 
-TEST_F( StatusReader, doesNotEmptyAReadOnlyProxy ) {
-   connection->reader.adapter()->bitIs( LogAdapter::readOnlyRemoteBit, true );
-   EXPECT_FALSE( connection->reader.receive(
-       unhex( "0018 00000003 00000000 00000102 02 00000000 00000000 00 01 03"
-              "0018 00000003 00000000 00000102 02 00000000 00000000 02 01 03" ) ) );
-   EXPECT_NE( replica().group( "g" ), nullptr );
-}
-
 TEST_F( StatusReader, ignoresRecordsOfAMemberThatItHasRemoved ) {
    replica().groupDel( "g" );
    EXPECT_TRUE( receive( linkStatus, "00000002" ) );
    EXPECT_FALSE( receive( "00000007 00000000 00000102 01 00000000 00000000 00", "00000002" ) );
-}
-
-TEST_F( StatusReader, ignoresARecordWithoutAnInput ) {
-   auto const adapter = connection->reader.adapter();
-   adapter->doRemountSelf( nullptr );
-   adapter->handleAttrDeserialization( 258, {}, 0, nullptr );
-   EXPECT_EQ( stateOf( replica() ), "g unknown 0 0\n" );
 }
 
 TEST_F( StatusReader, leavesAnAbortedReplayWithoutEffect ) {

@@ -99,25 +99,6 @@ TEST( Replication, marksTheDirectorysEntryOfARootThatIsInStep ) {
    EXPECT_EQ( entry.state(), 3u );
 }
 
-// Writer and reader in one process: the reader names the children.
-TEST( Replication, withoutAStreamBetween ) {
-   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
-   connection.writer.demuxer->out()->localInIs( connection.reader.demuxer->in().get() );
-   connection.reader.demuxer->out()->localInIs( connection.writer.demuxer->in().get() );
-   auto const& source = connection.writer.root;
-   auto const group = source->groupIs( "g" );
-   group->minLinksIs( 2 );
-   group->intfsToMonitorIs( intf( "et1" ), true );
-   EXPECT_EQ( stateOf( *connection.reader.root ), stateOf( *source ) );
-   auto const adapter = group->zetNboAttrLogSa( connection.writer.demuxer->out() );
-   EXPECT_FALSE( adapter->bit( LogAdapter::awaitsIdBit ) );
-   EXPECT_EQ( adapter->entityId().second, static_cast< std::uint32_t >( Side::client ) );
-   source->groupDel( "g" );
-   EXPECT_EQ( stateOf( *connection.reader.root ), "" );
-   connection.writer.demuxer->out()->localInIs( nullptr );
-   connection.reader.demuxer->out()->localInIs( nullptr );
-}
-
 // An input that is busy names no child: the child gets its id from the side that it comes from.
 TEST( Replication, withoutAStreamBetweenAndWithHandlersThatAdd ) {
    Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );

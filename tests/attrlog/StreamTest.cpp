@@ -155,6 +155,8 @@ TEST( Stream, saysWhichFieldIsWrongAndWhere ) {
         "record" },
       { "0023 00000003 00000000 00000102 01 00000000 00000097 00 01 0001 68 00000001 00000000 03",
         "the entity id of a member, at offset 28: it is reserved" },
+      { "0023 00000003 00000000 00000102 01 00000000 00000097 00 01 0001 68 00000005 00000000 03",
+        "the entity id of a member, at offset 28: it is that of /root/g" },
       { "001c 00000001 00000000 00000104 01 00000000 00000000 00 01 00000001 03",
         "header field 3, the attribute, at offset 10: only a root is announced under this entity "
         "id" },

@@ -19,17 +19,6 @@ class GroupConfig : public testing::Test {
    Kelnet::IntfId const et1 = intf( "et1" );
 };
 
-TEST_F( GroupConfig, tellsOfEachChangeOfMinLinksOnceItIsStored ) {
-   std::vector< unsigned int > seen;
-   observer->act = [ & ] { seen.push_back( group->minLinks() ); };
-   for ( unsigned int const minLinks : { 1u, 0u, 0u, 4294967295u, 1u } )
-      group->minLinksIs( minLinks );
-   EXPECT_EQ( seen, ( std::vector{ 0u, 4294967295u, 1u } ) );
-   group->isNondestructingIs( false );
-   EXPECT_EQ( heard(), Log( 3, "n 260" ) );
-   EXPECT_EQ( group->minLinksDefault(), 1u );
-}
-
 // Both collections behave alike and apart.
 TEST_F( GroupConfig, tellsOfEachChangeOfAnEntryOnceItIsStored ) {
    Log seen;

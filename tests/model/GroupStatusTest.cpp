@@ -44,15 +44,4 @@ TEST_F( GroupStatus, storesAChangeBeforeItTells ) {
                      "n 260: GroupLinkStatus(7) 1 nan", "n 260: GroupLinkStatus(7) 1 nan" } ) );
 }
 
-TEST_F( GroupStatus, countsModuloTwoToThe32 ) {
-   group->numTimesDisabledIs( 4294967295u );
-   EXPECT_EQ( group->numTimesDisabledInc( 0 ), 4294967295u );
-   EXPECT_EQ( log.size(), 1u );
-   // The sum that was stored is returned, whatever a handler makes of it.
-   observer->act = [ this ] { group->numTimesDisabledIs( 9 ); };
-   EXPECT_EQ( group->numTimesDisabledInc( 2 ), 1u );
-   EXPECT_EQ( group->numTimesDisabled(), 9u );
-   EXPECT_EQ( log, Log( 3, "n 259" ) );
-}
-
 } // namespace

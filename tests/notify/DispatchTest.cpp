@@ -124,15 +124,6 @@ TYPED_TEST( Dispatch, letsThroughWhatTheReportThrows ) {
    this->expectHeard( { "last" } );
 }
 
-TYPED_TEST( Dispatch, completesANestedChangeFirst ) {
-   auto const a = this->template observe< Recorder >( "a" );
-   auto const re = this->template observe< Reenterer >( "re" );
-   auto const last = this->template observe< Recorder >( "last" );
-   re->change = [ this ] { this->change(); };
-   this->change();
-   this->expectHeard( { "a", "re", "a", "re", "last", "last" } );
-}
-
 TYPED_TEST( Dispatch, anAttributeLogHearsFirst ) {
    auto const a = this->template observe< Recorder >( "a" );
    auto const logger = this->template observe< LogObserver >( "log" );
@@ -158,63 +149,6 @@ TYPED_TEST( Dispatch, handsAFailureToTheSinkByDefault ) {
        std::string( this->sample.entity->attributeString( std::stoi( this->sample.id ) ).view() ) +
        " failed: ";
    EXPECT_EQ( failures.texts, ( Log{ start + "thrown", start + "an exception of unknown type" } ) );
-}
-
-// Each attribute reports its own id.
-struct Reported {
-   char const* heard;
-   char const* id;
-   std::function< void() > change;
-};
-
-template < class E >
-void
-checkReports( Zet::Ptr< E > const& entity, std::vector< Reported > const& table ) {
-   Log log;
-   auto const thrower = observe< Thrower >( entity, log, "t" );
-   auto const last = observe< Recorder >( entity, log, "l" );
-   for ( auto const& [ heard, id, change ] : table ) {
-      log.clear();
-      change();
-      std::string const event = heard;
-      EXPECT_EQ( log, ( Log{ "t " + event, std::string( "t exception " ) + id, "l " + event } ) );
-   }
-}
-
-template < class E >
-std::vector< Reported >
-lifecycle( Zet::Ptr< E > const& entity ) {
-   return { { "6", "6", [ = ] { entity->isNondestructingIs( true ); } },
-            { "6", "6", [ = ] { entity->isNondestructingIs( false ); } },
-            { "5", "5", [ = ] { entity->zeroReferencesIs( true ); } },
-            { "5", "5", [ = ] { entity->zeroReferencesIs( false ); } } };
-}
-
-TEST( DispatchIds, areThoseOfTheAttributes ) {
-   auto const config = Ufd::GroupConfig::GroupConfigIs( "config" );
-   Kelnet::IntfId const et1 = intf( "et1" );
-   checkReports( config, { { "258 et1", "258", [ & ] { config->intfsToMonitorIs( et1, false ); } },
-                           { "258 et1", "258", [ & ] { config->intfsToMonitorIs( et1, true ); } },
-                           { "258 et1", "258", [ & ] { config->intfsToMonitorIterator().del(); } },
-                           { "259 et1", "259", [ & ] { config->intfsToDisableIs( et1, true ); } },
-                           { "259 et1", "259", [ & ] { config->intfsToDisableDel( et1 ); } },
-                           { "260", "260", [ & ] { config->minLinksIs( 2 ); } } } );
-   auto const status = Ufd::GroupStatus::GroupStatusIs( "status" );
-   checkReports(
-       status, { { "258", "258", [ & ] { status->groupLinkStatusIs( Ufd::GroupLinkStatus::up ); } },
-                 { "259", "259", [ & ] { status->numTimesDisabledIs( 5 ); } },
-                 { "259", "259", [ & ] { status->numTimesDisabledInc( 1 ); } },
-                 { "260", "260", [ & ] { status->prevDisabledTimeIs( 1.5 ); } } } );
-   checkReports( config, lifecycle( config ) );
-   checkReports( status, lifecycle( status ) );
-   auto const root = Ufd::rootFactory( "root" );
-   checkReports( root, lifecycle( root ) );
-   auto const groups = Ufd::statusFactory( "groups" );
-   checkReports( groups, lifecycle( groups ) );
-   checkReports( groups, { { "258 g", "258", [ & ] { groups->groupIs( "g" ); } },
-                           { "258 g", "258", [ & ] { groups->groupIterator().del(); } } } );
-   auto const groupConfigs = Ufd::configFactory( "groups" );
-   checkReports( groupConfigs, lifecycle( groupConfigs ) );
 }
 
 TEST( DispatchCost, isAtMostOneAllocation ) {

@@ -31,22 +31,6 @@ class EntityNotifiee : public testing::Test {
    Zet::Ptr< GroupConfig > other = GroupConfig::GroupConfigIs( "o" );
 };
 
-TEST_F( EntityNotifiee, joinsAtTheTailEachTime ) {
-   auto const a = recorder( "a" );
-   auto const b = recorder( "b" );
-   a->isRegisteredNotifieeIs( true );
-   EXPECT_EQ( heard(), "ab" );
-   a->isRegisteredNotifieeIs( false );
-   EXPECT_EQ( heard(), "b" );
-   a->isRegisteredNotifieeIs( true );
-   EXPECT_EQ( heard(), "ba" );
-   {
-      auto const passing = recorder( "p" );
-      EXPECT_EQ( heard(), "bap" );
-   }
-   EXPECT_EQ( heard(), "ba" );
-}
-
 TEST_F( EntityNotifiee, activationRemembersWhetherItWasRegistered ) {
    auto const a = recorder( "a" );
    auto const out = Zet::make< Recorder< GroupConfig > >( log, "o" );

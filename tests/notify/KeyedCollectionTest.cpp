@@ -109,26 +109,6 @@ TYPED_TEST( KeyedCollection, isEmptiedOfWhatIsInsertedMeanwhile ) {
                  event.find( 'x' ) != event.npos ? 2 : 1 );
 }
 
-TYPED_TEST( KeyedCollection, isEmptiedThoughOthersDelete ) {
-   std::vector< std::size_t > left;
-   this->actor->act = [ & ] {
-      left.push_back( TypeParam::keys( *this->entity ).size() );
-      if ( left.size() == 1 )
-         TypeParam::del( *this->entity, this->keys[ 1 ].c_str() );
-   };
-   TypeParam::delAll( *this->entity );
-   // In order, each gone by the time that it is told of.
-   EXPECT_EQ( this->log, this->events( this->keys ) );
-   EXPECT_EQ( left, ( std::vector< std::size_t >{ 5, 4, 3, 2, 1, 0 } ) );
-   // By emptying it from within, then.
-   TypeParam::add( *this->entity, "a" );
-   TypeParam::add( *this->entity, "b" );
-   this->log.clear();
-   this->actor->act = [ & ] { TypeParam::delAll( *this->entity ); };
-   TypeParam::delAll( *this->entity );
-   EXPECT_EQ( this->log.size(), 2u );
-}
-
 TYPED_TEST( KeyedCollection, isEmptiedThoughItsOwnerIsDropped ) {
    this->actor->act = [ & ] {
       this->entity = nullptr;

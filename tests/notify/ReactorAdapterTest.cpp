@@ -66,13 +66,4 @@ TEST_F( ReactorAdapter, isSilentAsAZombie ) {
    EXPECT_TRUE( reactor->hasNotificationActive() );
 }
 
-TEST_F( ReactorAdapter, leavesNothingBehindWhenItIsGivenAnObjectAsAZombie ) {
-   reactor->zetDoZombieReactors( true );
-   reactor->notifierIs( other );
-   EXPECT_EQ( owner.watched, 0 );
-   EXPECT_EQ( changesOf( other ), 0 );
-   reactor = nullptr;
-   EXPECT_EQ( changesOf( other ), 0 );
-}
-
 } // namespace

@@ -54,6 +54,7 @@ TEST( NewType, IsReflectedAndAnnouncedByItsRows ) {
    EXPECT_EQ( "null", done( *reflected, "reset 0 (value:1.0)" ) );
    EXPECT_EQ( 1.0, gauge->value() );
    EXPECT_EQ( "level", gauge->attributeString( 263 ) );
+   EXPECT_TRUE( gauge->attributeString( 267 ).view().starts_with( "unknown" ) );
 
    auto const& types = reactor->nameSpaces().front().types;
    ASSERT_EQ( 1u, types.size() );

@@ -54,22 +54,6 @@ TEST_F( Repointing, AMachineWithoutConfigurationDirectoryOrCauseDoesNothing ) {
    EXPECT_EQ( world_.groupSm( 'g' ), nullptr );
 }
 
-TEST_F( Repointing, AnotherCauseIsWrittenFromThenOn ) {
-   auto const cause = Errdisable::CauseStatus::CauseStatusIs( "other" );
-   group().causeStatusIs( cause );
-   check( world_, { { "wait 2; down A", "g:down g#1 g@2", "g:down#1@2 |" } } );
-   EXPECT_EQ( cause->intfStatus( intf( 'C' ) ), 2.0 );
-}
-
-TEST_F( Repointing, AnotherDirectoryIsReadAtTheNextCheck ) {
-   auto const dir = Interface::EthIntfStatusDir::EthIntfStatusDirIs( "other" );
-   group().ethIntfStatusDirIs( dir );
-   EXPECT_EQ( world_.heard(), "" );
-   dir->intfStatusIs( intf( 'B' ) );
-   EXPECT_EQ( world_.heard(), "C@0 g:down g#1" );
-   check( world_, { { "appear Z", "", "g:down#1@0 | C@0" } } );
-}
-
 TEST_F( Repointing, AChildIsGivenAnotherStatus ) {
    auto const child = group().uplinkFailureDetectionIntfSm( intf( 'A' ) );
    Traced traced;

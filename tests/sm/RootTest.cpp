@@ -28,31 +28,6 @@ observe( World const& world ) {
    return observer;
 }
 
-TEST( Root, TheSameFourObjectsKeepTheMachine ) {
-   World world;
-   auto const observer = observe( world );
-   world.apply( "group g" );
-   EXPECT_EQ( world.root->uplinkFailureDetectionSmDel(), nullptr );
-   EXPECT_EQ( observer->told, 0 );
-   world.apply( "start" );
-   auto const sm = world.sm();
-   EXPECT_TRUE( sm->hasNotificationActive() );
-   EXPECT_EQ( observer->told, 1 );
-   Traced traced;
-   EXPECT_EQ(
-       world.root->uplinkFailureDetectionSmIs( world.config, world.status, world.cause, world.dir ),
-       sm );
-   EXPECT_EQ( observer->told, 1 );
-   EXPECT_THAT( traced.lines(), testing::IsEmpty() );
-   EXPECT_EQ( world.root->uplinkFailureDetectionSmDel(), sm );
-   EXPECT_EQ( world.sm(), nullptr );
-   EXPECT_EQ( observer->told, 2 );
-   // It works on while someone holds it.
-   world.apply( "group h" );
-   EXPECT_THAT( world.heard(), testing::EndsWith( "h+ h:down" ) );
-   EXPECT_EQ( world.root->attributeString( 258 ), "uplinkFailureDetectionSm" );
-}
-
 TEST( Root, EachOfTheFourReplacesTheMachineAndIsToldOnce ) {
    World world;
    world.apply( "group g; start" );

@@ -313,6 +313,13 @@ check( World& world, std::vector< Line > const& lines ) {
    }
 }
 
+std::string
+nameInUse( char const* parameter, Zet::String8 const& wanted, Zet::String8 const& current ) {
+   return "Reinstantiating the pointer interface where constructor parameter attribute " +
+          std::string( parameter ) + " has a different value of " + wanted.c_str() +
+          " than the current value of " + current.c_str() + " not allowed";
+}
+
 Traced::Traced() {
    Zet::coverageStream_ = &stream_;
 }

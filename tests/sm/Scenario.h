@@ -116,6 +116,10 @@ struct Line {
 // Plays the lines, one after the other.
 void check( World& world, std::vector< Line > const& lines );
 
+// What is said of a machine that is there already and was made from another object.
+std::string nameInUse( char const* parameter, Zet::String8 const& wanted,
+                       Zet::String8 const& current );
+
 // What the state machines trace while this lives.
 class Traced {
  public:

@@ -32,22 +32,6 @@ TEST( GroupSm, AnUninitializedMachineDoesNotCount ) {
    check( world, { { "wait 1; min g 1", "g:down", "g:down#0@0 |" } } );
 }
 
-TEST( GroupSm, AnInterfaceMonitoredByTwoGroupsHasBothRecount ) {
-   World world;
-   world.apply( "appear A; group g; monitor g A; group h; monitor h A; start" );
-   EXPECT_EQ( world.children( 'g' ), "A" );
-   EXPECT_EQ( world.children( 'h' ), "A" );
-   Traced traced;
-   world.apply( "up A" );
-   EXPECT_EQ( traced.lines().size(), 4u );
-   world.apply( "unmonitor g A" );
-   traced.lines();
-   world.apply( "down A" );
-   EXPECT_EQ( traced.recounts( 'g' ), 0u );
-   world.apply( "up A" );
-   EXPECT_EQ( traced.recounts( 'h' ), 1u );
-}
-
 TEST( GroupSm, RecountsOncePerChangeAndNotForANewChild ) {
    World world;
    world.apply( "appear A; appear B; group g; min g 3; monitor g A; monitor g B; start" );
@@ -71,25 +55,6 @@ TEST( GroupSm, RecountsOncePerChangeAndNotForANewChild ) {
    EXPECT_THAT( traced.lines(), IsEmpty() );
 }
 
-TEST( GroupSm, ChildrenFollowTheMonitoredInterfacesThatExist ) {
-   World world;
-   world.apply( "appear A; appear B; group g; monitor g A; monitor g B; monitor g C; start" );
-   EXPECT_EQ( world.children( 'g' ), "AB" );
-   auto const group = world.groupSm( 'g' );
-   auto const child = group->uplinkFailureDetectionIntfSm( intf( 'A' ) );
-   EXPECT_EQ( child->intfId(), intf( 'A' ) );
-   EXPECT_EQ( child->groupSm(), group.get() );
-   EXPECT_EQ( child->ethIntfStatus(), world.dir->intfStatus( intf( 'A' ) ) );
-   // The same arguments give the same child.
-   EXPECT_EQ( group->uplinkFailureDetectionIntfSmIs( child->ethIntfStatus(), group.get() ), child );
-   world.apply( "appear C; vanish B" );
-   EXPECT_EQ( world.children( 'g' ), "AC" );
-   world.apply( "unmonitor g C" );
-   EXPECT_EQ( world.children( 'g' ), "A" );
-   group->doCleanup();
-   EXPECT_EQ( world.children( 'g' ), "" );
-}
-
 TEST( GroupSm, ARemovedChildReachesNoGroup ) {
    World world;
    world.apply( "appear A; group g; monitor g A; start" );
@@ -100,13 +65,6 @@ TEST( GroupSm, ARemovedChildReachesNoGroup ) {
    // Its group machine is no more.
    world.apply( "stop; down A" );
    EXPECT_EQ( traced.recounts( 'g' ), 0u );
-}
-
-std::string
-nameInUse( char const* parameter, Zet::String8 const& wanted, Zet::String8 const& current ) {
-   return "Reinstantiating the pointer interface where constructor parameter attribute " +
-          std::string( parameter ) + " has a different value of " + wanted.c_str() +
-          " than the current value of " + current.c_str() + " not allowed";
 }
 
 TEST( GroupSm, AReplacedDirectoryEntryIsANameInUse ) {

@@ -11,35 +11,6 @@ namespace Scenario {
 
 namespace {
 
-TEST( TopSm, EvaluatesEveryGroupInOrderWhenItIsMade ) {
-   World world;
-   world.apply( "group g; group h; group k; min h 0; disable g C; disable k D" );
-   std::string expected;
-   for ( auto at = world.config->groupIteratorConst(); at; ++at )
-      expected += at->name() == "g"   ? "g+ C@4 g:down "
-                  : at->name() == "h" ? "h+ h:up "
-                                      : "k+ D@4 k:down ";
-   expected.pop_back();
-   check( world, { { "wait 4; start", expected, "g:down#0@0 h:up#0@0 k:down#0@0 | C@4 D@4" } } );
-   EXPECT_TRUE( world.sm()->initialized() );
-   EXPECT_TRUE( world.groupSm( 'k' )->initialized() );
-   EXPECT_TRUE( world.groupSm( 'k' )->hasNotificationActive() );
-   EXPECT_EQ( world.groupSm( 'k' )->name(), name( 'k' ) );
-}
-
-TEST( TopSm, GroupsComeAndGo ) {
-   World world;
-   check( world,
-          { { "start", "", "|" },
-            { "group g; disable g C; disable g D; wait 1", "g+ g:down C@0 D@0",
-              "g:down#0@0 | C@0 D@0" },
-            { "group h; disable h C", "h+ h:down C- C@1", "g:down#0@0 h:down#0@0 | C@1 D@0" },
-            // What h holds as well is released; h writes it back at its next check.
-            { "release g D; ungroup g", "D- C- g-", "h:down#0@0 |" },
-            { "min h 2", "C@1", "h:down#0@0 | C@1" },
-            { "ungroup h; ungroup h", "C- h-", "|" } } );
-}
-
 TEST( TopSm, AGroupIsCleanedUpThenItsMachineGoesThenItsRecord ) {
    World world;
    world.apply( "start; group g; disable g C" );
@@ -84,12 +55,8 @@ TEST( TopSm, AGroupMachineIsMadeFromTheSameFourObjectsOrNotAtAll ) {
          world.sm()->uplinkFailureDetectionGroupSmIs( arguments... );
          ADD_FAILURE() << parameter << ": nothing thrown";
       } catch ( Zet::NameInUseException const& failure ) {
-         EXPECT_EQ( failure.what(),
-                    std::string( "Reinstantiating the pointer interface where constructor "
-                                 "parameter attribute " ) +
-                        parameter + " has a different value of " +
-                        Zet::valueToStrepOfPtr( wanted ).c_str() + " than the current value of " +
-                        Zet::valueToStrepOfPtr( current ).c_str() + " not allowed" );
+         EXPECT_EQ( failure.what(), nameInUse( parameter, Zet::valueToStrepOfPtr( wanted ),
+                                               Zet::valueToStrepOfPtr( current ) ) );
          EXPECT_EQ( failure.frameworkId(), 48u );
       }
    };
@@ -105,26 +72,6 @@ TEST( TopSm, AGroupMachineIsMadeFromTheSameFourObjectsOrNotAtAll ) {
    EXPECT_EQ( world.sm()->uplinkFailureDetectionGroupSmIs( sameConfig, sameRecord, world.dir,
                                                            world.cause ),
               group );
-}
-
-TEST( TopSm, ARecordThatWasReplacedIsANameInUse ) {
-   World world;
-   world.apply( "group g; start" );
-   Zet::Ptr< GroupStatus > const old = world.status->groupDel( name( 'g' ) );
-   EXPECT_THROW( world.sm()->handleGroup( name( 'g' ) ), Zet::NameInUseException );
-   // While it is switched off the group is replaced; the news of a third reaches it.
-   world.sm()->hasNotificationActiveIs( false );
-   world.apply( "ungroup g" );
-   world.sm()->hasNotificationActiveIs( true );
-   Tests::CollectedFailures const failures;
-   world.apply( "group g" );
-   ASSERT_EQ( failures.texts.size(), 1u );
-   EXPECT_THAT( failures.texts.front(),
-                testing::StartsWith( "/config: a handler of group failed: Reinstantiating the "
-                                     "pointer interface where constructor parameter attribute "
-                                     "_groupConfig has a different value of GroupConfig(0x" ) );
-   world.apply( "ungroup g; group g" );
-   EXPECT_EQ( failures.texts.size(), 1u );
 }
 
 TEST( TopSm, SwitchedOffItReactsToNothing ) {
