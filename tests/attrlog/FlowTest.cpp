@@ -35,6 +35,13 @@ struct Full : Connection< Ufd::Config > {
       root->groupIs( "g" );
       return root;
    }
+   // More than fits into the output, the replay of which is under way then.
+   void addMany() {
+      for ( int number = 0; number < 400; ++number )
+         group->intfsToDisableIs( intf( ( "et" + std::to_string( number ) ).c_str() ), true );
+      moved();
+      writer.demuxer->handleRoom();
+   }
    // What waits, which the reader is given as well.
    Bytes moved() {
       Bytes const bytes = taken( *writer.demuxer );
@@ -53,6 +60,16 @@ struct Full : Connection< Ufd::Config > {
 struct Flow : testing::TestWithParam< unsigned int > {};
 INSTANTIATE_TEST_SUITE_P( Mode, Flow, testing::Values( 0u, LogAdapter::deferred ) );
 
+TEST_P( Flow, tellsOfAReplayThatIsGivenUp ) {
+   Full full( GetParam() );
+   full.addMany();
+   full.group->zetNboAttrLogSa( full.writer.demuxer->out() )->doThis();
+   full.moved();
+   full.writer.demuxer->handleRoom();
+   EXPECT_EQ( recordsIn( full.moved() ).substr( 0, 9 ), "259! 259+" );
+   full.expectEqual();
+}
+
 // What a peer asks for is replayed from its beginning, whatever replay was under way.
 TEST_P( Flow, answersAReplayRequest ) {
    Full full( GetParam() );
@@ -68,11 +85,7 @@ TEST_P( Flow, answersAReplayRequest ) {
    EXPECT_EQ( requested( *root, -258 ), requested( *root, 258 ) );
    auto const group = full.reader.root->group( "g" )->zetNboAttrLogSa( full.reader.demuxer->out() );
    EXPECT_EQ( requested( *group, 260 ), "260" );
-   // More than fits into the output.
-   for ( int number = 0; number < 400; ++number )
-      full.group->intfsToDisableIs( intf( ( "et" + std::to_string( number ) ).c_str() ), true );
-   full.moved();
-   full.writer.demuxer->handleRoom();
+   full.addMany();
    full.moved();
    EXPECT_EQ( requested( *group, 259 ).substr( 0, 9 ), "259! 259+" );
    full.echoed = 0;
@@ -204,6 +217,16 @@ TEST( Attaching, movesToAnotherOutput ) {
    taken( *other.demuxer );
    group->minLinksIs( 4 );
    EXPECT_EQ( recordsIn( taken( *other.demuxer ) ), "260" );
+}
+
+TEST( Attaching, ignoresWhatWasUnderWayWhenItEnded ) {
+   Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
+   connection.reader.root->groupIs( "g" );
+   auto const& out = connection.writer.demuxer->out();
+   connection.writer.root->zetNboAttrLogSaDel( out );
+   EXPECT_TRUE( connection.writer.receive( taken( *connection.reader.demuxer ) ) );
+   EXPECT_EQ( stateOf( *connection.writer.root ), "" );
+   EXPECT_FALSE( connection.writer.root->zetNboAttrLogSa( out ) );
 }
 
 } // namespace
