@@ -51,6 +51,14 @@ Holdings::erase( std::uint32_t index ) {
 }
 
 void
+Holdings::doubt( std::uint32_t index ) {
+   if ( auto node = holdings_.extract( index ) ) {
+      recalled_.emplace( index, node.mapped() );
+      isChanged_ = true;
+   }
+}
+
+void
 Holdings::insertOverride( Holding holding ) {
    holding.isOverridden = true;
    overrides_.insert_or_assign( holding.index, holding );

@@ -106,8 +106,11 @@ LinkDirectory::handleLinks( std::span< Link const > links ) {
       if ( auto const now = addresses.find( index );
            now == addresses.end() || now->second != known.link.address )
          gone.push_back( index );
-   for ( std::uint32_t const index : gone )
+   for ( std::uint32_t const index : gone ) {
+      if ( observer_ && addresses.contains( index ) )
+         observer_->handleReplaced( index );
       handleLinkGone( index );
+   }
    for ( Link const& link : links )
       handleLink( link );
 }

@@ -240,8 +240,10 @@ OwnershipFile::extend( std::string_view lines ) {
 
 int
 OwnershipFile::strikeOut( std::size_t place ) {
-   text_.replace( place, struckOut.size(), struckOut );
-   return writeAll( fd_, struckOut, place );
+   int const error = writeAll( fd_, struckOut, place );
+   if ( !error )
+      text_.replace( place, struckOut.size(), struckOut );
+   return error;
 }
 
 int
