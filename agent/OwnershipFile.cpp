@@ -158,8 +158,10 @@ OwnershipFile::add( std::span< Holding const > holdings ) {
    std::string lines;
    for ( Holding const& holding : holdings )
       lines += lineOf( holding );
-   if ( fd_ >= 0 )
+   if ( isThere() )
       extend( lines );
+   else if ( fd_ >= 0 )
+      replace( text_ + lines );
 }
 
 int

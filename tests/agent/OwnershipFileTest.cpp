@@ -13,6 +13,7 @@
 #include <sys/mount.h>
 #include <system_error>
 #include <thread>
+#include <unistd.h>
 #include <vector>
 
 namespace Ufdd {
@@ -69,6 +70,14 @@ TEST_F( OwnershipFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled
            "hold 3 down 0 a\n\n" +
            good.substr( good.find( "held" ) ) );
    EXPECT_EQ( recalled(), three );
+}
+
+TEST_F( OwnershipFileTest, removedFileIsWrittenAgainBeforeAnythingIsShut ) {
+   OwnershipFile file( directory.path() );
+   ASSERT_EQ( file.remember( Holdings{ three[ 0 ] } ), 0 );
+   unlink( file.place().c_str() );
+   file.add( Holdings{ three[ 1 ] } );
+   EXPECT_EQ( file.recall(), ( Holdings{ three[ 0 ], three[ 1 ] } ) );
 }
 
 TEST_F( OwnershipFileTest, fullDiskLeavesWhatIsStillTrue ) {
