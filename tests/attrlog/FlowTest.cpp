@@ -92,6 +92,23 @@ TEST_P( Flow, answersAReplayRequest ) {
    full.expectEqual();
 }
 
+// A proxy that may not write fails once, and neither the host nor the next turn hears of it again.
+TEST_P( Flow, givesUpWhatMayNotBeWritten ) {
+   Full full( GetParam() );
+   full.group->minLinksIs( 7 );
+   full.writer.root->groupIs( "h" );
+   for ( auto const& adapter :
+         { full.group->zetNboAttrLogSa( full.writer.demuxer->out() ), full.writer.adapter() } )
+      adapter->bitIs( LogAdapter::readOnlyBit, true );
+   CollectedFailures const failures;
+   full.moved();
+   full.writer.demuxer->handleRoom();
+   EXPECT_EQ( failures.texts.size(), 2u );
+   full.writer.demuxer->handleRoom();
+   EXPECT_EQ( failures.texts.size(), 2u );
+   EXPECT_FALSE( full.writer.demuxer->hasFlow() );
+}
+
 // The peer knows a root before it hears of the root's children, also where there was no room.
 TEST_P( Flow, announcesARootFirst ) {
    Full full( GetParam() );

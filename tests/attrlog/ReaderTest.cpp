@@ -100,6 +100,21 @@ TEST_F( StatusReader, ignoresRecordsOfAMemberThatItHasRemoved ) {
    EXPECT_FALSE( receive( "00000007 00000000 00000102 01 00000000 00000000 00", "00000002" ) );
 }
 
+TEST_F( StatusReader, doesNotEmptyAReadOnlyProxy ) {
+   connection->reader.adapter()->bitIs( LogAdapter::readOnlyRemoteBit, true );
+   EXPECT_FALSE( connection->reader.receive(
+       unhex( "0018 00000003 00000000 00000102 02 00000000 00000000 00 01 03"
+              "0018 00000003 00000000 00000102 02 00000000 00000000 02 01 03" ) ) );
+   EXPECT_NE( replica().group( "g" ), nullptr );
+}
+
+TEST_F( StatusReader, ignoresARecordWithoutAnInput ) {
+   auto const adapter = connection->reader.adapter();
+   adapter->doRemountSelf( nullptr );
+   adapter->handleAttrDeserialization( 258, {}, 0, nullptr );
+   EXPECT_EQ( stateOf( replica() ), "g unknown 0 0\n" );
+}
+
 TEST_F( StatusReader, leavesAnAbortedReplayWithoutEffect ) {
    std::string const marker = "00000003 00000000 00000102 02 00000000 00000000 0";
    EXPECT_TRUE( receive( marker + '0', "" ) );

@@ -123,6 +123,12 @@ TEST( Replication, withoutAStreamBetweenAndWithHandlersThatAdd ) {
       source->group( name )->minLinksIs( static_cast< unsigned char >( name[ 0 ] ) );
    }
    EXPECT_EQ( stateOf( *replica ), stateOf( *source ) );
+   // The reader names the children, when it can.
+   auto const x = source->group( "x" )->zetNboAttrLogSa( connection.writer.demuxer->out() );
+   EXPECT_FALSE( x->bit( LogAdapter::awaitsIdBit ) );
+   EXPECT_EQ( x->entityId().second, static_cast< std::uint32_t >( Side::client ) );
+   source->groupDelAll();
+   EXPECT_EQ( stateOf( *replica ), "" );
    connection.writer.demuxer->out()->localInIs( nullptr );
    connection.reader.demuxer->out()->localInIs( nullptr );
 }

@@ -48,6 +48,17 @@ TEST( NotificationBridge, TellsAtOnceUnlessItDefers ) {
    EXPECT_EQ( Log{}, group.take() );
 }
 
+TEST( NotificationBridge, TellsOfAllAttributesInTheirOrder ) {
+   ReflectedWorld const world;
+   Teller group( world.of( "group" ) );
+   group.interface->isDeferringIs( true );
+   world.group->intfsToDisableIs( intf( "d2" ), true );
+   unsigned int changes = 0;
+   group.interface->zetOnAttribute( Zet::GenericIf::allAttributesId, changes );
+   group.interface->handleNotification( nullptr );
+   EXPECT_EQ( ( Log{ "259 at d2", "258", "259", "260", "261" } ), group.take() );
+}
+
 TEST( NotificationBridge, EveryEntityTells ) {
    ReflectedWorld const world;
    Teller config( world.of( "config" ) );
@@ -58,6 +69,7 @@ TEST( NotificationBridge, EveryEntityTells ) {
    world.group->minLinksIs( 9 );
    world.root->uplinkFailureDetectionSmDel();
    world.config->isNondestructingIs( true );
+   world.config->isNondestructingIs( false );
    world.config->isNondestructingIs( false );
    EXPECT_EQ( ( Log{ "258 at 'h'", "6", "6" } ), config.take() );
    EXPECT_EQ( Log{ "258 at 'h'" }, status.take() );

@@ -30,8 +30,10 @@ observe( World const& world ) {
 
 TEST( Root, EachOfTheFourReplacesTheMachineAndIsToldOnce ) {
    World world;
-   world.apply( "group g; start" );
    auto const observer = observe( world );
+   EXPECT_EQ( world.root->uplinkFailureDetectionSmDel(), nullptr );
+   EXPECT_EQ( observer->told, 0 );
+   world.apply( "group g; start" );
    auto config = world.config;
    auto status = world.status;
    auto cause = world.cause;

@@ -100,6 +100,9 @@ TEST( GroupSm, AReplacedDirectoryEntryIsANameInUse ) {
    EXPECT_EQ( world.heard(), "C@0 g:down g#1" );
    // Gone and back, it is watched as it should be.
    check( world, { { "vanish A; appear A; up A", "C- g:up", "g:up#1@0 |" } } );
+   EXPECT_EQ( world.children( 'g' ), "A" );
+   group->doCleanup();
+   EXPECT_EQ( world.children( 'g' ), "" );
 }
 
 TEST( GroupSm, TracesWhatItDoes ) {

@@ -78,6 +78,7 @@ TEST( TopSm, SwitchedOffItReactsToNothing ) {
    World world;
    world.apply( "appear A; up A; group g; monitor g A; disable g C; start" );
    check( world, { { "down A; up A", "C@0 g:down g#1 C- g:up", "g:up#1@0 |" } } );
+   EXPECT_TRUE( world.sm()->initialized() && world.groupSm( 'g' )->initialized() );
    world.sm()->hasNotificationActiveIs( false );
    EXPECT_FALSE( world.groupSm( 'g' )->hasNotificationActive() );
    check( world, { { "down A; min g 2; appear Z; disable g D; group h", "", "g:up#1@0 |" } } );
