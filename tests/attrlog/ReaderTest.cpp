@@ -21,7 +21,6 @@ framed( std::string_view header, std::string_view payload ) {
 }
 
 constexpr char const* rootGroup = "00000003 00000000 00000102 01 00000000 00000097 00";
-constexpr char const* rootGroupDel = "00000003 00000000 fffffefe 01 00000000 00000000 00";
 constexpr char const* linkStatus = "00000005 00000000 00000102 01 00000000 00000000 00";
 
 // A Status with group "g", of entity id (5, 0), and its replica.
