@@ -5,6 +5,7 @@
 #include <fstream>
 #include <iterator>
 #include <optional>
+#include <regex>
 #include <string>
 #include <sys/mount.h>
 #include <unistd.h>
@@ -135,6 +136,41 @@ TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
    EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
    EXPECT_EQ( ufdd.end( SIGTERM ), 0 );
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
+}
+
+TEST_F( FaultTest, interruptedListIsReadAgain ) {
+   plug( { "u1", "d1" } );
+   // More than one part of a list takes.
+   for ( int i = 0; i < 10; ++i )
+      plug( "p" + std::to_string( i ) );
+   set( "u1-far", false );
+   // The first part of a list is made when it is asked for.
+   std::string const trace = state_.path() + "/trace";
+   std::vector< std::string > way{ "-D",
+                                   "-o",
+                                   trace,
+                                   "-e",
+                                   "trace=sendto,recvmsg",
+                                   "-e",
+                                   "inject=sendto:delay_exit=200000",
+                                   UFDD_PROGRAM };
+   for ( std::string const& argument : arguments( group( "a", "'u1'", "'d1'" ) ) )
+      way.push_back( argument );
+   Process ufdd( way, Process::Rights::all, strace );
+   auto const asked = [ & ] {
+      std::string const text = textOf( trace );
+      static std::regex const question( "sendto.*NLM_F_DUMP,.*SKIP_STATS" );
+      return std::distance( std::sregex_iterator( text.begin(), text.end(), question ), {} );
+   };
+   EXPECT_TRUE( eventually( [ & ] {
+      ip( "link add new type veth peer name newer" );
+      ip( "link del new" );
+      return asked() > 1;
+   } ) )
+       << textOf( trace );
+   EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+   EXPECT_NE( textOf( trace ).find( "NLM_F_DUMP_INTR" ), std::string::npos );
+   EXPECT_EQ( textOf( trace ).find( "ENOBUFS" ), std::string::npos );
 }
 
 // Where nothing can be recorded, ports are shut all the same: that is what ufdd is there for.

@@ -73,6 +73,29 @@ TEST_F( LivingTest, releaseKnowsOursByTheConfiguredReasonAlone ) {
    EXPECT_TRUE( opens( "protodown_reason = 5" ) );
 }
 
+TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
+   plug( { "u1", "u2", "d1", "d2", "d3" } );
+   std::string const both = group( "a", "'u1'", "'d1'" ) + group( "b", "'u2'", "'d2'" );
+   ReadyUfdd ufdd( arguments( both ) );
+   set( "u1-far", false );
+   ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+   std::uint32_t const held = transitions( "d1-far" );
+   std::uint32_t const open = transitions( "d2-far" );
+   for ( bool const isFlapping : { false, true } ) {
+      for ( int i = 0; i < 50; ++i ) {
+         reload( ufdd, both + ( i % 2 ? "" : "min_links = 0\n" + group( "c", "'u2'", "'d3'" ) ) );
+         if ( isFlapping )
+            set( "u1-far", i % 2 == 0 );
+      }
+      // To see that the last of them was loaded.
+      reload( ufdd, both + group( "end", "'u1'", "'d3'" ) );
+      EXPECT_TRUE( haveLink( { "d1-far", "d3-far" }, false ) ) << ufdd.output();
+      EXPECT_EQ( transitions( "d2-far" ), open ) << ufdd.output();
+      EXPECT_TRUE( isFlapping || transitions( "d1-far" ) == held ) << ufdd.output();
+   }
+   EXPECT_GT( ufdd.count( "configuration loaded" ), 10u );
+}
+
 TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
    plug( { "u1", "d1" } );
    DatagramInbox inbox;
