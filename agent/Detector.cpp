@@ -72,28 +72,22 @@ Detector::start() {
    root_->uplinkFailureDetectionSmIs( config, status, cause, directory );
 }
 
-template < class Action >
-void
-Detector::forEachGroup( Kelnet::IntfId port, GroupLinkStatus linkStatus, Action action ) const {
-   for ( auto group = config->groupIteratorConst(); group; ++group ) {
-      if ( !group->intfsToDisable( port ) )
-         continue;
-      Zet::Ptr< GroupStatus > const groupStatus = status->group( group->name() );
-      if ( groupStatus && groupStatus->groupLinkStatus() == linkStatus )
-         action( *group );
-   }
-}
-
 Detector::Groups
-Detector::groupsOf( Kelnet::IntfId port, GroupLinkStatus linkStatus ) const {
+Detector::groupsOf( Kelnet::IntfId port, GroupLinkStatus linkStatus, DryRun dryRun ) const {
    Groups groups;
-   forEachGroup( port, linkStatus, [ & ]( GroupConfig const& group ) {
-      groups.names.push_back( group.name().view() );
+   for ( auto group = config->groupIteratorConst(); group; ++group ) {
+      Zet::Ptr< GroupStatus > const groupStatus = status->group( group->name() );
+      bool const isDryRun = verdicts.isDryRun( group->name() );
+      if ( !group->intfsToDisable( port ) || !groupStatus ||
+           groupStatus->groupLinkStatus() != linkStatus ||
+           ( isDryRun && dryRun == DryRun::leftOut ) )
+         continue;
+      groups.names.push_back( group->name().view() );
       groups.text += ( groups.text.empty() ? "group " : "; group " ) +
-                     std::string( group.name().view() ) + " is " +
-                     std::string( stringValue( linkStatus ).view() ) + ", " + countOf( group ) +
-                     ( verdicts.isDryRun( group.name() ) ? ", dry_run" : "" );
-   } );
+                     std::string( group->name().view() ) + " is " +
+                     std::string( stringValue( linkStatus ).view() ) + ", " + countOf( *group ) +
+                     ( isDryRun ? ", dry_run" : "" );
+   }
    return groups;
 }
 

@@ -52,8 +52,10 @@ class Detector {
       // "group a is down, 0/2 up, min_links 1, dry_run", for each, with "; " between them.
       std::string text;
    };
+   enum class DryRun { included, leftOut };
    // Those of that status that disable `port`.
-   Groups groupsOf( Kelnet::IntfId port, UplinkFailureDetection::GroupLinkStatus linkStatus ) const;
+   Groups groupsOf( Kelnet::IntfId port, UplinkFailureDetection::GroupLinkStatus linkStatus,
+                    DryRun dryRun = DryRun::included ) const;
    // "eth1 up, eth2 down, eth3 absent"
    std::string uplinksOf( UplinkFailureDetection::GroupConfig const& group ) const;
    // How many of them are up.
@@ -67,9 +69,6 @@ class Detector {
  private:
    void configure( GroupSettings const& settings, Difference& difference );
    bool isDown( Zet::Name const& group ) const;
-   template < class Action >
-   void forEachGroup( Kelnet::IntfId port, UplinkFailureDetection::GroupLinkStatus linkStatus,
-                      Action action ) const;
 
    Zet::Ptr< UplinkFailureDetection::Root > const root_;
 };

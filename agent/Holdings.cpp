@@ -51,14 +51,6 @@ Holdings::erase( std::uint32_t index ) {
 }
 
 void
-Holdings::doubt( std::uint32_t index ) {
-   if ( auto node = holdings_.extract( index ) ) {
-      recalled_.emplace( index, node.mapped() );
-      isChanged_ = true;
-   }
-}
-
-void
 Holdings::insertOverride( Holding holding ) {
    holding.isOverridden = true;
    overrides_.insert_or_assign( holding.index, holding );
@@ -93,13 +85,13 @@ void
 Holdings::take( Link const& link, Holding holding ) {
    std::string const what = "port " + text( holding.name ) + " was shut by ufdd before";
    bool const isRenamed = holding.name != link.name;
-   bool const isOther = holding.address != link.address;
-   if ( isRenamed && ( isOther || holding.address == 0 ) )
+   bool const isSameHardware = holding.address != 0 && holding.address == link.address;
+   if ( isRenamed && !isSameHardware )
       return log_.line( what + ", but is gone: " + text( link.name ) + " is another interface" );
    if ( !holding.isOn( link ) )
       return log_.line( what + " and opened by someone else since" );
    // Made anew meanwhile, and then shut by somebody else.
-   if ( isOther )
+   if ( link.isOtherThan( holding.address ) )
       return log_.line( what +
                         ", but has another hardware address now: taken for another "
                         "interface; if it is not, open it with: ip link set dev " +
@@ -107,12 +99,13 @@ Holdings::take( Link const& link, Holding holding ) {
    log_.line( what + ( isRenamed ? ", and renamed " + text( link.name ) + " since" : "" ) +
               ": still held" );
    holding.name = link.name;
+   holding.address = link.address;
    insert( holding );
 }
 
 void
 Holdings::takeOverride( Link const& link, Holding const& holding ) {
-   if ( holding.name != link.name || holding.address != link.address )
+   if ( holding.name != link.name || link.isOtherThan( holding.address ) )
       return;
    log_.line( "port " + text( link.name ) + " is overridden: still left to who opened it" );
    insertOverride( holding );

@@ -35,8 +35,6 @@ class Holdings {
    // Replaces that of the same index.
    void insert( Holding const& holding );
    void erase( std::uint32_t index );
-   // As if a former process had held it: adopt() tells whether it is ours still.
-   void doubt( std::uint32_t index );
    // False when it is not ours.
    bool rename( std::uint32_t index, InterfaceName const& name );
    void addressIs( std::uint32_t index, std::uint64_t address );

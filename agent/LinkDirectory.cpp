@@ -97,20 +97,16 @@ LinkDirectory::collectMembers( std::uint32_t lag, std::vector< Link >& members )
 
 void
 LinkDirectory::handleLinks( std::span< Link const > links ) {
-   // By index. News may have been missed: with another address, it is another link.
-   std::unordered_map< std::uint32_t, std::uint64_t > addresses;
+   std::unordered_map< std::uint32_t, Link const* > present; // By index.
    for ( Link const& link : links )
-      addresses.emplace( link.index, link.address );
+      present.emplace( link.index, &link );
    std::vector< std::uint32_t > gone;
    for ( auto const& [ index, known ] : links_ )
-      if ( auto const now = addresses.find( index );
-           now == addresses.end() || now->second != known.link.address )
+      if ( auto const now = present.find( index );
+           now == present.end() || now->second->isOtherThan( known.link.address ) )
          gone.push_back( index );
-   for ( std::uint32_t const index : gone ) {
-      if ( observer_ && addresses.contains( index ) )
-         observer_->handleReplaced( index );
+   for ( std::uint32_t const index : gone )
       handleLinkGone( index );
-   }
    for ( Link const& link : links )
       handleLink( link );
 }

@@ -24,8 +24,6 @@ class LinkDirectory final : public LinkListener {
       // A link is new, or was told of again.
       virtual void handleLink( Link const& link ) = 0;
       virtual void handleRenamed( std::uint32_t index, InterfaceName const& name ) = 0;
-      // A link seems to be another one: handleGone() and handleNew() follow.
-      virtual void handleReplaced( std::uint32_t index ) = 0;
       virtual void handleGone( std::uint32_t index ) = 0;
 
     protected:

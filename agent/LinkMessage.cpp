@@ -58,12 +58,15 @@ readAttribute( nlattr const* attribute, void* data ) {
    case IFLA_OPERSTATE:
       link.operState = mnl_attr_get_u8( attribute );
       break;
+   case IFLA_WIRELESS:
+      // An event of a driver, which looks like news but tells nothing of the link.
+      return MNL_CB_ERROR;
    case IFLA_PERM_ADDRESS:
       link.address = addressOf( *attribute );
+      link.hasPermanentAddress = true;
       break;
    case IFLA_ADDRESS:
-      // The permanent one may have come before.
-      if ( link.address == 0 )
+      if ( !link.hasPermanentAddress )
          link.address = addressOf( *attribute );
       break;
    case IFLA_MASTER:
@@ -126,8 +129,8 @@ linkOf( nlmsghdr const& message ) {
    link.adminUp = info.ifi_flags & IFF_UP;
    link.carrier = info.ifi_flags & IFF_LOWER_UP;
    if ( message.nlmsg_type == RTM_NEWLINK ) {
-      mnl_attr_parse( &message, sizeof info, readAttribute, &link );
-      if ( link.name.empty() )
+      int const result = mnl_attr_parse( &message, sizeof info, readAttribute, &link );
+      if ( result == MNL_CB_ERROR || link.name.empty() )
          return std::nullopt;
    }
    return link;

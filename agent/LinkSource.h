@@ -17,6 +17,7 @@ struct Link {
    std::vector< std::string > altNames = {}; // By which it can be called as well.
    // Of the hardware, the last 8 bytes: the permanent one, else the present one; 0 without one.
    std::uint64_t address = 0;
+   bool hasPermanentAddress = false;
    bool adminUp = false; // Set up by its administrator (IFF_UP).
    bool carrier = false; // The layer below works (IFF_LOWER_UP).
    // What the kernel makes of that, one of IF_OPER_...; may be older than the carrier.
@@ -25,6 +26,12 @@ struct Link {
    std::uint32_t protoDownReasons = 0;
    std::uint32_t master = 0; // The index of the interface that it is a part of, or 0.
    bool isLag = false;       // Its parts carry its traffic, as those of a bond or a team do.
+
+   // Whether it can't be the link of that index that had that address: a present one may change, as
+   // that of a bridge does when a port joins it, and indexes are hardly ever used again.
+   bool isOtherThan( std::uint64_t formerAddress ) const {
+      return hasPermanentAddress && address != formerAddress;
+   }
 
    static constexpr unsigned int noReason = 32; // Which no link has.
    bool hasProtoDownReason( unsigned int number ) const {

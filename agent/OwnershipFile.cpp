@@ -250,8 +250,10 @@ OwnershipFile::strikeOut( std::size_t place ) {
 
 int
 OwnershipFile::cut( std::size_t size ) {
+   if ( ftruncate( fd_, static_cast< off_t >( size ) ) != 0 )
+      return errno;
    text_.resize( size );
-   return ftruncate( fd_, static_cast< off_t >( size ) ) == 0 && fsync( fd_ ) == 0 ? 0 : errno;
+   return fsync( fd_ ) == 0 ? 0 : errno;
 }
 
 int

@@ -135,7 +135,7 @@ PortActs::setAside( Requests::iterator openings ) {
    for ( LinkRequest const& question : questions ) {
       Link const& link = question.before;
       Holding const* const holding = holdings_.find( link.index );
-      if ( holding && link.address != holding->address )
+      if ( holding && link.isOtherThan( holding->address ) )
          request->error = PortReport::otherHardware;
       else if ( holding && !holding->isOn( link ) )
          request->after = link;

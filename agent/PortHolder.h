@@ -53,7 +53,6 @@ class PortHolder final : public LinkDirectory::Observer {
    void handleNew( Link const& link ) override { holdings_.adopt( link, reason_ ); }
    void handleLink( Link const& link ) override;
    void handleRenamed( std::uint32_t index, InterfaceName const& name ) override;
-   void handleReplaced( std::uint32_t index ) override { holdings_.doubt( index ); }
    void handleGone( std::uint32_t index ) override { acts_.handleGone( index ); }
 
  private:

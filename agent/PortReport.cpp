@@ -40,9 +40,10 @@ PortReport::tell( LogEvent::Id id, Detector::Groups const& groups, Kelnet::IntfI
 
 void
 PortReport::held( std::uint32_t index, Kelnet::IntfId port, std::string_view how ) {
-   Detector::Groups groups = detector_.groupsOf( port, GroupLinkStatus::down );
+   Detector::Groups groups =
+       detector_.groupsOf( port, GroupLinkStatus::down, Detector::DryRun::leftOut );
    if ( groups.names.empty() ) {
-      groups = detector_.groupsOf( port, GroupLinkStatus::up );
+      groups = detector_.groupsOf( port, GroupLinkStatus::up, Detector::DryRun::leftOut );
       groups.text.insert( 0, "recovery_delay of " );
    }
    tell( LogEvent::portShut, groups, port,
@@ -51,7 +52,8 @@ PortReport::held( std::uint32_t index, Kelnet::IntfId port, std::string_view how
 
 void
 PortReport::overridden( LinkRequest const& answer, std::size_t maxReopenings ) {
-   Detector::Groups const groups = detector_.groupsOf( answer.port, GroupLinkStatus::down );
+   Detector::Groups const groups =
+       detector_.groupsOf( answer.port, GroupLinkStatus::down, Detector::DryRun::leftOut );
    tell( LogEvent::portFailure, groups, answer.port,
          nameOf( answer.index, answer.port ) + " overridden: someone opened it more than " +
              std::to_string( maxReopenings ) +

@@ -269,6 +269,8 @@ TEST_F( AgentTest, nextDaemonOwnsWhatIsStillTheSame ) {
    takeActs();
    std::uint32_t const reused = kernel.index( "d4" );
    kernel.rename( "d3", "spare" );
+   kernel.link( "d2" ).hasPermanentAddress = false;
+   ++kernel.link( "d2" ).address;
    kernel.remove( "d4" );
    kernel.remove( "d5" );
    kernel.nextIndex = reused;

@@ -30,7 +30,8 @@ struct LinkDatagram {
          std::array< unsigned char, 8 > address{};
          for ( std::size_t i = 0; i < address.size(); ++i )
             address[ i ] = static_cast< unsigned char >( link.address >> 8 * ( 7 - i ) );
-         mnl_attr_put( header, IFLA_ADDRESS, address.size(), address.data() );
+         mnl_attr_put( header, link.hasPermanentAddress ? IFLA_PERM_ADDRESS : IFLA_ADDRESS,
+                       address.size(), address.data() );
          mnl_attr_put_u8( header, IFLA_PROTO_DOWN, link.protoDown );
          nested( header, IFLA_PROTO_DOWN_REASON, [ & ] {
             mnl_attr_put_u32( header, IFLA_PROTO_DOWN_REASON_VALUE, link.protoDownReasons );

@@ -111,6 +111,11 @@ TEST_F( LinkFeedTest, onlyWholeLinkMessagesOfTheKernelCount ) {
    start();
    receive( Datagram().link( RTM_NEWLINK, 4, "e4", 0 ), 4711 );
    receive( Datagram().link( RTM_DELLINK, 4, "e4", allUp, AF_BRIDGE ) );
+   receive( Datagram().add( RTM_NEWLINK, 0, 0, []( LinkMessage event ) {
+      event.info->ifi_index = 4;
+      mnl_attr_put_strz( event.header, IFLA_IFNAME, "e4" );
+      mnl_attr_put_u32( event.header, IFLA_WIRELESS, 0 );
+   } ) );
    EXPECT_EQ( heard, "" );
    Datagram cut = Datagram().link( RTM_NEWLINK, 4, "e4", IFF_LOWER_UP );
    cut.link( RTM_DELLINK, 5, "e5", 0 ).bytes.resize( cut.bytes.size() - 4 );

@@ -247,6 +247,7 @@ SimulatedKernel::add( std::string const& name, bool adminUp ) {
    link.index = nextIndex++;
    link.name = InterfaceName( name );
    link.address = nextAddress_++;
+   link.hasPermanentAddress = true;
    link.adminUp = adminUp;
    link.carrier = adminUp;
    ++generation_;
