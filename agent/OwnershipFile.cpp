@@ -23,40 +23,35 @@ constexpr char const* newFileName = "held.new";
 constexpr mode_t directoryMode = 0750;
 constexpr mode_t fileMode = 0644;
 
-// A file descriptor, closed at the end.
-class File {
- public:
-   File( int directory, char const* name, int flags )
-       : fd_( openat( directory, name, flags | O_CLOEXEC, fileMode ) ) {}
-   ~File() {
-      if ( isOpen() )
-         close( fd_ );
-   }
-   File( File const& ) = delete;
-   File& operator=( File const& ) = delete;
+Descriptor
+openIn( int directory, char const* name, int flags ) {
+   return Descriptor( openat( directory, name, flags | O_CLOEXEC, fileMode ) );
+}
 
-   int fd() const { return fd_; }
-   bool isOpen() const { return fd_ >= 0; }
-   int release() { return std::exchange( fd_, -1 ); }
-   // The whole lines: who wrote half of one was ended meanwhile.
-   std::string read() const {
-      std::string text;
-      std::array< char, 4096 > part;
-      for ( ssize_t size = 0; ( size = ::read( fd_, part.data(), part.size() ) ) > 0; )
-         text.append( part.data(), static_cast< std::size_t >( size ) );
-      text.erase( text.rfind( '\n' ) + 1 );
-      return text;
-   }
+// The whole lines of a file: who wrote half of one was ended meanwhile.
+std::string
+read( Descriptor const& file ) {
+   std::string text;
+   std::array< char, 4096 > part;
+   for ( ssize_t size = 0; ( size = ::read( file.fd(), part.data(), part.size() ) ) > 0; )
+      text.append( part.data(), static_cast< std::size_t >( size ) );
+   text.erase( text.rfind( '\n' ) + 1 );
+   return text;
+}
 
- private:
-   int fd_;
-};
+// Whether it is open, and has not been removed by others.
+bool
+isThere( Descriptor const& file ) {
+   struct stat status {};
+   return file && fstat( file.fd(), &status ) == 0 && status.st_nlink > 0;
+}
 
 // The result is an errno value, here and below.
 int
-writeAll( int fd, std::string_view text, std::size_t at ) {
+writeAll( Descriptor const& file, std::string_view text, std::size_t at ) {
    while ( !text.empty() ) {
-      ssize_t const written = pwrite( fd, text.data(), text.size(), static_cast< off_t >( at ) );
+      ssize_t const written =
+          pwrite( file.fd(), text.data(), text.size(), static_cast< off_t >( at ) );
       if ( written < 0 && errno != EINTR )
          return errno;
       if ( written > 0 ) {
@@ -94,7 +89,7 @@ difference( Lines const& lines, Lines others ) {
 
 std::string
 epoch() {
-   std::string boot = File( AT_FDCWD, "/proc/sys/kernel/random/boot_id", O_RDONLY ).read();
+   std::string boot = read( openIn( AT_FDCWD, "/proc/sys/kernel/random/boot_id", O_RDONLY ) );
    if ( boot.empty() )
       boot = "unknown\n";
    struct stat netns {};
@@ -116,35 +111,45 @@ indexOf( std::string_view line ) {
 
 } // namespace
 
-OwnershipFile::OwnershipFile( std::string directory )
-    : directory_( std::move( directory ) ), epoch_( epoch() ) {
-   if ( mkdir( directory_.c_str(), directoryMode ) == 0 || errno == EEXIST )
-      directoryFd_ = open( directory_.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC );
-   if ( directoryFd_ < 0 )
-      error_ = errno;
-   else if ( flock( directoryFd_, LOCK_EX | LOCK_NB ) < 0 ) {
-      int const error = errno;
-      close( directoryFd_ );
-      throw std::system_error( error, std::generic_category(),
-                               error == EWOULDBLOCK
-                                   ? "another ufdd is running and has " + directory_ +
-                                         "; stop it, or give this one a --state-dir of its own"
-                                   : "can't lock " + directory_ );
-   }
+OwnershipFile::OwnershipFile( std::string path ) : path_( std::move( path ) ), epoch_( epoch() ) {
+   if ( openDirectory( directory_ ) == EWOULDBLOCK )
+      throw std::system_error( EWOULDBLOCK, std::generic_category(),
+                               "another ufdd is running and has " + path_ +
+                                   "; stop it, or give this one a --state-dir of its own" );
 }
 
 OwnershipFile::~OwnershipFile() {
-   if ( fd_ >= 0 && text_ == epoch_ )
-      unlinkat( directoryFd_, fileName, 0 );
-   for ( int const fd : { fd_, directoryFd_ } )
-      if ( fd >= 0 )
-         close( fd );
+   if ( file_ && text_ == epoch_ )
+      unlinkat( directory_.fd(), fileName, 0 );
+}
+
+int
+OwnershipFile::openDirectory( Descriptor& opened ) const {
+   if ( mkdir( path_.c_str(), directoryMode ) != 0 && errno != EEXIST )
+      return errno;
+   Descriptor directory = openIn( AT_FDCWD, path_.c_str(), O_RDONLY | O_DIRECTORY );
+   if ( !directory || flock( directory.fd(), LOCK_EX | LOCK_NB ) != 0 )
+      return errno;
+   opened = std::move( directory );
+   return 0;
+}
+
+int
+OwnershipFile::openDirectoryAgain() {
+   Descriptor directory;
+   if ( int const error = openDirectory( directory ) )
+      return error;
+   // The ports of another ufdd, which would stay shut for good.
+   if ( faccessat( directory.fd(), fileName, F_OK, 0 ) == 0 )
+      return EEXIST;
+   directory_ = std::move( directory );
+   return 0;
 }
 
 std::vector< Holding >
 OwnershipFile::recall() {
    std::vector< Holding > holdings;
-   std::string const text = File( directoryFd_, fileName, O_RDONLY ).read();
+   std::string const text = read( openIn( directory_.fd(), fileName, O_RDONLY ) );
    if ( !text.starts_with( epoch_ ) )
       return holdings;
    for ( std::string_view const line : linesOf( text ) )
@@ -158,49 +163,34 @@ OwnershipFile::add( std::span< Holding const > holdings ) {
    std::string lines;
    for ( Holding const& holding : holdings )
       lines += lineOf( holding );
-   if ( isThere() )
+   if ( isThere( file_ ) )
       extend( lines );
-   else if ( fd_ >= 0 )
+   else if ( file_ )
       replace( text_ + lines );
 }
 
 int
 OwnershipFile::remember( std::span< Holding const > holdings ) {
-   if ( directoryFd_ < 0 )
-      return error_;
    std::string text = epoch_;
    for ( Holding const& holding : holdings )
       text += lineOf( holding );
-   bool const isTidy = isThere() && text_.size() <= text.size() + maxStruckOut;
+   bool const isTidy = isThere( file_ ) && text_.size() <= text.size() + maxStruckOut;
    int const error = isTidy ? amend( text ) : replace( text );
    // On a full disk, what is there can be changed all the same.
    return error && !isTidy && openFormer() ? amend( text ) : error;
 }
 
 bool
-OwnershipFile::isThere() const {
-   struct stat file {};
-   return fd_ >= 0 && fstat( fd_, &file ) == 0 && file.st_nlink > 0;
-}
-
-bool
 OwnershipFile::openFormer() {
-   if ( isThere() )
+   if ( isThere( file_ ) )
       return true;
-   File file( directoryFd_, fileName, O_RDWR | O_DSYNC );
-   std::string text = file.read();
+   Descriptor file = openIn( directory_.fd(), fileName, O_RDWR | O_DSYNC );
+   std::string text = read( file );
    if ( !text.starts_with( epoch_ ) )
       return false;
-   take( file.release(), std::move( text ) );
-   return true;
-}
-
-void
-OwnershipFile::take( int fd, std::string text ) {
-   if ( fd_ >= 0 )
-      close( fd_ );
-   fd_ = fd;
+   file_ = std::move( file );
    text_ = std::move( text );
+   return true;
 }
 
 // What is added comes first: this may be ended anywhere.
@@ -231,18 +221,18 @@ OwnershipFile::amend( std::string const& wanted ) {
 
 int
 OwnershipFile::extend( std::string_view lines ) {
-   int const error = writeAll( fd_, lines, text_.size() );
+   int const error = writeAll( file_, lines, text_.size() );
    if ( !error )
       text_ += lines;
    // Of what has no room, no half is left.
    else if ( cut( text_.size() ) )
-      close( std::exchange( fd_, -1 ) );
+      file_ = Descriptor();
    return error;
 }
 
 int
 OwnershipFile::strikeOut( std::size_t place ) {
-   int const error = writeAll( fd_, struckOut, place );
+   int const error = writeAll( file_, struckOut, place );
    if ( !error )
       text_.replace( place, struckOut.size(), struckOut );
    return error;
@@ -250,24 +240,29 @@ OwnershipFile::strikeOut( std::size_t place ) {
 
 int
 OwnershipFile::cut( std::size_t size ) {
-   if ( ftruncate( fd_, static_cast< off_t >( size ) ) != 0 )
+   if ( ftruncate( file_.fd(), static_cast< off_t >( size ) ) != 0 )
       return errno;
    text_.resize( size );
-   return fsync( fd_ ) == 0 ? 0 : errno;
+   return fsync( file_.fd() ) == 0 ? 0 : errno;
 }
 
 int
 OwnershipFile::replace( std::string const& text ) {
-   File file( directoryFd_, newFileName, O_WRONLY | O_CREAT | O_TRUNC | O_DSYNC );
-   int error = file.isOpen() ? writeAll( file.fd(), text, 0 ) : errno;
-   if ( !error && ( renameat( directoryFd_, newFileName, directoryFd_, fileName ) != 0 ||
-                    fsync( directoryFd_ ) != 0 ) )
+   if ( !isThere( directory_ ) )
+      if ( int const error = openDirectoryAgain() )
+         return error;
+   Descriptor file = openIn( directory_.fd(), newFileName, O_WRONLY | O_CREAT | O_TRUNC | O_DSYNC );
+   int error = file ? writeAll( file, text, 0 ) : errno;
+   if ( !error && ( renameat( directory_.fd(), newFileName, directory_.fd(), fileName ) != 0 ||
+                    fsync( directory_.fd() ) != 0 ) )
       error = errno;
-   if ( error )
-      unlinkat( directoryFd_, newFileName, 0 );
-   else
-      take( file.release(), text );
-   return error;
+   if ( error ) {
+      unlinkat( directory_.fd(), newFileName, 0 );
+      return error;
+   }
+   file_ = std::move( file );
+   text_ = text;
+   return 0;
 }
 
 } // namespace Ufdd

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/Descriptor.h"
 #include "agent/Ownership.h"
 
 #include <string>
@@ -25,10 +26,11 @@ class OwnershipFile final : public Ownership {
  public:
    static constexpr char const* usualDirectory = "/run/ufdd";
 
-   // Makes the directory if there is none. Where that can't be done, nothing is remembered:
-   // recall() is empty and remember() has the error.
+   // Makes the directory if there is none. Where that can't be done, nothing is recalled, and
+   // remember() tries again, as it does when the directory was removed meanwhile. One that has such
+   // a file by then is left alone.
    // Throws: std::system_error when another process has it.
-   explicit OwnershipFile( std::string directory );
+   explicit OwnershipFile( std::string path );
    ~OwnershipFile() override;
    OwnershipFile( OwnershipFile const& ) = delete;
    OwnershipFile& operator=( OwnershipFile const& ) = delete;
@@ -36,28 +38,24 @@ class OwnershipFile final : public Ownership {
    std::vector< Holding > recall() override;
    void add( std::span< Holding const > holdings ) override;
    int remember( std::span< Holding const > holdings ) override;
-   std::string place() const override { return directory_ + "/held"; }
+   std::string place() const override { return path_ + "/held"; }
 
  private:
-   using Lines = std::vector< std::string_view >;
-
    // The results are errno values.
+   int openDirectory( Descriptor& opened ) const;
+   int openDirectoryAgain();
    int replace( std::string const& text );
    int amend( std::string const& wanted );
    int extend( std::string_view lines );
    int strikeOut( std::size_t place );
    int cut( std::size_t size );
-   // Whether it is open, and has not been removed or replaced by others.
-   bool isThere() const;
    // False when there is none, or one of another epoch.
    bool openFormer();
-   void take( int fd, std::string text );
 
-   std::string const directory_;
-   int directoryFd_ = -1;
-   int error_ = 0;           // Why there is no directory.
+   std::string const path_; // Of the directory.
+   Descriptor directory_;
    std::string const epoch_; // The first two lines: what else has to be as it was.
-   int fd_ = -1;             // The file, once it was written or is to be amended.
+   Descriptor file_;         // Once it was written or is to be amended.
    std::string text_;        // What is in it.
 };
 

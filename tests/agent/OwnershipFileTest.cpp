@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <sched.h>
@@ -13,7 +14,6 @@
 #include <sys/mount.h>
 #include <system_error>
 #include <thread>
-#include <unistd.h>
 #include <vector>
 
 namespace Ufdd {
@@ -75,14 +75,29 @@ TEST_F( OwnershipFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled
 TEST_F( OwnershipFileTest, removedFileIsWrittenAgainBeforeAnythingIsShut ) {
    OwnershipFile file( directory.path() );
    ASSERT_EQ( file.remember( Holdings{ three[ 0 ] } ), 0 );
-   unlink( file.place().c_str() );
+   std::filesystem::remove( file.place() );
    file.add( Holdings{ three[ 1 ] } );
    EXPECT_EQ( file.recall(), ( Holdings{ three[ 0 ], three[ 1 ] } ) );
+   // With its directory, and then as another ufdd left it.
+   std::string const another = text();
+   std::filesystem::remove_all( directory.path() );
+   file.add( Holdings{ three[ 2 ] } );
+   EXPECT_EQ( file.recall(), three );
+   std::filesystem::remove_all( directory.path() );
+   std::filesystem::create_directory( directory.path() );
+   textIs( another );
+   EXPECT_EQ( file.remember( three ), EEXIST );
+   EXPECT_EQ( text(), another );
+   std::filesystem::remove( file.place() );
+   EXPECT_EQ( file.remember( three ), 0 );
+   EXPECT_EQ( file.recall(), three );
 }
 
 TEST_F( OwnershipFileTest, fullDiskLeavesWhatIsStillTrue ) {
    OwnershipFile nowhere( directory.path() + "/no/such" );
    EXPECT_EQ( nowhere.remember( three ), ENOENT );
+   std::filesystem::create_directory( directory.path() + "/no" );
+   EXPECT_EQ( nowhere.remember( three ), 0 );
    bool isMounted = false;
    std::thread( [ & ] {
       isMounted = unshare( CLONE_NEWNS ) == 0 &&
