@@ -22,6 +22,9 @@ Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, do
    links_.watch( portsOf( groups ) );
    holder_.beginAdoption();
    source.start( links_ );
+   // They may be dormant, and a port is not to be opened for a moment.
+   if ( std::vector< std::uint32_t > const unsettled = links_.unsettled(); !unsettled.empty() )
+      source.ask( unsettled );
    holder_.endAdoption();
    for ( GroupSettings const& group : groups ) {
       std::vector< Kelnet::IntfId > ports;

@@ -14,6 +14,13 @@ namespace {
 using Interface::EthIntfStatus;
 using Interface::OperStatus;
 
+// What the kernel makes of the carrier will be told.
+bool
+isOlderThanCarrier( std::uint8_t operState ) {
+   return operState == IF_OPER_NOTPRESENT || operState == IF_OPER_DOWN ||
+          operState == IF_OPER_LOWERLAYERDOWN;
+}
+
 LinkNews::Kind
 kindOf( Link const& link, OperStatus before ) {
    using Kind = LinkNews::Kind;
@@ -21,18 +28,9 @@ kindOf( Link const& link, OperStatus before ) {
       return Kind::adminDown;
    if ( !link.carrier )
       return Kind::lostCarrier;
-   switch ( link.operState ) {
-   case IF_OPER_DORMANT:
-   case IF_OPER_TESTING:
-      return Kind::dormant;
-   case IF_OPER_NOTPRESENT:
-   case IF_OPER_DOWN:
-   case IF_OPER_LOWERLAYERDOWN:
-      // Older than the carrier; what the kernel makes of that will be told.
-      return before == OperStatus::down ? Kind::dormant : Kind::up;
-   default:
-      return Kind::up;
-   }
+   bool const isDormant = link.operState == IF_OPER_DORMANT || link.operState == IF_OPER_TESTING ||
+                          ( isOlderThanCarrier( link.operState ) && before == OperStatus::down );
+   return isDormant ? Kind::dormant : Kind::up;
 }
 
 } // namespace
@@ -86,6 +84,16 @@ Link const*
 LinkDirectory::link( Kelnet::IntfId port ) const {
    auto const at = ports_.find( port.name().view() );
    return at == ports_.end() ? nullptr : link( at->second.index );
+}
+
+std::vector< std::uint32_t >
+LinkDirectory::unsettled() const {
+   std::vector< std::uint32_t > indexes;
+   for ( auto const& [ index, known ] : links_ )
+      if ( !known.ports.empty() && known.link.carrier &&
+           isOlderThanCarrier( known.link.operState ) )
+         indexes.push_back( index );
+   return indexes;
 }
 
 void

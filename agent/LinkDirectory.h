@@ -50,6 +50,8 @@ class LinkDirectory final : public LinkListener {
             if ( port->index == index )
                action( port->id );
    }
+   // The indexes of those of which the kernel was still to say what it makes of their carrier.
+   std::vector< std::uint32_t > unsettled() const;
    // Adds the parts of the LAG of that index to `members`.
    void collectMembers( std::uint32_t lag, std::vector< Link >& members ) const;
    // What is being told to the directory; no news outside of that.

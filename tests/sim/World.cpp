@@ -28,18 +28,22 @@ socketPath() {
 
 } // namespace
 
-World::World( std::uint64_t seed )
-    : seed_( seed ), config_( PlainConfig( seed ) ), readers_( socketPath() ) {
+World::Clock::Clock() {
    simulatedNow = 1000;
    Zet::clockIs( [] { return simulatedNow; } );
+}
+
+World::Clock::~Clock() {
+   Zet::clockIs( nullptr );
+}
+
+World::World( std::uint64_t seed )
+    : seed_( seed ), config_( PlainConfig( seed ) ), readers_( socketPath() ) {
    pass( 1 );
    start();
 }
 
-World::~World() {
-   process_.reset();
-   Zet::clockIs( nullptr );
-}
+World::~World() = default;
 
 void
 World::line( std::string_view text ) {
@@ -355,10 +359,8 @@ World::flap( std::string const& uplink ) {
       Oracle oracle( config_, machine_ );
       Names const before = oracle.downGroups();
       machine_.kernel.carrier( uplink, carrier );
-      // A delay goes on over a restart, of a group that shares no ports with others. Whether what
-      // has carrier is dormant, the kernel doesn't know at once.
-      if ( config_.groups.size() == 1 && config_.startupHold == 0 &&
-           !machine_.kernel.link( uplink ).isDormant ) {
+      // A delay goes on over a restart, of a group that shares no ports with others.
+      if ( config_.groups.size() == 1 && config_.startupHold == 0 ) {
          kill();
          start();
       }

@@ -48,6 +48,13 @@ class World : private Ufdd::Log {
    void stop();
    void complain( std::string const& what );
 
+   // Zet::now() is simulated for as long as this exists: all else lives by it.
+   struct Clock {
+      Clock();
+      ~Clock();
+   };
+
+   Clock const clock_;
    std::uint64_t const seed_;
    Machine machine_;
    PlainConfig config_;
