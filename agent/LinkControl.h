@@ -29,7 +29,8 @@ struct LinkRequest {
    // The answer: an errno value, 0 when it is done.
    int error = 0;
    // Also answers: how the interface was just before and just after, each with an index of 0 when
-   // that is not known.
+   // that is not known. The asker may say how it was last known to be before, which makes it
+   // quicker to be sure.
    Link before = {};
    Link after = {};
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/LinkControl.h"
+#include "agent/LinkProbe.h"
 #include "agent/NetlinkSocket.h"
 
 #include <cstddef>
@@ -33,14 +34,18 @@ class NetlinkLinkControl final : public LinkControl {
    static constexpr std::uint32_t messagesEach = 3;
 
    void applyBatch( std::span< LinkRequest > requests );
-   // Each request is an order between two questions, how the interface is: just before, and when
-   // all of the batch are done, for none is to wait for an answer about another.
-   void sendBatch( std::span< LinkRequest const > requests );
+   // Each request is an order between two questions, how the interface is: just before, unless a
+   // glance tells, and when all of the batch are done, for none is to wait for an answer about
+   // another.
+   void sendBatch( std::span< LinkRequest > requests );
+   // Brings what was known up to date, as far as it matters; false when it must be asked for.
+   bool glance( LinkRequest& request ) const;
    void receiveAnswers( std::span< LinkRequest > requests );
    void handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests );
 
    std::function< void() > const afterBatch_;
    NetlinkSocket socket_;
+   LinkProbe probe_;
    std::vector< std::byte > batch_;
    std::uint32_t firstSequence_ = 1; // Of the batch under way, messagesEach for each request.
 };

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "agent/CarrierProbe.h"
 #include "agent/EventLoop.h"
 #include "agent/LinkFeed.h"
+#include "agent/LinkProbe.h"
 #include "agent/LinkSource.h"
 #include "agent/NetlinkSocket.h"
 
@@ -44,7 +44,7 @@ class NetlinkLinkSource final : public LinkSource {
    EventLoop& loop_;
    int const receiveBuffer_;
    NetlinkSocket socket_;
-   CarrierProbe probe_;
+   LinkProbe probe_;
    std::optional< LinkFeed > feed_;
    std::uint32_t sequence_ = 0;
    int receiveErrors_ = 0; // In a row.

@@ -35,7 +35,7 @@ PortActs::askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason 
    if ( holdings_.isOverridden( link.index ) || hasFailed( link.index, false ) )
       return;
    Holding const* const holding = holdings_.find( link.index );
-   LinkRequest request{ .index = link.index, .up = false, .port = port };
+   LinkRequest request{ .index = link.index, .up = false, .port = port, .before = link };
    if ( holding ) {
       request.means = holding->means;
       request.reason = holding->reason;
@@ -181,7 +181,9 @@ PortActs::fallBack() {
    for ( LinkRequest& request : otherwise ) {
       states_[ request.index ].hasNoProtoDown = true;
       holdings_.erase( request.index );
-      request = { .index = request.index, .up = false, .port = request.port };
+      request = {
+         .index = request.index, .up = false, .port = request.port, .before = request.before
+      };
    }
    return otherwise;
 }

@@ -103,8 +103,8 @@ TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
 }
 
 TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
-   plug( { "u1", "d1", "d2" } );
-   ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1', 'd2'" ) ) );
+   plug( { "u1", "d1", "d2", "d3" } );
+   ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1', 'd2', 'd3'" ) ) );
    {
       Injection const refusal( ufdd, "sendto:error=EPERM" );
       set( "u1-far", false );
@@ -117,14 +117,15 @@ TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
    }
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
    set( "u1-far", true );
-   EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
-   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d2 released" ); } ) );
+   EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << ufdd.output();
+   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d3 released" ); } ) );
    {
       // Stops it when the act is recorded and still to come: it writes nothing before.
       Injection const stop( ufdd, "pwrite64:signal=STOP" );
       set( "u1-far", false );
-      ASSERT_TRUE( eventually( [ & ] { return recorded().ends_with( " d2\n" ); } ) );
+      ASSERT_TRUE( eventually( [ & ] { return recorded().ends_with( " d3\n" ); } ) );
       ip( "link del d1" );
+      set( "d3", false );
    }
    ufdd.signal( SIGCONT );
    EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
@@ -136,6 +137,7 @@ TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
    EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
    EXPECT_EQ( ufdd.end( SIGTERM ), 0 );
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
+   EXPECT_FALSE( hasLink( "d3-far" ) ) << "its administrator came first";
 }
 
 TEST_F( FaultTest, interruptedListIsReadAgain ) {

@@ -143,10 +143,15 @@ SimulatedKernel::answer( LinkRequest& request ) {
       request.error = ENODEV;
       return;
    }
-   request.before = request.after = *link;
+   bool const isAdmin = request.means == LinkRequest::Means::adminDown;
+   bool const glances = isAdmin && !request.up && request.before.name == link->name;
+   if ( glances && !request.onlyAsk )
+      request.before.adminUp = link->adminUp;
+   else
+      request.before = *link;
+   request.after = *link;
    if ( request.onlyAsk )
       return;
-   bool const isAdmin = request.means == LinkRequest::Means::adminDown;
    request.error = isAdmin || link->hasProtoDown ? link->refusal : EOPNOTSUPP;
    // The other refusals are answers to an act that was done, lost on the way.
    bool const isLost = request.error == ENOBUFS || request.error == ETIMEDOUT;
@@ -154,7 +159,7 @@ SimulatedKernel::answer( LinkRequest& request ) {
       return;
    act( *link, request );
    request.after = isLost ? Link() : *link;
-   if ( request.error == ETIMEDOUT )
+   if ( request.error == ETIMEDOUT && !glances )
       request.before = Link();
 }
 

@@ -1,4 +1,4 @@
-#include "agent/CarrierProbe.h"
+#include "agent/LinkProbe.h"
 
 #include <linux/ethtool.h>
 #include <linux/sockios.h>
@@ -13,26 +13,44 @@
 
 namespace Ufdd {
 
+namespace {
+
+ifreq
+requestFor( InterfaceName const& name ) {
+   ifreq request{};
+   std::memcpy( request.ifr_name, name.view().data(), name.view().size() );
+   return request;
+}
+
+} // namespace
+
 // Of a family that is always there and always allowed.
-CarrierProbe::CarrierProbe() : fd_( socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) ) {
+LinkProbe::LinkProbe() : fd_( socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) ) {
    if ( fd_ < 0 )
       throw std::system_error( errno, std::generic_category(),
                                "can't open a socket to ask drivers with" );
 }
 
-CarrierProbe::~CarrierProbe() {
+LinkProbe::~LinkProbe() {
    close( fd_ );
 }
 
 std::optional< bool >
-CarrierProbe::carrier( InterfaceName const& name ) const {
+LinkProbe::carrier( InterfaceName const& name ) const {
    ethtool_value answer{ ETHTOOL_GLINK, 0 };
-   ifreq request{};
-   std::memcpy( request.ifr_name, name.view().data(), name.view().size() );
+   ifreq request = requestFor( name );
    request.ifr_data = reinterpret_cast< char* >( &answer );
    if ( ioctl( fd_, SIOCETHTOOL, &request ) < 0 )
       return std::nullopt;
    return answer.data != 0;
+}
+
+std::optional< bool >
+LinkProbe::isAdminUp( InterfaceName const& name ) const {
+   ifreq request = requestFor( name );
+   if ( ioctl( fd_, SIOCGIFFLAGS, &request ) < 0 )
+      return std::nullopt;
+   return ( request.ifr_flags & IFF_UP ) != 0;
 }
 
 } // namespace Ufdd
