@@ -48,7 +48,7 @@ SimulatedKernel::carrier( InterfaceName const& name ) {
 void
 SimulatedKernel::ask( std::span< std::uint32_t const > indexes ) {
    for ( std::uint32_t const index : indexes )
-      if ( SimulatedLink* const link = find( index ) ) {
+      if ( SimulatedLink* const link = find( index ); link && !isDeaf ) {
          settleCarrier( *link );
          LinkDatagram answer;
          answer.link( RTM_NEWLINK, 0, ++sequence_, *link ).last()->nlmsg_pid = ownPort;

@@ -80,6 +80,7 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    // The time between two tellings of lost carriers.
    double holdBack = 0;
    std::size_t room = 1000; // For news.
+   bool isDeaf = false;     // Leaves questions about single links unanswered.
    // Called where anything can happen: before each act and between the parts of a list.
    std::function< void() > meanwhile = [] {};
 

@@ -76,6 +76,8 @@ Machine::apply( Event const& event ) {
       return kernel.overrun( on );
    if ( verb == "fullDisk" )
       ownership.isFull = on;
+   if ( verb == "deaf" )
+      kernel.isDeaf = on;
    if ( verb == "create" )
       create( name, event.b );
    if ( !kernel.contains( name ) )
@@ -181,7 +183,7 @@ Machine::endFaults() {
    }
    for ( auto& [ name, link ] : kernel.links() )
       link.refusal = 0;
-   ownership.isFull = false;
+   ownership.isFull = kernel.isDeaf = false;
 }
 
 void
