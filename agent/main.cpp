@@ -23,6 +23,17 @@ using Ufdd::ConfigFile;
 
 constexpr int releaseTries = 25;
 
+// They wait until the daemon takes them: it may have to open what a former one left shut, and to
+// end here would leave that as it is.
+void
+holdSignals() {
+   sigset_t signals;
+   sigemptyset( &signals );
+   for ( int const number : { SIGTERM, SIGINT, SIGUSR1, SIGHUP, SIGUSR2 } )
+      sigaddset( &signals, number );
+   sigprocmask( SIG_BLOCK, &signals, nullptr );
+}
+
 std::unique_ptr< Ufdd::BufferedLog >
 newLog() {
    if ( Ufdd::JournalLog::isWanted() )
@@ -73,6 +84,7 @@ withDaemon( Ufdd::DaemonOptions const& options, int tries, Action action ) {
 
 int
 run( Ufdd::DaemonOptions const& options ) {
+   holdSignals();
    ConfigFile const config = Ufdd::readConfigOfThisMachine( options.configFile );
    if ( !config.errors.empty() ) {
       print( config.errors );

@@ -5,11 +5,15 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <map>
 #include <set>
 #include <string>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 namespace Ufdd {
 namespace {
@@ -53,6 +57,26 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    former = Descriptor();
    EXPECT_EQ( release.wait(), 0 ) << release.output();
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << release.output();
+}
+
+TEST_F( LivingTest, opensThePortsWhenItIsStoppedBeforeItWatches ) {
+   plug( { "u1", "d1" } );
+   std::vector< std::string > const all = arguments( group( "a", "'u1'", "'d1'" ) );
+   ReadyUfdd former( all );
+   set( "u1-far", false );
+   ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << former.output();
+   EXPECT_EQ( former.end( SIGUSR1 ), 0 );
+   // It waits for its configuration.
+   std::signal( SIGPIPE, SIG_IGN );
+   std::filesystem::remove( config_->path() );
+   ASSERT_EQ( mkfifo( config_->path().c_str(), 0600 ), 0 );
+   Process ufdd( all );
+   std::ofstream config( config_->path() );
+   ufdd.signal( SIGTERM );
+   config << group( "a", "'u1'", "'d1'" );
+   config.close();
+   EXPECT_EQ( ufdd.wait(), 0 ) << ufdd.output();
+   EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
 }
 
 TEST_F( LivingTest, releaseKnowsOursByTheConfiguredReasonAlone ) {
