@@ -9,6 +9,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <exception>
+#include <fcntl.h>
 #include <iostream>
 #include <memory>
 #include <string>
@@ -22,6 +23,16 @@ namespace {
 using Ufdd::ConfigFile;
 
 constexpr int releaseTries = 25;
+
+// Where one is closed, what is opened next would have its place, and be written to as the log.
+void
+fillStandardDescriptors() {
+   int fd = 0;
+   do
+      fd = open( "/dev/null", O_RDWR );
+   while ( fd >= 0 && fd <= STDERR_FILENO );
+   close( fd );
+}
 
 // They wait until the daemon takes them: it may have to open what a former one left shut, and to
 // end here would leave that as it is.
@@ -98,6 +109,7 @@ run( Ufdd::DaemonOptions const& options ) {
 
 int
 main( int argc, char** argv ) {
+   fillStandardDescriptors();
    // A log that nobody reads any more is no reason to stop.
    std::signal( SIGPIPE, SIG_IGN );
 

@@ -79,6 +79,17 @@ TEST_F( LivingTest, opensThePortsWhenItIsStoppedBeforeItWatches ) {
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
 }
 
+TEST_F( LivingTest, logGoesNowhereElseWhereThereIsNone ) {
+   std::string command = std::string( "exec " ) + UFDD_PROGRAM;
+   for ( std::string const& argument : arguments( group( "a", "'u1'", "'d1'" ) ) )
+      command += " '" + argument + "'";
+   Process const ufdd( { "-c", command + " 0<&- 1>&- 2>&-" }, Process::Rights::all, "/bin/sh" );
+   ASSERT_TRUE(
+       eventually( [ & ] { return std::filesystem::exists( state_.path() + "/status" ); } ) );
+   EXPECT_EQ( std::filesystem::read_symlink( "/proc/" + std::to_string( ufdd.pid() ) + "/fd/2" ),
+              "/dev/null" );
+}
+
 TEST_F( LivingTest, releaseKnowsOursByTheConfiguredReasonAlone ) {
    if ( std::system( "ip link add x1 type vxlan dstport 0 id 1 2>/dev/null" ) != 0 )
       GTEST_SKIP() << "no interface that has protodown can be made here";
