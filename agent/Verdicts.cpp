@@ -14,11 +14,11 @@ using UplinkFailureDetection::Status;
 
 namespace {
 
-// "2.5 s"
+// "2.5 s", "86400 s"
 std::string
 seconds( double time ) {
    char text[ 32 ];
-   std::snprintf( text, sizeof text, "%.3g s", time );
+   std::snprintf( text, sizeof text, time < 100 ? "%.3g s" : "%.0f s", time );
    return text;
 }
 

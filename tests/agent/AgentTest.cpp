@@ -123,6 +123,14 @@ TEST_F( AgentTest, downDelayHidesWhatIsOverBefore ) {
    EXPECT_TRUE( takeLines().ends_with( "hidden by down_delay (3 times so far)\n" ) );
 }
 
+TEST_F( AgentTest, tellsLongDelaysInSeconds ) {
+   groups[ 0 ].policy.downDelay = 3600;
+   start();
+   uplinksAre( false );
+   EXPECT_NE( lines.find( "down_delay: its ports are shut in 3600 s" ), std::string::npos )
+       << lines;
+}
+
 TEST_F( AgentTest, dryRunOnlyTells ) {
    groups[ 0 ].policy.dryRun = true;
    start();
