@@ -26,14 +26,8 @@ Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, do
    if ( std::vector< std::uint32_t > const unsettled = links_.unsettled(); !unsettled.empty() )
       source.ask( unsettled );
    holder_.endAdoption();
-   for ( GroupSettings const& group : groups ) {
-      std::vector< Kelnet::IntfId > ports;
-      for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
-         if ( holder_.owns( port.key() ) )
-            ports.push_back( port.key() );
-      if ( !ports.empty() )
-         detector_.verdicts.assumeDown( group.config->name(), std::move( ports ) );
-   }
+   for ( GroupSettings const& group : groups )
+      assumeHeld( group );
    detector_.configure( groups );
    detector_.start();
    if ( startupHold > 0 )
@@ -45,12 +39,25 @@ Detector::Difference
 Agent::reload( std::vector< GroupSettings > const& groups ) {
    std::vector< Kelnet::IntfId > const ports = portsOf( groups );
    links_.watch( ports );
+   for ( GroupSettings const& group : groups )
+      if ( !detector_.config->group( group.config->name() ) )
+         assumeHeld( group );
    groupLog_.beginConfiguring();
    Detector::Difference const difference = detector_.configure( groups );
    groupLog_.endConfiguring();
    settle();
    links_.watchOnly( ports );
    return difference;
+}
+
+void
+Agent::assumeHeld( GroupSettings const& group ) {
+   std::vector< Kelnet::IntfId > ports;
+   for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
+      if ( holder_.owns( port.key() ) )
+         ports.push_back( port.key() );
+   if ( !ports.empty() )
+      detector_.verdicts.assumeDown( group.config->name(), std::move( ports ) );
 }
 
 void

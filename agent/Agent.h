@@ -54,6 +54,8 @@ class Agent {
    // The ports that the groups name.
    static std::vector< Kelnet::IntfId > portsOf( std::vector< GroupSettings > const& groups );
 
+   // What is held of the ports of a new group stays so, whatever its delays.
+   void assumeHeld( GroupSettings const& group );
    void settlePorts();
 
    PreludedLog log_;

@@ -44,16 +44,19 @@ void
 Verdicts::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
    Verdict& verdict = groups_[ group ];
    verdict.isDown = true;
-   verdict.assumed = std::move( ports );
+   verdict.only = std::move( ports );
+}
+
+bool
+Verdicts::Verdict::holds( Kelnet::IntfId port ) const {
+   return !only || std::find( only->begin(), only->end(), port ) != only->end();
 }
 
 template < class Action >
 void
 Verdicts::forEachPort( GroupConfig const& group, Verdict const& verdict, Action action ) {
-   auto const& assumed = verdict.assumed;
    for ( auto port = group.intfsToDisableIteratorConst(); port; ++port )
-      if ( assumed.empty() ||
-           std::find( assumed.begin(), assumed.end(), port.key() ) != assumed.end() )
+      if ( verdict.holds( port.key() ) )
          action( port.key() );
 }
 
@@ -62,8 +65,15 @@ Verdicts::handleTransition( Zet::Name const& group, LinkStatus before, LinkStatu
    downGroups_ += now == LinkStatus::down;
    downGroups_ -= before == LinkStatus::down;
    auto const at = groups_.try_emplace( group ).first;
-   at->second.seen = now;
-   at->second.since = Zet::now();
+   Verdict& verdict = at->second;
+   verdict.seen = now;
+   verdict.since = Zet::now();
+   if ( auto const config = config_.group( group );
+        config && verdict.isDown && now == LinkStatus::up && !verdict.only ) {
+      verdict.only.emplace();
+      for ( auto port = config->intfsToDisableIteratorConst(); port; ++port )
+         verdict.only->push_back( port.key() );
+   }
    open( at );
 }
 
@@ -112,8 +122,8 @@ Verdicts::evaluate( Groups::iterator group, double now ) {
    auto& [ name, verdict ] = *group;
    bool const wasTold = std::exchange( verdict.isTold, false );
    if ( !verdict.disagrees() ) {
-      if ( verdict.sawDown() && !std::exchange( verdict.assumed, {} ).empty() )
-         handleConfigured();
+      if ( verdict.sawDown() && verdict.only )
+         holdAll( name, verdict );
       if ( wasTold )
          line( name, std::string( verdict.isDown ? "was up" : "was down" ) + " for only " +
                          seconds( verdict.since - verdict.openSince ) + ", hidden by " +
@@ -138,6 +148,17 @@ Verdicts::evaluate( Groups::iterator group, double now ) {
 }
 
 void
+Verdicts::holdAll( Zet::Name const& name, Verdict& verdict ) {
+   bool holdsMore = false;
+   if ( auto const group = config_.group( name ) )
+      for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
+         holdsMore |= !verdict.holds( port.key() );
+   verdict.only.reset();
+   if ( holdsMore )
+      handleConfigured();
+}
+
+void
 Verdicts::reverse( Zet::Name const& name, Verdict& verdict ) {
    verdict.isDown = !verdict.isDown;
    ++count_;
@@ -156,7 +177,7 @@ Verdicts::reverse( Zet::Name const& name, Verdict& verdict ) {
       else if ( auto const at = holds_.find( port ); at != holds_.end() && --at->second == 0 )
          holds_.erase( at );
    } );
-   verdict.assumed.clear();
+   verdict.only.reset();
    if ( verdict.policy.dryRun )
       line( name, std::string( "dry_run, else ports would be " ) +
                       ( verdict.isDown ? "shut" : "released" ) + " now:" + ports );

@@ -27,8 +27,9 @@ class Verdicts final : private GroupTransitions::Listener {
 
    // Whether it is the one that the group had.
    bool policyIs( Zet::Name const& group, GroupPolicy const& policy );
-   // A former process held these ports of that group, perhaps for the sake of others: until the
-   // group is seen down, or has been up for its recovery_delay, it is down as far as they go.
+   // These ports of that group are held, by a former process or perhaps for the sake of others:
+   // until the group is seen down, or has been up for its recovery_delay, it is down as far as they
+   // go.
    // Requires: no status of the group is known yet.
    void assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports );
    // To be called after the groups' ports or policies have changed.
@@ -60,14 +61,17 @@ class Verdicts final : private GroupTransitions::Listener {
    struct Verdict {
       GroupPolicy policy;
       LinkStatus seen = LinkStatus::unknown;
-      double since = 0;                      // When it was first seen so.
-      bool isDown = false;                   // The verdict.
-      std::vector< Kelnet::IntfId > assumed; // While it is only assumed: the ports it holds.
-      bool isOpen = false;                   // Is in open_.
-      bool isTold = false;                   // That its delay runs.
-      double openSince = 0;                  // When that delay began.
-      unsigned int hidden = 0;               // How often what was seen was over before its delay.
+      double since = 0;    // When it was first seen so.
+      bool isDown = false; // The verdict.
+      // While the group is not seen down: the ports that it holds. What it is given meanwhile, and
+      // is open, stays so.
+      std::optional< std::vector< Kelnet::IntfId > > only;
+      bool isOpen = false;     // Is in open_.
+      bool isTold = false;     // That its delay runs.
+      double openSince = 0;    // When that delay began.
+      unsigned int hidden = 0; // How often what was seen was over before its delay.
 
+      bool holds( Kelnet::IntfId port ) const;
       bool disagrees() const { return seen != LinkStatus::unknown && isDown != sawDown(); }
       bool sawDown() const { return seen == LinkStatus::down; }
       double delay() const { return sawDown() ? policy.downDelay : policy.recoveryDelay; }
@@ -78,6 +82,8 @@ class Verdicts final : private GroupTransitions::Listener {
    void handleTransition( Zet::Name const& group, LinkStatus before, LinkStatus now ) override;
    void handleGroupGone( Zet::Name const& group ) override;
    void open( Groups::iterator group );
+   // It is seen down: it holds all of its ports.
+   void holdAll( Zet::Name const& name, Verdict& verdict );
    // Whether nothing is left to be done about the group.
    bool evaluate( Groups::iterator group, double now );
    // The ports of the group that its verdict, being down, holds.

@@ -131,6 +131,36 @@ TEST_F( AgentTest, tellsLongDelaysInSeconds ) {
        << lines;
 }
 
+TEST_F( AgentTest, reloadMovesNoPortForTheSakeOfADelay ) {
+   kernel.add( "d3" );
+   groups[ 0 ].policy.recoveryDelay = 10;
+   start();
+   uplinksAre( false );
+   uplinksAre( true );
+   takeActs();
+   // The group is up, though it waits to open its other ports.
+   groups[ 0 ].config->intfsToDisableIs( Kelnet::IntfId( "d3" ), true );
+   agent->reload( groups );
+   settle();
+   EXPECT_EQ( takeActs(), "" );
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d3" );
+   uplinksAre( true );
+   pass( 10 );
+   EXPECT_EQ( takeActs(), " +d1 +d2 +d3" );
+
+   // Another name for what is down.
+   uplinksAre( false );
+   takeActs();
+   groups = { { "h", { "u1", "u2" }, { "d1", "d2", "d3" } } };
+   groups[ 0 ].policy.downDelay = 5;
+   agent->reload( groups );
+   pass( 20 );
+   EXPECT_EQ( takeActs(), "" );
+   uplinksAre( true );
+   EXPECT_EQ( takeActs(), " +d1 +d2 +d3" );
+}
+
 TEST_F( AgentTest, dryRunOnlyTells ) {
    groups[ 0 ].policy.dryRun = true;
    start();
