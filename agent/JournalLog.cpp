@@ -69,7 +69,7 @@ JournalLog::~JournalLog() {
 
 void
 JournalLog::event( LogEvent const& event, std::string_view text ) {
-   if ( waiting_.size() >= maxWaiting ) {
+   if ( notTaken_ >= maxWaiting ) {
       ++dropped_;
       return;
    }
@@ -86,7 +86,9 @@ JournalLog::event( LogEvent const& event, std::string_view text ) {
 
 void
 JournalLog::flush() {
-   if ( send() && dropped_ > 0 ) {
+   bool const isTaken = send();
+   notTaken_ = waiting_.size();
+   if ( isTaken && dropped_ > 0 ) {
       line( std::to_string( std::exchange( dropped_, 0 ) ) +
             " lines were lost here: nobody read them" );
       send();

@@ -27,7 +27,9 @@ class JournalLog final : public BufferedLog {
    void flush() override;
 
  private:
-   static constexpr std::size_t maxWaiting = 512; // Lines.
+   // Lines that it did not take yet. Of what there is to say in one turn of the loop, nothing is
+   // dropped for its length.
+   static constexpr std::size_t maxWaiting = 512;
 
    // Sends what waits; false when the journal takes no more for now.
    bool send();
@@ -35,6 +37,7 @@ class JournalLog final : public BufferedLog {
    std::string const socket_;
    int const fd_;
    std::deque< std::string > waiting_; // A message each, as the journal takes it.
+   std::size_t notTaken_ = 0;          // Of these, by the last flush().
    std::size_t dropped_ = 0;
 };
 

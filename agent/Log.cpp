@@ -14,12 +14,11 @@ namespace Ufdd {
 
 void
 StreamLog::line( std::string_view text ) {
-   if ( waiting_.size() + linesSize_ > maxWaiting ) {
+   if ( waiting_.size() > maxWaiting ) {
       ++dropped_;
       return;
    }
    lines_.push_back( { timed_ ? wallNow() : 0, std::string( text ) } );
-   linesSize_ += text.size();
 }
 
 void
@@ -40,16 +39,17 @@ StreamLog::write() {
       waiting_.append( line.text ) += '\n';
    }
    lines_.clear();
-   linesSize_ = 0;
    pollfd writable{ fd_, POLLOUT, 0 };
-   while ( !waiting_.empty() && poll( &writable, 1, 0 ) == 1 && writable.revents & POLLOUT ) {
+   std::size_t done = 0;
+   while ( done < waiting_.size() && poll( &writable, 1, 0 ) == 1 && writable.revents & POLLOUT ) {
       // A pipe that can be written to takes that much without waiting.
-      std::size_t const size = std::min< std::size_t >( waiting_.size(), PIPE_BUF );
-      ssize_t const written = ::write( fd_, waiting_.data(), size );
+      std::size_t const size = std::min< std::size_t >( waiting_.size() - done, PIPE_BUF );
+      ssize_t const written = ::write( fd_, waiting_.data() + done, size );
       if ( written <= 0 )
-         return;
-      waiting_.erase( 0, static_cast< std::size_t >( written ) );
+         break;
+      done += static_cast< std::size_t >( written );
    }
+   waiting_.erase( 0, done );
 }
 
 } // namespace Ufdd

@@ -52,6 +52,8 @@ class StreamLog final : public BufferedLog {
    void flush() override;
 
  private:
+   // Bytes that were not read yet. Of what there is to say in one turn of the loop, nothing is
+   // dropped for its length.
    static constexpr std::size_t maxWaiting = 1 << 16;
 
    struct Line {
@@ -64,7 +66,6 @@ class StreamLog final : public BufferedLog {
    int const fd_;
    bool const timed_;
    std::vector< Line > lines_; // Since the last flush(), which writes out their times.
-   std::size_t linesSize_ = 0;
    std::string waiting_;
    std::size_t dropped_ = 0; // Lines, since the last that got through.
 };

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <fcntl.h>
 #include <string>
 #include <unistd.h>
@@ -38,6 +39,17 @@ TEST( StreamLog, doesNotWaitForAReaderThatIsStuck ) {
    close( ends[ 1 ] );
 }
 
+TEST( StreamLog, losesNothingOfALongTurn ) {
+   constexpr std::size_t lines = 4000;
+   std::FILE* const file = std::tmpfile();
+   StreamLog log( fileno( file ), false );
+   for ( std::size_t i = 0; i < lines; ++i )
+      log.line( std::string( 63, 'x' ) );
+   log.flush();
+   EXPECT_EQ( lseek( fileno( file ), 0, SEEK_CUR ), 64 * lines );
+   std::fclose( file );
+}
+
 TEST( JournalLog, sendsFieldsAndWaitsForNobody ) {
    std::string path;
    {
@@ -56,8 +68,15 @@ TEST( JournalLog, sendsFieldsAndWaitsForNobody ) {
       EXPECT_TRUE( inbox.receives( "UFD_GROUP=a\n" ) );
       EXPECT_TRUE( inbox.receives( "PRIORITY=3\nMESSAGE_ID=" ) );
       EXPECT_EQ( inbox.next(), "SYSLOG_IDENTIFIER=ufdd\nMESSAGE=plain\nPRIORITY=6\n" );
-      // A journal that is stuck for a while.
       constexpr unsigned long lines = 3000;
+      // A long turn, of which nothing is lost.
+      for ( unsigned long i = 0; i < lines; ++i )
+         log.line( "long" );
+      for ( unsigned long i = 0; i < lines; ++i ) {
+         log.flush();
+         ASSERT_TRUE( inbox.receives( "MESSAGE=long\n" ) ) << i;
+      }
+      // A journal that is stuck for a while.
       for ( unsigned long i = 0; i < lines; ++i ) {
          log.line( "x" );
          log.flush();
