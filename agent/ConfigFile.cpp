@@ -16,7 +16,6 @@
 #include <cstring>
 #include <map>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <system_error>
 
@@ -166,19 +165,23 @@ Reader::readSeconds( toml::table const& table, std::string_view key, double& sec
    toml::node const* const node = table.get( key );
    if ( !node )
       return;
-   std::optional< double > const number = node->value< double >();
-   if ( node->is_number() && number >= 0.0 && number <= max ) {
-      seconds = *number;
-      return;
-   }
+   double number = -1;
    std::ostringstream found;
-   if ( node->is_number() )
-      found << *number;
-   else
+   if ( auto const* const whole = node->as_integer() ) {
+      number = static_cast< double >( whole->get() );
+      found << whole->get();
+   } else if ( auto const* const fraction = node->as_floating_point() ) {
+      number = fraction->get();
+      found << number;
+   } else {
       found << typeOf( *node );
-   findings_.error( placeOf( *node ), "expected " + std::string( key ) +
-                                          " to be a number of seconds from 0 to 86400, not " +
-                                          found.str() );
+   }
+   if ( number >= 0 && number <= max )
+      seconds = number;
+   else
+      findings_.error( placeOf( *node ), "expected " + std::string( key ) +
+                                             " to be a number of seconds from 0 to 86400, not " +
+                                             found.str() );
 }
 
 void

@@ -117,15 +117,19 @@ disable = [ "e" ]
                     .groups.at( 0 )
                     .policy.dryRun );
    EXPECT_EQ(
-       parseConfig( "dry_run = 1\nstartup_hold = -0.5\n[[group]]\nname = \"a\"\nmonitor = []\n"
-                    "disable = []\nrecovery_delay = \"1s\"\ndown_delay = nan\n",
-                    "f" )
+       parseConfig(
+           "dry_run = 1\nstartup_hold = -0.5\n[[group]]\nname = \"a\"\nmonitor = []\n"
+           "disable = []\nrecovery_delay = \"1s\"\ndown_delay = nan\n[[group]]\nname = \"b\"\n"
+           "monitor = []\ndisable = []\ndown_delay = 9007199254740993\n",
+           "f" )
            .errors,
        ( Errors{
            "f:1:11: expected dry_run to be true or false, not a number",
            "f:2:16: expected startup_hold to be a number of seconds from 0 to 86400, not -0.5",
            "f:7:18: expected recovery_delay to be a number of seconds from 0 to 86400, not a text",
-           "f:8:14: expected down_delay to be a number of seconds from 0 to 86400, not nan" } ) );
+           "f:8:14: expected down_delay to be a number of seconds from 0 to 86400, not nan",
+           "f:13:14: expected down_delay to be a number of seconds from 0 to 86400, not "
+           "9007199254740993" } ) );
 }
 
 TEST( ConfigFile, findsWhatTheGroupsCannotMean ) {
