@@ -95,6 +95,29 @@ checkCount( GroupSettings const& group, Findings& findings ) {
                                          ", fewer than its min_links, " +
                                          std::to_string( minLinks ) +
                                          ": its ports are always shut" );
+   else if ( minLinks == 0 )
+      findings.warning( group.place, "group " + quoted( group.name() ) +
+                                         " has a min_links of 0: its ports are never shut" );
+   if ( group.disablePlaces.empty() )
+      findings.warning( group.place, "group " + quoted( group.name() ) +
+                                         " disables no port: it is only told how it is" );
+}
+
+// An uplink that goes with a port that is shut for it does not come back.
+void
+checkLower( SystemView const& system, GroupSettings const& group, Findings& findings ) {
+   std::map< std::string, std::string > uplinkOn; // By the interface that it runs on.
+   for ( auto const& [ uplink, place ] : group.monitorPlaces )
+      for ( std::string const& interface : system.interfacesOf( uplink ) )
+         if ( auto const at = system.runsOn.find( interface ); at != system.runsOn.end() )
+            for ( std::string const& lower : at->second )
+               uplinkOn.emplace( lower, uplink );
+   for ( auto const& [ port, place ] : group.disablePlaces )
+      for ( std::string const& interface : system.interfacesOf( port ) )
+         if ( auto const at = uplinkOn.find( interface ); at != uplinkOn.end() )
+            findings.warning( place, "the uplink " + quoted( at->second ) + " runs on " +
+                                         quoted( port ) +
+                                         ", which this group disables: once down, it may stay so" );
 }
 
 // What is in a group under two names would count twice, or be shut by what it is to tell of.
@@ -150,6 +173,7 @@ checkGroups( SystemView const& system, std::vector< GroupSettings > const& group
    for ( GroupSettings const& group : groups ) {
       checkCount( group, findings );
       checkNames( system, group, findings );
+      checkLower( system, group, findings );
       checkDefaultRoute( system, group, findings );
    }
 }

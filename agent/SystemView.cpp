@@ -78,6 +78,9 @@ struct Device {
    bool runsElsewhere = false; // On an interface of another network namespace.
    std::string kind;
    std::string name() const { return std::string( link.name.view() ); }
+   // The index of the device that it runs on, or 0. What the kernel calls the lower device of a
+   // veth is its other end.
+   std::uint32_t lower() const { return runsElsewhere || kind == "veth" ? 0 : runsOn; }
 };
 using Devices = std::map< std::uint32_t, Device >;
 
@@ -156,9 +159,7 @@ addWithLower( Devices const& devices, std::uint32_t index, std::set< std::string
    auto const at = devices.find( index );
    if ( at == devices.end() || !names.insert( at->second.name() ).second )
       return;
-   // What the kernel calls the lower device of a veth is its other end.
-   if ( !at->second.runsElsewhere && at->second.kind != "veth" )
-      addWithLower( devices, at->second.runsOn, names );
+   addWithLower( devices, at->second.lower(), names );
    for ( auto const& [ member, device ] : devices )
       if ( device.link.master == index )
          addWithLower( devices, member, names );
@@ -177,6 +178,10 @@ readSystem() {
          for ( auto const& [ member, other ] : devices )
             if ( other.link.master == index )
                own.insert( other.name() );
+      for ( auto lower = devices.find( device.lower() ); lower != devices.end();
+            lower = devices.find( lower->second.lower() ) )
+         if ( !view.runsOn[ device.name() ].insert( lower->second.name() ).second )
+            break;
       for ( std::string const& name : device.link.altNames )
          view.interfaces[ name ] = own;
    }

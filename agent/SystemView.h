@@ -11,6 +11,9 @@ struct SystemView {
    // By each of its names, alternative ones as well: an interface, and the members of one that is
    // a LAG (a bond or a team), by the name that each mainly has.
    std::map< std::string, std::set< std::string > > interfaces;
+   // By the name that an interface mainly has: the devices that it runs on, and these in their
+   // turn, as a VLAN does.
+   std::map< std::string, std::set< std::string > > runsOn;
    // The interfaces that the default route goes out of, and those that they run on: the device of
    // a VLAN, the members of a LAG or a bridge.
    std::set< std::string > defaultRoute;

@@ -139,8 +139,10 @@ TEST( ConfigFile, findsWhatTheGroupsCannotMean ) {
                         { "u1", { "u1" } },
                         { "u1-alias", { "u1" } },
                         { "d9-alias", { "d9" } } },
+                      {},
                       { "d9", "p2" } };
-   for ( std::string const name : { "d0", "d1", "d2", "d3", "u9" } )
+   system.runsOn = { { "v3", { "d3" } } };
+   for ( std::string const name : { "d0", "d1", "d2", "d3", "u9", "v3" } )
       system.interfaces[ name ] = { name };
    ConfigFile const config = parseConfig( R"([[group]]
 name = "a"
@@ -176,6 +178,11 @@ disable = [ "bond0" ]
 name = "member"
 monitor = [ "p2" ]
 disable = [ "x" ]
+[[group]]
+name = "vlan"
+monitor = [ "v3", "u9" ]
+disable = [ "d3" ]
+min_links = 0
 )",
                                           "f", &system );
    EXPECT_EQ(
@@ -193,8 +200,11 @@ disable = [ "x" ]
            R"(f:13:19: warning: "d9-alias" carries this machine's default route, which is lost while the port is shut)",
            R"(f:14:1: warning: group "end" monitors no interface: its ports are always shut)",
            R"(f:18:1: warning: group "off" monitors no interface: its ports are never shut)",
+           R"(f:18:1: warning: group "off" disables no port: it is only told how it is)",
            R"(f:29:13: note: no interface "x" yet)",
            R"(f:30:13: warning: "bond0" carries this machine's default route, which is lost while the port is shut)",
+           R"(f:35:1: warning: group "vlan" has a min_links of 0: its ports are never shut)",
+           R"(f:38:13: warning: the uplink "v3" runs on "d3", which this group disables: once down, it may stay so)",
        } ) );
 }
 

@@ -171,6 +171,7 @@ TEST_F( LivingTest, seesWhatTheDefaultRouteRunsOn ) {
    EXPECT_EQ( readSystem().defaultRoute, Names() );
    ip( "route add default dev m1" );
    EXPECT_EQ( readSystem().defaultRoute, ( Names{ "m1", "p1" } ) );
+   EXPECT_EQ( readSystem().runsOn, ( std::map< std::string, Names >{ { "m1", { "p1" } } } ) );
    ip( "addr add 10.9.9.1/24 dev br0" );
    ip( "route replace default nexthop dev m1 nexthop via 10.9.9.2 dev br0" );
    EXPECT_EQ( readSystem().defaultRoute, ( Names{ "m1", "p1", "br0", "p2" } ) );
