@@ -1,6 +1,7 @@
 #include "agent/Agent.h"
 
 #include "agent/Reflected.h"
+#include "agent/WallTime.h"
 #include "model/GroupStatus.h"
 #include "platform/zet/Clock.h"
 
@@ -114,9 +115,12 @@ Agent::statusLines() const {
    std::vector< std::string > lines;
    for ( auto group = detector_.status->groupIteratorConst(); group; ++group ) {
       auto const config = detector_.config->group( group->name() );
-      lines.push_back( "group " + std::string( group->name().view() ) + ": " +
-                       scalarsText( *reflected( Zet::Ptr< GroupStatus >( group.member() ) ) ) +
-                       "; uplinks: " + ( config ? detector_.uplinksOf( *config ) : "" ) );
+      double const time = group->prevDisabledTime();
+      lines.push_back(
+          "group " + std::string( group->name().view() ) + ": " +
+          scalarsText( *reflected( Zet::Ptr< GroupStatus >( group.member() ) ) ) +
+          ( time > 0 ? "; last disabled " + localTime( Moment::now().wallAt( time ) ) : "" ) +
+          "; uplinks: " + ( config ? detector_.uplinksOf( *config ) : "" ) );
    }
    return lines;
 }

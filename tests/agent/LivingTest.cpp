@@ -43,6 +43,7 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    ASSERT_TRUE( eventually(
        [ & ] { return ufdd.wrote( "group a: groupLinkStatus 'down', numTimesDisabled 1" ); } ) )
        << ufdd.output();
+   EXPECT_TRUE( ufdd.wrote( "; last disabled 20" ) );
 
    // Makes room; nobody follows, and somebody gives up for it.
    ufdd.signal( SIGUSR1 );
