@@ -42,7 +42,8 @@ fill( StatusStream& stream, StatusReplica const& replica, std::string const& soc
          throw std::runtime_error(
              "ufdd at " + socket + " closed the connection: " +
              ( replica.isGreeted() ? "it was stopped meanwhile; try again"
-                                   : "it serves no more clients at once; end another ufdctl" ) );
+                                   : "it ended, or serves no more clients at once; see whether "
+                                     "it runs, or end another ufdctl" ) );
 }
 
 void
