@@ -154,7 +154,8 @@ World::checkMemory() {
          link.wrongSince = 0;
       else if ( link.wrongSince == 0 )
          link.wrongSince = simulatedNow;
-      else if ( simulatedNow - link.wrongSince > 2 )
+      // For each question that is lost, links are read again a second later.
+      else if ( simulatedNow - link.wrongSince > 4 )
          complain( name + " is remembered, but open" );
    }
 }
