@@ -63,6 +63,13 @@ reconnect( StatusStream& stream ) {
    while ( stream.connect() || !stream.isServed() );
 }
 
+// A reader who has gone ends the process; a full disk does not.
+void
+requireOutput() {
+   if ( !std::cout.flush() )
+      throw std::runtime_error( "the output can't be written" );
+}
+
 [[noreturn]] void
 watch( std::string const& socket, Options const& options ) {
    StatusReplica replica;
@@ -72,8 +79,9 @@ watch( std::string const& socket, Options const& options ) {
    fill( stream, replica, socket );
    watcher.showStates();
    for ( ;; ) {
-      while ( stream.receive( 0 ) ) {
-      }
+      do
+         requireOutput();
+      while ( stream.receive( 0 ) );
       watcher.handleLoss( socket );
       reconnect( stream );
       watcher.handleResync( socket );

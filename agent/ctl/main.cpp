@@ -32,5 +32,9 @@ main( int argc, char** argv ) {
       std::cerr << "ufdctl: " << error.what() << '\n';
       return EXIT_FAILURE;
    }
+   if ( !std::cout.flush() ) {
+      std::cerr << "ufdctl: the output can't be written\n";
+      return EXIT_FAILURE;
+   }
    return EXIT_SUCCESS;
 }
