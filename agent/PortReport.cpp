@@ -91,11 +91,11 @@ PortReport::remedyOf( LinkRequest const& failure ) const {
       Link const* const link = links_.link( failure.index );
       std::string const set =
           "ip link set dev " + std::string( link ? link->name.view() : failure.port.name().view() );
-      return "open it with: " +
-             ( failure.means == Means::adminDown
-                   ? set + " up"
-                   : set + " protodown_reason " + std::to_string( failure.reason ) + " off && " +
-                         set + " protodown off" );
+      if ( failure.means == Means::adminDown )
+         return "open it with: " + set + " up";
+      // Whose protodown it was before, may want it still.
+      return "open it with: " + set + " protodown_reason " + std::to_string( failure.reason ) +
+             " off" + ( failure.means == Means::protoDown ? " && " + set + " protodown off" : "" );
    }
    switch ( failure.error ) {
    case EPERM:

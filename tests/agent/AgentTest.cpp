@@ -378,6 +378,13 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    EXPECT_EQ( kernel.link( "d1" ).protoDownReasons, 1u << 7 | 1u << 9 );
    EXPECT_TRUE( kernel.link( "d2" ).protoDown );
    EXPECT_EQ( kernel.link( "d2" ).protoDownReasons, 0u );
+   // Nor is anybody told to take it back.
+   uplinksAre( false );
+   kernel.link( "d2" ).refusal = EPERM;
+   takeLines();
+   EXPECT_FALSE( agent->release() );
+   EXPECT_TRUE( lines.ends_with( "open it with: ip link set dev d2 protodown_reason 5 off\n" ) )
+       << lines;
 }
 
 TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
