@@ -108,11 +108,12 @@ Daemon::handleTurnEnd() {
    routine_.settle();
    ticker_.intervalIs( routine_.tickMs() );
    manager_.statusIs( routine_.summary() );
-   log_.flush();
    if ( std::exchange( isAliveDue_, false ) )
       manager_.alive();
+   bool const isLogged = log_.flush();
+   bool const isTold = manager_.settle();
    double const next = routine_.nextTime();
-   wakeAt( manager_.settle() ? next : std::min( next, Zet::now() + tellAgainPause ) );
+   wakeAt( isLogged && isTold ? next : std::min( next, Zet::now() + tellAgainPause ) );
 }
 
 void

@@ -84,7 +84,7 @@ JournalLog::event( LogEvent const& event, std::string_view text ) {
    waiting_.push_back( std::move( message ) );
 }
 
-void
+bool
 JournalLog::flush() {
    bool const isTaken = send();
    notTaken_ = waiting_.size();
@@ -93,6 +93,7 @@ JournalLog::flush() {
             " lines were lost here: nobody read them" );
       send();
    }
+   return waiting_.empty();
 }
 
 bool

@@ -24,7 +24,7 @@ class JournalLog final : public BufferedLog {
 
    void line( std::string_view text ) override { event( {}, text ); }
    void event( LogEvent const& event, std::string_view text ) override;
-   void flush() override;
+   bool flush() override;
 
  private:
    // Lines that it did not take yet. Of what there is to say in one turn of the loop, nothing is

@@ -21,7 +21,7 @@ StreamLog::line( std::string_view text ) {
    lines_.push_back( { timed_ ? wallNow() : 0, std::string( text ) } );
 }
 
-void
+bool
 StreamLog::flush() {
    write();
    if ( dropped_ > 0 && waiting_.empty() ) {
@@ -29,6 +29,7 @@ StreamLog::flush() {
             " lines were lost here: nobody read them" );
       write();
    }
+   return waiting_.empty();
 }
 
 void

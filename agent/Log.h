@@ -39,7 +39,8 @@ class Log {
 // waits for a reader that is stuck: what doesn't fit is dropped and counted.
 class BufferedLog : public Log {
  public:
-   virtual void flush() = 0;
+   // False when something waits still: it is to be called again.
+   virtual bool flush() = 0;
 };
 
 // A log on a file descriptor.
@@ -49,7 +50,7 @@ class StreamLog final : public BufferedLog {
    StreamLog( int fd, bool timed ) : fd_( fd ), timed_( timed ) {}
 
    void line( std::string_view text ) override;
-   void flush() override;
+   bool flush() override;
 
  private:
    // Bytes that were not read yet. Of what there is to say in one turn of the loop, nothing is

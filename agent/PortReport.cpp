@@ -1,5 +1,6 @@
 #include "agent/PortReport.h"
 
+#include <cerrno>
 #include <cstring>
 
 namespace Ufdd {

@@ -5,7 +5,6 @@
 #include "agent/LinkDirectory.h"
 #include "agent/Log.h"
 
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -16,10 +15,11 @@ namespace Ufdd {
 // Tells in the log what was done about ports, and why.
 class PortReport {
  public:
-   // Of an act that the kernel reported as done, but that was not seen.
-   static constexpr int notSeen = ESTALE;
-   // Of an act that was not tried, because the interface is not the one that was shut.
-   static constexpr int otherHardware = EADDRNOTAVAIL;
+   // Errors that no errno value stands for. Of an act that the kernel reported as done, but that
+   // was not seen:
+   static constexpr int notSeen = -1;
+   // Of one that was not tried, because the interface is not the one that was shut.
+   static constexpr int otherHardware = -2;
 
    // Borrows: all three.
    PortReport( Detector const& detector, LinkDirectory const& links, Log& log )
