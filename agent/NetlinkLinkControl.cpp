@@ -35,8 +35,7 @@ putProtoDown( nlmsghdr& order, LinkRequest const& request ) {
 
 std::size_t
 putOrder( std::byte* room, LinkRequest const& request, std::uint32_t sequence ) {
-   LinkMessage const order =
-       beginLinkMessage( room, RTM_NEWLINK, NLM_F_REQUEST | NLM_F_ACK, sequence );
+   LinkMessage const order = beginLinkMessage( room, RTM_NEWLINK, NLM_F_REQUEST, sequence );
    order.info->ifi_index = static_cast< int >( request.index );
    if ( request.means == LinkRequest::Means::adminDown ) {
       order.info->ifi_flags = request.up ? IFF_UP : 0;
@@ -94,7 +93,7 @@ NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > requests ) {
    };
    int timeoutMs = answerTimeoutMs;
    for ( ;; ) {
-      // The answers to the last question come after all that is waited for.
+      // The answers to the first questions and to orders come before those that are waited for.
       bool const wait = std::any_of( requests.begin(), requests.end(), isUnanswered );
       auto const datagram = socket_.receive( wait ? timeoutMs : 0 );
       if ( !datagram )
@@ -150,18 +149,17 @@ NetlinkLinkControl::handleAnswer( nlmsghdr const& message, std::span< LinkReques
    if ( answered >= requests.size() )
       return;
    LinkRequest& request = requests[ answered ];
-   bool const isFirst = place % messagesEach == 0;
-   bool const answersOrder = place % messagesEach == 1;
-   if ( auto const link = linkOf( message ) ) {
-      ( isFirst ? request.before : request.after ) = *link;
-      if ( request.onlyAsk )
-         request.error = 0;
-      // The glance may have been at another link, which has come to have the name.
-      else if ( !isFirst && request.before.name != link->name )
-         request.before = {};
-   } else if ( ( answersOrder || request.onlyAsk ) && message.nlmsg_type == NLMSG_ERROR ) {
-      request.error = errorOf( message );
-   }
+   bool const isBefore = place % messagesEach == 0;
+   bool const isAfter = place % messagesEach == messagesEach - 1;
+   auto const link = linkOf( message );
+   if ( link )
+      ( isBefore ? request.before : request.after ) = *link;
+   // An order that was obeyed has no answer of its own.
+   if ( isAfter ? request.error == unanswered : !isBefore )
+      request.error = link ? 0 : errorOf( message );
+   // The glance may have been at another link, which has come to have the name.
+   if ( link && isAfter && !request.onlyAsk && request.before.name != link->name )
+      request.before = {};
 }
 
 } // namespace Ufdd
