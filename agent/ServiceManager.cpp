@@ -40,7 +40,10 @@ ServiceManager::statusIs( std::string const& status ) {
    if ( status == status_ )
       return;
    status_ = status;
-   tell( Subject::status, "STATUS=" + status );
+   // It takes no message of more than 4096 bytes, and there may be many names in it.
+   constexpr std::size_t room = 2048;
+   tell( Subject::status,
+         "STATUS=" + ( status.size() <= room ? status : status.substr( 0, room ) + "..." ) );
 }
 
 void
