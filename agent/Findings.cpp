@@ -10,6 +10,7 @@ Findings::lines( std::vector< Finding > findings ) const {
        findings.begin(), findings.end(),
        []( Finding const& left, Finding const& right ) { return left.place < right.place; } );
    std::vector< std::string > lines;
+   lines.reserve( findings.size() );
    for ( auto const& [ place, text ] : findings )
       lines.push_back( file_ + ':' + std::to_string( place.line ) + ':' +
                        std::to_string( place.column ) + ": " + text );

@@ -13,7 +13,7 @@ namespace Ufdd {
 struct Place {
    std::uint32_t line = 0;
    std::uint32_t column = 0;
-   auto operator<=>( Place const& ) const = default;
+   auto operator<=>( Place const& ) const = default; // NOLINT(modernize-use-nullptr)
 };
 
 // In double quotes.

@@ -9,7 +9,6 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace Ufdd {
 
@@ -26,13 +25,9 @@ requestFor( InterfaceName const& name ) {
 
 // Of a family that is always there and always allowed.
 LinkProbe::LinkProbe() : fd_( socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) ) {
-   if ( fd_ < 0 )
+   if ( !fd_ )
       throw std::system_error( errno, std::generic_category(),
                                "can't open a socket to ask drivers with" );
-}
-
-LinkProbe::~LinkProbe() {
-   close( fd_ );
 }
 
 std::optional< bool >
@@ -40,7 +35,7 @@ LinkProbe::carrier( InterfaceName const& name ) const {
    ethtool_value answer{ ETHTOOL_GLINK, 0 };
    ifreq request = requestFor( name );
    request.ifr_data = reinterpret_cast< char* >( &answer );
-   if ( ioctl( fd_, SIOCETHTOOL, &request ) < 0 )
+   if ( ioctl( fd_.fd(), SIOCETHTOOL, &request ) < 0 )
       return std::nullopt;
    return answer.data != 0;
 }
@@ -48,7 +43,7 @@ LinkProbe::carrier( InterfaceName const& name ) const {
 std::optional< bool >
 LinkProbe::isAdminUp( InterfaceName const& name ) const {
    ifreq request = requestFor( name );
-   if ( ioctl( fd_, SIOCGIFFLAGS, &request ) < 0 )
+   if ( ioctl( fd_.fd(), SIOCGIFFLAGS, &request ) < 0 )
       return std::nullopt;
    return ( request.ifr_flags & IFF_UP ) != 0;
 }

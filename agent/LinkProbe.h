@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/Descriptor.h"
 #include "agent/InterfaceName.h"
 
 #include <optional>
@@ -7,14 +8,11 @@
 namespace Ufdd {
 
 // Asks how an interface is without a message to the kernel, in the network namespace that the
-// process was in when this was made. Takes a microsecond.
+// process was in when this was made. Takes a microsecond or two.
 class LinkProbe {
  public:
    // Throws: std::system_error when there is no socket to ask with.
    LinkProbe();
-   ~LinkProbe();
-   LinkProbe( LinkProbe const& ) = delete;
-   LinkProbe& operator=( LinkProbe const& ) = delete;
 
    // As its driver says; none when that doesn't tell, or when there is no such interface. Where the
    // kernel was holding news of the interface back, they are on their way after it.
@@ -23,7 +21,7 @@ class LinkProbe {
    std::optional< bool > isAdminUp( InterfaceName const& name ) const;
 
  private:
-   int fd_;
+   Descriptor fd_;
 };
 
 } // namespace Ufdd

@@ -130,8 +130,8 @@ NetlinkLinkControl::sendBatch( std::span< LinkRequest > requests ) {
    socket_.send( std::span( batch_ ).first( size ) );
 }
 
-// That somebody has just shut it administratively is all that news can be behind with. A question
-// takes as long as a tenth of the order.
+// That somebody has just shut it administratively is all that matters here, and orders wait for the
+// answer to a question.
 bool
 NetlinkLinkControl::glance( LinkRequest& request ) const {
    bool const isEnough = request.before.index && !request.up && !request.onlyAsk &&
@@ -139,6 +139,8 @@ NetlinkLinkControl::glance( LinkRequest& request ) const {
    auto const isUp = isEnough ? probe_.isAdminUp( request.before.name ) : std::nullopt;
    if ( isUp )
       request.before.adminUp = *isUp;
+   else
+      request.before = {};
    return isUp.has_value();
 }
 

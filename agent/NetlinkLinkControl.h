@@ -38,7 +38,8 @@ class NetlinkLinkControl final : public LinkControl {
    // glance tells, and when all of the batch are done, for none is to wait for an answer about
    // another.
    void sendBatch( std::span< LinkRequest > requests );
-   // Brings what was known up to date, as far as it matters; false when it must be asked for.
+   // Brings what was known before up to date, as far as it matters; false when that must be asked
+   // for, and is not known until then.
    bool glance( LinkRequest& request ) const;
    void receiveAnswers( std::span< LinkRequest > requests );
    void handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests );

@@ -102,9 +102,9 @@ Routine::tellTroubles() {
 
 double
 Routine::nextTime() const {
-   return std::min( { agent_.nextTime().value_or( never ),
-                      statusServer_.nextTime().value_or( never ), readAgainAt_,
-                      troubles_ == 0 ? never : tellAgainAt_ } );
+   double const next = std::min( { agent_.nextTime().value_or( never ),
+                                   statusServer_.nextTime().value_or( never ), readAgainAt_ } );
+   return troubles_ == 0 ? next : std::min( next, tellAgainAt_ );
 }
 
 } // namespace Ufdd

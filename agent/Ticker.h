@@ -1,5 +1,7 @@
 #pragma once
 
+#include "agent/Descriptor.h"
+
 #include <cstdint>
 
 namespace Ufdd {
@@ -10,17 +12,14 @@ class Ticker {
  public:
    // It is off. Throws: std::system_error when the system has none, as intervalIs() does.
    Ticker();
-   ~Ticker();
-   Ticker( Ticker const& ) = delete;
-   Ticker& operator=( Ticker const& ) = delete;
 
-   int fd() const { return fd_; }
+   int fd() const { return fd_.fd(); }
    // 0 stops it.
    void intervalIs( std::uint32_t milliseconds );
    void take();
 
  private:
-   int fd_;
+   Descriptor fd_;
    std::uint32_t milliseconds_ = 0;
 };
 

@@ -70,9 +70,9 @@ Verdicts::handleTransition( Zet::Name const& group, LinkStatus before, LinkStatu
    verdict.since = Zet::now();
    if ( auto const config = config_.group( group );
         config && verdict.isDown && now == LinkStatus::up && !verdict.only ) {
-      verdict.only.emplace();
-      for ( auto port = config->intfsToDisableIteratorConst(); port; ++port )
-         verdict.only->push_back( port.key() );
+      std::vector< Kelnet::IntfId > held;
+      forEachPort( *config, verdict, [ & ]( Kelnet::IntfId port ) { held.push_back( port ); } );
+      verdict.only = std::move( held );
    }
    open( at );
 }

@@ -63,13 +63,6 @@ reconnect( StatusStream& stream ) {
    while ( stream.connect() || !stream.isServed() );
 }
 
-// A reader who has gone ends the process; a full disk does not.
-void
-requireOutput() {
-   if ( !std::cout.flush() )
-      throw std::runtime_error( "the output can't be written" );
-}
-
 [[noreturn]] void
 watch( std::string const& socket, Options const& options ) {
    StatusReplica replica;
@@ -101,6 +94,13 @@ add( CLI::App& app, std::string const& socket, std::string const& name, std::str
 }
 
 } // namespace
+
+// A reader who has gone ends the process.
+void
+requireOutput() {
+   if ( !std::cout.flush() )
+      throw std::runtime_error( "the output can't be written" );
+}
 
 void
 addShow( CLI::App& app, std::string const& socket ) {

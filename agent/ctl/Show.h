@@ -17,4 +17,8 @@ void addShow( CLI::App& app, std::string const& socket );
 // Throws, when it is run: as above; but once it was connected, it waits for ufdd to come back.
 void addWatch( CLI::App& app, std::string const& socket );
 
+// Writes out what was printed.
+// Throws: std::runtime_error when it can't be written, as on a full disk.
+void requireOutput();
+
 } // namespace Ufdd

@@ -54,6 +54,7 @@ lastDisabled( GroupStatus const& group, Moment const& now ) {
 throwUnknownGroup( Status const& status, std::string const& wanted ) {
    auto const all = groupsShown( status, "" );
    std::vector< std::string_view > names;
+   names.reserve( all.size() );
    for ( Group const& group : all )
       names.push_back( group->zetName().view() );
    auto const nearest = nearestWord( wanted, names );

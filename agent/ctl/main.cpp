@@ -26,14 +26,11 @@ main( int argc, char** argv ) {
    Ufdd::addDescribe( app );
    try {
       app.parse( argc, argv );
+      Ufdd::requireOutput();
    } catch ( CLI::ParseError const& error ) {
       return app.exit( error ) == EXIT_SUCCESS ? EXIT_SUCCESS : EX_USAGE;
    } catch ( std::exception const& error ) {
       std::cerr << "ufdctl: " << error.what() << '\n';
-      return EXIT_FAILURE;
-   }
-   if ( !std::cout.flush() ) {
-      std::cerr << "ufdctl: the output can't be written\n";
       return EXIT_FAILURE;
    }
    return EXIT_SUCCESS;

@@ -82,7 +82,7 @@ TEST( Simulation, DaemonDoesNotGrow ) {
       world.forget();
       used[ round / half ] = mallinfo2().uordblks;
    }
-   EXPECT_LT( used[ 1 ], used[ 0 ] + 4096 );
+   EXPECT_LT( used[ 1 ], used[ 0 ] + 2048 );
 }
 
 } // namespace

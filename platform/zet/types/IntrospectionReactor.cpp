@@ -29,7 +29,9 @@ IntrospectionReactor::global() {
 
 void
 IntrospectionReactor::globalIs( Ptr< IntrospectionReactor > reactor ) {
-   current() = reactor ? std::move( reactor ) : first();
+   if ( !reactor )
+      reactor = first();
+   current() = std::move( reactor );
 }
 
 bool
