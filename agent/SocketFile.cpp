@@ -45,7 +45,16 @@ SocketFile::SocketFile( std::string path ) : path_( std::move( path ) ) {
 }
 
 SocketFile::~SocketFile() {
-   unlink( path_.c_str() );
+   // It may be another's by now.
+   if ( isThere() )
+      unlink( path_.c_str() );
+}
+
+bool
+SocketFile::isThere() const {
+   struct stat file {};
+   return lstat( path_.c_str(), &file ) == 0 && file.st_dev == file_.st_dev &&
+          file.st_ino == file_.st_ino;
 }
 
 void
@@ -99,7 +108,7 @@ SocketFile::listen() {
    if ( bind( listener_.fd(), reinterpret_cast< sockaddr const* >( &address ), sizeof address ) <
             0 ||
         ::listen( listener_.fd(), SOMAXCONN ) < 0 ||
-        fcntl( listener_.fd(), F_SETFL, O_NONBLOCK ) < 0 )
+        fcntl( listener_.fd(), F_SETFL, O_NONBLOCK ) < 0 || lstat( path_.c_str(), &file_ ) < 0 )
       fail( errno, "can't listen on " + path_ );
 }
 

@@ -3,6 +3,7 @@
 #include "agent/Descriptor.h"
 
 #include <string>
+#include <sys/stat.h>
 
 namespace Ufdd {
 
@@ -20,6 +21,8 @@ class SocketFile {
    SocketFile& operator=( SocketFile const& ) = delete;
 
    std::string const& path() const { return path_; }
+   // Whether the path still leads here: its file or directory may have been removed.
+   bool isThere() const;
    // Accepting from it does not wait.
    int fd() const { return listener_.fd(); }
 
@@ -32,6 +35,7 @@ class SocketFile {
    std::string const path_;
    Descriptor lock_;
    Descriptor listener_;
+   struct stat file_ {};
 };
 
 } // namespace Ufdd

@@ -102,8 +102,7 @@ StatusServer::pauseAccepting( int error ) {
 
 void
 StatusServer::settle() {
-   if ( listenAgainAt_ && Zet::now() >= *listenAgainAt_ )
-      listen();
+   lookAfterSocket();
    for ( auto const& client : clients_ ) {
       bool const hadUnsent = client->unsentSize() != 0;
       client->send();
@@ -116,6 +115,22 @@ StatusServer::settle() {
    }
    if ( std::erase_if( clients_, []( auto const& client ) { return client->hasEnded(); } ) != 0 )
       refusalIsTold_ = false;
+}
+
+// Without its file nobody finds the way. That is looked for now and then, and wakes nobody.
+void
+StatusServer::lookAfterSocket() {
+   double const now = Zet::now();
+   if ( socket_ && now >= lookAt_ ) {
+      lookAt_ = now + listenPause;
+      if ( !socket_->isThere() ) {
+         log_.line( "status: " + path_ + " was removed; it is made anew" );
+         socket_.reset();
+         listenAgainAt_ = now;
+      }
+   }
+   if ( listenAgainAt_ && now >= *listenAgainAt_ )
+      listen();
 }
 
 std::optional< double >

@@ -42,11 +42,12 @@ class StatusServer {
 
  private:
    static constexpr double acceptPause = 1;
-   static constexpr double listenPause = 3;
+   static constexpr double listenPause = 3; // Between looks at the file of the socket, too.
 
    void accept();
    void refuse();
    void pauseAccepting( int error );
+   void lookAfterSocket();
    void watch( int operation, int fd, std::uint32_t events, StatusClient* client ) const;
 
    std::string const path_;
@@ -61,6 +62,7 @@ class StatusServer {
    // No client is taken until then: there was no socket, or no descriptor for one.
    std::optional< double > listenAgainAt_;
    std::string listenError_; // As last told.
+   double lookAt_ = 0;
 };
 
 } // namespace Ufdd

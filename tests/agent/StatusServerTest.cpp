@@ -1,5 +1,6 @@
 #include "agent/StatusServer.h"
 
+#include "platform/zet/Clock.h"
 #include "tests/agent/Process.h"
 #include "tests/agent/StatusReader.h"
 #include "tests/attrlog/Connection.h"
@@ -7,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <deque>
+#include <filesystem>
 #include <fstream>
 #include <optional>
 #include <string>
@@ -135,6 +137,13 @@ TEST_F( StatusServerTest, aPathIsServedByOne ) {
    }
    serve();
    EXPECT_TRUE( isReplica( connected() ) ) << "in the place of a stale file";
+   std::filesystem::remove_all( directory.path() + "/run" );
+   static double now;
+   now = Zet::now() + 10;
+   Zet::clockIs( [] { return now; } );
+   settle();
+   Zet::clockIs( nullptr );
+   EXPECT_TRUE( isReplica( connected() ) ) << "in the place of one that was removed";
    server.reset();
    std::ofstream( path ) << "somebody's";
    serve();
