@@ -118,8 +118,13 @@ LinkFeed::handleNews( nlmsghdr const& message ) {
 void
 LinkFeed::handleDumpEnd( nlmsghdr const& message ) {
    int const error = errorOf( message );
-   if ( error != 0 && !isPassing( error ) )
-      throw std::system_error( error, std::generic_category(), noList );
+   // It is asked for again when it seems overdue.
+   if ( error != 0 && !isPassing( error ) ) {
+      std::system_error const refusal( error, std::generic_category(), noList );
+      if ( ++refusals_ == maxRefusals )
+         throw refusal;
+      return handleTrouble( refusal.what() );
+   }
    if ( error != 0 || state_ == State::spoilt ) {
       state_ = State::lost;
       return;
@@ -136,6 +141,7 @@ LinkFeed::handleDumpEnd( nlmsghdr const& message ) {
    std::erase_if( said_, []( Link const& link ) { return link.name.empty(); } );
    state_ = State::live;
    isTroubled_ = false;
+   refusals_ = 0;
    listener_.handleLinks( said_ );
 }
 

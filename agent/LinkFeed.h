@@ -19,6 +19,9 @@ namespace Ufdd {
 class LinkFeed {
  public:
    static constexpr double dumpPatience = 1; // In seconds.
+   // In a row, other than for the moment. Without a list nothing is known of any link, so that it
+   // is better to end than to go on.
+   static constexpr int maxRefusals = 5;
 
    // `ownPort` is the port number of the socket.
    explicit LinkFeed( LinkListener& listener, std::uint32_t ownPort = 0 )
@@ -41,7 +44,7 @@ class LinkFeed {
    // A dump was asked for, under that sequence number.
    void handleDumpAsked( std::uint32_t sequence );
    // What the socket received, and the port number of who sent it.
-   // Throws: std::system_error when the kernel refuses the dump, other than for the moment.
+   // Throws: std::system_error when the kernel refuses the dump for good.
    void handleDatagram( std::uint32_t sender, std::span< std::byte const > datagram );
    // The socket dropped messages, or cut one.
    void handleLoss();
@@ -66,6 +69,7 @@ class LinkFeed {
    bool hasNews_ = false;
    std::string trouble_;
    bool isTroubled_ = false; // Until all links are known again.
+   int refusals_ = 0;
    State state_ = State::lost;
    std::uint32_t dumpSequence_ = 0;
    double dumpMovedAt_ = 0; // When it was asked for, or a part of it came.

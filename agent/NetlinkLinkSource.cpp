@@ -1,6 +1,7 @@
 #include "agent/NetlinkLinkSource.h"
 
 #include "agent/LinkMessage.h"
+#include "platform/zet/Clock.h"
 
 #include <linux/rtnetlink.h>
 
@@ -13,7 +14,8 @@ namespace Ufdd {
 
 namespace {
 
-constexpr int startTries = 5;
+// In seconds. Longer than a list of many thousand links takes.
+constexpr double startPatience = 10;
 // More in a row are no passing errors.
 constexpr int maxReceiveErrors = 100;
 // As many as the receive buffer holds, so that what waited there is acted on as one change, and not
@@ -32,12 +34,12 @@ NetlinkLinkSource::start( LinkListener& listener ) {
    // Before the list is asked for, so that no change falls between the two.
    socket_.subscribe( RTNLGRP_LINK );
    askForDump();
-   for ( int tries = 0; !settle(); ) {
-      if ( receive( static_cast< int >( LinkFeed::dumpPatience * 1000 ) ) )
-         tries = 0;
-      else if ( ++tries == startTries )
+   for ( double const end = Zet::now() + startPatience; !settle(); ) {
+      if ( Zet::now() > end )
          throw std::system_error( ETIMEDOUT, std::generic_category(),
-                                  "the kernel does not list the interfaces" );
+                                  "the interfaces could not be listed: the kernel does not answer, "
+                                  "or they change faster than they can be read" );
+      receive( static_cast< int >( LinkFeed::dumpPatience * 1000 ) );
    }
    loop_.onReadable< &NetlinkLinkSource::handleReadable >( socket_.fd(), *this );
 }
@@ -70,24 +72,24 @@ NetlinkLinkSource::takeTrouble() {
 
 bool
 NetlinkLinkSource::receive( int timeoutMs ) {
+   std::optional< NetlinkSocket::Datagram > datagram;
    try {
-      auto const datagram = socket_.receive( timeoutMs );
+      datagram = socket_.receive( timeoutMs );
       receiveErrors_ = 0;
-      if ( !datagram )
-         return false;
-      if ( datagram->lossy ) {
-         feed_->handleTrouble( "news of links were lost, there were too many at once" );
-         feed_->handleLoss();
-      } else
-         feed_->handleDatagram( datagram->sender, datagram->bytes );
-      return true;
    } catch ( std::system_error const& error ) {
       if ( ++receiveErrors_ == maxReceiveErrors )
          throw;
       feed_->handleTrouble( error.what() );
       feed_->handleLoss();
-      return false;
    }
+   if ( !datagram )
+      return false;
+   if ( datagram->lossy ) {
+      feed_->handleTrouble( "news of links were lost, there were too many at once" );
+      feed_->handleLoss();
+   } else
+      feed_->handleDatagram( datagram->sender, datagram->bytes );
+   return true;
 }
 
 void

@@ -130,6 +130,12 @@ TEST_F( LinkFeedTest, refusedDumpIsRepeatedOrAnError ) {
       refuse( passing );
       EXPECT_TRUE( feed.dumpWanted() );
    }
+   for ( int refusals = 1; refusals < LinkFeed::maxRefusals; ++refusals ) {
+      feed.handleDumpAsked( dumpSequence );
+      refuse( EPERM );
+      EXPECT_FALSE( feed.dumpWanted() ) << "for a while";
+   }
+   EXPECT_NE( feed.takeTrouble().find( "not permitted" ), std::string::npos );
    feed.handleDumpAsked( dumpSequence );
    EXPECT_THROW( refuse( EPERM ), std::system_error );
 }
