@@ -34,4 +34,6 @@ if(UFD_SANITIZE)
 else()
   # A library that misses a symbol is found out when it is built.
   add_link_options(LINKER:-z,defs)
+  # Bound when it is loaded, and read-only from then on: nothing is looked up while ports wait.
+  add_link_options(LINKER:-z,now)
 endif()
