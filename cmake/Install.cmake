@@ -17,6 +17,10 @@ write_basic_package_version_file(
 install(FILES ${PROJECT_BINARY_DIR}/UplinkFailureDetectionConfigVersion.cmake
         DESTINATION ${package_dir})
 
+# By way of its own place, so that it is right wherever the files are installed or moved to.
+file(RELATIVE_PATH UFD_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+file(RELATIVE_PATH UFD_LIBDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
+file(RELATIVE_PATH UFD_INCLUDEDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})
 configure_file(cmake/UplinkFailureDetection.pc.in UplinkFailureDetection.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/UplinkFailureDetection.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

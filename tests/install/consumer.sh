@@ -18,10 +18,9 @@ echo "built and ran through the CMake package"
 
 export PKG_CONFIG_PATH
 PKG_CONFIG_PATH=$(dirname "$(find "$work/installed" -name UplinkFailureDetection.pc)")
-prefix=--define-variable=prefix="$work/installed"
-libdir=$(pkg-config "$prefix" --variable=libdir UplinkFailureDetection)
+libdir=$(pkg-config --variable=libdir UplinkFailureDetection)
 # shellcheck disable=SC2046 # the words of pkg-config are words
-c++ "$work/consumer/main.cpp" $(pkg-config "$prefix" --cflags --libs UplinkFailureDetection) \
+c++ "$work/consumer/main.cpp" $(pkg-config --cflags --libs UplinkFailureDetection) \
   -Wl,-rpath,"$libdir" -o "$work/through-pkg-config"
 "$work/through-pkg-config"
 echo "built and ran through pkg-config"
