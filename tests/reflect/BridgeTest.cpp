@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <memory>
+
 namespace Tests {
 
 namespace {
@@ -23,6 +25,26 @@ class Teller : public Zet::GenericIf::Watcher {
 
    Zet::Ptr< Zet::GenericIf > interface;
    Log told;
+};
+
+// Drops, when it is told of anything, another watcher, then the interface.
+struct Dropper : Zet::GenericIf::Watcher {
+   explicit Dropper( Zet::Ptr< Zet::GenericIf > const& on ) : interface( on ) {
+      on->watcherIs( *this );
+      other = std::make_unique< Teller >( on );
+   }
+   void onAttribute( Zet::AttributeId ) override { drop(); }
+   void onAttributeAt( Zet::AttributeId, Zet::Ptr< Zet::GenericIf > const& ) override { drop(); }
+   void drop() {
+      ++times;
+      other.reset();
+      interface->watcherDel( *this );
+      interface = nullptr;
+   }
+
+   int times = 0;
+   Zet::Ptr< Zet::GenericIf > interface;
+   std::unique_ptr< Teller > other;
 };
 
 } // namespace
@@ -75,6 +97,20 @@ TEST( NotificationBridge, EveryEntityTells ) {
    EXPECT_EQ( Log{ "258 at 'h'" }, status.take() );
    EXPECT_EQ( ( Log{ "258", "259", "260" } ), groupStatus.take() );
    EXPECT_EQ( Log{ "258" }, root.take() );
+}
+
+TEST( NotificationBridge, AWatcherMayDropOthersAndTheInterface ) {
+   ReflectedWorld const world;
+   Dropper atOnce( world.of( "group" ) );
+   world.group->minLinksIs( 3 );
+   EXPECT_EQ( 1, atOnce.times );
+
+   Dropper later( world.of( "group" ) );
+   later.interface->isDeferringIs( true );
+   world.group->intfsToMonitorIs( intf( "e7" ), true );
+   world.group->intfsToDisableIs( intf( "d7" ), true );
+   later.interface->handleNotification( nullptr );
+   EXPECT_EQ( 1, later.times );
 }
 
 TEST( NotificationBridge, AZombieTellsNothing ) {

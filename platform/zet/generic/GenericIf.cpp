@@ -104,10 +104,14 @@ GenericIf::telling() {
    return *telling_;
 }
 
-// A copy, for they come and go while they are told.
-std::vector< GenericIf::Watcher* >
-GenericIf::watchers() const {
-   return telling_ ? telling_->watchers : std::vector< Watcher* >();
+template < class Tell >
+void
+GenericIf::tellWatchers( Tell tell ) {
+   // Watchers may come and go while they are told, and drop the interface.
+   Ptr< GenericIf > const self( this );
+   for ( Watcher* const watcher : std::vector( telling_->watchers ) )
+      if ( std::ranges::count( telling_->watchers, watcher ) != 0 )
+         tell( *watcher );
 }
 
 void
@@ -134,24 +138,19 @@ GenericIf::zetOnAttribute( AttributeId id, unsigned int& pending ) {
 void
 GenericIf::onAttribute( AttributeId id ) {
    if ( telling_ )
-      tellWatchers( id );
-}
-
-void
-GenericIf::tellWatchers( AttributeId id ) {
-   // A watcher may leave while it is told.
-   for ( Watcher* const watcher : watchers() )
-      watcher->onAttribute( id );
+      tellWatchers( [ & ]( Watcher& watcher ) { watcher.onAttribute( id ); } );
 }
 
 void
 GenericIf::onAttributeAt( AttributeId id, Ptr< GenericIf > const& key ) {
-   for ( Watcher* const watcher : watchers() )
-      watcher->onAttributeAt( id, key );
+   if ( telling_ )
+      tellWatchers( [ & ]( Watcher& watcher ) { watcher.onAttributeAt( id, key ); } );
 }
 
 void
 GenericIf::handleNotification( ActivityConfig* ) {
+   // Who is told may drop it.
+   Ptr< GenericIf > const self( this );
    for ( AttributeId const id : std::exchange( telling().pending, {} ) )
       handlePending( id );
 }

@@ -135,8 +135,7 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
    };
 
    Telling& telling();
-   std::vector< Watcher* > watchers() const;
-   void tellWatchers( AttributeId id );
+   template < class Tell > void tellWatchers( Tell tell );
 
    // Null where an object is reflected.
    ZetType const* valueType_ = nullptr;
