@@ -85,6 +85,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    uplinkFailureDetectionIntfSmNotify( Kelnet::IntfId,
                                        Zet::Ptr< UplinkFailureDetectionIntfSm > const& intfSm ) {
       intfSm->zetDoZombieReactors( true );
+      intfSm->groupSmDel();
    }
 
    using IntfSmCollection = Notify::KeyedCollection<

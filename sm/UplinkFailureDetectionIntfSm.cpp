@@ -53,7 +53,8 @@ UplinkFailureDetectionIntfSm::intfId() const noexcept {
 
 void
 UplinkFailureDetectionIntfSm::handleIntfStatus() {
-   groupSm_->doCheckIntfs();
+   if ( groupSm_ )
+      groupSm_->doCheckIntfs();
 }
 
 } // namespace UplinkFailureDetection

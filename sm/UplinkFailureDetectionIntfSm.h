@@ -36,9 +36,12 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm
    newEthIntfStatus( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus );
    // The watched interface; the empty id when there is none.
    Kelnet::IntfId intfId() const noexcept;
+   // Borrows: valid until the machine is removed from it; null from then on.
    UplinkFailureDetectionGroupSm* groupSm() const noexcept { return groupSm_; }
+   // Used by the group machine alone, which may go before whoever holds this does.
+   void groupSmDel() noexcept { groupSm_ = nullptr; }
 
-   // Requires: there is a group machine.
+   // Has the group machine, if there is one still, check itself.
    void handleIntfStatus();
 
    // The key under which the group machine keeps it: the interface at first, whatever it watches

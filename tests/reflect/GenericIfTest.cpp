@@ -129,6 +129,15 @@ root.uplinkFailureDetectionSm 0 = UplinkFailureDetectionSm
    EXPECT_TRUE( world.cause->intfStatus( intf( "d1" ) ) );
 }
 
+TEST( GenericIf, AChildThatOutlivesItsGroupMachineNamesNone ) {
+   ReflectedWorld const world;
+   auto const intfSm = world.of( "intfSm" );
+   EXPECT_EQ( "UplinkFailureDetectionGroupSm", done( *intfSm, "groupSm 0" ) );
+   world.config->groupDel( "g" );
+   EXPECT_EQ( "null", done( *intfSm, "groupSm 0" ) );
+   EXPECT_EQ( "null", done( *intfSm, "handleIntfStatus 0 ()" ) );
+}
+
 TEST( GenericIf, RootMakesReplacesAndDropsItsMachine ) {
    ReflectedWorld const world;
    play( world, "root.uplinkFailureDetectionSm 129 = UplinkFailureDetectionSm\n"
