@@ -2,6 +2,7 @@
 #include "agent/Daemon.h"
 #include "agent/JournalLog.h"
 #include "agent/Log.h"
+#include "agent/StandardDescriptors.h"
 
 #include <CLI/CLI.hpp>
 
@@ -23,16 +24,6 @@ namespace {
 using Ufdd::ConfigFile;
 
 constexpr int releaseTries = 25;
-
-// Where one is closed, what is opened next would have its place, and be written to as the log.
-void
-fillStandardDescriptors() {
-   int fd = 0;
-   do
-      fd = open( "/dev/null", O_RDWR );
-   while ( fd >= 0 && fd <= STDERR_FILENO );
-   close( fd );
-}
 
 // They wait until the daemon takes them: it may have to open what a former one left shut, and to
 // end here would leave that as it is.
@@ -109,7 +100,7 @@ run( Ufdd::DaemonOptions const& options ) {
 
 int
 main( int argc, char** argv ) {
-   fillStandardDescriptors();
+   Ufdd::fillStandardDescriptors( O_RDWR );
    // A log that nobody reads any more is no reason to stop.
    std::signal( SIGPIPE, SIG_IGN );
 

@@ -1,5 +1,6 @@
 // ufdctl: shows what the detection library and a running ufdd have to tell.
 
+#include "agent/StandardDescriptors.h"
 #include "agent/StatusServer.h"
 #include "agent/ctl/Describe.h"
 #include "agent/ctl/Show.h"
@@ -8,12 +9,15 @@
 
 #include <cstdlib>
 #include <exception>
+#include <fcntl.h>
 #include <iostream>
 #include <string>
 #include <sysexits.h>
 
 int
 main( int argc, char** argv ) {
+   // Not to be written to: that there is no output is an error.
+   Ufdd::fillStandardDescriptors( O_RDONLY );
    CLI::App app( "Shows what the uplink failure detection has to tell.", "ufdctl" );
    app.set_version_flag( "--version", "ufdctl " UFDD_VERSION );
    app.require_subcommand( 1 );

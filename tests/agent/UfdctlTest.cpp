@@ -100,14 +100,16 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
 TEST_F( UfdctlTest, failsWhereItsOutputHasNoRoom ) {
    plug( { "u1", "d1" } );
    ReadyUfdd const ufdd( arguments( group( "a", "'u1'", "'d1'" ) ) );
-   for ( std::string const word : { "show", "watch", "describe" } ) {
-      std::string const command =
-          "exec " UFDCTL_PROGRAM " --socket " + socket() + " " + word + " >/dev/full";
-      Process full( { "-c", command }, Process::Rights::all, "/bin/sh" );
-      EXPECT_TRUE( eventually( [ & ] { return full.hasEnded(); } ) ) << word;
-      EXPECT_EQ( full.end( SIGTERM ), 1 ) << word;
-      EXPECT_EQ( full.output(), "ufdctl: the output can't be written\n" );
-   }
+   for ( std::string const word : { "show", "watch", "describe" } )
+      // Where it is closed, the socket must not be taken for it.
+      for ( std::string const output : { " >/dev/full", " >&-" } ) {
+         std::string const command =
+             "exec " UFDCTL_PROGRAM " --socket " + socket() + " " + word + output;
+         Process full( { "-c", command }, Process::Rights::all, "/bin/sh" );
+         EXPECT_TRUE( eventually( [ & ] { return full.hasEnded(); } ) ) << command;
+         EXPECT_EQ( full.end( SIGTERM ), 1 ) << command;
+         EXPECT_EQ( full.output(), "ufdctl: the output can't be written\n" );
+      }
 }
 
 TEST_F( UfdctlTest, watchesPortsWhereTheStatusCantBeServed ) {
