@@ -27,9 +27,17 @@ struct Options {
    bool asJson = false;
 };
 
+bool
+isSet( char const* variable ) {
+   char const* const value = std::getenv( variable );
+   return value && *value;
+}
+
 Colours
 coloursOfOutput() {
-   return isatty( STDOUT_FILENO ) && !std::getenv( "NO_COLOR" ) ? Colours::terminal : Colours::none;
+   bool const hasColours =
+       isatty( STDOUT_FILENO ) && isSet( "TERM" ) && std::getenv( "TERM" ) != std::string( "dumb" );
+   return hasColours && !isSet( "NO_COLOR" ) ? Colours::terminal : Colours::none;
 }
 
 // Connects for the first time and reads until the replica is in step.
