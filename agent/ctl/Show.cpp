@@ -113,9 +113,11 @@ requireOutput() {
 void
 addShow( CLI::App& app, std::string const& socket ) {
    add( app, socket, "show", "Prints how the groups of ufdd are",
-        "Prints for each group its link status, how many times its ports were disabled\n"
-        "since ufdd was started, and when last. With --json an object with the list\n"
-        "\"groups\", the times in UTC; null where a group never was disabled.\n\n"
+        "Prints for each group its link status, how many times it went down since ufdd\n"
+        "was started, also where a delay or dry_run kept its ports open, and when last.\n"
+        "A group that is down from the beginning has not gone down. With --json an\n"
+        "object with the list \"groups\", the times in UTC; null where a group never\n"
+        "went down.\n\n"
         "Exit status: 0; 1 when ufdd can't be reached or has no such group; 64 when the\n"
         "command line is wrong.",
         show );
