@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <stdexcept>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <system_error>
 
@@ -13,13 +14,20 @@ namespace Ufdd {
 
 namespace {
 
+bool
+isSocket( std::string const& path ) {
+   struct stat file {};
+   return stat( path.c_str(), &file ) == 0 && S_ISSOCK( file.st_mode );
+}
+
 std::string
-remedy( int error ) {
+remedy( int error, std::string const& path ) {
    switch ( error ) {
    case ENOENT:
       return "start ufdd, or name the socket that it was given by --socket";
    case ECONNREFUSED:
-      return "ufdd has ended without removing it; start ufdd";
+      return isSocket( path ) ? "ufdd has ended without removing it; start ufdd"
+                              : "it is no socket; name the one that ufdd was given by --socket";
    case EACCES:
       return "run ufdctl as root, or as a member of the group that owns the socket";
    default:
@@ -33,9 +41,11 @@ std::optional< std::string >
 StatusStream::connect() {
    replica_.begin();
    socket_ = unixStreamTo( path_ );
-   if ( !socket_ )
-      return "can't reach ufdd at " + path_ + ": " + std::generic_category().message( errno ) +
-             "; " + remedy( errno );
+   if ( !socket_ ) {
+      int const error = errno;
+      return "can't reach ufdd at " + path_ + ": " + std::generic_category().message( error ) +
+             "; " + remedy( error, path_ );
+   }
    auto const hello = replica_.hello();
    // A peer that has closed already is found out by reading.
    send( socket_.fd(), hello.data(), hello.size(), MSG_NOSIGNAL );

@@ -46,6 +46,9 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
                              ": No such file or directory; start ufdd, or name the socket that it "
                              "was given by --socket\n",
                          1 ) );
+   Process file( { "--socket", config_->path(), "show" }, Process::Rights::all, UFDCTL_PROGRAM );
+   EXPECT_EQ( file.wait(), 1 );
+   EXPECT_TRUE( file.wrote( "Connection refused; it is no socket" ) ) << file.output();
    std::optional< ReadyUfdd > ufdd( std::in_place, way );
    EXPECT_EQ( ufdctl( { "show" } ),
               std::pair( std::string( "GROUP  STATUS  TIMES DISABLED  LAST DISABLED\n"
