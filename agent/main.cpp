@@ -53,9 +53,9 @@ int
 check( std::string const& file ) {
    ConfigFile const config = Ufdd::readConfigOfThisMachine( file );
    print( config.errors );
-   print( config.warnings );
    if ( !config.errors.empty() )
       return EX_CONFIG;
+   print( config.warnings );
    std::cout << file << ": OK, " << config.groups.size()
              << ( config.groups.size() == 1 ? " group\n" : " groups\n" );
    return EXIT_SUCCESS;

@@ -17,6 +17,8 @@ TEST( Process, checkTellsWhetherTheConfigurationIsRight ) {
       Process bad( { way, wrong.path() } );
       EXPECT_EQ( bad.wait(), 78 );
       EXPECT_TRUE( bad.wrote( wrong.path() + ":4:1: unknown key \"disabled\"" ) );
+      // Of what could not be read, nothing is told.
+      EXPECT_FALSE( bad.wrote( "disables no port" ) ) << bad.output();
    }
    Process unclear( {} );
    EXPECT_EQ( unclear.wait(), 64 );
