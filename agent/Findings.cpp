@@ -14,6 +14,10 @@ Findings::lines( std::vector< Finding > findings ) const {
    for ( auto const& [ place, text ] : findings )
       lines.push_back( file_ + ':' + std::to_string( place.line ) + ':' +
                        std::to_string( place.column ) + ": " + text );
+   // What a text quotes from the file may have line breaks in it.
+   for ( std::string& line : lines )
+      std::replace_if(
+          line.begin(), line.end(), []( unsigned char c ) { return c < ' ' || c == 0x7f; }, '?' );
    return lines;
 }
 
