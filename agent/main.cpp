@@ -140,9 +140,10 @@ main( int argc, char** argv ) {
    app.footer( "Signals: SIGHUP reads the configuration again; SIGUSR2 writes the status of the\n"
                "groups to the log; SIGTERM stops and opens every port; SIGUSR1 stops and leaves\n"
                "the ports as they are, for the next ufdd.\n"
-               "Exit status: 0 when stopped by a signal with every port released, or\n"
-               "when the configuration is right; 78 when the configuration is wrong; 64 when\n"
-               "the command line is; 1 for anything else, with a line that says what." );
+               "Exit status: 0 when stopped by a signal, or done with --release, with every\n"
+               "port open that was to be opened, or when the configuration is right; 78 when\n"
+               "the configuration is wrong; 64 when the command line is; 1 for anything else,\n"
+               "with a line that says what." );
    try {
       app.parse( argc, argv );
    } catch ( CLI::ParseError const& error ) {
