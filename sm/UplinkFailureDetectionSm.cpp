@@ -108,6 +108,8 @@ UplinkFailureDetectionSm::handleGroup() {
    // An observer of what the groups write may drop this machine or its configuration.
    Zet::Ptr< UplinkFailureDetectionSm > const self( this );
    Zet::Ptr< Config const > const config = this->config();
+   if ( !config )
+      return;
    for ( auto at = config->groupIteratorConst(); at; ++at )
       handleGroup( at->name() );
 }
@@ -117,6 +119,8 @@ UplinkFailureDetectionSm::handleGroup( Zet::Name groupName ) {
    // An observer of what the group writes may drop this machine.
    Zet::Ptr< UplinkFailureDetectionSm > const self( this );
    Zet::Ptr< Config const > const config = this->config();
+   if ( !config )
+      return;
    trace( "handleGroup", "handleGroup( ", groupName, " )" );
    Zet::Ptr< GroupConfig const > const groupConfig = config->group( groupName );
    if ( groupConfig )

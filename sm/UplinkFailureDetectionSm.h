@@ -80,7 +80,7 @@ class ZET_EXPORT UplinkFailureDetectionSm
    }
 
    void handleInitialized();
-   // Brings every configured group, or one group, configured or not, in step.
+   // Brings every group, or one, configured or not, in step; does nothing without configuration.
    void handleGroup();
    void handleGroup( Zet::Name groupName );
 

@@ -98,6 +98,8 @@ TEST_F( Repointing, TheTopMachineHearsOfAnotherConfigurationFromThenOn ) {
    world_.sm()->configDel();
    EXPECT_EQ( world_.sm()->config(), nullptr );
    config->groupDel( name( 'k' ) );
+   world_.sm()->handleInitialized();
+   world_.sm()->handleGroup( name( 'k' ) );
    check( world_, { { "ungroup g", "", "g:up#0@0 h:down#0@0 k:down#0@0 |" } } );
 }
 
