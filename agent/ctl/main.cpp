@@ -31,6 +31,15 @@ main( int argc, char** argv ) {
    try {
       app.parse( argc, argv );
       Ufdd::requireOutput();
+   } catch ( CLI::RequiredError const& error ) {
+      // What was taken for a command is left over.
+      auto const left = app.remaining();
+      if ( left.empty() || left.front().starts_with( '-' ) )
+         app.exit( error );
+      else
+         std::cerr << "ufdctl: there is no command \"" << left.front()
+                   << "\"; \"ufdctl --help\" lists those that there are\n";
+      return EX_USAGE;
    } catch ( CLI::ParseError const& error ) {
       return app.exit( error ) == EXIT_SUCCESS ? EXIT_SUCCESS : EX_USAGE;
    } catch ( std::exception const& error ) {

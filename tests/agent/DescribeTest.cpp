@@ -48,6 +48,10 @@ TEST( Describe, findsATypeByEitherName ) {
        ufdctl( { "describe", "Confg" } ),
        std::pair( std::string( "ufdctl: there is no type \"Confg\"; did you mean Config?\n" ),
                   1 ) );
+   EXPECT_EQ( ufdctl( { "descibe", "Config" } ),
+              std::pair( std::string( "ufdctl: there is no command \"descibe\"; \"ufdctl --help\" "
+                                      "lists those that there are\n" ),
+                         64 ) );
 }
 
 } // namespace
