@@ -1,10 +1,10 @@
 #include "tests/sim/World.h"
+#include "tests/support/Allocations.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 #include <iostream>
-#include <malloc.h>
 #include <random>
 
 namespace Simulation {
@@ -80,7 +80,7 @@ TEST( Simulation, DaemonDoesNotGrow ) {
       world.apply( { "rest", 0, 0, none } );
       ASSERT_EQ( world.complaint(), "" );
       world.forget();
-      used[ round / half ] = mallinfo2().uordblks;
+      used[ round / half ] = Tests::allocatedBytes;
    }
    EXPECT_LT( used[ 1 ], used[ 0 ] + 2048 );
 }

@@ -7,6 +7,9 @@ namespace Tests {
 // How many times operator new has been called in this process. A memory checker that puts its own
 // in the place of ours has it stay at 0.
 extern std::size_t allocations;
+// How many bytes of those are in use. Those that free() keeps for the next time are not, though
+// mallinfo() takes them for it.
+extern std::size_t allocatedBytes;
 
 template < class Operation >
 std::size_t
