@@ -227,10 +227,10 @@ World::apply( Event const& event ) {
 void
 World::storm( Event const& event ) {
    readers_.apply( { "connect", event.b, 0, none } );
-   bool isServed = false;
+   bool const isServed = readers_.read( event.b ) && event.b & 4;
    for ( unsigned int i = 0; i < 60; ++i ) {
-      if ( i == 30 && event.b & 4 )
-         isServed = readers_.read( event.b );
+      if ( i == 30 && isServed )
+         readers_.read( event.b );
       for ( unsigned int uplink = 0; uplink < 4; ++uplink )
          machine_.apply( { "admin", uplink, i, none } );
       pass( 0.1 );
