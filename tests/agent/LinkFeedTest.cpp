@@ -26,11 +26,10 @@ struct Datagram : LinkDatagram {
       } );
       return *this;
    }
-   // With the flags of the header.
-   Datagram& listed( int index, std::string const& name, std::uint16_t flags = 0 ) {
+   Datagram& listed( int index, std::string const& name ) {
       link( RTM_NEWLINK, index, name, allUp );
       last()->nlmsg_seq = dumpSequence;
-      last()->nlmsg_flags = static_cast< std::uint16_t >( NLM_F_MULTI | flags );
+      last()->nlmsg_flags = NLM_F_MULTI;
       return *this;
    }
    Datagram& done() {
@@ -59,8 +58,8 @@ class LinkFeedTest : public testing::Test, public LinkListener {
    void receive( LinkDatagram const& datagram, std::uint32_t sender = 0 ) {
       feed.handleDatagram( sender, datagram.bytes );
    }
-   void refuse( int error, std::uint32_t sequence = dumpSequence ) {
-      receive( Datagram().add( NLMSG_ERROR, 0, sequence, [ & ]( LinkMessage message ) {
+   void refuse( int error ) {
+      receive( Datagram().add( NLMSG_ERROR, 0, dumpSequence, [ & ]( LinkMessage message ) {
          *reinterpret_cast< int* >( message.info ) = -error;
       } ) );
    }
@@ -87,24 +86,13 @@ TEST_F( LinkFeedTest, lastWordDuringADumpCounts ) {
    EXPECT_TRUE( feed.complete() );
 }
 
-TEST_F( LinkFeedTest, interruptedOrOverrunDumpIsRepeated ) {
-   feed.handleDumpAsked( dumpSequence );
-   receive( Datagram().listed( 5, "e5", NLM_F_DUMP_INTR ).done() );
-   EXPECT_TRUE( feed.dumpWanted() );
-   feed.handleDumpAsked( dumpSequence );
-   feed.handleLoss();
-   receive( Datagram().listed( 5, "e5" ) );
-   refuse( ENODEV, 99 );
-   EXPECT_FALSE( feed.dumpWanted() ) << "the kernel refuses a second dump before the end of one";
-   receive( Datagram().done() );
-   EXPECT_TRUE( feed.dumpWanted() );
+TEST_F( LinkFeedTest, endOfTheDumpBeforeIsThatOfALostOne ) {
    feed.handleDumpAsked( dumpSequence + 1 );
    receive( Datagram().done() );
-   EXPECT_FALSE( feed.complete() ) << "of the one before";
+   EXPECT_FALSE( feed.dumpWanted() || feed.complete() );
    feed.handleLoss();
    receive( Datagram().done() );
    EXPECT_TRUE( feed.dumpWanted() ) << "the answer to the question was among what was lost";
-   EXPECT_EQ( heard, "" );
 }
 
 TEST_F( LinkFeedTest, onlyWholeLinkMessagesOfTheKernelCount ) {
