@@ -17,6 +17,16 @@ operator new( std::size_t size ) {
    return memory;
 }
 
+// A memory checker's own would give out what the operator below does not take.
+void*
+operator new( std::size_t size, std::nothrow_t const& ) noexcept {
+   try {
+      return operator new( size );
+   } catch ( std::bad_alloc const& ) {
+      return nullptr;
+   }
+}
+
 void
 operator delete( void* memory ) noexcept {
    Tests::allocatedBytes -= malloc_usable_size( memory );
