@@ -148,7 +148,7 @@ TEST_F( KernelTest, namesComeAndGo ) {
    ip( "link add d2 index " + index + " type veth peer name d2-far" );
    ip( "link set d2-far up" );
    ip( "link set d3 netns " + otherNamespace() );
-   ip( "link set eth7 name u1" );
+   ASSERT_EQ( std::system( renaming( "eth7", "u1" ).c_str() ), 0 );
    EXPECT_TRUE( eventually(
        [ & ] { return ufdd.wrote( "down -> up, 1/1 up, min_links 1: uplink u1 is up" ); } ) );
    EXPECT_FALSE( hasLink( "d2-far" ) ) << "not shut by us";
@@ -171,7 +171,7 @@ TEST_F( KernelTest, interfacesGoAndComeBack ) {
       for ( auto const& [ go, come ] : std::vector< std::pair< std::string, std::string > >{
                 { del, "ip link add " + name + peer },
                 { del, "ip link add " + name + " index " + index + peer },
-                { "ip link set " + name + " name x", "ip link set x name " + name },
+                { renaming( name, "x" ), renaming( "x", name ) },
                 { "ip link set " + name + " netns " + otherNamespace(), fetch( name ) } } ) {
          bool const isUplink = name == "u1";
          set( "u1-far", isUplink );

@@ -132,6 +132,12 @@ class NetworkTest : public testing::Test {
          } ).join();
       return "/proc/" + std::to_string( getpid() ) + "/fd/" + std::to_string( otherFd_ );
    }
+   // What renames an interface; before Linux 6.2, one that is up can't be.
+   static std::string renaming( std::string const& from, std::string const& to ) {
+      std::string const act = "ip link set " + from + " name " + to;
+      return act + " 2>/dev/null || { ip link set " + from + " down && " + act +
+             " && ip link set " + to + " up; }";
+   }
    // Fetches an interface from there.
    std::string fetch( std::string const& name ) {
       return "nsenter --net=" + otherNamespace() + " ip link set " + name + " netns " +
