@@ -120,10 +120,10 @@ LinkFeed::handleDumpEnd( nlmsghdr const& message ) {
    int const error = errorOf( message );
    // It is asked for again when it seems overdue.
    if ( error != 0 && !isPassing( error ) ) {
-      std::system_error const refusal( error, std::generic_category(), noList );
       if ( ++refusals_ == maxRefusals )
-         throw refusal;
-      return handleTrouble( refusal.what() );
+         throw std::system_error( error, std::generic_category(), noList );
+      return handleTrouble( std::string( noList ) + ": " +
+                            std::generic_category().message( error ) );
    }
    if ( error != 0 || state_ == State::spoilt ) {
       state_ = State::lost;

@@ -25,7 +25,8 @@ class StatusServer {
    StatusServer( std::string path, Zet::Ptr< UplinkFailureDetection::Status > status, Log& log,
                  std::size_t unsentLimit = StatusClient::unsentLimit );
 
-   // Clients can come from now on. When that fails it is told, and settle() tries again.
+   // Clients can come from now on. When that fails, or the socket's file is removed later, it is
+   // told, and settle() tries again.
    // Throws: std::system_error, with the remedy, the first time and when somebody serves the path.
    void listen();
 
