@@ -58,17 +58,6 @@ beforeAllOthers( pid_t process ) {
       std::perror( "no real-time scheduling, so what else runs here counts" );
 }
 
-// As is whatever is started from here. A sleeping processor of a virtual machine may take 20 ms
-// to wake up, which would be counted as well: that of who looks on.
-void
-onOneProcessor() {
-   cpu_set_t one;
-   CPU_ZERO( &one );
-   CPU_SET( static_cast< std::size_t >( sched_getcpu() ), &one );
-   if ( sched_setaffinity( 0, sizeof one, &one ) < 0 )
-      std::perror( "not on one processor, so the waking of others counts" );
-}
-
 // Sees ports being shut and opened, as the kernel tells.
 class Ports {
  public:
@@ -241,7 +230,6 @@ main( int argc, char** argv ) {
       return EXIT_FAILURE;
    }
    beforeAllOthers( 0 );
-   onOneProcessor();
    try {
       measureCost();
       measureDelays( trials );
