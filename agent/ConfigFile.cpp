@@ -216,8 +216,7 @@ Reader::readName( toml::table const& table ) {
       return fail( *node, "the name of a group has at most " +
                               std::to_string( Zet::NboAttrLog::stringLimit ) + " bytes, not " +
                               std::to_string( name.size() ) );
-   if ( std::any_of( name.begin(), name.end(),
-                     []( unsigned char c ) { return c < ' ' || c == 0x7f; } ) )
+   if ( std::any_of( name.begin(), name.end(), isControl ) )
       return fail( *node, "the name of a group can't have control characters in it" );
    auto const [ first, isNew ] = groupPlaces_.try_emplace( name, placeOf( *node ) );
    if ( !isNew )

@@ -16,8 +16,7 @@ Findings::lines( std::vector< Finding > findings ) const {
                        std::to_string( place.column ) + ": " + text );
    // What a text quotes from the file may have line breaks in it.
    for ( std::string& line : lines )
-      std::replace_if(
-          line.begin(), line.end(), []( unsigned char c ) { return c < ' ' || c == 0x7f; }, '?' );
+      std::replace_if( line.begin(), line.end(), isControl, '?' );
    return lines;
 }
 

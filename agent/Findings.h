@@ -22,6 +22,12 @@ quoted( std::string_view text ) {
    return '"' + std::string( text ) + '"';
 }
 
+// A line break among them: it would end the line of the log that it is in.
+constexpr bool
+isControl( unsigned char byte ) {
+   return byte < ' ' || byte == 0x7f;
+}
+
 // What was found out about one file.
 class Findings {
  public:
