@@ -22,6 +22,8 @@ constexpr std::array< std::pair< Means, std::string_view >, 3 > meansWords{
 constexpr unsigned int maxReason = 31;
 constexpr char const* heldWord = "held";
 constexpr char const* overriddenWord = "overridden";
+// More than the words, three numbers and a name take.
+constexpr std::size_t maxLine = 128;
 
 // "protodown:5"
 bool
@@ -64,27 +66,32 @@ readHolding( std::string const& line ) {
 // Ports wait for it to be written: no streams and formats, whose code is cold then.
 std::string
 lineOf( Holding const& holding ) {
-   std::string line;
-   auto const append = [ &line ]( auto number, int base ) {
-      std::array< char, 20 > digits{};
-      auto const end =
-          std::to_chars( digits.data(), digits.data() + digits.size(), number, base ).ptr;
-      line.append( digits.data(), end );
+   std::array< char, maxLine > line{};
+   char* end = line.data();
+   auto const put = [ & ]( std::string_view text ) {
+      for ( char const c : text )
+         *end++ = c;
    };
-   line.append( holding.isOverridden ? overriddenWord : heldWord ).append( 1, ' ' );
-   append( holding.index, 10 );
-   line += ' ';
+   auto const putNumber = [ & ]( std::uint64_t number, int base ) {
+      end = std::to_chars( end, line.data() + line.size(), number, base ).ptr;
+   };
+   put( holding.isOverridden ? overriddenWord : heldWord );
+   put( " " );
+   putNumber( holding.index, 10 );
+   put( " " );
    for ( auto const& [ means, word ] : meansWords )
       if ( means == holding.means )
-         line += word;
+         put( word );
    if ( holding.means != Means::adminDown ) {
-      line += ':';
-      append( holding.reason, 10 );
+      put( ":" );
+      putNumber( holding.reason, 10 );
    }
-   line += ' ';
-   append( holding.address, 16 );
-   line.append( 1, ' ' ).append( holding.name.view() ).append( 1, '\n' );
-   return line;
+   put( " " );
+   putNumber( holding.address, 16 );
+   put( " " );
+   put( holding.name.view() );
+   put( "\n" );
+   return { line.data(), end };
 }
 
 } // namespace Ufdd

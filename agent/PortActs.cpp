@@ -88,11 +88,12 @@ PortActs::leaveAlone( std::uint32_t index, Kelnet::IntfId port ) {
 
 void
 PortActs::act() {
-   // What is urgent first, and as the ports are counted.
-   std::stable_sort(
-       requests_.begin(), requests_.end(), []( LinkRequest const& left, LinkRequest const& right ) {
-          return std::pair( left.up, left.index ) < std::pair( right.up, right.index );
-       } );
+   // What is urgent first, and as the ports are counted. Sorting takes memory, also for one.
+   auto const isBefore = []( LinkRequest const& left, LinkRequest const& right ) {
+      return std::pair( left.up, left.index ) < std::pair( right.up, right.index );
+   };
+   if ( !std::is_sorted( requests_.begin(), requests_.end(), isBefore ) )
+      std::stable_sort( requests_.begin(), requests_.end(), isBefore );
    apply();
    Requests otherwise = fallBack();
    handleAnswers();
