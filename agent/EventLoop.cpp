@@ -23,6 +23,9 @@ void
 EventLoop::Source::run() noexcept {
    try {
       call_( owner_ );
+      // Not by the loop, which would ask the kernel what else there is first: ports may wait.
+      if ( Source const* const end = loop_.turnEnd_; end && !loop_.isLeaving_ )
+         end->call_( end->owner_ );
    } catch ( ... ) {
       // Nothing may be thrown through the loop, which is C.
       loop_.failure_ = std::current_exception();
@@ -73,19 +76,6 @@ EventLoop::addSignal( int number, Source& source ) {
           "can't watch a signal" );
 }
 
-void
-EventLoop::addTurnEnd( Source& source ) {
-   auto const handler = []( sd_event_source*, void* userdata ) {
-      static_cast< Source* >( userdata )->run();
-      return 0;
-   };
-   check( sd_event_add_post( event_, &source.source_, handler, &source ),
-          "can't watch the end of a turn" );
-   // Before what else waits: under a storm of news the turn would never end otherwise.
-   check( sd_event_source_set_priority( source.source_, SD_EVENT_PRIORITY_IMPORTANT ),
-          "can't order the event sources" );
-}
-
 EventLoop::Source&
 EventLoop::addTimer( Source& source ) {
    auto const handler = []( sd_event_source*, std::uint64_t, void* userdata ) {
@@ -107,6 +97,7 @@ EventLoop::run() {
 
 void
 EventLoop::exit() {
+   isLeaving_ = true;
    check( sd_event_exit( event_, 0 ), "can't leave the event loop" );
 }
 

@@ -51,7 +51,7 @@ class EventLoop {
    }
    // Called whenever another handler has run, before the next one runs.
    template < auto Handler, class Owner > void onTurnEnd( Owner& owner ) {
-      addTurnEnd( source< Handler >( owner ) );
+      turnEnd_ = &source< Handler >( owner );
    }
    // A timer that is off. Valid until: the loop goes.
    template < auto Handler, class Owner > Source& timer( Owner& owner ) {
@@ -71,11 +71,12 @@ class EventLoop {
    }
    void addReadable( int fd, Source& source, Urgency urgency );
    void addSignal( int number, Source& source );
-   void addTurnEnd( Source& source );
    Source& addTimer( Source& source );
 
    sd_event* event_ = nullptr;
    std::deque< Source > sources_; // The loop's C interface holds their addresses.
+   Source* turnEnd_ = nullptr;
+   bool isLeaving_ = false;
    std::exception_ptr failure_;
 };
 
