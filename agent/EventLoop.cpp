@@ -35,7 +35,12 @@ EventLoop::Source::run() noexcept {
 
 void
 EventLoop::Source::fireIn( std::uint64_t microseconds ) {
-   check( sd_event_source_set_time_relative( source_, microseconds ), "can't set a timer" );
+   // Of the loop's own, relative times count from when it woke up, which may be a while ago.
+   timespec now{};
+   clock_gettime( CLOCK_MONOTONIC, &now );
+   std::uint64_t const nowUs = static_cast< std::uint64_t >( now.tv_sec ) * 1'000'000 +
+                               static_cast< std::uint64_t >( now.tv_nsec ) / 1000;
+   check( sd_event_source_set_time( source_, nowUs + microseconds ), "can't set a timer" );
    check( sd_event_source_set_enabled( source_, SD_EVENT_ONESHOT ), "can't start a timer" );
 }
 

@@ -49,7 +49,8 @@ class EventLoop {
    template < auto Handler, class Owner > void onSignal( int number, Owner& owner ) {
       addSignal( number, source< Handler >( owner ) );
    }
-   // Called whenever another handler has run, before the next one runs.
+   // Called whenever another handler has run, before the next one runs; not after exit(). There is
+   // one at most.
    template < auto Handler, class Owner > void onTurnEnd( Owner& owner ) {
       turnEnd_ = &source< Handler >( owner );
    }
