@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
-#include <cstdint>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -120,9 +119,7 @@ void
 Daemon::wakeAt( double time ) {
    if ( time == Routine::never || time == wakeTime_ )
       return;
-   // Rounded up: a timer that fires too early finds nothing to do.
-   double const seconds = std::max( time - Zet::now(), 0.0 );
-   wakeTimer_.fireIn( static_cast< std::uint64_t >( seconds * 1e6 ) + 1 );
+   wakeTimer_.fireAt( time );
    wakeTime_ = time;
 }
 
@@ -136,7 +133,7 @@ Daemon::handleTick() {
 void
 Daemon::handleWatchdogTime() {
    isAliveDue_ = true;
-   watchdogTimer_.fireIn( manager_.watchdogPeriod() / 2 );
+   watchdogTimer_.fireAt( Zet::now() + static_cast< double >( manager_.watchdogPeriod() ) / 2e6 );
 }
 
 void

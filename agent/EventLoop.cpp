@@ -3,6 +3,7 @@
 #include <systemd/sd-event.h>
 
 #include <csignal>
+#include <cstdint>
 #include <ctime>
 #include <system_error>
 #include <utility>
@@ -33,14 +34,12 @@ EventLoop::Source::run() noexcept {
    }
 }
 
+// Not so much later: the loop would count from when it woke up, which may be a while ago.
 void
-EventLoop::Source::fireIn( std::uint64_t microseconds ) {
-   // Of the loop's own, relative times count from when it woke up, which may be a while ago.
-   timespec now{};
-   clock_gettime( CLOCK_MONOTONIC, &now );
-   std::uint64_t const nowUs = static_cast< std::uint64_t >( now.tv_sec ) * 1'000'000 +
-                               static_cast< std::uint64_t >( now.tv_nsec ) / 1000;
-   check( sd_event_source_set_time( source_, nowUs + microseconds ), "can't set a timer" );
+EventLoop::Source::fireAt( double time ) {
+   // Rounded up: a timer that fires too early finds nothing to do.
+   check( sd_event_source_set_time( source_, static_cast< std::uint64_t >( time * 1e6 ) + 1 ),
+          "can't set a timer" );
    check( sd_event_source_set_enabled( source_, SD_EVENT_ONESHOT ), "can't start a timer" );
 }
 

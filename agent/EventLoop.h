@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <deque>
 #include <exception>
 
@@ -17,8 +16,9 @@ class EventLoop {
    // What a handler was added for.
    class Source {
     public:
-      // Makes a timer fire once, that much later. Requires: the source is a timer.
-      void fireIn( std::uint64_t microseconds );
+      // Makes a timer fire once, not before that time on the clock of Zet::now(); at once when it
+      // is over. Requires: the source is a timer.
+      void fireAt( double time );
 
     private:
       friend class EventLoop;

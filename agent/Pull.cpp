@@ -5,6 +5,7 @@
 #include "agent/LinkSource.h"
 #include "agent/NetlinkLinkControl.h"
 #include "agent/NetlinkLinkSource.h"
+#include "platform/zet/Clock.h"
 
 #include <CLI/CLI.hpp>
 
@@ -89,7 +90,7 @@ Pull::handleLink( Ufdd::Link const& link ) {
 bool
 Pull::run() {
    source_.start( *this );
-   loop_.timer< &Pull::handleTimeout >( *this ).fireIn( task_.milliseconds * 1000ull );
+   loop_.timer< &Pull::handleTimeout >( *this ).fireAt( Zet::now() + task_.milliseconds / 1e3 );
    Ufdd::LinkRequest request{ .index = if_nametoindex( task_.interface.c_str() ), .up = task_.up };
    begin_ = Clock::now();
    control_.apply( { &request, 1 } );
