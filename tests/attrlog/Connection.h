@@ -3,6 +3,7 @@
 #include "adapters/attrlog/ConfigLog.h"
 #include "adapters/attrlog/StatusLog.h"
 #include "tests/support/Entities.h"
+#include "tests/support/StateOf.h"
 
 #include <gtest/gtest.h>
 
@@ -137,34 +138,5 @@ template < class E > struct Connection {
    // How many bytes the reader has written.
    std::size_t echoed = 0;
 };
-
-// The attributes of the groups, for comparing two roots.
-inline std::string
-stateOf( Ufd::GroupConfig const& group ) {
-   std::ostringstream text;
-   text << group.zetName() << " minLinks " << group.minLinks() << " monitor";
-   group.intfsToMonitorMembers().forEach(
-       [ & ]( auto const& one ) { text << ' ' << one.zetKey() << '=' << one.value(); } );
-   text << " disable";
-   group.intfsToDisableMembers().forEach(
-       [ & ]( auto const& one ) { text << ' ' << one.zetKey() << '=' << one.value(); } );
-   return text.str();
-}
-
-inline std::string
-stateOf( Ufd::GroupStatus const& group ) {
-   std::ostringstream text;
-   text << group.zetName() << ' ' << group.groupLinkStatus() << ' ' << group.numTimesDisabled()
-        << ' ' << group.prevDisabledTime();
-   return text.str();
-}
-
-template < class E >
-std::string
-stateOf( E const& root ) {
-   std::string text;
-   root.groupMembers().forEach( [ & ]( auto const& one ) { text += stateOf( one ) + "\n"; } );
-   return text;
-}
 
 } // namespace Tests

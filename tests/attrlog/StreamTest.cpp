@@ -255,7 +255,7 @@ TEST( Output, refusesATextThatIsTooLong ) {
    connection.writer.adapter()->doThis();
    connection.settle();
    EXPECT_EQ( failures.texts.size(), 2u );
-   EXPECT_EQ( stateOf( *connection.reader.root ), "g minLinks 3 monitor disable\n" );
+   EXPECT_EQ( stateOf( *connection.reader.root ), "g { } { } 3\n" );
    EXPECT_EQ( root.groupMembers().count(), 2u );
 }
 
