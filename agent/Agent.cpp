@@ -1,7 +1,7 @@
 #include "agent/Agent.h"
 
-#include "agent/Reflected.h"
-#include "agent/WallTime.h"
+#include "agent/base/WallTime.h"
+#include "agent/reflected/Reflected.h"
 #include "model/GroupStatus.h"
 #include "platform/zet/Clock.h"
 

@@ -1,15 +1,15 @@
 #pragma once
 
-#include "agent/Detector.h"
-#include "agent/GroupLog.h"
-#include "agent/GroupSettings.h"
-#include "agent/LinkControl.h"
-#include "agent/LinkDirectory.h"
-#include "agent/LinkSource.h"
-#include "agent/Log.h"
-#include "agent/Ownership.h"
-#include "agent/PortHolder.h"
-#include "agent/PreludedLog.h"
+#include "agent/base/Log.h"
+#include "agent/config/GroupSettings.h"
+#include "agent/detect/Detector.h"
+#include "agent/detect/GroupLog.h"
+#include "agent/detect/LinkDirectory.h"
+#include "agent/detect/PreludedLog.h"
+#include "agent/kernel/LinkControl.h"
+#include "agent/kernel/LinkSource.h"
+#include "agent/ports/Ownership.h"
+#include "agent/ports/PortHolder.h"
 
 #include <optional>
 #include <string>

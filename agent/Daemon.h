@@ -1,16 +1,16 @@
 #pragma once
 
 #include "agent/Agent.h"
-#include "agent/ConfigFile.h"
-#include "agent/EventLoop.h"
-#include "agent/Log.h"
-#include "agent/NetlinkLinkControl.h"
-#include "agent/NetlinkLinkSource.h"
-#include "agent/OwnershipFile.h"
 #include "agent/Routine.h"
-#include "agent/ServiceManager.h"
-#include "agent/StatusServer.h"
-#include "agent/Ticker.h"
+#include "agent/base/EventLoop.h"
+#include "agent/base/Log.h"
+#include "agent/base/ServiceManager.h"
+#include "agent/base/Ticker.h"
+#include "agent/config/ConfigFile.h"
+#include "agent/kernel/NetlinkLinkControl.h"
+#include "agent/kernel/NetlinkLinkSource.h"
+#include "agent/ports/OwnershipFile.h"
+#include "agent/status/StatusServer.h"
 
 #include <string>
 

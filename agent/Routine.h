@@ -1,11 +1,11 @@
 #pragma once
 
 #include "agent/Agent.h"
-#include "agent/CarrierWatch.h"
-#include "agent/ConfigFile.h"
-#include "agent/LinkSource.h"
-#include "agent/Log.h"
-#include "agent/StatusServer.h"
+#include "agent/base/Log.h"
+#include "agent/config/ConfigFile.h"
+#include "agent/detect/CarrierWatch.h"
+#include "agent/kernel/LinkSource.h"
+#include "agent/status/StatusServer.h"
 
 #include <cstdint>
 #include <limits>

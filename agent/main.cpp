@@ -1,8 +1,8 @@
-#include "agent/ConfigFile.h"
 #include "agent/Daemon.h"
-#include "agent/JournalLog.h"
-#include "agent/Log.h"
-#include "agent/StandardDescriptors.h"
+#include "agent/base/JournalLog.h"
+#include "agent/base/Log.h"
+#include "agent/base/StandardDescriptors.h"
+#include "agent/config/ConfigFile.h"
 
 #include <CLI/CLI.hpp>
 

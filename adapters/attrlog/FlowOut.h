@@ -2,8 +2,8 @@
 
 #include "adapters/attrlog/SerializedRows.h"
 #include "platform/zet/Assert.h"
-#include "platform/zet/StreamAdapter.h"
 #include "platform/zet/attrlog/FlowOut.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/zet/StreamAdapter.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 
 namespace AttrLog {
 

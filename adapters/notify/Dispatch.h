@@ -3,7 +3,7 @@
 #include "platform/zet/AttributeId.h"
 #include "platform/zet/Expect.h"
 #include "platform/zet/SnapshotIterator.h"
-#include "platform/zet/StreamAdapter.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 
 #include <type_traits>
 

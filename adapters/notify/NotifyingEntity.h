@@ -4,8 +4,8 @@
 #include "adapters/notify/Dispatch.h"
 #include "platform/zet/Entity.h"
 #include "platform/zet/Export.h"
-#include "platform/zet/StreamAdapter.h"
 #include "platform/zet/ZetType.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 
 namespace Notify {
 

@@ -1,8 +1,8 @@
 #include "agent/ctl/Describe.h"
 
-#include "agent/AttributeKind.h"
-#include "agent/NearestWord.h"
+#include "agent/base/NearestWord.h"
 #include "agent/ctl/TextTable.h"
+#include "agent/reflected/AttributeKind.h"
 #include "platform/zet/types/IntrospectionReactor.h"
 #include "sm/Root.h"
 

@@ -1,9 +1,9 @@
 #include "agent/ctl/Show.h"
 
-#include "agent/ctl/StatusReplica.h"
 #include "agent/ctl/StatusReport.h"
 #include "agent/ctl/StatusStream.h"
 #include "agent/ctl/Watcher.h"
+#include "agent/status/StatusReplica.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,6 +1,6 @@
 #include "agent/ctl/StatusReport.h"
 
-#include "agent/NearestWord.h"
+#include "agent/base/NearestWord.h"
 #include "agent/ctl/TextTable.h"
 #include "model/GroupStatus.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/WallTime.h"
+#include "agent/base/WallTime.h"
 #include "model/Status.h"
 
 #include <string>

@@ -1,6 +1,6 @@
 #include "agent/ctl/StatusStream.h"
 
-#include "agent/UnixSocket.h"
+#include "agent/base/UnixSocket.h"
 
 #include <array>
 #include <cerrno>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/Descriptor.h"
-#include "agent/ctl/StatusReplica.h"
+#include "agent/base/Descriptor.h"
+#include "agent/status/StatusReplica.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #include "agent/ctl/Watcher.h"
 
-#include "agent/Observing.h"
+#include "agent/base/Observing.h"
 #include "agent/ctl/TextTable.h"
 
 #include <nlohmann/json.hpp>

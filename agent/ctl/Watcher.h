@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/WallTime.h"
+#include "agent/base/WallTime.h"
 #include "agent/ctl/StatusReport.h"
 #include "model/GroupStatus.h"
 #include "model/Status.h"

@@ -1,9 +1,9 @@
 // ufdctl: shows what the detection library and a running ufdd have to tell.
 
-#include "agent/StandardDescriptors.h"
-#include "agent/StatusServer.h"
+#include "agent/base/StandardDescriptors.h"
 #include "agent/ctl/Describe.h"
 #include "agent/ctl/Show.h"
+#include "agent/status/StatusServer.h"
 
 #include <CLI/CLI.hpp>
 

@@ -1,8 +1,8 @@
 // How late ufdd reacts to a loss of carrier that the kernel holds back, with and without asking,
 // and what the asking costs. Everything happens in a network namespace of its own.
 
-#include "agent/LinkMessage.h"
-#include "agent/NetlinkSocket.h"
+#include "agent/kernel/LinkMessage.h"
+#include "agent/kernel/NetlinkSocket.h"
 #include "tests/agent/Process.h"
 #include "tests/agent/Tap.h"
 

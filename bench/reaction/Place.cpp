@@ -1,6 +1,6 @@
 #include "bench/reaction/Place.h"
 
-#include "agent/LinkMessage.h"
+#include "agent/kernel/LinkMessage.h"
 
 #include <libmnl/libmnl.h>
 #include <linux/rtnetlink.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/NetlinkSocket.h"
+#include "agent/kernel/NetlinkSocket.h"
 #include "tests/agent/Process.h"
 #include "tests/agent/Tap.h"
 

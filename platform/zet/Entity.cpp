@@ -1,7 +1,7 @@
 #include "platform/zet/Entity.h"
 
-#include "platform/zet/StreamAdapter.h"
 #include "platform/zet/ZetType.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 
 namespace Zet {
 

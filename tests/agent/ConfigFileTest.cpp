@@ -1,6 +1,6 @@
-#include "agent/ConfigFile.h"
+#include "agent/config/ConfigFile.h"
 
-#include "agent/InterfaceName.h"
+#include "agent/base/InterfaceName.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/LinkMessage.h"
+#include "agent/kernel/LinkMessage.h"
 
 #include <libmnl/libmnl.h>
 #include <linux/if.h>

@@ -1,4 +1,4 @@
-#include "agent/LinkFeed.h"
+#include "agent/kernel/LinkFeed.h"
 
 #include "platform/zet/Clock.h"
 #include "tests/agent/LinkDatagram.h"

@@ -1,5 +1,5 @@
-#include "agent/Descriptor.h"
-#include "agent/SystemView.h"
+#include "agent/base/Descriptor.h"
+#include "agent/config/SystemView.h"
 #include "tests/agent/DatagramInbox.h"
 #include "tests/agent/NetworkTest.h"
 

@@ -1,6 +1,6 @@
-#include "agent/Log.h"
+#include "agent/base/Log.h"
 
-#include "agent/JournalLog.h"
+#include "agent/base/JournalLog.h"
 #include "tests/agent/DatagramInbox.h"
 
 #include <gtest/gtest.h>

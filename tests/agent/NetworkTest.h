@@ -1,8 +1,8 @@
 #pragma once
 
-#include "agent/LinkMessage.h"
-#include "agent/NetlinkLinkControl.h"
-#include "agent/NetlinkSocket.h"
+#include "agent/kernel/LinkMessage.h"
+#include "agent/kernel/NetlinkLinkControl.h"
+#include "agent/kernel/NetlinkSocket.h"
 #include "tests/agent/Process.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "agent/OwnershipFile.h"
+#include "agent/ports/OwnershipFile.h"
 
 #include "tests/agent/Process.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/Ownership.h"
+#include "agent/ports/Ownership.h"
 
 #include <algorithm>
 #include <cerrno>

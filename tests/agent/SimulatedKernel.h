@@ -1,8 +1,8 @@
 #pragma once
 
-#include "agent/LinkControl.h"
-#include "agent/LinkFeed.h"
-#include "agent/LinkSource.h"
+#include "agent/kernel/LinkControl.h"
+#include "agent/kernel/LinkFeed.h"
+#include "agent/kernel/LinkSource.h"
 #include "tests/agent/LinkDatagram.h"
 
 #include <deque>

@@ -1,4 +1,4 @@
-#include "agent/StatusServer.h"
+#include "agent/status/StatusServer.h"
 #include "tests/agent/ForkedProcess.h"
 #include "tests/agent/Process.h"
 #include "tests/agent/StatusReader.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "agent/StatusServer.h"
-#include "agent/UnixSocket.h"
-#include "agent/ctl/StatusReplica.h"
+#include "agent/base/UnixSocket.h"
+#include "agent/status/StatusReplica.h"
+#include "agent/status/StatusServer.h"
 
 #include <array>
 #include <cerrno>

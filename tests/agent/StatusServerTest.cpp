@@ -1,4 +1,4 @@
-#include "agent/StatusServer.h"
+#include "agent/status/StatusServer.h"
 
 #include "platform/zet/Clock.h"
 #include "tests/agent/Process.h"

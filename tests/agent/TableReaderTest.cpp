@@ -1,6 +1,6 @@
-#include "agent/TableReader.h"
+#include "agent/config/TableReader.h"
 
-#include "agent/Reflected.h"
+#include "agent/reflected/Reflected.h"
 #include "tests/support/Gauge.h"
 
 #include <gtest/gtest.h>

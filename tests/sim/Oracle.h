@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/PortHolder.h"
+#include "agent/ports/PortHolder.h"
 #include "tests/sim/Machine.h"
 #include "tests/sim/PlainConfig.h"
 

@@ -2,7 +2,7 @@
 
 #include "agent/Agent.h"
 #include "agent/Routine.h"
-#include "agent/StatusServer.h"
+#include "agent/status/StatusServer.h"
 #include "platform/zet/Clock.h"
 #include "tests/sim/Machine.h"
 

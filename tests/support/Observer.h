@@ -3,7 +3,7 @@
 #include "model/Config.h"
 #include "model/Status.h"
 #include "platform/zet/Expect.h"
-#include "platform/zet/StreamAdapter.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 #include "sm/Root.h"
 
 #include <functional>

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "platform/zet/Entity.h"
-#include "platform/zet/StreamAdapter.h"
 #include "platform/zet/attrlog/ConnectDesc.h"
 #include "platform/zet/attrlog/FlowIn.h"
 #include "platform/zet/attrlog/FlowOut.h"
 #include "platform/zet/attrlog/In.h"
 #include "platform/zet/attrlog/Out.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 
 #include <deque>
 #include <optional>

@@ -1,7 +1,7 @@
 #include "platform/zet/attrlog/FlowOut.h"
 
-#include "platform/zet/StreamAdapter.h"
 #include "platform/zet/attrlog/Out.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "platform/zet/StreamAdapter.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 
 #include "platform/zet/ZetType.h"
 #include "platform/zet/attrlog/Demuxer.h"

@@ -1,7 +1,7 @@
-#include "platform/zet/StreamAdapter.h"
 #include "platform/zet/attrlog/Demuxer.h"
 #include "platform/zet/attrlog/Dir.h"
 #include "platform/zet/attrlog/MsgChannel.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 
 namespace Zet {
 

@@ -1,7 +1,7 @@
-#include "platform/zet/StreamAdapter.h"
 #include "platform/zet/ZetType.h"
 #include "platform/zet/attrlog/Demuxer.h"
 #include "platform/zet/attrlog/Errors.h"
+#include "platform/zet/attrlog/StreamAdapter.h"
 
 #include <limits>
 

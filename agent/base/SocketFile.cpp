@@ -1,0 +1,115 @@
+#include "agent/base/SocketFile.h"
+
+#include "agent/base/UnixSocket.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <system_error>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+constexpr mode_t directoryMode = 0750;
+constexpr mode_t socketMode = 0660;
+
+// What is made while this exists is open to nobody whom `mode` does not name.
+class TightUmask {
+ public:
+   explicit TightUmask( mode_t mode ) : before_( umask( 0777 & ~mode ) ) {}
+   ~TightUmask() { umask( before_ ); }
+   TightUmask( TightUmask const& ) = delete;
+   TightUmask& operator=( TightUmask const& ) = delete;
+
+ private:
+   mode_t before_;
+};
+
+[[noreturn]] void
+fail( int error, std::string const& what ) {
+   throw std::system_error( error, std::generic_category(), what );
+}
+
+} // namespace
+
+SocketFile::SocketFile( std::string path ) : path_( std::move( path ) ) {
+   unixAddress( path_ );
+   makeDirectory();
+   lock();
+   removeStale();
+   listen();
+}
+
+SocketFile::~SocketFile() {
+   // It may be another's by now.
+   if ( isThere() )
+      unlink( path_.c_str() );
+}
+
+bool
+SocketFile::isThere() const {
+   struct stat file {};
+   return lstat( path_.c_str(), &file ) == 0 && file.st_dev == file_.st_dev &&
+          file.st_ino == file_.st_ino;
+}
+
+void
+SocketFile::makeDirectory() const {
+   std::string const directory = path_.substr( 0, path_.find_last_of( '/' ) + 1 );
+   TightUmask const tight( directoryMode );
+   if ( !directory.empty() && mkdir( directory.c_str(), directoryMode ) < 0 && errno != EEXIST )
+      fail( errno, "can't make the directory " + directory +
+                       " of the status socket; make it, or name another by --socket" );
+}
+
+void
+SocketFile::lock() {
+   std::string const file = path_ + ".lock";
+   lock_ = Descriptor( open( file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600 ) );
+   if ( !lock_ )
+      fail( errno, "can't make " + file +
+                       ", which reserves the status socket; see that ufdd can "
+                       "write there, or name another by --socket" );
+   if ( flock( lock_.fd(), LOCK_EX | LOCK_NB ) == 0 )
+      return;
+   if ( errno != EWOULDBLOCK )
+      fail( errno, "can't lock " + file );
+   fail( EADDRINUSE, "another ufdd is running and serves " + path_ +
+                         "; stop it, or give this one a --socket of its own" );
+}
+
+void
+SocketFile::removeStale() const {
+   struct stat file {};
+   if ( lstat( path_.c_str(), &file ) < 0 ) {
+      if ( errno == ENOENT )
+         return;
+      fail( errno, "can't look at " + path_ );
+   }
+   if ( !S_ISSOCK( file.st_mode ) )
+      fail( EEXIST, path_ + " is no socket; remove it, or name another by --socket" );
+   // The lock keeps our own kind away, not another program whose socket was named by mistake.
+   if ( unixStreamTo( path_ ) || errno != ECONNREFUSED )
+      fail( EADDRINUSE, "another program listens on " + path_ +
+                            "; stop it, or name another socket by --socket" );
+   if ( unlink( path_.c_str() ) < 0 )
+      fail( errno, "can't remove the old socket " + path_ );
+}
+
+void
+SocketFile::listen() {
+   sockaddr_un const address = unixAddress( path_ );
+   listener_ = unixStream();
+   TightUmask const tight( socketMode );
+   if ( bind( listener_.fd(), reinterpret_cast< sockaddr const* >( &address ), sizeof address ) <
+            0 ||
+        ::listen( listener_.fd(), SOMAXCONN ) < 0 ||
+        fcntl( listener_.fd(), F_SETFL, O_NONBLOCK ) < 0 || lstat( path_.c_str(), &file_ ) < 0 )
+      fail( errno, "can't listen on " + path_ );
+}
+
+} // namespace Ufdd

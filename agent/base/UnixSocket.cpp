@@ -1,0 +1,39 @@
+#include "agent/base/UnixSocket.h"
+
+#include <cerrno>
+#include <sys/socket.h>
+#include <system_error>
+
+namespace Ufdd {
+
+sockaddr_un
+unixAddress( std::string const& path ) {
+   sockaddr_un address{ .sun_family = AF_UNIX, .sun_path = {} };
+   if ( path.empty() || path.size() >= sizeof address.sun_path )
+      throw std::system_error( ENAMETOOLONG, std::generic_category(),
+                               "the path of a socket has 1 to " +
+                                   std::to_string( sizeof address.sun_path - 1 ) + " bytes, not " +
+                                   std::to_string( path.size() ) + ": " + path );
+   path.copy( address.sun_path, path.size() );
+   return address;
+}
+
+Descriptor
+unixStream() {
+   Descriptor stream( socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0 ) );
+   if ( !stream )
+      throw std::system_error( errno, std::generic_category(), "can't make a Unix socket" );
+   return stream;
+}
+
+Descriptor
+unixStreamTo( std::string const& path ) {
+   sockaddr_un const address = unixAddress( path );
+   Descriptor stream = unixStream();
+   if ( connect( stream.fd(), reinterpret_cast< sockaddr const* >( &address ), sizeof address ) <
+        0 )
+      return Descriptor();
+   return stream;
+}
+
+} // namespace Ufdd

@@ -1,0 +1,281 @@
+#include "agent/config/ConfigFile.h"
+
+#include "adapters/notify/Description.h"
+#include "agent/base/NearestWord.h"
+#include "agent/config/ConfigChecks.h"
+#include "agent/config/TableReader.h"
+#include "agent/reflected/Reflected.h"
+#include "platform/zet/attrlog/Format.h"
+
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <system_error>
+
+namespace Ufdd {
+
+namespace {
+
+using UplinkFailureDetection::GroupConfig;
+
+constexpr std::array shortNames{
+   TableReader::ShortName{ "monitor", "intfsToMonitor" },
+   TableReader::ShortName{ "disable", "intfsToDisable" },
+};
+
+// Reads the tables of one file, and goes on after an error.
+class Reader {
+ public:
+   explicit Reader( Findings& findings ) : findings_( findings ) {}
+
+   void readFile( toml::table const& file );
+
+   std::vector< GroupSettings > groups;
+   DetectionSettings detection;
+   std::uint32_t protoDownReason = ConfigFile().protoDownReason;
+   double startupHold = 0;
+
+ private:
+   void readDetection( toml::table const& file );
+   // Of an option that may be left out.
+   void readNumber( toml::table const& file, std::string_view key, std::string_view unit,
+                    std::uint32_t min, std::uint32_t max, std::uint32_t& number );
+   void readSeconds( toml::table const& table, std::string_view key, double& seconds );
+   void readFlag( toml::table const& table, std::string_view key, bool& flag );
+   void readGroup( toml::table const& table );
+   // Empty, with an error, when the group has no name that can be used.
+   std::string readName( toml::table const& table );
+   // Complains of keys that are neither shown to the user nor alright for another reason.
+   template < class Alright >
+   void checkKeys( toml::table const& table, std::vector< std::string > const& shown,
+                   std::string_view where, Alright alright );
+
+   Findings& findings_;
+   bool isDryRun_ = false; // The whole file.
+   TableReader attributes_{ *GroupConfig::_fwkType(), shortNames, findings_ };
+   std::map< std::string, Place, std::less<> > groupPlaces_;
+};
+
+template < class Alright >
+void
+Reader::checkKeys( toml::table const& table, std::vector< std::string > const& shown,
+                   std::string_view where, Alright alright ) {
+   std::vector< std::string_view > const known( shown.begin(), shown.end() );
+   for ( auto&& [ key, value ] : table ) {
+      if ( alright( key.str() ) ||
+           std::find( known.begin(), known.end(), key.str() ) != known.end() )
+         continue;
+      std::string text = "unknown key " + quoted( key.str() ) + " in " + std::string( where );
+      if ( auto const nearest = nearestWord( key.str(), known ) ) {
+         text += "; did you mean " + quoted( *nearest ) + "?";
+      } else {
+         text += "; expected ";
+         for ( std::size_t i = 0; i < known.size(); ++i )
+            text += ( i ? ", " : "" ) + std::string( known[ i ] );
+      }
+      findings_.error( { key.source().begin.line, key.source().begin.column }, std::move( text ) );
+   }
+}
+
+void
+Reader::readFile( toml::table const& file ) {
+   checkKeys( file,
+              { "group", "detection", "detection_interval", "protodown_reason", "startup_hold",
+                "dry_run" },
+              "the file", []( std::string_view ) { return false; } );
+   readDetection( file );
+   readNumber( file, "protodown_reason", "", 0, 31, protoDownReason );
+   readSeconds( file, "startup_hold", startupHold );
+   readFlag( file, "dry_run", isDryRun_ );
+   toml::node const* const list = file.get( "group" );
+   if ( !list )
+      return;
+   if ( !list->is_array_of_tables() && !( list->is_array() && list->as_array()->empty() ) )
+      return findings_.error( placeOf( *list ), "expected groups that begin with [[group]], not " +
+                                                    std::string( typeOf( *list ) ) );
+   for ( toml::node const& group : *list->as_array() )
+      readGroup( *group.as_table() );
+}
+
+void
+Reader::readDetection( toml::table const& file ) {
+   using Mode = DetectionSettings::Mode;
+   static constexpr std::array< std::pair< std::string_view, Mode >, 3 > modes{
+      { { "events", Mode::events }, { "verify", Mode::verify }, { "poll", Mode::poll } }
+   };
+   if ( toml::node const* const node = file.get( "detection" ) ) {
+      auto const word = node->value< std::string_view >();
+      auto const mode = std::find_if( modes.begin(), modes.end(),
+                                      [ & ]( auto const& m ) { return m.first == word; } );
+      if ( mode != modes.end() )
+         detection.mode = mode->second;
+      else
+         findings_.error( placeOf( *node ),
+                          "expected detection to be \"events\", \"verify\" or \"poll\", not " +
+                              ( word ? quoted( *word ) : std::string( typeOf( *node ) ) ) );
+   }
+   readNumber( file, "detection_interval", " of milliseconds", 1, DetectionSettings::maxIntervalMs,
+               detection.intervalMs );
+}
+
+void
+Reader::readNumber( toml::table const& file, std::string_view key, std::string_view unit,
+                    std::uint32_t min, std::uint32_t max, std::uint32_t& number ) {
+   toml::node const* const node = file.get( key );
+   if ( !node )
+      return;
+   std::int64_t const value = node->is_integer() ? node->as_integer()->get() : -1;
+   if ( value < min || value > max )
+      return findings_.error( placeOf( *node ), "expected " + std::string( key ) +
+                                                    " to be a whole number" + std::string( unit ) +
+                                                    " from " + std::to_string( min ) + " to " +
+                                                    std::to_string( max ) );
+   number = static_cast< std::uint32_t >( value );
+}
+
+void
+Reader::readGroup( toml::table const& table ) {
+   std::vector< std::string > keys = attributes_.keys();
+   keys.insert( keys.begin(), "name" );
+   keys.insert( keys.end(), { "recovery_delay", "down_delay", "dry_run" } );
+   checkKeys( table, keys, "a group",
+              [ this ]( std::string_view key ) { return attributes_.reads( key ); } );
+   GroupSettings group( readName( table ) );
+   group.place = placeOf( table );
+   readSeconds( table, "recovery_delay", group.policy.recoveryDelay );
+   readSeconds( table, "down_delay", group.policy.downDelay );
+   readFlag( table, "dry_run", group.policy.dryRun );
+   group.policy.dryRun |= isDryRun_;
+   TableReader::Places places = attributes_.read( table, *reflected( group.config ), "this group" );
+   group.monitorPlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToMonitor >().id ];
+   group.disablePlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToDisable >().id ];
+   groups.push_back( std::move( group ) );
+}
+
+void
+Reader::readSeconds( toml::table const& table, std::string_view key, double& seconds ) {
+   constexpr double max = 86400;
+   toml::node const* const node = table.get( key );
+   if ( !node )
+      return;
+   double number = -1;
+   std::ostringstream found;
+   if ( auto const* const whole = node->as_integer() ) {
+      number = static_cast< double >( whole->get() );
+      found << whole->get();
+   } else if ( auto const* const fraction = node->as_floating_point() ) {
+      number = fraction->get();
+      found << number;
+   } else {
+      found << typeOf( *node );
+   }
+   if ( number >= 0 && number <= max )
+      seconds = number;
+   else
+      findings_.error( placeOf( *node ), "expected " + std::string( key ) +
+                                             " to be a number of seconds from 0 to 86400, not " +
+                                             found.str() );
+}
+
+void
+Reader::readFlag( toml::table const& table, std::string_view key, bool& flag ) {
+   toml::node const* const node = table.get( key );
+   if ( !node )
+      return;
+   if ( auto const* const truth = node->as_boolean() )
+      flag = truth->get();
+   else
+      findings_.error( placeOf( *node ), "expected " + std::string( key ) +
+                                             " to be true or false, not " +
+                                             std::string( typeOf( *node ) ) );
+}
+
+std::string
+Reader::readName( toml::table const& table ) {
+   auto const fail = [ this ]( toml::node const& node, std::string text ) {
+      findings_.error( placeOf( node ), std::move( text ) );
+      return std::string();
+   };
+   toml::node const* const node = table.get( "name" );
+   if ( !node )
+      return fail( table, "this group has no name; expected name = \"...\"" );
+   if ( !node->is_string() )
+      return fail( *node, "expected the name of the group as a text in quotes, not " +
+                              std::string( typeOf( *node ) ) );
+   std::string const name = **node->as_string();
+   if ( name.empty() )
+      return fail( *node, "the name of a group can't be empty" );
+   if ( name.size() > Zet::NboAttrLog::stringLimit )
+      return fail( *node, "the name of a group has at most " +
+                              std::to_string( Zet::NboAttrLog::stringLimit ) + " bytes, not " +
+                              std::to_string( name.size() ) );
+   if ( std::any_of( name.begin(), name.end(), isControl ) )
+      return fail( *node, "the name of a group can't have control characters in it" );
+   auto const [ first, isNew ] = groupPlaces_.try_emplace( name, placeOf( *node ) );
+   if ( !isNew )
+      return fail( *node, "there is a group " + quoted( name ) + " on line " +
+                              std::to_string( first->second.line ) +
+                              " already; each group needs a name of its own" );
+   return name;
+}
+
+} // namespace
+
+ConfigFile
+parseConfig( std::string_view text, std::string_view file, SystemView const* system ) {
+   Findings findings( file );
+   Reader reader( findings );
+   try {
+      reader.readFile( toml::parse( text, file ) );
+   } catch ( toml::parse_error const& error ) {
+      findings.error( { error.source().begin.line, error.source().begin.column },
+                      std::string( error.description() ) );
+   }
+   if ( reader.groups.empty() && findings.errors().empty() )
+      findings.warning( { 1, 1 }, "there is no [[group]]: nothing is watched" );
+   checkGroups( system ? *system : SystemView(), reader.groups, findings );
+   if ( system )
+      noteAbsent( *system, reader.groups, findings );
+   return { std::move( reader.groups ), reader.detection,  reader.protoDownReason,
+            reader.startupHold,         findings.errors(), findings.warnings() };
+}
+
+ConfigFile
+readConfig( std::string const& file, SystemView const* system ) {
+   std::string text;
+   std::unique_ptr< std::FILE, int ( * )( std::FILE* ) > const stream(
+       std::fopen( file.c_str(), "re" ), std::fclose );
+   if ( stream ) {
+      std::array< char, 4096 > part;
+      while ( std::size_t const size = std::fread( part.data(), 1, part.size(), stream.get() ) )
+         text.append( part.data(), size );
+   }
+   if ( !stream || std::ferror( stream.get() ) ) {
+      ConfigFile result;
+      result.errors = { file + ": can't be read: " + std::strerror( errno ) };
+      return result;
+   }
+   return parseConfig( text, file, system );
+}
+
+ConfigFile
+readConfigOfThisMachine( std::string const& file ) {
+   try {
+      SystemView const system = readSystem();
+      return readConfig( file, &system );
+   } catch ( std::system_error const& error ) {
+      ConfigFile config = readConfig( file );
+      config.warnings.push_back( file +
+                                 ": warning: not checked against this machine: " + error.what() );
+      return config;
+   }
+}
+
+} // namespace Ufdd

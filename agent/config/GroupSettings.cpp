@@ -1,0 +1,22 @@
+#include "agent/config/GroupSettings.h"
+
+namespace Ufdd {
+
+using UplinkFailureDetection::GroupConfig;
+
+GroupSettings::GroupSettings( std::string_view name )
+    : config( GroupConfig::GroupConfigIs( name ) ) {}
+
+GroupSettings::GroupSettings( std::string_view name,
+                              std::initializer_list< std::string_view > monitor,
+                              std::initializer_list< std::string_view > disable,
+                              unsigned int minLinks )
+    : GroupSettings( name ) {
+   for ( std::string_view const uplink : monitor )
+      config->intfsToMonitorIs( Kelnet::IntfId( uplink ), true );
+   for ( std::string_view const port : disable )
+      config->intfsToDisableIs( Kelnet::IntfId( port ), true );
+   config->minLinksIs( minLinks );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,89 @@
+#include "agent/detect/GroupLog.h"
+
+#include "model/GroupStatus.h"
+
+#include <algorithm>
+#include <string>
+#include <utility>
+
+namespace Ufdd {
+
+using UplinkFailureDetection::GroupConfig;
+
+GroupLog::GroupLog( Detector const& detector, LinkDirectory const& links, Log& log )
+    : detector_( detector ), links_( links ), log_( log ), groups_( detector.status, *this ) {}
+
+void
+GroupLog::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
+   if ( isConfiguring_ )
+      beforeConfiguring_.try_emplace( name, before );
+   else
+      keep( name, before, now );
+}
+
+void
+GroupLog::keep( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
+   auto const group = detector_.config->group( name );
+   transitions_.push_back(
+       { name, before, now, links_.news(), group ? detector_.upOf( *group ) : 0 } );
+}
+
+void
+GroupLog::tell() {
+   for ( Transition const& transition : transitions_ )
+      print( transition );
+   transitions_.clear();
+}
+
+void
+GroupLog::endConfiguring() {
+   isConfiguring_ = false;
+   for ( auto const& [ name, before ] : std::exchange( beforeConfiguring_, {} ) )
+      if ( auto const group = detector_.status->group( name );
+           group && group->groupLinkStatus() != before )
+         keep( name, before, group->groupLinkStatus() );
+   tell();
+   toldUp_.clear();
+   for ( auto group = detector_.config->groupIteratorConst(); group; ++group )
+      toldUp_[ group->name() ] = detector_.upOf( *group );
+}
+
+void
+GroupLog::settle( std::vector< LinkNews > const& changes ) {
+   tell();
+   if ( changes.empty() && toldUp_.size() == detector_.config->groupMembers().count() )
+      return;
+   for ( auto group = detector_.config->groupIteratorConst(); group; ++group ) {
+      unsigned int const up = detector_.upOf( *group );
+      auto const [ told, isNew ] = toldUp_.try_emplace( group->name(), up );
+      if ( std::exchange( told->second, up ) == up )
+         continue;
+      auto const last =
+          std::find_if( changes.rbegin(), changes.rend(), [ & ]( LinkNews const& change ) {
+             return group->intfsToMonitor( change.port );
+          } );
+      log_.event( { .groups = { group->name().view() } },
+                  "group " + std::string( group->name().view() ) + ": " +
+                      detector_.countOf( *group ) +
+                      ( last == changes.rend() ? "" : ": uplink " + last->text() ) );
+   }
+}
+
+void
+GroupLog::print( Transition const& transition ) {
+   auto const& [ name, before, now, news, up ] = transition;
+   Zet::Ptr< GroupConfig > const group = detector_.config->group( name );
+   // This line tells of it, if it changes again within the turn or not.
+   toldUp_.erase( name );
+   std::string const reason = news.kind == LinkNews::Kind::none ? "configured"
+                              : group && group->intfsToMonitor( news.port )
+                                  ? "uplink " + news.text()
+                                  : news.text();
+   log_.event( { .id = LogEvent::groupTransition, .groups = { name.view() } },
+               "group " + std::string( name.view() ) + ": " +
+                   std::string( stringValue( before ).view() ) + " -> " +
+                   std::string( stringValue( now ).view() ) + ", " +
+                   ( group ? detector_.countOf( *group, up ) : "" ) + ": " + reason );
+}
+
+} // namespace Ufdd

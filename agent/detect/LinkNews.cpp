@@ -1,0 +1,27 @@
+#include "agent/detect/LinkNews.h"
+
+namespace Ufdd {
+
+std::string
+LinkNews::text() const {
+   std::string const name( port.name().view() );
+   switch ( kind ) {
+   case Kind::none:
+      return "";
+   case Kind::up:
+      return name + " is up";
+   case Kind::lostCarrier:
+      return name + " lost carrier";
+   case Kind::adminDown:
+      return name + " administratively down";
+   case Kind::dormant:
+      return name + " has carrier but is dormant";
+   case Kind::removed:
+      return name + " removed";
+   case Kind::renamed:
+      return name + " is now called " + std::string( newName.view() );
+   }
+   return "";
+}
+
+} // namespace Ufdd

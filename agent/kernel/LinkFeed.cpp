@@ -1,0 +1,148 @@
+#include "agent/kernel/LinkFeed.h"
+
+#include "agent/kernel/LinkMessage.h"
+#include "platform/zet/Clock.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <optional>
+#include <system_error>
+
+namespace Ufdd {
+
+namespace {
+
+constexpr std::uint32_t kernelPort = 0;
+constexpr char const* noList = "the kernel does not list the interfaces";
+
+// Under a storm of news there may be no room for the answer, and the kernel goes on with a dump
+// that it has refused.
+bool
+isPassing( int error ) {
+   return error == ENOBUFS || error == ENOMEM || error == EBUSY || error == EAGAIN;
+}
+
+} // namespace
+
+void
+LinkFeed::handleDumpAsked( std::uint32_t sequence ) {
+   dumpSequence_ = sequence;
+   dumpMovedAt_ = Zet::now();
+   state_ = State::dump;
+   said_.clear();
+}
+
+bool
+LinkFeed::takeOverdueDump() {
+   if ( !isDumping() || Zet::now() - dumpMovedAt_ < dumpPatience )
+      return false;
+   state_ = State::lost;
+   handleTrouble( noList );
+   return true;
+}
+
+void
+LinkFeed::handleLoss() {
+   hasNews_ = true;
+   state_ = isDumping() ? State::spoilt : State::lost;
+}
+
+void
+LinkFeed::handleTrouble( std::string const& what ) {
+   if ( !std::exchange( isTroubled_, true ) )
+      trouble_ = what + ": all links are read again";
+}
+
+void
+LinkFeed::handleDatagram( std::uint32_t sender, std::span< std::byte const > datagram ) {
+   // Any process may send to our socket.
+   if ( sender != kernelPort )
+      return;
+   auto const* message = reinterpret_cast< nlmsghdr const* >( datagram.data() );
+   int left = static_cast< int >( datagram.size() );
+   for ( ; mnl_nlmsg_ok( message, left ); message = mnl_nlmsg_next( message, &left ) )
+      handleMessage( *message );
+   if ( left > 0 )
+      handleLoss();
+}
+
+void
+LinkFeed::handleMessage( nlmsghdr const& message ) {
+   bool const ofDump = message.nlmsg_seq == dumpSequence_ && isDumping();
+   if ( ofDump )
+      dumpMovedAt_ = Zet::now();
+   // The links changed in number while they were listed: some may be missing.
+   if ( ofDump && message.nlmsg_flags & NLM_F_DUMP_INTR )
+      handleLoss();
+   switch ( message.nlmsg_type ) {
+   case RTM_NEWLINK:
+   case RTM_DELLINK:
+      handleNews( message );
+      break;
+   case NLMSG_DONE:
+      // Be it of the one before, if ours was refused and the answer lost.
+      if ( ofDump || state_ == State::spoilt )
+         handleDumpEnd( message );
+      break;
+   case NLMSG_ERROR:
+      if ( ofDump )
+         handleDumpEnd( message );
+      break;
+   case NLMSG_OVERRUN:
+      handleLoss();
+      break;
+   default:
+      break;
+   }
+}
+
+void
+LinkFeed::handleNews( nlmsghdr const& message ) {
+   std::optional< Link > const link = linkOf( message );
+   if ( !link )
+      return;
+   hasNews_ |= message.nlmsg_pid != ownPort_ || ownPort_ == 0;
+   if ( state_ == State::dump )
+      said_.push_back( *link );
+   else if ( state_ != State::live )
+      return;
+   else if ( message.nlmsg_type == RTM_NEWLINK )
+      listener_.handleLink( *link );
+   else
+      listener_.handleLinkGone( link->index );
+}
+
+void
+LinkFeed::handleDumpEnd( nlmsghdr const& message ) {
+   int const error = errorOf( message );
+   // It is asked for again when it seems overdue.
+   if ( error != 0 && !isPassing( error ) ) {
+      if ( ++refusals_ == maxRefusals )
+         throw std::system_error( error, std::generic_category(), noList );
+      return handleTrouble( std::string( noList ) + ": " +
+                            std::generic_category().message( error ) );
+   }
+   if ( error != 0 || state_ == State::spoilt ) {
+      state_ = State::lost;
+      return;
+   }
+   std::stable_sort( said_.begin(), said_.end(), []( Link const& left, Link const& right ) {
+      return left.index < right.index;
+   } );
+   // From the end, so that of each index the last word stays.
+   auto const dropped =
+       std::unique( said_.rbegin(), said_.rend(), []( Link const& left, Link const& right ) {
+          return left.index == right.index;
+       } );
+   said_.erase( said_.begin(), dropped.base() );
+   std::erase_if( said_, []( Link const& link ) { return link.name.empty(); } );
+   state_ = State::live;
+   isTroubled_ = false;
+   refusals_ = 0;
+   listener_.handleLinks( said_ );
+}
+
+} // namespace Ufdd

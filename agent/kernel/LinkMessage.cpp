@@ -1,0 +1,146 @@
+#include "agent/kernel/LinkMessage.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/if.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+
+#include <cerrno>
+#include <string_view>
+
+namespace Ufdd {
+
+namespace {
+
+std::uint64_t
+addressOf( nlattr const& attribute ) {
+   auto const* const bytes =
+       static_cast< unsigned char const* >( mnl_attr_get_payload( &attribute ) );
+   std::uint64_t address = 0;
+   for ( std::size_t i = 0; i < mnl_attr_get_payload_len( &attribute ); ++i )
+      address = address << 8 | bytes[ i ];
+   return address;
+}
+
+int
+readReasons( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_PROTO_DOWN_REASON_VALUE )
+      static_cast< Link* >( link )->protoDownReasons = mnl_attr_get_u32( attribute );
+   return MNL_CB_OK;
+}
+
+int
+readAltName( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_ALT_IFNAME &&
+        mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
+      static_cast< Link* >( link )->altNames.emplace_back( mnl_attr_get_str( attribute ) );
+   return MNL_CB_OK;
+}
+
+int
+readKind( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_INFO_KIND &&
+        mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 ) {
+      std::string_view const kind = mnl_attr_get_str( attribute );
+      static_cast< Link* >( link )->isLag = kind == "bond" || kind == "team";
+   }
+   return MNL_CB_OK;
+}
+
+int
+readAttribute( nlattr const* attribute, void* data ) {
+   auto& link = *static_cast< Link* >( data );
+   switch ( mnl_attr_get_type( attribute ) ) {
+   case IFLA_IFNAME:
+      if ( mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
+         link.name = InterfaceName( mnl_attr_get_str( attribute ) );
+      break;
+   case IFLA_OPERSTATE:
+      link.operState = mnl_attr_get_u8( attribute );
+      break;
+   case IFLA_WIRELESS:
+      // An event of a driver, which looks like news but tells nothing of the link.
+      return MNL_CB_ERROR;
+   case IFLA_PERM_ADDRESS:
+      link.address = addressOf( *attribute );
+      link.hasPermanentAddress = true;
+      break;
+   case IFLA_ADDRESS:
+      if ( !link.hasPermanentAddress )
+         link.address = addressOf( *attribute );
+      break;
+   case IFLA_MASTER:
+      link.master = mnl_attr_get_u32( attribute );
+      break;
+   case IFLA_PROTO_DOWN:
+      link.protoDown = mnl_attr_get_u8( attribute ) != 0;
+      break;
+   case IFLA_PROTO_DOWN_REASON:
+      mnl_attr_parse_nested( attribute, readReasons, &link );
+      break;
+   case IFLA_PROP_LIST:
+      mnl_attr_parse_nested( attribute, readAltName, &link );
+      break;
+   case IFLA_LINKINFO:
+      mnl_attr_parse_nested( attribute, readKind, &link );
+      break;
+   default:
+      break;
+   }
+   return MNL_CB_OK;
+}
+
+} // namespace
+
+LinkMessage
+beginLinkMessage( std::byte* room, std::uint16_t type, std::uint16_t flags,
+                  std::uint32_t sequence ) {
+   nlmsghdr* const header = mnl_nlmsg_put_header( room );
+   header->nlmsg_type = type;
+   header->nlmsg_flags = flags;
+   header->nlmsg_seq = sequence;
+   auto* const info =
+       static_cast< ifinfomsg* >( mnl_nlmsg_put_extra_header( header, sizeof( ifinfomsg ) ) );
+   info->ifi_family = AF_UNSPEC;
+   return { header, info };
+}
+
+std::size_t
+putLinkQuestion( std::byte* room, std::uint32_t index, std::uint16_t flags,
+                 std::uint32_t sequence ) {
+   LinkMessage const question = beginLinkMessage(
+       room, RTM_GETLINK, static_cast< std::uint16_t >( NLM_F_REQUEST | flags ), sequence );
+   question.info->ifi_index = static_cast< int >( index );
+   mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
+   return question.header->nlmsg_len;
+}
+
+std::optional< Link >
+linkOf( nlmsghdr const& message ) {
+   if ( message.nlmsg_type != RTM_NEWLINK && message.nlmsg_type != RTM_DELLINK )
+      return std::nullopt;
+   if ( mnl_nlmsg_get_payload_len( &message ) < sizeof( ifinfomsg ) )
+      return std::nullopt;
+   auto const& info = *static_cast< ifinfomsg const* >( mnl_nlmsg_get_payload( &message ) );
+   if ( info.ifi_family != AF_UNSPEC || info.ifi_index <= 0 )
+      return std::nullopt;
+   Link link;
+   link.index = static_cast< std::uint32_t >( info.ifi_index );
+   link.adminUp = info.ifi_flags & IFF_UP;
+   link.carrier = info.ifi_flags & IFF_LOWER_UP;
+   if ( message.nlmsg_type == RTM_NEWLINK ) {
+      int const result = mnl_attr_parse( &message, sizeof info, readAttribute, &link );
+      if ( result == MNL_CB_ERROR || link.name.empty() )
+         return std::nullopt;
+   }
+   return link;
+}
+
+int
+errorOf( nlmsghdr const& message ) {
+   if ( mnl_nlmsg_get_payload_len( &message ) < sizeof( int ) )
+      return EBADMSG;
+   return -*static_cast< int const* >( mnl_nlmsg_get_payload( &message ) );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,167 @@
+#include "agent/kernel/NetlinkLinkControl.h"
+
+#include "agent/kernel/LinkMessage.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/if.h>
+#include <linux/if_link.h>
+#include <linux/rtnetlink.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+constexpr int answerTimeoutMs = 5000;
+constexpr int unanswered = ETIMEDOUT;
+// More than the messages of a request take.
+constexpr std::size_t requestRoom = 256;
+
+// The kernel looks at the reasons first: opening takes our bit back also where others hold it.
+void
+putProtoDown( nlmsghdr& order, LinkRequest const& request ) {
+   std::uint32_t const bit = 1u << request.reason;
+   if ( !request.up || request.means == LinkRequest::Means::protoDown )
+      mnl_attr_put_u8( &order, IFLA_PROTO_DOWN, request.up ? 0 : 1 );
+   nlattr* const reasons = mnl_attr_nest_start( &order, IFLA_PROTO_DOWN_REASON );
+   mnl_attr_put_u32( &order, IFLA_PROTO_DOWN_REASON_MASK, bit );
+   mnl_attr_put_u32( &order, IFLA_PROTO_DOWN_REASON_VALUE, request.up ? 0 : bit );
+   mnl_attr_nest_end( &order, reasons );
+}
+
+std::size_t
+putOrder( std::byte* room, LinkRequest const& request, std::uint32_t sequence ) {
+   LinkMessage const order = beginLinkMessage( room, RTM_NEWLINK, NLM_F_REQUEST, sequence );
+   order.info->ifi_index = static_cast< int >( request.index );
+   if ( request.means == LinkRequest::Means::adminDown ) {
+      order.info->ifi_flags = request.up ? IFF_UP : 0;
+      order.info->ifi_change = IFF_UP;
+   } else {
+      putProtoDown( *order.header, request );
+   }
+   return order.header->nlmsg_len;
+}
+
+} // namespace
+
+NetlinkLinkControl::NetlinkLinkControl( std::function< void() > afterBatch )
+    : afterBatch_( std::move( afterBatch ) ), batch_( batchSize * requestRoom ) {
+   socket_.receiveBufferIs( receiveBuffer );
+}
+
+bool
+NetlinkLinkControl::allowed() {
+   // There is no interface of index 0, but the kernel looks at the permission first.
+   LinkRequest probe;
+   apply( { &probe, 1 } );
+   return probe.error != EPERM;
+}
+
+void
+NetlinkLinkControl::apply( std::span< LinkRequest > requests ) {
+   while ( !requests.empty() ) {
+      std::size_t const size = std::min( requests.size(), batchSize );
+      applyBatch( requests.first( size ) );
+      afterBatch_();
+      requests = requests.subspan( size );
+   }
+}
+
+void
+NetlinkLinkControl::applyBatch( std::span< LinkRequest > requests ) {
+   for ( LinkRequest& request : requests )
+      request.error = unanswered;
+   try {
+      sendBatch( requests );
+      receiveAnswers( requests );
+   } catch ( std::system_error const& error ) {
+      for ( LinkRequest& request : requests )
+         if ( request.error == unanswered )
+            request.error = error.code().value();
+   }
+   firstSequence_ += static_cast< std::uint32_t >( messagesEach * requests.size() );
+}
+
+void
+NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > requests ) {
+   auto const isUnanswered = []( LinkRequest const& request ) {
+      return request.error == unanswered;
+   };
+   int timeoutMs = answerTimeoutMs;
+   for ( ;; ) {
+      // The answers to the first questions and to orders come before those that are waited for.
+      bool const wait = std::any_of( requests.begin(), requests.end(), isUnanswered );
+      auto const datagram = socket_.receive( wait ? timeoutMs : 0 );
+      if ( !datagram )
+         return;
+      // The kernel answers before it returns from the sending: what is not there is lost.
+      if ( datagram->lossy )
+         timeoutMs = 0;
+      if ( datagram->sender != 0 )
+         continue;
+      auto const* message = reinterpret_cast< nlmsghdr const* >( datagram->bytes.data() );
+      int left = static_cast< int >( datagram->bytes.size() );
+      for ( ; mnl_nlmsg_ok( message, left ); message = mnl_nlmsg_next( message, &left ) )
+         handleAnswer( *message, requests );
+   }
+}
+
+void
+NetlinkLinkControl::sendBatch( std::span< LinkRequest > requests ) {
+   std::size_t size = 0;
+   std::uint32_t sequence = firstSequence_;
+   for ( LinkRequest& request : requests ) {
+      if ( !glance( request ) )
+         size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence );
+      ++sequence;
+      if ( !request.onlyAsk )
+         size += putOrder( batch_.data() + size, request, sequence );
+      sequence += messagesEach - 1;
+   }
+   sequence = firstSequence_;
+   for ( LinkRequest const& request : requests ) {
+      sequence += messagesEach;
+      size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence - 1 );
+   }
+   socket_.send( std::span( batch_ ).first( size ) );
+}
+
+// That somebody has just shut it administratively is all that matters here, and orders wait for the
+// answer to a question.
+bool
+NetlinkLinkControl::glance( LinkRequest& request ) const {
+   bool const isEnough = request.before.index && !request.up && !request.onlyAsk &&
+                         request.means == LinkRequest::Means::adminDown;
+   auto const isUp = isEnough ? probe_.isAdminUp( request.before.name ) : std::nullopt;
+   if ( isUp )
+      request.before.adminUp = *isUp;
+   else
+      request.before = {};
+   return isUp.has_value();
+}
+
+void
+NetlinkLinkControl::handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests ) {
+   std::uint32_t const place = message.nlmsg_seq - firstSequence_;
+   std::size_t const answered = place / messagesEach;
+   if ( answered >= requests.size() )
+      return;
+   LinkRequest& request = requests[ answered ];
+   bool const isBefore = place % messagesEach == 0;
+   bool const isAfter = place % messagesEach == messagesEach - 1;
+   auto const link = linkOf( message );
+   if ( link )
+      ( isBefore ? request.before : request.after ) = *link;
+   // An order that was obeyed has no answer of its own.
+   if ( isAfter ? request.error == unanswered : !isBefore )
+      request.error = link ? 0 : errorOf( message );
+   // The glance may have been at another link, which has come to have the name.
+   if ( link && isAfter && !request.onlyAsk && request.before.name != link->name )
+      request.before = {};
+}
+
+} // namespace Ufdd

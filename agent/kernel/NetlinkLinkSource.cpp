@@ -1,0 +1,126 @@
+#include "agent/kernel/NetlinkLinkSource.h"
+
+#include "agent/kernel/LinkMessage.h"
+#include "platform/zet/Clock.h"
+
+#include <linux/rtnetlink.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+// In seconds. Longer than a list of many thousand links takes.
+constexpr double startPatience = 10;
+// More in a row are no passing errors.
+constexpr int maxReceiveErrors = 100;
+// As many as the receive buffer holds, so that what waited there is acted on as one change, and not
+// on what was true a while ago; but acting doesn't wait for the end of a storm.
+constexpr int datagramsPerTurn = 4096;
+
+} // namespace
+
+NetlinkLinkSource::NetlinkLinkSource( EventLoop& loop, int receiveBuffer )
+    : loop_( loop ), receiveBuffer_( receiveBuffer ) {}
+
+void
+NetlinkLinkSource::start( LinkListener& listener ) {
+   feed_.emplace( listener, socket_.port() );
+   socket_.receiveBufferIs( receiveBuffer_ );
+   // Before the list is asked for, so that no change falls between the two.
+   socket_.subscribe( RTNLGRP_LINK );
+   askForDump();
+   for ( double const end = Zet::now() + startPatience; !settle(); ) {
+      if ( Zet::now() > end )
+         throw std::system_error( ETIMEDOUT, std::generic_category(),
+                                  "the interfaces could not be listed: the kernel does not answer, "
+                                  "or they change faster than they can be read" );
+      receive( static_cast< int >( LinkFeed::dumpPatience * 1000 ) );
+   }
+   loop_.onReadable< &NetlinkLinkSource::handleReadable >( socket_.fd(), *this );
+}
+
+void
+NetlinkLinkSource::handleReadable() {
+   int received = 0;
+   while ( received < datagramsPerTurn && receive( 0 ) )
+      ++received;
+   // Once it has dropped news, the kernel drops more without a word, until nothing waits any more.
+   if ( received < datagramsPerTurn && feed_->dumpWanted() )
+      askForDump();
+}
+
+bool
+NetlinkLinkSource::settle() {
+   // What waits may be what seems overdue.
+   if ( !feed_->complete() )
+      handleReadable();
+   if ( feed_->takeOverdueDump() )
+      askForDump();
+   return feed_->complete();
+}
+
+std::string
+NetlinkLinkSource::takeTrouble() {
+   std::string trouble = feed_->takeTrouble();
+   return trouble.empty() ? std::exchange( askTrouble_, {} ) : trouble;
+}
+
+bool
+NetlinkLinkSource::receive( int timeoutMs ) {
+   std::optional< NetlinkSocket::Datagram > datagram;
+   try {
+      datagram = socket_.receive( timeoutMs );
+      receiveErrors_ = 0;
+   } catch ( std::system_error const& error ) {
+      if ( ++receiveErrors_ == maxReceiveErrors )
+         throw;
+      feed_->handleTrouble( error.what() );
+      feed_->handleLoss();
+   }
+   if ( !datagram )
+      return false;
+   if ( datagram->lossy ) {
+      feed_->handleTrouble( "news of links were lost, there were too many at once" );
+      feed_->handleLoss();
+   } else
+      feed_->handleDatagram( datagram->sender, datagram->bytes );
+   return true;
+}
+
+void
+NetlinkLinkSource::ask( std::span< std::uint32_t const > indexes ) {
+   questions_.resize( indexes.size() * questionRoom );
+   std::size_t size = 0;
+   for ( std::uint32_t const index : indexes )
+      size += putLinkQuestion( questions_.data() + size, index, 0, ++sequence_ );
+   try {
+      if ( size > 0 )
+         socket_.send( std::span( questions_ ).first( size ) );
+   } catch ( std::system_error const& error ) {
+      // It may fail each time.
+      if ( int const number = error.code().value(); std::exchange( askError_, number ) != number )
+         askTrouble_ = "can't ask the kernel how uplinks are: " + error.code().message() +
+                       "; a loss may be noticed a second late";
+   }
+   handleReadable();
+}
+
+void
+NetlinkLinkSource::askForDump() {
+   alignas( nlmsghdr ) std::array< std::byte, questionRoom > room{};
+   std::size_t const size = putLinkQuestion( room.data(), 0, NLM_F_DUMP, ++sequence_ );
+   // Where that fails it is overdue some time, as if it were lost on the way.
+   feed_->handleDumpAsked( sequence_ );
+   try {
+      socket_.send( std::span( room ).first( size ) );
+   } catch ( std::system_error const& error ) {
+      feed_->handleTrouble( error.what() );
+   }
+}
+
+} // namespace Ufdd

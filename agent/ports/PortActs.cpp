@@ -1,0 +1,295 @@
+#include "agent/ports/PortActs.h"
+
+#include "platform/zet/Clock.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+using Means = LinkRequest::Means;
+
+// Of a link that is shut that way, and was like this before.
+Holding
+holdingOf( Link const& before, LinkRequest const& request ) {
+   bool const isOthers = before.protoDown && before.protoDownReasons == 0;
+   Means const means =
+       request.means == Means::protoDown && isOthers ? Means::onlyReason : request.means;
+   return { before.index, before.name, before.address, means, request.reason };
+}
+
+// Of a link that was just shut.
+Holding
+newHolding( LinkRequest const& answer ) {
+   return holdingOf( answer.before.index ? answer.before : answer.after, answer );
+}
+
+} // namespace
+
+void
+PortActs::askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason ) {
+   State& state = states_[ link.index ];
+   if ( holdings_.isOverridden( link.index ) || hasFailed( link.index, false ) )
+      return;
+   Holding const* const holding = holdings_.find( link.index );
+   LinkRequest request{ .index = link.index, .up = false, .port = port, .before = link };
+   if ( holding ) {
+      request.means = holding->means;
+      request.reason = holding->reason;
+      // What was seen may be older than our own last act.
+      request.onlyAsk =
+          state.error == 0 && Zet::now() - state.reopened[ state.next ] < reopeningSeconds;
+      if ( !holding->isIn( link ) || state.error != 0 )
+         requests_.push_back( request );
+   } else if ( link.adminUp ) {
+      request.means = state.hasNoProtoDown ? Means::adminDown : Means::protoDown;
+      request.reason = state.hasNoProtoDown ? 0 : reason;
+      requests_.push_back( request );
+   } else if ( !state.leftAlone ) {
+      leaveAlone( link.index, port );
+   }
+}
+
+void
+PortActs::askToOpen( Holding const& holding, Kelnet::IntfId port ) {
+   if ( !hasFailed( holding.index, true ) )
+      requests_.push_back( holding.opening( port ) );
+}
+
+bool
+PortActs::hasFailed( std::uint32_t index, bool up ) const {
+   auto const at = failed_.find( index );
+   return at != failed_.end() && at->second == up;
+}
+
+void
+PortActs::handleGone( std::uint32_t index ) {
+   holdings_.erase( index );
+   holdings_.eraseOverride( index );
+   states_.erase( index );
+   failed_.erase( index );
+}
+
+void
+PortActs::forgetReopenings( std::uint32_t index ) {
+   State& state = states_[ index ];
+   state.leftAlone = false;
+   state.reopened = State::never();
+}
+
+void
+PortActs::leaveAlone( std::uint32_t index, Kelnet::IntfId port ) {
+   states_[ index ].leftAlone = true;
+   report_.leftAlone( index, port );
+}
+
+void
+PortActs::act() {
+   // What is urgent first, and as the ports are counted. Sorting takes memory, also for one.
+   auto const isBefore = []( LinkRequest const& left, LinkRequest const& right ) {
+      return std::pair( left.up, left.index ) < std::pair( right.up, right.index );
+   };
+   if ( !std::is_sorted( requests_.begin(), requests_.end(), isBefore ) )
+      std::stable_sort( requests_.begin(), requests_.end(), isBefore );
+   apply();
+   Requests otherwise = fallBack();
+   handleAnswers();
+   if ( otherwise.empty() )
+      return;
+   // Of each link, what is remembered is one thing only.
+   holdings_.remember();
+   requests_ = std::move( otherwise );
+   apply();
+   handleAnswers();
+}
+
+void
+PortActs::handleAnswers() {
+   for ( LinkRequest& answer : requests_ )
+      handleAnswer( answer );
+   requests_.clear();
+}
+
+void
+PortActs::apply() {
+   if ( requests_.empty() )
+      return;
+   rememberBefore();
+   auto const openings = std::find_if( requests_.begin(), requests_.end(),
+                                       []( LinkRequest const& request ) { return request.up; } );
+   control_.apply( { requests_.begin(), openings } );
+   control_.apply( { openings, setAside( openings ) } );
+}
+
+// The news that another link has come to have that index, or that it is open and has been shut by
+// others since, may still be waiting.
+PortActs::Requests::iterator
+PortActs::setAside( Requests::iterator openings ) {
+   Requests questions( openings, requests_.end() );
+   for ( LinkRequest& question : questions )
+      question.onlyAsk = true;
+   control_.apply( questions );
+   auto request = openings;
+   for ( LinkRequest const& question : questions ) {
+      Link const& link = question.before;
+      Holding const* const holding = holdings_.find( link.index );
+      if ( holding && link.isOtherThan( holding->address ) )
+         request->error = PortReport::otherHardware;
+      else if ( holding && !holding->isOn( link ) )
+         request->after = link;
+      ++request;
+   }
+   return std::stable_partition( openings, requests_.end(), []( LinkRequest const& asked ) {
+      return !asked.error && !asked.after.index;
+   } );
+}
+
+// Before the acts, so that whatever ends this process, the next one knows of them.
+void
+PortActs::rememberBefore() {
+   std::vector< Holding > aboutToBeShut;
+   for ( LinkRequest const& request : requests_ )
+      if ( Link const* const link = links_.link( request.index );
+           link && !request.up && !request.onlyAsk && !holdings_.contains( request.index ) )
+         aboutToBeShut.push_back( holdingOf( *link, request ) );
+   holdings_.rememberBefore( aboutToBeShut );
+}
+
+PortActs::Requests
+PortActs::fallBack() {
+   auto const protoDownWorks = []( LinkRequest const& answer ) {
+      if ( answer.up || answer.means == Means::adminDown )
+         return true;
+      if ( answer.error )
+         return answer.error != EOPNOTSUPP && answer.error != EINVAL;
+      // It may have worked for a while only; and what slipped nobody has opened.
+      return !answer.isSlip( answer.before ) && ( answer.onlyAsk || answer.isSeen() );
+   };
+   auto const first = std::stable_partition( requests_.begin(), requests_.end(), protoDownWorks );
+   Requests otherwise( first, requests_.end() );
+   requests_.erase( first, requests_.end() );
+   std::erase_if( otherwise, [ this ]( LinkRequest& request ) {
+      bool const isStuck = request.error == 0 && !undo( request );
+      if ( isStuck ) {
+         request.error = PortReport::notSeen;
+         requests_.push_back( request );
+      }
+      return isStuck;
+   } );
+   for ( LinkRequest& request : otherwise ) {
+      states_[ request.index ].hasNoProtoDown = true;
+      holdings_.erase( request.index );
+      request = {
+         .index = request.index, .up = false, .port = request.port, .before = request.before
+      };
+   }
+   return otherwise;
+}
+
+// Before it is shut otherwise, so that whatever ends this process, no trace of it is left that
+// nobody remembers.
+bool
+PortActs::undo( LinkRequest const& slipped ) {
+   Holding const* const holding = holdings_.find( slipped.index );
+   LinkRequest opening = ( holding ? *holding : newHolding( slipped ) ).opening( slipped.port );
+   control_.apply( { &opening, 1 } );
+   return opening.isSeen();
+}
+
+void
+PortActs::handleAnswer( LinkRequest& answer ) {
+   // A driver may say so too, of a link that is there.
+   if ( answer.error == ENODEV && !answer.after.index ) {
+      if ( !answer.up )
+         report_.failed( answer );
+      return handleGone( answer.index );
+   }
+   if ( answer.onlyAsk && !answer.error )
+      return handleReopenings( answer );
+   // Others keep it in protodown, or have opened it themselves.
+   if ( answer.up && answer.isSeen() )
+      answer.error = 0;
+   else if ( !answer.error && !answer.isSeen() )
+      answer.error = PortReport::notSeen;
+   if ( answer.error )
+      handleFailure( answer );
+   else if ( answer.up )
+      handleOpened( answer );
+   else
+      handleShut( answer );
+}
+
+void
+PortActs::handleShut( LinkRequest const& answer ) {
+   State& state = states_[ answer.index ];
+   bool const failedBefore = std::exchange( state.error, 0 ) != 0;
+   failed_.erase( answer.index );
+   bool const isNew = !holdings_.contains( answer.index );
+   // If that is not known, it was as the news of it said.
+   if ( answer.before.index && !answer.wasOpen() ) {
+      // Shut by us already: it was seen open in news older than that.
+      if ( !isNew )
+         return;
+      if ( answer.means == Means::adminDown )
+         return leaveAlone( answer.index, answer.port );
+   }
+   if ( isNew )
+      holdings_.insert( newHolding( answer ) );
+   state.leftAlone = false;
+   if ( isNew || failedBefore )
+      return report_.shut( answer );
+   state.reopened[ state.next ] = Zet::now();
+   state.next = ( state.next + 1 ) % maxReopenings;
+   report_.shutAgain( answer );
+}
+
+void
+PortActs::handleReopenings( LinkRequest const& answer ) {
+   if ( !answer.wasOpen() )
+      return;
+   holdings_.insertOverride( newHolding( answer ) );
+   // It may still be in protodown, to no effect.
+   if ( answer.means == Means::adminDown || !answer.before.hasProtoDownReason( answer.reason ) ||
+        undo( answer ) )
+      holdings_.erase( answer.index );
+   report_.overridden( answer, maxReopenings );
+}
+
+void
+PortActs::handleOpened( LinkRequest const& answer ) {
+   holdings_.erase( answer.index );
+   states_[ answer.index ].error = 0;
+   failed_.erase( answer.index );
+   report_.opened( answer );
+}
+
+void
+PortActs::handleFailure( LinkRequest const& answer ) {
+   // It may have been shut and only the answer been lost.
+   Link const* const before = answer.before.index ? &answer.before : links_.link( answer.index );
+   if ( before && !answer.up && !answer.onlyAsk ) {
+      Holding const holding = holdingOf( *before, answer );
+      if ( answer.after.index && !holding.isOn( answer.after ) )
+         holdings_.erase( answer.index );
+      else if ( !holdings_.contains( answer.index ) && !holding.isIn( *before ) )
+         holdings_.insert( holding );
+   }
+   failed_.insert_or_assign( answer.index, answer.up );
+   if ( std::exchange( states_[ answer.index ].error, answer.error ) != answer.error )
+      report_.failed( answer );
+}
+
+bool
+PortActs::release() {
+   report_.releasingIs( true );
+   failed_.clear();
+   for ( auto const& [ index, holding ] : holdings_ )
+      askToOpen( holding, Kelnet::IntfId( holding.name.view() ) );
+   act();
+   return failed_.empty();
+}
+
+} // namespace Ufdd

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "agent/base/Log.h"
+#include "agent/detect/Detector.h"
+#include "agent/detect/LinkDirectory.h"
+#include "agent/kernel/LinkControl.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+namespace Ufdd {
+
+// Tells in the log what was done about ports, and why.
+class PortReport {
+ public:
+   // Errors that no errno value stands for. Of an act that the kernel reported as done, but that
+   // was not seen:
+   static constexpr int notSeen = -1;
+   // Of one that was not tried, because the interface is not the one that was shut.
+   static constexpr int otherHardware = -2;
+
+   // Borrows: all three.
+   PortReport( Detector const& detector, LinkDirectory const& links, Log& log )
+       : detector_( detector ), links_( links ), log_( log ) {}
+
+   // From now on ports are opened because the daemon stops.
+   void releasingIs( bool releasing ) { releasing_ = releasing; }
+
+   void shut( LinkRequest const& answer ) { held( answer.index, answer.port, "shut" ); }
+   void shutAgain( LinkRequest const& answer ) {
+      held( answer.index, answer.port, "shut again, someone had opened it" );
+   }
+   void leftAlone( std::uint32_t index, Kelnet::IntfId port ) {
+      held( index, port, "left as it is, administratively down already" );
+   }
+   void overridden( LinkRequest const& answer, std::size_t maxReopenings );
+   void opened( LinkRequest const& answer );
+   void failed( LinkRequest const& answer );
+
+ private:
+   // Of the groups, only what they are called.
+   void tell( LogEvent::Id id, Detector::Groups const& groups, Kelnet::IntfId port,
+              std::string const& text );
+   void held( std::uint32_t index, Kelnet::IntfId port, std::string_view how );
+   std::string remedyOf( LinkRequest const& failure ) const;
+   // "port eth1", "port bond0 (member eth1)"
+   std::string nameOf( std::uint32_t index, Kelnet::IntfId port ) const;
+
+   Detector const& detector_;
+   LinkDirectory const& links_;
+   Log& log_;
+   bool releasing_ = false;
+};
+
+} // namespace Ufdd

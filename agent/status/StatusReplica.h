@@ -1,0 +1,44 @@
+#pragma once
+
+#include "agent/base/UnixSocket.h"
+#include "model/Status.h"
+#include "platform/zet/attrlog/Demuxer.h"
+#include "platform/zet/attrlog/Dir.h"
+
+#include <span>
+#include <string>
+
+namespace Ufdd {
+
+// A copy of the Status of another process, which its attribute log keeps up. It outlasts the
+// connection, and what a next one tells is applied to it as changes.
+class StatusReplica final : private Zet::NboAttrLog::Demuxer::Roots {
+ public:
+   StatusReplica();
+   ~StatusReplica();
+
+   // Forgets the connection and expects another.
+   void begin();
+   // What to send at the beginning of a connection.
+   std::span< unsigned char const > hello() const { return demuxer_->out()->unsent(); }
+   // False when the bytes break the log's rules; error() tells which.
+   bool receive( std::span< unsigned char const > bytes ) {
+      return demuxer_->in()->receive( bytes );
+   }
+   std::string error() const { return demuxer_->in()->error().c_str(); }
+   // Whether the peer has said hello.
+   bool isGreeted() const { return demuxer_->in()->offset() != 0; }
+   // Whether the peer has told everything, so that only changes follow.
+   bool isInStep() const;
+
+   Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return status_; }
+
+ private:
+   Zet::Ptr< Zet::Entity > root( Zet::TypeId type, Zet::Name const& name ) override;
+
+   Zet::Ptr< Zet::Dir > const directory_;
+   Zet::Ptr< UplinkFailureDetection::Status > const status_;
+   Zet::Ptr< Zet::NboAttrLog::Demuxer > demuxer_;
+};
+
+} // namespace Ufdd
