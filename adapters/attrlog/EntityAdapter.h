@@ -22,6 +22,13 @@ template < class T >
 using AdapterOf = typename Detail::AdapterOf<
     T, !std::is_same_v< typename T::ZetNboAttrLogSa, Zet::Entity::ZetNboAttrLogSa > >::Type;
 
+// An entry of a type's own `Handlers`, a tuple in any order: the operation of its adapters that
+// hears of the attribute that `Get` reads. An attribute without one is written all the same.
+template < auto Get, auto Handler > struct HandlerOf {
+   static constexpr auto get = Get;
+   static constexpr auto handler = Handler;
+};
+
 // The attribute-log adapter of an entity T: writing, scheduled flow, replay and reading, as loops
 // over T's rows. What is said of one attribute is said once, for all types.
 //
@@ -105,7 +112,7 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    void handleReplayRequest( Zet::AttributeId id ) override;
 
  private:
-   // Runs the handler of that attribute, as the class of T has it.
+   // Runs the handler of that attribute, if the class of T has one, or writes it.
    template < std::size_t I, class... K > void handle( K const&... key );
 
    // Writing.

@@ -64,6 +64,10 @@ template < class T > class FlowOut : public Zet::NboAttrLog::FlowOut {
    template < std::size_t I > void dirtyIs( bool dirty ) noexcept {
       dirty_ = dirty ? dirty_ | bit< I > : dirty_ & ~bit< I >;
    }
+   // The same by attribute, for the operations that a type's own class names after them.
+   template < auto Get > void attributeDirtyIs( bool dirty ) noexcept {
+      dirtyIs< placeOf< T, Get >() >( dirty );
+   }
    ZetDirtyBitSet0 dirtyBits() const noexcept { return dirty_; }
 
    // Where the replay of that collection goes on; none unless it was interrupted.

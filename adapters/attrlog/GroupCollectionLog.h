@@ -11,21 +11,29 @@ template < class E > class GroupCollectionLog : public AttrLog::EntityAdapter< E
    using Member = typename E::Member;
    using ChildAdapter = AttrLog::AdapterOf< Member >;
    using Out = Zet::NboAttrLog::Out;
+   static constexpr auto readGroup = Notify::reader( &E::group );
 
  public:
    class FlowOut final : public AttrLog::FlowOut< E > {
     public:
       using AttrLog::FlowOut< E >::FlowOut;
-      void zetIsIsNondestructingDirtyIs( bool dirty ) { this->template dirtyIs< 0 >( dirty ); }
-      void zetIsGroupDirtyIs( bool dirty ) { this->template dirtyIs< 1 >( dirty ); }
+      void zetIsIsNondestructingDirtyIs( bool dirty ) {
+         this->template attributeDirtyIs< AttrLog::readNondestructing >( dirty );
+      }
+      void zetIsGroupDirtyIs( bool dirty ) {
+         this->template attributeDirtyIs< readGroup >( dirty );
+      }
    };
 
    using Base::Base;
 
-   virtual void onIsNondestructing() { this->template changed< 0 >(); }
+   virtual void onIsNondestructing() {
+      this->template changed< Base::template place< AttrLog::readNondestructing > >();
+   }
    virtual void onGroup( Zet::Name name ) { this->template changed< group >( name ); }
-   static constexpr std::tuple handlers{ &GroupCollectionLog::onIsNondestructing,
-                                         &GroupCollectionLog::onGroup };
+   using Handlers = std::tuple<
+       AttrLog::HandlerOf< AttrLog::readNondestructing, &GroupCollectionLog::onIsNondestructing >,
+       AttrLog::HandlerOf< readGroup, &GroupCollectionLog::onGroup > >;
 
    void zetHandleGroupSerializeSing( Zet::Name name, Zet::Ptr< Member > const& member ) {
       this->template serializeSing< group >( name, member.get() );
@@ -55,7 +63,7 @@ template < class E > class GroupCollectionLog : public AttrLog::EntityAdapter< E
    ~GroupCollectionLog() override = default;
 
  private:
-   static constexpr std::size_t group = AttrLog::placeOf< E, Notify::reader( &E::group ) >();
+   static constexpr std::size_t group = AttrLog::placeOf< E, readGroup >();
 };
 
 } // namespace UplinkFailureDetection

@@ -19,7 +19,7 @@ Adapter::ZetNboAttrLogSaIs( Zet_BitSet mask, Zet::Ptr< GroupConfig > const& enti
 
 void
 Adapter::onIsNondestructing() {
-   changed< 0 >();
+   changed< place< AttrLog::readNondestructing > >();
 }
 
 void

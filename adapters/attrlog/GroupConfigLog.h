@@ -18,10 +18,11 @@ class ZET_EXPORT GroupConfig::ZetNboAttrLogSa : public AttrLog::EntityAdapter< G
    virtual void onIntfsToMonitor( Kelnet::IntfId intfId );
    virtual void onIntfsToDisable( Kelnet::IntfId intfId );
    virtual void onMinLinks();
-   static constexpr std::tuple handlers{ &ZetNboAttrLogSa::onIsNondestructing,
-                                         &ZetNboAttrLogSa::onIntfsToMonitor,
-                                         &ZetNboAttrLogSa::onIntfsToDisable,
-                                         &ZetNboAttrLogSa::onMinLinks };
+   using Handlers = std::tuple<
+       AttrLog::HandlerOf< AttrLog::readNondestructing, &ZetNboAttrLogSa::onIsNondestructing >,
+       AttrLog::HandlerOf< &GroupConfig::intfsToMonitor, &ZetNboAttrLogSa::onIntfsToMonitor >,
+       AttrLog::HandlerOf< &GroupConfig::intfsToDisable, &ZetNboAttrLogSa::onIntfsToDisable >,
+       AttrLog::HandlerOf< &GroupConfig::minLinks, &ZetNboAttrLogSa::onMinLinks > >;
 
    void zetHandleIntfsToMonitorSerializeSing( Kelnet::IntfId intfId, bool watched, bool deleted );
    bool zetHandleIntfsToMonitorSerializeColl();
@@ -35,10 +36,16 @@ class ZET_EXPORT GroupConfig::ZetNboAttrLogSa : public AttrLog::EntityAdapter< G
 class GroupConfig::ZetNboAttrLogSa::FlowOut final : public AttrLog::FlowOut< GroupConfig > {
  public:
    using AttrLog::FlowOut< GroupConfig >::FlowOut;
-   void zetIsIsNondestructingDirtyIs( bool dirty ) { dirtyIs< 0 >( dirty ); }
-   void zetIsIntfsToMonitorDirtyIs( bool dirty ) { dirtyIs< 1 >( dirty ); }
-   void zetIsIntfsToDisableDirtyIs( bool dirty ) { dirtyIs< 2 >( dirty ); }
-   void zetIsMinLinksDirtyIs( bool dirty ) { dirtyIs< 3 >( dirty ); }
+   void zetIsIsNondestructingDirtyIs( bool dirty ) {
+      attributeDirtyIs< AttrLog::readNondestructing >( dirty );
+   }
+   void zetIsIntfsToMonitorDirtyIs( bool dirty ) {
+      attributeDirtyIs< &GroupConfig::intfsToMonitor >( dirty );
+   }
+   void zetIsIntfsToDisableDirtyIs( bool dirty ) {
+      attributeDirtyIs< &GroupConfig::intfsToDisable >( dirty );
+   }
+   void zetIsMinLinksDirtyIs( bool dirty ) { attributeDirtyIs< &GroupConfig::minLinks >( dirty ); }
 };
 
 } // namespace UplinkFailureDetection

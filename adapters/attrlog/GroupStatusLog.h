@@ -23,10 +23,11 @@ class ZET_EXPORT GroupStatus::ZetNboAttrLogSa : public AttrLog::EntityAdapter< G
    virtual void onGroupLinkStatus();
    virtual void onNumTimesDisabled();
    virtual void onPrevDisabledTime();
-   static constexpr std::tuple handlers{ &ZetNboAttrLogSa::onIsNondestructing,
-                                         &ZetNboAttrLogSa::onGroupLinkStatus,
-                                         &ZetNboAttrLogSa::onNumTimesDisabled,
-                                         &ZetNboAttrLogSa::onPrevDisabledTime };
+   using Handlers = std::tuple<
+       AttrLog::HandlerOf< AttrLog::readNondestructing, &ZetNboAttrLogSa::onIsNondestructing >,
+       AttrLog::HandlerOf< &GroupStatus::groupLinkStatus, &ZetNboAttrLogSa::onGroupLinkStatus >,
+       AttrLog::HandlerOf< &GroupStatus::numTimesDisabled, &ZetNboAttrLogSa::onNumTimesDisabled >,
+       AttrLog::HandlerOf< &GroupStatus::prevDisabledTime, &ZetNboAttrLogSa::onPrevDisabledTime > >;
 
  protected:
    ~ZetNboAttrLogSa() override;
@@ -35,10 +36,18 @@ class ZET_EXPORT GroupStatus::ZetNboAttrLogSa : public AttrLog::EntityAdapter< G
 class GroupStatus::ZetNboAttrLogSa::FlowOut final : public AttrLog::FlowOut< GroupStatus > {
  public:
    using AttrLog::FlowOut< GroupStatus >::FlowOut;
-   void zetIsIsNondestructingDirtyIs( bool dirty ) { dirtyIs< 0 >( dirty ); }
-   void zetIsGroupLinkStatusDirtyIs( bool dirty ) { dirtyIs< 1 >( dirty ); }
-   void zetIsNumTimesDisabledDirtyIs( bool dirty ) { dirtyIs< 2 >( dirty ); }
-   void zetIsPrevDisabledTimeDirtyIs( bool dirty ) { dirtyIs< 3 >( dirty ); }
+   void zetIsIsNondestructingDirtyIs( bool dirty ) {
+      attributeDirtyIs< AttrLog::readNondestructing >( dirty );
+   }
+   void zetIsGroupLinkStatusDirtyIs( bool dirty ) {
+      attributeDirtyIs< &GroupStatus::groupLinkStatus >( dirty );
+   }
+   void zetIsNumTimesDisabledDirtyIs( bool dirty ) {
+      attributeDirtyIs< &GroupStatus::numTimesDisabled >( dirty );
+   }
+   void zetIsPrevDisabledTimeDirtyIs( bool dirty ) {
+      attributeDirtyIs< &GroupStatus::prevDisabledTime >( dirty );
+   }
 };
 
 } // namespace UplinkFailureDetection

@@ -31,11 +31,13 @@ concept ScalarRow = !CollectionRow< R > && requires {
    R::set;
 };
 
+// The reader of every type's first attribute.
+inline constexpr auto readNondestructing = Notify::reader( &Zet::PtrInterface::isNondestructing );
+
 namespace Detail {
 
-// Every type's first attribute.
-inline constexpr Notify::Scalar< Notify::reader( &Zet::PtrInterface::isNondestructing ),
-                                 &Zet::PtrInterface::isNondestructingIs, nullptr >
+inline constexpr Notify::Scalar< readNondestructing, &Zet::PtrInterface::isNondestructingIs,
+                                 nullptr >
     nondestructingRow{ Zet::isNondestructingAttributeId, "isNondestructing" };
 
 template < class R >

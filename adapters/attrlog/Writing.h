@@ -5,6 +5,25 @@
 // The writing half of EntityAdapter: changes, as they happen.
 namespace AttrLog {
 
+namespace Detail {
+
+// Null when the adapter's class has no handler of its own for that attribute.
+template < class Adapter, auto Get >
+constexpr auto
+ownHandler() {
+   if constexpr ( requires { typename Adapter::Handlers; } ) {
+      constexpr typename Adapter::Handlers handlers;
+      constexpr std::size_t index = Notify::Detail::indexOf< Get >( handlers );
+      if constexpr ( index < std::tuple_size_v< typename Adapter::Handlers > )
+         return std::tuple_element_t< index, typename Adapter::Handlers >::handler;
+      else
+         return nullptr;
+   } else
+      return nullptr;
+}
+
+} // namespace Detail
+
 template < class T >
 template < class... V >
 bool
@@ -64,13 +83,11 @@ template < class T >
 template < std::size_t I, class... K >
 void
 EntityAdapter< T >::handle( K const&... key ) {
-   if constexpr ( requires { AdapterOf< T >::handlers; } ) {
-      static_assert( std::tuple_size_v< decltype( AdapterOf< T >::handlers ) > ==
-                     serializedCount< T > );
-      ( static_cast< AdapterOf< T >& >( *this ).*
-        std::get< I >( AdapterOf< T >::handlers ) )( key... );
-   } else
+   static constexpr auto own = Detail::ownHandler< AdapterOf< T >, Row< I >::get >();
+   if constexpr ( own == nullptr )
       changed< I >( key... );
+   else
+      ( static_cast< AdapterOf< T >& >( *this ).*own )( key... );
 }
 
 template < class T >
