@@ -1,5 +1,6 @@
 #pragma once
 
+#include "adapters/notify/LoggedEntity.h"
 #include "adapters/reflect/AttributeFlags.h"
 #include "adapters/reflect/RowTraits.h"
 #include "platform/zet/ActivityConfig.h"
@@ -13,10 +14,8 @@
 namespace Reflect {
 
 template < class T > inline constexpr bool isEntity = std::is_base_of_v< Zet::Entity, T >;
-// A type with an attribute log of its own is known by its adapter.
 template < class T >
-inline constexpr bool hasAttributeLog =
-    isEntity< T > && !std::is_same_v< typename T::ZetNboAttrLogSa, Zet::Entity::ZetNboAttrLogSa >;
+inline constexpr bool hasAttributeLog = std::is_base_of_v< Notify::LoggedEntity< T >, T >;
 
 // The descriptor of one of our types, for the unit that owns it to fill.
 template < class T >

@@ -61,8 +61,8 @@ TEST( NewType, IsReflectedAndAnnouncedByItsRows ) {
    Log announced;
    for ( auto const& attribute : types.front()->attributes() )
       announced.push_back( attribute->name().c_str() );
-   EXPECT_EQ( ( Log{ "isNondestructing", "value", "most", "title", "isOpen", "link", "level",
-                     "part", "isFull", "reset" } ),
+   EXPECT_EQ( ( Log{ "isNondestructing", "zetHasAttrLogInterface", "value", "most", "title",
+                     "isOpen", "link", "level", "part", "isFull", "reset" } ),
               announced );
    EXPECT_EQ( "Kelnet::IntfId", types.front()->attr( "level" )->keyType()->fullName() );
    EXPECT_EQ( "Tests::Part", types.front()->attr( "part" )->valueType()->fullName() );
