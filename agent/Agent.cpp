@@ -1,7 +1,7 @@
 #include "agent/Agent.h"
 
 #include "agent/base/WallTime.h"
-#include "agent/reflected/Reflected.h"
+#include "agent/reflected/Configuration.h"
 #include "model/GroupStatus.h"
 #include "platform/zet/Clock.h"
 
@@ -117,8 +117,7 @@ Agent::statusLines() const {
       auto const config = detector_.config->group( group->name() );
       double const time = group->prevDisabledTime();
       lines.push_back(
-          "group " + std::string( group->name().view() ) + ": " +
-          scalarsText( *reflected( Zet::Ptr< GroupStatus >( group.member() ) ) ) +
+          "group " + std::string( group->name().view() ) + ": " + scalarsText( *group ) +
           ( time > 0 ? "; last disabled " + localTime( Moment::now().wallAt( time ) ) : "" ) +
           "; uplinks: " + ( config ? detector_.uplinksOf( *config ) : "" ) );
    }

@@ -4,7 +4,6 @@
 #include "agent/base/NearestWord.h"
 #include "agent/config/ConfigChecks.h"
 #include "agent/config/TableReader.h"
-#include "agent/reflected/Reflected.h"
 #include "platform/zet/attrlog/Format.h"
 
 #include <toml++/toml.h>
@@ -16,7 +15,7 @@
 #include <cstring>
 #include <map>
 #include <memory>
-#include <sstream>
+#include <optional>
 #include <system_error>
 
 namespace Ufdd {
@@ -26,8 +25,8 @@ namespace {
 using UplinkFailureDetection::GroupConfig;
 
 constexpr std::array shortNames{
-   TableReader::ShortName{ "monitor", "intfsToMonitor" },
-   TableReader::ShortName{ "disable", "intfsToDisable" },
+   ShortName{ "monitor", "intfsToMonitor" },
+   ShortName{ "disable", "intfsToDisable" },
 };
 
 // Reads the tables of one file, and goes on after an error.
@@ -44,7 +43,10 @@ class Reader {
 
  private:
    void readDetection( toml::table const& file );
-   // Of an option that may be left out.
+   // These read one option, which may be left out.
+   template < class V, class Read >
+   void read( toml::table const& table, std::string_view key, std::string const& expectation,
+              V& option, Read valueIn );
    void readNumber( toml::table const& file, std::string_view key, std::string_view unit,
                     std::uint32_t min, std::uint32_t max, std::uint32_t& number );
    void readSeconds( toml::table const& table, std::string_view key, double& seconds );
@@ -59,7 +61,7 @@ class Reader {
 
    Findings& findings_;
    bool isDryRun_ = false; // The whole file.
-   TableReader attributes_{ *GroupConfig::_fwkType(), shortNames, findings_ };
+   TableReader< GroupConfig > attributes_{ shortNames, findings_ };
    std::map< std::string, Place, std::less<> > groupPlaces_;
 };
 
@@ -110,34 +112,52 @@ Reader::readDetection( toml::table const& file ) {
    static constexpr std::array< std::pair< std::string_view, Mode >, 3 > modes{
       { { "events", Mode::events }, { "verify", Mode::verify }, { "poll", Mode::poll } }
    };
-   if ( toml::node const* const node = file.get( "detection" ) ) {
-      auto const word = node->value< std::string_view >();
-      auto const mode = std::find_if( modes.begin(), modes.end(),
-                                      [ & ]( auto const& m ) { return m.first == word; } );
-      if ( mode != modes.end() )
-         detection.mode = mode->second;
-      else
-         findings_.error( placeOf( *node ),
-                          "expected detection to be \"events\", \"verify\" or \"poll\", not " +
-                              ( word ? quoted( *word ) : std::string( typeOf( *node ) ) ) );
-   }
+   read( file, "detection", R"("events", "verify" or "poll")", detection.mode,
+         []( toml::node const& node ) -> std::optional< Mode > {
+            auto const mode = std::find_if( modes.begin(), modes.end(), [ & ]( auto const& m ) {
+               return m.first == node.value< std::string_view >();
+            } );
+            return mode == modes.end() ? std::nullopt : std::optional( mode->second );
+         } );
    readNumber( file, "detection_interval", " of milliseconds", 1, DetectionSettings::maxIntervalMs,
                detection.intervalMs );
+}
+
+template < class V, class Read >
+void
+Reader::read( toml::table const& table, std::string_view key, std::string const& expectation,
+              V& option, Read valueIn ) {
+   toml::node const* const node = table.get( key );
+   if ( !node )
+      return;
+   if ( std::optional< V > const value = valueIn( *node ) )
+      option = *value;
+   else
+      findings_.error( placeOf( *node ), "expected " + std::string( key ) + " to be " +
+                                             expectation + ", not " + found( *node ) );
 }
 
 void
 Reader::readNumber( toml::table const& file, std::string_view key, std::string_view unit,
                     std::uint32_t min, std::uint32_t max, std::uint32_t& number ) {
-   toml::node const* const node = file.get( key );
-   if ( !node )
-      return;
-   std::int64_t const value = node->is_integer() ? node->as_integer()->get() : -1;
-   if ( value < min || value > max )
-      return findings_.error( placeOf( *node ), "expected " + std::string( key ) +
-                                                    " to be a whole number" + std::string( unit ) +
-                                                    " from " + std::to_string( min ) + " to " +
-                                                    std::to_string( max ) );
-   number = static_cast< std::uint32_t >( value );
+   read( file, key,
+         "a whole number" + std::string( unit ) + " from " + std::to_string( min ) + " to " +
+             std::to_string( max ),
+         number,
+         [ = ]( auto const& node ) { return TomlValue< unsigned int >::read( node, min, max ); } );
+}
+
+void
+Reader::readSeconds( toml::table const& table, std::string_view key, double& seconds ) {
+   read( table, key, "a number of seconds from 0 to 86400", seconds, []( auto const& node ) {
+      auto const value = TomlValue< double >::read( node );
+      return value && *value >= 0 && *value <= 86400 ? value : std::nullopt;
+   } );
+}
+
+void
+Reader::readFlag( toml::table const& table, std::string_view key, bool& flag ) {
+   read( table, key, TomlValue< bool >::expectation(), flag, TomlValue< bool >::read );
 }
 
 void
@@ -153,48 +173,10 @@ Reader::readGroup( toml::table const& table ) {
    readSeconds( table, "down_delay", group.policy.downDelay );
    readFlag( table, "dry_run", group.policy.dryRun );
    group.policy.dryRun |= isDryRun_;
-   TableReader::Places places = attributes_.read( table, *reflected( group.config ), "this group" );
+   auto places = attributes_.read( table, *group.config, "this group" );
    group.monitorPlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToMonitor >().id ];
    group.disablePlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToDisable >().id ];
    groups.push_back( std::move( group ) );
-}
-
-void
-Reader::readSeconds( toml::table const& table, std::string_view key, double& seconds ) {
-   constexpr double max = 86400;
-   toml::node const* const node = table.get( key );
-   if ( !node )
-      return;
-   double number = -1;
-   std::ostringstream found;
-   if ( auto const* const whole = node->as_integer() ) {
-      number = static_cast< double >( whole->get() );
-      found << whole->get();
-   } else if ( auto const* const fraction = node->as_floating_point() ) {
-      number = fraction->get();
-      found << number;
-   } else {
-      found << typeOf( *node );
-   }
-   if ( number >= 0 && number <= max )
-      seconds = number;
-   else
-      findings_.error( placeOf( *node ), "expected " + std::string( key ) +
-                                             " to be a number of seconds from 0 to 86400, not " +
-                                             found.str() );
-}
-
-void
-Reader::readFlag( toml::table const& table, std::string_view key, bool& flag ) {
-   toml::node const* const node = table.get( key );
-   if ( !node )
-      return;
-   if ( auto const* const truth = node->as_boolean() )
-      flag = truth->get();
-   else
-      findings_.error( placeOf( *node ), "expected " + std::string( key ) +
-                                             " to be true or false, not " +
-                                             std::string( typeOf( *node ) ) );
 }
 
 std::string

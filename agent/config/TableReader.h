@@ -1,11 +1,12 @@
 #pragma once
 
-#include "agent/config/Findings.h"
-#include "platform/zet/generic/GenericIf.h"
-#include "platform/zet/types/ZetAttr.h"
+#include "agent/base/InterfaceName.h"
+#include "agent/config/TomlValue.h"
+#include "agent/reflected/Configuration.h"
+#include "platform/kelnet/IntfId.h"
 
-#include <toml++/toml.h>
-
+#include <algorithm>
+#include <concepts>
 #include <map>
 #include <span>
 #include <string>
@@ -14,56 +15,152 @@
 
 namespace Ufdd {
 
-Place placeOf( toml::node const& node );
-// "a text", "a list", to follow "not"
-std::string_view typeOf( toml::node const& node );
+// Another spelling for an attribute, one that every table must have.
+struct ShortName {
+   std::string_view key;
+   std::string_view attribute;
+};
 
-// Reads tables of a file into objects of one type, of which it knows what the descriptor tells:
-// a table's keys are the names of attributes that are configuration, spelled min_links for
-// minLinks. A collection of flags is written as the list of its keys, any other as a table.
-class TableReader {
+// "min_links" for "minLinks"
+std::string keyOf( std::string_view attribute );
+
+// Reads tables of a file into objects of type T. It knows no more of T than the rows say: a table's
+// keys are the names of the attributes that are configuration, spelled min_links for minLinks. A
+// collection of flags is written as the list of its keys, any other as a table.
+template < class T > class TableReader {
  public:
-   // Another spelling for an attribute, one that every table must have.
-   struct ShortName {
-      std::string_view key;
-      std::string_view attribute;
-   };
    // Where the keys of a collection stand, by attribute.
    using Places = std::map< Zet::AttributeId, std::map< std::string, Place, std::less<> > >;
 
    // Borrows: shortNames, findings.
-   TableReader( Zet::ZetType const& type, std::span< ShortName const > shortNames,
-                Findings& findings );
+   TableReader( std::span< ShortName const > shortNames, Findings& findings )
+       : shortNames_( shortNames ), findings_( findings ) {}
 
-   // The spelling that it knows an attribute by, of each in order.
-   std::vector< std::string > keys() const;
-   // Whether it reads that key of a table.
-   bool reads( std::string_view key ) const;
+   // The spelling of each attribute to show, in order.
+   std::vector< std::string > keys() const {
+      std::vector< std::string > keys;
+      forEachConfigured< T >(
+          [ & ]( auto const& row ) { keys.push_back( shownKey( row.name ) ); } );
+      return keys;
+   }
+
+   // Returns true if that key of a table is read.
+   bool reads( std::string_view key ) const {
+      bool isRead = false;
+      forEachConfigured< T >( [ & ]( auto const& row ) {
+         isRead |= key == keyOf( row.name ) || key == shownKey( row.name );
+      } );
+      return isRead;
+   }
+
    // Sets what the table says, and goes on after what is wrong with it. `thing` is how the errors
-   // call what the table tells of: "this group".
-   Places read( toml::table const& table, Zet::GenericIf& object, std::string_view thing );
+   // call what the table describes: "this group".
+   Places read( toml::table const& table, T& object, std::string_view thing ) {
+      Places places;
+      forEachConfigured< T >( [ & ]< class R >( R const& row ) {
+         toml::node const* const node = find( table, row.name, thing, memberForm< R >() );
+         if ( !node )
+            return;
+         if constexpr ( ConfiguredCollection< R > )
+            readMembers( *node, row, object, places[ row.id ] );
+         else if ( auto const value = readValue< ValueOf< R > >( *node, row ) )
+            ( object.*R::set )( *value );
+      } );
+      return places;
+   }
 
  private:
-   struct Attribute {
-      Zet::Ptr< Zet::ZetAttr > descriptor;
-      std::string key;      // The long spelling,
-      std::string shortKey; // and the short one, if there is one.
-      std::string const& shown() const { return shortKey.empty() ? key : shortKey; }
-   };
+   template < class R > static constexpr bool isList = std::same_as< ValueOf< R >, bool >;
+   template < class R >
+   static constexpr bool isOfInterfaces = std::same_as< KeyOf< R >, Kelnet::IntfId >;
 
-   // Null, with an error, when it must be there and isn't.
-   toml::node const* find( toml::table const& table, Attribute const& attribute,
-                           std::string_view thing );
-   void readMembers( toml::node const& node, Attribute const& attribute, Zet::GenericIf& object,
-                     Places::mapped_type& places );
-   void readMember( std::string_view key, toml::node const& at, toml::node const* value,
-                    Attribute const& attribute, Zet::GenericIf& object,
-                    Places::mapped_type& places );
-   // Sets a value; what the object thinks of it becomes an error at `node`.
-   void set( toml::node const& node, Attribute const& attribute, Zet::GenericIf& object,
-             Zet::Ptr< Zet::GenericIf > const& key, Zet::Ptr< Zet::GenericIf > const& value );
+   std::string shownKey( std::string_view attribute ) const {
+      auto const at = std::find_if( shortNames_.begin(), shortNames_.end(),
+                                    [ & ]( auto const& s ) { return s.attribute == attribute; } );
+      return at == shortNames_.end() ? keyOf( attribute ) : std::string( at->key );
+   }
 
-   std::vector< Attribute > attributes_;
+   // What follows the key and "=": `[ "...", ... ]`
+   template < class R > static constexpr std::string_view memberForm() {
+      if constexpr ( !ConfiguredCollection< R > )
+         return "...";
+      else
+         return isList< R > ? R"([ "...", ... ])" : R"({ "..." = ..., ... })";
+   }
+
+   // Null when the table says nothing of the attribute, with an error if it must.
+   toml::node const* find( toml::table const& table, std::string_view attribute,
+                           std::string_view thing, std::string_view form ) {
+      std::string const key = keyOf( attribute );
+      std::string const shown = shownKey( attribute );
+      toml::node const* const node = table.get( shown );
+      toml::node const* const other = table.get( key );
+      if ( node && other && node != other )
+         findings_.error( placeOf( *other ),
+                          quoted( key ) + " is another word for " + quoted( shown ) +
+                              ", which is here as well; write only one of them" );
+      if ( !node && !other && key != shown )
+         findings_.error( placeOf( table ),
+                          std::string( thing ) + " has no list of interfaces to " + shown +
+                              "; expected " + shown + " = " + std::string( form ) );
+      return node ? node : other;
+   }
+
+   template < class V, class R >
+   std::optional< V > readValue( toml::node const& node, R const& row ) {
+      auto const value = TomlValue< V >::read( node );
+      if ( !value )
+         findings_.error( placeOf( node ), "expected " + shownKey( row.name ) + " to be " +
+                                               TomlValue< V >::expectation() + ", not " +
+                                               found( node ) );
+      return value;
+   }
+
+   template < class R >
+   void readMembers( toml::node const& node, R const& row, T& object,
+                     typename Places::mapped_type& places ) {
+      if ( isList< R > ? !node.is_array() : !node.is_table() )
+         return findings_.error(
+             placeOf( node ),
+             std::string( isList< R > ? "expected a list" : "expected a table" ) +
+                 ( isOfInterfaces< R > ? " of interface names, " : " of texts, " ) +
+                 shownKey( row.name ) + " = " + std::string( memberForm< R >() ) + ", not " +
+                 std::string( typeOf( node ) ) );
+      if constexpr ( isList< R > ) {
+         for ( toml::node const& element : *node.as_array() )
+            if ( !element.is_string() )
+               findings_.error( placeOf( element ),
+                                std::string( isOfInterfaces< R >
+                                                 ? "expected the name of an interface as "
+                                                 : "expected " ) +
+                                    "a text in quotes, not " + std::string( typeOf( element ) ) );
+            else if ( auto const name = **element.as_string();
+                      isNewKey< R >( name, element, places ) )
+               ( object.*R::set )( KeyOf< R >( name ), true );
+      } else {
+         for ( auto&& [ key, value ] : *node.as_table() )
+            if ( isNewKey< R >( key.str(), value, places ) )
+               if ( auto const read = readValue< ValueOf< R > >( value, row ) )
+                  ( object.*R::set )( KeyOf< R >( key.str() ), *read );
+      }
+   }
+
+   // Returns true for a key that can be used, and remembers its place.
+   template < class R >
+   bool isNewKey( std::string_view key, toml::node const& at,
+                  typename Places::mapped_type& places ) {
+      auto const refuse = [ & ]( std::string const& why ) {
+         findings_.error( placeOf( at ), quoted( key ) + why );
+         return false;
+      };
+      if constexpr ( isOfInterfaces< R > )
+         if ( auto const objection = InterfaceName::objection( key ); !objection.empty() )
+            return refuse( " is not the name of an interface: " + std::string( objection ) );
+      return places.try_emplace( std::string( key ), placeOf( at ) ).second ||
+             refuse( " is in this list already" );
+   }
+
+   std::span< ShortName const > shortNames_;
    Findings& findings_;
 };
 

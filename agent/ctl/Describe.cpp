@@ -70,7 +70,7 @@ printTable( Zet::ZetType const& type ) {
                    nameOf( attribute->valueType() ), nameOf( attribute->keyType() ),
                    hex( attribute->flags().word0 ), hex( attribute->flags().word1 ),
                    std::to_string( attribute->introspectionFlags().value() ),
-                   std::string( text( attributeKind( *attribute ) ) ) } );
+                   std::string( attributeKind( *attribute ) ) } );
    std::cout << table.text();
 }
 
@@ -126,7 +126,7 @@ json( Zet::ZetAttr const& attribute ) {
                 { "key", jsonName( attribute.keyType() ) },
                 { "flags", { attribute.flags().word0, attribute.flags().word1 } },
                 { "introspection", attribute.introspectionFlags().value() },
-                { "kind", text( attributeKind( attribute ) ) } };
+                { "kind", attributeKind( attribute ) } };
    if ( !attribute.arguments().empty() )
       object[ "arguments" ] = json( attribute.arguments() );
    if ( !attribute.indexAttr().empty() )

@@ -1,6 +1,6 @@
 #include "agent/detect/Detector.h"
 
-#include "agent/reflected/Reflected.h"
+#include "agent/reflected/Configuration.h"
 #include "model/GroupConfig.h"
 #include "model/GroupStatus.h"
 
@@ -50,14 +50,14 @@ Detector::configure( GroupSettings const& settings, Difference& difference ) {
    Zet::Name const name = settings.config->name();
    bool const isNew = !config->group( name );
    bool const hasNewPolicy = !verdicts.policyIs( name, settings.policy );
-   auto const wanted = reflected( settings.config );
-   auto const group = reflected( config->groupIs( name ) );
+   GroupConfig const& wanted = *settings.config;
+   Zet::Ptr< GroupConfig > const group = config->groupIs( name );
    if ( isNew )
       ++difference.added;
-   else if ( hasNewPolicy || !isConfiguredAlike( *wanted, *group ) )
+   else if ( hasNewPolicy || !isConfiguredAlike( wanted, *group ) )
       ++difference.changed;
    // So that the group gets from one state to the other without passing through a third.
-   copyConfiguration( *wanted, *group,
+   copyConfiguration( wanted, *group,
                       isDown( name ) ? CopyOrder::removeFirst : CopyOrder::addFirst );
 }
 

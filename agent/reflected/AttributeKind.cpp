@@ -17,7 +17,7 @@ constexpr std::uint32_t enumerates = 0x00200000; // word1
 
 } // namespace
 
-AttributeKind
+std::string_view
 attributeKind( Zet::ZetAttr const& attribute ) {
    auto const [ word0, word1 ] = attribute.flags();
    bool const isKeyed = attribute.keyType() != nullptr;
@@ -27,50 +27,16 @@ attributeKind( Zet::ZetAttr const& attribute ) {
    if ( word1 & enumerates )
       return AttributeKind::enumerator;
    if ( word0 & ofObjects )
-      return isKeyed                ? AttributeKind::objectCollection
+      return isKeyed                ? AttributeKind::objects
              : ( word0 & writable ) ? AttributeKind::object
                                     : AttributeKind::reference;
    if ( isKeyed )
-      return AttributeKind::valueCollection;
+      return AttributeKind::values;
    if ( word0 & writable )
       return AttributeKind::scalar;
    if ( attribute.name() == Zet::frameworkAttributeName( Zet::keyAttributeId ) )
       return AttributeKind::key;
    return word1 & ofItsType ? AttributeKind::constant : AttributeKind::derived;
-}
-
-std::string_view
-text( AttributeKind kind ) {
-   switch ( kind ) {
-   case AttributeKind::scalar:
-      return "scalar";
-   case AttributeKind::constant:
-      return "constant";
-   case AttributeKind::derived:
-      return "derived";
-   case AttributeKind::key:
-      return "key";
-   case AttributeKind::valueCollection:
-      return "collection of values";
-   case AttributeKind::objectCollection:
-      return "collection of objects";
-   case AttributeKind::object:
-      return "object";
-   case AttributeKind::reference:
-      return "reference";
-   case AttributeKind::function:
-      return "function";
-   case AttributeKind::enumerator:
-      return "enumerator";
-   }
-   return "";
-}
-
-bool
-isConfiguration( Zet::ZetAttr const& attribute ) {
-   AttributeKind const kind = attributeKind( attribute );
-   return ( kind == AttributeKind::scalar || kind == AttributeKind::valueCollection ) &&
-          attribute.introspectionFlags().value() & Introspection::isIndependentDomainAttr;
 }
 
 } // namespace Ufdd

@@ -6,26 +6,22 @@
 
 namespace Ufdd {
 
-// What one can do with an attribute, as its descriptor tells.
-enum class AttributeKind {
-   scalar,           // A value, to read and to set.
-   constant,         // A value that is the same for every object of the type.
-   derived,          // A value that is worked out from others.
-   key,              // What the object's collection knows it by.
-   valueCollection,  // A value per key.
-   objectCollection, // An object per key.
-   object,           // An object that can be made and dropped.
-   reference,        // An object that is there already.
-   function,
-   enumerator,
-};
+// What one can do with an attribute, as its descriptor tells, in the words of `ufdctl describe`.
+namespace AttributeKind {
 
-AttributeKind attributeKind( Zet::ZetAttr const& attribute );
-// "scalar", "collection of values"
-std::string_view text( AttributeKind kind );
+inline constexpr std::string_view scalar = "scalar";     // A value, to read and to set.
+inline constexpr std::string_view constant = "constant"; // The same for every object of the type.
+inline constexpr std::string_view derived = "derived";   // Worked out from others.
+inline constexpr std::string_view key = "key"; // What the object's collection knows it by.
+inline constexpr std::string_view values = "collection of values";
+inline constexpr std::string_view objects = "collection of objects";
+inline constexpr std::string_view object = "object";       // Can be made and dropped.
+inline constexpr std::string_view reference = "reference"; // An object that is there already.
+inline constexpr std::string_view function = "function";
+inline constexpr std::string_view enumerator = "enumerator";
 
-// Whether it is for whoever configures the object to set: a scalar or a collection of values that
-// nothing else decides on.
-bool isConfiguration( Zet::ZetAttr const& attribute );
+} // namespace AttributeKind
+
+std::string_view attributeKind( Zet::ZetAttr const& attribute );
 
 } // namespace Ufdd

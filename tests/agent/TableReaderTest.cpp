@@ -1,6 +1,5 @@
 #include "agent/config/TableReader.h"
 
-#include "agent/reflected/Reflected.h"
 #include "tests/support/Gauge.h"
 
 #include <gtest/gtest.h>
@@ -12,18 +11,11 @@ using Tests::Gauge;
 
 class TableReaderTest : public testing::Test {
  protected:
-   static void SetUpTestSuite() {
-      Zet::IntrospectionReactor reactor;
-      reactor.handleNameSpace( "Tests" );
-      Reflect::announce< Gauge >( reactor );
-   }
-   void read( std::string_view text ) {
-      reader.read( toml::parse( text ), *reflected( gauge ), "this gauge" );
-   }
+   void read( std::string_view text ) { reader.read( toml::parse( text ), *gauge, "this gauge" ); }
 
    Zet::Ptr< Gauge > gauge = Zet::make< Gauge >( "g" );
    Findings findings{ "f" };
-   TableReader reader{ *Gauge::_fwkType(), {}, findings };
+   TableReader< Gauge > reader{ {}, findings };
 };
 
 TEST_F( TableReaderTest, readsATypeItHasNeverSeen ) {
@@ -43,8 +35,10 @@ level = { eth1 = 7, eth2 = 8 }
 
    auto const other = Zet::make< Gauge >( "o" );
    other->levelIs( Kelnet::IntfId( "eth3" ), 1 );
-   copyConfiguration( *reflected( gauge ), *reflected( other ), CopyOrder::addFirst );
-   EXPECT_EQ( scalarsText( *reflected( other ) ), "value 3, title '', isOpen true, link 'down'" );
+   EXPECT_FALSE( isConfiguredAlike( *gauge, *other ) );
+   copyConfiguration( *gauge, *other, CopyOrder::addFirst );
+   EXPECT_TRUE( isConfiguredAlike( *gauge, *other ) );
+   EXPECT_EQ( scalarsText( *other ), "value 3, title '', isOpen true, link 'down'" );
    EXPECT_EQ( other->levelMembers().count(), 2u );
 }
 
@@ -58,7 +52,7 @@ level = { eth1 = -7, "a/b" = 1, eth2 = 2, "c\nd" = 3 }
        findings.errors(),
        ( std::vector< std::string >{
            R"(f:1:11: expected is_open to be true or false, not 1)",
-           R"(f:2:9: expected value to be a number, not a text)",
+           R"(f:2:9: expected value to be a number, not "long")",
            R"(f:3:8: expected link to be one of "unknown", "up", "down", not "sideways")",
            R"(f:4:18: expected level to be a whole number from 0 to 4294967295, not -7)",
            R"(f:4:30: "a/b" is not the name of an interface: it has a slash, a colon or white space in it)",

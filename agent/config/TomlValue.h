@@ -1,0 +1,76 @@
+#pragma once
+
+#include "agent/config/Findings.h"
+#include "platform/zet/Strep.h"
+#include "platform/zet/generic/TypeOf.h"
+#include "platform/zet/types/ZetAttr.h"
+
+#include <toml++/toml.h>
+
+#include <limits>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+namespace Ufdd {
+
+Place placeOf( toml::node const& node );
+// "a text", "a list", to follow "not"
+std::string_view typeOf( toml::node const& node );
+// The same, but a number or a text as it was read: "-1", "\"sideways\""
+std::string found( toml::node const& node );
+
+// How values of type V stand in a file: expectation() says what to write, to follow "expected ...
+// to be"; read() is empty for a node that says something else.
+template < class V > struct TomlValue {
+   static_assert( !sizeof( V* ), "a configured attribute of this type needs its TomlValue here" );
+};
+
+template <> struct TomlValue< bool > {
+   static std::string expectation() { return "true or false"; }
+   static std::optional< bool > read( toml::node const& node ) {
+      return node.value_exact< bool >();
+   }
+};
+
+template <> struct TomlValue< unsigned int > {
+   using Limits = std::numeric_limits< unsigned int >;
+   static std::string expectation( unsigned int min = 0, unsigned int max = Limits::max() ) {
+      return "a whole number from " + std::to_string( min ) + " to " + std::to_string( max );
+   }
+   static std::optional< unsigned int > read( toml::node const& node, unsigned int min = 0,
+                                              unsigned int max = Limits::max() );
+};
+
+template <> struct TomlValue< double > {
+   static std::string expectation() { return "a number"; }
+   static std::optional< double > read( toml::node const& node );
+};
+
+template <> struct TomlValue< Zet::String8 > {
+   static std::string expectation() { return "a text in quotes"; }
+   static std::optional< Zet::String8 > read( toml::node const& node ) {
+      auto const text = node.value_exact< std::string_view >();
+      return text ? std::optional< Zet::String8 >( *text ) : std::nullopt;
+   }
+};
+
+template < class V >
+requires std::is_enum_v< V >
+struct TomlValue< V > {
+   static std::string expectation() {
+      std::string names;
+      for ( auto const& enumerator : Zet::TypeOf< V >::type()->attributes() )
+         names += ( names.empty() ? "" : ", " ) + quoted( enumerator->name().view() );
+      return "one of " + names;
+   }
+   static std::optional< V > read( toml::node const& node ) try {
+      auto const text = TomlValue< Zet::String8 >::read( node );
+      return text ? std::optional< V >( Zet::strepToValue< V >( *text ) ) : std::nullopt;
+   } catch ( Zet::RangeException const& ) {
+      return std::nullopt;
+   }
+};
+
+} // namespace Ufdd
