@@ -1,5 +1,6 @@
 #include "tests/reflect/ReflectedWorld.h"
 #include "tests/support/Entities.h"
+#include "tests/support/Failures.h"
 
 #include <gtest/gtest.h>
 
@@ -78,7 +79,10 @@ TEST( NotificationBridge, TellsOfAllAttributesInTheirOrder ) {
    unsigned int changes = 0;
    group.interface->zetOnAttribute( Zet::GenericIf::allAttributesId, changes );
    group.interface->handleNotification( nullptr );
-   EXPECT_EQ( ( Log{ "259 at d2", "258", "259", "260", "261" } ), group.take() );
+   // The one change of a collection is told of with all the rest.
+   EXPECT_EQ( ( Log{ "258", "259", "260", "261" } ), group.take() );
+   group.interface->handleNotification( nullptr );
+   EXPECT_EQ( Log{}, group.take() );
 }
 
 TEST( NotificationBridge, EveryEntityTells ) {
@@ -111,6 +115,30 @@ TEST( NotificationBridge, AWatcherMayDropOthersAndTheInterface ) {
    world.group->intfsToDisableIs( intf( "d7" ), true );
    later.interface->handleNotification( nullptr );
    EXPECT_EQ( 1, later.times );
+}
+
+TEST( NotificationBridge, AWatcherThatThrowsIsReportedAndAllElseIsTold ) {
+   struct Thrower : Teller {
+      using Teller::Teller;
+      void onAttribute( Zet::AttributeId ) override { throw std::runtime_error( "thrown" ); }
+      void onAttributeAt( Zet::AttributeId id, Zet::Ptr< Zet::GenericIf > const& ) override {
+         onAttribute( id );
+      }
+   };
+   CollectedFailures const failures;
+   ReflectedWorld const world;
+   Thrower first( world.of( "group" ) );
+   Teller second( first.interface );
+   world.group->minLinksIs( 3 );
+   first.interface->isDeferringIs( true );
+   world.group->intfsToMonitorIs( intf( "e7" ), true );
+   world.group->intfsToDisableIs( intf( "d7" ), true );
+   first.interface->handleNotification( nullptr );
+   EXPECT_EQ( ( Log{ "260", "258 at e7", "259 at d7" } ), second.take() );
+   EXPECT_EQ( ( Log{ "/config/g: a handler of minLinks failed: thrown",
+                     "/config/g: a handler of intfsToMonitor failed: thrown",
+                     "/config/g: a handler of intfsToDisable failed: thrown" } ),
+              failures.texts );
 }
 
 TEST( NotificationBridge, AZombieTellsNothing ) {

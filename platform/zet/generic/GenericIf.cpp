@@ -106,12 +106,18 @@ GenericIf::telling() {
 
 template < class Tell >
 void
-GenericIf::tellWatchers( Tell tell ) {
+GenericIf::tellWatchers( AttributeId id, Tell tell ) {
+   if ( !telling_ )
+      return;
    // Watchers may come and go while they are told, and drop the interface.
    Ptr< GenericIf > const self( this );
    for ( Watcher* const watcher : std::vector( telling_->watchers ) )
-      if ( std::ranges::count( telling_->watchers, watcher ) != 0 )
-         tell( *watcher );
+      try {
+         if ( std::ranges::count( telling_->watchers, watcher ) != 0 )
+            tell( *watcher );
+      } catch ( ... ) {
+         onNotificationException( id );
+      }
 }
 
 void
@@ -137,22 +143,29 @@ GenericIf::zetOnAttribute( AttributeId id, unsigned int& pending ) {
 
 void
 GenericIf::onAttribute( AttributeId id ) {
-   if ( telling_ )
-      tellWatchers( [ & ]( Watcher& watcher ) { watcher.onAttribute( id ); } );
+   tellWatchers( id, [ & ]( Watcher& watcher ) { watcher.onAttribute( id ); } );
 }
 
 void
 GenericIf::onAttributeAt( AttributeId id, Ptr< GenericIf > const& key ) {
-   if ( telling_ )
-      tellWatchers( [ & ]( Watcher& watcher ) { watcher.onAttributeAt( id, key ); } );
+   tellWatchers( id, [ & ]( Watcher& watcher ) { watcher.onAttributeAt( id, key ); } );
 }
 
 void
 GenericIf::handleNotification( ActivityConfig* ) {
+   if ( !telling_ )
+      return;
    // Who is told may drop it.
    Ptr< GenericIf > const self( this );
-   for ( AttributeId const id : std::exchange( telling().pending, {} ) )
+   auto& pending = telling_->pending;
+   if ( std::ranges::count( pending, allAttributesId ) != 0 )
+      pending = { allAttributesId };
+   // What comes to be pending meanwhile waits for the next time.
+   for ( std::size_t due = pending.size(); due != 0 && !pending.empty(); --due ) {
+      AttributeId const id = pending.front();
+      pending.erase( pending.begin() );
       handlePending( id );
+   }
 }
 
 void

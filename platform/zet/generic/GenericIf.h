@@ -41,7 +41,9 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
    // A place in the members of a collection attribute.
    class ZET_EXPORT Place : public PtrInterface {};
 
-   // Hears what the object's notifications become. Borrows: removes itself before it goes.
+   // Hears what the object's notifications become. One that throws is reported to the interface's
+   // onNotificationException(), and the others are told.
+   // Borrows: removes itself before it goes.
    class ZET_EXPORT Watcher {
     public:
       virtual ~Watcher();
@@ -135,7 +137,7 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
    };
 
    Telling& telling();
-   template < class Tell > void tellWatchers( Tell tell );
+   template < class Tell > void tellWatchers( AttributeId id, Tell tell );
 
    // Null where an object is reflected.
    ZetType const* valueType_ = nullptr;

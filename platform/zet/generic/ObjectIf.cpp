@@ -1,5 +1,6 @@
 #include "platform/zet/generic/ObjectIf.h"
 
+#include "platform/zet/NotificationFailure.h"
 #include "platform/zet/Strep.h"
 #include "platform/zet/generic/ValueIf.h"
 
@@ -15,6 +16,11 @@ GenericIfPtrInterface::zetObject( ZetType const& wanted ) const {
 String8
 GenericIfPtrInterface::strRep() const {
    return valueToStrepOfRawPtr( zetType()->name(), object_.get() );
+}
+
+void
+GenericIfPtrInterface::onNotificationException( AttributeId id ) {
+   handleNotificationFailure( *object_, id );
 }
 
 void

@@ -15,6 +15,8 @@ class ZET_EXPORT GenericIfPtrInterface : public GenericIf {
    Ptr< ZetType const > zetType() const override { return object_->fwkType(); }
    Ptr< PtrInterface > zetObject( ZetType const& wanted ) const override;
    String8 strRep() const override;
+   // Reports it of the object.
+   void onNotificationException( AttributeId id ) override;
 
  protected:
    PtrInterface& object() const noexcept { return *object_; }
