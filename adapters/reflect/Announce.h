@@ -1,7 +1,7 @@
 #pragma once
 
-#include "adapters/notify/LoggedEntity.h"
 #include "adapters/reflect/AttributeFlags.h"
+#include "adapters/reflect/FrameworkRows.h"
 #include "adapters/reflect/RowTraits.h"
 #include "platform/zet/ActivityConfig.h"
 #include "platform/zet/Entity.h"
@@ -12,10 +12,6 @@
 #include <type_traits>
 
 namespace Reflect {
-
-template < class T > inline constexpr bool isEntity = std::is_base_of_v< Zet::Entity, T >;
-template < class T >
-inline constexpr bool hasAttributeLog = std::is_base_of_v< Notify::LoggedEntity< T >, T >;
 
 // The descriptor of one of our types, for the unit that owns it to fill.
 template < class T >
@@ -116,8 +112,7 @@ announceRow( Announcer& announcer, R const& row ) {
 template < class T >
 void
 announceKey( Announcer& announcer ) {
-   // What is a member of a keyed collection has a key.
-   if constexpr ( requires( T const& member ) { member.zetKey(); } )
+   if constexpr ( hasKey< T > )
       announcer.plain(
           Zet::frameworkAttributeName( Zet::keyAttributeId ),
           Zet::TypeOf< std::decay_t< decltype( std::declval< T const& >().zetKey() ) > >::type(),

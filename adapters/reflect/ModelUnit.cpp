@@ -68,7 +68,7 @@ addEntityHandles( Reflect::Handles& handles ) {
        handles, E::_fwkType(),
        { "isNondestructing", "zetNboAttrLogSaForMsgChannel", "zetHasAttrLogInterface" } );
    Reflect::addHandlesOfRows< E >( handles );
-   if constexpr ( requires( E const& entity ) { entity.zetKey(); } )
+   if constexpr ( Reflect::hasKey< E > )
       Reflect::addHandles( handles, E::_fwkType(), { "fwkKey" } );
 }
 

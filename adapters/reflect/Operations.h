@@ -40,12 +40,6 @@ struct Request {
    }
 };
 
-// The arguments in the list, at most as many as there are names.
-// Throws: Zet::GenericIfException: `type` "Zet::GenericIf::List_" when there is no list, "List"
-// when it is something else; `unknownArgument` when there are too many.
-ZET_EXPORT Zet::GenericIf::List_ const& argumentList( InterfaceConst const& list, std::size_t most,
-                                                      std::string_view attribute );
-
 // Calls the operation with the arguments of those names.
 template < auto Call, class T >
 decltype( auto )
@@ -92,7 +86,9 @@ Interface
 operate( T& object, Notify::Function< Call, Parameters > const& row, Request const& request ) {
    if ( request.operation != Zet::GenericIf::get )
       request.notSupported();
-   Zet::GenericIf::List_ const& list = argumentList( request.key, Parameters, row.name );
+   auto const& list = Zet::argumentList( request.key, Parameters, row.name );
+   if constexpr ( !std::is_void_v< ResultOf< Call > > )
+      return request.result( callWith< Call >( object, list, row.parameters ) );
    callWith< Call >( object, list, row.parameters );
    return nullptr;
 }
@@ -141,7 +137,7 @@ operate( T& object, Notify::EntityCollectionRow< Get, Members, Is, Del, OnChange
       return operateOnMembers( object, row, request );
    request.requireNoKey();
    static constexpr std::string_view name = "name";
-   return request.result( callWith< Is >( object, argumentList( request.value, 1, row.name ),
+   return request.result( callWith< Is >( object, Zet::argumentList( request.value, 1, row.name ),
                                           std::span( &name, 1 ) ) );
 }
 
@@ -152,7 +148,7 @@ instantiate( T& object, Request const& request ) {
    request.requireNoKey();
    static constexpr auto names = referenceNames< M >();
    return request.result( callWith< Is >(
-       object, argumentList( request.value, names.size(), request.attribute ), names ) );
+       object, Zet::argumentList( request.value, names.size(), request.attribute ), names ) );
 }
 
 template < class T, auto Get, auto Members, auto Is, auto Del >

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "adapters/reflect/FrameworkRows.h"
 #include "adapters/reflect/Operations.h"
 #include "platform/zet/generic/ObjectIf.h"
 #include "platform/zet/types/ZetAttr.h"
@@ -16,7 +17,8 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
    Zet::Ptr< Zet::ZetType const > zetType() const override { return T::_fwkType(); }
 
    Zet::String8 attributeString( Zet::AttributeId id ) const override {
-      std::string_view const name = Notify::attributeName< T >( id );
+      std::string_view name;
+      atRow( id, [ & ]( auto const& row ) { name = row.name; } );
       return name.empty() ? Base::attributeString( id ) : Zet::String8( name );
    }
    Zet::AttributeId attributeId( Zet::String8 name ) const override {
@@ -120,7 +122,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
    template < std::size_t Place >
    Interface operateFrom( Zet::GenericIf::AttributeOp const& op, InterfaceConst const& key,
                           Interface const& value ) {
-      constexpr auto const& rows = Notify::Description< T >::attributes;
+      constexpr auto const& rows = reflectedRows< T >;
       if constexpr ( Place == std::tuple_size_v< std::decay_t< decltype( rows ) > > )
          return Base::attributeOp( op, key, value );
       else if ( auto const& row = std::get< Place >( rows ); row.id == op.attribute )
@@ -136,7 +138,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
           [ & ]( auto const&... row ) {
              return ( ( row.id == id && ( visit( row ), true ) ) || ... );
           },
-          Notify::Description< T >::attributes );
+          reflectedRows< T > );
    }
    template < class Visit > static bool atCollection( Zet::AttributeId id, Visit visit ) {
       bool isOne = false;

@@ -40,7 +40,7 @@ void
 addMachineHandles( Reflect::Handles& handles ) {
    Reflect::addHandles( handles, M::_fwkType(), { "zetFwkActivity" } );
    Reflect::addHandlesOfRows< M >( handles );
-   if constexpr ( requires( M const& machine ) { machine.zetKey(); } )
+   if constexpr ( Reflect::hasKey< M > )
       Reflect::addHandles( handles, M::_fwkType(), { "fwkKey" } );
    Reflect::addHandles( handles, M::_fwkType(),
                         { "hasNotificationActiveIs", "zetDoZombieReactors" } );

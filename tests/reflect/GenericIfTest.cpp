@@ -40,6 +40,31 @@ group.noSuch 0 = unknownAttribute: noSuch
 )" );
 }
 
+TEST( GenericIf, EachTypeAnswersForTheFrameworksAttributesInItsTable ) {
+   play( ReflectedWorld(), R"(
+group.fwkKey 0 = 'g'
+groupSm.fwkKey 0 = 'g'
+intfSm.fwkKey 0 = e1
+intfSm.fwkKey 128 - %e2 = opNotSupported 128: fwkKey
+config.fwkKey 0 = unknownAttribute: fwkKey
+config.0 0 = unknownAttribute: Config
+root.0 0 = unknownAttribute: Root
+sm.0 0 = unknownAttribute: UplinkFailureDetectionSm
+config.zetHasAttrLogInterface 0 () = true
+config.zetHasAttrLogInterface 0 = type: Zet::GenericIf::List_
+config.zetHasAttrLogInterface 0 1 = type: List
+config.zetHasAttrLogInterface 0 (x:1) = unknownArgument: zetHasAttrLogInterface
+root.zetHasAttrLogInterface 0 () = unknownAttribute: zetHasAttrLogInterface
+root.154 0 () = unknownAttribute: Root
+root.isNondestructing 0 = false
+group.5 0 = unknownAttribute: GroupConfig
+group.isNondestructing 0 'k' = badIndex: isNondestructing
+)" );
+   EXPECT_EQ( "fwkKey", ReflectedWorld().of( "intfSm" )->attributeString( 0 ) );
+   EXPECT_TRUE(
+       ReflectedWorld().of( "root" )->attributeString( 154 ).view().starts_with( "unknown" ) );
+}
+
 TEST( GenericIf, CollectionsOfValues ) {
    ReflectedWorld const world;
    play( world, R"(

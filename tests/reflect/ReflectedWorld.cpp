@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <cctype>
 #include <sstream>
 
 namespace Tests {
@@ -101,8 +102,10 @@ done( Zet::GenericIf& on, std::string const& words, ReflectedWorld const* world 
    std::string value = "-";
    stream >> attribute >> operation >> key >> value;
    try {
-      auto const result = on.attributeOp( { on.attributeId( attribute ), operation },
-                                          valueOf( key, world ), valueOf( value, world ) );
+      bool const isId = std::isdigit( static_cast< unsigned char >( attribute.front() ) );
+      Zet::AttributeId const id = isId ? std::stoi( attribute ) : on.attributeId( attribute );
+      auto const result =
+          on.attributeOp( { id, operation }, valueOf( key, world ), valueOf( value, world ) );
       std::string text = result ? result->strRep().c_str() : "null";
       // Addresses say nothing.
       return text.substr( 0, text.find( "(0x" ) );

@@ -34,10 +34,10 @@ class ReflectedWorld {
    Zet::Ptr< Zet::PtrInterface > object( std::string const& name ) const;
 };
 
-// Does what the words say on the object: "minLinks 128 - 7" is the attribute, the operation, the
-// key and the value, "-" for none. Values are 7, 2.5, true, 'text', %PORT, a list (NAME:VALUE,...)
-// or
-// @OBJECT of the world. Gives the text of the result, "null", or what was thrown: "KIND: TEXT".
+// Does what the words say on the object: "minLinks 128 - 7" is the attribute (or its id), the
+// operation, the key and the value, "-" for none. Values are 7, 2.5, true, 'text', %PORT, a list
+// (NAME:VALUE,...) or @OBJECT of the world. Gives the text of the result, "null", or what was
+// thrown: "KIND: TEXT".
 std::string done( Zet::GenericIf& on, std::string const& words,
                   ReflectedWorld const* world = nullptr );
 

@@ -196,4 +196,16 @@ GenericIf::List_::elementIs( Name name, Ptr< GenericIf > value ) {
    return *this;
 }
 
+GenericIf::List_ const&
+argumentList( Ptr< GenericIf const > const& list, std::size_t most, std::string_view function ) {
+   if ( !list )
+      throwWrongType( "Zet::GenericIf::List_" );
+   auto const* const arguments = dynamic_cast< GenericIf::List_ const* >( list.get() );
+   if ( !arguments )
+      throwWrongType( "List" );
+   if ( arguments->elements().size() > most )
+      throwGenericIfException( GenericIfException::unknownArgument, function );
+   return *arguments;
+}
+
 } // namespace Zet

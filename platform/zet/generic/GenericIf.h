@@ -170,3 +170,9 @@ class ZET_EXPORT GenericIf::List_ : public GenericIf {
 };
 
 } // namespace Zet
+// The arguments in the list, which are at most so many.
+// Throws: GenericIfException: `type` "Zet::GenericIf::List_" when there is no list, "List" when
+// something else is given; `unknownArgument` with the function's name when there are too many.
+ZET_EXPORT GenericIf::List_ const& argumentList( Ptr< GenericIf const > const& list,
+                                                 std::size_t most, std::string_view function );
+

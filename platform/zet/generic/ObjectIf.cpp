@@ -31,38 +31,31 @@ GenericIfPtrInterface::throwConstInstance() {
 
 String8
 GenericIfEntity::attributeString( AttributeId id ) const {
-   std::string_view const own = frameworkAttributeName( id );
-   return own.empty() ? entity().attributeString( id ) : String8( own );
+   return id == isNondestructingAttributeId ? String8( frameworkAttributeName( id ) )
+                                            : entity().attributeString( id );
 }
 
 AttributeId
 GenericIfEntity::attributeId( String8 name ) const {
-   for ( AttributeId const id :
-         { keyAttributeId, isNondestructingAttributeId, hasAttrLogInterfaceAttributeId } )
-      if ( frameworkAttributeName( id ) == name.view() )
-         return id;
-   return GenericIfPtrInterface::attributeId( std::move( name ) );
+   constexpr AttributeId id = isNondestructingAttributeId;
+   return name.view() == frameworkAttributeName( id )
+              ? id
+              : GenericIfPtrInterface::attributeId( std::move( name ) );
 }
 
 Ptr< GenericIf >
 GenericIfEntity::attributeOp( AttributeOp const& op, Ptr< GenericIf const > const& key,
                               Ptr< GenericIf > const& value ) {
    requireChangeable( op.operation );
-   std::string_view const name = frameworkAttributeName( op.attribute );
-   if ( name.empty() )
+   if ( op.attribute != isNondestructingAttributeId )
       return GenericIfPtrInterface::attributeOp( op, key, value );
-   bool const isFunction = op.attribute == hasAttrLogInterfaceAttributeId;
-   if ( key && !isFunction )
-      throwGenericIfException( GenericIfException::badIndex, name );
-   if ( op.operation == get ) {
-      if ( isFunction )
-         return valueIf( entity().zetHasAttrLogInterface(), isConst() );
-      if ( op.attribute == keyAttributeId )
-         return valueIf( entity().name(), isConst() );
-      return valueIf( entity().isNondestructing(), isConst() );
-   }
-   if ( op.operation != set || op.attribute != isNondestructingAttributeId )
+   std::string_view const name = frameworkAttributeName( op.attribute );
+   if ( op.operation != get && op.operation != set )
       throwGenericIfException( GenericIfException::opNotSupported, name, op.operation );
+   if ( key )
+      throwGenericIfException( GenericIfException::badIndex, name );
+   if ( op.operation == get )
+      return valueIf( entity().isNondestructing(), isConst() );
    entity().isNondestructingIs( valueOf< bool >( value, name ) );
    return nullptr;
 }

@@ -33,8 +33,7 @@ class ZET_EXPORT GenericIfPtrInterface : public GenericIf {
    Ptr< PtrInterface > object_;
 };
 
-// The same for an entity: it knows what all entities have, `isNondestructing`, the key (get) and
-// `zetHasAttrLogInterface` (a function).
+// The same for an entity: it knows what all entities have, `isNondestructing`.
 class ZET_EXPORT GenericIfEntity : public GenericIfPtrInterface {
  public:
    GenericIfEntity( Ptr< Entity > entity, bool isConst )
