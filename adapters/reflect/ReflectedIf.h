@@ -8,6 +8,9 @@
 namespace Reflect {
 
 // The generic interface of a T, out of its rows. What they do not know, `Base` answers.
+//
+// A place of its iterators holds the object. A place that is not in this collection of this object,
+// or at its end where a member is asked for, is refused: GenericIfException `badIndex`.
 template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
    using Place = Zet::GenericIf::Place;
 
@@ -40,8 +43,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
       Zet::Ptr< Place > place;
       return atCollection( id,
                            [ & ]< class R >( R const& ) {
-                              auto const& members = ( reflected().*R::members )();
-                              place = Zet::make< PlaceIn< R > >( members.begin() );
+                              place = newPlace< R >( ( reflected().*R::members )().begin() );
                            } )
                  ? place
                  : Base::attributeIteratorConst( id );
@@ -53,7 +55,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
                            [ & ]< class R >( R const& row ) {
                               using Key = typename KeyOfMembers< R::members >::Key;
                               auto const& members = ( reflected().*R::members )();
-                              place = Zet::make< PlaceIn< R > >(
+                              place = newPlace< R >(
                                   members.from( ArgumentAs< Key >::value( key.get(), row.name ) ) );
                            } )
                  ? place
@@ -61,33 +63,35 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
    }
    Interface attributeIterator_iterObj( Zet::AttributeId id, Place const& at ) const override {
       Interface member;
-      return atPlace( id, at,
-                      [ & ]( auto const& place ) {
-                         if constexpr ( requires { place.at->value(); } )
-                            member = resultIf( place.at->value(), this->isConst() );
-                         else
-                            member = resultIf( place.at.member(), this->isConst() );
-                      } )
+      return atMember( id, at,
+                       [ & ]( auto const& place ) {
+                          if constexpr ( requires { place.at->value(); } )
+                             member = resultIf( place.at->value(), this->isConst() );
+                          else
+                             member = resultIf( place.at.member(), this->isConst() );
+                       } )
                  ? member
                  : Base::attributeIterator_iterObj( id, at );
    }
    Interface attributeIterator_iterKey( Zet::AttributeId id, Place const& at ) const override {
       Interface key;
-      return atPlace(
+      return atMember(
                  id, at,
                  [ & ]( auto const& place ) { key = resultIf( place.at.key(), this->isConst() ); } )
                  ? key
                  : Base::attributeIterator_iterKey( id, at );
    }
    void attributeIterator_iterInc( Zet::AttributeId id, Place& at ) const override {
-      if ( !atPlace( id, at, []( auto& place ) { ++place.at; } ) )
+      if ( !atMember( id, at, []( auto& place ) { ++place.at; } ) )
          Base::attributeIterator_iterInc( id, at );
    }
    Zet::Ptr< Place > attributeIterator_iterClone( Zet::AttributeId id,
                                                   Place const& at ) const override {
       Zet::Ptr< Place > clone;
       return atPlace( id, at,
-                      [ & ]< class P >( P const& place ) { clone = Zet::make< P >( place.at ); } )
+                      [ & ]< class P >( P const& place ) {
+                         clone = newPlace< typename P::Row >( place.at );
+                      } )
                  ? clone
                  : Base::attributeIterator_iterClone( id, at );
    }
@@ -97,10 +101,13 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
                  ? nonNull
                  : Base::attributeIterator_nonNull( id, at );
    }
+   // Removes the member unless that has happened already. The place stays where it was.
    void attributeIterator_iterDel( Zet::AttributeId id, Place& at ) override {
       this->requireChangeable( Zet::GenericIf::del );
-      if ( !atPlace( id, at, [ & ]< class P >( P& place ) {
-              ( reflected().*P::Row::del )( place.at.key() );
+      if ( !atMember( id, at, [ & ]< class P >( P& place ) {
+              auto const key = place.at.key();
+              if ( ( reflected().*P::Row::members )().find( key ) == place.at.member().get() )
+                 ( reflected().*P::Row::del )( key );
            } ) )
          Base::attributeIterator_iterDel( id, at );
    }
@@ -114,9 +121,19 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
     public:
       using Row = R;
       using Iterator = typename KeyOfMembers< R::members >::Map::Iterator;
-      explicit PlaceIn( Iterator start ) : at( std::move( start ) ) {}
+      PlaceIn( Zet::Ptr< T > owner, Iterator start )
+          : owner_( std::move( owner ) ), at( std::move( start ) ) {}
+      bool isOf( T const& object ) const noexcept { return owner_.get() == &object; }
+
+    private:
+      Zet::Ptr< T > owner_;
+
+    public:
       Iterator at;
    };
+   template < class R, class Iterator > Zet::Ptr< Place > newPlace( Iterator at ) const {
+      return Zet::make< PlaceIn< R > >( Zet::Ptr< T >( &reflected() ), std::move( at ) );
+   }
 
    // By the row of that id, which is not before that place.
    template < std::size_t Place >
@@ -150,18 +167,24 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
       } );
       return isOne;
    }
-   // Visits the place, if it is one in the collection of that id.
-   template < class P, class Visit >
-   static bool atPlace( Zet::AttributeId id, P& at, Visit visit ) {
-      bool isOne = false;
-      atCollection( id, [ & ]< class R >( R const& ) {
+   // Visits the place in the collection of that id. False when that is no collection.
+   template < class P, class Visit > bool atPlace( Zet::AttributeId id, P& at, Visit visit ) const {
+      return atCollection( id, [ & ]< class R >( R const& row ) {
          using In = std::conditional_t< std::is_const_v< P >, PlaceIn< R > const, PlaceIn< R > >;
-         if ( auto* const place = dynamic_cast< In* >( &at ) ) {
-            isOne = true;
-            visit( *place );
-         }
+         auto* const place = dynamic_cast< In* >( &at );
+         if ( !place || !place->isOf( reflected() ) )
+            throwBadIndex( row.name );
+         visit( *place );
       } );
-      return isOne;
+   }
+   // The same for a place at a member.
+   template < class P, class Visit >
+   bool atMember( Zet::AttributeId id, P& at, Visit visit ) const {
+      return atPlace( id, at, [ & ]( auto& place ) {
+         if ( !place.at )
+            throwBadIndex( attributeString( id ).view() );
+         visit( place );
+      } );
    }
 };
 

@@ -234,11 +234,47 @@ TEST( GenericIf, CollectionsAreWalked ) {
        group->attributeIteratorKeyConst( id, Zet::valueIf( intf( walked[ 3 ].c_str() ) ) );
    EXPECT_EQ( walked[ 3 ] == "e1" ? "true" : "false",
               std::string( group->attributeIterator_iterObj( id, *from )->strRep().c_str() ) );
-   // Not a collection; a place in another collection.
-   EXPECT_THROW( group->attributeIteratorConst( group->attributeId( "minLinks" ) ),
-                 Zet::GenericIfException );
-   EXPECT_THROW( group->attributeIterator_iterKey( group->attributeId( "intfsToDisable" ), *from ),
-                 Zet::GenericIfException );
+}
+
+TEST( GenericIf, PlacesHoldTheirObjectAndAreUsedWithNoOther ) {
+   auto const refused = []( auto operation ) {
+      try {
+         operation();
+         return std::string( "done" );
+      } catch ( Zet::GenericIfException const& failure ) {
+         return std::to_string( failure.kind() ) + " " + failure.what();
+      }
+   };
+   constexpr Zet::AttributeId monitored = 258;
+   std::string const badIndex =
+       std::to_string( Zet::GenericIfException::badIndex ) + " intfsToMonitor";
+   ReflectedWorld const world;
+   auto const group = world.of( "group" );
+   EXPECT_EQ( std::to_string( Zet::GenericIfException::opNotSupported ) + " minLinks",
+              refused( [ & ] { group->attributeIteratorConst( 260 ); } ) );
+   auto const end = group->attributeIteratorConst( monitored );
+   group->attributeIterator_iterInc( monitored, *end );
+   EXPECT_FALSE( group->attributeIterator_nonNull( monitored, *end ) );
+   auto const foreign = ReflectedWorld().of( "group" )->attributeIteratorConst( monitored );
+   auto const disabled = group->attributeIteratorConst( 259 );
+   for ( auto const& at : { end, foreign, disabled } ) {
+      EXPECT_EQ( badIndex, refused( [ & ] { group->attributeIterator_iterObj( 258, *at ); } ) );
+      EXPECT_EQ( badIndex, refused( [ & ] { group->attributeIterator_iterKey( 258, *at ); } ) );
+      EXPECT_EQ( badIndex, refused( [ & ] { group->attributeIterator_iterInc( 258, *at ); } ) );
+      EXPECT_EQ( badIndex, refused( [ & ] { group->attributeIterator_iterDel( 258, *at ); } ) );
+   }
+   EXPECT_EQ( badIndex, refused( [ & ] { group->attributeIterator_nonNull( 258, *foreign ); } ) );
+
+   // A member that has gone is not removed again, nor is one that took its key.
+   auto const place = group->attributeIteratorConst( monitored );
+   world.group->intfsToMonitorDel( intf( "e1" ) );
+   world.group->intfsToMonitorIs( intf( "e1" ), false );
+   group->attributeIterator_iterDel( monitored, *place );
+   EXPECT_EQ( 1u, world.group->intfsToMonitorMembers().count() );
+
+   auto const references = world.group->references();
+   auto const holder = group->attributeIterator_iterClone( monitored, *place );
+   EXPECT_EQ( references + 1, world.group->references() );
 }
 
 TEST( GenericIf, OperationsOnPlainValuesAllocateNothing ) {

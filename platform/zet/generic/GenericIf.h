@@ -38,7 +38,7 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
 
    class List_;
 
-   // A place in the members of a collection attribute.
+   // A place in the members of a collection attribute. It holds the object, and the member.
    class ZET_EXPORT Place : public PtrInterface {};
 
    // Hears what the object's notifications become. One that throws is reported to the interface's
@@ -83,7 +83,8 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
    virtual void zetDoZombieReactors( bool zombie );
 
    // Walks the members of a collection attribute, in order; from a key on, or from the next.
-   // Throws: GenericIfException `opNotSupported` for an attribute that is no collection.
+   // Throws: GenericIfException `opNotSupported` for an attribute that is no collection; `badIndex`
+   // for a place in another collection or object, or at the end where a member is asked for.
    virtual Ptr< Place > attributeIteratorConst( AttributeId id ) const;
    virtual Ptr< Place > attributeIteratorKeyConst( AttributeId id,
                                                    Ptr< GenericIf const > const& key ) const;
@@ -169,10 +170,10 @@ class ZET_EXPORT GenericIf::List_ : public GenericIf {
    std::vector< Element > elements_;
 };
 
-} // namespace Zet
 // The arguments in the list, which are at most so many.
 // Throws: GenericIfException: `type` "Zet::GenericIf::List_" when there is no list, "List" when
 // something else is given; `unknownArgument` with the function's name when there are too many.
 ZET_EXPORT GenericIf::List_ const& argumentList( Ptr< GenericIf const > const& list,
                                                  std::size_t most, std::string_view function );
 
+} // namespace Zet
