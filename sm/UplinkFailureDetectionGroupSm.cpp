@@ -10,9 +10,22 @@ UplinkFailureDetectionGroupSm::UplinkFailureDetectionGroupSm(
     Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
     Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
     Zet::Ptr< Errdisable::CauseStatus > const& causeStatus )
+    : UplinkFailureDetectionGroupSm( NotStarted(), groupConfig, groupStatus, ethIntfStatusDir,
+                                     causeStatus ) {
+   start();
+}
+
+UplinkFailureDetectionGroupSm::UplinkFailureDetectionGroupSm(
+    NotStarted, Zet::Ptr< GroupConfig const > const& groupConfig,
+    Zet::Ptr< GroupStatus > const& groupStatus,
+    Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
+    Zet::Ptr< Errdisable::CauseStatus > const& causeStatus )
     : groupConfig_( newGroupConfig( groupConfig ) ), groupStatus_( groupStatus ),
       ethIntfStatusDir_( newEthIntfStatusDir( ethIntfStatusDir ) ),
-      causeStatus_( newCauseStatus( causeStatus ) ), zetKey_( configuredName() ) {
+      causeStatus_( newCauseStatus( causeStatus ) ), zetKey_( configuredName() ) {}
+
+void
+UplinkFailureDetectionGroupSm::start() {
    handleInitialized();
    hasNotificationActiveIs( true );
 }
@@ -129,7 +142,7 @@ void
 UplinkFailureDetectionGroupSm::handleIntf() {
    // An observer of the cause status may drop this machine or its configuration.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
-   if ( !isComplete() )
+   if ( !works() )
       return;
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    for ( auto at = config->intfsToMonitorIteratorConst(); at; ++at )
@@ -138,7 +151,7 @@ UplinkFailureDetectionGroupSm::handleIntf() {
 
 void
 UplinkFailureDetectionGroupSm::handleIntf( Kelnet::IntfId intfId ) {
-   if ( !isComplete() )
+   if ( !works() )
       return;
    trace( "handleIntf", configuredName(), "::handleIntf ", intfId );
    if ( groupConfig()->intfsToMonitor( intfId ) ) {
@@ -150,7 +163,8 @@ UplinkFailureDetectionGroupSm::handleIntf( Kelnet::IntfId intfId ) {
       }
    }
    trace( "handleIntf", "Intf removed, deleting IntfSm" );
-   uplinkFailureDetectionIntfSmDel( intfId );
+   // Until the entry is gone: an observer of what the child lets go of may change this machine.
+   auto const child = uplinkFailureDetectionIntfSmDel( intfId );
    causeStatus()->intfStatusDel( intfId );
 }
 
@@ -159,13 +173,12 @@ UplinkFailureDetectionGroupSm::handleAndCheckIntf( Kelnet::IntfId intfId ) {
    // An observer of the cause status may drop this machine.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    handleIntf( intfId );
-   if ( !zetMarkedForDeletion() )
-      doCheckIntfs();
+   doCheckIntfs();
 }
 
 void
 UplinkFailureDetectionGroupSm::doCheckIntfs() {
-   if ( !isComplete() )
+   if ( !works() )
       return;
    trace( "doCheckIntfs", configuredName(), "::doCheckIntfs " );
    if ( groupConfig()->minLinks() > numUp() )
@@ -177,6 +190,11 @@ UplinkFailureDetectionGroupSm::doCheckIntfs() {
 bool
 UplinkFailureDetectionGroupSm::isComplete() const noexcept {
    return groupConfig() && groupStatus_ && ethIntfStatusDir() && causeStatus();
+}
+
+bool
+UplinkFailureDetectionGroupSm::works() const noexcept {
+   return !ended_ && isComplete();
 }
 
 unsigned int
@@ -216,14 +234,11 @@ UplinkFailureDetectionGroupSm::disableDownstream() {
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
-   for ( ; at; ++at ) {
-      // An observer has had the group removed and cleaned up: nobody would release the rest.
-      if ( zetMarkedForDeletion() )
-         return;
+   // Once an observer has ended it, nobody would release what it shuts.
+   for ( ; at && !ended_; ++at )
       if ( !cause->intfStatus( at.key() ) )
          cause->intfStatusIs( at.key(), time );
-   }
-   if ( groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
+   if ( ended_ || groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
       return;
    groupStatus_->groupLinkStatusIs( GroupLinkStatus::down );
    if ( initialized_ ) {
@@ -242,9 +257,11 @@ UplinkFailureDetectionGroupSm::enableDownstream() {
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
-   for ( ; at; ++at )
+   // Once an observer has ended it, others decide about what it would open.
+   for ( ; at && !ended_; ++at )
       cause->intfStatusDel( at.key() );
-   groupStatus_->groupLinkStatusIs( GroupLinkStatus::up );
+   if ( !ended_ )
+      groupStatus_->groupLinkStatusIs( GroupLinkStatus::up );
 }
 
 void

@@ -33,6 +33,20 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
        Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
+   // As above, but without the evaluation, which start() makes up for.
+   struct NotStarted {};
+   UplinkFailureDetectionGroupSm(
+       NotStarted, Zet::Ptr< GroupConfig const > const& groupConfig,
+       Zet::Ptr< GroupStatus > const& groupStatus,
+       Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
+       Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
+   void start();
+
+   // True once the group has left the configuration, or the top machine has gone. From then on the
+   // machine does nothing but clean up, however long somebody holds it.
+   bool ended() const noexcept { return ended_; }
+   // Used by the top machine alone.
+   void end() noexcept { ended_ = true; }
 
    // Borrows, all of these: valid while the machine watches it. Null when there is none.
    GroupConfig const* groupConfig() const noexcept;
@@ -127,6 +141,8 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    }
 
    bool isComplete() const noexcept;
+   // Complete, and not ended.
+   bool works() const noexcept;
    Zet::Name const& configuredName() const noexcept;
    unsigned int numUp() const;
    // At the first downstream interface that has a cause entry, or that has none.
@@ -141,6 +157,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    IntfSmCollection intfSm_;
    Zet::Name const zetKey_;
    bool initialized_ = false;
+   bool ended_ = false;
 
  public:
    Zet::ChainLink< UplinkFailureDetectionGroupSm > zetChainLink;

@@ -5,17 +5,38 @@
 
 namespace UplinkFailureDetection {
 
-namespace {
+// What the machine is doing, from the innermost operation outwards. An observer of what the groups
+// write may drop the machine meanwhile. No operation holds it: the machine would go on beside the
+// one that has replaced it.
+class UplinkFailureDetectionSm::Operation {
+ public:
+   explicit Operation( UplinkFailureDetectionSm& sm )
+       : sm_( &sm ), outer_( std::exchange( sm.innermost_, this ) ) {}
+   Operation( Operation const& ) = delete;
+   Operation& operator=( Operation const& ) = delete;
+   ~Operation() {
+      if ( sm_ )
+         sm_->innermost_ = outer_;
+   }
 
-// Has a group machine end its group. It reacts to nothing any more, so that an observer of the
-// cleanup can't have it write again, nor while someone still holds it.
-void
-retire( UplinkFailureDetectionGroupSm& groupSm ) {
-   groupSm.zetDoZombieReactors( true );
-   groupSm.doCleanup();
-}
+   // False once the machine has gone: nothing of it may be used then.
+   bool goesOn() const noexcept { return sm_ != nullptr; }
+   Operation* outer() const noexcept { return outer_; }
+   void machineGoes() noexcept {
+      sm_ = nullptr;
+      if ( starting )
+         std::exchange( starting, nullptr )->end();
+   }
 
-} // namespace
+   // Borrows: the group machine that is evaluated for the first time, until it has ended.
+   UplinkFailureDetectionGroupSm* starting = nullptr;
+   // Borrows: the group machine that is cleaned up.
+   UplinkFailureDetectionGroupSm const* ending = nullptr;
+
+ private:
+   UplinkFailureDetectionSm* sm_;
+   Operation* outer_;
+};
 
 UplinkFailureDetectionSm::UplinkFailureDetectionSm(
     Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
@@ -28,6 +49,9 @@ UplinkFailureDetectionSm::UplinkFailureDetectionSm(
 }
 
 UplinkFailureDetectionSm::~UplinkFailureDetectionSm() {
+   for ( Operation* at = innermost_; at; at = at->outer() )
+      at->machineGoes();
+   uplinkFailureDetectionGroupSmMembers().forEach( []( auto& groupSm ) { groupSm.end(); } );
    reactorsEnd();
    uplinkFailureDetectionGroupSmDelAll();
 }
@@ -66,7 +90,8 @@ UplinkFailureDetectionSm::uplinkFailureDetectionGroupSmIs(
     Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
     Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
     Zet::Ptr< Errdisable::CauseStatus > const& causeStatus ) {
-   if ( auto const groupSm = uplinkFailureDetectionGroupSm( groupConfig->zetName() ) ) {
+   if ( Zet::Ptr< UplinkFailureDetectionGroupSm > const groupSm =
+            startedGroupSm( groupConfig->zetName() ) ) {
       requireSame( "_groupConfig", groupConfig.get(), groupSm->groupConfig() );
       requireSame( "_groupStatus", groupStatus.get(), groupSm->groupStatus() );
       requireSame( "_ethIntfStatusDir", ethIntfStatusDir.get(), groupSm->ethIntfStatusDir() );
@@ -84,69 +109,93 @@ UplinkFailureDetectionSm::newUplinkFailureDetectionGroupSm(
     Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
     Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
     Zet::Ptr< Errdisable::CauseStatus > const& causeStatus ) {
-   auto const groupSm = Zet::validPtr( Zet::make< UplinkFailureDetectionGroupSm >(
-       groupConfig, groupStatus, ethIntfStatusDir, causeStatus ) );
-   // An observer of its first evaluation may have had the group replaced, and another made.
-   if ( Zet::Ptr< UplinkFailureDetectionGroupSm > const other =
-            groupSm_.find( groupSm->zetKey() ) ) {
-      retire( *groupSm );
-      other->doCheckIntfs();
-      return other;
-   }
-   groupSm_.insert( groupSm );
+   using GroupSm = UplinkFailureDetectionGroupSm;
+   auto const groupSm = Zet::validPtr( Zet::make< GroupSm >(
+       GroupSm::NotStarted(), groupConfig, groupStatus, ethIntfStatusDir, causeStatus ) );
+   Operation operation( *this );
+   operation.starting = groupSm.get();
+   groupSm->start();
+   if ( operation.starting )
+      groupSm_.insert( groupSm );
    return groupSm;
+}
+
+UplinkFailureDetectionGroupSm*
+UplinkFailureDetectionSm::startedGroupSm( Zet::Name const& groupName ) const noexcept {
+   for ( Operation const* at = innermost_; at; at = at->outer() )
+      if ( at->starting && at->starting->zetKey() == groupName )
+         return at->starting;
+   return groupSm_.find( groupName );
 }
 
 void
 UplinkFailureDetectionSm::handleInitialized() {
+   Operation const operation( *this );
    handleGroup();
-   initializedIs( true );
+   if ( operation.goesOn() )
+      initializedIs( true );
 }
 
 void
 UplinkFailureDetectionSm::handleGroup() {
-   // An observer of what the groups write may drop this machine or its configuration.
-   Zet::Ptr< UplinkFailureDetectionSm > const self( this );
    Zet::Ptr< Config const > const config = this->config();
    if ( !config )
       return;
-   for ( auto at = config->groupIteratorConst(); at; ++at )
+   Operation const operation( *this );
+   for ( auto at = config->groupIteratorConst(); at && operation.goesOn(); ++at )
       handleGroup( at->name() );
 }
 
 void
 UplinkFailureDetectionSm::handleGroup( Zet::Name groupName ) {
-   // An observer of what the group writes may drop this machine.
-   Zet::Ptr< UplinkFailureDetectionSm > const self( this );
-   Zet::Ptr< Config const > const config = this->config();
-   if ( !config )
-      return;
    trace( "handleGroup", "handleGroup( ", groupName, " )" );
-   Zet::Ptr< GroupConfig const > const groupConfig = config->group( groupName );
-   if ( groupConfig )
-      startGroup( *config, groupConfig );
-   else
-      endGroup( groupName );
+   Operation operation( *this );
    // An observer may have had the group removed or replaced meanwhile.
-   if ( config->group( groupName ) != groupConfig )
-      handleGroup( groupName );
+   for ( bool inStep = false; !inStep && operation.goesOn(); ) {
+      Zet::Ptr< Config const > const config = this->config();
+      if ( !config )
+         return;
+      Zet::Ptr< GroupConfig const > const groupConfig = config->group( groupName );
+      if ( groupConfig )
+         startGroup( operation, *config, groupConfig );
+      else
+         endGroup( operation, *config, groupName );
+      inStep = config->group( groupName ) == groupConfig;
+   }
 }
 
 void
-UplinkFailureDetectionSm::startGroup( Config const& config,
+UplinkFailureDetectionSm::startGroup( Operation const& operation, Config const& config,
                                       Zet::Ptr< GroupConfig const > const& groupConfig ) {
    // Before the machine, whose first evaluation writes into it.
    Zet::Ptr< GroupStatus > const groupStatus = status_->groupIs( groupConfig->zetName() );
-   if ( config.group( groupConfig->zetName() ) == groupConfig )
+   if ( operation.goesOn() && config.group( groupConfig->zetName() ) == groupConfig )
       uplinkFailureDetectionGroupSmIs( groupConfig, groupStatus, ethIntfStatusDir_, causeStatus_ );
 }
 
 void
-UplinkFailureDetectionSm::endGroup( Zet::Name const& groupName ) {
-   if ( auto const groupSm = uplinkFailureDetectionGroupSm( groupName ) )
-      retire( *groupSm );
-   uplinkFailureDetectionGroupSmDel( groupName );
-   status_->groupDel( groupName );
+UplinkFailureDetectionSm::endGroup( Operation& operation, Config const& config,
+                                    Zet::Name const& groupName ) {
+   Zet::Ptr< Status > const status = status_;
+   if ( Zet::Ptr< UplinkFailureDetectionGroupSm > const groupSm = startedGroupSm( groupName ) ) {
+      for ( Operation const* at = innermost_; at; at = at->outer() )
+         // That operation looks again when it is done.
+         if ( at->ending == groupSm )
+            return;
+      groupSm->end();
+      operation.ending = groupSm.get();
+      groupSm->doCleanup();
+      operation.ending = nullptr;
+   }
+   if ( operation.goesOn() ) {
+      for ( Operation* at = innermost_; at; at = at->outer() )
+         if ( at->starting && at->starting->zetKey() == groupName )
+            at->starting = nullptr;
+      uplinkFailureDetectionGroupSmDel( groupName );
+   } else if ( config.group( groupName ) )
+      // The record is that of the machine that has replaced this one.
+      return;
+   status->groupDel( groupName );
 }
 
 } // namespace UplinkFailureDetection

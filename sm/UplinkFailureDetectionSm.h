@@ -52,13 +52,14 @@ class ZET_EXPORT UplinkFailureDetectionSm
    Zet::Ptr< UplinkFailureDetectionGroupSm > uplinkFailureDetectionGroupSm( Zet::Name name ) const {
       return groupSm_.find( name );
    }
-   // The machine of that group, made and activated if there is none.
+   // The machine of that group, made and activated if there is none. It is not kept if, during its
+   // first evaluation, the group leaves the configuration or this machine goes.
    // Throws: Zet::NameInUseException when there is one that was made from other objects.
    Zet::Ptr< UplinkFailureDetectionGroupSm > uplinkFailureDetectionGroupSmIs(
        Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
-   // Requires: the group has no machine.
+   // As above. Requires: the group has no machine.
    Zet::Ptr< UplinkFailureDetectionGroupSm > newUplinkFailureDetectionGroupSm(
        Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
@@ -98,14 +99,20 @@ class ZET_EXPORT UplinkFailureDetectionSm
          visit( *at );
    }
 
-   void startGroup( Config const& config, Zet::Ptr< GroupConfig const > const& groupConfig );
-   void endGroup( Zet::Name const& groupName );
+   class Operation;
+
+   // The group's machine, also while it is evaluated for the first time and not yet kept.
+   UplinkFailureDetectionGroupSm* startedGroupSm( Zet::Name const& groupName ) const noexcept;
+   void startGroup( Operation const& operation, Config const& config,
+                    Zet::Ptr< GroupConfig const > const& groupConfig );
+   void endGroup( Operation& operation, Config const& config, Zet::Name const& groupName );
 
    Zet::Ptr< ZetConfig > config_;
    Zet::Ptr< Status > status_;
    Zet::Ptr< Errdisable::CauseStatus > causeStatus_;
    Zet::Ptr< Interface::EthIntfStatusDir const > ethIntfStatusDir_;
    GroupSmCollection groupSm_;
+   Operation* innermost_ = nullptr;
    bool initialized_ = false;
 };
 

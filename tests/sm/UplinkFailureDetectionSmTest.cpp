@@ -100,9 +100,11 @@ TEST( TopSm, ZombiesReactToNothing ) {
    EXPECT_TRUE( world.groupSm( 'g' )->zetMarkedForDeletion() );
    check( world, { { "min g 0; appear Z; disable g E", "", "g:down#0@0 | C@0 D@0" },
                    // Its children go on until they are ended themselves.
-                   { "up A", "D- C- g:up", "g:up#0@0 |" } } );
+                   { "up A", "D- C- g:up", "g:up#0@0 |" },
+                   { "min g 1; down A", "D@0 E@0 C@0 g:down g#1", "g:down#1@0 | C@0 D@0 E@0" },
+                   { "up A", "D- E- C- g:up", "g:up#1@0 |" } } );
    world.groupSm( 'g' )->zetDoZombieReactors( false );
-   check( world, { { "min g 2", "D@0 E@0 C@0 g:down g#1", "g:down#1@0 | C@0 D@0 E@0" } } );
+   check( world, { { "min g 2", "D@0 E@0 C@0 g:down g#2", "g:down#2@0 | C@0 D@0 E@0" } } );
 }
 
 } // namespace

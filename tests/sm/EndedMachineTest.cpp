@@ -1,0 +1,144 @@
+#include "tests/sm/Scenario.h"
+
+#include <functional>
+#include <string>
+
+using namespace UplinkFailureDetection;
+
+namespace Scenario {
+
+namespace {
+
+// A running group with the uplink A and the ports D and C, which are written in that order.
+class EndedMachine : public testing::Test {
+ protected:
+   EndedMachine() {
+      world_.apply( "appear A; up A; group g; monitor g A; disable g C; disable g D; start" );
+   }
+
+   // Acts once, from inside the notification `heard`, then expects that state.
+   void expect( std::string_view event, std::string_view heard, std::function< void() > act,
+                std::string_view state ) {
+      bool acted = false;
+      world_.onHeard = [ & ]( std::string const& what ) {
+         if ( what == heard && !std::exchange( acted, true ) )
+            act();
+      };
+      world_.apply( event );
+      world_.onHeard = nullptr;
+      EXPECT_TRUE( acted ) << heard;
+      EXPECT_EQ( world_.state(), state );
+   }
+   std::function< void() > applying( std::string_view events ) {
+      return [ this, events ] { world_.apply( events ); };
+   }
+   // Runs detection on a configuration in which h is down and disables C, or without any group.
+   std::function< void() > replacing( bool withGroup ) {
+      return [ this, withGroup ] {
+         auto const config = configFactory( "other" );
+         if ( withGroup )
+            config->groupIs( name( 'h' ) )->intfsToDisableIs( intf( 'C' ), true );
+         world_.root->uplinkFailureDetectionSmIs( config, world_.status, world_.cause, world_.dir );
+      };
+   }
+
+   World world_;
+};
+
+TEST_F( EndedMachine, OfARemovedGroupShutsNoFurtherPort ) {
+   expect( "down A", "D@0", applying( "ungroup g" ), "|" );
+}
+
+TEST_F( EndedMachine, OfARemovedGroupOpensNoFurtherPort ) {
+   world_.apply( "down A" );
+   expect( "up A", "D-", applying( "ungroup g; group h; disable h C" ), "h:down#0@0 | C@0" );
+}
+
+TEST_F( EndedMachine, OfARemovedGroupWritesNoRecordWhateverTheNumberOfPorts ) {
+   Zet::Ptr< GroupStatus const > const record = world_.status->group( name( 'g' ) );
+   world_.apply( "release g D" );
+   expect( "down A", "C@0", applying( "ungroup g" ), "|" );
+   EXPECT_EQ( record->groupLinkStatus(), GroupLinkStatus::up );
+   EXPECT_EQ( record->numTimesDisabled(), 0u );
+   world_.apply( "up A; group g; min g 9; disable g C" );
+   Zet::Ptr< GroupStatus const > const other = world_.status->group( name( 'g' ) );
+   expect( "min g 0", "C-", applying( "ungroup g" ), "|" );
+   EXPECT_EQ( other->groupLinkStatus(), GroupLinkStatus::down );
+}
+
+TEST_F( EndedMachine, OfAReplacedTopMachineShutsNoFurtherPort ) {
+   expect( "down A", "D@0", replacing( false ), "g:up#0@0 | D@0" );
+}
+
+TEST_F( EndedMachine, OfAReplacedTopMachineOpensNoFurtherPort ) {
+   world_.apply( "down A" );
+   expect( "up A", "D-", replacing( true ), "g:down#1@0 h:down#0@0 | C@0" );
+}
+
+TEST_F( EndedMachine, OfATopMachineThatIsReplacedInTheMiddleOfItsWorkEndsAsWell ) {
+   // The new group is evaluated for the first time, by the top machine.
+   world_.onHeard = nullptr;
+   auto const replace = replacing( false );
+   world_.apply( "ungroup g" );
+   int heard = 0;
+   world_.onHeard = [ & ]( std::string const& what ) {
+      if ( what == "k+" )
+         world_.apply( "disable k C; disable k D" );
+      if ( what == "D@0" && ++heard == 1 )
+         replace();
+   };
+   world_.apply( "group k" );
+   world_.onHeard = nullptr;
+   EXPECT_EQ( heard, 1 );
+   EXPECT_EQ( world_.state(), "k:unknown#0@0 | D@0" );
+}
+
+TEST_F( EndedMachine, CleansUpThoughTheTopMachineGoesMeanwhile ) {
+   world_.apply( "down A" );
+   expect( "ungroup g", "D-", applying( "stop" ), "|" );
+}
+
+TEST_F( EndedMachine, LeavesTheRecordToTheMachineOfAnotherTopMachine ) {
+   world_.apply( "down A" );
+   expect( "ungroup g", "D-", applying( "stop; group g; disable g E; start" ), "g:down#1@0 | E@0" );
+   ASSERT_TRUE( world_.groupSm( 'g' ) );
+   EXPECT_EQ( world_.groupSm( 'g' )->groupStatus(), world_.status->group( name( 'g' ) ) );
+}
+
+TEST_F( EndedMachine, DoesNothingForWhoHoldsIt ) {
+   auto const removed = world_.groupSm( 'g' );
+   world_.apply( "ungroup g; down A; group h; disable h C" );
+   EXPECT_TRUE( removed->ended() );
+   removed->handleInitialized();
+   removed->handleAndCheckIntf( intf( 'C' ) );
+   auto const orphan = world_.groupSm( 'h' );
+   EXPECT_FALSE( orphan->ended() );
+   world_.apply( "stop; min h 0; appear C" );
+   EXPECT_TRUE( orphan->ended() );
+   EXPECT_EQ( world_.state(), "h:down#0@0 | C@0" );
+}
+
+TEST_F( EndedMachine, IsTheOnlyOneOfItsGroupWhileItIsEvaluated ) {
+   auto const evaluating = [ & ] {
+      EXPECT_EQ( world_.groupSm( 'k' ), nullptr );
+      auto const machine = world_.sm()->uplinkFailureDetectionGroupSmIs(
+          world_.config->group( name( 'k' ) ), world_.status->group( name( 'k' ) ), world_.dir,
+          world_.cause );
+      EXPECT_FALSE( machine->initialized() );
+   };
+   expect( "group k", "k:down", evaluating, "g:up#0@0 k:down#0@0 |" );
+   EXPECT_TRUE( world_.groupSm( 'k' )->initialized() );
+   // Removed while it is evaluated, it is cleaned up before the removal returns.
+   expect(
+       "ungroup k; group k", "k:down",
+       [ & ] {
+          world_.apply( "disable k E; ungroup k" );
+          EXPECT_EQ( world_.state(), "g:up#0@0 |" );
+       },
+       "g:up#0@0 |" );
+   EXPECT_EQ( world_.groupSm( 'k' ), nullptr );
+}
+
+} // namespace
+
+} // namespace Scenario
