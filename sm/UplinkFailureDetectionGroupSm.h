@@ -104,6 +104,12 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
 
    using IntfSmCollection = Notify::KeyedCollection<
        &UplinkFailureDetectionGroupSm::uplinkFailureDetectionIntfSmNotify >;
+   IntfSmCollection::Iterator uplinkFailureDetectionIntfSmIterator() {
+      return intfSm_.iterator( *this );
+   }
+   IntfSmCollection::Iterator uplinkFailureDetectionIntfSmIterator( Kelnet::IntfId from ) {
+      return intfSm_.iterator( *this, from );
+   }
    IntfSmCollection::IteratorConst uplinkFailureDetectionIntfSmIteratorConst() const {
       return intfSm_.iteratorConst();
    }

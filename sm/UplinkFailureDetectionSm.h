@@ -73,6 +73,12 @@ class ZET_EXPORT UplinkFailureDetectionSm
 
    using GroupSmCollection =
        Notify::KeyedCollection< &UplinkFailureDetectionSm::uplinkFailureDetectionGroupSmNotify >;
+   GroupSmCollection::Iterator uplinkFailureDetectionGroupSmIterator() {
+      return groupSm_.iterator( *this );
+   }
+   GroupSmCollection::Iterator uplinkFailureDetectionGroupSmIterator( Zet::Name from ) {
+      return groupSm_.iterator( *this, from );
+   }
    GroupSmCollection::IteratorConst uplinkFailureDetectionGroupSmIteratorConst() const {
       return groupSm_.iteratorConst();
    }

@@ -139,6 +139,23 @@ TEST_F( EndedMachine, IsTheOnlyOneOfItsGroupWhileItIsEvaluated ) {
    EXPECT_EQ( world_.groupSm( 'k' ), nullptr );
 }
 
+TEST_F( EndedMachine, MachinesAreRemovedThroughAnIterator ) {
+   world_.apply( "appear B; monitor g B; group h; group k" );
+   auto const group = world_.groupSm( 'g' );
+   auto child = group->uplinkFailureDetectionIntfSmIterator( intf( 'B' ) );
+   EXPECT_TRUE( child.key() == intf( 'B' ) && child.del() && !child.del() );
+   EXPECT_EQ( world_.children( 'g' ), "A" );
+   for ( auto at = group->uplinkFailureDetectionIntfSmIterator(); at; ++at )
+      at.del();
+   EXPECT_EQ( world_.children( 'g' ), "" );
+   for ( auto at = world_.sm()->uplinkFailureDetectionGroupSmIterator( name( 'h' ) ); at; ++at )
+      at.del();
+   EXPECT_EQ( world_.groupSm( 'h' ), nullptr );
+   for ( auto at = world_.sm()->uplinkFailureDetectionGroupSmIterator(); at; ++at )
+      at.del();
+   EXPECT_TRUE( world_.sm()->uplinkFailureDetectionGroupSmMembers().empty() );
+}
+
 } // namespace
 
 } // namespace Scenario
