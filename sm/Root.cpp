@@ -25,8 +25,13 @@ Root::uplinkFailureDetectionSmIs(
    if ( sm_ && config == sm_->config() && status == sm_->status() &&
         causeStatus == sm_->causeStatus() && ethIntfStatusDir == sm_->ethIntfStatusDir() )
       return sm_;
+   // An observer of what the new machine writes may drop this root, which then goes on return.
+   Zet::Ptr< Root > self( this );
    auto const sm = newUplinkFailureDetectionSm( config, status, causeStatus, ethIntfStatusDir );
    sm_ = sm;
+   if ( references() == 1 )
+      return sm;
+   self = nullptr;
    notify< &Root::uplinkFailureDetectionSm >();
    sm->hasNotificationActiveIs( true );
    return Zet::validPtr( sm );

@@ -139,6 +139,15 @@ TEST_F( EndedMachine, IsTheOnlyOneOfItsGroupWhileItIsEvaluated ) {
    EXPECT_EQ( world_.groupSm( 'k' ), nullptr );
 }
 
+TEST_F( EndedMachine, RootMayGoWhileItsMachineIsBuilt ) {
+   world_.apply( "stop; down A" );
+   expect(
+       "start", "D@0", [ & ] { world_.root = nullptr; }, "g:down#0@0 | C@0 D@0" );
+   world_.config->groupIs( name( 'h' ) );
+   EXPECT_EQ( world_.state(), "g:down#0@0 | C@0 D@0" );
+   world_.root = rootFactory( "root" );
+}
+
 TEST_F( EndedMachine, MachinesAreRemovedThroughAnIterator ) {
    world_.apply( "appear B; monitor g B; group h; group k" );
    auto const group = world_.groupSm( 'g' );
