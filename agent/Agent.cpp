@@ -58,7 +58,7 @@ Agent::assumeHeld( GroupSettings const& group ) {
       if ( holder_.owns( port.key() ) )
          ports.push_back( port.key() );
    if ( !ports.empty() )
-      detector_.verdicts.assumeDown( group.config->name(), std::move( ports ) );
+      detector_.decisions.assumeDown( group.config->name(), std::move( ports ) );
 }
 
 void
@@ -70,11 +70,11 @@ Agent::settle() {
 
 void
 Agent::settlePorts() {
-   detector_.verdicts.evaluate();
+   detector_.decisions.evaluate();
    if ( startupEnd_ ) {
       if ( Zet::now() < *startupEnd_ )
          return;
-      log_.line( "startup_hold is over; it hid " + std::to_string( detector_.verdicts.count() ) +
+      log_.line( "startup_hold is over; it hid " + std::to_string( detector_.decisions.count() ) +
                  " verdicts on groups" );
       startupEnd_.reset();
    }
@@ -91,7 +91,7 @@ Agent::settlePorts() {
 
 std::optional< double >
 Agent::nextTime() const {
-   auto next = detector_.verdicts.nextTime();
+   auto next = detector_.decisions.nextTime();
    for ( auto const& time : { startupEnd_, retryTime_ } )
       if ( time && ( !next || *time < *next ) )
          next = time;
@@ -129,7 +129,7 @@ Agent::summary() const {
    std::size_t const groups = detector_.config->groupMembers().count();
    std::string const overridden = holder_.overridden();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
-          std::to_string( detector_.verdicts.downGroups() ) +
+          std::to_string( detector_.decisions.downGroups() ) +
           " down; ports held: " + std::to_string( holder_.count() ) +
           ( overridden.empty() ? "" : "; overridden:" + overridden );
 }

@@ -1,7 +1,7 @@
 #include "agent/ctl/Watcher.h"
 
-#include "agent/base/Observing.h"
 #include "agent/ctl/TextTable.h"
+#include "model/GroupStatus.h"
 
 #include <nlohmann/json.hpp>
 
@@ -11,41 +11,12 @@
 
 namespace Ufdd {
 
-using UplinkFailureDetection::GroupStatus;
 using UplinkFailureDetection::Status;
-
-class Watcher::StatusObserver final : public Status::NotifieeConst {
- public:
-   explicit StatusObserver( Watcher& watcher ) : watcher_( watcher ) {}
-   void onGroup( Zet::Name name ) override { watcher_.handleGroup( name ); }
-
- private:
-   Watcher& watcher_;
-};
-
-class Watcher::GroupObserver final : public GroupStatus::NotifieeConst {
- public:
-   GroupObserver( Watcher& watcher, LinkStatus linkStatus )
-       : watcher_( watcher ), linkStatus_( linkStatus ) {}
-   void onGroupLinkStatus() override {
-      LinkStatus const now = notifier()->groupLinkStatus();
-      watcher_.handleTransition( notifier()->name(), std::exchange( linkStatus_, now ), now );
-   }
-
- private:
-   Watcher& watcher_;
-   LinkStatus linkStatus_;
-};
 
 Watcher::Watcher( Zet::Ptr< Status > const& status, std::string const& wanted, std::ostream& out,
                   Style style, Clock clock )
     : status_( status ), wanted_( wanted ), out_( out ), style_( style ), clock_( clock ),
-      statusObserver_( observing< StatusObserver >( status, *this ) ) {
-   for ( auto group = status->groupIteratorConst(); group; ++group )
-      handleGroup( group->zetName() );
-}
-
-Watcher::~Watcher() = default;
+      transitions_( status, *this ) {}
 
 bool
 Watcher::shows( Zet::Name const& name ) const {
@@ -83,12 +54,7 @@ Watcher::handleResync( std::string const& socket ) {
 }
 
 void
-Watcher::handleGroup( Zet::Name const& name ) {
-   if ( auto const group = status_->group( name ) ) {
-      groups_[ name ] = observing< GroupObserver >( group, *this, group->groupLinkStatus() );
-      return;
-   }
-   groups_.erase( name );
+Watcher::handleGroupGone( Zet::Name const& name ) {
    if ( !shows( name ) )
       return;
    if ( style_.asJson )

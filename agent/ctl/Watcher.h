@@ -2,12 +2,11 @@
 
 #include "agent/base/WallTime.h"
 #include "agent/ctl/StatusReport.h"
-#include "model/GroupStatus.h"
+#include "host/GroupTransitions.h"
 #include "model/Status.h"
 
 #include <initializer_list>
 #include <iosfwd>
-#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,7 +18,7 @@ namespace Ufdd {
 //    2026-03-01 12:30:00.123  rack1  up -> down
 //
 // or a JSON object each, whose "event" is "state", "transition", "removed", "lost" or "resync".
-class Watcher {
+class Watcher final : private UplinkFailureDetection::GroupTransitions::Listener {
  public:
    struct Style {
       bool asJson = false;
@@ -31,9 +30,6 @@ class Watcher {
    // Borrows: all three, for as long as this lives.
    Watcher( Zet::Ptr< UplinkFailureDetection::Status > const& status, std::string const& wanted,
             std::ostream& out, Style style, Clock clock = wallNow );
-   ~Watcher();
-   Watcher( Watcher const& ) = delete;
-   Watcher& operator=( Watcher const& ) = delete;
 
    // Writes how the groups are; from now on, changes.
    // Throws: std::runtime_error as groupsShown() does.
@@ -43,12 +39,10 @@ class Watcher {
    void handleResync( std::string const& socket );
 
  private:
-   class StatusObserver;
-   class GroupObserver;
    using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
 
-   void handleGroup( Zet::Name const& name );
-   void handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now );
+   void handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) override;
+   void handleGroupGone( Zet::Name const& name ) override;
    bool shows( Zet::Name const& name ) const;
    std::string padded( Zet::Name const& name );
    std::string word( LinkStatus status ) const;
@@ -63,8 +57,7 @@ class Watcher {
    Clock const clock_;
    bool begun_ = false;
    std::size_t nameWidth_ = 0;
-   std::map< Zet::Name, Zet::Ptr< GroupObserver > > groups_;
-   Zet::Ptr< StatusObserver > statusObserver_;
+   UplinkFailureDetection::GroupTransitions transitions_;
 };
 
 } // namespace Ufdd

@@ -26,7 +26,8 @@ Detector::Detector( Log& log )
       status( UplinkFailureDetection::statusFactory( "status" ) ),
       cause( Errdisable::CauseStatus::CauseStatusIs( "uplinkFailureDetection" ) ),
       directory( Interface::EthIntfStatusDir::EthIntfStatusDirIs( "interfaces" ) ),
-      verdicts( config, status, log ), root_( UplinkFailureDetection::rootFactory( "root" ) ) {}
+      decisions( config, status, directory, log ),
+      root_( UplinkFailureDetection::rootFactory( "root" ) ) {}
 
 Detector::Difference
 Detector::configure( std::vector< GroupSettings > const& groups ) {
@@ -41,7 +42,6 @@ Detector::configure( std::vector< GroupSettings > const& groups ) {
       }
    for ( GroupSettings const& settings : groups )
       configure( settings, difference );
-   verdicts.handleConfigured();
    return difference;
 }
 
@@ -49,7 +49,7 @@ void
 Detector::configure( GroupSettings const& settings, Difference& difference ) {
    Zet::Name const name = settings.config->name();
    bool const isNew = !config->group( name );
-   bool const hasNewPolicy = !verdicts.policyIs( name, settings.policy );
+   bool const hasNewPolicy = decisions.policyIs( name, settings.policy );
    GroupConfig const& wanted = *settings.config;
    Zet::Ptr< GroupConfig > const group = config->groupIs( name );
    if ( isNew )
@@ -77,7 +77,7 @@ Detector::groupsOf( Kelnet::IntfId port, GroupLinkStatus linkStatus, DryRun dryR
    Groups groups;
    for ( auto group = config->groupIteratorConst(); group; ++group ) {
       Zet::Ptr< GroupStatus > const groupStatus = status->group( group->name() );
-      bool const isDryRun = verdicts.isDryRun( group->name() );
+      bool const isDryRun = decisions.isDryRun( group->name() );
       if ( !group->intfsToDisable( port ) || !groupStatus ||
            groupStatus->groupLinkStatus() != linkStatus ||
            ( isDryRun && dryRun == DryRun::leftOut ) )

@@ -2,7 +2,7 @@
 
 #include "agent/base/Log.h"
 #include "agent/config/GroupSettings.h"
-#include "agent/detect/Verdicts.h"
+#include "agent/detect/ShutDecisions.h"
 #include "model/Config.h"
 #include "model/GroupLinkStatus.h"
 #include "model/Status.h"
@@ -29,7 +29,7 @@ class Detector {
    Zet::Ptr< Errdisable::CauseStatus > const cause;
    Zet::Ptr< Interface::EthIntfStatusDir > const directory;
    // What is done about what they tell.
-   Verdicts verdicts;
+   ShutDecisions decisions;
 
    // How many groups a new configuration touched.
    struct Difference {
@@ -45,8 +45,7 @@ class Detector {
    // Requires: the directory tells the state that the interfaces are in.
    void start();
 
-   // Whether the port is to be held now.
-   bool isHeld( Kelnet::IntfId port ) const { return verdicts.isHeld( port ); }
+   bool mustBeShut( Kelnet::IntfId port ) const { return decisions.mustBeShut( port ); }
    struct Groups {
       std::vector< std::string_view > names; // Valid until: the configuration changes.
       // "group a is down, 0/2 up, min_links 1, dry_run", for each, with "; " between them.

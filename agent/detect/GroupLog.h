@@ -2,9 +2,9 @@
 
 #include "agent/base/Log.h"
 #include "agent/detect/Detector.h"
-#include "agent/detect/GroupTransitions.h"
 #include "agent/detect/LinkDirectory.h"
 #include "agent/detect/PreludedLog.h"
+#include "host/GroupTransitions.h"
 
 #include <map>
 #include <vector>
@@ -17,7 +17,8 @@ namespace Ufdd {
 // "group rack1: 1/2 up, min_links 1: uplink eth1 lost carrier".
 // Ports wait to be shut while a transition happens, so it is told of with the first line about
 // them.
-class GroupLog final : public PreludedLog::Prelude, private GroupTransitions::Listener {
+class GroupLog final : public PreludedLog::Prelude,
+                       private UplinkFailureDetection::GroupTransitions::Listener {
  public:
    GroupLog( Detector const& detector, LinkDirectory const& links, Log& log );
 
@@ -30,6 +31,7 @@ class GroupLog final : public PreludedLog::Prelude, private GroupTransitions::Li
    void tell() override;
 
  private:
+   using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
    struct Transition {
       Zet::Name name;
       LinkStatus before, now;
@@ -48,7 +50,7 @@ class GroupLog final : public PreludedLog::Prelude, private GroupTransitions::Li
    bool isConfiguring_ = false;
    std::map< Zet::Name, LinkStatus > beforeConfiguring_;
    std::map< Zet::Name, unsigned int > toldUp_; // How many uplinks of a group are up.
-   GroupTransitions groups_;
+   UplinkFailureDetection::GroupTransitions groups_;
 };
 
 } // namespace Ufdd

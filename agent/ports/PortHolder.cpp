@@ -28,8 +28,8 @@ Kelnet::IntfId
 PortHolder::portOf( Link const& link ) const {
    Kelnet::IntfId port;
    auto const find = [ & ]( Kelnet::IntfId name ) {
-      bool const isHeld = detector_.isHeld( name );
-      if ( port == Kelnet::IntfId() || ( isHeld && !detector_.isHeld( port ) ) )
+      if ( port == Kelnet::IntfId() ||
+           ( detector_.mustBeShut( name ) && !detector_.mustBeShut( port ) ) )
          port = name;
    };
    links_.forEachName( link.index, find );
@@ -56,7 +56,7 @@ PortHolder::handleLink( Link const& link ) {
    holdings_.addressIs( link.index, link.address );
    Kelnet::IntfId const port = portOf( link );
    // A LAG may just have lost the name for which its members are held.
-   if ( detector_.isHeld( port ) || holdings_.contains( link.index ) ||
+   if ( detector_.mustBeShut( port ) || holdings_.contains( link.index ) ||
         holdings_.isOverridden( link.index ) || link.isLag )
       handleChange( port );
 }
@@ -86,17 +86,17 @@ PortHolder::owns( Kelnet::IntfId port ) {
 
 void
 PortHolder::settle() {
-   for ( Kelnet::IntfId const port : detector_.verdicts.takeChanged() )
-      handleChange( port );
+   for ( auto const& change : detector_.decisions.takeChanges() )
+      handleChange( change.port );
    if ( !changed_.empty() ) {
       holdings_.eraseOverridesIf( [ this ]( std::uint32_t index ) {
          Link const* const link = links_.link( index );
-         return !link || !detector_.isHeld( portOf( *link ) );
+         return !link || !detector_.mustBeShut( portOf( *link ) );
       } );
       for ( Kelnet::IntfId const port : changed_ ) {
          collectLinks( port );
          for ( Link const& link : ofPort_ )
-            if ( detector_.isHeld( port ) )
+            if ( detector_.mustBeShut( port ) )
                acts_.askToShut( link, port, reason_ );
             else
                acts_.forgetReopenings( link.index );
@@ -104,7 +104,7 @@ PortHolder::settle() {
       for ( auto const& [ index, holding ] : holdings_ ) {
          Link const* const link = links_.link( index );
          Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId( holding.name.view() );
-         if ( !detector_.isHeld( port ) )
+         if ( !detector_.mustBeShut( port ) )
             acts_.askToOpen( holding, port );
       }
       changed_.clear();

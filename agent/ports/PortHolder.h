@@ -15,7 +15,7 @@
 
 namespace Ufdd {
 
-// Keeps the ports shut that the verdicts on the groups ask for, and only those that it shut
+// Keeps the ports shut that the decisions about the groups ask for, and only those that it shut
 // itself does it open again. It acts at the end of a loop turn, on the difference: what was done
 // and undone within the turn changes nothing.
 //

@@ -37,11 +37,12 @@ adapters/attrlog      model                 sm
 adapters/reflect      sm                    adapters/attrlog
 model                 platform/interface    sm
 sm                    model                 adapters/attrlog
+host                  model                 sm
 agent/base            platform/zet          platform/kelnet
 agent/kernel          agent/base            agent/detect
 agent/reflected       adapters/attrlog      agent/base
 agent/config          agent/kernel          agent/detect
-agent/detect          agent/config          agent/ports
+agent/detect          host                  agent/ports
 agent/ports           agent/detect          agent/config
 agent/status          sm                    agent/detect
 agent/ctl             agent/status          agent/kernel

@@ -4,11 +4,12 @@
 
 #include <utility>
 
-namespace Ufdd {
+namespace UplinkFailureDetection {
 
-// A new Observer that is told of the changes of `entity` for as long as the result is held.
+// Makes an Observer that is told of the changes of `entity` for as long as the result is held:
+// the entity itself does not hold its observers.
 template < class Observer, class Entity, class... Argument >
-Zet::Ptr< Observer >
+[[nodiscard]] Zet::Ptr< Observer >
 observing( Zet::Ptr< Entity > const& entity, Argument&&... argument ) {
    Zet::Ptr< Observer > observer = Zet::make< Observer >( std::forward< Argument >( argument )... );
    observer->notifierIs( entity );
@@ -16,4 +17,4 @@ observing( Zet::Ptr< Entity > const& entity, Argument&&... argument ) {
    return observer;
 }
 
-} // namespace Ufdd
+} // namespace UplinkFailureDetection

@@ -1,0 +1,182 @@
+#include "agent/detect/ShutDecisions.h"
+
+#include "model/GroupConfig.h"
+#include "platform/zet/Clock.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+namespace Ufdd {
+
+using UplinkFailureDetection::Config;
+using UplinkFailureDetection::GroupConfig;
+using UplinkFailureDetection::Status;
+
+namespace {
+
+// "2.5 s", "86400 s"
+std::string
+seconds( double time ) {
+   char text[ 32 ];
+   std::snprintf( text, sizeof text, time < 100 ? "%.3g s" : "%.0f s", time );
+   return text;
+}
+
+} // namespace
+
+ShutDecisions::ShutDecisions( Zet::Ptr< Config > const& config, Zet::Ptr< Status > const& status,
+                              Zet::Ptr< Interface::EthIntfStatusDir > const& directory, Log& log )
+    : config_( *config ), log_( log ), ports_( config, *this, directory ),
+      transitions_( status, *this ) {}
+
+bool
+ShutDecisions::policyIs( Zet::Name const& group, GroupPolicy const& policy ) {
+   auto const at = groups_.try_emplace( group ).first;
+   review( at );
+   if ( at->second.policy == policy )
+      return false;
+   at->second.policy = policy;
+   ports_.decideAgain( group );
+   return true;
+}
+
+bool
+ShutDecisions::isDryRun( Zet::Name const& group ) const {
+   auto const at = groups_.find( group );
+   return at != groups_.end() && at->second.policy.dryRun;
+}
+
+void
+ShutDecisions::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
+   Decision& decision = groups_[ group ];
+   decision.isDown = true;
+   decision.only = std::move( ports );
+}
+
+bool
+ShutDecisions::Decision::covers( Kelnet::IntfId port ) const {
+   return !only || std::find( only->begin(), only->end(), port ) != only->end();
+}
+
+bool
+ShutDecisions::shuts( GroupConfig const& group, Kelnet::IntfId port ) const {
+   auto const at = groups_.find( group.name() );
+   return at != groups_.end() && at->second.isDown && !at->second.policy.dryRun &&
+          at->second.covers( port );
+}
+
+void
+ShutDecisions::handleTransition( Zet::Name const& group, LinkStatus before, LinkStatus now ) {
+   downGroups_ += now == LinkStatus::down;
+   downGroups_ -= before == LinkStatus::down;
+   auto const at = groups_.try_emplace( group ).first;
+   Decision& decision = at->second;
+   decision.seen = now;
+   decision.since = Zet::now();
+   if ( auto const config = config_.group( group );
+        config && decision.isDown && now == LinkStatus::up && !decision.only ) {
+      decision.only.emplace();
+      for ( auto port = config->intfsToDisableIteratorConst(); port; ++port )
+         decision.only->push_back( port.key() );
+   }
+   review( at );
+}
+
+void
+ShutDecisions::handleGroupGone( Zet::Name const& group ) {
+   auto const at = groups_.find( group );
+   if ( at == groups_.end() )
+      return;
+   downGroups_ -= at->second.sawDown();
+   std::erase( inReview_, at );
+   groups_.erase( at );
+   ports_.decideAgain( group );
+}
+
+void
+ShutDecisions::review( Groups::iterator group ) {
+   if ( !std::exchange( group->second.isInReview, true ) )
+      inReview_.push_back( group );
+}
+
+void
+ShutDecisions::evaluate() {
+   if ( inReview_.empty() )
+      return;
+   double const now = Zet::now();
+   std::erase_if( inReview_, [ & ]( Groups::iterator group ) {
+      group->second.isInReview = !evaluate( group, now );
+      return !group->second.isInReview;
+   } );
+}
+
+bool
+ShutDecisions::evaluate( Groups::iterator group, double now ) {
+   auto& [ name, decision ] = *group;
+   bool const wasTold = std::exchange( decision.isTold, false );
+   if ( !decision.disagrees() ) {
+      if ( decision.sawDown() && std::exchange( decision.only, std::nullopt ) )
+         ports_.decideAgain( name );
+      if ( wasTold )
+         line( name, std::string( decision.isDown ? "was up" : "was down" ) + " for only " +
+                         seconds( decision.since - decision.reviewSince ) + ", hidden by " +
+                         ( decision.isDown ? "recovery_delay" : "down_delay" ) + " (" +
+                         std::to_string( ++decision.hidden ) + " times so far)" );
+      return true;
+   }
+   if ( now >= decision.due() ) {
+      reverse( name, decision );
+      return true;
+   }
+   bool const isAnew = wasTold && decision.reviewSince != decision.since;
+   decision.hidden += isAnew;
+   if ( !wasTold || isAnew )
+      line( name, std::string( decision.sawDown() ? "down_delay: its ports are shut"
+                                                  : "recovery_delay: its ports are released" ) +
+                      " in " + seconds( decision.due() - now ) + " unless it is " +
+                      ( decision.sawDown() ? "up" : "down" ) + " again before" );
+   decision.isTold = true;
+   decision.reviewSince = decision.since;
+   return false;
+}
+
+void
+ShutDecisions::reverse( Zet::Name const& name, Decision& decision ) {
+   ++count_;
+   decision.isDown = !decision.isDown;
+   if ( decision.policy.dryRun && config_.group( name ) )
+      line( name, std::string( "dry_run, else ports would be " ) +
+                      ( decision.isDown ? "shut" : "released" ) +
+                      " now:" + portsText( name, decision ) );
+   decision.only.reset();
+   ports_.decideAgain( name );
+}
+
+std::string
+ShutDecisions::portsText( Zet::Name const& name, Decision const& decision ) const {
+   std::string text;
+   if ( auto const group = config_.group( name ) )
+      for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
+         if ( decision.covers( port.key() ) )
+            text += ' ' + std::string( port.key().name().view() );
+   return text;
+}
+
+std::optional< double >
+ShutDecisions::nextTime() const {
+   std::optional< double > next;
+   for ( Groups::iterator const group : inReview_ )
+      if ( double const due = group->second.due();
+           group->second.disagrees() && ( !next || due < *next ) )
+         next = due;
+   return next;
+}
+
+void
+ShutDecisions::line( Zet::Name const& name, std::string const& text ) {
+   log_.event( { .id = LogEvent::groupVerdict, .groups = { name.view() } },
+               "group " + std::string( name.view() ) + ": " + text );
+}
+
+} // namespace Ufdd

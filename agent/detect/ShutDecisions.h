@@ -1,0 +1,103 @@
+#pragma once
+
+#include "agent/base/Log.h"
+#include "agent/config/GroupSettings.h"
+#include "host/GroupTransitions.h"
+#include "host/PortDecisions.h"
+#include "model/Config.h"
+#include "model/Status.h"
+#include "platform/kelnet/IntfId.h"
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Ufdd {
+
+// Decides which ports must be shut, by the groups' delays. A group is decided to be down once it
+// was seen down for its down_delay, and to be up once it was seen up for its recovery_delay. The
+// library knows nothing of delays, which may differ between groups that share an uplink: its
+// statuses tell the state at present. A group in dry_run shuts nothing. Times are those of
+// Zet::now().
+class ShutDecisions final : private UplinkFailureDetection::GroupTransitions::Listener,
+                            private UplinkFailureDetection::PortDecisions::Policy {
+ public:
+   ShutDecisions( Zet::Ptr< UplinkFailureDetection::Config > const& config,
+                  Zet::Ptr< UplinkFailureDetection::Status > const& status,
+                  Zet::Ptr< Interface::EthIntfStatusDir > const& directory, Log& log );
+
+   // Returns true if the group had another policy.
+   bool policyIs( Zet::Name const& group, GroupPolicy const& policy );
+   // Takes the group for down, and these of its ports for shut, until it is seen down or was seen
+   // up for its recovery_delay.
+   // Requires: no status of the group is known yet.
+   void assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports );
+
+   // Decides about the groups whose delay has passed.
+   void evaluate();
+   // When evaluate() has more to do, if no group changes before.
+   std::optional< double > nextTime() const;
+
+   bool isDryRun( Zet::Name const& group ) const;
+   // As of the last takeChanges().
+   bool mustBeShut( Kelnet::IntfId port ) const { return ports_.mustBeShut( port ); }
+   // What evaluate() decided since the last call, by the difference.
+   std::vector< UplinkFailureDetection::PortDecisions::Change > takeChanges() {
+      return ports_.takeChanges();
+   }
+
+   // How many decisions there have been, about whatever group.
+   unsigned int count() const { return count_; }
+   // How many groups are seen down at present.
+   unsigned int downGroups() const { return downGroups_; }
+
+ private:
+   using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
+
+   struct Decision {
+      GroupPolicy policy;
+      LinkStatus seen = LinkStatus::unknown;
+      double since = 0;    // When it was first seen so.
+      bool isDown = false; // Decided.
+      // While the group is not seen down: the ports that it shuts. Ports added to the group
+      // meanwhile are left as they are.
+      std::optional< std::vector< Kelnet::IntfId > > only;
+      bool isInReview = false; // It is in inReview_.
+      bool isTold = false;     // The log says that its delay runs.
+      double reviewSince = 0;  // When that delay began.
+      unsigned int hidden = 0; // Number of changes that were undone before their delay ran out.
+
+      // Returns true if it applies to that port of the group.
+      bool covers( Kelnet::IntfId port ) const;
+      bool disagrees() const { return seen != LinkStatus::unknown && isDown != sawDown(); }
+      bool sawDown() const { return seen == LinkStatus::down; }
+      double delay() const { return sawDown() ? policy.downDelay : policy.recoveryDelay; }
+      double due() const { return since + delay(); }
+   };
+   using Groups = std::map< Zet::Name, Decision >;
+
+   bool shuts( UplinkFailureDetection::GroupConfig const& group,
+               Kelnet::IntfId port ) const override;
+   void handleTransition( Zet::Name const& group, LinkStatus before, LinkStatus now ) override;
+   void handleGroupGone( Zet::Name const& group ) override;
+   // Has the next evaluate() look at the group.
+   void review( Groups::iterator group );
+   // Returns true if nothing is left to be done about the group.
+   bool evaluate( Groups::iterator group, double now );
+   void reverse( Zet::Name const& name, Decision& decision );
+   // " d1 d2": the ports that the decision applies to.
+   std::string portsText( Zet::Name const& name, Decision const& decision ) const;
+   void line( Zet::Name const& name, std::string const& text );
+
+   UplinkFailureDetection::Config const& config_;
+   Log& log_;
+   Groups groups_;
+   std::vector< Groups::iterator > inReview_; // Their decision may disagree with what is seen.
+   unsigned int count_ = 0;
+   unsigned int downGroups_ = 0;
+   UplinkFailureDetection::PortDecisions ports_;
+   UplinkFailureDetection::GroupTransitions transitions_;
+};
+
+} // namespace Ufdd
