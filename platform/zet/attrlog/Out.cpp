@@ -9,7 +9,7 @@ namespace Zet::NboAttrLog {
 
 Out::Out( std::size_t capacity )
     : capacity_( std::max( capacity, smallestCapacity ) ),
-      buffer_( std::make_unique< unsigned char[] >( capacity_ ) ) {}
+      buffer_( std::make_unique_for_overwrite< unsigned char[] >( capacity_ ) ) {}
 
 Out::~Out() = default;
 
