@@ -19,7 +19,17 @@ namespace Ufdd {
 namespace {
 
 // What systemd sees of ufdd, and what it tells it.
-using LivingTest = NetworkTest;
+struct LivingTest : NetworkTest {
+   // Whether the process has been sent that signal and has not taken it.
+   static bool hasPending( Process const& process, int signal ) {
+      std::ifstream status( "/proc/" + std::to_string( process.pid() ) + "/status" );
+      for ( std::string word; word != "ShdPnd:" && status >> word; ) {
+      }
+      std::uint64_t pending = 0;
+      status >> std::hex >> pending;
+      return ( pending >> ( signal - 1 ) & 1 ) != 0;
+   }
+};
 
 TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    plug( { "u1", "u2", "d1", "d2", "d3" } );
@@ -119,17 +129,20 @@ TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
    std::uint32_t const open = transitions( "d2-far" );
    for ( bool const isFlapping : { false, true } ) {
       for ( int i = 0; i < 50; ++i ) {
+         // Two that wait at a time are one.
+         ASSERT_TRUE( eventually( [ & ] { return !hasPending( ufdd, SIGHUP ); } ) );
          reload( ufdd, both + ( i % 2 ? "" : "min_links = 0\n" + group( "c", "'u2'", "'d3'" ) ) );
          if ( isFlapping )
             set( "u1-far", i % 2 == 0 );
       }
-      // To see that the last of them was loaded.
+      ASSERT_TRUE( eventually( [ & ] { return !hasPending( ufdd, SIGHUP ); } ) );
       reload( ufdd, both + group( "end", "'u1'", "'d3'" ) );
       EXPECT_TRUE( haveLink( { "d1-far", "d3-far" }, false ) ) << ufdd.output();
       EXPECT_EQ( transitions( "d2-far" ), open ) << ufdd.output();
       EXPECT_TRUE( isFlapping || transitions( "d1-far" ) == held ) << ufdd.output();
    }
-   EXPECT_GT( ufdd.count( "configuration loaded" ), 10u );
+   EXPECT_TRUE( eventually( [ & ] { return ufdd.count( "configuration loaded" ) == 102; } ) )
+       << ufdd.output();
 }
 
 TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <string>
 #include <sys/prctl.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
@@ -17,11 +18,11 @@
 
 namespace Ufdd {
 
-// Whether `condition` came true within some seconds.
+// Whether `condition` came true, within half a minute: a start may take seconds on a busy machine.
 template < class Condition >
 bool
 eventually( Condition condition ) {
-   for ( int i = 0; i < 500; ++i ) {
+   for ( int i = 0; i < 3000; ++i ) {
       if ( condition() )
          return true;
       std::this_thread::sleep_for( std::chrono::milliseconds( 10 ) );
@@ -90,7 +91,9 @@ class Process {
    }
    // All that it wrote so far.
    std::string output() const {
-      std::string text( 1 << 16, '\0' );
+      struct stat file {};
+      fstat( fileno( output_ ), &file );
+      std::string text( static_cast< std::size_t >( file.st_size ), '\0' );
       ssize_t const size = pread( fileno( output_ ), text.data(), text.size(), 0 );
       text.resize( static_cast< std::size_t >( std::max( size, ssize_t() ) ) );
       return text;
