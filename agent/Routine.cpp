@@ -73,7 +73,9 @@ Routine::watchUplinks( ConfigFile const& config ) {
 void
 Routine::settle() {
    readAgainAt_ = source_.settle() ? never : Zet::now() + readAgainPause;
-   tellTroubles();
+   if ( std::string trouble = source_.takeTrouble(); !trouble.empty() )
+      troubles_.add( std::move( trouble ) );
+   troubles_.report();
    // What is known already does not wait for what is asked for.
    agent_.settle();
    if ( source_.takeNews() ) {
@@ -83,28 +85,11 @@ Routine::settle() {
    statusServer_.settle();
 }
 
-// A storm brings many.
-void
-Routine::tellTroubles() {
-   if ( std::string trouble = source_.takeTrouble(); !trouble.empty() ) {
-      trouble_ = std::move( trouble );
-      ++troubles_;
-   }
-   if ( troubles_ == 0 || Zet::now() < tellAgainAt_ )
-      return;
-   log_.event( { .id = LogEvent::trouble },
-               trouble_ + ( troubles_ == 1
-                                ? ""
-                                : ", " + std::to_string( troubles_ ) + " times in a second" ) );
-   troubles_ = 0;
-   tellAgainAt_ = Zet::now() + troublePause;
-}
-
 double
 Routine::nextTime() const {
-   double const next = std::min( { agent_.nextTime().value_or( never ),
-                                   statusServer_.nextTime().value_or( never ), readAgainAt_ } );
-   return troubles_ == 0 ? next : std::min( next, tellAgainAt_ );
+   return std::min( { agent_.nextTime().value_or( never ),
+                      statusServer_.nextTime().value_or( never ),
+                      troubles_.nextTime().value_or( never ), readAgainAt_ } );
 }
 
 } // namespace Ufdd

@@ -2,6 +2,7 @@
 
 #include "agent/Agent.h"
 #include "agent/base/Log.h"
+#include "agent/base/Troubles.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/detect/CarrierWatch.h"
 #include "agent/kernel/LinkSource.h"
@@ -20,7 +21,7 @@ class Routine {
 
    Routine( Agent& agent, LinkSource& source, StatusServer& statusServer, Log& log )
        : agent_( agent ), source_( source ), statusServer_( statusServer ), log_( log ),
-         carrierWatch_( agent.links(), source ) {}
+         carrierWatch_( agent.links(), source ), troubles_( log ) {}
 
    // Throws: what Agent::start() does.
    void start( ConfigFile const& config );
@@ -37,12 +38,10 @@ class Routine {
    std::string summary() const { return agent_.summary() + remark_; }
 
  private:
-   static constexpr double troublePause = 1;
    static constexpr double readAgainPause = 1;
 
    void prepare( ConfigFile const& config );
    void watchUplinks( ConfigFile const& config );
-   void tellTroubles();
 
    Agent& agent_;
    LinkSource& source_;
@@ -52,9 +51,7 @@ class Routine {
    double startupHold_ = 0; // As last configured.
    std::string remark_;
    double readAgainAt_ = never; // While links are being read again.
-   std::string trouble_;        // The last.
-   unsigned int troubles_ = 0;  // That were not told.
-   double tellAgainAt_ = 0;     // No trouble is told before.
+   Troubles troubles_;          // Of the source.
 };
 
 } // namespace Ufdd

@@ -1,7 +1,6 @@
 #include "agent/base/UnixSocket.h"
 
 #include <cerrno>
-#include <sys/socket.h>
 #include <system_error>
 
 namespace Ufdd {
@@ -34,6 +33,15 @@ unixStreamTo( std::string const& path ) {
         0 )
       return Descriptor();
    return stream;
+}
+
+ucred
+peerOf( Descriptor const& stream ) noexcept {
+   ucred peer{};
+   peer.uid = static_cast< uid_t >( -1 );
+   socklen_t size = sizeof peer;
+   getsockopt( stream.fd(), SOL_SOCKET, SO_PEERCRED, &peer, &size );
+   return peer;
 }
 
 } // namespace Ufdd

@@ -3,6 +3,7 @@
 #include "agent/base/Descriptor.h"
 
 #include <string>
+#include <sys/socket.h>
 #include <sys/un.h>
 
 namespace Ufdd {
@@ -15,5 +16,8 @@ Descriptor unixStream();
 
 // A stream socket that is connected to what listens at `path`; or none, with the reason in errno.
 Descriptor unixStreamTo( std::string const& path );
+
+// Who has connected the other end. Requires: a connected stream socket.
+ucred peerOf( Descriptor const& stream ) noexcept;
 
 } // namespace Ufdd

@@ -1,12 +1,12 @@
 #include "agent/status/StatusClient.h"
 
 #include "adapters/attrlog/StatusLog.h"
+#include "agent/base/UnixSocket.h"
 #include "platform/zet/Clock.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
-#include <sys/socket.h>
 #include <utility>
 
 namespace Ufdd {
@@ -16,15 +16,21 @@ using Zet::NboAttrLog::Demuxer;
 
 StatusClient::StatusClient( Descriptor socket, Zet::Ptr< Status > const& status, std::size_t limit )
     : socket_( std::move( socket ) ),
-      demuxer_( Demuxer::DemuxerIs( Demuxer::Side::server, limit ) ) {
-   demuxer_->out()->helloIs( Zet::TypeId( Status::_fwkType()->fullName().view() ) );
+      demuxer_( Demuxer::DemuxerIs( Demuxer::Side::server, limit ) ), connectedAt_( Zet::now() ) {
+   Zet::String8 const type = Status::_fwkType()->fullName();
+   demuxer_->in()->expectedTypeIs( type );
+   demuxer_->out()->helloIs( Zet::TypeId( type.view() ) );
    adapter_ = status->zetNboAttrLogSaIs( {}, 0, demuxer_->out(), nullptr );
    adapter_->doSerializeOrphan();
 }
 
 std::optional< double >
 StatusClient::deadline() const {
-   return stuckSince_ ? std::optional( *stuckSince_ + patience ) : std::nullopt;
+   std::optional< double > const hello =
+       isGreeted() ? std::nullopt : std::optional( connectedAt_ + helloPatience );
+   if ( !stuckSince_ )
+      return hello;
+   return std::min( *stuckSince_ + patience, hello.value_or( *stuckSince_ + patience ) );
 }
 
 void
@@ -37,7 +43,7 @@ StatusClient::receive() {
    Zet::NboAttrLog::In& in = *demuxer_->in();
    // A byte at a time, so that none behind the hello is ever looked at.
    for ( ssize_t i = 0; i < size && !ended_; ++i )
-      if ( in.offset() != 0 )
+      if ( isGreeted() )
          drop( "it sent more than its hello, and the status can only be read" );
       else if ( !in.receive( { &bytes[ static_cast< std::size_t >( i ) ], 1 } ) )
          drop( in.error().c_str() );
@@ -53,9 +59,25 @@ StatusClient::send() {
    fill();
    if ( unsentSize() == 0 )
       stuckSince_.reset();
-   if ( stuckSince_ && Zet::now() >= *deadline() )
-      drop( "it has read nothing for " + std::to_string( static_cast< int >( patience ) ) +
-            " s, and " + std::to_string( unsentSize() ) + " bytes wait for it" );
+   checkPatience();
+}
+
+void
+StatusClient::checkPatience() {
+   double const now = Zet::now();
+   auto const isMute = [ & ] { return !isGreeted() && now >= connectedAt_ + helloPatience; };
+   // Clients are not read while there is something more urgent, so its hello may be waiting.
+   if ( isMute() )
+      receive();
+   if ( ended_ )
+      return;
+   if ( isMute() )
+      drop( "it has not said hello within " +
+            std::to_string( static_cast< int >( helloPatience ) ) + " s" );
+   else if ( stuckSince_ && now >= *stuckSince_ + patience )
+      drop( "it reads too slowly: for " + std::to_string( static_cast< int >( patience ) ) +
+            " s its socket took nothing more, and " + std::to_string( unsentSize() ) +
+            " bytes wait for it" );
 }
 
 void
@@ -85,10 +107,8 @@ StatusClient::sendPiece() {
 void
 StatusClient::drop( std::string const& reason ) {
    ended_ = true;
-   ucred peer{};
-   socklen_t size = sizeof peer;
-   getsockopt( socket_.fd(), SOL_SOCKET, SO_PEERCRED, &peer, &size );
-   complaint_ = "client of process " + std::to_string( peer.pid ) + " dropped: " + reason;
+   complaint_ =
+       "client of process " + std::to_string( peerOf( socket_ ).pid ) + " dropped: " + reason;
 }
 
 } // namespace Ufdd

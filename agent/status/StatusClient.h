@@ -17,7 +17,9 @@ class StatusClient {
  public:
    // How much may wait for it. What has no room is kept as the state to be told, not as changes.
    static constexpr std::size_t unsentLimit = 1 << 20;
-   // How many seconds it may leave unread what waits.
+   // How many seconds it has for its hello.
+   static constexpr double helloPatience = 1;
+   // For how many seconds its socket may take nothing of what waits.
    static constexpr double patience = 5;
 
    // The socket's calls don't wait.
@@ -31,7 +33,7 @@ class StatusClient {
    void send();
    // How many bytes wait until the socket takes them.
    std::size_t unsentSize() const { return demuxer_->out()->unsentSize(); }
-   // When, by Zet::now(), it has to have read something; never while it reads.
+   // When, by Zet::now(), it has to have said hello or read something; never while it does.
    std::optional< double > deadline() const;
 
    // Whether it has to go.
@@ -44,11 +46,14 @@ class StatusClient {
 
    void fill();
    bool sendPiece();
+   bool isGreeted() const { return demuxer_->in()->offset() != 0; }
+   void checkPatience();
    void drop( std::string const& reason );
 
    Descriptor socket_;
    Zet::Ptr< Zet::NboAttrLog::Demuxer > demuxer_;
    Zet::Ptr< Adapter > adapter_;
+   double const connectedAt_;
    bool isInStep_ = false;
    std::optional< double > stuckSince_;
    bool ended_ = false;

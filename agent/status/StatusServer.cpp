@@ -1,11 +1,11 @@
 #include "agent/status/StatusServer.h"
 
+#include "agent/base/UnixSocket.h"
 #include "platform/zet/Clock.h"
 
 #include <array>
 #include <cerrno>
 #include <sys/epoll.h>
-#include <sys/socket.h>
 #include <system_error>
 #include <utility>
 
@@ -14,7 +14,7 @@ namespace Ufdd {
 StatusServer::StatusServer( std::string path, Zet::Ptr< UplinkFailureDetection::Status > status,
                             Log& log, std::size_t unsentLimit )
     : path_( std::move( path ) ), status_( std::move( status ) ), log_( log ),
-      unsentLimit_( unsentLimit ), poll_( epoll_create1( EPOLL_CLOEXEC ) ) {
+      unsentLimit_( unsentLimit ), poll_( epoll_create1( EPOLL_CLOEXEC ) ), troubles_( log ) {
    if ( !poll_ )
       throw std::system_error( errno, std::generic_category(), "can't watch the clients" );
 }
@@ -72,30 +72,32 @@ StatusServer::accept() {
       return pauseAccepting( errno );
    if ( !stream )
       return;
-   if ( clients_.size() == clientLimit )
-      return refuse();
+   bool const isRoot = peerOf( stream ).uid == 0;
+   if ( clients_.size() >= ( isRoot ? clientLimit : clientLimit - 1 ) )
+      return refuse( isRoot );
    // Nobody who only asks for the status may end the daemon.
    try {
       auto client = std::make_unique< StatusClient >( std::move( stream ), status_, unsentLimit_ );
       watch( EPOLL_CTL_ADD, client->fd(), EPOLLIN, client.get() );
       clients_.push_back( std::move( client ) );
    } catch ( std::exception const& failure ) {
-      log_.line( std::string( "status: a client could not be served: " ) + failure.what() );
+      troubles_.add( std::string( "status: a client could not be served: " ) + failure.what() );
    }
 }
 
 void
-StatusServer::refuse() {
+StatusServer::refuse( bool isRoot ) {
    if ( !std::exchange( refusalIsTold_, true ) )
-      log_.line( "status: clients are refused: " + std::to_string( clientLimit ) +
-                 " are connected to " + path_ + ", and more are not served" );
+      troubles_.add( "status: clients are refused: " + std::to_string( clients_.size() ) +
+                     " are connected to " + path_ +
+                     ( isRoot ? ", and more are not served" : ", and the last place is root's" ) );
 }
 
 // The one that waits would wake us all the time.
 void
 StatusServer::pauseAccepting( int error ) {
-   log_.line( "status: can't take a client on " + path_ + ": " +
-              std::generic_category().message( error ) );
+   troubles_.add( "status: can't take a client on " + path_ + ": " +
+                  std::generic_category().message( error ) );
    watch( EPOLL_CTL_MOD, socket_->fd(), 0, nullptr );
    listenAgainAt_ = Zet::now() + acceptPause;
 }
@@ -108,13 +110,14 @@ StatusServer::settle() {
       client->send();
       bool const hasUnsent = client->unsentSize() != 0;
       if ( !client->complaint().empty() )
-         log_.line( "status: " + client->complaint() );
+         troubles_.add( "status: " + client->complaint() );
       else if ( hadUnsent || hasUnsent )
          watch( EPOLL_CTL_MOD, client->fd(), hasUnsent ? EPOLLIN | EPOLLOUT : EPOLLIN,
                 client.get() );
    }
    if ( std::erase_if( clients_, []( auto const& client ) { return client->hasEnded(); } ) != 0 )
       refusalIsTold_ = false;
+   troubles_.report();
 }
 
 // Without its file nobody finds the way. That is looked for now and then, and wakes nobody.
@@ -136,9 +139,13 @@ StatusServer::lookAfterSocket() {
 std::optional< double >
 StatusServer::nextTime() const {
    std::optional< double > next = listenAgainAt_;
+   auto const within = [ & ]( std::optional< double > const& time ) {
+      if ( time && ( !next || *time < *next ) )
+         next = time;
+   };
+   within( troubles_.nextTime() );
    for ( auto const& client : clients_ )
-      if ( auto const deadline = client->deadline(); deadline && ( !next || *deadline < *next ) )
-         next = deadline;
+      within( client->deadline() );
    return next;
 }
 

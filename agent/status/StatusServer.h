@@ -3,6 +3,7 @@
 #include "agent/base/Descriptor.h"
 #include "agent/base/Log.h"
 #include "agent/base/SocketFile.h"
+#include "agent/base/Troubles.h"
 #include "agent/status/StatusClient.h"
 #include "model/Status.h"
 
@@ -19,6 +20,7 @@ namespace Ufdd {
 class StatusServer {
  public:
    static constexpr char const* usualSocket = "/run/ufdd/status";
+   // The last place is root's, who can see the status however many others want to.
    static constexpr std::size_t clientLimit = 32;
 
    // `unsentLimit` is that of each client. Throws: std::system_error, as handleReady() does.
@@ -46,7 +48,7 @@ class StatusServer {
    static constexpr double listenPause = 3; // Between looks at the file of the socket, too.
 
    void accept();
-   void refuse();
+   void refuse( bool isRoot );
    void pauseAccepting( int error );
    void lookAfterSocket();
    void watch( int operation, int fd, std::uint32_t events, StatusClient* client ) const;
@@ -58,6 +60,7 @@ class StatusServer {
    std::optional< SocketFile > socket_; // While clients can connect.
    Descriptor poll_;
    std::vector< std::unique_ptr< StatusClient > > clients_;
+   Troubles troubles_; // With clients.
    // Refusals are told of once, until a client has gone.
    bool refusalIsTold_ = false;
    // No client is taken until then: there was no socket, or no descriptor for one.

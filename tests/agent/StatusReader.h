@@ -16,12 +16,18 @@ namespace Ufdd {
 // A client of the status server with a replica, which reads when it is told to.
 class StatusReader {
  public:
-   explicit StatusReader( std::string const& path ) : path_( path ) { connect(); }
+   explicit StatusReader( std::string const& path, bool saysHello = true )
+       : path_( path ), saysHello_( saysHello ) {
+      connect();
+   }
 
    bool connect() {
       replica.begin();
       socket_ = unixStreamTo( path_ );
-      return isOpen = static_cast< bool >( socket_ );
+      isOpen = static_cast< bool >( socket_ );
+      if ( isOpen && saysHello_ )
+         send( replica.hello() );
+      return isOpen;
    }
    void send( std::span< unsigned char const > bytes ) const {
       ::send( socket_.fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL );
@@ -50,6 +56,7 @@ class StatusReader {
 
  private:
    std::string const path_;
+   bool const saysHello_;
    Descriptor socket_;
 };
 

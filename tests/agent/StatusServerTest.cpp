@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <deque>
 #include <filesystem>
 #include <fstream>
@@ -14,27 +16,52 @@
 #include <string>
 #include <sys/stat.h>
 #include <system_error>
+#include <unistd.h>
 
 namespace Ufdd {
 namespace {
 
 using Tests::stateOf;
 using UplinkFailureDetection::Status;
+using Zet::NboAttrLog::Demuxer;
 
 class StatusServerTest : public testing::Test, public Log {
  protected:
    StatusServerTest() {
+      static double* clock;
+      clock = &now;
+      Zet::clockIs( [] { return *clock; } );
       for ( int i = 0; i < 200; ++i )
          status->groupIs( "group" + std::to_string( i ) );
       serve();
    }
+   ~StatusServerTest() override { Zet::clockIs( nullptr ); }
    void line( std::string_view text ) override { lines.append( text ).append( "\n" ); }
 
    void serve() { server.emplace( path, status, *this ).listen(); }
-   StatusReader& connected() {
-      StatusReader& reader = readers.emplace_back( path );
+   StatusReader& connected( bool saysHello = true ) {
+      StatusReader& reader = readers.emplace_back( path, saysHello );
       settle();
       return reader;
+   }
+   // A client without a replica, which has said hello.
+   Descriptor greetedStream() {
+      Descriptor stream = unixStreamTo( path );
+      StatusReplica const replica;
+      auto const hello = replica.hello();
+      send( stream.fd(), hello.data(), hello.size(), MSG_NOSIGNAL );
+      settle();
+      return stream;
+   }
+   // So many seconds go by; the server is woken when it asked to be.
+   void pass( double seconds ) {
+      double const end = now + seconds;
+      for ( auto next = server->nextTime(); next && *next <= end; next = server->nextTime() ) {
+         now = *next;
+         settle();
+      }
+      now = end;
+      settle();
    }
    // Turns of the loop, until nothing is left to do.
    void settle() {
@@ -49,6 +76,9 @@ class StatusServerTest : public testing::Test, public Log {
       return reader.isOpen && reader.replica.isInStep() &&
              stateOf( *reader.replica.status() ) == stateOf( *status );
    }
+   std::size_t lineCount() const {
+      return static_cast< std::size_t >( std::count( lines.begin(), lines.end(), '\n' ) );
+   }
    // Why a server can't have the path.
    std::string objection() {
       try {
@@ -62,18 +92,22 @@ class StatusServerTest : public testing::Test, public Log {
    Directory const directory;
    std::string const path = directory.path() + "/run/status";
    std::string lines;
+   double now = 1000;
    Zet::Ptr< Status > const status = Zet::make< Status >( "status" );
    std::optional< StatusServer > server;
    std::deque< StatusReader > readers;
 };
 
 TEST_F( StatusServerTest, servesSoManyAndRefusesMore ) {
-   for ( std::size_t i = 0; i < StatusServer::clientLimit; ++i )
+   std::size_t const places = StatusServer::clientLimit - ( geteuid() == 0 ? 0 : 1 );
+   for ( std::size_t i = 0; i < places; ++i )
       EXPECT_TRUE( isReplica( connected() ) );
    EXPECT_FALSE( connected().isOpen );
    EXPECT_FALSE( connected().isOpen );
-   EXPECT_EQ( lines, "status: clients are refused: 32 are connected to " + path +
-                         ", and more are not served\n" );
+   EXPECT_TRUE( lines.starts_with( "status: clients are refused: " + std::to_string( places ) +
+                                   " are connected to " + path + ", and " ) )
+       << lines;
+   EXPECT_EQ( lineCount(), 1u );
    EXPECT_TRUE( isReplica( readers.front() ) );
    readers.pop_front();
    settle();
@@ -89,7 +123,7 @@ TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
    Tests::Bytes const log = Tests::taken( *writer.demuxer );
    std::size_t const helloSize = connected().replica.hello().size();
    for ( std::size_t const size : { log.size(), helloSize + 1 } ) {
-      StatusReader& sender = connected();
+      StatusReader& sender = connected( false );
       sender.send( std::span( log ).first( 3 ) );
       settle();
       sender.send( std::span( log ).first( helloSize ).subspan( 3 ) );
@@ -99,8 +133,8 @@ TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
       settle();
       EXPECT_FALSE( sender.isOpen );
    }
-   connected().send( Tests::Bytes( 100, 'x' ) );
-   settle();
+   connected( false ).send( Tests::Bytes( 100, 'x' ) );
+   pass( 1 );
    EXPECT_FALSE( readers.back().isOpen );
    EXPECT_NE(
        lines.find( "dropped: it sent more than its hello, and the status can only be read\n" ),
@@ -113,6 +147,91 @@ TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
    status->groupIs( "new" );
    settle();
    EXPECT_TRUE( isReplica( witness ) );
+}
+
+TEST_F( StatusServerTest, aHelloIsOfTheRightTypeAndInTime ) {
+   StatusReader const& polite = connected();
+   Zet::Ptr< Demuxer > const other = Demuxer::DemuxerIs( Demuxer::Side::client, 0 );
+   other->out()->helloIs( Zet::TypeId( "UplinkFailureDetection::Config" ) );
+   connected( false ).send( other->out()->unsent() );
+   settle();
+   EXPECT_FALSE( readers.back().isOpen );
+   EXPECT_NE( lines.find( "the type of the hello" ), std::string::npos ) << lines;
+
+   auto const hello = polite.replica.hello();
+   for ( std::size_t i = 1; i < StatusServer::clientLimit; ++i )
+      connected( false ).send( hello.first( i ) );
+   pass( 0.9 );
+   EXPECT_TRUE( readers.back().isOpen );
+   // It is there in time, though nobody has looked.
+   readers.back().send( hello.subspan( StatusServer::clientLimit - 1 ) );
+   now += 0.2;
+   server->settle();
+   settle();
+   EXPECT_EQ( server->clients().size(), 2u );
+   EXPECT_TRUE( isReplica( polite ) && isReplica( readers.back() ) );
+   pass( 1 );
+   EXPECT_EQ( lineCount(), 2u ) << lines;
+   EXPECT_TRUE(
+       lines.ends_with( "it has not said hello within 1 s, the last of 30 in a second\n" ) )
+       << lines;
+}
+
+TEST_F( StatusServerTest, theLastPlaceIsRoots ) {
+   constexpr uid_t nobody = 65534;
+   if ( geteuid() != 0 )
+      GTEST_SKIP() << "nobody but root can connect as somebody else";
+   chmod( directory.path().c_str(), 0755 );
+   chmod( ( directory.path() + "/run" ).c_str(), 0755 );
+   chmod( path.c_str(), 0666 );
+   ASSERT_EQ( seteuid( nobody ), 0 );
+   for ( std::size_t i = 0; i < StatusServer::clientLimit; ++i )
+      readers.emplace_back( path );
+   ASSERT_EQ( seteuid( 0 ), 0 );
+   settle();
+   EXPECT_EQ( server->clients().size(), StatusServer::clientLimit - 1 );
+   EXPECT_FALSE( readers.back().isOpen );
+   EXPECT_EQ( lines, "status: clients are refused: 31 are connected to " + path +
+                         ", and the last place is root's\n" );
+   EXPECT_TRUE( isReplica( connected() ) );
+}
+
+TEST_F( StatusServerTest, tellsOfTroublesOnceASecond ) {
+   double const end = now + 2.9;
+   for ( ; now < end; now += 0.1 ) {
+      StatusReader stranger( path, false );
+      stranger.send( Tests::Bytes( 100, 'x' ) );
+      settle();
+   }
+   EXPECT_EQ( lineCount(), 3u ) << lines;
+}
+
+TEST_F( StatusServerTest, saysThatAClientReadsTooSlowly ) {
+   Descriptor const slow = greetedStream();
+   for ( double const end = now + 20; now < end && lines.empty(); now += 0.1 ) {
+      for ( int i = 0; i < 200; ++i )
+         status->group( "group" + std::to_string( i ) )->numTimesDisabledInc( 1 );
+      server->settle();
+      std::array< char, 100 > bytes;
+      EXPECT_GT( recv( slow.fd(), bytes.data(), bytes.size(), 0 ), 0 );
+   }
+   EXPECT_NE( lines.find( ": it reads too slowly: for 5 s its socket took nothing more, and " ),
+              std::string::npos )
+       << lines;
+}
+
+TEST_F( StatusServerTest, clientsTakeOnlyTheMemoryThatTheyUse ) {
+   auto const resident = [] {
+      std::size_t pages = 0;
+      std::ifstream( "/proc/self/statm" ) >> pages >> pages;
+      return pages * static_cast< std::size_t >( sysconf( _SC_PAGESIZE ) );
+   };
+   std::size_t const before = resident();
+   std::deque< Descriptor > streams;
+   for ( std::size_t i = 1; i < StatusServer::clientLimit; ++i )
+      streams.push_back( greetedStream() );
+   EXPECT_EQ( server->clients().size(), streams.size() );
+   EXPECT_LT( resident() - before, streams.size() * StatusClient::unsentLimit / 2 );
 }
 
 TEST_F( StatusServerTest, aPathIsServedByOne ) {
@@ -138,11 +257,7 @@ TEST_F( StatusServerTest, aPathIsServedByOne ) {
    serve();
    EXPECT_TRUE( isReplica( connected() ) ) << "in the place of a stale file";
    std::filesystem::remove_all( directory.path() + "/run" );
-   static double now;
-   now = Zet::now() + 10;
-   Zet::clockIs( [] { return now; } );
-   settle();
-   Zet::clockIs( nullptr );
+   pass( 10 );
    EXPECT_TRUE( isReplica( connected() ) ) << "in the place of one that was removed";
    server.reset();
    std::ofstream( path ) << "somebody's";

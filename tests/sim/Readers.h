@@ -18,14 +18,12 @@ class Readers {
    void apply( Event const& event ) {
       std::optional< Reader >& reader = readers_[ event.a % readers_.size() ];
       if ( event.verb == "connect" ) {
-         reader.emplace( path_, event.b % 2 != 0 );
-         if ( event.b & 2 )
-            reader->send( reader->replica.hello() );
+         reader.emplace( path_, event.b % 2 != 0, event.b % 4 != 0 );
       } else if ( event.verb == "leave" ) {
          reader.reset();
       } else if ( event.verb == "read" && reader ) {
          reader->read();
-         reader->readsAll = event.b % 2 != 0;
+         reader->readsAll = event.b % 2 != 0 && reader->isPolite;
       }
    }
    // Whether it is connected still.
@@ -64,9 +62,10 @@ class Readers {
 
  private:
    struct Reader : Ufdd::StatusReader {
-      Reader( std::string const& path, bool readsEverything )
-          : StatusReader( path ), readsAll( readsEverything ) {}
+      Reader( std::string const& path, bool readsEverything, bool saysHello )
+          : StatusReader( path, saysHello ), readsAll( readsEverything ), isPolite( saysHello ) {}
       bool readsAll;
+      bool const isPolite; // Who says no hello is dropped.
    };
 
    std::string const path_;

@@ -226,7 +226,7 @@ World::apply( Event const& event ) {
 // More happens than a client may leave unread, for longer than it may.
 void
 World::storm( Event const& event ) {
-   readers_.apply( { "connect", event.b, 0, none } );
+   readers_.apply( { "connect", event.b, 2, none } );
    bool const isServed = readers_.read( event.b ) && event.b & 4;
    for ( unsigned int i = 0; i < 60; ++i ) {
       if ( i == 30 && isServed )
