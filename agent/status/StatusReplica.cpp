@@ -7,8 +7,8 @@ namespace Ufdd {
 using UplinkFailureDetection::Status;
 using Zet::NboAttrLog::Demuxer;
 
-StatusReplica::StatusReplica()
-    : directory_( Zet::make< Zet::Dir >( "ufdd" ) ),
+StatusReplica::StatusReplica( Side side )
+    : side_( side ), directory_( Zet::make< Zet::Dir >( "ufdd" ) ),
       status_( UplinkFailureDetection::statusFactory( "status" ) ) {
    begin();
 }
@@ -21,7 +21,7 @@ void
 StatusReplica::begin() {
    Zet::String8 const type = Status::_fwkType()->fullName();
    directory_->entryIs( status_ ).stateIs( 0 );
-   demuxer_ = Demuxer::DemuxerIs( Demuxer::Side::client, 0 );
+   demuxer_ = Demuxer::DemuxerIs( side_, 0 );
    demuxer_->rootsIs( this );
    demuxer_->in()->expectedTypeIs( type );
    demuxer_->out()->helloIs( Zet::TypeId( type.view() ) );

@@ -14,7 +14,10 @@ namespace Ufdd {
 // connection, and what a next one tells is applied to it as changes.
 class StatusReplica final : private Zet::NboAttrLog::Demuxer::Roots {
  public:
-   StatusReplica();
+   using Side = Zet::NboAttrLog::Demuxer::Side;
+
+   // `side` is this one, of each connection.
+   explicit StatusReplica( Side side = Side::client );
    ~StatusReplica();
 
    // Forgets the connection and expects another.
@@ -36,6 +39,7 @@ class StatusReplica final : private Zet::NboAttrLog::Demuxer::Roots {
  private:
    Zet::Ptr< Zet::Entity > root( Zet::TypeId type, Zet::Name const& name ) override;
 
+   Side const side_;
    Zet::Ptr< Zet::Dir > const directory_;
    Zet::Ptr< UplinkFailureDetection::Status > const status_;
    Zet::Ptr< Zet::NboAttrLog::Demuxer > demuxer_;

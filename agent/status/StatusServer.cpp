@@ -77,7 +77,10 @@ StatusServer::accept() {
       return refuse( isRoot );
    // Nobody who only asks for the status may end the daemon.
    try {
-      auto client = std::make_unique< StatusClient >( std::move( stream ), status_, unsentLimit_ );
+      if ( !copy_ )
+         copy_.emplace( status_ );
+      auto client =
+          std::make_unique< StatusClient >( std::move( stream ), copy_->status(), unsentLimit_ );
       watch( EPOLL_CTL_ADD, client->fd(), EPOLLIN, client.get() );
       clients_.push_back( std::move( client ) );
    } catch ( std::exception const& failure ) {
@@ -105,6 +108,8 @@ StatusServer::pauseAccepting( int error ) {
 void
 StatusServer::settle() {
    lookAfterSocket();
+   if ( copy_ )
+      copy_->follow();
    for ( auto const& client : clients_ ) {
       bool const hadUnsent = client->unsentSize() != 0;
       client->send();
@@ -117,6 +122,8 @@ StatusServer::settle() {
    }
    if ( std::erase_if( clients_, []( auto const& client ) { return client->hasEnded(); } ) != 0 )
       refusalIsTold_ = false;
+   if ( clients_.empty() )
+      copy_.reset();
    troubles_.report();
 }
 

@@ -5,6 +5,7 @@
 #include "agent/base/SocketFile.h"
 #include "agent/base/Troubles.h"
 #include "agent/status/StatusClient.h"
+#include "agent/status/StatusCopy.h"
 #include "model/Status.h"
 
 #include <cstddef>
@@ -16,7 +17,8 @@
 namespace Ufdd {
 
 // Serves the Status to other processes over a Unix socket, as an attribute log that can only be
-// read. No client is ever waited for, and none can hurt another.
+// read. No client is ever waited for, and none can hurt another. They are told of changes by
+// settle() alone, so that ports are shut first.
 class StatusServer {
  public:
    static constexpr char const* usualSocket = "/run/ufdd/status";
@@ -59,6 +61,7 @@ class StatusServer {
    std::size_t const unsentLimit_;
    std::optional< SocketFile > socket_; // While clients can connect.
    Descriptor poll_;
+   std::optional< StatusCopy > copy_; // That clients are told of, while there are any.
    std::vector< std::unique_ptr< StatusClient > > clients_;
    Troubles troubles_; // With clients.
    // Refusals are told of once, until a client has gone.

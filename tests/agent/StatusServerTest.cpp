@@ -206,6 +206,19 @@ TEST_F( StatusServerTest, tellsOfTroublesOnceASecond ) {
    EXPECT_EQ( lineCount(), 3u ) << lines;
 }
 
+// Acts on ports don't wait for those who only want to see.
+TEST_F( StatusServerTest, clientsWaitForTheEndOfTheTurn ) {
+   StatusReader const& reader = connected();
+   auto const group = status->group( "group7" );
+   group->numTimesDisabledInc( 1 );
+   status->groupDel( "group8" );
+   status->groupDel( "group9" );
+   status->groupIs( "group9" )->prevDisabledTimeIs( 5 );
+   EXPECT_EQ( server->clients().front()->unsentSize(), 0u );
+   settle();
+   EXPECT_TRUE( isReplica( reader ) );
+}
+
 TEST_F( StatusServerTest, saysThatAClientReadsTooSlowly ) {
    Descriptor const slow = greetedStream();
    for ( double const end = now + 20; now < end && lines.empty(); now += 0.1 ) {

@@ -1,0 +1,33 @@
+#include "agent/status/StatusCopy.h"
+
+#include "adapters/attrlog/StatusLog.h"
+#include "platform/zet/Assert.h"
+
+namespace Ufdd {
+
+using UplinkFailureDetection::Status;
+using Zet::NboAttrLog::Demuxer;
+
+// The original calls entities by ids of a client's side, so that none is one that the server gives
+// out to its clients.
+StatusCopy::StatusCopy( Zet::Ptr< Status > const& original )
+    : replica_( StatusReplica::Side::server ),
+      demuxer_( Demuxer::DemuxerIs( Demuxer::Side::client, changesLimit ) ) {
+   demuxer_->out()->helloIs( Zet::TypeId( Status::_fwkType()->fullName().view() ) );
+   original->zetNboAttrLogSaIs( {}, 0, demuxer_->out(), nullptr )->doSerializeOrphan();
+   follow();
+}
+
+void
+StatusCopy::follow() {
+   do {
+      for ( auto bytes = demuxer_->out()->unsent(); !bytes.empty();
+            bytes = demuxer_->out()->unsent() ) {
+         Zet::require( replica_.receive( bytes ), "a copy understands its original" );
+         demuxer_->out()->sentIs( bytes.size() );
+      }
+      demuxer_->handleRoom();
+   } while ( demuxer_->out()->unsentSize() != 0 );
+}
+
+} // namespace Ufdd
