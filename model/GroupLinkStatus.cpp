@@ -3,15 +3,13 @@
 #include "platform/zet/Exception.h"
 #include "platform/zet/Strep.h"
 
-#include <array>
 #include <ostream>
 
 namespace UplinkFailureDetection {
 
 namespace {
 
-// By number.
-constexpr std::array< char const*, 3 > texts{ "unknown", "up", "down" };
+constexpr auto const& texts = Notify::Description< GroupLinkStatus >::enumerators;
 
 } // namespace
 

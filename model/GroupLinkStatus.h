@@ -1,13 +1,16 @@
 #pragma once
 
+#include "adapters/notify/Description.h"
 #include "platform/zet/Export.h"
 #include "platform/zet/Ptr.h"
 #include "platform/zet/String8.h"
 #include "platform/zet/ZetType.h"
 #include "platform/zet/generic/TypeOf.h"
 
+#include <array>
 #include <cstdint>
 #include <iosfwd>
+#include <string_view>
 
 namespace UplinkFailureDetection {
 
@@ -39,6 +42,13 @@ ZET_EXPORT GroupLinkStatus sequenceToValue( Zet::String8::IteratorConst& at,
 ZET_EXPORT Zet::Ptr< Zet::ZetType const > _fwkType_GroupLinkStatus();
 
 } // namespace UplinkFailureDetection
+
+template <> struct Notify::Description< UplinkFailureDetection::GroupLinkStatus > {
+   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
+   static constexpr std::string_view name = "GroupLinkStatus";
+   // The texts of the enumerators, by number.
+   static constexpr std::array< char const*, 3 > enumerators{ "unknown", "up", "down" };
+};
 
 template <> struct Zet::TypeOf< UplinkFailureDetection::GroupLinkStatus > {
    static Ptr< ZetType const > type() { return UplinkFailureDetection::_fwkType_GroupLinkStatus(); }

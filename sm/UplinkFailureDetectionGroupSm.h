@@ -224,10 +224,9 @@ template <> struct Notify::Description< UplinkFailureDetection::UplinkFailureDet
    using T = UplinkFailureDetection::UplinkFailureDetectionGroupSm;
    static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "UplinkFailureDetectionGroupSm";
-   static constexpr bool hasBaseType = true;
    static constexpr std::tuple attributes{
       WatchedReference< &T::groupConfig >{ 130, "groupConfig" },
-      Derived< &T::name >{ 131, "name" },
+      DerivedKey< &T::name >{ 131, "name" },
       HeldReference< &T::groupStatus >{ 132, "groupStatus" },
       WatchedReference< &T::ethIntfStatusDir >{ 133, "ethIntfStatusDir" },
       WatchedReference< &T::causeStatus >{ 134, "causeStatus" },
@@ -236,8 +235,8 @@ template <> struct Notify::Description< UplinkFailureDetection::UplinkFailureDet
           &T::uplinkFailureDetectionIntfSmIs, &T::uplinkFailureDetectionIntfSmDel >{
           135, "uplinkFailureDetectionIntfSm" },
       Function< &T::doCheckIntfs >{ 136, "doCheckIntfs" },
-      Function< operation< Kelnet::IntfId >( &T::handleIntf ), 1 >{ 137, "handleIntf", "intfId" },
-      Function< &T::handleAndCheckIntf, 1 >{ 138, "handleAndCheckIntf", "intfId" },
+      Function< operation< Kelnet::IntfId >( &T::handleIntf ) >{ 137, "handleIntf", "intfId" },
+      Function< &T::handleAndCheckIntf >{ 138, "handleAndCheckIntf", "intfId" },
       Function< &T::doCleanup >{ 142, "doCleanup" },
       Scalar< &T::initialized, &T::initializedIs, nullptr >{ 143, "initialized" },
       Function< &T::handleInitialized >{ 144, "handleInitialized" },

@@ -84,10 +84,9 @@ template <> struct Notify::Description< UplinkFailureDetection::UplinkFailureDet
    using T = UplinkFailureDetection::UplinkFailureDetectionIntfSm;
    static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "UplinkFailureDetectionIntfSm";
-   static constexpr bool hasBaseType = false;
    static constexpr std::tuple attributes{
       WatchedReference< &T::ethIntfStatus >{ 130, "ethIntfStatus" },
-      Derived< &T::intfId >{ 131, "intfId" },
+      DerivedKey< &T::intfId >{ 131, "intfId" },
       HeldReference< &T::groupSm >{ 132, "groupSm" },
       Function< &T::handleIntfStatus >{ 133, "handleIntfStatus" },
    };

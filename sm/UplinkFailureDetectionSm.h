@@ -144,7 +144,6 @@ template <> struct Notify::Description< UplinkFailureDetection::UplinkFailureDet
    using T = UplinkFailureDetection::UplinkFailureDetectionSm;
    static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "UplinkFailureDetectionSm";
-   static constexpr bool hasBaseType = true;
    static constexpr std::tuple attributes{
       WatchedReference< &T::config >{ 130, "config" },
       HeldReference< &T::status >{ 131, "status" },
@@ -154,7 +153,7 @@ template <> struct Notify::Description< UplinkFailureDetection::UplinkFailureDet
           &T::uplinkFailureDetectionGroupSm, &T::uplinkFailureDetectionGroupSmMembers,
           &T::uplinkFailureDetectionGroupSmIs, &T::uplinkFailureDetectionGroupSmDel >{
           134, "uplinkFailureDetectionGroupSm" },
-      Function< operation< Zet::Name >( &T::handleGroup ), 1 >{ 135, "handleGroup", "groupName" },
+      Function< operation< Zet::Name >( &T::handleGroup ) >{ 135, "handleGroup", "groupName" },
       Scalar< &T::initialized, &T::initializedIs, nullptr >{ 137, "initialized" },
       Function< &T::handleInitialized >{ 138, "handleInitialized" },
    };

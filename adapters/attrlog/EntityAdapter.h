@@ -74,8 +74,8 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
 
    template < std::size_t I > using Row = SerializedRow< T, I >;
    template < std::size_t I > using Value = ValueOf< T, Row< I > >;
-   template < std::size_t I > using Key = KeyOf< T, Row< I > >;
-   template < std::size_t I > using Member = MemberOf< T, Row< I > >;
+   template < std::size_t I > using Key = typename Row< I >::Key;
+   template < std::size_t I > using Member = MemberOf< T, I >;
    template < auto Get > static constexpr std::size_t place = placeOf< T, Get >();
 
    template < std::size_t I > static constexpr auto const& row() {

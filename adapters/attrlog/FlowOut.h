@@ -13,11 +13,11 @@ namespace AttrLog {
 
 namespace Detail {
 
-template < class T, class R >
+template < class R >
 auto
 emptyBookmark() {
    if constexpr ( CollectionRow< R > )
-      return std::optional< KeyOf< T, R > >();
+      return std::optional< typename R::Key >();
    else
       return std::monostate();
 }
@@ -25,7 +25,7 @@ emptyBookmark() {
 template < class T, std::size_t... I >
 auto
 emptyBookmarks( std::index_sequence< I... > ) {
-   return std::tuple{ emptyBookmark< T, SerializedRow< T, I > >()... };
+   return std::tuple{ emptyBookmark< SerializedRow< T, I > >()... };
 }
 
 template < class T >

@@ -216,7 +216,7 @@ EntityAdapter< T >::createChild( Zet::NboAttrLog::In& in, Zet::Name const& name,
 // room for it.
 template < class T >
 template < std::size_t I >
-Zet::Ptr< MemberOf< T, SerializedRow< T, I > > >
+Zet::Ptr< MemberOf< T, I > >
 EntityAdapter< T >::childNamed( Zet::Name const& name, Zet::EntityId id ) {
    Zet::Ptr< T > const entity( notifier() );
    try {

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "adapters/notify/Description.h"
-#include "platform/zet/HashMap.h"
 #include "platform/zet/PtrInterface.h"
 
 #include <cstddef>
@@ -49,12 +48,6 @@ ifSerialized( R const& row ) {
       return std::tuple{};
 }
 
-template < class Map > struct MapTraits;
-template < class M, class K > struct MapTraits< Zet::HashMap< M, K > > {
-   using Member = M;
-   using Key = K;
-};
-
 } // namespace Detail
 
 // The rows of the attributes of T that are replicated. A row's place is its dirty bit.
@@ -93,14 +86,11 @@ placeOf() {
    return place;
 }
 
-// The type of a row's value, of its keys and of its members.
+// The type of a row's value, and of the members of the collection at that place.
 template < class T, class R >
 using ValueOf = std::decay_t< std::invoke_result_t< decltype( R::get ), T const& > >;
-template < class T, class R >
-using MapOf = std::decay_t< std::invoke_result_t< decltype( R::members ), T const& > >;
-template < class T, class R > using KeyOf = typename Detail::MapTraits< MapOf< T, R > >::Key;
+template < class T, std::size_t I > using MemberOf = typename SerializedRow< T, I >::Member;
 template < class M >
 using ValueOfMember = std::decay_t< decltype( std::declval< M const& >().value() ) >;
-template < class T, class R > using MemberOf = typename Detail::MapTraits< MapOf< T, R > >::Member;
 
 } // namespace AttrLog

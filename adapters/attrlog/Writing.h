@@ -164,7 +164,7 @@ EntityAdapter< T >::serializeChild( Zet::Ptr< Member< I > > const& child ) {
 // Null when there was no room for the record.
 template < class T >
 template < std::size_t I >
-Zet::Ptr< AdapterOf< MemberOf< T, SerializedRow< T, I > > > >
+Zet::Ptr< AdapterOf< MemberOf< T, I > > >
 EntityAdapter< T >::announceChild( Zet_BitSet mask, Zet::Ptr< Member< I > > const& child,
                                    unsigned int flags, Zet::Ptr< Zet::NboAttrLog::Out > const& out,
                                    Zet::PtrInterface* owner ) {
@@ -195,14 +195,14 @@ EntityAdapter< T >::announceChild( Zet_BitSet mask, Zet::Ptr< Member< I > > cons
 
 template < class T >
 template < std::size_t I >
-Zet::Ptr< AdapterOf< MemberOf< T, SerializedRow< T, I > > > >
+Zet::Ptr< AdapterOf< MemberOf< T, I > > >
 EntityAdapter< T >::nboAttrLogAdapter( Member< I > const& child ) const {
    return Zet::ptrCast< AdapterOf< Member< I > > >( child.zetNboAttrLogSa( nboAttrLogOut() ) );
 }
 
 template < class T >
 template < std::size_t I >
-Zet::Ptr< AdapterOf< MemberOf< T, SerializedRow< T, I > > > >
+Zet::Ptr< AdapterOf< MemberOf< T, I > > >
 EntityAdapter< T >::nboAttrLogAdapterIs( Zet_BitSet mask, Zet::Ptr< Member< I > > const& child,
                                          unsigned int flags,
                                          Zet::Ptr< Zet::NboAttrLog::Out > const& out,

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "adapters/notify/Signature.h"
 #include "platform/zet/AttributeId.h"
 
 #include <array>
@@ -53,24 +54,32 @@ template < auto Get > struct Constant : Read< Get > { using Read< Get >::Read; }
 
 // Worked out from something else.
 template < auto Get > struct Derived : Read< Get > { using Read< Get >::Read; };
+// The same; the key under which a collection keeps a machine of the type.
+template < auto Get > struct DerivedKey : Read< Get > { using Read< Get >::Read; };
 
 // An object that a state machine was made from, watched through a reactor or merely held. The
-// references of a machine, in order, are its constructor's arguments.
+// references of a machine are its constructor's arguments, known to it by their types.
 template < auto Get > struct WatchedReference : Read< Get > { using Read< Get >::Read; };
 template < auto Get > struct HeldReference : Read< Get > { using Read< Get >::Read; };
 
-// An operation, with the names of its parameters.
-template < auto Call, std::size_t Parameters = 0 > struct Function : Read< Call > {
+// An operation, with a name for each of its parameters.
+template < auto Call > struct Function : Read< Call > {
+   static constexpr std::size_t arity = std::tuple_size_v< ArgumentsOf< Call > >;
    template < class... Name >
    constexpr Function( Zet::AttributeId i, std::string_view n, Name... parameter )
-       : Read< Call >( i, n ), parameters{ parameter... } {}
-   std::array< std::string_view, Parameters > parameters;
+       : Read< Call >( i, n ), parameters{ parameter... } {
+      static_assert( sizeof...( Name ) == arity, "name each parameter of the function in its row" );
+   }
+   std::array< std::string_view, arity > parameters;
 };
 
 // What the keyed collections share: Members() gives the members, Del( key ) removes one.
 template < auto Get, auto Members, auto Del, auto OnChange >
 struct Collection : Notified< Get, OnChange > {
    using Notified< Get, OnChange >::Notified;
+   using Map = std::decay_t< ResultOf< Members > >;
+   using Member = typename Map::Member;
+   using Key = typename Map::Key;
    static constexpr auto members = Members;
    static constexpr auto del = Del;
 };

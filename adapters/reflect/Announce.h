@@ -46,7 +46,7 @@ template < class M >
 std::vector< Zet::Argument >
 constructorArguments() {
    if constexpr ( isEntity< M > )
-      return { { "name", "Zet::Name" } };
+      return { { entityArgument, "Zet::Name" } };
    else {
       std::vector< Zet::Argument > arguments;
       Notify::forEachRow< M >( [ & ]< class R >( R const& row ) {
@@ -57,30 +57,38 @@ constructorArguments() {
    }
 }
 
-// The attribute of M that is its key: the name of an entity, what a machine works out.
+// The attribute that is the key of an entity M, and of a machine.
 template < class M >
-Zet::Name
+constexpr std::string_view
 keyAttribute() {
-   Zet::Name name = "name";
-   if constexpr ( !isEntity< M > )
-      Notify::forEachRow< M >( [ & ]< class R >( R const& row ) {
-         if constexpr ( isDerived< R > )
-            name = row.name;
-      } );
-   return name;
+   if constexpr ( isEntity< M > )
+      return entityArgument;
+   else {
+      constexpr auto found = [] {
+         std::pair< std::string_view, int > key;
+         Notify::forEachRow< M >( [ & ]< class R >( R const& row ) {
+            if constexpr ( isDerivedKey< R > )
+               key = { row.name, key.second + 1 };
+         } );
+         return key;
+      }();
+      static_assert( found.second == 1, "a machine in a collection has one DerivedKey row" );
+      return found.first;
+   }
 }
 
-template < auto Call, std::size_t Parameters >
+template < auto Call >
 std::vector< Zet::Argument >
-parametersOf( Notify::Function< Call, Parameters > const& row ) {
+parametersOf( Notify::Function< Call > const& row ) {
    std::vector< Zet::Argument > parameters;
    [ & ]< std::size_t... Place >( std::index_sequence< Place... > ) {
       ( parameters.push_back(
             { row.parameters[ Place ],
-              Zet::argumentTypeName< std::tuple_element_t< Place, ArgumentsOf< Call > > >() } ),
+              Zet::argumentTypeName<
+                  std::tuple_element_t< Place, Notify::ArgumentsOf< Call > > >() } ),
         ... );
    }
-   ( std::make_index_sequence< Parameters >() );
+   ( std::make_index_sequence< row.arity >() );
    return parameters;
 }
 
@@ -93,7 +101,7 @@ announceRow( Announcer& announcer, R const& row ) {
    constexpr KindFlags const& kind = flagsOf< R >;
    Zet::Ptr< Zet::ZetType const > keyType;
    if constexpr ( isCollection< R > )
-      keyType = Zet::TypeOf< typename KeyOfMembers< R::members >::Key >::type();
+      keyType = Zet::TypeOf< typename R::Key >::type();
    if constexpr ( requires { row.parameters; } ) {
       if ( row.parameters.empty() )
          announcer.plain( row.name, valueType, nullptr, kind, row.id );
@@ -101,9 +109,11 @@ announceRow( Announcer& announcer, R const& row ) {
          announcer.withContext( row.name, valueType, nullptr, kind, row.id, parametersOf( row ),
                                 {} );
    } else if constexpr ( requires { R::is; } ) {
+      std::string_view key;
+      if constexpr ( isCollection< R > )
+         key = keyAttribute< V >();
       announcer.withContext( row.name, valueType, keyType, kind, row.id,
-                             constructorArguments< V >(),
-                             isCollection< R > ? keyAttribute< V >() : Zet::Name() );
+                             constructorArguments< V >(), key );
    } else {
       announcer.plain( row.name, valueType, keyType, kind, row.id );
    }

@@ -32,7 +32,11 @@ constexpr KindFlags enumerator{ { 0x00020001, 0x40200400 }, 0 };
 } // namespace Kind
 
 // By kind of row.
-template < class R > inline constexpr KindFlags flagsOf = {};
+template < class R >
+inline constexpr KindFlags flagsOf = [] {
+   static_assert( !std::is_same_v< R, R >, "this kind of row has no flags; state them here" );
+   return KindFlags{};
+}();
 template < auto G, auto S, auto H >
 inline constexpr KindFlags flagsOf< Notify::Scalar< G, S, H > > =
     std::is_null_pointer_v< decltype( H ) >
@@ -43,14 +47,17 @@ inline constexpr KindFlags flagsOf< Notify::Constant< G > > = { { 0x00220001, 0x
 template < auto G >
 inline constexpr KindFlags flagsOf< Notify::Derived< G > > = { { 0x00220001, 0x00000400 }, 0 };
 template < auto G >
+inline constexpr KindFlags flagsOf< Notify::DerivedKey< G > > = flagsOf< Notify::Derived< G > >;
+template < auto G >
 inline constexpr KindFlags flagsOf< Notify::WatchedReference< G > > = { { 0x08220109, 0x00000400 },
                                                                         Kind::independent };
 template < auto G >
 inline constexpr KindFlags flagsOf< Notify::HeldReference< G > > = { { 0x08220109, 0x40000400 },
                                                                      Kind::independent };
-template < auto C, std::size_t P >
-inline constexpr KindFlags flagsOf< Notify::Function< C, P > > = { { 0x00020001, 0x00000400 },
-                                                                   P == 0 ? Kind::function : 0 };
+template < auto C >
+inline constexpr KindFlags flagsOf< Notify::Function< C > > = {
+   { 0x00020001, 0x00000400 }, Notify::Function< C >::arity == 0 ? Kind::function : 0
+};
 template < auto G, auto M, auto S, auto D, auto H >
 inline constexpr KindFlags flagsOf< Notify::ValueCollectionRow< G, M, S, D, H > > = {
    { 0x01a20143, 0x01000400 }, Kind::independent

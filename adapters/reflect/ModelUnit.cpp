@@ -21,15 +21,6 @@ class GroupLinkStatus__Type : public Zet::ZetType {
    using ZetType::ZetType;
 };
 
-} // namespace UplinkFailureDetection
-
-template <> struct Notify::Description< UplinkFailureDetection::GroupLinkStatus > {
-   static constexpr std::string_view nameSpace = "UplinkFailureDetection";
-   static constexpr std::string_view name = "GroupLinkStatus";
-};
-
-namespace UplinkFailureDetection {
-
 namespace {
 
 void
@@ -41,10 +32,9 @@ announceGroupLinkStatus( Zet::IntrospectionReactor& reactor ) {
    type.isValueIs( true );
    type.isEnumTypeIs( true );
    type.hasGenericIfSupportIs( true );
-   for ( auto const status :
-         { GroupLinkStatus::unknown, GroupLinkStatus::up, GroupLinkStatus::down } )
-      announcer.plain( stringValue( status ), &type, nullptr, Reflect::Kind::enumerator,
-                       static_cast< Zet::AttributeId >( status ) );
+   Zet::AttributeId number = 0;
+   for ( char const* const text : Notify::Description< GroupLinkStatus >::enumerators )
+      announcer.plain( text, &type, nullptr, Reflect::Kind::enumerator, number++ );
    type.valueAttrIs( Zet::ZetAttr::attr( &type, "value" ) );
    reactor.handleScopeExit();
 }

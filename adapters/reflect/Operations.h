@@ -3,7 +3,6 @@
 #include "adapters/notify/Description.h"
 #include "adapters/reflect/RowTraits.h"
 #include "adapters/reflect/Values.h"
-#include "platform/zet/HashMap.h"
 
 #include <span>
 #include <tuple>
@@ -45,7 +44,7 @@ template < auto Call, class T >
 decltype( auto )
 callWith( T& object, Zet::GenericIf::List_ const& list,
           std::span< std::string_view const > names ) {
-   using Arguments = ArgumentsOf< Call >;
+   using Arguments = Notify::ArgumentsOf< Call >;
    return [ & ]< std::size_t... Place >( std::index_sequence< Place... > )->decltype( auto ) {
       // In braces, so that the first wrong argument is the one complained of.
       Arguments arguments{ ArgumentAs< std::tuple_element_t< Place, Arguments > >::value(
@@ -81,13 +80,13 @@ operate( T& object, R const& row, Request const& request ) {
    return read( object, row, request );
 }
 
-template < class T, auto Call, std::size_t Parameters >
+template < class T, auto Call >
 Interface
-operate( T& object, Notify::Function< Call, Parameters > const& row, Request const& request ) {
+operate( T& object, Notify::Function< Call > const& row, Request const& request ) {
    if ( request.operation != Zet::GenericIf::get )
       request.notSupported();
-   auto const& list = Zet::argumentList( request.key, Parameters, row.name );
-   if constexpr ( !std::is_void_v< ResultOf< Call > > )
+   auto const& list = Zet::argumentList( request.key, row.arity, row.name );
+   if constexpr ( !std::is_void_v< Notify::ResultOf< Call > > )
       return request.result( callWith< Call >( object, list, row.parameters ) );
    callWith< Call >( object, list, row.parameters );
    return nullptr;
@@ -97,7 +96,7 @@ operate( T& object, Notify::Function< Call, Parameters > const& row, Request con
 template < class T, class R >
 Interface
 operateOnMembers( T& object, R const&, Request const& request ) {
-   using Key = typename KeyOfMembers< R::members >::Key;
+   using Key = typename R::Key;
    auto const& members = ( object.*R::members )();
    switch ( request.operation ) {
    case Zet::GenericIf::count:
@@ -117,7 +116,7 @@ template < class T, auto Get, auto Members, auto Set, auto Del, auto OnChange >
 Interface
 operate( T& object, Notify::ValueCollectionRow< Get, Members, Set, Del, OnChange > const& row,
          Request const& request ) {
-   using Key = typename KeyOfMembers< Members >::Key;
+   using Key = typename std::decay_t< decltype( row ) >::Key;
    if ( request.operation == Zet::GenericIf::get )
       return request.result( ( object.*Get )( request.keyAs< Key >() ) );
    if ( request.operation != Zet::GenericIf::set )
@@ -136,9 +135,8 @@ operate( T& object, Notify::EntityCollectionRow< Get, Members, Is, Del, OnChange
    if ( request.operation != Zet::GenericIf::set )
       return operateOnMembers( object, row, request );
    request.requireNoKey();
-   static constexpr std::string_view name = "name";
    return request.result( callWith< Is >( object, Zet::argumentList( request.value, 1, row.name ),
-                                          std::span( &name, 1 ) ) );
+                                          std::span( &entityArgument, 1 ) ) );
 }
 
 // Makes a machine of type M from the list of its references.
@@ -146,7 +144,7 @@ template < class M, auto Is, class T >
 Interface
 instantiate( T& object, Request const& request ) {
    request.requireNoKey();
-   static constexpr auto names = referenceNames< M >();
+   constexpr auto const& names = referenceNames< M, Is >;
    return request.result( callWith< Is >(
        object, Zet::argumentList( request.value, names.size(), request.attribute ), names ) );
 }
@@ -155,7 +153,7 @@ template < class T, auto Get, auto Members, auto Is, auto Del >
 Interface
 operate( T& object, Notify::MachineCollectionRow< Get, Members, Is, Del > const& row,
          Request const& request ) {
-   using Key = typename KeyOfMembers< Members >::Key;
+   using Key = typename std::decay_t< decltype( row ) >::Key;
    if ( request.operation == Zet::GenericIf::get )
       return request.result( ( object.*Get )( request.keyAs< Key >() ) );
    if ( request.operation != Zet::GenericIf::set )

@@ -53,7 +53,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
       Zet::Ptr< Place > place;
       return atCollection( id,
                            [ & ]< class R >( R const& row ) {
-                              using Key = typename KeyOfMembers< R::members >::Key;
+                              using Key = typename R::Key;
                               auto const& members = ( reflected().*R::members )();
                               place = newPlace< R >(
                                   members.from( ArgumentAs< Key >::value( key.get(), row.name ) ) );
@@ -120,7 +120,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
    template < class R > class PlaceIn : public Place {
     public:
       using Row = R;
-      using Iterator = typename KeyOfMembers< R::members >::Map::Iterator;
+      using Iterator = typename R::Map::Iterator;
       PlaceIn( Zet::Ptr< T > owner, Iterator start )
           : owner_( std::move( owner ) ), at( std::move( start ) ) {}
       bool isOf( T const& object ) const noexcept { return owner_.get() == &object; }

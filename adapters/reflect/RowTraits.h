@@ -1,7 +1,7 @@
 #pragma once
 
 #include "adapters/notify/Description.h"
-#include "platform/zet/HashMap.h"
+#include "adapters/notify/Signature.h"
 #include "platform/zet/Ptr.h"
 
 #include <array>
@@ -14,82 +14,72 @@ namespace Reflect {
 
 namespace Detail {
 
-template < class F > struct Signature;
-template < class R, class T, class... A > struct Signature< R ( T::* )( A... ) > {
-   using Result = R;
-   using Arguments = std::tuple< std::decay_t< A >... >;
-};
-template < class R, class T, class... A >
-struct Signature< R ( T::* )( A... ) const > : Signature< R ( T::* )( A... ) > {};
-template < class R, class T, class... A >
-struct Signature< R ( T::* )( A... ) noexcept > : Signature< R ( T::* )( A... ) > {};
-template < class R, class T, class... A >
-struct Signature< R ( T::* )( A... ) const noexcept > : Signature< R ( T::* )( A... ) > {};
-
 template < class V > struct Referred { using Type = V; };
 template < class T > struct Referred< T* > { using Type = std::remove_const_t< T >; };
 template < class T > struct Referred< Zet::Ptr< T > > { using Type = std::remove_const_t< T >; };
 
 } // namespace Detail
 
-// The types of an operation's arguments, by value, as a tuple.
-template < auto Call >
-using ArgumentsOf =
-    typename Detail::Signature< std::remove_const_t< decltype( Call ) > >::Arguments;
-template < auto Call >
-using ResultOf = typename Detail::Signature< std::remove_const_t< decltype( Call ) > >::Result;
-
 // The type of what an attribute reads as: of the value, or of the object referred to.
 template < auto Get >
-using ValueTypeOf = typename Detail::Referred< std::decay_t< ResultOf< Get > > >::Type;
-
-namespace Detail {
-
-template < class Map > struct KeyOfMap;
-template < class M, class K > struct KeyOfMap< Zet::HashMap< M, K > > {
-   using Key = K;
-   using Map = Zet::HashMap< M, K >;
-};
-
-} // namespace Detail
-
-// The key and the map of a collection, by its members.
-template < auto Members >
-using KeyOfMembers = Detail::KeyOfMap< std::decay_t< ResultOf< Members > > >;
+using ValueTypeOf = typename Detail::Referred< std::decay_t< Notify::ResultOf< Get > > >::Type;
 
 template < class R > inline constexpr bool isReference = false;
 template < auto G > inline constexpr bool isReference< Notify::WatchedReference< G > > = true;
 template < auto G > inline constexpr bool isReference< Notify::HeldReference< G > > = true;
 
-template < class R > inline constexpr bool isDerived = false;
-template < auto G > inline constexpr bool isDerived< Notify::Derived< G > > = true;
+template < class R > inline constexpr bool isDerivedKey = false;
+template < auto G > inline constexpr bool isDerivedKey< Notify::DerivedKey< G > > = true;
 
 // What is read and neither set nor called.
-template < class R > inline constexpr bool isReadOnly = isReference< R > || isDerived< R >;
+template < class R > inline constexpr bool isReadOnly = isReference< R > || isDerivedKey< R >;
+template < auto G > inline constexpr bool isReadOnly< Notify::Derived< G > > = true;
 template < auto G > inline constexpr bool isReadOnly< Notify::Constant< G > > = true;
 
 template < class R > inline constexpr bool isCollection = requires {
    R::members;
 };
 
-// How many objects a machine M is made from, and what they are called.
-template < class M >
-constexpr std::size_t
-referenceCount() {
-   std::size_t count = 0;
-   Notify::forEachRow< M >( [ & ]< class R >( R const& ) { count += isReference< R >; } );
-   return count;
-}
-template < class M >
-constexpr std::array< std::string_view, referenceCount< M >() >
-referenceNames() {
-   std::array< std::string_view, referenceCount< M >() > names;
-   std::size_t place = 0;
+// What an entity is made from.
+inline constexpr std::string_view entityArgument = "name";
+
+// Visits the references of a machine M to objects of that type.
+template < class M, class Object, class Visit >
+constexpr void
+forEachReferenceTo( Visit visit ) {
    Notify::forEachRow< M >( [ & ]< class R >( R const& row ) {
       if constexpr ( isReference< R > )
-         names[ place++ ] = row.name;
+         if constexpr ( std::is_same_v< ValueTypeOf< R::get >, Object > )
+            visit( row );
    } );
-   return names;
 }
+
+namespace Detail {
+
+template < class M, class Object >
+constexpr std::string_view
+referenceName() {
+   constexpr int times = [] {
+      int count = 0;
+      forEachReferenceTo< M, Object >( [ & ]( auto const& ) { ++count; } );
+      return count;
+   }();
+   static_assert( times == 1, "a machine has one reference row for each type it is made from" );
+   std::string_view name;
+   forEachReferenceTo< M, Object >( [ & ]( auto const& row ) { name = row.name; } );
+   return name;
+}
+
+template < class M, class Arguments > struct ReferenceNames;
+template < class M, class... A > struct ReferenceNames< M, std::tuple< A... > > {
+   static constexpr std::array names{ referenceName< M, typename Referred< A >::Type >()... };
+};
+
+} // namespace Detail
+
+// What the arguments of `Is`, which makes a machine M, are called: each by its type.
+template < class M, auto Is >
+inline constexpr auto const& referenceNames =
+    Detail::ReferenceNames< M, Notify::ArgumentsOf< Is > >::names;
 
 } // namespace Reflect

@@ -6,7 +6,8 @@ namespace {
 
 bool
 isEnumerator( Zet::AttributeId id ) {
-   return id >= 0 && id <= static_cast< Zet::AttributeId >( GroupLinkStatus::down );
+   return id >= 0 && static_cast< std::size_t >( id ) <
+                         Notify::Description< GroupLinkStatus >::enumerators.size();
 }
 
 } // namespace
@@ -19,10 +20,9 @@ GroupLinkStatus_GenericIf_::attributeString( Zet::AttributeId id ) const {
 
 Zet::AttributeId
 GroupLinkStatus_GenericIf_::attributeId( Zet::String8 name ) const {
-   for ( auto const status :
-         { GroupLinkStatus::unknown, GroupLinkStatus::up, GroupLinkStatus::down } )
-      if ( stringValue( status ) == name )
-         return static_cast< Zet::AttributeId >( status );
+   for ( Zet::AttributeId id = 0; isEnumerator( id ); ++id )
+      if ( attributeString( id ) == name )
+         return id;
    return ValueIf::attributeId( std::move( name ) );
 }
 

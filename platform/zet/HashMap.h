@@ -38,8 +38,10 @@ template < class Member > class ChainLink {
 // The order depends on the set of keys alone: ascending by bit-reversed hash, then by key. The
 // bucket is the top bits of that position and chains are sorted, so that walking the buckets
 // is walking in order, and growing or shrinking the table moves nobody past another.
-template < class Member, class Key > class HashMap {
+template < class M, class K > class HashMap {
  public:
+   using Member = M;
+   using Key = K;
    class Iterator;
 
    HashMap() = default;

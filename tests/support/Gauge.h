@@ -131,7 +131,7 @@ template <> struct Notify::Description< Tests::Gauge > {
       EntityCollectionRow< &T::part, &T::partMembers, &T::partIs, &T::partDel, &N::onPart >{
           264, "part" },
       Derived< &T::isFull >{ 265, "isFull" },
-      Function< &T::reset, 1 >{ 266, "reset", "value" },
+      Function< &T::reset >{ 266, "reset", "value" },
    };
 };
 

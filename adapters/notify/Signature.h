@@ -1,0 +1,31 @@
+#pragma once
+
+#include <tuple>
+#include <type_traits>
+
+namespace Notify {
+
+namespace Detail {
+
+template < class F > struct Signature;
+template < class R, class T, class... A > struct Signature< R ( T::* )( A... ) > {
+   using Result = R;
+   using Arguments = std::tuple< std::decay_t< A >... >;
+};
+template < class R, class T, class... A >
+struct Signature< R ( T::* )( A... ) const > : Signature< R ( T::* )( A... ) > {};
+template < class R, class T, class... A >
+struct Signature< R ( T::* )( A... ) noexcept > : Signature< R ( T::* )( A... ) > {};
+template < class R, class T, class... A >
+struct Signature< R ( T::* )( A... ) const noexcept > : Signature< R ( T::* )( A... ) > {};
+
+} // namespace Detail
+
+// The types of an operation's arguments, by value, as a tuple, and of its result.
+template < auto Call >
+using ArgumentsOf =
+    typename Detail::Signature< std::remove_const_t< decltype( Call ) > >::Arguments;
+template < auto Call >
+using ResultOf = typename Detail::Signature< std::remove_const_t< decltype( Call ) > >::Result;
+
+} // namespace Notify
