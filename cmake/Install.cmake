@@ -3,17 +3,14 @@ include(CMakePackageConfigHelpers)
 
 install(TARGETS zet UplinkFailureDetection EXPORT UplinkFailureDetectionTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-foreach(room platform adapters model sm)
-  install(DIRECTORY ${room} DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/UplinkFailureDetection
-          FILES_MATCHING PATTERN "*.h")
-endforeach()
+install(DIRECTORY ${UFD_STAGED_HEADERS}/ufd DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/UplinkFailureDetection)
 install(EXPORT UplinkFailureDetectionTargets NAMESPACE UplinkFailureDetection::
         FILE UplinkFailureDetectionConfig.cmake DESTINATION ${package_dir})
 write_basic_package_version_file(
   ${PROJECT_BINARY_DIR}/UplinkFailureDetectionConfigVersion.cmake
-  COMPATIBILITY SameMinorVersion)
+  COMPATIBILITY ${UFD_COMPATIBILITY})
 install(FILES ${PROJECT_BINARY_DIR}/UplinkFailureDetectionConfigVersion.cmake
         DESTINATION ${package_dir})
 

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs the build in $1 and builds and runs, against that copy alone, a program that lies outside
-# of the tree: once through the CMake package, once through pkg-config.
+# of the tree: once through the CMake package, once through pkg-config. Each public header can be
+# included alone.
 set -eu
 build=$1
 here=$(cd "$(dirname "$0")" && pwd)
@@ -20,7 +21,12 @@ export PKG_CONFIG_PATH
 PKG_CONFIG_PATH=$(dirname "$(find "$work/installed" -name UplinkFailureDetection.pc)")
 libdir=$(pkg-config --variable=libdir UplinkFailureDetection)
 # shellcheck disable=SC2046 # the words of pkg-config are words
-c++ "$work/consumer/main.cpp" $(pkg-config --cflags --libs UplinkFailureDetection) \
+c++ -I "$work/consumer" "$work/consumer/main.cpp" $(pkg-config --cflags --libs UplinkFailureDetection) \
   -Wl,-rpath,"$libdir" -o "$work/through-pkg-config"
 "$work/through-pkg-config"
 echo "built and ran through pkg-config"
+
+cd "$(pkg-config --variable=includedir UplinkFailureDetection)"
+find ufd -name '*.h' -not -path 'ufd/detail/*' -print0 |
+  xargs -0 -P "$(nproc)" -I '{}' sh -c 'echo "#include <{}>" | c++ -std=c++20 -fsyntax-only -I. -xc++ -'
+echo "included each public header alone"

@@ -6,8 +6,10 @@ library=$1/lib/libUplinkFailureDetection.so
 fail() { echo "$library: $*" >&2; exit 1; }
 
 dynamic=$(readelf -d --wide "$library")
-grep -q 'Library soname: \[libUplinkFailureDetection\.so\.[0-9]*\]' <<<"$dynamic" ||
-  fail "no SONAME"
+# Of version 0.1.2: libUplinkFailureDetection.so.0.1; of version 1.2.3: libUplinkFailureDetection.so.1.
+series=$(realpath "$library" | sed -E 's/.*[.]so[.](0[.][0-9]+|[1-9][0-9]*)[.].*/\1/')
+grep -qF "Library soname: [libUplinkFailureDetection.so.$series]" <<<"$dynamic" ||
+  fail "has another SONAME than libUplinkFailureDetection.so.$series"
 needed=$(sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' <<<"$dynamic")
 for name in $needed; do
   case $name in
@@ -15,7 +17,7 @@ for name in $needed; do
     *) fail "needs $name" ;;
   esac
 done
-grep -q '^libzet\.so\.' <<<"$needed" || fail "is not linked to libzet"
+grep -qxF "libzet.so.$series" <<<"$needed" || fail "is not linked to libzet.so.$series"
 
 symbols=$(nm -DC --defined-only "$library")
 for name in UplinkFailureDetection::rootFactory UplinkFailureDetection::configFactory \
