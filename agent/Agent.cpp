@@ -11,22 +11,22 @@ namespace Ufdd {
 
 using UplinkFailureDetection::GroupStatus;
 
-Agent::Agent( LinkControl& control, Ownership& ownership, Log& log )
+Agent::Agent( LinkControl& control, OwnedLinkStore& store, Log& log )
     : log_( log ), detector_( log_ ), links_( detector_.directory ),
-      holder_( detector_, links_, control, ownership, log_ ), groupLog_( detector_, links_, log ) {
+      ports_( detector_, links_, control, store, log_ ), groupLog_( detector_, links_, log ) {
    log_.preludeIs( groupLog_ );
-   links_.observerIs( holder_ );
+   links_.observerIs( ports_ );
 }
 
 void
 Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, double startupHold ) {
    links_.watch( portsOf( groups ) );
-   holder_.beginAdoption();
+   ports_.beginAdoption();
    source.start( links_ );
    // They may be dormant, and a port is not to be opened for a moment.
    if ( std::vector< std::uint32_t > const unsettled = links_.unsettled(); !unsettled.empty() )
       source.ask( unsettled );
-   holder_.endAdoption();
+   ports_.endAdoption();
    for ( GroupSettings const& group : groups )
       assumeHeld( group );
    detector_.configure( groups );
@@ -55,7 +55,7 @@ void
 Agent::assumeHeld( GroupSettings const& group ) {
    std::vector< Kelnet::IntfId > ports;
    for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
-      if ( holder_.owns( port.key() ) )
+      if ( ports_.isOurs( port.key() ) )
          ports.push_back( port.key() );
    if ( !ports.empty() )
       detector_.decisions.assumeDown( group.config->name(), std::move( ports ) );
@@ -80,10 +80,10 @@ Agent::settlePorts() {
    }
    if ( retryTime_ && Zet::now() >= *retryTime_ ) {
       retryTime_.reset();
-      holder_.retry();
+      ports_.retry();
    }
-   holder_.settle();
-   if ( !holder_.hasFailures() )
+   ports_.settle();
+   if ( !ports_.hasFailures() )
       retryTime_.reset();
    else if ( !retryTime_ )
       retryTime_ = Zet::now() + retrySeconds;
@@ -127,10 +127,10 @@ Agent::statusLines() const {
 std::string
 Agent::summary() const {
    std::size_t const groups = detector_.config->groupMembers().count();
-   std::string const overridden = holder_.overridden();
+   std::string const overridden = ports_.overridden();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
           std::to_string( detector_.decisions.downGroups() ) +
-          " down; ports held: " + std::to_string( holder_.count() ) +
+          " down; ports shut: " + std::to_string( ports_.count() ) +
           ( overridden.empty() ? "" : "; overridden:" + overridden );
 }
 

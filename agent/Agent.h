@@ -8,8 +8,8 @@
 #include "agent/detect/PreludedLog.h"
 #include "agent/kernel/LinkControl.h"
 #include "agent/kernel/LinkSource.h"
-#include "agent/ports/Ownership.h"
-#include "agent/ports/PortHolder.h"
+#include "agent/ports/OwnedLinkStore.h"
+#include "agent/ports/PortControl.h"
 
 #include <optional>
 #include <string>
@@ -21,7 +21,7 @@ namespace Ufdd {
 // control of links, whatever these are.
 class Agent {
  public:
-   Agent( LinkControl& control, Ownership& ownership, Log& log );
+   Agent( LinkControl& control, OwnedLinkStore& store, Log& log );
 
    // Learns how the interfaces are, then evaluates the groups, then acts for the first time.
    // Throws: what the source throws; no port has been touched then.
@@ -31,7 +31,7 @@ class Agent {
    // Other groups, or the same ones changed. What is the same sees nothing of it.
    Detector::Difference reload( std::vector< GroupSettings > const& groups );
    // Our bit among the reasons for protodown, of the ports that are shut from now on.
-   void protoDownReasonIs( unsigned int reason ) { holder_.reasonIs( reason ); }
+   void protoDownReasonIs( unsigned int reason ) { ports_.reasonIs( reason ); }
    LinkDirectory const& links() const { return links_; }
    // What became of the groups. Never null.
    Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return detector_.status; }
@@ -41,11 +41,11 @@ class Agent {
    // is time to try again what failed.
    std::optional< double > nextTime() const;
    // Opens every port that was shut. False when one couldn't be.
-   bool release() { return holder_.release(); }
+   bool release() { return ports_.release(); }
 
    // A line for each group, with all that its status tells and how its uplinks are.
    std::vector< std::string > statusLines() const;
-   // "2 groups, 1 down; ports held: 3; overridden: d1 d2"
+   // "2 groups, 1 down; ports shut: 3; overridden: d1 d2"
    std::string summary() const;
 
  private:
@@ -61,7 +61,7 @@ class Agent {
    PreludedLog log_;
    Detector detector_;
    LinkDirectory links_;
-   PortHolder holder_;
+   PortControl ports_;
    GroupLog groupLog_;
    std::optional< double > startupEnd_; // While ports stay as they are found.
    std::optional< double > retryTime_;  // While something has failed.

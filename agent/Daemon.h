@@ -9,7 +9,7 @@
 #include "agent/config/ConfigFile.h"
 #include "agent/kernel/NetlinkLinkControl.h"
 #include "agent/kernel/NetlinkLinkSource.h"
-#include "agent/ports/OwnershipFile.h"
+#include "agent/ports/OwnedLinkFile.h"
 #include "agent/status/StatusServer.h"
 
 #include <string>
@@ -19,7 +19,7 @@ namespace Ufdd {
 // How the process runs, whatever it is configured to do.
 struct DaemonOptions {
    std::string configFile; // To read again when asked to.
-   std::string stateDirectory = OwnershipFile::usualDirectory;
+   std::string stateDirectory = OwnedLinkFile::usualDirectory;
    int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer; // For news of links, in bytes.
    std::string socket = StatusServer::usualSocket;
 };
@@ -60,7 +60,7 @@ class Daemon {
 
    DaemonOptions const options_;
    BufferedLog& log_;
-   OwnershipFile ownership_;
+   OwnedLinkFile store_;
    EventLoop loop_;
    ServiceManager manager_;
    NetlinkLinkControl control_;

@@ -12,7 +12,7 @@ struct LogEvent {
    enum Id {
       other,
       groupTransition, // The group's state changed.
-      groupVerdict,    // What is done about that was put off, or only would have been done.
+      groupDecision,   // What is done about that was put off, or only would have been done.
       portShut,
       portReleased,
       portFailure,   // It can't be shut or released.

@@ -93,7 +93,7 @@ Reader::readFile( toml::table const& file ) {
                 "dry_run" },
               "the file", []( std::string_view ) { return false; } );
    readDetection( file );
-   readNumber( file, "protodown_reason", "", 0, 31, protoDownReason );
+   readNumber( file, "protodown_reason", "", 0, Link::maxReason, protoDownReason );
    readSeconds( file, "startup_hold", startupHold );
    readFlag( file, "dry_run", isDryRun_ );
    toml::node const* const list = file.get( "group" );

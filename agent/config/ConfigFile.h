@@ -3,6 +3,7 @@
 #include "agent/config/DetectionSettings.h"
 #include "agent/config/GroupSettings.h"
 #include "agent/config/SystemView.h"
+#include "agent/kernel/LinkSource.h"
 
 #include <cstdint>
 #include <string>
@@ -15,8 +16,8 @@ namespace Ufdd {
 struct ConfigFile {
    std::vector< GroupSettings > groups; // In the order of the file.
    DetectionSettings detection;
-   std::uint32_t protoDownReason = 5; // The number of our bit, 0 to 31.
-   double startupHold = 0;            // In seconds.
+   std::uint32_t protoDownReason = Link::usualReason; // The number of our bit.
+   double startupHold = 0;                            // In seconds.
    // In the order of the file, each "FILE:LINE:COLUMN: what was expected". The rest counts only
    // when there are none.
    std::vector< std::string > errors;

@@ -175,7 +175,7 @@ ShutDecisions::nextTime() const {
 
 void
 ShutDecisions::line( Zet::Name const& name, std::string const& text ) {
-   log_.event( { .id = LogEvent::groupVerdict, .groups = { name.view() } },
+   log_.event( { .id = LogEvent::groupDecision, .groups = { name.view() } },
                "group " + std::string( name.view() ) + ": " + text );
 }
 

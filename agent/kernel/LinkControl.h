@@ -35,7 +35,7 @@ struct LinkRequest {
    Link after = {};
 
    // Whether a link is as that means leaves it.
-   static bool isHeld( Link const& link, Means means, unsigned int reason ) {
+   static bool isShutBy( Link const& link, Means means, unsigned int reason ) {
       return means == Means::adminDown
                  ? !link.adminUp
                  : link.protoDown && link.hasProtoDownReason( reason ) && !link.carrier;
@@ -46,13 +46,13 @@ struct LinkRequest {
              link.carrier;
    }
    // Whether it was open, as far as we know.
-   bool wasOpen() const { return before.index && !isHeld( before, means, reason ); }
+   bool wasOpen() const { return before.index && !isShutBy( before, means, reason ); }
    // Whether it was seen to be as it was asked to be.
    bool isSeen() const {
       if ( !after.index )
          return false;
       if ( !up )
-         return isHeld( after, means, reason );
+         return isShutBy( after, means, reason );
       return means == Means::adminDown ? after.adminUp : !after.hasProtoDownReason( reason );
    }
 };

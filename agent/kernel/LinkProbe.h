@@ -15,7 +15,7 @@ class LinkProbe {
    LinkProbe();
 
    // As its driver says; none when that doesn't tell, or when there is no such interface. Where the
-   // kernel was holding news of the interface back, they are on their way after it.
+   // kernel was owned news of the interface back, they are on their way after it.
    std::optional< bool > carrier( InterfaceName const& name ) const;
    // None when there is no such interface.
    std::optional< bool > isAdminUp( InterfaceName const& name ) const;

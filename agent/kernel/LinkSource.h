@@ -33,9 +33,12 @@ struct Link {
       return hasPermanentAddress && address != formerAddress;
    }
 
-   static constexpr unsigned int noReason = 32; // Which no link has.
+   // The reasons are numbered from 0; ours is usualReason unless it is configured.
+   static constexpr unsigned int maxReason = 31;
+   static constexpr unsigned int usualReason = 5;
+   static constexpr unsigned int noReason = maxReason + 1; // No link has it.
    bool hasProtoDownReason( unsigned int number ) const {
-      return number < noReason && ( protoDownReasons >> number & 1 );
+      return number <= maxReason && ( protoDownReasons >> number & 1 );
    }
 };
 

@@ -13,8 +13,8 @@ namespace {
 using Means = LinkRequest::Means;
 
 // Of a link that is shut that way, and was like this before.
-Holding
-holdingOf( Link const& before, LinkRequest const& request ) {
+OwnedLink
+ownedLinkOf( Link const& before, LinkRequest const& request ) {
    bool const isOthers = before.protoDown && before.protoDownReasons == 0;
    Means const means =
        request.means == Means::protoDown && isOthers ? Means::onlyReason : request.means;
@@ -22,9 +22,9 @@ holdingOf( Link const& before, LinkRequest const& request ) {
 }
 
 // Of a link that was just shut.
-Holding
-newHolding( LinkRequest const& answer ) {
-   return holdingOf( answer.before.index ? answer.before : answer.after, answer );
+OwnedLink
+newOwnedLink( LinkRequest const& answer ) {
+   return ownedLinkOf( answer.before.index ? answer.before : answer.after, answer );
 }
 
 } // namespace
@@ -32,17 +32,17 @@ newHolding( LinkRequest const& answer ) {
 void
 PortActs::askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason ) {
    State& state = states_[ link.index ];
-   if ( holdings_.isOverridden( link.index ) || hasFailed( link.index, false ) )
+   if ( owned_.isOverridden( link.index ) || hasFailed( link.index, false ) )
       return;
-   Holding const* const holding = holdings_.find( link.index );
+   OwnedLink const* const owned = owned_.find( link.index );
    LinkRequest request{ .index = link.index, .up = false, .port = port, .before = link };
-   if ( holding ) {
-      request.means = holding->means;
-      request.reason = holding->reason;
+   if ( owned ) {
+      request.means = owned->means;
+      request.reason = owned->reason;
       // What was seen may be older than our own last act.
       request.onlyAsk =
           state.error == 0 && Zet::now() - state.reopened[ state.next ] < reopeningSeconds;
-      if ( !holding->isIn( link ) || state.error != 0 )
+      if ( !owned->isShut( link ) || state.error != 0 )
          requests_.push_back( request );
    } else if ( link.adminUp ) {
       request.means = state.hasNoProtoDown ? Means::adminDown : Means::protoDown;
@@ -54,9 +54,9 @@ PortActs::askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason 
 }
 
 void
-PortActs::askToOpen( Holding const& holding, Kelnet::IntfId port ) {
-   if ( !hasFailed( holding.index, true ) )
-      requests_.push_back( holding.opening( port ) );
+PortActs::askToOpen( OwnedLink const& owned, Kelnet::IntfId port ) {
+   if ( !hasFailed( owned.index, true ) )
+      requests_.push_back( owned.opening( port ) );
 }
 
 bool
@@ -67,8 +67,8 @@ PortActs::hasFailed( std::uint32_t index, bool up ) const {
 
 void
 PortActs::handleGone( std::uint32_t index ) {
-   holdings_.erase( index );
-   holdings_.eraseOverride( index );
+   owned_.erase( index );
+   owned_.eraseOverride( index );
    states_.erase( index );
    failed_.erase( index );
 }
@@ -100,7 +100,7 @@ PortActs::act() {
    if ( otherwise.empty() )
       return;
    // Of each link, what is remembered is one thing only.
-   holdings_.remember();
+   owned_.remember();
    requests_ = std::move( otherwise );
    apply();
    handleAnswers();
@@ -135,10 +135,10 @@ PortActs::setAside( Requests::iterator openings ) {
    auto request = openings;
    for ( LinkRequest const& question : questions ) {
       Link const& link = question.before;
-      Holding const* const holding = holdings_.find( link.index );
-      if ( holding && link.isOtherThan( holding->address ) )
+      OwnedLink const* const owned = owned_.find( link.index );
+      if ( owned && link.isOtherThan( owned->address ) )
          request->error = PortReport::otherHardware;
-      else if ( holding && !holding->isOn( link ) )
+      else if ( owned && !owned->isApplied( link ) )
          request->after = link;
       ++request;
    }
@@ -150,12 +150,12 @@ PortActs::setAside( Requests::iterator openings ) {
 // Before the acts, so that whatever ends this process, the next one knows of them.
 void
 PortActs::rememberBefore() {
-   std::vector< Holding > aboutToBeShut;
+   std::vector< OwnedLink > aboutToBeShut;
    for ( LinkRequest const& request : requests_ )
       if ( Link const* const link = links_.link( request.index );
-           link && !request.up && !request.onlyAsk && !holdings_.contains( request.index ) )
-         aboutToBeShut.push_back( holdingOf( *link, request ) );
-   holdings_.rememberBefore( aboutToBeShut );
+           link && !request.up && !request.onlyAsk && !owned_.contains( request.index ) )
+         aboutToBeShut.push_back( ownedLinkOf( *link, request ) );
+   owned_.rememberBefore( aboutToBeShut );
 }
 
 PortActs::Requests
@@ -181,7 +181,7 @@ PortActs::fallBack() {
    } );
    for ( LinkRequest& request : otherwise ) {
       states_[ request.index ].hasNoProtoDown = true;
-      holdings_.erase( request.index );
+      owned_.erase( request.index );
       request = {
          .index = request.index, .up = false, .port = request.port, .before = request.before
       };
@@ -193,8 +193,8 @@ PortActs::fallBack() {
 // nobody remembers.
 bool
 PortActs::undo( LinkRequest const& slipped ) {
-   Holding const* const holding = holdings_.find( slipped.index );
-   LinkRequest opening = ( holding ? *holding : newHolding( slipped ) ).opening( slipped.port );
+   OwnedLink const* const owned = owned_.find( slipped.index );
+   LinkRequest opening = ( owned ? *owned : newOwnedLink( slipped ) ).opening( slipped.port );
    control_.apply( { &opening, 1 } );
    return opening.isSeen();
 }
@@ -227,7 +227,7 @@ PortActs::handleShut( LinkRequest const& answer ) {
    State& state = states_[ answer.index ];
    bool const failedBefore = std::exchange( state.error, 0 ) != 0;
    failed_.erase( answer.index );
-   bool const isNew = !holdings_.contains( answer.index );
+   bool const isNew = !owned_.contains( answer.index );
    // If that is not known, it was as the news of it said.
    if ( answer.before.index && !answer.wasOpen() ) {
       // Shut by us already: it was seen open in news older than that.
@@ -237,7 +237,7 @@ PortActs::handleShut( LinkRequest const& answer ) {
          return leaveAlone( answer.index, answer.port );
    }
    if ( isNew )
-      holdings_.insert( newHolding( answer ) );
+      owned_.insert( newOwnedLink( answer ) );
    state.leftAlone = false;
    if ( isNew || failedBefore )
       return report_.shut( answer );
@@ -250,17 +250,17 @@ void
 PortActs::handleReopenings( LinkRequest const& answer ) {
    if ( !answer.wasOpen() )
       return;
-   holdings_.insertOverride( newHolding( answer ) );
+   owned_.insertOverride( newOwnedLink( answer ) );
    // It may still be in protodown, to no effect.
    if ( answer.means == Means::adminDown || !answer.before.hasProtoDownReason( answer.reason ) ||
         undo( answer ) )
-      holdings_.erase( answer.index );
+      owned_.erase( answer.index );
    report_.overridden( answer, maxReopenings );
 }
 
 void
 PortActs::handleOpened( LinkRequest const& answer ) {
-   holdings_.erase( answer.index );
+   owned_.erase( answer.index );
    states_[ answer.index ].error = 0;
    failed_.erase( answer.index );
    report_.opened( answer );
@@ -271,11 +271,11 @@ PortActs::handleFailure( LinkRequest const& answer ) {
    // It may have been shut and only the answer been lost.
    Link const* const before = answer.before.index ? &answer.before : links_.link( answer.index );
    if ( before && !answer.up && !answer.onlyAsk ) {
-      Holding const holding = holdingOf( *before, answer );
-      if ( answer.after.index && !holding.isOn( answer.after ) )
-         holdings_.erase( answer.index );
-      else if ( !holdings_.contains( answer.index ) && !holding.isIn( *before ) )
-         holdings_.insert( holding );
+      OwnedLink const owned = ownedLinkOf( *before, answer );
+      if ( answer.after.index && !owned.isApplied( answer.after ) )
+         owned_.erase( answer.index );
+      else if ( !owned_.contains( answer.index ) && !owned.isShut( *before ) )
+         owned_.insert( owned );
    }
    failed_.insert_or_assign( answer.index, answer.up );
    if ( std::exchange( states_[ answer.index ].error, answer.error ) != answer.error )
@@ -286,8 +286,8 @@ bool
 PortActs::release() {
    report_.releasingIs( true );
    failed_.clear();
-   for ( auto const& [ index, holding ] : holdings_ )
-      askToOpen( holding, Kelnet::IntfId( holding.name.view() ) );
+   for ( auto const& [ index, owned ] : owned_ )
+      askToOpen( owned, Kelnet::IntfId( owned.name.view() ) );
    act();
    return failed_.empty();
 }

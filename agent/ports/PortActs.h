@@ -4,7 +4,7 @@
 #include "agent/detect/Detector.h"
 #include "agent/detect/LinkDirectory.h"
 #include "agent/kernel/LinkControl.h"
-#include "agent/ports/Holdings.h"
+#include "agent/ports/OwnedLinks.h"
 #include "agent/ports/PortReport.h"
 
 #include <array>
@@ -17,39 +17,38 @@
 
 namespace Ufdd {
 
-// Shuts and opens links by what works with each, has it remembered before, and sees what came of
-// it: what is ours now, what is told, what has to be tried again, what is overridden.
+// Shuts and opens links by the first method that works, records each act on disk first, and handles
+// the result: what is ours now, what is logged, what is tried again, what is overridden.
 class PortActs {
  public:
-   // A held port that others open is shut again so often within that time, and then left to them
-   // until the groups that hold it are up.
+   // A port that others open is shut again this many times within this many seconds. Then it is
+   // overridden: left open until its groups are up.
    static constexpr std::size_t maxReopenings = 3;
    static constexpr double reopeningSeconds = 60;
 
    // Borrows: all.
    PortActs( Detector const& detector, LinkDirectory const& links, LinkControl& control,
-             Holdings& holdings, Log& log )
-       : links_( links ), control_( control ), holdings_( holdings ),
-         report_( detector, links, log ) {}
+             OwnedLinks& owned, Log& log )
+       : links_( links ), control_( control ), owned_( owned ), report_( detector, links, log ) {}
 
-   // What is asked for is done by act(), unless it need not be, or has failed before.
-   // That bit among the reasons for protodown is to be ours, if the link isn't shut yet.
+   // These queue an act for act(), unless it is needless or has failed before. `reason` is our bit
+   // among the reasons for protodown, for a link that isn't shut yet.
    void askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason );
-   void askToOpen( Holding const& holding, Kelnet::IntfId port );
+   void askToOpen( OwnedLink const& owned, Kelnet::IntfId port );
    void act();
-   // The link need not be shut any more: who opened it may do so again.
+   // Call when the link need not be shut any more: whoever opens it later starts from 0.
    void forgetReopenings( std::uint32_t index );
    void handleGone( std::uint32_t index );
 
    bool hasFailures() const { return !failed_.empty(); }
-   // The acts that failed, by index: whether the link was to be opened. They may be asked for
-   // again.
+   // Returns the links whose last act failed, by index, with true for those to be opened. Their
+   // acts may be asked for again.
    std::map< std::uint32_t, bool > takeFailed() { return std::exchange( failed_, {} ); }
-   // Opens all that is ours, because the daemon stops. False when a link couldn't be opened.
+   // Opens all links that are ours, because the daemon stops. Returns false when one stays shut.
    bool release();
 
  private:
-   // What is known of a link beside the news of it.
+   // Our history with a link.
    struct State {
       bool leftAlone = false; // We found it administratively down, and left it so.
       bool hasNoProtoDown = false;
@@ -70,11 +69,11 @@ class PortActs {
    bool hasFailed( std::uint32_t index, bool up ) const;
    void leaveAlone( std::uint32_t index, Kelnet::IntfId port );
    void apply();
-   // Of what is to be opened, those that are not what was shut or are open already go to the end;
-   // the result is the end of the rest.
+   // Moves requests for links that are open already, or are not the ones that we shut, to the end.
+   // Returns the end of the others.
    Requests::iterator setAside( Requests::iterator openings );
-   // Takes those out that have no protodown, or that have carrier in spite of it, which is undone,
-   // to be shut administratively.
+   // Takes out the requests on which protodown had no effect, undoes it, and returns requests to
+   // set these links administratively down.
    Requests fallBack();
    bool undo( LinkRequest const& slipped );
    void rememberBefore();
@@ -87,13 +86,14 @@ class PortActs {
 
    LinkDirectory const& links_;
    LinkControl& control_;
-   Holdings& holdings_;
+   OwnedLinks& owned_;
    PortReport report_;
 
    std::unordered_map< std::uint32_t, State > states_; // By index.
-   // None of these is tried again before takeFailed(), for it may make news of its own.
+   // Not tried again before takeFailed(): a failing act may cause link messages, which would have
+   // it tried again at once.
    std::map< std::uint32_t, bool > failed_;
-   Requests requests_; // The acts to come: what is to be shut comes first.
+   Requests requests_; // Queued; links to be shut come first.
 };
 
 } // namespace Ufdd

@@ -68,7 +68,8 @@ PortReport::opened( LinkRequest const& answer ) {
       groups = detector_.groupsOf( answer.port, GroupLinkStatus::up );
    if ( !releasing_ && groups.names.empty() ) {
       groups = detector_.groupsOf( answer.port, GroupLinkStatus::down );
-      groups.text.insert( 0, groups.names.empty() ? "no group disables it" : "not held, though " );
+      groups.text.insert( 0, groups.names.empty() ? "no group disables it"
+                                                  : "it need not be shut, though " );
    }
    tell( LogEvent::portReleased, groups, answer.port,
          nameOf( answer.index, answer.port ) + " released" + othersIn( answer ) + ": " +

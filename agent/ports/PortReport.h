@@ -12,20 +12,19 @@
 
 namespace Ufdd {
 
-// Tells in the log what was done about ports, and why.
+// Logs each act on a port and why.
 class PortReport {
  public:
-   // Errors that no errno value stands for. Of an act that the kernel reported as done, but that
-   // was not seen:
+   // Errors beside the errno values. The kernel reported an act as done, but the link is unchanged:
    static constexpr int notSeen = -1;
-   // Of one that was not tried, because the interface is not the one that was shut.
+   // An act was not tried, because the link is not the one that we shut.
    static constexpr int otherHardware = -2;
 
    // Borrows: all three.
    PortReport( Detector const& detector, LinkDirectory const& links, Log& log )
        : detector_( detector ), links_( links ), log_( log ) {}
 
-   // From now on ports are opened because the daemon stops.
+   // Says that ports are opened because the daemon stops.
    void releasingIs( bool releasing ) { releasing_ = releasing; }
 
    void shut( LinkRequest const& answer ) { held( answer.index, answer.port, "shut" ); }
@@ -40,7 +39,7 @@ class PortReport {
    void failed( LinkRequest const& answer );
 
  private:
-   // Of the groups, only what they are called.
+   // Logs `text`, marked with the names of `groups`.
    void tell( LogEvent::Id id, Detector::Groups const& groups, Kelnet::IntfId port,
               std::string const& text );
    void held( std::uint32_t index, Kelnet::IntfId port, std::string_view how );

@@ -35,7 +35,7 @@ class AgentTest : public testing::Test, public Log {
    // The process is killed, and there is another one.
    void restart() {
       takeLines();
-      agent.emplace( kernel, ownership, *this );
+      agent.emplace( kernel, store, *this );
       start();
    }
    // Turns of the loop, until there is no more news of what the daemon did itself.
@@ -64,10 +64,10 @@ class AgentTest : public testing::Test, public Log {
    std::string takeLines() { return std::exchange( lines, "" ); }
 
    SimulatedKernel kernel;
-   RememberedHere ownership;
+   RememberedHere store;
    std::string lines;
    std::vector< GroupSettings > groups{ { "g", { "u1", "u2" }, { "d1", "d2" } } };
-   std::optional< Agent > agent{ std::in_place, kernel, ownership, *this };
+   std::optional< Agent > agent{ std::in_place, kernel, store, *this };
 };
 
 TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
@@ -168,9 +168,9 @@ TEST_F( AgentTest, dryRunOnlyTells ) {
       settle();
       EXPECT_EQ( takeActs(), isDry ? " +d1 +d2" : " -d1 -d2" );
    }
-   EXPECT_TRUE(
-       takeLines().ends_with( "port d2 released: not held, though group g is down, 0/2 up, "
-                              "min_links 1, dry_run\n" ) );
+   EXPECT_TRUE( takeLines().ends_with(
+       "port d2 released: it need not be shut, though group g is down, 0/2 up, "
+       "min_links 1, dry_run\n" ) );
 }
 
 TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
@@ -227,7 +227,7 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    uplinksAre( true );
    kernel.link( "d1" ).refusal = EPERM;
    uplinksAre( false );
-   EXPECT_EQ( ownership.names(), "d2" );
+   EXPECT_EQ( store.names(), "d2" );
    kernel.set( "d1", false );
    kernel.link( "d1" ).refusal = 0;
    uplinksAre( true );
@@ -251,22 +251,22 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
    kernel.add( "d3", false );
    groups[ 0 ].config->intfsToDisableIs( Kelnet::IntfId( "d3" ), true );
    start();
-   kernel.meanwhile = [ & ] { atActs += '[' + ownership.names() + ']'; };
+   kernel.meanwhile = [ & ] { atActs += '[' + store.names() + ']'; };
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
-   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2][d1 d2][d1 d2]d1 d2" )
+   EXPECT_EQ( atActs + store.names(), "[d1 d2][d1 d2][d1 d2][d1 d2]d1 d2" )
        << "remembered before each act";
    restart();
    EXPECT_EQ( takeActs(), "" );
    atActs.clear();
-   EXPECT_EQ( takeLines(), "port d1 was shut by ufdd before: still held\n"
-                           "port d2 was shut by ufdd before: still held\n"
+   EXPECT_EQ( takeLines(), "port d1 was shut by ufdd before: still shut\n"
+                           "port d2 was shut by ufdd before: still shut\n"
                            "group g: unknown -> down, 0/2 up, min_links 1: configured\n"
                            "port d3 left as it is, administratively down already: group g is "
                            "down, 0/2 up, min_links 1\n" );
    uplinksAre( true );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
-   EXPECT_EQ( atActs + ownership.names(), "[d1 d2][d1 d2][d1 d2][d1 d2]" )
+   EXPECT_EQ( atActs + store.names(), "[d1 d2][d1 d2][d1 d2][d1 d2]" )
        << "forgotten when released, after each was looked at";
    restart();
    EXPECT_EQ( takeActs(), "" );
@@ -293,9 +293,9 @@ TEST_F( AgentTest, nextDaemonOwnsWhatIsStillTheSame ) {
    EXPECT_EQ( takeActs(), " +d1 +d2 +spare" ) << lines;
    EXPECT_TRUE( kernel.isUp( "d6" ) );
    EXPECT_FALSE( kernel.isUp( "new" ) );
-   EXPECT_EQ( ownership.names(), "" );
+   EXPECT_EQ( store.names(), "" );
    for ( char const* const line :
-         { "d3 was shut by ufdd before, and renamed spare since: still held",
+         { "d3 was shut by ufdd before, and renamed spare since: still shut",
            "d4 was shut by ufdd before, but is gone: new is another interface",
            "d5 was shut by ufdd before, but there is no such interface any more",
            "d6 was shut by ufdd before and opened by someone else since" } )
@@ -319,10 +319,10 @@ TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
    // by the mark on it, whatever else is remembered.
    uplinksAre( false );
    kernel.set( "d1", false );
-   for ( Holding& holding : ownership.holdings )
-      holding.means = LinkRequest::Means::adminDown;
+   for ( OwnedLink& owned : store.links )
+      owned.means = LinkRequest::Means::adminDown;
    restart();
-   EXPECT_NE( takeLines().find( "port d1 has ufdd's protodown reason: held by ufdd" ),
+   EXPECT_NE( takeLines().find( "port d1 has ufdd's protodown reason: shut by ufdd" ),
               std::string::npos );
    takeActs();
    uplinksAre( true );
@@ -396,13 +396,13 @@ TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
        "port d2 overridden: someone opened it more than 3 times in a minute; it is left open "
        "until its groups are up, though group g is down, 0/2 up, min_links 1\n" );
    openBoth();
-   EXPECT_EQ( takeActs() + takeLines() + ownership.names(), "" );
+   EXPECT_EQ( takeActs() + takeLines() + store.names(), "" );
    restart();
    EXPECT_EQ( takeActs(), "" );
-   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports held: 0; overridden: d1 d2" );
+   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports shut: 0; overridden: d1 d2" );
    uplinksAre( true );
    uplinksAre( false );
-   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports held: 2" );
+   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports shut: 2" );
    EXPECT_EQ( takeActs(), " protodown -d2 -d1" );
 }
 

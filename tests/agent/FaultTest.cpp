@@ -188,7 +188,7 @@ TEST_F( FaultTest, fullDiskKeepsNoPortOpen ) {
       set( "u1-far", false );
       EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
       EXPECT_TRUE( eventually( [ & ] {
-         return ufdd.wrote( "what ufdd holds can't be remembered in " + state_.path() +
+         return ufdd.wrote( "the ports that ufdd has shut can't be recorded in " + state_.path() +
                             "/held: No space left on device; make room there" );
       } ) )
           << ufdd.output();

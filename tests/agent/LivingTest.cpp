@@ -153,12 +153,12 @@ TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
    Process ufdd( arguments( group( "a", "'u1'", "'d1'" ) ) );
    unsetenv( "NOTIFY_SOCKET" );
    unsetenv( "WATCHDOG_USEC" );
-   EXPECT_TRUE( inbox.receives( "STATUS=1 group, 0 down; ports held: 0" ) );
+   EXPECT_TRUE( inbox.receives( "STATUS=1 group, 0 down; ports shut: 0" ) );
    EXPECT_TRUE( inbox.receives( "READY=1" ) );
    EXPECT_TRUE( inbox.receives( "WATCHDOG=1" ) );
    EXPECT_TRUE( inbox.receives( "WATCHDOG=1" ) );
    ip( "link set u1-far down" );
-   EXPECT_TRUE( inbox.receives( "STATUS=1 group, 1 down; ports held: 1" ) );
+   EXPECT_TRUE( inbox.receives( "STATUS=1 group, 1 down; ports shut: 1" ) );
    // For a while it doesn't read: nothing waits for it, and what it has to know comes later.
    std::this_thread::sleep_for( std::chrono::seconds( 1 ) );
    ip( "link set u1-far up" );

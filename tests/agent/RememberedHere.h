@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/ports/Ownership.h"
+#include "agent/ports/OwnedLinkStore.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,29 +11,29 @@
 namespace Ufdd {
 
 // What a daemon owns, kept for the next one of the same test.
-class RememberedHere final : public Ownership {
+class RememberedHere final : public OwnedLinkStore {
  public:
-   std::vector< Holding > recall() override {
-      std::vector< Holding > all = holdings;
+   std::vector< OwnedLink > recall() override {
+      std::vector< OwnedLink > all = links;
       all.insert( all.end(), overrides.begin(), overrides.end() );
       return all;
    }
-   void add( std::span< Holding const > more ) override {
+   void add( std::span< OwnedLink const > more ) override {
       meanwhile();
       hasFailed = isFull;
       if ( !isFull )
-         holdings.insert( holdings.end(), more.begin(), more.end() );
+         links.insert( links.end(), more.begin(), more.end() );
       meanwhile();
    }
-   int remember( std::span< Holding const > now ) override {
+   int remember( std::span< OwnedLink const > now ) override {
       meanwhile();
-      std::vector< Holding > const before = recall();
-      holdings.clear();
+      std::vector< OwnedLink > const before = recall();
+      links.clear();
       overrides.clear();
       hasFailed = false;
-      for ( Holding const& holding : now )
-         if ( !isFull || std::count( before.begin(), before.end(), holding ) )
-            ( holding.isOverridden ? overrides : holdings ).push_back( holding );
+      for ( OwnedLink const& owned : now )
+         if ( !isFull || std::count( before.begin(), before.end(), owned ) )
+            ( owned.isOverridden ? overrides : links ).push_back( owned );
          else
             hasFailed = true;
       meanwhile();
@@ -43,12 +43,12 @@ class RememberedHere final : public Ownership {
    // "d1 d2"
    std::string names() const {
       std::string text;
-      for ( Holding const& holding : holdings )
-         text.append( text.empty() ? "" : " " ).append( holding.name.view() );
+      for ( OwnedLink const& owned : links )
+         text.append( text.empty() ? "" : " " ).append( owned.name.view() );
       return text;
    }
 
-   std::vector< Holding > holdings, overrides;
+   std::vector< OwnedLink > links, overrides;
    bool isFull = false;
    bool hasFailed = false;                    // The last time.
    std::function< void() > meanwhile = [] {}; // Called where anything can happen.

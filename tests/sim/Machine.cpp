@@ -24,7 +24,7 @@ Machine::Machine() {
    for ( char const* const name : names )
       create( name, 0b1100 );
    kernel.add( "m9" );
-   kernel.meanwhile = ownership.meanwhile = [ this ] { race(); };
+   kernel.meanwhile = store.meanwhile = [ this ] { race(); };
 }
 
 bool
@@ -32,11 +32,11 @@ Machine::losesAnswers( Ufdd::SimulatedLink const& link ) {
    return link.refusal == ENOBUFS || link.refusal == ETIMEDOUT;
 }
 
-Ufdd::Holding const*
+Ufdd::OwnedLink const*
 Machine::remembered( Ufdd::Link const& link ) const {
-   for ( Ufdd::Holding const& holding : ownership.holdings )
-      if ( holding.index == link.index && holding.address == link.address )
-         return &holding;
+   for ( Ufdd::OwnedLink const& owned : store.links )
+      if ( owned.index == link.index && owned.address == link.address )
+         return &owned;
    return nullptr;
 }
 
@@ -75,7 +75,7 @@ Machine::apply( Event const& event ) {
    if ( verb == "overrun" )
       return kernel.overrun( on );
    if ( verb == "fullDisk" )
-      ownership.isFull = on;
+      store.isFull = on;
    if ( verb == "deaf" )
       kernel.isDeaf = on;
    if ( verb == "create" )
@@ -151,7 +151,7 @@ Machine::admin( std::string const& name, bool up ) {
    Ufdd::SimulatedLink& link = kernel.link( name );
    bool const shuts = link.adminUp && !up;
    kernel.set( name, up );
-   bool const isSeen = !losesAnswers( link ) && !ownership.hasFailed && !remembered( link );
+   bool const isSeen = !losesAnswers( link ) && !store.hasFailed && !remembered( link );
    link.isUnclear |= shuts && !isSeen;
 }
 
@@ -183,18 +183,18 @@ Machine::endFaults() {
    }
    for ( auto& [ name, link ] : kernel.links() )
       link.refusal = 0;
-   ownership.isFull = kernel.isDeaf = false;
+   store.isFull = kernel.isDeaf = false;
 }
 
 void
 Machine::handleKilled() {
    for ( auto& [ name, link ] : kernel.links() ) {
-      Ufdd::Holding const* const holding = remembered( link );
+      Ufdd::OwnedLink const* const owned = remembered( link );
       // The daemon may have been about to shut what others had shut just before.
-      link.isUnclear |= !link.adminUp && !link.ours && holding && kernel.hasNews();
+      link.isUnclear |= !link.adminUp && !link.ours && owned && kernel.hasNews();
       // What could not be remembered is lost, and told of.
-      link.ours &= !ownership.hasFailed || ( holding && holding->isOn( link ) );
-      link.oursByPd |= ownership.hasFailed || holding;
+      link.ours &= !store.hasFailed || ( owned && owned->isApplied( link ) );
+      link.oursByPd |= store.hasFailed || owned;
    }
 }
 

@@ -28,13 +28,13 @@ class Machine {
    void handleKilled();
 
    // What is remembered of a link, or null.
-   Ufdd::Holding const* remembered( Ufdd::Link const& link ) const;
+   Ufdd::OwnedLink const* remembered( Ufdd::Link const& link ) const;
 
    // Whether acts on it are done, but seem to fail.
    static bool losesAnswers( Ufdd::SimulatedLink const& link );
 
    Ufdd::SimulatedKernel kernel;
-   Ufdd::RememberedHere ownership;
+   Ufdd::RememberedHere store;
 
  private:
    void race();

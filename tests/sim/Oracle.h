@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/ports/PortHolder.h"
+#include "agent/ports/PortControl.h"
 #include "tests/sim/Machine.h"
 #include "tests/sim/PlainConfig.h"
 
@@ -47,22 +47,22 @@ class Oracle {
             for ( std::string const& port : group.disable )
                wanted.merge( linksOf( port ) );
       for ( auto const& [ name, link ] : machine_.kernel.links() ) {
-         bool const hasMark = link.hasProtoDownReason( Ufdd::PortHolder::usualReason );
+         bool const hasMark = link.hasProtoDownReason( Ufdd::Link::usualReason );
          bool const isShut = !link.adminUp || ( link.protoDown && !link.carrier );
          bool const isOurs = link.ours || hasMark;
-         Ufdd::Holding const* const holding = machine_.remembered( link );
+         Ufdd::OwnedLink const* const owned = machine_.remembered( link );
          if ( wanted.contains( name ) && !isShut && !isFoughtOver( link ) )
             return name + " is open";
          if ( !wanted.contains( name ) && isOurs )
             return name + " is still shut";
-         if ( isOurs && !( holding && holding->isOn( link ) ) )
+         if ( isOurs && !( owned && owned->isApplied( link ) ) )
             return name + " is not remembered";
-         if ( holding && !isOurs && !link.isUnclear )
+         if ( owned && !isOurs && !link.isUnclear )
             return name + " is remembered for nothing";
       }
-      for ( Ufdd::Holding const& holding : machine_.ownership.holdings )
-         if ( !find( std::string( holding.name.view() ) ) )
-            return std::string( holding.name.view() ) + " is remembered, but gone";
+      for ( Ufdd::OwnedLink const& owned : machine_.store.links )
+         if ( !find( std::string( owned.name.view() ) ) )
+            return std::string( owned.name.view() ) + " is remembered, but gone";
       return "";
    }
 

@@ -19,7 +19,7 @@ class Process {
    static constexpr std::size_t unsentLimit = Zet::NboAttrLog::Out::smallestCapacity;
 
    Process( Machine& machine, std::string const& socket, Ufdd::Log& log )
-       : agent( machine.kernel, machine.ownership, log ),
+       : agent( machine.kernel, machine.store, log ),
          server( socket, agent.status(), log, unsentLimit ),
          routine( agent, machine.kernel, server, log ), kernel_( machine.kernel ) {}
 

@@ -148,9 +148,9 @@ void
 World::checkMemory() {
    complain( machine_.kernel.violations );
    for ( auto& [ name, link ] : machine_.kernel.links() ) {
-      Ufdd::Holding const* const holding = machine_.remembered( link );
-      if ( !holding || holding->isOn( link ) || Machine::losesAnswers( link ) ||
-           machine_.ownership.hasFailed || simulatedNow < startupEnd_ )
+      Ufdd::OwnedLink const* const owned = machine_.remembered( link );
+      if ( !owned || owned->isApplied( link ) || Machine::losesAnswers( link ) ||
+           machine_.store.hasFailed || simulatedNow < startupEnd_ )
          link.wrongSince = 0;
       else if ( link.wrongSince == 0 )
          link.wrongSince = simulatedNow;
@@ -287,8 +287,8 @@ World::checkStatus( Oracle const& oracle ) {
    std::string const groups = std::to_string( config_.groups.size() );
    std::string const summary = process_->routine.summary();
    if ( !summary.starts_with( groups + ( groups == "1" ? " group, " : " groups, " ) +
-                              std::to_string( oracle.downGroups().size() ) + " down; ports held: " +
-                              std::to_string( machine_.ownership.holdings.size() ) ) ||
+                              std::to_string( oracle.downGroups().size() ) + " down; ports shut: " +
+                              std::to_string( machine_.store.links.size() ) ) ||
         summary.ends_with( "wrong and was not loaded" ) != isRefused_ )
       complain( "it says " + summary );
    if ( toldLosses_ != machine_.kernel.losses )
@@ -387,10 +387,10 @@ World::stop() {
       complain( "not all ports can be released" );
    kill();
    for ( auto const& [ name, link ] : machine_.kernel.links() )
-      if ( link.ours || link.hasProtoDownReason( Ufdd::PortHolder::usualReason ) )
+      if ( link.ours || link.hasProtoDownReason( Ufdd::Link::usualReason ) )
          complain( name + " was not released" );
-   if ( !machine_.ownership.holdings.empty() )
-      complain( "ports are still remembered: " + machine_.ownership.names() );
+   if ( !machine_.store.links.empty() )
+      complain( "ports are still remembered: " + machine_.store.names() );
 }
 
 void

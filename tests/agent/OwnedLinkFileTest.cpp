@@ -1,4 +1,4 @@
-#include "agent/ports/OwnershipFile.h"
+#include "agent/ports/OwnedLinkFile.h"
 
 #include "tests/agent/Process.h"
 
@@ -19,16 +19,17 @@
 namespace Ufdd {
 namespace {
 
-using Holdings = std::vector< Holding >;
+using OwnedLinks = std::vector< OwnedLink >;
 
-Holdings const three{ { 7, InterfaceName( "eth1" ), 0x02a1b2c3d4e5 },
-                      { 12, InterfaceName( "a-name-of-15byt" ), 0xfedcba9876543210,
-                        LinkRequest::Means::protoDown, 31 },
-                      { 9, InterfaceName( "eth2" ), 3, LinkRequest::Means::onlyReason, 0, true } };
+OwnedLinks const three{ { 7, InterfaceName( "eth1" ), 0x02a1b2c3d4e5 },
+                        { 12, InterfaceName( "a-name-of-15byt" ), 0xfedcba9876543210,
+                          LinkRequest::Means::protoDown, 31 },
+                        { 9, InterfaceName( "eth2" ), 3, LinkRequest::Means::onlyReason, 0,
+                          true } };
 
-class OwnershipFileTest : public testing::Test {
+class OwnedLinkFileTest : public testing::Test {
  protected:
-   Holdings recalled() const { return OwnershipFile( directory.path() ).recall(); }
+   OwnedLinks recalled() const { return OwnedLinkFile( directory.path() ).recall(); }
    std::string text() const {
       std::ifstream file( directory.path() + "/held" );
       return { std::istreambuf_iterator( file ), {} };
@@ -40,29 +41,29 @@ class OwnershipFileTest : public testing::Test {
    Directory directory;
 };
 
-TEST_F( OwnershipFileTest, nextProcessRecallsWhatWasRememberedLast ) {
-   EXPECT_EQ( recalled(), Holdings() );
+TEST_F( OwnedLinkFileTest, nextProcessRecallsWhatWasRememberedLast ) {
+   EXPECT_EQ( recalled(), OwnedLinks() );
    {
-      OwnershipFile file( directory.path() );
-      EXPECT_EQ( file.remember( Holdings{ { 3, InterfaceName( "eth0" ) } } ), 0 );
+      OwnedLinkFile file( directory.path() );
+      EXPECT_EQ( file.remember( OwnedLinks{ { 3, InterfaceName( "eth0" ) } } ), 0 );
       EXPECT_EQ( file.remember( three ), 0 );
       EXPECT_THROW( recalled(), std::system_error ) << "there must not be two of them";
    }
    EXPECT_EQ( recalled(), three );
    EXPECT_NE( text().find( "\nheld 7 down 2a1b2c3d4e5 eth1\n" ), std::string::npos ) << text();
-   EXPECT_EQ( OwnershipFile( directory.path() ).remember( {} ), 0 );
-   EXPECT_EQ( recalled(), Holdings() );
+   EXPECT_EQ( OwnedLinkFile( directory.path() ).remember( {} ), 0 );
+   EXPECT_EQ( recalled(), OwnedLinks() );
 }
 
-TEST_F( OwnershipFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled ) {
-   ASSERT_EQ( OwnershipFile( directory.path() ).remember( three ), 0 );
+TEST_F( OwnedLinkFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled ) {
+   ASSERT_EQ( OwnedLinkFile( directory.path() ).remember( three ), 0 );
    std::string const good = text();
    std::size_t const netns = good.find( "netns " ) + std::strlen( "netns " );
    for ( std::size_t const at : { std::strlen( "boot " ), netns } ) {
       std::string other = good;
       other[ at ] = other[ at ] == '9' ? '8' : '9';
       textIs( other );
-      EXPECT_EQ( recalled(), Holdings() );
+      EXPECT_EQ( recalled(), OwnedLinks() );
    }
    textIs( good.substr( 0, good.find( "held" ) ) +
            "held 0 down 0 a\nheld x down 0 a\nheld 3 up 0 a\nheld 3 down 0\nheld 3 down 0 a/b\n"
@@ -72,16 +73,16 @@ TEST_F( OwnershipFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled
    EXPECT_EQ( recalled(), three );
 }
 
-TEST_F( OwnershipFileTest, removedFileIsWrittenAgainBeforeAnythingIsShut ) {
-   OwnershipFile file( directory.path() );
-   ASSERT_EQ( file.remember( Holdings{ three[ 0 ] } ), 0 );
+TEST_F( OwnedLinkFileTest, removedFileIsWrittenAgainBeforeAnythingIsShut ) {
+   OwnedLinkFile file( directory.path() );
+   ASSERT_EQ( file.remember( OwnedLinks{ three[ 0 ] } ), 0 );
    std::filesystem::remove( file.place() );
-   file.add( Holdings{ three[ 1 ] } );
-   EXPECT_EQ( file.recall(), ( Holdings{ three[ 0 ], three[ 1 ] } ) );
+   file.add( OwnedLinks{ three[ 1 ] } );
+   EXPECT_EQ( file.recall(), ( OwnedLinks{ three[ 0 ], three[ 1 ] } ) );
    // With its directory, and then as another ufdd left it.
    std::string const another = text();
    std::filesystem::remove_all( directory.path() );
-   file.add( Holdings{ three[ 2 ] } );
+   file.add( OwnedLinks{ three[ 2 ] } );
    EXPECT_EQ( file.recall(), three );
    std::filesystem::remove_all( directory.path() );
    std::filesystem::create_directory( directory.path() );
@@ -93,8 +94,8 @@ TEST_F( OwnershipFileTest, removedFileIsWrittenAgainBeforeAnythingIsShut ) {
    EXPECT_EQ( file.recall(), three );
 }
 
-TEST_F( OwnershipFileTest, fullDiskLeavesWhatIsStillTrue ) {
-   OwnershipFile nowhere( directory.path() + "/no/such" );
+TEST_F( OwnedLinkFileTest, fullDiskLeavesWhatIsStillTrue ) {
+   OwnedLinkFile nowhere( directory.path() + "/no/such" );
    EXPECT_EQ( nowhere.remember( three ), ENOENT );
    std::filesystem::create_directory( directory.path() + "/no" );
    EXPECT_EQ( nowhere.remember( three ), 0 );
@@ -105,18 +106,18 @@ TEST_F( OwnershipFileTest, fullDiskLeavesWhatIsStillTrue ) {
                   mount( "", directory.path().c_str(), "tmpfs", 0, "size=8k" ) == 0;
       if ( !isMounted )
          return;
-      EXPECT_EQ( OwnershipFile( directory.path() ).remember( three ), 0 );
+      EXPECT_EQ( OwnedLinkFile( directory.path() ).remember( three ), 0 );
       std::ofstream( directory.path() + "/other" ) << std::string( 1 << 14, 'x' );
-      OwnershipFile file( directory.path() );
-      Holdings many{ three[ 1 ], three[ 2 ] };
+      OwnedLinkFile file( directory.path() );
+      OwnedLinks many{ three[ 1 ], three[ 2 ] };
       many[ 1 ].name = InterfaceName( "eth9" );
       for ( std::uint32_t index = 100; index < 300; ++index )
          many.push_back( { index, InterfaceName( "a-name-of-15byt" ) } );
       EXPECT_EQ( file.remember( many ), ENOSPC );
-      EXPECT_EQ( file.recall(), ( Holdings{ three[ 1 ], three[ 2 ] } ) )
+      EXPECT_EQ( file.recall(), ( OwnedLinks{ three[ 1 ], three[ 2 ] } ) )
           << "what is released is forgotten; an old name is better than none";
-      EXPECT_EQ( file.remember( Holdings{ three[ 2 ] } ), 0 ) << "forgetting takes no room";
-      EXPECT_EQ( file.recall(), Holdings{ three[ 2 ] } );
+      EXPECT_EQ( file.remember( OwnedLinks{ three[ 2 ] } ), 0 ) << "forgetting takes no room";
+      EXPECT_EQ( file.recall(), OwnedLinks{ three[ 2 ] } );
    } ).join();
    if ( !isMounted )
       GTEST_SKIP() << "no file system can be mounted here";

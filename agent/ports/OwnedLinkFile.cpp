@@ -1,6 +1,6 @@
-#include "agent/ports/OwnershipFile.h"
+#include "agent/ports/OwnedLinkFile.h"
 
-#include "agent/ports/HoldingLine.h"
+#include "agent/ports/OwnedLinkLine.h"
 
 #include <algorithm>
 #include <array>
@@ -111,20 +111,20 @@ indexOf( std::string_view line ) {
 
 } // namespace
 
-OwnershipFile::OwnershipFile( std::string path ) : path_( std::move( path ) ), epoch_( epoch() ) {
+OwnedLinkFile::OwnedLinkFile( std::string path ) : path_( std::move( path ) ), epoch_( epoch() ) {
    if ( openDirectory( directory_ ) == EWOULDBLOCK )
       throw std::system_error( EWOULDBLOCK, std::generic_category(),
                                "another ufdd is running and has " + path_ +
                                    "; stop it, or give this one a --state-dir of its own" );
 }
 
-OwnershipFile::~OwnershipFile() {
+OwnedLinkFile::~OwnedLinkFile() {
    if ( file_ && text_ == epoch_ )
       unlinkat( directory_.fd(), fileName, 0 );
 }
 
 int
-OwnershipFile::openDirectory( Descriptor& opened ) const {
+OwnedLinkFile::openDirectory( Descriptor& opened ) const {
    if ( mkdir( path_.c_str(), directoryMode ) != 0 && errno != EEXIST )
       return errno;
    Descriptor directory = openIn( AT_FDCWD, path_.c_str(), O_RDONLY | O_DIRECTORY );
@@ -135,7 +135,7 @@ OwnershipFile::openDirectory( Descriptor& opened ) const {
 }
 
 int
-OwnershipFile::openDirectoryAgain() {
+OwnedLinkFile::openDirectoryAgain() {
    Descriptor directory;
    if ( int const error = openDirectory( directory ) )
       return error;
@@ -146,23 +146,23 @@ OwnershipFile::openDirectoryAgain() {
    return 0;
 }
 
-std::vector< Holding >
-OwnershipFile::recall() {
-   std::vector< Holding > holdings;
+std::vector< OwnedLink >
+OwnedLinkFile::recall() {
+   std::vector< OwnedLink > links;
    std::string const text = read( openIn( directory_.fd(), fileName, O_RDONLY ) );
    if ( !text.starts_with( epoch_ ) )
-      return holdings;
+      return links;
    for ( std::string_view const line : linesOf( text ) )
-      if ( auto const holding = readHolding( std::string( line ) ) )
-         holdings.push_back( *holding );
-   return holdings;
+      if ( auto const owned = readOwnedLink( std::string( line ) ) )
+         links.push_back( *owned );
+   return links;
 }
 
 void
-OwnershipFile::add( std::span< Holding const > holdings ) {
+OwnedLinkFile::add( std::span< OwnedLink const > links ) {
    std::string lines;
-   for ( Holding const& holding : holdings )
-      lines += lineOf( holding );
+   for ( OwnedLink const& owned : links )
+      lines += lineOf( owned );
    if ( isThere( file_ ) )
       extend( lines );
    else if ( file_ )
@@ -170,10 +170,10 @@ OwnershipFile::add( std::span< Holding const > holdings ) {
 }
 
 int
-OwnershipFile::remember( std::span< Holding const > holdings ) {
+OwnedLinkFile::remember( std::span< OwnedLink const > links ) {
    std::string text = epoch_;
-   for ( Holding const& holding : holdings )
-      text += lineOf( holding );
+   for ( OwnedLink const& owned : links )
+      text += lineOf( owned );
    bool const isTidy = isThere( file_ ) && text_.size() <= text.size() + maxStruckOut;
    int const error = isTidy ? amend( text ) : replace( text );
    // On a full disk, what is there can be changed all the same.
@@ -181,7 +181,7 @@ OwnershipFile::remember( std::span< Holding const > holdings ) {
 }
 
 bool
-OwnershipFile::openFormer() {
+OwnedLinkFile::openFormer() {
    if ( isThere( file_ ) )
       return true;
    Descriptor file = openIn( directory_.fd(), fileName, O_RDWR | O_DSYNC );
@@ -195,7 +195,7 @@ OwnershipFile::openFormer() {
 
 // What is added comes first: this may be ended anywhere.
 int
-OwnershipFile::amend( std::string const& wanted ) {
+OwnedLinkFile::amend( std::string const& wanted ) {
    if ( wanted == epoch_ )
       return cut( wanted.size() );
    std::string const former = text_;
@@ -220,7 +220,7 @@ OwnershipFile::amend( std::string const& wanted ) {
 }
 
 int
-OwnershipFile::extend( std::string_view lines ) {
+OwnedLinkFile::extend( std::string_view lines ) {
    int const error = writeAll( file_, lines, text_.size() );
    if ( !error )
       text_ += lines;
@@ -231,7 +231,7 @@ OwnershipFile::extend( std::string_view lines ) {
 }
 
 int
-OwnershipFile::strikeOut( std::size_t place ) {
+OwnedLinkFile::strikeOut( std::size_t place ) {
    int const error = writeAll( file_, struckOut, place );
    if ( !error )
       text_.replace( place, struckOut.size(), struckOut );
@@ -239,7 +239,7 @@ OwnershipFile::strikeOut( std::size_t place ) {
 }
 
 int
-OwnershipFile::cut( std::size_t size ) {
+OwnedLinkFile::cut( std::size_t size ) {
    if ( ftruncate( file_.fd(), static_cast< off_t >( size ) ) != 0 )
       return errno;
    text_.resize( size );
@@ -247,7 +247,7 @@ OwnershipFile::cut( std::size_t size ) {
 }
 
 int
-OwnershipFile::replace( std::string const& text ) {
+OwnedLinkFile::replace( std::string const& text ) {
    if ( !isThere( directory_ ) )
       if ( int const error = openDirectoryAgain() )
          return error;

@@ -1,4 +1,4 @@
-#include "agent/ports/HoldingLine.h"
+#include "agent/ports/OwnedLinkLine.h"
 
 #include <algorithm>
 #include <array>
@@ -19,7 +19,6 @@ constexpr std::array< std::pair< Means, std::string_view >, 3 > meansWords{
      { Means::protoDown, "protodown" },
      { Means::onlyReason, "reason" } }
 };
-constexpr unsigned int maxReason = 31;
 constexpr char const* heldWord = "held";
 constexpr char const* overriddenWord = "overridden";
 // More than the words, three numbers and a name take.
@@ -27,45 +26,45 @@ constexpr std::size_t maxLine = 128;
 
 // "protodown:5"
 bool
-readMeans( std::string const& text, Holding& holding ) {
+readMeans( std::string const& text, OwnedLink& owned ) {
    std::size_t const colon = text.find( ':' );
    std::string const word = text.substr( 0, colon );
    auto const* const known = std::find_if( meansWords.begin(), meansWords.end(),
                                            [ & ]( auto const& m ) { return m.second == word; } );
    if ( known == meansWords.end() )
       return false;
-   holding.means = known->first;
-   holding.reason = 0;
-   if ( holding.means == Means::adminDown )
+   owned.means = known->first;
+   owned.reason = 0;
+   if ( owned.means == Means::adminDown )
       return colon == std::string::npos;
    if ( colon == std::string::npos )
       return false;
    char const* const end = text.data() + text.size();
-   auto const [ rest, error ] = std::from_chars( text.data() + colon + 1, end, holding.reason );
-   return error == std::errc() && rest == end && holding.reason <= maxReason;
+   auto const [ rest, error ] = std::from_chars( text.data() + colon + 1, end, owned.reason );
+   return error == std::errc() && rest == end && owned.reason <= Link::maxReason;
 }
 
 } // namespace
 
-std::optional< Holding >
-readHolding( std::string const& line ) {
-   Holding holding;
+std::optional< OwnedLink >
+readOwnedLink( std::string const& line ) {
+   OwnedLink owned;
    std::istringstream in( line );
    std::string word;
    std::string means;
    std::string name;
-   in >> word >> holding.index >> means >> std::hex >> holding.address >> name;
-   holding.name = InterfaceName( name );
-   holding.isOverridden = word == overriddenWord;
-   if ( !in || ( word != heldWord && !holding.isOverridden ) || holding.index == 0 ||
-        !InterfaceName::objection( name ).empty() || !readMeans( means, holding ) )
+   in >> word >> owned.index >> means >> std::hex >> owned.address >> name;
+   owned.name = InterfaceName( name );
+   owned.isOverridden = word == overriddenWord;
+   if ( !in || ( word != heldWord && !owned.isOverridden ) || owned.index == 0 ||
+        !InterfaceName::objection( name ).empty() || !readMeans( means, owned ) )
       return std::nullopt;
-   return holding;
+   return owned;
 }
 
 // Ports wait for it to be written: no streams and formats, whose code is cold then.
 std::string
-lineOf( Holding const& holding ) {
+lineOf( OwnedLink const& owned ) {
    std::array< char, maxLine > line{};
    char* end = line.data();
    auto const put = [ & ]( std::string_view text ) {
@@ -75,21 +74,21 @@ lineOf( Holding const& holding ) {
    auto const putNumber = [ & ]( std::uint64_t number, int base ) {
       end = std::to_chars( end, line.data() + line.size(), number, base ).ptr;
    };
-   put( holding.isOverridden ? overriddenWord : heldWord );
+   put( owned.isOverridden ? overriddenWord : heldWord );
    put( " " );
-   putNumber( holding.index, 10 );
+   putNumber( owned.index, 10 );
    put( " " );
    for ( auto const& [ means, word ] : meansWords )
-      if ( means == holding.means )
+      if ( means == owned.means )
          put( word );
-   if ( holding.means != Means::adminDown ) {
+   if ( owned.means != Means::adminDown ) {
       put( ":" );
-      putNumber( holding.reason, 10 );
+      putNumber( owned.reason, 10 );
    }
    put( " " );
-   putNumber( holding.address, 16 );
+   putNumber( owned.address, 16 );
    put( " " );
-   put( holding.name.view() );
+   put( owned.name.view() );
    put( "\n" );
    return { line.data(), end };
 }

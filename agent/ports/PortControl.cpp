@@ -1,31 +1,31 @@
-#include "agent/ports/PortHolder.h"
+#include "agent/ports/PortControl.h"
 
 #include <algorithm>
 
 namespace Ufdd {
 
-PortHolder::PortHolder( Detector& detector, LinkDirectory const& links, LinkControl& control,
-                        Ownership& ownership, Log& log )
-    : detector_( detector ), links_( links ), holdings_( ownership, log ),
-      acts_( detector, links, control, holdings_, log ) {}
+PortControl::PortControl( Detector& detector, LinkDirectory const& links, LinkControl& control,
+                          OwnedLinkStore& store, Log& log )
+    : detector_( detector ), links_( links ), owned_( store, log ),
+      acts_( detector, links, control, owned_, log ) {}
 
 std::string
-PortHolder::overridden() const {
+PortControl::overridden() const {
    std::string names;
-   for ( auto const& [ index, override ] : holdings_.overrides() )
+   for ( auto const& [ index, override ] : owned_.overrides() )
       if ( Link const* const link = links_.link( index ) )
          names.append( 1, ' ' ).append( link->name.view() );
    return names;
 }
 
 void
-PortHolder::handleChange( Kelnet::IntfId port ) {
+PortControl::handleChange( Kelnet::IntfId port ) {
    if ( isChanged_.insert( port ).second )
       changed_.push_back( port );
 }
 
 Kelnet::IntfId
-PortHolder::portOf( Link const& link ) const {
+PortControl::portOf( Link const& link ) const {
    Kelnet::IntfId port;
    auto const find = [ & ]( Kelnet::IntfId name ) {
       if ( port == Kelnet::IntfId() ||
@@ -36,13 +36,13 @@ PortHolder::portOf( Link const& link ) const {
    if ( Link const* const master = links_.link( link.master ); master && master->isLag )
       links_.forEachName( master->index, find );
    // Only for links of ours, since each name that gets an id keeps it for good.
-   if ( port == Kelnet::IntfId() && holdings_.contains( link.index ) )
+   if ( port == Kelnet::IntfId() && owned_.contains( link.index ) )
       port = Kelnet::IntfId( link.name.view() );
    return port;
 }
 
 void
-PortHolder::collectLinks( Kelnet::IntfId port ) {
+PortControl::collectLinks( Kelnet::IntfId port ) {
    ofPort_.clear();
    Link const* const link = links_.link( port );
    if ( link && link->isLag )
@@ -52,44 +52,44 @@ PortHolder::collectLinks( Kelnet::IntfId port ) {
 }
 
 void
-PortHolder::handleLink( Link const& link ) {
-   holdings_.addressIs( link.index, link.address );
+PortControl::handleLink( Link const& link ) {
+   owned_.addressIs( link.index, link.address );
    Kelnet::IntfId const port = portOf( link );
    // A LAG may just have lost the name for which its members are held.
-   if ( detector_.mustBeShut( port ) || holdings_.contains( link.index ) ||
-        holdings_.isOverridden( link.index ) || link.isLag )
+   if ( detector_.mustBeShut( port ) || owned_.contains( link.index ) ||
+        owned_.isOverridden( link.index ) || link.isLag )
       handleChange( port );
 }
 
 void
-PortHolder::handleRenamed( std::uint32_t index, InterfaceName const& name ) {
-   holdings_.eraseOverride( index );
-   if ( holdings_.rename( index, name ) )
+PortControl::handleRenamed( std::uint32_t index, InterfaceName const& name ) {
+   owned_.eraseOverride( index );
+   if ( owned_.rename( index, name ) )
       handleChange( Kelnet::IntfId( name.view() ) );
 }
 
 void
-PortHolder::retry() {
+PortControl::retry() {
    for ( auto const& [ index, up ] : acts_.takeFailed() )
       if ( Link const* const link = links_.link( index ) )
          handleChange( portOf( *link ) );
-   holdings_.retry();
+   owned_.retry();
 }
 
 bool
-PortHolder::owns( Kelnet::IntfId port ) {
+PortControl::isOurs( Kelnet::IntfId port ) {
    collectLinks( port );
    return std::any_of( ofPort_.begin(), ofPort_.end(), [ this ]( Link const& link ) {
-      return holdings_.contains( link.index ) || holdings_.isOverridden( link.index );
+      return owned_.contains( link.index ) || owned_.isOverridden( link.index );
    } );
 }
 
 void
-PortHolder::settle() {
+PortControl::settle() {
    for ( auto const& change : detector_.decisions.takeChanges() )
       handleChange( change.port );
    if ( !changed_.empty() ) {
-      holdings_.eraseOverridesIf( [ this ]( std::uint32_t index ) {
+      owned_.eraseOverridesIf( [ this ]( std::uint32_t index ) {
          Link const* const link = links_.link( index );
          return !link || !detector_.mustBeShut( portOf( *link ) );
       } );
@@ -101,25 +101,25 @@ PortHolder::settle() {
             else
                acts_.forgetReopenings( link.index );
       }
-      for ( auto const& [ index, holding ] : holdings_ ) {
+      for ( auto const& [ index, owned ] : owned_ ) {
          Link const* const link = links_.link( index );
-         Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId( holding.name.view() );
+         Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId( owned.name.view() );
          if ( !detector_.mustBeShut( port ) )
-            acts_.askToOpen( holding, port );
+            acts_.askToOpen( owned, port );
       }
       changed_.clear();
       isChanged_.clear();
       acts_.act();
    }
    // Also where links have gone, or where it failed before.
-   holdings_.remember();
+   owned_.remember();
 }
 
 bool
-PortHolder::release() {
-   holdings_.eraseOverridesIf( []( std::uint32_t ) { return true; } );
+PortControl::release() {
+   owned_.eraseOverridesIf( []( std::uint32_t ) { return true; } );
    bool const isDone = acts_.release();
-   holdings_.remember();
+   owned_.remember();
    return isDone;
 }
 

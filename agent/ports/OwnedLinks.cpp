@@ -1,0 +1,157 @@
+#include "agent/ports/OwnedLinks.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+std::string
+text( InterfaceName const& name ) {
+   return std::string( name.view() );
+}
+
+} // namespace
+
+OwnedLink const*
+OwnedLinks::find( std::uint32_t index ) const {
+   auto const at = owned_.find( index );
+   return at == owned_.end() ? nullptr : &at->second;
+}
+
+bool
+OwnedLinks::rename( std::uint32_t index, InterfaceName const& name ) {
+   auto const at = owned_.find( index );
+   if ( at == owned_.end() )
+      return false;
+   at->second.name = name;
+   isChanged_ = true;
+   return true;
+}
+
+void
+OwnedLinks::addressIs( std::uint32_t index, std::uint64_t address ) {
+   for ( auto* const owned : { &owned_, &overrides_ } )
+      if ( auto const at = owned->find( index ); at != owned->end() )
+         isChanged_ |= std::exchange( at->second.address, address ) != address;
+}
+
+void
+OwnedLinks::insert( OwnedLink const& owned ) {
+   owned_.insert_or_assign( owned.index, owned );
+   isChanged_ = true;
+}
+
+void
+OwnedLinks::erase( std::uint32_t index ) {
+   isChanged_ |= owned_.erase( index ) > 0;
+}
+
+void
+OwnedLinks::insertOverride( OwnedLink owned ) {
+   owned.isOverridden = true;
+   overrides_.insert_or_assign( owned.index, owned );
+   isChanged_ = true;
+}
+
+void
+OwnedLinks::beginAdoption() {
+   for ( OwnedLink const& owned : store_.recall() )
+      recalled_.emplace( owned.index, owned );
+}
+
+void
+OwnedLinks::adopt( Link const& link, unsigned int reason ) {
+   OwnedLink const byMark{ link.index, link.name, link.address, LinkRequest::Means::protoDown,
+                           reason };
+   while ( auto const node = recalled_.extract( link.index ) ) {
+      OwnedLink const& owned = node.mapped();
+      if ( owned.isOverridden )
+         takeOverride( link, owned );
+      // Where the two differ, what is remembered is older: it could not be written any more.
+      else if ( !byMark.isApplied( link ) || owned.means != LinkRequest::Means::adminDown )
+         take( link, owned );
+   }
+   if ( !contains( link.index ) && byMark.isApplied( link ) ) {
+      log_.line( "port " + text( link.name ) + " has ufdd's protodown reason: shut by ufdd" );
+      insert( byMark );
+   }
+}
+
+void
+OwnedLinks::take( Link const& link, OwnedLink owned ) {
+   std::string const what = "port " + text( owned.name ) + " was shut by ufdd before";
+   bool const isRenamed = owned.name != link.name;
+   bool const isSameHardware = owned.address != 0 && owned.address == link.address;
+   if ( isRenamed && !isSameHardware )
+      return log_.line( what + ", but is gone: " + text( link.name ) + " is another interface" );
+   if ( !owned.isApplied( link ) )
+      return log_.line( what + " and opened by someone else since" );
+   // Made anew meanwhile, and then shut by somebody else.
+   if ( link.isOtherThan( owned.address ) )
+      return log_.line( what +
+                        ", but has another hardware address now: taken for another "
+                        "interface; if it is not, open it with: ip link set dev " +
+                        text( link.name ) + " up" );
+   log_.line( what + ( isRenamed ? ", and renamed " + text( link.name ) + " since" : "" ) +
+              ": still shut" );
+   owned.name = link.name;
+   owned.address = link.address;
+   insert( owned );
+}
+
+void
+OwnedLinks::takeOverride( Link const& link, OwnedLink const& owned ) {
+   if ( owned.name != link.name || link.isOtherThan( owned.address ) )
+      return;
+   log_.line( "port " + text( link.name ) + " is overridden: still left to who opened it" );
+   insertOverride( owned );
+}
+
+void
+OwnedLinks::endAdoption() {
+   for ( auto const& [ index, owned ] : recalled_ )
+      if ( !owned.isOverridden )
+         log_.line( "port " + text( owned.name ) +
+                    " was shut by ufdd before, but there is no such interface any more" );
+   recalled_.clear();
+   remember();
+}
+
+void
+OwnedLinks::rememberBefore( std::span< OwnedLink const > aboutToBeShut ) {
+   if ( aboutToBeShut.empty() )
+      return;
+   store_.add( aboutToBeShut );
+   isChanged_ = true;
+}
+
+void
+OwnedLinks::remember() {
+   if ( !std::exchange( isChanged_, false ) )
+      return;
+   std::vector< OwnedLink > all;
+   auto const add = [ &all ]( auto const& links ) {
+      for ( auto const& [ index, link ] : links )
+         all.push_back( link );
+   };
+   add( overrides_ );
+   add( owned_ );
+   add( recalled_ );
+   int const error = store_.remember( all );
+   if ( error && error != error_ )
+      log_.event( { .id = LogEvent::trouble },
+                  "the ports that ufdd has shut can't be recorded in " + store_.place() + ": " +
+                      std::strerror( error ) + "; " +
+                      ( error == ENOSPC ? "make room there" : "see that ufdd may write there" ) +
+                      ", it tries again every second; ports are shut all the same, but if ufdd "
+                      "were killed they would stay shut" );
+   else if ( !error && error_ )
+      log_.line( "the ports that ufdd has shut are recorded in " + store_.place() + " again" );
+   error_ = error;
+}
+
+} // namespace Ufdd

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "agent/base/Log.h"
+#include "agent/ports/OwnedLinkStore.h"
+
+#include <cstdint>
+#include <map>
+#include <span>
+#include <vector>
+
+namespace Ufdd {
+
+// The links that are ours: shut by us and not opened since. Each is known by its index, with its
+// present name, since another link that gets the name is not ours to open. Holds the overrides as
+// well: links that were ours, but that others opened so often that ufdd leaves them alone.
+class OwnedLinks {
+ public:
+   // Borrows: both.
+   OwnedLinks( OwnedLinkStore& store, Log& log ) : store_( store ), log_( log ) {}
+
+   // Decides whether a link that has appeared is ours. It is if it has our mark, the bit `reason`
+   // among the reasons for its protodown. Between beginAdoption() and endAdoption() it also is if a
+   // former process shut it and nobody has changed that.
+   void adopt( Link const& link, unsigned int reason );
+   void beginAdoption();
+   void endAdoption();
+
+   // Null when it is not ours. Valid until: the next change.
+   OwnedLink const* find( std::uint32_t index ) const;
+   bool contains( std::uint32_t index ) const { return find( index ) != nullptr; }
+   auto begin() const { return owned_.begin(); }
+   auto end() const { return owned_.end(); }
+   std::size_t count() const { return owned_.size(); }
+
+   // Replaces the one of the same index.
+   void insert( OwnedLink const& owned );
+   void erase( std::uint32_t index );
+   // Returns false when the link is not ours.
+   bool rename( std::uint32_t index, InterfaceName const& name );
+   void addressIs( std::uint32_t index, std::uint64_t address );
+
+   void insertOverride( OwnedLink owned );
+   void eraseOverride( std::uint32_t index ) { isChanged_ |= overrides_.erase( index ) > 0; }
+   // Erases the overrides for whose index `condition` returns true.
+   template < class Condition > void eraseOverridesIf( Condition condition ) {
+      isChanged_ |= std::erase_if( overrides_, [ & ]( auto const& override ) {
+                       return condition( override.first );
+                    } ) > 0;
+   }
+   bool isOverridden( std::uint32_t index ) const { return overrides_.contains( index ); }
+   std::map< std::uint32_t, OwnedLink > const& overrides() const { return overrides_; }
+
+   // Records the links that are about to be shut for the next process. Call remember() after the
+   // acts.
+   void rememberBefore( std::span< OwnedLink const > aboutToBeShut );
+   // Records exactly these links and overrides for the next process. A failure is logged, and tried
+   // again at the next change or after retry().
+   void remember();
+   bool hasFailed() const { return error_ != 0; }
+   void retry() { isChanged_ |= hasFailed(); }
+
+ private:
+   void take( Link const& link, OwnedLink owned );
+   void takeOverride( Link const& link, OwnedLink const& owned );
+
+   OwnedLinkStore& store_;
+   Log& log_;
+   std::map< std::uint32_t, OwnedLink > owned_;
+   // A link that can't be opened is in both.
+   std::map< std::uint32_t, OwnedLink > overrides_;
+   // What a former process recorded, by index, during adoption.
+   std::multimap< std::uint32_t, OwnedLink > recalled_;
+   bool isChanged_ = true; // Since remember().
+   int error_ = 0;
+};
+
+} // namespace Ufdd

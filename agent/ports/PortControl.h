@@ -1,0 +1,78 @@
+#pragma once
+
+#include "agent/base/Log.h"
+#include "agent/detect/Detector.h"
+#include "agent/detect/LinkDirectory.h"
+#include "agent/kernel/LinkControl.h"
+#include "agent/ports/OwnedLinkStore.h"
+#include "agent/ports/OwnedLinks.h"
+#include "agent/ports/PortActs.h"
+
+#include <cstdint>
+#include <string>
+#include <unordered_set>
+#include <vector>
+
+namespace Ufdd {
+
+// Shuts the ports that must be shut, and opens those that need not be any more, if they are ours.
+// It acts at the end of a turn of the loop, on the difference: changes that are undone within a
+// turn are ignored.
+//
+// A port is shut by the first means that works: protodown, else administratively down. A LAG is
+// shut by its members: shutting the LAG itself is not seen by its neighbours.
+class PortControl final : public LinkDirectory::Observer {
+ public:
+   PortControl( Detector& detector, LinkDirectory const& links, LinkControl& control,
+                OwnedLinkStore& store, Log& log );
+
+   // Sets our bit among the reasons for protodown, for links that are adopted or shut from now on.
+   void reasonIs( unsigned int reason ) { reason_ = reason; }
+   // Between these two calls, links that a former process shut are recognised as ours. A link that
+   // appears later is ours if it has our mark.
+   void beginAdoption() { owned_.beginAdoption(); }
+   void endAdoption() { owned_.endAdoption(); }
+   // Acts on all changes since the last call.
+   void settle();
+   // Returns true if something failed; retry() makes the next settle() try it again.
+   bool hasFailures() const { return acts_.hasFailures() || owned_.hasFailed(); }
+   void retry();
+   // Returns true if a link of the port is ours or overridden.
+   bool isOurs( Kelnet::IntfId port );
+   // The number of links that are ours.
+   std::size_t count() const { return owned_.count(); }
+   // Opens every port that we shut, whatever the groups need, and forgets the overrides. Returns
+   // false when one couldn't be opened.
+   bool release();
+   // The overridden links: " d1 d2".
+   std::string overridden() const;
+
+   void handleNew( Link const& link ) override { owned_.adopt( link, reason_ ); }
+   void handleLink( Link const& link ) override;
+   void handleRenamed( std::uint32_t index, InterfaceName const& name ) override;
+   void handleGone( std::uint32_t index ) override { acts_.handleGone( index ); }
+
+ private:
+   struct IntfIdHash {
+      std::size_t operator()( Kelnet::IntfId id ) const noexcept { return id.value(); }
+   };
+
+   void handleChange( Kelnet::IntfId port );
+   // The port that the link stands for: one that must be shut, else any that it belongs to, else
+   // its own name if it is ours, else empty.
+   Kelnet::IntfId portOf( Link const& link ) const;
+   // Fills ofPort_ with the links that are shut when the port is.
+   void collectLinks( Kelnet::IntfId port );
+
+   Detector& detector_;
+   LinkDirectory const& links_;
+   unsigned int reason_ = Link::usualReason;
+
+   OwnedLinks owned_;
+   PortActs acts_;
+   std::vector< Kelnet::IntfId > changed_;
+   std::unordered_set< Kelnet::IntfId, IntfIdHash > isChanged_; // As a set.
+   std::vector< Link > ofPort_;                                 // See collectLinks().
+};
+
+} // namespace Ufdd
