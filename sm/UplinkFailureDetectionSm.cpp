@@ -165,12 +165,18 @@ UplinkFailureDetectionSm::handleGroup( Zet::Name groupName ) {
 }
 
 void
-UplinkFailureDetectionSm::startGroup( Operation const& operation, Config const& config,
+UplinkFailureDetectionSm::startGroup( Operation& operation, Config const& config,
                                       Zet::Ptr< GroupConfig const > const& groupConfig ) {
    // Before the machine, whose first evaluation writes into it.
-   Zet::Ptr< GroupStatus > const groupStatus = status_->groupIs( groupConfig->zetName() );
-   if ( operation.goesOn() && config.group( groupConfig->zetName() ) == groupConfig )
-      uplinkFailureDetectionGroupSmIs( groupConfig, groupStatus, ethIntfStatusDir_, causeStatus_ );
+   Zet::Name const& groupName = groupConfig->zetName();
+   Zet::Ptr< GroupStatus > const groupStatus = status_->groupIs( groupName );
+   if ( !operation.goesOn() || config.group( groupName ) != groupConfig )
+      return;
+   auto const groupSm =
+       uplinkFailureDetectionGroupSmIs( groupConfig, groupStatus, ethIntfStatusDir_, causeStatus_ );
+   // Where an observer added another group before this machine heard of the removal.
+   if ( operation.goesOn() && config.group( groupName ) != groupConfig && !groupSm->ended() )
+      endGroup( operation, config, groupName );
 }
 
 void

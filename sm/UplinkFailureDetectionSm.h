@@ -109,7 +109,7 @@ class ZET_EXPORT UplinkFailureDetectionSm
 
    // The group's machine, also while it is evaluated for the first time and not yet kept.
    UplinkFailureDetectionGroupSm* startedGroupSm( Zet::Name const& groupName ) const noexcept;
-   void startGroup( Operation const& operation, Config const& config,
+   void startGroup( Operation& operation, Config const& config,
                     Zet::Ptr< GroupConfig const > const& groupConfig );
    void endGroup( Operation& operation, Config const& config, Zet::Name const& groupName );
 

@@ -1,4 +1,5 @@
 #include "tests/sm/Scenario.h"
+#include "tests/support/Failures.h"
 
 #include <functional>
 #include <string>
@@ -137,6 +138,21 @@ TEST_F( EndedMachine, IsTheOnlyOneOfItsGroupWhileItIsEvaluated ) {
        },
        "g:up#0@0 |" );
    EXPECT_EQ( world_.groupSm( 'k' ), nullptr );
+}
+
+// Has a group that is removed made again at once, before the machines hear of it.
+class Restorer : public Config::Notifiee {
+   void onGroup( Zet::Name group ) override { notifier()->groupIs( group ); }
+};
+
+TEST_F( EndedMachine, OfAGroupThatIsExchangedWhileItIsEvaluatedMakesRoom ) {
+   world_.apply( "stop; down A" );
+   auto const restorer = Zet::make< Restorer >();
+   world_.config->zetNotifieeAdapterIs( restorer );
+   Tests::CollectedFailures const failures;
+   expect( "start", "D@0", applying( "ungroup g" ), "g:down#0@0 |" );
+   EXPECT_EQ( world_.groupSm( 'g' )->groupConfig(), world_.config->group( name( 'g' ) ) );
+   EXPECT_EQ( failures.texts.size(), 2u );
 }
 
 TEST_F( EndedMachine, RootMayGoWhileItsMachineIsBuilt ) {
