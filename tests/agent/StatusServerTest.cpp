@@ -57,7 +57,10 @@ class StatusServerTest : public testing::Test, public Log {
    // So many seconds go by; the server is woken when it asked to be.
    void pass( double seconds ) {
       double const end = now + seconds;
+      // Nothing is due for ever.
+      int wakings = 0;
       for ( auto next = server->nextTime(); next && *next <= end; next = server->nextTime() ) {
+         ASSERT_LE( ++wakings, 100 ) << lines;
          now = *next;
          settle();
       }
