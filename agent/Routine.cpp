@@ -72,14 +72,14 @@ Routine::watchUplinks( ConfigFile const& config ) {
 
 void
 Routine::settle() {
-   readAgainAt_ = source_.settle() ? never : Zet::now() + readAgainPause;
+   readAgainAt_ = source_.endTurn() ? never : Zet::now() + readAgainPause;
    if ( std::string trouble = source_.takeTrouble(); !trouble.empty() )
       troubles_.add( std::move( trouble ) );
    troubles_.report();
    // What is known already does not wait for what is asked for.
    agent_.settle();
-   if ( source_.takeNews() ) {
-      carrierWatch_.handleNews();
+   if ( source_.tookMessages() ) {
+      carrierWatch_.handleMessages();
       agent_.settle();
    }
    statusServer_.settle();

@@ -9,11 +9,11 @@ using Mode = DetectionSettings::Mode;
 void
 CarrierWatch::settingsAre( DetectionSettings const& settings ) {
    settings_ = settings;
-   handleNews();
+   handleMessages();
 }
 
 void
-CarrierWatch::handleNews() {
+CarrierWatch::handleMessages() {
    askUntil_ = Zet::now() + askingSeconds;
    handleTick();
 }
@@ -44,12 +44,12 @@ CarrierWatch::askAll() {
          different_.push_back( link->index );
    if ( different_.empty() )
       return;
-   // As a rule, asking the driver has just released the news.
+   // Asking the driver usually released the delayed message.
    source_.ask( {} );
    std::erase_if( different_, [ this ]( std::uint32_t index ) {
       return !isDifferent( links_.link( index ) );
    } );
-   // What counts is what the kernel says, and it comes in order with all other news.
+   // Only the kernel's own messages count: they are in order with all others.
    if ( !different_.empty() )
       source_.ask( different_ );
 }

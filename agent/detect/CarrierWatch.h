@@ -11,10 +11,10 @@
 
 namespace Ufdd {
 
-// Finds out about carrier losses that the kernel does not tell of yet: it lets such news of
-// ordinary interfaces through once a second at most, for all of the machine, and any link event
-// may start that second, be it our own shutting of a port. So after any news each uplink is asked
-// by itself, again and again, until no news can be held back any more.
+// Finds carrier losses that the kernel does not report yet. For most drivers it sends such messages
+// at most once a second for the whole machine, and any link event starts that second, also our own
+// shutting of a port. Therefore each uplink is queried again and again after any message, until no
+// message can be delayed any more.
 class CarrierWatch {
  public:
    // Borrows: both.
@@ -23,19 +23,19 @@ class CarrierWatch {
 
    void settingsAre( DetectionSettings const& settings );
    void uplinksAre( std::vector< Kelnet::IntfId > uplinks ) { uplinks_ = std::move( uplinks ); }
-   // Something happened to some link. Asks at once, for the news may be old already, and goes on.
-   void handleNews();
-   // In which interval handleTick() is to be called from now on; 0 when not at all.
+   // Call after any message about a link. Starts to query, at once: the message may be old already.
+   void handleMessages();
+   // The interval in milliseconds at which to call handleTick() from now on; 0 for not at all.
    std::uint32_t tickMs() const { return isAsking_ ? settings_.intervalMs : 0; }
    void handleTick();
 
  private:
-   // A little more than the kernel holds news back.
+   // A little more than the kernel delays messages.
    static constexpr double askingSeconds = 1.1;
 
    bool isTimeToAsk() const;
    void askAll();
-   // Whether its driver says otherwise than the last news of it, or says nothing.
+   // Returns true if the driver contradicts the last message about the link, or says nothing.
    bool isDifferent( Link const* link ) const;
 
    LinkDirectory const& links_;
@@ -44,7 +44,7 @@ class CarrierWatch {
    std::vector< Kelnet::IntfId > uplinks_;
    bool isAsking_ = false;
    double askUntil_ = 0;                    // On the clock of Zet::now().
-   std::vector< std::uint32_t > different_; // While asking.
+   std::vector< std::uint32_t > different_; // See isDifferent(); kept for its memory.
 };
 
 } // namespace Ufdd

@@ -25,7 +25,7 @@ void
 GroupLog::keep( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
    auto const group = detector_.config->group( name );
    transitions_.push_back(
-       { name, before, now, links_.news(), group ? detector_.upOf( *group ) : 0 } );
+       { name, before, now, links_.cause(), group ? detector_.upOf( *group ) : 0 } );
 }
 
 void
@@ -49,7 +49,7 @@ GroupLog::endConfiguring() {
 }
 
 void
-GroupLog::settle( std::vector< LinkNews > const& changes ) {
+GroupLog::settle( std::vector< LinkCause > const& changes ) {
    tell();
    if ( changes.empty() && toldUp_.size() == detector_.config->groupMembers().count() )
       return;
@@ -59,8 +59,8 @@ GroupLog::settle( std::vector< LinkNews > const& changes ) {
       if ( std::exchange( told->second, up ) == up )
          continue;
       auto const last =
-          std::find_if( changes.rbegin(), changes.rend(), [ & ]( LinkNews const& change ) {
-             return group->intfsToMonitor( change.port );
+          std::find_if( changes.rbegin(), changes.rend(), [ & ]( LinkCause const& change ) {
+             return group->intfsToMonitor( change.link );
           } );
       log_.event( { .groups = { group->name().view() } },
                   "group " + std::string( group->name().view() ) + ": " +
@@ -71,14 +71,14 @@ GroupLog::settle( std::vector< LinkNews > const& changes ) {
 
 void
 GroupLog::print( Transition const& transition ) {
-   auto const& [ name, before, now, news, up ] = transition;
+   auto const& [ name, before, now, cause, up ] = transition;
    Zet::Ptr< GroupConfig > const group = detector_.config->group( name );
    // This line tells of it, if it changes again within the turn or not.
    toldUp_.erase( name );
-   std::string const reason = news.kind == LinkNews::Kind::none ? "configured"
-                              : group && group->intfsToMonitor( news.port )
-                                  ? "uplink " + news.text()
-                                  : news.text();
+   std::string const reason = cause.kind == LinkCause::Kind::none ? "configured"
+                              : group && group->intfsToMonitor( cause.link )
+                                  ? "uplink " + cause.text()
+                                  : cause.text();
    log_.event( { .id = LogEvent::groupTransition, .groups = { name.view() } },
                "group " + std::string( name.view() ) + ": " +
                    std::string( stringValue( before ).view() ) + " -> " +

@@ -27,7 +27,7 @@ class GroupLog final : public PreludedLog::Prelude,
    void beginConfiguring() { isConfiguring_ = true; }
    void endConfiguring();
    // The end of a loop turn: what changed in it.
-   void settle( std::vector< LinkNews > const& changes );
+   void settle( std::vector< LinkCause > const& changes );
    void tell() override;
 
  private:
@@ -35,8 +35,8 @@ class GroupLog final : public PreludedLog::Prelude,
    struct Transition {
       Zet::Name name;
       LinkStatus before, now;
-      LinkNews news;   // That brought it.
-      unsigned int up; // How many uplinks were up.
+      LinkCause cause;
+      unsigned int up; // Number of uplinks that were up.
    };
 
    void handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) override;

@@ -14,16 +14,17 @@ namespace {
 using Interface::EthIntfStatus;
 using Interface::OperStatus;
 
-// What the kernel makes of the carrier will be told.
+// Returns true if the operational state lags behind a carrier: a message with the new one will
+// come.
 bool
 isOlderThanCarrier( std::uint8_t operState ) {
    return operState == IF_OPER_NOTPRESENT || operState == IF_OPER_DOWN ||
           operState == IF_OPER_LOWERLAYERDOWN;
 }
 
-LinkNews::Kind
+LinkCause::Kind
 kindOf( Link const& link, OperStatus before ) {
-   using Kind = LinkNews::Kind;
+   using Kind = LinkCause::Kind;
    if ( !link.adminUp )
       return Kind::adminDown;
    if ( !link.carrier )
@@ -39,13 +40,14 @@ LinkDirectory::LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory 
     : directory_( std::move( directory ) ) {}
 
 void
-LinkDirectory::watch( Kelnet::IntfId port ) {
-   auto const [ at, isNew ] = ports_.try_emplace( port.name().view(), Port{ port, 0, nullptr } );
+LinkDirectory::watch( Kelnet::IntfId name ) {
+   auto const [ at, isNew ] =
+       watched_.try_emplace( name.name().view(), Watched{ name, 0, nullptr } );
    if ( !isNew )
       return;
    for ( auto& [ index, known ] : links_ ) {
-      known.ports = portsOf( known.link );
-      if ( std::find( known.ports.begin(), known.ports.end(), &at->second ) == known.ports.end() )
+      known.names = watchedOf( known.link );
+      if ( std::find( known.names.begin(), known.names.end(), &at->second ) == known.names.end() )
          continue;
       at->second.index = index;
       handleState( at->second, known.link );
@@ -53,25 +55,25 @@ LinkDirectory::watch( Kelnet::IntfId port ) {
 }
 
 void
-LinkDirectory::watch( std::span< Kelnet::IntfId const > ports ) {
-   for ( Kelnet::IntfId const port : ports )
-      watch( port );
+LinkDirectory::watch( std::span< Kelnet::IntfId const > names ) {
+   for ( Kelnet::IntfId const name : names )
+      watch( name );
 }
 
 void
-LinkDirectory::watchOnly( std::span< Kelnet::IntfId const > ports ) {
+LinkDirectory::watchOnly( std::span< Kelnet::IntfId const > names ) {
    std::unordered_set< std::string_view > wanted;
-   for ( Kelnet::IntfId const port : ports )
-      wanted.insert( port.name().view() );
-   auto const isUnwanted = [ & ]( Kelnet::IntfId port ) {
-      return !wanted.contains( port.name().view() );
+   for ( Kelnet::IntfId const name : names )
+      wanted.insert( name.name().view() );
+   auto const isUnwanted = [ & ]( Kelnet::IntfId name ) {
+      return !wanted.contains( name.name().view() );
    };
    for ( auto& [ index, known ] : links_ )
-      std::erase_if( known.ports, [ & ]( Port const* port ) { return isUnwanted( port->id ); } );
-   for ( auto& [ name, port ] : ports_ )
-      if ( isUnwanted( port.id ) )
-         leave( port, port.index, {} );
-   std::erase_if( ports_, [ & ]( auto const& port ) { return isUnwanted( port.second.id ); } );
+      std::erase_if( known.names, [ & ]( Watched const* name ) { return isUnwanted( name->id ); } );
+   for ( auto& [ text, name ] : watched_ )
+      if ( isUnwanted( name.id ) )
+         leave( name, name.index, {} );
+   std::erase_if( watched_, [ & ]( auto const& name ) { return isUnwanted( name.second.id ); } );
 }
 
 Link const*
@@ -81,16 +83,16 @@ LinkDirectory::link( std::uint32_t index ) const {
 }
 
 Link const*
-LinkDirectory::link( Kelnet::IntfId port ) const {
-   auto const at = ports_.find( port.name().view() );
-   return at == ports_.end() ? nullptr : link( at->second.index );
+LinkDirectory::link( Kelnet::IntfId name ) const {
+   auto const at = watched_.find( name.name().view() );
+   return at == watched_.end() ? nullptr : link( at->second.index );
 }
 
 std::vector< std::uint32_t >
 LinkDirectory::unsettled() const {
    std::vector< std::uint32_t > indexes;
    for ( auto const& [ index, known ] : links_ )
-      if ( !known.ports.empty() && known.link.carrier &&
+      if ( !known.names.empty() && known.link.carrier &&
            isOlderThanCarrier( known.link.operState ) )
          indexes.push_back( index );
    return indexes;
@@ -132,54 +134,54 @@ LinkDirectory::handleLink( Link const& link ) {
       observer_->handleRenamed( link.index, link.name );
    if ( isNew && observer_ )
       observer_->handleNew( link );
-   for ( Port* const port : known.ports )
-      if ( port->index == link.index )
-         handleState( *port, link );
+   for ( Watched* const name : known.names )
+      if ( name->index == link.index )
+         handleState( *name, link );
    if ( observer_ )
       observer_->handleLink( link );
 }
 
 void
 LinkDirectory::handleName( Known& known, Link const& link ) {
-   std::vector< Port* > const before = std::exchange( known.ports, portsOf( link ) );
-   for ( Port* const port : before )
-      if ( std::find( known.ports.begin(), known.ports.end(), port ) == known.ports.end() )
-         leave( *port, link.index, { LinkNews::Kind::renamed, port->id, link.name } );
-   // Another link that still seems to have one of them was renamed; the news of it will come.
-   for ( Port* const port : known.ports )
-      port->index = link.index;
+   std::vector< Watched* > const before = std::exchange( known.names, watchedOf( link ) );
+   for ( Watched* const name : before )
+      if ( std::find( known.names.begin(), known.names.end(), name ) == known.names.end() )
+         leave( *name, link.index, { LinkCause::Kind::renamed, name->id, link.name } );
+   // Another link that still seems to have one of these names was renamed; its message will come.
+   for ( Watched* const name : known.names )
+      name->index = link.index;
 }
 
-std::vector< LinkDirectory::Port* >
-LinkDirectory::portsOf( Link const& link ) {
-   std::vector< Port* > ports;
+std::vector< LinkDirectory::Watched* >
+LinkDirectory::watchedOf( Link const& link ) {
+   std::vector< Watched* > names;
    auto const add = [ & ]( std::string_view name ) {
-      if ( auto const at = ports_.find( name ); at != ports_.end() )
-         ports.push_back( &at->second );
+      if ( auto const at = watched_.find( name ); at != watched_.end() )
+         names.push_back( &at->second );
    };
    add( link.name.view() );
    for ( std::string const& name : link.altNames )
       add( name );
-   return ports;
+   return names;
 }
 
 void
-LinkDirectory::handleState( Port& port, Link const& link ) {
-   OperStatus const before = port.status ? port.status->operStatus() : OperStatus::unknown;
-   LinkNews::Kind const kind = kindOf( link, before );
-   OperStatus const operStatus = kind == LinkNews::Kind::up ? OperStatus::up : OperStatus::down;
-   news_ = { kind, port.id, {} };
-   if ( port.status ) {
-      port.status->operStatusIs( operStatus );
+LinkDirectory::handleState( Watched& name, Link const& link ) {
+   OperStatus const before = name.status ? name.status->operStatus() : OperStatus::unknown;
+   LinkCause::Kind const kind = kindOf( link, before );
+   OperStatus const operStatus = kind == LinkCause::Kind::up ? OperStatus::up : OperStatus::down;
+   cause_ = { kind, name.id, {} };
+   if ( name.status ) {
+      name.status->operStatusIs( operStatus );
    } else {
-      // Known before it is shown, so that the groups evaluate it once.
-      port.status = EthIntfStatus::EthIntfStatusIs( port.id );
-      port.status->operStatusIs( operStatus );
-      directory_->intfStatusIs( port.status );
+      // Set before the directory shows it, so that the groups evaluate it once.
+      name.status = EthIntfStatus::EthIntfStatusIs( name.id );
+      name.status->operStatusIs( operStatus );
+      directory_->intfStatusIs( name.status );
    }
    if ( operStatus != before )
-      changes_.push_back( news_ );
-   news_ = {};
+      changes_.push_back( cause_ );
+   cause_ = {};
 }
 
 void
@@ -187,24 +189,24 @@ LinkDirectory::handleLinkGone( std::uint32_t index ) {
    auto const at = links_.find( index );
    if ( at == links_.end() )
       return;
-   std::vector< Port* > const ports = std::move( at->second.ports );
+   std::vector< Watched* > const names = std::move( at->second.names );
    links_.erase( at );
-   for ( Port* const port : ports )
-      leave( *port, index, { LinkNews::Kind::removed, port->id, {} } );
+   for ( Watched* const name : names )
+      leave( *name, index, { LinkCause::Kind::removed, name->id, {} } );
    if ( observer_ )
       observer_->handleGone( index );
 }
 
 void
-LinkDirectory::leave( Port& port, std::uint32_t index, LinkNews const& news ) {
-   if ( port.index != index )
+LinkDirectory::leave( Watched& name, std::uint32_t index, LinkCause const& cause ) {
+   if ( name.index != index )
       return;
-   port.index = 0;
-   port.status = nullptr;
-   news_ = news;
-   directory_->intfStatusDel( port.id );
-   changes_.push_back( news_ );
-   news_ = {};
+   name.index = 0;
+   name.status = nullptr;
+   cause_ = cause;
+   directory_->intfStatusDel( name.id );
+   changes_.push_back( cause_ );
+   cause_ = {};
 }
 
 } // namespace Ufdd

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/detect/LinkNews.h"
+#include "agent/detect/LinkCause.h"
 #include "agent/kernel/LinkSource.h"
 #include "platform/interface/EthIntfStatusDir.h"
 #include "platform/kelnet/IntfId.h"
@@ -12,16 +12,16 @@
 
 namespace Ufdd {
 
-// Keeps the directory of interface statuses in step with the kernel's links, for the names that
-// matter. An entry follows the name, be it an alternative one: whichever link has it now is meant.
+// Keeps the directory of interface statuses in step with the kernel's links, for the watched names.
+// An entry belongs to a name, perhaps an alternative one, and shows the link that has it now.
 class LinkDirectory final : public LinkListener {
  public:
-   // Hears of a link once the directory knows it.
+   // Hears of a link after the directory was updated.
    class Observer {
     public:
-      // A link was not there before; handleLink() follows.
+      // The link is new; handleLink() follows.
       virtual void handleNew( Link const& link ) = 0;
-      // A link is new, or was told of again.
+      // The link is new, or a message about it came.
       virtual void handleLink( Link const& link ) = 0;
       virtual void handleRenamed( std::uint32_t index, InterfaceName const& name ) = 0;
       virtual void handleGone( std::uint32_t index ) = 0;
@@ -32,32 +32,32 @@ class LinkDirectory final : public LinkListener {
 
    explicit LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory );
 
-   // The directory tells of the links of these names, as far as there are any, from now on.
-   void watch( std::span< Kelnet::IntfId const > ports );
-   // Of other names it does no longer. Requires: nobody asks for these.
-   void watchOnly( std::span< Kelnet::IntfId const > ports );
+   // Watches these names as well: the directory shows the links that have them.
+   void watch( std::span< Kelnet::IntfId const > names );
+   // Stops watching all other names. Requires: nobody uses them any more.
+   void watchOnly( std::span< Kelnet::IntfId const > names );
    // Borrows: observer.
    void observerIs( Observer& observer ) { observer_ = &observer; }
 
-   // As they were last told of; null when there is none, be it that the name is not watched.
-   // Valid until: the next news.
+   // Returns the link as its last message describes it; null when there is none, or when the name
+   // is not watched. Valid until: the next message.
    Link const* link( std::uint32_t index ) const;
-   Link const* link( Kelnet::IntfId port ) const;
+   Link const* link( Kelnet::IntfId name ) const;
    // Calls action( Kelnet::IntfId ) for each watched name of that link.
    template < class Action > void forEachName( std::uint32_t index, Action action ) const {
       if ( auto const at = links_.find( index ); at != links_.end() )
-         for ( Port const* const port : at->second.ports )
-            if ( port->index == index )
-               action( port->id );
+         for ( Watched const* const name : at->second.names )
+            if ( name->index == index )
+               action( name->id );
    }
-   // The indexes of those of which the kernel was still to say what it makes of their carrier.
+   // Returns the indexes of links whose operational state lags behind their carrier.
    std::vector< std::uint32_t > unsettled() const;
-   // Adds the parts of the LAG of that index to `members`.
+   // Adds the members of the LAG of that index to `members`.
    void collectMembers( std::uint32_t lag, std::vector< Link >& members ) const;
-   // What is being told to the directory; no news outside of that.
-   LinkNews const& news() const { return news_; }
-   // What was told since forgetChanges() and changed an operational state.
-   std::vector< LinkNews > const& changes() const { return changes_; }
+   // The change that is being written to the directory; of kind `none` outside of that.
+   LinkCause const& cause() const { return cause_; }
+   // The changes of operational states since forgetChanges().
+   std::vector< LinkCause > const& changes() const { return changes_; }
    void forgetChanges() { changes_.clear(); }
 
    void handleLinks( std::span< Link const > links ) override;
@@ -66,29 +66,29 @@ class LinkDirectory final : public LinkListener {
 
  private:
    // A watched name.
-   struct Port {
+   struct Watched {
       Kelnet::IntfId id;
-      std::uint32_t index = 0;                     // Of the link that has it, or 0.
+      std::uint32_t index = 0;                     // The link that has it, or 0.
       Zet::Ptr< Interface::EthIntfStatus > status; // In the directory while there is a link.
    };
 
    struct Known {
       Link link;
-      std::vector< Port* > ports; // Of those of its names that are watched.
+      std::vector< Watched* > names; // Its watched names.
    };
 
-   void watch( Kelnet::IntfId port );
+   void watch( Kelnet::IntfId name );
    void handleName( Known& known, Link const& link );
-   void handleState( Port& port, Link const& link );
-   std::vector< Port* > portsOf( Link const& link );
-   void leave( Port& port, std::uint32_t index, LinkNews const& news );
+   void handleState( Watched& name, Link const& link );
+   std::vector< Watched* > watchedOf( Link const& link );
+   void leave( Watched& name, std::uint32_t index, LinkCause const& cause );
 
    Zet::Ptr< Interface::EthIntfStatusDir > const directory_;
    Observer* observer_ = nullptr;
-   LinkNews news_;
-   std::vector< LinkNews > changes_;
-   std::unordered_map< std::string_view, Port > ports_; // By name.
-   std::unordered_map< std::uint32_t, Known > links_;   // By index.
+   LinkCause cause_;
+   std::vector< LinkCause > changes_;
+   std::unordered_map< std::string_view, Watched > watched_; // By name.
+   std::unordered_map< std::uint32_t, Known > links_;        // By index.
 };
 
 } // namespace Ufdd

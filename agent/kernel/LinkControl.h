@@ -8,46 +8,44 @@
 
 namespace Ufdd {
 
-// One interface to be opened or shut, and what came of it.
+// A request to open or shut one link, and its result.
 struct LinkRequest {
    enum class Means {
-      adminDown, // It is set administratively down.
-      protoDown, // Its protodown is set, and our bit among the reasons for that. Not every driver
-                 // has this; the administrator's setting and ours don't get in each other's way.
-      onlyReason // As protoDown, but when it is opened only our bit is taken back: the protodown
-                 // was there before.
+      adminDown, // The link is set administratively down.
+      protoDown, // Protodown is set, with our bit among its reasons. Leaves the administrator's
+                 // setting alone, but not every driver supports it.
+      onlyReason // As protoDown, but opening only clears our bit: protodown was set before.
    };
 
    std::uint32_t index = 0;
    bool up = false;
    Means means = Means::adminDown;
    unsigned int reason = 0; // The number of our bit.
-   bool onlyAsk = false;    // How the interface is: nothing is done about it.
-   // For whom asks: the control goes by the index alone.
+   bool onlyAsk = false;    // Only queries the state; changes nothing.
+   // For the caller's use; the control goes by the index alone.
    Kelnet::IntfId port = {};
 
-   // The answer: an errno value, 0 when it is done.
+   // The result: an errno value, 0 when it is done.
    int error = 0;
-   // Also answers: how the interface was just before and just after, each with an index of 0 when
-   // that is not known. The asker may say how it was last known to be before, which makes it
-   // quicker to be sure.
+   // Also results: the link just before and just after, with index 0 when unknown. The caller may
+   // set `before` to the last known state, which saves a query.
    Link before = {};
    Link after = {};
 
-   // Whether a link is as that means leaves it.
+   // Returns true if `link` is shut by that means.
    static bool isShutBy( Link const& link, Means means, unsigned int reason ) {
       return means == Means::adminDown
                  ? !link.adminUp
                  : link.protoDown && link.hasProtoDownReason( reason ) && !link.carrier;
    }
-   // Whether a link has carrier in spite of a protodown of ours: its driver lets it slip.
+   // Returns true if `link` has carrier in spite of our protodown: its driver ignores it.
    bool isSlip( Link const& link ) const {
       return means != Means::adminDown && link.protoDown && link.hasProtoDownReason( reason ) &&
              link.carrier;
    }
-   // Whether it was open, as far as we know.
+   // Returns true if the link is known to have been open.
    bool wasOpen() const { return before.index && !isShutBy( before, means, reason ); }
-   // Whether it was seen to be as it was asked to be.
+   // Returns true if the link was seen in the requested state.
    bool isSeen() const {
       if ( !after.index )
          return false;
@@ -57,13 +55,13 @@ struct LinkRequest {
    }
 };
 
-// What sets interfaces up and down: the kernel, or a stand-in.
+// Opens and shuts links: the kernel, or a stand-in.
 class LinkControl {
  public:
    virtual ~LinkControl() = default;
 
-   // Acts on all of them, in their order, and fills in the answers. A request for an interface
-   // that is set that way already changes nothing. None fails because another did.
+   // Carries out all requests in order, each whatever becomes of the others, and fills in the
+   // results. A request for a link that is in that state already changes nothing.
    virtual void apply( std::span< LinkRequest > requests ) = 0;
 };
 

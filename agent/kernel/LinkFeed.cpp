@@ -46,7 +46,7 @@ LinkFeed::takeOverdueDump() {
 
 void
 LinkFeed::handleLoss() {
-   hasNews_ = true;
+   hasMessages_ = true;
    state_ = isDumping() ? State::spoilt : State::lost;
 }
 
@@ -80,7 +80,7 @@ LinkFeed::handleMessage( nlmsghdr const& message ) {
    switch ( message.nlmsg_type ) {
    case RTM_NEWLINK:
    case RTM_DELLINK:
-      handleNews( message );
+      handleLinkMessage( message );
       break;
    case NLMSG_DONE:
       // Be it of the one before, if ours was refused and the answer lost.
@@ -100,11 +100,11 @@ LinkFeed::handleMessage( nlmsghdr const& message ) {
 }
 
 void
-LinkFeed::handleNews( nlmsghdr const& message ) {
+LinkFeed::handleLinkMessage( nlmsghdr const& message ) {
    std::optional< Link > const link = linkOf( message );
    if ( !link )
       return;
-   hasNews_ |= message.nlmsg_pid != ownPort_ || ownPort_ == 0;
+   hasMessages_ |= message.nlmsg_pid != ownPort_ || ownPort_ == 0;
    if ( state_ == State::dump )
       said_.push_back( *link );
    else if ( state_ != State::live )

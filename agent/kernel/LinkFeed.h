@@ -13,42 +13,42 @@ struct nlmsghdr;
 
 namespace Ufdd {
 
-// Makes link news of the datagrams of an rtnetlink socket that is subscribed to the kernel's
-// link group. Knows when news were lost, and then tells nothing until a dump of all links, asked
-// for after that, has come in whole.
+// Decodes the datagrams of an rtnetlink socket that is subscribed to the kernel's link messages,
+// and delivers the links. After messages were lost it delivers nothing until a complete dump of all
+// links, requested after the loss, has come in.
 class LinkFeed {
  public:
    static constexpr double dumpPatience = 1; // In seconds.
-   // In a row, other than for the moment. Without a list nothing is known of any link, so that it
-   // is better to end than to go on.
+   // The number of refused dumps in a row after which it gives up: without a list of links, ufdd
+   // had better end than go on.
    static constexpr int maxRefusals = 5;
 
    // `ownPort` is the port number of the socket.
    explicit LinkFeed( LinkListener& listener, std::uint32_t ownPort = 0 )
        : listener_( listener ), ownPort_( ownPort ) {}
 
-   // News may be missing, as at the beginning: the owner must ask the kernel for a dump, unless
-   // one is under way.
+   // Returns true if messages may be missing, as at the beginning, and no dump is under way: the
+   // owner must request one.
    bool dumpWanted() const { return state_ == State::lost; }
-   // Whether one is under way of which nothing came for dumpPatience. It counts as lost, be it the
-   // question or the answer, and is wanted again.
+   // Returns true if nothing of the dump under way came for dumpPatience. The dump counts as lost
+   // then, and another one is wanted.
    bool takeOverdueDump();
-   // The listener knows all that the kernel said.
+   // Returns true if the listener knows the state of all links.
    bool complete() const { return state_ == State::live; }
 
-   // Whether anything happened since the last call, other than that our questions were answered.
-   bool takeNews() { return std::exchange( hasNews_, false ); }
-   // What went wrong since the last call, so that all links are read again; or empty.
+   // Returns true if messages came since the last call, beside answers to our questions.
+   bool tookMessages() { return std::exchange( hasMessages_, false ); }
+   // Returns what went wrong since the last call, for which all links are read again; or nothing.
    std::string takeTrouble() { return std::exchange( trouble_, {} ); }
 
-   // A dump was asked for, under that sequence number.
+   // Call when a dump was requested, with the request's sequence number.
    void handleDumpAsked( std::uint32_t sequence );
-   // What the socket received, and the port number of who sent it.
+   // Call with what the socket received, and the netlink port number of the sender.
    // Throws: std::system_error when the kernel refuses the dump for good.
    void handleDatagram( std::uint32_t sender, std::span< std::byte const > datagram );
-   // The socket dropped messages, or cut one.
+   // Call when the socket dropped messages, or cut one.
    void handleLoss();
-   // Takes it for a trouble, unless there was one already since the links were known.
+   // Keeps `what` for takeTrouble(), unless there was a trouble already since the links were known.
    void handleTrouble( std::string const& what );
 
  private:
@@ -61,19 +61,19 @@ class LinkFeed {
 
    bool isDumping() const { return state_ == State::dump || state_ == State::spoilt; }
    void handleMessage( nlmsghdr const& message );
-   void handleNews( nlmsghdr const& message );
+   void handleLinkMessage( nlmsghdr const& message );
    void handleDumpEnd( nlmsghdr const& message );
 
    LinkListener& listener_;
    std::uint32_t const ownPort_;
-   bool hasNews_ = false;
+   bool hasMessages_ = false;
    std::string trouble_;
    bool isTroubled_ = false; // Until all links are known again.
    int refusals_ = 0;
    State state_ = State::lost;
    std::uint32_t dumpSequence_ = 0;
    double dumpMovedAt_ = 0; // When it was asked for, or a part of it came.
-   // While a dump is under way: all that was said since, in order; the last word on an index
+   // During a dump: all that came since it was requested, in order; the last one of an index
    // counts. A link that is gone has no name.
    std::vector< Link > said_;
 };

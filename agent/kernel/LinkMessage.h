@@ -22,17 +22,17 @@ struct LinkMessage {
 LinkMessage beginLinkMessage( std::byte* room, std::uint16_t type, std::uint16_t flags,
                               std::uint32_t sequence );
 
-// Writes the question how the link of that index is, or with NLM_F_DUMP how all are. Needs no more
-// than questionRoom; the result is its size.
+// Writes a request for the state of that link, or with NLM_F_DUMP of all links. Returns its size,
+// at most questionRoom.
 constexpr std::size_t questionRoom = 64;
 std::size_t putLinkQuestion( std::byte* room, std::uint32_t index, std::uint16_t flags,
                              std::uint32_t sequence );
 
-// What a message says of a link; of a deleted one there is no name. None when the message is no
-// news of a link: a bridge tells of its ports in messages of the same kind, of another family.
+// Decodes a message about a link. Returns nothing for other messages, such as those of a bridge
+// about its ports, which have the same type and another family.
 std::optional< Link > linkOf( nlmsghdr const& message );
 
-// The errno value in a message that ends a dump or answers a request.
+// Returns the errno value in a message that ends a dump or answers a request.
 int errorOf( nlmsghdr const& message );
 
 } // namespace Ufdd

@@ -7,17 +7,17 @@
 
 namespace Ufdd {
 
-// Asks how an interface is without a message to the kernel, in the network namespace that the
-// process was in when this was made. Takes a microsecond or two.
+// Asks for the state of an interface by ioctl, which takes a microsecond or two. The interfaces are
+// those of the network namespace that the process was in when this was made.
 class LinkProbe {
  public:
    // Throws: std::system_error when there is no socket to ask with.
    LinkProbe();
 
-   // As its driver says; none when that doesn't tell, or when there is no such interface. Where the
-   // kernel was owned news of the interface back, they are on their way after it.
+   // Returns what the driver says, or nothing when it doesn't say or there is no such interface. If
+   // the kernel was delaying a message about the interface, it sends that message now.
    std::optional< bool > carrier( InterfaceName const& name ) const;
-   // None when there is no such interface.
+   // Returns nothing when there is no such interface.
    std::optional< bool > isAdminUp( InterfaceName const& name ) const;
 
  private:

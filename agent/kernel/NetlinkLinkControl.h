@@ -16,30 +16,28 @@ namespace Ufdd {
 // Sets interfaces of the network namespace that the process was in when this was made.
 class NetlinkLinkControl final : public LinkControl {
  public:
-   // Calls afterBatch whenever a batch of requests is done, which may take a while.
+   // Calls afterBatch after each batch of requests, for which a driver may take seconds.
    explicit NetlinkLinkControl( std::function< void() > afterBatch = [] {} );
 
-   // Whether the kernel lets this process change interfaces (CAP_NET_ADMIN). Touches none.
+   // Returns true if the kernel lets this process change interfaces (CAP_NET_ADMIN). Touches none.
    bool allowed();
 
    // The requests cost one round trip to the kernel for every batchSize of them.
    void apply( std::span< LinkRequest > requests ) override;
 
  private:
-   // Drivers may take a good part of a second for each, and the service manager wants a sign of
-   // life every few.
+   // A driver may take a good part of a second for each, and the service manager expects a sign of
+   // life every few seconds.
    static constexpr std::size_t batchSize = 16;
-   // For all answers to a batch.
+   // In bytes: room for all answers to a batch.
    static constexpr int receiveBuffer = 1 << 20;
    static constexpr std::uint32_t messagesEach = 3;
 
    void applyBatch( std::span< LinkRequest > requests );
-   // Each request is an order between two questions, how the interface is: just before, unless a
-   // glance tells, and when all of the batch are done, for none is to wait for an answer about
-   // another.
+   // Sends for each request a query of the link, unless glance() knows its state, and the order;
+   // then a second query for each, so that no order waits for an answer about another link.
    void sendBatch( std::span< LinkRequest > requests );
-   // Brings what was known before up to date, as far as it matters; false when that must be asked
-   // for, and is not known until then.
+   // Updates request.before by ioctl. Returns false when a query is needed for that.
    bool glance( LinkRequest& request ) const;
    void receiveAnswers( std::span< LinkRequest > requests );
    void handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests );

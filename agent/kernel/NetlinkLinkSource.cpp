@@ -18,8 +18,8 @@ namespace {
 constexpr double startPatience = 10;
 // More in a row are no passing errors.
 constexpr int maxReceiveErrors = 100;
-// As many as the receive buffer holds, so that what waited there is acted on as one change, and not
-// on what was true a while ago; but acting doesn't wait for the end of a storm.
+// As many as the receive buffer holds, so that ufdd acts once on all that waited there, and not on
+// outdated states in between. Bounded, so that acting doesn't wait for the end of a storm.
 constexpr int datagramsPerTurn = 4096;
 
 } // namespace
@@ -34,7 +34,7 @@ NetlinkLinkSource::start( LinkListener& listener ) {
    // Before the list is asked for, so that no change falls between the two.
    socket_.subscribe( RTNLGRP_LINK );
    askForDump();
-   for ( double const end = Zet::now() + startPatience; !settle(); ) {
+   for ( double const end = Zet::now() + startPatience; !endTurn(); ) {
       if ( Zet::now() > end )
          throw std::system_error( ETIMEDOUT, std::generic_category(),
                                   "the interfaces could not be listed: the kernel does not answer, "
@@ -49,14 +49,14 @@ NetlinkLinkSource::handleReadable() {
    int received = 0;
    while ( received < datagramsPerTurn && receive( 0 ) )
       ++received;
-   // Once it has dropped news, the kernel drops more without a word, until nothing waits any more.
+   // Once it has dropped messages, the kernel drops more without a word until the socket is empty.
    if ( received < datagramsPerTurn && feed_->dumpWanted() )
       askForDump();
 }
 
 bool
-NetlinkLinkSource::settle() {
-   // What waits may be what seems overdue.
+NetlinkLinkSource::endTurn() {
+   // The dump that seems overdue may be waiting in the socket.
    if ( !feed_->complete() )
       handleReadable();
    if ( feed_->takeOverdueDump() )
@@ -85,7 +85,7 @@ NetlinkLinkSource::receive( int timeoutMs ) {
    if ( !datagram )
       return false;
    if ( datagram->lossy ) {
-      feed_->handleTrouble( "news of links were lost, there were too many at once" );
+      feed_->handleTrouble( "messages about links were lost, too many came at once" );
       feed_->handleLoss();
    } else
       feed_->handleDatagram( datagram->sender, datagram->bytes );
@@ -102,9 +102,9 @@ NetlinkLinkSource::ask( std::span< std::uint32_t const > indexes ) {
       if ( size > 0 )
          socket_.send( std::span( questions_ ).first( size ) );
    } catch ( std::system_error const& error ) {
-      // It may fail each time.
+      // Told once: it may fail each time.
       if ( int const number = error.code().value(); std::exchange( askError_, number ) != number )
-         askTrouble_ = "can't ask the kernel how uplinks are: " + error.code().message() +
+         askTrouble_ = "can't ask the kernel for the state of uplinks: " + error.code().message() +
                        "; a loss may be noticed a second late";
    }
    handleReadable();
@@ -114,7 +114,7 @@ void
 NetlinkLinkSource::askForDump() {
    alignas( nlmsghdr ) std::array< std::byte, questionRoom > room{};
    std::size_t const size = putLinkQuestion( room.data(), 0, NLM_F_DUMP, ++sequence_ );
-   // Where that fails it is overdue some time, as if it were lost on the way.
+   // If sending fails, the dump becomes overdue, as if it were lost on the way.
    feed_->handleDumpAsked( sequence_ );
    try {
       socket_.send( std::span( room ).first( size ) );

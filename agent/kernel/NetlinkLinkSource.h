@@ -18,27 +18,27 @@ namespace Ufdd {
 // The links of the network namespace that the process was in when this was made.
 class NetlinkLinkSource final : public LinkSource {
  public:
-   // Room for the news of some thousand links that change at once.
+   // Room for the messages of some thousand links that change at once.
    static constexpr int usualReceiveBuffer = 8 << 20;
 
-   // Borrows: loop, which delivers the news. The size is in bytes; where the system doesn't allow
-   // as much, it is as large as it may be.
+   // `receiveBuffer` is in bytes; the buffer is smaller where the system doesn't allow that much.
+   // Borrows: loop.
    explicit NetlinkLinkSource( EventLoop& loop, int receiveBuffer = usualReceiveBuffer );
 
    void start( LinkListener& listener ) override;
    std::optional< bool > carrier( InterfaceName const& name ) override {
       return probe_.carrier( name );
    }
-   // Where that can't be asked, the kernel's own news have to do.
+   // If the kernel can't be asked, only its own messages are delivered.
    void ask( std::span< std::uint32_t const > indexes ) override;
-   bool settle() override;
-   bool takeNews() override { return feed_->takeNews(); }
+   bool endTurn() override;
+   bool tookMessages() override { return feed_->tookMessages(); }
    std::string takeTrouble() override;
 
  private:
    void handleReadable();
    void askForDump();
-   // Takes in the next datagram, waiting for it at most that long; false when there was none.
+   // Handles the next datagram, waiting for it at most that long. Returns false when none came.
    bool receive( int timeoutMs );
 
    EventLoop& loop_;
@@ -48,7 +48,7 @@ class NetlinkLinkSource final : public LinkSource {
    std::optional< LinkFeed > feed_;
    std::uint32_t sequence_ = 0;
    int receiveErrors_ = 0; // In a row.
-   int askError_ = 0;      // The last, an errno value.
+   int askError_ = 0;      // The last errno value of ask().
    std::string askTrouble_;
    std::vector< std::byte > questions_;
 };

@@ -10,13 +10,13 @@ struct mnl_socket;
 
 namespace Ufdd {
 
-// An rtnetlink socket of its own port number, and the room for what it receives.
+// An rtnetlink socket with its own netlink port number and its receive buffer.
 class NetlinkSocket {
  public:
    struct Datagram {
-      std::uint32_t sender = 0; // The port number; the kernel's is 0.
+      std::uint32_t sender = 0; // Netlink port number; the kernel's is 0.
       std::span< std::byte const > bytes;
-      // It was cut, or the kernel had to drop others before it, or instead of it.
+      // The datagram was cut, or the kernel dropped others.
       bool lossy = false;
    };
 
@@ -27,15 +27,15 @@ class NetlinkSocket {
    NetlinkSocket& operator=( NetlinkSocket const& ) = delete;
 
    int fd() const;
-   // Its own port number.
+   // Its netlink port number.
    std::uint32_t port() const;
-   // Larger than the system allows to all, where we are allowed that.
+   // Sets the size of the kernel's buffer, beyond the system's limit if we have CAP_NET_ADMIN.
    void receiveBufferIs( int bytes );
    // Joins a multicast group (RTNLGRP_...).
    void subscribe( int group );
    void send( std::span< std::byte const > messages );
-   // The next datagram, waiting for it at most that long; none when there was none. The bytes
-   // are valid until the next call.
+   // Returns the next datagram, waiting for it at most that long, or nothing.
+   // Valid until: the next call.
    std::optional< Datagram > receive( int timeoutMs );
 
  private:

@@ -94,7 +94,7 @@ Place::open() {
 }
 
 void
-Place::takeNews() {
+Place::tookMessages() {
    while ( auto const datagram = hearing_->receive( 0 ) ) {
       if ( datagram->lossy )
          throw std::runtime_error( "news were lost" );
@@ -113,13 +113,13 @@ Place::takeNews() {
 
 bool
 Place::hasAnotherFailed() {
-   takeNews();
+   tookMessages();
    return !hasAnotherCarrier_;
 }
 
 bool
 Place::haveBecome( bool up ) {
-   takeNews();
+   tookMessages();
    return std::all_of( ports_.begin(), ports_.end(), [ up ]( Port const& port ) {
       return up ? port.isUp && port.hasCarrier : !port.isUp;
    } );

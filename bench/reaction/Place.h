@@ -62,7 +62,7 @@ class Place {
    void makeLinks( std::string const& uplink, std::vector< std::string > const& ports, bool tap );
    void uplinkIs( bool up );
    void set( std::uint32_t index, bool up );
-   void takeNews();
+   void tookMessages();
 
    std::string const peer_;
    std::optional< Ufdd::NetlinkSocket > hearing_;

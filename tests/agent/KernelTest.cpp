@@ -105,7 +105,7 @@ TEST_F( KernelTest, manyNewsWhileStopped ) {
          std::this_thread::sleep_for( std::chrono::milliseconds( 50 ) );
          EXPECT_EQ( transitions( "d1-far" ), expected ) << ufdd.output();
       }
-      EXPECT_EQ( ufdd.wrote( "news of links were lost" ), bytes == std::string( "4096" ) );
+      EXPECT_EQ( ufdd.wrote( "messages about links were lost" ), bytes == std::string( "4096" ) );
       // While it runs, what is lost may be the list of all links that it asks for.
       for ( bool const end : { true, false, true } ) {
          std::thread other( [] {

@@ -73,7 +73,7 @@ SimulatedKernel::overrun( bool losesQuestion ) {
 }
 
 bool
-SimulatedKernel::settle() {
+SimulatedKernel::endTurn() {
    if ( !feed_->complete() )
       deliver();
    if ( feed_->takeOverdueDump() )

@@ -40,8 +40,8 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    void start( LinkListener& listener ) override;
    std::optional< bool > carrier( InterfaceName const& name ) override;
    void ask( std::span< std::uint32_t const > indexes ) override;
-   bool settle() override;
-   bool takeNews() override { return feed_->takeNews(); }
+   bool endTurn() override;
+   bool tookMessages() override { return feed_->tookMessages(); }
    std::string takeTrouble() override { return feed_->takeTrouble(); }
    void apply( std::span< LinkRequest > requests ) override;
 

@@ -7,15 +7,15 @@
 
 namespace Ufdd {
 
-// A change of an interface, as the reason for what follows from it.
-struct LinkNews {
+// A change of a link, as the cause of a group's transition.
+struct LinkCause {
    enum class Kind { none, up, lostCarrier, adminDown, dormant, removed, renamed };
 
    Kind kind = Kind::none;
-   Kelnet::IntfId port;
-   InterfaceName newName; // Of one that was renamed.
+   Kelnet::IntfId link;   // By a name that is watched.
+   InterfaceName newName; // Set for `renamed`.
 
-   // "eth1 lost carrier"; empty for no news.
+   // "eth1 lost carrier"; empty for `none`.
    std::string text() const;
 };
 

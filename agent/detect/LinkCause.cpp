@@ -1,10 +1,10 @@
-#include "agent/detect/LinkNews.h"
+#include "agent/detect/LinkCause.h"
 
 namespace Ufdd {
 
 std::string
-LinkNews::text() const {
-   std::string const name( port.name().view() );
+LinkCause::text() const {
+   std::string const name( link.name().view() );
    switch ( kind ) {
    case Kind::none:
       return "";
