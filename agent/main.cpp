@@ -1,10 +1,9 @@
 #include "agent/Daemon.h"
+#include "agent/base/CommandLine.h"
 #include "agent/base/JournalLog.h"
 #include "agent/base/Log.h"
 #include "agent/base/StandardDescriptors.h"
 #include "agent/config/ConfigFile.h"
-
-#include <CLI/CLI.hpp>
 
 #include <chrono>
 #include <csignal>
@@ -104,54 +103,45 @@ main( int argc, char** argv ) {
    // A log that nobody reads any more is no reason to stop.
    std::signal( SIGPIPE, SIG_IGN );
 
-   CLI::App app( "Shuts downstream ports while too few uplinks are up.", "ufdd" );
+   Ufdd::CommandLine line( "ufdd", UFDD_VERSION,
+                           "Shuts downstream ports while too few uplinks are up." );
    Ufdd::DaemonOptions options;
    std::string checkedFile;
    bool isToRelease = false;
-   app.set_version_flag( "--version", "ufdd " UFDD_VERSION );
-   auto* const ways = app.add_option_group( "ways to run" );
-   auto* const config = ways->add_option( "--config", options.configFile,
-                                          "Run with the groups configured in this file" )
-                            ->type_name( "FILE" );
-   auto* const release =
-       ways->add_flag( "--release", isToRelease,
-                       "Only open the ports that a ufdd left shut, because it was killed or\n"
-                       "made room, and none is to follow; with --config also those that it\n"
-                       "doesn't remember, but that have the protodown_reason of that file" );
-   ways->add_option( "--check", checkedFile, "Only tell whether this configuration is right" )
-       ->type_name( "FILE" )
-       ->excludes( config )
-       ->excludes( release );
-   ways->require_option( 1, 2 );
-   app.add_option( "--state-dir", options.stateDirectory,
-                   "Where to remember which ports are shut, so that the next ufdd opens\n"
-                   "them if this one is killed" )
-       ->type_name( "DIR" )
-       ->capture_default_str();
-   app.add_option( "--receive-buffer", options.receiveBuffer,
-                   "The bytes of news of links that may wait, before all links have to be\n"
-                   "read again" )
-       ->type_name( "BYTES" )
-       ->check( CLI::Range( 1, 1 << 30 ) )
-       ->capture_default_str();
-   app.add_option( "--socket", options.socket, "Where to serve the status, for ufdctl to read" )
-       ->type_name( "PATH" )
-       ->capture_default_str();
-   app.footer( "Signals: SIGHUP reads the configuration again; SIGUSR2 writes the status of the\n"
-               "groups to the log; SIGTERM stops and opens every port; SIGUSR1 stops and leaves\n"
-               "the ports as they are, for the next ufdd.\n"
-               "Exit status: 0 when stopped by a signal, or done with --release, with every\n"
-               "port open that was to be opened, or when the configuration is right; 78 when\n"
-               "the configuration is wrong; 64 when the command line is; 1 for anything else,\n"
-               "with a line that says what." );
-   try {
-      app.parse( argc, argv );
-   } catch ( CLI::ParseError const& error ) {
-      return app.exit( error ) == EXIT_SUCCESS ? EXIT_SUCCESS : EX_USAGE;
-   }
+   line.option( "--config", "FILE", options.configFile,
+                "Run with the groups configured in this file" );
+   line.option( "--check", "FILE", checkedFile, "Only tell whether this configuration is right" );
+   line.flag( "--release", isToRelease,
+              "Only open the ports that a ufdd left shut, because it was killed or\n"
+              "made room, and none is to follow; with --config also those that it\n"
+              "doesn't remember, but that have the protodown_reason of that file" );
+   line.option( "--state-dir", "DIR", options.stateDirectory,
+                "Where to remember which ports are shut, so that the next ufdd opens\n"
+                "them if this one is killed" );
+   line.option( "--receive-buffer", "BYTES", options.receiveBuffer, 1 << 30,
+                "The bytes of news of links that may wait, before all links have to be\n"
+                "read again" );
+   line.option( "--socket", "PATH", options.socket,
+                "Where to serve the status, for ufdctl to read" );
+   line.footer( "One of --config, --check and --release is needed.\n"
+                "Signals: SIGHUP reads the configuration again; SIGUSR2 writes the status of the\n"
+                "groups to the log; SIGTERM stops and opens every port; SIGUSR1 stops and leaves\n"
+                "the ports as they are, for the next ufdd.\n"
+                "Exit status: 0 when stopped by a signal, or done with --release, with every\n"
+                "port open that was to be opened, or when the configuration is right; 78 when\n"
+                "the configuration is wrong; 64 when the command line is; 1 for anything else,\n"
+                "with a line that says what." );
+   if ( auto const status = line.parse( argc, argv ) )
+      return *status;
+   bool const isToRun = !options.configFile.empty();
+   bool const isToCheck = !checkedFile.empty();
+   if ( !isToRun && !isToCheck && !isToRelease )
+      return line.refuse( "one of --config FILE, --check FILE and --release is needed" );
+   if ( isToCheck && ( isToRun || isToRelease ) )
+      return line.refuse( "--check FILE can't be combined with --config or --release" );
    if ( isToRelease )
       // A ufdd that is still ending may have what is to be opened.
       return withDaemon( options, releaseTries,
                          []( Ufdd::Daemon& daemon ) { return daemon.release(); } );
-   return checkedFile.empty() ? run( options ) : check( checkedFile );
+   return isToCheck ? check( checkedFile ) : run( options );
 }

@@ -1,12 +1,12 @@
 #include "agent/ctl/Describe.h"
 
+#include "agent/base/CommandLine.h"
 #include "agent/base/NearestWord.h"
 #include "agent/ctl/TextTable.h"
 #include "agent/reflected/AttributeKind.h"
 #include "platform/zet/types/IntrospectionReactor.h"
 #include "sm/Root.h"
 
-#include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
@@ -195,17 +195,17 @@ describe( std::string const& type, bool asJson ) {
 } // namespace
 
 void
-addDescribe( CLI::App& app ) {
+addDescribe( CommandLine& line ) {
    struct Options {
       std::string type;
       bool asJson = false;
    };
    auto const options = std::make_shared< Options >();
-   CLI::App* const command =
-       app.add_subcommand( "describe", "Prints the types of the library with their attributes" );
-   command->add_option( "TYPE", options->type, "Only this one, such as GroupConfig" );
-   command->add_flag( "--json", options->asJson, "For programs to read" );
-   command->callback( [ options ] { describe( options->type, options->asJson ); } );
+   Command command =
+       line.command( "describe", "Prints the types of the library with their attributes",
+                     [ options ] { describe( options->type, options->asJson ); } );
+   command.argument( "TYPE", options->type, "Only this one, such as GroupConfig" );
+   command.flag( "--json", options->asJson, "For programs to read" );
 }
 
 } // namespace Ufdd

@@ -1,11 +1,10 @@
 #include "agent/ctl/Show.h"
 
+#include "agent/base/CommandLine.h"
 #include "agent/ctl/StatusReport.h"
 #include "agent/ctl/StatusStream.h"
 #include "agent/ctl/Watcher.h"
 #include "agent/status/StatusReplica.h"
-
-#include <CLI/CLI.hpp>
 
 #include <chrono>
 #include <cstdlib>
@@ -90,15 +89,14 @@ watch( std::string const& socket, Options const& options ) {
 }
 
 void
-add( CLI::App& app, std::string const& socket, std::string const& name, std::string const& help,
+add( CommandLine& line, std::string const& socket, std::string const& name, std::string const& help,
      std::string const& footer, void ( *run )( std::string const&, Options const& ) ) {
    auto const options = std::make_shared< Options >();
-   CLI::App* const command = app.add_subcommand( name, help );
-   command->fallthrough();
-   command->add_option( "GROUP", options->group, "Only this group" );
-   command->add_flag( "--json", options->asJson, "For programs to read" );
-   command->footer( footer );
-   command->callback( [ &socket, options, run ] { run( socket, *options ); } );
+   Command command =
+       line.command( name, help, [ &socket, options, run ] { run( socket, *options ); } );
+   command.argument( "GROUP", options->group, "Only this group" );
+   command.flag( "--json", options->asJson, "For programs to read" );
+   command.footer( footer );
 }
 
 } // namespace
@@ -111,8 +109,8 @@ requireOutput() {
 }
 
 void
-addShow( CLI::App& app, std::string const& socket ) {
-   add( app, socket, "show", "Prints how the groups of ufdd are",
+addShow( CommandLine& line, std::string const& socket ) {
+   add( line, socket, "show", "Prints how the groups of ufdd are",
         "Prints for each group its link status, how many times it went down since ufdd\n"
         "was started, also where a delay or dry_run kept its ports open, and when last.\n"
         "A group that is down from the beginning has not gone down. With --json an\n"
@@ -124,8 +122,8 @@ addShow( CLI::App& app, std::string const& socket ) {
 }
 
 void
-addWatch( CLI::App& app, std::string const& socket ) {
-   add( app, socket, "watch", "Prints each transition of a group as it happens",
+addWatch( CommandLine& line, std::string const& socket ) {
+   add( line, socket, "watch", "Prints each transition of a group as it happens",
         "Prints how the groups are, then a line for each transition and for each group\n"
         "that is removed, until it is interrupted. When ufdd is restarted it says so,\n"
         "connects again and prints what has changed meanwhile. With --json an object a\n"

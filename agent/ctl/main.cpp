@@ -1,47 +1,32 @@
 // ufdctl: shows what the detection library and a running ufdd have to tell.
 
+#include "agent/base/CommandLine.h"
 #include "agent/base/StandardDescriptors.h"
 #include "agent/ctl/Describe.h"
 #include "agent/ctl/Show.h"
 #include "agent/status/StatusServer.h"
-
-#include <CLI/CLI.hpp>
 
 #include <cstdlib>
 #include <exception>
 #include <fcntl.h>
 #include <iostream>
 #include <string>
-#include <sysexits.h>
 
 int
 main( int argc, char** argv ) {
    // Not to be written to: that there is no output is an error.
    Ufdd::fillStandardDescriptors( O_RDONLY );
-   CLI::App app( "Shows what the uplink failure detection has to tell.", "ufdctl" );
-   app.set_version_flag( "--version", "ufdctl " UFDD_VERSION );
-   app.require_subcommand( 1 );
+   Ufdd::CommandLine line( "ufdctl", UFDD_VERSION,
+                           "Shows what the uplink failure detection has to tell." );
    std::string socket = Ufdd::StatusServer::usualSocket;
-   app.add_option( "--socket", socket, "Where ufdd serves its status" )
-       ->type_name( "PATH" )
-       ->capture_default_str();
-   Ufdd::addShow( app, socket );
-   Ufdd::addWatch( app, socket );
-   Ufdd::addDescribe( app );
+   line.option( "--socket", "PATH", socket, "Where ufdd serves its status" );
+   Ufdd::addShow( line, socket );
+   Ufdd::addWatch( line, socket );
+   Ufdd::addDescribe( line );
    try {
-      app.parse( argc, argv );
+      if ( auto const status = line.parse( argc, argv ) )
+         return *status;
       Ufdd::requireOutput();
-   } catch ( CLI::RequiredError const& error ) {
-      // What was taken for a command is left over.
-      auto const left = app.remaining();
-      if ( left.empty() || left.front().starts_with( '-' ) )
-         app.exit( error );
-      else
-         std::cerr << "ufdctl: there is no command \"" << left.front()
-                   << "\"; \"ufdctl --help\" lists those that there are\n";
-      return EX_USAGE;
-   } catch ( CLI::ParseError const& error ) {
-      return app.exit( error ) == EXIT_SUCCESS ? EXIT_SUCCESS : EX_USAGE;
    } catch ( std::exception const& error ) {
       std::cerr << "ufdctl: " << error.what() << '\n';
       return EXIT_FAILURE;

@@ -1,13 +1,12 @@
 // Sets an interface up or down, as a neighbour does who plugs or pulls a cable, and tells how long
 // it took until others followed, or that they did not.
 
+#include "agent/base/CommandLine.h"
 #include "agent/base/EventLoop.h"
 #include "agent/kernel/LinkSource.h"
 #include "agent/kernel/NetlinkLinkControl.h"
 #include "agent/kernel/NetlinkLinkSource.h"
 #include "platform/zet/Clock.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -29,7 +28,7 @@ struct Task {
    bool up = false;
    std::vector< std::string > followers;
    bool still = false; // The followers must keep their carrier as it is.
-   unsigned int milliseconds = 1000;
+   int milliseconds = 1000;
 };
 
 class Pull final : public Ufdd::LinkListener {
@@ -117,17 +116,19 @@ int
 main( int argc, char** argv ) {
    Task task;
    bool down = false;
-   CLI::App app( "Sets an interface up or down and prints the milliseconds until the last of "
-                 "its followers had its carrier back or had lost it." );
-   app.add_option( "interface", task.interface )->required();
-   auto* const directions = app.add_option_group( "direction" );
-   directions->add_flag( "--up", task.up );
-   directions->add_flag( "--down", down );
-   directions->require_option( 1 );
-   app.add_option( "--followers", task.followers )->required();
-   app.add_flag( "--still", task.still, "The followers must keep their carrier all the time" );
-   app.add_option( "--within", task.milliseconds, "Milliseconds to wait for that" );
-   CLI11_PARSE( app, argc, argv );
+   Ufdd::CommandLine line( "ufd-pull", UFDD_VERSION,
+                           "Sets an interface up or down and prints the milliseconds until the "
+                           "last of its followers had its carrier back or had lost it." );
+   line.argument( "INTERFACE", task.interface, "The one to set" );
+   line.flag( "--up", task.up, "Set it up" );
+   line.flag( "--down", down, "Set it down" );
+   line.option( "--followers", "INTERFACE", task.followers, "Those that have to follow" );
+   line.flag( "--still", task.still, "The followers must keep their carrier all the time" );
+   line.option( "--within", "MILLISECONDS", task.milliseconds, 1000000, "How long to wait" );
+   if ( auto const status = line.parse( argc, argv ) )
+      return *status;
+   if ( task.interface.empty() || task.followers.empty() || task.up == down )
+      return line.refuse( "needed are an interface, its followers, and --up or --down" );
    try {
       Pull pull( task );
       bool const ok = pull.run();

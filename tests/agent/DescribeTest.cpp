@@ -49,8 +49,8 @@ TEST( Describe, findsATypeByEitherName ) {
        std::pair( std::string( "ufdctl: there is no type \"Confg\"; did you mean Config?\n" ),
                   1 ) );
    EXPECT_EQ( ufdctl( { "descibe", "Config" } ),
-              std::pair( std::string( "ufdctl: there is no command \"descibe\"; \"ufdctl --help\" "
-                                      "lists those that there are\n" ),
+              std::pair( std::string( "ufdctl: unknown command \"descibe\"; did you mean "
+                                      "describe?\nSee \"ufdctl --help\".\n" ),
                          64 ) );
 }
 

@@ -1,0 +1,135 @@
+#include "agent/base/CommandLine.h"
+
+#include "agent/base/NearestWord.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <iostream>
+#include <iterator>
+#include <string_view>
+#include <sysexits.h>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+std::vector< std::string >
+optionsOf( CLI::App const& app ) {
+   std::vector< std::string > names;
+   for ( CLI::Option const* const option : app.get_options() )
+      for ( std::string const& name : option->get_lnames() )
+         names.push_back( "--" + name );
+   return names;
+}
+
+} // namespace
+
+void
+Command::flag( std::string const& name, bool& isSet, std::string const& help ) {
+   app_.add_flag( name, isSet, help );
+}
+
+void
+Command::option( std::string const& name, std::string const& type, std::string& value,
+                 std::string const& help ) {
+   auto* const option = app_.add_option( name, value, help )->type_name( type );
+   if ( !value.empty() )
+      option->capture_default_str();
+}
+
+void
+Command::option( std::string const& name, std::string const& type, int& value, int most,
+                 std::string const& help ) {
+   app_.add_option( name, value, help )
+       ->type_name( type )
+       ->check( CLI::Range( 1, most ) )
+       ->capture_default_str();
+}
+
+void
+Command::option( std::string const& name, std::string const& type,
+                 std::vector< std::string >& values, std::string const& help ) {
+   app_.add_option( name, values, help )->type_name( type );
+}
+
+void
+Command::argument( std::string const& name, std::string& value, std::string const& help ) {
+   app_.add_option( name, value, help )->type_name( "" );
+}
+
+void
+Command::footer( std::string const& text ) {
+   app_.footer( text );
+}
+
+CommandLine::CommandLine( std::string const& program, std::string const& version,
+                          std::string const& purpose )
+    : CommandLine( std::make_unique< CLI::App >( purpose, program ) ) {
+   app_->set_version_flag( "--version", program + ' ' + version, "Print the version and exit" );
+}
+
+CommandLine::CommandLine( std::unique_ptr< CLI::App > app )
+    : Command( *app ), app_( std::move( app ) ) {}
+
+CommandLine::~CommandLine() = default;
+
+Command
+CommandLine::command( std::string const& name, std::string const& purpose,
+                      std::function< void() > run ) {
+   app_->require_subcommand( 1 );
+   CLI::App* const command = app_->add_subcommand( name, purpose );
+   command->fallthrough();
+   command->callback( std::move( run ) );
+   return Command( *command );
+}
+
+std::optional< int >
+CommandLine::parse( int argc, char** argv ) {
+   try {
+      app_->parse( argc, argv );
+   } catch ( CLI::Success const& done ) {
+      return app_->exit( done );
+   } catch ( CLI::ParseError const& error ) {
+      // A misspelt command is the true reason why one is missing.
+      auto const left = app_->remaining( true );
+      if ( !left.empty() )
+         return refuse( complaintAbout( left.front() ) );
+      if ( dynamic_cast< CLI::RequiredError const* >( &error ) )
+         return refuse( "a command is missing" );
+      return refuse( error.what() );
+   }
+   return std::nullopt;
+}
+
+int
+CommandLine::refuse( std::string const& error ) const {
+   std::string const& program = app_->get_name();
+   std::cerr << program << ": " << error << "\nSee \"" << program << " --help\".\n";
+   return EX_USAGE;
+}
+
+// Says why nothing takes the word.
+std::string
+CommandLine::complaintAbout( std::string const& word ) const {
+   std::string kind = "argument";
+   std::vector< std::string > known;
+   auto const commands = app_->get_subcommands();
+   if ( word.starts_with( '-' ) ) {
+      kind = "option";
+      known = optionsOf( *app_ );
+      for ( CLI::App const* const command : commands )
+         std::ranges::copy( optionsOf( *command ), std::back_inserter( known ) );
+   } else if ( commands.empty() ) {
+      for ( CLI::App const* const command : app_->get_subcommands( nullptr ) )
+         known.push_back( command->get_name() );
+      kind = known.empty() ? kind : "command";
+   }
+   std::vector< std::string_view > const words( known.begin(), known.end() );
+   auto const nearest = nearestWord( word, words );
+   return "unknown " + kind + " \"" + word + '"' +
+          ( nearest ? "; did you mean " + std::string( *nearest ) + '?' : "" );
+}
+
+} // namespace Ufdd
