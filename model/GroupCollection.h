@@ -20,7 +20,7 @@ template < class E, class M > class ZET_EXPORT GroupCollection : public Notify::
    // The group of that name, or null.
    Zet::Ptr< Member > group( Zet::Name name ) { return group_.find( name ); }
    Zet::Ptr< Member const > group( Zet::Name name ) const { return group_.find( name ); }
-   // The group of that name, made if there is none, of which the notifiees are told.
+   // The group of that name. Makes it and tells the notifiees, if there is none.
    Zet::Ptr< Member > groupIs( Zet::Name name );
    // Requires: there is no group of that name. Tells nobody.
    Zet::Ptr< Member > newGroup( Zet::Name name );
@@ -41,7 +41,7 @@ template < class E, class M > class ZET_EXPORT GroupCollection : public Notify::
  protected:
    using Notify::LoggedEntity< E >::LoggedEntity;
 
-   // Removes the groups, of which notifiees are told that are registered still, then forgets them.
+   // Removes the groups, tells the notifiees that are still registered, then forgets them.
    void groupsEnd() noexcept;
 
  private:

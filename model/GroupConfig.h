@@ -38,7 +38,7 @@ class ZET_EXPORT GroupConfig : public Notify::LoggedEntity< GroupConfig > {
    void intfsToMonitorIs( Kelnet::IntfId intfId, bool watched );
    // Requires: the interface is absent. Tells nobody.
    Zet::Ptr< ZetIntfsToMonitor > newIntfsToMonitor( Kelnet::IntfId intfId, bool watched );
-   // The flag of the removed interface; false when it was absent, of which nobody is told.
+   // The flag of the removed interface. False, and tells nobody, when it was absent.
    bool intfsToMonitorDel( Kelnet::IntfId intfId );
    void intfsToMonitorDelAll() { intfsToMonitor_.delAll( *this ); }
    void intfsToMonitorNotify( Kelnet::IntfId intfId, Zet::Ptr< ZetIntfsToMonitor > const& );

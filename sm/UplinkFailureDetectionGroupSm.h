@@ -53,7 +53,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    GroupStatus* groupStatus() const noexcept { return groupStatus_.get(); }
    Interface::EthIntfStatusDir const* ethIntfStatusDir() const noexcept;
    Errdisable::CauseStatus* causeStatus() const noexcept;
-   // Requires: the group has the same name. One in the place of another is checked at once.
+   // Requires: the group has the same name. One that replaces another is checked at once.
    void groupConfigIs( Zet::Ptr< GroupConfig const > const& groupConfig );
    void groupConfigDel();
    void ethIntfStatusDirIs( Zet::Ptr< Interface::EthIntfStatusDir const > const& dir );

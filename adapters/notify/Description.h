@@ -98,7 +98,7 @@ struct EntityCollectionRow : Collection< Get, Members, Del, OnChange > {
    static constexpr auto is = Is;
 };
 
-// A state machine per key, of which nobody is notified. Is( arguments ) gets or makes a member.
+// A state machine per key; nobody is notified of it. Is( arguments ) gets or makes a member.
 template < auto Get, auto Members, auto Is, auto Del >
 struct MachineCollectionRow : Collection< Get, Members, Del, nullptr > {
    using Collection< Get, Members, Del, nullptr >::Collection;

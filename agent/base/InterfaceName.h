@@ -21,7 +21,7 @@ class InterfaceName {
    static constexpr std::string_view objection( std::string_view name );
 
    constexpr InterfaceName() = default;
-   // What is over maxSize is cut off.
+   // Cuts the name off at maxSize.
    constexpr explicit InterfaceName( std::string_view name ) {
       std::copy_n( name.begin(), std::min( name.size(), maxSize ), text_.begin() );
    }

@@ -6,7 +6,7 @@
 
 namespace Ufdd {
 
-// The word that `typed` was probably meant to be: the one with the fewest letters to change, add
+// The word that `typed` probably stands for: the one with the fewest letters to change, add
 // or leave out, if they are fewer than half of the letters typed.
 std::optional< std::string_view > nearestWord( std::string_view typed,
                                                std::span< std::string_view const > words );

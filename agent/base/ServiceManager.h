@@ -16,7 +16,7 @@ class ServiceManager {
 
    bool isThere() const { return !path_.empty(); }
 
-   // Runs as configured, be it for the first time or after reloading().
+   // Tells that the configuration is in force: at start, and after reloading().
    void ready() { tell( Subject::ready, "READY=1" ); }
    void reloading();
    void stopping() { tell( Subject::stopping, "STOPPING=1" ); }

@@ -2,8 +2,8 @@
 
 namespace Ufdd {
 
-// Opens /dev/null, with those flags of open(), in the place of each of standard input, output and
-// error that is closed: what is opened next would have that place, and be written to as such.
+// Opens /dev/null, with those flags of open(), for each of standard input, standard output and
+// standard error that is closed: the next file opened would get its number and its output.
 void fillStandardDescriptors( int flags );
 
 } // namespace Ufdd

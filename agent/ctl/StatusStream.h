@@ -15,7 +15,7 @@ class StatusStream {
    StatusStream( std::string const& path, StatusReplica& replica )
        : path_( path ), replica_( replica ) {}
 
-   // Connects, in the place of an earlier connection. What hinders it, with the remedy, or nothing.
+   // Connects and drops an earlier connection. Returns why it can't, with the remedy, or nothing.
    std::optional< std::string > connect();
    // Waits until the peer sends something. False when it has closed the connection.
    bool isServed() const;

@@ -83,7 +83,7 @@ LinkFeed::handleMessage( nlmsghdr const& message ) {
       handleLinkMessage( message );
       break;
    case NLMSG_DONE:
-      // Be it of the one before, if ours was refused and the answer lost.
+      // It may end the previous dump, if ours was refused and that answer was lost.
       if ( ofDump || state_ == State::spoilt )
          handleDumpEnd( message );
       break;

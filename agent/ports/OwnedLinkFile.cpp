@@ -97,7 +97,7 @@ epoch() {
    return "boot " + boot + "netns " + std::to_string( netns.st_ino ) + '\n';
 }
 
-// In the place of a line's first letters: it counts no more.
+// Overwrites the first letters of a line that counts no more.
 constexpr std::string_view struckOut = "gone";
 // What is struck out may take that much more room than the rest.
 constexpr std::size_t maxStruckOut = 4096;

@@ -153,7 +153,7 @@ encodeOurs( benchmark::State& state ) {
    report( state, size );
 }
 
-// Applied, too: every record changes an attribute, of which its notifiee is told.
+// Applied, too: every record changes an attribute, and its notifiee is told.
 void
 decodeOurs( benchmark::State& state ) {
    Connection connection;

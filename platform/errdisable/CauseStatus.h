@@ -31,7 +31,7 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
    // Whether any interface is disabled.
    bool hasIntfStatus() const noexcept { return !intfStatus_.members().empty(); }
    void intfStatusIs( Kelnet::IntfId intfId, double const& time );
-   // False when there was no entry, of which nobody is told.
+   // False, and tells nobody, when there was no entry.
    bool intfStatusDel( Kelnet::IntfId intfId );
    void intfStatusNotify( Kelnet::IntfId intfId, Zet::Ptr< ZetIntfStatus > const& entry );
 

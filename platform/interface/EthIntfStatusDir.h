@@ -28,7 +28,7 @@ class ZET_EXPORT EthIntfStatusDir : public Notify::NotifyingEntity< EthIntfStatu
    }
    // The entry of that interface, made if there is none.
    Zet::Ptr< EthIntfStatus > intfStatusIs( Kelnet::IntfId intfId );
-   // Makes `status` the entry of its interface, in the place of another if there is one; the
+   // Makes `status` the entry of its interface, instead of another if there is one; the
    // notifiees are told once.
    void intfStatusIs( Zet::Ptr< EthIntfStatus > const& status );
    // The removed entry, or null.

@@ -57,7 +57,7 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    Zet_BitSet zet_bitSet() const noexcept { return bits_; }
 
    // Whether it takes all attributes alike: its reactor, a StreamAdapter, is told the id and the
-   // key in the place of a handler. A plain flag, since every delivery asks.
+   // key instead of a handler. A plain flag, since every delivery asks.
    bool zetHearsAlike() const noexcept { return hearsAlike_; }
 
    // An uncounted notifier lives and dies without regard to this notifiee.

@@ -79,7 +79,7 @@ class ZET_EXPORT ZetType : public PtrInterface {
       std::size_t const place = placeOfAttr( name );
       return place < attributes_.size() ? attributes_[ place ].get() : nullptr;
    }
-   // Adds the attribute, in the place of an earlier one of its name.
+   // Adds the attribute; it replaces an earlier one of its name.
    void attrIs( Ptr< ZetAttr > const& attribute );
    void attrDel( Name const& name );
    // The attribute that stands for the value of a value type, or null.

@@ -13,7 +13,7 @@
 
 namespace Ufdd {
 
-// A socket that datagrams are sent to, in the place of the service manager's or the journal's.
+// A socket that datagrams are sent to, instead of the service manager's or the journal's.
 class DatagramInbox {
  public:
    DatagramInbox() {

@@ -83,7 +83,7 @@ TEST_F( KernelTest, killedAtAnyMomentLosesNoPort ) {
    EXPECT_GE( caughtBefore, kills / 2 );
 }
 
-// What counts is how the links are in the end, be it that old news wait or that they were lost.
+// How the links are in the end counts, whether old news wait or were lost.
 TEST_F( KernelTest, manyNewsWhileStopped ) {
    plug( { "u1", "u2", "d1" } );
    auto way = arguments( group( "rack", "'u1', 'u2'", "'d1'" ) + "min_links = 2\n" );

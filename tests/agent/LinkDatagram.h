@@ -45,7 +45,7 @@ struct LinkDatagram {
                     [ & ] { mnl_attr_put_strz( header, IFLA_INFO_KIND, "bond" ); } );
       } );
    }
-   // The 0 of an end without error is in the place of the rest of the message.
+   // The 0 of an end without error stands where the rest of the message would.
    LinkDatagram& done( std::uint32_t sequence, std::uint16_t flags = 0 ) {
       return add( NLMSG_DONE, static_cast< std::uint16_t >( NLM_F_MULTI | flags ), sequence,
                   []( LinkMessage ) {} );

@@ -112,7 +112,7 @@ class NetworkTest : public testing::Test {
       return "[[group]]\nname = \"" + name + "\"\nmonitor = [ " + monitor + " ]\ndisable = [ " +
              disable + " ]\n";
    }
-   // Another file in its place, of which nobody sees a part.
+   // Puts another file in its place; nobody sees a part of it.
    void rewrite( std::string const& config ) const {
       std::string const next = config_->path() + ".next";
       std::ofstream( next ) << config;

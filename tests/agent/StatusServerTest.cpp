@@ -273,10 +273,10 @@ TEST_F( StatusServerTest, aPathIsServedByOne ) {
       EXPECT_NE( objection().find( "another program listens on " + path ), std::string::npos );
    }
    serve();
-   EXPECT_TRUE( isReplica( connected() ) ) << "in the place of a stale file";
+   EXPECT_TRUE( isReplica( connected() ) ) << "where a stale file was";
    std::filesystem::remove_all( directory.path() + "/run" );
    pass( 10 );
-   EXPECT_TRUE( isReplica( connected() ) ) << "in the place of one that was removed";
+   EXPECT_TRUE( isReplica( connected() ) ) << "where one was removed";
    server.reset();
    std::ofstream( path ) << "somebody's";
    serve();

@@ -348,7 +348,7 @@ World::flap( std::string const& uplink ) {
    line( "flap of " + uplink );
    Names const touched = Oracle( config_, machine_ ).touchedBy( uplink );
    machine_.kernel.acts.clear();
-   // What the kernel holds back after another loss, who asks knows all the same. Be it that the
+   // A query sees what the kernel holds back after another loss, even if the
    // news of that were lost.
    machine_.kernel.carrier( "m9", !machine_.kernel.link( "m9" ).cable );
    simulatedNow += 0.001;

@@ -110,7 +110,7 @@ complaintAbout( World const& world ) {
 std::string
 complaintAboutChecked( World& world, std::vector< std::string > const& failures ) {
    for ( std::string const& failure : failures )
-      // A group that is put in the place of another while that is being removed.
+      // A group that replaces another while that is being removed.
       if ( failure.find( "attribute _groupConfig has a different value of" ) == failure.npos )
          return failure;
    // Every group checks when the directory changes.

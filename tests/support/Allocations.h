@@ -4,8 +4,8 @@
 
 namespace Tests {
 
-// How many times operator new has been called in this process. A memory checker that puts its own
-// in the place of ours has it stay at 0.
+// How many times operator new has been called in this process. Stays at 0 under a memory checker
+// that replaces ours.
 extern std::size_t allocations;
 // How many bytes of those are in use. Those that free() keeps for the next time are not, though
 // mallinfo() takes them for it.

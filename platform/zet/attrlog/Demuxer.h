@@ -122,7 +122,7 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    std::vector< Ptr< Entity::ZetNboAttrLogSa > > rootAdapters_;
    std::unordered_map< EntityId, FlowIn > flowIns_;
    std::deque< Ptr< FlowOut > > queue_;
-   // Ids that were given up here, of which records may still be on their way: the newest.
+   // The newest of the ids that were given up here: their records may still be on their way.
    std::deque< EntityId > retired_;
 };
 

@@ -203,7 +203,7 @@ class ZET_EXPORT Entity::ZetNboAttrLogSa : public StreamAdapter {
    ZetNboAttrLogSa* childAdapter( ChildKey const& key ) const noexcept {
       return children_.find( key );
    }
-   // Owns: the child's adapter, in the place of an earlier one.
+   // Owns: the child's adapter, which replaces an earlier one.
    void childIs( ChildKey key, Ptr< ZetNboAttrLogSa > const& child );
    // Lets go of the child's adapter, which keeps no output.
    Ptr< ZetNboAttrLogSa > childDel( ChildKey const& key );

@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# The list of idioms finds each of them, in any case, and lets a plain sentence pass.
+#   check-prose.sh CHECK_PROSE
+set -euo pipefail
+check=$(realpath "$1")
+text=$(mktemp)
+trap 'rm -f "$text"' EXIT
+
+failures=0
+while read -r line; do
+  echo "// $line" >"$text"
+  if said=$("$check" "$text") || [[ $said != "$text:1:// $line "* ]]; then
+    echo "passes: $line"
+    failures=1
+  fi
+done <<'END'
+Be it a port
+As ever, nothing comes
+a port in the place of another
+all links, as far as it goes
+a group, of which nobody knows
+What is over is gone
+has the listener told of it
+END
+echo "// A port, instead of another. Each of which is shut. As every link." >"$text"
+"$check" "$text" || failures=1
+exit "$failures"
