@@ -1,113 +1,193 @@
 #include "agent/Agent.h"
 
 #include "agent/base/WallTime.h"
+#include "agent/detect/GroupTexts.h"
 #include "agent/reflected/Configuration.h"
 #include "model/GroupStatus.h"
 #include "platform/zet/Clock.h"
 
+#include <algorithm>
+#include <set>
 #include <utility>
 
 namespace Ufdd {
 
-using UplinkFailureDetection::GroupStatus;
+namespace {
 
-Agent::Agent( LinkControl& control, OwnedLinkStore& store, Log& log )
-    : log_( log ), detector_( log_ ), links_( detector_.directory ),
-      ports_( detector_, links_, control, store, log_ ), groupLog_( detector_, links_, log ) {
-   log_.preludeIs( groupLog_ );
+void
+addUplinks( GroupSettings const& group, std::set< Kelnet::IntfId >& names ) {
+   for ( auto uplink = group.config->intfsToMonitorIteratorConst(); uplink; ++uplink )
+      names.insert( uplink.key() );
+}
+
+// The uplinks of all groups, each once.
+std::vector< Kelnet::IntfId >
+uplinksOf( std::vector< GroupSettings > const& groups ) {
+   std::set< Kelnet::IntfId > names;
+   for ( GroupSettings const& group : groups )
+      addUplinks( group, names );
+   return { names.begin(), names.end() };
+}
+
+// The uplinks and ports of all groups, each once.
+std::vector< Kelnet::IntfId >
+interfacesOf( std::vector< GroupSettings > const& groups ) {
+   std::set< Kelnet::IntfId > names;
+   for ( GroupSettings const& group : groups ) {
+      addUplinks( group, names );
+      for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
+         names.insert( port.key() );
+   }
+   return { names.begin(), names.end() };
+}
+
+} // namespace
+
+Agent::Agent( LinkSource& source, LinkControl& control, OwnedLinkStore& store, Log& log )
+    : source_( source ), log_( log ), links_( detector_.directory ),
+      carrierWatch_( links_, source ), ports_( detector_, links_, control, store, log ),
+      portReport_( detector_, links_, log ), groupLog_( detector_, links_, log ), troubles_( log ) {
    links_.observerIs( ports_ );
 }
 
 void
-Agent::start( std::vector< GroupSettings > const& groups, LinkSource& source, double startupHold ) {
-   links_.watch( portsOf( groups ) );
+Agent::start( ConfigFile const& config ) {
+   startupHold_ = config.startupHold;
+   links_.watch( interfacesOf( config.groups ) );
+   ports_.reasonIs( config.protoDownReason );
    ports_.beginAdoption();
-   source.start( links_ );
-   // They may be dormant, and a port is not to be opened for a moment.
+   source_.start( links_ );
+   // These may be dormant, and a port is not to be opened for a moment.
    if ( std::vector< std::uint32_t > const unsettled = links_.unsettled(); !unsettled.empty() )
-      source.ask( unsettled );
+      source_.ask( unsettled );
    ports_.endAdoption();
-   for ( GroupSettings const& group : groups )
-      assumeHeld( group );
-   detector_.configure( groups );
+   for ( GroupSettings const& group : config.groups )
+      assumeDown( group );
+   apply( config );
+   detector_.configure( config.groups );
    detector_.start();
-   if ( startupHold > 0 )
-      startupEnd_ = Zet::now() + startupHold;
-   settle();
-}
-
-Detector::Difference
-Agent::reload( std::vector< GroupSettings > const& groups ) {
-   std::vector< Kelnet::IntfId > const ports = portsOf( groups );
-   links_.watch( ports );
-   for ( GroupSettings const& group : groups )
-      if ( !detector_.config->group( group.config->name() ) )
-         assumeHeld( group );
-   groupLog_.beginConfiguring();
-   Detector::Difference const difference = detector_.configure( groups );
-   groupLog_.endConfiguring();
-   settle();
-   links_.watchOnly( ports );
-   return difference;
+   if ( startupHold_ > 0 )
+      startupEnd_ = Zet::now() + startupHold_;
+   act();
 }
 
 void
-Agent::assumeHeld( GroupSettings const& group ) {
+Agent::reload( ConfigFile config, std::string const& file ) {
+   LogEvent const about{ .id = LogEvent::configuration };
+   // More likely a file that was cut short than the wish that every port be opened.
+   if ( config.groups.empty() && config.errors.empty() )
+      config.errors.push_back( file + ": there is no [[group]]; to watch nothing, stop ufdd" );
+   if ( !config.errors.empty() ) {
+      for ( std::string const& error : config.errors )
+         log_.event( about, error );
+      log_.event( about, "configuration not loaded, the one before stays: the new one is wrong" );
+      remark_ = "; " + file + " is wrong and was not loaded";
+      return;
+   }
+   remark_.clear();
+   if ( std::exchange( startupHold_, config.startupHold ) != config.startupHold )
+      log_.event( about, "startup_hold has changed: that takes effect at the next start" );
+   ports_.reasonIs( config.protoDownReason );
+   std::vector< Kelnet::IntfId > const interfaces = interfacesOf( config.groups );
+   links_.watch( interfaces );
+   for ( GroupSettings const& group : config.groups )
+      if ( !detector_.config->group( group.config->name() ) )
+         assumeDown( group );
+   groupLog_.beginConfiguring();
+   auto const [ added, changed, removed ] = detector_.configure( config.groups );
+   groupLog_.endConfiguring();
+   act();
+   links_.watchOnly( interfaces );
+   apply( config );
+   log_.event( about, "configuration loaded: groups added " + std::to_string( added ) +
+                          ", changed " + std::to_string( changed ) + ", removed " +
+                          std::to_string( removed ) );
+}
+
+void
+Agent::apply( ConfigFile const& config ) {
+   for ( std::string const& warning : config.warnings )
+      log_.event( { .id = LogEvent::configuration }, warning );
+   carrierWatch_.uplinksAre( uplinksOf( config.groups ) );
+   carrierWatch_.settingsAre( config.detection );
+}
+
+void
+Agent::assumeDown( GroupSettings const& group ) {
    std::vector< Kelnet::IntfId > ports;
    for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
       if ( ports_.isOurs( port.key() ) )
          ports.push_back( port.key() );
    if ( !ports.empty() )
-      detector_.decisions.assumeDown( group.config->name(), std::move( ports ) );
+      detector_.decisions().assumeDown( group.config->name(), std::move( ports ) );
 }
 
 void
-Agent::settle() {
-   settlePorts();
-   groupLog_.settle( links_.changes() );
+Agent::endTurn() {
+   readAgainAt_.reset();
+   if ( !source_.endTurn() )
+      readAgainAt_ = Zet::now() + readAgainSeconds;
+   reportTroubles();
+   // Known changes do not wait for the answers of uplinks.
+   act();
+   if ( source_.tookMessages() ) {
+      carrierWatch_.handleMessages();
+      act();
+   }
+}
+
+void
+Agent::reportTroubles() {
+   if ( std::string trouble = source_.takeTrouble(); !trouble.empty() )
+      troubles_.add( std::move( trouble ) );
+   troubles_.report();
+}
+
+void
+Agent::act() {
+   actOnPorts();
+   groupLog_.tellTransitions();
+   groupLog_.tell( detector_.decisions().takeRemarks() );
+   portReport_.tell( ports_.takeResults() );
+   groupLog_.tellUplinks( links_.changes() );
    links_.forgetChanges();
 }
 
 void
-Agent::settlePorts() {
-   detector_.decisions.evaluate();
+Agent::actOnPorts() {
+   detector_.decisions().evaluate();
    if ( startupEnd_ ) {
       if ( Zet::now() < *startupEnd_ )
          return;
-      log_.line( "startup_hold is over; it hid " + std::to_string( detector_.decisions.count() ) +
-                 " verdicts on groups" );
+      log_.line( "startup_hold ended; " + std::to_string( detector_.decisions().count() ) +
+                 " group changes were not acted on" );
       startupEnd_.reset();
    }
-   if ( retryTime_ && Zet::now() >= *retryTime_ ) {
-      retryTime_.reset();
+   if ( retryAt_ && Zet::now() >= *retryAt_ ) {
+      retryAt_.reset();
       ports_.retry();
    }
-   ports_.settle();
+   ports_.act();
    if ( !ports_.hasFailures() )
-      retryTime_.reset();
-   else if ( !retryTime_ )
-      retryTime_ = Zet::now() + retrySeconds;
+      retryAt_.reset();
+   else if ( !retryAt_ )
+      retryAt_ = Zet::now() + retrySeconds;
 }
 
-std::optional< double >
+double
 Agent::nextTime() const {
-   auto next = detector_.decisions.nextTime();
-   for ( auto const& time : { startupEnd_, retryTime_ } )
-      if ( time && ( !next || *time < *next ) )
-         next = time;
+   double next = never;
+   for ( auto const& time : { detector_.decisions().nextTime(), startupEnd_, retryAt_, readAgainAt_,
+                              troubles_.nextTime() } )
+      next = std::min( next, time.value_or( never ) );
    return next;
 }
 
-std::vector< Kelnet::IntfId >
-Agent::portsOf( std::vector< GroupSettings > const& groups ) {
-   std::vector< Kelnet::IntfId > ports;
-   for ( GroupSettings const& group : groups ) {
-      for ( auto uplink = group.config->intfsToMonitorIteratorConst(); uplink; ++uplink )
-         ports.push_back( uplink.key() );
-      for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
-         ports.push_back( port.key() );
-   }
-   return ports;
+bool
+Agent::release() {
+   bool const isDone = ports_.release();
+   portReport_.tellReleased( ports_.takeResults() );
+   return isDone;
 }
 
 std::vector< std::string >
@@ -119,7 +199,7 @@ Agent::statusLines() const {
       lines.push_back(
           "group " + std::string( group->name().view() ) + ": " + scalarsText( *group ) +
           ( time > 0 ? "; last disabled " + localTime( Moment::now().wallAt( time ) ) : "" ) +
-          "; uplinks: " + ( config ? detector_.uplinksOf( *config ) : "" ) );
+          "; uplinks: " + ( config ? uplinksText( detector_, *config ) : "" ) );
    }
    return lines;
 }
@@ -129,9 +209,9 @@ Agent::summary() const {
    std::size_t const groups = detector_.config->groupMembers().count();
    std::string const overridden = ports_.overridden();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
-          std::to_string( detector_.decisions.downGroups() ) +
+          std::to_string( detector_.decisions().downGroups() ) +
           " down; ports shut: " + std::to_string( ports_.count() ) +
-          ( overridden.empty() ? "" : "; overridden:" + overridden );
+          ( overridden.empty() ? "" : "; overridden:" + overridden ) + remark_;
 }
 
 } // namespace Ufdd

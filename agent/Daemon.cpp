@@ -24,8 +24,8 @@ constexpr double tellAgainPause = 1;
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
     : options_( options ), log_( log ), store_( options.stateDirectory ),
       control_( [ this ] { manager_.alive(); } ), source_( loop_, options.receiveBuffer ),
-      agent_( control_, store_, log ), statusServer_( options.socket, agent_.status(), log ),
-      routine_( agent_, source_, statusServer_, log ),
+      agent_( source_, control_, store_, log ),
+      statusServer_( options.socket, agent_.status(), log ),
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ) {
    if ( !control_.allowed() )
@@ -56,7 +56,9 @@ bool
 Daemon::run( ConfigFile const& config ) {
    statusServer_.listen();
    try {
-      routine_.start( config );
+      agent_.start( config );
+      log_.line( "watching " + std::to_string( config.groups.size() ) +
+                 ( config.groups.size() == 1 ? " group" : " groups" ) );
       handleTurnEnd();
       manager_.ready();
       if ( manager_.watchdogPeriod() )
@@ -73,7 +75,7 @@ Daemon::run( ConfigFile const& config ) {
 
 bool
 Daemon::release() {
-   // The mark of a guess may be another program's.
+   // Without a configured reason, a marked port might be another program's.
    unsigned int reason = Link::noReason;
    if ( !options_.configFile.empty() ) {
       ConfigFile const config = readConfig( options_.configFile );
@@ -84,15 +86,16 @@ Daemon::release() {
       else
          log_.line( "only the ports that are remembered are opened: the configuration is wrong" );
    }
-   agent_.protoDownReasonIs( reason );
-   // Without groups, nothing is to be held.
-   agent_.start( {}, source_ );
+   // Without groups, no port must be shut.
+   ConfigFile nothing;
+   nothing.protoDownReason = reason;
+   agent_.start( nothing );
    return openPorts();
 }
 
 bool
 Daemon::openPorts() {
-   // Nobody comes back to it later.
+   // Last chance: no later turn will retry.
    for ( double const end = Zet::now() + openingSeconds; !agent_.release(); ) {
       if ( Zet::now() > end )
          return false;
@@ -104,20 +107,22 @@ Daemon::openPorts() {
 
 void
 Daemon::handleTurnEnd() {
-   routine_.settle();
-   ticker_.intervalIs( routine_.tickMs() );
-   manager_.statusIs( routine_.summary() );
+   agent_.endTurn();
+   statusServer_.settle();
+   ticker_.intervalIs( agent_.tickMs() );
+   manager_.statusIs( agent_.summary() );
    if ( std::exchange( isAliveDue_, false ) )
       manager_.alive();
    bool const isLogged = log_.flush();
    bool const isTold = manager_.settle();
-   double const next = routine_.nextTime();
+   double const next =
+       std::min( agent_.nextTime(), statusServer_.nextTime().value_or( Agent::never ) );
    wakeAt( isLogged && isTold ? next : std::min( next, Zet::now() + tellAgainPause ) );
 }
 
 void
 Daemon::wakeAt( double time ) {
-   if ( time == Routine::never || time == wakeTime_ )
+   if ( time == Agent::never || time == wakeTime_ )
       return;
    wakeTimer_.fireAt( time );
    wakeTime_ = time;
@@ -126,7 +131,7 @@ Daemon::wakeAt( double time ) {
 void
 Daemon::handleTick() {
    ticker_.take();
-   routine_.handleTick();
+   agent_.handleTick();
 }
 
 // That a timer fires is no proof of life; the end of the turn that it begins is.
@@ -152,7 +157,7 @@ Daemon::handleLeave() {
 void
 Daemon::handleReload() {
    manager_.reloading();
-   routine_.reload( readConfigOfThisMachine( options_.configFile ), options_.configFile );
+   agent_.reload( readConfigOfThisMachine( options_.configFile ), options_.configFile );
    manager_.ready();
 }
 

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "agent/Agent.h"
-#include "agent/Routine.h"
 #include "agent/base/EventLoop.h"
 #include "agent/base/Log.h"
 #include "agent/base/ServiceManager.h"
@@ -50,7 +49,7 @@ class Daemon {
    void handleTurnEnd();
    void wakeAt( double time );
    // It is time for what was put off; the end of the turn does it.
-   void handleWakeTime() { wakeTime_ = Routine::never; }
+   void handleWakeTime() { wakeTime_ = Agent::never; }
    void handleTick();
    void handleWatchdogTime();
    void handleStop();
@@ -67,10 +66,9 @@ class Daemon {
    NetlinkLinkSource source_;
    Agent agent_;
    StatusServer statusServer_;
-   Routine routine_;
-   Ticker ticker_; // For the routine.
+   Ticker ticker_; // Calls Agent::handleTick().
    EventLoop::Source& wakeTimer_;
-   double wakeTime_ = Routine::never; // That the timer is set to.
+   double wakeTime_ = Agent::never; // That the timer is set to.
    EventLoop::Source& watchdogTimer_;
    bool isAliveDue_ = false;
    bool isLeaving_ = false;

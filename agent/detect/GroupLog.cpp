@@ -1,5 +1,6 @@
 #include "agent/detect/GroupLog.h"
 
+#include "agent/detect/GroupTexts.h"
 #include "model/GroupStatus.h"
 
 #include <algorithm>
@@ -29,7 +30,7 @@ GroupLog::keep( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
 }
 
 void
-GroupLog::tell() {
+GroupLog::tellTransitions() {
    for ( Transition const& transition : transitions_ )
       print( transition );
    transitions_.clear();
@@ -42,15 +43,21 @@ GroupLog::endConfiguring() {
       if ( auto const group = detector_.status->group( name );
            group && group->groupLinkStatus() != before )
          keep( name, before, group->groupLinkStatus() );
-   tell();
+   tellTransitions();
    toldUp_.clear();
    for ( auto group = detector_.config->groupIteratorConst(); group; ++group )
       toldUp_[ group->name() ] = detector_.upOf( *group );
 }
 
 void
-GroupLog::settle( std::vector< LinkCause > const& changes ) {
-   tell();
+GroupLog::tell( std::vector< ShutDecisions::Remark > const& remarks ) {
+   for ( auto const& [ group, text ] : remarks )
+      log_.event( { .id = LogEvent::groupDecision, .groups = { group.view() } },
+                  "group " + std::string( group.view() ) + ": " + text );
+}
+
+void
+GroupLog::tellUplinks( std::vector< LinkCause > const& changes ) {
    if ( changes.empty() && toldUp_.size() == detector_.config->groupMembers().count() )
       return;
    for ( auto group = detector_.config->groupIteratorConst(); group; ++group ) {
@@ -63,8 +70,7 @@ GroupLog::settle( std::vector< LinkCause > const& changes ) {
              return group->intfsToMonitor( change.link );
           } );
       log_.event( { .groups = { group->name().view() } },
-                  "group " + std::string( group->name().view() ) + ": " +
-                      detector_.countOf( *group ) +
+                  "group " + std::string( group->name().view() ) + ": " + countText( *group, up ) +
                       ( last == changes.rend() ? "" : ": uplink " + last->text() ) );
    }
 }
@@ -83,7 +89,7 @@ GroupLog::print( Transition const& transition ) {
                "group " + std::string( name.view() ) + ": " +
                    std::string( stringValue( before ).view() ) + " -> " +
                    std::string( stringValue( now ).view() ) + ", " +
-                   ( group ? detector_.countOf( *group, up ) : "" ) + ": " + reason );
+                   ( group ? countText( *group, up ) : "" ) + ": " + reason );
 }
 
 } // namespace Ufdd

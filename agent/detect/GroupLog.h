@@ -3,7 +3,6 @@
 #include "agent/base/Log.h"
 #include "agent/detect/Detector.h"
 #include "agent/detect/LinkDirectory.h"
-#include "agent/detect/PreludedLog.h"
 #include "host/GroupTransitions.h"
 
 #include <map>
@@ -11,24 +10,24 @@
 
 namespace Ufdd {
 
-// Writes a line for every transition of a group:
+// Logs a line for every transition of a group:
 // "group rack1: up -> down, 0/2 up, min_links 1: uplink eth2 lost carrier";
-// and, at the end of a turn without one, what is left of the uplinks where that has changed:
+// and, at the end of a turn without one, the number of uplinks that are up, if that has changed:
 // "group rack1: 1/2 up, min_links 1: uplink eth1 lost carrier".
-// Ports wait to be shut while a transition happens, so it is told of with the first line about
-// them.
-class GroupLog final : public PreludedLog::Prelude,
-                       private UplinkFailureDetection::GroupTransitions::Listener {
+// Ports wait to be shut while a transition happens, so it is logged only after the acts.
+class GroupLog final : private UplinkFailureDetection::GroupTransitions::Listener {
  public:
    GroupLog( Detector const& detector, LinkDirectory const& links, Log& log );
 
-   // Between the two, a group may pass through states that nobody configured: what counts is where
-   // it comes to rest.
+   // Between these two calls, a group may pass through states that nobody configured: only its last
+   // state is logged.
    void beginConfiguring() { isConfiguring_ = true; }
    void endConfiguring();
-   // The end of a loop turn: what changed in it.
-   void settle( std::vector< LinkCause > const& changes );
-   void tell() override;
+   // Logs the transitions since the last call.
+   void tellTransitions();
+   void tell( std::vector< ShutDecisions::Remark > const& remarks );
+   // Logs changed numbers of uplinks, with the last of `changes` that explains each.
+   void tellUplinks( std::vector< LinkCause > const& changes );
 
  private:
    using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
@@ -46,10 +45,10 @@ class GroupLog final : public PreludedLog::Prelude,
    Detector const& detector_;
    LinkDirectory const& links_;
    Log& log_;
-   std::vector< Transition > transitions_; // To be told.
+   std::vector< Transition > transitions_; // Not logged yet.
    bool isConfiguring_ = false;
    std::map< Zet::Name, LinkStatus > beforeConfiguring_;
-   std::map< Zet::Name, unsigned int > toldUp_; // How many uplinks of a group are up.
+   std::map< Zet::Name, unsigned int > toldUp_; // The number of uplinks up, as last logged.
    UplinkFailureDetection::GroupTransitions groups_;
 };
 

@@ -26,9 +26,8 @@ seconds( double time ) {
 } // namespace
 
 ShutDecisions::ShutDecisions( Zet::Ptr< Config > const& config, Zet::Ptr< Status > const& status,
-                              Zet::Ptr< Interface::EthIntfStatusDir > const& directory, Log& log )
-    : config_( *config ), log_( log ), ports_( config, *this, directory ),
-      transitions_( status, *this ) {}
+                              Zet::Ptr< Interface::EthIntfStatusDir > const& directory )
+    : config_( *config ), ports_( config, *this, directory ), transitions_( status, *this ) {}
 
 bool
 ShutDecisions::policyIs( Zet::Name const& group, GroupPolicy const& policy ) {
@@ -119,10 +118,11 @@ ShutDecisions::evaluate( Groups::iterator group, double now ) {
       if ( decision.sawDown() && std::exchange( decision.only, std::nullopt ) )
          ports_.decideAgain( name );
       if ( wasTold )
-         line( name, std::string( decision.isDown ? "was up" : "was down" ) + " for only " +
+         remarks_.push_back(
+             { name, std::string( decision.isDown ? "was up" : "was down" ) + " for only " +
                          seconds( decision.since - decision.reviewSince ) + ", hidden by " +
                          ( decision.isDown ? "recovery_delay" : "down_delay" ) + " (" +
-                         std::to_string( ++decision.hidden ) + " times so far)" );
+                         std::to_string( ++decision.hidden ) + " times so far)" } );
       return true;
    }
    if ( now >= decision.due() ) {
@@ -132,10 +132,11 @@ ShutDecisions::evaluate( Groups::iterator group, double now ) {
    bool const isAnew = wasTold && decision.reviewSince != decision.since;
    decision.hidden += isAnew;
    if ( !wasTold || isAnew )
-      line( name, std::string( decision.sawDown() ? "down_delay: its ports are shut"
+      remarks_.push_back(
+          { name, std::string( decision.sawDown() ? "down_delay: its ports are shut"
                                                   : "recovery_delay: its ports are released" ) +
                       " in " + seconds( decision.due() - now ) + " unless it is " +
-                      ( decision.sawDown() ? "up" : "down" ) + " again before" );
+                      ( decision.sawDown() ? "up" : "down" ) + " again before" } );
    decision.isTold = true;
    decision.reviewSince = decision.since;
    return false;
@@ -146,9 +147,9 @@ ShutDecisions::reverse( Zet::Name const& name, Decision& decision ) {
    ++count_;
    decision.isDown = !decision.isDown;
    if ( decision.policy.dryRun && config_.group( name ) )
-      line( name, std::string( "dry_run, else ports would be " ) +
-                      ( decision.isDown ? "shut" : "released" ) +
-                      " now:" + portsText( name, decision ) );
+      remarks_.push_back( { name, std::string( "dry_run, else ports would be " ) +
+                                      ( decision.isDown ? "shut" : "released" ) +
+                                      " now:" + portsText( name, decision ) } );
    decision.only.reset();
    ports_.decideAgain( name );
 }
@@ -171,12 +172,6 @@ ShutDecisions::nextTime() const {
            group->second.disagrees() && ( !next || due < *next ) )
          next = due;
    return next;
-}
-
-void
-ShutDecisions::line( Zet::Name const& name, std::string const& text ) {
-   log_.event( { .id = LogEvent::groupDecision, .groups = { name.view() } },
-               "group " + std::string( name.view() ) + ": " + text );
 }
 
 } // namespace Ufdd

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "agent/base/Log.h"
 #include "agent/config/GroupSettings.h"
 #include "host/GroupTransitions.h"
 #include "host/PortDecisions.h"
@@ -11,6 +10,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Ufdd {
@@ -25,7 +25,7 @@ class ShutDecisions final : private UplinkFailureDetection::GroupTransitions::Li
  public:
    ShutDecisions( Zet::Ptr< UplinkFailureDetection::Config > const& config,
                   Zet::Ptr< UplinkFailureDetection::Status > const& status,
-                  Zet::Ptr< Interface::EthIntfStatusDir > const& directory, Log& log );
+                  Zet::Ptr< Interface::EthIntfStatusDir > const& directory );
 
    // Returns true if the group had another policy.
    bool policyIs( Zet::Name const& group, GroupPolicy const& policy );
@@ -46,6 +46,14 @@ class ShutDecisions final : private UplinkFailureDetection::GroupTransitions::Li
    std::vector< UplinkFailureDetection::PortDecisions::Change > takeChanges() {
       return ports_.takeChanges();
    }
+
+   // A line for the log about a decision that is put off, or that is only told of.
+   struct Remark {
+      Zet::Name group;
+      std::string text;
+   };
+   // The remarks of evaluate() since the last call.
+   std::vector< Remark > takeRemarks() { return std::exchange( remarks_, {} ); }
 
    // How many decisions there have been, about whatever group.
    unsigned int count() const { return count_; }
@@ -88,12 +96,11 @@ class ShutDecisions final : private UplinkFailureDetection::GroupTransitions::Li
    void reverse( Zet::Name const& name, Decision& decision );
    // " d1 d2": the ports that the decision applies to.
    std::string portsText( Zet::Name const& name, Decision const& decision ) const;
-   void line( Zet::Name const& name, std::string const& text );
 
    UplinkFailureDetection::Config const& config_;
-   Log& log_;
    Groups groups_;
    std::vector< Groups::iterator > inReview_; // Their decision may disagree with what is seen.
+   std::vector< Remark > remarks_;
    unsigned int count_ = 0;
    unsigned int downGroups_ = 0;
    UplinkFailureDetection::PortDecisions ports_;

@@ -49,7 +49,7 @@ PortActs::askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason 
       request.reason = state.hasNoProtoDown ? 0 : reason;
       requests_.push_back( request );
    } else if ( !state.leftAlone ) {
-      leaveAlone( link.index, port );
+      leaveAlone( request );
    }
 }
 
@@ -81,9 +81,14 @@ PortActs::forgetReopenings( std::uint32_t index ) {
 }
 
 void
-PortActs::leaveAlone( std::uint32_t index, Kelnet::IntfId port ) {
-   states_[ index ].leftAlone = true;
-   report_.leftAlone( index, port );
+PortActs::leaveAlone( LinkRequest const& request ) {
+   states_[ request.index ].leftAlone = true;
+   add( PortResult::Kind::leftAlone, request );
+}
+
+void
+PortActs::add( PortResult::Kind kind, LinkRequest const& answer ) {
+   results_.push_back( { kind, answer } );
 }
 
 void
@@ -137,7 +142,7 @@ PortActs::setAside( Requests::iterator openings ) {
       Link const& link = question.before;
       OwnedLink const* const owned = owned_.find( link.index );
       if ( owned && link.isOtherThan( owned->address ) )
-         request->error = PortReport::otherHardware;
+         request->error = PortResult::otherHardware;
       else if ( owned && !owned->isApplied( link ) )
          request->after = link;
       ++request;
@@ -174,7 +179,7 @@ PortActs::fallBack() {
    std::erase_if( otherwise, [ this ]( LinkRequest& request ) {
       bool const isStuck = request.error == 0 && !undo( request );
       if ( isStuck ) {
-         request.error = PortReport::notSeen;
+         request.error = PortResult::notSeen;
          requests_.push_back( request );
       }
       return isStuck;
@@ -204,7 +209,7 @@ PortActs::handleAnswer( LinkRequest& answer ) {
    // A driver may say so too, of a link that is there.
    if ( answer.error == ENODEV && !answer.after.index ) {
       if ( !answer.up )
-         report_.failed( answer );
+         add( PortResult::Kind::failed, answer );
       return handleGone( answer.index );
    }
    if ( answer.onlyAsk && !answer.error )
@@ -213,7 +218,7 @@ PortActs::handleAnswer( LinkRequest& answer ) {
    if ( answer.up && answer.isSeen() )
       answer.error = 0;
    else if ( !answer.error && !answer.isSeen() )
-      answer.error = PortReport::notSeen;
+      answer.error = PortResult::notSeen;
    if ( answer.error )
       handleFailure( answer );
    else if ( answer.up )
@@ -234,16 +239,16 @@ PortActs::handleShut( LinkRequest const& answer ) {
       if ( !isNew )
          return;
       if ( answer.means == Means::adminDown )
-         return leaveAlone( answer.index, answer.port );
+         return leaveAlone( answer );
    }
    if ( isNew )
       owned_.insert( newOwnedLink( answer ) );
    state.leftAlone = false;
    if ( isNew || failedBefore )
-      return report_.shut( answer );
+      return add( PortResult::Kind::shut, answer );
    state.reopened[ state.next ] = Zet::now();
    state.next = ( state.next + 1 ) % maxReopenings;
-   report_.shutAgain( answer );
+   add( PortResult::Kind::shutAgain, answer );
 }
 
 void
@@ -255,7 +260,7 @@ PortActs::handleReopenings( LinkRequest const& answer ) {
    if ( answer.means == Means::adminDown || !answer.before.hasProtoDownReason( answer.reason ) ||
         undo( answer ) )
       owned_.erase( answer.index );
-   report_.overridden( answer, maxReopenings );
+   add( PortResult::Kind::overridden, answer );
 }
 
 void
@@ -263,7 +268,7 @@ PortActs::handleOpened( LinkRequest const& answer ) {
    owned_.erase( answer.index );
    states_[ answer.index ].error = 0;
    failed_.erase( answer.index );
-   report_.opened( answer );
+   add( PortResult::Kind::opened, answer );
 }
 
 void
@@ -279,12 +284,11 @@ PortActs::handleFailure( LinkRequest const& answer ) {
    }
    failed_.insert_or_assign( answer.index, answer.up );
    if ( std::exchange( states_[ answer.index ].error, answer.error ) != answer.error )
-      report_.failed( answer );
+      add( PortResult::Kind::failed, answer );
 }
 
 bool
 PortActs::release() {
-   report_.releasingIs( true );
    failed_.clear();
    for ( auto const& [ index, owned ] : owned_ )
       askToOpen( owned, Kelnet::IntfId( owned.name.view() ) );

@@ -1,11 +1,9 @@
 #pragma once
 
-#include "agent/base/Log.h"
-#include "agent/detect/Detector.h"
 #include "agent/detect/LinkDirectory.h"
 #include "agent/kernel/LinkControl.h"
 #include "agent/ports/OwnedLinks.h"
-#include "agent/ports/PortReport.h"
+#include "agent/ports/PortResult.h"
 
 #include <array>
 #include <cstdint>
@@ -27,9 +25,8 @@ class PortActs {
    static constexpr double reopeningSeconds = 60;
 
    // Borrows: all.
-   PortActs( Detector const& detector, LinkDirectory const& links, LinkControl& control,
-             OwnedLinks& owned, Log& log )
-       : links_( links ), control_( control ), owned_( owned ), report_( detector, links, log ) {}
+   PortActs( LinkDirectory const& links, LinkControl& control, OwnedLinks& owned )
+       : links_( links ), control_( control ), owned_( owned ) {}
 
    // These queue an act for act(), unless it is needless or has failed before. `reason` is our bit
    // among the reasons for protodown, for a link that isn't shut yet.
@@ -40,6 +37,8 @@ class PortActs {
    void forgetReopenings( std::uint32_t index );
    void handleGone( std::uint32_t index );
 
+   // The results since the last call, in the order of the acts.
+   std::vector< PortResult > takeResults() { return std::exchange( results_, {} ); }
    bool hasFailures() const { return !failed_.empty(); }
    // Returns the links whose last act failed, by index, with true for those to be opened. Their
    // acts may be asked for again.
@@ -67,7 +66,8 @@ class PortActs {
    using Requests = std::vector< LinkRequest >;
 
    bool hasFailed( std::uint32_t index, bool up ) const;
-   void leaveAlone( std::uint32_t index, Kelnet::IntfId port );
+   void leaveAlone( LinkRequest const& request );
+   void add( PortResult::Kind kind, LinkRequest const& answer );
    void apply();
    // Moves requests for links that are open already, or are not the ones that we shut, to the end.
    // Returns the end of the others.
@@ -87,13 +87,13 @@ class PortActs {
    LinkDirectory const& links_;
    LinkControl& control_;
    OwnedLinks& owned_;
-   PortReport report_;
 
    std::unordered_map< std::uint32_t, State > states_; // By index.
    // Not tried again before takeFailed(): a failing act may cause link messages, which would have
    // it tried again at once.
    std::map< std::uint32_t, bool > failed_;
    Requests requests_; // Queued; links to be shut come first.
+   std::vector< PortResult > results_;
 };
 
 } // namespace Ufdd

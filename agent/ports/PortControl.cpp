@@ -7,7 +7,7 @@ namespace Ufdd {
 PortControl::PortControl( Detector& detector, LinkDirectory const& links, LinkControl& control,
                           OwnedLinkStore& store, Log& log )
     : detector_( detector ), links_( links ), owned_( store, log ),
-      acts_( detector, links, control, owned_, log ) {}
+      acts_( links, control, owned_ ) {}
 
 std::string
 PortControl::overridden() const {
@@ -28,8 +28,8 @@ Kelnet::IntfId
 PortControl::portOf( Link const& link ) const {
    Kelnet::IntfId port;
    auto const find = [ & ]( Kelnet::IntfId name ) {
-      if ( port == Kelnet::IntfId() ||
-           ( detector_.mustBeShut( name ) && !detector_.mustBeShut( port ) ) )
+      if ( port == Kelnet::IntfId() || ( detector_.decisions().mustBeShut( name ) &&
+                                         !detector_.decisions().mustBeShut( port ) ) )
          port = name;
    };
    links_.forEachName( link.index, find );
@@ -56,7 +56,7 @@ PortControl::handleLink( Link const& link ) {
    owned_.addressIs( link.index, link.address );
    Kelnet::IntfId const port = portOf( link );
    // A LAG may just have lost the name for which its members are held.
-   if ( detector_.mustBeShut( port ) || owned_.contains( link.index ) ||
+   if ( detector_.decisions().mustBeShut( port ) || owned_.contains( link.index ) ||
         owned_.isOverridden( link.index ) || link.isLag )
       handleChange( port );
 }
@@ -85,18 +85,18 @@ PortControl::isOurs( Kelnet::IntfId port ) {
 }
 
 void
-PortControl::settle() {
-   for ( auto const& change : detector_.decisions.takeChanges() )
+PortControl::act() {
+   for ( auto const& change : detector_.decisions().takeChanges() )
       handleChange( change.port );
    if ( !changed_.empty() ) {
       owned_.eraseOverridesIf( [ this ]( std::uint32_t index ) {
          Link const* const link = links_.link( index );
-         return !link || !detector_.mustBeShut( portOf( *link ) );
+         return !link || !detector_.decisions().mustBeShut( portOf( *link ) );
       } );
       for ( Kelnet::IntfId const port : changed_ ) {
          collectLinks( port );
          for ( Link const& link : ofPort_ )
-            if ( detector_.mustBeShut( port ) )
+            if ( detector_.decisions().mustBeShut( port ) )
                acts_.askToShut( link, port, reason_ );
             else
                acts_.forgetReopenings( link.index );
@@ -104,7 +104,7 @@ PortControl::settle() {
       for ( auto const& [ index, owned ] : owned_ ) {
          Link const* const link = links_.link( index );
          Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId( owned.name.view() );
-         if ( !detector_.mustBeShut( port ) )
+         if ( !detector_.decisions().mustBeShut( port ) )
             acts_.askToOpen( owned, port );
       }
       changed_.clear();

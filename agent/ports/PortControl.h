@@ -33,12 +33,14 @@ class PortControl final : public LinkDirectory::Observer {
    void beginAdoption() { owned_.beginAdoption(); }
    void endAdoption() { owned_.endAdoption(); }
    // Acts on all changes since the last call.
-   void settle();
-   // Returns true if something failed; retry() makes the next settle() try it again.
+   void act();
+   // Returns true if something failed; retry() makes the next act() try it again.
    bool hasFailures() const { return acts_.hasFailures() || owned_.hasFailed(); }
    void retry();
    // Returns true if a link of the port is ours or overridden.
    bool isOurs( Kelnet::IntfId port );
+   // The results of act() and release() since the last call.
+   std::vector< PortResult > takeResults() { return acts_.takeResults(); }
    // The number of links that are ours.
    std::size_t count() const { return owned_.count(); }
    // Opens every port that we shut, whatever the groups need, and forgets the overrides. Returns

@@ -1,5 +1,7 @@
 #include "agent/ports/PortReport.h"
 
+#include "agent/ports/PortActs.h"
+
 #include <cerrno>
 #include <cstring>
 
@@ -20,7 +22,7 @@ numbersOf( std::uint32_t bits ) {
    return text;
 }
 
-// What keeps a port without carrier that we opened.
+// Says what keeps a port without carrier that we opened.
 std::string
 othersIn( LinkRequest const& answer ) {
    if ( answer.means == Means::adminDown || !answer.after.protoDown )
@@ -34,71 +36,104 @@ othersIn( LinkRequest const& answer ) {
 } // namespace
 
 void
-PortReport::tell( LogEvent::Id id, Detector::Groups const& groups, Kelnet::IntfId port,
+PortReport::tell( std::span< PortResult const > results ) {
+   for ( PortResult const& result : results )
+      tell( result );
+}
+
+void
+PortReport::tellReleased( std::span< PortResult const > results ) {
+   for ( auto const& [ kind, answer ] : results )
+      if ( kind == PortResult::Kind::failed )
+         tellFailed( answer, true );
+      else
+         line( LogEvent::portReleased, {}, answer.port,
+               nameOf( answer ) + " released" + othersIn( answer ) + ": ufdd stops" );
+}
+
+void
+PortReport::tell( PortResult const& result ) {
+   LinkRequest const& answer = result.answer;
+   switch ( result.kind ) {
+   case PortResult::Kind::shut:
+      return tellShut( answer, "shut" );
+   case PortResult::Kind::shutAgain:
+      return tellShut( answer, "shut again, someone had opened it" );
+   case PortResult::Kind::leftAlone:
+      return tellShut( answer, "left as it is, administratively down already" );
+   case PortResult::Kind::overridden:
+      return tellOverridden( answer );
+   case PortResult::Kind::opened:
+      return tellOpened( answer );
+   case PortResult::Kind::failed:
+      return tellFailed( answer, false );
+   }
+}
+
+void
+PortReport::line( LogEvent::Id id, GroupsText const& groups, Kelnet::IntfId port,
                   std::string const& text ) {
    log_.event( { .id = id, .groups = groups.names, .port = port.name().view() }, text );
 }
 
 void
-PortReport::held( std::uint32_t index, Kelnet::IntfId port, std::string_view how ) {
-   Detector::Groups groups =
-       detector_.groupsOf( port, GroupLinkStatus::down, Detector::DryRun::leftOut );
+PortReport::tellShut( LinkRequest const& answer, std::string_view how ) {
+   GroupsText groups = groupsText( detector_, answer.port, GroupLinkStatus::down, DryRun::leftOut );
    if ( groups.names.empty() ) {
-      groups = detector_.groupsOf( port, GroupLinkStatus::up, Detector::DryRun::leftOut );
+      groups = groupsText( detector_, answer.port, GroupLinkStatus::up, DryRun::leftOut );
       groups.text.insert( 0, "recovery_delay of " );
    }
-   tell( LogEvent::portShut, groups, port,
-         nameOf( index, port ) + " " + std::string( how ) + ": " + groups.text );
+   line( LogEvent::portShut, groups, answer.port,
+         nameOf( answer ) + " " + std::string( how ) + ": " + groups.text );
 }
 
 void
-PortReport::overridden( LinkRequest const& answer, std::size_t maxReopenings ) {
-   Detector::Groups const groups =
-       detector_.groupsOf( answer.port, GroupLinkStatus::down, Detector::DryRun::leftOut );
-   tell( LogEvent::portFailure, groups, answer.port,
-         nameOf( answer.index, answer.port ) + " overridden: someone opened it more than " +
-             std::to_string( maxReopenings ) +
+PortReport::tellOverridden( LinkRequest const& answer ) {
+   GroupsText const groups =
+       groupsText( detector_, answer.port, GroupLinkStatus::down, DryRun::leftOut );
+   line( LogEvent::portFailure, groups, answer.port,
+         nameOf( answer ) + " overridden: someone opened it more than " +
+             std::to_string( PortActs::maxReopenings ) +
              " times in a minute; it is left open until its groups are up, though " + groups.text );
 }
 
 void
-PortReport::opened( LinkRequest const& answer ) {
-   Detector::Groups groups;
-   if ( !releasing_ )
-      groups = detector_.groupsOf( answer.port, GroupLinkStatus::up );
-   if ( !releasing_ && groups.names.empty() ) {
-      groups = detector_.groupsOf( answer.port, GroupLinkStatus::down );
+PortReport::tellOpened( LinkRequest const& answer ) {
+   GroupsText groups = groupsText( detector_, answer.port, GroupLinkStatus::up );
+   if ( groups.names.empty() ) {
+      groups = groupsText( detector_, answer.port, GroupLinkStatus::down );
       groups.text.insert( 0, groups.names.empty() ? "no group disables it"
                                                   : "it need not be shut, though " );
    }
-   tell( LogEvent::portReleased, groups, answer.port,
-         nameOf( answer.index, answer.port ) + " released" + othersIn( answer ) + ": " +
-             ( releasing_ ? "ufdd stops" : groups.text ) );
+   line( LogEvent::portReleased, groups, answer.port,
+         nameOf( answer ) + " released" + othersIn( answer ) + ": " + groups.text );
 }
 
 void
-PortReport::failed( LinkRequest const& answer ) {
-   tell( LogEvent::portFailure, {}, answer.port,
-         nameOf( answer.index, answer.port ) + " can't be " + ( answer.up ? "released" : "shut" ) +
-             ": " +
-             ( answer.error == notSeen         ? "it is still as it was"
-               : answer.error == otherHardware ? "its hardware address is not what it was"
-                                               : std::strerror( answer.error ) ) +
-             "; " + remedyOf( answer ) );
+PortReport::tellFailed( LinkRequest const& answer, bool isReleasing ) {
+   line( LogEvent::portFailure, {}, answer.port,
+         nameOf( answer ) + " can't be " + ( answer.up ? "released" : "shut" ) + ": " +
+             ( answer.error == PortResult::notSeen ? "it is still as it was"
+               : answer.error == PortResult::otherHardware
+                   ? "its hardware address is not what it was"
+                   : std::strerror( answer.error ) ) +
+             "; " + ( isReleasing ? commandFor( answer ) : remedyOf( answer ) ) );
 }
 
 std::string
-PortReport::remedyOf( LinkRequest const& failure ) const {
-   if ( releasing_ ) {
-      Link const* const link = links_.link( failure.index );
-      std::string const set =
-          "ip link set dev " + std::string( link ? link->name.view() : failure.port.name().view() );
-      if ( failure.means == Means::adminDown )
-         return "open it with: " + set + " up";
-      // Whose protodown it was before, may want it still.
-      return "open it with: " + set + " protodown_reason " + std::to_string( failure.reason ) +
-             " off" + ( failure.means == Means::protoDown ? " && " + set + " protodown off" : "" );
-   }
+PortReport::commandFor( LinkRequest const& failure ) const {
+   Link const* const link = links_.link( failure.index );
+   std::string const set =
+       "ip link set dev " + std::string( link ? link->name.view() : failure.port.name().view() );
+   if ( failure.means == Means::adminDown )
+      return "open it with: " + set + " up";
+   // A protodown that was set before us stays.
+   return "open it with: " + set + " protodown_reason " + std::to_string( failure.reason ) +
+          " off" + ( failure.means == Means::protoDown ? " && " + set + " protodown off" : "" );
+}
+
+std::string
+PortReport::remedyOf( LinkRequest const& failure ) {
    switch ( failure.error ) {
    case EPERM:
       return "ufdd needs CAP_NET_ADMIN; will try again";
@@ -112,11 +147,11 @@ PortReport::remedyOf( LinkRequest const& failure ) const {
 }
 
 std::string
-PortReport::nameOf( std::uint32_t index, Kelnet::IntfId port ) const {
-   std::string name = "port " + std::string( port.name().view() );
-   Link const* const link = links_.link( index );
-   bool isOwn = link && link->name.view() == port.name().view();
-   links_.forEachName( index, [ & ]( Kelnet::IntfId own ) { isOwn |= own == port; } );
+PortReport::nameOf( LinkRequest const& answer ) const {
+   std::string name = "port " + std::string( answer.port.name().view() );
+   Link const* const link = links_.link( answer.index );
+   bool isOwn = link && link->name.view() == answer.port.name().view();
+   links_.forEachName( answer.index, [ & ]( Kelnet::IntfId own ) { isOwn |= own == answer.port; } );
    if ( link && !isOwn )
       name += " (member " + std::string( link->name.view() ) + ")";
    return name;

@@ -2,55 +2,45 @@
 
 #include "agent/base/Log.h"
 #include "agent/detect/Detector.h"
+#include "agent/detect/GroupTexts.h"
 #include "agent/detect/LinkDirectory.h"
-#include "agent/kernel/LinkControl.h"
+#include "agent/ports/PortResult.h"
 
-#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <string>
 #include <string_view>
 
 namespace Ufdd {
 
-// Logs each act on a port and why.
+// Logs what was done about ports, and why.
 class PortReport {
  public:
-   // Errors beside the errno values. The kernel reported an act as done, but the link is unchanged:
-   static constexpr int notSeen = -1;
-   // An act was not tried, because the link is not the one that we shut.
-   static constexpr int otherHardware = -2;
-
    // Borrows: all three.
    PortReport( Detector const& detector, LinkDirectory const& links, Log& log )
        : detector_( detector ), links_( links ), log_( log ) {}
 
-   // Says that ports are opened because the daemon stops.
-   void releasingIs( bool releasing ) { releasing_ = releasing; }
-
-   void shut( LinkRequest const& answer ) { held( answer.index, answer.port, "shut" ); }
-   void shutAgain( LinkRequest const& answer ) {
-      held( answer.index, answer.port, "shut again, someone had opened it" );
-   }
-   void leftAlone( std::uint32_t index, Kelnet::IntfId port ) {
-      held( index, port, "left as it is, administratively down already" );
-   }
-   void overridden( LinkRequest const& answer, std::size_t maxReopenings );
-   void opened( LinkRequest const& answer );
-   void failed( LinkRequest const& answer );
+   void tell( std::span< PortResult const > results );
+   // The same for ports that are opened because the daemon stops.
+   void tellReleased( std::span< PortResult const > results );
 
  private:
    // Logs `text`, marked with the names of `groups`.
-   void tell( LogEvent::Id id, Detector::Groups const& groups, Kelnet::IntfId port,
+   void line( LogEvent::Id id, GroupsText const& groups, Kelnet::IntfId port,
               std::string const& text );
-   void held( std::uint32_t index, Kelnet::IntfId port, std::string_view how );
-   std::string remedyOf( LinkRequest const& failure ) const;
+   void tell( PortResult const& result );
+   void tellShut( LinkRequest const& answer, std::string_view how );
+   void tellOverridden( LinkRequest const& answer );
+   void tellOpened( LinkRequest const& answer );
+   void tellFailed( LinkRequest const& answer, bool isReleasing );
+   static std::string remedyOf( LinkRequest const& failure );
+   std::string commandFor( LinkRequest const& failure ) const;
    // "port eth1", "port bond0 (member eth1)"
-   std::string nameOf( std::uint32_t index, Kelnet::IntfId port ) const;
+   std::string nameOf( LinkRequest const& answer ) const;
 
    Detector const& detector_;
    LinkDirectory const& links_;
    Log& log_;
-   bool releasing_ = false;
 };
 
 } // namespace Ufdd

@@ -28,21 +28,28 @@ class AgentTest : public testing::Test, public Log {
    ~AgentTest() override { Zet::clockIs( nullptr ); }
    void line( std::string_view text ) override { lines += std::string( text ) + '\n'; }
 
+   // Uplinks are not asked: what a test changes is delivered when it says so.
+   ConfigFile config() const {
+      ConfigFile file;
+      file.groups = groups;
+      file.detection.mode = DetectionSettings::Mode::events;
+      return file;
+   }
    void start() {
-      agent->start( groups, kernel );
+      agent->start( config() );
       settle();
    }
    // The process is killed, and there is another one.
    void restart() {
       takeLines();
-      agent.emplace( kernel, store, *this );
+      agent.emplace( kernel, kernel, store, *this );
       start();
    }
    // Turns of the loop, until there is no more news of what the daemon did itself.
    void settle() {
       for ( int i = 0; i < 3; ++i ) {
          kernel.deliver();
-         agent->settle();
+         agent->endTurn();
       }
    }
    void uplinksAre( bool carrier ) {
@@ -53,8 +60,8 @@ class AgentTest : public testing::Test, public Log {
    // Lets that time pass; the agent is woken when it asked to be.
    void pass( double seconds ) {
       double const end = simulatedNow + seconds;
-      for ( auto next = agent->nextTime(); next && *next <= end; next = agent->nextTime() ) {
-         simulatedNow = *next;
+      for ( double next = agent->nextTime(); next <= end; next = agent->nextTime() ) {
+         simulatedNow = next;
          settle();
       }
       simulatedNow = end;
@@ -67,7 +74,7 @@ class AgentTest : public testing::Test, public Log {
    RememberedHere store;
    std::string lines;
    std::vector< GroupSettings > groups{ { "g", { "u1", "u2" }, { "d1", "d2" } } };
-   std::optional< Agent > agent{ std::in_place, kernel, store, *this };
+   std::optional< Agent > agent{ std::in_place, kernel, kernel, store, *this };
 };
 
 TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
@@ -132,7 +139,7 @@ TEST_F( AgentTest, reloadMovesNoPortForTheSakeOfADelay ) {
    takeActs();
    // The group is up, though it waits to open its other ports.
    groups[ 0 ].config->intfsToDisableIs( Kelnet::IntfId( "d3" ), true );
-   agent->reload( groups );
+   agent->reload( config(), "f" );
    settle();
    EXPECT_EQ( takeActs(), "" );
    uplinksAre( false );
@@ -146,7 +153,7 @@ TEST_F( AgentTest, reloadMovesNoPortForTheSakeOfADelay ) {
    takeActs();
    groups = { { "h", { "u1", "u2" }, { "d1", "d2", "d3" } } };
    groups[ 0 ].policy.downDelay = 3600;
-   agent->reload( groups );
+   agent->reload( config(), "f" );
    pass( 4000 );
    EXPECT_EQ( takeActs(), "" );
    uplinksAre( true );
@@ -164,13 +171,14 @@ TEST_F( AgentTest, dryRunOnlyTells ) {
    for ( bool const isDry : { false, true } ) {
       EXPECT_EQ( takeActs(), "" );
       groups[ 0 ].policy.dryRun = isDry;
-      agent->reload( groups );
+      agent->reload( config(), "f" );
       settle();
       EXPECT_EQ( takeActs(), isDry ? " +d1 +d2" : " -d1 -d2" );
    }
    EXPECT_TRUE( takeLines().ends_with(
        "port d2 released: it need not be shut, though group g is down, 0/2 up, "
-       "min_links 1, dry_run\n" ) );
+       "min_links 1, dry_run\n"
+       "configuration loaded: groups added 0, changed 1, removed 0\n" ) );
 }
 
 TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
@@ -220,7 +228,7 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    EXPECT_EQ( takeLines(), "" );
    kernel.link( "d1" ).refusal = 0;
    pass( 1 );
-   EXPECT_FALSE( agent->nextTime() );
+   EXPECT_EQ( agent->nextTime(), Agent::never );
    EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
 
    // What was not shut by us is not ours to open.
@@ -343,7 +351,7 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    restart();
    takeLines();
    uplinksAre( true );
-   EXPECT_FALSE( agent->nextTime() );
+   EXPECT_EQ( agent->nextTime(), Agent::never );
    EXPECT_EQ( takeLines(), "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
                            "port d1 released, but others keep it in protodown, for the reasons 7, "
                            "9: group g is up, 2/2 up, min_links 1\n"

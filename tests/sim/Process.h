@@ -1,7 +1,6 @@
 #pragma once
 
 #include "agent/Agent.h"
-#include "agent/Routine.h"
 #include "agent/status/StatusServer.h"
 #include "platform/zet/Clock.h"
 #include "tests/sim/Machine.h"
@@ -19,36 +18,40 @@ class Process {
    static constexpr std::size_t unsentLimit = Zet::NboAttrLog::Out::smallestCapacity;
 
    Process( Machine& machine, std::string const& socket, Ufdd::Log& log )
-       : agent( machine.kernel, machine.store, log ),
-         server( socket, agent.status(), log, unsentLimit ),
-         routine( agent, machine.kernel, server, log ), kernel_( machine.kernel ) {}
+       : agent( machine.kernel, machine.kernel, machine.store, log ),
+         server( socket, agent.status(), log, unsentLimit ), kernel_( machine.kernel ) {}
 
    // Of the next turn.
    double nextTime() const {
       if ( kernel_.hasNews() || isAskedForStatus() )
          return Zet::now();
-      return std::min( routine.nextTime(), tickAt_ );
+      return std::min(
+          { agent.nextTime(), server.nextTime().value_or( Ufdd::Agent::never ), tickAt_ } );
    }
    // The first of what the loop finds to do, and what comes after that.
    void turn() {
       if ( Zet::now() >= tickAt_ ) {
-         tickAt_ = Ufdd::Routine::never;
-         routine.handleTick();
+         tickAt_ = Ufdd::Agent::never;
+         agent.handleTick();
       } else if ( kernel_.hasNews() ) {
          kernel_.deliver();
       } else if ( isAskedForStatus() ) {
          handleClients();
       }
-      routine.settle();
-      if ( routine.tickMs() == 0 )
-         tickAt_ = Ufdd::Routine::never;
-      else if ( tickAt_ == Ufdd::Routine::never )
-         tickAt_ = Zet::now() + routine.tickMs() / 1000.0;
+      endTurn();
+      if ( agent.tickMs() == 0 )
+         tickAt_ = Ufdd::Agent::never;
+      else if ( tickAt_ == Ufdd::Agent::never )
+         tickAt_ = Zet::now() + agent.tickMs() / 1000.0;
+   }
+
+   void endTurn() {
+      agent.endTurn();
+      server.settle();
    }
 
    Ufdd::Agent agent;
    Ufdd::StatusServer server;
-   Ufdd::Routine routine;
 
  private:
    bool isAskedForStatus() const {
@@ -64,7 +67,7 @@ class Process {
    }
 
    Ufdd::SimulatedKernel& kernel_;
-   double tickAt_ = Ufdd::Routine::never;
+   double tickAt_ = Ufdd::Agent::never;
 };
 
 } // namespace Simulation

@@ -94,7 +94,7 @@ World::start() {
    run( [ this ] {
       process_.emplace( machine_, socketPath(), static_cast< Ufdd::Log& >( *this ) );
       process_->server.listen();
-      process_->routine.start( Ufdd::parseConfig( config_.toml(), "toml" ) );
+      process_->agent.start( Ufdd::parseConfig( config_.toml(), "toml" ) );
    } );
    turn();
    readers_.connect();
@@ -112,7 +112,7 @@ World::reload( PlainConfig const& config, std::string const& more ) {
    if ( !isRefused_ )
       config_ = config;
    if ( process_ )
-      run( [ & ] { process_->routine.reload( file, "toml" ); } );
+      run( [ & ] { process_->agent.reload( file, "toml" ); } );
    if ( process_ && story_.find( difference, before ) == std::string::npos )
       complain( "it does not say that " + difference );
    turn();
@@ -130,7 +130,7 @@ World::turn() {
       // Nothing is left to be done, unless there are news.
       std::size_t const done = machine_.kernel.acts.size();
       if ( !machine_.kernel.hasNews() )
-         process_->routine.settle();
+         process_->endTurn();
       if ( machine_.kernel.acts.size() != done )
          complain( "a turn left undone: " + machine_.kernel.acts.substr( done ) );
       for ( auto const& client : process_->server.clients() )
@@ -285,7 +285,7 @@ World::checkStatus( Oracle const& oracle ) {
          complain( group.name + " is not " + ( oracle.isDown( group ) ? "down" : "up" ) );
    }
    std::string const groups = std::to_string( config_.groups.size() );
-   std::string const summary = process_->routine.summary();
+   std::string const summary = process_->agent.summary();
    if ( !summary.starts_with( groups + ( groups == "1" ? " group, " : " groups, " ) +
                               std::to_string( oracle.downGroups().size() ) + " down; ports shut: " +
                               std::to_string( machine_.store.links.size() ) ) ||

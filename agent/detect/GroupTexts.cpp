@@ -1,0 +1,47 @@
+#include "agent/detect/GroupTexts.h"
+
+#include "model/GroupConfig.h"
+#include "model/GroupStatus.h"
+
+namespace Ufdd {
+
+using UplinkFailureDetection::GroupConfig;
+using UplinkFailureDetection::GroupLinkStatus;
+
+GroupsText
+groupsText( Detector const& detector, Kelnet::IntfId port, GroupLinkStatus linkStatus,
+            DryRun dryRun ) {
+   GroupsText groups;
+   for ( auto group = detector.config->groupIteratorConst(); group; ++group ) {
+      auto const status = detector.status->group( group->name() );
+      bool const isDryRun = detector.decisions().isDryRun( group->name() );
+      if ( !group->intfsToDisable( port ) || !status || status->groupLinkStatus() != linkStatus ||
+           ( isDryRun && dryRun == DryRun::leftOut ) )
+         continue;
+      groups.names.push_back( group->name().view() );
+      groups.text += ( groups.text.empty() ? "group " : "; group " ) +
+                     std::string( group->name().view() ) + " is " +
+                     std::string( stringValue( linkStatus ).view() ) + ", " +
+                     countText( *group, detector.upOf( *group ) ) + ( isDryRun ? ", dry_run" : "" );
+   }
+   return groups;
+}
+
+std::string
+uplinksText( Detector const& detector, GroupConfig const& group ) {
+   std::string text;
+   for ( auto uplink = group.intfsToMonitorIteratorConst(); uplink; ++uplink )
+      text += ( text.empty() ? "" : ", " ) + std::string( uplink.key().name().view() ) +
+              ( !detector.directory->intfStatus( uplink.key() ) ? " absent"
+                : detector.isUp( uplink.key() )                 ? " up"
+                                                                : " down" );
+   return text;
+}
+
+std::string
+countText( GroupConfig const& group, unsigned int up ) {
+   return std::to_string( up ) + "/" + std::to_string( group.intfsToMonitorMembers().count() ) +
+          " up, min_links " + std::to_string( group.minLinks() );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "agent/detect/Detector.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Ufdd {
+
+// How messages put the state of groups.
+
+struct GroupsText {
+   std::vector< std::string_view > names; // Valid until: the configuration changes.
+   // "group a is down, 0/2 up, min_links 1, dry_run", for each, with "; " between them.
+   std::string text;
+};
+enum class DryRun { included, leftOut };
+// The groups of that status that list `port`.
+GroupsText groupsText( Detector const& detector, Kelnet::IntfId port,
+                       UplinkFailureDetection::GroupLinkStatus linkStatus,
+                       DryRun dryRun = DryRun::included );
+
+// "eth1 up, eth2 down, eth3 absent"
+std::string uplinksText( Detector const& detector,
+                         UplinkFailureDetection::GroupConfig const& group );
+
+// "1/2 up, min_links 1"
+std::string countText( UplinkFailureDetection::GroupConfig const& group, unsigned int up );
+
+} // namespace Ufdd
