@@ -26,6 +26,8 @@ ZET_EXPORT Zet::Ptr< Config > configFactory( Zet::Name name );
 
 } // namespace UplinkFailureDetection
 
+extern template class Notify::LoggedEntity< UplinkFailureDetection::Config >;
+
 template <> struct Notify::Description< UplinkFailureDetection::Config > {
    static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "Config";

@@ -129,6 +129,8 @@ valueToStrep( GroupConfig const* group ) {
 
 } // namespace UplinkFailureDetection
 
+extern template class Notify::LoggedEntity< UplinkFailureDetection::GroupConfig >;
+
 template <> struct Notify::Description< UplinkFailureDetection::GroupConfig > {
    using T = UplinkFailureDetection::GroupConfig;
    using N = T::NotifieeConst;

@@ -66,6 +66,8 @@ class ZET_EXPORT GroupStatus::NotifieeConst
 
 } // namespace UplinkFailureDetection
 
+extern template class Notify::LoggedEntity< UplinkFailureDetection::GroupStatus >;
+
 template <> struct Notify::Description< UplinkFailureDetection::GroupStatus > {
    using T = UplinkFailureDetection::GroupStatus;
    using N = T::NotifieeConst;

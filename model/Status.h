@@ -26,6 +26,8 @@ ZET_EXPORT Zet::Ptr< Status > statusFactory( Zet::Name name );
 
 } // namespace UplinkFailureDetection
 
+extern template class Notify::LoggedEntity< UplinkFailureDetection::Status >;
+
 template <> struct Notify::Description< UplinkFailureDetection::Status > {
    static constexpr std::string_view nameSpace = "UplinkFailureDetection";
    static constexpr std::string_view name = "Status";

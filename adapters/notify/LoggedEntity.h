@@ -5,7 +5,8 @@
 namespace Notify {
 
 // A described entity E that attribute logs replicate. Which of its attributes, and how, follows
-// from its rows. adapters/attrlog/Attach.h defines the operations.
+// from its rows. adapters/attrlog/Attach.h defines the operations. The library instantiates them
+// for its own types, as their headers say: a host includes that file for its own.
 template < class E > class ZET_EXPORT LoggedEntity : public NotifyingEntity< E > {
    using Adapter = Zet::Entity::ZetNboAttrLogSa;
    using Out = Zet::NboAttrLog::Out;

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Installs the build in $1 and builds and runs, against that copy alone, a program that lies outside
-# of the tree: once through the CMake package, once through pkg-config. Each public header can be
-# included alone.
+# Installs the build in $1 and builds and runs, against that copy alone, programs that lie outside of
+# the tree: one through the CMake package and through pkg-config, and the example of a host. Each
+# public header can be included alone.
 set -eu
 build=$1
 here=$(cd "$(dirname "$0")" && pwd)
@@ -25,6 +25,12 @@ c++ -I "$work/consumer" "$work/consumer/main.cpp" $(pkg-config --cflags --libs U
   -Wl,-rpath,"$libdir" -o "$work/through-pkg-config"
 "$work/through-pkg-config"
 echo "built and ran through pkg-config"
+
+cp -r "$here/../../examples/embed" "$work/embed"
+cmake -S "$work/embed" -B "$work/build-embed" -DCMAKE_PREFIX_PATH="$work/installed" >>"$work/log"
+cmake --build "$work/build-embed" >>"$work/log" || { cat "$work/log"; exit 1; }
+"$here/../examples/embed.sh" "$work/build-embed/embed"
+echo "built and ran the example"
 
 cd "$(pkg-config --variable=includedir UplinkFailureDetection)"
 find ufd -name '*.h' -not -path 'ufd/detail/*' -print0 |
