@@ -78,12 +78,24 @@ TEST_F( Repointing, AChildIsGivenAnotherStatus ) {
 TEST_F( Repointing, MachinesThatWatchNothingGoWithTheirOwners ) {
    world_.apply( "group h; group k; appear B; appear C; appear D; monitor g B; monitor g C; "
                  "monitor g D" );
-   for ( char const port : { 'A', 'B', 'C', 'D' } )
-      group().uplinkFailureDetectionIntfSm( intf( port ) )->ethIntfStatusDel();
-   for ( char const letter : { 'g', 'h', 'k' } )
-      world_.groupSm( letter )->groupConfigDel();
+   std::vector< Zet::Ptr< UplinkFailureDetectionIntfSm > > children;
+   for ( char const port : { 'A', 'B', 'C', 'D' } ) {
+      children.push_back( group().uplinkFailureDetectionIntfSm( intf( port ) ) );
+      children.back()->ethIntfStatusDel();
+   }
+   std::vector< Zet::Ptr< UplinkFailureDetectionGroupSm > > groups;
+   for ( char const letter : { 'g', 'h', 'k' } ) {
+      groups.push_back( world_.groupSm( letter ) );
+      groups.back()->groupConfigDel();
+   }
    world_.apply( "stop" );
-   EXPECT_EQ( world_.sm(), nullptr );
+   for ( auto const& groupSm : groups )
+      EXPECT_EQ( groupSm->references(), 1u );
+   groups.clear();
+   for ( auto const& child : children ) {
+      EXPECT_EQ( child->references(), 1u );
+      EXPECT_EQ( child->groupSm(), nullptr );
+   }
 }
 
 TEST_F( Repointing, TheTopMachineHearsOfAnotherConfigurationFromThenOn ) {
