@@ -213,9 +213,9 @@ complaintAbout( std::vector< Step > const& steps ) {
    auto const play = [ & ]( Event const& event ) {
       bool const outer = replacing;
       replacing = outer || event.verb == Verb::swap;
-      // With two machines, one hears of a group that is added from inside of its removal as if it
-      // had been exchanged, which it refuses.
-      if ( !replacing || event.verb != Verb::group )
+      // Of two machines, one hears later of what has changed: it refuses a group that is added from
+      // inside of its removal, and if it is replaced before it hears, nobody undoes what it wrote.
+      if ( !outer || ( event.verb != Verb::group && event.verb != Verb::swap ) )
          world.apply( event );
       replacing = outer;
    };
