@@ -1,18 +1,18 @@
 #pragma once
 
+#include "platform/zet/UntypedNotifiee.h"
 #include "platform/zet/attrlog/StreamAdapter.h"
 
 namespace AttrLog {
 
-// The notifiee through which an adapter hears of its entity T. It stands for a stream, so a change
-// reaches it as doNotification( id, key ) of its adapter, whatever attribute it is.
+// The notifiee through which an adapter hears of its entity T: hands every change on as the
+// adapter's doNotification( id, key ).
 // Borrows: the adapter, which owns it and says goodbye by adapterIs( null ).
-template < class T > class Observer final : public T::Notifiee {
+template < class T > class Observer final : public Zet::UntypedNotifiee< T > {
    using Adapter = Zet::Entity::ZetNboAttrLogSa;
 
  public:
    Observer( Zet::Ptr< T > const& entity, Adapter& adapter ) : adapter_( &adapter ) {
-      this->hearsAlikeIs( true );
       this->notifierIs( entity );
       this->isRegisteredNotifieeIs( true );
    }
@@ -24,6 +24,10 @@ template < class T > class Observer final : public T::Notifiee {
    Zet::Ptr< Zet::PtrInterface const > zetReactor() const override { return adapter_; }
    Zet::PtrInterface const* zetRawReactor() const override { return adapter_; }
    bool isStreamAdapter() const override { return true; }
+   void onChange( Zet::AttributeId id, void const* key ) override {
+      if ( adapter_ )
+         adapter_->doNotification( id, const_cast< void* >( key ) );
+   }
    void onNotificationException( Zet::AttributeId id ) override {
       if ( adapter_ )
          adapter_->onNotificationException( id );

@@ -3,7 +3,7 @@
 #include "platform/zet/AttributeId.h"
 #include "platform/zet/Expect.h"
 #include "platform/zet/SnapshotIterator.h"
-#include "platform/zet/attrlog/StreamAdapter.h"
+#include "platform/zet/UntypedNotifiee.h"
 
 #include <type_traits>
 
@@ -17,21 +17,18 @@ template < class N, class Key > struct HandledKey< void ( N::* )( Key ) > {
    using Keys = void( Key );
 };
 
-// Tells one notifiee. One that stands for a stream takes all attributes alike: its reactor is told
-// the id and the key, unless it has gone.
+// Tells one notifiee: calls the handler, or hands an untyped one the id and the key.
 template < auto Handler, class N, class... Key >
 void
 deliver( N& notifiee, Zet::AttributeId id, Key const&... key ) {
-   if ( !notifiee.zetHearsAlike() ) [[likely]]
+   if ( !notifiee.isUntyped() ) [[likely]]
       return ( notifiee.*Handler )( key... );
    static_assert(
        std::is_same_v< typename HandledKey< decltype( Handler ) >::Keys, void( Key... ) >,
        "the key is handed on untyped" );
-   using Log = Zet::Entity::ZetNboAttrLogSa;
-   void const* erased[] = { nullptr, &key... };
-   if ( auto const* const reactor = notifiee.zetRawReactor() )
-      const_cast< Log& >( static_cast< Log const& >( *reactor ) )
-          .doNotification( id, const_cast< void* >( erased[ sizeof...( key ) ] ) );
+   void const* const erased[] = { nullptr, &key... };
+   static_cast< Zet::UntypedNotifiee< typename N::Notifier >& >( notifiee )
+       .onChange( id, erased[ sizeof...( key ) ] );
 }
 
 // As dispatch(), for the one notifiee that most lists have: no snapshot is needed.
@@ -70,8 +67,9 @@ dispatchToAll( List const& notifiees, Zet::AttributeId id, Key const&... key ) {
 // that throws is reported to its notifiee and delivery goes on; what onNotificationException
 // throws leaves this function.
 //
-// The notifiees that are called are held, and hold the changed entity; nothing of it is used after
-// a call.
+// A handler may end the changed entity, since not every notifiee holds it
+// (zetHasUncountedNotifier). After the first call nothing of the entity is used, not even its list:
+// the notifiees are held here, the key is the caller's.
 template < auto Handler, class List, class... Key >
 void
 dispatch( List const& notifiees, Zet::AttributeId id, Key const&... key ) {

@@ -19,6 +19,8 @@ template < class Key > struct PendingKey {
 template < class E, class Base, class... Key >
 class ZET_EXPORT EntityNotifiee : public Base, public E::NotifieeList::Hook {
  public:
+   using Notifier = E;
+
    // Borrows: valid until the notifier is replaced.
    E const* notifier() const noexcept { return static_cast< E const* >( Base::notifier() ); }
 

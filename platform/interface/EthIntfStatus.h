@@ -26,6 +26,7 @@ enum class OperStatus : std::uint32_t {
 class ZET_EXPORT EthIntfStatus : public Notify::NotifyingEntity< EthIntfStatus, IntfStatus > {
  public:
    class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< EthIntfStatus >;
    // Every group that monitors the interface watches it.
    using NotifieeList = Zet::ListLinked< NotifieeConst >;
 

@@ -13,6 +13,7 @@ namespace Interface {
 class ZET_EXPORT EthIntfStatusDir : public Notify::NotifyingEntity< EthIntfStatusDir > {
  public:
    class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< EthIntfStatusDir >;
    // Every group watches the directory.
    using NotifieeList = Zet::ListLinked< NotifieeConst >;
 

@@ -11,6 +11,8 @@
 
 namespace Zet {
 
+template < class E > class UntypedNotifiee;
+
 // An observer of one object, its notifier, on which it holds a reference. While it is registered
 // it stands in its notifier's list, which holds no reference on it: its owner keeps it alive.
 class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
@@ -56,9 +58,8 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    bool isRegisteredNotifiee() const noexcept { return registered_; }
    Zet_BitSet zet_bitSet() const noexcept { return bits_; }
 
-   // Whether it takes all attributes alike: its reactor, a StreamAdapter, is told the id and the
-   // key instead of a handler. A plain flag, since every delivery asks.
-   bool zetHearsAlike() const noexcept { return hearsAlike_; }
+   // True for an UntypedNotifiee, and for no other. A plain flag, since every delivery asks.
+   bool isUntyped() const noexcept { return untyped_; }
 
    // An uncounted notifier lives and dies without regard to this notifiee.
    // Requires: the notifiee is detached, or gone, before such a notifier is.
@@ -74,7 +75,6 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
              !( uncountedNotifier_ | registered_ );
    }
    void bitIs( unsigned int place, bool on ) noexcept { bits_.bitIs( place, on ); }
-   void hearsAlikeIs( bool alike ) noexcept { hearsAlike_ = alike; }
    // The plain change of the flag; the lists are the typed notifiee's business.
    void registeredFlagIs( bool registered ) const noexcept { registered_ = registered; }
    // Stores the new notifier and keeps the hold uncounted where it is.
@@ -87,10 +87,12 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    static constexpr unsigned int wasRegisteredBit = 19;
    static constexpr unsigned int constructedBit = 26;
 
+   template < class E > friend class UntypedNotifiee;
+
    Zet_BitSet bits_;
    Ptr< PtrInterface const > notifier_;
    bool uncountedNotifier_ = false;
-   bool hearsAlike_ = false;
+   bool untyped_ = false;
    // Mutable: watching an object changes nothing about the watcher that anyone sees.
    mutable bool registered_ = false;
 };

@@ -100,6 +100,18 @@ TYPED_TEST( Dispatch, goesOnThoughAllElseIsDestroyedMeanwhile ) {
    this->expectHeard( { "actor", "last" } );
 }
 
+TYPED_TEST( Dispatch, tellsAnUntypedNotifieeOfIdAndKey ) {
+   auto const a = this->template observe< Recorder >( "a" );
+   auto const untyped = this->template observe< Untyped >( "untyped" );
+   auto const last = this->template observe< Recorder >( "last" );
+   this->change();
+   this->expectHeard( { "a", "untyped", "untyped throws", "last" } );
+   a->isRegisteredNotifieeIs( false );
+   last->isRegisteredNotifieeIs( false );
+   this->change();
+   this->expectHeard( { "untyped", "untyped throws" } );
+}
+
 TYPED_TEST( Dispatch, reportsAThrowerAndGoesOn ) {
    auto const a = this->template observe< Thrower >( "a" );
    auto const b = this->template observe< Thrower >( "b" );

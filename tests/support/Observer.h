@@ -127,6 +127,24 @@ template < class E > struct Thrower : Recorder< E > {
    bool leavesIt = false;
 };
 
+// Is told of all attributes alike, the key being a name, and throws.
+template < class E > struct Untyped : Zet::UntypedNotifiee< E > {
+   Untyped( Log& log, std::string name ) : log_( log ), name_( std::move( name ) ) {}
+   void onChange( Zet::AttributeId id, void const* key ) override {
+      auto const* const text = static_cast< Zet::Name const* >( key );
+      log_.push_back( name_ + " " + std::to_string( id ) + ( text ? " " : "" ) +
+                      ( text ? text->c_str() : "" ) );
+      throw std::runtime_error( "thrown" );
+   }
+   void onNotificationException( Zet::AttributeId id ) override {
+      log_.push_back( name_ + " exception " + std::to_string( id ) );
+   }
+
+ private:
+   Log& log_;
+   std::string name_;
+};
+
 // Reacts on behalf of an attribute log.
 template < class E > struct LogObserver : Recorder< E > {
    using Recorder< E >::Recorder;
