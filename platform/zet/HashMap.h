@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/zet/Assert.h"
 #include "platform/zet/BitReverse.h"
 #include "platform/zet/Ptr.h"
 
@@ -28,7 +29,10 @@ template < class Member > class ChainLink {
    Member* next_ = nullptr;
    // That of the member's key, once it has been in a map: chains are walked without touching keys.
    std::uint32_t position_ = 0;
+   bool linked_ = false;
 };
+// The mark lies where it costs nothing.
+static_assert( sizeof( ChainLink< void > ) == 2 * sizeof( void* ) );
 
 // A keyed collection that holds one reference on each member and is linked through the members.
 //
@@ -63,9 +67,11 @@ template < class M, class K > class HashMap {
       return at;
    }
 
-   // Requires: the member is in no map, its key not in this one.
+   // Requires: the member is in no map, which is asserted; its key is not in this one.
    void insert( Ptr< Member > member ) noexcept {
       Member* const added = member.release();
+      require( !std::exchange( added->zetChainLink.linked_, true ),
+               "a member is in one map at a time" );
       auto&& key = added->zetKey();
       std::uint32_t const where = positionOf( key );
       Member*& place = placeOf( where, key );
@@ -96,6 +102,7 @@ template < class M, class K > class HashMap {
          fetchAhead( buckets_, bucket, bucketCount() );
          for ( Member* at = std::exchange( buckets_[ bucket ], nullptr ); at; ) {
             Ptr< Member > const dropped = Ptr< Member >::adopt( at );
+            at->zetChainLink.linked_ = false;
             at = std::exchange( at->zetChainLink.next_, nullptr );
          }
       }
@@ -197,6 +204,7 @@ template < class M, class K > class HashMap {
    Ptr< Member > unlink( Member*& place ) noexcept {
       Member* const member = place;
       place = std::exchange( member->zetChainLink.next_, nullptr );
+      member->zetChainLink.linked_ = false;
       --count_;
       ++version_;
       if ( !beingEmptied_ )
@@ -257,11 +265,14 @@ template < class Member, class Key > class HashMap< Member, Key >::Iterator {
    Member& operator*() const noexcept { return *member_; }
    Member* operator->() const noexcept { return member_.get(); }
    Ptr< Member > const& member() const noexcept { return member_; }
+   // Of the member that it stands on. Requires: not at the end.
    Key key() const noexcept { return member_->zetKey(); }
 
    Iterator& operator++() noexcept {
+      // Dropped last: with its last reference, handlers may change the map.
+      Ptr< Member > const passed = std::move( member_ );
       member_ =
-          version_ == map_->version_ ? map_->following( *member_ ) : map_->successor( *member_ );
+          version_ == map_->version_ ? map_->following( *passed ) : map_->successor( *passed );
       version_ = map_->version_;
       return *this;
    }

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <map>
 #include <optional>
 #include <random>
@@ -31,9 +32,13 @@ template < class Hash > class Member : public Zet::PtrInterface {
    Key< Hash > zetKey() const { return key_; }
    Zet::ChainLink< Member > zetChainLink;
    static inline int living = 0;
+   std::function< void() > atEnd = [] {};
 
  protected:
-   ~Member() override { --living; }
+   ~Member() override {
+      --living;
+      atEnd();
+   }
 
  private:
    Key< Hash > key_;
@@ -164,6 +169,19 @@ TYPED_TEST( HashMap, keepsAnIteratorThoughItsMemberGoesElsewhere ) {
       EXPECT_EQ( ( ++at ).member(), next.member() );
    }
    EXPECT_EQ( there.count(), 100u );
+   EXPECT_DEATH( here.insert( there.begin().member() ), "one map at a time" );
+}
+
+TYPED_TEST( HashMap, isWalkedWholeThoughAMemberThatGoesRemovesTheNext ) {
+   typename Watched< TypeParam >::Map map;
+   for ( std::uint32_t number = 0; number < 64; ++number )
+      map.insert( Zet::make< Member< TypeParam > >( number ) );
+   auto const second = ++map.begin();
+   map.begin()->atEnd = [ &, next = second->zetKey() ] { map.remove( next ); };
+   int visited = 0;
+   for ( auto at = map.begin(); at; ++at, ++visited )
+      map.remove( at.key() );
+   EXPECT_EQ( visited, 64 );
 }
 
 TYPED_TEST( HashMap, dropsALongChainWithoutRecursion ) {
