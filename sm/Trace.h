@@ -6,7 +6,8 @@ namespace UplinkFailureDetection {
 
 inline Zet::TraceHandle const&
 traceHandle() {
-   static Zet::TraceHandle const handle( "UplinkFailureDetectionSm" );
+   // Never destroyed: machines of static life still trace when the process ends.
+   static Zet::TraceHandle const& handle = *new Zet::TraceHandle( "UplinkFailureDetectionSm" );
    return handle;
 }
 

@@ -4,6 +4,7 @@
 #include "platform/zet/Ptr.h"
 #include "platform/zet/ZetType.h"
 
+#include <cstdio>
 #include <exception>
 #include <iostream>
 
@@ -15,12 +16,15 @@ using Sink = std::function< void( NotificationFailure const& ) >;
 
 Sink&
 sink() {
-   static Sink sink;
+   // Never destroyed: objects of static life still fail when the process ends.
+   static Sink& sink = *new Sink;
    return sink;
 }
 
 String8
 textOfCurrentException() {
+   if ( !std::current_exception() )
+      return "no exception is being handled";
    try {
       throw;
    } catch ( std::exception const& failure ) {
@@ -53,12 +57,18 @@ notificationFailureSinkIs( Sink replacement ) {
 
 void
 handleNotificationFailure( PtrInterface const& object, AttributeId id ) noexcept {
-   NotificationFailure const failure = failureOf( object, id );
-   if ( sink() )
-      sink()( failure );
-   else
-      std::cerr << failure.entity << ": a handler of " << failure.attribute
-                << " failed: " << failure.text << '\n';
+   try {
+      NotificationFailure const failure = failureOf( object, id );
+      if ( sink() )
+         sink()( failure );
+      else
+         std::cerr << failure.entity << ": a handler of " << failure.attribute
+                   << " failed: " << failure.text << '\n';
+   } catch ( ... ) {
+      // Memory may be short. This takes none.
+      std::fprintf( stderr, "a handler of attribute %d failed, and reporting that failed too\n",
+                    static_cast< int >( id ) );
+   }
 }
 
 } // namespace Zet

@@ -18,12 +18,13 @@ struct NotificationFailure {
 };
 
 // Where isolated failures go: a line on standard error unless the host sets another sink. An
-// empty sink restores that line. Requires: the sink does not throw.
+// empty sink restores that line. Owns: the sink, never destroyed. What it throws is not reported
+// but for one line on standard error.
 ZET_EXPORT void
 notificationFailureSinkIs( std::function< void( NotificationFailure const& ) > sink );
 
-// Hands the exception being handled to the sink.
-// Requires: called inside of a catch clause.
+// Hands the exception being handled to the sink. Outside of a catch clause there is none, which
+// the text of the failure then says.
 ZET_EXPORT void handleNotificationFailure( PtrInterface const& entity, AttributeId id ) noexcept;
 
 } // namespace Zet

@@ -18,7 +18,8 @@ struct LevelsOfName {
 
 std::vector< LevelsOfName >&
 levelsByName() {
-   static std::vector< LevelsOfName > levels;
+   // Never destroyed: handles of static life are still made when the process ends.
+   static std::vector< LevelsOfName >& levels = *new std::vector< LevelsOfName >;
    return levels;
 }
 
