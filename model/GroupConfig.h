@@ -121,12 +121,6 @@ class ZET_EXPORT GroupConfig::NotifieeConst
    virtual void onMinLinks() {}
 };
 
-// "GroupConfig(0x55d0c8a0)"; Zet::strepToValue< Zet::Ptr< GroupConfig > > reads it back.
-inline Zet::String8
-valueToStrep( GroupConfig const* group ) {
-   return Zet::valueToStrepOfPtr( group );
-}
-
 } // namespace UplinkFailureDetection
 
 extern template class Notify::LoggedEntity< UplinkFailureDetection::GroupConfig >;

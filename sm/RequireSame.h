@@ -13,9 +13,8 @@ requireSame( char const* parameter, T const* wanted, T const* current ) {
    if ( wanted != current )
       Zet::throwNameInUseException(
           "Reinstantiating the pointer interface where constructor parameter attribute " +
-          Zet::String8( parameter ) + " has a different value of " +
-          Zet::valueToStrepOfPtr( wanted ) + " than the current value of " +
-          Zet::valueToStrepOfPtr( current ) + " not allowed" );
+          Zet::String8( parameter ) + " has a different value of " + Zet::valueToStrep( wanted ) +
+          " than the current value of " + Zet::valueToStrep( current ) + " not allowed" );
 }
 
 } // namespace UplinkFailureDetection

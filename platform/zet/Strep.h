@@ -5,6 +5,8 @@
 #include "platform/zet/String8.h"
 #include "platform/zet/ZetType.h"
 
+#include <concepts>
+
 namespace Zet {
 
 // String representations: texts that read back as the value.
@@ -27,11 +29,16 @@ ZET_EXPORT Ptr< PtrInterface > sequenceToValueOfPtr( String8::IteratorConst& at,
 // "junk at column %lld deserializing %s" as a range exception.
 [[noreturn]] ZET_EXPORT void throwJunk( std::ptrdiff_t column, String8 const& text );
 
-// The pointer forms for a type T with a descriptor.
+// The same for an object of a type with a descriptor: by the name of T, whatever the object is.
+template < std::derived_from< PtrInterface > T >
+String8
+valueToStrep( T const* object ) {
+   return valueToStrepOfRawPtr( T::_fwkType()->name(), object );
+}
 template < class T >
 String8
-valueToStrepOfPtr( T const* object ) {
-   return valueToStrepOfRawPtr( T::_fwkType()->name(), object );
+valueToStrep( Ptr< T > const& object ) {
+   return valueToStrep( object.get() );
 }
 
 // Reads one value of type T with the sequenceToValue that belongs to T.

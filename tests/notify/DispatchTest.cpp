@@ -83,7 +83,7 @@ TYPED_TEST( Dispatch, goesOnThoughAllElseIsDestroyedMeanwhile ) {
    auto actor = this->template observe< Actor >( "actor" );
    auto const last = this->template observe< Actor >( "last" );
    Zet::String8 const texts[] = { Zet::valueToStrepOfRawPtr( "actor", actor.get() ),
-                                  Zet::valueToStrepOfPtr( this->sample.entity.get() ) };
+                                  Zet::valueToStrep( this->sample.entity.get() ) };
    actor->act = [ & ] {
       this->sample.entity = nullptr;
       last->notifierIs( nullptr );

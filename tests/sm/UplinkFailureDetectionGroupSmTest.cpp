@@ -76,8 +76,8 @@ TEST( GroupSm, AReplacedDirectoryEntryIsANameInUse ) {
    // The check is not run: the new status is not up.
    check( world, { { "replace A", "", "g:up#0@0 |" } } );
    auto const* const replacement = world.dir->intfStatus( intf( 'A' ) );
-   std::string const text = nameInUse( "_ethIntfStatus", Zet::valueToStrepOfPtr( replacement ),
-                                       Zet::valueToStrepOfPtr( old.get() ) );
+   std::string const text = nameInUse( "_ethIntfStatus", Zet::valueToStrep( replacement ),
+                                       Zet::valueToStrep( old.get() ) );
    EXPECT_THAT( failures.texts, ElementsAre( "/dir: a handler of intfStatus failed: " + text ) );
    auto const textOf = [ & ]( Interface::EthIntfStatus const* status,
                               UplinkFailureDetectionGroupSm* groupSm ) -> std::string {
@@ -92,7 +92,7 @@ TEST( GroupSm, AReplacedDirectoryEntryIsANameInUse ) {
    EXPECT_EQ( textOf( replacement, nullptr ), text );
    EXPECT_EQ( textOf( old.get(), nullptr ),
               nameInUse( "_groupSm", "UplinkFailureDetectionGroupSm(0)",
-                         Zet::valueToStrepOfPtr( group.get() ) ) );
+                         Zet::valueToStrep( group.get() ) ) );
    // The child watches the old object still, and the count reads the directory.
    EXPECT_EQ( group->uplinkFailureDetectionIntfSm( intf( 'A' ) )->ethIntfStatus(), old.get() );
    world.heard();

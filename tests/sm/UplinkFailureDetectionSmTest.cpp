@@ -55,8 +55,8 @@ TEST( TopSm, AGroupMachineIsMadeFromTheSameFourObjectsOrNotAtAll ) {
          world.sm()->uplinkFailureDetectionGroupSmIs( arguments... );
          ADD_FAILURE() << parameter << ": nothing thrown";
       } catch ( Zet::NameInUseException const& failure ) {
-         EXPECT_EQ( failure.what(), nameInUse( parameter, Zet::valueToStrepOfPtr( wanted ),
-                                               Zet::valueToStrepOfPtr( current ) ) );
+         EXPECT_EQ( failure.what(), nameInUse( parameter, Zet::valueToStrep( wanted ),
+                                               Zet::valueToStrep( current ) ) );
          EXPECT_EQ( failure.frameworkId(), 48u );
       }
    };

@@ -63,18 +63,19 @@ TEST( Strep, readsBackWhatItWrites ) {
 TEST( Strep, aPointerReadsBackWhileItsObjectLives ) {
    using Pointer = Zet::Ptr< GroupConfig >;
    auto group = GroupConfig::GroupConfigIs( "g" );
-   String8 const text = valueToStrep( group.get() );
+   String8 const text = Zet::valueToStrep( group.get() );
+   EXPECT_EQ( Zet::valueToStrep( Zet::Ptr< GroupConfig const >( group ) ), text );
    EXPECT_TRUE( text.view().starts_with( "GroupConfig(0x" ) ) << text;
    EXPECT_EQ( Zet::strepToValue< Pointer >( text ), group );
    EXPECT_EQ( group->references(), 1u );
    EXPECT_EQ( ( failureOf< Pointer, Zet::RangeException >( text + " x" ) ),
               "junk at column " + std::to_string( text.size() ) + " deserializing " +
                   std::string( text.view() ) + " x" );
-   String8 const null = valueToStrep( static_cast< GroupConfig const* >( nullptr ) );
+   String8 const null = Zet::valueToStrep( static_cast< GroupConfig const* >( nullptr ) );
    EXPECT_EQ( Zet::strepToValue< Pointer >( null ), nullptr );
 
    auto const status = GroupStatus::GroupStatusIs( "g" );
-   String8 const other = Zet::valueToStrepOfPtr( status.get() );
+   String8 const other = Zet::valueToStrep( status.get() );
    EXPECT_EQ( ( failureOf< Pointer, Zet::CannotConvertException >( other ) ),
               "cannot convert " + std::string( other.view() ) + " to GroupConfig" );
 
