@@ -49,6 +49,8 @@ template < class E, class Base = Zet::Entity > class ZET_EXPORT NotifyingEntity 
 
    // Used by the notifiees, which join and leave an entity that they may only read. Where the
    // list's order is not fixed by the type, an attribute log goes first.
+   // Requires: the notifiee is in no list; the same one twice is an assertion. Others don't call
+   // this but the notifiee's isRegisteredNotifieeIs( true ), which once more does nothing.
    template < class N > void notifieeIs( N& notifiee ) const {
       if ( E::attributeLogGoesFirst && reactsForAttributeLog( notifiee ) )
          list().insertHead( notifiee );

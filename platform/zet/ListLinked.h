@@ -42,6 +42,7 @@ template < class M > class ZET_EXPORT ListLinked final : public BaseRefCollectio
 
  private:
    void insert( Member& member, Member* previous, Member* next ) noexcept {
+      require( !member.previous && head_ != &member, "a notifiee joins a list once" );
       member.previous = previous;
       member.next = next;
       ( previous ? previous->next : head_ ) = &member;

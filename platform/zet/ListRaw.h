@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/zet/Assert.h"
 #include "platform/zet/Export.h"
 
 #include <cstdint>
@@ -35,7 +36,9 @@ template < class M > class ZET_EXPORT ListRaw final : public BaseRefCollection {
    Member* head() const noexcept { return head_; }
    static Member* next( Member const& member ) noexcept { return member.next; }
 
+   // Requires: the member is in no list; it is asserted that it is not in this one.
    void insertHead( Member& member ) noexcept {
+      requireAbsent( member );
       member.next = head_;
       head_ = &member;
       if ( !tail_ )
@@ -43,7 +46,7 @@ template < class M > class ZET_EXPORT ListRaw final : public BaseRefCollection {
       inserted();
    }
    void insertTail( Member& member ) noexcept {
-      member.next = nullptr;
+      requireAbsent( member );
       ( tail_ ? tail_->next : head_ ) = &member;
       tail_ = &member;
       inserted();
@@ -76,6 +79,9 @@ template < class M > class ZET_EXPORT ListRaw final : public BaseRefCollection {
    }
 
  private:
+   void requireAbsent( Member const& member ) const noexcept {
+      require( !member.next && tail_ != &member, "a notifiee joins a list once" );
+   }
    void inserted() noexcept {
       ++version_;
       ++count_;

@@ -53,6 +53,19 @@ TEST_F( EntityNotifiee, activationRemembersWhetherItWasRegistered ) {
    EXPECT_EQ( a->auditErrors( 0 ), 0u );
 }
 
+TEST_F( EntityNotifiee, joinsAListOnce ) {
+   auto const a = recorder( "a" );
+   auto const b = recorder( "b" );
+   a->isRegisteredNotifieeIs( true );
+   EXPECT_EQ( heard(), "ab" );
+   for ( auto const& notifiee : { a, b } )
+      EXPECT_DEATH( entity->notifieeIs( *notifiee ), "joins a list once" );
+   auto const status = Interface::EthIntfStatus::EthIntfStatusIs( intf( "et1" ) );
+   auto const linked = Zet::make< Interface::EthIntfStatus::Notifiee >();
+   status->zetNotifieeAdapterIs( linked );
+   EXPECT_DEATH( status->notifieeIs( *linked ), "joins a list once" );
+}
+
 TEST_F( EntityNotifiee, movesWithItsNotifier ) {
    auto const a = recorder( "a" );
    auto const b = recorder( "b" );
