@@ -14,7 +14,7 @@ class ZET_EXPORT Config : public GroupCollection< Config, GroupConfig > {
 
    explicit Config( Zet::Name name ) : GroupCollection( std::move( name ) ) {}
    // A new Config without groups and without parent.
-   static Zet::Ptr< Config > ConfigIs( Zet::Name name );
+   [[nodiscard]] static Zet::Ptr< Config > ConfigIs( Zet::Name name );
    static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  protected:
@@ -22,7 +22,7 @@ class ZET_EXPORT Config : public GroupCollection< Config, GroupConfig > {
 };
 
 // The same, for the process that hosts the library.
-ZET_EXPORT Zet::Ptr< Config > configFactory( Zet::Name name );
+[[nodiscard]] ZET_EXPORT Zet::Ptr< Config > configFactory( Zet::Name name );
 
 } // namespace UplinkFailureDetection
 

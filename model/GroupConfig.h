@@ -30,7 +30,7 @@ class ZET_EXPORT GroupConfig : public Notify::LoggedEntity< GroupConfig > {
 
    explicit GroupConfig( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
    // A new group with no interfaces, `minLinks` 1, and no parent.
-   static Zet::Ptr< GroupConfig > GroupConfigIs( Zet::Name name );
+   [[nodiscard]] static Zet::Ptr< GroupConfig > GroupConfigIs( Zet::Name name );
 
    // The uplinks. Every one is counted; one whose flag is false is not watched, so its changes
    // are seen only at the next check.

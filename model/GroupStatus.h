@@ -20,7 +20,7 @@ class ZET_EXPORT GroupStatus : public Notify::LoggedEntity< GroupStatus > {
 
    explicit GroupStatus( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
    // A new record: `unknown`, never disabled, no parent.
-   static Zet::Ptr< GroupStatus > GroupStatusIs( Zet::Name name );
+   [[nodiscard]] static Zet::Ptr< GroupStatus > GroupStatusIs( Zet::Name name );
 
    GroupLinkStatus groupLinkStatus() const noexcept { return groupLinkStatus_; }
    void groupLinkStatusIs( GroupLinkStatus status );

@@ -14,7 +14,7 @@ class ZET_EXPORT Status : public GroupCollection< Status, GroupStatus > {
 
    explicit Status( Zet::Name name ) : GroupCollection( std::move( name ) ) {}
    // A new Status without groups and without parent.
-   static Zet::Ptr< Status > StatusIs( Zet::Name name );
+   [[nodiscard]] static Zet::Ptr< Status > StatusIs( Zet::Name name );
    static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  protected:
@@ -22,7 +22,7 @@ class ZET_EXPORT Status : public GroupCollection< Status, GroupStatus > {
 };
 
 // The same, for the process that hosts the library.
-ZET_EXPORT Zet::Ptr< Status > statusFactory( Zet::Name name );
+[[nodiscard]] ZET_EXPORT Zet::Ptr< Status > statusFactory( Zet::Name name );
 
 } // namespace UplinkFailureDetection
 

@@ -1,5 +1,6 @@
 #include "sm/Root.h"
 
+#include "platform/zet/Assert.h"
 #include "platform/zet/NotificationFailure.h"
 
 #include <utility>
@@ -22,6 +23,8 @@ Root::uplinkFailureDetectionSmIs(
     Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
     Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
     Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir ) {
+   Zet::require( config && status && causeStatus && ethIntfStatusDir,
+                 "detection runs on a configuration, a status, a cause status and a directory" );
    if ( sm_ && config == sm_->config() && status == sm_->status() &&
         causeStatus == sm_->causeStatus() && ethIntfStatusDir == sm_->ethIntfStatusDir() )
       return sm_;

@@ -25,7 +25,7 @@ class ZET_EXPORT Root : public Notify::NotifyingEntity< Root > {
    // four stays, and nobody is told; another is replaced once the new one has evaluated every
    // group. What the old one wrote is not undone, only written over.
    // Throws: what making the new machine throws; the old one is then still in place.
-   // Requires: none of the four is null.
+   // Requires: none of the four is null, which is asserted.
    Zet::Ptr< UplinkFailureDetectionSm > uplinkFailureDetectionSmIs(
        Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
@@ -59,9 +59,10 @@ class ZET_EXPORT Root::NotifieeConst
    virtual void onUplinkFailureDetectionSm() {}
 };
 
-// A new root, its only reference in the result. configFactory and statusFactory (model/Config.h,
-// model/Status.h) make what it runs on.
-ZET_EXPORT Zet::Ptr< Root > rootFactory( Zet::Name name );
+// A new root, its only reference in the result. Detection ends with the root, so the host keeps it.
+// configFactory and statusFactory (model/Config.h, model/Status.h) make what it runs on.
+[[nodiscard( "detection ends with the root" )]] ZET_EXPORT Zet::Ptr< Root >
+rootFactory( Zet::Name name );
 
 } // namespace UplinkFailureDetection
 

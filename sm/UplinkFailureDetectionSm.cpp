@@ -1,5 +1,6 @@
 #include "sm/UplinkFailureDetectionSm.h"
 
+#include "platform/zet/Assert.h"
 #include "sm/RequireSame.h"
 #include "sm/Trace.h"
 
@@ -44,6 +45,8 @@ UplinkFailureDetectionSm::UplinkFailureDetectionSm(
     Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir )
     : config_( newConfig( config ) ), status_( status ), causeStatus_( causeStatus ),
       ethIntfStatusDir_( ethIntfStatusDir ) {
+   Zet::require( status && causeStatus && ethIntfStatusDir,
+                 "the top machine needs a status, a cause status and a directory" );
    handleInitialized();
    hasNotificationActiveIs( true );
 }

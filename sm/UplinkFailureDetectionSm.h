@@ -21,12 +21,13 @@ class ZET_EXPORT UplinkFailureDetectionSm
    class GenericIf_;
    class ZetConfig;
 
-   // Evaluates every configured group once. Requires: none of the four is null.
+   // Evaluates every configured group once. Without a configuration it has none, until configIs().
+   // Requires: the other three are not null, which is asserted.
    UplinkFailureDetectionSm(
        Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir );
-   static Zet::Ptr< UplinkFailureDetectionSm > UplinkFailureDetectionSmIs(
+   [[nodiscard]] static Zet::Ptr< UplinkFailureDetectionSm > UplinkFailureDetectionSmIs(
        Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir );

@@ -21,7 +21,7 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
    using ZetIntfStatus = Notify::ValueMember< Kelnet::IntfId, double, CauseStatus >;
 
    explicit CauseStatus( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
-   static Zet::Ptr< CauseStatus > CauseStatusIs( Zet::Name name );
+   [[nodiscard]] static Zet::Ptr< CauseStatus > CauseStatusIs( Zet::Name name );
 
    // When the interface was disabled; nothing when it is not.
    std::optional< double > intfStatus( Kelnet::IntfId intfId ) const noexcept {
@@ -37,7 +37,7 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
 
    using IntfStatusCollection = Notify::ValueCollection< &CauseStatus::intfStatusNotify >;
    using IntfStatusIteratorConst = IntfStatusCollection::IteratorConst;
-   // Walks the entries: key() is the interface, value() the time.
+   // Walks the entries: at.key() is the interface, at->value() the time.
    IntfStatusIteratorConst intfStatusIteratorConst() const { return intfStatus_.iteratorConst(); }
 
  protected:

@@ -33,7 +33,7 @@ class ZET_EXPORT EthIntfStatus : public Notify::NotifyingEntity< EthIntfStatus, 
    explicit EthIntfStatus( Kelnet::IntfId intfId ) : NotifyingEntity( intfId ) {}
 
    // A new status whose `operStatus` is unknown.
-   static Zet::Ptr< EthIntfStatus > EthIntfStatusIs( Kelnet::IntfId intfId );
+   [[nodiscard]] static Zet::Ptr< EthIntfStatus > EthIntfStatusIs( Kelnet::IntfId intfId );
 
    OperStatus operStatus() const noexcept { return operStatus_; }
    void operStatusIs( OperStatus status );

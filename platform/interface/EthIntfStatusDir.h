@@ -18,7 +18,7 @@ class ZET_EXPORT EthIntfStatusDir : public Notify::NotifyingEntity< EthIntfStatu
    using NotifieeList = Zet::ListLinked< NotifieeConst >;
 
    explicit EthIntfStatusDir( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
-   static Zet::Ptr< EthIntfStatusDir > EthIntfStatusDirIs( Zet::Name name );
+   [[nodiscard]] static Zet::Ptr< EthIntfStatusDir > EthIntfStatusDirIs( Zet::Name name );
 
    // Null when there is no such interface. Borrows: valid until the entry is removed.
    EthIntfStatus* intfStatus( Kelnet::IntfId intfId ) noexcept {

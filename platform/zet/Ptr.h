@@ -9,8 +9,8 @@
 
 namespace Zet {
 
-// The counted pointer: one word; a copy costs one atomic addition. T derives from PtrInterface
-// and may be const.
+// The counted pointer: one word; a copy costs one addition (ReferenceCount.h says when it is
+// atomic). T derives from PtrInterface and may be const.
 template < class T > class Ptr {
  public:
    constexpr Ptr() noexcept = default;
@@ -68,9 +68,9 @@ template < class T > class Ptr {
    T* object_ = nullptr;
 };
 
-// A new T, its only reference in the result.
+// A new T, its only reference in the result: a notifiee that is not kept is gone before it hears.
 template < class T, class... Argument >
-Ptr< T >
+[[nodiscard]] Ptr< T >
 make( Argument&&... argument ) {
    return Ptr< T >::adopt( new T( std::forward< Argument >( argument )... ) );
 }

@@ -55,6 +55,9 @@ TEST( Root, EachOfTheFourReplacesTheMachineAndIsToldOnce ) {
    expectReplaced( "causeStatus" );
    dir = Interface::EthIntfStatusDir::EthIntfStatusDirIs( "dir" );
    expectReplaced( "ethIntfStatusDir" );
+   EXPECT_DEATH( world.root->uplinkFailureDetectionSmIs( nullptr, status, cause, dir ), "runs on" );
+   EXPECT_DEATH( world.root->newUplinkFailureDetectionSm( config, status, cause, nullptr ),
+                 "machine needs" );
 }
 
 TEST( Root, TheOldMachineWorksWhileTheNewOneIsBuilt ) {
