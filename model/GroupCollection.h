@@ -31,6 +31,7 @@ template < class E, class M > class ZET_EXPORT GroupCollection : public Notify::
    // What a removal ends with.
    void groupNotify( Zet::Name name, Zet::Ptr< Member > const& member );
 
+   // For the iterators see adapters/notify/KeyedCollection.h.
    using Groups = Notify::EntityCollection< &GroupCollection::groupNotify >;
    using GroupIterator = typename Groups::Iterator;
    using GroupIteratorConst = typename Groups::IteratorConst;

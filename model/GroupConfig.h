@@ -43,11 +43,14 @@ class ZET_EXPORT GroupConfig : public Notify::LoggedEntity< GroupConfig > {
    void intfsToMonitorDelAll() { intfsToMonitor_.delAll( *this ); }
    void intfsToMonitorNotify( Kelnet::IntfId intfId, Zet::Ptr< ZetIntfsToMonitor > const& );
 
+   // The iterators are described in adapters/notify/KeyedCollection.h: at.key() is the interface,
+   // at->value() its flag; the deleting ones hold the group, the const one borrows it.
    using IntfsToMonitorCollection = Notify::ValueCollection< &GroupConfig::intfsToMonitorNotify >;
    using IntfsToMonitorIterator = IntfsToMonitorCollection::Iterator;
    using ZetIntfsToMonitorIterator = IntfsToMonitorIterator;
    using IntfsToMonitorIteratorConst = IntfsToMonitorCollection::IteratorConst;
    IntfsToMonitorIterator intfsToMonitorIterator() { return intfsToMonitor_.iterator( *this ); }
+   // At that interface, or at the one that would follow it.
    IntfsToMonitorIterator intfsToMonitorIterator( Kelnet::IntfId from ) {
       return intfsToMonitor_.iterator( *this, from );
    }

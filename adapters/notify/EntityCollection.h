@@ -5,8 +5,8 @@
 
 namespace Notify {
 
-// A collection of entities that name their owner as their parent. `Changed` is the owner's
-// operation void( key, member ) that tells the notifiees.
+// A collection of entities that name their owner as their parent. `Removed` is as for
+// KeyedCollection; it also clears the member's parent.
 template < auto Removed > class EntityCollection : public KeyedCollection< Removed > {
    using Base = KeyedCollection< Removed >;
 

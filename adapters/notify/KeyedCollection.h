@@ -22,6 +22,20 @@ struct RemovalHook< void ( O::* )( K, Zet::Ptr< M > const& ) > {
 
 // A collection of its owner. `Removed` is the owner's operation void( key, member ) that every
 // removal ends with: it tells whoever has to know. The owner is handed in, not stored.
+//
+// Its two iterators walk the members in the collection's order:
+//
+//    for ( auto at = config->groupIterator(); at; ++at )
+//       if ( at->minLinks() == 0 )
+//          at.del();
+//
+// An iterator holds the member that it stands on, also when that member has left the collection,
+// and finds its way on from there by the member's key: whatever is added or removed meanwhile, it
+// passes every member that stays exactly once, and of those that are added the ones ahead of it.
+// It tests false at the end; there neither * nor -> nor key() nor del() nor ++ may be used.
+//
+// `Iterator` also holds the owner. `IteratorConst` borrows the collection: its owner must live as
+// long as the iterator is stepped.
 template < auto Removed > class KeyedCollection {
    using Hook = Detail::RemovalHook< decltype( Removed ) >;
 
@@ -32,14 +46,14 @@ template < auto Removed > class KeyedCollection {
    using Members = Zet::HashMap< Member, Key >;
    using IteratorConst = typename Members::Iterator;
 
-   // Walks the members in order, keeps the owner, and may delete the member that it stands on.
    class Iterator : public IteratorConst {
     public:
       Iterator& operator++() noexcept {
          IteratorConst::operator++();
          return *this;
       }
-      // Removes the member unless that has happened already. The iterator stays where it was.
+      // Removes the member that it stands on, and tells of it. The iterator still stands there;
+      // ++ goes on to the next. False, and nobody told, when the member had left already.
       bool del() { return collection_->del( *owner_, Zet::Ptr< Member >( this->member() ) ); }
 
     private:

@@ -80,7 +80,7 @@ PtrInterface::flagIs( std::uint32_t bit, bool on ) noexcept {
 void
 PtrInterface::bitIs( std::uint32_t bit, bool on ) noexcept {
    std::uint32_t const word = word_.load( std::memory_order_relaxed );
-   // As counting is.
+   // Atomic when counting is: a thread that counts meanwhile must not undo the change.
    if ( !countsAreShared() )
       word_.store( on ? word | bit : word & ~bit, std::memory_order_relaxed );
    else if ( on )
@@ -95,7 +95,7 @@ PtrInterface::handleLastReference( std::uint32_t before ) const noexcept {
    if ( ( before & destroyingFlag ) != 0 )
       return;
    auto* const self = const_cast< PtrInterface* >( this );
-   // It is counted, so that its flags are not lowered.
+   // Not flagIs(): what is nondestructing never comes here, so the flags stand in their own bits.
    self->bitIs( destroyingFlag, true );
    try {
       self->zeroReferencesIs( true );
@@ -103,6 +103,7 @@ PtrInterface::handleLastReference( std::uint32_t before ) const noexcept {
       // References are dropped in destructors, where nothing may be thrown on.
       handleNotificationFailure( *this, zeroReferencesAttributeId );
    }
+   // A handler may have kept a reference, or made the object nondestructing.
    if ( references() != 0 ) [[unlikely]]
       self->flagIs( destroyingFlag, false );
    else

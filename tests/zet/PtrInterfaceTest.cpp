@@ -67,6 +67,7 @@ TEST( PtrInterface, isNotCountedWhileNondestructing ) {
    for ( int time = 0; time < 5; ++time )
       Zet::Ptr< Object > const passing( bare );
    EXPECT_FALSE( destroyed );
+   EXPECT_GT( bare->references(), 500'000'000u );
    bare->isNondestructingIs( false );
    EXPECT_EQ( bare->references(), 2u );
    EXPECT_TRUE( bare->hasNotificationActive() );
