@@ -13,8 +13,12 @@ namespace UplinkFailureDetection {
 
 // The detector of one group. Whenever the group's configuration, the interface directory or the
 // operational status of a monitored interface changes, it counts the monitored interfaces that
-// are up. While they are fewer than minLinks, every downstream interface has an entry in the
-// cause status; otherwise none of them has. The outcome goes to the group's status.
+// are up. If they are fewer than minLinks, it gives every downstream interface an entry in the
+// cause status; otherwise it removes their entries. The outcome goes to the group's status.
+//
+// A check disregards other groups. A group that is up removes the entry of a port that it shares
+// with one that is down; the entry comes back with the next check of the latter. So the entries
+// alone don't tell whether a port must be shut. host/PortDecisions.h does, for each port.
 //
 // Everything is done before the notification returns. Dropping the machine undoes nothing;
 // doCleanup() does.

@@ -30,7 +30,7 @@ class ZET_EXPORT EthIntfStatusDir : public Notify::NotifyingEntity< EthIntfStatu
    // The entry of that interface, made if there is none.
    Zet::Ptr< EthIntfStatus > intfStatusIs( Kelnet::IntfId intfId );
    // Makes `status` the entry of its interface, instead of another if there is one; the
-   // notifiees are told once.
+   // notifiees are told once. Requires: it is no entry of another directory, which is asserted.
    void intfStatusIs( Zet::Ptr< EthIntfStatus > const& status );
    // The removed entry, or null.
    Zet::Ptr< EthIntfStatus > intfStatusDel( Kelnet::IntfId intfId );

@@ -33,7 +33,8 @@ class ZET_EXPORT Entity : public PtrInterface {
    // The name of an attribute; a text that starts with "unknown" for an id that is none.
    virtual String8 attributeString( AttributeId id ) const;
    // Attaches and registers a notifiee of whatever type. The entity's list does not hold it: one
-   // that the caller does not keep is gone before it hears anything.
+   // that the caller does not keep is gone before it hears anything. The compiler warns of that
+   // where observing() of host/Observing.h makes and attaches it.
    virtual void zetNotifieeAdapterIs( Ptr< PtrInterface::NotifieeConst > const& notifiee );
    // Called after the parent has changed.
    virtual void handleParent();

@@ -70,13 +70,13 @@ template < class M, class K > class HashMap {
    // Requires: the member is in no map, which is asserted; its key is not in this one.
    void insert( Ptr< Member > member ) noexcept {
       Member* const added = member.release();
-      require( !std::exchange( added->zetChainLink.linked_, true ),
-               "a member is in one map at a time" );
+      require( !added->zetChainLink.linked_, "a member is in one map at a time" );
       auto&& key = added->zetKey();
       std::uint32_t const where = positionOf( key );
       Member*& place = placeOf( where, key );
       added->zetChainLink.next_ = place;
       added->zetChainLink.position_ = where;
+      added->zetChainLink.linked_ = true;
       place = added;
       ++version_;
       if ( ++count_ > bucketCount() )

@@ -60,8 +60,8 @@ class ZET_EXPORT PtrInterface {
    // A zombie is about to be destroyed and ignores what it is told.
    bool zetMarkedForDeletion() const noexcept { return flag( zombieFlag ); }
    void zetMarkedForDeletionIs( bool marked ) noexcept { flagIs( zombieFlag, marked ); }
-   // How many references are held. A nondestructing object has no count: there this is a number
-   // above 500 million, so that nobody takes a reference of theirs for the last one.
+   // How many references are held. A nondestructing object has no count: this is a number above 500
+   // million then, so that no reference to it looks like the last one.
    std::uint32_t references() const noexcept {
       return word_.load( std::memory_order_relaxed ) & countMask;
    }

@@ -185,6 +185,9 @@ Entity::ZetNboAttrLogSa::childIs( ChildKey key, Ptr< ZetNboAttrLogSa > const& ch
    if ( childAdapter( key ) == child.get() )
       return;
    childDel( key );
+   // Its entity may have come from another parent that did not hear of that.
+   if ( child->parent_ )
+      child->parent_->children_.remove( *child );
    child->childKey_ = std::move( key );
    child->parent_ = this;
    children_.insert( child );
