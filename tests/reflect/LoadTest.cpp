@@ -1,3 +1,4 @@
+#include "platform/zet/Trace.h"
 #include "platform/zet/types/IntrospectionReactor.h"
 
 #include <gtest/gtest.h>
@@ -5,6 +6,7 @@
 #include <dlfcn.h>
 #include <fstream>
 #include <iomanip>
+#include <iostream>
 #include <sstream>
 
 // Each of these loads the library for the first time, so each wants a process of its own; ctest
@@ -97,7 +99,26 @@ loadedUnder( bool isReady ) {
    return reactor;
 }
 
+// Made before the library is loaded, so it goes after everything that loading makes.
+struct Last {
+   ~Last() {
+      if ( traces )
+         std::cerr << ( Zet::TraceHandle( "atExit" ).isOn( 0 ) ? "on" : "off" );
+   }
+   bool traces = false;
+} last;
+
 } // namespace
+
+TEST( Load, TracesCanBeMadeUntilTheProcessEnds ) {
+   auto const end = [] {
+      loadedUnder( false );
+      Zet::TraceHandle::levelIs( "atExit", 0, true );
+      last.traces = true;
+      std::exit( 0 );
+   };
+   EXPECT_EXIT( end(), testing::ExitedWithCode( 0 ), "on$" );
+}
 
 TEST( Load, AnnouncesTheModelThenTheMachinesOnce ) {
    auto const reactor = loadedUnder( true );
