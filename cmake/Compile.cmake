@@ -19,6 +19,8 @@ target_include_directories(ufd_compile INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(ufd_compile INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
   -Wimplicit-fallthrough)
+# One mistake in a type's description makes many errors, of which the first is the one to mend.
+target_compile_options(ufd_compile INTERFACE -Wfatal-errors)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # Nobody puts functions of their own in the place of a library's: its own calls may be inlined.
   target_compile_options(ufd_compile INTERFACE -fno-semantic-interposition)

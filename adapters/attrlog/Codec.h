@@ -21,6 +21,13 @@ namespace AttrLog {
 // How a value of type V travels: wire( value ), as what it is stored, and read( in ), which throws
 // what the input throws. A type without one cannot be an attribute that is replicated.
 template < class V > struct Codec;
+template < class V > inline constexpr bool isEncodable = requires {
+   sizeof( Codec< V > );
+};
+// Says which attribute such a type is of.
+namespace Fault {
+template < auto Attribute, class Value > struct NoCodecForValue;
+}
 
 template < class V > struct AsItIs {
    static V wire( V const& value ) { return value; }

@@ -29,6 +29,29 @@ template < auto Get, auto Handler > struct HandlerOf {
    static constexpr auto handler = Handler;
 };
 
+namespace Detail {
+
+template < class R >
+constexpr bool
+isEncodableRow() {
+   using Value = std::decay_t< Notify::ResultOf< R::get > >;
+   if constexpr ( CollectionRow< R > )
+      static_assert( Notify::holds< isEncodable< typename R::Key >,
+                                    Fault::NoCodecForValue< R::get, typename R::Key > >() );
+   if constexpr ( !EntitiesRow< R > )
+      static_assert(
+          Notify::holds< isEncodable< Value >, Fault::NoCodecForValue< R::get, Value > >() );
+   return true;
+}
+
+template < class T, std::size_t... I >
+constexpr bool
+isEncodableType( std::index_sequence< I... > ) {
+   return ( isEncodableRow< SerializedRow< T, I > >() && ... );
+}
+
+} // namespace Detail
+
 // The attribute-log adapter of an entity T: writing, scheduled flow, replay and reading, as loops
 // over T's rows. What is said of one attribute is said once, for all types.
 //
@@ -36,6 +59,8 @@ template < auto Get, auto Handler > struct HandlerOf {
 // Reading.h define them.
 template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    using Base = Zet::Entity::ZetNboAttrLogSa;
+   static_assert(
+       Detail::isEncodableType< T >( std::make_index_sequence< serializedCount< T > >() ) );
 
  public:
    using ZetNboAttrLogSaAdapter_ = Observer< T >;

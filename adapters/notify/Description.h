@@ -27,6 +27,30 @@ namespace Notify {
 // attribute: a row is looked up by it, and its value type is that of the attribute.
 template < class T > struct Description;
 
+// What can be wrong with the rows of a type. None is ever defined: the compiler's one line of error
+// names the mistake, the attribute by its reader, and with that the type whose Description to mend.
+namespace Fault {
+template < auto Attribute > struct NoRowInDescription;
+template < auto Attribute > struct IdOrReaderOfAnotherRow;
+template < auto Attribute, auto Operation > struct SetterOfAnotherType;
+template < auto Attribute, auto Operation > struct HandlerOfAnotherKey;
+template < auto Attribute, auto Operation > struct OperationOfAnotherKey;
+template < auto Attribute > struct ParametersNotNamedInRow;
+} // namespace Fault
+
+// Does not compile unless it holds.
+template < bool Holds, class Fault >
+constexpr bool
+holds() {
+   if constexpr ( !Holds )
+      return sizeof( Fault ) != 0;
+   return true;
+}
+
+template < auto Operation, class... Argument >
+inline constexpr bool takes = std::is_same_v< ArgumentsOf< Operation >, std::tuple< Argument... > >;
+template < class... Argument > inline constexpr bool takes< nullptr, Argument... > = true;
+
 struct Row {
    Zet::AttributeId id;
    std::string_view name;
@@ -47,6 +71,9 @@ template < auto Get, auto OnChange > struct Notified : Read< Get > {
 template < auto Get, auto Set, auto OnChange > struct Scalar : Notified< Get, OnChange > {
    using Notified< Get, OnChange >::Notified;
    static constexpr auto set = Set;
+   static_assert( holds< takes< Set, std::decay_t< ResultOf< Get > > >,
+                         Fault::SetterOfAnotherType< Get, Set > >() );
+   static_assert( holds< takes< OnChange >, Fault::HandlerOfAnotherKey< Get, OnChange > >() );
 };
 
 // The same for every entity of the type, and not stored in it.
@@ -68,7 +95,8 @@ template < auto Call > struct Function : Read< Call > {
    template < class... Name >
    constexpr Function( Zet::AttributeId i, std::string_view n, Name... parameter )
        : Read< Call >( i, n ), parameters{ parameter... } {
-      static_assert( sizeof...( Name ) == arity, "name each parameter of the function in its row" );
+      static_assert(
+          holds< sizeof...( Name ) == arity, Fault::ParametersNotNamedInRow< Call > >() );
    }
    std::array< std::string_view, arity > parameters;
 };
@@ -82,13 +110,19 @@ struct Collection : Notified< Get, OnChange > {
    using Key = typename Map::Key;
    static constexpr auto members = Members;
    static constexpr auto del = Del;
+   static_assert( holds< takes< Get, Key >, Fault::OperationOfAnotherKey< Get, Get > >() );
+   static_assert( holds< takes< Del, Key >, Fault::OperationOfAnotherKey< Get, Del > >() );
+   static_assert( holds< takes< OnChange, Key >, Fault::HandlerOfAnotherKey< Get, OnChange > >() );
 };
 
 // A value per key; a handler is told the key. Set( key, value ) adds or changes.
 template < auto Get, auto Members, auto Set, auto Del, auto OnChange >
 struct ValueCollectionRow : Collection< Get, Members, Del, OnChange > {
-   using Collection< Get, Members, Del, OnChange >::Collection;
+   using Base = Collection< Get, Members, Del, OnChange >;
+   using Base::Base;
    static constexpr auto set = Set;
+   static_assert( holds< takes< Set, typename Base::Key, std::decay_t< ResultOf< Get > > >,
+                         Fault::SetterOfAnotherType< Get, Set > >() );
 };
 
 // A member entity per name; a handler is told the name. Is( name ) gets or makes a member.
@@ -158,16 +192,25 @@ indexOf( std::tuple< R... > const& ) {
    return sizeof...( R );
 }
 
-template < class T >
-constexpr bool
-idsAreDistinct() {
-   bool distinct = true;
-   forEachRow< T >( [ & ]( auto const& row ) {
-      int times = 0;
-      forEachRow< T >( [ & ]( auto const& other ) { times += row.id == other.id; } );
-      distinct = distinct && times == 1;
+template < class T, auto Get >
+constexpr int
+rowsLike( Zet::AttributeId id ) {
+   int times = 0;
+   forEachRow< T >( [ & ]< class R >( R const& row ) {
+      times += row.id == id || std::is_same_v< Identity< R::get >, Identity< Get > >;
    } );
-   return distinct;
+   return times;
+}
+
+// Whether each row of T has an id and a reader of its own.
+template < class T, std::size_t... Place >
+constexpr bool
+rowsAreDistinct( std::index_sequence< Place... > ) {
+   constexpr auto const& rows = Description< T >::attributes;
+   return (
+       holds< rowsLike< T, std::get< Place >( rows ).get >( std::get< Place >( rows ).id ) == 1,
+              Fault::IdOrReaderOfAnotherRow< std::get< Place >( rows ).get > >() &&
+       ... );
 }
 
 } // namespace Detail
@@ -176,11 +219,12 @@ idsAreDistinct() {
 template < class T, auto Get >
 constexpr auto const&
 rowOf() {
-   static_assert( Detail::idsAreDistinct< T >(), "two attributes have the same id" );
-   constexpr std::size_t index = Detail::indexOf< Get >( Description< T >::attributes );
-   static_assert( index < std::tuple_size_v< decltype( Description< T >::attributes ) >,
-                  "the attribute has no row in its type's description" );
-   return std::get< index >( Description< T >::attributes );
+   constexpr auto const& rows = Description< T >::attributes;
+   constexpr std::size_t count = std::tuple_size_v< std::decay_t< decltype( rows ) > >;
+   constexpr std::size_t index = Detail::indexOf< Get >( rows );
+   static_assert( Detail::rowsAreDistinct< T >( std::make_index_sequence< count >() ) );
+   static_assert( holds< ( index < count ), Fault::NoRowInDescription< Get > >() );
+   return std::get< ( index < count ? index : 0 ) >( rows );
 }
 
 // Empty for a type that states none.
