@@ -92,11 +92,16 @@ parametersOf( Notify::Function< Call > const& row ) {
    return parameters;
 }
 
+namespace Fault {
+template < auto Attribute, class Value > struct NoTypeOfValue;
+}
+
 // Announces one attribute as its kind asks.
 template < class R >
 void
 announceRow( Announcer& announcer, R const& row ) {
    using V = ValueTypeOf< R::get >;
+   static_assert( Notify::holds< Zet::hasTypeOf< V >, Fault::NoTypeOfValue< R::get, V > >() );
    auto const valueType = Zet::TypeOf< V >::type();
    constexpr KindFlags const& kind = flagsOf< R >;
    Zet::Ptr< Zet::ZetType const > keyType;

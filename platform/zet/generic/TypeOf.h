@@ -14,7 +14,11 @@ template < class T > class ZET_EXPORT Builtin {
 
 // The descriptor of a value type: T's own, unless T has no room for one.
 template < class T > struct TypeOf {
-   static Ptr< ZetType const > type() { return T::_fwkType(); }
+   static Ptr< ZetType const > type() requires requires { T::_fwkType(); }
+   { return T::_fwkType(); }
+};
+template < class T > inline constexpr bool hasTypeOf = requires {
+   TypeOf< T >::type();
 };
 
 template <> struct TypeOf< bool > : TypeOf< Builtin< bool > > {};
