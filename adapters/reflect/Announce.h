@@ -88,7 +88,7 @@ parametersOf( Notify::Function< Call > const& row ) {
                   std::tuple_element_t< Place, Notify::ArgumentsOf< Call > > >() } ),
         ... );
    }
-   ( std::make_index_sequence< row.arity >() );
+   ( std::make_index_sequence< Notify::Function< Call >::arity >() );
    return parameters;
 }
 
