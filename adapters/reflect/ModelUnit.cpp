@@ -5,16 +5,16 @@
 
 namespace UplinkFailureDetection {
 
-class GroupConfig::_Type : public Reflect::EntityType< GroupConfig > {
+class GroupConfig::_Type : public Reflect::EntityType< GroupConfig, GroupConfig::GroupConfigIs > {
    using EntityType::EntityType;
 };
-class GroupStatus::_Type : public Reflect::EntityType< GroupStatus > {
+class GroupStatus::_Type : public Reflect::EntityType< GroupStatus, GroupStatus::GroupStatusIs > {
    using EntityType::EntityType;
 };
-class Config::_Type : public Reflect::EntityType< Config > {
+class Config::_Type : public Reflect::EntityType< Config, configFactory > {
    using EntityType::EntityType;
 };
-class Status::_Type : public Reflect::EntityType< Status > {
+class Status::_Type : public Reflect::EntityType< Status, statusFactory > {
    using EntityType::EntityType;
 };
 class GroupLinkStatus__Type : public Zet::ZetType {

@@ -16,7 +16,7 @@ class UplinkFailureDetectionGroupSm::_Type
 class UplinkFailureDetectionSm::_Type : public Reflect::MachineType< UplinkFailureDetectionSm > {
    using MachineType::MachineType;
 };
-class Root::_Type : public Reflect::EntityType< Root > {
+class Root::_Type : public Reflect::EntityType< Root, rootFactory > {
    using EntityType::EntityType;
 };
 

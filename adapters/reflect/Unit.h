@@ -49,12 +49,13 @@ addHandlesOfRows( Handles& handles ) {
        [ & ]( auto const& row ) { addHandles( handles, T::_fwkType(), { row.name } ); } );
 }
 
-// `T::_Type` of an entity: makes entities by name and generic interfaces.
-template < class T > class ZET_EXPORT EntityType : public Zet::ZetType {
+// `T::_Type` of an entity: makes entities by name, with that factory, and generic interfaces.
+template < class T, auto Factory = Zet::make< T, Zet::Name > >
+class ZET_EXPORT EntityType : public Zet::ZetType {
  public:
    using ZetType::ZetType;
    Zet::Ptr< Zet::Entity > newEntity( Zet::Name name ) const override {
-      return Zet::make< T >( std::move( name ) );
+      return Factory( std::move( name ) );
    }
    Zet::Ptr< Zet::GenericIf > genericIf( Zet::Ptr< Zet::PtrInterface > const& object,
                                          bool isConst ) const override {

@@ -2,6 +2,7 @@
 
 #include "platform/zet/Entity.h"
 #include "platform/zet/generic/ObjectIf.h"
+#include "platform/zet/generic/ValueIf.h"
 #include "platform/zet/types/ZetAttr.h"
 
 #include <algorithm>
@@ -122,6 +123,16 @@ ZetType::genericIf( Ptr< PtrInterface > const& object, bool isConst ) const {
 Ptr< GenericIf >
 ZetType::genericIf( Ptr< PtrInterface const > const& object ) const {
    return genericIf( Ptr< PtrInterface >( const_cast< PtrInterface* >( object.get() ) ), true );
+}
+
+Ptr< GenericIf >
+ZetType::newGenericIf( Ptr< GenericIf const > const& arguments ) const {
+   constexpr std::string_view argument = "name";
+   GenericIf::List_ const& list = argumentList( arguments, 1, name_.view() );
+   Ptr< Entity > const made = newEntity( valueOf< Name >( list.element( argument ), argument ) );
+   if ( !made )
+      throwGenericIfException( GenericIfException::opNotSupported, name_, GenericIf::set );
+   return genericIf( made, false );
 }
 
 } // namespace Zet

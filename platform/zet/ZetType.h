@@ -92,6 +92,11 @@ class ZET_EXPORT ZetType : public PtrInterface {
    // objects have. Through a constant interface nothing can be changed.
    virtual Ptr< GenericIf > genericIf( Ptr< PtrInterface > const& object, bool isConst ) const;
    Ptr< GenericIf > genericIf( Ptr< PtrInterface const > const& object ) const;
+   // Makes an object with newEntity() from a List_ with the argument "name", and returns its
+   // generic interface.
+   // Throws: GenericIfException: as argumentList() for a function of the type's short name; `type`
+   // "name"; `opNotSupported` with that short name where objects are not made by name.
+   Ptr< GenericIf > newGenericIf( Ptr< GenericIf const > const& arguments ) const;
 
  protected:
    ~ZetType() override;

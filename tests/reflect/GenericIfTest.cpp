@@ -172,6 +172,36 @@ TEST( GenericIf, RootMakesReplacesAndDropsItsMachine ) {
    EXPECT_TRUE( world.root->uplinkFailureDetectionSm() );
 }
 
+TEST( GenericIf, EntitiesAreMadeByTheirTypeFromAnArgumentList ) {
+   auto const name = Zet::valueIf( Zet::Name( "new" ) );
+   auto const listOf = []( auto... names ) {
+      auto const list = Zet::make< Zet::GenericIf::List_ >();
+      ( list->elementIs( names, Zet::valueIf( Zet::Name( "new" ) ) ), ... );
+      return list;
+   };
+   auto const made = []( std::string const& type, Zet::Ptr< Zet::GenericIf > const& arguments ) {
+      auto const descriptor = Zet::ZetType::typeNode( "UplinkFailureDetection::" + type );
+      try {
+         auto const entity = Zet::ptrCast< Zet::Entity >(
+             descriptor->newGenericIf( arguments )->zetObject( *descriptor ) );
+         return std::string( entity->fullName().c_str() ) + " alone " +
+                std::to_string( entity->references() );
+      } catch ( Zet::GenericIfException const& failure ) {
+         return std::to_string( failure.kind() ) + " " + failure.what();
+      }
+   };
+   for ( char const* const type : { "Root", "Config", "Status", "GroupConfig", "GroupStatus" } )
+      EXPECT_EQ( "/new alone 1", made( type, listOf( "name" ) ) );
+   using Exception = Zet::GenericIfException;
+   EXPECT_EQ( std::to_string( Exception::type ) + " Zet::GenericIf::List_", made( "Root", {} ) );
+   EXPECT_EQ( std::to_string( Exception::type ) + " List", made( "Root", name ) );
+   EXPECT_EQ( std::to_string( Exception::type ) + " name", made( "Root", listOf( "nome" ) ) );
+   EXPECT_EQ( std::to_string( Exception::unknownArgument ) + " Root",
+              made( "Root", listOf( "name", "more" ) ) );
+   EXPECT_EQ( std::to_string( Exception::opNotSupported ) + " UplinkFailureDetectionSm",
+              made( "UplinkFailureDetectionSm", listOf( "name" ) ) );
+}
+
 TEST( GenericIf, ConstantInterfacesChangeNothing ) {
    ReflectedWorld const world;
    std::string const refused = "const: attempting to modify a const instance";
