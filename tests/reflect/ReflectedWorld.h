@@ -30,7 +30,7 @@ class ReflectedWorld {
    Zet::Ptr< Ufd::GroupConfig > group;
    Zet::Ptr< Ufd::UplinkFailureDetectionSm > sm;
 
- private:
+   // The object of one of those names. Null when it is gone.
    Zet::Ptr< Zet::PtrInterface > object( std::string const& name ) const;
 };
 

@@ -1,0 +1,213 @@
+#include "platform/zet/generic/ValueIf.h"
+#include "tests/reflect/ReflectedWorld.h"
+#include "tests/support/Entities.h"
+#include "tests/support/Failures.h"
+#include "tests/support/RandomSequences.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <sstream>
+
+namespace Tests {
+
+namespace {
+
+// Which interface, what to do with it, which attribute, operation, key and value: each number
+// stands for one of what there is then.
+using Event = std::array< unsigned int, 6 >;
+using Sequence = std::vector< Event >;
+using Interface = Zet::Ptr< Zet::GenericIf >;
+using Place = Zet::Ptr< Zet::GenericIf::Place >;
+
+template < class Things >
+auto const&
+oneOf( Things const& things, unsigned int number ) {
+   return things[ number % things.size() ];
+}
+
+// All that somebody without knowledge of the types could have got hold of.
+class Stranger : Zet::GenericIf::Watcher {
+ public:
+   Stranger() {
+      for ( char const* const name : { "group", "config", "groupStatus", "status", "root", "sm",
+                                       "groupSm", "intfSm", "dir", "cause", "e1", "e2" } ) {
+         interfaces_.push_back( world_.of( name ) );
+         interfaces_.push_back( world_.of( std::string( name ) + "!" ) );
+      }
+      for ( std::size_t at = 0; at < interfaces_.size(); ++at ) {
+         interfaces_[ at ]->watcherIs( *this );
+         watched_.push_back( interfaces_[ at ] );
+      }
+      values_ = { nullptr,
+                  Zet::valueIf( true ),
+                  Zet::valueIf( 2u ),
+                  Zet::valueIf( 2.5 ),
+                  Zet::valueIf( Zet::Name( "g" ) ),
+                  Zet::valueIf( Zet::Name( "h" ) ),
+                  Zet::valueIf( intf( "e1" ) ),
+                  Zet::valueIf( intf( "e2" ) ) };
+   }
+   ~Stranger() override {
+      for ( Interface const& interface : watched_ )
+         interface->watcherDel( *this );
+   }
+   Stranger( Stranger const& ) = delete;
+   Stranger& operator=( Stranger const& ) = delete;
+
+   void act( Event const& event ) {
+      auto const& [ who, what, which, operation, key, value ] = event;
+      Interface const on = oneOf( interfaces_, who );
+      Zet::AttributeId const id = oneOf( ids, which );
+      try {
+         switch ( what % 16 ) {
+         default:
+            // Whoever makes an object nondestructing has to count its references himself.
+            if ( id != Zet::isNondestructingAttributeId )
+               keep( on->attributeOp( { id, oneOf( operations, operation ) }, oneOf( values_, key ),
+                                      oneOf( values_, value ) ) );
+            break;
+         case 0:
+            return lists( key, value );
+         case 1:
+            return on->isDeferringIs( value % 2 != 0 );
+         case 2:
+            return on->handleNotification( nullptr );
+         case 3:
+            places_.push_back( on->attributeIteratorConst( id ) );
+            break;
+         case 4:
+            places_.push_back( on->attributeIteratorKeyConst( id, oneOf( values_, key ) ) );
+            break;
+         case 5:
+         case 6:
+         case 7:
+            if ( !places_.empty() )
+               walk( *on, id, oneOf( places_, key ), operation );
+            break;
+         }
+      } catch ( Zet::Exception const& ) {
+         // It may refuse anything.
+      }
+   }
+
+ private:
+   static constexpr std::array ids{ -1,  0,   5,   6,   130, 131, 132, 133, 134, 135, 136,
+                                    137, 138, 142, 143, 144, 154, 258, 259, 260, 261, 999 };
+   static constexpr std::array operations{ 0u, 0u, 1u, 2u, 3u, 4u, 128u, 128u, 129u, 130u, 255u };
+
+   void onAttribute( Zet::AttributeId id ) override {
+      if ( id == 259 )
+         throw std::runtime_error( "watcher" );
+   }
+   void onAttributeAt( Zet::AttributeId id, Interface const& ) override { onAttribute( id ); }
+
+   // Of arguments, those of one function or constructor.
+   void lists( unsigned int which, unsigned int value ) {
+      static Log const names[] = { { "name" },
+                                   { "intfId" },
+                                   { "groupName" },
+                                   {},
+                                   { "ethIntfStatus", "groupSm" },
+                                   { "groupConfig", "groupStatus", "ethIntfStatusDir",
+                                     "causeStatus" },
+                                   { "config", "status", "ethIntfStatusDir", "causeStatus" } };
+      auto const list = Zet::make< Zet::GenericIf::List_ >();
+      for ( std::string const& name : names[ which % std::size( names ) ] ) {
+         list->elementIs( name.c_str(),
+                          value % 5 != 0 ? named( name, value ) : oneOf( values_, value / 5 ) );
+         value /= 7;
+      }
+      keep( list );
+   }
+   Interface named( std::string const& name, unsigned int value ) const {
+      for ( auto const& [ argument, object ] :
+            { std::pair( "config", "config" ), std::pair( "status", "status" ),
+              std::pair( "groupConfig", "group" ), std::pair( "groupStatus", "groupStatus" ),
+              std::pair( "causeStatus", "cause" ), std::pair( "groupSm", "groupSm" ),
+              std::pair( "ethIntfStatusDir", "dir" ), std::pair( "ethIntfStatus", "e2" ) } )
+         if ( name == argument && world_.object( object ) )
+            return world_.of( object );
+      return name == "intfId" ? Zet::valueIf( intf( value % 2 != 0 ? "e1" : "e2" ) )
+                              : Zet::valueIf( Zet::Name( value % 2 != 0 ? "g" : "h" ) );
+   }
+
+   void walk( Zet::GenericIf& on, Zet::AttributeId id, Place const& at, unsigned int how ) {
+      switch ( how % 6 ) {
+      case 0:
+         return keep( on.attributeIterator_iterObj( id, *at ) );
+      case 1:
+         return keep( on.attributeIterator_iterKey( id, *at ) );
+      case 2:
+         return on.attributeIterator_iterInc( id, *at );
+      case 3:
+         places_.push_back( on.attributeIterator_iterClone( id, *at ) );
+         return;
+      case 4:
+         on.attributeIterator_nonNull( id, *at );
+         return;
+      default:
+         return on.attributeIterator_iterDel( id, *at );
+      }
+   }
+
+   void keep( Interface const& result ) {
+      if ( !result )
+         return;
+      std::ostringstream() << result->strRep();
+      values_.push_back( result );
+      if ( result->zetType()->hasGenericIfSupport() )
+         interfaces_.push_back( result );
+   }
+
+   ReflectedWorld const world_;
+   std::vector< Interface > interfaces_;
+   std::vector< Interface > watched_;
+   std::vector< Interface > values_;
+   std::vector< Place > places_;
+};
+
+Sequence
+randomSequence( std::uint64_t seed ) {
+   std::mt19937_64 random( seed );
+   Sequence sequence( 200 );
+   for ( Event& event : sequence )
+      for ( unsigned int& number : event )
+         number = static_cast< unsigned int >( random() >> 40 );
+   return sequence;
+}
+
+std::string
+complaintAbout( Sequence const& sequence ) {
+   CollectedFailures const failures;
+   try {
+      Stranger stranger;
+      for ( Event const& event : sequence )
+         stranger.act( event );
+   } catch ( std::exception const& failure ) {
+      return failure.what();
+   }
+   for ( std::string const& text : failures.texts )
+      if ( !text.ends_with( "failed: watcher" ) )
+         return text;
+   return {};
+}
+
+std::string
+textOf( Sequence const& sequence ) {
+   std::ostringstream text;
+   for ( Event const& event : sequence ) {
+      for ( unsigned int const number : event )
+         text << ' ' << number;
+      text << ';';
+   }
+   return text.str();
+}
+
+} // namespace
+
+TEST( GenericIf, TakesAnythingFromStrangers ) {
+   SequenceTest< Event >{ randomSequence, complaintAbout, textOf }.playMany( 300 );
+}
+
+} // namespace Tests
