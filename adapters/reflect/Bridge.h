@@ -2,19 +2,32 @@
 
 #include "adapters/notify/ReactorAdapter.h"
 #include "adapters/reflect/ReflectedIf.h"
+#include "platform/zet/UntypedNotifiee.h"
 
 namespace Reflect {
 
-// What every `T::GenericIf_::GenericIf_Adapter_` shares: from a notification of T to what its
-// interface tells. The derived class names the attribute of each handler.
+// From a notification of the entity T to what its generic interface tells, whatever attribute it
+// is.
 template < class T >
-class ZET_EXPORT Bridge : public Notify::ReactorAdapter< typename T::Notifiee, T, Zet::GenericIf > {
-   using Adapter = Notify::ReactorAdapter< typename T::Notifiee, T, Zet::GenericIf >;
+class ZET_EXPORT Bridge final
+    : public Notify::ReactorAdapter< Zet::UntypedNotifiee< T >, T, Zet::GenericIf > {
+   using Adapter = Notify::ReactorAdapter< Zet::UntypedNotifiee< T >, T, Zet::GenericIf >;
 
  public:
    using Adapter::Adapter;
 
-   void onIsNondestructing() override { tell( Zet::isNondestructingAttributeId ); }
+   void onChange( Zet::AttributeId id, void const* key ) override {
+      if ( !key ) {
+         if ( id != Zet::zeroReferencesAttributeId )
+            tell( id );
+         return;
+      }
+      Notify::forEachRow< T >( [ & ]< class R >( R const& row ) {
+         if constexpr ( isCollection< R > )
+            if ( row.id == id )
+               changedAt< R >( key );
+      } );
+   }
 
    // Delivers what is pending of that attribute; of all, for the id that stands for all.
    void deliver( Zet::AttributeId id ) {
@@ -24,30 +37,29 @@ class ZET_EXPORT Bridge : public Notify::ReactorAdapter< typename T::Notifiee, T
             return;
          if constexpr ( isCollection< R > )
             deliverKeyed< R::get >( all );
-         else if ( all )
+         else
             tell( row.id );
       } );
-   }
-
- protected:
-   // The attribute changed, a collection as a whole.
-   template < auto Get > void changed() { tell( Notify::rowOf< T, Get >().id ); }
-
-   // One member of the collection changed.
-   template < auto Get, class Key > void changedAt( Key key ) {
-      Zet::GenericIf* const owner = this->reactingOwner();
-      if ( !owner )
-         return;
-      auto& pending = this->template pendingKey< collectionIndex< Get >() >();
-      pending.key = std::move( key );
-      if ( !owner->zetOnAttribute( Notify::rowOf< T, Get >().id, pending.changes ) )
-         deliverKeyed< Get >( false );
    }
 
  private:
    void tell( Zet::AttributeId id ) {
       if ( Zet::GenericIf* const owner = this->reactingOwner() )
          owner->onAttribute( id );
+   }
+
+   // One member of the collection changed.
+   template < class R > void changedAt( void const* key ) {
+      using Key = typename R::Key;
+      static_assert( std::is_same_v< Notify::ArgumentsOf< R::handler >, std::tuple< Key > >,
+                     "a collection's handler is told a key of the collection's type" );
+      Zet::GenericIf* const owner = this->reactingOwner();
+      if ( !owner )
+         return;
+      auto& pending = this->template pendingKey< collectionIndex< R::get >() >();
+      pending.key = *static_cast< Key const* >( key );
+      if ( !owner->zetOnAttribute( Notify::rowOf< T, R::get >().id, pending.changes ) )
+         deliverKeyed< R::get >( false );
    }
 
    template < auto Get > void deliverKeyed( bool whole ) {
@@ -85,9 +97,10 @@ class ZET_EXPORT ReflectedEntityIf : public ReflectedIf< T, Zet::GenericIfEntity
    using Base = ReflectedIf< T, Zet::GenericIfEntity >;
 
  public:
+   using GenericIf_Adapter_ = Bridge< T >;
+
    ReflectedEntityIf( Zet::Ptr< T > entity, bool isConst )
-       : Base( entity, isConst ),
-         adapter_( Zet::make< typename T::GenericIf_::GenericIf_Adapter_ >( entity, this ) ) {}
+       : Base( entity, isConst ), adapter_( Zet::make< Bridge< T > >( entity, this ) ) {}
 
    void zetDoZombieReactors( bool zombie ) override {
       adapter_->zetDoZombieReactors( zombie );

@@ -25,14 +25,7 @@ class ZET_EXPORT UplinkFailureDetectionSm::GenericIf_
 
 class ZET_EXPORT Root::GenericIf_ : public Reflect::ReflectedEntityIf< Root > {
  public:
-   class GenericIf_Adapter_;
    using ReflectedEntityIf::ReflectedEntityIf;
-};
-
-class ZET_EXPORT Root::GenericIf_::GenericIf_Adapter_ : public Reflect::Bridge< Root > {
- public:
-   using Bridge::Bridge;
-   void onUplinkFailureDetectionSm() override { changed< &Root::uplinkFailureDetectionSm >(); }
 };
 
 } // namespace UplinkFailureDetection

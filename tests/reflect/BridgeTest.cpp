@@ -1,6 +1,7 @@
 #include "tests/reflect/ReflectedWorld.h"
 #include "tests/support/Entities.h"
 #include "tests/support/Failures.h"
+#include "tests/support/Gauge.h"
 
 #include <gtest/gtest.h>
 
@@ -77,6 +78,10 @@ TEST( NotificationBridge, TellsOfAllAttributesInTheirOrder ) {
    group.interface->isDeferringIs( true );
    world.group->intfsToDisableIs( intf( "d2" ), true );
    unsigned int changes = 0;
+   group.interface->zetOnAttribute( 260, changes );
+   group.interface->handleNotification( nullptr );
+   EXPECT_EQ( ( Log{ "259 at d2", "260" } ), group.take() );
+   world.group->intfsToDisableIs( intf( "d3" ), true );
    group.interface->zetOnAttribute( Zet::GenericIf::allAttributesId, changes );
    group.interface->handleNotification( nullptr );
    // The one change of a collection is told of with all the rest.
@@ -101,6 +106,18 @@ TEST( NotificationBridge, EveryEntityTells ) {
    EXPECT_EQ( Log{ "258 at 'h'" }, status.take() );
    EXPECT_EQ( ( Log{ "258", "259", "260" } ), groupStatus.take() );
    EXPECT_EQ( Log{ "258" }, root.take() );
+}
+
+TEST( NotificationBridge, ATypeTellsByItsRowsAlone ) {
+   auto const gauge = Zet::make< Gauge >( "gauge" );
+   Teller const watched( gauge->fwkType()->genericIf( gauge, false ) );
+   gauge->valueIs( 2.5 );
+   gauge->titleIs( "t" );
+   gauge->isOpenIs( true );
+   gauge->linkIs( Gauge::Link::up );
+   gauge->levelIs( intf( "e1" ), 3 );
+   gauge->partIs( "p" );
+   EXPECT_EQ( ( Log{ "258", "260", "261", "262", "263 at e1", "264 at 'p'" } ), watched.told );
 }
 
 TEST( NotificationBridge, AWatcherMayDropOthersAndTheInterface ) {
@@ -148,6 +165,9 @@ TEST( NotificationBridge, AZombieTellsNothing ) {
    world.group->minLinksIs( 3 );
    world.group->intfsToMonitorIs( intf( "e7" ), true );
    EXPECT_EQ( Log{}, group.take() );
+   group.interface->zetDoZombieReactors( false );
+   world.group->minLinksIs( 4 );
+   EXPECT_EQ( Log{ "260" }, group.take() );
 }
 
 } // namespace Tests

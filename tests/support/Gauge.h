@@ -139,9 +139,6 @@ namespace Tests {
 
 class Gauge::GenericIf_ : public Reflect::ReflectedEntityIf< Gauge > {
  public:
-   class GenericIf_Adapter_ : public Reflect::Bridge< Gauge > {
-      using Bridge::Bridge;
-   };
    using ReflectedEntityIf::ReflectedEntityIf;
 };
 
