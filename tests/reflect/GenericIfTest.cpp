@@ -65,6 +65,24 @@ group.isNondestructing 0 'k' = badIndex: isNondestructing
        ReflectedWorld().of( "root" )->attributeString( 154 ).view().starts_with( "unknown" ) );
 }
 
+TEST( GenericIf, EnumeratorsAreTheAttributesOfAnEnumeration ) {
+   ReflectedWorld const world;
+   for ( bool const isConst : { false, true } ) {
+      auto const status = world.of( isConst ? "groupStatus!" : "groupStatus" );
+      auto const down = status->attributeOp( { 258, Zet::GenericIf::get }, {}, {} );
+      EXPECT_EQ( "'up'", done( *down, "up 0" ) );
+      EXPECT_EQ( "'unknown'", done( *down, "0 0" ) );
+      EXPECT_EQ( "down", down->attributeString( 2 ) );
+      EXPECT_EQ( "unknownAttribute: GroupLinkStatus", done( *down, "3 0" ) );
+      EXPECT_EQ( "unknownAttribute: Up", done( *down, "Up 0" ) );
+      EXPECT_EQ( "badIndex: up", done( *down, "up 0 'k'" ) );
+      EXPECT_EQ( "opNotSupported 1: up", done( *down, "up 1" ) );
+      EXPECT_EQ( isConst ? "const: attempting to modify a const instance"
+                         : "opNotSupported 128: up",
+                 done( *down, "up 128" ) );
+   }
+}
+
 TEST( GenericIf, CollectionsOfValues ) {
    ReflectedWorld const world;
    play( world, R"(
@@ -165,8 +183,13 @@ TEST( GenericIf, AChildThatOutlivesItsGroupMachineNamesNone ) {
 
 TEST( GenericIf, RootMakesReplacesAndDropsItsMachine ) {
    ReflectedWorld const world;
-   play( world, "root.uplinkFailureDetectionSm 129 = UplinkFailureDetectionSm\n"
+   play( world, "root.uplinkFailureDetectionSm 129 'k' = badIndex: uplinkFailureDetectionSm\n"
+                "root.uplinkFailureDetectionSm 129 = UplinkFailureDetectionSm\n"
                 "root.uplinkFailureDetectionSm 0 = null\n"
+                "root.uplinkFailureDetectionSm 128 'k' () = badIndex: uplinkFailureDetectionSm\n"
+                "root.uplinkFailureDetectionSm 128 - (a:1,b:1,c:1,d:1,e:1) = unknownArgument: "
+                "uplinkFailureDetectionSm\n"
+                "root.uplinkFailureDetectionSm 128 - () = type: config\n"
                 "root.uplinkFailureDetectionSm 128 - (config:@config!,status:@status,"
                 "causeStatus:@cause,ethIntfStatusDir:@dir!) = UplinkFailureDetectionSm" );
    EXPECT_TRUE( world.root->uplinkFailureDetectionSm() );
@@ -262,6 +285,10 @@ TEST( GenericIf, CollectionsAreWalked ) {
 
    auto const from =
        group->attributeIteratorKeyConst( id, Zet::valueIf( intf( walked[ 3 ].c_str() ) ) );
+   auto const config = world.of( "config" );
+   EXPECT_EQ( world.group,
+              config->attributeIterator_iterObj( 258, *config->attributeIteratorConst( 258 ) )
+                  ->zetObject( *Ufd::GroupConfig::_fwkType() ) );
    EXPECT_EQ( walked[ 3 ] == "e1" ? "true" : "false",
               std::string( group->attributeIterator_iterObj( id, *from )->strRep().c_str() ) );
 }
@@ -294,6 +321,16 @@ TEST( GenericIf, PlacesHoldTheirObjectAndAreUsedWithNoOther ) {
       EXPECT_EQ( badIndex, refused( [ & ] { group->attributeIterator_iterDel( 258, *at ); } ) );
    }
    EXPECT_EQ( badIndex, refused( [ & ] { group->attributeIterator_nonNull( 258, *foreign ); } ) );
+
+   EXPECT_EQ( std::to_string( Zet::GenericIfException::type ) + " intfsToMonitor", refused( [ & ] {
+                 group->attributeIteratorKeyConst( 258, Zet::valueIf( Zet::Name( "e1" ) ) );
+              } ) );
+   auto const begin = group->attributeIteratorConst( monitored );
+   EXPECT_EQ(
+       std::to_string( Zet::GenericIfException::constInstance ) +
+           " attempting to modify a const instance",
+       refused( [ & ] { world.of( "group!" )->attributeIterator_iterDel( 258, *begin ); } ) );
+   EXPECT_TRUE( world.group->intfsToMonitor( intf( "e1" ) ) );
 
    // A member that has gone is not removed again, nor is one that took its key.
    auto const place = group->attributeIteratorConst( monitored );

@@ -21,9 +21,13 @@ class LateReactor final : public Zet::IntrospectionReactor {
 TEST( NewType, IsRegisteredOnceWhenTheReactorIsReady ) {
    auto const listener = Zet::make< LateReactor >();
    Zet::IntrospectionReactor::globalIs( listener );
-   bool registered = false;
-   auto const registration = [ & ] {
-      Reflect::Unit::registrationIs( registered, "Tests", { Gauge::_fwkType },
+   static bool registered = false;
+   // A descriptor that is made asks for registration itself.
+   static constexpr auto registration = [] {
+      Reflect::Unit::registrationIs( registered, "Tests", { [] {
+                                        EXPECT_TRUE( registered );
+                                        return Gauge::_fwkType();
+                                     } },
                                      { Reflect::announce< Gauge > } );
    };
    registration();
@@ -59,13 +63,19 @@ TEST( NewType, IsReflectedAndAnnouncedByItsRows ) {
    auto const& types = reactor->nameSpaces().front().types;
    ASSERT_EQ( 1u, types.size() );
    Log announced;
-   for ( auto const& attribute : types.front()->attributes() )
-      announced.push_back( attribute->name().c_str() );
-   EXPECT_EQ( ( Log{ "isNondestructing", "zetHasAttrLogInterface", "value", "most", "title",
-                     "isOpen", "link", "level", "part", "isFull", "reset" } ),
-              announced );
-   EXPECT_EQ( "Kelnet::IntfId", types.front()->attr( "level" )->keyType()->fullName() );
-   EXPECT_EQ( "Tests::Part", types.front()->attr( "part" )->valueType()->fullName() );
+   for ( auto const& one : types.front()->attributes() )
+      announced.push_back( std::to_string( one->id() ) + " " + one->name().c_str() + ": " +
+                           ( one->keyType() ? one->keyType()->name() + " to " : "" ).c_str() +
+                           one->valueType()->name().c_str() );
+   EXPECT_EQ(
+       ( Log{ "6 isNondestructing: Builtin<bool>", "154 zetHasAttrLogInterface: Builtin<bool>",
+              "258 value: Builtin<double>", "259 most: Builtin<unsigned int>", "260 title: Name",
+              "261 isOpen: Builtin<bool>", "262 link: GroupLinkStatus",
+              "263 level: IntfId to Builtin<unsigned int>", "264 part: Name to Part",
+              "265 isFull: Builtin<bool>", "266 reset: Builtin<void*>" } ),
+       announced );
+   EXPECT_EQ( "name", types.front()->attr( "part" )->indexAttr() );
+   EXPECT_EQ( "value", types.front()->attr( "reset" )->arguments().front().name );
 }
 
 } // namespace Tests

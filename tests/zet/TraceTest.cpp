@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <gmock/gmock.h>
 #include <ostream>
 
 namespace {
@@ -68,15 +69,16 @@ TEST( Clock, canBeReplaced ) {
 }
 
 TEST( Exception, hasItsNumberAndText ) {
-   try {
-      Zet::throwRangeException( "out of range" );
-   } catch ( Zet::Exception const& failure ) {
-      EXPECT_EQ( failure.frameworkId(), 12u );
-      EXPECT_STREQ( failure.what(), "out of range" );
-   }
-   EXPECT_THROW( Zet::throwRangeException( "" ), Zet::RangeException );
-   EXPECT_THROW( Zet::throwNameInUseException( "" ), Zet::NameInUseException );
-   EXPECT_EQ( Zet::NameInUseException( "" ).frameworkId(), 48u );
+   using testing::Throws;
+   auto const is = []( unsigned int id ) {
+      return testing::AllOf(
+          testing::Property( &Zet::Exception::frameworkId, id ),
+          testing::Property( &Zet::Exception::what, testing::StrEq( "the text" ) ) );
+   };
+   EXPECT_THAT( [] { Zet::throwRangeException( "the text" ); },
+                Throws< Zet::RangeException >( is( 12 ) ) );
+   EXPECT_THAT( [] { Zet::throwNameInUseException( "the text" ); },
+                Throws< Zet::NameInUseException >( is( 48 ) ) );
 }
 
 } // namespace
