@@ -65,6 +65,21 @@ TEST_F( Relay, handsOnWhatItIsGivenInBothDirections ) {
    EXPECT_EQ( id( *source, *first.writer.demuxer, "i" ), id( *end, *second.reader.demuxer, "i" ) );
 }
 
+// The end may still use the id of a group that it has not been told to remove.
+TEST_F( Relay, givesNoIdTwice ) {
+   Zet::MsgChannel::DeserializingEidAnchor const seven( { 7, 0 }, *first.reader.root, "g" );
+   auto const add = [ & ]( char const* name ) {
+      first.reader.root->groupIs( name );
+      return first.reader.root->group( name )
+          ->zetNboAttrLogSa( second.writer.demuxer->out() )
+          ->entityId();
+   };
+   EXPECT_EQ( add( "g" ), ( Zet::EntityId{ 7, 0 } ) );
+   first.reader.root->groupDel( "g" );
+   EXPECT_EQ( add( "g" ), ( Zet::EntityId{ 9, 0 } ) );
+   EXPECT_EQ( add( "h" ), ( Zet::EntityId{ 11, 0 } ) );
+}
+
 TEST_F( Relay, hasEveryAdapterOfAnEntityHearOfTheSyncMode ) {
    using Mode = LogAdapter::SyncMode;
    Zet::Ptr< Ufd::GroupConfig > const group = source->groupIs( "g" );

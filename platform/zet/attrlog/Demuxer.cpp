@@ -14,6 +14,9 @@ using Adapter = Entity::ZetNboAttrLogSa;
 
 constexpr std::size_t retiredLimit = 4096;
 
+// A peer of another connection chose the number of a relayed id. It can't use up ours.
+constexpr std::uint32_t relayedSerialLimit = 1u << 30;
+
 std::vector< Demuxer* >&
 demuxers() {
    static std::vector< Demuxer* >& demuxers = *new std::vector< Demuxer* >;
@@ -106,9 +109,14 @@ Demuxer::isRetired( EntityId id ) const noexcept {
 EntityId
 Demuxer::idFor( EntityId relayed ) noexcept {
    auto const side = static_cast< std::uint32_t >( side_ );
-   if ( relayed.isShared() && relayed.second == side && !adapter( relayed ) &&
-        relayed != expectedId_ )
+   // An id that is free here may still be in use at the peer, which has not been told of the
+   // removal yet. So no id is given out twice.
+   std::uint32_t const serial = relayed.first >> 1;
+   if ( relayed.isShared() && relayed.second == side && serial > lastSerial_ &&
+        serial < relayedSerialLimit && !adapter( relayed ) && relayed != expectedId_ ) {
+      lastSerial_ = serial;
       return relayed;
+   }
    // 1 is the connection itself.
    EntityId id;
    do

@@ -65,8 +65,8 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    void adapterDel( Entity::ZetNboAttrLogSa& adapter ) noexcept;
    // Records for that id may be on their way; they are ignored.
    void retire( EntityId id );
-   // An id for a new entity: `relayed`, the one that it has in another connection, where that is
-   // ours to give and free.
+   // Returns an id for a new entity, which this connection has never used: `relayed`, the id of the
+   // entity in another connection, if it is ours to give and above all that we gave out.
    EntityId idFor( EntityId relayed ) noexcept;
    // Ours to give no more: the peer is about to have an entity called by that id.
    void expectedIdIs( EntityId id ) noexcept { expectedId_ = id; }
