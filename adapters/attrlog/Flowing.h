@@ -36,6 +36,10 @@ EntityAdapter< T >::serializeColl() {
    Zet::AttributeId const id = row< I >().id;
    if ( !mayWrite( id ) )
       return true;
+   if ( isUnannounced() ) {
+      refused< I >();
+      return false;
+   }
    auto at = members< I >().begin();
    std::optional< Key< I > > last;
    bool const hasOpened = flow() != nullptr;
@@ -132,7 +136,7 @@ EntityAdapter< T >::handleAttrFlowOut( Zet::AttributeId startId ) {
    held->blockedIs( false );
    if ( !sendPendingAborts() )
       return startId;
-   if ( startId < Zet::isNondestructingAttributeId ) {
+   if ( startId < Zet::isNondestructingAttributeId || isUnannounced() ) {
       if ( Zet::AttributeId const next = Base::handleAttrFlowOut( startId ) )
          return next;
       startId = Zet::isNondestructingAttributeId;

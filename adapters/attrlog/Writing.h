@@ -40,7 +40,7 @@ bool
 EntityAdapter< T >::writesNow() {
    if ( !mayWrite( row< I >().id ) )
       return false;
-   bool const hasRoom = nboAttrLogOut()->hasSufficientBuffer();
+   bool const hasRoom = this->hasRoom();
    if ( bit( deferredBit ) ) {
       if ( bit( flowingBit ) || hasRoom )
          return true;

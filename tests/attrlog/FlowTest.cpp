@@ -117,6 +117,9 @@ TEST_P( Flow, announcesARootFirst ) {
    second->zetNboAttrLogSaIs( {}, GetParam(), full.writer.demuxer->out(), nullptr )
        ->doSerializeOrphan();
    taken( *full.writer.demuxer );
+   second->groupDelAll();
+   second->groupIs( "i" );
+   EXPECT_EQ( recordsIn( taken( *full.writer.demuxer ) ), "" );
    full.writer.demuxer->handleRoom();
    EXPECT_EQ( recordsIn( taken( *full.writer.demuxer ) ).substr( 0, 10 ), "136 6 258+" );
 }

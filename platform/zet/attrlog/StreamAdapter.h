@@ -4,6 +4,7 @@
 #include "platform/zet/HashMap.h"
 #include "platform/zet/NotifieeConst.h"
 #include "platform/zet/attrlog/EntityId.h"
+#include "platform/zet/attrlog/FlowOut.h"
 #include "platform/zet/attrlog/Out.h"
 
 #include <initializer_list>
@@ -22,7 +23,6 @@ inline constexpr AttributeId replayRequestAttributeId = -144;
 namespace NboAttrLog {
 class Demuxer;
 class FlowIn;
-class FlowOut;
 class In;
 } // namespace NboAttrLog
 
@@ -190,6 +190,11 @@ class ZET_EXPORT Entity::ZetNboAttrLogSa : public StreamAdapter {
    }
    bool readOnlyRemoteOk( AttributeId id ) const noexcept;
    [[noreturn]] void doThrowReadOnly( AttributeId id );
+   // The peer has to know a root before it is told anything of it: while the record that announces
+   // the root is still to be written, there is room for nothing else.
+   bool isUnannounced() const noexcept { return flowOut_ && flowOut_->isOrphanDue(); }
+   // Whether any one record of the entity fits. Requires: an output.
+   bool hasRoom() const noexcept { return !isUnannounced() && out_->hasSufficientBuffer(); }
    // False when it was refused.
    bool sendTransactionMarker( AttributeId id, AttrTransactionType type, unsigned int n );
    // Makes a flow if there is none, and has it take its turn.

@@ -60,7 +60,7 @@ Entity::ZetNboAttrLogSa::doSerializeOrphan() {
 
 bool
 Entity::ZetNboAttrLogSa::syncModeSend( SyncMode mode ) {
-   if ( !demuxer() )
+   if ( !demuxer() || isUnannounced() )
       return false;
    out_->nextHeaderIs( { entityId_, syncModeAttributeId } );
    *out_ << Token::begin << static_cast< unsigned int >( mode ) << Token::end;
@@ -69,7 +69,7 @@ Entity::ZetNboAttrLogSa::syncModeSend( SyncMode mode ) {
 
 bool
 Entity::ZetNboAttrLogSa::replayRequestSend( std::initializer_list< AttributeId > attributes ) {
-   if ( !demuxer() )
+   if ( !demuxer() || isUnannounced() )
       return false;
    out_->nextHeaderIs( { entityId_, replayRequestAttributeId } );
    *out_ << Token::begin;
