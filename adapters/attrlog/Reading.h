@@ -266,6 +266,8 @@ EntityAdapter< T >::handleAttrTransaction( Zet::AttributeId id, AttrTransactionT
    Zet::Ptr< Zet::NboAttrLog::Demuxer > const connection( demuxer() );
    if ( !connection )
       return;
+   if ( !visitCollection( id, []( auto ) {} ) )
+      return Base::handleAttrTransaction( id, type, n );
    if ( type != AttrTransactionType::abort )
       requireWritable( id );
    if ( type == AttrTransactionType::open && !bit( deafBit ) )
@@ -273,19 +275,30 @@ EntityAdapter< T >::handleAttrTransaction( Zet::AttributeId id, AttrTransactionT
    else if ( Zet::NboAttrLog::FlowIn* const flow = connection->flowIn( entityId() );
              flow && type == AttrTransactionType::close && flow->aid() == id )
       flow->handlingTransactionIs( true );
-   bool isCollection = false;
+   visitCollection( id, [ & ]( auto i ) { transaction< i >( type ); } );
+   Zet::NboAttrLog::FlowIn* const flow = connection->flowIn( entityId() );
+   if ( !flow || type == AttrTransactionType::open )
+      return;
+   flow->handlingTransactionIs( false );
+   flow->aidDel( id );
+   if ( flow->aid() == 0 )
+      connection->flowInDel( entityId() );
+}
+
+// Calls visit( place ) for the collection of that id. False when there is none.
+template < class T >
+template < class Visit >
+bool
+EntityAdapter< T >::visitCollection( Zet::AttributeId id, Visit visit ) {
+   bool found = false;
    forEachSerialized< T >( [ & ]( auto i ) {
       if constexpr ( CollectionRow< Row< i > > )
          if ( row< i >().id == id ) {
-            isCollection = true;
-            transaction< i >( type );
+            found = true;
+            visit( i );
          }
    } );
-   if ( !isCollection )
-      Base::handleAttrTransaction( id, type, n );
-   if ( Zet::NboAttrLog::FlowIn const* const flow = connection->flowIn( entityId() );
-        flow && type != AttrTransactionType::open && flow->aid() == id )
-      connection->flowInDel( entityId() );
+   return found;
 }
 
 template < class T >

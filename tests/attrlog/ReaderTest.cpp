@@ -132,6 +132,29 @@ TEST_F( StatusReader, leavesAnAbortedReplayWithoutEffect ) {
    EXPECT_FALSE( root->group( "h" )->zetMarkedForDeletion() );
 }
 
+// Two collections of one entity are replayed at a time, and neither to its end.
+TEST( Reader, leavesNoMemberMarked ) {
+   auto const source = Ufd::configFactory( "root" );
+   source->groupIs( "g" )->intfsToMonitorIs( intf( "et1" ), true );
+   source->group( "g" )->intfsToDisableIs( intf( "et2" ), true );
+   for ( bool const isAnnouncedAnew : { false, true } ) {
+      std::optional< Connection< Ufd::Config > > connection( std::in_place, source, 0u );
+      auto const group = connection->reader.root->group( "g" );
+      auto const adapter = group->zetNboAttrLogSa( connection->reader.demuxer->out() );
+      for ( Zet::AttributeId const id : { 258, 259, 258 } )
+         adapter->handleAttrTransaction( id, Transaction::open, 0 );
+      if ( isAnnouncedAnew ) {
+         // Nothing is kept of the id that it had.
+         Zet::EntityId const before = adapter->entityId();
+         adapter->doEntityIdIs( { 99, 0 }, *connection->reader.demuxer, true );
+         EXPECT_FALSE( connection->reader.demuxer->flowIn( before ) );
+      } else
+         connection.reset();
+      EXPECT_FALSE( group->intfsToMonitorMembers().begin().member()->zetMarkedForDeletion() );
+      EXPECT_FALSE( group->intfsToDisableMembers().begin().member()->zetMarkedForDeletion() );
+   }
+}
+
 // Of what a peer sends to an authority nothing is applied; it is told what is so.
 TEST( Reader, answersAsAnAuthority ) {
    Zet::Ptr< Ufd::Status > const source = Ufd::statusFactory( "root" );

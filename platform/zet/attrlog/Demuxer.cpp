@@ -43,10 +43,12 @@ Demuxer::Demuxer( Side side, std::size_t outputCapacity )
 }
 
 Demuxer::~Demuxer() {
-   // No member stays marked by a replay that will not be completed.
-   for ( auto const& [ id, flow ] : std::exchange( flowIns_, {} ) )
+   while ( !flowIns_.empty() ) {
+      EntityId const id = flowIns_.begin()->first;
       if ( Ptr< Adapter > const open = adapter( id ) )
-         open->handleAttrTransaction( flow.aid(), StreamAdapter::AttrTransactionType::abort, 0 );
+         abortReplays( *open );
+      flowInDel( id );
+   }
    for ( Ptr< FlowOut > const& flow : queue_ )
       flow->scheduledIs( false );
    out_->inIs( nullptr );
@@ -69,6 +71,8 @@ Demuxer::adapter( Entity const& entity ) const noexcept {
 
 void
 Demuxer::adapterIs( Adapter& adapter, EntityId id ) {
+   if ( adapter.entityId() != id )
+      abortReplays( adapter );
    if ( adapter.entityId() )
       byId_.erase( adapter.entityId() );
    last_ = nullptr;
@@ -141,6 +145,15 @@ Demuxer::flowIn( EntityId id ) noexcept {
       return nullptr;
    auto const found = flowIns_.find( id );
    return found == flowIns_.end() ? nullptr : &found->second;
+}
+
+void
+Demuxer::abortReplays( Adapter& adapter ) {
+   auto const open = flowIns_.extract( adapter.entityId() );
+   if ( open.empty() )
+      return;
+   for ( FlowIn& flow = open.mapped(); flow.aid() != 0; flow.aidDel( flow.aid() ) )
+      adapter.handleAttrTransaction( flow.aid(), StreamAdapter::AttrTransactionType::abort, 0 );
 }
 
 void

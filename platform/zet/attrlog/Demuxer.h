@@ -78,6 +78,9 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    FlowIn* flowIn( EntityId id ) noexcept;
    FlowIn& flowInIs( EntityId id ) { return flowIns_[ id ]; }
    void flowInDel( EntityId id ) noexcept { flowIns_.erase( id ); }
+   // Gives up the replays of the adapter's entity that the peer has opened: they will not be
+   // completed, and no member of theirs stays marked.
+   void abortReplays( Entity::ZetNboAttrLogSa& adapter );
 
    // Gives the adapter a flow unless it has one, and puts it in the queue.
    void createFlowOut( Entity::ZetNboAttrLogSa& adapter, ConnectDesc const& description,

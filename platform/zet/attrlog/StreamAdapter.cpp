@@ -94,13 +94,12 @@ Entity::ZetNboAttrLogSa::zetNotifierEntity() {
 }
 
 void
-Entity::ZetNboAttrLogSa::handleAttrTransaction( AttributeId id, AttrTransactionType type,
+Entity::ZetNboAttrLogSa::handleAttrTransaction( AttributeId id, AttrTransactionType,
                                                 unsigned int ) {
-   if ( type != AttrTransactionType::abort )
-      if ( In const* const in = inputFor( nullptr ) )
-         in->malformedAt( In::attributeAt, "header field 3, the attribute",
-                          String8( std::to_string( id ) ) + " is no collection of " +
-                              zetNotifierEntity()->fullName() );
+   if ( In const* const in = inputFor( nullptr ) )
+      in->malformedAt( In::attributeAt, "header field 3, the attribute",
+                       String8( std::to_string( id ) ) + " is no collection of " +
+                           zetNotifierEntity()->fullName() );
 }
 
 Ptr< FlowOut >
@@ -132,8 +131,7 @@ Entity::ZetNboAttrLogSa::doRemountSelf( Ptr< Out > const& out ) {
    Ptr< ZetNboAttrLogSa > const self( this );
    bool isRoot = false;
    if ( NboAttrLog::Demuxer* const connection = demuxer() ) {
-      if ( NboAttrLog::FlowIn* const flow = connection->flowIn( entityId_ ) )
-         handleAttrTransaction( flow->aid(), AttrTransactionType::abort, 0 );
+      connection->abortReplays( *this );
       // The peer's records for it may be on their way.
       connection->retire( entityId_ );
       isRoot = connection->rootAdapterDel( *this );
