@@ -183,3 +183,103 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    template < std::size_t I > void deleteMember( Key< I > const& key );
    void scanReplayRequest( Zet::NboAttrLog::In& in );
    template < class Visit > static bool visitCollection( Zet::AttributeId id, Visit visit );
+   void answerTransaction( Zet::AttributeId id, AttrTransactionType type );
+   template < std::size_t I > void transaction( AttrTransactionType type );
+   template < std::size_t I > void sweep();
+
+   Zet::Ptr< Observer< T > > observer_;
+};
+
+// The adapter of a type that has none of its own.
+template < class T > class PlainAdapter final : public EntityAdapter< T > {
+ public:
+   using EntityAdapter< T >::EntityAdapter;
+
+ protected:
+   ~PlainAdapter() override = default;
+};
+
+// A new adapter of T, in its output's demuxer. Nothing is written.
+template < class T >
+Zet::Ptr< AdapterOf< T > >
+newAdapter( Zet::PtrInterface::NotifieeConst::Zet_BitSet mask, Zet::Ptr< T > const& entity,
+            unsigned int flags, Zet::Ptr< Zet::NboAttrLog::Out > const& out,
+            Zet::PtrInterface* owner ) {
+   auto const adapter = Zet::make< AdapterOf< T > >( mask, entity, flags, out, owner );
+   adapter->zetOnInit();
+   return adapter;
+}
+
+template < class T >
+EntityAdapter< T >::EntityAdapter( Zet_BitSet mask, Zet::Ptr< T > const& entity, unsigned int flags,
+                                   Zet::Ptr< Zet::NboAttrLog::Out > const& out,
+                                   Zet::PtrInterface* owner )
+    : Base( mask, flags, out, owner ) {
+   notifierReplace( entity );
+   observer_ = Observer< T >::ZetNboAttrLogSaAdapter_Is( entity, *this );
+}
+
+template < class T > EntityAdapter< T >::~EntityAdapter() {
+   observer_->isRegisteredNotifieeIs( false );
+   observer_->adapterIs( nullptr );
+}
+
+template < class T >
+void
+EntityAdapter< T >::hasNotificationActiveIs( bool active ) {
+   Base::hasNotificationActiveIs( active );
+   if ( active != observer_->hasNotificationActive() )
+      observer_->hasNotificationActiveIs( active );
+}
+
+template < class T >
+void
+EntityAdapter< T >::notifierIs( Zet::Ptr< Zet::PtrInterface const > const& object ) {
+   Zet::Ptr< T const > const entity = Zet::ptrCast< T const >( object );
+   if ( entity == notifier() )
+      return;
+   // Another entity has another id.
+   Zet::Ptr< Base > const self( this );
+   Zet::Ptr< Zet::NboAttrLog::Out > const out = nboAttrLogOut();
+   bool const isRoot = demuxer() && demuxer()->rootAdapterDel( *this );
+   doRemountSelf( nullptr );
+   notifierReplace( entity );
+   observer_->notifierIs( entity );
+   if ( !entity )
+      return;
+   doRemountSelf( out );
+   if ( isRoot && demuxer() )
+      demuxer()->rootAdapterIs( self );
+}
+
+template < class T >
+void
+EntityAdapter< T >::zetDoZombieReactors( bool zombie ) {
+   if ( zombie == this->zetMarkedForDeletion() )
+      return;
+   if ( observer_->notifier() )
+      observer_->hasNotificationActiveIs( !zombie );
+   observer_->zetMarkedForDeletionIs( zombie );
+   Base::zetDoZombieReactors( zombie );
+}
+
+template < class T >
+Zet::Ptr< Zet::NboAttrLog::FlowOut >
+EntityAdapter< T >::flowOutIs( Zet::Ptr< Zet::NboAttrLog::Out > const&, Zet::ConnectDesc const&,
+                               bool, Zet::AttributeId ) {
+   flowOutStore( Zet::make< typename AdapterOf< T >::FlowOut >( *this ) );
+   return flowOut();
+}
+
+template < class T >
+void
+EntityAdapter< T >::freeResyncState( Zet::Ptr< Zet::NboAttrLog::FlowOut > const& flow ) {
+   if ( flow )
+      static_cast< FlowOut& >( *flow ).freeBookmarks();
+}
+
+} // namespace AttrLog
+
+#include "adapters/attrlog/Flowing.h"
+#include "adapters/attrlog/Reading.h"
+#include "adapters/attrlog/Writing.h"

@@ -268,6 +268,8 @@ EntityAdapter< T >::handleAttrTransaction( Zet::AttributeId id, AttrTransactionT
       return;
    if ( !visitCollection( id, []( auto ) {} ) )
       return Base::handleAttrTransaction( id, type, n );
+   if ( isAuthority() )
+      return answerTransaction( id, type );
    if ( type != AttrTransactionType::abort )
       requireWritable( id );
    if ( type == AttrTransactionType::open && !bit( deafBit ) )
@@ -299,6 +301,15 @@ EntityAdapter< T >::visitCollection( Zet::AttributeId id, Visit visit ) {
          }
    } );
    return found;
+}
+
+// A peer replays what it could not write member by member. It names none that it has removed, so
+// the authority, which applies nothing, tells it of all members.
+template < class T >
+void
+EntityAdapter< T >::answerTransaction( Zet::AttributeId id, AttrTransactionType type ) {
+   if ( type == AttrTransactionType::close && flowNeeded() )
+      visitCollection( id, [ & ]( auto i ) { flow()->template memberDeferred< i >(); } );
 }
 
 template < class T >

@@ -174,6 +174,13 @@ TEST( Reader, answersAsAnAuthority ) {
    EXPECT_EQ( stateOf( *source ), before );
    EXPECT_EQ( stateOf( *replica ), before );
 
+   // So also when the peer had no room for it, and replays what it has left.
+   while ( connection.reader.demuxer->out()->hasSufficientBuffer() )
+      connection.reader.adapter()->syncModeSend( LogAdapter::SyncMode::filling );
+   replica->groupDel( "g" );
+   connection.settle();
+   EXPECT_EQ( stateOf( *replica ), before );
+
    // A replay that names no member would remove them all.
    connection.reader.adapter()->doThis();
    replica->groupDelAll();

@@ -226,7 +226,7 @@ Demuxer::handleRecord( MsgHeader const& header, In& in ) {
    if ( header.kind == attributeKind )
       target->handleAttrDeserialization( header.attribute, { header.creation == createsEntity },
                                          header.count, target->isAuthority() ? &in : nullptr );
-   else if ( !target->isAuthority() )
+   else
       target->handleAttrTransaction(
           header.attribute, static_cast< StreamAdapter::AttrTransactionType >( header.transaction ),
           header.count );
