@@ -163,6 +163,7 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    struct Record {
       Zet::NboAttrLog::In& in;
       bool isLocal;
+      bool createsEntity;
    };
    void read( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
               Record const& record );
@@ -175,7 +176,7 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    template < std::size_t I >
    void readChildWithoutId( Record const& record, Zet::Name const& name );
    template < std::size_t I >
-   Zet::EntityId nextChildId( Zet::NboAttrLog::In& in, Zet::Name const& name );
+   Zet::EntityId nextChildId( Record const& record, Zet::Name const& name );
    template < std::size_t I >
    void createChild( Zet::NboAttrLog::In& in, Zet::Name const& name, Zet::EntityId id );
    template < std::size_t I >

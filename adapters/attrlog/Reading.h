@@ -15,12 +15,12 @@ EntityAdapter< T >::handleAttrDeserialization( Zet::AttributeId id, Deserializat
    if ( !input || !demuxer() )
       return;
    if ( in )
-      return read( id, options, n, { *input, false } );
+      return read( id, options, n, { *input, false, options.createsEntity } );
    if ( bit( applyingBit ) )
       Zet::throwInternalException( "entity reactor is already active" );
    Zet::BitScope const applying( *this, applyingBit );
    requireWritable( id );
-   read( id, options, n, { *input, true } );
+   read( id, options, n, { *input, true, options.createsEntity } );
 }
 
 template < class T >
@@ -144,7 +144,7 @@ EntityAdapter< T >::readChild( Record const& record ) {
    Zet::Name const name = in.nextString();
    if ( in.left() == 0 )
       return readChildWithoutId< I >( record, name );
-   Zet::EntityId const id = nextChildId< I >( in, name );
+   Zet::EntityId const id = nextChildId< I >( record, name );
    if ( record.isLocal )
       return createChild< I >( in, name, id );
    if ( !demuxer()->adapter( id ) )
@@ -168,7 +168,11 @@ EntityAdapter< T >::readChildWithoutId( Record const& record, Zet::Name const& n
 template < class T >
 template < std::size_t I >
 Zet::EntityId
-EntityAdapter< T >::nextChildId( Zet::NboAttrLog::In& in, Zet::Name const& name ) {
+EntityAdapter< T >::nextChildId( Record const& record, Zet::Name const& name ) {
+   Zet::NboAttrLog::In& in = record.in;
+   if ( !record.createsEntity )
+      in.malformedAt( Zet::NboAttrLog::In::creationAt, "header field 6, the creation",
+                      "a member is created with 151" );
    in.fieldIs( "the entity id of a member" );
    Zet::EntityId const id = in.nextEntityId();
    if ( id == Zet::connectionEntityId || ( !id && !in.isLocal() ) )

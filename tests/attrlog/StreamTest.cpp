@@ -159,6 +159,10 @@ TEST( Stream, saysWhichFieldIsWrongAndWhere ) {
         "the entity id of a member, at offset 28: it is reserved" },
       { "0023 00000003 00000000 00000102 01 00000000 00000097 00 01 0001 68 00000005 00000000 03",
         "the entity id of a member, at offset 28: it is that of /root/g" },
+      { "0023 00000003 00000000 00000102 01 00000000 00000000 00 01 0001 68 00000007 00000000 03",
+        "header field 6, the creation, at offset 19: a member is created with 151" },
+      { "0018 00000001 00000000 00000088 01 00000000 00000097 00 01 03",
+        "header field 6, the creation, at offset 19: a root is announced with 0" },
       { "001c 00000001 00000000 00000104 01 00000000 00000000 00 01 00000001 03",
         "header field 3, the attribute, at offset 10: only a root is announced under this entity "
         "id" },

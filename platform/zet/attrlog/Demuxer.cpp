@@ -239,6 +239,9 @@ Demuxer::handleStranger( MsgHeader const& header, In& in ) {
       if ( header.attribute != orphanAttributeId || header.kind != attributeKind )
          in.malformedAt( In::attributeAt, "header field 3, the attribute",
                          "only a root is announced under this entity id" );
+      if ( header.creation != 0 )
+         in.malformedAt( In::creationAt, "header field 6, the creation",
+                         "a root is announced with 0" );
       return handleOrphan( in );
    }
    if ( isRetired( header.entity ) )
