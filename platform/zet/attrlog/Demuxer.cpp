@@ -4,8 +4,6 @@
 #include "platform/zet/ZetType.h"
 #include "platform/zet/attrlog/Errors.h"
 
-#include <algorithm>
-
 namespace Zet::NboAttrLog {
 
 namespace {
@@ -100,14 +98,19 @@ void
 Demuxer::retire( EntityId id ) {
    if ( !id )
       return;
-   if ( retired_.size() == retiredLimit )
+   if ( retired_.size() == retiredLimit ) {
+      auto const oldest = timesRetired_.find( retired_.front() );
+      if ( --oldest->second == 0 )
+         timesRetired_.erase( oldest );
       retired_.pop_front();
+   }
    retired_.push_back( id );
+   ++timesRetired_[ id ];
 }
 
 bool
 Demuxer::isRetired( EntityId id ) const noexcept {
-   return std::find( retired_.begin(), retired_.end(), id ) != retired_.end();
+   return timesRetired_.contains( id );
 }
 
 EntityId

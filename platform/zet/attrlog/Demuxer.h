@@ -125,8 +125,10 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    std::vector< Ptr< Entity::ZetNboAttrLogSa > > rootAdapters_;
    std::unordered_map< EntityId, FlowIn > flowIns_;
    std::deque< Ptr< FlowOut > > queue_;
-   // The newest of the ids that were given up here: their records may still be on their way.
+   // The newest of the ids that were given up here, and how often each is among them: their records
+   // may still be on their way.
    std::deque< EntityId > retired_;
+   std::unordered_map< EntityId, std::size_t > timesRetired_;
 };
 
 // Every demuxer of this process. Valid until: the next demuxer comes or goes.
