@@ -121,6 +121,7 @@ TEST( Record, ofTheNamedOperations ) {
 TEST( Record, ofNondestructing ) {
    auto const source = Ufd::statusFactory( "root" );
    Connection< Ufd::Status > connection( source, 0u );
+   connection.reader.demuxer->peerSetsNondestructingIs( true );
    auto const nondestructingIs = [ & ]( bool on ) {
       return hex( connection.written( [ on ]( auto& root ) { root.isNondestructingIs( on ); } ) );
    };
@@ -132,9 +133,10 @@ TEST( Record, ofNondestructing ) {
    std::string const off = nondestructingIs( false );
    ASSERT_TRUE( connection.reader.receive( unhex( off ) ) );
    EXPECT_FALSE( connection.reader.root->isNondestructing() );
-   connection.reader.demuxer->peerSetsNondestructingIs( false );
-   EXPECT_TRUE( connection.reader.receive( unhex( on ) ) );
-   EXPECT_FALSE( connection.reader.root->isNondestructing() );
+   // A peer has no say in it unless it is trusted.
+   Connection< Ufd::Status > other( Ufd::statusFactory( "root" ), 0u );
+   EXPECT_TRUE( other.reader.receive( unhex( on ) ) );
+   EXPECT_FALSE( other.reader.root->isNondestructing() );
 }
 
 // The session of docs/attribute-log.md, whose lines are bytes and, behind a semicolon, a comment.
