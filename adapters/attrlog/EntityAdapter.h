@@ -153,6 +153,9 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    Zet::Ptr< AdapterOf< Member< I > > >
    announceChild( Zet_BitSet mask, Zet::Ptr< Member< I > > const& child, unsigned int flags,
                   Zet::Ptr< Zet::NboAttrLog::Out > const& out, Zet::PtrInterface* owner );
+   template < std::size_t I >
+   Zet::Ptr< Base > dropChild( Member< I > const& child,
+                               Zet::Ptr< Zet::NboAttrLog::Out > const& out );
    Zet_BitSet notificationBits() const noexcept;
    bool sendPendingAborts();
    // One attribute's turn in the flow. True when the flow ends here, to go on at `next`.

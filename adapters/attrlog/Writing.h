@@ -214,7 +214,21 @@ template < class T >
 template < std::size_t I >
 Zet::Ptr< Zet::Entity::ZetNboAttrLogSa >
 EntityAdapter< T >::nboAttrLogAdapterDel( Member< I > const& child ) {
-   return childDel( { row< I >().id, child.zetName() } );
+   return dropChild< I >( child, nboAttrLogOut() );
+}
+
+template < class T >
+template < std::size_t I >
+Zet::Ptr< Zet::Entity::ZetNboAttrLogSa >
+EntityAdapter< T >::dropChild( Member< I > const& child,
+                               Zet::Ptr< Zet::NboAttrLog::Out > const& out ) {
+   if ( Zet::Ptr< Base > const removed = childDel( { row< I >().id, child.zetName() } ) )
+      return removed;
+   // One that was attached through the child's own hook is no child of ours.
+   Zet::Ptr< Base > const attached = child.zetNboAttrLogSa( out );
+   if ( attached )
+      attached->doRemountSelf( nullptr );
+   return attached;
 }
 
 template < class T >
@@ -251,7 +265,8 @@ EntityAdapter< T >::doNotification( Zet::AttributeId id, void* key ) {
 template < class T >
 void
 EntityAdapter< T >::doRemountSelf( Zet::Ptr< Zet::NboAttrLog::Out > const& out ) {
-   if ( out == nboAttrLogOut() )
+   Zet::Ptr< Zet::NboAttrLog::Out > const before = nboAttrLogOut();
+   if ( out == before )
       return;
    Base::doRemountSelf( out );
    if ( !notifier() )
@@ -259,7 +274,7 @@ EntityAdapter< T >::doRemountSelf( Zet::Ptr< Zet::NboAttrLog::Out > const& out )
    forEachSerialized< T >( [ & ]( auto i ) {
       if constexpr ( EntitiesRow< Row< i > > )
          for ( auto at = members< i >().begin(); at; ++at )
-            nboAttrLogAdapterDel< i >( *at );
+            dropChild< i >( *at, before );
    } );
 }
 

@@ -104,6 +104,10 @@ TEST( Record, ofTheNamedOperations ) {
    sameAs( [ & ] { root->onGroup( name ); }, [ & ] { root->doNotification( 258, &name ); } );
    EXPECT_EQ( root->groupNboAttrLogAdapterDel( group ), log );
    EXPECT_FALSE( root->groupNboAttrLogAdapter( group ) );
+   // Also one that was attached through the group's own hook.
+   auto const own = group->zetNboAttrLogSaIs( {}, 0, out, nullptr );
+   EXPECT_EQ( root->groupNboAttrLogAdapterDel( group ), own );
+   EXPECT_FALSE( own->nboAttrLogOut() );
    Bytes const creation = connection.written(
        [ & ]( auto& ) { root->groupNboAttrLogAdapterIs( {}, group, 1, out, nullptr ); } );
    EXPECT_EQ( creation[ 22 ], Zet::NboAttrLog::createsEntity );
