@@ -24,11 +24,22 @@ class Regular : public Zet::PtrInterface {
    Zet::Name name_;
 };
 
+// A name's memory beside its text.
+constexpr std::size_t overhead = 100;
+
 struct Names {
    Zet::HashMap< Regular, IntfId > regular;
    // By id.
    std::deque< Zet::Name > irregular{ Zet::Name() };
    std::unordered_map< std::string_view, std::uint32_t > irregularIds{ { {}, 0 } };
+   std::size_t memory = 0;
+
+   void countIn( std::string_view name ) {
+      if ( memory + name.size() + overhead > IntfId::namesLimit )
+         Zet::throwRangeException( "too many interface names: those that this process has seen "
+                                   "take all the memory that is set aside for them" );
+      memory += name.size() + overhead;
+   }
 };
 
 Names&
@@ -46,8 +57,10 @@ IntfId::handleInitialized( std::string_view name ) {
    if ( position >= firstPosition && !name.empty() ) {
       IntfId const id( position );
       Regular const* const known = names().regular.find( id );
-      if ( !known )
+      if ( !known ) {
+         names().countIn( name );
          names().regular.insert( Zet::make< Regular >( id, name ) );
+      }
       if ( !known || known->name().view() == name ) {
          *this = id;
          return;
@@ -61,6 +74,7 @@ IntfId::handleInitialized( std::string_view name ) {
    }
    if ( next == firstPosition )
       Zet::throwRangeException( "too many interface names" );
+   names().countIn( name );
    names().irregularIds.emplace( names().irregular.emplace_back( name ).view(), next );
    value_ = next;
 }

@@ -5,6 +5,7 @@
 #include "platform/zet/String8.h"
 #include "platform/zet/ZetType.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <iosfwd>
 #include <string_view>
@@ -19,7 +20,12 @@ class ZET_EXPORT IntfId {
    constexpr IntfId() noexcept = default;
    explicit IntfId( std::string_view name ) { handleInitialized( name ); }
 
-   // Makes this the id of that name. A name is remembered for the life of the process.
+   // The most memory that names take, in bytes: some 600,000 names of usual length.
+   static constexpr std::size_t namesLimit = 64 << 20;
+
+   // Makes this the id of that name. A name is remembered for the life of the process, also one
+   // that a peer sent, so that an id can be kept by value.
+   // Throws: RangeException for a new name when the limit is reached.
    void handleInitialized( std::string_view name );
 
    // Valid for the life of the process.

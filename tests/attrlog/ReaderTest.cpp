@@ -199,6 +199,28 @@ TEST( Reader, answersAsAnAuthority ) {
    }
 }
 
+// A peer's interface names are kept for ever, but not without limit. In a process of its own, which
+// can take no new name afterwards.
+TEST( Reader, keepsNoMoreNamesThanTheLimit ) {
+   auto const expectRefused = [] {
+      auto const source = Ufd::configFactory( "root" );
+      source->groupIs( "g" );
+      Connection< Ufd::Config > connection( source, 0u );
+      for ( std::size_t size = 1 << 16; size != 0; size /= 2 )
+         try {
+            for ( int number = 0;; ++number )
+               Kelnet::IntfId( std::to_string( number ) + std::string( size, 'x' ) );
+         } catch ( Zet::RangeException const& ) {
+         }
+      connection.writer.demuxer->out()->record( { { 5, 0 }, 258 }, std::string_view( "new" ),
+                                                true );
+      connection.reader.receive( taken( *connection.writer.demuxer ) );
+      std::cerr << connection.reader.error();
+      std::exit( 0 );
+   };
+   EXPECT_EXIT( expectRefused(), testing::ExitedWithCode( 0 ), "too many interface names" );
+}
+
 TEST( Reader, refusesAStreamThatIsNotForIt ) {
    struct {
       char const* bytes;
