@@ -143,17 +143,77 @@ TEST( Record, ofNondestructing ) {
    EXPECT_FALSE( other.reader.root->isNondestructing() );
 }
 
-// The session of docs/attribute-log.md, whose lines are bytes and, behind a semicolon, a comment.
-TEST( Record, ofTheDocumentedSession ) {
+// Calls visit( line ) for each line of docs/attribute-log.md between those two.
+template < class Visit >
+void
+forEachDocumentedLine( std::string_view first, std::string_view last, Visit visit ) {
    std::ifstream document( UFD_DOCS "/attribute-log.md" );
    std::string line;
+   while ( std::getline( document, line ) && line != first ) {
+   }
+   while ( std::getline( document, line ) && line != last )
+      visit( line );
+}
+
+template < class V >
+std::string
+wireName() {
+   using Wire = decltype( AttrLog::Codec< V >::wire( std::declval< V const& >() ) );
+   if constexpr ( requires { AttrLog::Codec< V >::isKnown; } ) {
+      std::ostringstream values;
+      values << wireName< int >();
+      for ( int number = 0; AttrLog::Codec< V >::isKnown( static_cast< V >( number ) ); ++number )
+         values << ( number == 0 ? ": " : ", " ) << number << ' ' << static_cast< V >( number );
+      return values.str();
+   } else
+      return std::is_same_v< Wire, bool >           ? "u8"
+             : std::is_same_v< Wire, unsigned int > ? "u32"
+             : std::is_same_v< Wire, int >          ? "s32"
+             : std::is_same_v< Wire, double >       ? "double"
+                                                    : "text";
+}
+
+// The lines of the documented table of attributes, but for what each of them means.
+template < class T >
+std::string
+documentationOf() {
+   std::ostringstream lines;
+   AttrLog::forEachSerialized< T >( [ & ]( auto place ) {
+      using R = AttrLog::SerializedRow< T, place >;
+      auto const& row = std::get< place >( AttrLog::serializedRows< T > );
+      if constexpr ( place != 0 ) {
+         lines << "| `" << T::_fwkType()->fullName() << "` | " << row.id << " | `" << row.name
+               << "` | ";
+         if constexpr ( AttrLog::EntitiesRow< R > )
+            lines << "children `" << R::Member::_fwkType()->fullName() << '`';
+         else if constexpr ( AttrLog::ValuesRow< R > )
+            lines << wireName< typename R::Key >() << ", "
+                  << wireName< AttrLog::ValueOfMember< typename R::Member > >();
+         else
+            lines << wireName< AttrLog::ValueOf< T, R > >();
+         lines << " |\n";
+      }
+   } );
+   return lines.str();
+}
+
+TEST( Record, ofTheDocumentedAttributes ) {
    std::string documented;
-   while ( std::getline( document, line ) && line != "## One session" ) {
-   }
-   while ( std::getline( document, line ) && line != "```" ) {
-   }
-   while ( std::getline( document, line ) && line != "```" )
+   forEachDocumentedLine( "## Attributes", "## One session", [ & ]( std::string const& line ) {
+      if ( line.starts_with( "| `" ) )
+         documented += line.substr( 0, line.rfind( '|', line.size() - 2 ) + 1 ) + '\n';
+   } );
+   EXPECT_EQ( documented, documentationOf< Ufd::Config >() + documentationOf< Ufd::GroupConfig >() +
+                              documentationOf< Ufd::Status >() +
+                              documentationOf< Ufd::GroupStatus >() );
+}
+
+// The session of docs/attribute-log.md, whose lines are bytes and, behind a semicolon, a comment.
+TEST( Record, ofTheDocumentedSession ) {
+   std::string documented;
+   forEachDocumentedLine( "``` session", "```", [ & ]( std::string const& line ) {
       documented += line.substr( 0, line.find( ';' ) );
+   } );
 
    End< Ufd::Status > writer( Side::server, Ufd::statusFactory( "status" ) );
    auto const group = writer.root->groupIs( "g1" );
