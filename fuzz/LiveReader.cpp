@@ -37,14 +37,15 @@ class Meddler final : public Config::NotifieeConst {
    int depth_ = 0;
 };
 
-// What an output holds goes to an input.
+// What an output holds goes to an input, or to nobody.
 void
-move( Demuxer& from, Demuxer& to ) {
+move( Demuxer& from, Demuxer* to ) {
    for ( int turn = 0; turn < 8; ++turn ) {
       from.handleRoom();
       while ( from.out()->unsentSize() != 0 ) {
          auto const bytes = from.out()->unsent();
-         to.in()->receive( bytes );
+         if ( to )
+            to->in()->receive( bytes );
          from.out()->sentIs( bytes.size() );
       }
    }
@@ -65,18 +66,24 @@ LLVMFuzzerTestOneInput( unsigned char const* data, std::size_t size ) {
    end.demuxer->out()->helloIs( Zet::TypeId( "" ) );
    replica.entity->zetNboAttrLogSaIs( {}, data[ 0 ] & 2u, relay->out(), nullptr )
        ->doSerializeOrphan();
+   // An authority answers what the bytes claim.
+   if ( ( data[ 0 ] & 4 ) != 0 )
+      replica.entity->zetNboAttrLogSaIs( {}, Zet::Entity::ZetNboAttrLogSa::authority,
+                                         replica.demuxer->out(), nullptr );
    auto const meddler = Zet::make< Meddler >( *replica.entity, data[ 1 ] );
    replica.entity->zetNotifieeAdapterIs( meddler );
 
    std::span const stream( data + 2, size - 2 );
    std::size_t const half = stream.size() * ( data[ 0 ] >> 4 ) / 16;
    replica.receive( stream.first( half ), half );
-   move( *relay, *end.demuxer );
-   move( *end.demuxer, *relay );
+   move( *replica.demuxer, nullptr );
+   move( *relay, end.demuxer.get() );
+   move( *end.demuxer, relay.get() );
    replica.receive( stream.subspan( half ), stream.size() );
-   move( *relay, *end.demuxer );
-   move( *end.demuxer, *relay );
-   move( *relay, *end.demuxer );
+   move( *replica.demuxer, nullptr );
+   move( *relay, end.demuxer.get() );
+   move( *end.demuxer, relay.get() );
+   move( *relay, end.demuxer.get() );
    Fuzz::expect( end.demuxer->in()->error().empty() );
    Fuzz::expect( relay->in()->error().empty() );
    Fuzz::expect( end.entity->groupMembers().count() == replica.entity->groupMembers().count() );
