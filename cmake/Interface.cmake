@@ -9,6 +9,13 @@ else()
   set(UFD_COMPATIBILITY SameMajorVersion)
 endif()
 
+# Has the shared library offer the symbols of that list alone.
+function(ufd_exports library list)
+  set(list ${CMAKE_CURRENT_SOURCE_DIR}/${list})
+  target_link_options(${library} PRIVATE LINKER:--version-script=${list})
+  set_target_properties(${library} PROPERTIES LINK_DEPENDS ${list})
+endfunction()
+
 # The headers as they are installed, for programs in this tree that use the libraries like a host.
 set(UFD_STAGED_HEADERS ${PROJECT_BINARY_DIR}/include)
 file(GLOB_RECURSE ufd_headers RELATIVE ${PROJECT_SOURCE_DIR} CONFIGURE_DEPENDS
