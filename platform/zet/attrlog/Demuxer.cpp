@@ -99,18 +99,15 @@ Demuxer::retire( EntityId id ) {
    if ( !id )
       return;
    if ( retired_.size() == retiredLimit ) {
-      auto const oldest = timesRetired_.find( retired_.front() );
-      if ( --oldest->second == 0 )
-         timesRetired_.erase( oldest );
-      retired_.pop_front();
+      std::swap( retired_, retiredBefore_ );
+      retired_.clear();
    }
-   retired_.push_back( id );
-   ++timesRetired_[ id ];
+   retired_.insert( id );
 }
 
 bool
 Demuxer::isRetired( EntityId id ) const noexcept {
-   return timesRetired_.contains( id );
+   return retired_.contains( id ) || retiredBefore_.contains( id );
 }
 
 EntityId

@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 #include <unordered_map>
+#include <unordered_set>
 #include <vector>
 
 namespace Zet::NboAttrLog {
@@ -125,10 +126,10 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    std::vector< Ptr< Entity::ZetNboAttrLogSa > > rootAdapters_;
    std::unordered_map< EntityId, FlowIn > flowIns_;
    std::deque< Ptr< FlowOut > > queue_;
-   // The newest of the ids that were given up here, and how often each is among them: their records
-   // may still be on their way.
-   std::deque< EntityId > retired_;
-   std::unordered_map< EntityId, std::size_t > timesRetired_;
+   // Ids that were given up here, of which records may still be on their way: the newest, and those
+   // given up before. The older are forgotten all at once when the newest are too many.
+   std::unordered_set< EntityId > retired_;
+   std::unordered_set< EntityId > retiredBefore_;
 };
 
 // Every demuxer of this process. Valid until: the next demuxer comes or goes.
