@@ -155,7 +155,7 @@ TEST_F( FaultTest, interruptedListIsReadAgain ) {
                                    "trace=sendto,recvmsg",
                                    "-e",
                                    "inject=sendto:delay_exit=200000",
-                                   UFDD_PROGRAM };
+                                   builtProgram( "ufdd" ) };
    for ( std::string const& argument : arguments( group( "a", "'u1'", "'d1'" ) ) )
       way.push_back( argument );
    Process ufdd( way, Process::Rights::all, strace );

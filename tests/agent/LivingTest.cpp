@@ -91,7 +91,7 @@ TEST_F( LivingTest, opensThePortsWhenItIsStoppedBeforeItWatches ) {
 }
 
 TEST_F( LivingTest, logGoesNowhereElseWhereThereIsNone ) {
-   std::string command = std::string( "exec " ) + UFDD_PROGRAM;
+   std::string command = "exec " + builtProgram( "ufdd" );
    for ( std::string const& argument : arguments( group( "a", "'u1'", "'d1'" ) ) )
       command += " '" + argument + "'";
    Process const ufdd( { "-c", command + " 0<&- 1>&- 2>&-" }, Process::Rights::all, "/bin/sh" );

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -30,6 +31,12 @@ eventually( Condition condition ) {
    return condition();
 }
 
+// The path of a program of the same build, which lies beside this one.
+inline std::string
+builtProgram( std::string const& name ) {
+   return std::filesystem::read_symlink( "/proc/self/exe" ).parent_path() / name;
+}
+
 // A running program, ufdd unless another is named, of the network namespace of the calling thread.
 // Killed if it still runs at the end.
 class Process {
@@ -37,9 +44,9 @@ class Process {
    enum class Rights { all, noNetAdmin };
 
    explicit Process( std::vector< std::string > arguments, Rights rights = Rights::all,
-                     char const* program = UFDD_PROGRAM ) {
+                     std::string program = builtProgram( "ufdd" ) ) {
       int const fd = fileno( output_ );
-      std::vector< char* > argv{ const_cast< char* >( program ) };
+      std::vector< char* > argv{ program.data() };
       for ( std::string& argument : arguments )
          argv.push_back( argument.data() );
       argv.push_back( nullptr );

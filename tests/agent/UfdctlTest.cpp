@@ -20,7 +20,7 @@ class UfdctlTest : public NetworkTest {
    std::string socket() const { return state_.path() + "/status"; }
    // What ufdctl wrote, and how it ended.
    std::pair< std::string, int > ufdctl( std::vector< std::string > words ) const {
-      Process process( at( std::move( words ) ), Process::Rights::all, UFDCTL_PROGRAM );
+      Process process( at( std::move( words ) ), Process::Rights::all, builtProgram( "ufdctl" ) );
       int const status = process.wait();
       return { process.output(), status };
    }
@@ -46,7 +46,8 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
                              ": No such file or directory; start ufdd, or name the socket that it "
                              "was given by --socket\n",
                          1 ) );
-   Process file( { "--socket", config_->path(), "show" }, Process::Rights::all, UFDCTL_PROGRAM );
+   Process file( { "--socket", config_->path(), "show" }, Process::Rights::all,
+                 builtProgram( "ufdctl" ) );
    EXPECT_EQ( file.wait(), 1 );
    EXPECT_TRUE( file.wrote( "Connection refused; it is no socket" ) ) << file.output();
    std::optional< ReadyUfdd > ufdd( std::in_place, way );
@@ -59,7 +60,8 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
        ufdctl( { "show", "rock" } ),
        std::pair( std::string( "ufdctl: there is no group \"rock\"; did you mean rack?\n" ), 1 ) );
 
-   Process watch( at( { "watch", "rack", "--json" } ), Process::Rights::all, UFDCTL_PROGRAM );
+   Process watch( at( { "watch", "rack", "--json" } ), Process::Rights::all,
+                  builtProgram( "ufdctl" ) );
    auto const hasSeen = [ & ]( std::string const& expected ) {
       return eventually( [ & ] { return events( watch.output() ) == expected; } );
    };
@@ -107,7 +109,7 @@ TEST_F( UfdctlTest, failsWhereItsOutputHasNoRoom ) {
       // Where it is closed, the socket must not be taken for it.
       for ( std::string const output : { " >/dev/full", " >&-" } ) {
          std::string const command =
-             "exec " UFDCTL_PROGRAM " --socket " + socket() + " " + word + output;
+             "exec " + builtProgram( "ufdctl" ) + " --socket " + socket() + " " + word + output;
          Process full( { "-c", command }, Process::Rights::all, "/bin/sh" );
          EXPECT_TRUE( eventually( [ & ] { return full.hasEnded(); } ) ) << command;
          EXPECT_EQ( full.end( SIGTERM ), 1 ) << command;
