@@ -107,8 +107,6 @@ GenericIf::telling() {
 template < class Tell >
 void
 GenericIf::tellWatchers( AttributeId id, Tell tell ) {
-   if ( !telling_ )
-      return;
    // Watchers may come and go while they are told, and drop the interface.
    Ptr< GenericIf > const self( this );
    for ( Watcher* const watcher : std::vector( telling_->watchers ) )
@@ -143,12 +141,14 @@ GenericIf::zetOnAttribute( AttributeId id, unsigned int& pending ) {
 
 void
 GenericIf::onAttribute( AttributeId id ) {
-   tellWatchers( id, [ & ]( Watcher& watcher ) { watcher.onAttribute( id ); } );
+   if ( telling_ )
+      tellWatchers( id, [ & ]( Watcher& watcher ) { watcher.onAttribute( id ); } );
 }
 
 void
 GenericIf::onAttributeAt( AttributeId id, Ptr< GenericIf > const& key ) {
-   tellWatchers( id, [ & ]( Watcher& watcher ) { watcher.onAttributeAt( id, key ); } );
+   if ( telling_ )
+      tellWatchers( id, [ & ]( Watcher& watcher ) { watcher.onAttributeAt( id, key ); } );
 }
 
 void
