@@ -126,8 +126,8 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    std::vector< Ptr< Entity::ZetNboAttrLogSa > > rootAdapters_;
    std::unordered_map< EntityId, FlowIn > flowIns_;
    std::deque< Ptr< FlowOut > > queue_;
-   // Ids that were given up here, of which records may still be on their way: the newest, and those
-   // given up before. The older are forgotten all at once when the newest are too many.
+   // The newest ids that were given up here, and those before them: their records may still be on
+   // their way. The older are forgotten all at once when the newest are too many.
    std::unordered_set< EntityId > retired_;
    std::unordered_set< EntityId > retiredBefore_;
 };
