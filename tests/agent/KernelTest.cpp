@@ -2,8 +2,6 @@
 
 #include <chrono>
 #include <csignal>
-#include <optional>
-#include <random>
 #include <string>
 #include <thread>
 #include <utility>
@@ -13,13 +11,6 @@ namespace Ufdd {
 namespace {
 
 using KernelTest = NetworkTest;
-
-// The sanitizers take their time to start.
-#ifdef __SANITIZE_ADDRESS__
-constexpr int kills = 40;
-#else
-constexpr int kills = 200;
-#endif
 
 TEST_F( KernelTest, portsAreShutAndReleased ) {
    plug( { "u1", "u2", "d1", "d2", "d3" } );
@@ -51,36 +42,6 @@ TEST_F( KernelTest, portsAreShutAndReleased ) {
    EXPECT_EQ( ufdd.end( SIGTERM ), 0 );
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
    EXPECT_FALSE( hasLink( "d3-far" ) );
-}
-
-// Wherever between the event and the end of the act it comes.
-TEST_F( KernelTest, killedAtAnyMomentLosesNoPort ) {
-   plug( { "u1", "d1", "d2" } );
-   auto const way = arguments( group( "rack", "'u1'", "'d1', 'd2'" ) );
-   std::mt19937 random( std::random_device{}() );
-   // About as long as a reaction takes.
-   std::uniform_int_distribution< int > microseconds( 0, 400 );
-   std::uint32_t expected = transitions( "d1-far" );
-   ASSERT_EQ( transitions( "d2-far" ), expected );
-   std::optional< ReadyUfdd > ufdd( way );
-   int caughtBefore = 0;
-   for ( int i = 0; i < kills; ++i ) {
-      bool const up = i % 2 == 1;
-      // Every other pair surely before the act.
-      if ( i % 4 < 2 )
-         ufdd->stop();
-      set( "u1-far", up );
-      std::this_thread::sleep_for( std::chrono::microseconds( microseconds( random ) ) );
-      ufdd->end( SIGKILL );
-      caughtBefore += hasLink( "d1-far" ) != up || hasLink( "d2-far" ) != up;
-      ufdd.emplace( way );
-      ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, up ) ) << ufdd->output();
-      ++expected;
-      ASSERT_EQ( transitions( "d1-far" ), expected ) << ufdd->output();
-      ASSERT_EQ( transitions( "d2-far" ), expected ) << ufdd->output();
-   }
-   RecordProperty( "killedBeforeTheActWasDone", caughtBefore );
-   EXPECT_GE( caughtBefore, kills / 2 );
 }
 
 // How the links are in the end counts, whether old news wait or were lost.
