@@ -17,16 +17,10 @@ class ZET_EXPORT Bridge final
    using Adapter::Adapter;
 
    void onChange( Zet::AttributeId id, void const* key ) override {
-      if ( !key ) {
-         if ( id != Zet::zeroReferencesAttributeId )
-            tell( id );
-         return;
-      }
-      Notify::forEachRow< T >( [ & ]< class R >( R const& row ) {
-         if constexpr ( isCollection< R > )
-            if ( row.id == id )
-               changedAt< R >( key );
-      } );
+      if ( key )
+         changedAt( id, key );
+      else if ( id != Zet::zeroReferencesAttributeId )
+         tell( id );
    }
 
    // Delivers what is pending of that attribute; of all, for the id that stands for all.
@@ -46,6 +40,15 @@ class ZET_EXPORT Bridge final
    void tell( Zet::AttributeId id ) {
       if ( Zet::GenericIf* const owner = this->reactingOwner() )
          owner->onAttribute( id );
+   }
+
+   // Apart, since it needs more registers saved.
+   [[gnu::noinline]] void changedAt( Zet::AttributeId id, void const* key ) {
+      Notify::forEachRow< T >( [ & ]< class R >( R const& row ) {
+         if constexpr ( isCollection< R > )
+            if ( row.id == id )
+               changedAt< R >( key );
+      } );
    }
 
    // One member of the collection changed.
