@@ -60,6 +60,8 @@ TEST_F( KernelTest, manyNewsWhileStopped ) {
          for ( int i = 0; i < 400; ++i )
             set( i % 2 ? "u1-far" : "u2-far", i / 2 % 2 == 1 );
          set( "u1-far", end );
+         // An old message may be the last one until then, and ufdd would be right to act on it.
+         EXPECT_TRUE( isWorkedOff( "u1", end ) && isWorkedOff( "u2", true ) );
          ufdd.signal( SIGCONT );
          expected += std::exchange( isUp, end ) != end;
          EXPECT_TRUE( haveLink( { "d1-far" }, end ) ) << ufdd.output();

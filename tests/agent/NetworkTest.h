@@ -72,6 +72,19 @@ class NetworkTest : public testing::Test {
       close( fd );
       return result == 0 && link.data != 0;
    }
+   // Waits until the kernel has worked off the changes of that link's carrier, which is `up` now:
+   // it sends its messages about them only then.
+   static bool isWorkedOff( std::string const& name, bool up ) {
+      int const fd = socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0 );
+      ifreq request{};
+      std::strncpy( request.ifr_name, name.c_str(), IFNAMSIZ - 1 );
+      bool const isDone = eventually( [ & ] {
+         return ioctl( fd, SIOCGIFFLAGS, &request ) == 0 &&
+                ( ( request.ifr_flags & IFF_RUNNING ) != 0 ) == up;
+      } );
+      close( fd );
+      return isDone;
+   }
    static bool haveLink( std::vector< std::string > const& names, bool link ) {
       return eventually( [ & ] {
          bool all = true;
