@@ -108,13 +108,13 @@ Daemon::openPorts() {
 void
 Daemon::handleTurnEnd() {
    agent_.endTurn();
-   statusServer_.settle();
+   statusServer_.endTurn();
    ticker_.intervalIs( agent_.tickMs() );
    manager_.statusIs( agent_.summary() );
    if ( std::exchange( isAliveDue_, false ) )
       manager_.alive();
    bool const isLogged = log_.flush();
-   bool const isTold = manager_.settle();
+   bool const isTold = manager_.send();
    double const next =
        std::min( agent_.nextTime(), statusServer_.nextTime().value_or( Agent::never ) );
    wakeAt( isLogged && isTold ? next : std::min( next, Zet::now() + tellAgainPause ) );

@@ -92,7 +92,7 @@ CommandLine::parse( int argc, char** argv ) {
    } catch ( CLI::Success const& done ) {
       return app_->exit( done );
    } catch ( CLI::ParseError const& error ) {
-      // A misspelt command is the true reason why one is missing.
+      // A misspelt command is also reported as a missing one; name the misspelt word instead.
       auto const left = app_->remaining( true );
       if ( !left.empty() )
          return refuse( complaintAbout( left.front() ) );
@@ -110,7 +110,7 @@ CommandLine::refuse( std::string const& error ) const {
    return EX_USAGE;
 }
 
-// Says why nothing takes the word.
+// Says what kind of word is unknown, and names the nearest known one.
 std::string
 CommandLine::complaintAbout( std::string const& word ) const {
    std::string kind = "argument";

@@ -12,8 +12,8 @@ class App;
 
 namespace Ufdd {
 
-// What a program, or one command of it, can be given. Each variable keeps its value where the
-// command line does not mention it; the help shows that value as the default.
+// The flags, options and arguments of a program or of one of its commands. A variable that the
+// command line does not mention keeps its value, which the help shows as the default.
 // Borrows: the variables, until CommandLine::parse() has returned.
 class Command {
  public:
@@ -21,7 +21,7 @@ class Command {
 
    // Adds "NAME", which sets the variable.
    void flag( std::string const& name, bool& isSet, std::string const& help );
-   // Adds "NAME TYPE", where TYPE is a word of the help.
+   // Adds "NAME TYPE". TYPE appears only in the help.
    void option( std::string const& name, std::string const& type, std::string& value,
                 std::string const& help );
    // Adds "NAME TYPE" for a whole number from 1 to `most`.
@@ -30,7 +30,7 @@ class Command {
    // Adds "NAME TYPE...".
    void option( std::string const& name, std::string const& type,
                 std::vector< std::string >& values, std::string const& help );
-   // Adds a word that follows the options.
+   // Adds a positional argument, which the command line may leave out.
    void argument( std::string const& name, std::string& value, std::string const& help );
    // Prints the text below the help.
    void footer( std::string const& text );
@@ -39,7 +39,7 @@ class Command {
    CLI::App& app_;
 };
 
-// Reads a command line. Prints the help, the version and what is wrong.
+// Reads the command line of a program. Prints the help, the version, or what is wrong with it.
 class CommandLine : public Command {
  public:
    CommandLine( std::string const& program, std::string const& version,
@@ -48,15 +48,15 @@ class CommandLine : public Command {
    CommandLine( CommandLine const& ) = delete;
    CommandLine& operator=( CommandLine const& ) = delete;
 
-   // Adds a command, which parse() runs; the program needs one from then on. The options of the
-   // program may follow the command.
+   // Adds a command; parse() calls `run` when it is given. From then on the program requires one.
+   // The program's own options may stand behind the command as well.
    Command command( std::string const& name, std::string const& purpose,
                     std::function< void() > run );
 
-   // Returns the exit status when the program has nothing more to do.
+   // Returns the exit status if the program is to end now, else nothing.
    // Throws: what the command throws.
    std::optional< int > parse( int argc, char** argv );
-   // Prints what is wrong and returns the exit status.
+   // Prints the error and a pointer to the help. Returns the exit status for a wrong command line.
    int refuse( std::string const& error ) const;
 
  private:

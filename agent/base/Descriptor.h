@@ -5,7 +5,7 @@
 
 namespace Ufdd {
 
-// Owns: a file descriptor, which is closed at the end; or none.
+// Owns: a file descriptor, or none. The destructor closes it.
 class Descriptor {
  public:
    explicit Descriptor( int fd = -1 ) noexcept : fd_( fd ) {}

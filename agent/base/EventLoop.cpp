@@ -24,7 +24,8 @@ void
 EventLoop::Source::run() noexcept {
    try {
       call_( owner_ );
-      // Not by the loop, which would ask the kernel what else there is first: ports may wait.
+      // Called here, not by sd_event, which would first ask the kernel for more events: ports may
+      // be waiting to be shut.
       if ( Source const* const end = loop_.turnEnd_; end && !loop_.isLeaving_ )
          end->call_( end->owner_ );
    } catch ( ... ) {
@@ -34,10 +35,11 @@ EventLoop::Source::run() noexcept {
    }
 }
 
-// Not so much later: the loop would count from when it woke up, which may be a while ago.
+// Sets an absolute time. A relative one would count from when the loop woke up, which may be a
+// while ago.
 void
 EventLoop::Source::fireAt( double time ) {
-   // Rounded up: a timer that fires too early finds nothing to do.
+   // Rounded up, since a timer that fires too early finds nothing to do.
    check( sd_event_source_set_time( source_, static_cast< std::uint64_t >( time * 1e6 ) + 1 ),
           "can't set a timer" );
    check( sd_event_source_set_enabled( source_, SD_EVENT_ONESHOT ), "can't start a timer" );

@@ -8,16 +8,16 @@ struct sd_event_source;
 
 namespace Ufdd {
 
-// The one loop of the process. A handler is a member function without parameters, given as
-// loop.onReadable< &Owner::handler >( fd, owner ); the owner lives as long as the loop.
-// An exception that leaves a handler ends the loop and comes out of run().
+// The one event loop of the process. A handler is a member function without parameters, given as
+// loop.onReadable< &Owner::handler >( fd, owner ). The owner must live as long as the loop.
+// An exception that leaves a handler ends the loop; run() throws it.
 class EventLoop {
  public:
-   // What a handler was added for.
+   // A file descriptor, signal or timer, with its handler.
    class Source {
     public:
-      // Makes a timer fire once, not before that time on the clock of Zet::now(); at once when it
-      // is over. Requires: the source is a timer.
+      // Makes a timer fire once, not before `time` on the clock of Zet::now(). If `time` has
+      // passed, the timer fires at once. Requires: the source is a timer.
       void fireAt( double time );
 
     private:
@@ -41,25 +41,25 @@ class EventLoop {
    template < auto Handler, class Owner > void onReadable( int fd, Owner& owner ) {
       addReadable( fd, source< Handler >( owner ), Urgency::usual );
    }
-   // Called only when nothing else waits.
+   // Adds a handler that is called only when no other handler is due.
    template < auto Handler, class Owner > void onReadableAtLeisure( int fd, Owner& owner ) {
       addReadable( fd, source< Handler >( owner ), Urgency::atLeisure );
    }
-   // From now on the signal does nothing else.
+   // Adds a handler for a signal, and blocks the signal's usual effect.
    template < auto Handler, class Owner > void onSignal( int number, Owner& owner ) {
       addSignal( number, source< Handler >( owner ) );
    }
-   // Called whenever another handler has run, before the next one runs; not after exit(). There is
-   // one at most.
+   // Sets the handler that ends each turn: it is called after every other handler, unless that
+   // called exit(). Replaces the former one.
    template < auto Handler, class Owner > void onTurnEnd( Owner& owner ) {
       turnEnd_ = &source< Handler >( owner );
    }
-   // A timer that is off. Valid until: the loop goes.
+   // Adds a timer, which is off at first. Valid until: the loop is destroyed.
    template < auto Handler, class Owner > Source& timer( Owner& owner ) {
       return addTimer( source< Handler >( owner ) );
    }
 
-   // Until exit() is called.
+   // Calls handlers until exit() is called.
    void run();
    void exit();
 
@@ -75,7 +75,7 @@ class EventLoop {
    Source& addTimer( Source& source );
 
    sd_event* event_ = nullptr;
-   std::deque< Source > sources_; // The loop's C interface holds their addresses.
+   std::deque< Source > sources_; // In a deque, since event_ keeps their addresses.
    Source* turnEnd_ = nullptr;
    bool isLeaving_ = false;
    std::exception_ptr failure_;

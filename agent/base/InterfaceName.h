@@ -7,21 +7,21 @@
 
 namespace Ufdd {
 
-// The name of an interface, not an alternative one, kept in place: copying one allocates nothing.
+// The main name of an interface, never an alternative one. Stored in place, so that copying
+// allocates nothing.
 class InterfaceName {
  public:
-   // Of bytes, without the zero byte that ends them in the kernel.
+   // In bytes, without the final zero byte.
    static constexpr std::size_t maxSize = IFNAMSIZ - 1;
-
-   // Of an alternative name.
+   // In bytes, of an alternative name.
    static constexpr std::size_t maxAltSize = 127;
 
-   // Why the kernel could never have an interface that can be called so, to follow "NAME is not the
-   // name of an interface: "; empty when it could.
+   // Returns why the kernel accepts no interface of that name, for a message that begins "NAME is
+   // not the name of an interface: ". Empty if the kernel accepts the name.
    static constexpr std::string_view objection( std::string_view name );
 
    constexpr InterfaceName() = default;
-   // Cuts the name off at maxSize.
+   // Cuts off the bytes beyond maxSize.
    constexpr explicit InterfaceName( std::string_view name ) {
       std::copy_n( name.begin(), std::min( name.size(), maxSize ), text_.begin() );
    }

@@ -16,7 +16,7 @@ namespace Ufdd {
 
 namespace {
 
-// How a kind of line is known to the journal, and its syslog level. The ids are random, once.
+// The MESSAGE_ID and the syslog level of a kind of line. The ids were drawn at random once.
 struct Kind {
    char const* id;
    char level;
@@ -90,7 +90,7 @@ JournalLog::flush() {
    notTaken_ = waiting_.size();
    if ( isTaken && dropped_ > 0 ) {
       line( std::to_string( std::exchange( dropped_, 0 ) ) +
-            " lines were lost here: nobody read them" );
+            " lines were lost here: nobody read them in time" );
       send();
    }
    return waiting_.empty();
@@ -106,7 +106,7 @@ JournalLog::send() {
       ssize_t const sent =
           sendto( fd_, message.data(), message.size(), MSG_NOSIGNAL,
                   reinterpret_cast< sockaddr const* >( &address ), sizeof address );
-      // Whatever is the matter, the journal may come back; only what is too large never gets in.
+      // The journal may recover from any error, but it never takes a line that is too large.
       if ( sent < 0 && errno != EMSGSIZE )
          return false;
    }

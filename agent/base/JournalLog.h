@@ -7,15 +7,16 @@
 
 namespace Ufdd {
 
-// A log in the systemd journal. Besides its text, a line has the fields UFD_GROUP, UFD_PORT and
-// MESSAGE_ID, as far as it is about one.
+// A log in the systemd journal. A line that is about groups, a port or a kind of event has the
+// fields UFD_GROUP, UFD_PORT and MESSAGE_ID beside its text.
 class JournalLog final : public BufferedLog {
  public:
    static constexpr char const* usualSocket = "/run/systemd/journal/socket";
 
-   // Whether standard error is the journal, and so whoever started us wants the log to be there.
+   // Returns true if standard error leads to the journal: whoever started us wants the log there.
    static bool isWanted();
 
+   // `socket` is the path of the journal's socket.
    // Throws: std::system_error when no socket can be made.
    explicit JournalLog( std::string socket = usualSocket );
    ~JournalLog() override;
@@ -27,18 +28,18 @@ class JournalLog final : public BufferedLog {
    bool flush() override;
 
  private:
-   // Lines that it did not take yet. Of what there is to say in one turn of the loop, nothing is
-   // dropped for its length.
+   // The number of lines left by the last flush() from which on new lines are dropped. Lines of
+   // one turn are never dropped because they are many.
    static constexpr std::size_t maxWaiting = 512;
 
-   // Sends what waits; false when the journal takes no more for now.
+   // Sends waiting_. Returns false if the journal takes no more for now.
    bool send();
 
    std::string const socket_;
    int const fd_;
-   std::deque< std::string > waiting_; // A message each, as the journal takes it.
-   std::size_t notTaken_ = 0;          // Of these, by the last flush().
-   std::size_t dropped_ = 0;
+   std::deque< std::string > waiting_; // One datagram of the journal's protocol for each line.
+   std::size_t notTaken_ = 0;          // The size of waiting_ after the last flush().
+   std::size_t dropped_ = 0;           // Number of lines since the journal last took everything.
 };
 
 } // namespace Ufdd

@@ -26,7 +26,7 @@ StreamLog::flush() {
    write();
    if ( dropped_ > 0 && waiting_.empty() ) {
       line( std::to_string( std::exchange( dropped_, 0 ) ) +
-            " lines were lost here: nobody read them" );
+            " lines were lost here: nobody read them in time" );
       write();
    }
    return waiting_.empty();
@@ -43,7 +43,7 @@ StreamLog::write() {
    pollfd writable{ fd_, POLLOUT, 0 };
    std::size_t done = 0;
    while ( done < waiting_.size() && poll( &writable, 1, 0 ) == 1 && writable.revents & POLLOUT ) {
-      // A pipe that can be written to takes that much without waiting.
+      // A writable pipe takes PIPE_BUF bytes without blocking.
       std::size_t const size = std::min< std::size_t >( waiting_.size() - done, PIPE_BUF );
       ssize_t const written = ::write( fd_, waiting_.data() + done, size );
       if ( written <= 0 )

@@ -7,54 +7,54 @@
 
 namespace Ufdd {
 
-// What a line is about, for programs that read the log.
+// The subject of a line, for programs that read the log.
 struct LogEvent {
    enum Id {
       other,
       groupTransition, // The group's state changed.
-      groupDecision,   // What is done about that was put off, or only would have been done.
+      groupDecision,   // The decision about it is delayed, or was not acted on (dry_run).
       portShut,
-      portReleased,
-      portFailure,   // It can't be shut or released.
+      portOpened,
+      portFailure,   // A port can't be shut or opened.
       configuration, // A configuration was loaded or refused.
       trouble,       // Something failed, but ufdd goes on.
-      fault,         // ufdd ends for it, or it is an error of its own.
+      fault,         // ufdd ends because of it, or it is an error in ufdd.
    };
    Id id = other;
    std::vector< std::string_view > groups = {};
-   std::string_view port = {}; // Empty when it is about none.
+   std::string_view port = {}; // Empty if the line is about no port.
 };
 
-// Where the daemon says what it does, a line at a time.
+// Takes the lines in which the daemon says what it does.
 class Log {
  public:
    virtual ~Log() = default;
-   // `text` ends without a line break.
+   // Adds a line. `text` has no final line break.
    virtual void line( std::string_view text ) = 0;
-   // The same, with what it is about.
+   // Adds a line about that subject.
    virtual void event( LogEvent const&, std::string_view text ) { line( text ); }
 };
 
-// A log whose lines wait until flush(), so that nothing urgent waits for them; and flush() never
-// waits for a reader that is stuck: what doesn't fit is dropped and counted.
+// A log that keeps its lines until flush(), so that nothing urgent waits for the log. flush() does
+// not wait for a reader that is stuck. Lines without room are dropped and counted.
 class BufferedLog : public Log {
  public:
-   // False when something waits still: it is to be called again.
+   // Writes the lines. Returns false if some are left: call it again later.
    virtual bool flush() = 0;
 };
 
-// A log on a file descriptor.
+// A log that writes to a file descriptor.
 class StreamLog final : public BufferedLog {
  public:
-   // With `timed`, each line begins with the time of day.
+   // If `timed`, each line begins with the local date and time.
    StreamLog( int fd, bool timed ) : fd_( fd ), timed_( timed ) {}
 
    void line( std::string_view text ) override;
    bool flush() override;
 
  private:
-   // Bytes that were not read yet. Of what there is to say in one turn of the loop, nothing is
-   // dropped for its length.
+   // The number of bytes left by the last flush() above which new lines are dropped. Lines of one
+   // turn are never dropped because they are many.
    static constexpr std::size_t maxWaiting = 1 << 16;
 
    struct Line {
@@ -66,9 +66,9 @@ class StreamLog final : public BufferedLog {
 
    int const fd_;
    bool const timed_;
-   std::vector< Line > lines_; // Since the last flush(), which writes out their times.
-   std::string waiting_;
-   std::size_t dropped_ = 0; // Lines, since the last that got through.
+   std::vector< Line > lines_; // Since the last flush(), which formats them.
+   std::string waiting_;       // Bytes that the last flush() could not write.
+   std::size_t dropped_ = 0;   // Number of lines since everything was last written.
 };
 
 } // namespace Ufdd

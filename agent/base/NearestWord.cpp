@@ -11,7 +11,7 @@ namespace {
 
 std::size_t
 editDistance( std::string_view from, std::string_view to ) {
-   // The row of the table for the letters of `from` seen so far.
+   // Entry j is the distance from the first i letters of `from` to the first j of `to`.
    std::vector< std::size_t > row( to.size() + 1 );
    std::iota( row.begin(), row.end(), 0 );
    for ( std::size_t i = 1; i <= from.size(); ++i ) {

@@ -6,8 +6,8 @@
 
 namespace Ufdd {
 
-// The word that `typed` probably stands for: the one with the fewest letters to change, add
-// or leave out, if they are fewer than half of the letters typed.
+// Returns the word that `typed` is probably a misspelling of: the one with the fewest letters to
+// change, add or remove. Returns nothing if these are half of the letters typed or more.
 std::optional< std::string_view > nearestWord( std::string_view typed,
                                                std::span< std::string_view const > words );
 

@@ -14,7 +14,7 @@ namespace Ufdd {
 
 ServiceManager::ServiceManager() {
    char const* const path = std::getenv( "NOTIFY_SOCKET" );
-   // A path, or with an @ a name in the abstract.
+   // A path, or with a leading @ the name of an abstract socket.
    if ( path && ( *path == '/' || *path == '@' ) &&
         std::string_view( path ).size() < sizeof( sockaddr_un::sun_path ) )
       path_ = path;
@@ -27,7 +27,7 @@ void
 ServiceManager::reloading() {
    timespec now{};
    clock_gettime( CLOCK_MONOTONIC, &now );
-   // That it was ready once would be taken for the end of this.
+   // An older READY=1 that is sent after RELOADING=1 would count as the end of the reload.
    due( Subject::ready ).clear();
    tell( Subject::reloading,
          "RELOADING=1\nMONOTONIC_USEC=" +
@@ -40,7 +40,7 @@ ServiceManager::statusIs( std::string const& status ) {
    if ( status == status_ )
       return;
    status_ = status;
-   // It takes no message of more than 4096 bytes, and there may be many names in it.
+   // The service manager takes no datagram of more than 4096 bytes; the status may list many ports.
    constexpr std::size_t room = 2048;
    tell( Subject::status,
          "STATUS=" + ( status.size() <= room ? status : status.substr( 0, room ) + "..." ) );
@@ -57,11 +57,11 @@ ServiceManager::tell( Subject subject, std::string text ) {
    if ( !isThere() )
       return;
    due( subject ) = std::move( text );
-   settle();
+   send();
 }
 
 bool
-ServiceManager::settle() {
+ServiceManager::send() {
    sockaddr_un address{ .sun_family = AF_UNIX, .sun_path = {} };
    path_.copy( address.sun_path, sizeof address.sun_path - 1 );
    if ( address.sun_path[ 0 ] == '@' )

@@ -8,41 +8,43 @@
 
 namespace Ufdd {
 
-// Tells the service manager (systemd) that started this process how it is doing. Where there is
-// none, nothing is told. Nothing waits for it: what it can't take at once stays due.
+// Reports the state of this process to the service manager (systemd) that started it. Without a
+// service manager it does nothing. It never blocks: reports that the service manager can't take at
+// once are kept for send().
 class ServiceManager {
  public:
    ServiceManager();
 
+   // Returns true if a service manager started this process.
    bool isThere() const { return !path_.empty(); }
 
-   // Tells that the configuration is in force: at start, and after reloading().
+   // Reports that the configuration is in force. Call at start and after reloading().
    void ready() { tell( Subject::ready, "READY=1" ); }
    void reloading();
    void stopping() { tell( Subject::stopping, "STOPPING=1" ); }
-   // In a few words. Told on only when it is another one.
+   // Reports a short text about the present state, if it differs from the last one.
    void statusIs( std::string const& status );
 
-   // How often it wants to hear alive(), in microseconds; 0 for never.
+   // The longest time between two calls of alive(), in microseconds; 0 if none are expected.
    std::uint64_t watchdogPeriod() const { return watchdogPeriod_; }
    void alive();
 
-   // Tells what is due. False when something still is.
-   bool settle();
+   // Sends the reports that are due. Returns false if some are left: call it again later.
+   bool send();
 
  private:
-   // In the order in which what is due is told.
+   // In the order in which reports that are due are sent.
    enum class Subject { reloading, ready, stopping, alive, status, count };
 
    std::string& due( Subject subject ) { return due_.at( static_cast< std::size_t >( subject ) ); }
    void tell( Subject subject, std::string text );
 
-   std::string path_; // Of its socket; empty when there is none.
+   std::string path_; // Of the service manager's socket; empty if there is none.
    Descriptor socket_;
-   // The last word on each subject; empty once it is told.
+   // The last report on each subject; empty once it was sent.
    std::array< std::string, static_cast< std::size_t >( Subject::count ) > due_;
-   std::uint64_t watchdogPeriod_ = 0;
-   std::string status_;
+   std::uint64_t watchdogPeriod_ = 0; // In microseconds.
+   std::string status_;               // As last reported.
 };
 
 } // namespace Ufdd

@@ -17,7 +17,7 @@ namespace {
 constexpr mode_t directoryMode = 0750;
 constexpr mode_t socketMode = 0660;
 
-// What is made while this exists is open to nobody whom `mode` does not name.
+// Keeps the permissions of files made while this exists within `mode`.
 class TightUmask {
  public:
    explicit TightUmask( mode_t mode ) : before_( umask( 0777 & ~mode ) ) {}
@@ -45,7 +45,7 @@ SocketFile::SocketFile( std::string path ) : path_( std::move( path ) ) {
 }
 
 SocketFile::~SocketFile() {
-   // It may be another's by now.
+   // The path may lead to another process's socket by now.
    if ( isThere() )
       unlink( path_.c_str() );
 }
@@ -63,7 +63,7 @@ SocketFile::makeDirectory() const {
    TightUmask const tight( directoryMode );
    if ( !directory.empty() && mkdir( directory.c_str(), directoryMode ) < 0 && errno != EEXIST )
       fail( errno, "can't make the directory " + directory +
-                       " of the status socket; make it, or name another by --socket" );
+                       " of the status socket; make it, or name another socket by --socket" );
 }
 
 void
@@ -72,8 +72,8 @@ SocketFile::lock() {
    lock_ = Descriptor( open( file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600 ) );
    if ( !lock_ )
       fail( errno, "can't make " + file +
-                       ", which reserves the status socket; see that ufdd can "
-                       "write there, or name another by --socket" );
+                       ", which reserves the status socket; make it writable for ufdd, or "
+                       "name another socket by --socket" );
    if ( flock( lock_.fd(), LOCK_EX | LOCK_NB ) == 0 )
       return;
    if ( errno != EWOULDBLOCK )
@@ -91,8 +91,8 @@ SocketFile::removeStale() const {
       fail( errno, "can't look at " + path_ );
    }
    if ( !S_ISSOCK( file.st_mode ) )
-      fail( EEXIST, path_ + " is no socket; remove it, or name another by --socket" );
-   // The lock keeps our own kind away, not another program whose socket was named by mistake.
+      fail( EEXIST, path_ + " is not a socket; remove it, or name another path by --socket" );
+   // The lock excludes only other ufdd processes, not a program whose socket was named by mistake.
    if ( unixStreamTo( path_ ) || errno != ECONNREFUSED )
       fail( EADDRINUSE, "another program listens on " + path_ +
                             "; stop it, or name another socket by --socket" );

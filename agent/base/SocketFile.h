@@ -7,23 +7,23 @@
 
 namespace Ufdd {
 
-// A Unix socket that this process listens on, with its file, which goes at the end. The directory
-// is made, mode 0750, if there is none; the socket has mode 0660. One process at a time has the
-// path: it holds a lock on the file beside it that ends in ".lock".
+// Listens on a Unix socket at a path. Makes the directory with mode 0750 if there is none, and the
+// socket's file with mode 0660; the destructor removes the file. A lock on the file PATH.lock
+// keeps other processes from taking the path.
 class SocketFile {
  public:
-   // A socket file that nobody listens on any more is replaced.
-   // Throws: std::system_error, with the path and the remedy, when somebody does, and when the
-   // socket can't be made.
+   // Replaces a socket's file on which nobody listens any more.
+   // Throws: std::system_error, with the path and the remedy, when another process listens there or
+   // when the socket can't be made.
    explicit SocketFile( std::string path );
    ~SocketFile();
    SocketFile( SocketFile const& ) = delete;
    SocketFile& operator=( SocketFile const& ) = delete;
 
    std::string const& path() const { return path_; }
-   // Whether the path still leads here: its file or directory may have been removed.
+   // Returns true if the path still leads to this socket. Its file or directory may be removed.
    bool isThere() const;
-   // Accepting from it does not wait.
+   // The listening socket; accept() on it does not block.
    int fd() const { return listener_.fd(); }
 
  private:
@@ -35,7 +35,7 @@ class SocketFile {
    std::string const path_;
    Descriptor lock_;
    Descriptor listener_;
-   struct stat file_ {};
+   struct stat file_ {}; // Identifies the socket's file; see isThere().
 };
 
 } // namespace Ufdd

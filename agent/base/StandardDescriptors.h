@@ -2,8 +2,9 @@
 
 namespace Ufdd {
 
-// Opens /dev/null, with those flags of open(), for each of standard input, standard output and
-// standard error that is closed: the next file opened would get its number and its output.
+// Opens /dev/null, with those flags of open(), in place of each of standard input, standard output
+// and standard error that is closed. Otherwise the next file opened would get that number, and
+// with it whatever is written there.
 void fillStandardDescriptors( int flags );
 
 } // namespace Ufdd

@@ -27,7 +27,7 @@ Ticker::intervalIs( std::uint32_t milliseconds ) {
 void
 Ticker::take() {
    std::uint64_t ticks = 0;
-   // Nothing to read: it was stopped since.
+   // EAGAIN: the ticker was stopped after it had ticked.
    if ( read( fd_.fd(), &ticks, sizeof ticks ) < 0 && errno != EAGAIN )
       throw std::system_error( errno, std::generic_category(), "can't read a timer" );
 }

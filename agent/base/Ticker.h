@@ -6,16 +6,18 @@
 
 namespace Ufdd {
 
-// A clock that ticks while it is on: fd() is readable from each tick until take(). Costs less than
-// a timer that is set again each time, and doesn't drift.
+// A periodic timer. fd() is readable from each tick until take(). Costs less than a timer that is
+// set again each time, and does not drift.
 class Ticker {
  public:
-   // It is off. Throws: std::system_error when the system has none, as intervalIs() does.
+   // Makes a ticker that is off.
+   // Throws: std::system_error, as the other operations do.
    Ticker();
 
    int fd() const { return fd_.fd(); }
-   // 0 stops it.
+   // Sets the interval; 0 stops the ticker.
    void intervalIs( std::uint32_t milliseconds );
+   // Makes fd() unreadable until the next tick.
    void take();
 
  private:

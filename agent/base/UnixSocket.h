@@ -8,16 +8,21 @@
 
 namespace Ufdd {
 
-// Throws: std::system_error, which names the path, when it is empty or longer than one may be.
+// Returns the address of the socket at `path`.
+// Throws: std::system_error, which names the path, when the path is empty or too long.
 sockaddr_un unixAddress( std::string const& path );
 
-// A stream socket, connected to nothing. Throws: std::system_error, as the next does.
+// Makes a stream socket that is not connected.
+// Throws: std::system_error.
 Descriptor unixStream();
 
-// A stream socket that is connected to what listens at `path`; or none, with the reason in errno.
+// Makes a stream socket that is connected to the one at `path`. Returns none, with the reason in
+// errno, if nobody can be reached there.
+// Throws: std::system_error, as the two above do.
 Descriptor unixStreamTo( std::string const& path );
 
-// Who has connected the other end. Requires: a connected stream socket.
+// Returns the process, user and group at the other end; the user is -1 if it is unknown.
+// Requires: a connected stream socket.
 ucred peerOf( Descriptor const& stream ) noexcept;
 
 } // namespace Ufdd

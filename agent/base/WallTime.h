@@ -4,17 +4,17 @@
 
 namespace Ufdd {
 
-// Seconds since the epoch.
+// Returns the wall time in seconds since the epoch.
 double wallNow();
-// "2026-03-01 12:30:00.123", here.
+// "2026-03-01 12:30:00.123", in the local time zone.
 std::string localTime( double wall );
 // "2026-03-01T11:30:00.123Z"
 std::string utcTime( double wall );
 
-// One moment on the two clocks: that of Zet::now(), which never steps, and the wall's.
+// One moment in seconds on two clocks: that of Zet::now(), which never steps, and the wall clock.
 struct Moment {
    static Moment now();
-   // The wall's time at another time of the clock that never steps.
+   // Converts a time of Zet::now() to wall time.
    double wallAt( double time ) const { return wall - ( steady - time ); }
 
    double steady = 0;

@@ -134,7 +134,7 @@ ShutDecisions::evaluate( Groups::iterator group, double now ) {
    if ( !wasTold || isAnew )
       remarks_.push_back(
           { name, std::string( decision.sawDown() ? "down_delay: its ports are shut"
-                                                  : "recovery_delay: its ports are released" ) +
+                                                  : "recovery_delay: its ports are opened" ) +
                       " in " + seconds( decision.due() - now ) + " unless it is " +
                       ( decision.sawDown() ? "up" : "down" ) + " again before" } );
    decision.isTold = true;
@@ -148,7 +148,7 @@ ShutDecisions::reverse( Zet::Name const& name, Decision& decision ) {
    decision.isDown = !decision.isDown;
    if ( decision.policy.dryRun && config_.group( name ) )
       remarks_.push_back( { name, std::string( "dry_run, else ports would be " ) +
-                                      ( decision.isDown ? "shut" : "released" ) +
+                                      ( decision.isDown ? "shut" : "opened" ) +
                                       " now:" + portsText( name, decision ) } );
    decision.only.reset();
    ports_.decideAgain( name );

@@ -47,8 +47,8 @@ PortReport::tellReleased( std::span< PortResult const > results ) {
       if ( kind == PortResult::Kind::failed )
          tellFailed( answer, true );
       else
-         line( LogEvent::portReleased, {}, answer.port,
-               nameOf( answer ) + " released" + othersIn( answer ) + ": ufdd stops" );
+         line( LogEvent::portOpened, {}, answer.port,
+               nameOf( answer ) + " opened" + othersIn( answer ) + ": ufdd stops" );
 }
 
 void
@@ -105,14 +105,14 @@ PortReport::tellOpened( LinkRequest const& answer ) {
       groups.text.insert( 0, groups.names.empty() ? "no group disables it"
                                                   : "it need not be shut, though " );
    }
-   line( LogEvent::portReleased, groups, answer.port,
-         nameOf( answer ) + " released" + othersIn( answer ) + ": " + groups.text );
+   line( LogEvent::portOpened, groups, answer.port,
+         nameOf( answer ) + " opened" + othersIn( answer ) + ": " + groups.text );
 }
 
 void
 PortReport::tellFailed( LinkRequest const& answer, bool isReleasing ) {
    line( LogEvent::portFailure, {}, answer.port,
-         nameOf( answer ) + " can't be " + ( answer.up ? "released" : "shut" ) + ": " +
+         nameOf( answer ) + " can't be " + ( answer.up ? "opened" : "shut" ) + ": " +
              ( answer.error == PortResult::notSeen ? "it is still as it was"
                : answer.error == PortResult::otherHardware
                    ? "its hardware address is not what it was"

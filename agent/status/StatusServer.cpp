@@ -106,7 +106,7 @@ StatusServer::pauseAccepting( int error ) {
 }
 
 void
-StatusServer::settle() {
+StatusServer::endTurn() {
    lookAfterSocket();
    if ( copy_ )
       copy_->follow();

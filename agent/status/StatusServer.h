@@ -18,7 +18,7 @@ namespace Ufdd {
 
 // Serves the Status to other processes over a Unix socket, as an attribute log that can only be
 // read. No client is ever waited for, and none can hurt another. They are told of changes by
-// settle() alone, so that ports are shut first.
+// endTurn() alone, so that ports are shut first.
 class StatusServer {
  public:
    static constexpr char const* usualSocket = "/run/ufdd/status";
@@ -30,7 +30,7 @@ class StatusServer {
                  std::size_t unsentLimit = StatusClient::unsentLimit );
 
    // Clients can come from now on. When that fails, or the socket's file is removed later, it is
-   // told, and settle() tries again.
+   // told, and endTurn() tries again.
    // Throws: std::system_error, with the remedy, the first time and when somebody serves the path.
    void listen();
 
@@ -39,8 +39,8 @@ class StatusServer {
    // Takes one new client, and what clients have sent.
    void handleReady();
    // The end of a loop turn: sends what is new, and drops who doesn't read.
-   void settle();
-   // When, by Zet::now(), settle() has to be called, though nothing else happens.
+   void endTurn();
+   // When, by Zet::now(), endTurn() has to be called, though nothing else happens.
    std::optional< double > nextTime() const;
 
    std::vector< std::unique_ptr< StatusClient > > const& clients() const { return clients_; }

@@ -37,7 +37,7 @@ class AgentTest : public testing::Test, public Log {
    }
    void start() {
       agent->start( config() );
-      settle();
+      runTurns();
    }
    // The process is killed, and there is another one.
    void restart() {
@@ -46,7 +46,7 @@ class AgentTest : public testing::Test, public Log {
       start();
    }
    // Turns of the loop, until there is no more news of what the daemon did itself.
-   void settle() {
+   void runTurns() {
       for ( int i = 0; i < 3; ++i ) {
          kernel.deliver();
          agent->endTurn();
@@ -55,17 +55,17 @@ class AgentTest : public testing::Test, public Log {
    void uplinksAre( bool carrier ) {
       kernel.carrier( "u1", carrier );
       kernel.carrier( "u2", carrier );
-      settle();
+      runTurns();
    }
    // Lets that time pass; the agent is woken when it asked to be.
    void pass( double seconds ) {
       double const end = simulatedNow + seconds;
       for ( double next = agent->nextTime(); next <= end; next = agent->nextTime() ) {
          simulatedNow = next;
-         settle();
+         runTurns();
       }
       simulatedNow = end;
-      settle();
+      runTurns();
    }
    std::string takeActs() { return std::exchange( kernel.acts, "" ); }
    std::string takeLines() { return std::exchange( lines, "" ); }
@@ -81,27 +81,27 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    start();
    EXPECT_EQ( takeLines(), "group g: unknown -> up, 2/2 up, min_links 1: configured\n" );
    kernel.carrier( "u1", false );
-   settle();
+   runTurns();
    EXPECT_EQ( takeActs() + takeLines(), "group g: 1/2 up, min_links 1: uplink u1 lost carrier\n" );
    EXPECT_TRUE( agent->statusLines()[ 0 ].ends_with( "; uplinks: u1 down, u2 up" ) );
    kernel.set( "u2", false );
-   settle();
+   runTurns();
    EXPECT_EQ( takeLines(),
               "group g: up -> down, 0/2 up, min_links 1: uplink u2 administratively down\n"
               "port d1 shut: group g is down, 0/2 up, min_links 1\n"
               "port d2 shut: group g is down, 0/2 up, min_links 1\n" );
    kernel.carrier( "u1", true );
-   settle();
+   runTurns();
    EXPECT_EQ( takeLines(), "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
-                           "port d1 released: group g is up, 1/2 up, min_links 1\n"
-                           "port d2 released: group g is up, 1/2 up, min_links 1\n" );
+                           "port d1 opened: group g is up, 1/2 up, min_links 1\n"
+                           "port d2 opened: group g is up, 1/2 up, min_links 1\n" );
    kernel.remove( "u1" );
-   settle();
+   runTurns();
    EXPECT_TRUE(
        takeLines().starts_with( "group g: up -> down, 0/2 up, min_links 1: uplink u1 removed\n" ) );
    EXPECT_EQ( takeActs(), " -d1 -d2 +d1 +d2 -d1 -d2" );
    EXPECT_TRUE( agent->release() );
-   EXPECT_EQ( takeLines(), "port d1 released: ufdd stops\nport d2 released: ufdd stops\n" );
+   EXPECT_EQ( takeLines(), "port d1 opened: ufdd stops\nport d2 opened: ufdd stops\n" );
    EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
 }
 
@@ -112,7 +112,7 @@ TEST_F( AgentTest, downDelayHidesWhatIsOverBefore ) {
    uplinksAre( false );
    pass( 1.5 );
    kernel.carrier( "u1", true );
-   settle();
+   runTurns();
    EXPECT_EQ( takeLines(),
               "group g: up -> down, 0/2 up, min_links 1: uplink u2 lost carrier\n"
               "group g: down_delay: its ports are shut in 2 s unless it is up again before\n"
@@ -140,7 +140,7 @@ TEST_F( AgentTest, reloadMovesNoPortForTheSakeOfADelay ) {
    // The group is up, though it waits to open its other ports.
    groups[ 0 ].config->intfsToDisableIs( Kelnet::IntfId( "d3" ), true );
    agent->reload( config(), "f" );
-   settle();
+   runTurns();
    EXPECT_EQ( takeActs(), "" );
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d3" );
@@ -172,11 +172,11 @@ TEST_F( AgentTest, dryRunOnlyTells ) {
       EXPECT_EQ( takeActs(), "" );
       groups[ 0 ].policy.dryRun = isDry;
       agent->reload( config(), "f" );
-      settle();
+      runTurns();
       EXPECT_EQ( takeActs(), isDry ? " +d1 +d2" : " -d1 -d2" );
    }
    EXPECT_TRUE( takeLines().ends_with(
-       "port d2 released: it need not be shut, though group g is down, 0/2 up, "
+       "port d2 opened: it need not be shut, though group g is down, 0/2 up, "
        "min_links 1, dry_run\n"
        "configuration loaded: groups added 0, changed 1, removed 0\n" ) );
 }
@@ -186,7 +186,7 @@ TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
    kernel.carrier( "u1", false );
    kernel.carrier( "u2", false );
    kernel.carrier( "u2", true );
-   settle();
+   runTurns();
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
    kernel.carrier( "u1", true );
@@ -194,7 +194,7 @@ TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
    // The group deletes the entry of an interface that comes or goes, and writes it back.
    kernel.remove( "u2" );
    kernel.remove( "d2" );
-   settle();
+   runTurns();
    EXPECT_EQ( takeActs(), "" );
    EXPECT_FALSE( kernel.isUp( "d1" ) );
 }
@@ -204,17 +204,17 @@ TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
    start();
    // As a list of links says while news are held back.
    kernel.operState( "u1", IF_OPER_DOWN );
-   settle();
+   runTurns();
    EXPECT_EQ( takeActs(), "" );
    kernel.operState( "u1", IF_OPER_DORMANT );
-   settle();
+   runTurns();
    EXPECT_EQ( takeActs(), " -d1" );
    kernel.operState( "u1", IF_OPER_LOWERLAYERDOWN );
-   settle();
+   runTurns();
    EXPECT_EQ( takeActs(), "" ) << "not up before the kernel says so";
    EXPECT_NE( lines.find( "uplink u1 has carrier but is dormant" ), std::string::npos ) << lines;
    kernel.operState( "u1", IF_OPER_UNKNOWN );
-   settle();
+   runTurns();
    EXPECT_EQ( takeActs(), " +d1" );
 }
 
@@ -248,7 +248,7 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    kernel.link( "d1" ).refusal = 0;
    kernel.link( "d2" ).refusal = EBUSY;
    EXPECT_FALSE( agent->release() );
-   EXPECT_NE( takeLines().find( "port d2 can't be released: Device or resource busy; open it "
+   EXPECT_NE( takeLines().find( "port d2 can't be opened: Device or resource busy; open it "
                                 "with: ip link set dev d2 up" ),
               std::string::npos );
    EXPECT_TRUE( kernel.isUp( "d1" ) );
@@ -275,7 +275,7 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
    uplinksAre( true );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
    EXPECT_EQ( atActs + store.names(), "[d1 d2][d1 d2][d1 d2][d1 d2]" )
-       << "forgotten when released, after each was looked at";
+       << "forgotten when opened, after each was looked at";
    restart();
    EXPECT_EQ( takeActs(), "" );
 }
@@ -345,7 +345,7 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    kernel.protoDown( "d2", true, 0 );
    uplinksAre( false );
    kernel.protoDown( "d1", true, ours | 1 << 7 | 1 << 9 );
-   settle();
+   runTurns();
    takeLines();
    // Also when another process gives it up.
    restart();
@@ -353,9 +353,9 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    uplinksAre( true );
    EXPECT_EQ( agent->nextTime(), Agent::never );
    EXPECT_EQ( takeLines(), "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
-                           "port d1 released, but others keep it in protodown, for the reasons 7, "
+                           "port d1 opened, but others keep it in protodown, for the reasons 7, "
                            "9: group g is up, 2/2 up, min_links 1\n"
-                           "port d2 released, but it was in protodown before: group g is up, 2/2 "
+                           "port d2 opened, but it was in protodown before: group g is up, 2/2 "
                            "up, min_links 1\n" );
    EXPECT_EQ( kernel.link( "d1" ).protoDownReasons, 1u << 7 | 1u << 9 );
    EXPECT_TRUE( kernel.link( "d2" ).protoDown );
@@ -377,7 +377,7 @@ TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
    auto const openBoth = [ this ] {
       kernel.set( "d1", true );
       kernel.protoDown( "d2", false, 0 );
-      settle();
+      runTurns();
    };
    takeLines();
    openBoth();

@@ -118,7 +118,7 @@ TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
    set( "u1-far", true );
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << ufdd.output();
-   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d3 released" ); } ) );
+   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d3 opened" ); } ) );
    {
       // Stops it when the act is recorded and still to come: it writes nothing before.
       Injection const stop( ufdd, "pwrite64:signal=STOP" );

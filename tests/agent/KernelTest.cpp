@@ -178,7 +178,7 @@ TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
    ASSERT_TRUE( haveLink( { "x2" }, true ) ) << ufdd.output();
    EXPECT_FALSE( hasLink( "x1" ) );
    EXPECT_TRUE( eventually( [ & ] {
-      return ufdd.wrote( "port x1 released, but others keep it in protodown, for the reasons 7:" );
+      return ufdd.wrote( "port x1 opened, but others keep it in protodown, for the reasons 7:" );
    } ) )
        << ufdd.output();
    ip( "link set x1 protodown off protodown_reason 7 off" );

@@ -26,7 +26,7 @@ TEST( StreamLog, doesNotWaitForAReaderThatIsStuck ) {
    }
    EXPECT_FALSE( log.flush() );
    std::string got;
-   std::string const mark = " lines were lost here: nobody read them\n";
+   std::string const mark = " lines were lost here: nobody read them in time\n";
    while ( !got.ends_with( mark ) && got.size() < 64 * lines ) {
       std::array< char, 1 << 16 > text{};
       ssize_t const size = read( ends[ 0 ], text.data(), text.size() );

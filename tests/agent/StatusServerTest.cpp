@@ -42,7 +42,7 @@ class StatusServerTest : public testing::Test, public Log {
    void serve() { server.emplace( path, status, *this ).listen(); }
    StatusReader& connected( bool saysHello = true ) {
       StatusReader& reader = readers.emplace_back( path, saysHello );
-      settle();
+      runTurns();
       return reader;
    }
    // A client without a replica, which has said hello.
@@ -51,7 +51,7 @@ class StatusServerTest : public testing::Test, public Log {
       StatusReplica const replica;
       auto const hello = replica.hello();
       send( stream.fd(), hello.data(), hello.size(), MSG_NOSIGNAL );
-      settle();
+      runTurns();
       return stream;
    }
    // So many seconds go by; the server is woken when it asked to be.
@@ -62,16 +62,16 @@ class StatusServerTest : public testing::Test, public Log {
       for ( auto next = server->nextTime(); next && *next <= end; next = server->nextTime() ) {
          ASSERT_LE( ++wakings, 100 ) << lines;
          now = *next;
-         settle();
+         runTurns();
       }
       now = end;
-      settle();
+      runTurns();
    }
    // Turns of the loop, until nothing is left to do.
-   void settle() {
+   void runTurns() {
       for ( int i = 0; i < 40; ++i ) {
          server->handleReady();
-         server->settle();
+         server->endTurn();
          for ( StatusReader& reader : readers )
             reader.read();
       }
@@ -114,7 +114,7 @@ TEST_F( StatusServerTest, servesSoManyAndRefusesMore ) {
    EXPECT_EQ( lineCount(), 1u );
    EXPECT_TRUE( isReplica( readers.front() ) );
    readers.pop_front();
-   settle();
+   runTurns();
    EXPECT_TRUE( isReplica( connected() ) );
 }
 
@@ -129,12 +129,12 @@ TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
    for ( std::size_t const size : { log.size(), helloSize + 1 } ) {
       StatusReader& sender = connected( false );
       sender.send( std::span( log ).first( 3 ) );
-      settle();
+      runTurns();
       sender.send( std::span( log ).first( helloSize ).subspan( 3 ) );
-      settle();
+      runTurns();
       EXPECT_TRUE( isReplica( sender ) );
       sender.send( std::span( log ).first( size ).subspan( helloSize ) );
-      settle();
+      runTurns();
       EXPECT_FALSE( sender.isOpen );
    }
    connected( false ).send( Tests::Bytes( 100, 'x' ) );
@@ -149,7 +149,7 @@ TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
        << lines;
    EXPECT_EQ( stateOf( *status ), before );
    status->groupIs( "new" );
-   settle();
+   runTurns();
    EXPECT_TRUE( isReplica( witness ) );
 }
 
@@ -158,7 +158,7 @@ TEST_F( StatusServerTest, aHelloIsOfTheRightTypeAndInTime ) {
    Zet::Ptr< Demuxer > const other = Demuxer::DemuxerIs( Demuxer::Side::client, 0 );
    other->out()->helloIs( Zet::TypeId( "UplinkFailureDetection::Config" ) );
    connected( false ).send( other->out()->unsent() );
-   settle();
+   runTurns();
    EXPECT_FALSE( readers.back().isOpen );
    EXPECT_NE( lines.find( "the type of the hello" ), std::string::npos ) << lines;
 
@@ -170,8 +170,8 @@ TEST_F( StatusServerTest, aHelloIsOfTheRightTypeAndInTime ) {
    // It is there in time, though nobody has looked.
    readers.back().send( hello.subspan( StatusServer::clientLimit - 1 ) );
    now += 0.2;
-   server->settle();
-   settle();
+   server->endTurn();
+   runTurns();
    EXPECT_EQ( server->clients().size(), 2u );
    EXPECT_TRUE( isReplica( polite ) && isReplica( readers.back() ) );
    pass( 1 );
@@ -192,7 +192,7 @@ TEST_F( StatusServerTest, theLastPlaceIsRoots ) {
    for ( std::size_t i = 0; i < StatusServer::clientLimit; ++i )
       readers.emplace_back( path );
    ASSERT_EQ( seteuid( 0 ), 0 );
-   settle();
+   runTurns();
    EXPECT_EQ( server->clients().size(), StatusServer::clientLimit - 1 );
    EXPECT_FALSE( readers.back().isOpen );
    EXPECT_EQ( lines, "status: clients are refused: 31 are connected to " + path +
@@ -205,7 +205,7 @@ TEST_F( StatusServerTest, tellsOfTroublesOnceASecond ) {
    for ( ; now < end; now += 0.1 ) {
       StatusReader stranger( path, false );
       stranger.send( Tests::Bytes( 100, 'x' ) );
-      settle();
+      runTurns();
    }
    EXPECT_EQ( lineCount(), 3u ) << lines;
 }
@@ -219,7 +219,7 @@ TEST_F( StatusServerTest, clientsWaitForTheEndOfTheTurn ) {
    status->groupDel( "group9" );
    status->groupIs( "group9" )->prevDisabledTimeIs( 5 );
    EXPECT_EQ( server->clients().front()->unsentSize(), 0u );
-   settle();
+   runTurns();
    EXPECT_TRUE( isReplica( reader ) );
 }
 
@@ -228,7 +228,7 @@ TEST_F( StatusServerTest, saysThatAClientReadsTooSlowly ) {
    for ( double const end = now + 20; now < end && lines.empty(); now += 0.1 ) {
       for ( int i = 0; i < 200; ++i )
          status->group( "group" + std::to_string( i ) )->numTimesDisabledInc( 1 );
-      server->settle();
+      server->endTurn();
       std::array< char, 100 > bytes;
       EXPECT_GT( recv( slow.fd(), bytes.data(), bytes.size(), 0 ), 0 );
    }
@@ -280,7 +280,7 @@ TEST_F( StatusServerTest, aPathIsServedByOne ) {
    server.reset();
    std::ofstream( path ) << "somebody's";
    serve();
-   EXPECT_NE( lines.find( path + " is no socket" ), std::string::npos ) << lines;
+   EXPECT_NE( lines.find( path + " is not a socket" ), std::string::npos ) << lines;
    EXPECT_EQ( stat( path.c_str(), &file ), 0 );
 }
 

@@ -123,7 +123,7 @@ TEST_F( UfdctlTest, watchesPortsWhereTheStatusCantBeServed ) {
    std::string const directory = state_.path() + "/none";
    way.back() = directory + "/yet/status";
    ReadyUfdd ufdd( way );
-   EXPECT_TRUE( ufdd.wrote( "make it, or name another by --socket" ) ) << ufdd.output();
+   EXPECT_TRUE( ufdd.wrote( "make it, or name another socket by --socket" ) ) << ufdd.output();
    ip( "link set u1-far down" );
    EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
    std::filesystem::create_directory( directory );

@@ -47,7 +47,7 @@ class Process {
 
    void endTurn() {
       agent.endTurn();
-      server.settle();
+      server.endTurn();
    }
 
    Ufdd::Agent agent;
