@@ -41,10 +41,10 @@ StatusClient::receive() {
       return;
    ended_ = ended_ || size <= 0;
    Zet::NboAttrLog::In& in = *demuxer_->in();
-   // A byte at a time, so that none behind the hello is ever looked at.
+   // One byte at a time, so that bytes behind the hello are never decoded.
    for ( ssize_t i = 0; i < size && !ended_; ++i )
       if ( isGreeted() )
-         drop( "it sent more than its hello, and the status can only be read" );
+         drop( "it sent more than its hello, but the status can only be read" );
       else if ( !in.receive( { &bytes[ static_cast< std::size_t >( i ) ], 1 } ) )
          drop( in.error().c_str() );
 }
@@ -52,7 +52,8 @@ StatusClient::receive() {
 void
 StatusClient::send() {
    fill();
-   // In two pieces, as the buffer has them. For more it waits until the others had their turn.
+   // Two pieces at most, since the ring buffer has two. The rest waits until other clients had
+   // their turn.
    for ( int piece = 0; piece < 2 && !ended_ && unsentSize() != 0; ++piece )
       if ( !sendPiece() )
          break;
@@ -66,18 +67,18 @@ void
 StatusClient::checkPatience() {
    double const now = Zet::now();
    auto const isMute = [ & ] { return !isGreeted() && now >= connectedAt_ + helloPatience; };
-   // Clients are not read while there is something more urgent, so its hello may be waiting.
+   // Clients are read only when nothing more urgent is due, so the hello may wait in the socket.
    if ( isMute() )
       receive();
    if ( ended_ )
       return;
    if ( isMute() )
-      drop( "it has not said hello within " +
-            std::to_string( static_cast< int >( helloPatience ) ) + " s" );
+      drop( "it sent no hello within " + std::to_string( static_cast< int >( helloPatience ) ) +
+            " s" );
    else if ( stuckSince_ && now >= *stuckSince_ + patience )
-      drop( "it reads too slowly: for " + std::to_string( static_cast< int >( patience ) ) +
-            " s its socket took nothing more, and " + std::to_string( unsentSize() ) +
-            " bytes wait for it" );
+      drop( "it reads too slowly: its socket took nothing for " +
+            std::to_string( static_cast< int >( patience ) ) + " s, and " +
+            std::to_string( unsentSize() ) + " bytes wait for it" );
 }
 
 void

@@ -11,34 +11,35 @@
 
 namespace Ufdd {
 
-// One that reads our Status: is sent all of it, and then every change, as an attribute log. What
-// it sends itself is not applied: more than a hello ends the connection.
+// The connection to a client that reads our Status. Sends the whole Status and then every change,
+// as an attribute log. The client sends a hello; if it sends more, the connection ends.
 class StatusClient {
  public:
-   // How much may wait for it. What has no room is kept as the state to be told, not as changes.
+   // The number of unsent bytes up to which changes are kept one by one. Beyond it, only the latest
+   // state of each attribute is kept.
    static constexpr std::size_t unsentLimit = 1 << 20;
-   // How many seconds it has for its hello.
+   // The number of seconds within which the client must send its hello.
    static constexpr double helloPatience = 1;
-   // For how many seconds its socket may take nothing of what waits.
+   // The number of seconds for which the client's socket may take nothing while bytes are unsent.
    static constexpr double patience = 5;
 
-   // The socket's calls don't wait.
+   // `limit` replaces unsentLimit. Requires: the socket is connected. Its calls never block.
    StatusClient( Descriptor socket, Zet::Ptr< UplinkFailureDetection::Status > const& status,
                  std::size_t limit = unsentLimit );
 
    int fd() const { return socket_.fd(); }
-   // Takes what it has sent.
+   // Reads what the client has sent. Never blocks.
    void receive();
-   // Sends what the socket takes. Called in every turn of the loop; never waits.
+   // Sends as much as the socket takes. Call it in every turn of the loop; never blocks.
    void send();
-   // How many bytes wait until the socket takes them.
+   // The number of bytes that wait until the socket takes them.
    std::size_t unsentSize() const { return demuxer_->out()->unsentSize(); }
-   // When, by Zet::now(), it has to have said hello or read something; never while it does.
+   // Returns when send() drops the client unless it says hello or reads, by Zet::now(); or nothing.
    std::optional< double > deadline() const;
 
-   // Whether it has to go.
+   // Returns true if the connection has ended: the owner must destroy this.
    bool hasEnded() const { return ended_; }
-   // Why, unless it went by itself: "client of process 42 dropped: ...".
+   // Returns why we dropped the client: "client of process 42 dropped: ...". Empty if we did not.
    std::string const& complaint() const { return complaint_; }
 
  private:
@@ -53,8 +54,9 @@ class StatusClient {
    Descriptor socket_;
    Zet::Ptr< Zet::NboAttrLog::Demuxer > demuxer_;
    Zet::Ptr< Adapter > adapter_;
-   double const connectedAt_;
-   bool isInStep_ = false;
+   double const connectedAt_; // By Zet::now().
+   bool isInStep_ = false;    // The whole Status was written; only changes follow.
+   // By Zet::now(), since when the socket takes nothing; empty while it takes bytes.
    std::optional< double > stuckSince_;
    bool ended_ = false;
    std::string complaint_;

@@ -8,8 +8,8 @@ namespace Ufdd {
 using UplinkFailureDetection::Status;
 using Zet::NboAttrLog::Demuxer;
 
-// The original calls entities by ids of a client's side, so that none is one that the server gives
-// out to its clients.
+// The original's log uses the entity ids of a client's side. They can't clash with the ids that
+// the copy, on the server's side, gives out to the clients.
 StatusCopy::StatusCopy( Zet::Ptr< Status > const& original )
     : replica_( StatusReplica::Side::server ),
       demuxer_( Demuxer::DemuxerIs( Demuxer::Side::client, changesLimit ) ) {

@@ -6,18 +6,18 @@
 
 namespace Ufdd {
 
-// A copy of a Status of this process, which follows when it is told to. A change of the original
-// costs one record, however many clients are served from the copy.
+// A copy of a Status within this process, updated only by follow(). A change of the original costs
+// one record of the attribute log, however many clients are served from the copy.
 class StatusCopy {
  public:
    explicit StatusCopy( Zet::Ptr< UplinkFailureDetection::Status > const& original );
 
-   // Takes over all changes of the original.
+   // Applies all changes of the original since the last call.
    void follow();
    Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return replica_.status(); }
 
  private:
-   // Changes beyond that are kept as marks.
+   // In bytes: changes beyond it are kept as marks on what has changed.
    static constexpr std::size_t changesLimit = 1 << 16;
 
    StatusReplica replica_;

@@ -10,28 +10,28 @@
 
 namespace Ufdd {
 
-// A copy of the Status of another process, which its attribute log keeps up. It outlasts the
-// connection, and what a next one tells is applied to it as changes.
+// A copy of the Status of another process, kept up to date by its attribute log. The copy outlasts
+// the connection: what the next connection brings is applied as changes.
 class StatusReplica final : private Zet::NboAttrLog::Demuxer::Roots {
  public:
    using Side = Zet::NboAttrLog::Demuxer::Side;
 
-   // `side` is this one, of each connection.
+   // `side` is this replica's side of each connection.
    explicit StatusReplica( Side side = Side::client );
    ~StatusReplica();
 
-   // Forgets the connection and expects another.
+   // Forgets the connection and expects another one.
    void begin();
-   // What to send at the beginning of a connection.
+   // The bytes to send at the beginning of a connection.
    std::span< unsigned char const > hello() const { return demuxer_->out()->unsent(); }
-   // False when the bytes break the log's rules; error() tells which.
+   // Applies bytes of the log. Returns false if they break its rules; error() says how.
    bool receive( std::span< unsigned char const > bytes ) {
       return demuxer_->in()->receive( bytes );
    }
    std::string error() const { return demuxer_->in()->error().c_str(); }
-   // Whether the peer has said hello.
+   // Returns true if the peer has sent its hello.
    bool isGreeted() const { return demuxer_->in()->offset() != 0; }
-   // Whether the peer has told everything, so that only changes follow.
+   // Returns true if the peer has sent the whole Status, so that only changes follow.
    bool isInStep() const;
 
    Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return status_; }

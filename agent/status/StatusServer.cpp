@@ -35,10 +35,11 @@ StatusServer::listen() {
          throw;
       listenAgainAt_ = Zet::now() + listenPause;
       if ( std::exchange( listenError_, error.what() ) != error.what() )
-         log_.event( { .id = LogEvent::trouble },
-                     "status: not served, it tries again every few seconds; ufdctl can't show it, "
-                     "ports are watched all the same: " +
-                         listenError_ );
+         log_.event(
+             { .id = LogEvent::trouble },
+             "status: not served: " + listenError_ +
+                 "; trying again every few seconds. Until then ufdctl does not work; groups "
+                 "are watched all the same" );
    }
 }
 
@@ -75,7 +76,7 @@ StatusServer::accept() {
    bool const isRoot = peerOf( stream ).uid == 0;
    if ( clients_.size() >= ( isRoot ? clientLimit : clientLimit - 1 ) )
       return refuse( isRoot );
-   // Nobody who only asks for the status may end the daemon.
+   // An error with one client must not end the daemon.
    try {
       if ( !copy_ )
          copy_.emplace( status_ );
@@ -84,7 +85,7 @@ StatusServer::accept() {
       watch( EPOLL_CTL_ADD, client->fd(), EPOLLIN, client.get() );
       clients_.push_back( std::move( client ) );
    } catch ( std::exception const& failure ) {
-      troubles_.add( std::string( "status: a client could not be served: " ) + failure.what() );
+      troubles_.add( std::string( "status: a client was refused: " ) + failure.what() );
    }
 }
 
@@ -93,10 +94,11 @@ StatusServer::refuse( bool isRoot ) {
    if ( !std::exchange( refusalIsTold_, true ) )
       troubles_.add( "status: clients are refused: " + std::to_string( clients_.size() ) +
                      " are connected to " + path_ +
-                     ( isRoot ? ", and more are not served" : ", and the last place is root's" ) );
+                     ( isRoot ? ", and no more are served; end one of them"
+                              : ", and the last place is reserved for root; end one of them" ) );
 }
 
-// The one that waits would wake us all the time.
+// Ignores new clients for a while: each one that waits would wake the loop again and again.
 void
 StatusServer::pauseAccepting( int error ) {
    troubles_.add( "status: can't take a client on " + path_ + ": " +
@@ -127,7 +129,8 @@ StatusServer::endTurn() {
    troubles_.report();
 }
 
-// Without its file nobody finds the way. That is looked for now and then, and wakes nobody.
+// Makes the socket again if its file was removed: clients could not find it. Checks in turns that
+// happen anyway.
 void
 StatusServer::lookAfterSocket() {
    double const now = Zet::now();

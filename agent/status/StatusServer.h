@@ -17,37 +17,41 @@
 namespace Ufdd {
 
 // Serves the Status to other processes over a Unix socket, as an attribute log that can only be
-// read. No client is ever waited for, and none can hurt another. They are told of changes by
-// endTurn() alone, so that ports are shut first.
+// read. It never waits for a client, and no client can disturb another. Only endTurn() sends
+// changes, so that ports are shut first.
 class StatusServer {
  public:
    static constexpr char const* usualSocket = "/run/ufdd/status";
-   // The last place is root's, who can see the status however many others want to.
+   // The last place is reserved for root, so that root can always see the status.
    static constexpr std::size_t clientLimit = 32;
 
-   // `unsentLimit` is that of each client. Throws: std::system_error, as handleReady() does.
+   // `unsentLimit` is that of each client; see StatusClient.
+   // Throws: std::system_error, as handleReady() does.
    StatusServer( std::string path, Zet::Ptr< UplinkFailureDetection::Status > status, Log& log,
                  std::size_t unsentLimit = StatusClient::unsentLimit );
 
-   // Clients can come from now on. When that fails, or the socket's file is removed later, it is
-   // told, and endTurn() tries again.
-   // Throws: std::system_error, with the remedy, the first time and when somebody serves the path.
+   // Lets clients connect from now on. If that fails, or if the socket's file is removed later,
+   // logs it; endTurn() tries again.
+   // Throws: std::system_error, with the remedy, if this is the first try and another process
+   // serves the path.
    void listen();
 
    // Readable while handleReady() has something to do.
    int fd() const { return poll_.fd(); }
-   // Takes one new client, and what clients have sent.
+   // Accepts one new client, and reads what the others have sent.
    void handleReady();
-   // The end of a loop turn: sends what is new, and drops who doesn't read.
+   // Call at the end of each turn: sends the changes, and drops clients that do not read.
    void endTurn();
-   // When, by Zet::now(), endTurn() has to be called, though nothing else happens.
+   // Returns when to call endTurn() even if nothing happens, by Zet::now(); or nothing.
    std::optional< double > nextTime() const;
 
    std::vector< std::unique_ptr< StatusClient > > const& clients() const { return clients_; }
 
  private:
+   // In seconds, before clients are accepted again.
    static constexpr double acceptPause = 1;
-   static constexpr double listenPause = 3; // Between looks at the file of the socket, too.
+   // In seconds, between tries to listen, and between checks that the socket's file exists.
+   static constexpr double listenPause = 3;
 
    void accept();
    void refuse( bool isRoot );
@@ -59,17 +63,17 @@ class StatusServer {
    Zet::Ptr< UplinkFailureDetection::Status > status_;
    Log& log_;
    std::size_t const unsentLimit_;
-   std::optional< SocketFile > socket_; // While clients can connect.
+   std::optional< SocketFile > socket_; // Empty while clients can't connect.
    Descriptor poll_;
-   std::optional< StatusCopy > copy_; // That clients are told of, while there are any.
+   std::optional< StatusCopy > copy_; // The clients' source; empty while there are no clients.
    std::vector< std::unique_ptr< StatusClient > > clients_;
    Troubles troubles_; // With clients.
-   // Refusals are told of once, until a client has gone.
+   // The first refusal is logged, then none until a client has gone.
    bool refusalIsTold_ = false;
-   // No client is taken until then: there was no socket, or no descriptor for one.
+   // By Zet::now(). Set while no client is accepted: there is no socket, or no free descriptor.
    std::optional< double > listenAgainAt_;
-   std::string listenError_; // As last told.
-   double lookAt_ = 0;
+   std::string listenError_; // As last logged; empty while clients can connect.
+   double lookAt_ = 0;       // When to check the socket's file, by Zet::now().
 };
 
 } // namespace Ufdd

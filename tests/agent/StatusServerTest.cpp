@@ -141,7 +141,7 @@ TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
    pass( 1 );
    EXPECT_FALSE( readers.back().isOpen );
    EXPECT_NE(
-       lines.find( "dropped: it sent more than its hello, and the status can only be read\n" ),
+       lines.find( "dropped: it sent more than its hello, but the status can only be read\n" ),
        std::string::npos )
        << lines;
    EXPECT_NE( lines.find( "dropped: the type of the hello, at offset 6: a text has" ),
@@ -176,8 +176,7 @@ TEST_F( StatusServerTest, aHelloIsOfTheRightTypeAndInTime ) {
    EXPECT_TRUE( isReplica( polite ) && isReplica( readers.back() ) );
    pass( 1 );
    EXPECT_EQ( lineCount(), 2u ) << lines;
-   EXPECT_TRUE(
-       lines.ends_with( "it has not said hello within 1 s, the last of 30 in a second\n" ) )
+   EXPECT_TRUE( lines.ends_with( "it sent no hello within 1 s, the last of 30 in a second\n" ) )
        << lines;
 }
 
@@ -196,7 +195,7 @@ TEST_F( StatusServerTest, theLastPlaceIsRoots ) {
    EXPECT_EQ( server->clients().size(), StatusServer::clientLimit - 1 );
    EXPECT_FALSE( readers.back().isOpen );
    EXPECT_EQ( lines, "status: clients are refused: 31 are connected to " + path +
-                         ", and the last place is root's\n" );
+                         ", and the last place is reserved for root; end one of them\n" );
    EXPECT_TRUE( isReplica( connected() ) );
 }
 
@@ -232,7 +231,7 @@ TEST_F( StatusServerTest, saysThatAClientReadsTooSlowly ) {
       std::array< char, 100 > bytes;
       EXPECT_GT( recv( slow.fd(), bytes.data(), bytes.size(), 0 ), 0 );
    }
-   EXPECT_NE( lines.find( ": it reads too slowly: for 5 s its socket took nothing more, and " ),
+   EXPECT_NE( lines.find( ": it reads too slowly: its socket took nothing for 5 s, and " ),
               std::string::npos )
        << lines;
 }
