@@ -74,7 +74,7 @@ printTable( Zet::ZetType const& type ) {
    std::cout << table.text();
 }
 
-// What an attribute takes, which would not fit into the table.
+// Prints the arguments of functions and objects, which would not fit into the table.
 void
 printContexts( Zet::ZetType const& type ) {
    for ( auto const& attribute : type.attributes() ) {
@@ -147,7 +147,8 @@ json( Zet::ZetType const& type ) {
             { "attributes", attributes } };
 }
 
-// All of them, or the one that was asked for, by its short or its full name.
+// Returns all name spaces; or only the type `wanted`, a short or a full name.
+// Throws: std::runtime_error, which names the nearest type, when there is no such type.
 NameSpaces
 chosen( NameSpaces nameSpaces, std::string const& wanted ) {
    if ( wanted.empty() )
@@ -173,7 +174,7 @@ chosen( NameSpaces nameSpaces, std::string const& wanted ) {
 
 void
 describe( std::string const& type, bool asJson ) {
-   // The library is loaded for this, and its types are registered by that.
+   // Using a type of the library makes the linker load it; loading registers its types.
    UplinkFailureDetection::Root::_fwkType();
    NameSpaces const nameSpaces = chosen( Zet::IntrospectionReactor::global()->nameSpaces(), type );
    Json all = Json::array();
@@ -202,10 +203,10 @@ addDescribe( CommandLine& line ) {
    };
    auto const options = std::make_shared< Options >();
    Command command =
-       line.command( "describe", "Prints the types of the library with their attributes",
+       line.command( "describe", "Prints the types of the library and their attributes",
                      [ options ] { describe( options->type, options->asJson ); } );
-   command.argument( "TYPE", options->type, "Only this one, such as GroupConfig" );
-   command.flag( "--json", options->asJson, "For programs to read" );
+   command.argument( "TYPE", options->type, "Only this type, such as GroupConfig" );
+   command.flag( "--json", options->asJson, "Print JSON, for programs to read" );
 }
 
 } // namespace Ufdd

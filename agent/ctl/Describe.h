@@ -4,9 +4,9 @@ namespace Ufdd {
 
 class CommandLine;
 
-// Adds "describe [TYPE] [--json]", which prints the types that the library has told the
-// introspection reactor of.
-// Throws, when it is run: std::runtime_error when there is no such type.
+// Adds the command "describe [TYPE] [--json]", which prints the types that the library has
+// registered with the introspection reactor.
+// The command throws: std::runtime_error when there is no such type.
 void addDescribe( CommandLine& line );
 
 } // namespace Ufdd

@@ -48,9 +48,9 @@ fill( StatusStream& stream, StatusReplica const& replica, std::string const& soc
       if ( !stream.receive( answerSeconds ) )
          throw std::runtime_error(
              "ufdd at " + socket + " closed the connection: " +
-             ( replica.isGreeted() ? "it was stopped meanwhile; try again"
-                                   : "it ended, or serves no more clients at once; see whether "
-                                     "it runs, or end another ufdctl" ) );
+             ( replica.isGreeted() ? "it was stopped; try again once it runs"
+                                   : "it was stopped, or serves as many clients as it can; see "
+                                     "whether it runs, or end another ufdctl" ) );
 }
 
 void
@@ -95,41 +95,43 @@ add( CommandLine& line, std::string const& socket, std::string const& name, std:
    Command command =
        line.command( name, help, [ &socket, options, run ] { run( socket, *options ); } );
    command.argument( "GROUP", options->group, "Only this group" );
-   command.flag( "--json", options->asJson, "For programs to read" );
+   command.flag( "--json", options->asJson, "Print JSON, for programs to read" );
    command.footer( footer );
 }
 
 } // namespace
 
-// A reader who has gone ends the process.
 void
 requireOutput() {
    if ( !std::cout.flush() )
-      throw std::runtime_error( "the output can't be written" );
+      throw std::runtime_error( "can't write to standard output; see whether the disk is full or "
+                                "the reader has ended" );
 }
 
 void
 addShow( CommandLine& line, std::string const& socket ) {
-   add( line, socket, "show", "Prints how the groups of ufdd are",
-        "Prints for each group its link status, how many times it went down since ufdd\n"
-        "was started, also where a delay or dry_run kept its ports open, and when last.\n"
-        "A group that is down from the beginning has not gone down. With --json an\n"
-        "object with the list \"groups\", the times in UTC; null where a group never\n"
-        "went down.\n\n"
-        "Exit status: 0; 1 when ufdd can't be reached or has no such group; 64 when the\n"
-        "command line is wrong.",
+   add( line, socket, "show", "Prints the status of each group",
+        "Prints for each group its link status, the number of times it went down since\n"
+        "ufdd was started, and the last of these times. It counts, too, when a delay or\n"
+        "dry_run kept the group's ports open. It does not count when the group is down\n"
+        "from the beginning.\n\n"
+        "--json prints an object with the list \"groups\". Its times are in UTC, or null\n"
+        "if the group never went down.\n\n"
+        "Exit status: 0 if the status was printed; 1 if ufdd can't be reached or has no\n"
+        "such group; 64 if the command line is wrong.",
         show );
 }
 
 void
 addWatch( CommandLine& line, std::string const& socket ) {
    add( line, socket, "watch", "Prints each transition of a group as it happens",
-        "Prints how the groups are, then a line for each transition and for each group\n"
-        "that is removed, until it is interrupted. When ufdd is restarted it says so,\n"
-        "connects again and prints what has changed meanwhile. With --json an object a\n"
-        "line, whose \"event\" is state, transition, removed, lost or resync.\n\n"
-        "Exit status: 1 when ufdd can't be reached in the beginning or has no such group;\n"
-        "64 when the command line is wrong.",
+        "Prints the status of each group, then a line for each transition and for each\n"
+        "group that is removed, until it is interrupted. When ufdd is restarted, it says\n"
+        "so, connects again and prints the changes since.\n\n"
+        "--json prints an object on each line. Its \"event\" is state, transition, removed,\n"
+        "lost or resync.\n\n"
+        "Exit status: 1 if ufdd can't be reached at first or has no such group; 64 if the\n"
+        "command line is wrong.",
         watch );
 }
 

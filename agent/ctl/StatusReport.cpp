@@ -60,8 +60,8 @@ throwUnknownGroup( Status const& status, std::string const& wanted ) {
    auto const nearest = nearestWord( wanted, names );
    throw std::runtime_error( "there is no group \"" + wanted + "\"; " +
                              ( nearest         ? "did you mean " + std::string( *nearest ) + "?"
-                               : names.empty() ? "none is configured"
-                                               : "\"ufdctl show\" lists those that there are" ) );
+                               : names.empty() ? "ufdd has no groups"
+                                               : "\"ufdctl show\" lists all groups" ) );
 }
 
 } // namespace
@@ -96,7 +96,7 @@ std::string
 statusTable( Status const& status, std::string const& wanted, Moment const& now, Colours colours ) {
    auto const groups = groupsShown( status, wanted );
    if ( groups.empty() )
-      return "ufdd watches no groups: none is configured\n";
+      return "ufdd watches no groups: its configuration has none\n";
    TextTable table( "", { "GROUP", "STATUS", "TIMES DISABLED", "LAST DISABLED" } );
    for ( Group const& group : groups ) {
       TextTable::Cell link{ stringValue( group->groupLinkStatus() ).c_str() };
@@ -127,7 +127,7 @@ statusJson( Status const& status, std::string const& wanted, Moment const& now )
                           { "lastDisabled", last },
                           { "secondsSince", seconds } } );
    }
-   // A name of a group is bytes, which need not be UTF-8.
+   // The name of a group need not be valid UTF-8.
    return Json{ { "groups", groups } }.dump( 2, ' ', false, Json::error_handler_t::replace ) + '\n';
 }
 

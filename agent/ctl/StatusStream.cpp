@@ -24,14 +24,14 @@ std::string
 remedy( int error, std::string const& path ) {
    switch ( error ) {
    case ENOENT:
-      return "start ufdd, or name the socket that it was given by --socket";
+      return "start ufdd, or give ufdctl the same --socket as ufdd";
    case ECONNREFUSED:
-      return isSocket( path ) ? "ufdd has ended without removing it; start ufdd"
-                              : "it is no socket; name the one that ufdd was given by --socket";
+      return isSocket( path ) ? "ufdd ended without removing it; start ufdd"
+                              : "it is not a socket; give ufdctl the same --socket as ufdd";
    case EACCES:
       return "run ufdctl as root, or as a member of the group that owns the socket";
    default:
-      return "see whether ufdd is well";
+      return "see whether ufdd is running and what it logs";
    }
 }
 
@@ -47,7 +47,7 @@ StatusStream::connect() {
              "; " + remedy( error, path_ );
    }
    auto const hello = replica_.hello();
-   // A peer that has closed already is found out by reading.
+   // Errors are ignored here: if the peer has closed already, receive() finds out.
    send( socket_.fd(), hello.data(), hello.size(), MSG_NOSIGNAL );
    return std::nullopt;
 }
@@ -68,13 +68,13 @@ StatusStream::receive( int seconds ) {
       size = recv( socket_.fd(), bytes.data(), bytes.size(), 0 );
    while ( size < 0 && errno == EINTR );
    if ( size < 0 && errno == EAGAIN )
-      throw std::runtime_error( "ufdd at " + path_ + " has said nothing for " +
+      throw std::runtime_error( "ufdd at " + path_ + " sent nothing for " +
                                 std::to_string( seconds ) + " s; see whether it is stuck" );
    if ( size <= 0 )
       return false;
    if ( !replica_.receive( { bytes.data(), static_cast< std::size_t >( size ) } ) )
-      throw std::runtime_error( "what came from " + path_ + " can't be read: " + replica_.error() +
-                                "; ufdd and ufdctl have to be of one version" );
+      throw std::runtime_error( "can't read the status from " + path_ + ": " + replica_.error() +
+                                "; use ufdd and ufdctl of the same version" );
    return true;
 }
 

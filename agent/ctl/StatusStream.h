@@ -8,20 +8,21 @@
 
 namespace Ufdd {
 
-// The connection from which a replica of ufdd's Status is fed.
+// Connects to ufdd and feeds a replica of its Status.
 class StatusStream {
  public:
-   // Both outlive this.
+   // Borrows: both.
    StatusStream( std::string const& path, StatusReplica& replica )
        : path_( path ), replica_( replica ) {}
 
-   // Connects and drops an earlier connection. Returns why it can't, with the remedy, or nothing.
+   // Connects, and drops an earlier connection. Returns why that failed, with the remedy; or
+   // nothing.
    std::optional< std::string > connect();
-   // Waits until the peer sends something. False when it has closed the connection.
+   // Waits until the peer sends something. Returns false if the peer closed the connection.
    bool isServed() const;
-   // Waits for news and applies them. False when the peer has closed the connection.
-   // Throws: std::runtime_error, which names the socket, for what is no attribute log, and when
-   // nothing comes for `seconds`; 0 waits for ever.
+   // Waits for bytes and applies them. Returns false if the peer closed the connection.
+   // Throws: std::runtime_error, which names the socket, when the bytes are no attribute log or
+   // when nothing comes for `seconds`; 0 waits for ever.
    bool receive( int seconds );
 
  private:

@@ -6,7 +6,7 @@ namespace Ufdd {
 
 std::size_t
 TextTable::width( std::string_view text ) {
-   // Bytes that continue a character of UTF-8 take no place of their own.
+   // Bytes that continue a UTF-8 character take no column of their own.
    return static_cast< std::size_t >(
        std::ranges::count_if( text, []( char c ) { return ( c & 0xc0 ) != 0x80; } ) );
 }
@@ -28,7 +28,7 @@ TextTable::text() const {
       text += indent_;
       for ( std::size_t i = 0; i < row.size(); ++i ) {
          text += coloured( row[ i ].text, row[ i ].colour );
-         // The last column is not filled up.
+         // The last column is not padded.
          text += i + 1 < row.size() ? std::string( widths[ i ] - width( row[ i ].text ) + 2, ' ' )
                                     : "\n";
       }

@@ -14,7 +14,7 @@ class TextTable {
       Cell( char const* content ) : text( content ) {}
 
       std::string text;
-      // What a terminal is told before the text; nothing where that has no colour.
+      // The escape sequence that begins the text's colour; empty for none.
       std::string_view colour = {};
    };
 
@@ -22,13 +22,13 @@ class TextTable {
    TextTable( std::string indent, std::vector< Cell > heading )
        : indent_( std::move( indent ) ), rows_{ std::move( heading ) } {}
 
-   // Requires: as many cells as the heading has.
+   // Requires: there are as many cells as in the heading.
    void row( std::vector< Cell > cells ) { rows_.push_back( std::move( cells ) ); }
    std::string text() const;
 
-   // How many places the text takes on a terminal: one a character.
+   // Returns the number of columns that the text takes on a terminal: one per character.
    static std::size_t width( std::string_view text );
-   // The text with its colour, which ends there.
+   // Returns the text between the colour's escape sequence and the one that ends it.
    static std::string coloured( std::string_view text, std::string_view colour );
 
  private:

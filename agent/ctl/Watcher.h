@@ -13,11 +13,11 @@
 
 namespace Ufdd {
 
-// Writes what becomes of a Status, or of one group in it, as it happens: a line each,
+// Writes each change of all groups of a Status, or of one group, as it happens. A change is a line
 //
 //    2026-03-01 12:30:00.123  rack1  up -> down
 //
-// or a JSON object each, whose "event" is "state", "transition", "removed", "lost" or "resync".
+// or a JSON object whose "event" is "state", "transition", "removed", "lost" or "resync".
 class Watcher final : private UplinkFailureDetection::GroupTransitions::Listener {
  public:
    struct Style {
@@ -26,16 +26,17 @@ class Watcher final : private UplinkFailureDetection::GroupTransitions::Listener
    };
    using Clock = double ( * )();
 
-   // `clock` tells the wall's time. Before showStates() nothing is written.
-   // Borrows: all three, for as long as this lives.
+   // Writes nothing before showStates(). `clock` returns the wall time.
+   // Borrows: out.
    Watcher( Zet::Ptr< UplinkFailureDetection::Status > const& status, std::string const& wanted,
             std::ostream& out, Style style, Clock clock = wallNow );
 
-   // Writes how the groups are; from now on, changes.
-   // Throws: std::runtime_error as groupsShown() does.
+   // Writes the link status of each group, and writes changes from now on.
+   // Throws: std::runtime_error, as groupsShown() does.
    void showStates();
-   // The connection is lost, or there is another, by which all is told anew.
+   // Writes that the connection is lost.
    void handleLoss( std::string const& socket );
+   // Writes that there is a new connection. The changes since the loss follow.
    void handleResync( std::string const& socket );
 
  private:

@@ -1,4 +1,4 @@
-// ufdctl: shows what the detection library and a running ufdd have to tell.
+// ufdctl: shows the status of a running ufdd, and the types of the library.
 
 #include "agent/base/CommandLine.h"
 #include "agent/base/StandardDescriptors.h"
@@ -14,10 +14,10 @@
 
 int
 main( int argc, char** argv ) {
-   // Not to be written to: that there is no output is an error.
+   // Read-only, so that writing to a closed standard output fails.
    Ufdd::fillStandardDescriptors( O_RDONLY );
    Ufdd::CommandLine line( "ufdctl", UFDD_VERSION,
-                           "Shows what the uplink failure detection has to tell." );
+                           "Shows the status of ufdd, and the types of the library." );
    std::string socket = Ufdd::StatusServer::usualSocket;
    line.option( "--socket", "PATH", socket, "Where ufdd serves its status" );
    Ufdd::addShow( line, socket );

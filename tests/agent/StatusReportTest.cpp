@@ -64,7 +64,7 @@ TEST_F( StatusReportTest, showsATable ) {
    EXPECT_EQ( agoOf( 59.9 ) + agoOf( 60 ) + agoOf( 7500 ) + agoOf( 90000 ) + agoOf( -1 ),
               "59 s ago\n1 min ago\n2 h 5 min ago\n1 d 1 h ago\n0 s ago\n" );
    EXPECT_EQ( statusTable( *Zet::make< Status >( "empty" ), "", now, Colours::none ),
-              "ufdd watches no groups: none is configured\n" );
+              "ufdd watches no groups: its configuration has none\n" );
 }
 
 TEST_F( StatusReportTest, showsJson ) {
@@ -86,8 +86,7 @@ TEST_F( StatusReportTest, showsJson ) {
 
 TEST_F( StatusReportTest, namesTheNearestGroup ) {
    EXPECT_EQ( error( "rack2" ), "there is no group \"rack2\"; did you mean rack1?" );
-   EXPECT_EQ( error( "other" ),
-              "there is no group \"other\"; \"ufdctl show\" lists those that there are" );
+   EXPECT_EQ( error( "other" ), "there is no group \"other\"; \"ufdctl show\" lists all groups" );
 }
 
 TEST_F( StatusReportTest, watchesTransitions ) {

@@ -43,13 +43,13 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
        arguments( group( "rack", "'u1'", "'d1'" ) + group( "other", "'u2'", "'d2'" ) );
    EXPECT_EQ( ufdctl( { "show" } ),
               std::pair( "ufdctl: can't reach ufdd at " + socket() +
-                             ": No such file or directory; start ufdd, or name the socket that it "
-                             "was given by --socket\n",
+                             ": No such file or directory; start ufdd, or give ufdctl the same "
+                             "--socket as ufdd\n",
                          1 ) );
    Process file( { "--socket", config_->path(), "show" }, Process::Rights::all,
                  builtProgram( "ufdctl" ) );
    EXPECT_EQ( file.wait(), 1 );
-   EXPECT_TRUE( file.wrote( "Connection refused; it is no socket" ) ) << file.output();
+   EXPECT_TRUE( file.wrote( "Connection refused; it is not a socket" ) ) << file.output();
    std::optional< ReadyUfdd > ufdd( std::in_place, way );
    EXPECT_EQ( ufdctl( { "show" } ),
               std::pair( std::string( "GROUP  STATUS  TIMES DISABLED  LAST DISABLED\n"
@@ -83,7 +83,7 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    ASSERT_TRUE( hasSeen( "state:up transition:down lost" ) ) << watch.output();
    EXPECT_EQ( ufdctl( { "show" } ),
               std::pair( "ufdctl: can't reach ufdd at " + socket() +
-                             ": Connection refused; ufdd has ended without removing it; start "
+                             ": Connection refused; ufdd ended without removing it; start "
                              "ufdd\n",
                          1 ) );
    ip( "link set u1-far up" );
@@ -113,7 +113,8 @@ TEST_F( UfdctlTest, failsWhereItsOutputHasNoRoom ) {
          Process full( { "-c", command }, Process::Rights::all, "/bin/sh" );
          EXPECT_TRUE( eventually( [ & ] { return full.hasEnded(); } ) ) << command;
          EXPECT_EQ( full.end( SIGTERM ), 1 ) << command;
-         EXPECT_EQ( full.output(), "ufdctl: the output can't be written\n" );
+         EXPECT_EQ( full.output(), "ufdctl: can't write to standard output; see whether the disk "
+                                   "is full or the reader has ended\n" );
       }
 }
 
