@@ -11,17 +11,18 @@ namespace Ufdd {
 
 namespace {
 
-// A group that disables what another one monitors: that goes down with it.
+// One group disables an interface that another group monitors. When the first goes down, the other
+// loses that uplink.
 struct Edge {
-   std::size_t to;
-   std::string port;
-   std::string uplink; // How the other one calls it.
+   std::size_t to;     // The index of the other group.
+   std::string port;   // The interface's name in the first group.
+   std::string uplink; // Its name in the other group.
 };
 using Edges = std::vector< std::vector< Edge > >;
 
 Edges
 edgesOf( SystemView const& system, std::vector< GroupSettings > const& groups ) {
-   // By the interface: the groups that monitor it, and how each calls it.
+   // By main name: the groups that monitor the interface, each with its name for it.
    std::map< std::string, std::vector< std::pair< std::size_t, std::string > > > monitoring;
    for ( std::size_t i = 0; i < groups.size(); ++i )
       for ( auto const& [ uplink, place ] : groups[ i ].monitorPlaces )
@@ -38,8 +39,8 @@ edgesOf( SystemView const& system, std::vector< GroupSettings > const& groups ) 
    return edges;
 }
 
-// The shortest way from a group back to it, over groups that come after it in the file: so each
-// cycle is found once, from its first group. Empty when there is none.
+// Returns the shortest way from a group back to itself, over groups that come after it in the file;
+// or nothing. Each cycle is found once, from its first group.
 std::vector< std::pair< std::size_t, Edge const* > >
 cycleFrom( std::size_t start, Edges const& edges ) {
    std::map< std::size_t, std::pair< std::size_t, Edge const* > > cameFrom;
@@ -77,7 +78,7 @@ checkCycles( SystemView const& system, std::vector< GroupSettings > const& group
                  ", which group " + quoted( groups[ edge->to ].name() ) + " monitors" +
                  ( edge->uplink == edge->port ? "; " : " as " + quoted( edge->uplink ) + "; " );
       findings.error( groups[ i ].disablePlaces.at( way.front().second->port ),
-                      text + "once down, they would hold each other down" );
+                      text + "once down, they would keep each other down; break the circle" );
    }
 }
 
@@ -100,13 +101,14 @@ checkCount( GroupSettings const& group, Findings& findings ) {
                                          " has a min_links of 0: its ports are never shut" );
    if ( group.disablePlaces.empty() )
       findings.warning( group.place, "group " + quoted( group.name() ) +
-                                         " disables no port: it is only told how it is" );
+                                         " disables no port: only its status is reported" );
 }
 
-// An uplink that goes with a port that is shut for it does not come back.
+// Warns of an uplink that runs on a port of its own group: once the port is shut, the uplink can't
+// come back.
 void
 checkLower( SystemView const& system, GroupSettings const& group, Findings& findings ) {
-   std::map< std::string, std::string > uplinkOn; // By the interface that it runs on.
+   std::map< std::string, std::string > uplinkOn; // By the interface that the uplink runs on.
    for ( auto const& [ uplink, place ] : group.monitorPlaces )
       for ( std::string const& interface : system.interfacesOf( uplink ) )
          if ( auto const at = system.runsOn.find( interface ); at != system.runsOn.end() )
@@ -117,13 +119,15 @@ checkLower( SystemView const& system, GroupSettings const& group, Findings& find
          if ( auto const at = uplinkOn.find( interface ); at != uplinkOn.end() )
             findings.warning( place, "the uplink " + quoted( at->second ) + " runs on " +
                                          quoted( port ) +
-                                         ", which this group disables: once down, it may stay so" );
+                                         ", which this group disables: once down, it may stay "
+                                         "down" );
 }
 
-// What is in a group under two names would count twice, or be shut by what it is to tell of.
+// Refuses an interface that a group lists twice, perhaps by two names: it would count twice as an
+// uplink, or be shut for its own failure.
 void
 checkNames( SystemView const& system, GroupSettings const& group, Findings& findings ) {
-   std::map< std::string, std::string > nameOf; // By the interface.
+   std::map< std::string, std::string > nameOf; // By main name: the name that the group lists.
    auto const check = [ & ]( std::string const& name, Place place ) {
       auto const meant = system.interfacesOf( name );
       for ( std::string const& interface : meant ) {
@@ -135,8 +139,8 @@ checkNames( SystemView const& system, GroupSettings const& group, Findings& find
          std::string const which = quoted( other ) + ", which is in this group as well; list ";
          if ( name == other )
             findings.error( place, quoted( name ) +
-                                       " is monitored by this group and can't be disabled by it as "
-                                       "well; remove it from one of the lists" );
+                                       " is monitored and disabled by this group; remove it from "
+                                       "one of the two lists" );
          else if ( meant == meantByOther )
             findings.error( place, quoted( name ) + " is another name of " + which + "it once" );
          else
@@ -186,7 +190,7 @@ noteAbsent( SystemView const& system, std::vector< GroupSettings > const& groups
       for ( auto const* const places : { &group.monitorPlaces, &group.disablePlaces } )
          for ( auto const& [ name, place ] : *places )
             if ( !system.interfaces.contains( name ) && noted.insert( name ).second )
-               findings.note( place, "no interface " + quoted( name ) + " yet" );
+               findings.note( place, "there is no interface " + quoted( name ) + " yet" );
 }
 
 } // namespace Ufdd

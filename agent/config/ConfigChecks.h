@@ -8,13 +8,14 @@
 
 namespace Ufdd {
 
-// Finds what each group or the groups among each other can't mean, and what does not go with the
-// machine's interfaces, as far as these are known. Requires: the groups were read from a file, so
-// that it is known where everything stands.
+// Checks each group by itself, the groups against each other, and all against the interfaces of
+// `system`. Adds errors and warnings to `findings`.
+// Requires: the groups were read from a file, so that their places are known.
 void checkGroups( SystemView const& system, std::vector< GroupSettings > const& groups,
                   Findings& findings );
 
-// Notes each name that no interface of the machine has: it may come, or be mistyped.
+// Notes each name that no interface of `system` has: the interface may come later, or the name may
+// be mistyped.
 void noteAbsent( SystemView const& system, std::vector< GroupSettings > const& groups,
                  Findings& findings );
 

@@ -29,7 +29,7 @@ constexpr std::array shortNames{
    ShortName{ "disable", "intfsToDisable" },
 };
 
-// Reads the tables of one file, and goes on after an error.
+// Reads the tables of one file. Goes on after an error, to find all of them.
 class Reader {
  public:
    explicit Reader( Findings& findings ) : findings_( findings ) {}
@@ -43,7 +43,7 @@ class Reader {
 
  private:
    void readDetection( toml::table const& file );
-   // These read one option, which may be left out.
+   // These read one option. The variable keeps its value if the table does not have the key.
    template < class V, class Read >
    void read( toml::table const& table, std::string_view key, std::string const& expectation,
               V& option, Read valueIn );
@@ -52,15 +52,16 @@ class Reader {
    void readSeconds( toml::table const& table, std::string_view key, double& seconds );
    void readFlag( toml::table const& table, std::string_view key, bool& flag );
    void readGroup( toml::table const& table );
-   // Empty, with an error, when the group has no name that can be used.
+   // Returns an empty name, with an error, if the group has no name or one that can't be used.
    std::string readName( toml::table const& table );
-   // Complains of keys that are neither shown to the user nor alright for another reason.
+   // Reports each key that is not among `shown` and for which alright( key ) returns false. `where`
+   // names the table in the error; `shown` are the keys that the error may suggest.
    template < class Alright >
    void checkKeys( toml::table const& table, std::vector< std::string > const& shown,
                    std::string_view where, Alright alright );
 
    Findings& findings_;
-   bool isDryRun_ = false; // The whole file.
+   bool isDryRun_ = false; // Set for all groups of the file.
    TableReader< GroupConfig > attributes_{ shortNames, findings_ };
    std::map< std::string, Place, std::less<> > groupPlaces_;
 };
@@ -221,7 +222,7 @@ parseConfig( std::string_view text, std::string_view file, SystemView const* sys
                       std::string( error.description() ) );
    }
    if ( reader.groups.empty() && findings.errors().empty() )
-      findings.warning( { 1, 1 }, "there is no [[group]]: nothing is watched" );
+      findings.warning( { 1, 1 }, "there is no [[group]]: ufdd watches nothing" );
    checkGroups( system ? *system : SystemView(), reader.groups, findings );
    if ( system )
       noteAbsent( *system, reader.groups, findings );

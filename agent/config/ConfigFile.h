@@ -12,27 +12,29 @@
 
 namespace Ufdd {
 
-// What a configuration file says. Everything that is wrong with it is found in one go.
+// The contents of a configuration file, with all errors in it.
 struct ConfigFile {
    std::vector< GroupSettings > groups; // In the order of the file.
    DetectionSettings detection;
    std::uint32_t protoDownReason = Link::usualReason; // The number of our bit.
    double startupHold = 0;                            // In seconds.
-   // In the order of the file, each "FILE:LINE:COLUMN: what was expected". The rest counts only
-   // when there are none.
+   // In the order of the file: "FILE:LINE:COLUMN: " and what is wrong. If there are errors, the
+   // settings above must not be used.
    std::vector< std::string > errors;
-   // Likewise, each "FILE:LINE:COLUMN: warning: what will come of it", or "note: what may".
+   // In the order of the file: "FILE:LINE:COLUMN: warning: " or "note: " and the consequence.
    std::vector< std::string > warnings;
 };
 
-// `file` is how the errors call the text. With a system, it is checked against that as well.
+// Parses the text. `file` names it in errors. If `system` is not null, checks the groups against
+// it as well.
 ConfigFile parseConfig( std::string_view text, std::string_view file,
                         SystemView const* system = nullptr );
 
-// A file that can't be read is an error of the configuration as well.
+// Reads and parses the file. A file that can't be read is an error in the result.
 ConfigFile readConfig( std::string const& file, SystemView const* system = nullptr );
 
-// The same, checked against this machine. That it can't be is a warning.
+// Reads the file and checks it against this machine. If the machine's interfaces can't be listed,
+// that is a warning in the result.
 ConfigFile readConfigOfThisMachine( std::string const& file );
 
 } // namespace Ufdd

@@ -14,7 +14,7 @@ Findings::lines( std::vector< Finding > findings ) const {
    for ( auto const& [ place, text ] : findings )
       lines.push_back( file_ + ':' + std::to_string( place.line ) + ':' +
                        std::to_string( place.column ) + ": " + text );
-   // What a text quotes from the file may have line breaks in it.
+   // A text may quote line breaks from the file.
    for ( std::string& line : lines )
       std::replace_if( line.begin(), line.end(), isControl, '?' );
    return lines;

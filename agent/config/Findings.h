@@ -16,22 +16,22 @@ struct Place {
    auto operator<=>( Place const& ) const = default; // NOLINT(modernize-use-nullptr)
 };
 
-// In double quotes.
+// Returns the text in double quotes.
 inline std::string
 quoted( std::string_view text ) {
    return '"' + std::string( text ) + '"';
 }
 
-// A line break among them: it would end the line of the log that it is in.
+// Returns true for control characters. A line break, for example, would split a line of the log.
 constexpr bool
 isControl( unsigned char byte ) {
    return byte < ' ' || byte == 0x7f;
 }
 
-// What was found out about one file.
+// The errors, warnings and notes about one file.
 class Findings {
  public:
-   // `file` is how the texts call it.
+   // `file` names the file in the texts.
    explicit Findings( std::string_view file ) : file_( file ) {}
 
    void error( Place place, std::string text ) {
@@ -40,14 +40,14 @@ class Findings {
    void warning( Place place, std::string text ) {
       warnings_.push_back( { place, "warning: " + std::move( text ) } );
    }
-   // What may be as it should, told among the warnings.
+   // Adds something that may be intended, to be listed among the warnings.
    void note( Place place, std::string text ) {
       warnings_.push_back( { place, "note: " + std::move( text ) } );
    }
 
-   // "FILE:LINE:COLUMN: TEXT", in the order of the file.
+   // In the order of the file: "FILE:LINE:COLUMN: TEXT".
    std::vector< std::string > errors() const { return lines( errors_ ); }
-   // "FILE:LINE:COLUMN: warning: TEXT", or with "note: "
+   // In the order of the file: "FILE:LINE:COLUMN: warning: TEXT" or "FILE:LINE:COLUMN: note: TEXT".
    std::vector< std::string > warnings() const { return lines( warnings_ ); }
 
  private:

@@ -10,21 +10,21 @@
 
 namespace Ufdd {
 
-// Where each interface of a list stands in the file.
+// The place in the file of each interface of a list, by name.
 using InterfacePlaces = std::map< std::string, Place, std::less<> >;
 
-// What is to be done about a group's state.
+// What to do when the group goes down or up.
 struct GroupPolicy {
-   // In seconds: how long it must have been up before its ports are opened, and how long down
-   // before they are shut.
+   // In seconds: how long the group must have been up before its ports are opened.
    double recoveryDelay = 0;
+   // In seconds: how long the group must have been down before its ports are shut.
    double downDelay = 0;
-   bool dryRun = false; // Nothing but to tell.
+   bool dryRun = false; // Only logs; never touches a port.
 
    bool operator==( GroupPolicy const& ) const = default;
 };
 
-// One group as it is to be.
+// One group as configured.
 struct GroupSettings {
    explicit GroupSettings( std::string_view name );
    GroupSettings( std::string_view name, std::initializer_list< std::string_view > monitor,
@@ -32,12 +32,12 @@ struct GroupSettings {
 
    std::string name() const { return std::string( config->name().view() ); }
 
-   // What the detection is to know of it. Belongs to no Config.
+   // The settings that the library reads. A member of no Config.
    Zet::Ptr< UplinkFailureDetection::GroupConfig > config;
 
    GroupPolicy policy;
 
-   // Of a group that was read from a file.
+   // Set if the group was read from a file.
    Place place;
    InterfacePlaces monitorPlaces;
    InterfacePlaces disablePlaces;

@@ -20,8 +20,8 @@ namespace Ufdd {
 namespace {
 
 constexpr int answerMilliseconds = 2000;
-// A router may have a million, and nothing else happens while they are read. The default route of
-// IPv4 is among the first.
+// A router may have a million routes, and ufdd does nothing else while it reads them. The kernel
+// lists the IPv4 default route among the first.
 constexpr std::size_t mostRoutes = 20000;
 
 template < class Value >
@@ -33,7 +33,7 @@ valueOf( nlattr const* attribute ) {
    return value;
 }
 
-// Calls visit( attribute ) for each of the message behind its header of that type.
+// Calls visit( attribute ) for each attribute of the message, which has a header of that type.
 template < class Header, class Visit >
 void
 forEachAttribute( nlmsghdr const& message, Visit visit ) {
@@ -44,13 +44,14 @@ forEachAttribute( nlmsghdr const& message, Visit visit ) {
    mnl_attr_parse( &message, sizeof( Header ), call, &visit );
 }
 
-// Calls visit( message ) for each message of a dump, or for so many.
+// Requests a dump and calls visit( message ) for each of its messages, `most` at most.
+// Throws: std::system_error when the kernel refuses the dump or does not answer.
 template < class Visit >
 void
 dump( std::uint16_t type, std::size_t most, Visit visit ) {
    NetlinkSocket socket;
    alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
-   // The header of a question about routes begins as that of one about links.
+   // A request for routes has a header that begins like one for links.
    LinkMessage const question =
        beginLinkMessage( room.data(), type, NLM_F_REQUEST | NLM_F_DUMP, 1 );
    socket.send( std::span( room ).first( question.header->nlmsg_len ) );
@@ -62,24 +63,24 @@ dump( std::uint16_t type, std::size_t most, Visit visit ) {
             return;
          if ( message->nlmsg_type == NLMSG_ERROR )
             throw std::system_error( errorOf( *message ), std::generic_category(),
-                                     "can't list the system's interfaces and routes" );
+                                     "can't list this machine's interfaces and routes" );
          if ( most-- == 0 )
             return;
          visit( *message );
       }
    }
    throw std::system_error( ETIMEDOUT, std::generic_category(),
-                            "can't list the system's interfaces and routes" );
+                            "can't list this machine's interfaces and routes" );
 }
 
 struct Device {
    Link link;
-   std::uint32_t runsOn = 0;
-   bool runsElsewhere = false; // On an interface of another network namespace.
+   std::uint32_t runsOn = 0;   // The index of the device below, as the kernel says; or 0.
+   bool runsElsewhere = false; // The device below is in another network namespace.
    std::string kind;
    std::string name() const { return std::string( link.name.view() ); }
-   // The index of the device that it runs on, or 0. What the kernel calls the lower device of a
-   // veth is its other end.
+   // Returns the index of the device that this one runs on, or 0. For a veth the kernel reports
+   // its other end, which is not below it.
    std::uint32_t lower() const { return runsElsewhere || kind == "veth" ? 0 : runsOn; }
 };
 using Devices = std::map< std::uint32_t, Device >;
@@ -124,7 +125,7 @@ readDevices() {
    return devices;
 }
 
-// The indices that the default routes go out of.
+// Returns the indexes of the links that carry a default route.
 std::vector< std::uint32_t >
 readDefaultRoutes() {
    std::vector< std::uint32_t > out;
@@ -153,7 +154,7 @@ readDefaultRoutes() {
    return out;
 }
 
-// Adds the device and all that it runs on.
+// Adds the names of the device and of all devices below it.
 void
 addWithLower( Devices const& devices, std::uint32_t index, std::set< std::string >& names ) {
    auto const at = devices.find( index );

@@ -15,7 +15,7 @@
 
 namespace Ufdd {
 
-// Another spelling for an attribute, one that every table must have.
+// A shorter key for an attribute. Every table must have such an attribute, by either key.
 struct ShortName {
    std::string_view key;
    std::string_view attribute;
@@ -24,19 +24,19 @@ struct ShortName {
 // "min_links" for "minLinks"
 std::string keyOf( std::string_view attribute );
 
-// Reads tables of a file into objects of type T. It knows no more of T than the rows say: a table's
-// keys are the names of the attributes that are configuration, spelled min_links for minLinks. A
-// collection of flags is written as the list of its keys, any other as a table.
+// Reads tables of a file into objects of type T, by T's attribute rows. The keys of a table are the
+// names of the attributes that are configuration, spelled min_links for minLinks. A collection of
+// flags is written as the list of its keys, any other collection as a table.
 template < class T > class TableReader {
  public:
-   // Where the keys of a collection stand, by attribute.
+   // The place of each key of a collection, by attribute.
    using Places = std::map< Zet::AttributeId, std::map< std::string, Place, std::less<> > >;
 
    // Borrows: shortNames, findings.
    TableReader( std::span< ShortName const > shortNames, Findings& findings )
        : shortNames_( shortNames ), findings_( findings ) {}
 
-   // The spelling of each attribute to show, in order.
+   // Returns the key of each attribute, in order: the short one if there is one.
    std::vector< std::string > keys() const {
       std::vector< std::string > keys;
       forEachConfigured< T >(
@@ -44,7 +44,7 @@ template < class T > class TableReader {
       return keys;
    }
 
-   // Returns true if that key of a table is read.
+   // Returns true if read() knows that key.
    bool reads( std::string_view key ) const {
       bool isRead = false;
       forEachConfigured< T >( [ & ]( auto const& row ) {
@@ -53,8 +53,8 @@ template < class T > class TableReader {
       return isRead;
    }
 
-   // Sets what the table says, and goes on after what is wrong with it. `thing` is how the errors
-   // call what the table describes: "this group".
+   // Sets the attributes of `object` that the table has. Reports errors and goes on. `thing` is the
+   // errors' word for what the table describes: "this group".
    Places read( toml::table const& table, T& object, std::string_view thing ) {
       Places places;
       forEachConfigured< T >( [ & ]< class R >( R const& row ) {
@@ -80,7 +80,7 @@ template < class T > class TableReader {
       return at == shortNames_.end() ? keyOf( attribute ) : std::string( at->key );
    }
 
-   // What follows the key and "=": `[ "...", ... ]`
+   // Returns what to write after the key and "=": `[ "...", ... ]`
    template < class R > static constexpr std::string_view memberForm() {
       if constexpr ( !ConfiguredCollection< R > )
          return "...";
@@ -88,7 +88,7 @@ template < class T > class TableReader {
          return isList< R > ? R"([ "...", ... ])" : R"({ "..." = ..., ... })";
    }
 
-   // Null when the table says nothing of the attribute, with an error if it must.
+   // Returns null if the table does not have the attribute. Reports an error if it must have it.
    toml::node const* find( toml::table const& table, std::string_view attribute,
                            std::string_view thing, std::string_view form ) {
       std::string const key = keyOf( attribute );
@@ -97,7 +97,7 @@ template < class T > class TableReader {
       toml::node const* const other = table.get( key );
       if ( node && other && node != other )
          findings_.error( placeOf( *other ),
-                          quoted( key ) + " is another word for " + quoted( shown ) +
+                          quoted( key ) + " means the same as " + quoted( shown ) +
                               ", which is here as well; write only one of them" );
       if ( !node && !other && key != shown )
          findings_.error( placeOf( table ),
@@ -145,7 +145,8 @@ template < class T > class TableReader {
       }
    }
 
-   // Returns true for a key that can be used, and remembers its place.
+   // Adds the key's place. Returns false, with an error, if the key can't be used or is in the list
+   // already.
    template < class R >
    bool isNewKey( std::string_view key, toml::node const& at,
                   typename Places::mapped_type& places ) {

@@ -16,13 +16,13 @@
 namespace Ufdd {
 
 Place placeOf( toml::node const& node );
-// "a text", "a list", to follow "not"
+// Returns the type of a node for messages, to follow "not": "a text", "a list".
 std::string_view typeOf( toml::node const& node );
-// The same, but a number or a text as it was read: "-1", "\"sideways\""
+// Returns a number or a text as it was read, else the type: "-1", "\"sideways\"", "a list".
 std::string found( toml::node const& node );
 
-// How values of type V stand in a file: expectation() says what to write, to follow "expected ...
-// to be"; read() is empty for a node that says something else.
+// Reads values of type V. expectation() says what to write, to follow "expected ... to be". read()
+// returns nothing for a node of another type or value.
 template < class V > struct TomlValue {
    static_assert( !sizeof( V* ), "a configured attribute of this type needs its TomlValue here" );
 };

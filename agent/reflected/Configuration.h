@@ -9,8 +9,9 @@
 
 namespace Ufdd {
 
-// The configuration of a T, as its rows tell: the values that can be set and the collections of
-// values. A new attribute is part of it at once.
+// The configuration of a T is, by its attribute rows: each value that can be set, and each
+// collection of values. These match the row of a collection and of a value. A new attribute with
+// such a row is configuration at once.
 template < class R >
 concept ConfiguredCollection = requires {
    R::set;
@@ -22,7 +23,7 @@ concept ConfiguredScalar = requires {
 }
 &&!ConfiguredCollection< R >;
 
-// Calls visit( row ) for each of its attributes in order.
+// Calls visit( row ) for each attribute of the configuration of a T, in order.
 template < class T, class Visit >
 constexpr void
 forEachConfigured( Visit visit ) {
@@ -34,7 +35,7 @@ forEachConfigured( Visit visit ) {
 
 namespace Detail {
 
-// The types of what a setter takes.
+// The types of a setter's parameters.
 template < class Set > struct Taken;
 template < class T, class V > struct Taken< void ( T::* )( V ) > {
    using Value = std::decay_t< V >;
@@ -90,13 +91,13 @@ removeMembers( T const& from, T& to ) {
 
 } // namespace Detail
 
-// In which order the collections of an object become those of another.
+// The order in which copyConfiguration() changes the target.
 enum class CopyOrder {
-   addFirst,    // Members are added, values are set, members are removed.
-   removeFirst, // The other way round.
+   addFirst,    // Adds members, then sets values, then removes members.
+   removeFirst, // Removes members, then sets values, then adds members.
 };
 
-// Makes the configuration of `to` that of `from`. What is the same already is not touched.
+// Makes the configuration of `to` equal to that of `from`. Equal parts are not touched.
 template < class T >
 void
 copyConfiguration( T const& from, T& to, CopyOrder order ) {
@@ -130,7 +131,7 @@ isConfiguredAlike( T const& left, T const& right ) {
    return isAlike;
 }
 
-// "groupLinkStatus 'down', numTimesDisabled 3": the values that can be set.
+// Returns the values that can be set: "groupLinkStatus 'down', numTimesDisabled 3".
 template < class T >
 std::string
 scalarsText( T const& object ) {

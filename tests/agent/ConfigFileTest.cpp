@@ -55,7 +55,7 @@ disable = [ "a-name-of-15byt" ]
    ConfigFile const nothing = parseConfig( "", "f" );
    EXPECT_TRUE( nothing.errors.empty() );
    EXPECT_EQ( nothing.warnings,
-              Errors{ "f:1:1: warning: there is no [[group]]: nothing is watched" } );
+              Errors{ "f:1:1: warning: there is no [[group]]: ufdd watches nothing" } );
    EXPECT_EQ( nothing.detection.mode, DetectionSettings::Mode::verify );
 }
 
@@ -105,7 +105,7 @@ disable = []
            R"(f.toml:9:28: "a/b" is not the name of an interface: it has a slash, a colon or white space in it)",
            R"(f.toml:9:35: "" is not the name of an interface: it is empty)",
            R"(f.toml:10:13: expected min_links to be a whole number from 0 to 4294967295, not -1)",
-           R"(f.toml:14:13: "eth1" is monitored by this group and can't be disabled by it as well; remove it from one of the lists)",
+           R"(f.toml:14:13: "eth1" is monitored and disabled by this group; remove it from one of the two lists)",
            R"(f.toml:15:13: expected min_links to be a whole number from 0 to 4294967295, not 4294967296)",
            R"(f.toml:16:18: expected recovery_delay to be a number of seconds from 0 to 86400, not "1s")",
            R"(f.toml:17:14: expected down_delay to be a number of seconds from 0 to 86400, not nan)",
@@ -174,10 +174,10 @@ min_links = 0
    EXPECT_EQ(
        config.errors,
        ( Errors{
-           R"(f:4:13: group "a" disables "d1", which group "b" monitors; group "b" disables "d2", which group "c" monitors; group "c" disables "u1", which group "a" monitors; once down, they would hold each other down)",
+           R"(f:4:13: group "a" disables "d1", which group "b" monitors; group "b" disables "d2", which group "c" monitors; group "c" disables "u1", which group "a" monitors; once down, they would keep each other down; break the circle)",
            R"(f:4:19: "p1" is a member of "bond0", which is in this group as well; list either the LAG or its members)",
            R"(f:25:19: "u1-alias" is another name of "u1", which is in this group as well; list it once)",
-           R"(f:30:13: group "lag" disables "bond0", which group "member" monitors as "p2"; group "member" disables "x", which group "lag" monitors; once down, they would hold each other down)",
+           R"(f:30:13: group "lag" disables "bond0", which group "member" monitors as "p2"; group "member" disables "x", which group "lag" monitors; once down, they would keep each other down; break the circle)",
        } ) );
    EXPECT_EQ(
        config.warnings,
@@ -186,11 +186,11 @@ min_links = 0
            R"(f:13:19: warning: "d9-alias" carries this machine's default route, which is lost while the port is shut)",
            R"(f:14:1: warning: group "end" monitors no interface: its ports are always shut)",
            R"(f:18:1: warning: group "off" monitors no interface: its ports are never shut)",
-           R"(f:18:1: warning: group "off" disables no port: it is only told how it is)",
-           R"(f:29:13: note: no interface "x" yet)",
+           R"(f:18:1: warning: group "off" disables no port: only its status is reported)",
+           R"(f:29:13: note: there is no interface "x" yet)",
            R"(f:30:13: warning: "bond0" carries this machine's default route, which is lost while the port is shut)",
            R"(f:35:1: warning: group "vlan" has a min_links of 0: its ports are never shut)",
-           R"(f:38:13: warning: the uplink "v3" runs on "d3", which this group disables: once down, it may stay so)",
+           R"(f:38:13: warning: the uplink "v3" runs on "d3", which this group disables: once down, it may stay down)",
        } ) );
 }
 

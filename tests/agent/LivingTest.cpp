@@ -40,7 +40,8 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
 
    reload( ufdd, group( "a", "'u1'", "'d1', 'u1'" ) );
    ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
-   EXPECT_TRUE( ufdd.wrote( config_->path() + ":4:19: \"u1\" is monitored by this group" ) );
+   EXPECT_TRUE(
+       ufdd.wrote( config_->path() + ":4:19: \"u1\" is monitored and disabled by this group" ) );
    reload( ufdd, "startup_hold = 1\n" );
    ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "to watch nothing, stop ufdd" ); } ) );
    reload( ufdd, "startup_hold = 1\n" + group( "a", "'u1'", "'d1', 'd3'" ) +

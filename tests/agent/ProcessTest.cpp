@@ -9,15 +9,15 @@ TEST( Process, checkTellsWhetherTheConfigurationIsRight ) {
    TextFile const right( "[[group]]\nname = \"a\"\nmonitor = [ \"lo\" ]\ndisable = [ \"d\" ]\n" );
    Process good( { "--check", right.path() } );
    EXPECT_EQ( good.wait(), 0 );
-   EXPECT_EQ( good.output(), right.path() + ":4:13: note: no interface \"d\" yet\n" + right.path() +
-                                 ": OK, 1 group\n" );
+   EXPECT_EQ( good.output(), right.path() + ":4:13: note: there is no interface \"d\" yet\n" +
+                                 right.path() + ": OK, 1 group\n" );
 
    TextFile const wrong( "[[group]]\nname = \"a\"\nmonitor = [ \"u\" ]\ndisabled = []\n" );
    for ( char const* const way : { "--check", "--config" } ) {
       Process bad( { way, wrong.path() } );
       EXPECT_EQ( bad.wait(), 78 );
       EXPECT_TRUE( bad.wrote( wrong.path() + ":4:1: unknown key \"disabled\"" ) );
-      // Of what could not be read, nothing is told.
+      // Warnings are left out while there are errors.
       EXPECT_FALSE( bad.wrote( "disables no port" ) ) << bad.output();
    }
    Process unclear( {} );
