@@ -20,7 +20,7 @@ addUplinks( GroupSettings const& group, std::set< Kelnet::IntfId >& names ) {
       names.insert( uplink.key() );
 }
 
-// The uplinks of all groups, each once.
+// Returns the uplinks of all groups, each once.
 std::vector< Kelnet::IntfId >
 uplinksOf( std::vector< GroupSettings > const& groups ) {
    std::set< Kelnet::IntfId > names;
@@ -29,7 +29,7 @@ uplinksOf( std::vector< GroupSettings > const& groups ) {
    return { names.begin(), names.end() };
 }
 
-// The uplinks and ports of all groups, each once.
+// Returns the uplinks and ports of all groups, each once.
 std::vector< Kelnet::IntfId >
 interfacesOf( std::vector< GroupSettings > const& groups ) {
    std::set< Kelnet::IntfId > names;
@@ -57,7 +57,7 @@ Agent::start( ConfigFile const& config ) {
    ports_.reasonIs( config.protoDownReason );
    ports_.beginAdoption();
    source_.start( links_ );
-   // These may be dormant, and a port is not to be opened for a moment.
+   // These may be dormant. Taken for up, they would open a port for a moment.
    if ( std::vector< std::uint32_t > const unsettled = links_.unsettled(); !unsettled.empty() )
       source_.ask( unsettled );
    ports_.endAdoption();
@@ -74,19 +74,20 @@ Agent::start( ConfigFile const& config ) {
 void
 Agent::reload( ConfigFile config, std::string const& file ) {
    LogEvent const about{ .id = LogEvent::configuration };
-   // More likely a file that was cut short than the wish that every port be opened.
+   // A file without groups was probably cut short; loading it would open every port.
    if ( config.groups.empty() && config.errors.empty() )
       config.errors.push_back( file + ": there is no [[group]]; to watch nothing, stop ufdd" );
    if ( !config.errors.empty() ) {
       for ( std::string const& error : config.errors )
          log_.event( about, error );
-      log_.event( about, "configuration not loaded, the one before stays: the new one is wrong" );
-      remark_ = "; " + file + " is wrong and was not loaded";
+      log_.event( about, "configuration not loaded, because of the errors above; the former one "
+                         "stays in force" );
+      remark_ = "; " + file + " has errors and was not loaded";
       return;
    }
    remark_.clear();
    if ( std::exchange( startupHold_, config.startupHold ) != config.startupHold )
-      log_.event( about, "startup_hold has changed: that takes effect at the next start" );
+      log_.event( about, "startup_hold has changed; the change takes effect at the next start" );
    ports_.reasonIs( config.protoDownReason );
    std::vector< Kelnet::IntfId > const interfaces = interfacesOf( config.groups );
    links_.watch( interfaces );
@@ -128,7 +129,7 @@ Agent::endTurn() {
    if ( !source_.endTurn() )
       readAgainAt_ = Zet::now() + readAgainSeconds;
    reportTroubles();
-   // Known changes do not wait for the answers of uplinks.
+   // Acts on known changes before it queries the uplinks.
    act();
    if ( source_.tookMessages() ) {
       carrierWatch_.handleMessages();

@@ -21,8 +21,8 @@
 
 namespace Ufdd {
 
-// All of the daemon but its ties to the system: detection between a source of link messages and a
-// control of links, turn after turn of a loop, whatever these are.
+// The daemon without its ties to the system. Detects failures from the messages of any source of
+// links, and shuts and opens ports by any control of links.
 class Agent {
  public:
    static constexpr double never = std::numeric_limits< double >::infinity();
@@ -30,28 +30,29 @@ class Agent {
    // Borrows: all.
    Agent( LinkSource& source, LinkControl& control, OwnedLinkStore& store, Log& log );
 
-   // Learns the state of the interfaces, then evaluates the groups, then acts for the first time.
-   // Throws: what the source throws; no port has been touched then.
+   // Reads the state of all links, then evaluates the groups, then acts for the first time.
+   // Throws: what the source throws, before any port was touched.
    void start( ConfigFile const& config );
-   // Changes to another configuration; groups that stay the same are not touched. If it has errors
-   // or no group, logs why and changes nothing. `file` names it in messages.
+   // Changes to another configuration. Unchanged groups are not touched. If the configuration has
+   // errors or no group, logs why and changes nothing. `file` names it in messages.
    void reload( ConfigFile config, std::string const& file );
    // The interval in milliseconds at which to call handleTick(); 0 for not at all.
    std::uint32_t tickMs() const { return carrierWatch_.tickMs(); }
    void handleTick() { carrierWatch_.handleTick(); }
-   // Call at the end of each turn of the loop: acts on all that is known and due.
+   // Call at the end of each turn: acts on all messages so far, and on delays that have passed.
    void endTurn();
-   // When to call endTurn() even if nothing happens, by Zet::now(); or never.
+   // Returns when to call endTurn() even if nothing happens, by Zet::now(); or `never`.
    double nextTime() const;
-   // Opens every port that was shut. Returns false when one couldn't be.
+   // Opens every port that is ours. Returns false if one can't be opened.
    bool release();
 
    LinkDirectory const& links() const { return links_; }
    // The groups' statuses. Never null.
    Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return detector_.status; }
-   // A line for each group, with its status and its uplinks.
+   // Returns a line for each group, with its status and its uplinks.
    std::vector< std::string > statusLines() const;
-   // "2 groups, 1 down; ports shut: 3; overridden: d1 d2", and whether the configuration is wrong.
+   // Returns "2 groups, 1 down; ports shut: 3; overridden: d1 d2"; and, if the last reload was
+   // refused, says so.
    std::string summary() const;
 
  private:
@@ -59,9 +60,9 @@ class Agent {
    static constexpr double readAgainSeconds = 1;
 
    void apply( ConfigFile const& config );
-   // A new group keeps those of its ports shut that are ours, until its delays have passed.
+   // Keeps the ports of a new group shut if they are ours, until the group's delays have passed.
    void assumeDown( GroupSettings const& group );
-   // Acts by the difference, then logs the groups' transitions, then what was done about ports.
+   // Acts on ports, then logs the groups' transitions, then the acts.
    void act();
    void actOnPorts();
    void reportTroubles();
@@ -74,13 +75,14 @@ class Agent {
    PortControl ports_;
    PortReport portReport_;
    GroupLog groupLog_;
-   Troubles troubles_; // Of the source.
+   Troubles troubles_; // With the source.
 
-   double startupHold_ = 0;              // As last configured.
-   std::optional< double > startupEnd_;  // While ports stay as they are found.
-   std::optional< double > retryAt_;     // While an act has failed.
-   std::optional< double > readAgainAt_; // While links are being read again.
-   std::string remark_;                  // On a configuration that was refused.
+   double startupHold_ = 0; // In seconds, as last configured.
+   // By Zet::now().
+   std::optional< double > startupEnd_;  // Set while startup_hold lasts: no port is touched.
+   std::optional< double > retryAt_;     // Set while an act has failed.
+   std::optional< double > readAgainAt_; // Set while all links are read again.
+   std::string remark_;                  // For summary(); set if the last reload was refused.
 };
 
 } // namespace Ufdd

@@ -30,8 +30,8 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ) {
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),
-                               "can't set interfaces up or down without CAP_NET_ADMIN; start "
-                               "ufdd as root or give it that capability" );
+                               "can't shut ports without CAP_NET_ADMIN; start ufdd as root or "
+                               "give it that capability" );
    loop_.onSignal< &Daemon::handleStop >( SIGTERM, *this );
    loop_.onSignal< &Daemon::handleStop >( SIGINT, *this );
    loop_.onSignal< &Daemon::handleLeave >( SIGUSR1, *this );
@@ -42,7 +42,7 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
    loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );
    Zet::notificationFailureSinkIs( [ this ]( Zet::NotificationFailure const& failure ) {
       log_.event( { .id = LogEvent::fault },
-                  "fault in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
+                  "error in ufdd, please report it: " + std::string( failure.entity.view() ) + " " +
                       std::string( failure.attribute.view() ) + ": " +
                       std::string( failure.text.view() ) );
    } );
@@ -65,7 +65,7 @@ Daemon::run( ConfigFile const& config ) {
          handleWatchdogTime();
       loop_.run();
    } catch ( ... ) {
-      // The next one takes over what is shut; where the service manager gives up, it releases that.
+      // The next ufdd takes over our ports. If the service manager gives up, it starts a release.
       if ( !manager_.isThere() )
          openPorts();
       throw;
@@ -84,7 +84,8 @@ Daemon::release() {
       if ( config.errors.empty() )
          reason = config.protoDownReason;
       else
-         log_.line( "only the ports that are remembered are opened: the configuration is wrong" );
+         log_.line( "the configuration has the errors above; only the ports in the record are "
+                    "opened" );
    }
    // Without groups, no port must be shut.
    ConfigFile nothing;
@@ -134,7 +135,8 @@ Daemon::handleTick() {
    agent_.handleTick();
 }
 
-// That a timer fires is no proof of life; the end of the turn that it begins is.
+// Only marks the report as due. A timer that fires proves nothing; a turn that ends proves that the
+// daemon is alive.
 void
 Daemon::handleWatchdogTime() {
    isAliveDue_ = true;
@@ -149,7 +151,7 @@ Daemon::handleStop() {
 
 void
 Daemon::handleLeave() {
-   log_.line( "making room for the next ufdd: ports stay as they are" );
+   log_.line( "stopping for the next ufdd; ports stay as they are" );
    isLeaving_ = true;
    handleStop();
 }

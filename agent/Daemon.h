@@ -15,40 +15,41 @@
 
 namespace Ufdd {
 
-// How the process runs, whatever it is configured to do.
+// The settings from the command line.
 struct DaemonOptions {
-   std::string configFile; // To read again when asked to.
-   std::string stateDirectory = OwnedLinkFile::usualDirectory;
-   int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer; // For news of links, in bytes.
-   std::string socket = StatusServer::usualSocket;
+   std::string configFile;                                     // Read again on SIGHUP.
+   std::string stateDirectory = OwnedLinkFile::usualDirectory; // Of the record.
+   int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer;  // For link messages, in bytes.
+   std::string socket = StatusServer::usualSocket;             // Path, to serve the status.
 };
 
-// The process: the agent on the interfaces of the kernel. Signals tell it what to do:
-// SIGTERM, SIGINT  stop, and open every port that was shut
-// SIGUSR1          make room for the next ufdd: stop, and leave the ports as they are
+// The process: the agent on the links of the kernel. It reacts to signals:
+// SIGTERM, SIGINT  stop, and open every port that is ours
+// SIGUSR1          stop, and leave the ports as they are for the next ufdd
 // SIGHUP           read the configuration again
 // SIGUSR2          write the status of the groups to the log
 class Daemon {
  public:
-   // Throws: std::system_error, as run() does; its text is for the user.
+   // Borrows: log.
+   // Throws: std::system_error, whose text is for the user, as run() and release() do.
    Daemon( DaemonOptions const& options, BufferedLog& log );
    ~Daemon();
 
-   // Returns when a signal asked for the end. Unless that was to make room, every port that was
-   // shut has been opened. False when one couldn't be.
-   // Throws: with every port opened as well; or, under a service manager, which starts it again or
-   // has release() called, with the ports as they are.
+   // Runs until a signal ends it. SIGTERM and SIGINT open every port that is ours first. Returns
+   // false if one can't be opened.
+   // Throws: after it has opened every port that is ours. Under a service manager it leaves the
+   // ports as they are: that starts the next ufdd, or has release() called.
    bool run( ConfigFile const& config );
-   // Only opens the ports that a former ufdd left shut: those that are remembered, and those with
-   // the mark that the configuration file says, if there is one. False when one couldn't be.
+   // Opens the ports that a former ufdd left shut: those in its record, and those with the reason
+   // of the configuration file, if one was given. Returns false if one can't be opened.
    bool release();
 
  private:
-   // For some seconds, what fails is tried again.
+   // Opens every port that is ours, and retries for some seconds. Returns false if one stays shut.
    bool openPorts();
    void handleTurnEnd();
    void wakeAt( double time );
-   // It is time for what was put off; the end of the turn does it.
+   // Begins a turn, whose end does what is due.
    void handleWakeTime() { wakeTime_ = Agent::never; }
    void handleTick();
    void handleWatchdogTime();
@@ -66,12 +67,12 @@ class Daemon {
    NetlinkLinkSource source_;
    Agent agent_;
    StatusServer statusServer_;
-   Ticker ticker_; // Calls Agent::handleTick().
+   Ticker ticker_; // Calls handleTick().
    EventLoop::Source& wakeTimer_;
-   double wakeTime_ = Agent::never; // That the timer is set to.
+   double wakeTime_ = Agent::never; // When wakeTimer_ fires, by Zet::now().
    EventLoop::Source& watchdogTimer_;
-   bool isAliveDue_ = false;
-   bool isLeaving_ = false;
+   bool isAliveDue_ = false; // The next end of a turn tells the service manager that we live.
+   bool isLeaving_ = false;  // SIGUSR1: the ports stay as they are.
 };
 
 } // namespace Ufdd

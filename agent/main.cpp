@@ -24,8 +24,8 @@ using Ufdd::ConfigFile;
 
 constexpr int releaseTries = 25;
 
-// They wait until the daemon takes them: it may have to open what a former one left shut, and to
-// end here would leave that as it is.
+// Keeps signals pending until the daemon handles them. A signal that ended the process before that
+// would leave shut what a former ufdd had shut.
 void
 holdSignals() {
    sigset_t signals;
@@ -60,17 +60,17 @@ check( std::string const& file ) {
    return EXIT_SUCCESS;
 }
 
-// What `action` does with a daemon, which tells whether every port is open now. When there is an
-// error, that is tried again; so often in all.
+// Makes a daemon and calls action( daemon ), which returns true if all went well. After an
+// exception it tries again, with a new daemon, `tries` times in all. Returns the exit status.
 template < class Action >
 int
 withDaemon( Ufdd::DaemonOptions const& options, int tries, Action action ) {
    auto const log = newLog();
-   bool released = false;
+   bool isDone = false;
    while ( tries-- > 0 ) {
       try {
          Ufdd::Daemon daemon( options, *log );
-         released = action( daemon );
+         isDone = action( daemon );
          break;
       } catch ( std::exception const& error ) {
          if ( tries == 0 )
@@ -80,7 +80,7 @@ withDaemon( Ufdd::DaemonOptions const& options, int tries, Action action ) {
       }
    }
    log->flush();
-   return released ? EXIT_SUCCESS : EXIT_FAILURE;
+   return isDone ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 int
@@ -89,7 +89,7 @@ run( Ufdd::DaemonOptions const& options ) {
    ConfigFile const config = Ufdd::readConfigOfThisMachine( options.configFile );
    if ( !config.errors.empty() ) {
       print( config.errors );
-      std::cerr << "ufdd: not started, no port was touched: the configuration is wrong\n";
+      std::cerr << "ufdd: not started, because of the errors above; no port was touched\n";
       return EX_CONFIG;
    }
    return withDaemon( options, 1, [ & ]( Ufdd::Daemon& daemon ) { return daemon.run( config ); } );
@@ -100,7 +100,7 @@ run( Ufdd::DaemonOptions const& options ) {
 int
 main( int argc, char** argv ) {
    Ufdd::fillStandardDescriptors( O_RDWR );
-   // A log that nobody reads any more is no reason to stop.
+   // ufdd goes on if the reader of its log ends.
    std::signal( SIGPIPE, SIG_IGN );
 
    Ufdd::CommandLine line( "ufdd", UFDD_VERSION,
@@ -108,29 +108,27 @@ main( int argc, char** argv ) {
    Ufdd::DaemonOptions options;
    std::string checkedFile;
    bool isToRelease = false;
-   line.option( "--config", "FILE", options.configFile,
-                "Run with the groups configured in this file" );
-   line.option( "--check", "FILE", checkedFile, "Only tell whether this configuration is right" );
+   line.option( "--config", "FILE", options.configFile, "Run with the groups of this file" );
+   line.option( "--check", "FILE", checkedFile, "Only check this configuration file" );
    line.flag( "--release", isToRelease,
-              "Only open the ports that a ufdd left shut, because it was killed or\n"
-              "made room, and none is to follow; with --config also those that it\n"
-              "doesn't remember, but that have the protodown_reason of that file" );
+              "Only open the ports that a former ufdd left shut, when no other ufdd\n"
+              "is to take them over. Opens the ports in the record; with --config,\n"
+              "also those that have the protodown_reason of that file" );
    line.option( "--state-dir", "DIR", options.stateDirectory,
-                "Where to remember which ports are shut, so that the next ufdd opens\n"
-                "them if this one is killed" );
+                "Keep the record of shut ports here. If ufdd is killed, the next one\n"
+                "reads it and opens them" );
    line.option( "--receive-buffer", "BYTES", options.receiveBuffer, 1 << 30,
-                "The bytes of news of links that may wait, before all links have to be\n"
-                "read again" );
-   line.option( "--socket", "PATH", options.socket,
-                "Where to serve the status, for ufdctl to read" );
-   line.footer( "One of --config, --check and --release is needed.\n"
-                "Signals: SIGHUP reads the configuration again; SIGUSR2 writes the status of the\n"
-                "groups to the log; SIGTERM stops and opens every port; SIGUSR1 stops and leaves\n"
-                "the ports as they are, for the next ufdd.\n"
-                "Exit status: 0 when stopped by a signal, or done with --release, with every\n"
-                "port open that was to be opened, or when the configuration is right; 78 when\n"
-                "the configuration is wrong; 64 when the command line is; 1 for anything else,\n"
-                "with a line that says what." );
+                "Room for link messages from the kernel. When it overflows, ufdd reads\n"
+                "all links again" );
+   line.option( "--socket", "PATH", options.socket, "Serve the status for ufdctl here" );
+   line.footer( "One of --config, --check and --release is needed.\n\n"
+                "Signals: SIGHUP reads the configuration again. SIGUSR2 writes the status of the\n"
+                "groups to the log. SIGTERM stops ufdd and opens every port that it shut. SIGUSR1\n"
+                "stops ufdd and leaves the ports as they are, for the next ufdd.\n\n"
+                "Exit status: 0 if a signal stopped ufdd and every port was opened that had to\n"
+                "be, if --release opened every port, or if --check found no error; 78 if the\n"
+                "configuration has errors; 64 if the command line is wrong; 1 for anything else,\n"
+                "with a line that says why." );
    if ( auto const status = line.parse( argc, argv ) )
       return *status;
    bool const isToRun = !options.configFile.empty();
@@ -140,7 +138,7 @@ main( int argc, char** argv ) {
    if ( isToCheck && ( isToRun || isToRelease ) )
       return line.refuse( "--check FILE can't be combined with --config or --release" );
    if ( isToRelease )
-      // A ufdd that is still ending may have what is to be opened.
+      // Several tries, since a former ufdd that is still ending locks the record.
       return withDaemon( options, releaseTries,
                          []( Ufdd::Daemon& daemon ) { return daemon.release(); } );
    return isToCheck ? check( checkedFile ) : run( options );

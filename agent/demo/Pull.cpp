@@ -1,5 +1,5 @@
-// Sets an interface up or down, as a neighbour does who plugs or pulls a cable, and tells how long
-// it took until others followed, or that they did not.
+// Sets an interface up or down, like a neighbour that plugs or pulls a cable, and measures how long
+// other interfaces, the followers, take to gain or lose their carrier.
 
 #include "agent/base/CommandLine.h"
 #include "agent/base/EventLoop.h"
@@ -38,7 +38,7 @@ class Pull final : public Ufdd::LinkListener {
          followers_.push_back( { Ufdd::InterfaceName( name ), false, {} } );
    }
 
-   // Whether the followers did as they should.
+   // Returns true if the followers reacted as they had to.
    bool run();
    void print() const;
 
@@ -118,17 +118,19 @@ main( int argc, char** argv ) {
    bool down = false;
    Ufdd::CommandLine line( "ufd-pull", UFDD_VERSION,
                            "Sets an interface up or down and prints the milliseconds until the "
-                           "last of its followers had its carrier back or had lost it." );
-   line.argument( "INTERFACE", task.interface, "The one to set" );
+                           "last of its followers had gained or lost its carrier." );
+   line.argument( "INTERFACE", task.interface, "The interface to set" );
    line.flag( "--up", task.up, "Set it up" );
    line.flag( "--down", down, "Set it down" );
-   line.option( "--followers", "INTERFACE", task.followers, "Those that have to follow" );
+   line.option( "--followers", "INTERFACE", task.followers,
+                "The interfaces whose carrier must follow" );
    line.flag( "--still", task.still, "The followers must keep their carrier all the time" );
-   line.option( "--within", "MILLISECONDS", task.milliseconds, 1000000, "How long to wait" );
+   line.option( "--within", "MILLISECONDS", task.milliseconds, 1000000,
+                "The time to wait for the followers" );
    if ( auto const status = line.parse( argc, argv ) )
       return *status;
    if ( task.interface.empty() || task.followers.empty() || task.up == down )
-      return line.refuse( "needed are an interface, its followers, and --up or --down" );
+      return line.refuse( "an interface, --followers, and either --up or --down are needed" );
    try {
       Pull pull( task );
       bool const ok = pull.run();

@@ -39,7 +39,7 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    std::uint32_t const before = transitions( "d1-far" ) + transitions( "d2-far" );
 
    reload( ufdd, group( "a", "'u1'", "'d1', 'u1'" ) );
-   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
+   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "the former one stays in force" ); } ) );
    EXPECT_TRUE(
        ufdd.wrote( config_->path() + ":4:19: \"u1\" is monitored and disabled by this group" ) );
    reload( ufdd, "startup_hold = 1\n" );
@@ -49,7 +49,8 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    ASSERT_TRUE( haveLink( { "d3-far" }, false ) ) << ufdd.output();
    EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "added 0, changed 1, removed 0" ); } ) )
        << ufdd.output();
-   EXPECT_TRUE( ufdd.wrote( "startup_hold has changed: that takes effect at the next start" ) );
+   EXPECT_TRUE(
+       ufdd.wrote( "startup_hold has changed; the change takes effect at the next start" ) );
    ufdd.signal( SIGUSR2 );
    ASSERT_TRUE( eventually(
        [ & ] { return ufdd.wrote( "group a: groupLinkStatus 'down', numTimesDisabled 1" ); } ) )
@@ -165,10 +166,10 @@ TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
    ip( "link set u1-far up" );
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
    reload( ufdd, "wrong" );
-   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "the one before stays" ); } ) );
+   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "the former one stays in force" ); } ) );
    EXPECT_TRUE( inbox.receives( "RELOADING=1" ) );
    EXPECT_TRUE( inbox.receives( "READY=1" ) );
-   EXPECT_TRUE( inbox.receives( "is wrong and was not loaded" ) );
+   EXPECT_TRUE( inbox.receives( "has errors and was not loaded" ) );
    ufdd.signal( SIGTERM );
    EXPECT_TRUE( inbox.receives( "STOPPING=1" ) );
    EXPECT_EQ( ufdd.wait(), 0 );

@@ -289,7 +289,7 @@ World::checkStatus( Oracle const& oracle ) {
    if ( !summary.starts_with( groups + ( groups == "1" ? " group, " : " groups, " ) +
                               std::to_string( oracle.downGroups().size() ) + " down; ports shut: " +
                               std::to_string( machine_.store.links.size() ) ) ||
-        summary.ends_with( "wrong and was not loaded" ) != isRefused_ )
+        summary.ends_with( "has errors and was not loaded" ) != isRefused_ )
       complain( "it says " + summary );
    if ( toldLosses_ != machine_.kernel.losses )
       complain( "news were lost, and nobody was told" );
