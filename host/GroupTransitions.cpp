@@ -53,7 +53,7 @@ GroupTransitions::handleGroup( Zet::Name const& name ) {
    Zet::Ptr< GroupObserver >& observer = groups_[ name ];
    observer = observing< GroupObserver >( group, listener_,
                                           observer ? observer->told() : GroupLinkStatus::unknown );
-   // It may have another status already.
+   // The group may have another status than `unknown` already.
    Zet::Ptr< GroupObserver >( observer )->onGroupLinkStatus();
 }
 

@@ -7,23 +7,23 @@
 
 namespace UplinkFailureDetection {
 
-// Tells of each change of each group's link status, whichever groups come and go.
+// Tells a listener each change of each group's link status. Follows groups as they come and go.
 class ZET_EXPORT GroupTransitions {
  public:
    class Listener {
     public:
-      // `before` differs from `now`. Every group begins with `unknown`, also one that has another
-      // status when it comes.
+      // `before` differs from `now`. Every group begins with `unknown`: a new group that has
+      // another status already makes a transition.
       virtual void handleTransition( Zet::Name const& group, GroupLinkStatus before,
                                      GroupLinkStatus now ) = 0;
-      // The group's status was removed; it is no transition.
+      // The group's status was removed, which is no transition.
       virtual void handleGroupGone( Zet::Name const& ) {}
 
     protected:
       ~Listener() = default;
    };
 
-   // Tells of the groups that are there already before it returns.
+   // Before it returns, tells the transitions of the groups that exist already.
    // Borrows: listener.
    GroupTransitions( Zet::Ptr< Status const > const& status, Listener& listener );
    ~GroupTransitions();

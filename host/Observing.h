@@ -6,8 +6,8 @@
 
 namespace UplinkFailureDetection {
 
-// Makes an Observer that is told of the changes of `entity` for as long as the result is held:
-// the entity itself does not hold its observers.
+// Makes an Observer and registers it with `entity`. It observes as long as the caller holds the
+// result, since an entity does not hold its observers.
 template < class Observer, class Entity, class... Argument >
 [[nodiscard]] Zet::Ptr< Observer >
 observing( Zet::Ptr< Entity > const& entity, Argument&&... argument ) {

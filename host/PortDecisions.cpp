@@ -36,7 +36,7 @@ class PortDecisions::DirectoryObserver final : public Interface::EthIntfStatusDi
    PortDecisions& owner_;
 };
 
-// The policy of a host that has none.
+// The policy for a host without one: a group shuts its ports while it is down.
 class PortDecisions::DownIsShut final : public Policy, private GroupTransitions::Listener {
  public:
    DownIsShut( Zet::Ptr< Status const > const& status, PortDecisions& owner )
@@ -130,7 +130,7 @@ PortDecisions::takeChanges() {
    std::vector< Change > changes;
    for ( Kelnet::IntfId const touched : std::exchange( touched_, {} ) ) {
       auto const at = ports_.find( touched );
-      // It was touched twice.
+      // The port is in touched_ twice and was erased at the first time.
       if ( at == ports_.end() )
          continue;
       Port& port = at->second;

@@ -16,8 +16,8 @@ namespace UplinkFailureDetection {
 // Decides which ports (downstream interfaces) must be shut. A port must be shut while any group
 // that lists it is down.
 //
-// A host lets the library handle all that one turn of its event loop brings. At the end of the turn
-// it calls takeChanges(), and shuts and opens the ports that it is given. Changes that were undone
+// A host lets the library handle all events of one turn of its loop. At the end of the turn it
+// calls takeChanges(), and shuts and opens the ports that this returns. Changes that were undone
 // within the turn are left out, so that no port blinks.
 //
 // The decisions come from the groups' statuses and the configuration. The entries of the
@@ -26,22 +26,23 @@ namespace UplinkFailureDetection {
 // check of the latter.
 class ZET_EXPORT PortDecisions {
  public:
-   // Decides otherwise, for a host with delays, dry runs or exceptions.
+   // Replaces the rule above, for a host with delays, dry runs or exceptions.
    class ZET_EXPORT Policy {
     public:
-      // Returns true if the group keeps the port shut; a port of several groups is shut if one of
-      // them does. Called by takeChanges() for each port of a group that may have changed.
+      // Returns true if the group needs the port shut. A port of several groups must be shut if one
+      // of them needs that. takeChanges() calls this for each port of a group that may have
+      // changed.
       virtual bool shuts( GroupConfig const& group, Kelnet::IntfId port ) const = 0;
 
     protected:
       ~Policy() = default;
    };
 
-   // The machine may have been started on these objects already, or be started later.
-   // Requires: none is null.
+   // Decides by the groups' statuses. The library's machine may start before or after this.
+   // Requires: no argument is null.
    PortDecisions( Zet::Ptr< Config const > const& config, Zet::Ptr< Status const > const& status,
                   Zet::Ptr< Interface::EthIntfStatusDir const > const& directory );
-   // Leaves to `policy` which groups are down; decideAgain() tells when that has changed.
+   // Decides by `policy`. Call decideAgain() when its answers for a group have changed.
    // Borrows: policy.
    PortDecisions( Zet::Ptr< Config const > const& config, Policy const& policy,
                   Zet::Ptr< Interface::EthIntfStatusDir const > const& directory );
@@ -53,16 +54,15 @@ class ZET_EXPORT PortDecisions {
       Kelnet::IntfId port;
       bool mustBeShut;
    };
-   // Returns what is decided otherwise than at the last call. At first, every port may be open.
-   // A port that must be shut is told of once more when its interface has come into the directory,
-   // again or for the first time: a new interface is taken to be open.
+   // Returns the ports whose decision differs from the last call. Before the first call, no port
+   // must be shut. A port that must be shut is returned once more when its interface is added to
+   // the directory: a new interface is taken to be open.
    std::vector< Change > takeChanges();
-   // Returns true if the port must be shut, by the last takeChanges(). An interface that the
-   // directory does not show, or that the host may have found shut when it started, is to be set
-   // to this.
+   // Returns true if the port must be shut, as of the last takeChanges(). For interfaces that the
+   // directory does not show, and those that the host found shut when it started.
    bool mustBeShut( Kelnet::IntfId port ) const { return ports_.contains( port ); }
 
-   // Has the next takeChanges() ask the policy about the ports of that group.
+   // Makes the next takeChanges() ask the policy about the ports of that group.
    void decideAgain( Zet::Name const& group );
 
  private:
@@ -72,16 +72,16 @@ class ZET_EXPORT PortDecisions {
    class DownIsShut;
 
    struct Group {
-      Zet::Ptr< GroupObserver > observer; // Of its configuration.
-      std::vector< Kelnet::IntfId > shut; // The ports that it shuts.
-      bool isDue = false;                 // It is in due_.
+      Zet::Ptr< GroupObserver > observer; // Of its configuration; null if that was removed.
+      std::vector< Kelnet::IntfId > shut; // The ports that the group needs shut.
+      bool isDue = false;                 // The group is in due_.
    };
    using Groups = std::map< Zet::Name, Group >;
-   // One that must be shut.
+   // A port that must be shut.
    struct Port {
-      unsigned int groups = 0; // That shut it.
-      bool isTold = false;
-      bool isNew = false; // Its interface came since it was told of.
+      unsigned int groups = 0; // Number of groups that need the port shut.
+      bool isTold = false;     // takeChanges() has returned that it must be shut.
+      bool isNew = false;      // Its interface was added since takeChanges() returned it.
    };
    struct IntfIdHash {
       std::size_t operator()( Kelnet::IntfId id ) const noexcept { return id.value(); }
@@ -97,9 +97,9 @@ class ZET_EXPORT PortDecisions {
    Zet::Ptr< Config const > const config_;
    Zet::Ptr< Interface::EthIntfStatusDir const > const directory_;
    Groups groups_;
-   std::vector< Groups::iterator > due_; // To be decided again.
+   std::vector< Groups::iterator > due_; // Groups to decide again.
    std::unordered_map< Kelnet::IntfId, Port, IntfIdHash > ports_;
-   std::vector< Kelnet::IntfId > touched_;    // Perhaps to be told of.
+   std::vector< Kelnet::IntfId > touched_;    // Ports whose decision may have changed.
    std::unique_ptr< DownIsShut > downIsShut_; // Null for a host with a policy.
    Policy const* policy_;
    Zet::Ptr< ConfigObserver > const configObserver_;
