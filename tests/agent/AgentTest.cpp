@@ -1,8 +1,8 @@
 #include "agent/Agent.h"
 
 #include "platform/zet/Clock.h"
-#include "tests/agent/RememberedHere.h"
 #include "tests/agent/SimulatedKernel.h"
+#include "tests/agent/StoreInMemory.h"
 
 #include <gtest/gtest.h>
 #include <linux/if.h>
@@ -28,7 +28,7 @@ class AgentTest : public testing::Test, public Log {
    ~AgentTest() override { Zet::clockIs( nullptr ); }
    void line( std::string_view text ) override { lines += std::string( text ) + '\n'; }
 
-   // Uplinks are not asked: what a test changes is delivered when it says so.
+   // Without queries: a test decides when messages are delivered.
    ConfigFile config() const {
       ConfigFile file;
       file.groups = groups;
@@ -39,13 +39,13 @@ class AgentTest : public testing::Test, public Log {
       agent->start( config() );
       runTurns();
    }
-   // The process is killed, and there is another one.
+   // Kills the daemon and starts another one.
    void restart() {
       takeLines();
       agent.emplace( kernel, kernel, store, *this );
       start();
    }
-   // Turns of the loop, until there is no more news of what the daemon did itself.
+   // Runs turns until the messages about the daemon's own acts are delivered.
    void runTurns() {
       for ( int i = 0; i < 3; ++i ) {
          kernel.deliver();
@@ -57,7 +57,7 @@ class AgentTest : public testing::Test, public Log {
       kernel.carrier( "u2", carrier );
       runTurns();
    }
-   // Lets that time pass; the agent is woken when it asked to be.
+   // Lets time pass, and wakes the agent when it asked for that.
    void pass( double seconds ) {
       double const end = simulatedNow + seconds;
       for ( double next = agent->nextTime(); next <= end; next = agent->nextTime() ) {
@@ -71,7 +71,7 @@ class AgentTest : public testing::Test, public Log {
    std::string takeLines() { return std::exchange( lines, "" ); }
 
    SimulatedKernel kernel;
-   RememberedHere store;
+   StoreInMemory store;
    std::string lines;
    std::vector< GroupSettings > groups{ { "g", { "u1", "u2" }, { "d1", "d2" } } };
    std::optional< Agent > agent{ std::in_place, kernel, kernel, store, *this };
@@ -105,7 +105,7 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
 }
 
-TEST_F( AgentTest, downDelayHidesWhatIsOverBefore ) {
+TEST_F( AgentTest, downDelayHidesShortFailures ) {
    groups[ 0 ].policy.downDelay = 2;
    start();
    takeLines();
@@ -120,7 +120,7 @@ TEST_F( AgentTest, downDelayHidesWhatIsOverBefore ) {
               "group g: was down for only 1.5 s, hidden by down_delay (1 times so far)\n" );
    pass( 10 );
    uplinksAre( false );
-   // Over within a turn: the delay begins again.
+   // Up and down again within a turn: the delay begins anew.
    pass( 1 );
    kernel.carrier( "u1", true );
    uplinksAre( false );
@@ -130,14 +130,14 @@ TEST_F( AgentTest, downDelayHidesWhatIsOverBefore ) {
    EXPECT_TRUE( takeLines().ends_with( "hidden by down_delay (3 times so far)\n" ) );
 }
 
-TEST_F( AgentTest, reloadMovesNoPortForTheSakeOfADelay ) {
+TEST_F( AgentTest, reloadNeitherEndsNorBeginsADelay ) {
    kernel.add( "d3" );
    groups[ 0 ].policy.recoveryDelay = 10;
    start();
    uplinksAre( false );
    uplinksAre( true );
    takeActs();
-   // The group is up, though it waits to open its other ports.
+   // The group is up, but its recovery_delay has not passed. A new port stays open.
    groups[ 0 ].config->intfsToDisableIs( Kelnet::IntfId( "d3" ), true );
    agent->reload( config(), "f" );
    runTurns();
@@ -148,7 +148,7 @@ TEST_F( AgentTest, reloadMovesNoPortForTheSakeOfADelay ) {
    pass( 10 );
    EXPECT_EQ( takeActs(), " +d1 +d2 +d3" );
 
-   // Another name for what is down.
+   // A group that is down gets another name.
    uplinksAre( false );
    takeActs();
    groups = { { "h", { "u1", "u2" }, { "d1", "d2", "d3" } } };
@@ -163,7 +163,7 @@ TEST_F( AgentTest, reloadMovesNoPortForTheSakeOfADelay ) {
        << lines;
 }
 
-TEST_F( AgentTest, dryRunOnlyTells ) {
+TEST_F( AgentTest, dryRunOnlyLogs ) {
    groups[ 0 ].policy.dryRun = true;
    start();
    uplinksAre( false );
@@ -181,7 +181,7 @@ TEST_F( AgentTest, dryRunOnlyTells ) {
        "configuration loaded: groups added 0, changed 1, removed 0\n" ) );
 }
 
-TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
+TEST_F( AgentTest, changeUndoneWithinATurnMovesNoPort ) {
    start();
    kernel.carrier( "u1", false );
    kernel.carrier( "u2", false );
@@ -191,7 +191,7 @@ TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
    EXPECT_EQ( takeActs(), " -d1 -d2" );
    kernel.carrier( "u1", true );
    kernel.carrier( "u1", false );
-   // The group deletes the entry of an interface that comes or goes, and writes it back.
+   // When a port goes, the group removes its entry in the cause status and adds it again.
    kernel.remove( "u2" );
    kernel.remove( "d2" );
    runTurns();
@@ -202,7 +202,7 @@ TEST_F( AgentTest, whatIsUndoneWithinATurnMovesNoPort ) {
 TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
    groups = { { "g", { "u1" }, { "d1" } } };
    start();
-   // As a list of links says while news are held back.
+   // A dump shows this state while the message about the new one is delayed.
    kernel.operState( "u1", IF_OPER_DOWN );
    runTurns();
    EXPECT_EQ( takeActs(), "" );
@@ -218,12 +218,12 @@ TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
    EXPECT_EQ( takeActs(), " +d1" );
 }
 
-TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
+TEST_F( AgentTest, failedActIsLoggedOnceAndRetried ) {
    start();
    kernel.link( "d1" ).refusal = EPERM;
    uplinksAre( false );
    takeLines();
-   // It is tried again each second.
+   // The act is retried each second.
    pass( 2 );
    EXPECT_EQ( takeLines(), "" );
    kernel.link( "d1" ).refusal = 0;
@@ -231,7 +231,7 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    EXPECT_EQ( agent->nextTime(), Agent::never );
    EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
 
-   // What was not shut by us is not ours to open.
+   // A port that somebody else shut is not opened.
    uplinksAre( true );
    kernel.link( "d1" ).refusal = EPERM;
    uplinksAre( false );
@@ -242,7 +242,7 @@ TEST_F( AgentTest, failedActIsToldOnceAndTriedAgain ) {
    EXPECT_FALSE( kernel.isUp( "d1" ) );
    kernel.set( "d1", true );
 
-   // A port was shut, but the answer was lost: it is ours all the same.
+   // A port that was shut is ours even if the answer was lost.
    kernel.link( "d1" ).refusal = ENOBUFS;
    uplinksAre( false );
    kernel.link( "d1" ).refusal = 0;
@@ -263,7 +263,7 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
    EXPECT_EQ( atActs + store.names(), "[d1 d2][d1 d2][d1 d2][d1 d2]d1 d2" )
-       << "remembered before each act";
+       << "recorded before each act";
    restart();
    EXPECT_EQ( takeActs(), "" );
    atActs.clear();
@@ -275,12 +275,12 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
    uplinksAre( true );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
    EXPECT_EQ( atActs + store.names(), "[d1 d2][d1 d2][d1 d2][d1 d2]" )
-       << "forgotten when opened, after each was looked at";
+       << "removed from the record once all are opened";
    restart();
    EXPECT_EQ( takeActs(), "" );
 }
 
-TEST_F( AgentTest, nextDaemonOwnsWhatIsStillTheSame ) {
+TEST_F( AgentTest, nextDaemonAdoptsLinksThatNobodyChanged ) {
    for ( char const* const name : { "d3", "d4", "d5", "d6" } )
       kernel.add( name );
    groups = { { "g", { "u1", "u2" }, { "d1", "d2", "d3", "d4", "d5", "d6" } } };
@@ -310,7 +310,7 @@ TEST_F( AgentTest, nextDaemonOwnsWhatIsStillTheSame ) {
       EXPECT_NE( lines.find( line ), std::string::npos ) << line;
 }
 
-TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
+TEST_F( AgentTest, protoDownIsUsedWhereTheDriverSupportsIt ) {
    kernel.add( "d3" );
    kernel.link( "d1" ).hasProtoDown = kernel.link( "d3" ).hasProtoDown = true;
    kernel.link( "d3" ).slips = true;
@@ -323,8 +323,8 @@ TEST_F( AgentTest, protoDownIsUsedWhereThereIsSuchAThing ) {
       uplinksAre( true );
       EXPECT_EQ( takeActs(), " protodown +d1 +d2 +d3" );
    }
-   // The administrator's own setting is left to the administrator, and what was shut is adopted
-   // by the mark on it, whatever else is remembered.
+   // The administrator's setting is left alone. A link with our protodown reason is adopted
+   // whatever the record says.
    uplinksAre( false );
    kernel.set( "d1", false );
    for ( OwnedLink& owned : store.links )
@@ -347,7 +347,7 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    kernel.protoDown( "d1", true, ours | 1 << 7 | 1 << 9 );
    runTurns();
    takeLines();
-   // Also when another process gives it up.
+   // The next daemon leaves the protodown of others alone as well.
    restart();
    takeLines();
    uplinksAre( true );
@@ -360,7 +360,7 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    EXPECT_EQ( kernel.link( "d1" ).protoDownReasons, 1u << 7 | 1u << 9 );
    EXPECT_TRUE( kernel.link( "d2" ).protoDown );
    EXPECT_EQ( kernel.link( "d2" ).protoDownReasons, 0u );
-   // Nor is anybody told to take it back.
+   // Nor does the log's remedy clear the protodown of others.
    uplinksAre( false );
    kernel.link( "d2" ).refusal = EPERM;
    takeLines();
@@ -369,7 +369,7 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
        << lines;
 }
 
-TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
+TEST_F( AgentTest, portOpenedAgainAndAgainIsOverridden ) {
    double& now = simulatedNow;
    kernel.link( "d2" ).hasProtoDown = true;
    start();
@@ -385,7 +385,7 @@ TEST_F( AgentTest, whoOpensAHeldPortAgainAndAgainHasHisWay ) {
                            "min_links 1\n"
                            "port d2 shut again, someone had opened it: group g is down, 0/2 up, "
                            "min_links 1\n" );
-   // Not too often.
+   // Once every 21 s is not too often.
    for ( int i = 0; i < 4; ++i ) {
       now += 21;
       openBoth();

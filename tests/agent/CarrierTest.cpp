@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Two uplinks whose carrier losses the kernel may hold back, in two groups of a port each.
+// Two groups with a port each. The kernel may delay messages about the losses of their uplinks.
 class CarrierTest : public NetworkTest {
  protected:
    void SetUp() override {
@@ -32,7 +32,7 @@ class CarrierTest : public NetworkTest {
    std::string config( std::string const& firstLines = {} ) {
       return firstLines + group( "a", "'u1'", "'d1'" ) + group( "b", "'u2'", "'d2'" );
    }
-   // How long until the port's neighbour noticed.
+   // Returns how long it takes until the port's neighbour has lost its carrier.
    static std::chrono::milliseconds timeToLoss( std::string const& port ) {
       auto const begin = std::chrono::steady_clock::now();
       while ( hasLink( port + "-far" ) && std::chrono::steady_clock::now() - begin < 3s )
@@ -40,7 +40,7 @@ class CarrierTest : public NetworkTest {
       return std::chrono::duration_cast< std::chrono::milliseconds >(
           std::chrono::steady_clock::now() - begin );
    }
-   // How often the process has had to wait so far.
+   // Returns the number of times that the process has gone to sleep, as the kernel writes it.
    static std::string waits( Process const& ufdd ) {
       std::ifstream status( "/proc/" + std::to_string( ufdd.pid() ) + "/status" );
       std::string line;
@@ -53,10 +53,10 @@ class CarrierTest : public NetworkTest {
    std::optional< Tap > u2;
 };
 
-// Held back for the rest of the second that the first loss, and our own act, have begun.
+// The kernel delays the message for the rest of the second after the first loss and our own act.
 constexpr auto longBeforeTheKernelTells = 500ms;
 
-TEST_F( CarrierTest, lossThatTheKernelHoldsBackIsFoundAtOnce ) {
+TEST_F( CarrierTest, lossThatTheKernelDelaysIsFoundAtOnce ) {
    ReadyUfdd ufdd( arguments( config() ) );
    for ( auto const gap : { 10ms, 50ms, 300ms } ) {
       std::this_thread::sleep_for( 1200ms );
@@ -69,25 +69,25 @@ TEST_F( CarrierTest, lossThatTheKernelHoldsBackIsFoundAtOnce ) {
       u2->carrierIs( true );
       ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, true ) ) << ufdd.output();
    }
-   // A loss that is over before the kernel would have told of it.
+   // A loss that ends before the kernel sends its message.
    u1->carrierIs( false );
    EXPECT_LT( timeToLoss( "d1" ), longBeforeTheKernelTells ) << ufdd.output();
    u1->carrierIs( true );
    ASSERT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
 }
 
-TEST_F( CarrierTest, askingEndsWhenNothingHappens ) {
+TEST_F( CarrierTest, queriesEndWhenNothingHappens ) {
    ReadyUfdd ufdd( arguments( config() ) );
    std::string const before = waits( ufdd );
    std::this_thread::sleep_for( 1500ms );
    std::string const idle = waits( ufdd );
-   EXPECT_NE( before, idle ) << "it asks after its own start";
+   EXPECT_NE( before, idle ) << "ufdd queries after its own start";
    std::this_thread::sleep_for( 300ms );
    EXPECT_EQ( waits( ufdd ), idle );
 }
 
-// What the kernel tells of in another network namespace makes it hold news back in ours.
-TEST_F( CarrierTest, pollNeedsNoNewsOfItsOwnNamespace ) {
+// Messages in another network namespace make the kernel delay messages in ours.
+TEST_F( CarrierTest, pollNeedsNoMessageInItsOwnNamespace ) {
    std::optional< Tap > elsewhere;
    std::thread( [ & ] {
       if ( unshare( CLONE_NEWNET ) == 0 ) {

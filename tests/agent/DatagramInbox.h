@@ -13,7 +13,7 @@
 
 namespace Ufdd {
 
-// A socket that datagrams are sent to, instead of the service manager's or the journal's.
+// Receives datagrams instead of the service manager or the journal.
 class DatagramInbox {
  public:
    DatagramInbox() {
@@ -32,7 +32,7 @@ class DatagramInbox {
 
    std::string path() const { return directory_.path() + "/inbox"; }
 
-   // The next one; none when there was none for that long.
+   // Waits for the next datagram for that long. Returns nothing if none came.
    std::optional< std::string > next( int milliseconds = 3000 ) const {
       std::array< char, 1 << 14 > text{};
       pollfd readable{ fd_, POLLIN, 0 };
@@ -41,7 +41,8 @@ class DatagramInbox {
       ssize_t const size = recv( fd_, text.data(), text.size(), 0 );
       return std::string( text.data(), static_cast< std::size_t >( std::max( size, ssize_t() ) ) );
    }
-   // Whether there is one, now or soon, with that in it; those before it are lost.
+   // Waits for a datagram that contains the text, and drops those before it. Returns false if none
+   // came.
    bool receives( std::string const& text ) const {
       for ( int i = 0; i < 100; ++i )
          if ( auto const datagram = next(); !datagram )

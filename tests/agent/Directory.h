@@ -7,7 +7,7 @@
 
 namespace Ufdd {
 
-// A directory in memory, as /run is, with all that comes to be in it, for as long as this exists.
+// A temporary directory in memory, like /run. The destructor removes it with all files in it.
 class Directory {
  public:
    Directory() {

@@ -36,11 +36,11 @@ struct EventLoopTest : testing::Test {
       last.clear();
       endSoon();
    }
-   // In a moment, so that what must not be handled any more would be.
+   // Ends the loop in a moment, so that handlers which must not run would have the time to.
    void endSoon() { end.fireAt( Zet::now() + 0.05 ); }
 
    std::string log;
-   std::string last; // Timer of these two.
+   std::string last; // The timer that fired last, of the two below.
    EventLoop loop;
    EventLoop::Source& a = loop.timer< &EventLoopTest::handleA >( *this );
    EventLoop::Source& b = loop.timer< &EventLoopTest::handleB >( *this );
@@ -68,7 +68,7 @@ TEST_F( EventLoopTest, theLastTimeSetCounts ) {
    EXPECT_EQ( log, " B end" );
 }
 
-// A handler that takes its time sets a timer, and then itself again.
+// A slow handler sets a timer. Its time must not count from when the loop woke up.
 TEST_F( EventLoopTest, aTimeIsNoDelaySinceTheLoopWokeUp ) {
    struct Sleeper {
       void handle() {
@@ -123,7 +123,7 @@ TEST_F( EventLoopTest, descriptorsCanBeAddedByHandlers ) {
 }
 
 TEST_F( EventLoopTest, whatIsReadAtLeisureComesLast ) {
-   // Whose turn comes again until it reads.
+   // Its handler is called again until it reads.
    struct Source {
       void handle() {
          test.add( "usual" );

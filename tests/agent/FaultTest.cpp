@@ -22,7 +22,7 @@ textOf( std::string const& path ) {
    return { std::istreambuf_iterator( file ), {} };
 }
 
-// What the system does to ufdd at the worst moment.
+// Faults of the system at the worst moment.
 class FaultTest : public NetworkTest {
  protected:
    void SetUp() override {
@@ -34,10 +34,10 @@ class FaultTest : public NetworkTest {
    std::string recorded() const { return textOf( state_.path() + "/held" ); }
 };
 
-// Has something happen at system calls of a process, until the end of this.
+// Injects faults into the system calls of a process while this exists.
 class Injection {
  public:
-   // "SYSTEM CALLS:WHAT[:when=NUMBER]"
+   // `what` is "SYSTEM CALLS:FAULT[:when=NUMBER]", as for strace.
    Injection( Process const& process, std::string const& what )
        : strace_( { "-p", std::to_string( process.pid() ), "-e", "inject=" + what },
                   Process::Rights::all, strace ) {
@@ -50,11 +50,12 @@ class Injection {
    Process strace_;
 };
 
-// One system call further each time, until it survives the whole of an event and its act.
+// Kills ufdd at its first system call after an event, then at the second, and so on, until ufdd
+// survives the event and the act.
 TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
    std::vector< std::string > ports{ "d1-far", "d2-far" };
    plug( { "u1", "d1", "d2" } );
-   // Held by its protodown, where there is such a thing.
+   // A port that is shut by protodown, if the kernel can make one.
    if ( std::system( "ip link add x1 type vxlan dstport 0 id 1 2>/dev/null" ) == 0 ) {
       ports.emplace_back( "x1" );
       set( "x1", true );
@@ -80,7 +81,7 @@ TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
                   done &= hasLink( port ) == up;
                return done || ufdd->hasEnded();
             } ) );
-            // It is through with all of that when it does something else.
+            // The answer to SIGUSR2 shows that ufdd has finished with the event.
             ufdd->signal( SIGUSR2 );
             ASSERT_TRUE( eventually(
                 [ & ] { return ufdd->hasEnded() || ufdd->count( "groupLinkStatus" ) > told; } ) );
@@ -102,7 +103,7 @@ TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
    EXPECT_EQ( ufdd->end( SIGTERM ), 0 );
 }
 
-TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
+TEST_F( FaultTest, failedActIsLoggedAndRetried ) {
    plug( { "u1", "d1", "d2", "d3" } );
    ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1', 'd2', 'd3'" ) ) );
    {
@@ -120,7 +121,7 @@ TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << ufdd.output();
    EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d3 opened" ); } ) );
    {
-      // Stops it when the act is recorded and still to come: it writes nothing before.
+      // Stops ufdd between the record and the act. The record is its first write after the event.
       Injection const stop( ufdd, "pwrite64:signal=STOP" );
       set( "u1-far", false );
       ASSERT_TRUE( eventually( [ & ] { return recorded().ends_with( " d3\n" ); } ) );
@@ -140,13 +141,13 @@ TEST_F( FaultTest, actThatFailsIsToldAndTriedAgain ) {
    EXPECT_FALSE( hasLink( "d3-far" ) ) << "its administrator came first";
 }
 
-TEST_F( FaultTest, interruptedListIsReadAgain ) {
+TEST_F( FaultTest, interruptedDumpIsReadAgain ) {
    plug( { "u1", "d1" } );
-   // More than one part of a list takes.
+   // More links than fit into one part of a dump.
    for ( int i = 0; i < 10; ++i )
       plug( "p" + std::to_string( i ) );
    set( "u1-far", false );
-   // The first part of a list is made when it is asked for.
+   // The delay leaves time for changes after the first part, which the kernel makes at the request.
    std::string const trace = state_.path() + "/trace";
    std::vector< std::string > way{ "-D",
                                    "-o",
@@ -175,7 +176,7 @@ TEST_F( FaultTest, interruptedListIsReadAgain ) {
    EXPECT_EQ( textOf( trace ).find( "ENOBUFS" ), std::string::npos );
 }
 
-// Where nothing can be recorded, ports are shut all the same: that is what ufdd is there for.
+// If nothing can be recorded, ufdd shuts ports all the same.
 TEST_F( FaultTest, fullDiskKeepsNoPortOpen ) {
    if ( unshare( CLONE_NEWNS ) != 0 || mount( "", "/", "", MS_REC | MS_PRIVATE, nullptr ) != 0 ||
         mount( "", state_.path().c_str(), "tmpfs", 0, "size=8k" ) != 0 )

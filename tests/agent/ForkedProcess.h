@@ -12,8 +12,8 @@
 
 namespace Ufdd {
 
-// A copy of this process that runs `body` and ends with 0 when that returns true. Killed if it
-// still runs at the end.
+// Runs `body` in a copy of this process, which exits with 0 if `body` returns true. The destructor
+// kills the copy if it still runs.
 class ForkedProcess {
  public:
    template < class Body > explicit ForkedProcess( Body body ) : pid_( fork() ) {
@@ -26,13 +26,14 @@ class ForkedProcess {
    ForkedProcess( ForkedProcess const& ) = delete;
    ForkedProcess& operator=( ForkedProcess const& ) = delete;
 
-   // As wait(): -SIGKILL when it was still running.
+   // Kills the copy and returns as wait() does: -SIGKILL if it was still running.
    int kill() {
       if ( pid_ > 0 )
          ::kill( pid_, SIGKILL );
       return wait();
    }
-   // The exit status, or the negative number of the signal that ended it.
+   // Waits for the end. Returns the exit status, or the negative number of the signal that ended
+   // it.
    int wait() {
       int status = 0;
       if ( pid_ > 0 )

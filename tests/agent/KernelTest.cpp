@@ -12,7 +12,7 @@ namespace {
 
 using KernelTest = NetworkTest;
 
-TEST_F( KernelTest, portsAreShutAndReleased ) {
+TEST_F( KernelTest, portsAreShutAndOpened ) {
    plug( { "u1", "u2", "d1", "d2", "d3" } );
    ip( "link set d3 down" );
    ReadyUfdd ufdd( arguments( group( "rack", "'u1', 'u2'", "'d1', 'd2', 'd3'" ) ) );
@@ -44,8 +44,8 @@ TEST_F( KernelTest, portsAreShutAndReleased ) {
    EXPECT_FALSE( hasLink( "d3-far" ) );
 }
 
-// How the links are in the end counts, whether old news wait or were lost.
-TEST_F( KernelTest, manyNewsWhileStopped ) {
+// The last state of the links counts, whether old messages wait or were lost.
+TEST_F( KernelTest, manyMessagesWhileStopped ) {
    plug( { "u1", "u2", "d1" } );
    auto way = arguments( group( "rack", "'u1', 'u2'", "'d1'" ) + "min_links = 2\n" );
    way.push_back( "--receive-buffer" );
@@ -69,7 +69,7 @@ TEST_F( KernelTest, manyNewsWhileStopped ) {
          EXPECT_EQ( transitions( "d1-far" ), expected ) << ufdd.output();
       }
       EXPECT_EQ( ufdd.wrote( "messages about links were lost" ), bytes == std::string( "4096" ) );
-      // While it runs, what is lost may be the list of all links that it asks for.
+      // While ufdd runs, parts of the dump that it requests may be lost as well.
       for ( bool const end : { true, false, true } ) {
          std::thread other( [] {
             for ( int i = 0; i < 1000; ++i )
@@ -83,7 +83,7 @@ TEST_F( KernelTest, manyNewsWhileStopped ) {
    }
 }
 
-// Whichever interface has the name is meant.
+// The configuration means the interface that has the name at present.
 TEST_F( KernelTest, namesComeAndGo ) {
    plug( { "u1", "eth7", "d1", "d2" } );
    std::string const longName = "downstream-port-number-one";
@@ -98,14 +98,15 @@ TEST_F( KernelTest, namesComeAndGo ) {
    EXPECT_TRUE( portsHaveLink( true ) ) << ufdd.output();
    ip( "link property del dev eth7 altname u1" );
    EXPECT_TRUE( portsHaveLink( false ) ) << ufdd.output();
-   // While it is held, the name goes to another interface, and what was shut is opened. The kernel
-   // tells of the second of the two only.
+   // The name of a shut port goes to another interface. The former port is opened. The kernel sends
+   // a message only about the latter change.
    plug( "d3" );
    ip( "link property del dev d1 altname " + longName );
    ip( "link property add dev d3 altname " + longName );
    EXPECT_TRUE( haveLink( { "d3-far" }, false ) ) << ufdd.output();
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
-   // Another one of the same name and index; one that goes elsewhere is no concern of ours.
+   // d2 is replaced by another interface of the same name and index, which is not ours to open. d3
+   // goes to another namespace and is left alone.
    std::string const index = std::to_string( if_nametoindex( "d2" ) );
    ip( "link del d2" );
    ip( "link add d2 index " + index + " type veth peer name d2-far" );
@@ -122,7 +123,7 @@ TEST_F( KernelTest, namesComeAndGo ) {
    EXPECT_TRUE( haveLink( { "d2-far" }, true ) ) << ufdd.output();
 }
 
-// An uplink that goes is down, a port that comes while its group is down is held.
+// An uplink that is removed counts as down. A port that comes while its group is down is shut.
 TEST_F( KernelTest, interfacesGoAndComeBack ) {
    plug( { "u1", "d1" } );
    ReadyUfdd ufdd( arguments( group( "rack", "'u1'", "'d1'" ) ) );
@@ -165,14 +166,14 @@ TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
       ip( "link set u1-far down" );
       ASSERT_TRUE( haveLink( { "x1", "x2" }, false ) ) << ufdd.output();
       ip( "link set x1 protodown_reason 7 on" );
-      // Someone slips it in.
+      // Somebody else opens the port.
       ip( "link set x2 protodown off protodown_reason 9 off" );
       EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port x2 shut again" ); } ) );
       ASSERT_TRUE( haveLink( { "x2" }, false ) ) << ufdd.output();
       EXPECT_NE( std::system( "ip link set x2 protodown off 2>/dev/null" ), 0 );
       ufdd.end( SIGKILL );
    }
-   // What it was held by is remembered, whatever the next one would take.
+   // The record says by which reason the ports were shut; the next ufdd has another one.
    ReadyUfdd ufdd( arguments( groups ) );
    ip( "link set u1-far up" );
    ASSERT_TRUE( haveLink( { "x2" }, true ) ) << ufdd.output();
@@ -182,9 +183,9 @@ TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
    } ) )
        << ufdd.output();
    ip( "link set x1 protodown off protodown_reason 7 off" );
-   EXPECT_TRUE( hasLink( "x1" ) ) << "only our own bit was taken back";
+   EXPECT_TRUE( hasLink( "x1" ) ) << "only our own bit was cleared";
 
-   // One that is held, and away while what it is held for is over.
+   // A shut port is in another namespace when its group comes up.
    ip( "link set u1-far down" );
    ASSERT_TRUE( haveLink( { "x1", "x2" }, false ) ) << ufdd.output();
    ip( "link set x2 netns " + otherNamespace() );

@@ -13,9 +13,9 @@
 
 namespace Ufdd {
 
-// A datagram of rtnetlink, written message by message.
+// An rtnetlink datagram, written message by message.
 struct LinkDatagram {
-   // Of a link, with all that is read of it.
+   // Adds a message about a link, with all properties that ufdd reads.
    LinkDatagram& link( std::uint16_t type, std::uint16_t flags, std::uint32_t sequence,
                        Link const& link ) {
       return add( type, flags, sequence, [ & ]( LinkMessage message ) {
@@ -45,7 +45,7 @@ struct LinkDatagram {
                     [ & ] { mnl_attr_put_strz( header, IFLA_INFO_KIND, "bond" ); } );
       } );
    }
-   // The 0 of an end without error stands where the rest of the message would.
+   // Adds the end of a dump. The zero bytes of `info` are read as the errno value 0.
    LinkDatagram& done( std::uint32_t sequence, std::uint16_t flags = 0 ) {
       return add( NLMSG_DONE, static_cast< std::uint16_t >( NLM_F_MULTI | flags ), sequence,
                   []( LinkMessage ) {} );

@@ -14,7 +14,7 @@ namespace {
 constexpr std::uint32_t dumpSequence = 7;
 constexpr unsigned int allUp = unsigned{ IFF_UP } | unsigned{ IFF_LOWER_UP };
 
-// As a dump or news have it.
+// A datagram of a dump or of messages.
 struct Datagram : LinkDatagram {
    Datagram& link( std::uint16_t type, int index, std::string const& name, unsigned int flags,
                    unsigned char family = AF_UNSPEC ) {
@@ -86,13 +86,13 @@ TEST_F( LinkFeedTest, lastWordDuringADumpCounts ) {
    EXPECT_TRUE( feed.complete() );
 }
 
-TEST_F( LinkFeedTest, endOfTheDumpBeforeIsThatOfALostOne ) {
+TEST_F( LinkFeedTest, endOfAnotherDumpMeansThatTheAnswerWasLost ) {
    feed.handleDumpAsked( dumpSequence + 1 );
    receive( Datagram().done() );
    EXPECT_FALSE( feed.dumpWanted() || feed.complete() );
    feed.handleLoss();
    receive( Datagram().done() );
-   EXPECT_TRUE( feed.dumpWanted() ) << "the answer to the question was among what was lost";
+   EXPECT_TRUE( feed.dumpWanted() ) << "the answer to the request was lost";
 }
 
 TEST_F( LinkFeedTest, onlyWholeLinkMessagesOfTheKernelCount ) {

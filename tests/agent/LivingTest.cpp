@@ -18,9 +18,9 @@
 namespace Ufdd {
 namespace {
 
-// What systemd sees of ufdd, and what it tells it.
+// The life of ufdd as systemd sees it: start, reload, stop, release.
 struct LivingTest : NetworkTest {
-   // Whether the process has been sent that signal and has not taken it.
+   // Returns true if that signal was sent to the process, which has not handled it yet.
    static bool hasPending( Process const& process, int signal ) {
       std::ifstream status( "/proc/" + std::to_string( process.pid() ) + "/status" );
       for ( std::string word; word != "ShdPnd:" && status >> word; ) {
@@ -57,12 +57,12 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
        << ufdd.output();
    EXPECT_TRUE( ufdd.wrote( "; last disabled 20" ) );
 
-   // Makes room; nobody follows, and somebody gives up for it.
+   // ufdd stops for another one, but none follows. A release opens the ports.
    ufdd.signal( SIGUSR1 );
    EXPECT_EQ( ufdd.wait(), 0 );
    EXPECT_EQ( transitions( "d1-far" ) + transitions( "d2-far" ), before );
    EXPECT_FALSE( hasLink( "d1-far" ) );
-   // As if the one before were still ending.
+   // Locks the record, as a ufdd does that is still ending.
    Descriptor former( open( state_.path().c_str(), O_RDONLY | O_CLOEXEC ) );
    ASSERT_EQ( flock( former.fd(), LOCK_EX ), 0 );
    Process release( { "--release", "--state-dir", state_.path() } );
@@ -79,7 +79,7 @@ TEST_F( LivingTest, opensThePortsWhenItIsStoppedBeforeItWatches ) {
    set( "u1-far", false );
    ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << former.output();
    EXPECT_EQ( former.end( SIGUSR1 ), 0 );
-   // It waits for its configuration.
+   // ufdd waits for its configuration.
    std::signal( SIGPIPE, SIG_IGN );
    std::filesystem::remove( config_->path() );
    ASSERT_EQ( mkfifo( config_->path().c_str(), 0600 ), 0 );
@@ -92,7 +92,7 @@ TEST_F( LivingTest, opensThePortsWhenItIsStoppedBeforeItWatches ) {
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
 }
 
-TEST_F( LivingTest, logGoesNowhereElseWhereThereIsNone ) {
+TEST_F( LivingTest, logOfAClosedStandardErrorGoesToNoOtherFile ) {
    std::string command = "exec " + builtProgram( "ufdd" );
    for ( std::string const& argument : arguments( group( "a", "'u1'", "'d1'" ) ) )
       command += " '" + argument + "'";
@@ -127,11 +127,11 @@ TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
    ReadyUfdd ufdd( arguments( both ) );
    set( "u1-far", false );
    ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
-   std::uint32_t const held = transitions( "d1-far" );
+   std::uint32_t const shut = transitions( "d1-far" );
    std::uint32_t const open = transitions( "d2-far" );
    for ( bool const isFlapping : { false, true } ) {
       for ( int i = 0; i < 50; ++i ) {
-         // Two that wait at a time are one.
+         // Two pending signals of a kind would be one.
          ASSERT_TRUE( eventually( [ & ] { return !hasPending( ufdd, SIGHUP ); } ) );
          reload( ufdd, both + ( i % 2 ? "" : "min_links = 0\n" + group( "c", "'u2'", "'d3'" ) ) );
          if ( isFlapping )
@@ -141,7 +141,7 @@ TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
       reload( ufdd, both + group( "end", "'u1'", "'d3'" ) );
       EXPECT_TRUE( haveLink( { "d1-far", "d3-far" }, false ) ) << ufdd.output();
       EXPECT_EQ( transitions( "d2-far" ), open ) << ufdd.output();
-      EXPECT_TRUE( isFlapping || transitions( "d1-far" ) == held ) << ufdd.output();
+      EXPECT_TRUE( isFlapping || transitions( "d1-far" ) == shut ) << ufdd.output();
    }
    EXPECT_TRUE( eventually( [ & ] { return ufdd.count( "configuration loaded" ) == 102; } ) )
        << ufdd.output();
@@ -161,7 +161,7 @@ TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
    EXPECT_TRUE( inbox.receives( "WATCHDOG=1" ) );
    ip( "link set u1-far down" );
    EXPECT_TRUE( inbox.receives( "STATUS=1 group, 1 down; ports shut: 1" ) );
-   // For a while it doesn't read: nothing waits for it, and what it has to know comes later.
+   // The service manager does not read for a while. ufdd does not wait for it, and reports later.
    std::this_thread::sleep_for( std::chrono::seconds( 1 ) );
    ip( "link set u1-far up" );
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
@@ -191,7 +191,7 @@ TEST_F( LivingTest, seesWhatTheDefaultRouteRunsOn ) {
    ip( "addr add 10.9.9.1/24 dev br0" );
    ip( "route replace default nexthop dev m1 nexthop via 10.9.9.2 dev br0" );
    EXPECT_EQ( readSystem().defaultRoute, ( Names{ "m1", "p1", "br0", "p2" } ) );
-   // A bridge is no LAG: its ports may be in a group with it.
+   // A bridge is no LAG: its name does not stand for its members.
    ip( "link property add dev br0 altname a-bridge" );
    EXPECT_EQ( readSystem().interfacesOf( "a-bridge" ), Names{ "br0" } );
 }

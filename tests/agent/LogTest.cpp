@@ -70,7 +70,7 @@ TEST( JournalLog, sendsFieldsAndWaitsForNobody ) {
       EXPECT_TRUE( inbox.receives( "PRIORITY=3\nMESSAGE_ID=" ) );
       EXPECT_EQ( inbox.next(), "SYSLOG_IDENTIFIER=ufdd\nMESSAGE=plain\nPRIORITY=6\n" );
       constexpr unsigned long lines = 3000;
-      // A long turn; nothing of it is lost.
+      // No line of a long turn is lost.
       for ( unsigned long i = 0; i < lines; ++i )
          log.line( "long" );
       for ( unsigned long i = 0; i < lines; ++i ) {

@@ -31,8 +31,7 @@
 
 namespace Ufdd {
 
-// A test with ufdd on interfaces of the real kernel, in a network namespace of its own, which goes
-// with it.
+// A test with ufdd on interfaces of the real kernel, in a network namespace of its own.
 class NetworkTest : public testing::Test {
  protected:
    void SetUp() override {
@@ -43,7 +42,7 @@ class NetworkTest : public testing::Test {
    static void ip( std::string const& arguments ) {
       ASSERT_EQ( std::system( ( "ip " + arguments ).c_str() ), 0 ) << "ip " << arguments;
    }
-   // A cable between an interface of ours and its neighbour's, "u1" and "u1-far".
+   // Makes a cable between an interface and its neighbour's: "u1" and "u1-far".
    static void plug( std::string const& name ) {
       ip( "link add " + name + " type veth peer name " + name + "-far" );
       ip( "link set " + name + " up" );
@@ -54,14 +53,14 @@ class NetworkTest : public testing::Test {
          plug( name );
    }
 
-   // Without the detour, for what is done often.
+   // Sets an interface up or down, faster than ip().
    static void set( std::string const& name, bool up ) {
       LinkRequest request{ .index = if_nametoindex( name.c_str() ), .up = up };
       NetlinkLinkControl().apply( { &request, 1 } );
       ASSERT_EQ( request.error, 0 ) << name;
    }
 
-   // As the driver says at once: all that the neighbour sees of our port.
+   // Returns true if the interface has carrier, as its driver says without delay.
    static bool hasLink( std::string const& name ) {
       int const fd = socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0 );
       ethtool_value link{ ETHTOOL_GLINK, 0 };
@@ -93,7 +92,7 @@ class NetworkTest : public testing::Test {
          return all;
       } );
    }
-   // How often the interface got or lost its link so far.
+   // Returns the number of times that the interface has gained or lost its carrier.
    static std::uint32_t transitions( std::string const& name ) {
       NetlinkSocket socket;
       alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
@@ -113,19 +112,19 @@ class NetworkTest : public testing::Test {
       return count;
    }
 
-   // Of a configuration, and where it is kept; more keys of the file come before the groups.
+   // Writes the configuration to config_ and returns the arguments of a ufdd that uses it.
    std::vector< std::string > arguments( std::string const& config ) {
       config_.emplace( config );
       return { "--config",    config_->path(), "--state-dir",
                state_.path(), "--socket",      state_.path() + "/status" };
    }
-   // Lines of such a file, with the names in quotes: group( "a", "'u1', 'u2'", "'d1'" ).
+   // Returns a [[group]]. The lists have their names in quotes: group( "a", "'u1', 'u2'", "'d1'" ).
    static std::string group( std::string const& name, std::string const& monitor,
                              std::string const& disable ) {
       return "[[group]]\nname = \"" + name + "\"\nmonitor = [ " + monitor + " ]\ndisable = [ " +
              disable + " ]\n";
    }
-   // Puts another file in its place; nobody sees a part of it.
+   // Replaces the configuration at once, so that nobody reads half of it.
    void rewrite( std::string const& config ) const {
       std::string const next = config_->path() + ".next";
       std::ofstream( next ) << config;
@@ -136,7 +135,7 @@ class NetworkTest : public testing::Test {
       ufdd.signal( SIGHUP );
    }
 
-   // As ip calls it; the same one each time.
+   // Returns a path of another network namespace, always the same, for the ip command.
    std::string otherNamespace() {
       if ( otherFd_ < 0 )
          std::thread( [ this ] {
@@ -145,13 +144,13 @@ class NetworkTest : public testing::Test {
          } ).join();
       return "/proc/" + std::to_string( getpid() ) + "/fd/" + std::to_string( otherFd_ );
    }
-   // What renames an interface; before Linux 6.2, one that is up can't be.
+   // Returns a command that renames an interface. Before Linux 6.2 the interface must be down.
    static std::string renaming( std::string const& from, std::string const& to ) {
       std::string const act = "ip link set " + from + " name " + to;
       return act + " 2>/dev/null || { ip link set " + from + " down && " + act +
              " && ip link set " + to + " up; }";
    }
-   // Fetches an interface from there.
+   // Returns a command that moves an interface back from otherNamespace().
    std::string fetch( std::string const& name ) {
       return "nsenter --net=" + otherNamespace() + " ip link set " + name + " netns " +
              std::to_string( getpid() );
@@ -166,7 +165,7 @@ class NetworkTest : public testing::Test {
    std::optional< TextFile > config_;
 };
 
-// ufdd, which watches by the time that this exists.
+// A ufdd that has started: it watches its groups.
 struct ReadyUfdd : Process {
    explicit ReadyUfdd( std::vector< std::string > const& arguments ) : Process( arguments ) {
       EXPECT_TRUE( eventually( [ & ] { return wrote( "watching " ); } ) ) << output();

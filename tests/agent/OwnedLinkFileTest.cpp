@@ -41,7 +41,7 @@ class OwnedLinkFileTest : public testing::Test {
    Directory directory;
 };
 
-TEST_F( OwnedLinkFileTest, nextProcessRecallsWhatWasRememberedLast ) {
+TEST_F( OwnedLinkFileTest, nextProcessRecallsTheLastRecord ) {
    EXPECT_EQ( recalled(), OwnedLinks() );
    {
       OwnedLinkFile file( directory.path() );
@@ -79,7 +79,7 @@ TEST_F( OwnedLinkFileTest, removedFileIsWrittenAgainBeforeAnythingIsShut ) {
    std::filesystem::remove( file.place() );
    file.add( OwnedLinks{ three[ 1 ] } );
    EXPECT_EQ( file.recall(), ( OwnedLinks{ three[ 0 ], three[ 1 ] } ) );
-   // With its directory, and then as another ufdd left it.
+   // The directory is removed; then another ufdd's record is in its place.
    std::string const another = text();
    std::filesystem::remove_all( directory.path() );
    file.add( OwnedLinks{ three[ 2 ] } );
@@ -115,7 +115,7 @@ TEST_F( OwnedLinkFileTest, fullDiskLeavesWhatIsStillTrue ) {
          many.push_back( { index, InterfaceName( "a-name-of-15byt" ) } );
       EXPECT_EQ( file.remember( many ), ENOSPC );
       EXPECT_EQ( file.recall(), ( OwnedLinks{ three[ 1 ], three[ 2 ] } ) )
-          << "what is released is forgotten; an old name is better than none";
+          << "opened links are removed; an old name is better than none";
       EXPECT_EQ( file.remember( OwnedLinks{ three[ 2 ] } ), 0 ) << "forgetting takes no room";
       EXPECT_EQ( file.recall(), OwnedLinks{ three[ 2 ] } );
    } ).join();

@@ -19,7 +19,8 @@
 
 namespace Ufdd {
 
-// Whether `condition` came true, within half a minute: a start may take seconds on a busy machine.
+// Returns true if `condition` comes true within half a minute. A start may take seconds on a busy
+// machine.
 template < class Condition >
 bool
 eventually( Condition condition ) {
@@ -37,8 +38,8 @@ builtProgram( std::string const& name ) {
    return std::filesystem::read_symlink( "/proc/self/exe" ).parent_path() / name;
 }
 
-// A running program, ufdd unless another is named, of the network namespace of the calling thread.
-// Killed if it still runs at the end.
+// Runs ufdd, or another program, in the network namespace of the calling thread. The destructor
+// kills the program if it still runs.
 class Process {
  public:
    enum class Rights { all, noNetAdmin };
@@ -74,29 +75,29 @@ class Process {
 
    pid_t pid() const { return pid_; }
    void signal( int number ) const { kill( pid_, number ); }
-   // Returns when it stands still, until SIGCONT.
+   // Stops the program until SIGCONT. Returns once it has stopped.
    void stop() const {
       signal( SIGSTOP );
       waitpid( pid_, nullptr, WUNTRACED );
    }
-   // Without waiting for that.
+   // Returns true if the program has ended. Does not wait.
    bool hasEnded() const {
       siginfo_t end{};
       waitid( P_PID, static_cast< id_t >( pid_ ), &end, WEXITED | WNOHANG | WNOWAIT );
       return end.si_pid != 0;
    }
-   // The exit status, -1 when it ended otherwise.
+   // Waits for the end. Returns the exit status, or -1 if a signal ended the program.
    int wait() {
       int status = 0;
       waitpid( std::exchange( pid_, 0 ), &status, 0 );
       return WIFEXITED( status ) ? WEXITSTATUS( status ) : -1;
    }
-   // Sends it the signal and waits for its end, as wait().
+   // Sends the signal, then does what wait() does.
    int end( int number ) {
       signal( number );
       return wait();
    }
-   // All that it wrote so far.
+   // Returns all that the program has written to standard output and standard error.
    std::string output() const {
       struct stat file {};
       fstat( fileno( output_ ), &file );
@@ -119,7 +120,7 @@ class Process {
    pid_t pid_ = 0;
 };
 
-// A file with that text, for as long as this exists.
+// A temporary file with that text.
 class TextFile {
  public:
    explicit TextFile( std::string const& text ) {

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint32_t ownPort = 4711;
 constexpr double never = std::numeric_limits< double >::infinity();
-// In which the kernel gets to telling what is not held back.
+// In seconds: how long after a change the kernel sends a message that is not delayed.
 constexpr double soon = 0.0005;
 constexpr std::size_t linksPerPart = 4;
 
@@ -86,7 +86,7 @@ SimulatedKernel::deliver() {
    for ( ;; ) {
       if ( std::exchange( isLossy_, false ) ) {
          losses += feed_->complete();
-         feed_->handleTrouble( "news were lost" );
+         feed_->handleTrouble( "messages were lost" );
          feed_->handleLoss();
       } else if ( !queue_.empty() ) {
          auto const datagram = std::move( queue_.front() );
@@ -104,7 +104,7 @@ SimulatedKernel::deliver() {
    }
 }
 
-// News that come meanwhile get between the parts.
+// Sends the next part of a dump. Messages may come between the parts.
 void
 SimulatedKernel::dumpPart() {
    meanwhile();
@@ -153,7 +153,7 @@ SimulatedKernel::answer( LinkRequest& request ) {
    if ( request.onlyAsk )
       return;
    request.error = isAdmin || link->hasProtoDown ? link->refusal : EOPNOTSUPP;
-   // The other refusals are answers to an act that was done, lost on the way.
+   // These two refusals stand for an act that was done, but whose answer was lost.
    bool const isLost = request.error == ENOBUFS || request.error == ETIMEDOUT;
    if ( request.error && !isLost )
       return;
@@ -194,7 +194,8 @@ SimulatedKernel::act( SimulatedLink& link, LinkRequest& request ) {
    tell( link );
 }
 
-// A lost carrier is told of when the kernel stops being quiet about such, all else soon.
+// Updates the carrier of the link and of its LAG. The message about a lost carrier waits for
+// quietUntil_; other messages come soon.
 void
 SimulatedKernel::carriersFollow( SimulatedLink& link ) {
    bool carrier = link.cable;
@@ -206,7 +207,7 @@ SimulatedKernel::carriersFollow( SimulatedLink& link ) {
    double const now = Zet::now();
    if ( std::exchange( link.carrier, carrier ) != carrier )
       link.toldAt = carrier || link.isLag ? now + soon : std::max( now + soon, quietUntil_ );
-   if ( holdBack == 0 )
+   if ( lossInterval == 0 )
       settleCarrier( link );
    if ( SimulatedLink* const lag = find( link.master ) )
       carriersFollow( *lag );
@@ -216,7 +217,7 @@ void
 SimulatedKernel::settleCarrier( SimulatedLink& link ) {
    if ( std::exchange( link.toldAt, never ) == never )
       return;
-   if ( holdBack != 0 )
+   if ( lossInterval != 0 )
       link.operState = static_cast< std::uint8_t >( !link.carrier    ? IF_OPER_LOWERLAYERDOWN
                                                     : link.isDormant ? IF_OPER_DORMANT
                                                                      : IF_OPER_UP );
@@ -228,7 +229,7 @@ SimulatedKernel::handleTime() {
    for ( auto& [ name, link ] : links_ )
       if ( link.toldAt <= Zet::now() ) {
          if ( !link.isLag && !link.carrier )
-            quietUntil_ = Zet::now() + holdBack;
+            quietUntil_ = Zet::now() + lossInterval;
          settleCarrier( link );
       }
 }

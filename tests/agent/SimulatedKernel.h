@@ -15,26 +15,26 @@
 
 namespace Ufdd {
 
-// A link of the simulation, with what can't be seen from outside.
+// A simulated link, with properties that the daemon can't see.
 struct SimulatedLink : Link {
-   bool cable = true; // The far end sends light; of a LAG, nothing.
+   bool cable = true; // The far end sends light; unused for a LAG.
    bool isDormant = false;
-   bool hidesCarrier = false; // From who asks its driver.
-   bool hasProtoDown = false; // Its driver knows of such a thing.
-   bool slips = false;        // Has carrier in spite of protodown.
-   bool slipsOnce = false;    // Until its protodown is set again.
-   int refusal = 0;           // Of every act on it.
-   // When the kernel gets to making an operational state of its carrier, and tells of it.
+   bool hidesCarrier = false; // The driver does not say whether there is carrier.
+   bool hasProtoDown = false; // The driver supports protodown.
+   bool slips = false;        // Keeps its carrier in spite of protodown.
+   bool slipsOnce = false;    // `slips` ends when protodown is set again.
+   int refusal = 0;           // The error that answers every act on it; 0 for none.
+   // When the kernel updates the operational state and sends the message about the carrier.
    double toldAt = std::numeric_limits< double >::infinity();
-   bool ours = false;      // The daemon set it administratively down, and nobody meddled since.
-   bool oursByPd = false;  // Likewise its protodown.
-   bool isUnclear = false; // Down, and nobody could tell whose doing that is.
-   std::vector< double > openings; // By others, of what was shut.
-   double wrongSince = 0;          // What the daemon remembers of it; or 0.
+   bool ours = false;      // The daemon set it administratively down, and others left it so.
+   bool oursByPd = false;  // The daemon set its protodown, and others left it so.
+   bool isUnclear = false; // It is down, and nobody can know whether the daemon set it down.
+   std::vector< double > openings; // When others opened it.
+   double wrongSince = 0;          // Since when the record of it is wrong; 0 if it is right.
 };
 
-// Stands in for the kernel's links. News wait until they are delivered, so that requests can meet
-// a state that the daemon hasn't heard of yet.
+// Stands in for the kernel's links. Messages wait until they are delivered, so that a request can
+// meet a state that the daemon does not know yet.
 class SimulatedKernel : public LinkSource, public LinkControl {
  public:
    void start( LinkListener& listener ) override;
@@ -45,16 +45,16 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    std::string takeTrouble() override { return feed_->takeTrouble(); }
    void apply( std::span< LinkRequest > requests ) override;
 
-   // Has all news taken in that there are.
+   // Delivers all messages that wait.
    void deliver();
-   // What is waiting to be delivered is dropped; and the next question for all links, if so.
+   // Drops all messages that wait. If losesQuestion, the next request for a dump is lost as well.
    void overrun( bool losesQuestion );
-   bool hasNews() const { return isLossy_ || !queue_.empty(); }
-   // Tells what was held back and is due.
+   bool hasMessages() const { return isLossy_ || !queue_.empty(); }
+   // Sends the delayed messages that are due.
    void handleTime();
    double nextTime() const;
 
-   // What others than the daemon do.
+   // Acts of others than the daemon.
    void add( std::string const& name, bool adminUp = true );
    void remove( std::string const& name );
    void rename( std::string const& from, std::string const& to );
@@ -62,9 +62,9 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    void carrier( std::string const& name, bool carrier );
    void operState( std::string const& name, std::uint8_t operState );
    void protoDown( std::string const& name, bool on, std::uint32_t reasons );
-   // Makes one interface a part of another, which is a LAG, or of none.
+   // Makes the interface a member of the LAG; or of none, if `lag` is empty.
    void join( std::string const& name, std::string const& lag );
-   // After its hidden properties were changed.
+   // Call after the link's hidden properties were changed.
    void update( std::string const& name );
 
    bool contains( std::string const& name ) const { return links_.contains( name ); }
@@ -74,21 +74,21 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    std::uint32_t index( std::string const& name ) const { return links_.at( name ).index; }
 
    std::uint32_t nextIndex = 1;
-   std::string acts;        // " -d1 +d2", since it was last emptied.
-   std::string violations;  // What the daemon must not have done.
-   unsigned int losses = 0; // That were delivered, to one who knew all links.
-   // The time between two tellings of lost carriers.
-   double holdBack = 0;
-   std::size_t room = 1000; // For news.
-   bool isDeaf = false;     // Leaves questions about single links unanswered.
-   // Called where anything can happen: before each act and between the parts of a list.
+   std::string acts;        // " -d1 +d2", since the test last emptied it.
+   std::string violations;  // Acts of the daemon that are never right.
+   unsigned int losses = 0; // Number of losses that hit a daemon which knew all links.
+   // Seconds between two messages about lost carriers; 0 to delay none.
+   double lossInterval = 0;
+   std::size_t room = 1000; // Number of messages that can wait.
+   bool isDeaf = false;     // Queries of single links get no answer.
+   // Called before each act and between the parts of a dump, where anything can happen.
    std::function< void() > meanwhile = [] {};
 
  private:
    struct Dump {
       std::uint32_t sequence;
       std::uint32_t generation;
-      std::size_t listed = 0; // How many, by index: what changes meanwhile can hide others.
+      std::size_t listed = 0; // Number of links sent. A change meanwhile can hide other links.
    };
 
    SimulatedLink* find( std::uint32_t index );
@@ -105,12 +105,12 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    std::map< std::string, SimulatedLink > links_;
    std::deque< std::vector< std::byte > > queue_;
    bool isLossy_ = false;
-   bool isStarted_ = false; // All links were told once.
+   bool isStarted_ = false; // All links were delivered once.
    bool losesQuestion_ = false;
    std::optional< Dump > dump_;
    std::uint32_t sequence_ = 0;
-   std::uint32_t generation_ = 0; // Of the list of links.
-   double quietUntil_ = 0;        // So long lost carriers are held back.
+   std::uint32_t generation_ = 0; // Counts additions and removals of links.
+   double quietUntil_ = 0;        // No message about a lost carrier is sent before.
 };
 
 } // namespace Ufdd

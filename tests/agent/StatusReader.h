@@ -13,7 +13,7 @@
 
 namespace Ufdd {
 
-// A client of the status server with a replica, which reads when it is told to.
+// A client of the status server, with a replica. Reads only when the test calls it.
 class StatusReader {
  public:
    explicit StatusReader( std::string const& path, bool saysHello = true )
@@ -32,7 +32,7 @@ class StatusReader {
    void send( std::span< unsigned char const > bytes ) const {
       ::send( socket_.fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL );
    }
-   // What has come so far. False once the connection is closed or bad.
+   // Reads what has come so far. Returns false once the connection is closed or bad.
    bool read() {
       std::array< unsigned char, 1 << 16 > bytes;
       while ( isOpen ) {
@@ -44,7 +44,7 @@ class StatusReader {
       }
       return isOpen;
    }
-   // The same, when something has come; or nothing, after that many milliseconds.
+   // Waits for bytes, for that many milliseconds at most, then does what read() does.
    bool waitAndRead( int milliseconds ) {
       pollfd readable{ socket_.fd(), POLLIN, 0 };
       poll( &readable, 1, milliseconds );

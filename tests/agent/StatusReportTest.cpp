@@ -32,7 +32,7 @@ class StatusReportTest : public testing::Test {
       group->numTimesDisabledIs( times );
       group->prevDisabledTimeIs( last );
    }
-   // The word of the last time that an only group was disabled.
+   // Returns how the table says "so many seconds ago".
    std::string agoOf( double seconds ) {
       group( "rack1", GroupLinkStatus::down, 1, now.steady - seconds );
       std::string const table = statusTable( *status, "rack1", now, Colours::none );

@@ -45,7 +45,7 @@ class StatusServerTest : public testing::Test, public Log {
       runTurns();
       return reader;
    }
-   // A client without a replica, which has said hello.
+   // Connects a client without a replica, which says hello.
    Descriptor greetedStream() {
       Descriptor stream = unixStreamTo( path );
       StatusReplica const replica;
@@ -54,10 +54,10 @@ class StatusServerTest : public testing::Test, public Log {
       runTurns();
       return stream;
    }
-   // So many seconds go by; the server is woken when it asked to be.
+   // Lets seconds pass, and wakes the server when it asked for that.
    void pass( double seconds ) {
       double const end = now + seconds;
-      // Nothing is due for ever.
+      // Fails if the server asks to be woken without end.
       int wakings = 0;
       for ( auto next = server->nextTime(); next && *next <= end; next = server->nextTime() ) {
          ASSERT_LE( ++wakings, 100 ) << lines;
@@ -67,7 +67,7 @@ class StatusServerTest : public testing::Test, public Log {
       now = end;
       runTurns();
    }
-   // Turns of the loop, until nothing is left to do.
+   // Runs turns until nothing is left to do.
    void runTurns() {
       for ( int i = 0; i < 40; ++i ) {
          server->handleReady();
@@ -83,7 +83,7 @@ class StatusServerTest : public testing::Test, public Log {
    std::size_t lineCount() const {
       return static_cast< std::size_t >( std::count( lines.begin(), lines.end(), '\n' ) );
    }
-   // Why a server can't have the path.
+   // Returns why a server can't listen on the path, or nothing.
    std::string objection() {
       try {
          StatusServer( path, status, *this ).listen();
@@ -121,7 +121,7 @@ TEST_F( StatusServerTest, servesSoManyAndRefusesMore ) {
 TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
    StatusReader const& witness = connected();
    std::string const before = stateOf( *status );
-   // All of what a writer of such a Status would say first.
+   // A client's hello, followed by the whole log of such a Status.
    Tests::End< Status > writer( Tests::Side::client, Zet::make< Status >( "status" ) );
    writer.announce();
    Tests::Bytes const log = Tests::taken( *writer.demuxer );
@@ -167,7 +167,7 @@ TEST_F( StatusServerTest, aHelloIsOfTheRightTypeAndInTime ) {
       connected( false ).send( hello.first( i ) );
    pass( 0.9 );
    EXPECT_TRUE( readers.back().isOpen );
-   // It is there in time, though nobody has looked.
+   // The hello was sent in time, but the server had not read it.
    readers.back().send( hello.subspan( StatusServer::clientLimit - 1 ) );
    now += 0.2;
    server->endTurn();
@@ -209,7 +209,7 @@ TEST_F( StatusServerTest, tellsOfTroublesOnceASecond ) {
    EXPECT_EQ( lineCount(), 3u ) << lines;
 }
 
-// Acts on ports don't wait for those who only want to see.
+// Sends changes only at the end of a turn, after the acts on ports.
 TEST_F( StatusServerTest, clientsWaitForTheEndOfTheTurn ) {
    StatusReader const& reader = connected();
    auto const group = status->group( "group7" );
@@ -242,7 +242,7 @@ TEST_F( StatusServerTest, clientsTakeOnlyTheMemoryThatTheyUse ) {
       std::ifstream( "/proc/self/statm" ) >> pages >> pages;
       return pages * static_cast< std::size_t >( sysconf( _SC_PAGESIZE ) );
    };
-   malloc_trim( 0 ); // Or clients get the memory that former ones have used.
+   malloc_trim( 0 ); // Else clients would reuse the memory of former ones.
    std::size_t const before = resident();
    std::deque< Descriptor > streams;
    for ( std::size_t i = 1; i < StatusServer::clientLimit; ++i )

@@ -13,8 +13,8 @@
 
 namespace Ufdd {
 
-// An interface whose carrier is ours to switch. To the kernel it is an ordinary one, with nothing
-// below it: news of its losses are held back as those of a network card are.
+// An interface whose carrier the test sets. The kernel treats it like a network card: it delays the
+// messages about lost carriers.
 class Tap {
  public:
    // Throws: std::system_error when none can be made.

@@ -18,13 +18,13 @@ class UfdctlTest : public NetworkTest {
       return words;
    }
    std::string socket() const { return state_.path() + "/status"; }
-   // What ufdctl wrote, and how it ended.
+   // Runs ufdctl and returns its output and its exit status.
    std::pair< std::string, int > ufdctl( std::vector< std::string > words ) const {
       Process process( at( std::move( words ) ), Process::Rights::all, builtProgram( "ufdctl" ) );
       int const status = process.wait();
       return { process.output(), status };
    }
-   // The "event"s of its lines, and what a transition comes to: "state transition:down".
+   // Returns the "event" of each line, and the new status of a transition: "state transition:down".
    static std::string events( std::string const& lines ) {
       std::string events;
       for ( std::size_t at = 0, end; ( end = lines.find( '\n', at ) ) != std::string::npos;
@@ -106,7 +106,7 @@ TEST_F( UfdctlTest, failsWhereItsOutputHasNoRoom ) {
    plug( { "u1", "d1" } );
    ReadyUfdd const ufdd( arguments( group( "a", "'u1'", "'d1'" ) ) );
    for ( std::string const word : { "show", "watch", "describe" } )
-      // Where it is closed, the socket must not be taken for it.
+      // If standard output is closed, the socket must not get its number.
       for ( std::string const output : { " >/dev/full", " >&-" } ) {
          std::string const command =
              "exec " + builtProgram( "ufdctl" ) + " --socket " + socket() + " " + word + output;

@@ -8,7 +8,7 @@ namespace Simulation {
 
 namespace {
 
-// Uplinks, downstream ports of which the last is a LAG, and such that can be its members.
+// Uplinks; ports, the last one a LAG; and links that can be its members.
 constexpr char const* names[] = {
    "u0", "u1", "u2", "x3", "d0", "d1", "d2", "d3", "m0", "m1", "m2"
 };
@@ -19,7 +19,7 @@ constexpr int refusals[] = { EPERM, EBUSY, ENODEV, ENOBUFS, ETIMEDOUT, 0 };
 } // namespace
 
 Machine::Machine() {
-   kernel.holdBack = 1;
+   kernel.lossInterval = 1;
    kernel.room = 20;
    for ( char const* const name : names )
       create( name, 0b1100 );
@@ -33,7 +33,7 @@ Machine::losesAnswers( Ufdd::SimulatedLink const& link ) {
 }
 
 Ufdd::OwnedLink const*
-Machine::remembered( Ufdd::Link const& link ) const {
+Machine::recorded( Ufdd::Link const& link ) const {
    for ( Ufdd::OwnedLink const& owned : store.links )
       if ( owned.index == link.index && owned.address == link.address )
          return &owned;
@@ -44,7 +44,7 @@ void
 Machine::race() {
    if ( races_.empty() )
       return;
-   // Not always at the first occasion.
+   // The event lets some occasions pass.
    Event& next = races_.front();
    if ( next.b >= patience ) {
       next.b -= patience;
@@ -54,11 +54,11 @@ Machine::race() {
    races_.pop_front();
    if ( event.verb == "kill" )
       throw Killed();
-   // An act may meet another link of that index, but not within microseconds.
+   // The kernel does not give an index to another link within microseconds.
    if ( event.verb == "create" )
       event.b &= ~2u;
    apply( event );
-   // Whether it was down before an act whose answer is lost, nobody can tell.
+   // If the answer to an act is lost, nobody can tell whether the link was down before the act.
    std::string const name = names[ event.a % std::size( names ) ];
    if ( kernel.contains( name ) ) {
       Ufdd::SimulatedLink& link = kernel.link( name );
@@ -109,7 +109,7 @@ Machine::apply( Event const& event ) {
    }
 }
 
-// The LAG, under whatever name.
+// Returns the present name of the LAG.
 std::string
 Machine::lag() {
    for ( auto const& [ name, link ] : kernel.links() )
@@ -122,7 +122,7 @@ void
 Machine::create( std::string const& name, unsigned int how ) {
    if ( kernel.contains( name ) )
       return;
-   // Its own former index, or that of another.
+   // The link may get its own former index, or the former index of another link.
    std::uint32_t index =
        how % 2 ? indexes_[ name ] : indexes_[ names[ how / 16 % std::size( names ) ] ];
    for ( auto const& [ other, link ] : kernel.links() )
@@ -151,7 +151,7 @@ Machine::admin( std::string const& name, bool up ) {
    Ufdd::SimulatedLink& link = kernel.link( name );
    bool const shuts = link.adminUp && !up;
    kernel.set( name, up );
-   bool const isSeen = !losesAnswers( link ) && !store.hasFailed && !remembered( link );
+   bool const isSeen = !losesAnswers( link ) && !store.hasFailed && !recorded( link );
    link.isUnclear |= shuts && !isSeen;
 }
 
@@ -165,12 +165,12 @@ Machine::protoDown( std::string const& name, unsigned int how ) {
    case 1:
       return kernel.protoDown( name, true, others | othersReason );
    case 2:
-      // What is left is for the sake of the rest.
+      // Others leave protodown on because of the remaining reasons, which are ours.
       link.oursByPd = true;
       return kernel.protoDown( name, others != 0, others );
    default:
       kernel.protoDown( name, true, link.protoDownReasons );
-      link.oursByPd |= remembered( link ) || losesAnswers( link );
+      link.oursByPd |= recorded( link ) || losesAnswers( link );
    }
 }
 
@@ -189,10 +189,10 @@ Machine::endFaults() {
 void
 Machine::handleKilled() {
    for ( auto& [ name, link ] : kernel.links() ) {
-      Ufdd::OwnedLink const* const owned = remembered( link );
-      // The daemon may have been about to shut what others had shut just before.
-      link.isUnclear |= !link.adminUp && !link.ours && owned && kernel.hasNews();
-      // What could not be remembered is lost, and told of.
+      Ufdd::OwnedLink const* const owned = recorded( link );
+      // The daemon may have been about to shut a link that others had shut just before.
+      link.isUnclear |= !link.adminUp && !link.ours && owned && kernel.hasMessages();
+      // A link that could not be recorded is lost to the next daemon. The daemon has logged that.
       link.ours &= !store.hasFailed || ( owned && owned->isApplied( link ) );
       link.oursByPd |= store.hasFailed || owned;
    }

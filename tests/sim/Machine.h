@@ -1,7 +1,7 @@
 #pragma once
 
-#include "tests/agent/RememberedHere.h"
 #include "tests/agent/SimulatedKernel.h"
+#include "tests/agent/StoreInMemory.h"
 #include "tests/sim/Schedule.h"
 
 #include <deque>
@@ -9,32 +9,33 @@
 
 namespace Simulation {
 
-// Ends the daemon wherever it is.
+// Thrown to end the daemon at any point.
 struct Killed {};
 
-// What the daemon runs on: links, the memory of what it owns, and what others do with them.
+// The daemon's surroundings: the links, the record of those that are its own, and what others do to
+// them.
 class Machine {
  public:
    Machine();
 
-   // An event that needs no daemon; others do nothing.
+   // Applies an event that needs no daemon; ignores others.
    void apply( Event const& event );
-   // The same, as soon as the daemon is in the midst of something.
+   // Applies the event later, in the midst of something that the daemon does.
    void applyMeanwhile( Event const& event ) { races_.push_back( event ); }
-   // Whatever was to happen meanwhile has happened, and nothing fails any more.
+   // Applies the events left by applyMeanwhile() and ends all faults.
    void endFaults();
-   // The daemon ended without releasing anything. What it remembered of links that others shut
-   // will be taken for true by the next one.
+   // The daemon was killed and opened nothing. The next one believes the record, even about links
+   // that others have shut.
    void handleKilled();
 
-   // What is remembered of a link, or null.
-   Ufdd::OwnedLink const* remembered( Ufdd::Link const& link ) const;
+   // Returns the record of that link, or null.
+   Ufdd::OwnedLink const* recorded( Ufdd::Link const& link ) const;
 
-   // Whether acts on it are done, but seem to fail.
+   // Returns true if acts on the link are done, but answered with an error.
    static bool losesAnswers( Ufdd::SimulatedLink const& link );
 
    Ufdd::SimulatedKernel kernel;
-   Ufdd::RememberedHere store;
+   Ufdd::StoreInMemory store;
 
  private:
    void race();
@@ -44,7 +45,7 @@ class Machine {
    void protoDown( std::string const& name, unsigned int how );
 
    std::deque< Event > races_;
-   std::map< std::string, std::uint32_t > indexes_; // That links had, by name.
+   std::map< std::string, std::uint32_t > indexes_; // The last index of each link, by name.
 };
 
 } // namespace Simulation

@@ -12,12 +12,13 @@ namespace Simulation {
 
 using Ufdd::SimulatedLink;
 
-// What is to be when nothing has happened for a while, told from the links themselves.
+// Knows from the links which of them must be shut once nothing has happened for a while.
 class Oracle {
  public:
    Oracle( PlainConfig const& config, Machine& machine ) : config_( config ), machine_( machine ) {}
 
-   // Since so many seconds it has been as it is now, and before that long enough like this.
+   // The links have been as they are now for `seconds`. Before that, the groups `downBefore` were
+   // down for longer than any delay.
    void changed( double seconds, Names downBefore ) {
       since_ = seconds;
       downBefore_ = std::move( downBefore );
@@ -39,56 +40,56 @@ class Oracle {
       return names;
    }
 
-   // What is wrong about the links, or nothing.
+   // Returns what is wrong with the links, or nothing.
    std::string complaint() const {
       Names wanted;
       for ( PlainGroup const& group : config_.groups )
-         if ( isHolding( group ) )
+         if ( needsPortsShut( group ) )
             for ( std::string const& port : group.disable )
                wanted.merge( linksOf( port ) );
       for ( auto const& [ name, link ] : machine_.kernel.links() ) {
          bool const hasMark = link.hasProtoDownReason( Ufdd::Link::usualReason );
          bool const isShut = !link.adminUp || ( link.protoDown && !link.carrier );
          bool const isOurs = link.ours || hasMark;
-         Ufdd::OwnedLink const* const owned = machine_.remembered( link );
+         Ufdd::OwnedLink const* const owned = machine_.recorded( link );
          if ( wanted.contains( name ) && !isShut && !isFoughtOver( link ) )
             return name + " is open";
          if ( !wanted.contains( name ) && isOurs )
             return name + " is still shut";
          if ( isOurs && !( owned && owned->isApplied( link ) ) )
-            return name + " is not remembered";
+            return name + " is not recorded";
          if ( owned && !isOurs && !link.isUnclear )
-            return name + " is remembered for nothing";
+            return name + " is recorded, but not ours";
       }
       for ( Ufdd::OwnedLink const& owned : machine_.store.links )
          if ( !find( std::string( owned.name.view() ) ) )
-            return std::string( owned.name.view() ) + " is remembered, but gone";
+            return std::string( owned.name.view() ) + " is recorded, but gone";
       return "";
    }
 
-   // The interfaces that may be touched when that one loses carrier.
+   // Returns the links that the daemon may touch when the uplink loses its carrier.
    Names touchedBy( std::string const& uplink ) const {
       Names touched;
-      Names news{ uplink };
-      for ( std::size_t size = 0; std::exchange( size, news.size() ) != news.size(); ) {
+      Names changed{ uplink };
+      for ( std::size_t size = 0; std::exchange( size, changed.size() ) != changed.size(); ) {
          for ( PlainGroup const& group : config_.groups )
             for ( std::string const& name : group.monitor )
                if ( SimulatedLink const* const link = find( name );
-                    link && news.contains( std::string( link->name.view() ) ) )
+                    link && changed.contains( std::string( link->name.view() ) ) )
                   for ( std::string const& port : group.disable )
                      touched.merge( linksOf( port ) );
-         news.insert( touched.begin(), touched.end() );
-         // A LAG goes with its members.
+         changed.insert( touched.begin(), touched.end() );
+         // A LAG loses its carrier with its members.
          for ( auto const& [ name, link ] : machine_.kernel.links() )
             for ( auto const& [ other, lag ] : machine_.kernel.links() )
-               if ( link.master == lag.index && news.contains( name ) )
-                  news.insert( other );
+               if ( link.master == lag.index && changed.contains( name ) )
+                  changed.insert( other );
       }
       return touched;
    }
 
-   // Whether others have opened it so often that the daemon may have given up, which may have been
-   // slow to see the first times.
+   // Returns true if others have opened the link so often that the daemon may have given up. Allows
+   // for a daemon that was late to see the first times.
    static bool isFoughtOver( SimulatedLink const& link ) {
       constexpr std::size_t times = Ufdd::PortActs::maxReopenings;
       for ( std::size_t i = times; i < link.openings.size(); ++i )
@@ -105,7 +106,7 @@ class Oracle {
             return &link;
       return nullptr;
    }
-   // The interfaces that are to be shut for a port.
+   // Returns the links that are shut when the port is.
    Names linksOf( std::string const& port ) const {
       Names names;
       SimulatedLink const* const link = find( port );
@@ -114,8 +115,8 @@ class Oracle {
             names.insert( own );
       return names;
    }
-   // Whether it holds its ports.
-   bool isHolding( PlainGroup const& group ) const {
+   // Returns true if the group's ports must be shut.
+   bool needsPortsShut( PlainGroup const& group ) const {
       bool const wasDown = downBefore_.contains( group.name );
       double const delay = wasDown ? group.recoveryDelay : group.downDelay;
       return !group.dryRun && ( since_ < delay ? wasDown : isDown( group ) );

@@ -22,7 +22,7 @@ struct PlainGroup {
    bool operator==( PlainGroup const& ) const = default;
 };
 
-// What the daemon is configured to do: one of many, the same for each number.
+// A random configuration of the daemon, always the same for the same number.
 struct PlainConfig {
    explicit PlainConfig( std::uint64_t number ) {
       std::mt19937_64 random( number );
@@ -64,7 +64,7 @@ struct PlainConfig {
       return text.str();
    }
 
-   // What the daemon says of it in place of another one.
+   // Returns what the daemon logs when this configuration replaces `other`.
    std::string differenceFrom( PlainConfig const& other ) const {
       unsigned int added = 0, changed = 0;
       for ( PlainGroup const& group : groups ) {
@@ -80,8 +80,8 @@ struct PlainConfig {
 
    std::vector< PlainGroup > groups;
    unsigned int startupHold;
-   bool asks;      // After news, whether there are more that are held back.
-   bool isLayered; // Groups depend on ports of others, though not in a circle.
+   bool asks;      // The daemon queries uplinks after a message.
+   bool isLayered; // Groups monitor ports of others, but not in a circle.
 
  private:
    static std::string list( Names const& names ) {

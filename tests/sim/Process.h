@@ -14,26 +14,26 @@ namespace Simulation {
 // The daemon while it runs, and the turns of its loop.
 class Process {
  public:
-   // The least, so that it is reached.
+   // The smallest possible limit, so that the test reaches it.
    static constexpr std::size_t unsentLimit = Zet::NboAttrLog::Out::smallestCapacity;
 
    Process( Machine& machine, std::string const& socket, Ufdd::Log& log )
        : agent( machine.kernel, machine.kernel, machine.store, log ),
          server( socket, agent.status(), log, unsentLimit ), kernel_( machine.kernel ) {}
 
-   // Of the next turn.
+   // The time of the next turn.
    double nextTime() const {
-      if ( kernel_.hasNews() || isAskedForStatus() )
+      if ( kernel_.hasMessages() || isAskedForStatus() )
          return Zet::now();
       return std::min(
           { agent.nextTime(), server.nextTime().value_or( Ufdd::Agent::never ), tickAt_ } );
    }
-   // The first of what the loop finds to do, and what comes after that.
+   // Runs one handler that is due, and the end of the turn.
    void turn() {
       if ( Zet::now() >= tickAt_ ) {
          tickAt_ = Ufdd::Agent::never;
          agent.handleTick();
-      } else if ( kernel_.hasNews() ) {
+      } else if ( kernel_.hasMessages() ) {
          kernel_.deliver();
       } else if ( isAskedForStatus() ) {
          handleClients();
@@ -60,7 +60,7 @@ class Process {
    }
    void handleClients() {
       server.handleReady();
-      // So that sockets take little.
+      // Small buffers, so that bytes wait for clients.
       constexpr int size = 1;
       for ( auto const& client : server.clients() )
          setsockopt( client->fd(), SOL_SOCKET, SO_SNDBUF, &size, sizeof size );

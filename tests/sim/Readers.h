@@ -10,7 +10,8 @@
 
 namespace Simulation {
 
-// Those who read the status of the daemon: some all that comes, others now and then or never.
+// Clients that read the status of the daemon. Some read all that comes, others now and then or
+// never.
 class Readers {
  public:
    explicit Readers( std::string const& path ) : path_( path ) {}
@@ -26,18 +27,18 @@ class Readers {
          reader->readsAll = event.b % 2 != 0 && reader->isPolite;
       }
    }
-   // Whether it is connected still.
+   // Returns true if the client is still connected.
    bool read( unsigned int number ) {
       std::optional< Reader >& reader = readers_[ number % readers_.size() ];
       return reader && reader->read();
    }
-   // There is no daemon any more.
+   // The daemon has ended.
    void disconnect() {
       for ( auto& reader : readers_ )
          if ( reader )
             reader->isOpen = false;
    }
-   // Who reads all wants to know how it goes on.
+   // Connects the clients that read all to the next daemon.
    void connect() {
       for ( auto& reader : readers_ )
          if ( reader && reader->readsAll && !reader->isOpen )
@@ -48,7 +49,8 @@ class Readers {
          if ( reader && reader->readsAll && reader->isOpen && !reader->read() )
             complaint_ = "a client was dropped, though it reads all: " + reader->replica.error();
    }
-   // What is wrong when there was a moment to tell who reads all; at rest, everybody.
+   // Returns what is wrong, or nothing. Expects the clients that read all to be up to date; at
+   // rest, all clients.
    std::string complaint( UplinkFailureDetection::Status const& status, bool isAtRest ) {
       for ( auto& reader : readers_ )
          if ( reader &&
@@ -65,7 +67,7 @@ class Readers {
       Reader( std::string const& path, bool readsEverything, bool saysHello )
           : StatusReader( path, saysHello ), readsAll( readsEverything ), isPolite( saysHello ) {}
       bool readsAll;
-      bool const isPolite; // Who says no hello is dropped.
+      bool const isPolite; // Says hello; else the daemon drops the client.
    };
 
    std::string const path_;

@@ -8,11 +8,11 @@
 
 namespace Simulation {
 
-// Something that happens, and how long nothing else does after that.
+// An event, and the pause until the next one.
 struct Event {
    std::string_view verb;
-   unsigned int a, b; // To which interface, and how.
-   unsigned int pause;
+   unsigned int a, b;  // Chooses the interface; chooses how.
+   unsigned int pause; // An index in `pauses`.
 
    std::string text() const;
 };
@@ -22,8 +22,8 @@ struct Pause {
    std::string_view name;
    double seconds;
 };
-// The first two: the event is to meet the daemon in the midst of something; the daemon sees it
-// together with the next one.
+// "race": the event meets the daemon in the midst of something. "none": the daemon sees the event
+// together with the next one. Else the seconds that pass.
 inline constexpr Pause pauses[] = { { "race", 0 },      { "none", 0 },      { "turn", 0 },
                                     { "blink", 0.001 }, { "moment", 0.06 }, { "second", 0.7 },
                                     { "seconds", 4 },   { "minute", 40 } };
@@ -59,7 +59,7 @@ randomSchedule( std::uint64_t seed ) {
    std::mt19937_64 random( seed );
    auto const number = [ & ] { return static_cast< unsigned int >( random() % 1024 ); };
    Schedule schedule( 10 + random() % 40 );
-   // Much happens to a few.
+   // Half of the events concern the same few interfaces.
    unsigned int const few[] = { number(), number(), number() };
    for ( Event& event : schedule )
       event = { verbs[ random() % verbs.size() ],

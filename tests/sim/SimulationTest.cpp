@@ -18,9 +18,9 @@ environment( char const* variable, std::uint64_t otherwise ) {
 }
 
 struct Outcome {
-   std::string complaint; // Empty when all was right.
+   std::string complaint; // Empty if all was right.
    std::string story;
-   std::size_t events; // That it took.
+   std::size_t events; // Number of events until the complaint.
 };
 
 Outcome
@@ -34,7 +34,7 @@ outcomeOf( std::uint64_t seed, Schedule const& schedule ) {
    return { world.complaint(), world.story(), events };
 }
 
-// Leaves out events as long as something is wrong.
+// Removes events while there still is a complaint.
 Schedule
 shrunk( std::uint64_t seed, Schedule schedule ) {
    while ( schedule.size() > outcomeOf( seed, schedule ).events )
@@ -54,7 +54,7 @@ shrunk( std::uint64_t seed, Schedule schedule ) {
 TEST( Simulation, DaemonIsRightWhateverHappens ) {
    std::uint64_t const given = environment( "UFD_SEED", 1 );
    std::uint64_t const seed = given != 0 ? given : std::random_device()();
-   // Each is worth four of those sequences that other tests count.
+   // A schedule takes as long as four of the sequences that other tests count.
    std::uint64_t const sequences = environment( "UFD_SEQUENCES", 80000 );
    std::uint64_t const schedules = ( sequences + 3 ) / 4;
    std::cout << "UFD_SEED=" << seed << " UFD_SEQUENCES=" << sequences << '\n';
@@ -68,7 +68,7 @@ TEST( Simulation, DaemonIsRightWhateverHappens ) {
    }
 }
 
-// The same happens to one daemon again and again.
+// Applies the same schedules to one daemon again and again.
 TEST( Simulation, DaemonDoesNotGrow ) {
    World world( 1 );
    std::size_t used[ 2 ] = {};

@@ -15,7 +15,7 @@ namespace {
 
 double simulatedNow = 0;
 
-// All delays are over by then, and those of groups that depend on others.
+// Longer than all delays together, since groups may depend on others.
 constexpr double restSeconds = 30;
 constexpr double quietSeconds = 70;
 constexpr unsigned int manyTurns = 10000;
@@ -127,36 +127,36 @@ World::turn() {
    std::size_t const acts = machine_.kernel.acts.size();
    run( [ this ] {
       process_->turn();
-      // Nothing is left to be done, unless there are news.
+      // A second end of the turn finds nothing to do, unless messages have come.
       std::size_t const done = machine_.kernel.acts.size();
-      if ( !machine_.kernel.hasNews() )
+      if ( !machine_.kernel.hasMessages() )
          process_->endTurn();
       if ( machine_.kernel.acts.size() != done )
          complain( "a turn left undone: " + machine_.kernel.acts.substr( done ) );
       for ( auto const& client : process_->server.clients() )
          if ( client->unsentSize() > Process::unsentLimit )
             complain( "too much waits for a client" );
-      checkMemory();
+      checkRecord();
    } );
    if ( simulatedNow < startupEnd_ && machine_.kernel.acts.size() != acts )
       complain( "ports are not left as they were found" );
    readers_.readAll();
 }
 
-// What is remembered of a link is so, or is corrected when it is tried again.
+// Checks that the record of each link is true, or is corrected soon.
 void
-World::checkMemory() {
+World::checkRecord() {
    complain( machine_.kernel.violations );
    for ( auto& [ name, link ] : machine_.kernel.links() ) {
-      Ufdd::OwnedLink const* const owned = machine_.remembered( link );
+      Ufdd::OwnedLink const* const owned = machine_.recorded( link );
       if ( !owned || owned->isApplied( link ) || Machine::losesAnswers( link ) ||
            machine_.store.hasFailed || simulatedNow < startupEnd_ )
          link.wrongSince = 0;
       else if ( link.wrongSince == 0 )
          link.wrongSince = simulatedNow;
-      // For each question that is lost, links are read again a second later.
+      // After each lost query, the daemon reads the links again a second later.
       else if ( simulatedNow - link.wrongSince > 4 )
-         complain( name + " is remembered, but open" );
+         complain( name + " is recorded, but open" );
    }
 }
 
@@ -223,7 +223,7 @@ World::apply( Event const& event ) {
       pass( pauses[ event.pause ].seconds );
 }
 
-// More happens than a client may leave unread, for longer than it may.
+// Changes more than a client may leave unread, for longer than a client may.
 void
 World::storm( Event const& event ) {
    readers_.apply( { "connect", event.b, 2, none } );
@@ -251,7 +251,7 @@ World::rest() {
       std::filesystem::remove( socketPath() );
    if ( !process_ )
       start();
-   // Not each is told of at once.
+   // Two losses in a row: the daemon may log the second one later.
    for ( unsigned int i = 0; i < 2 && seed_ % 8 == 0; ++i ) {
       machine_.kernel.overrun( false );
       pass( 0.1 );
@@ -292,14 +292,15 @@ World::checkStatus( Oracle const& oracle ) {
         summary.ends_with( "has errors and was not loaded" ) != isRefused_ )
       complain( "it says " + summary );
    if ( toldLosses_ != machine_.kernel.losses )
-      complain( "news were lost, and nobody was told" );
+      complain( "messages were lost, and the daemon did not say so" );
    for ( auto const& client : process_->server.clients() )
       if ( client->unsentSize() != 0 )
          complain( "something waits for a client" );
    complain( readers_.complaint( *status, true ) );
 }
 
-// What stays down or up passes through no other state, and what no group names is forgotten.
+// Loads another configuration. A group that stays up or down must not pass through another state,
+// and links that no group names any more must be forgotten.
 void
 World::change() {
    auto const turnsDown = [ this ]( std::string const& name ) {
@@ -316,7 +317,7 @@ World::change() {
       if ( !config_.isLayered && times.contains( group.name ) &&
            turnsDown( group.name ) - times[ group.name ] >
                ( after.contains( group.name ) && !before.contains( group.name ) ) )
-         complain( "in between, group " + group.name + " was not as before and after" );
+         complain( "while the configuration changed, group " + group.name + " went down" );
    for ( auto const& link : machine_.kernel.links() )
       if ( std::none_of( config_.groups.begin(), config_.groups.end(),
                          [ & ]( PlainGroup const& group ) {
@@ -348,8 +349,8 @@ World::flap( std::string const& uplink ) {
    line( "flap of " + uplink );
    Names const touched = Oracle( config_, machine_ ).touchedBy( uplink );
    machine_.kernel.acts.clear();
-   // A query sees what the kernel holds back after another loss, even if the
-   // news of that were lost.
+   // Another link loses its carrier first: the kernel delays the uplink's message. The daemon's
+   // queries must find the loss, even if the message about the other link is lost.
    machine_.kernel.carrier( "m9", !machine_.kernel.link( "m9" ).cable );
    simulatedNow += 0.001;
    machine_.kernel.handleTime();
@@ -360,12 +361,13 @@ World::flap( std::string const& uplink ) {
       Oracle oracle( config_, machine_ );
       Names const before = oracle.downGroups();
       machine_.kernel.carrier( uplink, carrier );
-      // A delay goes on over a restart, of a group that shares no ports with others.
+      // A restart right after the change must not cut a delay short. Only for a group that shares
+      // no ports with others.
       if ( config_.groups.size() == 1 && config_.startupHold == 0 ) {
          kill();
          start();
       }
-      // A while after each delay. Not of groups that depend on others.
+      // Checks shortly after each delay, unless groups depend on others.
       double passed = 0;
       for ( double const seconds : { 0.25, 1.25, 2.25, 3.25 } )
          if ( config_.asks && !config_.isLayered ) {
@@ -384,19 +386,19 @@ World::flap( std::string const& uplink ) {
 void
 World::stop() {
    if ( !process_->agent.release() )
-      complain( "not all ports can be released" );
+      complain( "not all ports can be opened" );
    kill();
    for ( auto const& [ name, link ] : machine_.kernel.links() )
       if ( link.ours || link.hasProtoDownReason( Ufdd::Link::usualReason ) )
-         complain( name + " was not released" );
+         complain( name + " was not opened" );
    if ( !machine_.store.links.empty() )
-      complain( "ports are still remembered: " + machine_.store.names() );
+      complain( "ports are still recorded: " + machine_.store.names() );
 }
 
 void
 World::conclude() {
    rest();
-   // As it was loaded last, or as it was started.
+   // Either restarts with the present configuration, or loads another one.
    if ( seed_ % 2 )
       restart();
    else

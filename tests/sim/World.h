@@ -18,25 +18,25 @@ class World : private Ufdd::Log {
    ~World() override;
 
    void apply( Event const& event );
-   // Rests, has a look at what is wrong then, restarts the daemon, flaps uplinks, and stops it.
+   // Rests and checks all, restarts the daemon, flaps uplinks, and stops the daemon.
    void conclude();
-   // What is wrong so far; empty when nothing is.
+   // Returns the first thing that was wrong, or nothing.
    std::string const& complaint() const { return complaint_; }
-   // What happened.
+   // Returns the events so far, with what the daemon logged.
    std::string const& story() const { return story_; }
    void forget();
 
  private:
    void line( std::string_view text ) override;
-   // Does it, unless the daemon is killed in the middle of it.
+   // Runs the action. The daemon may be killed in the midst of it.
    template < class Action > void run( Action action );
    void start();
    void kill();
-   // With a line more that makes it wrong.
+   // `more` is a further line that makes the configuration wrong.
    void reload( PlainConfig const& config, std::string const& more = "" );
    void turn();
    void pass( double seconds );
-   void checkMemory();
+   void checkRecord();
    void checkStatus( Oracle const& oracle );
    double nextTime() const;
    void storm( Event const& event );
@@ -48,7 +48,7 @@ class World : private Ufdd::Log {
    void stop();
    void complain( std::string const& what );
 
-   // Zet::now() is simulated for as long as this exists: all else lives by it.
+   // Simulates Zet::now() while it exists. Constructed first, since all else uses that time.
    struct Clock {
       Clock();
       ~Clock();
@@ -61,8 +61,8 @@ class World : private Ufdd::Log {
    std::optional< Process > process_;
    double suspendedUntil_ = 0;
    double startupEnd_ = 0;
-   bool isRefused_ = false;      // The configuration that was to be loaded last.
-   unsigned int toldLosses_ = 0; // Of those of the kernel.
+   bool isRefused_ = false;      // The daemon refused the last configuration.
+   unsigned int toldLosses_ = 0; // Number of the kernel's losses that the daemon has logged.
    Readers readers_;
    unsigned int turns_ = 0;
    std::string complaint_;

@@ -10,8 +10,8 @@
 
 namespace Ufdd {
 
-// What a daemon owns, kept for the next one of the same test.
-class RememberedHere final : public OwnedLinkStore {
+// Keeps the record of one daemon for the next one of the same test.
+class StoreInMemory final : public OwnedLinkStore {
  public:
    std::vector< OwnedLink > recall() override {
       std::vector< OwnedLink > all = links;
@@ -50,8 +50,8 @@ class RememberedHere final : public OwnedLinkStore {
 
    std::vector< OwnedLink > links, overrides;
    bool isFull = false;
-   bool hasFailed = false;                    // The last time.
-   std::function< void() > meanwhile = [] {}; // Called where anything can happen.
+   bool hasFailed = false;                    // The last call could not record all.
+   std::function< void() > meanwhile = [] {}; // Called before and after each change.
 };
 
 } // namespace Ufdd
