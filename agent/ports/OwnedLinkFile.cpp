@@ -28,7 +28,7 @@ openIn( int directory, char const* name, int flags ) {
    return Descriptor( openat( directory, name, flags | O_CLOEXEC, fileMode ) );
 }
 
-// The whole lines of a file: who wrote half of one was ended meanwhile.
+// Returns the complete lines of a file. A writer that was killed may have left half a line.
 std::string
 read( Descriptor const& file ) {
    std::string text;
@@ -39,14 +39,14 @@ read( Descriptor const& file ) {
    return text;
 }
 
-// Whether it is open, and has not been removed by others.
+// Returns true if the file is open and nobody has removed it.
 bool
 isThere( Descriptor const& file ) {
    struct stat status {};
    return file && fstat( file.fd(), &status ) == 0 && status.st_nlink > 0;
 }
 
-// The result is an errno value, here and below.
+// Returns an errno value, as all functions below do that return an int.
 int
 writeAll( Descriptor const& file, std::string_view text, std::size_t at ) {
    while ( !text.empty() ) {
@@ -64,7 +64,7 @@ writeAll( Descriptor const& file, std::string_view text, std::size_t at ) {
 
 using Lines = std::vector< std::string_view >;
 
-// Each with its line break.
+// Returns the lines, each with its line break.
 Lines
 linesOf( std::string_view text ) {
    Lines lines;
@@ -75,7 +75,7 @@ linesOf( std::string_view text ) {
    return lines;
 }
 
-// Those that are not among the others.
+// Returns the lines that are not among the others.
 Lines
 difference( Lines const& lines, Lines others ) {
    std::sort( others.begin(), others.end() );
@@ -97,12 +97,12 @@ epoch() {
    return "boot " + boot + "netns " + std::to_string( netns.st_ino ) + '\n';
 }
 
-// Overwrites the first letters of a line that counts no more.
+// Overwrites the first letters of a line that is no longer valid.
 constexpr std::string_view struckOut = "gone";
-// What is struck out may take that much more room than the rest.
+// The number of bytes of invalid lines above which the file is replaced.
 constexpr std::size_t maxStruckOut = 4096;
 
-// "7"
+// Returns the index in a line: "7".
 std::string_view
 indexOf( std::string_view line ) {
    line.remove_prefix( line.find( ' ' ) + 1 );
@@ -139,7 +139,7 @@ OwnedLinkFile::openDirectoryAgain() {
    Descriptor directory;
    if ( int const error = openDirectory( directory ) )
       return error;
-   // The ports of another ufdd, which would stay shut for good.
+   // This file is another ufdd's record. If it were replaced, that ufdd's ports would stay shut.
    if ( faccessat( directory.fd(), fileName, F_OK, 0 ) == 0 )
       return EEXIST;
    directory_ = std::move( directory );
@@ -176,7 +176,7 @@ OwnedLinkFile::remember( std::span< OwnedLink const > links ) {
       text += lineOf( owned );
    bool const isTidy = isThere( file_ ) && text_.size() <= text.size() + maxStruckOut;
    int const error = isTidy ? amend( text ) : replace( text );
-   // On a full disk, what is there can be changed all the same.
+   // On a full disk no new file can be written, but the present file can be changed.
    return error && !isTidy && openFormer() ? amend( text ) : error;
 }
 
@@ -193,7 +193,7 @@ OwnedLinkFile::openFormer() {
    return true;
 }
 
-// What is added comes first: this may be ended anywhere.
+// Adds lines before it strikes others out, since this process may be killed at any point.
 int
 OwnedLinkFile::amend( std::string const& wanted ) {
    if ( wanted == epoch_ )
@@ -205,7 +205,7 @@ OwnedLinkFile::amend( std::string const& wanted ) {
    for ( std::string_view const line : difference( after, before ) )
       added += line;
    int error = extend( added );
-   // Where the new line of a link has no room, the old one is better than none.
+   // If there is no room for a link's new line, keeps the old one.
    auto const isNeeded = [ &, isFull = error != 0 ]( std::string_view line ) {
       return isFull && std::any_of( after.begin(), after.end(), [ & ]( std::string_view other ) {
                 return indexOf( other ) == indexOf( line );
@@ -224,7 +224,7 @@ OwnedLinkFile::extend( std::string_view lines ) {
    int const error = writeAll( file_, lines, text_.size() );
    if ( !error )
       text_ += lines;
-   // Of what has no room, no half is left.
+   // If not all lines were written, removes those that were.
    else if ( cut( text_.size() ) )
       file_ = Descriptor();
    return error;

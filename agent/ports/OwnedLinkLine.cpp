@@ -21,10 +21,10 @@ constexpr std::array< std::pair< Means, std::string_view >, 3 > meansWords{
 };
 constexpr char const* heldWord = "held";
 constexpr char const* overriddenWord = "overridden";
-// More than the words, three numbers and a name take.
+// In bytes: more than two words, three numbers and a name take.
 constexpr std::size_t maxLine = 128;
 
-// "protodown:5"
+// Reads "protodown:5" and the like. Returns false for other text.
 bool
 readMeans( std::string const& text, OwnedLink& owned ) {
    std::size_t const colon = text.find( ':' );
@@ -62,7 +62,7 @@ readOwnedLink( std::string const& line ) {
    return owned;
 }
 
-// Ports wait for it to be written: no streams and formats, whose code is cold then.
+// Ports wait while this runs. It uses no streams and formats, since their code is in no cache then.
 std::string
 lineOf( OwnedLink const& owned ) {
    std::array< char, maxLine > line{};

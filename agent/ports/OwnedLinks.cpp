@@ -71,7 +71,7 @@ OwnedLinks::adopt( Link const& link, unsigned int reason ) {
       OwnedLink const& owned = node.mapped();
       if ( owned.isOverridden )
          takeOverride( link, owned );
-      // Where the two differ, what is remembered is older: it could not be written any more.
+      // If the mark contradicts the record, the record is out of date: its last write failed.
       else if ( !byMark.isApplied( link ) || owned.means != LinkRequest::Means::adminDown )
          take( link, owned );
    }
@@ -90,11 +90,11 @@ OwnedLinks::take( Link const& link, OwnedLink owned ) {
       return log_.line( what + ", but is gone: " + text( link.name ) + " is another interface" );
    if ( !owned.isApplied( link ) )
       return log_.line( what + " and opened by someone else since" );
-   // Made anew meanwhile, and then shut by somebody else.
+   // Another link has this index and name now, and somebody else has shut it.
    if ( link.isOtherThan( owned.address ) )
       return log_.line( what +
-                        ", but has another hardware address now: taken for another "
-                        "interface; if it is not, open it with: ip link set dev " +
+                        ", but has another hardware address now: not opened, it is probably "
+                        "another interface; if it is the same, open it with: ip link set dev " +
                         text( link.name ) + " up" );
    log_.line( what + ( isRenamed ? ", and renamed " + text( link.name ) + " since" : "" ) +
               ": still shut" );
@@ -107,7 +107,8 @@ void
 OwnedLinks::takeOverride( Link const& link, OwnedLink const& owned ) {
    if ( owned.name != link.name || link.isOtherThan( owned.address ) )
       return;
-   log_.line( "port " + text( link.name ) + " is overridden: still left to who opened it" );
+   log_.line( "port " + text( link.name ) +
+              " is still overridden: it is left open until its groups are up" );
    insertOverride( owned );
 }
 
@@ -146,9 +147,9 @@ OwnedLinks::remember() {
       log_.event( { .id = LogEvent::trouble },
                   "the ports that ufdd has shut can't be recorded in " + store_.place() + ": " +
                       std::strerror( error ) + "; " +
-                      ( error == ENOSPC ? "make room there" : "see that ufdd may write there" ) +
-                      ", it tries again every second; ports are shut all the same, but if ufdd "
-                      "were killed they would stay shut" );
+                      ( error == ENOSPC ? "make room there" : "make the place writable for ufdd" ) +
+                      "; trying again every second. Ports are shut all the same, but they stay "
+                      "shut if ufdd is killed" );
    else if ( !error && error_ )
       log_.line( "the ports that ufdd has shut are recorded in " + store_.place() + " again" );
    error_ = error;

@@ -12,7 +12,7 @@ namespace {
 
 using Means = LinkRequest::Means;
 
-// Of a link that is shut that way, and was like this before.
+// Returns the record of a link that `request` shuts and that was in the state `before`.
 OwnedLink
 ownedLinkOf( Link const& before, LinkRequest const& request ) {
    bool const isOthers = before.protoDown && before.protoDownReasons == 0;
@@ -21,7 +21,7 @@ ownedLinkOf( Link const& before, LinkRequest const& request ) {
    return { before.index, before.name, before.address, means, request.reason };
 }
 
-// Of a link that was just shut.
+// Returns the record of a link that was just shut.
 OwnedLink
 newOwnedLink( LinkRequest const& answer ) {
    return ownedLinkOf( answer.before.index ? answer.before : answer.after, answer );
@@ -39,7 +39,7 @@ PortActs::askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason 
    if ( owned ) {
       request.means = owned->means;
       request.reason = owned->reason;
-      // What was seen may be older than our own last act.
+      // The link may look open by a message that is older than our last act. Asks first.
       request.onlyAsk =
           state.error == 0 && Zet::now() - state.reopened[ state.next ] < reopeningSeconds;
       if ( !owned->isShut( link ) || state.error != 0 )
@@ -93,7 +93,8 @@ PortActs::add( PortResult::Kind kind, LinkRequest const& answer ) {
 
 void
 PortActs::act() {
-   // What is urgent first, and as the ports are counted. Sorting takes memory, also for one.
+   // Links to be shut come first, then in the order of their indexes. Sorting allocates memory even
+   // for one request, so sorted requests are not sorted.
    auto const isBefore = []( LinkRequest const& left, LinkRequest const& right ) {
       return std::pair( left.up, left.index ) < std::pair( right.up, right.index );
    };
@@ -104,7 +105,8 @@ PortActs::act() {
    handleAnswers();
    if ( otherwise.empty() )
       return;
-   // Of each link, what is remembered is one thing only.
+   // The record must have one entry for each link. Those for protodown go before the next are
+   // added.
    owned_.remember();
    requests_ = std::move( otherwise );
    apply();
@@ -129,8 +131,8 @@ PortActs::apply() {
    control_.apply( { openings, setAside( openings ) } );
 }
 
-// The news that another link has come to have that index, or that it is open and has been shut by
-// others since, may still be waiting.
+// Queries each link before it is opened. A message that the index belongs to another link now, or
+// that others have opened and shut the link, may still be waiting.
 PortActs::Requests::iterator
 PortActs::setAside( Requests::iterator openings ) {
    Requests questions( openings, requests_.end() );
@@ -152,7 +154,7 @@ PortActs::setAside( Requests::iterator openings ) {
    } );
 }
 
-// Before the acts, so that whatever ends this process, the next one knows of them.
+// Records links before they are shut, so that the next process knows them whatever ends this one.
 void
 PortActs::rememberBefore() {
    std::vector< OwnedLink > aboutToBeShut;
@@ -170,7 +172,7 @@ PortActs::fallBack() {
          return true;
       if ( answer.error )
          return answer.error != EOPNOTSUPP && answer.error != EINVAL;
-      // It may have worked for a while only; and what slipped nobody has opened.
+      // Protodown may stop working later. A link that slips was not opened by others.
       return !answer.isSlip( answer.before ) && ( answer.onlyAsk || answer.isSeen() );
    };
    auto const first = std::stable_partition( requests_.begin(), requests_.end(), protoDownWorks );
@@ -194,8 +196,8 @@ PortActs::fallBack() {
    return otherwise;
 }
 
-// Before it is shut otherwise, so that whatever ends this process, no trace of it is left that
-// nobody remembers.
+// Takes back a protodown without effect before the link is shut by other means. Otherwise, if this
+// process ended, a protodown would be left that no record shows.
 bool
 PortActs::undo( LinkRequest const& slipped ) {
    OwnedLink const* const owned = owned_.find( slipped.index );
@@ -206,7 +208,7 @@ PortActs::undo( LinkRequest const& slipped ) {
 
 void
 PortActs::handleAnswer( LinkRequest& answer ) {
-   // A driver may say so too, of a link that is there.
+   // The link is gone. A driver may also answer ENODEV for a link that exists.
    if ( answer.error == ENODEV && !answer.after.index ) {
       if ( !answer.up )
          add( PortResult::Kind::failed, answer );
@@ -214,7 +216,7 @@ PortActs::handleAnswer( LinkRequest& answer ) {
    }
    if ( answer.onlyAsk && !answer.error )
       return handleReopenings( answer );
-   // Others keep it in protodown, or have opened it themselves.
+   // The act is done in spite of the error: others keep protodown set, or have opened the link.
    if ( answer.up && answer.isSeen() )
       answer.error = 0;
    else if ( !answer.error && !answer.isSeen() )
@@ -233,9 +235,9 @@ PortActs::handleShut( LinkRequest const& answer ) {
    bool const failedBefore = std::exchange( state.error, 0 ) != 0;
    failed_.erase( answer.index );
    bool const isNew = !owned_.contains( answer.index );
-   // If that is not known, it was as the news of it said.
+   // If the state before the act is unknown, the last message about the link counts.
    if ( answer.before.index && !answer.wasOpen() ) {
-      // Shut by us already: it was seen open in news older than that.
+      // We had shut the link already. The message that showed it open was older.
       if ( !isNew )
          return;
       if ( answer.means == Means::adminDown )
@@ -256,7 +258,7 @@ PortActs::handleReopenings( LinkRequest const& answer ) {
    if ( !answer.wasOpen() )
       return;
    owned_.insertOverride( newOwnedLink( answer ) );
-   // It may still be in protodown, to no effect.
+   // Protodown may still be set without effect. If it can't be taken back, the link stays ours.
    if ( answer.means == Means::adminDown || !answer.before.hasProtoDownReason( answer.reason ) ||
         undo( answer ) )
       owned_.erase( answer.index );
@@ -273,7 +275,7 @@ PortActs::handleOpened( LinkRequest const& answer ) {
 
 void
 PortActs::handleFailure( LinkRequest const& answer ) {
-   // It may have been shut and only the answer been lost.
+   // The link may have been shut although the answer was lost: then it is ours.
    Link const* const before = answer.before.index ? &answer.before : links_.link( answer.index );
    if ( before && !answer.up && !answer.onlyAsk ) {
       OwnedLink const owned = ownedLinkOf( *before, answer );

@@ -35,7 +35,7 @@ PortControl::portOf( Link const& link ) const {
    links_.forEachName( link.index, find );
    if ( Link const* const master = links_.link( link.master ); master && master->isLag )
       links_.forEachName( master->index, find );
-   // Only for links of ours, since each name that gets an id keeps it for good.
+   // Only for our links, since the process keeps every id that it has made.
    if ( port == Kelnet::IntfId() && owned_.contains( link.index ) )
       port = Kelnet::IntfId( link.name.view() );
    return port;
@@ -55,7 +55,7 @@ void
 PortControl::handleLink( Link const& link ) {
    owned_.addressIs( link.index, link.address );
    Kelnet::IntfId const port = portOf( link );
-   // A LAG may just have lost the name for which its members are held.
+   // A LAG may just have lost the name of the port for which its members are shut.
    if ( detector_.decisions().mustBeShut( port ) || owned_.contains( link.index ) ||
         owned_.isOverridden( link.index ) || link.isLag )
       handleChange( port );
@@ -111,7 +111,7 @@ PortControl::act() {
       isChanged_.clear();
       acts_.act();
    }
-   // Also where links have gone, or where it failed before.
+   // Needed without acts as well: links may have gone, or an earlier try may have failed.
    owned_.remember();
 }
 

@@ -12,7 +12,7 @@ namespace {
 using Means = LinkRequest::Means;
 using UplinkFailureDetection::GroupLinkStatus;
 
-// "5, 7"
+// Returns the numbers of the bits: "5, 7".
 std::string
 numbersOf( std::uint32_t bits ) {
    std::string text;
@@ -22,7 +22,7 @@ numbersOf( std::uint32_t bits ) {
    return text;
 }
 
-// Says what keeps a port without carrier that we opened.
+// Returns why a port that we opened still has no carrier, if others keep it in protodown.
 std::string
 othersIn( LinkRequest const& answer ) {
    if ( answer.means == Means::adminDown || !answer.after.protoDown )
@@ -113,9 +113,10 @@ void
 PortReport::tellFailed( LinkRequest const& answer, bool isReleasing ) {
    line( LogEvent::portFailure, {}, answer.port,
          nameOf( answer ) + " can't be " + ( answer.up ? "opened" : "shut" ) + ": " +
-             ( answer.error == PortResult::notSeen ? "it is still as it was"
+             ( answer.error == PortResult::notSeen
+                   ? "the kernel reported no error, but changed nothing"
                : answer.error == PortResult::otherHardware
-                   ? "its hardware address is not what it was"
+                   ? "its hardware address has changed, it may be another interface"
                    : std::strerror( answer.error ) ) +
              "; " + ( isReleasing ? commandFor( answer ) : remedyOf( answer ) ) );
 }
@@ -127,7 +128,7 @@ PortReport::commandFor( LinkRequest const& failure ) const {
        "ip link set dev " + std::string( link ? link->name.view() : failure.port.name().view() );
    if ( failure.means == Means::adminDown )
       return "open it with: " + set + " up";
-   // A protodown that was set before us stays.
+   // If others had set protodown before us, only our reason is cleared.
    return "open it with: " + set + " protodown_reason " + std::to_string( failure.reason ) +
           " off" + ( failure.means == Means::protoDown ? " && " + set + " protodown off" : "" );
 }
@@ -136,13 +137,13 @@ std::string
 PortReport::remedyOf( LinkRequest const& failure ) {
    switch ( failure.error ) {
    case EPERM:
-      return "ufdd needs CAP_NET_ADMIN; will try again";
+      return "give ufdd CAP_NET_ADMIN; trying again every second";
    case EBUSY:
-      return "another program holds it; will try again";
+      return "another program uses it; trying again every second";
    case ENODEV:
-      return "it will be when an interface of that name comes";
+      return "trying again when an interface of that name comes";
    default:
-      return "will try again";
+      return "trying again every second";
    }
 }
 

@@ -110,8 +110,8 @@ TEST_F( FaultTest, failedActIsLoggedAndRetried ) {
       Injection const refusal( ufdd, "sendto:error=EPERM" );
       set( "u1-far", false );
       EXPECT_TRUE( eventually( [ & ] {
-         return ufdd.wrote( "port d2 can't be shut: Operation not permitted; ufdd needs "
-                            "CAP_NET_ADMIN; will try again" );
+         return ufdd.wrote( "port d2 can't be shut: Operation not permitted; give ufdd "
+                            "CAP_NET_ADMIN; trying again every second" );
       } ) )
           << ufdd.output();
       EXPECT_TRUE( hasLink( "d1-far" ) && hasLink( "d2-far" ) );
@@ -131,7 +131,7 @@ TEST_F( FaultTest, failedActIsLoggedAndRetried ) {
    ufdd.signal( SIGCONT );
    EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
    EXPECT_TRUE( eventually( [ & ] {
-      return ufdd.wrote( "port d1 can't be shut: No such device; it will be when an interface" );
+      return ufdd.wrote( "port d1 can't be shut: No such device; trying again when an interface" );
    } ) )
        << ufdd.output();
    plug( "d1" );
