@@ -18,8 +18,8 @@ namespace {
 constexpr std::uint32_t kernelPort = 0;
 constexpr char const* noList = "the kernel does not list the interfaces";
 
-// Under a storm of news there may be no room for the answer, and the kernel goes on with a dump
-// that it has refused.
+// Returns true for errors that pass. In a storm of messages there may be no room for the answer.
+// The kernel then refuses the dump, but goes on with it, and refuses the next one because of that.
 bool
 isPassing( int error ) {
    return error == ENOBUFS || error == ENOMEM || error == EBUSY || error == EAGAIN;
@@ -32,7 +32,7 @@ LinkFeed::handleDumpAsked( std::uint32_t sequence ) {
    dumpSequence_ = sequence;
    dumpMovedAt_ = Zet::now();
    state_ = State::dump;
-   said_.clear();
+   collected_.clear();
 }
 
 bool
@@ -58,7 +58,7 @@ LinkFeed::handleTrouble( std::string const& what ) {
 
 void
 LinkFeed::handleDatagram( std::uint32_t sender, std::span< std::byte const > datagram ) {
-   // Any process may send to our socket.
+   // Other processes can send to our socket as well.
    if ( sender != kernelPort )
       return;
    auto const* message = reinterpret_cast< nlmsghdr const* >( datagram.data() );
@@ -74,7 +74,7 @@ LinkFeed::handleMessage( nlmsghdr const& message ) {
    bool const ofDump = message.nlmsg_seq == dumpSequence_ && isDumping();
    if ( ofDump )
       dumpMovedAt_ = Zet::now();
-   // The links changed in number while they were listed: some may be missing.
+   // Links were added or removed during the dump: some may be missing in it.
    if ( ofDump && message.nlmsg_flags & NLM_F_DUMP_INTR )
       handleLoss();
    switch ( message.nlmsg_type ) {
@@ -106,7 +106,7 @@ LinkFeed::handleLinkMessage( nlmsghdr const& message ) {
       return;
    hasMessages_ |= message.nlmsg_pid != ownPort_ || ownPort_ == 0;
    if ( state_ == State::dump )
-      said_.push_back( *link );
+      collected_.push_back( *link );
    else if ( state_ != State::live )
       return;
    else if ( message.nlmsg_type == RTM_NEWLINK )
@@ -118,7 +118,7 @@ LinkFeed::handleLinkMessage( nlmsghdr const& message ) {
 void
 LinkFeed::handleDumpEnd( nlmsghdr const& message ) {
    int const error = errorOf( message );
-   // It is asked for again when it seems overdue.
+   // takeOverdueDump() makes the owner request the dump again later.
    if ( error != 0 && !isPassing( error ) ) {
       if ( ++refusals_ == maxRefusals )
          throw std::system_error( error, std::generic_category(), noList );
@@ -129,20 +129,19 @@ LinkFeed::handleDumpEnd( nlmsghdr const& message ) {
       state_ = State::lost;
       return;
    }
-   std::stable_sort( said_.begin(), said_.end(), []( Link const& left, Link const& right ) {
-      return left.index < right.index;
-   } );
-   // From the end, so that of each index the last word stays.
-   auto const dropped =
-       std::unique( said_.rbegin(), said_.rend(), []( Link const& left, Link const& right ) {
-          return left.index == right.index;
-       } );
-   said_.erase( said_.begin(), dropped.base() );
-   std::erase_if( said_, []( Link const& link ) { return link.name.empty(); } );
+   std::stable_sort(
+       collected_.begin(), collected_.end(),
+       []( Link const& left, Link const& right ) { return left.index < right.index; } );
+   // Runs from the end, so that the last state of each index stays.
+   auto const dropped = std::unique(
+       collected_.rbegin(), collected_.rend(),
+       []( Link const& left, Link const& right ) { return left.index == right.index; } );
+   collected_.erase( collected_.begin(), dropped.base() );
+   std::erase_if( collected_, []( Link const& link ) { return link.name.empty(); } );
    state_ = State::live;
    isTroubled_ = false;
    refusals_ = 0;
-   listener_.handleLinks( said_ );
+   listener_.handleLinks( collected_ );
 }
 
 } // namespace Ufdd

@@ -75,7 +75,7 @@ class LinkFeed {
    double dumpMovedAt_ = 0; // When it was asked for, or a part of it came.
    // During a dump: all that came since it was requested, in order; the last one of an index
    // counts. A link that is gone has no name.
-   std::vector< Link > said_;
+   std::vector< Link > collected_;
 };
 
 } // namespace Ufdd

@@ -59,7 +59,7 @@ readAttribute( nlattr const* attribute, void* data ) {
       link.operState = mnl_attr_get_u8( attribute );
       break;
    case IFLA_WIRELESS:
-      // An event of a driver, which looks like news but tells nothing of the link.
+      // An event of a wireless driver. The message says nothing about the link's state.
       return MNL_CB_ERROR;
    case IFLA_PERM_ADDRESS:
       link.address = addressOf( *attribute );

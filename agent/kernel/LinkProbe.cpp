@@ -23,11 +23,11 @@ requestFor( InterfaceName const& name ) {
 
 } // namespace
 
-// Of a family that is always there and always allowed.
+// Uses a Unix socket, since that family always exists and is always allowed.
 LinkProbe::LinkProbe() : fd_( socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) ) {
    if ( !fd_ )
       throw std::system_error( errno, std::generic_category(),
-                               "can't open a socket to ask drivers with" );
+                               "can't open a socket to query drivers" );
 }
 
 std::optional< bool >

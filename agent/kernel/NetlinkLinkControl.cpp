@@ -18,10 +18,11 @@ namespace {
 
 constexpr int answerTimeoutMs = 5000;
 constexpr int unanswered = ETIMEDOUT;
-// More than the messages of a request take.
+// In bytes: more than the messages of a request take.
 constexpr std::size_t requestRoom = 256;
 
-// The kernel looks at the reasons first: opening takes our bit back also where others hold it.
+// The kernel handles the reasons first. So opening clears our bit even if the reasons of others
+// then keep protodown set.
 void
 putProtoDown( nlmsghdr& order, LinkRequest const& request ) {
    std::uint32_t const bit = 1u << request.reason;
@@ -55,7 +56,7 @@ NetlinkLinkControl::NetlinkLinkControl( std::function< void() > afterBatch )
 
 bool
 NetlinkLinkControl::allowed() {
-   // There is no interface of index 0, but the kernel looks at the permission first.
+   // No interface has index 0, but the kernel checks the permission first.
    LinkRequest probe;
    apply( { &probe, 1 } );
    return probe.error != EPERM;
@@ -93,12 +94,12 @@ NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > requests ) {
    };
    int timeoutMs = answerTimeoutMs;
    for ( ;; ) {
-      // The answers to the first questions and to orders come before those that are waited for.
+      // Waits only for the answers to the last queries; the others come before.
       bool const wait = std::any_of( requests.begin(), requests.end(), isUnanswered );
       auto const datagram = socket_.receive( wait ? timeoutMs : 0 );
       if ( !datagram )
          return;
-      // The kernel answers before it returns from the sending: what is not there is lost.
+      // The kernel has answered all when the sending returns. Answers that are not there are lost.
       if ( datagram->lossy )
          timeoutMs = 0;
       if ( datagram->sender != 0 )
@@ -130,8 +131,8 @@ NetlinkLinkControl::sendBatch( std::span< LinkRequest > requests ) {
    socket_.send( std::span( batch_ ).first( size ) );
 }
 
-// That somebody has just shut it administratively is all that matters here, and orders wait for the
-// answer to a question.
+// Asks only whether the link is administratively up, which suffices to know whether somebody else
+// shut it. Faster than a query, for whose answer the order would wait.
 bool
 NetlinkLinkControl::glance( LinkRequest& request ) const {
    bool const isEnough = request.before.index && !request.up && !request.onlyAsk &&
@@ -156,10 +157,10 @@ NetlinkLinkControl::handleAnswer( nlmsghdr const& message, std::span< LinkReques
    auto const link = linkOf( message );
    if ( link )
       ( isBefore ? request.before : request.after ) = *link;
-   // An order that was obeyed has no answer of its own.
+   // The kernel answers an order only with an error.
    if ( isAfter ? request.error == unanswered : !isBefore )
       request.error = link ? 0 : errorOf( message );
-   // The glance may have been at another link, which has come to have the name.
+   // glance() may have seen another link, if the name has moved to that.
    if ( link && isAfter && !request.onlyAsk && request.before.name != link->name )
       request.before = {};
 }

@@ -14,12 +14,12 @@ namespace Ufdd {
 
 namespace {
 
-// In seconds. Longer than a list of many thousand links takes.
+// In seconds: longer than a dump of many thousand links takes.
 constexpr double startPatience = 10;
-// More in a row are no passing errors.
+// So many errors in a row do not pass by themselves.
 constexpr int maxReceiveErrors = 100;
-// As many as the receive buffer holds, so that ufdd acts once on all that waited there, and not on
-// outdated states in between. Bounded, so that acting doesn't wait for the end of a storm.
+// As many as the receive buffer holds, so that ufdd acts once on all of them, and not on outdated
+// states in between. Limited, so that acts do not wait for the end of a storm.
 constexpr int datagramsPerTurn = 4096;
 
 } // namespace
@@ -31,14 +31,14 @@ void
 NetlinkLinkSource::start( LinkListener& listener ) {
    feed_.emplace( listener, socket_.port() );
    socket_.receiveBufferIs( receiveBuffer_ );
-   // Before the list is asked for, so that no change falls between the two.
+   // Subscribes before it requests the dump, so that no change is missed between the two.
    socket_.subscribe( RTNLGRP_LINK );
    askForDump();
    for ( double const end = Zet::now() + startPatience; !endTurn(); ) {
       if ( Zet::now() > end )
          throw std::system_error( ETIMEDOUT, std::generic_category(),
-                                  "the interfaces could not be listed: the kernel does not answer, "
-                                  "or they change faster than they can be read" );
+                                  "can't list the interfaces: the kernel does not answer, or they "
+                                  "change faster than ufdd can read them" );
       receive( static_cast< int >( LinkFeed::dumpPatience * 1000 ) );
    }
    loop_.onReadable< &NetlinkLinkSource::handleReadable >( socket_.fd(), *this );
@@ -49,14 +49,15 @@ NetlinkLinkSource::handleReadable() {
    int received = 0;
    while ( received < datagramsPerTurn && receive( 0 ) )
       ++received;
-   // Once it has dropped messages, the kernel drops more without a word until the socket is empty.
+   // Requests the dump only when the socket is empty: until then the kernel may drop more messages
+   // without reporting it.
    if ( received < datagramsPerTurn && feed_->dumpWanted() )
       askForDump();
 }
 
 bool
 NetlinkLinkSource::endTurn() {
-   // The dump that seems overdue may be waiting in the socket.
+   // A dump that seems overdue may be waiting in the socket.
    if ( !feed_->complete() )
       handleReadable();
    if ( feed_->takeOverdueDump() )
@@ -102,10 +103,10 @@ NetlinkLinkSource::ask( std::span< std::uint32_t const > indexes ) {
       if ( size > 0 )
          socket_.send( std::span( questions_ ).first( size ) );
    } catch ( std::system_error const& error ) {
-      // Told once: it may fail each time.
+      // Reported once, since the error may come each time.
       if ( int const number = error.code().value(); std::exchange( askError_, number ) != number )
-         askTrouble_ = "can't ask the kernel for the state of uplinks: " + error.code().message() +
-                       "; a loss may be noticed a second late";
+         askTrouble_ = "can't query the state of uplinks: " + error.code().message() +
+                       "; ufdd may notice a loss a second late";
    }
    handleReadable();
 }
@@ -114,7 +115,7 @@ void
 NetlinkLinkSource::askForDump() {
    alignas( nlmsghdr ) std::array< std::byte, questionRoom > room{};
    std::size_t const size = putLinkQuestion( room.data(), 0, NLM_F_DUMP, ++sequence_ );
-   // If sending fails, the dump becomes overdue, as if it were lost on the way.
+   // If sending fails, the dump becomes overdue and is requested again.
    feed_->handleDumpAsked( sequence_ );
    try {
       socket_.send( std::span( room ).first( size ) );

@@ -55,7 +55,7 @@ NetlinkSocket::receiveBufferIs( int bytes ) {
 void
 NetlinkSocket::subscribe( int group ) {
    if ( mnl_socket_setsockopt( socket_, NETLINK_ADD_MEMBERSHIP, &group, sizeof group ) < 0 )
-      fail( "can't subscribe to link news of the kernel" );
+      fail( "can't subscribe to the kernel's messages about links" );
 }
 
 void
