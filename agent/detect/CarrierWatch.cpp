@@ -44,12 +44,12 @@ CarrierWatch::askAll() {
          different_.push_back( link->index );
    if ( different_.empty() )
       return;
-   // Asking the driver usually released the delayed message.
+   // The query of the driver has usually made the kernel send the delayed message.
    source_.ask( {} );
    std::erase_if( different_, [ this ]( std::uint32_t index ) {
       return !isDifferent( links_.link( index ) );
    } );
-   // Only the kernel's own messages count: they are in order with all others.
+   // Asks the kernel for messages instead of believing the drivers: messages are in order.
    if ( !different_.empty() )
       source_.ask( different_ );
 }

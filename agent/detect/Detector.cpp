@@ -47,7 +47,7 @@ Detector::configure( GroupSettings const& settings, Difference& difference ) {
       ++difference.added;
    else if ( hasNewPolicy || !isConfiguredAlike( wanted, *group ) )
       ++difference.changed;
-   // So that the group gets from one state to the other without passing through a third.
+   // This order keeps a group that stays up or down from passing through the other state.
    copyConfiguration( wanted, *group,
                       isDown( name ) ? CopyOrder::removeFirst : CopyOrder::addFirst );
 }

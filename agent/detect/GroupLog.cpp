@@ -79,7 +79,7 @@ void
 GroupLog::print( Transition const& transition ) {
    auto const& [ name, before, now, cause, up ] = transition;
    Zet::Ptr< GroupConfig > const group = detector_.config->group( name );
-   // This line tells of it, if it changes again within the turn or not.
+   // This line tells the number of uplinks; tellUplinks() must not repeat it.
    toldUp_.erase( name );
    std::string const reason = cause.kind == LinkCause::Kind::none ? "configured"
                               : group && group->intfsToMonitor( cause.link )

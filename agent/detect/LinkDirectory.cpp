@@ -14,8 +14,8 @@ namespace {
 using Interface::EthIntfStatus;
 using Interface::OperStatus;
 
-// Returns true if the operational state lags behind a carrier: a message with the new one will
-// come.
+// Returns true if the operational state of a link with carrier is out of date: a message with the
+// new state will come.
 bool
 isOlderThanCarrier( std::uint8_t operState ) {
    return operState == IF_OPER_NOTPRESENT || operState == IF_OPER_DOWN ||
@@ -147,7 +147,7 @@ LinkDirectory::handleName( Known& known, Link const& link ) {
    for ( Watched* const name : before )
       if ( std::find( known.names.begin(), known.names.end(), name ) == known.names.end() )
          leave( *name, link.index, { LinkCause::Kind::renamed, name->id, link.name } );
-   // Another link that still seems to have one of these names was renamed; its message will come.
+   // Another link that had one of these names was renamed; the message about that will come.
    for ( Watched* const name : known.names )
       name->index = link.index;
 }
@@ -174,7 +174,7 @@ LinkDirectory::handleState( Watched& name, Link const& link ) {
    if ( name.status ) {
       name.status->operStatusIs( operStatus );
    } else {
-      // Set before the directory shows it, so that the groups evaluate it once.
+      // Sets the status before the directory shows it, so that groups are evaluated only once.
       name.status = EthIntfStatus::EthIntfStatusIs( name.id );
       name.status->operStatusIs( operStatus );
       directory_->intfStatusIs( name.status );

@@ -15,7 +15,7 @@ using UplinkFailureDetection::Status;
 
 namespace {
 
-// "2.5 s", "86400 s"
+// Returns a time for messages: "2.5 s", "86400 s".
 std::string
 seconds( double time ) {
    char text[ 32 ];
