@@ -1,4 +1,4 @@
-# How every target of this project is compiled.
+# Compiler settings of all targets of this project.
 set(CMAKE_CXX_STANDARD 20)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
 set(CMAKE_CXX_EXTENSIONS OFF)
@@ -9,7 +9,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
-# A tree that is built can be moved: its programs find their libraries relative to themselves.
+# Programs find their libraries relative to themselves, so that a built tree can be moved.
 set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
 
 set(UFD_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
@@ -22,24 +22,24 @@ target_compile_options(ufd_compile INTERFACE
 # One mistake in a type's description makes many errors, of which the first is the one to mend.
 target_compile_options(ufd_compile INTERFACE -Wfatal-errors)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-  # Nobody puts functions of their own in the place of a library's: its own calls may be inlined.
+  # Nobody replaces functions of a library, so calls within the library may be inlined.
   target_compile_options(ufd_compile INTERFACE -fno-semantic-interposition)
-  # GCC 12 sees overlaps in sums of strings where there are none, at -O3.
+  # At -O3, GCC 12 warns of overlaps in sums of strings where there are none.
   target_compile_options(ufd_compile INTERFACE -Wno-restrict -Wno-stringop-overflow)
-  # It takes an object that unlinks itself at the end of its scope for one that is left linked.
+  # GCC 12 warns of objects on the stack that stay linked, although they unlink themselves.
   target_compile_options(ufd_compile INTERFACE -Wno-dangling-pointer)
 endif()
 if(UFD_SANITIZE)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
-    # What the sanitizers insert makes GCC 12 see uninitialised values in <regex>.
+    # With the sanitizers' code, GCC 12 warns of uninitialised values in <regex>.
     target_compile_options(ufd_compile INTERFACE -Wno-maybe-uninitialized)
   endif()
   target_compile_options(ufd_compile INTERFACE
     -fsanitize=${UFD_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(ufd_compile INTERFACE -fsanitize=${UFD_SANITIZE})
 else()
-  # A library that misses a symbol is found out when it is built.
+  # Fails the build of a library that misses a symbol.
   add_link_options(LINKER:-z,defs)
-  # Bound when it is loaded, and read-only from then on: nothing is looked up while ports wait.
+  # Resolves all symbols when a library is loaded: none is looked up while ports wait.
   add_link_options(LINKER:-z,now)
 endif()

@@ -1,4 +1,4 @@
-# What `cmake --install` puts in place: the libraries, their headers, and how others find them.
+# Installs the libraries, their headers, and the files by which others find them.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS zet UplinkFailureDetection EXPORT UplinkFailureDetectionTargets
@@ -14,7 +14,7 @@ write_basic_package_version_file(
 install(FILES ${PROJECT_BINARY_DIR}/UplinkFailureDetectionConfigVersion.cmake
         DESTINATION ${package_dir})
 
-# By way of its own place, so that it is right wherever the files are installed or moved to.
+# The .pc file names paths relative to itself, so that the installed files can be moved.
 file(RELATIVE_PATH UFD_PREFIX_FROM_PC ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 file(RELATIVE_PATH UFD_LIBDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_LIBDIR})
 file(RELATIVE_PATH UFD_INCLUDEDIR ${CMAKE_INSTALL_PREFIX} ${CMAKE_INSTALL_FULL_INCLUDEDIR})

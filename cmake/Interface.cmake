@@ -1,6 +1,6 @@
-# What the libraries promise to those that link to them: which versions are alike, which headers.
+# The interface of the libraries: which versions are compatible, and which headers are installed.
 
-# A program runs with every library of its version's series (CONTRIBUTING.md, "Versions").
+# A program runs with every library of the same series (CONTRIBUTING.md, "Versions").
 if(PROJECT_VERSION_MAJOR EQUAL 0)
   set(UFD_SOVERSION 0.${PROJECT_VERSION_MINOR})
   set(UFD_COMPATIBILITY SameMinorVersion)

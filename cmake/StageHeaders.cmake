@@ -1,5 +1,6 @@
-# Copies the headers of PublicHeaders.txt to TARGET/ufd, and what they include to TARGET/ufd/detail,
-# with their includes changed to match: cmake -D SOURCE=... -D TARGET=... -P StageHeaders.cmake
+# Copies the headers of PublicHeaders.txt to TARGET/ufd, and the headers that these include to
+# TARGET/ufd/detail. Changes their includes to match.
+#   cmake -D SOURCE=... -D TARGET=... -P StageHeaders.cmake
 cmake_minimum_required(VERSION 3.25)
 file(STRINGS ${SOURCE}/cmake/PublicHeaders.txt public REGEX "[.]h$")
 
