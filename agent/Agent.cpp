@@ -58,8 +58,8 @@ Agent::start( ConfigFile const& config ) {
    ports_.beginAdoption();
    source_.start( links_ );
    // These may be dormant. Taken for up, they would open a port for a moment.
-   if ( std::vector< std::uint32_t > const unsettled = links_.unsettled(); !unsettled.empty() )
-      source_.ask( unsettled );
+   if ( std::vector< std::uint32_t > const outdated = links_.outdated(); !outdated.empty() )
+      source_.ask( outdated );
    ports_.endAdoption();
    for ( GroupSettings const& group : config.groups )
       assumeDown( group );

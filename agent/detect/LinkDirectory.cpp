@@ -89,7 +89,7 @@ LinkDirectory::link( Kelnet::IntfId name ) const {
 }
 
 std::vector< std::uint32_t >
-LinkDirectory::unsettled() const {
+LinkDirectory::outdated() const {
    std::vector< std::uint32_t > indexes;
    for ( auto const& [ index, known ] : links_ )
       if ( !known.names.empty() && known.link.carrier &&

@@ -51,7 +51,7 @@ class LinkDirectory final : public LinkListener {
                action( name->id );
    }
    // Returns the indexes of links whose operational state lags behind their carrier.
-   std::vector< std::uint32_t > unsettled() const;
+   std::vector< std::uint32_t > outdated() const;
    // Adds the members of the LAG of that index to `members`.
    void collectMembers( std::uint32_t lag, std::vector< Link >& members ) const;
    // The change that is being written to the directory; of kind `none` outside of that.

@@ -12,7 +12,7 @@ namespace {
 
 using Errors = std::vector< std::string >;
 
-TEST( ConfigFile, readsWhatIsConfigured ) {
+TEST( ConfigFile, readsEveryKey ) {
    ConfigFile const config = parseConfig( R"(detection = "poll"
 detection_interval = 10
 protodown_reason = 31
@@ -59,7 +59,7 @@ disable = [ "a-name-of-15byt" ]
    EXPECT_EQ( nothing.detection.mode, DetectionSettings::Mode::verify );
 }
 
-TEST( ConfigFile, findsAllThatIsWrongAndTellsWhere ) {
+TEST( ConfigFile, reportsEveryErrorWithItsPlace ) {
    ConfigFile const config = parseConfig( R"(extra = 1
 detection = "never"
 detection_interval = 0
@@ -118,7 +118,7 @@ disable = []
        } ) );
 }
 
-TEST( ConfigFile, findsWhatTheGroupsCannotMean ) {
+TEST( ConfigFile, reportsGroupsThatCannotWorkAsConfigured ) {
    SystemView system{ { { "bond0", { "bond0", "p1", "p2" } },
                         { "p1", { "p1" } },
                         { "p2", { "p2" } },
@@ -194,7 +194,7 @@ min_links = 0
        } ) );
 }
 
-TEST( ConfigFile, tellsWhatCannotBeRead ) {
+TEST( ConfigFile, reportsFilesThatCannotBeRead ) {
    auto const firstError = []( std::string_view text ) {
       Errors const errors = parseConfig( text, "f" ).errors;
       return errors.empty() ? "none" : errors[ 0 ];

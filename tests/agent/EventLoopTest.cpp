@@ -57,7 +57,7 @@ TEST_F( EventLoopTest, timersFireOnceInTheOrderOfTheirTimes ) {
    EXPECT_EQ( log, " B; A; end" ) << "no turn ends after exit()";
 }
 
-TEST_F( EventLoopTest, theLastTimeSetCounts ) {
+TEST_F( EventLoopTest, lastTimeSetCounts ) {
    double const now = Zet::now();
    a.fireAt( now );
    a.fireAt( now + 100 );
@@ -69,7 +69,7 @@ TEST_F( EventLoopTest, theLastTimeSetCounts ) {
 }
 
 // A slow handler sets a timer. Its time must not count from when the loop woke up.
-TEST_F( EventLoopTest, aTimeIsNoDelaySinceTheLoopWokeUp ) {
+TEST_F( EventLoopTest, timersCountFromTheTimeGiven ) {
    struct Sleeper {
       void handle() {
          sleepFor( 0.03 );
@@ -122,7 +122,7 @@ TEST_F( EventLoopTest, descriptorsCanBeAddedByHandlers ) {
    EXPECT_EQ( log, "12 end" );
 }
 
-TEST_F( EventLoopTest, whatIsReadAtLeisureComesLast ) {
+TEST_F( EventLoopTest, readingAtLeisureComesLast ) {
    // Its handler is called again until it reads.
    struct Source {
       void handle() {
@@ -144,7 +144,7 @@ TEST_F( EventLoopTest, whatIsReadAtLeisureComesLast ) {
    EXPECT_EQ( log, " usual usual usual last end" );
 }
 
-TEST_F( EventLoopTest, aFailureComesOutOfRun ) {
+TEST_F( EventLoopTest, runThrowsAHandlersException ) {
    struct Thrower {
       void handle() { throw std::runtime_error( "no way" ); }
    } thrower;

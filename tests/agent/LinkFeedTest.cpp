@@ -73,7 +73,7 @@ class LinkFeedTest : public testing::Test, public LinkListener {
    std::string heard;
 };
 
-TEST_F( LinkFeedTest, lastWordDuringADumpCounts ) {
+TEST_F( LinkFeedTest, lastStateDuringADumpCounts ) {
    receive( Datagram().link( RTM_NEWLINK, 1, "early", allUp ) );
    ASSERT_TRUE( feed.dumpWanted() );
    feed.handleDumpAsked( dumpSequence );
@@ -128,7 +128,7 @@ TEST_F( LinkFeedTest, refusedDumpIsRepeatedOrAnError ) {
    EXPECT_THROW( refuse( EPERM ), std::system_error );
 }
 
-TEST_F( LinkFeedTest, dumpThatStandsStillIsRepeated ) {
+TEST_F( LinkFeedTest, dumpWithoutProgressIsRepeated ) {
    static double now = 0;
    Zet::clockIs( [] { return now; } );
    feed.handleDumpAsked( dumpSequence );

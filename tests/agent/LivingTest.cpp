@@ -31,7 +31,7 @@ struct LivingTest : NetworkTest {
    }
 };
 
-TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
+TEST_F( LivingTest, reloadAppliesOnlyTheDifference ) {
    plug( { "u1", "u2", "d1", "d2", "d3" } );
    ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1'" ) + group( "b", "'u2'", "'d2'" ) ) );
    ip( "link set u1-far down" );
@@ -72,7 +72,7 @@ TEST_F( LivingTest, reloadMovesOnlyWhatIsDifferent ) {
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << release.output();
 }
 
-TEST_F( LivingTest, opensThePortsWhenItIsStoppedBeforeItWatches ) {
+TEST_F( LivingTest, opensPortsWhenStoppedDuringItsStart ) {
    plug( { "u1", "d1" } );
    std::vector< std::string > const all = arguments( group( "a", "'u1'", "'d1'" ) );
    ReadyUfdd former( all );
@@ -103,7 +103,7 @@ TEST_F( LivingTest, logOfAClosedStandardErrorGoesToNoOtherFile ) {
               "/dev/null" );
 }
 
-TEST_F( LivingTest, releaseKnowsOursByTheConfiguredReasonAlone ) {
+TEST_F( LivingTest, releaseKnowsOurPortsOnlyByTheConfiguredReason ) {
    if ( std::system( "ip link add x1 type vxlan dstport 0 id 1 2>/dev/null" ) != 0 )
       GTEST_SKIP() << "no interface that has protodown can be made here";
    ip( "link set x1 up" );
@@ -121,7 +121,7 @@ TEST_F( LivingTest, releaseKnowsOursByTheConfiguredReasonAlone ) {
    EXPECT_TRUE( opens( "protodown_reason = 5" ) );
 }
 
-TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
+TEST_F( LivingTest, reloadStormMovesNoUnchangedPort ) {
    plug( { "u1", "u2", "d1", "d2", "d3" } );
    std::string const both = group( "a", "'u1'", "'d1'" ) + group( "b", "'u2'", "'d2'" );
    ReadyUfdd ufdd( arguments( both ) );
@@ -147,7 +147,7 @@ TEST_F( LivingTest, reloadStormMovesNothingThatIsStill ) {
        << ufdd.output();
 }
 
-TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
+TEST_F( LivingTest, reportsToTheServiceManager ) {
    plug( { "u1", "d1" } );
    DatagramInbox inbox;
    setenv( "NOTIFY_SOCKET", inbox.path().c_str(), 1 );
@@ -176,7 +176,7 @@ TEST_F( LivingTest, tellsTheServiceManagerHowItIsDoing ) {
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
 }
 
-TEST_F( LivingTest, seesWhatTheDefaultRouteRunsOn ) {
+TEST_F( LivingTest, findsTheInterfacesBelowTheDefaultRoute ) {
    using Names = std::set< std::string >;
    plug( { "p1", "p2" } );
    ip( "link add link p1 name m1 type macvlan" );
@@ -196,7 +196,7 @@ TEST_F( LivingTest, seesWhatTheDefaultRouteRunsOn ) {
    EXPECT_EQ( readSystem().interfacesOf( "a-bridge" ), Names{ "br0" } );
 }
 
-TEST_F( LivingTest, seesTheMembersOfALag ) {
+TEST_F( LivingTest, findsTheMembersOfALag ) {
    if ( std::system( "ip link add bond0 type bond 2>/dev/null" ) != 0 )
       GTEST_SKIP() << "this kernel has no bonds";
    plug( "p1" );

@@ -40,7 +40,7 @@ TEST( StreamLog, doesNotWaitForAReaderThatIsStuck ) {
    close( ends[ 1 ] );
 }
 
-TEST( StreamLog, losesNothingOfALongTurn ) {
+TEST( StreamLog, losesNoLineOfALongTurn ) {
    constexpr std::size_t lines = 4000;
    std::FILE* const file = std::tmpfile();
    StreamLog log( fileno( file ), false );

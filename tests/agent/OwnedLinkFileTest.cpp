@@ -55,7 +55,7 @@ TEST_F( OwnedLinkFileTest, nextProcessRecallsTheLastRecord ) {
    EXPECT_EQ( recalled(), OwnedLinks() );
 }
 
-TEST_F( OwnedLinkFileTest, whatIsOfAnotherTimeOrPlaceOrNoLineOfOursIsNotRecalled ) {
+TEST_F( OwnedLinkFileTest, ignoresOtherBootsOtherNamespacesAndBadLines ) {
    ASSERT_EQ( OwnedLinkFile( directory.path() ).remember( three ), 0 );
    std::string const good = text();
    std::size_t const netns = good.find( "netns " ) + std::strlen( "netns " );
@@ -94,7 +94,7 @@ TEST_F( OwnedLinkFileTest, removedFileIsWrittenAgainBeforeAnythingIsShut ) {
    EXPECT_EQ( file.recall(), three );
 }
 
-TEST_F( OwnedLinkFileTest, fullDiskLeavesWhatIsStillTrue ) {
+TEST_F( OwnedLinkFileTest, fullDiskLeavesTheRecordTrue ) {
    OwnedLinkFile nowhere( directory.path() + "/no/such" );
    EXPECT_EQ( nowhere.remember( three ), ENOENT );
    std::filesystem::create_directory( directory.path() + "/no" );

@@ -5,7 +5,7 @@
 namespace Ufdd {
 namespace {
 
-TEST( Process, checkTellsWhetherTheConfigurationIsRight ) {
+TEST( Process, checkReportsWhatIsWrong ) {
    TextFile const right( "[[group]]\nname = \"a\"\nmonitor = [ \"lo\" ]\ndisable = [ \"d\" ]\n" );
    Process good( { "--check", right.path() } );
    EXPECT_EQ( good.wait(), 0 );
@@ -24,7 +24,7 @@ TEST( Process, checkTellsWhetherTheConfigurationIsRight ) {
    EXPECT_EQ( unclear.wait(), 64 );
 }
 
-TEST( Process, namesTheCapabilityThatItLacks ) {
+TEST( Process, namesTheMissingCapability ) {
    TextFile const file( "" );
    Directory const state;
    Process process( { "--config", file.path(), "--state-dir", state.path(), "--socket",

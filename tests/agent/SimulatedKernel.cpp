@@ -49,7 +49,7 @@ void
 SimulatedKernel::ask( std::span< std::uint32_t const > indexes ) {
    for ( std::uint32_t const index : indexes )
       if ( SimulatedLink* const link = find( index ); link && !isDeaf ) {
-         settleCarrier( *link );
+         tellCarrier( *link );
          LinkDatagram answer;
          answer.link( RTM_NEWLINK, 0, ++sequence_, *link ).last()->nlmsg_pid = ownPort;
          receive( answer );
@@ -208,13 +208,13 @@ SimulatedKernel::carriersFollow( SimulatedLink& link ) {
    if ( std::exchange( link.carrier, carrier ) != carrier )
       link.toldAt = carrier || link.isLag ? now + soon : std::max( now + soon, quietUntil_ );
    if ( lossInterval == 0 )
-      settleCarrier( link );
+      tellCarrier( link );
    if ( SimulatedLink* const lag = find( link.master ) )
       carriersFollow( *lag );
 }
 
 void
-SimulatedKernel::settleCarrier( SimulatedLink& link ) {
+SimulatedKernel::tellCarrier( SimulatedLink& link ) {
    if ( std::exchange( link.toldAt, never ) == never )
       return;
    if ( lossInterval != 0 )
@@ -230,7 +230,7 @@ SimulatedKernel::handleTime() {
       if ( link.toldAt <= Zet::now() ) {
          if ( !link.isLag && !link.carrier )
             quietUntil_ = Zet::now() + lossInterval;
-         settleCarrier( link );
+         tellCarrier( link );
       }
 }
 

@@ -95,7 +95,7 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    void answer( LinkRequest& request );
    void act( SimulatedLink& link, LinkRequest& request );
    void carriersFollow( SimulatedLink& link );
-   void settleCarrier( SimulatedLink& link );
+   void tellCarrier( SimulatedLink& link );
    void tell( SimulatedLink& link, std::uint16_t type = RTM_NEWLINK );
    void receive( LinkDatagram const& datagram );
    void dumpPart();

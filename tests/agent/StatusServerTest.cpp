@@ -102,7 +102,7 @@ class StatusServerTest : public testing::Test, public Log {
    std::deque< StatusReader > readers;
 };
 
-TEST_F( StatusServerTest, servesSoManyAndRefusesMore ) {
+TEST_F( StatusServerTest, refusesClientsBeyondTheLimit ) {
    std::size_t const places = StatusServer::clientLimit - ( geteuid() == 0 ? 0 : 1 );
    for ( std::size_t i = 0; i < places; ++i )
       EXPECT_TRUE( isReplica( connected() ) );
@@ -153,7 +153,7 @@ TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
    EXPECT_TRUE( isReplica( witness ) );
 }
 
-TEST_F( StatusServerTest, aHelloIsOfTheRightTypeAndInTime ) {
+TEST_F( StatusServerTest, dropsClientsWithoutATimelyHello ) {
    StatusReader const& polite = connected();
    Zet::Ptr< Demuxer > const other = Demuxer::DemuxerIs( Demuxer::Side::client, 0 );
    other->out()->helloIs( Zet::TypeId( "UplinkFailureDetection::Config" ) );
@@ -180,7 +180,7 @@ TEST_F( StatusServerTest, aHelloIsOfTheRightTypeAndInTime ) {
        << lines;
 }
 
-TEST_F( StatusServerTest, theLastPlaceIsRoots ) {
+TEST_F( StatusServerTest, reservesTheLastPlaceForRoot ) {
    constexpr uid_t nobody = 65534;
    if ( geteuid() != 0 )
       GTEST_SKIP() << "nobody but root can connect as somebody else";
@@ -199,7 +199,7 @@ TEST_F( StatusServerTest, theLastPlaceIsRoots ) {
    EXPECT_TRUE( isReplica( connected() ) );
 }
 
-TEST_F( StatusServerTest, tellsOfTroublesOnceASecond ) {
+TEST_F( StatusServerTest, reportsTroublesOnceASecond ) {
    double const end = now + 2.9;
    for ( ; now < end; now += 0.1 ) {
       StatusReader stranger( path, false );
@@ -222,7 +222,7 @@ TEST_F( StatusServerTest, clientsWaitForTheEndOfTheTurn ) {
    EXPECT_TRUE( isReplica( reader ) );
 }
 
-TEST_F( StatusServerTest, saysThatAClientReadsTooSlowly ) {
+TEST_F( StatusServerTest, dropsClientsThatReadTooSlowly ) {
    Descriptor const slow = greetedStream();
    for ( double const end = now + 20; now < end && lines.empty(); now += 0.1 ) {
       for ( int i = 0; i < 200; ++i )
@@ -251,7 +251,7 @@ TEST_F( StatusServerTest, clientsTakeOnlyTheMemoryThatTheyUse ) {
    EXPECT_LT( resident() - before, streams.size() * StatusClient::unsentLimit / 2 );
 }
 
-TEST_F( StatusServerTest, aPathIsServedByOne ) {
+TEST_F( StatusServerTest, onlyOneServerServesAPath ) {
    struct stat file {};
    ASSERT_EQ( stat( ( directory.path() + "/run" ).c_str(), &file ), 0 );
    EXPECT_EQ( file.st_mode & 0777, 0750u );

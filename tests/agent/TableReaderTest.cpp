@@ -18,7 +18,7 @@ class TableReaderTest : public testing::Test {
    TableReader< Gauge > reader{ {}, findings };
 };
 
-TEST_F( TableReaderTest, readsATypeItHasNeverSeen ) {
+TEST_F( TableReaderTest, readsAnyTypeByItsRows ) {
    read( R"(is_open = true
 value = 3
 link = "down"
@@ -42,7 +42,7 @@ level = { eth1 = 7, eth2 = 8 }
    EXPECT_EQ( other->levelMembers().count(), 2u );
 }
 
-TEST_F( TableReaderTest, saysWhatTheTypeWants ) {
+TEST_F( TableReaderTest, reportsWhatTheTypeExpects ) {
    read( R"(is_open = 1
 value = "long"
 link = "sideways"

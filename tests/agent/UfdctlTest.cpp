@@ -102,7 +102,7 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    EXPECT_FALSE( std::filesystem::exists( socket() ) );
 }
 
-TEST_F( UfdctlTest, failsWhereItsOutputHasNoRoom ) {
+TEST_F( UfdctlTest, failsIfItCannotWriteItsOutput ) {
    plug( { "u1", "d1" } );
    ReadyUfdd const ufdd( arguments( group( "a", "'u1'", "'d1'" ) ) );
    for ( std::string const word : { "show", "watch", "describe" } )
@@ -118,7 +118,7 @@ TEST_F( UfdctlTest, failsWhereItsOutputHasNoRoom ) {
       }
 }
 
-TEST_F( UfdctlTest, watchesPortsWhereTheStatusCantBeServed ) {
+TEST_F( UfdctlTest, watchesGroupsEvenIfItCannotServeTheStatus ) {
    plug( { "u1", "d1" } );
    std::vector< std::string > way = arguments( group( "a", "'u1'", "'d1'" ) );
    std::string const directory = state_.path() + "/none";
