@@ -15,7 +15,7 @@ namespace Ufdd {
 
 namespace {
 
-constexpr std::uint32_t kernelPort = 0;
+constexpr std::uint32_t kernelNumber = 0; // Its netlink port number.
 constexpr char const* noList = "the kernel does not list the interfaces";
 
 // Returns true for errors that pass. In a storm of messages there may be no room for the answer.
@@ -59,7 +59,7 @@ LinkFeed::handleTrouble( std::string const& what ) {
 void
 LinkFeed::handleDatagram( std::uint32_t sender, std::span< std::byte const > datagram ) {
    // Other processes can send to our socket as well.
-   if ( sender != kernelPort )
+   if ( sender != kernelNumber )
       return;
    auto const* message = reinterpret_cast< nlmsghdr const* >( datagram.data() );
    int left = static_cast< int >( datagram.size() );
@@ -104,7 +104,7 @@ LinkFeed::handleLinkMessage( nlmsghdr const& message ) {
    std::optional< Link > const link = linkOf( message );
    if ( !link )
       return;
-   hasMessages_ |= message.nlmsg_pid != ownPort_ || ownPort_ == 0;
+   hasMessages_ |= message.nlmsg_pid != ownNumber_ || ownNumber_ == 0;
    if ( state_ == State::dump )
       collected_.push_back( *link );
    else if ( state_ != State::live )

@@ -23,9 +23,9 @@ class LinkFeed {
    // had better end than go on.
    static constexpr int maxRefusals = 5;
 
-   // `ownPort` is the port number of the socket.
-   explicit LinkFeed( LinkListener& listener, std::uint32_t ownPort = 0 )
-       : listener_( listener ), ownPort_( ownPort ) {}
+   // `ownNumber` is the netlink port number of the socket; 0 if unknown.
+   explicit LinkFeed( LinkListener& listener, std::uint32_t ownNumber = 0 )
+       : listener_( listener ), ownNumber_( ownNumber ) {}
 
    // Returns true if messages may be missing, as at the beginning, and no dump is under way: the
    // owner must request one.
@@ -65,7 +65,7 @@ class LinkFeed {
    void handleDumpEnd( nlmsghdr const& message );
 
    LinkListener& listener_;
-   std::uint32_t const ownPort_;
+   std::uint32_t const ownNumber_;
    bool hasMessages_ = false;
    std::string trouble_;
    bool isTroubled_ = false; // Until all links are known again.

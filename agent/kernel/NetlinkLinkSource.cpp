@@ -29,7 +29,7 @@ NetlinkLinkSource::NetlinkLinkSource( EventLoop& loop, int receiveBuffer )
 
 void
 NetlinkLinkSource::start( LinkListener& listener ) {
-   feed_.emplace( listener, socket_.port() );
+   feed_.emplace( listener, socket_.portNumber() );
    socket_.receiveBufferIs( receiveBuffer_ );
    // Subscribes before it requests the dump, so that no change is missed between the two.
    socket_.subscribe( RTNLGRP_LINK );

@@ -41,7 +41,7 @@ NetlinkSocket::fd() const {
 }
 
 std::uint32_t
-NetlinkSocket::port() const {
+NetlinkSocket::portNumber() const {
    return mnl_socket_get_portid( socket_ );
 }
 

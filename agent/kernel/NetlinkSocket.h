@@ -28,7 +28,7 @@ class NetlinkSocket {
 
    int fd() const;
    // Its netlink port number.
-   std::uint32_t port() const;
+   std::uint32_t portNumber() const;
    // Sets the size of the kernel's buffer, beyond the system's limit if we have CAP_NET_ADMIN.
    void receiveBufferIs( int bytes );
    // Joins a multicast group (RTNLGRP_...).

@@ -10,7 +10,7 @@ namespace Ufdd {
 
 namespace {
 
-constexpr std::uint32_t ownPort = 4711;
+constexpr std::uint32_t ownNumber = 4711;
 constexpr double never = std::numeric_limits< double >::infinity();
 // In seconds: how long after a change the kernel sends a message that is not delayed.
 constexpr double soon = 0.0005;
@@ -30,7 +30,7 @@ SimulatedKernel::start( LinkListener& listener ) {
    queue_.clear();
    isLossy_ = isStarted_ = losesQuestion_ = false;
    dump_.reset();
-   feed_.emplace( listener, ownPort );
+   feed_.emplace( listener, ownNumber );
    deliver();
    isStarted_ = true;
 }
@@ -51,7 +51,7 @@ SimulatedKernel::ask( std::span< std::uint32_t const > indexes ) {
       if ( SimulatedLink* const link = find( index ); link && !isDeaf ) {
          tellCarrier( *link );
          LinkDatagram answer;
-         answer.link( RTM_NEWLINK, 0, ++sequence_, *link ).last()->nlmsg_pid = ownPort;
+         answer.link( RTM_NEWLINK, 0, ++sequence_, *link ).last()->nlmsg_pid = ownNumber;
          receive( answer );
       }
    deliver();
@@ -119,7 +119,7 @@ SimulatedKernel::dumpPart() {
    std::size_t const end = std::min( dump_->listed + linksPerPart, links.size() );
    for ( ; dump_->listed < end; ++dump_->listed )
       part.link( RTM_NEWLINK, flags, dump_->sequence, *links[ dump_->listed ] ).last()->nlmsg_pid =
-          ownPort;
+          ownNumber;
    bool const isEnd = part.bytes.empty();
    if ( isEnd )
       part.done( dump_->sequence, flags );
