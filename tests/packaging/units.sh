@@ -1,8 +1,10 @@
 #!/usr/bin/env bash
-# Checks the units of a build folder as systemd does, and how much they leave open.
+# Checks the units of a build folder with systemd's own tools: that they are valid, and that they
+# leave little open to an attacker.
+#   units.sh BUILD_FOLDER
 set -euo pipefail
 build=$1
-most=15 # In tenths, of the 100 that an open unit has.
+most=15 # The largest exposure, in tenths; an unprotected unit has nearly 100.
 
 if ! command -v systemd-analyze >/dev/null; then
   echo "skipped: there is no systemd-analyze"
@@ -11,7 +13,7 @@ fi
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
 for unit in ufdd.service ufdd-release.service; do
-  # Whatever prefix it is to be installed under, the program is where it was built.
+  # Runs the program from the build folder, whatever the prefix for the installation is.
   sed "s|^\(ExecStart=\)[^ ]*/ufdd |\1$build/bin/ufdd |" "$build/packaging/$unit" >"$scratch/$unit"
   grep -q "^ExecStart=$build/bin/ufdd " "$scratch/$unit"
 done
@@ -20,7 +22,7 @@ status=0
 for unit in ufdd.service ufdd-release.service; do
   complaints=$(SYSTEMD_UNIT_PATH=$scratch: systemd-analyze verify --man=no "$scratch/$unit" 2>&1) ||
     status=1
-  # Of other units of this machine, nothing is asked.
+  # Ignores complaints about other units of this machine.
   if complaints=$(grep -F "$unit" <<<"$complaints"); then
     echo "$complaints"
     status=1

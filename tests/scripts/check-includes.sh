@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The rule of the rooms finds a wrong include in each of them, and lets a right one pass.
+# Checks that check-includes finds a wrong include in each room, and lets a right one pass.
 #   check-includes.sh CHECK_INCLUDES
 set -euo pipefail
 check=$(realpath "$1")

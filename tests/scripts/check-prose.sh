@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The list of idioms finds each of them, in any case, and lets a plain sentence pass.
+# Checks that check-prose finds each idiom, in upper and lower case, and lets a plain sentence pass.
 #   check-prose.sh CHECK_PROSE
 set -euo pipefail
 check=$(realpath "$1")
