@@ -28,8 +28,8 @@ class JournalLog final : public BufferedLog {
    bool flush() override;
 
  private:
-   // The number of lines left by the last flush() from which on new lines are dropped. Lines of
-   // one turn are never dropped because they are many.
+   // New lines are dropped while the last flush() has left this many lines or more. Lines of one
+   // turn are never dropped because they are many.
    static constexpr std::size_t maxWaiting = 512;
 
    // Sends waiting_. Returns false if the journal takes no more for now.

@@ -53,7 +53,7 @@ class StreamLog final : public BufferedLog {
    bool flush() override;
 
  private:
-   // The number of bytes left by the last flush() above which new lines are dropped. Lines of one
+   // In bytes: new lines are dropped while the last flush() has left more than this. Lines of one
    // turn are never dropped because they are many.
    static constexpr std::size_t maxWaiting = 1 << 16;
 
