@@ -1,10 +1,10 @@
-# Makes tables, and the lines "ratio NAME PEER CASE VALUE", of what a program of Frame.h measured.
-#   jq -r --arg name NAME -f report.jq < its JSON
+# Makes tables and the lines "ratio NAME PEER CASE VALUE" from the JSON of a benchmark program.
+#   jq -r --arg name NAME -f report.jq < JSON
 def padded(width): tostring | . + " " * ([width - length, 0] | max);
 def aligned(width): tostring | " " * ([width - length, 0] | max) + .;
-# Of the numbers that come sorted.
+# Takes sorted numbers.
 def quantile(part): .[(length - 1) * part | round];
-# With three digits that count, or as many as are whole.
+# Formats a number with three significant digits, or with all digits before the point.
 def digits:
   if . >= 100 then round
   elif . >= 10 then . * 10 | round / 10
@@ -12,7 +12,7 @@ def digits:
   end;
 def inOrder: reduce .[] as $one ([]; if index([$one]) then . else . + [$one] end);
 
-# One figure per peer and case, in the order in which they were registered.
+# Makes one figure per peer and case, in the order of their registration.
 def figures(of; suffix):
   map(select(.run_type == "iteration" and of != null))
   | group_by(.family_index)

@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# Has an uplink flap 100 times a second in a network namespace of its own, and a port with it, and
-# looks at what ufdd has grown by: fails at 1 MiB of memory, or a file descriptor.
-#   soak.sh [SECONDS [UFDD]]   600 s, and the ufdd of the release build, unless told otherwise
+# Makes an uplink flap 100 times a second in a network namespace of its own, and a port with it. Fails
+# if ufdd grows by 1 MiB of memory or by a file descriptor.
+#   soak.sh [SECONDS [UFDD]]   by default 600 s, with the ufdd of the release build
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -35,7 +35,7 @@ printf '%s\n' '[[group]]' 'name = "a"' 'monitor = ["u1"]' 'disable = ["d1"]' >"$
 pid=$!
 pids+=("$pid")
 
-# One command of ip for all of it, and pauses that start no process.
+# Uses one ip command for all changes, and pauses that start no process.
 mkfifo "$scratch/commands" "$scratch/never"
 ip -batch "$scratch/commands" &
 pids+=($!)
@@ -43,7 +43,7 @@ exec {commands}>"$scratch/commands" {never}<>"$scratch/never"
 pause() { read -r -t "$1" -u "$never" || true; }
 
 now() { printf -v "$1" %s "${EPOCHREALTIME//[!0-9]/}"; }
-# Flaps for so many seconds; those that there was no time for are made up for.
+# Flaps for so many seconds. Makes up for flaps that are late.
 flap() {
   local begin at due
   now begin
@@ -55,7 +55,7 @@ flap() {
     due=$((begin + (flaps + 1) * 10000 - at))
     ((due <= 0)) || pause "$(printf '0.%06d' $due)"
   done
-  # Until ufdd has come to rest.
+  # Waits until ufdd has come to rest.
   pause 1.5
 }
 resident() { awk '/^VmRSS/ { print $2 }' "/proc/$pid/status"; }

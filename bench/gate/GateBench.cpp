@@ -1,5 +1,5 @@
-// How late ufdd reacts to a loss of carrier that the kernel holds back, with and without asking,
-// and what the asking costs. Everything happens in a network namespace of its own.
+// Measures how late ufdd reacts to a lost carrier whose message the kernel delays, with and without
+// queries, and what the queries cost. Everything happens in a network namespace of its own.
 
 #include "agent/kernel/LinkMessage.h"
 #include "agent/kernel/NetlinkSocket.h"
@@ -34,7 +34,7 @@ using Clock = std::chrono::steady_clock;
 using Milliseconds = std::chrono::duration< double, std::milli >;
 
 constexpr auto kernelHoldsBack = 1s;
-// Twice as long as the kernel could take.
+// Twice as long as the kernel may delay a message.
 constexpr auto longest = 2s;
 
 void
@@ -50,7 +50,7 @@ plug( std::string const& name ) {
    ip( "link set " + name + "-far up" );
 }
 
-// As a service, so that what else runs here does not count.
+// Gives the process the priority of the service, so that other load does not count.
 void
 beforeAllOthers( pid_t process ) {
    sched_param const parameters{ .sched_priority = 10 };
@@ -58,12 +58,13 @@ beforeAllOthers( pid_t process ) {
       std::perror( "no real-time scheduling, so what else runs here counts" );
 }
 
-// Sees ports being shut and opened, as the kernel tells.
+// Receives the kernel's messages about ports that are shut or opened.
 class Ports {
  public:
    Ports() { socket_.subscribe( RTNLGRP_LINK ); }
 
-   // When the port was seen set so. Throws: std::runtime_error after a while.
+   // Waits until the port is set so, and returns the time.
+   // Throws: std::runtime_error after a while.
    Clock::time_point await( std::string_view port, bool up ) {
       for ( auto const begin = Clock::now(); Clock::now() - begin < longest; )
          if ( auto const datagram = socket_.receive( 100 );
@@ -109,7 +110,7 @@ class Daemon {
          throw std::runtime_error( "ufdd did not start: " + process_.output() );
       beforeAllOthers( process_.pid() );
    }
-   // On a processor so far.
+   // Returns the processor time so far.
    std::chrono::nanoseconds cost() const {
       long long nanoseconds = 0;
       std::ifstream( std::string( "/proc/" )
@@ -127,7 +128,7 @@ class Daemon {
 
 struct Scenario {
    std::string name;
-   std::function< void() > first; // What makes the kernel hold news back.
+   std::function< void() > first; // Makes the kernel delay messages.
    std::string firstPort;         // Is shut then.
    std::chrono::milliseconds gap;
    std::function< void() > repair;
@@ -146,8 +147,8 @@ measure( Scenario const& scenario, std::string const& detection, Tap& u2, int tr
    Ports ports;
    Daemon const ufdd( configOf( detection, { { "u1", "d1" }, { "u2", "d2" }, { "v1", "d3" } } ) );
    std::vector< double > times;
-   // The gap is longer by up to two times of asking, so that the loss comes at any time between
-   // two.
+   // Adds up to two intervals of queries to the gap, so that the loss comes at any time between two
+   // queries.
    std::mt19937 random( 1 );
    std::uniform_int_distribution< int > more( 0, 4000 );
    for ( int i = 0; i < trials; ++i ) {
@@ -182,7 +183,7 @@ measureDelays( int trials ) {
       scenarios.push_back( { std::to_string( gap.count() ) + " ms after another",
                              [ & ] { u1.carrierIs( false ); }, "d1", gap,
                              [ & ] { u1.carrierIs( true ); } } );
-   // The kernel never holds news of such a cable back.
+   // The kernel never delays messages about such a cable.
    scenarios.push_back( { "10 ms after ufdd shut a port", [] { ip( "link set v1-far down" ); },
                           "d3", 10ms, [] { ip( "link set v1-far up" ); } } );
    std::printf( "%-34s %-7s %6s %9s %9s %9s\n", "when a carrier is lost", "", "trials", "p50 ms",

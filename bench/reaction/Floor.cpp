@@ -1,5 +1,5 @@
-// The least that a program can do: shuts the ports when the uplink has lost its carrier, and opens
-// them when it has it back. It remembers nothing, checks nothing and tells nobody.
+// Does the least that a program can do: shuts the ports when the uplink loses its carrier, and
+// opens them when the uplink has it back. Records nothing, checks nothing and logs nothing.
 //   reaction_floor UPLINK PORT...
 
 #include <linux/rtnetlink.h>

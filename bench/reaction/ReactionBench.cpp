@@ -1,9 +1,9 @@
-// How long it takes from an uplink's loss of carrier until its ports are shut, with ufdd and with
-// what else could do that. Each program has a network namespace of its own, all run at once, and
-// one after another is tried, in random order. Only where news are held back, which the kernel does
-// for the whole machine, they share one, and all their uplinks fail at once.
+// Measures the time from an uplink's loss of carrier until its ports are shut, with ufdd and its
+// peers. Each program has a network namespace of its own. All run at once, and are tried one after
+// another in random order. In the case with delayed messages they share one namespace, and all
+// uplinks fail at once, because the kernel delays messages for the whole machine.
 //   bench_reaction START-PEER CASE TRIALS [PEER...]
-// Expects to have a mount and a process namespace of its own, whose end ends everything.
+// Requires: a mount and a process namespace of its own, whose end ends everything.
 
 #include "bench/reaction/Place.h"
 
@@ -34,9 +34,9 @@ using namespace Bench;
 using Ufdd::Tap;
 using Milliseconds = std::chrono::duration< double, std::milli >;
 
-// Longer than the slowest takes.
+// Longer than the slowest program takes.
 constexpr auto longest = 5s;
-// The kernel holds news of lost carriers back for a second after others.
+// Longer than the kernel delays messages about lost carriers.
 constexpr auto spacing = 1300ms;
 constexpr auto gapOfTaps = 50ms;
 constexpr std::size_t burst = 10;
@@ -67,7 +67,7 @@ using Places = std::vector< Place* >;
 
 std::mt19937 random( 1 );
 
-// Returns those where it did not come to that.
+// Waits for the condition in all places. Returns the places where it did not come true.
 template < class Condition >
 Places
 await( Places places, Condition condition ) {
@@ -82,18 +82,18 @@ await( Places places, Condition condition ) {
    return places;
 }
 
-// After that, the kernel holds news of lost carriers back for a second.
+// Makes a tap lose its carrier: for a second the kernel delays messages about lost carriers.
 void
 failAnother( Tap& tap, Places const& places ) {
    tap.carrierIs( false );
    if ( !await( places, []( Place& place ) { return place.hasAnotherFailed(); } ).empty() )
-      throw std::runtime_error( "the kernel does not tell of a lost carrier" );
-   // At any time between two of those at which ufdd asks.
+      throw std::runtime_error( "the kernel sends no message about a lost carrier" );
+   // Ends at any time between two queries of ufdd.
    std::uniform_int_distribution< int > more( 0, 4000 );
    std::this_thread::sleep_for( gapOfTaps + std::chrono::microseconds( more( random ) ) );
 }
 
-// The uplinks of all these places fail at once.
+// Makes the uplinks of all these places fail at once, and measures.
 void
 tryOnce( Places const& places ) {
    auto const isOpen = []( Place& place ) { return place.haveBecome( true ); };
@@ -111,7 +111,7 @@ tryOnce( Places const& places ) {
    for ( Place* const place : places )
       place->recover();
    for ( Place* const place : await( places, isOpen ) ) {
-      // Some lose a change that comes soon after another.
+      // Some programs miss a change that comes soon after another.
       ++place->lost;
       place->open();
       if ( !await( { place }, isOpen ).empty() )
@@ -119,7 +119,7 @@ tryOnce( Places const& places ) {
    }
 }
 
-// Programs take their time until they react.
+// Tries until the program reacts for the first time, which takes a while with some.
 void
 begin( Place& place ) {
    for ( int i = 0; i < 3 && place.times.empty(); ++i )
@@ -158,7 +158,7 @@ measure( Places places, Case const& about, std::size_t trials ) {
       for ( Place* const place : places ) {
          for ( std::size_t i = 0; i < each; ++i )
             tryOnce( { place } );
-         // What follows from it is not to meet the next one.
+         // Lets the consequences of this trial end before the next.
          std::this_thread::sleep_for( 30ms );
       }
       if ( !about.inBursts )
