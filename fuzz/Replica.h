@@ -19,7 +19,7 @@ expect( bool held ) {
 
 // A replica of type E named "root", filled by whatever bytes it is given.
 template < class E > struct Replica final : Demuxer::Roots {
-   Replica() { demuxer->rootsIs( this ); }
+   Replica() { demuxer->rootsIs( this ), demuxer->peerSetsNondestructingIs( false ); }
 
    Zet::Ptr< Zet::Entity > root( Zet::TypeId, Zet::Name const& name ) override {
       return name == entity->name() ? entity : nullptr;

@@ -23,6 +23,8 @@ StatusReplica::begin() {
    directory_->entryIs( status_ ).stateIs( 0 );
    demuxer_ = Demuxer::DemuxerIs( side_, 0 );
    demuxer_->rootsIs( this );
+   // An entity that the peer made nondestructing would stay in our memory for good.
+   demuxer_->peerSetsNondestructingIs( false );
    demuxer_->in()->expectedTypeIs( type );
    demuxer_->out()->helloIs( Zet::TypeId( type.view() ) );
 }

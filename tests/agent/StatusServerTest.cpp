@@ -283,5 +283,23 @@ TEST_F( StatusServerTest, onlyOneServerServesAPath ) {
    EXPECT_EQ( stat( path.c_str(), &file ), 0 );
 }
 
+// An entity that the peer made nondestructing would stay in the replica's memory for good.
+TEST( StatusReplica, leavesNoEntityToThePeer ) {
+   auto const status = UplinkFailureDetection::statusFactory( "status" );
+   status->isNondestructingIs( true );
+   StatusReplica replica;
+   std::array< int, 2 > sockets{};
+   ASSERT_EQ( socketpair( AF_UNIX, SOCK_STREAM, 0, sockets.data() ), 0 );
+   Descriptor const theirs( sockets[ 1 ] );
+   StatusClient( Descriptor( sockets[ 0 ] ), status ).send();
+   std::array< unsigned char, 4096 > bytes;
+   ssize_t const size = recv( theirs.fd(), bytes.data(), bytes.size(), MSG_DONTWAIT );
+   ASSERT_GT( size, 0 );
+   EXPECT_TRUE( replica.receive( { bytes.data(), static_cast< std::size_t >( size ) } ) );
+   EXPECT_TRUE( replica.isInStep() );
+   EXPECT_FALSE( replica.status()->isNondestructing() );
+   status->isNondestructingIs( false );
+}
+
 } // namespace
 } // namespace Ufdd

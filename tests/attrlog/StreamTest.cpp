@@ -11,6 +11,8 @@ namespace {
 template < class E > struct Reading {
    explicit Reading( Bytes const& bytes, std::size_t pieces = ~std::size_t{ 0 } )
        : reader( Side::client, Zet::make< E >( "root" ) ) {
+      // Bytes that may be anything have no say in the life of entities.
+      reader.demuxer->peerSetsNondestructingIs( false );
       for ( std::size_t at = 0; at < bytes.size(); at += std::min( pieces, bytes.size() - at ) )
          sound = reader.demuxer->in()->receive(
              std::span( bytes ).subspan( at, std::min( pieces, bytes.size() - at ) ) );

@@ -48,8 +48,8 @@ class ZET_EXPORT Demuxer : public PtrInterface {
 
    // Without roots a peer can announce none. Borrows: cleared, or outlives the connection.
    void rootsIs( Roots* roots ) noexcept { roots_ = roots; }
-   // Whether a peer may make entities nondestructing and destructing again; false at first. Such
-   // an entity is not counted: only for a peer that is trusted with our memory.
+   // Whether a peer may make entities nondestructing and destructing again. An entity that is
+   // nondestructing is not counted: off for a peer that is not trusted with our memory.
    void peerSetsNondestructingIs( bool on ) noexcept { peerSetsNondestructing_ = on; }
    bool peerSetsNondestructing() const noexcept { return peerSetsNondestructing_; }
 
@@ -114,7 +114,7 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    Ptr< Out > out_;
    Ptr< In > in_;
    Roots* roots_ = nullptr;
-   bool peerSetsNondestructing_ = false;
+   bool peerSetsNondestructing_ = true;
    unsigned int unknownEnums_ = 0;
    std::uint32_t lastSerial_ = 0;
    EntityId expectedId_;
