@@ -61,7 +61,7 @@ TEST( AddedAttribute, isReplicatedAtFirstAndOnChange ) {
    auto const& replica = *connection.reader.root;
    EXPECT_EQ( stateOf( replica ), "g { } { } 1 7\n" );
    group->upThresholdIs( 9 );
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( stateOf( replica ), "g { } { } 1 9\n" );
 }
 

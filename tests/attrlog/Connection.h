@@ -111,20 +111,20 @@ template < class E > struct Connection {
       reader.demuxer->out()->helloIs( Zet::TypeId( "" ) );
       pump( *reader.demuxer, *writer.demuxer );
    }
-   // Announced, and everything moved.
+   // Announces the source and moves everything.
    explicit Connection( Zet::Ptr< E > source, unsigned int flags, std::size_t capacity = 1 << 16 )
        : Connection( source, Zet::make< E >( source->name() ), capacity ) {
       writer.announce( flags );
-      settle();
+      moveAll();
    }
-   // What a change of the source puts into the writer's output.
+   // Returns the bytes that a change of the source puts into the writer's output.
    template < class Change > Bytes written( Change change ) {
-      settle();
+      moveAll();
       change( *writer.root );
       return taken( *writer.demuxer );
    }
-   // Until nothing is left to move. What the reader sends is counted.
-   void settle() {
+   // Moves bytes until none are left. Counts the bytes that the reader sends.
+   void moveAll() {
       while ( pump( *writer.demuxer, *reader.demuxer ) || echo() ) {
       }
    }
@@ -135,7 +135,7 @@ template < class E > struct Connection {
    }
    End< E > writer;
    End< E > reader;
-   // How many bytes the reader has written.
+   // The number of bytes that the reader has written.
    std::size_t echoed = 0;
 };
 

@@ -49,7 +49,7 @@ struct Full : Connection< Ufd::Config > {
       return bytes;
    }
    void expectEqual() {
-      settle();
+      moveAll();
       EXPECT_EQ( stateOf( *reader.root ), stateOf( *writer.root ) );
       EXPECT_EQ( echoed, 0u );
       EXPECT_FALSE( writer.demuxer->hasFlow() );
@@ -151,7 +151,7 @@ TEST( FlowOut, saysWhereToGoOn ) {
 TEST( FlagWord, decidesWhetherAChangeIsWritten ) {
    Connection< Ufd::Status > connection( Ufd::statusFactory( "root" ), 0u );
    auto const group = connection.writer.root->groupIs( "g" );
-   connection.settle();
+   connection.moveAll();
    auto const adapter = group->zetNboAttrLogSa( connection.writer.demuxer->out() );
    auto const written = [ & ] {
       group->numTimesDisabledInc( 1 );
@@ -219,7 +219,7 @@ TEST( Attaching, movesToAnotherOutput ) {
    Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
    auto const group = connection.writer.root->groupIs( "g" );
    auto const& old = connection.writer.demuxer->out();
-   connection.settle();
+   connection.moveAll();
    auto const child = group->zetNboAttrLogSa( old );
    End< Ufd::Config > other( Side::server, connection.writer.root );
    connection.writer.adapter()->doRemountSelf( other.demuxer->out() );

@@ -165,12 +165,12 @@ TEST( Reader, answersAsAnAuthority ) {
 
    replica->group( "g" )->numTimesDisabledIs( 4 );
    replica->groupIs( "h" );
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( stateOf( *source ), before );
    EXPECT_EQ( stateOf( *replica ), before );
 
    replica->groupDel( "g" );
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( stateOf( *source ), before );
    EXPECT_EQ( stateOf( *replica ), before );
 
@@ -178,13 +178,13 @@ TEST( Reader, answersAsAnAuthority ) {
    while ( connection.reader.demuxer->out()->hasSufficientBuffer() )
       connection.reader.adapter()->syncModeSend( LogAdapter::SyncMode::filling );
    replica->groupDel( "g" );
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( stateOf( *replica ), before );
 
    // A replay that names no member would remove them all.
    connection.reader.adapter()->doThis();
    replica->groupDelAll();
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( stateOf( *source ), before );
    EXPECT_EQ( stateOf( *replica ), before );
 

@@ -133,7 +133,7 @@ template < class E > class Link {
       writer->handleRoom();
       reader->handleRoom();
    }
-   bool isSettled() const {
+   bool isAtRest() const {
       return !trouble.empty() || writer->out()->unsentSize() + reader->out()->unsentSize() == 0;
    }
 
@@ -219,7 +219,7 @@ template < class E > class World {
       { "request", 1,
         []( World& w, unsigned int a, unsigned int ) { w.link( a ).request( root( a ) ); } },
       { "reconnect", 2, []( World& w, unsigned int a, unsigned int b ) { w.connect( a, b ); } },
-      { "settle", 1, []( World& w, unsigned int, unsigned int ) { w.settle(); } },
+      { "moveAll", 1, []( World& w, unsigned int, unsigned int ) { w.moveAll(); } },
       { "writeBack", 1, []( World& w, unsigned int a, unsigned int b ) { w.writeBack( a, b ); } },
       { "meddle", 4, []( World& w, unsigned int a, unsigned int b ) { w.meddle( a, b ); } },
       { "removeAll", 1,
@@ -230,7 +230,7 @@ template < class E > class World {
 
    // What is wrong after everything has been moved; empty when nothing is.
    std::string complaint() {
-      settle();
+      moveAll();
       for ( std::optional< Link< E > > const& link : links_ )
          if ( std::string const text = link->complaint(); !text.empty() )
             return text;
@@ -265,25 +265,25 @@ template < class E > class World {
                                    ( mode / 2 % 2 == 0 ? LogAdapter::authority : 0u ) );
    }
 
-   void settle() {
-      auto const isSettled = []( auto const& link ) { return link->isSettled(); };
+   void moveAll() {
+      auto const isAtRest = []( auto const& link ) { return link->isAtRest(); };
       int turns = 0;
       do {
          for ( std::optional< Link< E > >& link : links_ )
             link->moveAll();
          if ( ++turns == 1000 )
-            links_[ 0 ]->trouble = "it never settles";
-      } while ( !std::ranges::all_of( links_, isSettled ) && turns < 1000 );
+            links_[ 0 ]->trouble = "it never comes to rest";
+      } while ( !std::ranges::all_of( links_, isAtRest ) && turns < 1000 );
    }
 
    // A change of the replica, while nothing is on its way, is one of the source.
    void writeBack( unsigned int a, unsigned int what ) {
-      settle();
+      moveAll();
       auto const group = replica( a )->groupIs( name( a ) );
       Tests::set( *group, what );
       if ( what % 7 == 0 )
          replica( a )->groupDel( group->name() );
-      settle();
+      moveAll();
       for ( std::optional< Link< E > >& link : links_ )
          link->requests = link->reader->out()->records();
    }

@@ -18,21 +18,21 @@ TEST( Replication, ofATypeThatSaysNothingOfLogs ) {
    source->levelIs( intf( "et2" ), 2 );
    source->levelDel( et1 );
    source->partIs( "p" );
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( stateOf( *replica ), " 0 Swann 0 unknown { et2=2 }p\n" );
    replica->levelIs( et1, 3 );
    replica->titleIs( "Odette" );
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( source->title(), "Odette" );
    EXPECT_EQ( stateOf( *source ), stateOf( *replica ) );
 }
 
 // A source, its replica, and that one's replica: each in its own connection.
 struct Relay : testing::Test {
-   void settle() {
+   void moveAll() {
       for ( int turn = 0; turn < 4; ++turn ) {
-         first.settle();
-         second.settle();
+         first.moveAll();
+         second.moveAll();
       }
    }
    Zet::Ptr< Ufd::Config > const source = Ufd::configFactory( "root" );
@@ -45,16 +45,16 @@ TEST_F( Relay, handsOnWhatItIsGivenInBothDirections ) {
    source->groupIs( "g" )->minLinksIs( 4 );
    source->group( "g" )->intfsToMonitorIs( intf( "et1" ), true );
    source->groupIs( "h" );
-   settle();
+   moveAll();
    EXPECT_EQ( stateOf( *end ), stateOf( *source ) );
    source->groupDel( "h" );
    source->group( "g" )->intfsToMonitorDel( intf( "et1" ) );
-   settle();
+   moveAll();
    EXPECT_EQ( stateOf( *end ), stateOf( *source ) );
    EXPECT_EQ( first.echoed + second.echoed, 0u );
    end->group( "g" )->minLinksIs( 5 );
    end->groupIs( "i" )->intfsToDisableIs( intf( "et2" ), true );
-   settle();
+   moveAll();
    EXPECT_EQ( stateOf( *source ), stateOf( *end ) );
    EXPECT_EQ( source->group( "g" )->minLinks(), 5u );
    // An entity is called the same all along the way.
@@ -83,12 +83,12 @@ TEST_F( Relay, givesNoIdTwice ) {
 TEST_F( Relay, hasEveryAdapterOfAnEntityHearOfTheSyncMode ) {
    using Mode = LogAdapter::SyncMode;
    Zet::Ptr< Ufd::GroupConfig > const group = source->groupIs( "g" );
-   settle();
+   moveAll();
    auto const relay = first.reader.root->group( "g" );
    Zet::MsgChannel::Entry entry;
    relay->zetNboAttrLogSa( first.reader.demuxer->out() )->msgChannelEntryIs( &entry );
    group->zetNboAttrLogSa( first.writer.demuxer->out() )->syncModeSend( Mode::lost );
-   settle();
+   moveAll();
    auto const inbound = relay->zetNboAttrLogSa( first.reader.demuxer->out() );
    auto const outbound = relay->zetNboAttrLogSa( second.writer.demuxer->out() );
    EXPECT_EQ( inbound->syncMode(), Mode::lost );
@@ -104,10 +104,10 @@ TEST( Replication, marksTheDirectorysEntryOfARootThatIsInStep ) {
    auto const directory = Zet::make< Zet::Dir >( "dir" );
    Zet::Dir::Entry const& entry = directory->entryIs( connection.reader.root );
    connection.writer.adapter()->syncModeSend( LogAdapter::SyncMode::filling );
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( entry.state(), 0u );
    connection.writer.adapter()->syncModeSend( LogAdapter::SyncMode::inStep );
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( entry.state(), 3u );
 }
 
@@ -152,7 +152,7 @@ TEST( Replication, ofAMemberThatAnObserverRemovesAtOnce ) {
    auto const observer = observe< Reenterer >( connection.reader.root, log, "" );
    observer->change = [ & ] { connection.reader.root->groupDel( "g" ); };
    connection.writer.root->groupIs( "g" )->minLinksIs( 3 );
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( stateOf( *connection.reader.root ), "" );
    EXPECT_EQ( stateOf( *connection.writer.root ), "" );
 }
@@ -175,8 +175,8 @@ TEST( Replication, ofAChangeAllocatesNothing ) {
               } ),
               0u );
    EXPECT_EQ( connection.writer.demuxer->out()->records(), 3u + 9u );
-   connection.settle();
-   other.settle();
+   connection.moveAll();
+   other.moveAll();
    EXPECT_EQ( stateOf( *connection.reader.root ), stateOf( *status ) );
    EXPECT_EQ( stateOf( *other.reader.root ), stateOf( *config ) );
 }

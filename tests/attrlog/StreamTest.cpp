@@ -259,7 +259,7 @@ TEST( Output, refusesATextThatIsTooLong ) {
    // It is reported in a replay as well, and the rest is replicated.
    connection.writer.root->groupIs( "g" )->minLinksIs( 3 );
    connection.writer.adapter()->doThis();
-   connection.settle();
+   connection.moveAll();
    EXPECT_EQ( failures.texts.size(), 2u );
    EXPECT_EQ( stateOf( *connection.reader.root ), "g { } { } 3\n" );
    EXPECT_EQ( root.groupMembers().count(), 2u );
