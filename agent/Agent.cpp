@@ -45,25 +45,25 @@ interfacesOf( std::vector< GroupSettings > const& groups ) {
 
 Agent::Agent( LinkSource& source, LinkControl& control, OwnedLinkStore& store, Log& log )
     : source_( source ), log_( log ), links_( detector_.directory ),
-      carrierWatch_( links_, source ), ports_( detector_, links_, control, store, log ),
+      carrierWatch_( links_, source ), portControl_( detector_, links_, control, store, log ),
       portReport_( detector_, links_, log ), groupLog_( detector_, links_, log ), troubles_( log ) {
-   links_.observerIs( ports_ );
+   links_.listenerIs( portControl_ );
 }
 
 void
 Agent::start( ConfigFile const& config ) {
    startupHold_ = config.startupHold;
    links_.watch( interfacesOf( config.groups ) );
-   ports_.reasonIs( config.protoDownReason );
-   ports_.beginAdoption();
+   portControl_.reasonIs( config.protoDownReason );
+   portControl_.beginAdoption();
    source_.start( links_ );
    // These may be dormant. Taken for up, they would open a port for a moment.
    if ( std::vector< std::uint32_t > const outdated = links_.outdated(); !outdated.empty() )
-      source_.ask( outdated );
-   ports_.endAdoption();
+      source_.query( outdated );
+   portControl_.endAdoption();
    for ( GroupSettings const& group : config.groups )
       assumeDown( group );
-   apply( config );
+   watchUplinks( config );
    detector_.configure( config.groups );
    detector_.start();
    if ( startupHold_ > 0 )
@@ -88,7 +88,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    remark_.clear();
    if ( std::exchange( startupHold_, config.startupHold ) != config.startupHold )
       log_.event( about, "startup_hold has changed; the change takes effect at the next start" );
-   ports_.reasonIs( config.protoDownReason );
+   portControl_.reasonIs( config.protoDownReason );
    std::vector< Kelnet::IntfId > const interfaces = interfacesOf( config.groups );
    links_.watch( interfaces );
    for ( GroupSettings const& group : config.groups )
@@ -99,14 +99,14 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    groupLog_.endConfiguring();
    act();
    links_.watchOnly( interfaces );
-   apply( config );
+   watchUplinks( config );
    log_.event( about, "configuration loaded: groups added " + std::to_string( added ) +
                           ", changed " + std::to_string( changed ) + ", removed " +
                           std::to_string( removed ) );
 }
 
 void
-Agent::apply( ConfigFile const& config ) {
+Agent::watchUplinks( ConfigFile const& config ) {
    for ( std::string const& warning : config.warnings )
       log_.event( { .id = LogEvent::configuration }, warning );
    carrierWatch_.uplinksAre( uplinksOf( config.groups ) );
@@ -117,7 +117,7 @@ void
 Agent::assumeDown( GroupSettings const& group ) {
    std::vector< Kelnet::IntfId > ports;
    for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
-      if ( ports_.isOurs( port.key() ) )
+      if ( portControl_.isOurs( port.key() ) )
          ports.push_back( port.key() );
    if ( !ports.empty() )
       detector_.decisions().assumeDown( group.config->name(), std::move( ports ) );
@@ -126,13 +126,13 @@ Agent::assumeDown( GroupSettings const& group ) {
 void
 Agent::endTurn() {
    readAgainAt_.reset();
-   if ( !source_.endTurn() )
+   if ( !source_.recover() )
       readAgainAt_ = Zet::now() + readAgainSeconds;
    reportTroubles();
    // Acts on known changes before it queries the uplinks.
    act();
    if ( source_.tookMessages() ) {
-      carrierWatch_.handleMessages();
+      carrierWatch_.probeForAWhile();
       act();
    }
 }
@@ -149,7 +149,7 @@ Agent::act() {
    actOnPorts();
    groupLog_.tellTransitions();
    groupLog_.tell( detector_.decisions().takeRemarks() );
-   portReport_.tell( ports_.takeResults() );
+   portReport_.tell( portControl_.takeResults() );
    groupLog_.tellUplinks( links_.changes() );
    links_.forgetChanges();
 }
@@ -160,16 +160,16 @@ Agent::actOnPorts() {
    if ( startupEnd_ ) {
       if ( Zet::now() < *startupEnd_ )
          return;
-      log_.line( "startup_hold ended; " + std::to_string( detector_.decisions().count() ) +
-                 " group changes were not acted on" );
+      log_.line( "startup_hold ended: acting on the present state; group changes meanwhile: " +
+                 std::to_string( detector_.decisions().count() ) );
       startupEnd_.reset();
    }
    if ( retryAt_ && Zet::now() >= *retryAt_ ) {
       retryAt_.reset();
-      ports_.retry();
+      portControl_.retry();
    }
-   ports_.act();
-   if ( !ports_.hasFailures() )
+   portControl_.act();
+   if ( !portControl_.hasFailures() )
       retryAt_.reset();
    else if ( !retryAt_ )
       retryAt_ = Zet::now() + retrySeconds;
@@ -185,9 +185,9 @@ Agent::nextTime() const {
 }
 
 bool
-Agent::release() {
-   bool const isDone = ports_.release();
-   portReport_.tellReleased( ports_.takeResults() );
+Agent::openAll() {
+   bool const isDone = portControl_.openAll();
+   portReport_.tellReleased( portControl_.takeResults() );
    return isDone;
 }
 
@@ -208,10 +208,10 @@ Agent::statusLines() const {
 std::string
 Agent::summary() const {
    std::size_t const groups = detector_.config->groupMembers().count();
-   std::string const overridden = ports_.overridden();
+   std::string const overridden = portControl_.overridden();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
           std::to_string( detector_.decisions().downGroups() ) +
-          " down; ports shut: " + std::to_string( ports_.count() ) +
+          " down; ports shut: " + std::to_string( portControl_.count() ) +
           ( overridden.empty() ? "" : "; overridden:" + overridden ) + remark_;
 }
 

@@ -44,7 +44,7 @@ class Agent {
    // Returns when to call endTurn() even if nothing happens, by Zet::now(); or `never`.
    double nextTime() const;
    // Opens every port that is ours. Returns false if one can't be opened.
-   bool release();
+   bool openAll();
 
    LinkDirectory const& links() const { return links_; }
    // The groups' statuses. Never null.
@@ -59,7 +59,7 @@ class Agent {
    static constexpr double retrySeconds = 1;
    static constexpr double readAgainSeconds = 1;
 
-   void apply( ConfigFile const& config );
+   void watchUplinks( ConfigFile const& config );
    // Keeps the ports of a new group shut if they are ours, until the group's delays have passed.
    void assumeDown( GroupSettings const& group );
    // Acts on ports, then logs the groups' transitions, then the acts.
@@ -72,7 +72,7 @@ class Agent {
    Detector detector_;
    LinkDirectory links_;
    CarrierWatch carrierWatch_;
-   PortControl ports_;
+   PortControl portControl_;
    PortReport portReport_;
    GroupLog groupLog_;
    Troubles troubles_; // With the source.

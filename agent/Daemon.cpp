@@ -97,7 +97,7 @@ Daemon::release() {
 bool
 Daemon::openPorts() {
    // Last chance: no later turn will retry.
-   for ( double const end = Zet::now() + openingSeconds; !agent_.release(); ) {
+   for ( double const end = Zet::now() + openingSeconds; !agent_.openAll(); ) {
       if ( Zet::now() > end )
          return false;
       manager_.alive();

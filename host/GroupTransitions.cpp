@@ -53,7 +53,8 @@ GroupTransitions::handleGroup( Zet::Name const& name ) {
    Zet::Ptr< GroupObserver >& observer = groups_[ name ];
    observer = observing< GroupObserver >( group, listener_,
                                           observer ? observer->told() : GroupLinkStatus::unknown );
-   // The group may have another status than `unknown` already.
+   // The group may have another status than `unknown` already. Held: the listener may remove the
+   // group.
    Zet::Ptr< GroupObserver >( observer )->onGroupLinkStatus();
 }
 

@@ -83,10 +83,6 @@ class ZET_EXPORT PortDecisions {
       bool isTold = false;     // takeChanges() has returned that it must be shut.
       bool isNew = false;      // Its interface was added since takeChanges() returned it.
    };
-   struct IntfIdHash {
-      std::size_t operator()( Kelnet::IntfId id ) const noexcept { return id.value(); }
-   };
-
    PortDecisions( Zet::Ptr< Config const > const& config, Policy const* policy,
                   Zet::Ptr< Interface::EthIntfStatusDir const > const& directory );
 
@@ -98,7 +94,7 @@ class ZET_EXPORT PortDecisions {
    Zet::Ptr< Interface::EthIntfStatusDir const > const directory_;
    Groups groups_;
    std::vector< Groups::iterator > due_; // Groups to decide again.
-   std::unordered_map< Kelnet::IntfId, Port, IntfIdHash > ports_;
+   std::unordered_map< Kelnet::IntfId, Port > ports_;
    std::vector< Kelnet::IntfId > touched_;    // Ports whose decision may have changed.
    std::unique_ptr< DownIsShut > downIsShut_; // Null for a host with a policy.
    Policy const* policy_;

@@ -15,8 +15,9 @@ namespace Notify {
 // them. It works inside of notifications, so it has no activity of its own.
 //
 // Sm has reactors(), a tuple of references to its pointers to them, in the order in which they are
-// switched, and forEachChild( visit ); it befriends this class. Its constructor ends with
-// hasNotificationActiveIs( true ), its destructor begins with reactorsEnd().
+// switched, and forEachChild( visit ); it befriends this class. Its constructor,
+// or what starts it after that, ends with hasNotificationActiveIs( true ); its destructor begins
+// with reactorsEnd().
 template < class Sm > class ZET_EXPORT StateMachine : public Zet::PtrInterface {
  public:
    void hasNotificationActiveIs( bool active ) override {

@@ -52,9 +52,8 @@ dump( std::uint16_t type, std::size_t most, Visit visit ) {
    NetlinkSocket socket;
    alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
    // A request for routes has a header that begins like one for links.
-   LinkMessage const question =
-       beginLinkMessage( room.data(), type, NLM_F_REQUEST | NLM_F_DUMP, 1 );
-   socket.send( std::span( room ).first( question.header->nlmsg_len ) );
+   LinkMessage const query = beginLinkMessage( room.data(), type, NLM_F_REQUEST | NLM_F_DUMP, 1 );
+   socket.send( std::span( room ).first( query.header->nlmsg_len ) );
    while ( auto const datagram = socket.receive( answerMilliseconds ) ) {
       int left = static_cast< int >( datagram->bytes.size() );
       auto const* message = reinterpret_cast< nlmsghdr const* >( datagram->bytes.data() );

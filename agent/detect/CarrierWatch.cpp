@@ -9,26 +9,26 @@ using Mode = DetectionSettings::Mode;
 void
 CarrierWatch::settingsAre( DetectionSettings const& settings ) {
    settings_ = settings;
-   handleMessages();
+   probeForAWhile();
 }
 
 void
-CarrierWatch::handleMessages() {
-   askUntil_ = Zet::now() + askingSeconds;
+CarrierWatch::probeForAWhile() {
+   probeUntil_ = Zet::now() + probingSeconds;
    handleTick();
 }
 
 bool
-CarrierWatch::isTimeToAsk() const {
+CarrierWatch::isTimeToProbe() const {
    return settings_.mode == Mode::poll ||
-          ( settings_.mode == Mode::verify && Zet::now() < askUntil_ );
+          ( settings_.mode == Mode::verify && Zet::now() < probeUntil_ );
 }
 
 void
 CarrierWatch::handleTick() {
-   isAsking_ = isTimeToAsk();
-   if ( isAsking_ )
-      askAll();
+   isProbing_ = isTimeToProbe();
+   if ( isProbing_ )
+      probeAll();
 }
 
 bool
@@ -37,7 +37,7 @@ CarrierWatch::isDifferent( Link const* link ) const {
 }
 
 void
-CarrierWatch::askAll() {
+CarrierWatch::probeAll() {
    different_.clear();
    for ( Kelnet::IntfId const uplink : uplinks_ )
       if ( Link const* const link = links_.link( uplink ); isDifferent( link ) )
@@ -45,13 +45,13 @@ CarrierWatch::askAll() {
    if ( different_.empty() )
       return;
    // The query of the driver has usually made the kernel send the delayed message.
-   source_.ask( {} );
+   source_.query( {} );
    std::erase_if( different_, [ this ]( std::uint32_t index ) {
       return !isDifferent( links_.link( index ) );
    } );
    // Asks the kernel for messages instead of believing the drivers: messages are in order.
    if ( !different_.empty() )
-      source_.ask( different_ );
+      source_.query( different_ );
 }
 
 } // namespace Ufdd

@@ -24,17 +24,17 @@ class CarrierWatch {
    void settingsAre( DetectionSettings const& settings );
    void uplinksAre( std::vector< Kelnet::IntfId > uplinks ) { uplinks_ = std::move( uplinks ); }
    // Call after any message about a link. Starts to query, at once: the message may be old already.
-   void handleMessages();
+   void probeForAWhile();
    // The interval in milliseconds at which to call handleTick() from now on; 0 for not at all.
-   std::uint32_t tickMs() const { return isAsking_ ? settings_.intervalMs : 0; }
+   std::uint32_t tickMs() const { return isProbing_ ? settings_.intervalMs : 0; }
    void handleTick();
 
  private:
    // A little more than the kernel delays messages.
-   static constexpr double askingSeconds = 1.1;
+   static constexpr double probingSeconds = 1.1;
 
-   bool isTimeToAsk() const;
-   void askAll();
+   bool isTimeToProbe() const;
+   void probeAll();
    // Returns true if the driver contradicts the last message about the link, or says nothing.
    bool isDifferent( Link const* link ) const;
 
@@ -42,8 +42,8 @@ class CarrierWatch {
    LinkSource& source_;
    DetectionSettings settings_;
    std::vector< Kelnet::IntfId > uplinks_;
-   bool isAsking_ = false;
-   double askUntil_ = 0;                    // On the clock of Zet::now().
+   bool isProbing_ = false;
+   double probeUntil_ = 0;                  // On the clock of Zet::now().
    std::vector< std::uint32_t > different_; // See isDifferent(); kept for its memory.
 };
 

@@ -15,7 +15,7 @@ using UplinkFailureDetection::GroupStatus;
 Detector::Detector()
     : config( UplinkFailureDetection::configFactory( "config" ) ),
       status( UplinkFailureDetection::statusFactory( "status" ) ),
-      cause( Errdisable::CauseStatus::CauseStatusIs( "uplinkFailureDetection" ) ),
+      causeStatus( Errdisable::CauseStatus::CauseStatusIs( "uplinkFailureDetection" ) ),
       directory( Interface::EthIntfStatusDir::EthIntfStatusDirIs( "interfaces" ) ),
       decisions_( config, status, directory ),
       root_( UplinkFailureDetection::rootFactory( "root" ) ) {}
@@ -60,7 +60,7 @@ Detector::isDown( Zet::Name const& group ) const {
 
 void
 Detector::start() {
-   root_->uplinkFailureDetectionSmIs( config, status, cause, directory );
+   root_->uplinkFailureDetectionSmIs( config, status, causeStatus, directory );
 }
 
 bool

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "agent/config/GroupSettings.h"
-#include "agent/detect/ShutDecisions.h"
+#include "agent/detect/GroupDecisions.h"
 #include "model/Config.h"
 #include "model/GroupLinkStatus.h"
 #include "model/Status.h"
@@ -23,7 +23,7 @@ class Detector {
    // What the library reads and writes. None is ever null.
    Zet::Ptr< UplinkFailureDetection::Config > const config;
    Zet::Ptr< UplinkFailureDetection::Status > const status;
-   Zet::Ptr< Errdisable::CauseStatus > const cause;
+   Zet::Ptr< Errdisable::CauseStatus > const causeStatus;
    Zet::Ptr< Interface::EthIntfStatusDir > const directory;
    // How many groups a new configuration touched.
    struct Difference {
@@ -39,8 +39,8 @@ class Detector {
    // Requires: the directory tells the state that the interfaces are in.
    void start();
 
-   ShutDecisions& decisions() { return decisions_; }
-   ShutDecisions const& decisions() const { return decisions_; }
+   GroupDecisions& decisions() { return decisions_; }
+   GroupDecisions const& decisions() const { return decisions_; }
 
    // Returns true if the interface is there and up.
    bool isUp( Kelnet::IntfId uplink ) const;
@@ -51,7 +51,7 @@ class Detector {
    void configure( GroupSettings const& settings, Difference& difference );
    bool isDown( Zet::Name const& group ) const;
 
-   ShutDecisions decisions_;
+   GroupDecisions decisions_;
    Zet::Ptr< UplinkFailureDetection::Root > const root_;
 };
 

@@ -12,7 +12,7 @@ namespace Ufdd {
 using UplinkFailureDetection::GroupConfig;
 
 GroupLog::GroupLog( Detector const& detector, LinkDirectory const& links, Log& log )
-    : detector_( detector ), links_( links ), log_( log ), groups_( detector.status, *this ) {}
+    : detector_( detector ), links_( links ), log_( log ), transitions_( detector.status, *this ) {}
 
 void
 GroupLog::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
@@ -25,15 +25,15 @@ GroupLog::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus
 void
 GroupLog::keep( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
    auto const group = detector_.config->group( name );
-   transitions_.push_back(
+   waiting_.push_back(
        { name, before, now, links_.cause(), group ? detector_.upOf( *group ) : 0 } );
 }
 
 void
 GroupLog::tellTransitions() {
-   for ( Transition const& transition : transitions_ )
+   for ( Transition const& transition : waiting_ )
       print( transition );
-   transitions_.clear();
+   waiting_.clear();
 }
 
 void
@@ -50,7 +50,7 @@ GroupLog::endConfiguring() {
 }
 
 void
-GroupLog::tell( std::vector< ShutDecisions::Remark > const& remarks ) {
+GroupLog::tell( std::vector< GroupDecisions::Remark > const& remarks ) {
    for ( auto const& [ group, text ] : remarks )
       log_.event( { .id = LogEvent::groupDecision, .groups = { group.view() } },
                   "group " + std::string( group.view() ) + ": " + text );

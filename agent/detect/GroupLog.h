@@ -25,7 +25,7 @@ class GroupLog final : private UplinkFailureDetection::GroupTransitions::Listene
    void endConfiguring();
    // Logs the transitions since the last call.
    void tellTransitions();
-   void tell( std::vector< ShutDecisions::Remark > const& remarks );
+   void tell( std::vector< GroupDecisions::Remark > const& remarks );
    // Logs changed numbers of uplinks, with the last of `changes` that explains each.
    void tellUplinks( std::vector< LinkCause > const& changes );
 
@@ -45,11 +45,11 @@ class GroupLog final : private UplinkFailureDetection::GroupTransitions::Listene
    Detector const& detector_;
    LinkDirectory const& links_;
    Log& log_;
-   std::vector< Transition > transitions_; // Not logged yet.
+   std::vector< Transition > waiting_; // Not logged yet.
    bool isConfiguring_ = false;
    std::map< Zet::Name, LinkStatus > beforeConfiguring_;
    std::map< Zet::Name, unsigned int > toldUp_; // The number of uplinks up, as last logged.
-   UplinkFailureDetection::GroupTransitions groups_;
+   UplinkFailureDetection::GroupTransitions transitions_;
 };
 
 } // namespace Ufdd

@@ -17,11 +17,13 @@ using Interface::OperStatus;
 // Returns true if the operational state of a link with carrier is out of date: a message with the
 // new state will come.
 bool
-isOlderThanCarrier( std::uint8_t operState ) {
+maybeOutdated( std::uint8_t operState ) {
    return operState == IF_OPER_NOTPRESENT || operState == IF_OPER_DOWN ||
           operState == IF_OPER_LOWERLAYERDOWN;
 }
 
+// Until the message with the new operational state comes, a link that was down stays down, and any
+// other one counts as up.
 LinkCause::Kind
 kindOf( Link const& link, OperStatus before ) {
    using Kind = LinkCause::Kind;
@@ -30,7 +32,7 @@ kindOf( Link const& link, OperStatus before ) {
    if ( !link.carrier )
       return Kind::lostCarrier;
    bool const isDormant = link.operState == IF_OPER_DORMANT || link.operState == IF_OPER_TESTING ||
-                          ( isOlderThanCarrier( link.operState ) && before == OperStatus::down );
+                          ( maybeOutdated( link.operState ) && before == OperStatus::down );
    return isDormant ? Kind::dormant : Kind::up;
 }
 
@@ -42,7 +44,7 @@ LinkDirectory::LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory 
 void
 LinkDirectory::watch( Kelnet::IntfId name ) {
    auto const [ at, isNew ] =
-       watched_.try_emplace( name.name().view(), Watched{ name, 0, nullptr } );
+       watched_.try_emplace( name.name().view(), WatchedName{ name, 0, nullptr } );
    if ( !isNew )
       return;
    for ( auto& [ index, known ] : links_ ) {
@@ -69,7 +71,8 @@ LinkDirectory::watchOnly( std::span< Kelnet::IntfId const > names ) {
       return !wanted.contains( name.name().view() );
    };
    for ( auto& [ index, known ] : links_ )
-      std::erase_if( known.names, [ & ]( Watched const* name ) { return isUnwanted( name->id ); } );
+      std::erase_if( known.names,
+                     [ & ]( WatchedName const* name ) { return isUnwanted( name->id ); } );
    for ( auto& [ text, name ] : watched_ )
       if ( isUnwanted( name.id ) )
          leave( name, name.index, {} );
@@ -92,8 +95,7 @@ std::vector< std::uint32_t >
 LinkDirectory::outdated() const {
    std::vector< std::uint32_t > indexes;
    for ( auto const& [ index, known ] : links_ )
-      if ( !known.names.empty() && known.link.carrier &&
-           isOlderThanCarrier( known.link.operState ) )
+      if ( !known.names.empty() && known.link.carrier && maybeOutdated( known.link.operState ) )
          indexes.push_back( index );
    return indexes;
 }
@@ -123,38 +125,38 @@ LinkDirectory::handleLinks( std::span< Link const > links ) {
 
 void
 LinkDirectory::handleLink( Link const& link ) {
-   Known& known = links_[ link.index ];
+   KnownLink& known = links_[ link.index ];
    bool const hasNewName = known.link.name != link.name;
    bool const isNew = known.link.index == 0;
    bool const isRenamed = hasNewName && !isNew;
    if ( hasNewName || known.link.altNames != link.altNames )
       handleName( known, link );
    known.link = link;
-   if ( isRenamed && observer_ )
-      observer_->handleRenamed( link.index, link.name );
-   if ( isNew && observer_ )
-      observer_->handleNew( link );
-   for ( Watched* const name : known.names )
+   if ( isRenamed && listener_ )
+      listener_->handleRenamed( link.index, link.name );
+   if ( isNew && listener_ )
+      listener_->handleNew( link );
+   for ( WatchedName* const name : known.names )
       if ( name->index == link.index )
          handleState( *name, link );
-   if ( observer_ )
-      observer_->handleLink( link );
+   if ( listener_ )
+      listener_->handleLink( link );
 }
 
 void
-LinkDirectory::handleName( Known& known, Link const& link ) {
-   std::vector< Watched* > const before = std::exchange( known.names, watchedOf( link ) );
-   for ( Watched* const name : before )
+LinkDirectory::handleName( KnownLink& known, Link const& link ) {
+   std::vector< WatchedName* > const before = std::exchange( known.names, watchedOf( link ) );
+   for ( WatchedName* const name : before )
       if ( std::find( known.names.begin(), known.names.end(), name ) == known.names.end() )
          leave( *name, link.index, { LinkCause::Kind::renamed, name->id, link.name } );
    // Another link that had one of these names was renamed; the message about that will come.
-   for ( Watched* const name : known.names )
+   for ( WatchedName* const name : known.names )
       name->index = link.index;
 }
 
-std::vector< LinkDirectory::Watched* >
+std::vector< LinkDirectory::WatchedName* >
 LinkDirectory::watchedOf( Link const& link ) {
-   std::vector< Watched* > names;
+   std::vector< WatchedName* > names;
    auto const add = [ & ]( std::string_view name ) {
       if ( auto const at = watched_.find( name ); at != watched_.end() )
          names.push_back( &at->second );
@@ -166,7 +168,7 @@ LinkDirectory::watchedOf( Link const& link ) {
 }
 
 void
-LinkDirectory::handleState( Watched& name, Link const& link ) {
+LinkDirectory::handleState( WatchedName& name, Link const& link ) {
    OperStatus const before = name.status ? name.status->operStatus() : OperStatus::unknown;
    LinkCause::Kind const kind = kindOf( link, before );
    OperStatus const operStatus = kind == LinkCause::Kind::up ? OperStatus::up : OperStatus::down;
@@ -189,16 +191,16 @@ LinkDirectory::handleLinkGone( std::uint32_t index ) {
    auto const at = links_.find( index );
    if ( at == links_.end() )
       return;
-   std::vector< Watched* > const names = std::move( at->second.names );
+   std::vector< WatchedName* > const names = std::move( at->second.names );
    links_.erase( at );
-   for ( Watched* const name : names )
+   for ( WatchedName* const name : names )
       leave( *name, index, { LinkCause::Kind::removed, name->id, {} } );
-   if ( observer_ )
-      observer_->handleGone( index );
+   if ( listener_ )
+      listener_->handleGone( index );
 }
 
 void
-LinkDirectory::leave( Watched& name, std::uint32_t index, LinkCause const& cause ) {
+LinkDirectory::leave( WatchedName& name, std::uint32_t index, LinkCause const& cause ) {
    if ( name.index != index )
       return;
    name.index = 0;

@@ -16,18 +16,17 @@ namespace Ufdd {
 // An entry belongs to a name, perhaps an alternative one, and shows the link that has it now.
 class LinkDirectory final : public LinkListener {
  public:
-   // Hears of a link after the directory was updated.
-   class Observer {
+   class Listener {
     public:
-      // The link is new; handleLink() follows.
+      // Called before the interface directory shows the link's new state. handleLink() follows.
       virtual void handleNew( Link const& link ) = 0;
-      // The link is new, or a message about it came.
-      virtual void handleLink( Link const& link ) = 0;
       virtual void handleRenamed( std::uint32_t index, InterfaceName const& name ) = 0;
+      // A message about the link has come, and the interface directory is up to date.
+      virtual void handleLink( Link const& link ) = 0;
       virtual void handleGone( std::uint32_t index ) = 0;
 
     protected:
-      ~Observer() = default;
+      ~Listener() = default;
    };
 
    explicit LinkDirectory( Zet::Ptr< Interface::EthIntfStatusDir > directory );
@@ -36,8 +35,8 @@ class LinkDirectory final : public LinkListener {
    void watch( std::span< Kelnet::IntfId const > names );
    // Stops watching all other names. Requires: nobody uses them any more.
    void watchOnly( std::span< Kelnet::IntfId const > names );
-   // Borrows: observer.
-   void observerIs( Observer& observer ) { observer_ = &observer; }
+   // Borrows: listener.
+   void listenerIs( Listener& listener ) { listener_ = &listener; }
 
    // Returns the link as its last message describes it; null when there is none, or when the name
    // is not watched. Valid until: the next message.
@@ -46,7 +45,7 @@ class LinkDirectory final : public LinkListener {
    // Calls action( Kelnet::IntfId ) for each watched name of that link.
    template < class Action > void forEachName( std::uint32_t index, Action action ) const {
       if ( auto const at = links_.find( index ); at != links_.end() )
-         for ( Watched const* const name : at->second.names )
+         for ( WatchedName const* const name : at->second.names )
             if ( name->index == index )
                action( name->id );
    }
@@ -66,29 +65,29 @@ class LinkDirectory final : public LinkListener {
 
  private:
    // A watched name.
-   struct Watched {
+   struct WatchedName {
       Kelnet::IntfId id;
       std::uint32_t index = 0;                     // The link that has it, or 0.
       Zet::Ptr< Interface::EthIntfStatus > status; // In the directory while there is a link.
    };
 
-   struct Known {
+   struct KnownLink {
       Link link;
-      std::vector< Watched* > names; // Its watched names.
+      std::vector< WatchedName* > names; // Its watched names.
    };
 
    void watch( Kelnet::IntfId name );
-   void handleName( Known& known, Link const& link );
-   void handleState( Watched& name, Link const& link );
-   std::vector< Watched* > watchedOf( Link const& link );
-   void leave( Watched& name, std::uint32_t index, LinkCause const& cause );
+   void handleName( KnownLink& known, Link const& link );
+   void handleState( WatchedName& name, Link const& link );
+   std::vector< WatchedName* > watchedOf( Link const& link );
+   void leave( WatchedName& name, std::uint32_t index, LinkCause const& cause );
 
    Zet::Ptr< Interface::EthIntfStatusDir > const directory_;
-   Observer* observer_ = nullptr;
+   Listener* listener_ = nullptr;
    LinkCause cause_;
    std::vector< LinkCause > changes_;
-   std::unordered_map< std::string_view, Watched > watched_; // By name.
-   std::unordered_map< std::uint32_t, Known > links_;        // By index.
+   std::unordered_map< std::string_view, WatchedName > watched_; // By name.
+   std::unordered_map< std::uint32_t, KnownLink > links_;        // By index.
 };
 
 } // namespace Ufdd

@@ -21,7 +21,7 @@ struct LinkRequest {
    bool up = false;
    Means means = Means::adminDown;
    unsigned int reason = 0; // The number of our bit.
-   bool onlyAsk = false;    // Only queries the state; changes nothing.
+   bool onlyQuery = false;  // Only queries the state; changes nothing.
    // For the caller's use; the control goes by the index alone.
    Kelnet::IntfId port = {};
 

@@ -106,13 +106,12 @@ beginLinkMessage( std::byte* room, std::uint16_t type, std::uint16_t flags,
 }
 
 std::size_t
-putLinkQuestion( std::byte* room, std::uint32_t index, std::uint16_t flags,
-                 std::uint32_t sequence ) {
-   LinkMessage const question = beginLinkMessage(
+putLinkQuery( std::byte* room, std::uint32_t index, std::uint16_t flags, std::uint32_t sequence ) {
+   LinkMessage const query = beginLinkMessage(
        room, RTM_GETLINK, static_cast< std::uint16_t >( NLM_F_REQUEST | flags ), sequence );
-   question.info->ifi_index = static_cast< int >( index );
-   mnl_attr_put_u32( question.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
-   return question.header->nlmsg_len;
+   query.info->ifi_index = static_cast< int >( index );
+   mnl_attr_put_u32( query.header, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS );
+   return query.header->nlmsg_len;
 }
 
 std::optional< Link >

@@ -23,10 +23,10 @@ LinkMessage beginLinkMessage( std::byte* room, std::uint16_t type, std::uint16_t
                               std::uint32_t sequence );
 
 // Writes a request for the state of that link, or with NLM_F_DUMP of all links. Returns its size,
-// at most questionRoom.
-constexpr std::size_t questionRoom = 64;
-std::size_t putLinkQuestion( std::byte* room, std::uint32_t index, std::uint16_t flags,
-                             std::uint32_t sequence );
+// at most queryRoom.
+constexpr std::size_t queryRoom = 64;
+std::size_t putLinkQuery( std::byte* room, std::uint32_t index, std::uint16_t flags,
+                          std::uint32_t sequence );
 
 // Decodes a message about a link. Returns nothing for other messages, such as those of a bridge
 // about its ports, which have the same type and another family.

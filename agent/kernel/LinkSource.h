@@ -56,8 +56,7 @@ class LinkListener {
    ~LinkListener() = default;
 };
 
-// Delivers messages about links, and answers questions about single ones: the kernel, or a
-// stand-in.
+// Delivers messages about links, and answers queries of single ones: the kernel, or a stand-in.
 class LinkSource {
  public:
    virtual ~LinkSource() = default;
@@ -73,12 +72,13 @@ class LinkSource {
    // Queries these links and delivers the answers, and any pending messages in order, before it
    // returns. With no indexes, delivers only the pending messages. A link that is gone has no
    // answer.
-   virtual void ask( std::span< std::uint32_t const > indexes ) = 0;
+   virtual void query( std::span< std::uint32_t const > indexes ) = 0;
 
-   // Call at the end of each turn of the loop, once started. Returns false while all links are read
-   // again: call it each second then, even if nothing else happens.
-   virtual bool endTurn() = 0;
-   // Returns true if messages have come since the last call, beside answers to ask().
+   // Goes on with reading all links after messages were lost. Call at the end of each turn of the
+   // loop, once started. Returns false while links are unknown: call it each second then, even if
+   // nothing else happens.
+   virtual bool recover() = 0;
+   // Returns true if messages have come since the last call, beside answers to query().
    virtual bool tookMessages() = 0;
    // Returns what went wrong since the last call and its consequence, or nothing.
    virtual std::string takeTrouble() = 0;

@@ -117,16 +117,16 @@ NetlinkLinkControl::sendBatch( std::span< LinkRequest > requests ) {
    std::uint32_t sequence = firstSequence_;
    for ( LinkRequest& request : requests ) {
       if ( !glance( request ) )
-         size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence );
+         size += putLinkQuery( batch_.data() + size, request.index, 0, sequence );
       ++sequence;
-      if ( !request.onlyAsk )
+      if ( !request.onlyQuery )
          size += putOrder( batch_.data() + size, request, sequence );
       sequence += messagesEach - 1;
    }
    sequence = firstSequence_;
    for ( LinkRequest const& request : requests ) {
       sequence += messagesEach;
-      size += putLinkQuestion( batch_.data() + size, request.index, 0, sequence - 1 );
+      size += putLinkQuery( batch_.data() + size, request.index, 0, sequence - 1 );
    }
    socket_.send( std::span( batch_ ).first( size ) );
 }
@@ -135,7 +135,7 @@ NetlinkLinkControl::sendBatch( std::span< LinkRequest > requests ) {
 // shut it. Faster than a query, for whose answer the order would wait.
 bool
 NetlinkLinkControl::glance( LinkRequest& request ) const {
-   bool const isEnough = request.before.index && !request.up && !request.onlyAsk &&
+   bool const isEnough = request.before.index && !request.up && !request.onlyQuery &&
                          request.means == LinkRequest::Means::adminDown;
    auto const isUp = isEnough ? probe_.isAdminUp( request.before.name ) : std::nullopt;
    if ( isUp )
@@ -161,7 +161,7 @@ NetlinkLinkControl::handleAnswer( nlmsghdr const& message, std::span< LinkReques
    if ( isAfter ? request.error == unanswered : !isBefore )
       request.error = link ? 0 : errorOf( message );
    // glance() may have seen another link, if the name has moved to that.
-   if ( link && isAfter && !request.onlyAsk && request.before.name != link->name )
+   if ( link && isAfter && !request.onlyQuery && request.before.name != link->name )
       request.before = {};
 }
 

@@ -33,8 +33,8 @@ NetlinkLinkSource::start( LinkListener& listener ) {
    socket_.receiveBufferIs( receiveBuffer_ );
    // Subscribes before it requests the dump, so that no change is missed between the two.
    socket_.subscribe( RTNLGRP_LINK );
-   askForDump();
-   for ( double const end = Zet::now() + startPatience; !endTurn(); ) {
+   requestDump();
+   for ( double const end = Zet::now() + startPatience; !recover(); ) {
       if ( Zet::now() > end )
          throw std::system_error( ETIMEDOUT, std::generic_category(),
                                   "can't list the interfaces: the kernel does not answer, or they "
@@ -52,23 +52,23 @@ NetlinkLinkSource::handleReadable() {
    // Requests the dump only when the socket is empty: until then the kernel may drop more messages
    // without reporting it.
    if ( received < datagramsPerTurn && feed_->dumpWanted() )
-      askForDump();
+      requestDump();
 }
 
 bool
-NetlinkLinkSource::endTurn() {
+NetlinkLinkSource::recover() {
    // A dump that seems overdue may be waiting in the socket.
    if ( !feed_->complete() )
       handleReadable();
    if ( feed_->takeOverdueDump() )
-      askForDump();
+      requestDump();
    return feed_->complete();
 }
 
 std::string
 NetlinkLinkSource::takeTrouble() {
    std::string trouble = feed_->takeTrouble();
-   return trouble.empty() ? std::exchange( askTrouble_, {} ) : trouble;
+   return trouble.empty() ? std::exchange( queryTrouble_, {} ) : trouble;
 }
 
 bool
@@ -94,27 +94,27 @@ NetlinkLinkSource::receive( int timeoutMs ) {
 }
 
 void
-NetlinkLinkSource::ask( std::span< std::uint32_t const > indexes ) {
-   questions_.resize( indexes.size() * questionRoom );
+NetlinkLinkSource::query( std::span< std::uint32_t const > indexes ) {
+   queries_.resize( indexes.size() * queryRoom );
    std::size_t size = 0;
    for ( std::uint32_t const index : indexes )
-      size += putLinkQuestion( questions_.data() + size, index, 0, ++sequence_ );
+      size += putLinkQuery( queries_.data() + size, index, 0, ++sequence_ );
    try {
       if ( size > 0 )
-         socket_.send( std::span( questions_ ).first( size ) );
+         socket_.send( std::span( queries_ ).first( size ) );
    } catch ( std::system_error const& error ) {
       // Reported once, since the error may come each time.
-      if ( int const number = error.code().value(); std::exchange( askError_, number ) != number )
-         askTrouble_ = "can't query the state of uplinks: " + error.code().message() +
-                       "; ufdd may notice a loss a second late";
+      if ( int const number = error.code().value(); std::exchange( queryError_, number ) != number )
+         queryTrouble_ = "can't query the state of uplinks: " + error.code().message() +
+                         "; ufdd may notice a loss a second late";
    }
    handleReadable();
 }
 
 void
-NetlinkLinkSource::askForDump() {
-   alignas( nlmsghdr ) std::array< std::byte, questionRoom > room{};
-   std::size_t const size = putLinkQuestion( room.data(), 0, NLM_F_DUMP, ++sequence_ );
+NetlinkLinkSource::requestDump() {
+   alignas( nlmsghdr ) std::array< std::byte, queryRoom > room{};
+   std::size_t const size = putLinkQuery( room.data(), 0, NLM_F_DUMP, ++sequence_ );
    // If sending fails, the dump becomes overdue and is requested again.
    feed_->handleDumpAsked( sequence_ );
    try {

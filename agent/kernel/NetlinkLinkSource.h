@@ -30,14 +30,14 @@ class NetlinkLinkSource final : public LinkSource {
       return probe_.carrier( name );
    }
    // If the kernel can't be asked, only its own messages are delivered.
-   void ask( std::span< std::uint32_t const > indexes ) override;
-   bool endTurn() override;
+   void query( std::span< std::uint32_t const > indexes ) override;
+   bool recover() override;
    bool tookMessages() override { return feed_->tookMessages(); }
    std::string takeTrouble() override;
 
  private:
    void handleReadable();
-   void askForDump();
+   void requestDump();
    // Handles the next datagram, waiting for it at most that long. Returns false when none came.
    bool receive( int timeoutMs );
 
@@ -48,9 +48,9 @@ class NetlinkLinkSource final : public LinkSource {
    std::optional< LinkFeed > feed_;
    std::uint32_t sequence_ = 0;
    int receiveErrors_ = 0; // In a row.
-   int askError_ = 0;      // The last errno value of ask().
-   std::string askTrouble_;
-   std::vector< std::byte > questions_;
+   int queryError_ = 0;    // The last errno value of query().
+   std::string queryTrouble_;
+   std::vector< std::byte > queries_;
 };
 
 } // namespace Ufdd

@@ -30,7 +30,7 @@ newOwnedLink( LinkRequest const& answer ) {
 } // namespace
 
 void
-PortActs::askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason ) {
+PortActs::queueShut( Link const& link, Kelnet::IntfId port, unsigned int reason ) {
    State& state = states_[ link.index ];
    if ( owned_.isOverridden( link.index ) || hasFailed( link.index, false ) )
       return;
@@ -39,8 +39,9 @@ PortActs::askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason 
    if ( owned ) {
       request.means = owned->means;
       request.reason = owned->reason;
-      // The link may look open by a message that is older than our last act. Asks first.
-      request.onlyAsk =
+      // Shut again as often as allowed: queries first, and overrides the link if it is really open.
+      // The message may be older than our last act.
+      request.onlyQuery =
           state.error == 0 && Zet::now() - state.reopened[ state.next ] < reopeningSeconds;
       if ( !owned->isShut( link ) || state.error != 0 )
          requests_.push_back( request );
@@ -48,13 +49,13 @@ PortActs::askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason 
       request.means = state.hasNoProtoDown ? Means::adminDown : Means::protoDown;
       request.reason = state.hasNoProtoDown ? 0 : reason;
       requests_.push_back( request );
-   } else if ( !state.leftAlone ) {
-      leaveAlone( request );
+   } else if ( !state.foundDown ) {
+      noteFoundDown( request );
    }
 }
 
 void
-PortActs::askToOpen( OwnedLink const& owned, Kelnet::IntfId port ) {
+PortActs::queueOpen( OwnedLink const& owned, Kelnet::IntfId port ) {
    if ( !hasFailed( owned.index, true ) )
       requests_.push_back( owned.opening( port ) );
 }
@@ -76,14 +77,14 @@ PortActs::handleGone( std::uint32_t index ) {
 void
 PortActs::forgetReopenings( std::uint32_t index ) {
    State& state = states_[ index ];
-   state.leftAlone = false;
+   state.foundDown = false;
    state.reopened = State::never();
 }
 
 void
-PortActs::leaveAlone( LinkRequest const& request ) {
-   states_[ request.index ].leftAlone = true;
-   add( PortResult::Kind::leftAlone, request );
+PortActs::noteFoundDown( LinkRequest const& request ) {
+   states_[ request.index ].foundDown = true;
+   add( PortResult::Kind::foundDown, request );
 }
 
 void
@@ -135,13 +136,13 @@ PortActs::apply() {
 // that others have opened and shut the link, may still be waiting.
 PortActs::Requests::iterator
 PortActs::setAside( Requests::iterator openings ) {
-   Requests questions( openings, requests_.end() );
-   for ( LinkRequest& question : questions )
-      question.onlyAsk = true;
-   control_.apply( questions );
+   Requests queries( openings, requests_.end() );
+   for ( LinkRequest& query : queries )
+      query.onlyQuery = true;
+   control_.apply( queries );
    auto request = openings;
-   for ( LinkRequest const& question : questions ) {
-      Link const& link = question.before;
+   for ( LinkRequest const& query : queries ) {
+      Link const& link = query.before;
       OwnedLink const* const owned = owned_.find( link.index );
       if ( owned && link.isOtherThan( owned->address ) )
          request->error = PortResult::otherHardware;
@@ -160,7 +161,7 @@ PortActs::rememberBefore() {
    std::vector< OwnedLink > aboutToBeShut;
    for ( LinkRequest const& request : requests_ )
       if ( Link const* const link = links_.link( request.index );
-           link && !request.up && !request.onlyAsk && !owned_.contains( request.index ) )
+           link && !request.up && !request.onlyQuery && !owned_.contains( request.index ) )
          aboutToBeShut.push_back( ownedLinkOf( *link, request ) );
    owned_.rememberBefore( aboutToBeShut );
 }
@@ -173,7 +174,7 @@ PortActs::fallBack() {
       if ( answer.error )
          return answer.error != EOPNOTSUPP && answer.error != EINVAL;
       // Protodown may stop working later. A link that slips was not opened by others.
-      return !answer.isSlip( answer.before ) && ( answer.onlyAsk || answer.isSeen() );
+      return !answer.isSlip( answer.before ) && ( answer.onlyQuery || answer.isSeen() );
    };
    auto const first = std::stable_partition( requests_.begin(), requests_.end(), protoDownWorks );
    Requests otherwise( first, requests_.end() );
@@ -214,8 +215,8 @@ PortActs::handleAnswer( LinkRequest& answer ) {
          add( PortResult::Kind::failed, answer );
       return handleGone( answer.index );
    }
-   if ( answer.onlyAsk && !answer.error )
-      return handleReopenings( answer );
+   if ( answer.onlyQuery && !answer.error )
+      return overrideIfOpen( answer );
    // The act is done in spite of the error: others keep protodown set, or have opened the link.
    if ( answer.up && answer.isSeen() )
       answer.error = 0;
@@ -241,11 +242,11 @@ PortActs::handleShut( LinkRequest const& answer ) {
       if ( !isNew )
          return;
       if ( answer.means == Means::adminDown )
-         return leaveAlone( answer );
+         return noteFoundDown( answer );
    }
    if ( isNew )
       owned_.insert( newOwnedLink( answer ) );
-   state.leftAlone = false;
+   state.foundDown = false;
    if ( isNew || failedBefore )
       return add( PortResult::Kind::shut, answer );
    state.reopened[ state.next ] = Zet::now();
@@ -254,7 +255,7 @@ PortActs::handleShut( LinkRequest const& answer ) {
 }
 
 void
-PortActs::handleReopenings( LinkRequest const& answer ) {
+PortActs::overrideIfOpen( LinkRequest const& answer ) {
    if ( !answer.wasOpen() )
       return;
    owned_.insertOverride( newOwnedLink( answer ) );
@@ -277,7 +278,7 @@ void
 PortActs::handleFailure( LinkRequest const& answer ) {
    // The link may have been shut although the answer was lost: then it is ours.
    Link const* const before = answer.before.index ? &answer.before : links_.link( answer.index );
-   if ( before && !answer.up && !answer.onlyAsk ) {
+   if ( before && !answer.up && !answer.onlyQuery ) {
       OwnedLink const owned = ownedLinkOf( *before, answer );
       if ( answer.after.index && !owned.isApplied( answer.after ) )
          owned_.erase( answer.index );
@@ -290,10 +291,10 @@ PortActs::handleFailure( LinkRequest const& answer ) {
 }
 
 bool
-PortActs::release() {
+PortActs::openAll() {
    failed_.clear();
    for ( auto const& [ index, owned ] : owned_ )
-      askToOpen( owned, Kelnet::IntfId( owned.name.view() ) );
+      queueOpen( owned, Kelnet::IntfId( owned.name.view() ) );
    act();
    return failed_.empty();
 }

@@ -15,8 +15,9 @@
 
 namespace Ufdd {
 
-// Shuts and opens links by the first method that works, records each act on disk first, and handles
-// the result: what is ours now, what is logged, what is tried again, what is overridden.
+// Shuts and opens links by the first method that works. Writes a link to the record before it is
+// first shut, if the record can be written. Then handles the result: what is ours now, what is
+// logged, what is tried again, what is overridden.
 class PortActs {
  public:
    // A port that others open is shut again this many times within this many seconds. Then it is
@@ -30,8 +31,8 @@ class PortActs {
 
    // These queue an act for act(), unless it is needless or has failed before. `reason` is our bit
    // among the reasons for protodown, for a link that isn't shut yet.
-   void askToShut( Link const& link, Kelnet::IntfId port, unsigned int reason );
-   void askToOpen( OwnedLink const& owned, Kelnet::IntfId port );
+   void queueShut( Link const& link, Kelnet::IntfId port, unsigned int reason );
+   void queueOpen( OwnedLink const& owned, Kelnet::IntfId port );
    void act();
    // Call when the link need not be shut any more: whoever opens it later starts from 0.
    void forgetReopenings( std::uint32_t index );
@@ -44,12 +45,12 @@ class PortActs {
    // acts may be asked for again.
    std::map< std::uint32_t, bool > takeFailed() { return std::exchange( failed_, {} ); }
    // Opens all links that are ours, because the daemon stops. Returns false when one stays shut.
-   bool release();
+   bool openAll();
 
  private:
    // Our history with a link.
    struct State {
-      bool leftAlone = false; // We found it administratively down, and left it so.
+      bool foundDown = false; // We found it administratively down, and left it so.
       bool hasNoProtoDown = false;
       int error = 0; // Of the last act on it.
       // When we last shut it again, in a ring.
@@ -66,7 +67,7 @@ class PortActs {
    using Requests = std::vector< LinkRequest >;
 
    bool hasFailed( std::uint32_t index, bool up ) const;
-   void leaveAlone( LinkRequest const& request );
+   void noteFoundDown( LinkRequest const& request );
    void add( PortResult::Kind kind, LinkRequest const& answer );
    void apply();
    // Moves requests for links that are open already, or are not the ones that we shut, to the end.
@@ -81,7 +82,7 @@ class PortActs {
    void handleAnswer( LinkRequest& answer );
    void handleShut( LinkRequest const& answer );
    void handleOpened( LinkRequest const& answer );
-   void handleReopenings( LinkRequest const& answer );
+   void overrideIfOpen( LinkRequest const& answer );
    void handleFailure( LinkRequest const& answer );
 
    LinkDirectory const& links_;

@@ -19,8 +19,8 @@ PortControl::overridden() const {
 }
 
 void
-PortControl::handleChange( Kelnet::IntfId port ) {
-   if ( isChanged_.insert( port ).second )
+PortControl::review( Kelnet::IntfId port ) {
+   if ( changedSet_.insert( port ).second )
       changed_.push_back( port );
 }
 
@@ -43,12 +43,12 @@ PortControl::portOf( Link const& link ) const {
 
 void
 PortControl::collectLinks( Kelnet::IntfId port ) {
-   ofPort_.clear();
+   linksOfPort_.clear();
    Link const* const link = links_.link( port );
    if ( link && link->isLag )
-      links_.collectMembers( link->index, ofPort_ );
+      links_.collectMembers( link->index, linksOfPort_ );
    else if ( link )
-      ofPort_.push_back( *link );
+      linksOfPort_.push_back( *link );
 }
 
 void
@@ -58,28 +58,28 @@ PortControl::handleLink( Link const& link ) {
    // A LAG may just have lost the name of the port for which its members are shut.
    if ( detector_.decisions().mustBeShut( port ) || owned_.contains( link.index ) ||
         owned_.isOverridden( link.index ) || link.isLag )
-      handleChange( port );
+      review( port );
 }
 
 void
 PortControl::handleRenamed( std::uint32_t index, InterfaceName const& name ) {
    owned_.eraseOverride( index );
    if ( owned_.rename( index, name ) )
-      handleChange( Kelnet::IntfId( name.view() ) );
+      review( Kelnet::IntfId( name.view() ) );
 }
 
 void
 PortControl::retry() {
    for ( auto const& [ index, up ] : acts_.takeFailed() )
       if ( Link const* const link = links_.link( index ) )
-         handleChange( portOf( *link ) );
+         review( portOf( *link ) );
    owned_.retry();
 }
 
 bool
 PortControl::isOurs( Kelnet::IntfId port ) {
    collectLinks( port );
-   return std::any_of( ofPort_.begin(), ofPort_.end(), [ this ]( Link const& link ) {
+   return std::any_of( linksOfPort_.begin(), linksOfPort_.end(), [ this ]( Link const& link ) {
       return owned_.contains( link.index ) || owned_.isOverridden( link.index );
    } );
 }
@@ -87,7 +87,7 @@ PortControl::isOurs( Kelnet::IntfId port ) {
 void
 PortControl::act() {
    for ( auto const& change : detector_.decisions().takeChanges() )
-      handleChange( change.port );
+      review( change.port );
    if ( !changed_.empty() ) {
       owned_.eraseOverridesIf( [ this ]( std::uint32_t index ) {
          Link const* const link = links_.link( index );
@@ -95,9 +95,9 @@ PortControl::act() {
       } );
       for ( Kelnet::IntfId const port : changed_ ) {
          collectLinks( port );
-         for ( Link const& link : ofPort_ )
+         for ( Link const& link : linksOfPort_ )
             if ( detector_.decisions().mustBeShut( port ) )
-               acts_.askToShut( link, port, reason_ );
+               acts_.queueShut( link, port, reason_ );
             else
                acts_.forgetReopenings( link.index );
       }
@@ -105,10 +105,10 @@ PortControl::act() {
          Link const* const link = links_.link( index );
          Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId( owned.name.view() );
          if ( !detector_.decisions().mustBeShut( port ) )
-            acts_.askToOpen( owned, port );
+            acts_.queueOpen( owned, port );
       }
       changed_.clear();
-      isChanged_.clear();
+      changedSet_.clear();
       acts_.act();
    }
    // Needed without acts as well: links may have gone, or an earlier try may have failed.
@@ -116,9 +116,9 @@ PortControl::act() {
 }
 
 bool
-PortControl::release() {
+PortControl::openAll() {
    owned_.eraseOverridesIf( []( std::uint32_t ) { return true; } );
-   bool const isDone = acts_.release();
+   bool const isDone = acts_.openAll();
    owned_.remember();
    return isDone;
 }

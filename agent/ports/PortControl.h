@@ -21,7 +21,7 @@ namespace Ufdd {
 //
 // A port is shut by the first means that works: protodown, else administratively down. A LAG is
 // shut by its members: shutting the LAG itself is not seen by its neighbours.
-class PortControl final : public LinkDirectory::Observer {
+class PortControl final : public LinkDirectory::Listener {
  public:
    PortControl( Detector& detector, LinkDirectory const& links, LinkControl& control,
                 OwnedLinkStore& store, Log& log );
@@ -39,13 +39,13 @@ class PortControl final : public LinkDirectory::Observer {
    void retry();
    // Returns true if a link of the port is ours or overridden.
    bool isOurs( Kelnet::IntfId port );
-   // The results of act() and release() since the last call.
+   // The results of act() and openAll() since the last call.
    std::vector< PortResult > takeResults() { return acts_.takeResults(); }
    // The number of links that are ours.
    std::size_t count() const { return owned_.count(); }
    // Opens every port that we shut, whatever the groups need, and forgets the overrides. Returns
    // false when one couldn't be opened.
-   bool release();
+   bool openAll();
    // The overridden links: " d1 d2".
    std::string overridden() const;
 
@@ -55,15 +55,12 @@ class PortControl final : public LinkDirectory::Observer {
    void handleGone( std::uint32_t index ) override { acts_.handleGone( index ); }
 
  private:
-   struct IntfIdHash {
-      std::size_t operator()( Kelnet::IntfId id ) const noexcept { return id.value(); }
-   };
-
-   void handleChange( Kelnet::IntfId port );
+   // Has the next act() look at the port.
+   void review( Kelnet::IntfId port );
    // The port that the link stands for: one that must be shut, else any that it belongs to, else
    // its own name if it is ours, else empty.
    Kelnet::IntfId portOf( Link const& link ) const;
-   // Fills ofPort_ with the links that are shut when the port is.
+   // Fills linksOfPort_ with the links that are shut when the port is.
    void collectLinks( Kelnet::IntfId port );
 
    Detector& detector_;
@@ -72,9 +69,9 @@ class PortControl final : public LinkDirectory::Observer {
 
    OwnedLinks owned_;
    PortActs acts_;
-   std::vector< Kelnet::IntfId > changed_;
-   std::unordered_set< Kelnet::IntfId, IntfIdHash > isChanged_; // As a set.
-   std::vector< Link > ofPort_;                                 // See collectLinks().
+   std::vector< Kelnet::IntfId > changed_; // Ports to review in act(), each once.
+   std::unordered_set< Kelnet::IntfId > changedSet_;
+   std::vector< Link > linksOfPort_; // See collectLinks().
 };
 
 } // namespace Ufdd

@@ -59,7 +59,7 @@ PortReport::tell( PortResult const& result ) {
       return tellShut( answer, "shut" );
    case PortResult::Kind::shutAgain:
       return tellShut( answer, "shut again, someone had opened it" );
-   case PortResult::Kind::leftAlone:
+   case PortResult::Kind::foundDown:
       return tellShut( answer, "left as it is, administratively down already" );
    case PortResult::Kind::overridden:
       return tellOverridden( answer );

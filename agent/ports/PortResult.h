@@ -14,7 +14,7 @@ struct PortResult {
    enum class Kind {
       shut,
       shutAgain, // Others had opened it.
-      leftAlone, // It was administratively down already.
+      foundDown, // It was administratively down already.
       overridden,
       opened,
       failed // For answer.error.

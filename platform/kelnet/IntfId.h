@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <iosfwd>
 #include <string_view>
 
@@ -58,3 +59,7 @@ class ZET_EXPORT IntfId {
 ZET_EXPORT std::ostream& operator<<( std::ostream& stream, IntfId id );
 
 } // namespace Kelnet
+
+template <> struct std::hash< Kelnet::IntfId > {
+   std::size_t operator()( Kelnet::IntfId id ) const noexcept { return id.value(); }
+};

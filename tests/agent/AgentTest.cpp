@@ -100,7 +100,7 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    EXPECT_TRUE(
        takeLines().starts_with( "group g: up -> down, 0/2 up, min_links 1: uplink u1 removed\n" ) );
    EXPECT_EQ( takeActs(), " -d1 -d2 +d1 +d2 -d1 -d2" );
-   EXPECT_TRUE( agent->release() );
+   EXPECT_TRUE( agent->openAll() );
    EXPECT_EQ( takeLines(), "port d1 opened: ufdd stops\nport d2 opened: ufdd stops\n" );
    EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
 }
@@ -247,7 +247,7 @@ TEST_F( AgentTest, failedActIsLoggedOnceAndRetried ) {
    uplinksAre( false );
    kernel.link( "d1" ).refusal = 0;
    kernel.link( "d2" ).refusal = EBUSY;
-   EXPECT_FALSE( agent->release() );
+   EXPECT_FALSE( agent->openAll() );
    EXPECT_NE( takeLines().find( "port d2 can't be opened: Device or resource busy; open it "
                                 "with: ip link set dev d2 up" ),
               std::string::npos );
@@ -364,7 +364,7 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    uplinksAre( false );
    kernel.link( "d2" ).refusal = EPERM;
    takeLines();
-   EXPECT_FALSE( agent->release() );
+   EXPECT_FALSE( agent->openAll() );
    EXPECT_TRUE( lines.ends_with( "open it with: ip link set dev d2 protodown_reason 5 off\n" ) )
        << lines;
 }

@@ -96,9 +96,9 @@ class NetworkTest : public testing::Test {
    static std::uint32_t transitions( std::string const& name ) {
       NetlinkSocket socket;
       alignas( nlmsghdr ) std::array< std::byte, 64 > room{};
-      LinkMessage const question = beginLinkMessage( room.data(), RTM_GETLINK, NLM_F_REQUEST, 1 );
-      question.info->ifi_index = static_cast< int >( if_nametoindex( name.c_str() ) );
-      socket.send( std::span( room ).first( question.header->nlmsg_len ) );
+      LinkMessage const query = beginLinkMessage( room.data(), RTM_GETLINK, NLM_F_REQUEST, 1 );
+      query.info->ifi_index = static_cast< int >( if_nametoindex( name.c_str() ) );
+      socket.send( std::span( room ).first( query.header->nlmsg_len ) );
       auto const answer = socket.receive( 1000 );
       std::uint32_t count = 0;
       auto const find = []( nlattr const* attribute, void* data ) {

@@ -46,7 +46,7 @@ SimulatedKernel::carrier( InterfaceName const& name ) {
 }
 
 void
-SimulatedKernel::ask( std::span< std::uint32_t const > indexes ) {
+SimulatedKernel::query( std::span< std::uint32_t const > indexes ) {
    for ( std::uint32_t const index : indexes )
       if ( SimulatedLink* const link = find( index ); link && !isDeaf ) {
          tellCarrier( *link );
@@ -73,7 +73,7 @@ SimulatedKernel::overrun( bool losesQuestion ) {
 }
 
 bool
-SimulatedKernel::endTurn() {
+SimulatedKernel::recover() {
    if ( !feed_->complete() )
       deliver();
    if ( feed_->takeOverdueDump() )
@@ -145,12 +145,12 @@ SimulatedKernel::answer( LinkRequest& request ) {
    }
    bool const isAdmin = request.means == LinkRequest::Means::adminDown;
    bool const glances = isAdmin && !request.up && request.before.name == link->name;
-   if ( glances && !request.onlyAsk )
+   if ( glances && !request.onlyQuery )
       request.before.adminUp = link->adminUp;
    else
       request.before = *link;
    request.after = *link;
-   if ( request.onlyAsk )
+   if ( request.onlyQuery )
       return;
    request.error = isAdmin || link->hasProtoDown ? link->refusal : EOPNOTSUPP;
    // These two refusals stand for an act that was done, but whose answer was lost.

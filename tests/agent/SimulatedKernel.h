@@ -39,8 +39,8 @@ class SimulatedKernel : public LinkSource, public LinkControl {
  public:
    void start( LinkListener& listener ) override;
    std::optional< bool > carrier( InterfaceName const& name ) override;
-   void ask( std::span< std::uint32_t const > indexes ) override;
-   bool endTurn() override;
+   void query( std::span< std::uint32_t const > indexes ) override;
+   bool recover() override;
    bool tookMessages() override { return feed_->tookMessages(); }
    std::string takeTrouble() override { return feed_->takeTrouble(); }
    void apply( std::span< LinkRequest > requests ) override;

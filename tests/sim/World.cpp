@@ -190,7 +190,7 @@ World::apply( Event const& event ) {
    if ( verb == "kill" || verb == "stop" ) {
       run( [ & ] {
          if ( process_ && verb == "stop" )
-            process_->agent.release();
+            process_->agent.openAll();
       } );
       kill();
    }
@@ -385,7 +385,7 @@ World::flap( std::string const& uplink ) {
 
 void
 World::stop() {
-   if ( !process_->agent.release() )
+   if ( !process_->agent.openAll() )
       complain( "not all ports can be opened" );
    kill();
    for ( auto const& [ name, link ] : machine_.kernel.links() )

@@ -1,4 +1,4 @@
-#include "agent/detect/ShutDecisions.h"
+#include "agent/detect/GroupDecisions.h"
 
 #include "model/GroupConfig.h"
 #include "platform/zet/Clock.h"
@@ -25,48 +25,49 @@ seconds( double time ) {
 
 } // namespace
 
-ShutDecisions::ShutDecisions( Zet::Ptr< Config > const& config, Zet::Ptr< Status > const& status,
-                              Zet::Ptr< Interface::EthIntfStatusDir > const& directory )
-    : config_( *config ), ports_( config, *this, directory ), transitions_( status, *this ) {}
+GroupDecisions::GroupDecisions( Zet::Ptr< Config > const& config, Zet::Ptr< Status > const& status,
+                                Zet::Ptr< Interface::EthIntfStatusDir > const& directory )
+    : config_( *config ), portDecisions_( config, *this, directory ),
+      transitions_( status, *this ) {}
 
 bool
-ShutDecisions::policyIs( Zet::Name const& group, GroupPolicy const& policy ) {
+GroupDecisions::policyIs( Zet::Name const& group, GroupPolicy const& policy ) {
    auto const at = groups_.try_emplace( group ).first;
    review( at );
    if ( at->second.policy == policy )
       return false;
    at->second.policy = policy;
-   ports_.decideAgain( group );
+   portDecisions_.decideAgain( group );
    return true;
 }
 
 bool
-ShutDecisions::isDryRun( Zet::Name const& group ) const {
+GroupDecisions::isDryRun( Zet::Name const& group ) const {
    auto const at = groups_.find( group );
    return at != groups_.end() && at->second.policy.dryRun;
 }
 
 void
-ShutDecisions::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
+GroupDecisions::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
    Decision& decision = groups_[ group ];
    decision.isDown = true;
    decision.only = std::move( ports );
 }
 
 bool
-ShutDecisions::Decision::covers( Kelnet::IntfId port ) const {
+GroupDecisions::Decision::covers( Kelnet::IntfId port ) const {
    return !only || std::find( only->begin(), only->end(), port ) != only->end();
 }
 
 bool
-ShutDecisions::shuts( GroupConfig const& group, Kelnet::IntfId port ) const {
+GroupDecisions::shuts( GroupConfig const& group, Kelnet::IntfId port ) const {
    auto const at = groups_.find( group.name() );
    return at != groups_.end() && at->second.isDown && !at->second.policy.dryRun &&
           at->second.covers( port );
 }
 
 void
-ShutDecisions::handleTransition( Zet::Name const& group, LinkStatus before, LinkStatus now ) {
+GroupDecisions::handleTransition( Zet::Name const& group, LinkStatus before, LinkStatus now ) {
    downGroups_ += now == LinkStatus::down;
    downGroups_ -= before == LinkStatus::down;
    auto const at = groups_.try_emplace( group ).first;
@@ -83,24 +84,24 @@ ShutDecisions::handleTransition( Zet::Name const& group, LinkStatus before, Link
 }
 
 void
-ShutDecisions::handleGroupGone( Zet::Name const& group ) {
+GroupDecisions::handleGroupGone( Zet::Name const& group ) {
    auto const at = groups_.find( group );
    if ( at == groups_.end() )
       return;
    downGroups_ -= at->second.sawDown();
    std::erase( inReview_, at );
    groups_.erase( at );
-   ports_.decideAgain( group );
+   portDecisions_.decideAgain( group );
 }
 
 void
-ShutDecisions::review( Groups::iterator group ) {
+GroupDecisions::review( Groups::iterator group ) {
    if ( !std::exchange( group->second.isInReview, true ) )
       inReview_.push_back( group );
 }
 
 void
-ShutDecisions::evaluate() {
+GroupDecisions::evaluate() {
    if ( inReview_.empty() )
       return;
    double const now = Zet::now();
@@ -111,12 +112,12 @@ ShutDecisions::evaluate() {
 }
 
 bool
-ShutDecisions::evaluate( Groups::iterator group, double now ) {
+GroupDecisions::evaluate( Groups::iterator group, double now ) {
    auto& [ name, decision ] = *group;
    bool const wasTold = std::exchange( decision.isTold, false );
    if ( !decision.disagrees() ) {
       if ( decision.sawDown() && std::exchange( decision.only, std::nullopt ) )
-         ports_.decideAgain( name );
+         portDecisions_.decideAgain( name );
       if ( wasTold )
          remarks_.push_back(
              { name, std::string( decision.isDown ? "was up" : "was down" ) + " for only " +
@@ -143,7 +144,7 @@ ShutDecisions::evaluate( Groups::iterator group, double now ) {
 }
 
 void
-ShutDecisions::reverse( Zet::Name const& name, Decision& decision ) {
+GroupDecisions::reverse( Zet::Name const& name, Decision& decision ) {
    ++count_;
    decision.isDown = !decision.isDown;
    if ( decision.policy.dryRun && config_.group( name ) )
@@ -151,11 +152,11 @@ ShutDecisions::reverse( Zet::Name const& name, Decision& decision ) {
                                       ( decision.isDown ? "shut" : "opened" ) +
                                       " now:" + portsText( name, decision ) } );
    decision.only.reset();
-   ports_.decideAgain( name );
+   portDecisions_.decideAgain( name );
 }
 
 std::string
-ShutDecisions::portsText( Zet::Name const& name, Decision const& decision ) const {
+GroupDecisions::portsText( Zet::Name const& name, Decision const& decision ) const {
    std::string text;
    if ( auto const group = config_.group( name ) )
       for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
@@ -165,7 +166,7 @@ ShutDecisions::portsText( Zet::Name const& name, Decision const& decision ) cons
 }
 
 std::optional< double >
-ShutDecisions::nextTime() const {
+GroupDecisions::nextTime() const {
    std::optional< double > next;
    for ( Groups::iterator const group : inReview_ )
       if ( double const due = group->second.due();

@@ -15,17 +15,17 @@
 
 namespace Ufdd {
 
-// Decides which ports must be shut, by the groups' delays. A group is decided to be down once it
-// was seen down for its down_delay, and to be up once it was seen up for its recovery_delay. The
+// Decides whether each group is treated as down, by its delays. A group is decided to be down once
+// it was seen down for its down_delay, and to be up once it was seen up for its recovery_delay. The
 // library knows nothing of delays, which may differ between groups that share an uplink: its
 // statuses tell the state at present. A group in dry_run shuts nothing. Times are those of
 // Zet::now().
-class ShutDecisions final : private UplinkFailureDetection::GroupTransitions::Listener,
-                            private UplinkFailureDetection::PortDecisions::Policy {
+class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::Listener,
+                             private UplinkFailureDetection::PortDecisions::Policy {
  public:
-   ShutDecisions( Zet::Ptr< UplinkFailureDetection::Config > const& config,
-                  Zet::Ptr< UplinkFailureDetection::Status > const& status,
-                  Zet::Ptr< Interface::EthIntfStatusDir > const& directory );
+   GroupDecisions( Zet::Ptr< UplinkFailureDetection::Config > const& config,
+                   Zet::Ptr< UplinkFailureDetection::Status > const& status,
+                   Zet::Ptr< Interface::EthIntfStatusDir > const& directory );
 
    // Returns true if the group had another policy.
    bool policyIs( Zet::Name const& group, GroupPolicy const& policy );
@@ -41,10 +41,10 @@ class ShutDecisions final : private UplinkFailureDetection::GroupTransitions::Li
 
    bool isDryRun( Zet::Name const& group ) const;
    // As of the last takeChanges().
-   bool mustBeShut( Kelnet::IntfId port ) const { return ports_.mustBeShut( port ); }
+   bool mustBeShut( Kelnet::IntfId port ) const { return portDecisions_.mustBeShut( port ); }
    // What evaluate() decided since the last call, by the difference.
    std::vector< UplinkFailureDetection::PortDecisions::Change > takeChanges() {
-      return ports_.takeChanges();
+      return portDecisions_.takeChanges();
    }
 
    // A line for the log about a decision that is put off, or that is only told of.
@@ -103,7 +103,7 @@ class ShutDecisions final : private UplinkFailureDetection::GroupTransitions::Li
    std::vector< Remark > remarks_;
    unsigned int count_ = 0;
    unsigned int downGroups_ = 0;
-   UplinkFailureDetection::PortDecisions ports_;
+   UplinkFailureDetection::PortDecisions portDecisions_;
    UplinkFailureDetection::GroupTransitions transitions_;
 };
 
