@@ -123,7 +123,7 @@ GroupDecisions::evaluate( Groups::iterator group, double now ) {
              { name, std::string( decision.isDown ? "was up" : "was down" ) + " for only " +
                          seconds( decision.since - decision.reviewSince ) + ", hidden by " +
                          ( decision.isDown ? "recovery_delay" : "down_delay" ) + " (" +
-                         std::to_string( ++decision.hidden ) + " times so far)" } );
+                         std::to_string( ++decision.hidden ) + " so far)" } );
       return true;
    }
    if ( now >= decision.due() ) {
