@@ -188,7 +188,7 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    void scanReplayRequest( Zet::NboAttrLog::In& in );
    template < class Visit > static bool visitCollection( Zet::AttributeId id, Visit visit );
    void answerTransaction( Zet::AttributeId id, AttrTransactionType type );
-   template < std::size_t I > void transaction( AttrTransactionType type );
+   template < std::size_t I > void mark( bool marked );
    template < std::size_t I > void sweep();
 
    Zet::Ptr< Observer< T > > observer_;

@@ -6,6 +6,36 @@
 // it is applied.
 namespace AttrLog {
 
+namespace Detail {
+
+// Ends the replay of a collection, also when an observer of what that removes throws.
+class ReplayEnd {
+   using Demuxer = Zet::NboAttrLog::Demuxer;
+   using Adapter = Zet::Entity::ZetNboAttrLogSa;
+
+ public:
+   ReplayEnd( Demuxer& connection, Adapter const& adapter, Zet::AttributeId id )
+       : connection_( connection ), adapter_( adapter ), id_( id ) {}
+   ReplayEnd( ReplayEnd const& ) = delete;
+   ReplayEnd& operator=( ReplayEnd const& ) = delete;
+   ~ReplayEnd() {
+      Zet::NboAttrLog::FlowIn* const flow = connection_.flowIn( adapter_.entityId() );
+      if ( !flow )
+         return;
+      flow->handlingTransactionIs( false );
+      flow->aidDel( id_ );
+      if ( flow->aid() == 0 )
+         connection_.flowInDel( adapter_.entityId() );
+   }
+
+ private:
+   Demuxer& connection_;
+   Adapter const& adapter_;
+   Zet::AttributeId id_;
+};
+
+} // namespace Detail
+
 template < class T >
 void
 EntityAdapter< T >::handleAttrDeserialization( Zet::AttributeId id, DeserializationOptions options,
@@ -276,19 +306,21 @@ EntityAdapter< T >::handleAttrTransaction( Zet::AttributeId id, AttrTransactionT
       return answerTransaction( id, type );
    if ( type != AttrTransactionType::abort )
       requireWritable( id );
-   if ( type == AttrTransactionType::open && !bit( deafBit ) )
-      connection->flowInIs( entityId() ).aidIs( id );
-   else if ( Zet::NboAttrLog::FlowIn* const flow = connection->flowIn( entityId() );
-             flow && type == AttrTransactionType::close && flow->aid() == id )
-      flow->handlingTransactionIs( true );
-   visitCollection( id, [ & ]( auto i ) { transaction< i >( type ); } );
-   Zet::NboAttrLog::FlowIn* const flow = connection->flowIn( entityId() );
-   if ( !flow || type == AttrTransactionType::open )
+   if ( type == AttrTransactionType::open ) {
+      if ( !bit( deafBit ) )
+         connection->flowInIs( entityId() ).aidIs( id );
+      visitCollection( id, [ & ]( auto i ) { mark< i >( true ); } );
       return;
-   flow->handlingTransactionIs( false );
-   flow->aidDel( id );
-   if ( flow->aid() == 0 )
-      connection->flowInDel( entityId() );
+   }
+   Detail::ReplayEnd const end( *connection, *this, id );
+   if ( type == AttrTransactionType::abort ) {
+      visitCollection( id, [ & ]( auto i ) { mark< i >( false ); } );
+      return;
+   }
+   if ( Zet::NboAttrLog::FlowIn* const flow = connection->flowIn( entityId() );
+        flow && flow->aid() == id )
+      flow->handlingTransactionIs( true );
+   visitCollection( id, [ & ]( auto i ) { sweep< i >(); } );
 }
 
 // Calls visit( place ) for the collection of that id. False when there is none.
@@ -319,11 +351,9 @@ EntityAdapter< T >::answerTransaction( Zet::AttributeId id, AttrTransactionType 
 template < class T >
 template < std::size_t I >
 void
-EntityAdapter< T >::transaction( AttrTransactionType type ) {
-   if ( type == AttrTransactionType::close )
-      return sweep< I >();
-   bool const opens = type == AttrTransactionType::open;
-   members< I >().forEach( [ opens ]( auto& member ) { member.zetMarkedForDeletionIs( opens ); } );
+EntityAdapter< T >::mark( bool marked ) {
+   members< I >().forEach(
+       [ marked ]( auto& member ) { member.zetMarkedForDeletionIs( marked ); } );
 }
 
 // Removes the members that the replay left out. That is not written back.
@@ -336,10 +366,9 @@ EntityAdapter< T >::sweep() {
       ++at;
       if ( !member->zetMarkedForDeletion() )
          continue;
-      bitIs( applyingBit, true );
+      Zet::BitScope const applying( *this, applyingBit );
       deleteMember< I >( member->zetKey() );
    }
-   bitIs( applyingBit, false );
 }
 
 } // namespace AttrLog

@@ -114,6 +114,24 @@ TEST_F( StatusReader, ignoresARecordWithoutAnInput ) {
    EXPECT_EQ( stateOf( replica() ), "g unknown 0 0\n" );
 }
 
+// What an observer throws while it is told of a failure ends the connection, not the adapter.
+TEST_F( StatusReader, endsTheReplayThatAnObserverBreaksOff ) {
+   Log log;
+   auto const observer = observe< Thrower >( connection->reader.root, log, "" );
+   observer->insists = true;
+   constexpr char const* marker = "00000003 00000000 00000102 02 00000000 00000000 ";
+   EXPECT_TRUE( receive( std::string( marker ) + "00", "" ) );
+   auto const adapter = connection->reader.adapter();
+   adapter->bitIs( LogAdapter::deafBit, true );
+   EXPECT_FALSE( receive( std::string( marker ) + "02", "" ) );
+   adapter->bitIs( LogAdapter::deafBit, false );
+   EXPECT_EQ( stateOf( replica() ), "" );
+   EXPECT_FALSE( adapter->bit( LogAdapter::applyingBit ) );
+   observer->isRegisteredNotifieeIs( false );
+   replica().groupIs( "h" );
+   EXPECT_NE( echoed(), Bytes{} );
+}
+
 TEST_F( StatusReader, leavesAnAbortedReplayWithoutEffect ) {
    std::string const marker = "00000003 00000000 00000102 02 00000000 00000000 0";
    EXPECT_TRUE( receive( marker + '0', "" ) );
