@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <memory>
+#include <utility>
 
 namespace Zet {
 
@@ -14,10 +16,11 @@ namespace {
 
 using Sink = std::function< void( NotificationFailure const& ) >;
 
-Sink&
+// Shared with who is telling it: a sink may be replaced from inside.
+std::shared_ptr< Sink const >&
 sink() {
    // Never destroyed: objects of static life still fail when the process ends.
-   static Sink& sink = *new Sink;
+   static auto& sink = *new std::shared_ptr< Sink const >;
    return sink;
 }
 
@@ -52,15 +55,15 @@ failureOf( PtrInterface const& object, AttributeId id ) {
 
 void
 notificationFailureSinkIs( Sink replacement ) {
-   sink() = std::move( replacement );
+   sink() = replacement ? std::make_shared< Sink const >( std::move( replacement ) ) : nullptr;
 }
 
 void
 handleNotificationFailure( PtrInterface const& object, AttributeId id ) noexcept {
    try {
       NotificationFailure const failure = failureOf( object, id );
-      if ( sink() )
-         sink()( failure );
+      if ( std::shared_ptr< Sink const > const told = sink() )
+         ( *told )( failure );
       else
          std::cerr << failure.entity << ": a handler of " << failure.attribute
                    << " failed: " << failure.text << '\n';

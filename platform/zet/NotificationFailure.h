@@ -18,8 +18,9 @@ struct NotificationFailure {
 };
 
 // Where isolated failures go: a line on standard error unless the host sets another sink. An
-// empty sink restores that line. Owns: the sink, never destroyed. What it throws is not reported
-// but for one line on standard error.
+// empty sink restores that line. Owns: the sink, until it is replaced, which it may be from inside;
+// the last one is never destroyed. What it throws is not reported but for one line on standard
+// error.
 ZET_EXPORT void
 notificationFailureSinkIs( std::function< void( NotificationFailure const& ) > sink );
 

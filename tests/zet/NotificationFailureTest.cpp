@@ -35,6 +35,22 @@ TEST( NotificationFailure, isSurvivedThoughReportingItFails ) {
    failuresFailTheTest();
 }
 
+TEST( NotificationFailure, mayHaveItsSinkReplacedFromInside ) {
+   Sample< Ufd::GroupConfig > const sample;
+   auto held = std::make_shared< int >();
+   std::weak_ptr< int > const watched = held;
+   bool isAliveInside = false;
+   auto const replace = [ & ] {
+      failuresFailTheTest();
+      isAliveInside = !watched.expired();
+   };
+   Zet::notificationFailureSinkIs(
+       [ &replace, owned = std::move( held ) ]( auto const& ) { replace(); } );
+   Zet::handleNotificationFailure( *sample.entity, 260 );
+   EXPECT_TRUE( isAliveInside );
+   EXPECT_TRUE( watched.expired() );
+}
+
 // Made before main() starts, so it goes after everything that is made on first use.
 struct Last {
    ~Last() {
