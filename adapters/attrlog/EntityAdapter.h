@@ -224,6 +224,9 @@ EntityAdapter< T >::EntityAdapter( Zet_BitSet mask, Zet::Ptr< T > const& entity,
 }
 
 template < class T > EntityAdapter< T >::~EntityAdapter() {
+   // Its owner may drop it in the middle of a replay.
+   if ( Zet::NboAttrLog::Demuxer* const connection = this->demuxer() )
+      connection->abortReplays( *this );
    observer_->isRegisteredNotifieeIs( false );
    observer_->adapterIs( nullptr );
 }

@@ -150,6 +150,16 @@ TEST_F( StatusReader, leavesAnAbortedReplayWithoutEffect ) {
    EXPECT_FALSE( root->group( "h" )->zetMarkedForDeletion() );
 }
 
+TEST( Reader, leavesNoMemberMarkedWhenItsOwnerDropsIt ) {
+   End< Ufd::Config > reader( Side::client, Ufd::configFactory( "root" ) );
+   auto const group = reader.root->groupIs( "g" );
+   auto adapter = reader.attach( LogAdapter::asChild );
+   adapter->handleAttrTransaction( 258, Transaction::open, 0 );
+   EXPECT_TRUE( group->zetMarkedForDeletion() );
+   adapter = nullptr;
+   EXPECT_FALSE( group->zetMarkedForDeletion() );
+}
+
 // Two collections of one entity are replayed at a time, and neither to its end.
 TEST( Reader, leavesNoMemberMarked ) {
    auto const source = Ufd::configFactory( "root" );
