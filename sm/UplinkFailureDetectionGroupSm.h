@@ -47,7 +47,8 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    void start();
 
    // True once the group has left the configuration, or the top machine has gone. From then on the
-   // machine does nothing but clean up, however long somebody holds it.
+   // machine does nothing but clean up, however long somebody holds it; a disabling whose record it
+   // has begun to write is counted to the end.
    bool ended() const noexcept { return ended_; }
    // Used by the top machine alone.
    void end() noexcept { ended_ = true; }

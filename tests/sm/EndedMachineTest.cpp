@@ -76,6 +76,10 @@ TEST_F( EndedMachine, OfAReplacedTopMachineOpensNoFurtherPort ) {
    expect( "up A", "D-", replacing( true ), "g:down#1@0 h:down#0@0 | C@0" );
 }
 
+TEST_F( EndedMachine, CountsTheDisablingThatItIsRecording ) {
+   expect( "down A", "g:down", replacing( false ), "g:down#1@0 | C@0 D@0" );
+}
+
 TEST_F( EndedMachine, OfATopMachineThatIsReplacedInTheMiddleOfItsWorkEndsAsWell ) {
    // The new group is evaluated for the first time, by the top machine.
    world_.onHeard = nullptr;
