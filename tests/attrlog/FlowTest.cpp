@@ -60,16 +60,6 @@ struct Full : Connection< Ufd::Config > {
 struct Flow : testing::TestWithParam< unsigned int > {};
 INSTANTIATE_TEST_SUITE_P( Mode, Flow, testing::Values( 0u, LogAdapter::deferred ) );
 
-TEST_P( Flow, tellsOfAReplayThatIsGivenUp ) {
-   Full full( GetParam() );
-   full.addMany();
-   full.group->zetNboAttrLogSa( full.writer.demuxer->out() )->doThis();
-   full.moved();
-   full.writer.demuxer->handleRoom();
-   EXPECT_EQ( recordsIn( full.moved() ).substr( 0, 9 ), "259! 259+" );
-   full.expectEqual();
-}
-
 // What a peer asks for is replayed from its beginning, whatever replay was under way.
 TEST_P( Flow, answersAReplayRequest ) {
    Full full( GetParam() );
@@ -107,21 +97,6 @@ TEST_P( Flow, givesUpWhatMayNotBeWritten ) {
    full.writer.demuxer->handleRoom();
    EXPECT_EQ( failures.texts.size(), 2u );
    EXPECT_FALSE( full.writer.demuxer->hasFlow() );
-}
-
-// The peer knows a root before it hears of the root's children, also where there was no room.
-TEST_P( Flow, announcesARootFirst ) {
-   Full full( GetParam() );
-   auto const second = Ufd::configFactory( "second" );
-   second->groupIs( "h" );
-   second->zetNboAttrLogSaIs( {}, GetParam(), full.writer.demuxer->out(), nullptr )
-       ->doSerializeOrphan();
-   taken( *full.writer.demuxer );
-   second->groupDelAll();
-   second->groupIs( "i" );
-   EXPECT_EQ( recordsIn( taken( *full.writer.demuxer ) ), "" );
-   full.writer.demuxer->handleRoom();
-   EXPECT_EQ( recordsIn( taken( *full.writer.demuxer ) ).substr( 0, 10 ), "136 6 258+" );
 }
 
 // The ids that the flow gives back: the one to go on from, or 0.

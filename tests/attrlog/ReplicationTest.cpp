@@ -40,24 +40,13 @@ struct Relay : testing::Test {
    Connection< Ufd::Config > second{ first.reader.root, 0u };
 };
 
-TEST_F( Relay, handsOnWhatItIsGivenInBothDirections ) {
+TEST_F( Relay, givesAnEntityTheSameIdAllAlongTheWay ) {
    auto const& end = second.reader.root;
-   source->groupIs( "g" )->minLinksIs( 4 );
-   source->group( "g" )->intfsToMonitorIs( intf( "et1" ), true );
-   source->groupIs( "h" );
+   source->groupIs( "g" );
    moveAll();
-   EXPECT_EQ( stateOf( *end ), stateOf( *source ) );
-   source->groupDel( "h" );
-   source->group( "g" )->intfsToMonitorDel( intf( "et1" ) );
-   moveAll();
-   EXPECT_EQ( stateOf( *end ), stateOf( *source ) );
    EXPECT_EQ( first.echoed + second.echoed, 0u );
-   end->group( "g" )->minLinksIs( 5 );
-   end->groupIs( "i" )->intfsToDisableIs( intf( "et2" ), true );
+   end->groupIs( "i" );
    moveAll();
-   EXPECT_EQ( stateOf( *source ), stateOf( *end ) );
-   EXPECT_EQ( source->group( "g" )->minLinks(), 5u );
-   // An entity is called the same all along the way.
    auto const id = []( Ufd::Config& root, Demuxer& demuxer, char const* name ) {
       return root.group( name )->zetNboAttrLogSa( demuxer.out() )->entityId();
    };
