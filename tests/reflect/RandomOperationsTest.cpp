@@ -35,18 +35,11 @@ class Stranger : Zet::GenericIf::Watcher {
          interfaces_.push_back( world_.of( name ) );
          interfaces_.push_back( world_.of( std::string( name ) + "!" ) );
       }
-      for ( std::size_t at = 0; at < interfaces_.size(); ++at ) {
-         interfaces_[ at ]->watcherIs( *this );
-         watched_.push_back( interfaces_[ at ] );
-      }
-      values_ = { nullptr,
-                  Zet::valueIf( true ),
-                  Zet::valueIf( 2u ),
-                  Zet::valueIf( 2.5 ),
-                  Zet::valueIf( Zet::Name( "g" ) ),
-                  Zet::valueIf( Zet::Name( "h" ) ),
-                  Zet::valueIf( intf( "e1" ) ),
-                  Zet::valueIf( intf( "e2" ) ) };
+      watched_ = interfaces_;
+      for ( Interface const& interface : watched_ )
+         interface->watcherIs( *this );
+      for ( char const* const word : { "-", "true", "2", "2.5", "'g'", "'h'", "%e1", "%e2" } )
+         values_.push_back( valueOf( word, &world_ ) );
    }
    ~Stranger() override {
       for ( Interface const& interface : watched_ )
@@ -102,34 +95,23 @@ class Stranger : Zet::GenericIf::Watcher {
    }
    void onAttributeAt( Zet::AttributeId id, Interface const& ) override { onAttribute( id ); }
 
-   // Of arguments, those of one function or constructor.
+   // The arguments of a function or constructor, now and then with one more, or another value.
    void lists( unsigned int which, unsigned int value ) {
-      static Log const names[] = { { "name" },
-                                   { "intfId" },
-                                   { "groupName" },
-                                   {},
-                                   { "ethIntfStatus", "groupSm" },
-                                   { "groupConfig", "groupStatus", "ethIntfStatusDir",
-                                     "causeStatus" },
-                                   { "config", "status", "ethIntfStatusDir", "causeStatus" } };
-      auto const list = Zet::make< Zet::GenericIf::List_ >();
-      for ( std::string const& name : names[ which % std::size( names ) ] ) {
-         list->elementIs( name.c_str(),
-                          value % 5 != 0 ? named( name, value ) : oneOf( values_, value / 5 ) );
-         value /= 7;
-      }
+      static Log const arguments{ "()",
+                                  "(name:'h')",
+                                  "(intfId:%e1)",
+                                  "(groupName:'g')",
+                                  "(ethIntfStatus:@e2,groupSm:@groupSm)",
+                                  "(groupConfig:@group,groupStatus:@groupStatus,"
+                                  "ethIntfStatusDir:@dir,causeStatus:@cause)",
+                                  "(config:@config,status:@status,ethIntfStatusDir:@dir,"
+                                  "causeStatus:@cause)" };
+      static Log const names{ "name", "intfId", "groupName", "groupSm", "status", "causeStatus" };
+      auto const list =
+          Zet::ptrCast< Zet::GenericIf::List_ >( valueOf( oneOf( arguments, which ), &world_ ) );
+      if ( value % 4 == 0 )
+         list->elementIs( oneOf( names, value / 4 ).c_str(), oneOf( values_, value / 32 ) );
       keep( list );
-   }
-   Interface named( std::string const& name, unsigned int value ) const {
-      for ( auto const& [ argument, object ] :
-            { std::pair( "config", "config" ), std::pair( "status", "status" ),
-              std::pair( "groupConfig", "group" ), std::pair( "groupStatus", "groupStatus" ),
-              std::pair( "causeStatus", "cause" ), std::pair( "groupSm", "groupSm" ),
-              std::pair( "ethIntfStatusDir", "dir" ), std::pair( "ethIntfStatus", "e2" ) } )
-         if ( name == argument && world_.object( object ) )
-            return world_.of( object );
-      return name == "intfId" ? Zet::valueIf( intf( value % 2 != 0 ? "e1" : "e2" ) )
-                              : Zet::valueIf( Zet::Name( value % 2 != 0 ? "g" : "h" ) );
    }
 
    void walk( Zet::GenericIf& on, Zet::AttributeId id, Place const& at, unsigned int how ) {

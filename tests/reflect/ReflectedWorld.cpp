@@ -21,29 +21,25 @@ ReflectedWorld::ReflectedWorld() : group( config->groupIs( "g" ) ) {
 
 Zet::Ptr< Zet::PtrInterface >
 ReflectedWorld::object( std::string const& name ) const {
-   if ( name == "config" )
-      return config;
-   if ( name == "group" )
-      return group;
-   if ( name == "status" )
-      return status;
-   if ( name == "groupStatus" )
-      return status->group( "g" );
-   if ( name == "root" )
-      return root;
-   if ( name == "sm" )
-      return sm;
-   if ( name == "groupSm" )
-      return sm->uplinkFailureDetectionGroupSm( "g" );
-   if ( name == "intfSm" )
-      return sm->uplinkFailureDetectionGroupSm( "g" )->uplinkFailureDetectionIntfSm(
-          Kelnet::IntfId( "e1" ) );
-   if ( name == "dir" )
-      return dir;
-   if ( name == "otherDir" )
-      return otherDir;
-   if ( name == "cause" )
-      return cause;
+   auto const groupSm = sm->uplinkFailureDetectionGroupSm( "g" );
+   auto const intfSm =
+       groupSm ? groupSm->uplinkFailureDetectionIntfSm( Kelnet::IntfId( "e1" ) ) : nullptr;
+   std::pair< std::string_view, Zet::Ptr< Zet::PtrInterface > > const objects[] = {
+      { "config", config },
+      { "group", group },
+      { "status", status },
+      { "root", root },
+      { "sm", sm },
+      { "groupStatus", status->group( "g" ) },
+      { "groupSm", groupSm },
+      { "intfSm", intfSm },
+      { "dir", dir },
+      { "cause", cause },
+      { "otherDir", otherDir },
+   };
+   for ( auto const& [ own, object ] : objects )
+      if ( own == name )
+         return object;
    return dir->intfStatus( Kelnet::IntfId( name ) );
 }
 
@@ -53,10 +49,8 @@ ReflectedWorld::of( std::string name ) const {
    if ( isConst )
       name.pop_back();
    auto const reflected = object( name );
-   return reflected->fwkType()->genericIf( reflected, isConst );
+   return reflected ? reflected->fwkType()->genericIf( reflected, isConst ) : nullptr;
 }
-
-namespace {
 
 Zet::Ptr< Zet::GenericIf >
 valueOf( std::string const& word, ReflectedWorld const* world ) {
@@ -89,26 +83,13 @@ valueOf( std::string const& word, ReflectedWorld const* world ) {
    }
 }
 
-} // namespace
-
 std::string
-done( Zet::GenericIf& on, std::string const& words, ReflectedWorld const* world ) {
+failureOf( std::function< void() > const& operation ) {
    static constexpr std::array kinds{ "const", "opNotSupported",  "badIndex",
                                       "type",  "unknownArgument", "unknownAttribute" };
-   std::istringstream stream( words );
-   std::string attribute;
-   unsigned int operation = 0;
-   std::string key = "-";
-   std::string value = "-";
-   stream >> attribute >> operation >> key >> value;
    try {
-      bool const isId = std::isdigit( static_cast< unsigned char >( attribute.front() ) );
-      Zet::AttributeId const id = isId ? std::stoi( attribute ) : on.attributeId( attribute );
-      auto const result =
-          on.attributeOp( { id, operation }, valueOf( key, world ), valueOf( value, world ) );
-      std::string text = result ? result->strRep().c_str() : "null";
-      // Addresses say nothing.
-      return text.substr( 0, text.find( "(0x" ) );
+      operation();
+      return "";
    } catch ( Zet::GenericIfException const& failure ) {
       std::string const number =
           failure.operation() ? " " + std::to_string( failure.operation() ) : "";
@@ -117,6 +98,26 @@ done( Zet::GenericIf& on, std::string const& words, ReflectedWorld const* world 
    } catch ( Zet::Exception const& failure ) {
       return std::to_string( failure.frameworkId() ) + ": " + failure.what();
    }
+}
+
+std::string
+done( Zet::GenericIf& on, std::string const& words, ReflectedWorld const* world ) {
+   std::istringstream stream( words );
+   std::string attribute;
+   unsigned int operation = 0;
+   std::string key = "-";
+   std::string value = "-";
+   stream >> attribute >> operation >> key >> value;
+   std::string text;
+   std::string const failure = failureOf( [ & ] {
+      bool const isId = std::isdigit( static_cast< unsigned char >( attribute.front() ) );
+      Zet::AttributeId const id = isId ? std::stoi( attribute ) : on.attributeId( attribute );
+      auto const result =
+          on.attributeOp( { id, operation }, valueOf( key, world ), valueOf( value, world ) );
+      text = result ? result->strRep().c_str() : "null";
+   } );
+   // Addresses say nothing.
+   return failure.empty() ? text.substr( 0, text.find( "(0x" ) ) : failure;
 }
 
 void
