@@ -33,22 +33,9 @@ class EndedMachine : public testing::Test {
    std::function< void() > applying( std::string_view events ) {
       return [ this, events ] { world_.apply( events ); };
    }
-   // Runs detection on a configuration in which h is down and disables C, or without any group.
-   std::function< void() > replacing( bool withGroup ) {
-      return [ this, withGroup ] {
-         auto const config = configFactory( "other" );
-         if ( withGroup )
-            config->groupIs( name( 'h' ) )->intfsToDisableIs( intf( 'C' ), true );
-         world_.root->uplinkFailureDetectionSmIs( config, world_.status, world_.cause, world_.dir );
-      };
-   }
 
    World world_;
 };
-
-TEST_F( EndedMachine, OfARemovedGroupShutsNoFurtherPort ) {
-   expect( "down A", "D@0", applying( "ungroup g" ), "|" );
-}
 
 TEST_F( EndedMachine, OfARemovedGroupOpensNoFurtherPort ) {
    world_.apply( "down A" );
@@ -67,40 +54,12 @@ TEST_F( EndedMachine, OfARemovedGroupWritesNoRecordWhateverTheNumberOfPorts ) {
    EXPECT_EQ( other->groupLinkStatus(), GroupLinkStatus::down );
 }
 
-TEST_F( EndedMachine, OfAReplacedTopMachineShutsNoFurtherPort ) {
-   expect( "down A", "D@0", replacing( false ), "g:up#0@0 | D@0" );
-}
-
-TEST_F( EndedMachine, OfAReplacedTopMachineOpensNoFurtherPort ) {
-   world_.apply( "down A" );
-   expect( "up A", "D-", replacing( true ), "g:down#1@0 h:down#0@0 | C@0" );
-}
-
 TEST_F( EndedMachine, CountsTheDisablingThatItIsRecording ) {
-   expect( "down A", "g:down", replacing( false ), "g:down#1@0 | C@0 D@0" );
-}
-
-TEST_F( EndedMachine, OfATopMachineThatIsReplacedInTheMiddleOfItsWorkEndsAsWell ) {
-   // The new group is evaluated for the first time, by the top machine.
-   world_.onHeard = nullptr;
-   auto const replace = replacing( false );
-   world_.apply( "ungroup g" );
-   int heard = 0;
-   world_.onHeard = [ & ]( std::string const& what ) {
-      if ( what == "k+" )
-         world_.apply( "disable k C; disable k D" );
-      if ( what == "D@0" && ++heard == 1 )
-         replace();
+   auto const replace = [ & ] {
+      world_.root->uplinkFailureDetectionSmIs( configFactory( "other" ), world_.status,
+                                               world_.cause, world_.dir );
    };
-   world_.apply( "group k" );
-   world_.onHeard = nullptr;
-   EXPECT_EQ( heard, 1 );
-   EXPECT_EQ( world_.state(), "k:unknown#0@0 | D@0" );
-}
-
-TEST_F( EndedMachine, CleansUpThoughTheTopMachineGoesMeanwhile ) {
-   world_.apply( "down A" );
-   expect( "ungroup g", "D-", applying( "stop" ), "|" );
+   expect( "down A", "g:down", replace, "g:down#1@0 | C@0 D@0" );
 }
 
 TEST_F( EndedMachine, LeavesTheRecordToTheMachineOfAnotherTopMachine ) {
