@@ -26,8 +26,6 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(ufd_compile INTERFACE -fno-semantic-interposition)
   # At -O3, GCC 12 warns of overlaps in sums of strings where there are none.
   target_compile_options(ufd_compile INTERFACE -Wno-restrict -Wno-stringop-overflow)
-  # GCC 12 warns of objects on the stack that stay linked, although they unlink themselves.
-  target_compile_options(ufd_compile INTERFACE -Wno-dangling-pointer)
 endif()
 if(UFD_SANITIZE)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")

@@ -37,21 +37,22 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
        Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
-   // As above, but without the evaluation, which start() makes up for.
-   struct NotStarted {};
+   // Makes it without the evaluation. Only the top machine can make a NotStarted; it calls start().
+   class NotStarted {
+      friend class UplinkFailureDetectionGroupSm;
+      friend class UplinkFailureDetectionSm;
+      explicit NotStarted() = default;
+   };
    UplinkFailureDetectionGroupSm(
        NotStarted, Zet::Ptr< GroupConfig const > const& groupConfig,
        Zet::Ptr< GroupStatus > const& groupStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
-   void start();
 
    // True once the group has left the configuration, or the top machine has gone. From then on the
    // machine does nothing but clean up, however long somebody holds it; a disabling whose record it
    // has begun to write is counted to the end.
    bool ended() const noexcept { return ended_; }
-   // Used by the top machine alone.
-   void end() noexcept { ended_ = true; }
 
    // Borrows, all of these: valid while the machine watches it. Null when there is none.
    GroupConfig const* groupConfig() const noexcept;
@@ -144,6 +145,10 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
 
  private:
    friend class Notify::StateMachine< UplinkFailureDetectionGroupSm >;
+   friend class UplinkFailureDetectionSm;
+
+   void start();
+   void end() noexcept { ended_ = true; }
 
    auto reactors() noexcept { return std::tie( groupConfig_, ethIntfStatusDir_, causeStatus_ ); }
    template < class Visit > void forEachChild( Visit visit ) {

@@ -11,7 +11,8 @@ namespace UplinkFailureDetection {
 // one that has replaced it.
 class UplinkFailureDetectionSm::Operation {
  public:
-   explicit Operation( UplinkFailureDetectionSm& sm )
+   // Inlined, GCC 12 takes it for a pointer to the stack that is left behind.
+   [[gnu::noinline]] explicit Operation( UplinkFailureDetectionSm& sm )
        : sm_( &sm ), outer_( std::exchange( sm.innermost_, this ) ) {}
    Operation( Operation const& ) = delete;
    Operation& operator=( Operation const& ) = delete;

@@ -65,6 +65,7 @@ class ZET_EXPORT UplinkFailureDetectionSm
        Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
+   // These drop machines without ending their groups: one that somebody holds goes on writing.
    Zet::Ptr< UplinkFailureDetectionGroupSm > uplinkFailureDetectionGroupSmDel( Zet::Name name ) {
       return groupSm_.del( *this, name );
    }

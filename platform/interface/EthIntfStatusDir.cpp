@@ -33,7 +33,9 @@ EthIntfStatusDir::intfStatusIs( Zet::Ptr< EthIntfStatus > const& status ) {
    Kelnet::IntfId const intfId = status->intfId();
    if ( status == intfStatus_.find( intfId ) )
       return;
-   if ( Zet::Ptr< EthIntfStatus > const replaced = intfStatus_.take( intfId ) )
+   // Held to the end: an observer of its going may add an interface of that name.
+   Zet::Ptr< EthIntfStatus > const replaced = intfStatus_.take( intfId );
+   if ( replaced )
       replaced->parentIs( nullptr );
    intfStatus_.newMember( *this, Notify::rowOf< EthIntfStatusDir, attribute >().id, status );
    notify< attribute >( intfId );
