@@ -47,7 +47,11 @@ TEST_F( GroupConfig, tellsOfEachChangeOfAnEntryOnceItIsStored ) {
    EXPECT_FALSE( group->newIntfsToMonitor( et1, false )->value() );
    EXPECT_TRUE( group->intfsToDisable( et1 ) );
    EXPECT_EQ( group->intfsToMonitorIterator( et1 ).key(), et1 );
+   EXPECT_EQ( group->intfsToDisableIterator( et1 ).key(), et1 );
    EXPECT_EQ( heard(), Log{} );
+   group->intfsToDisableDelAll();
+   EXPECT_EQ( heard(), Log{ "n 259 et1" } );
+   EXPECT_TRUE( group->intfsToDisableMembers().empty() && group->intfsToMonitorMembers().count() );
 }
 
 TEST_F( GroupConfig, dropsItsEntriesSilently ) {

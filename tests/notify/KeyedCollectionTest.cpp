@@ -10,7 +10,7 @@ using namespace Tests;
 
 namespace {
 
-// The collections of the model under one face.
+// A collection of values and one of entities under one face.
 struct Monitored {
    using E = Ufd::GroupConfig;
    static constexpr char const* id = "258 ";
@@ -19,16 +19,6 @@ struct Monitored {
    static void delAll( E& e ) { e.intfsToMonitorDelAll(); }
    static auto iterator( E& e ) { return e.intfsToMonitorIterator(); }
    static Log keys( E const& e ) { return keysOf( e.intfsToMonitorMembers() ); }
-};
-
-struct Disabled {
-   using E = Ufd::GroupConfig;
-   static constexpr char const* id = "259 ";
-   static void add( E& e, char const* key ) { e.intfsToDisableIs( intf( key ), false ); }
-   static void del( E& e, char const* key ) { e.intfsToDisableDel( intf( key ) ); }
-   static void delAll( E& e ) { e.intfsToDisableDelAll(); }
-   static auto iterator( E& e ) { return e.intfsToDisableIterator(); }
-   static Log keys( E const& e ) { return keysOf( e.intfsToDisableMembers() ); }
 };
 
 struct Groups {
@@ -62,7 +52,7 @@ template < class Face > class KeyedCollection : public testing::Test {
    Log keys;
 };
 
-using Faces = testing::Types< Monitored, Disabled, Groups >;
+using Faces = testing::Types< Monitored, Groups >;
 TYPED_TEST_SUITE( KeyedCollection, Faces );
 
 TYPED_TEST( KeyedCollection, itsIteratorDeletesAndTellsOnce ) {

@@ -1,11 +1,7 @@
 #include "platform/zet/Trace.h"
 
-#include "platform/zet/Clock.h"
-#include "platform/zet/Exception.h"
-
 #include <gtest/gtest.h>
 
-#include <gmock/gmock.h>
 #include <ostream>
 
 namespace {
@@ -57,28 +53,6 @@ TEST( Trace, isSwitchedByNameAlsoBeforeItExists ) {
    }
    Zet::TraceHandle::levelIs( "TraceTest.named", 3, false );
    EXPECT_FALSE( first.isOn( 3 ) || Zet::TraceHandle( "TraceTest.named" ).isOn( 3 ) );
-}
-
-TEST( Clock, canBeReplaced ) {
-   double const before = Zet::now();
-   Zet::clockIs( [] { return 12.5; } );
-   EXPECT_EQ( Zet::now(), 12.5 );
-   Zet::clockIs( nullptr );
-   EXPECT_GE( Zet::now(), before );
-   EXPECT_NE( Zet::now(), 12.5 );
-}
-
-TEST( Exception, hasItsNumberAndText ) {
-   using testing::Throws;
-   auto const is = []( unsigned int id ) {
-      return testing::AllOf(
-          testing::Property( &Zet::Exception::frameworkId, id ),
-          testing::Property( &Zet::Exception::what, testing::StrEq( "the text" ) ) );
-   };
-   EXPECT_THAT( [] { Zet::throwRangeException( "the text" ); },
-                Throws< Zet::RangeException >( is( 12 ) ) );
-   EXPECT_THAT( [] { Zet::throwNameInUseException( "the text" ); },
-                Throws< Zet::NameInUseException >( is( 48 ) ) );
 }
 
 } // namespace
