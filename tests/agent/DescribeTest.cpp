@@ -3,11 +3,6 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
-#include <cstdio>
-#include <fstream>
-#include <sstream>
-
 namespace Ufdd {
 namespace {
 
@@ -21,129 +16,56 @@ ufdctl( std::vector< std::string > arguments ) {
 
 using Json = nlohmann::json;
 
-std::string
-hex( Json const& word ) {
-   char digits[ 9 ];
-   std::snprintf( digits, sizeof digits, "%08x", word.get< unsigned int >() );
-   return digits;
-}
+TEST( Describe, printsATypeAsATable ) {
+   EXPECT_EQ( ufdctl( { "describe", "UplinkFailureDetection::Config" } ).first,
+              R"(name space UplinkFailureDetection
 
-std::string
-orNone( Json const& name ) {
-   return name.is_null() ? "none" : name;
-}
+  Config : Zet::Entity, entity, generic interface
+    is made from ( name: Zet::Name )
+    ID   NAME                    TYPE                                 KEY        WORD0     WORD1     INTRO  KIND
+    6    isNondestructing        Zet::Builtin<bool>                   -          00002043  01000000  0      scalar
+    154  zetHasAttrLogInterface  Zet::Builtin<bool>                   -          00022001  00000400  8      function
+    258  group                   UplinkFailureDetection::GroupConfig  Zet::Name  09a20143  11000400  34     collection of objects
+    group is made from ( name: Zet::Name ), its key is name
 
-// "(a: A, b: B)", or nothing.
-std::string
-argumentsText( Json const& arguments ) {
-   std::string list;
-   for ( Json const& argument : arguments )
-      list += ( list.empty() ? "" : ", " ) + argument[ "name" ].get< std::string >() + ": " +
-              argument[ "type" ].get< std::string >();
-   return list.empty() ? list : "(" + list + ")";
-}
-
-// Types, as the table of announcements has them.
-std::string
-announced( Json const& types ) {
-   std::ostringstream text;
-   for ( Json const& type : types ) {
-      text << "  type " << std::string( type[ "name" ] ) << " base " << orNone( type[ "base" ] )
-           << '\n';
-      for ( Json const& one : type[ "attributes" ] ) {
-         bool const hasContext = one.contains( "arguments" );
-         text << ( hasContext ? "    attr " : "    def " ) << one[ "id" ] << ' '
-              << std::string( one[ "name" ] ) << ' ' << std::string( one[ "type" ] ) << " key "
-              << orNone( one[ "key" ] ) << ' ' << hex( one[ "flags" ][ 0 ] ) << '/'
-              << hex( one[ "flags" ][ 1 ] ) << ' ' << one[ "introspection" ] << '\n';
-         if ( !hasContext )
-            continue;
-         for ( Json const& argument : one[ "arguments" ] )
-            text << "      argument " << std::string( argument[ "name" ] ) << ": "
-                 << std::string( argument[ "type" ] ) << '\n';
-         if ( one.contains( "keyedBy" ) )
-            text << "      keyed by " << std::string( one[ "keyedBy" ] ) << '\n';
-         text << "    context exit\n";
-      }
-      text << "  scope exit";
-      for ( auto const& [ trait, word ] :
-            { std::pair( "entity", "entity" ), std::pair( "value", "value" ),
-              std::pair( "enumeration", "enum" ), std::pair( "generic interface", "genericIf" ) } )
-         for ( Json const& one : type[ "traits" ] )
-            text << ( one == trait ? std::string( " " ) + word : "" );
-      std::string const constructor = argumentsText( type[ "constructor" ] );
-      text << ( type[ "size" ] != 0 ? " sized" : "" ) << ( constructor.empty() ? "" : " " )
-           << constructor << '\n';
-   }
-   return text.str();
-}
-
-// The types of both units: the lines that belong to one.
-std::string
-announcements() {
-   std::ifstream file( ANNOUNCEMENTS_FILE );
-   std::string types;
-   for ( std::string line; std::getline( file, line ); )
-      if ( line.starts_with( ' ' ) )
-         types += line + '\n';
-   return types;
-}
-
-TEST( Describe, printsWhatTheIntrospectionReactorIsTold ) {
-   auto const [ text, status ] = ufdctl( { "describe", "--json" } );
-   ASSERT_EQ( status, 0 );
-   Json const nameSpaces = Json::parse( text );
-   ASSERT_EQ( nameSpaces.size(), 1u );
-   EXPECT_EQ( nameSpaces[ 0 ][ "nameSpace" ], "UplinkFailureDetection" );
-   EXPECT_EQ( announced( nameSpaces[ 0 ][ "types" ] ), announcements() );
-}
-
-// Of any number of spaces one.
-std::string
-squeezed( std::string text ) {
-   auto const isSecond = []( char a, char b ) { return a == ' ' && b == ' '; };
-   text.erase( std::unique( text.begin(), text.end(), isSecond ), text.end() );
-   return text;
-}
-
-TEST( Describe, printsTheSameAsTables ) {
-   std::string const text = squeezed( ufdctl( { "describe" } ).first );
-   Json const types = Json::parse( ufdctl( { "describe", "--json" } ).first )[ 0 ][ "types" ];
-   for ( Json const& type : types )
-      for ( Json const& one : type[ "attributes" ] ) {
-         std::ostringstream row;
-         row << "\n " << one[ "id" ] << ' ' << std::string( one[ "name" ] ) << ' '
-             << std::string( one[ "type" ] ) << ' '
-             << ( one[ "key" ].is_null() ? "-" : std::string( one[ "key" ] ) ) << ' '
-             << hex( one[ "flags" ][ 0 ] ) << ' ' << hex( one[ "flags" ][ 1 ] ) << ' '
-             << one[ "introspection" ] << ' ' << std::string( one[ "kind" ] ) << '\n';
-         EXPECT_NE( text.find( row.str() ), std::string::npos ) << row.str();
-      }
-   for ( char const* const line :
-         { "name space UplinkFailureDetection\n\n GroupConfig : Zet::Entity, entity, generic "
-           "interface\n is made from ( name: Zet::Name )\n ID NAME TYPE KEY WORD0 WORD1 INTRO "
-           "KIND\n",
-           "\n GroupLinkStatus, value, enumeration, generic interface\n ID ",
-           "\n group is made from ( name: Zet::Name ), its key is name\n",
-           "\n handleIntf takes ( intfId: Kelnet::IntfId )\n" } )
-      EXPECT_NE( text.find( line ), std::string::npos ) << line;
-}
-
-TEST( Describe, findsATypeByEitherName ) {
+)" );
    std::string const all = ufdctl( { "describe" } ).first;
-   auto const [ one, status ] = ufdctl( { "describe", "UplinkFailureDetection::Config" } );
-   EXPECT_EQ( status, 0 );
-   EXPECT_EQ( ufdctl( { "describe", "Config" } ).first, one );
-   EXPECT_LT( one.size(), all.size() / 4 );
-   EXPECT_NE( all.find( one.substr( one.find( "  Config" ) ) ), std::string::npos );
-   EXPECT_EQ(
-       ufdctl( { "describe", "Confg" } ),
-       std::pair( std::string( "ufdctl: there is no type \"Confg\"; did you mean Config?\n" ),
-                  1 ) );
+   for ( char const* const line :
+         { "\n  GroupLinkStatus, value, enumeration, generic interface\n    ID  NAME ",
+           "\n    handleIntf takes ( intfId: Kelnet::IntfId )\n" } )
+      EXPECT_NE( all.find( line ), std::string::npos ) << line;
+}
+
+TEST( Describe, printsATypeAsJson ) {
+   auto const typesOf = []( std::vector< std::string > const& words ) {
+      return Json::parse( ufdctl( words ).first ).at( 0 ).at( "types" );
+   };
+   Json type = typesOf( { "describe", "--json", "Config" } ).at( 0 );
+   EXPECT_GT( type[ "size" ], 0 );
+   type.erase( "size" );
+   type[ "attributes" ].erase( 0 );
+   EXPECT_EQ( type, Json::parse( R"({
+      "name": "Config", "base": "Zet::Entity", "traits": [ "entity", "generic interface" ],
+      "constructor": [ { "name": "name", "type": "Zet::Name" } ],
+      "attributes": [
+         { "id": 154, "name": "zetHasAttrLogInterface", "type": "Zet::Builtin<bool>", "key": null,
+           "flags": [ 139265, 1024 ], "introspection": 8, "kind": "function" },
+         { "id": 258, "name": "group", "type": "UplinkFailureDetection::GroupConfig",
+           "key": "Zet::Name", "flags": [ 161612099, 285213696 ], "introspection": 34,
+           "kind": "collection of objects", "keyedBy": "name",
+           "arguments": [ { "name": "name", "type": "Zet::Name" } ] } ] })" ) );
+   // The types of the model and of the machines.
+   EXPECT_EQ( typesOf( { "describe", "--json" } ).size(), 9u );
+}
+
+TEST( Describe, namesTheNearestType ) {
+   using Result = std::pair< std::string, int >;
+   EXPECT_EQ( ufdctl( { "describe", "Confg" } ),
+              Result( "ufdctl: there is no type \"Confg\"; did you mean Config?\n", 1 ) );
    EXPECT_EQ( ufdctl( { "descibe", "Config" } ),
-              std::pair( std::string( "ufdctl: unknown command \"descibe\"; did you mean "
-                                      "describe?\nSee \"ufdctl --help\".\n" ),
-                         64 ) );
+              Result( "ufdctl: unknown command \"descibe\"; did you mean describe?\nSee \"ufdctl "
+                      "--help\".\n",
+                      64 ) );
 }
 
 } // namespace

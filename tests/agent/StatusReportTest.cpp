@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 
 namespace Ufdd {
@@ -37,14 +36,6 @@ class StatusReportTest : public testing::Test {
       group( "rack1", GroupLinkStatus::down, 1, now.steady - seconds );
       std::string const table = statusTable( *status, "rack1", now, Colours::none );
       return table.substr( table.rfind( ", " ) + 2 );
-   }
-   std::string error( std::string const& name ) {
-      try {
-         groupsShown( *status, name );
-      } catch ( std::runtime_error const& error ) {
-         return error.what();
-      }
-      return "";
    }
 
    Zet::Ptr< Status > const status = Zet::make< Status >( "status" );
@@ -82,11 +73,6 @@ TEST_F( StatusReportTest, showsJson ) {
 )" );
    EXPECT_NE( statusJson( *status, "b", now ).find( R"("lastDisabled": null)" ),
               std::string::npos );
-}
-
-TEST_F( StatusReportTest, namesTheNearestGroup ) {
-   EXPECT_EQ( error( "rack2" ), "there is no group \"rack2\"; did you mean rack1?" );
-   EXPECT_EQ( error( "other" ), "there is no group \"other\"; \"ufdctl show\" lists all groups" );
 }
 
 TEST_F( StatusReportTest, watchesTransitions ) {

@@ -199,16 +199,6 @@ TEST_F( StatusServerTest, reservesTheLastPlaceForRoot ) {
    EXPECT_TRUE( isReplica( connected() ) );
 }
 
-TEST_F( StatusServerTest, reportsTroublesOnceASecond ) {
-   double const end = now + 2.9;
-   for ( ; now < end; now += 0.1 ) {
-      StatusReader stranger( path, false );
-      stranger.send( Tests::Bytes( 100, 'x' ) );
-      runTurns();
-   }
-   EXPECT_EQ( lineCount(), 3u ) << lines;
-}
-
 // Sends changes only at the end of a turn, after the acts on ports.
 TEST_F( StatusServerTest, clientsWaitForTheEndOfTheTurn ) {
    StatusReader const& reader = connected();
