@@ -5,7 +5,7 @@
 
 namespace UplinkFailureDetection {
 
-// The root of the configuration: one GroupConfig per group.
+// The root of the configuration. Holds one GroupConfig per group.
 class ZET_EXPORT Config : public GroupCollection< Config, GroupConfig > {
  public:
    class _Type;
@@ -13,7 +13,7 @@ class ZET_EXPORT Config : public GroupCollection< Config, GroupConfig > {
    class ZetNboAttrLogSa;
 
    explicit Config( Zet::Name name ) : GroupCollection( std::move( name ) ) {}
-   // A new Config without groups and without parent.
+   // Returns a new Config without groups and without parent.
    [[nodiscard]] static Zet::Ptr< Config > ConfigIs( Zet::Name name );
    static Zet::Ptr< Zet::ZetType const > _fwkType();
 
@@ -21,7 +21,7 @@ class ZET_EXPORT Config : public GroupCollection< Config, GroupConfig > {
    ~Config() override;
 };
 
-// The same, for the process that hosts the library.
+// Does the same as Config::ConfigIs(), for the process that hosts the library.
 [[nodiscard]] ZET_EXPORT Zet::Ptr< Config > configFactory( Zet::Name name );
 
 } // namespace UplinkFailureDetection

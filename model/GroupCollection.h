@@ -8,8 +8,9 @@
 
 namespace UplinkFailureDetection {
 
-// What Config and Status share: an entity E that holds one Member per group, by the group's name,
-// and is the parent of each. E derives from this; its destructor calls groupsEnd().
+// The common base of Config and Status: an entity E that holds one Member per group, by the group's
+// name, and is the parent of each Member. E derives from this class. E's destructor calls
+// groupsEnd().
 template < class E, class M > class ZET_EXPORT GroupCollection : public Notify::LoggedEntity< E > {
  public:
    using Member = M;
@@ -17,21 +18,21 @@ template < class E, class M > class ZET_EXPORT GroupCollection : public Notify::
    using Notifiee = Notify::WritingNotifiee< E >;
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
 
-   // The group of that name, or null.
+   // Returns the group of that name, or null.
    Zet::Ptr< Member > group( Zet::Name name ) { return group_.find( name ); }
    Zet::Ptr< Member const > group( Zet::Name name ) const { return group_.find( name ); }
-   // The group of that name. Makes it and tells the notifiees, if there is none.
+   // Returns the group of that name. If there is none, makes it and tells the notifiees.
    Zet::Ptr< Member > groupIs( Zet::Name name );
-   // Requires: there is no group of that name. Tells nobody.
+   // Makes the group and tells nobody. Requires: there is no group of that name.
    Zet::Ptr< Member > newGroup( Zet::Name name );
-   // Removes the group and tells the notifiees. The member returned lives on while the caller
-   // holds it; its parent is cleared. Null, and nobody told, when there is no such group.
+   // Removes the group and tells the notifiees. The member returned lives on while the caller holds
+   // it; its parent is cleared. Returns null, and tells nobody, when there is no such group.
    Zet::Ptr< Member > groupDel( Zet::Name name ) { return group_.del( *this, name ); }
    void groupDelAll() { group_.delAll( *this ); }
-   // What a removal ends with.
+   // Ends every removal: clears the member's parent and tells the notifiees.
    void groupNotify( Zet::Name name, Zet::Ptr< Member > const& member );
 
-   // For the iterators see adapters/notify/KeyedCollection.h.
+   // The iterators are described in adapters/notify/KeyedCollection.h.
    using Groups = Notify::EntityCollection< &GroupCollection::groupNotify >;
    using GroupIterator = typename Groups::Iterator;
    using GroupIteratorConst = typename Groups::IteratorConst;
@@ -63,7 +64,7 @@ class ZET_EXPORT GroupCollection< E, M >::NotifieeConst
    virtual void onGroup() {}
 };
 
-// The rows of such an entity.
+// The rows of E, which is Config or Status.
 template < class E >
 inline constexpr std::tuple groupCollectionRows{
    Notify::EntityCollectionRow< Notify::reader( &E::group ), &E::groupMembers, &E::groupIs,
@@ -109,7 +110,7 @@ GroupCollection< E, M >::groupsEnd() noexcept {
       try {
          groupDelAll();
       } catch ( ... ) {
-         // A destructor can't hand on what an observer threw while it was told of a failure.
+         // A destructor can't rethrow the exception of an observer that was told of a failure.
          Zet::handleNotificationFailure( *this,
                                          Notify::rowOf< E, Notify::reader( &E::group ) >().id );
       }

@@ -10,11 +10,11 @@
 
 namespace UplinkFailureDetection {
 
-// The configuration of one group: while fewer than `minLinks` of the interfaces to monitor are
-// up, the interfaces to disable are error-disabled.
+// The configuration of one group. While fewer than `minLinks` of the interfaces to monitor are up,
+// the interfaces to disable are error-disabled.
 //
-// Setters do nothing for the value that is stored already; otherwise they store, then tell the
-// notifiees.
+// A setter does nothing when the value is already stored. Otherwise it stores the value, then tells
+// the notifiees.
 class ZET_EXPORT GroupConfig : public Notify::LoggedEntity< GroupConfig > {
  public:
    class _Type;
@@ -29,28 +29,29 @@ class ZET_EXPORT GroupConfig : public Notify::LoggedEntity< GroupConfig > {
    using ZetIntfsToDisable = Notify::ValueMember< Kelnet::IntfId, bool, struct IntfsToDisableTag >;
 
    explicit GroupConfig( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
-   // A new group with no interfaces, `minLinks` 1, and no parent.
+   // Returns a new group with no interfaces, `minLinks` 1, and no parent.
    [[nodiscard]] static Zet::Ptr< GroupConfig > GroupConfigIs( Zet::Name name );
 
-   // The uplinks. Every one is counted; one whose flag is false is not watched, so its changes
-   // are seen only at the next check.
+   // The uplinks. The flag says whether an uplink is watched. Every uplink is counted, watched or
+   // not. A change of an uplink that is not watched is seen only at the next check.
    bool intfsToMonitor( Kelnet::IntfId intfId ) const { return intfsToMonitor_.value( intfId ); }
    void intfsToMonitorIs( Kelnet::IntfId intfId, bool watched );
-   // Requires: the interface is absent. Tells nobody.
+   // Adds the interface and tells nobody. Requires: the interface is absent.
    Zet::Ptr< ZetIntfsToMonitor > newIntfsToMonitor( Kelnet::IntfId intfId, bool watched );
-   // The flag of the removed interface. False, and tells nobody, when it was absent.
+   // Removes the interface and returns its flag. Returns false, and tells nobody, when it was
+   // absent.
    bool intfsToMonitorDel( Kelnet::IntfId intfId );
    void intfsToMonitorDelAll() { intfsToMonitor_.delAll( *this ); }
    void intfsToMonitorNotify( Kelnet::IntfId intfId, Zet::Ptr< ZetIntfsToMonitor > const& );
 
-   // The iterators are described in adapters/notify/KeyedCollection.h: at.key() is the interface,
-   // at->value() its flag; the deleting ones hold the group, the const one borrows it.
+   // The iterators are described in adapters/notify/KeyedCollection.h. at.key() is the interface,
+   // at->value() its flag. The deleting iterators hold the group, the const iterator borrows it.
    using IntfsToMonitorCollection = Notify::ValueCollection< &GroupConfig::intfsToMonitorNotify >;
    using IntfsToMonitorIterator = IntfsToMonitorCollection::Iterator;
    using ZetIntfsToMonitorIterator = IntfsToMonitorIterator;
    using IntfsToMonitorIteratorConst = IntfsToMonitorCollection::IteratorConst;
    IntfsToMonitorIterator intfsToMonitorIterator() { return intfsToMonitor_.iterator( *this ); }
-   // At that interface, or at the one that would follow it.
+   // Returns an iterator at that interface or, when it is absent, at the one that would follow it.
    IntfsToMonitorIterator intfsToMonitorIterator( Kelnet::IntfId from ) {
       return intfsToMonitor_.iterator( *this, from );
    }
@@ -61,7 +62,7 @@ class ZET_EXPORT GroupConfig : public Notify::LoggedEntity< GroupConfig > {
       return intfsToMonitor_.members();
    }
 
-   // The downstream interfaces; the flag means nothing to the detection. Operations as above.
+   // The downstream interfaces. Detection ignores the flag. The operations are as above.
    bool intfsToDisable( Kelnet::IntfId intfId ) const { return intfsToDisable_.value( intfId ); }
    void intfsToDisableIs( Kelnet::IntfId intfId, bool flag );
    Zet::Ptr< ZetIntfsToDisable > newIntfsToDisable( Kelnet::IntfId intfId, bool flag );
@@ -84,19 +85,19 @@ class ZET_EXPORT GroupConfig : public Notify::LoggedEntity< GroupConfig > {
       return intfsToDisable_.members();
    }
 
-   // The least number of monitored interfaces that must be up. Any value; 0 never disables.
+   // Returns the least number of monitored interfaces that must be up. 0 never disables.
    unsigned int minLinks() const noexcept { return minLinks_; }
    void minLinksIs( unsigned int minLinks );
-   // What `minLinks` is at first.
+   // Returns the `minLinks` of a new group.
    unsigned int minLinksDefault() const noexcept { return 1; }
 
-   // The key under which a Config keeps it.
+   // Returns the group's key in its Config.
    Zet::Name const& zetKey() const noexcept { return zetName(); }
 
    static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  protected:
-   // Entries that are dropped with the group are not told of.
+   // Tells nobody of the entries that go with the group.
    ~GroupConfig() override;
 
  private:

@@ -8,7 +8,7 @@
 
 namespace UplinkFailureDetection {
 
-// What became of one group: written by its state machine, read by whoever watches.
+// The state of one group. Its state machine writes it; observers read it.
 class ZET_EXPORT GroupStatus : public Notify::LoggedEntity< GroupStatus > {
  public:
    class _Type;
@@ -19,24 +19,25 @@ class ZET_EXPORT GroupStatus : public Notify::LoggedEntity< GroupStatus > {
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
 
    explicit GroupStatus( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
-   // A new record: `unknown`, never disabled, no parent.
+   // Returns a new record: `unknown`, never disabled, no parent.
    [[nodiscard]] static Zet::Ptr< GroupStatus > GroupStatusIs( Zet::Name name );
 
    GroupLinkStatus groupLinkStatus() const noexcept { return groupLinkStatus_; }
    void groupLinkStatusIs( GroupLinkStatus status );
 
-   // How many times the group went down since it was first evaluated. Wraps after 2^32 - 1.
+   // Returns how many times the group went down after its first evaluation. Wraps after 2^32 - 1.
    unsigned int numTimesDisabled() const noexcept { return numTimesDisabled_; }
    void numTimesDisabledIs( unsigned int times );
-   // Adds, and returns the sum.
+   // Adds `times` and returns the sum.
    unsigned int numTimesDisabledInc( unsigned int times );
 
-   // When it last went down, in seconds of Zet::now(); 0 when it never did.
+   // Returns when the group last went down after its first evaluation, in seconds of Zet::now(); 0
+   // if it never did.
    double prevDisabledTime() const noexcept { return prevDisabledTime_; }
-   // A NaN equals nothing and is always a change.
+   // Stores the time. A NaN always counts as a change.
    void prevDisabledTimeIs( double const& time );
 
-   // The key under which a Status keeps it.
+   // Returns the record's key in its Status.
    Zet::Name const& zetKey() const noexcept { return zetName(); }
 
    static Zet::Ptr< Zet::ZetType const > _fwkType();

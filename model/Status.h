@@ -5,7 +5,7 @@
 
 namespace UplinkFailureDetection {
 
-// The root of the status: one GroupStatus per configured group.
+// The root of the status. Holds one GroupStatus per configured group.
 class ZET_EXPORT Status : public GroupCollection< Status, GroupStatus > {
  public:
    class _Type;
@@ -13,7 +13,7 @@ class ZET_EXPORT Status : public GroupCollection< Status, GroupStatus > {
    class ZetNboAttrLogSa;
 
    explicit Status( Zet::Name name ) : GroupCollection( std::move( name ) ) {}
-   // A new Status without groups and without parent.
+   // Returns a new Status without groups and without parent.
    [[nodiscard]] static Zet::Ptr< Status > StatusIs( Zet::Name name );
    static Zet::Ptr< Zet::ZetType const > _fwkType();
 
@@ -21,7 +21,7 @@ class ZET_EXPORT Status : public GroupCollection< Status, GroupStatus > {
    ~Status() override;
 };
 
-// The same, for the process that hosts the library.
+// Does the same as Status::StatusIs(), for the process that hosts the library.
 [[nodiscard]] ZET_EXPORT Zet::Ptr< Status > statusFactory( Zet::Name name );
 
 } // namespace UplinkFailureDetection

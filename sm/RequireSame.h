@@ -5,7 +5,7 @@
 
 namespace UplinkFailureDetection {
 
-// A machine that exists is asked for with the arguments that it was made with.
+// Requires an argument of an existing machine to be the one that the machine was made with.
 // Throws: NameInUseException otherwise.
 template < class T >
 void

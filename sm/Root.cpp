@@ -11,7 +11,7 @@ Root::~Root() {
    try {
       uplinkFailureDetectionSmDel();
    } catch ( ... ) {
-      // A destructor can't hand on what an observer threw while it was told of a failure.
+      // A destructor can't rethrow the exception of an observer that was told of a failure.
       Zet::handleNotificationFailure( *this,
                                       Notify::rowOf< Root, &Root::uplinkFailureDetectionSm >().id );
    }
@@ -28,7 +28,7 @@ Root::uplinkFailureDetectionSmIs(
    if ( sm_ && config == sm_->config() && status == sm_->status() &&
         causeStatus == sm_->causeStatus() && ethIntfStatusDir == sm_->ethIntfStatusDir() )
       return sm_;
-   // An observer of what the new machine writes may drop this root, which then goes on return.
+   // An observer of the new machine's writes may drop this root. The root then goes on return.
    Zet::Ptr< Root > self( this );
    auto const sm = newUplinkFailureDetectionSm( config, status, causeStatus, ethIntfStatusDir );
    sm_ = sm;

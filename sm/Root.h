@@ -7,8 +7,8 @@
 
 namespace UplinkFailureDetection {
 
-// Where the hosting process starts and stops uplink failure detection. It owns at most one top
-// machine and tells its notifiees when that machine is made, replaced or dropped.
+// Starts and stops uplink failure detection for the hosting process. Owns at most one top machine.
+// Tells its notifiees when that machine is made, replaced or dropped.
 class ZET_EXPORT Root : public Notify::NotifyingEntity< Root > {
  public:
    class _Type;
@@ -19,13 +19,14 @@ class ZET_EXPORT Root : public Notify::NotifyingEntity< Root > {
 
    explicit Root( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
 
-   // Null when detection does not run.
+   // Returns null when detection does not run.
    Zet::Ptr< UplinkFailureDetectionSm > uplinkFailureDetectionSm() const { return sm_; }
-   // Has detection run on these four, and returns its machine. A machine that runs on the same
-   // four stays, and nobody is told; another is replaced once the new one has evaluated every
-   // group. What the old one wrote is not undone, only written over.
-   // Throws: what making the new machine throws; the old one is then still in place.
-   // Requires: none of the four is null, which is asserted.
+   // Starts detection on these four objects and returns its machine. When the present machine
+   // already runs on the same four, returns that machine and tells nobody. Otherwise replaces the
+   // present machine once the new one has evaluated every group. The writes of the old machine are
+   // not undone; the new one overwrites them.
+   // Throws: any exception from making the new machine; the old one then stays.
+   // Requires: none of the four is null (asserted).
    Zet::Ptr< UplinkFailureDetectionSm > uplinkFailureDetectionSmIs(
        Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
@@ -35,8 +36,8 @@ class ZET_EXPORT Root : public Notify::NotifyingEntity< Root > {
        Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir );
-   // Drops the machine and returns it; it works on while the caller holds it. Null, and nobody
-   // told, when there is none.
+   // Drops the machine and returns it. The machine works on while the caller holds it. Returns
+   // null, and tells nobody, when there is no machine.
    Zet::Ptr< UplinkFailureDetectionSm > uplinkFailureDetectionSmDel();
 
    static Zet::Ptr< Zet::ZetType const > _fwkType();
@@ -46,7 +47,7 @@ class ZET_EXPORT Root : public Notify::NotifyingEntity< Root > {
 
  private:
    friend class Notify::NotifyingEntity< Root >;
-   // Observers are told in the order in which they came, whatever they are.
+   // Observers are told in the order in which they registered, even attribute logs.
    static constexpr bool attributeLogGoesFirst = false;
 
    Zet::Ptr< UplinkFailureDetectionSm > sm_;
@@ -59,8 +60,9 @@ class ZET_EXPORT Root::NotifieeConst
    virtual void onUplinkFailureDetectionSm() {}
 };
 
-// A new root, its only reference in the result. Detection ends with the root, so the host keeps it.
-// configFactory and statusFactory (model/Config.h, model/Status.h) make what it runs on.
+// Returns a new root. The result holds the only reference. Detection ends with the root, so the
+// host keeps it. Call configFactory and statusFactory (model/Config.h, model/Status.h) for the
+// objects that detection runs on.
 [[nodiscard( "detection ends with the root" )]] ZET_EXPORT Zet::Ptr< Root >
 rootFactory( Zet::Name name );
 

@@ -6,12 +6,12 @@ namespace UplinkFailureDetection {
 
 inline Zet::TraceHandle const&
 traceHandle() {
-   // Never destroyed: machines of static life still trace when the process ends.
+   // Never destroyed: static machines still trace when the process ends.
    static Zet::TraceHandle const& handle = *new Zet::TraceHandle( "UplinkFailureDetectionSm" );
    return handle;
 }
 
-// What the machines do, all under one handle.
+// Traces an operation of a machine. All machines share one handle.
 template < class... Piece >
 void
 trace( char const* operation, Piece const&... piece ) {

@@ -163,7 +163,7 @@ UplinkFailureDetectionGroupSm::handleIntf( Kelnet::IntfId intfId ) {
       }
    }
    trace( "handleIntf", "Intf removed, deleting IntfSm" );
-   // Until the entry is gone: an observer of what the child lets go of may change this machine.
+   // Held until the entry is gone: an observer may change this machine when the child goes.
    auto const child = uplinkFailureDetectionIntfSmDel( intfId );
    causeStatus()->intfStatusDel( intfId );
 }
@@ -201,8 +201,7 @@ unsigned int
 UplinkFailureDetectionGroupSm::numUp() const {
    unsigned int up = 0;
    Interface::EthIntfStatusDir const& dir = *ethIntfStatusDir();
-   // Without regard to the flags: an operator lists an interface to be counted; the flag says
-   // whether it is watched.
+   // Counts the flag-less members too: an operator lists them to be counted, not watched.
    groupConfig()->intfsToMonitorMembers().forEach( [ & ]( auto const& monitored ) {
       Interface::EthIntfStatus const* const status = dir.intfStatus( monitored.zetKey() );
       if ( status && status->operStatus() == Interface::OperStatus::up )
@@ -215,7 +214,7 @@ GroupConfig::IntfsToDisableIteratorConst
 UplinkFailureDetectionGroupSm::firstDownstream( bool disabled ) const {
    Errdisable::CauseStatus const& cause = *causeStatus();
    auto const& members = groupConfig()->intfsToDisableMembers();
-   // Mostly no interface at all is disabled, and no member has to be looked at.
+   // Usually no interface is disabled, and no member needs a look.
    if ( disabled && !cause.hasIntfStatus() )
       return members.end();
    return members.firstThat( [ & ]( auto const& downstream ) {
@@ -230,11 +229,11 @@ UplinkFailureDetectionGroupSm::disableDownstream() {
    auto at = firstDownstream( false );
    if ( !at && groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
       return;
-   // The observers of what is written may drop this machine or replace what it watches.
+   // An observer of these writes may drop this machine or replace the objects that it watches.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
-   // Once an observer has ended it, nobody would release what it shuts.
+   // Once an observer has ended this machine, nobody would remove the entries that it makes.
    for ( ; at && !ended_; ++at )
       if ( !cause->intfStatus( at.key() ) )
          cause->intfStatusIs( at.key(), time );
@@ -253,11 +252,11 @@ UplinkFailureDetectionGroupSm::enableDownstream() {
    auto at = firstDownstream( true );
    if ( !at && groupStatus_->groupLinkStatus() == GroupLinkStatus::up )
       return;
-   // The observers of what is written may drop this machine or replace what it watches.
+   // An observer of these writes may drop this machine or replace the objects that it watches.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
-   // Once an observer has ended it, others decide about what it would open.
+   // Once an observer has ended this machine, others decide about these entries.
    for ( ; at && !ended_; ++at )
       cause->intfStatusDel( at.key() );
    if ( !ended_ )
@@ -266,7 +265,8 @@ UplinkFailureDetectionGroupSm::enableDownstream() {
 
 void
 UplinkFailureDetectionGroupSm::doCleanup() {
-   // The observers of each entry may drop this machine or replace what it watches.
+   // An observer of each removed entry may drop this machine or replace the objects that it
+   // watches.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    if ( !isComplete() )
       return;

@@ -11,17 +11,17 @@
 
 namespace UplinkFailureDetection {
 
-// The detector of one group. Whenever the group's configuration, the interface directory or the
-// operational status of a monitored interface changes, it counts the monitored interfaces that
-// are up. If they are fewer than minLinks, it gives every downstream interface an entry in the
-// cause status; otherwise it removes their entries. The outcome goes to the group's status.
+// Detects the uplink failure of one group. Counts the monitored interfaces that are up whenever the
+// group's configuration, the interface directory or the operational status of a monitored interface
+// changes. If fewer than minLinks are up, it gives every downstream interface an entry in the cause
+// status; otherwise it removes their entries. It writes the outcome to the group's status.
 //
-// A check disregards other groups. A group that is up removes the entry of a port that it shares
-// with one that is down; the entry comes back with the next check of the latter. So the entries
+// A check disregards other groups. When an up group and a down group share a port, a check of the
+// up group removes the port's entry. The next check of the down group restores it. So the entries
 // alone don't tell whether a port must be shut. host/PortDecisions.h does, for each port.
 //
-// Everything is done before the notification returns. Dropping the machine undoes nothing;
-// doCleanup() does.
+// The machine completes all work before the notification returns. Dropping the machine undoes
+// nothing; doCleanup() does.
 class ZET_EXPORT UplinkFailureDetectionGroupSm
     : public Notify::StateMachine< UplinkFailureDetectionGroupSm > {
  public:
@@ -31,13 +31,14 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    class ZetEthIntfStatusDir;
    class ZetCauseStatus;
 
-   // Evaluates the group once, which may disable interfaces but does not count as a disabling.
-   // Without one of the four it does nothing.
+   // Evaluates the group once. This evaluation may disable interfaces but does not count as a
+   // disabling. Does nothing when one of the four is null.
    UplinkFailureDetectionGroupSm(
        Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
-   // Makes it without the evaluation. Only the top machine can make a NotStarted; it calls start().
+   // Makes the machine without the evaluation. Only the top machine can make a NotStarted. It calls
+   // start() to evaluate.
    class NotStarted {
       friend class UplinkFailureDetectionGroupSm;
       friend class UplinkFailureDetectionSm;
@@ -49,34 +50,35 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
 
-   // True once the group has left the configuration, or the top machine has gone. From then on the
-   // machine does nothing but clean up, however long somebody holds it; a disabling whose record it
-   // has begun to write is counted to the end.
+   // Returns true once the group has left the configuration or the top machine has gone. From then
+   // on the machine only cleans up, even while somebody still holds it. A disabling whose record it
+   // has begun to write is still counted to the end.
    bool ended() const noexcept { return ended_; }
 
-   // Borrows, all of these: valid while the machine watches it. Null when there is none.
+   // Return null when there is none. Borrows: valid while the machine watches the object.
    GroupConfig const* groupConfig() const noexcept;
    GroupStatus* groupStatus() const noexcept { return groupStatus_.get(); }
    Interface::EthIntfStatusDir const* ethIntfStatusDir() const noexcept;
    Errdisable::CauseStatus* causeStatus() const noexcept;
-   // Requires: the group has the same name. One that replaces another is checked at once.
+   // Watches another configuration. One that replaces another is checked at once.
+   // Requires: the group has the same name.
    void groupConfigIs( Zet::Ptr< GroupConfig const > const& groupConfig );
    void groupConfigDel();
    void ethIntfStatusDirIs( Zet::Ptr< Interface::EthIntfStatusDir const > const& dir );
    void ethIntfStatusDirDel();
    void causeStatusIs( Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
    void causeStatusDel();
-   // New, active reactors, for the machine to keep; null for nothing to watch.
+   // Return new, active reactors for the machine to keep; null for a null object.
    Zet::Ptr< ZetGroupConfig > newGroupConfig( Zet::Ptr< GroupConfig const > const& groupConfig );
    Zet::Ptr< ZetEthIntfStatusDir >
    newEthIntfStatusDir( Zet::Ptr< Interface::EthIntfStatusDir const > const& dir );
    Zet::Ptr< ZetCauseStatus >
    newCauseStatus( Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
 
-   // The group's name; empty without configuration.
+   // Returns the group's name; empty without configuration.
    Zet::Name name() const { return configuredName(); }
 
-   // True once the group has been evaluated for the first time.
+   // Returns true once the group has been evaluated for the first time.
    bool initialized() const noexcept { return initialized_; }
    void initializedIs( bool initialized ) noexcept { initialized_ = initialized; }
 
@@ -85,12 +87,12 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    uplinkFailureDetectionIntfSm( Kelnet::IntfId intfId ) const {
       return intfSm_.find( intfId );
    }
-   // The child of that status's interface, made and activated if there is none.
-   // Throws: Zet::NameInUseException when there is one with another status or group machine.
+   // Returns the child of that status's interface. Makes and activates it if there is none.
+   // Throws: Zet::NameInUseException when the child has another status or group machine.
    Zet::Ptr< UplinkFailureDetectionIntfSm >
    uplinkFailureDetectionIntfSmIs( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
                                    UplinkFailureDetectionGroupSm* groupSm );
-   // Requires: the interface has no child.
+   // Makes the child without activating it. Requires: the interface has no child.
    Zet::Ptr< UplinkFailureDetectionIntfSm >
    newUplinkFailureDetectionIntfSm( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
                                     UplinkFailureDetectionGroupSm* groupSm );
@@ -99,8 +101,8 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
       return intfSm_.del( *this, intfId );
    }
    void uplinkFailureDetectionIntfSmDelAll() { intfSm_.delAll( *this ); }
-   // What a removal ends with. The child reacts no more: whoever holds it may do so longer than
-   // its group machine lives.
+   // Ends every removal: detaches the child, so that it reacts no more. Somebody may hold the child
+   // longer than its group machine lives.
    void
    uplinkFailureDetectionIntfSmNotify( Kelnet::IntfId,
                                        Zet::Ptr< UplinkFailureDetectionIntfSm > const& intfSm ) {
@@ -124,18 +126,21 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    }
 
    void handleInitialized();
-   // Makes or drops the child of each monitored interface, or of one; the latter is also told of
-   // interfaces that the group does not monitor. An interface that is not monitored or does not
-   // exist loses its cause entry, which the next check writes back where it belongs.
+   // Makes or drops the child of each monitored interface, or of the interface given, which need
+   // not be monitored. An interface that is not monitored, or does not exist, loses its cause
+   // entry. The next check restores the entry if the group needs it.
    void handleIntf();
    void handleIntf( Kelnet::IntfId intfId );
    void handleAndCheckIntf( Kelnet::IntfId intfId );
-   // Counts, compares, writes.
+   // Counts the monitored interfaces that are up, then disables or enables the downstream
+   // interfaces.
    void doCheckIntfs();
-   // Drops the children and releases every downstream interface. The status is left alone.
+   // Drops the children and removes the cause entry of every downstream interface. Leaves the
+   // status as it is.
    void doCleanup();
 
-   // The key under which the top machine keeps it: the name at first, whatever it watches later.
+   // Returns the machine's key in the top machine: the group's name at construction, even when the
+   // machine watches another configuration later.
    Zet::Name const& zetKey() const noexcept { return zetKey_; }
 
    static Zet::Ptr< Zet::ZetType const > _fwkType();
@@ -157,11 +162,12 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    }
 
    bool isComplete() const noexcept;
-   // Complete, and not ended.
+   // Returns true if the machine is complete and has not ended.
    bool works() const noexcept;
    Zet::Name const& configuredName() const noexcept;
    unsigned int numUp() const;
-   // At the first downstream interface that has a cause entry, or that has none.
+   // Returns an iterator at the first downstream interface that has a cause entry (`disabled`), or
+   // that has none.
    GroupConfig::IntfsToDisableIteratorConst firstDownstream( bool disabled ) const;
    void disableDownstream();
    void enableDownstream();
@@ -200,7 +206,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm::ZetGroupConfig
    void onMinLinks() override { forward< &Owner::doCheckIntfs >(); }
 };
 
-// Hears of every interface of the directory, the group's or not.
+// Hears of every interface of the directory, even of those that are not the group's.
 class ZET_EXPORT UplinkFailureDetectionGroupSm::ZetEthIntfStatusDir
     : public Notify::WatchingReactor< Interface::EthIntfStatusDir::NotifieeConst,
                                       Interface::EthIntfStatusDir const,
@@ -217,7 +223,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm::ZetEthIntfStatusDir
    void onIntfStatuszetImmediate() override {}
 };
 
-// Reacts to nothing: the group machine's hold on what it writes.
+// Gives the group machine its hold on the cause status. Reacts to nothing.
 class ZET_EXPORT UplinkFailureDetectionGroupSm::ZetCauseStatus
     : public Notify::ReactorAdapter< Errdisable::CauseStatus::Writer, Errdisable::CauseStatus,
                                      UplinkFailureDetectionGroupSm > {

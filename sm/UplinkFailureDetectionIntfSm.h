@@ -10,8 +10,8 @@ namespace UplinkFailureDetection {
 
 class UplinkFailureDetectionGroupSm;
 
-// One monitored interface of one group: has the group check itself whenever the interface's
-// operational status changes. It keeps nothing about the interface; the group reads the status.
+// Watches one monitored interface of one group. Makes the group check itself whenever the
+// interface's operational status changes. Stores no status; the group reads it from the interface.
 class ZET_EXPORT UplinkFailureDetectionIntfSm
     : public Notify::StateMachine< UplinkFailureDetectionIntfSm > {
  public:
@@ -19,33 +19,35 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm
    class GenericIf_;
    class ZetEthIntfStatus;
 
-   // Borrows: `groupSm`, which owns the machine made.
+   // Borrows: `groupSm`, which owns this machine.
    UplinkFailureDetectionIntfSm( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
                                  UplinkFailureDetectionGroupSm* groupSm );
    static Zet::Ptr< UplinkFailureDetectionIntfSm >
    UplinkFailureDetectionIntfSmIs( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
                                    UplinkFailureDetectionGroupSm* groupSm );
 
-   // Borrows: valid until another status is watched. Null when there is none.
+   // Returns null when there is none. Borrows: valid until another status is watched.
    Interface::EthIntfStatus const* ethIntfStatus() const noexcept;
-   // Watches another status, which is taken in at once. Requires: it is of the same interface.
+   // Watches another status. One that replaces another is taken in at once.
+   // Requires: the status is of the same interface.
    void ethIntfStatusIs( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus );
    void ethIntfStatusDel();
-   // A new, active reactor, for the machine to keep; null for no status.
+   // Returns a new, active reactor for the machine to keep; null for a null status.
    Zet::Ptr< ZetEthIntfStatus >
    newEthIntfStatus( Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus );
-   // The watched interface; the empty id when there is none.
+   // Returns the watched interface; the empty id when there is none.
    Kelnet::IntfId intfId() const noexcept;
-   // Borrows: valid until the machine is removed from it; null from then on.
+   // Returns null once this machine has been removed from its group machine. Borrows: valid until
+   // then.
    UplinkFailureDetectionGroupSm* groupSm() const noexcept { return groupSm_; }
-   // Used by the group machine alone, which may go before whoever holds this does.
+   // Called by the group machine alone, which may go before the last holder of this machine.
    void groupSmDel() noexcept { groupSm_ = nullptr; }
 
-   // Has the group machine, if there is one still, check itself.
+   // Makes the group machine check itself. Does nothing once that machine is gone.
    void handleIntfStatus();
 
-   // The key under which the group machine keeps it: the interface at first, whatever it watches
-   // later.
+   // Returns the machine's key in its group machine: the interface at construction, even when the
+   // machine watches another status later.
    Kelnet::IntfId zetKey() const noexcept { return zetKey_; }
 
    static Zet::Ptr< Zet::ZetType const > _fwkType();

@@ -6,9 +6,9 @@
 
 namespace UplinkFailureDetection {
 
-// What the machine is doing, from the innermost operation outwards. An observer of what the groups
-// write may drop the machine meanwhile. No operation holds it: the machine would go on beside the
-// one that has replaced it.
+// One running operation of the machine, in a list from the innermost outwards. An observer of the
+// groups' writes may drop the machine meanwhile. No operation holds the machine: it would work on
+// beside the machine that has replaced it.
 class UplinkFailureDetectionSm::Operation {
  public:
    // Inlined, GCC 12 takes it for a pointer to the stack that is left behind.
@@ -21,7 +21,7 @@ class UplinkFailureDetectionSm::Operation {
          sm_->innermost_ = outer_;
    }
 
-   // False once the machine has gone: nothing of it may be used then.
+   // Returns false once the machine has gone. Nothing of the machine may be used then.
    bool goesOn() const noexcept { return sm_ != nullptr; }
    Operation* outer() const noexcept { return outer_; }
    void machineGoes() noexcept {
@@ -30,9 +30,9 @@ class UplinkFailureDetectionSm::Operation {
          std::exchange( starting, nullptr )->end();
    }
 
-   // Borrows: the group machine that is evaluated for the first time, until it has ended.
+   // Borrows: the group machine in its first evaluation, until that machine has ended.
    UplinkFailureDetectionGroupSm* starting = nullptr;
-   // Borrows: the group machine that is cleaned up.
+   // Borrows: the group machine that is being cleaned up.
    UplinkFailureDetectionGroupSm const* ending = nullptr;
 
  private:
@@ -154,7 +154,7 @@ void
 UplinkFailureDetectionSm::handleGroup( Zet::Name groupName ) {
    trace( "handleGroup", "handleGroup( ", groupName, " )" );
    Operation operation( *this );
-   // An observer may have had the group removed or replaced meanwhile.
+   // An observer may have removed or replaced the group meanwhile.
    for ( bool inStep = false; !inStep && operation.goesOn(); ) {
       Zet::Ptr< Config const > const config = this->config();
       if ( !config )
@@ -171,14 +171,14 @@ UplinkFailureDetectionSm::handleGroup( Zet::Name groupName ) {
 void
 UplinkFailureDetectionSm::startGroup( Operation& operation, Config const& config,
                                       Zet::Ptr< GroupConfig const > const& groupConfig ) {
-   // Before the machine, whose first evaluation writes into it.
+   // The record comes before the machine, whose first evaluation writes into it.
    Zet::Name const& groupName = groupConfig->zetName();
    Zet::Ptr< GroupStatus > const groupStatus = status_->groupIs( groupName );
    if ( !operation.goesOn() || config.group( groupName ) != groupConfig )
       return;
    auto const groupSm =
        uplinkFailureDetectionGroupSmIs( groupConfig, groupStatus, ethIntfStatusDir_, causeStatus_ );
-   // Where an observer added another group before this machine heard of the removal.
+   // True when an observer added another group before this machine heard of the removal.
    if ( operation.goesOn() && config.group( groupName ) != groupConfig && !groupSm->ended() )
       endGroup( operation, config, groupName );
 }

@@ -9,10 +9,10 @@
 
 namespace UplinkFailureDetection {
 
-// Keeps one group machine and one status record per configured group. A group that leaves the
-// configuration has its downstream interfaces released, then its machine and its record go.
+// Keeps one group machine and one status record per configured group. When a group leaves the
+// configuration, its downstream interfaces are released first; its machine and its record go next.
 //
-// Dropping the machine undoes nothing: cause entries and records stay until another machine
+// Dropping the machine undoes nothing. Cause entries and records stay until another machine
 // evaluates the groups.
 class ZET_EXPORT UplinkFailureDetectionSm
     : public Notify::StateMachine< UplinkFailureDetectionSm > {
@@ -21,8 +21,9 @@ class ZET_EXPORT UplinkFailureDetectionSm
    class GenericIf_;
    class ZetConfig;
 
-   // Evaluates every configured group once. Without a configuration it has none, until configIs().
-   // Requires: the other three are not null, which is asserted.
+   // Evaluates every configured group once. Without a configuration there are no groups until
+   // configIs().
+   // Requires: the other three are not null (asserted).
    UplinkFailureDetectionSm(
        Zet::Ptr< Config const > const& config, Zet::Ptr< Status > const& status,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
@@ -32,35 +33,35 @@ class ZET_EXPORT UplinkFailureDetectionSm
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir );
 
-   // Borrows, all of these: valid while the machine holds it.
+   // Return the objects that the machine runs on. Borrows: valid while the machine holds them.
    Config const* config() const noexcept;
    Status* status() const noexcept { return status_.get(); }
    Errdisable::CauseStatus* causeStatus() const noexcept { return causeStatus_.get(); }
    Interface::EthIntfStatusDir const* ethIntfStatusDir() const noexcept {
       return ethIntfStatusDir_.get();
    }
-   // Watches another configuration; its groups are not evaluated by that.
+   // Watches another configuration, without evaluating its groups.
    void configIs( Zet::Ptr< Config const > const& config );
    void configDel();
-   // A new, active reactor, for the machine to keep; null for no configuration.
+   // Returns a new, active reactor for the machine to keep; null for a null configuration.
    Zet::Ptr< ZetConfig > newConfig( Zet::Ptr< Config const > const& config );
 
-   // True once the groups that were configured at first have been evaluated.
+   // Returns true once the groups that were configured at construction have been evaluated.
    bool initialized() const noexcept { return initialized_; }
    void initializedIs( bool initialized ) noexcept { initialized_ = initialized; }
 
-   // The machine of that group, or null.
+   // Returns the machine of that group, or null.
    Zet::Ptr< UplinkFailureDetectionGroupSm > uplinkFailureDetectionGroupSm( Zet::Name name ) const {
       return groupSm_.find( name );
    }
-   // The machine of that group, made and activated if there is none. It is not kept if, during its
-   // first evaluation, the group leaves the configuration or this machine goes.
+   // Returns the machine of that group. Makes and activates it if there is none. The machine is not
+   // kept if, during its first evaluation, the group leaves the configuration or this machine goes.
    // Throws: Zet::NameInUseException when there is one that was made from other objects.
    Zet::Ptr< UplinkFailureDetectionGroupSm > uplinkFailureDetectionGroupSmIs(
        Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
        Zet::Ptr< Errdisable::CauseStatus > const& causeStatus );
-   // As above. Requires: the group has no machine.
+   // Makes the machine as above. Requires: the group has no machine.
    Zet::Ptr< UplinkFailureDetectionGroupSm > newUplinkFailureDetectionGroupSm(
        Zet::Ptr< GroupConfig const > const& groupConfig, Zet::Ptr< GroupStatus > const& groupStatus,
        Zet::Ptr< Interface::EthIntfStatusDir const > const& ethIntfStatusDir,
@@ -89,7 +90,8 @@ class ZET_EXPORT UplinkFailureDetectionSm
    }
 
    void handleInitialized();
-   // Brings every group, or one, configured or not, in step; does nothing without configuration.
+   // Bring every group, or the group of that name, in step with the configuration. The name need
+   // not be configured. Do nothing without configuration.
    void handleGroup();
    void handleGroup( Zet::Name groupName );
 
@@ -109,7 +111,7 @@ class ZET_EXPORT UplinkFailureDetectionSm
 
    class Operation;
 
-   // The group's machine, also while it is evaluated for the first time and not yet kept.
+   // Returns the group's machine, even one that is still in its first evaluation and not yet kept.
    UplinkFailureDetectionGroupSm* startedGroupSm( Zet::Name const& groupName ) const noexcept;
    void startGroup( Operation& operation, Config const& config,
                     Zet::Ptr< GroupConfig const > const& groupConfig );

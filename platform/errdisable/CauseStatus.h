@@ -10,8 +10,8 @@
 
 namespace Errdisable {
 
-// The interfaces that are error-disabled for one cause, each with the time, in seconds of
-// Zet::now(), at which it was disabled. An interface is disabled as long as it has an entry.
+// The interfaces that are error-disabled for one cause. An interface is disabled as long as it has
+// an entry. The entry holds the time at which it was disabled, in seconds of Zet::now().
 class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
  public:
    class NotifieeConst;
@@ -23,15 +23,15 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
    explicit CauseStatus( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
    [[nodiscard]] static Zet::Ptr< CauseStatus > CauseStatusIs( Zet::Name name );
 
-   // When the interface was disabled; nothing when it is not.
+   // Returns when the interface was disabled; nothing when it is not disabled.
    std::optional< double > intfStatus( Kelnet::IntfId intfId ) const noexcept {
       ZetIntfStatus const* const entry = intfStatus_.find( intfId );
       return entry ? std::optional( entry->value() ) : std::nullopt;
    }
-   // Whether any interface is disabled.
+   // Returns true if any interface is disabled.
    bool hasIntfStatus() const noexcept { return !intfStatus_.members().empty(); }
    void intfStatusIs( Kelnet::IntfId intfId, double const& time );
-   // False, and tells nobody, when there was no entry.
+   // Removes the entry. Returns false, and tells nobody, when there was none.
    bool intfStatusDel( Kelnet::IntfId intfId );
    void intfStatusNotify( Kelnet::IntfId intfId, Zet::Ptr< ZetIntfStatus > const& entry );
 
@@ -58,8 +58,8 @@ class ZET_EXPORT CauseStatus::NotifieeConst
    virtual void onIntfStatus() {}
 };
 
-// Holds the cause to write to it and is told of nothing. Every group has one, so it stands in no
-// list: each entry's notification would have to walk them all.
+// Lets its holder write to the cause, and is told of nothing. Every group has one. It is in no list
+// of notifiees, because each change of an entry would have to walk them all.
 class ZET_EXPORT CauseStatus::Writer : public Notifiee {
  public:
    void notifierIs( Zet::Ptr< Zet::PtrInterface const > const& object ) override {

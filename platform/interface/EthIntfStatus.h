@@ -22,23 +22,22 @@ enum class OperStatus : std::uint32_t {
    lowerLayerDown = 7,
 };
 
-// The status of one Ethernet interface.
 class ZET_EXPORT EthIntfStatus : public Notify::NotifyingEntity< EthIntfStatus, IntfStatus > {
  public:
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< EthIntfStatus >;
-   // Every group that monitors the interface watches it.
+   // Linked both ways: every group that monitors the interface watches it.
    using NotifieeList = Zet::ListLinked< NotifieeConst >;
 
    explicit EthIntfStatus( Kelnet::IntfId intfId ) : NotifyingEntity( intfId ) {}
 
-   // A new status whose `operStatus` is unknown.
+   // Returns a new status whose `operStatus` is unknown.
    [[nodiscard]] static Zet::Ptr< EthIntfStatus > EthIntfStatusIs( Kelnet::IntfId intfId );
 
    OperStatus operStatus() const noexcept { return operStatus_; }
    void operStatusIs( OperStatus status );
 
-   // The key under which a directory keeps it.
+   // Returns the status's key in its directory.
    Kelnet::IntfId zetKey() const noexcept { return intfId(); }
 
  protected:

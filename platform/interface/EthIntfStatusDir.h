@@ -14,25 +14,26 @@ class ZET_EXPORT EthIntfStatusDir : public Notify::NotifyingEntity< EthIntfStatu
  public:
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< EthIntfStatusDir >;
-   // Every group watches the directory.
+   // Linked both ways: every group watches the directory.
    using NotifieeList = Zet::ListLinked< NotifieeConst >;
 
    explicit EthIntfStatusDir( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
    [[nodiscard]] static Zet::Ptr< EthIntfStatusDir > EthIntfStatusDirIs( Zet::Name name );
 
-   // Null when there is no such interface. Borrows: valid until the entry is removed.
+   // Returns null when there is no such interface. Borrows: valid until the entry is removed.
    EthIntfStatus* intfStatus( Kelnet::IntfId intfId ) noexcept {
       return intfStatus_.find( intfId );
    }
    EthIntfStatus const* intfStatus( Kelnet::IntfId intfId ) const noexcept {
       return intfStatus_.find( intfId );
    }
-   // The entry of that interface, made if there is none.
+   // Returns the entry of that interface. Makes it if there is none.
    Zet::Ptr< EthIntfStatus > intfStatusIs( Kelnet::IntfId intfId );
-   // Makes `status` the entry of its interface, instead of another if there is one; the
-   // notifiees are told once. Requires: it is no entry of another directory, which is asserted.
+   // Makes `status` the entry of its interface and tells the notifiees once. Replaces an earlier
+   // entry.
+   // Requires: `status` is in no other directory (asserted).
    void intfStatusIs( Zet::Ptr< EthIntfStatus > const& status );
-   // The removed entry, or null.
+   // Removes the entry and returns it. Returns null when there was none.
    Zet::Ptr< EthIntfStatus > intfStatusDel( Kelnet::IntfId intfId );
    void intfStatusNotify( Kelnet::IntfId intfId, Zet::Ptr< EthIntfStatus > const& status );
 

@@ -5,7 +5,7 @@
 
 namespace Interface {
 
-// What the statuses of all kinds of interfaces share: the interface, whose name is the entity's.
+// The common base of the statuses of all kinds of interfaces. The entity's name is the interface's.
 class ZET_EXPORT IntfStatus : public Zet::Entity {
  public:
    class NotifieeConst : public Zet::Entity::NotifieeConst {};

@@ -13,18 +13,19 @@
 
 namespace Kelnet {
 
-// An interface, by name: a 32-bit number that stands for the name within this process. The empty
-// id is 0 and has the empty name. Hash and order are those of the name, the same in every
-// process, whatever the order in which names are first seen.
+// Identifies an interface: a 32-bit number that stands for the interface's name within this
+// process. The empty id is 0 and has the empty name. Hash and order are those of the name: they are
+// the same in every process, whatever the order in which names are first seen.
 class ZET_EXPORT IntfId {
  public:
    constexpr IntfId() noexcept = default;
    explicit IntfId( std::string_view name ) { handleInitialized( name ); }
 
-   // The most memory that names take, in bytes: some 600,000 names of usual length.
+   // The most memory that the names may take, in bytes: enough for some 600,000 names of usual
+   // length.
    static constexpr std::size_t namesLimit = 64 << 20;
 
-   // Makes this the id of that name. A name is remembered for the life of the process, also one
+   // Makes this the id of that name. Every name is remembered for the life of the process, even one
    // that a peer sent, so that an id can be kept by value.
    // Throws: RangeException for a new name when the limit is reached.
    void handleInitialized( std::string_view name );
@@ -32,11 +33,11 @@ class ZET_EXPORT IntfId {
    // Valid for the life of the process.
    Zet::Name const& name() const noexcept;
    std::uint32_t hash() const noexcept { return Zet::bitReverse( position() ); }
-   // The bit-reversed hash, the place in the order of a HashMap.
+   // Returns the bit-reversed hash: the place in the order of a HashMap.
    std::uint32_t position() const noexcept {
       return value_ >= firstPosition ? value_ : irregularPosition( value_ );
    }
-   // The number itself: means something within this process only.
+   // Returns the number, which is meaningful within this process only.
    constexpr std::uint32_t value() const noexcept { return value_; }
 
    constexpr bool operator==( IntfId other ) const noexcept { return value_ == other.value_; }
@@ -47,9 +48,9 @@ class ZET_EXPORT IntfId {
  private:
    constexpr explicit IntfId( std::uint32_t value ) noexcept : value_( value ) {}
 
-   // The number is the position of the name, so that looking an id up reads nothing else. Lower
-   // numbers are given out one by one: 0 to the empty name, the others to names whose own
-   // position is that low or stands for another name.
+   // The number is the name's position, so that finding the position reads no memory. Numbers below
+   // `firstPosition` are given out one by one: 0 to the empty name, the others to names whose
+   // position is below `firstPosition` or is another name's number already.
    static constexpr std::uint32_t firstPosition = 1u << 16;
    [[gnu::cold]] static std::uint32_t irregularPosition( std::uint32_t value ) noexcept;
 
