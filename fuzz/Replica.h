@@ -17,7 +17,7 @@ expect( bool held ) {
       std::abort();
 }
 
-// A replica of type E named "root", filled by whatever bytes it is given.
+// A replica of type E named "root". Any bytes may fill it.
 template < class E > struct Replica final : Demuxer::Roots {
    Replica() { demuxer->rootsIs( this ), demuxer->peerSetsNondestructingIs( false ); }
 

@@ -8,7 +8,7 @@
 
 namespace Kelnet {
 
-// An interface travels as its name.
+// Writes an interface as its name.
 inline Zet::NboAttrLog::Out&
 operator<<( Zet::NboAttrLog::Out& out, IntfId id ) {
    return out << id.name();
@@ -18,13 +18,13 @@ operator<<( Zet::NboAttrLog::Out& out, IntfId id ) {
 
 namespace AttrLog {
 
-// How a value of type V travels: wire( value ), as what it is stored, and read( in ), which throws
-// what the input throws. A type without one cannot be an attribute that is replicated.
+// How a value of type V travels. wire( value ) returns the stored form. read( in ) reads a value
+// and throws any exception of the input. An attribute whose type has no Codec cannot be replicated.
 template < class V > struct Codec;
 template < class V > inline constexpr bool isEncodable = requires {
    sizeof( Codec< V > );
 };
-// Says which attribute such a type is of.
+// The compiler's error for a type without Codec names its attribute.
 namespace Fault {
 template < auto Attribute, class Value > struct NoCodecForValue;
 }
@@ -32,7 +32,7 @@ template < auto Attribute, class Value > struct NoCodecForValue;
 template < class V > struct AsItIs {
    static V wire( V const& value ) { return value; }
 };
-// Valid until: the value goes.
+// Texts travel as they are. The text is valid until the value goes.
 template < class V > struct AsText {
    static std::string_view wire( V const& value ) { return value.view(); }
 };
@@ -62,7 +62,7 @@ template <> struct Codec< Kelnet::IntfId > {
 };
 
 // An enumeration travels as its number. `Instance` makes a value of a number, or throws the range
-// exception for one that is unknown; such a number is kept all the same, and counted.
+// exception for an unknown number. An unknown number is stored nevertheless, and counted.
 template < class E, E ( *Instance )( unsigned int ) > struct EnumCodec {
    static int wire( E value ) { return static_cast< int >( value ); }
    static E read( Zet::NboAttrLog::In& in ) { return static_cast< E >( in.nextU32() ); }
@@ -77,7 +77,7 @@ template < class E, E ( *Instance )( unsigned int ) > struct EnumCodec {
    }
 };
 
-// Counts the value when it is one that is unknown here.
+// Counts the value if its number is unknown here.
 template < class V >
 void
 countIfUnknown( V const& value, Zet::NboAttrLog::Demuxer& demuxer ) {

@@ -17,13 +17,13 @@ template < class T > struct AdapterOf< T, false > { using Type = PlainAdapter< T
 
 } // namespace Detail
 
-// The class of T's adapters: its own nested one, or the plain one.
+// The class of T's adapters: T's own nested class, or the plain one.
 template < class T >
 using AdapterOf = typename Detail::AdapterOf<
     T, !std::is_same_v< typename T::ZetNboAttrLogSa, Zet::Entity::ZetNboAttrLogSa > >::Type;
 
-// An entry of a type's own `Handlers`, a tuple in any order: the operation of its adapters that
-// hears of the attribute that `Get` reads. An attribute without one is written all the same.
+// An entry of a type's own `Handlers`, a tuple in any order: the operation of the type's adapters
+// that hears of the attribute that `Get` reads. An attribute without an entry is still written.
 template < auto Get, auto Handler > struct HandlerOf {
    static constexpr auto get = Get;
    static constexpr auto handler = Handler;
@@ -53,10 +53,10 @@ isEncodableType( std::index_sequence< I... > ) {
 } // namespace Detail
 
 // The attribute-log adapter of an entity T: writing, scheduled flow, replay and reading, as loops
-// over T's rows. What is said of one attribute is said once, for all types.
+// over T's rows. Each attribute is described once, for all types.
 //
-// Operations that take a place I concern the attribute of that row. Writing.h, Flowing.h and
-// Reading.h define them.
+// An operation with a place I concerns the attribute of row I. Writing.h, Flowing.h and Reading.h
+// define these operations.
 template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    using Base = Zet::Entity::ZetNboAttrLogSa;
    static_assert(
@@ -69,11 +69,11 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    EntityAdapter( Zet_BitSet mask, Zet::Ptr< T > const& entity, unsigned int flags,
                   Zet::Ptr< Zet::NboAttrLog::Out > const& out, Zet::PtrInterface* owner );
 
-   // Borrows: valid until the notifier is replaced.
+   // Returns the entity. Borrows: valid until the notifier is replaced.
    T* notifier() const noexcept {
       return const_cast< T* >( static_cast< T const* >( Base::notifier() ) );
    }
-   // Null while there is nothing deferred, in deferred mode.
+   // Returns the flow. In deferred mode it is null until something has been deferred.
    FlowOut* flow() const noexcept { return static_cast< FlowOut* >( flowOut().get() ); }
 
    void hasNotificationActiveIs( bool active ) override;
@@ -110,34 +110,36 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
       return ( notifier()->*Row< I >::members )();
    }
 
-   // The attribute has changed, of a collection the member of that key.
+   // React to a change of the attribute or, of a collection, of the member of that key.
    template < std::size_t I > void changed();
    template < std::size_t I > void changed( Key< I > const& key );
 
-   // Writes one member's record now, or sees to it that it is written.
+   // Writes one member's record now, or schedules it.
    template < std::size_t I > void serializeSing( Key< I > const& key, Member< I > const* member );
    template < std::size_t I >
    void serializeSing( Key< I > const& key, ValueOfMember< Member< I > > const& value,
                        bool deleted );
-   // Writes a whole collection, from its beginning or where it was interrupted. True when it is
-   // complete.
+   // Writes a whole collection, from its beginning or from the place of the interruption. Returns
+   // true if it is complete.
    template < std::size_t I > bool serializeColl();
 
-   // The child's adapter for this output, or null.
+   // Returns the child's adapter for this output, or null.
    template < std::size_t I >
    Zet::Ptr< AdapterOf< Member< I > > > nboAttrLogAdapter( Member< I > const& child ) const;
-   // The same, made if there is none. Writes the record that creates the child.
+   // Returns the child's adapter for this output. Makes it if there is none. Writes the record that
+   // creates the child.
    template < std::size_t I >
    Zet::Ptr< AdapterOf< Member< I > > >
    nboAttrLogAdapterIs( Zet_BitSet mask, Zet::Ptr< Member< I > > const& child, unsigned int flags,
                         Zet::Ptr< Zet::NboAttrLog::Out > const& out, Zet::PtrInterface* owner );
-   // Moves the child's adapter to no output and returns it.
+   // Moves the child's adapter to no output and returns the adapter.
    template < std::size_t I > Zet::Ptr< Base > nboAttrLogAdapterDel( Member< I > const& child );
 
    void handleReplayRequest( Zet::AttributeId id ) override;
 
  private:
-   // Runs the handler of that attribute, if the class of T has one, or writes it.
+   // Runs the handler that the class of T has for that attribute. Writes the attribute if there is
+   // none.
    template < std::size_t I, class... K > void handle( K const&... key );
 
    // Writing.
@@ -158,7 +160,8 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
                                Zet::Ptr< Zet::NboAttrLog::Out > const& out );
    Zet_BitSet notificationBits() const noexcept;
    bool sendPendingAborts();
-   // One attribute's turn in the flow. True when the flow ends here, to go on at `next`.
+   // Gives one attribute its turn in the flow. Returns true when the flow ends here, to go on at
+   // `next`.
    template < std::size_t I > bool flowStep( Zet::AttributeId& next );
    template < std::size_t I > static constexpr Zet::AttributeId nextId();
 
@@ -194,7 +197,7 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    Zet::Ptr< Observer< T > > observer_;
 };
 
-// The adapter of a type that has none of its own.
+// The adapter of a type that has no adapter class of its own.
 template < class T > class PlainAdapter final : public EntityAdapter< T > {
  public:
    using EntityAdapter< T >::EntityAdapter;
@@ -203,7 +206,7 @@ template < class T > class PlainAdapter final : public EntityAdapter< T > {
    ~PlainAdapter() override = default;
 };
 
-// A new adapter of T, in its output's demuxer. Nothing is written.
+// Returns a new adapter of T, registered in its output's demuxer. Writes nothing.
 template < class T >
 Zet::Ptr< AdapterOf< T > >
 newAdapter( Zet::PtrInterface::NotifieeConst::Zet_BitSet mask, Zet::Ptr< T > const& entity,
@@ -245,7 +248,7 @@ EntityAdapter< T >::notifierIs( Zet::Ptr< Zet::PtrInterface const > const& objec
    Zet::Ptr< T const > const entity = Zet::ptrCast< T const >( object );
    if ( entity == notifier() )
       return;
-   // Another entity has another id.
+   // The entity is another one, so it needs another id.
    Zet::Ptr< Base > const self( this );
    Zet::Ptr< Zet::NboAttrLog::Out > const out = nboAttrLogOut();
    bool const isRoot = demuxer() && demuxer()->rootAdapterDel( *this );

@@ -34,13 +34,13 @@ using Bookmarks =
 
 } // namespace Detail
 
-// What an entity T has still to write: a dirty bit for each attribute, and where a replay that was
-// interrupted goes on.
+// The attributes that an entity T has still to write: a dirty bit for each attribute, and the
+// places where interrupted replays go on.
 template < class T > class FlowOut : public Zet::NboAttrLog::FlowOut {
    using Base = Zet::NboAttrLog::FlowOut;
 
  public:
-   // A bit per attribute, in the order of serializedRows.
+   // One bit per attribute, in the order of serializedRows.
    using ZetDirtyBitSet0 = std::uint32_t;
    static_assert( serializedCount< T > <= 32 );
 
@@ -50,7 +50,7 @@ template < class T > class FlowOut : public Zet::NboAttrLog::FlowOut {
    void restart() override {
       forEachSerialized< T >( [ & ]( auto place ) { restart< place >(); } );
    }
-   // The attribute is to be written, a replay of it from its first member.
+   // Marks the attribute to be written. Its replay begins at the first member.
    template < std::size_t I > void restart() {
       dirtyIs< I >( true );
       if constexpr ( CollectionRow< SerializedRow< T, I > > ) {
@@ -64,13 +64,15 @@ template < class T > class FlowOut : public Zet::NboAttrLog::FlowOut {
    template < std::size_t I > void dirtyIs( bool dirty ) noexcept {
       dirty_ = dirty ? dirty_ | bit< I > : dirty_ & ~bit< I >;
    }
-   // The same by attribute, for the operations that a type's own class names after them.
+   // Does the same for the attribute that `Get` reads. A type's own class names its operations
+   // after attributes.
    template < auto Get > void attributeDirtyIs( bool dirty ) noexcept {
       dirtyIs< placeOf< T, Get >() >( dirty );
    }
    ZetDirtyBitSet0 dirtyBits() const noexcept { return dirty_; }
 
-   // Where the replay of that collection goes on; none unless it was interrupted.
+   // Returns the place where the replay of that collection goes on; none unless the replay was
+   // interrupted.
    template < std::size_t I > auto const& bookmark() const noexcept {
       return std::get< I >( bookmarks_ );
    }
@@ -83,8 +85,9 @@ template < class T > class FlowOut : public Zet::NboAttrLog::FlowOut {
    }
    void freeBookmarks() noexcept { bookmarks_ = {}; }
 
-   // A member changed that could not be written at once. A replay under way may have passed it, and
-   // a member that was written behind the opening marker is not swept: it is run once more.
+   // Notes that a changed member could not be written at once. A replay under way may have passed
+   // the member, and the reader does not remove a member that was written behind the opening
+   // marker. So the collection is replayed once more.
    template < std::size_t I > void memberDeferred() noexcept {
       dirtyIs< I >( true );
       if ( bookmark< I >() )
@@ -104,7 +107,7 @@ template < class T > class FlowOut : public Zet::NboAttrLog::FlowOut {
    template < std::size_t I > auto& bookmark() noexcept { return std::get< I >( bookmarks_ ); }
 
    ZetDirtyBitSet0 dirty_ = 0;
-   // Collections to replay once more after the replay that is under way.
+   // Collections to replay once more after the replay under way.
    ZetDirtyBitSet0 again_ = 0;
    Detail::Bookmarks< T > bookmarks_;
 };

@@ -2,11 +2,11 @@
 
 #include "adapters/attrlog/EntityAdapter.h"
 
-// The scheduled half of EntityAdapter's writing: replays, and what is written when there is room
-// again.
+// The scheduled half of EntityAdapter's writing: replays, and records that waited for room.
 namespace AttrLog {
 
-// What one record's writing throws is reported, and the flow goes on with the next.
+// Runs the operation that writes one record. Reports an exception, so that the flow goes on with
+// the next record.
 template < class T >
 template < class Operation >
 bool
@@ -108,7 +108,7 @@ EntityAdapter< T >::flowStep( Zet::AttributeId& next ) {
          } else
             handle< I >();
       } );
-      // It would fail again at every turn.
+      // Without this, the record would fail again at every turn.
       if ( !isWritable && flow() )
          flow()->template dirtyIs< I >( false );
    }
@@ -127,7 +127,7 @@ EntityAdapter< T >::flowStep( Zet::AttributeId& next ) {
 template < class T >
 Zet::AttributeId
 EntityAdapter< T >::handleAttrFlowOut( Zet::AttributeId startId ) {
-   // What is written may come back, from a reader in this process, as anything.
+   // A reader in this process may answer the records with any change.
    Zet::Ptr< Base > const self( this );
    Zet::Ptr< Zet::NboAttrLog::FlowOut > const held = flowOut();
    if ( !held || !demuxer() )

@@ -5,7 +5,7 @@
 
 namespace UplinkFailureDetection {
 
-// The adapter of Config and of Status, which have the same attributes.
+// The adapter of Config and of Status, whose attributes are the same.
 template < class E > class GroupCollectionLog : public AttrLog::EntityAdapter< E > {
    using Base = AttrLog::EntityAdapter< E >;
    using Member = typename E::Member;
@@ -40,12 +40,13 @@ template < class E > class GroupCollectionLog : public AttrLog::EntityAdapter< E
    }
    bool zetHandleGroupSerializeColl() { return this->template serializeColl< group >(); }
 
-   // The adapter of a group for this output, or null.
+   // Returns the group's adapter for this output, or null.
    Zet::Ptr< ChildAdapter > groupNboAttrLogAdapter( Zet::Ptr< Member > const& child ) const {
       return this->template nboAttrLogAdapter< group >( *child );
    }
-   // The same, made if there is none. Writes the record that creates the group.
-   // Throws: RangeException "null ValidPtr" when that has no room.
+   // Returns the group's adapter for this output. Makes it if there is none. Writes the record that
+   // creates the group.
+   // Throws: RangeException "null ValidPtr" when there is no room for that record.
    Zet::Ptr< ChildAdapter > groupNboAttrLogAdapterIs( typename Base::Zet_BitSet mask,
                                                       Zet::Ptr< Member > const& child,
                                                       unsigned int flags,
@@ -53,7 +54,7 @@ template < class E > class GroupCollectionLog : public AttrLog::EntityAdapter< E
                                                       Zet::PtrInterface* owner ) {
       return this->template nboAttrLogAdapterIs< group >( mask, child, flags, out, owner );
    }
-   // Moves that adapter to no output. Writes nothing.
+   // Moves the group's adapter to no output. Writes nothing.
    Zet::Ptr< Zet::Entity::ZetNboAttrLogSa >
    groupNboAttrLogAdapterDel( Zet::Ptr< Member > const& child ) {
       return this->template nboAttrLogAdapterDel< group >( *child );

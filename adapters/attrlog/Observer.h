@@ -5,9 +5,9 @@
 
 namespace AttrLog {
 
-// The notifiee through which an adapter hears of its entity T: hands every change on as the
+// The notifiee through which an adapter hears of its entity T. Forwards every change to the
 // adapter's doNotification( id, key ).
-// Borrows: the adapter, which owns it and says goodbye by adapterIs( null ).
+// Borrows: the adapter, which owns this notifiee and detaches it by adapterIs( null ).
 template < class T > class Observer final : public Zet::UntypedNotifiee< T > {
    using Adapter = Zet::Entity::ZetNboAttrLogSa;
 

@@ -2,8 +2,8 @@
 
 #include "adapters/attrlog/EntityAdapter.h"
 
-// The reading half of EntityAdapter. A payload is read to its end, and checked, before anything of
-// it is applied.
+// The reading half of EntityAdapter. A payload is read to its end and checked before any part of it
+// is applied.
 namespace AttrLog {
 
 namespace Detail {
@@ -98,7 +98,7 @@ EntityAdapter< T >::requireCreating( Zet::AttributeId id, Zet::NboAttrLog::In co
                       "attribute " + std::to_string( id ) + " creates no entity" );
 }
 
-// Applying it is the last thing that is done: it may drop everything that stands here.
+// Reads the value and applies it last: applying may drop the adapter and all that it holds.
 template < class T >
 template < std::size_t I >
 void
@@ -117,7 +117,7 @@ template < class T >
 template < std::size_t I >
 void
 EntityAdapter< T >::readKeyed( bool deleted, Record const& record ) {
-   // Whoever is told of it may drop all of these.
+   // An observer of the change may drop all of these.
    Zet::Ptr< Zet::NboAttrLog::In > const input( &record.in );
    Zet::Ptr< T > const entity( notifier() );
    Zet::Ptr< Zet::NboAttrLog::Demuxer > const connection( demuxer() );
@@ -182,19 +182,19 @@ EntityAdapter< T >::readChild( Record const& record ) {
    handle< I >( name );
 }
 
-// A name alone asks for what is known here under that name.
+// Reads a name without id, which asks for the member that is known here under that name.
 template < class T >
 template < std::size_t I >
 void
 EntityAdapter< T >::readChildWithoutId( Record const& record, Zet::Name const& name ) {
    record.in.payloadEnd();
-   // No id is named, and so none is dropped.
+   // The record names no id, so nothing is dropped.
    if ( record.isLocal )
       demuxer()->checkEphemeralEntityDeletion( members< I >().find( name ), {}, true );
    handle< I >( name );
 }
 
-// The child's id, which is free or that of the member of that name.
+// Reads the child's id. The id is free or belongs to the member of that name.
 template < class T >
 template < std::size_t I >
 Zet::EntityId
@@ -227,7 +227,7 @@ EntityAdapter< T >::createChild( Zet::NboAttrLog::In& in, Zet::Name const& name,
    if ( !demuxer() )
       return;
    if ( members< I >().find( name ) != member.get() )
-      // Whoever was told of it has removed it again.
+      // An observer has removed the member again.
       return demuxer()->retire( id );
    Zet::Ptr< Base > adapter = nboAttrLogAdapter< I >( *member );
    if ( !adapter ) {
@@ -238,7 +238,7 @@ EntityAdapter< T >::createChild( Zet::NboAttrLog::In& in, Zet::Name const& name,
    adapter->bitIs( applyingBit, false );
    doFixChildFlags( *adapter );
    if ( !id ) {
-      // The writer leaves the naming to us.
+      // The writer leaves it to this side to give out the id.
       adapter->doEntityIdIs( adapter->entityId() ? adapter->entityId() : demuxer()->idFor( {} ),
                              *demuxer(), true );
       in.assignedEntityIdIs( adapter->entityId() );
@@ -246,8 +246,8 @@ EntityAdapter< T >::createChild( Zet::NboAttrLog::In& in, Zet::Name const& name,
       adapter->doEntityIdIs( id, *demuxer(), true );
 }
 
-// The member of that name, made if there is none. One that is another entity to the writer makes
-// room for it.
+// Returns the member of that name. Makes it if there is none. Replaces a member that is another
+// entity to the writer.
 template < class T >
 template < std::size_t I >
 Zet::Ptr< MemberOf< T, I > >
@@ -272,8 +272,8 @@ EntityAdapter< T >::scanReplayRequest( Zet::NboAttrLog::In& in ) {
    std::size_t const start = in.position();
    for ( Zet::AttributeId const id : nextReplayRequest( in ) )
       forEachSerialized< T >( [ & ]( auto i ) {
-         // A child whose creation the peer has missed is named once more, with all that it has,
-         // before anything else of the list.
+         // A peer may have missed a child's creation. So the children are named again, with all
+         // their attributes, before any other attribute of the list.
          if constexpr ( EntitiesRow< Row< i > > )
             if ( ( id == row< i >().id || id == -row< i >().id ) && flowNeeded() )
                flow()->template restart< i >();
@@ -323,7 +323,7 @@ EntityAdapter< T >::handleAttrTransaction( Zet::AttributeId id, AttrTransactionT
    visitCollection( id, [ & ]( auto i ) { sweep< i >(); } );
 }
 
-// Calls visit( place ) for the collection of that id. False when there is none.
+// Calls visit( place ) for the collection of that id. Returns false when there is none.
 template < class T >
 template < class Visit >
 bool
@@ -339,8 +339,9 @@ EntityAdapter< T >::visitCollection( Zet::AttributeId id, Visit visit ) {
    return found;
 }
 
-// A peer replays what it could not write member by member. It names none that it has removed, so
-// the authority, which applies nothing, tells it of all members.
+// Answers the end of a replay. A peer replays a collection when it could not write each change. The
+// replay does not name the members that the peer has removed. So the authority, which applies
+// nothing, tells the peer of all members.
 template < class T >
 void
 EntityAdapter< T >::answerTransaction( Zet::AttributeId id, AttrTransactionType type ) {
@@ -356,7 +357,7 @@ EntityAdapter< T >::mark( bool marked ) {
        [ marked ]( auto& member ) { member.zetMarkedForDeletionIs( marked ); } );
 }
 
-// Removes the members that the replay left out. That is not written back.
+// Removes the members that the replay left out. The removals are not written back.
 template < class T >
 template < std::size_t I >
 void

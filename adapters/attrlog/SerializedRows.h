@@ -12,7 +12,7 @@ namespace AttrLog {
 template < class R >
 concept NotifyingRow = !std::is_null_pointer_v< std::remove_const_t< decltype( R::handler ) > >;
 
-// What an attribute of that row is to the log.
+// The kinds of rows in the log.
 template < class R >
 concept CollectionRow = NotifyingRow< R > && requires {
    R::members;
@@ -30,7 +30,7 @@ concept ScalarRow = !CollectionRow< R > && requires {
    R::set;
 };
 
-// The reader of every type's first attribute.
+// The reader of the first attribute of every type.
 inline constexpr auto readNondestructing = Notify::reader( &Zet::PtrInterface::isNondestructing );
 
 namespace Detail {
@@ -50,7 +50,7 @@ ifSerialized( R const& row ) {
 
 } // namespace Detail
 
-// The rows of the attributes of T that are replicated. A row's place is its dirty bit.
+// The rows of T's replicated attributes. A row's place is its dirty bit.
 template < class T >
 inline constexpr auto serializedRows = std::apply(
     []( auto const&... row ) {
@@ -77,7 +77,7 @@ forEachSerialized( Visit visit ) {
    ( std::make_index_sequence< serializedCount< T > >{} );
 }
 
-// The place of the attribute that `Get` reads.
+// Returns the place of the attribute that `Get` reads.
 template < class T, auto Get >
 constexpr std::size_t
 placeOf() {

@@ -7,7 +7,7 @@ namespace AttrLog {
 
 namespace Detail {
 
-// Null when the adapter's class has no handler of its own for that attribute.
+// Returns the handler that the adapter's class has for that attribute; null when there is none.
 template < class Adapter, auto Get >
 constexpr auto
 ownHandler() {
@@ -32,8 +32,8 @@ EntityAdapter< T >::write( Zet::AttributeId id, std::uint32_t creation, V const&
                                    Codec< V >::wire( value )... );
 }
 
-// Whether the record of a change is to be written now. If not, and if it is to be written at all,
-// the flow is told.
+// Returns true if the record of a change may be written now. Otherwise defers the record, unless
+// the change is not to be written at all.
 template < class T >
 template < std::size_t I >
 bool
@@ -45,7 +45,7 @@ EntityAdapter< T >::writesNow() {
       if ( bit( flowingBit ) || hasRoom )
          return true;
    } else if ( flowOut() && flowOut()->prepareImmediateTransmission( row< I >().id, !hasRoom ) ) {
-      // A collection is clean when its replay is complete.
+      // A collection is clean only when its replay is complete.
       if constexpr ( !CollectionRow< Row< I > > )
          flow()->template dirtyIs< I >( false );
       return true;
@@ -68,7 +68,7 @@ EntityAdapter< T >::defer() {
       flow()->template dirtyIs< I >( true );
 }
 
-// The record that was to be written had no room after all.
+// Schedules the record, which had no room after all.
 template < class T >
 template < std::size_t I >
 void
@@ -141,7 +141,7 @@ template < class T >
 template < std::size_t I >
 void
 EntityAdapter< T >::serializeChild( Zet::Ptr< Member< I > > const& child ) {
-   // What is written may come back, from a reader in this process, as anything.
+   // A reader in this process may answer the record with any change.
    Zet::Ptr< Zet::NboAttrLog::Out > const out = nboAttrLogOut();
    Zet::Ptr< Base > adapter;
    try {
@@ -161,7 +161,7 @@ EntityAdapter< T >::serializeChild( Zet::Ptr< Member< I > > const& child ) {
          adapter->doEntityIdIs( id, *out->demuxer(), true );
 }
 
-// Null when there was no room for the record.
+// Returns null when there was no room for the record.
 template < class T >
 template < std::size_t I >
 Zet::Ptr< AdapterOf< MemberOf< T, I > > >
@@ -182,7 +182,7 @@ EntityAdapter< T >::announceChild( Zet_BitSet mask, Zet::Ptr< Member< I > > cons
       written = write( row< I >().id, Zet::NboAttrLog::createsEntity, child->zetName(),
                        adapter->entityId() );
    } catch ( ... ) {
-      // The peer does not know the child, so nothing of it is written either.
+      // The peer does not know the child, so nothing of the child may be written.
       childDel( { row< I >().id, child->zetName() } );
       throw;
    }
@@ -224,7 +224,7 @@ EntityAdapter< T >::dropChild( Member< I > const& child,
                                Zet::Ptr< Zet::NboAttrLog::Out > const& out ) {
    if ( Zet::Ptr< Base > const removed = childDel( { row< I >().id, child.zetName() } ) )
       return removed;
-   // One that was attached through the child's own hook is no child of ours.
+   // An adapter that was attached through the child's own hook is not among our children.
    Zet::Ptr< Base > const attached = child.zetNboAttrLogSa( out );
    if ( attached )
       attached->doRemountSelf( nullptr );

@@ -12,7 +12,7 @@
 
 namespace Notify {
 
-// What a type states of itself, once, beside the type: its names and one row per attribute.
+// The description of a type, stated once, beside the type: its names and one row per attribute.
 //
 //    template <> struct Notify::Description< GroupStatus > {
 //       static constexpr std::string_view nameSpace = "UplinkFailureDetection";
@@ -23,12 +23,13 @@ namespace Notify {
 //           ... };
 //    };
 //
-// Everything that treats attributes alike is an engine over these rows. The reader names the
-// attribute: a row is looked up by it, and its value type is that of the attribute.
+// Code that treats all attributes alike is an engine over these rows. The reader names the
+// attribute: rows are looked up by their readers, and the reader's value type is the attribute's.
 template < class T > struct Description;
 
-// What can be wrong with the rows of a type. None is ever defined: the compiler's one line of error
-// names the mistake, the attribute by its reader, and with that the type whose Description to mend.
+// The mistakes that the rows of a type can have. None of these is ever defined. The compiler's one
+// line of error names the mistake and the attribute's reader, and so the type whose Description is
+// wrong.
 namespace Fault {
 template < auto Attribute > struct NoRowInDescription;
 template < auto Attribute > struct IdOrReaderOfAnotherRow;
@@ -38,7 +39,7 @@ template < auto Attribute, auto Operation > struct OperationOfAnotherKey;
 template < auto Attribute > struct ParametersNotNamedInRow;
 } // namespace Fault
 
-// Does not compile unless it holds.
+// Does not compile unless `Holds` is true.
 template < bool Holds, class Fault >
 constexpr bool
 holds() {
@@ -67,7 +68,7 @@ template < auto Get, auto OnChange > struct Notified : Read< Get > {
    static constexpr auto handler = OnChange;
 };
 
-// One value that can be set. A state machine notifies nobody: its handler is null.
+// One value that can be set. For a state machine, which notifies nobody, the handler is null.
 template < auto Get, auto Set, auto OnChange > struct Scalar : Notified< Get, OnChange > {
    using Notified< Get, OnChange >::Notified;
    static constexpr auto set = Set;
@@ -76,16 +77,17 @@ template < auto Get, auto Set, auto OnChange > struct Scalar : Notified< Get, On
    static_assert( holds< takes< OnChange >, Fault::HandlerOfAnotherKey< Get, OnChange > >() );
 };
 
-// The same for every entity of the type, and not stored in it.
+// A value that is the same for every entity of the type. No entity stores it.
 template < auto Get > struct Constant : Read< Get > { using Read< Get >::Read; };
 
-// Worked out from something else.
+// A value that is computed from others.
 template < auto Get > struct Derived : Read< Get > { using Read< Get >::Read; };
-// The same; the key under which a collection keeps a machine of the type.
+// A computed value that is also the key under which a collection keeps a machine of the type.
 template < auto Get > struct DerivedKey : Read< Get > { using Read< Get >::Read; };
 
-// An object that a state machine was made from, watched through a reactor or merely held. The
-// references of a machine are its constructor's arguments, known to it by their types.
+// An object that a state machine was made from, watched through a reactor or merely held. A
+// machine's references are its constructor's arguments. The machine tells them apart by their
+// types.
 template < auto Get > struct WatchedReference : Read< Get > { using Read< Get >::Read; };
 template < auto Get > struct HeldReference : Read< Get > { using Read< Get >::Read; };
 
@@ -101,7 +103,7 @@ template < auto Call > struct Function : Read< Call > {
    std::array< std::string_view, arity > parameters;
 };
 
-// What the keyed collections share: Members() gives the members, Del( key ) removes one.
+// The common part of the keyed collections: Members() returns the members, Del( key ) removes one.
 template < auto Get, auto Members, auto Del, auto OnChange >
 struct Collection : Notified< Get, OnChange > {
    using Notified< Get, OnChange >::Notified;
@@ -115,7 +117,7 @@ struct Collection : Notified< Get, OnChange > {
    static_assert( holds< takes< OnChange, Key >, Fault::HandlerOfAnotherKey< Get, OnChange > >() );
 };
 
-// A value per key; a handler is told the key. Set( key, value ) adds or changes.
+// One value per key. The handler is told the key. Set( key, value ) adds or changes a value.
 template < auto Get, auto Members, auto Set, auto Del, auto OnChange >
 struct ValueCollectionRow : Collection< Get, Members, Del, OnChange > {
    using Base = Collection< Get, Members, Del, OnChange >;
@@ -125,21 +127,21 @@ struct ValueCollectionRow : Collection< Get, Members, Del, OnChange > {
                          Fault::SetterOfAnotherType< Get, Set > >() );
 };
 
-// A member entity per name; a handler is told the name. Is( name ) gets or makes a member.
+// One member entity per name. The handler is told the name. Is( name ) gets or makes a member.
 template < auto Get, auto Members, auto Is, auto Del, auto OnChange >
 struct EntityCollectionRow : Collection< Get, Members, Del, OnChange > {
    using Collection< Get, Members, Del, OnChange >::Collection;
    static constexpr auto is = Is;
 };
 
-// A state machine per key; nobody is notified of it. Is( arguments ) gets or makes a member.
+// One state machine per key. Nobody is notified of it. Is( arguments ) gets or makes a member.
 template < auto Get, auto Members, auto Is, auto Del >
 struct MachineCollectionRow : Collection< Get, Members, Del, nullptr > {
    using Collection< Get, Members, Del, nullptr >::Collection;
    static constexpr auto is = Is;
 };
 
-// One state machine that the entity owns; Is( arguments ) gets or makes it, Del() drops it.
+// One state machine that the entity owns. Is( arguments ) gets or makes it, Del() drops it.
 template < auto Get, auto Is, auto Del, auto OnChange >
 struct InstantiatingRow : Notified< Get, OnChange > {
    using Notified< Get, OnChange >::Notified;
@@ -147,21 +149,21 @@ struct InstantiatingRow : Notified< Get, OnChange > {
    static constexpr auto del = Del;
 };
 
-// Picks the reader from its overloads: the one for a constant entity.
+// Picks the reader for a constant entity from its overloads.
 template < class T, class Value, class... Key >
 constexpr auto
 reader( Value ( T::*get )( Key... ) const ) {
    return get;
 }
 
-// Picks the operation that takes such arguments from its overloads.
+// Picks the operation that takes these arguments from its overloads.
 template < class... Argument, class T, class Result >
 constexpr auto
 operation( Result ( T::*call )( Argument... ) ) {
    return call;
 }
 
-// Picks the handler that takes a key of that type from its overloads.
+// Picks the handler that takes a key of this type from its overloads.
 template < class Key, class N >
 constexpr auto
 keyed( void ( N::*handler )( Key ) ) {
@@ -178,8 +180,8 @@ forEachRow( Visit visit ) {
 
 namespace Detail {
 
-// Two readers are the same when this is the same type; comparing them as values is not always
-// constant.
+// Stands for a reader as a type. Two readers are the same if their Identity types are the same.
+// Comparing readers as values is not always constant.
 template < auto Get > struct Identity;
 
 template < auto Get, class... R >
@@ -202,7 +204,7 @@ rowsLike( Zet::AttributeId id ) {
    return times;
 }
 
-// Whether each row of T has an id and a reader of its own.
+// Returns true if each row of T has an id and a reader of its own.
 template < class T, std::size_t... Place >
 constexpr bool
 rowsAreDistinct( std::index_sequence< Place... > ) {
@@ -215,7 +217,7 @@ rowsAreDistinct( std::index_sequence< Place... > ) {
 
 } // namespace Detail
 
-// The row of the attribute that `Get` reads. One that has no row does not compile.
+// Returns the row of the attribute that `Get` reads. Does not compile when there is none.
 template < class T, auto Get >
 constexpr auto const&
 rowOf() {
@@ -227,7 +229,7 @@ rowOf() {
    return std::get< ( index < count ? index : 0 ) >( rows );
 }
 
-// Empty for a type that states none.
+// Returns the type's name space; empty for a type that states none.
 template < class T >
 constexpr std::string_view
 nameSpaceOf() {
@@ -237,7 +239,7 @@ nameSpaceOf() {
       return {};
 }
 
-// The name of the attribute of that id; empty when T has none.
+// Returns the name of the attribute of that id; empty when T has none.
 template < class T >
 constexpr std::string_view
 attributeName( Zet::AttributeId id ) {

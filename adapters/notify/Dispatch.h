@@ -31,7 +31,7 @@ deliver( N& notifiee, Zet::AttributeId id, Key const&... key ) {
        .onChange( id, erased[ sizeof...( key ) ] );
 }
 
-// As dispatch(), for the one notifiee that most lists have: no snapshot is needed.
+// Does dispatch() for a list of one notifiee, as most are. Needs no snapshot.
 template < auto Handler, class N, class... Key >
 [[gnu::always_inline]] inline void
 dispatchToOne( N& notifiee, Zet::AttributeId id, Key const&... key ) {
@@ -44,7 +44,7 @@ dispatchToOne( N& notifiee, Zet::AttributeId id, Key const&... key ) {
    }
 }
 
-// As dispatch(), for several. Apart, since it needs more registers saved.
+// Does dispatch() for several notifiees. Apart, since it needs more registers saved.
 template < auto Handler, class List, class... Key >
 [[gnu::noinline]] void
 dispatchToAll( List const& notifiees, Zet::AttributeId id, Key const&... key ) {
@@ -62,14 +62,14 @@ dispatchToAll( List const& notifiees, Zet::AttributeId id, Key const&... key ) {
 
 } // namespace Detail
 
-// Calls `Handler` on every notifiee that the list has now, in list order. A notifiee that its
-// owner drops meanwhile is not called any more; one that only leaves the list still is. A handler
-// that throws is reported to its notifiee and delivery goes on; what onNotificationException
-// throws leaves this function.
+// Calls `Handler` on every notifiee that the list has now, in list order. A notifiee that its owner
+// drops meanwhile is not called. A notifiee that only leaves the list is still called. A handler
+// that throws is reported to its notifiee, and delivery goes on. An exception from
+// onNotificationException leaves this function.
 //
 // A handler may end the changed entity, since not every notifiee holds it
-// (zetHasUncountedNotifier). After the first call nothing of the entity is used, not even its list:
-// the notifiees are held here, the key is the caller's.
+// (zetHasUncountedNotifier). So nothing of the entity is used after the first call, not even its
+// list. The notifiees are held here. The key is the caller's.
 template < auto Handler, class List, class... Key >
 void
 dispatch( List const& notifiees, Zet::AttributeId id, Key const&... key ) {

@@ -5,8 +5,8 @@
 
 namespace Notify {
 
-// A collection of entities that name their owner as their parent. `Removed` is as for
-// KeyedCollection; it also clears the member's parent.
+// A collection of entities whose parent is the owner. `Removed` is as for KeyedCollection; it also
+// clears the member's parent.
 template < auto Removed > class EntityCollection : public KeyedCollection< Removed > {
    using Base = KeyedCollection< Removed >;
 

@@ -8,28 +8,28 @@
 
 namespace Notify {
 
-// What a notifiee remembers per keyed collection for the delivery of deferred notifications.
+// The state that a notifiee keeps per keyed collection, to deliver deferred notifications.
 template < class Key > struct PendingKey {
    Key key{};
    std::uint32_t changes = 0;
 };
 
-// What every `E::NotifieeConst` shares: the place in the entity's list, and joining and leaving
-// it. `Base` is the notifiee of E's base, `Key...` are the keys of E's collections.
+// The common part of every `E::NotifieeConst`: its place in the entity's list, and joining and
+// leaving that list. `Base` is the notifiee of E's base. `Key...` are the keys of E's collections.
 template < class E, class Base, class... Key >
 class ZET_EXPORT EntityNotifiee : public Base, public E::NotifieeList::Hook {
  public:
    using Notifier = E;
 
-   // Borrows: valid until the notifier is replaced.
+   // Returns the notifier. Borrows: valid until the notifier is replaced.
    E const* notifier() const noexcept { return static_cast< E const* >( Base::notifier() ); }
 
-   // Attaches to an E; null, and an object of another type, detach.
+   // Attaches to an E. Null, or an object of another type, detaches.
    void notifierIs( Zet::Ptr< Zet::PtrInterface const > const& object ) override {
       Zet::Ptr< E const > const entity = Zet::ptrCast< E const >( object );
       if ( entity == notifier() )
          return;
-      // The list that is left belongs to the old notifier, which may go with this reference.
+      // Held, because the notifiee leaves the old notifier's list below.
       Zet::Ptr< E const > const old = notifier();
       this->notifierReplace( entity );
       if ( !this->isRegisteredNotifiee() )
@@ -59,7 +59,7 @@ class ZET_EXPORT EntityNotifiee : public Base, public E::NotifieeList::Hook {
  protected:
    EntityNotifiee() = default;
 
-   // That of the collection at this place among E's collections.
+   // Returns the pending key of the collection at this place among E's collections.
    template < std::size_t Place > auto& pendingKey() noexcept {
       return std::get< Place >( pendingKeys_ );
    }
@@ -68,13 +68,14 @@ class ZET_EXPORT EntityNotifiee : public Base, public E::NotifieeList::Hook {
       if ( !notifier() )
          return;
       this->uncountedNotifierRestore();
-      // Zombies as well: one that is given another notifier joins its list.
+      // Zombies too: a zombie that is given another notifier joins that notifier's list.
       if ( this->isRegisteredNotifiee() )
          notifier()->notifieeDel( hook() );
    }
 
  private:
-   // The list hands its members out for their handlers to be called, which may change them.
+   // Not const: the list hands its members out for their handlers to be called, and handlers may
+   // change the members.
    typename E::NotifieeConst& self() const noexcept {
       return const_cast< typename E::NotifieeConst& >(
           static_cast< typename E::NotifieeConst const& >( *this ) );
@@ -87,10 +88,10 @@ class ZET_EXPORT EntityNotifiee : public Base, public E::NotifieeList::Hook {
    [[no_unique_address]] std::tuple< PendingKey< Key >... > pendingKeys_;
 };
 
-// `E::Notifiee`: as E::NotifieeConst, for observers that may write to the entity.
+// `E::Notifiee`: an E::NotifieeConst that may write to the entity.
 template < class E > class ZET_EXPORT WritingNotifiee : public E::NotifieeConst {
  public:
-   // The adapters of writers are given a writable entity to begin with.
+   // Casting const away is right: a writer's adapter was given a writable entity.
    E* notifier() const noexcept { return const_cast< E* >( E::NotifieeConst::notifier() ); }
 };
 

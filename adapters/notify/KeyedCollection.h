@@ -20,8 +20,8 @@ struct RemovalHook< void ( O::* )( K, Zet::Ptr< M > const& ) > {
 
 } // namespace Detail
 
-// A collection of its owner. `Removed` is the owner's operation void( key, member ) that every
-// removal ends with: it tells whoever has to know. The owner is handed in, not stored.
+// A collection of its owner. `Removed` is the owner's operation void( key, member ). It ends every
+// removal and tells whoever has to know. The owner is passed to each call, not stored.
 //
 // Its two iterators walk the members in the collection's order:
 //
@@ -29,13 +29,13 @@ struct RemovalHook< void ( O::* )( K, Zet::Ptr< M > const& ) > {
 //       if ( at->minLinks() == 0 )
 //          at.del();
 //
-// An iterator holds the member that it stands on, also when that member has left the collection,
-// and finds its way on from there by the member's key: whatever is added or removed meanwhile, it
-// passes every member that stays exactly once, and of those that are added the ones ahead of it.
-// It tests false at the end; there neither * nor -> nor key() nor del() nor ++ may be used.
+// An iterator holds the member that it stands on, even when that member has left the collection. It
+// finds its way on by the member's key. Whatever is added or removed meanwhile, it passes every
+// member that stays exactly once, and every added member that lies ahead of it. It tests false at
+// the end. There, *, ->, key(), del() and ++ must not be used.
 //
-// `Iterator` also holds the owner. `IteratorConst` borrows the collection: its owner must live as
-// long as the iterator is stepped.
+// `Iterator` also holds the owner. `IteratorConst` borrows the collection: its owner must live
+// until the last step of the iterator.
 template < auto Removed > class KeyedCollection {
    using Hook = Detail::RemovalHook< decltype( Removed ) >;
 
@@ -52,8 +52,9 @@ template < auto Removed > class KeyedCollection {
          IteratorConst::operator++();
          return *this;
       }
-      // Removes the member that it stands on, and tells of it. The iterator still stands there;
-      // ++ goes on to the next. False, and nobody told, when the member had left already.
+      // Removes the member that it stands on and tells of the removal. The iterator still stands
+      // there; ++ goes on to the next. Returns false, and tells nobody, when the member had already
+      // left.
       bool del() { return collection_->del( *owner_, Zet::Ptr< Member >( this->member() ) ); }
 
     private:
@@ -66,13 +67,14 @@ template < auto Removed > class KeyedCollection {
    };
 
    Members const& members() const noexcept { return members_; }
-   // Null when the key is absent. Borrows: valid until the member is removed.
+   // Returns null when the key is absent. Borrows: valid until the member is removed.
    Member* find( Key const& key ) const noexcept { return members_.find( key ); }
-   // Requires: the member's key is absent.
+   // Adds the member. Requires: the member's key is absent.
    void insert( Zet::Ptr< Member > member ) noexcept { members_.insert( std::move( member ) ); }
 
    Iterator iterator( Owner& owner ) { return Iterator( owner, *this, members_.begin() ); }
-   // At the member of that key, or at the one that would follow it.
+   // Returns an iterator at the member of that key or, when it is absent, at the one that would
+   // follow it.
    Iterator iterator( Owner& owner, Key const& key ) {
       return Iterator( owner, *this, members_.from( key ) );
    }
@@ -81,7 +83,7 @@ template < auto Removed > class KeyedCollection {
 
    // Removes and returns the member, or null. Tells nobody.
    Zet::Ptr< Member > take( Key const& key ) noexcept { return members_.remove( key ); }
-   // Removes and returns the member, or null, and tells of it.
+   // Removes and returns the member, or null. Tells of the removal.
    Zet::Ptr< Member > del( Owner& owner, Key const& key ) {
       Zet::Ptr< Member > const member = take( key );
       if ( member )
@@ -89,7 +91,7 @@ template < auto Removed > class KeyedCollection {
       return member;
    }
 
-   // Removes every member in order, those as well that a handler inserts meanwhile.
+   // Removes every member in order, even those that a handler inserts meanwhile.
    void delAll( Owner& owner ) {
       Emptying const emptying( owner, members_ );
       while ( !members_.empty() )
@@ -101,7 +103,7 @@ template < auto Removed > class KeyedCollection {
    }
 
  private:
-   // Keeps the table's size, and the owner, for the time of emptying.
+   // Keeps the table's size, and the owner, while the collection is emptied.
    class Emptying {
     public:
       Emptying( Owner& owner, Members& members ) : owner_( &owner ), members_( members ) {

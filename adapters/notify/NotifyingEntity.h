@@ -9,20 +9,21 @@
 
 namespace Notify {
 
-// Whether the notifiee stands for an attribute log, which hears of a change before all others.
+// Returns true if the notifiee stands for an attribute log. An attribute log hears of a change
+// first.
 inline bool
 reactsForAttributeLog( Zet::PtrInterface::NotifieeConst const& notifiee ) {
    Zet::Ptr< Zet::PtrInterface const > const reactor = notifiee.zetReactor();
-   // Mostly it stands for itself.
+   // Most notifiees stand for themselves.
    return reactor != &notifiee &&
           dynamic_cast< Zet::Entity::ZetNboAttrLogSa const* >( reactor.get() );
 }
 
-// What every entity E that is described by rows shares: its list of notifiees, delivery, the
+// The common part of every entity E that is described by rows: its list of notifiees, delivery, the
 // counting events, names of attributes and the type descriptor. `Base` is E's base type.
 //
-// E has a nested NotifieeConst, a NotifieeList of it, and a mutable member `notifiees_`, which its
-// destructor empties; it befriends this class.
+// E has a nested NotifieeConst, a NotifieeList of it, and a mutable member `notifiees_`. E's
+// destructor empties `notifiees_`. E befriends this class.
 template < class E, class Base = Zet::Entity > class ZET_EXPORT NotifyingEntity : public Base {
  public:
    static Zet::Ptr< Zet::ZetType const > _fwkType() {
@@ -47,10 +48,11 @@ template < class E, class Base = Zet::Entity > class ZET_EXPORT NotifyingEntity 
       return name.empty() ? Base::attributeString( id ) : Zet::String8( name );
    }
 
-   // Used by the notifiees, which join and leave an entity that they may only read. Where the
-   // list's order is not fixed by the type, an attribute log goes first.
-   // Requires: the notifiee is in no list; the same one twice is an assertion. Others don't call
-   // this but the notifiee's isRegisteredNotifieeIs( true ), which once more does nothing.
+   // Adds the notifiee to the list. It is const because notifiees join and leave entities that they
+   // may only read. Unless E fixes the list's order, an attribute log goes first.
+   // Requires: the notifiee is in no list; a second entry in this list is an assertion. Called by
+   // the notifiee alone. Others call the notifiee's isRegisteredNotifieeIs( true ), which does
+   // nothing when called again.
    template < class N > void notifieeIs( N& notifiee ) const {
       if ( E::attributeLogGoesFirst && reactsForAttributeLog( notifiee ) )
          list().insertHead( notifiee );

@@ -5,14 +5,15 @@
 
 namespace Notify {
 
-// The part of a state machine that watches one object: a notifiee that hands what it hears to its
-// owner, until it is a zombie. It holds the watched object; the owner holds it. `Base` is the
-// notifiee class of the watched type.
+// The part of a state machine that watches one object: a notifiee that forwards to its owner until
+// it is a zombie. It holds the watched object; the owner holds it. `Base` is the notifiee class of
+// the watched type.
 template < class Base, class Watched, class Owner > class ZET_EXPORT ReactorAdapter : public Base {
  public:
-   // Attaches and registers. Requires: the owner outlives this, or says goodbye by ownerIs( null ).
+   // Attaches and registers. Requires: the owner outlives this reactor, or detaches it by ownerIs(
+   // null ).
    ReactorAdapter( Zet::Ptr< Watched > const& watched, Owner* owner ) : owner_( owner ) {
-      // Not the override's attaching: the owner is not ready to be called.
+      // The override of notifierIs would call the owner, which is not ready yet.
       Base::notifierIs( watched );
       this->isRegisteredNotifieeIs( true );
    }
@@ -24,7 +25,8 @@ template < class Base, class Watched, class Owner > class ZET_EXPORT ReactorAdap
 
    void ownerIs( Owner* owner ) noexcept { owner_ = owner; }
 
-   // A zombie has left the watched object's list and hands nothing on.
+   // Makes the reactor a zombie or revives it. A zombie has left the watched object's list and
+   // forwards nothing.
    virtual void zetDoZombieReactors( bool zombie ) {
       if ( zombie == this->zetMarkedForDeletion() )
          return;
@@ -36,7 +38,8 @@ template < class Base, class Watched, class Owner > class ZET_EXPORT ReactorAdap
  protected:
    ~ReactorAdapter() override { ReactorAdapter::zetDoZombieReactors( true ); }
 
-   // Calls the owner's operation, which may drop this: nothing of it is used afterwards.
+   // Calls the owner's operation. The operation may drop this reactor, so nothing of it is used
+   // afterwards.
    template < auto Operation, class... Key > void forward( Key const&... key ) {
       if ( Owner* const owner = reactingOwner() )
          ( owner->*Operation )( key... );
@@ -47,8 +50,8 @@ template < class Base, class Watched, class Owner > class ZET_EXPORT ReactorAdap
    Owner* owner_;
 };
 
-// A reactor adapter that can be given another object to watch. `OnNew`, unless null, is the
-// owner's operation that takes a new object in.
+// A reactor adapter that can be given another object to watch. `OnNew`, unless null, is the owner's
+// reaction to a new object.
 template < class Base, class Watched, class Owner, auto OnNew = nullptr >
 class ZET_EXPORT WatchingReactor : public ReactorAdapter< Base, Watched, Owner > {
    using Adapter = ReactorAdapter< Base, Watched, Owner >;
@@ -60,7 +63,7 @@ class ZET_EXPORT WatchingReactor : public ReactorAdapter< Base, Watched, Owner >
       Zet::Ptr< Watched > const watched = Zet::ptrCast< Watched >( object );
       if ( watched == this->notifier() )
          return;
-      // The owner's reaction may drop it.
+      // The owner's reaction may drop this reactor.
       Zet::Ptr< WatchingReactor > const self( this );
       Adapter::notifierIs( watched );
       if constexpr ( !std::is_null_pointer_v< decltype( OnNew ) > )

@@ -21,7 +21,7 @@ struct Signature< R ( T::* )( A... ) const noexcept > : Signature< R ( T::* )( A
 
 } // namespace Detail
 
-// The types of an operation's arguments, by value, as a tuple, and of its result.
+// The types of an operation's arguments, by value and as a tuple, and of its result.
 template < auto Call >
 using ArgumentsOf =
     typename Detail::Signature< std::remove_const_t< decltype( Call ) > >::Arguments;

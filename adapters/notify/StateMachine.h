@@ -11,13 +11,12 @@
 
 namespace Notify {
 
-// What every state machine shares: switching its reactors and children on and off, and ending
-// them. It works inside of notifications, so it has no activity of its own.
+// The common base of every state machine: switches its reactors and children on and off, and ends
+// them. A machine works inside of notifications, so it has no activity of its own.
 //
-// Sm has reactors(), a tuple of references to its pointers to them, in the order in which they are
-// switched, and forEachChild( visit ); it befriends this class. Its constructor,
-// or what starts it after that, ends with hasNotificationActiveIs( true ); its destructor begins
-// with reactorsEnd().
+// Sm has reactors(), a tuple of references to its pointers to reactors, in the order of switching.
+// Sm has forEachChild( visit ). Sm befriends this class. Sm's constructor, or a later start, ends
+// with hasNotificationActiveIs( true ). Sm's destructor begins with reactorsEnd().
 template < class Sm > class ZET_EXPORT StateMachine : public Zet::PtrInterface {
  public:
    void hasNotificationActiveIs( bool active ) override {
@@ -29,7 +28,8 @@ template < class Sm > class ZET_EXPORT StateMachine : public Zet::PtrInterface {
       self().forEachChild( pass );
    }
 
-   // Does not descend to the children: each does its own when it goes.
+   // Makes the machine's reactors zombies or revives them, not its children's: each child does that
+   // itself when it goes.
    virtual void zetDoZombieReactors( bool zombie ) {
       if ( zombie == zetMarkedForDeletion() )
          return;
@@ -43,7 +43,7 @@ template < class Sm > class ZET_EXPORT StateMachine : public Zet::PtrInterface {
    Zet::Ptr< Zet::ZetType const > fwkType() const override { return Sm::_fwkType(); }
 
  protected:
-   // A new, active reactor of that type; none for no object.
+   // Returns a new, active reactor of that type; null for a null object.
    template < class Reactor, class Watched >
    Zet::Ptr< Reactor > newReactor( Zet::Ptr< Watched > const& watched ) {
       if ( !watched )
@@ -53,7 +53,7 @@ template < class Sm > class ZET_EXPORT StateMachine : public Zet::PtrInterface {
       return reactor;
    }
 
-   // Makes the reactor watch that object; null ends it.
+   // Makes the reactor watch that object. Null ends the reactor.
    template < class Reactor, class Watched >
    void reactorIs( Zet::Ptr< Reactor >& reactor, Zet::Ptr< Watched > const& watched ) {
       if ( watched && reactor )
@@ -64,7 +64,7 @@ template < class Sm > class ZET_EXPORT StateMachine : public Zet::PtrInterface {
          end( *ended );
    }
 
-   // No reactor calls back from here on.
+   // Ends all reactors: none calls back from here on.
    void reactorsEnd() {
       zetDoZombieReactors( true );
       forEachReactor( []( auto& part ) { part.ownerIs( nullptr ); } );

@@ -6,7 +6,7 @@
 
 namespace Notify {
 
-// A member of a collection of values. `Tag` makes the members of two collections two types.
+// A member of a collection of values. `Tag` distinguishes the member types of two collections.
 template < class K, class V, class Tag > class ValueMember : public Zet::PtrInterface {
  public:
    using Value = V;
@@ -25,8 +25,8 @@ template < class K, class V, class Tag > class ValueMember : public Zet::PtrInte
    Zet::ChainLink< ValueMember > zetChainLink;
 };
 
-// A collection of plain values. `Changed` is the owner's operation void( key, member ) that adding,
-// changing and removing end with.
+// A collection of plain values. `Changed` is the owner's operation void( key, member ). It ends
+// every adding, changing and removing.
 template < auto Changed > class ValueCollection : public KeyedCollection< Changed > {
    using Base = KeyedCollection< Changed >;
 
@@ -36,7 +36,7 @@ template < auto Changed > class ValueCollection : public KeyedCollection< Change
    using typename Base::Owner;
    using Value = typename Member::Value;
 
-   // The value at the key, or the type's empty value.
+   // Returns the value at the key, or the type's empty value.
    Value value( Key const& key ) const noexcept {
       Member const* const member = this->find( key );
       return member ? member->value() : Value{};
@@ -53,13 +53,13 @@ template < auto Changed > class ValueCollection : public KeyedCollection< Change
       ( owner.*Changed )( key, member );
    }
 
-   // The removed value; the type's empty value when there was none.
+   // Removes the value and returns it. Returns the type's empty value when there was none.
    Value valueDel( Owner& owner, Key const& key ) {
       Zet::Ptr< Member > const member = this->del( owner, key );
       return member ? member->value() : Value{};
    }
 
-   // Requires: the key is absent. Tells nobody.
+   // Adds the value. Tells nobody. Requires: the key is absent.
    Zet::Ptr< Member > newMember( Key const& key, Value value ) {
       Zet::Ptr< Member > const member = Zet::make< Member >( key, value );
       this->insert( member );

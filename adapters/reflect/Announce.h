@@ -13,7 +13,7 @@
 
 namespace Reflect {
 
-// The descriptor of one of our types, for the unit that owns it to fill.
+// Returns the descriptor of one of our types, for its unit to fill.
 template < class T >
 Zet::ZetType&
 typeToFill() {
@@ -29,7 +29,8 @@ class ZET_EXPORT Announcer {
    void plain( Zet::Name name, Zet::Ptr< Zet::ZetType const > const& valueType,
                Zet::Ptr< Zet::ZetType const > const& keyType, KindFlags const& kind,
                Zet::AttributeId id );
-   // With its context: arguments and, for a collection that makes its members, their key.
+   // Announces an attribute with its context: arguments and, for a collection that makes its
+   // members, their key.
    void withContext( Zet::Name name, Zet::Ptr< Zet::ZetType const > const& valueType,
                      Zet::Ptr< Zet::ZetType const > const& keyType, KindFlags const& kind,
                      Zet::AttributeId id, std::vector< Zet::Argument > arguments,
@@ -41,7 +42,7 @@ class ZET_EXPORT Announcer {
    Zet::ZetType& type_;
 };
 
-// What a member of type M is made from.
+// Returns the constructor arguments of M.
 template < class M >
 std::vector< Zet::Argument >
 constructorArguments() {
@@ -57,7 +58,7 @@ constructorArguments() {
    }
 }
 
-// The attribute that is the key of an entity M, and of a machine.
+// Returns the attribute that is the key of an entity M, or of a machine M.
 template < class M >
 constexpr std::string_view
 keyAttribute() {
@@ -96,7 +97,7 @@ namespace Fault {
 template < auto Attribute, class Value > struct NoTypeOfValue;
 }
 
-// Announces one attribute as its kind asks.
+// Announces one attribute in the way of its kind.
 template < class R >
 void
 announceRow( Announcer& announcer, R const& row ) {

@@ -7,7 +7,7 @@
 
 namespace Reflect {
 
-// What introspection is told of an attribute of one kind.
+// The flags of one kind of attribute in introspection.
 struct KindFlags {
    Zet::ZetAttr::AttrFlags flags;
    unsigned int introspection;
@@ -20,7 +20,7 @@ constexpr unsigned int independent = Introspection::isIndependentDomainAttr;
 constexpr unsigned int function = Introspection::isFunction;
 constexpr unsigned int indexed = Introspection::hasInternalIndex;
 
-// Those that every type of its kind has.
+// The attributes that every type of a kind has.
 constexpr KindFlags isNondestructing{ { 0x00002043, 0x01000000 }, 0 };
 constexpr KindFlags isNondestructingUnlogged{ { 0x00002043, 0x00000000 }, 0 };
 constexpr KindFlags hasAttrLogInterface{ { 0x00022001, 0x00000400 }, function };
@@ -31,7 +31,7 @@ constexpr KindFlags enumerator{ { 0x00020001, 0x40200400 }, 0 };
 
 } // namespace Kind
 
-// By kind of row.
+// The flags of each kind of row.
 template < class R >
 inline constexpr KindFlags flagsOf = [] {
    static_assert( !std::is_same_v< R, R >, "this kind of row has no flags; state them here" );

@@ -6,8 +6,7 @@
 
 namespace Reflect {
 
-// From a notification of the entity T to what its generic interface tells, whatever attribute it
-// is.
+// Passes notifications of the entity T to T's generic interface, for any attribute.
 template < class T >
 class ZET_EXPORT Bridge final
     : public Notify::ReactorAdapter< Zet::UntypedNotifiee< T >, T, Zet::GenericIf > {
@@ -23,7 +22,7 @@ class ZET_EXPORT Bridge final
          tell( id );
    }
 
-   // Delivers what is pending of that attribute; of all, for the id that stands for all.
+   // Delivers the pending notifications of that attribute, or of all for allAttributesId.
    void deliver( Zet::AttributeId id ) {
       bool const all = id == Zet::GenericIf::allAttributesId;
       Notify::forEachRow< T >( [ & ]< class R >( R const& row ) {
@@ -51,7 +50,7 @@ class ZET_EXPORT Bridge final
       } );
    }
 
-   // One member of the collection changed.
+   // Handles the change of one member of the collection.
    template < class R > void changedAt( void const* key ) {
       using Key = typename R::Key;
       static_assert( std::is_same_v< Notify::ArgumentsOf< R::handler >, std::tuple< Key > >,
@@ -78,7 +77,7 @@ class ZET_EXPORT Bridge final
          owner->onAttributeAt( id, resultIf( pending.key, owner->isConst() ) );
    }
 
-   // The place of the collection that `Get` reads among T's collections.
+   // Returns the place of the collection that `Get` reads among T's collections.
    template < auto Get > static constexpr std::size_t collectionIndex() {
       std::size_t index = 0;
       bool found = false;
@@ -93,7 +92,7 @@ class ZET_EXPORT Bridge final
    }
 };
 
-// The generic interface of an entity, which hears of the entity's changes through its
+// The generic interface of an entity. Hears of the entity's changes through its
 // `GenericIf_Adapter_`.
 template < class T >
 class ZET_EXPORT ReflectedEntityIf : public ReflectedIf< T, Zet::GenericIfEntity > {

@@ -10,10 +10,10 @@
 namespace Reflect {
 
 template < class T > inline constexpr bool isEntity = std::is_base_of_v< Zet::Entity, T >;
-// Whether attribute logs replicate T.
+// True if attribute logs replicate T.
 template < class T >
 inline constexpr bool hasAttributeLog = std::is_base_of_v< Notify::LoggedEntity< T >, T >;
-// Whether T is a member of a keyed collection.
+// True if T is a member of a keyed collection.
 template < class T > inline constexpr bool hasKey = requires( T const& member ) {
    member.zetKey();
 };
@@ -45,7 +45,7 @@ keyRows() {
 
 } // namespace Detail
 
-// T's rows, and those of the framework's attributes that T has and not every T's base.
+// T's rows, and a row for each attribute of the framework that T has and other types lack.
 template < class T >
 inline constexpr auto reflectedRows = std::tuple_cat( Notify::Description< T >::attributes,
                                                       Detail::logRows< T >(),

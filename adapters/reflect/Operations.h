@@ -14,7 +14,7 @@ namespace Reflect {
                                                 unsigned int operation );
 [[noreturn]] ZET_EXPORT void throwBadIndex( std::string_view attribute );
 
-// One operation asked of one attribute.
+// A requested operation on one attribute.
 struct Request {
    unsigned int operation;
    InterfaceConst const& key;
@@ -22,7 +22,7 @@ struct Request {
    bool isConst;
    std::string_view attribute;
 
-   // Inlined, the request is never written to memory.
+   // Inlined, so that the request is never written to memory.
    [[noreturn, gnu::always_inline]] void notSupported() const {
       throwNotSupported( attribute, operation );
    }
@@ -46,7 +46,7 @@ callWith( T& object, Zet::GenericIf::List_ const& list,
           std::span< std::string_view const > names ) {
    using Arguments = Notify::ArgumentsOf< Call >;
    return [ & ]< std::size_t... Place >( std::index_sequence< Place... > )->decltype( auto ) {
-      // In braces, so that the first wrong argument is the one complained of.
+      // Braces fix the order, so that the error names the first wrong argument.
       Arguments arguments{ ArgumentAs< std::tuple_element_t< Place, Arguments > >::value(
           list.element( names[ Place ] ).get(), names[ Place ] )... };
       return ( object.*Call )( std::move( std::get< Place >( arguments ) )... );
@@ -54,7 +54,7 @@ callWith( T& object, Zet::GenericIf::List_ const& list,
    ( std::make_index_sequence< std::tuple_size_v< Arguments > >() );
 }
 
-// What each kind of attribute answers.
+// The operations of each kind of attribute.
 
 template < class T, auto Get >
 Interface
@@ -92,7 +92,7 @@ operate( T& object, Notify::Function< Call > const& row, Request const& request 
    return nullptr;
 }
 
-// What the collections have in common.
+// The operations that all collections have.
 template < class T, class R >
 Interface
 operateOnMembers( T& object, R const&, Request const& request ) {

@@ -7,10 +7,10 @@
 
 namespace Reflect {
 
-// The generic interface of a T, out of its rows. What they do not know, `Base` answers.
+// The generic interface of a T, made from T's rows. `Base` answers for all other attributes.
 //
-// A place of its iterators holds the object. A place that is not in this collection of this object,
-// or at its end where a member is asked for, is refused: GenericIfException `badIndex`.
+// A place of its iterators holds the object. The operations refuse a place in another collection or
+// object, and a place at the end where a member is needed: GenericIfException `badIndex`.
 template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
    using Place = Zet::GenericIf::Place;
 
@@ -101,7 +101,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
                  ? nonNull
                  : Base::attributeIterator_nonNull( id, at );
    }
-   // Removes the member unless that has happened already. The place stays where it was.
+   // Removes the member unless it has been removed already. The place stays where it was.
    void attributeIterator_iterDel( Zet::AttributeId id, Place& at ) override {
       this->requireChangeable( Zet::GenericIf::del );
       if ( !atMember( id, at, [ & ]< class P >( P& place ) {
@@ -135,7 +135,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
       return Zet::make< PlaceIn< R > >( Zet::Ptr< T >( &reflected() ), std::move( at ) );
    }
 
-   // By the row of that id, which is not before that place.
+   // Runs the operation on the row of that id, which is not before `Place`.
    template < std::size_t Place >
    Interface operateFrom( Zet::GenericIf::AttributeOp const& op, InterfaceConst const& key,
                           Interface const& value ) {
@@ -167,7 +167,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
       } );
       return isOne;
    }
-   // Visits the place in the collection of that id. False when that is no collection.
+   // Visits the place in the collection of that id. Returns false when the id is no collection.
    template < class P, class Visit > bool atPlace( Zet::AttributeId id, P& at, Visit visit ) const {
       return atCollection( id, [ & ]< class R >( R const& row ) {
          using In = std::conditional_t< std::is_const_v< P >, PlaceIn< R > const, PlaceIn< R > >;
@@ -177,7 +177,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
          visit( *place );
       } );
    }
-   // The same for a place at a member.
+   // Does the same for a place at a member.
    template < class P, class Visit >
    bool atMember( Zet::AttributeId id, P& at, Visit visit ) const {
       return atPlace( id, at, [ & ]( auto& place ) {

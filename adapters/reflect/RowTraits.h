@@ -20,7 +20,7 @@ template < class T > struct Referred< Zet::Ptr< T > > { using Type = std::remove
 
 } // namespace Detail
 
-// The type of what an attribute reads as: of the value, or of the object referred to.
+// The type that an attribute reads as: of the value, or of the object referred to.
 template < auto Get >
 using ValueTypeOf = typename Detail::Referred< std::decay_t< Notify::ResultOf< Get > > >::Type;
 
@@ -31,7 +31,7 @@ template < auto G > inline constexpr bool isReference< Notify::HeldReference< G 
 template < class R > inline constexpr bool isDerivedKey = false;
 template < auto G > inline constexpr bool isDerivedKey< Notify::DerivedKey< G > > = true;
 
-// What is read and neither set nor called.
+// True if the attribute can be read, but neither set nor called.
 template < class R > inline constexpr bool isReadOnly = isReference< R > || isDerivedKey< R >;
 template < auto G > inline constexpr bool isReadOnly< Notify::Derived< G > > = true;
 template < auto G > inline constexpr bool isReadOnly< Notify::Constant< G > > = true;
@@ -40,7 +40,7 @@ template < class R > inline constexpr bool isCollection = requires {
    R::members;
 };
 
-// What an entity is made from.
+// The constructor argument of an entity.
 inline constexpr std::string_view entityArgument = "name";
 
 // Visits the references of a machine M to objects of that type.
@@ -77,7 +77,7 @@ template < class M, class... A > struct ReferenceNames< M, std::tuple< A... > > 
 
 } // namespace Detail
 
-// What the arguments of `Is`, which makes a machine M, are called: each by its type.
+// The argument names of `Is`, which makes a machine M. The type of an argument determines its name.
 template < class M, auto Is >
 inline constexpr auto const& referenceNames =
     Detail::ReferenceNames< M, Notify::ArgumentsOf< Is > >::names;

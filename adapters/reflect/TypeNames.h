@@ -2,8 +2,9 @@
 
 namespace Reflect {
 
-// The full names of our types, in the library file's section ".zet.type" for whoever inspects it.
-// A name of 32 bytes or more starts on a 32-byte boundary; a shorter one follows the one before.
+// The full names of our types, in the library file's section ".zet.type", for tools that inspect
+// the file. A name of 32 bytes or more starts on a 32-byte boundary. A shorter name follows its
+// predecessor.
 struct TypeNames {
    alignas( 32 ) char groupConfig[ 36 ] = "UplinkFailureDetection::GroupConfig";
    alignas( 32 ) char groupLinkStatus[ 40 ] = "UplinkFailureDetection::GroupLinkStatus";

@@ -14,14 +14,14 @@ class ZET_EXPORT Unit {
    using TypeMaker = Zet::Ptr< Zet::ZetType const > ( * )();
    using Announcement = void ( * )( Zet::IntrospectionReactor& );
 
-   // Makes the descriptors, then announces the name space with each type: once, when the
+   // Makes the descriptors, then announces the name space with each type. Does so once, when the
    // introspection reactor is ready.
    static void registrationIs( bool& registered, char const* nameSpace,
                                std::initializer_list< TypeMaker > types,
                                std::initializer_list< Announcement > announcements );
 };
 
-// The descriptor of T, made at the first call, which gives the unit its chance to register.
+// Returns the descriptor of T. The first call makes it and lets the unit register.
 template < class T, class Type = typename T::_Type >
 Zet::Ptr< Zet::ZetType const >
 typeOf( void ( *registerUnit )(), Zet::Ptr< Zet::ZetType const > ( *base )() ) {
@@ -38,7 +38,7 @@ typeOf( void ( *registerUnit )(), Zet::Ptr< Zet::ZetType const > ( *base )() ) {
    return type;
 }
 
-// Handles on the attributes of a type, by name; null for a name that is not registered.
+// Handles on the attributes of a type, by name. A handle is null for a name that is not registered.
 using Handles = std::vector< Zet::Ptr< Zet::ZetAttr > >;
 void addHandles( Handles& handles, Zet::Ptr< Zet::ZetType const > const& type,
                  std::initializer_list< std::string_view > names );
@@ -49,7 +49,7 @@ addHandlesOfRows( Handles& handles ) {
        [ & ]( auto const& row ) { addHandles( handles, T::_fwkType(), { row.name } ); } );
 }
 
-// `T::_Type` of an entity: makes entities by name, with that factory, and generic interfaces.
+// `T::_Type` of an entity. Makes entities by name with `Factory`, and generic interfaces.
 template < class T, auto Factory = Zet::make< T, Zet::Name > >
 class ZET_EXPORT EntityType : public Zet::ZetType {
  public:

@@ -9,8 +9,8 @@
 
 namespace UplinkFailureDetection {
 
-// The generic interface of one GroupLinkStatus. Its attributes are the enumerators: the number of
-// one reads as its value.
+// The generic interface of one GroupLinkStatus. Its attributes are the enumerators. The number of
+// an enumerator reads as that enumerator's value.
 class ZET_EXPORT GroupLinkStatus_GenericIf_ : public Zet::ValueIf< GroupLinkStatus > {
  public:
    using ValueIf::ValueIf;
@@ -29,8 +29,8 @@ namespace Reflect {
 using Interface = Zet::Ptr< Zet::GenericIf >;
 using InterfaceConst = Zet::Ptr< Zet::GenericIf const >;
 
-// An object as an interface: constant where it is reached through a constant interface or only
-// ever read. Null for no object.
+// Returns an interface of the object; null for no object. The interface is constant if the object
+// was reached through a constant interface or is only ever read.
 template < class T >
 Interface
 objectIf( T* object, bool isConst ) {
@@ -42,7 +42,7 @@ objectIf( T* object, bool isConst ) {
        isConst || std::is_const_v< T > );
 }
 
-// A result as an interface.
+// Returns an interface of a result.
 template < class V >
 [[gnu::always_inline]] inline Interface
 resultIf( V value, bool isConst ) {
@@ -64,15 +64,15 @@ resultIf( UplinkFailureDetection::GroupLinkStatus value, bool isConst ) {
                                                                                         isConst );
 }
 
-// An argument as a value of type V; `name` is the argument's, for the error.
-// Throws: Zet::GenericIfException `type`; for an object that is to be written to but is seen
-// through a constant interface, `constInstance`.
+// Returns an argument as a value of type V. `name` is the argument's, for the error.
+// Throws: Zet::GenericIfException `type`; `constInstance` for an object that is to be written but
+// is seen through a constant interface.
 template < class V > struct ArgumentAs {
    static V value( Zet::GenericIf const* argument, std::string_view name ) {
       return Zet::valueOf< V >( argument, name );
    }
 };
-// Also by text or number.
+// Accepts a text or a number too.
 template <> struct ZET_EXPORT ArgumentAs< UplinkFailureDetection::GroupLinkStatus > {
    static UplinkFailureDetection::GroupLinkStatus value( Zet::GenericIf const* argument,
                                                          std::string_view name );

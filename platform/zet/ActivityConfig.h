@@ -5,7 +5,8 @@
 
 namespace Zet {
 
-// What a deferred notification would run on. Nothing here defers any, so nobody makes one.
+// The activity that a deferred notification would run on. Nothing here defers notifications, so no
+// activity is ever made.
 class ZET_EXPORT ActivityConfig : public PtrInterface {
  public:
    static Ptr< ZetType const > _fwkType();

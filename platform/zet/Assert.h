@@ -7,7 +7,7 @@ namespace Zet {
 // Writes the broken promise to standard error and ends the process.
 [[noreturn]] ZET_EXPORT void assertionFailed( char const* promise ) noexcept;
 
-// A promise of our own code, checked in every build. Never used on what comes from outside.
+// Checks a promise of our own code, in every build. Never used on anything that comes from outside.
 inline void
 require( bool kept, char const* promise ) noexcept {
    if ( !kept ) [[unlikely]]

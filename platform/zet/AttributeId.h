@@ -5,8 +5,8 @@
 
 namespace Zet {
 
-// The number of an attribute within its type: what notifications, their failures and the
-// attribute log carry.
+// The number of an attribute within its type. Notifications, their failures and the attribute log
+// carry it.
 using AttributeId = std::int32_t;
 
 // The runtime's own attributes, which every type has.
@@ -15,7 +15,7 @@ inline constexpr AttributeId zeroReferencesAttributeId = 5;
 inline constexpr AttributeId isNondestructingAttributeId = 6;
 inline constexpr AttributeId hasAttrLogInterfaceAttributeId = 154;
 
-// Their names; empty for an id that is none of the runtime's.
+// Returns the attribute's name; empty for an id that is none of the runtime's.
 constexpr std::string_view
 frameworkAttributeName( AttributeId id ) {
    switch ( id ) {

@@ -4,7 +4,7 @@
 
 namespace Zet {
 
-// The bits in reversed order: bit 0 becomes bit 31.
+// Returns the bits in reversed order: bit 0 becomes bit 31.
 constexpr std::uint32_t
 bitReverse( std::uint32_t bits ) noexcept {
    bits = __builtin_bswap32( bits );

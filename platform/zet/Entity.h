@@ -21,25 +21,27 @@ class ZET_EXPORT Entity : public PtrInterface {
    virtual Name name() const;
    virtual Ptr< Entity const > parent() const;
    virtual Ptr< Entity > parent();
-   // Borrows: the parent clears this before it goes.
+   // Sets the parent. Borrows: the parent clears this pointer before it goes.
    virtual void parentIs( Ptr< Entity > const& parent );
-   // The parent's attribute that holds this entity: its name (empty without parent), its id.
+   // Return the parent's attribute that holds this entity: its name (empty without parent) or its
+   // id.
    virtual String8 parentAttr() const;
    virtual AttributeId parentAttrId() const;
    virtual void parentAttrIdIs( AttributeId id );
-   // "/config/group/g1": names, and the attributes on the way; fullName leaves those out.
+   // Return a path. uriPath() contains names and attributes, "/config/group/g1"; fullName() names
+   // alone.
    virtual String8 uriPath() const;
    virtual String8 fullName() const;
-   // The name of an attribute; a text that starts with "unknown" for an id that is none.
+   // Returns the attribute's name. The text begins with "unknown" for an id that is no attribute.
    virtual String8 attributeString( AttributeId id ) const;
-   // Attaches and registers a notifiee of whatever type. The entity's list does not hold it: one
-   // that the caller does not keep is gone before it hears anything. The compiler warns of that
-   // where observing() of host/Observing.h makes and attaches it.
+   // Attaches and registers a notifiee of any type. The entity's list does not keep it alive: a
+   // notifiee that the caller does not keep is destroyed before it hears anything. observing() of
+   // host/Observing.h makes the compiler warn of that.
    virtual void zetNotifieeAdapterIs( Ptr< PtrInterface::NotifieeConst > const& notifiee );
    // Called after the parent has changed.
    virtual void handleParent();
 
-   // The attribute log's hold on the entity: none unless a type has one.
+   // The entity's adapters in attribute logs. By default there are none.
    virtual Ptr< ZetNboAttrLogSa > zetNboAttrLogSa( Ptr< NboAttrLog::Out const > const& out ) const;
    virtual bool zetHasAttrLogInterface() const;
    virtual Ptr< ZetNboAttrLogSa > zetNboAttrLogSa( Ptr< NboAttrLog::Out const > const& out );
@@ -51,7 +53,7 @@ class ZET_EXPORT Entity : public PtrInterface {
                                                      PtrInterface* owner );
    virtual void zetNboAttrLogSaDel( Ptr< NboAttrLog::Out > const& out );
 
-   // The name without a copy. Valid until: the entity goes.
+   // Returns the name without copying it. Valid until: the entity goes.
    Name const& zetName() const noexcept { return name_; }
 
    static Ptr< ZetType const > _fwkType();
@@ -67,7 +69,7 @@ class ZET_EXPORT Entity : public PtrInterface {
    AttributeId parentAttrId_ = 0;
 };
 
-// What every observer of an entity can be told.
+// The notifications that every entity has.
 class ZET_EXPORT Entity::NotifieeConst : public PtrInterface::NotifieeConst {
  public:
    virtual void onParent();

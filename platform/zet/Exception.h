@@ -7,12 +7,12 @@
 
 namespace Zet {
 
-// The base of what the runtime throws; what() is exactly the text given.
+// The base of the runtime's exceptions. what() is exactly the text given.
 class ZET_EXPORT Exception : public std::exception {
  public:
    ~Exception() override;
    char const* what() const noexcept override { return text_.c_str(); }
-   // The kind of the exception, as the runtime numbers them.
+   // Returns the kind of the exception, in the runtime's numbering.
    unsigned int frameworkId() const noexcept { return frameworkId_; }
 
  protected:
@@ -24,7 +24,7 @@ class ZET_EXPORT Exception : public std::exception {
    unsigned int frameworkId_;
 };
 
-// A value outside of what is allowed.
+// A value is outside of the allowed range.
 class ZET_EXPORT RangeException : public Exception {
  public:
    static constexpr unsigned int id = 12;
@@ -32,7 +32,7 @@ class ZET_EXPORT RangeException : public Exception {
    ~RangeException() override;
 };
 
-// An object of that name exists and differs.
+// An object of that name exists already, and differs.
 class ZET_EXPORT NameInUseException : public Exception {
  public:
    static constexpr unsigned int id = 48;
@@ -50,7 +50,7 @@ class ZET_EXPORT CannotConvertException : public Exception {
 
 [[noreturn]] ZET_EXPORT void throwRangeException( String8 text );
 [[noreturn]] ZET_EXPORT void throwNameInUseException( String8 text );
-// "cannot convert TEXT to TYPE"
+// Throws CannotConvertException "cannot convert TEXT to TYPE".
 [[noreturn]] ZET_EXPORT void cannotConvert( String8 text, String8 type );
 
 } // namespace Zet

@@ -4,8 +4,8 @@
 
 namespace Zet {
 
-// A scope that is ready for an exception: it will be caught and reported, not lost. Id 0 is ready
-// for any. Scopes nest.
+// A scope that expects an exception: the exception will be caught and reported, not lost. Id 0
+// stands for any exception. Scopes nest.
 class ZET_EXPORT Expect {
  public:
    explicit Expect( unsigned int exceptionId ) noexcept
@@ -16,7 +16,7 @@ class ZET_EXPORT Expect {
    Expect& operator=( Expect const& ) = delete;
    ~Expect() { innermost_ = outer_; }
 
-   // The scope that runs now, or null. Borrows: valid until that scope ends.
+   // Returns the innermost running scope, or null. Borrows: valid until that scope ends.
    static Expect const* innermost() noexcept { return innermost_; }
    unsigned int exceptionId() const noexcept { return exceptionId_; }
 

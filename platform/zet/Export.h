@@ -1,5 +1,4 @@
 #pragma once
 
-// Everything is hidden unless it is marked: what stands behind this mark is the interface of the
-// shared libraries.
+// Marks the interface of the shared libraries. Everything without this mark is hidden.
 #define ZET_EXPORT __attribute__( ( visibility( "default" ) ) )

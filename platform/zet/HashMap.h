@@ -11,8 +11,8 @@
 
 namespace Zet {
 
-// Where a key belongs in the order of a HashMap: its bit-reversed hash. A key that keeps that
-// rather than its hash offers it as position().
+// Returns the key's place in the order of a HashMap: its bit-reversed hash. A key that stores the
+// bit-reversed hash instead of the hash offers it as position().
 template < class Key >
 std::uint32_t
 positionOf( Key const& key ) noexcept {
@@ -27,21 +27,22 @@ template < class Member > class ChainLink {
    template < class, class > friend class HashMap;
    // Holds a reference.
    Member* next_ = nullptr;
-   // That of the member's key, once it has been in a map: chains are walked without touching keys.
+   // The position of the member's key, set once the member has been in a map. Chains are walked
+   // without touching keys.
    std::uint32_t position_ = 0;
    bool linked_ = false;
 };
-// The mark lies where it costs nothing.
+// `linked_` lies in padding, so it takes no memory.
 static_assert( sizeof( ChainLink< void > ) == 2 * sizeof( void* ) );
 
-// A keyed collection that holds one reference on each member and is linked through the members.
+// A keyed collection that holds one reference on each member. It is linked through the members.
 //
 // A member offers `zetKey()`, which does not change while it is in the map, and a public
 // `ChainLink< Member > zetChainLink`. A key offers hash(), == and <.
 //
-// The order depends on the set of keys alone: ascending by bit-reversed hash, then by key. The
-// bucket is the top bits of that position and chains are sorted, so that walking the buckets
-// is walking in order, and growing or shrinking the table moves nobody past another.
+// The order depends on the set of keys alone: ascending by bit-reversed hash, then by key. A
+// position's top bits are its bucket, and chains are sorted. So a walk of the buckets is a walk in
+// order, and no member passes another when the table grows or shrinks.
 template < class M, class K > class HashMap {
  public:
    using Member = M;
@@ -58,7 +59,7 @@ template < class M, class K > class HashMap {
    // Incremented by every change.
    std::uint32_t version() const noexcept { return version_; }
 
-   // Borrows: valid until the member is removed. Null when the key is absent.
+   // Returns null when the key is absent. Borrows: valid until the member is removed.
    Member* find( Key const& key ) const noexcept {
       std::uint32_t const where = positionOf( key );
       Member* at = buckets_[ bucketOf( where ) ];
@@ -67,7 +68,7 @@ template < class M, class K > class HashMap {
       return at;
    }
 
-   // Requires: the member is in no map, which is asserted; its key is not in this one.
+   // Adds the member. Requires: the member is in no map (asserted); its key is not in this map.
    void insert( Ptr< Member > member ) noexcept {
       Member* const added = member.release();
       require( !added->zetChainLink.linked_, "a member is in one map at a time" );
@@ -83,20 +84,21 @@ template < class M, class K > class HashMap {
          resize( bits_ == 0 ? smallestTable : bits_ + growth );
    }
 
-   // Null when the key is absent.
+   // Removes and returns the member. Returns null when the key is absent.
    Ptr< Member > remove( Key const& key ) noexcept {
       std::uint32_t const where = positionOf( key );
       Member*& place = placeOf( where, key );
       return place && isAt( *place, where, key ) ? unlink( place ) : nullptr;
    }
-   // Removes this very member, no other of the same key. False when it is not in the map.
+   // Removes this member, never another of the same key. Returns false when the member is not in
+   // the map.
    bool remove( Member const& member ) noexcept {
       auto&& key = member.zetKey();
       Member*& place = placeOf( positionOf( key ), key );
       return place == &member && unlink( place ) != nullptr;
    }
 
-   // Drops every member at once.
+   // Drops every member.
    void clear() noexcept {
       for ( std::size_t bucket = 0; bucket < bucketCount(); ++bucket ) {
          fetchAhead( buckets_, bucket, bucketCount() );
@@ -111,7 +113,7 @@ template < class M, class K > class HashMap {
       resize( 0 );
    }
 
-   // While a collection is being emptied its table keeps its size, so that the walk stays linear.
+   // Keeps the table's size while the collection is being emptied, so that the walk stays linear.
    void beingEmptiedIs( bool beingEmptied ) noexcept {
       beingEmptied_ = beingEmptied;
       if ( !beingEmptied )
@@ -126,7 +128,8 @@ template < class M, class K > class HashMap {
          for ( Member* at = *bucket; at; at = next( *at ) )
             visit( *at );
    }
-   // At the first member for which is( member ) holds: looks for it as forEach walks.
+   // Returns an iterator at the first member for which is( member ) is true. Searches in forEach's
+   // way.
    template < class Is > Iterator firstThat( Is is ) const {
       Member* const* const end = buckets_ + bucketCount();
       for ( Member* const* bucket = buckets_; bucket != end; ++bucket )
@@ -138,14 +141,15 @@ template < class M, class K > class HashMap {
 
    Iterator begin() const noexcept { return Iterator( *this, firstFrom( 0 ) ); }
    Iterator end() const noexcept { return Iterator( *this, nullptr ); }
-   // At the member of that key, or at the one that would follow it.
+   // Returns an iterator at the member of that key or, when it is absent, at the one that would
+   // follow it.
    Iterator from( Key const& key ) const noexcept {
       return Iterator( *this, successor( positionOf( key ), key, false ) );
    }
 
  private:
    static constexpr unsigned int smallestTable = 2;
-   // The table grows fourfold, so that few members are moved often.
+   // The table grows fourfold, so that members are rarely moved.
    static constexpr unsigned int growth = 2;
    static constexpr std::size_t sparse = 8;
 
@@ -154,7 +158,7 @@ template < class M, class K > class HashMap {
       return static_cast< std::size_t >( std::uint64_t{ position } << bits_ >> 32 );
    }
 
-   // Has the processor load what a walk will come to: members lie anywhere.
+   // Makes the processor load members that a walk will reach soon: members lie anywhere.
    static void fetchAhead( Member* const* table, std::size_t bucket, std::size_t size ) noexcept {
       constexpr std::size_t ahead = 8;
       if ( bucket + ahead < size )
@@ -165,12 +169,13 @@ template < class M, class K > class HashMap {
    static bool isAt( Member const& member, std::uint32_t where, Key const& key ) noexcept {
       return member.zetChainLink.position_ == where && member.zetKey() == key;
    }
-   // Whether the member comes before the key.
+   // Returns true if the member comes before the key.
    static bool precedes( Member const& member, std::uint32_t where, Key const& key ) noexcept {
       std::uint32_t const place = member.zetChainLink.position_;
       return place < where || ( place == where && member.zetKey() < key );
    }
-   // The link to the first member that does not come before the key; null at the end of its chain.
+   // Returns the link to the first member that does not come before the key. That link is null at
+   // the end of the chain.
    Member*& placeOf( std::uint32_t where, Key const& key ) noexcept {
       Member** at = &buckets_[ bucketOf( where ) ];
       while ( *at && precedes( **at, where, key ) )
@@ -183,7 +188,7 @@ template < class M, class K > class HashMap {
             return buckets_[ bucket ];
       return nullptr;
    }
-   // The first member at the key or behind it; with `strictly`, behind it.
+   // Returns the first member at the key or behind it; with `strictly`, behind it.
    Member* successor( std::uint32_t where, Key const& key, bool strictly ) const noexcept {
       std::size_t const bucket = bucketOf( where );
       Member* at = buckets_[ bucket ];
@@ -191,11 +196,11 @@ template < class M, class K > class HashMap {
          at = next( *at );
       return at ? at : firstFrom( bucket + 1 );
    }
-   // Of a member that may have left the map.
+   // Returns the successor of a member that may have left the map.
    Member* successor( Member const& member ) const noexcept {
       return successor( member.zetChainLink.position_, member.zetKey(), true );
    }
-   // Of a member that is in the map.
+   // Returns the successor of a member that is in the map.
    Member* following( Member const& member ) const noexcept {
       Member* const chained = next( member );
       return chained ? chained : firstFrom( bucketOf( member.zetChainLink.position_ ) + 1 );
@@ -220,7 +225,7 @@ template < class M, class K > class HashMap {
          resize( bits );
    }
 
-   // Where memory is short the table stays as it is, which costs time, not truth.
+   // Keeps the present table when memory is short. That costs time only.
    void resize( unsigned int bits ) noexcept {
       std::size_t const size = std::size_t{ 1 } << bits;
       Member** const table = bits == 0 ? &only_ : new ( std::nothrow ) Member* [ size ] {};
@@ -251,13 +256,13 @@ template < class M, class K > class HashMap {
    Member** buckets_ = &only_;
    std::size_t count_ = 0;
    std::uint32_t version_ = 0;
-   // The number of buckets is two to this power.
+   // The number of buckets, as a power of two.
    unsigned int bits_ = 0;
    bool beingEmptied_ = false;
 };
 
-// Stands on a member, which it keeps alive, and survives whatever happens to the map's contents:
-// after a change it finds its way on by the key of the member that it stands on.
+// Stands on a member and keeps it alive. Survives every change of the map's contents: after a
+// change it finds its way on by the key of its member.
 // Borrows: the map outlives it.
 template < class Member, class Key > class HashMap< Member, Key >::Iterator {
  public:
@@ -265,11 +270,11 @@ template < class Member, class Key > class HashMap< Member, Key >::Iterator {
    Member& operator*() const noexcept { return *member_; }
    Member* operator->() const noexcept { return member_.get(); }
    Ptr< Member > const& member() const noexcept { return member_; }
-   // Of the member that it stands on. Requires: not at the end.
+   // Returns the key of the member that it stands on. Requires: not at the end.
    Key key() const noexcept { return member_->zetKey(); }
 
    Iterator& operator++() noexcept {
-      // Dropped last: with its last reference, handlers may change the map.
+      // Dropped last: handlers may change the map when the member's last reference goes.
       Ptr< Member > const passed = std::move( member_ );
       member_ =
           version_ == map_->version_ ? map_->following( *passed ) : map_->successor( *passed );

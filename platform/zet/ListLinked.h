@@ -10,8 +10,8 @@ template < class Member > struct ListLinkedHook {
    Member* previous = nullptr;
 };
 
-// As ListRaw, for lists that grow with the number of groups, such as the interface directory's:
-// linked both ways, so that leaving costs the same however long the list is.
+// Like ListRaw, for lists that grow with the number of groups, such as the interface directory's.
+// It is linked both ways, so that leaving takes constant time.
 template < class M > class ZET_EXPORT ListLinked final : public BaseRefCollection {
  public:
    using Member = M;
@@ -24,7 +24,7 @@ template < class M > class ZET_EXPORT ListLinked final : public BaseRefCollectio
 
    void insertHead( Member& member ) noexcept { insert( member, nullptr, head_ ); }
    void insertTail( Member& member ) noexcept { insert( member, tail_, nullptr ); }
-   // Changes nothing when the member is not in the list.
+   // Removes the member. Changes nothing when the member is not in the list.
    void remove( Hook& hook ) noexcept {
       if ( !hook.previous && static_cast< Hook* >( head_ ) != &hook )
          return;

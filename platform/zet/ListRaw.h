@@ -13,7 +13,7 @@ class ZET_EXPORT BaseRefCollection {
    virtual ~BaseRefCollection() = default;
    BaseRefCollection( BaseRefCollection const& ) = delete;
    BaseRefCollection& operator=( BaseRefCollection const& ) = delete;
-   // Forgets every member; the members themselves are not touched otherwise.
+   // Forgets every member. Changes nothing else of the members.
    virtual void deleteAll() = 0;
 
  protected:
@@ -23,20 +23,21 @@ class ZET_EXPORT BaseRefCollection {
 // The place of a member in its ListRaw.
 template < class Member > struct ListRawHook { Member* next = nullptr; };
 
-// The list of an entity's notifiees, linked through the members' hooks. It allocates nothing and
-// removes by walking.
+// The list of an entity's notifiees, linked through the members' hooks. It allocates nothing.
+// Removal walks the list.
 template < class M > class ZET_EXPORT ListRaw final : public BaseRefCollection {
  public:
    using Member = M;
    using Hook = ListRawHook< Member >;
 
-   // Incremented by every change.
+   // Returns a number that grows with every change.
    std::uint32_t version() const noexcept { return version_; }
    std::uint32_t count() const noexcept { return count_; }
    Member* head() const noexcept { return head_; }
    static Member* next( Member const& member ) noexcept { return member.next; }
 
-   // Requires: the member is in no list; it is asserted that it is not in this one.
+   // Adds the member as the first. Requires: the member is in no list; its absence from this list
+   // is asserted.
    void insertHead( Member& member ) noexcept {
       requireAbsent( member );
       member.next = head_;
@@ -51,8 +52,8 @@ template < class M > class ZET_EXPORT ListRaw final : public BaseRefCollection {
       tail_ = &member;
       inserted();
    }
-   // Takes the member's hook, which outlives the rest of a member under destruction. Changes
-   // nothing when the member is not in the list.
+   // Removes the member of that hook. The hook is taken because it outlives the rest of a member
+   // under destruction. Changes nothing when the member is not in the list.
    void remove( Hook& hook ) noexcept {
       Member* before = nullptr;
       for ( Member* at = head_; at; before = at, at = at->next ) {

@@ -10,22 +10,22 @@ namespace Zet {
 
 class PtrInterface;
 
-// An exception that left a handler and went no further.
+// An exception that left a handler and was stopped there.
 struct NotificationFailure {
    String8 entity;    // The full name of the changed entity; its type's name when it has none.
    String8 attribute; // The name of the changed attribute.
    String8 text;      // What the exception says.
 };
 
-// Where isolated failures go: a line on standard error unless the host sets another sink. An
-// empty sink restores that line. Owns: the sink, until it is replaced, which it may be from inside;
-// the last one is never destroyed. What it throws is not reported but for one line on standard
-// error.
+// Sets the sink for isolated failures. An empty sink restores the first: a line on standard error.
+// An exception from a sink causes one line on standard error and is not reported otherwise.
+// Owns: the sink, until it is replaced, even from inside of the sink. The last sink is never
+// destroyed.
 ZET_EXPORT void
 notificationFailureSinkIs( std::function< void( NotificationFailure const& ) > sink );
 
-// Hands the exception being handled to the sink. Outside of a catch clause there is none, which
-// the text of the failure then says.
+// Hands the exception that is being handled to the sink. Outside of a catch clause there is no
+// exception; the text of the failure then says so.
 ZET_EXPORT void handleNotificationFailure( PtrInterface const& entity, AttributeId id ) noexcept;
 
 } // namespace Zet

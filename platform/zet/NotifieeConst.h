@@ -13,8 +13,8 @@ namespace Zet {
 
 template < class E > class UntypedNotifiee;
 
-// An observer of one object, its notifier, on which it holds a reference. While it is registered
-// it stands in its notifier's list, which holds no reference on it: its owner keeps it alive.
+// An observer of one object, its notifier. It holds a reference on the notifier. While registered,
+// it is in the notifier's list. That list holds no reference on it: its owner keeps it alive.
 class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
  public:
    using Zet_BitSet = BitSet< 27, unsigned int >;
@@ -23,12 +23,12 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
 
    static constexpr unsigned int notificationBitMask() noexcept { return 0xfa8fffff; }
 
-   // Turning it off leaves the notifier's list; turning it on rejoins that list if the notifiee
-   // was registered when it was turned off.
+   // Turns delivery on or off. Turning it off leaves the notifier's list. Turning it on rejoins
+   // that list if the notifiee was registered when delivery was turned off.
    void hasNotificationActiveIs( bool active ) override;
    unsigned int auditErrors( unsigned int level ) const override;
 
-   // The object on whose behalf this notifiee reacts: by default the notifiee itself.
+   // Return the object on whose behalf this notifiee reacts: by default the notifiee itself.
    virtual Ptr< PtrInterface const > zetReactor() const;
    virtual PtrInterface const* zetRawReactor() const;
    virtual bool isStreamAdapter() const;
@@ -41,8 +41,8 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    virtual void onAttribute( AttributeId id );
    virtual void onNotification();
    virtual void onCollectionNotification( String8 key );
-   // Told inside of a catch clause that a handler of this notifiee threw. By default the failure
-   // goes to the sink of NotificationFailure.h. What these throw leaves the setter.
+   // Called inside of a catch clause after a handler of this notifiee threw. By default the failure
+   // goes to the sink of NotificationFailure.h. An exception from here leaves the setter.
    virtual void onNotificationException();
    virtual void onNotificationException( AttributeId id );
    virtual void handleNotificationException( AttributeId id );
@@ -53,33 +53,34 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    virtual Ptr< ActivityConfig const > zetFwkActivity() const;
    virtual PtrInterface* actsm();
 
-   // Borrows: valid until the notifier is replaced.
+   // Returns the notifier. Borrows: valid until the notifier is replaced.
    PtrInterface const* notifier() const noexcept { return notifier_.get(); }
    bool isRegisteredNotifiee() const noexcept { return registered_; }
    Zet_BitSet zet_bitSet() const noexcept { return bits_; }
 
-   // True for an UntypedNotifiee, and for no other. A plain flag, since every delivery asks.
+   // Returns true for an UntypedNotifiee only. A plain flag, since every delivery asks.
    bool isUntyped() const noexcept { return untyped_; }
 
-   // An uncounted notifier lives and dies without regard to this notifiee.
-   // Requires: the notifiee is detached, or gone, before such a notifier is.
+   // Says whether the notifier is uncounted. An uncounted notifier's life does not depend on this
+   // notifiee.
+   // Requires: the notifiee is detached, or destroyed, before an uncounted notifier is.
    bool zetHasUncountedNotifier() const noexcept { return uncountedNotifier_; }
    void zetHasUncountedNotifierIs( bool uncounted );
 
  protected:
    ~NotifieeConst() override = default;
 
-   // Whether it is held once, and nobody has changed what it was made with.
+   // Returns true if the notifiee is held once and nobody has changed it since its making.
    bool isAsMade() const noexcept {
       return isHeldOnceAsMade() && !notifier_ && bits_.word() == 1u << constructedBit &&
              !( uncountedNotifier_ | registered_ );
    }
    void bitIs( unsigned int place, bool on ) noexcept { bits_.bitIs( place, on ); }
-   // The plain change of the flag; the lists are the typed notifiee's business.
+   // Changes the flag alone. The typed notifiee joins and leaves the lists.
    void registeredFlagIs( bool registered ) const noexcept { registered_ = registered; }
-   // Stores the new notifier and keeps the hold uncounted where it is.
+   // Stores the new notifier. An uncounted hold stays uncounted.
    void notifierReplace( Ptr< PtrInterface const > const& notifier );
-   // Makes the hold counted again, for the base destructor to release.
+   // Counts the hold again, so that the base destructor may release it.
    void uncountedNotifierRestore() noexcept;
 
  private:
@@ -93,7 +94,7 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    Ptr< PtrInterface const > notifier_;
    bool uncountedNotifier_ = false;
    bool untyped_ = false;
-   // Mutable: watching an object changes nothing about the watcher that anyone sees.
+   // Mutable: a watcher that registers shows no change to anybody else.
    mutable bool registered_ = false;
 };
 

@@ -9,8 +9,8 @@
 
 namespace Zet {
 
-// The counted pointer: one word; a copy costs one addition (ReferenceCount.h says when it is
-// atomic). T derives from PtrInterface and may be const.
+// The counted pointer, of one word. A copy costs one addition; ReferenceCount.h says when it is
+// atomic. T derives from PtrInterface and may be const.
 template < class T > class Ptr {
  public:
    constexpr Ptr() noexcept = default;
@@ -38,7 +38,7 @@ template < class T > class Ptr {
       return result;
    }
 
-   // Becomes null; its reference is the caller's to adopt.
+   // Becomes null and returns the object with its reference, for the caller to adopt.
    T* release() noexcept { return std::exchange( object_, nullptr ); }
 
    T* get() const noexcept { return object_; }
@@ -68,21 +68,22 @@ template < class T > class Ptr {
    T* object_ = nullptr;
 };
 
-// A new T, its only reference in the result: a notifiee that is not kept is gone before it hears.
+// Returns a new T. The result holds the only reference: a notifiee that is not kept is destroyed
+// before it hears anything.
 template < class T, class... Argument >
 [[nodiscard]] Ptr< T >
 make( Argument&&... argument ) {
    return Ptr< T >::adopt( new T( std::forward< Argument >( argument )... ) );
 }
 
-// The same object as a T, or null when it is none.
+// Returns the same object as a T; null when it is no T.
 template < class T, class U >
 Ptr< T >
 ptrCast( Ptr< U > const& object ) {
    return dynamic_cast< T* >( object.get() );
 }
 
-// `object` itself. Throws: RangeException "null ValidPtr" when it is null.
+// Returns `object`. Throws: RangeException "null ValidPtr" when it is null.
 template < class T >
 Ptr< T >
 validPtr( Ptr< T > object ) {

@@ -12,13 +12,15 @@ class PtrInterface;
 class ZetType;
 template < class T > class Ptr;
 
-// An object's destructor calls this: its text is not to read back as whatever comes to lie there.
+// Forgets the object's text, so that the text never names another object at the same address.
+// Called by the object's destructor.
 ZET_EXPORT void forgetRawPtrStrep( PtrInterface const* object ) noexcept;
-// Spares the call while no text has been given out.
+// False while no text has been given out: forgetRawPtrStrep() need not be called then.
 ZET_EXPORT extern bool anyRawPtrStrep;
 
 // The counted base of every object: entities, notifiees, state machines, collection members.
-// Objects live on the heap and are held through Ptr; the last reference to go destroys them.
+// Objects live on the heap and are held through Ptr. The object is destroyed when its last
+// reference goes.
 class ZET_EXPORT PtrInterface {
  public:
    class NotifieeConst;
@@ -26,14 +28,15 @@ class ZET_EXPORT PtrInterface {
    PtrInterface( PtrInterface const& ) = delete;
    PtrInterface& operator=( PtrInterface const& ) = delete;
 
-   // Turns delivery of notifications on or off for the object and what it is made of.
+   // Turns delivery of notifications on or off, for the object and its parts.
    virtual void hasNotificationActiveIs( bool active );
-   // How many of the runtime's, and of the object's own, invariants are broken: 0 when sound.
+   // Return the number of broken invariants, the runtime's or the object's own: 0 when sound.
    virtual unsigned int zetAuditErrors( unsigned int level ) const;
    virtual unsigned int auditErrors( unsigned int level ) const;
-   // A nondestructing object is not counted and lives until it is made destructing again, which
-   // restores the count that it had.
-   // Requires: as many references exist when it is made destructing as when it ceased to be.
+   // Makes the object nondestructing, or destructing again. A nondestructing object is not counted
+   // and lives on. Making it destructing again restores its former count.
+   // Requires: as many references exist when it is made destructing as when it became
+   // nondestructing.
    virtual void isNondestructingIs( bool nondestructing );
    // Called once the last reference has gone, before the object is destroyed. A handler that
    // keeps a new reference keeps the object.
@@ -42,7 +45,7 @@ class ZET_EXPORT PtrInterface {
 
  protected:
    PtrInterface() = default;
-   // For a notifiee, which is active from the start.
+   // Makes a notifiee, which is active from the start.
    explicit PtrInterface( bool notificationActive )
        : word_( notificationActive ? 1 | notificationActiveFlag : 1 ) {}
    virtual ~PtrInterface() {
@@ -57,17 +60,17 @@ class ZET_EXPORT PtrInterface {
    bool isNondestructing() const noexcept {
       return isNondestructing( word_.load( std::memory_order_relaxed ) );
    }
-   // A zombie is about to be destroyed and ignores what it is told.
+   // Returns true for a zombie, which is about to be destroyed and ignores notifications.
    bool zetMarkedForDeletion() const noexcept { return flag( zombieFlag ); }
    void zetMarkedForDeletionIs( bool marked ) noexcept { flagIs( zombieFlag, marked ); }
-   // How many references are held. A nondestructing object has no count: this is a number above 500
-   // million then, so that no reference to it looks like the last one.
+   // Returns how many references are held. A nondestructing object has no count. For such an object
+   // the result is above 500 million, so that no reference looks like the last one.
    std::uint32_t references() const noexcept {
       return word_.load( std::memory_order_relaxed ) & countMask;
    }
 
  protected:
-   // Whether it is held once, and its flags are those that a notifiee is made with.
+   // Returns true if the object is held once and its flags are those of a new notifiee.
    bool isHeldOnceAsMade() const noexcept {
       return word_.load( std::memory_order_relaxed ) == ( 1 | notificationActiveFlag );
    }
@@ -80,8 +83,8 @@ class ZET_EXPORT PtrInterface {
 
    static constexpr std::uint32_t countMask = 0x1fffffff;
    static constexpr std::uint32_t notificationActiveFlag = 0x20000000;
-   // Stands for one more reference, so that references taken and dropped while the object is
-   // being destroyed do not destroy it again.
+   // Counts as one more reference. References that are taken and dropped during destruction must
+   // not destroy the object again.
    static constexpr std::uint32_t destroyingFlag = 0x40000000;
    static constexpr std::uint32_t zombieFlag = 0x80000000;
    static constexpr std::uint32_t topByte = 0xff000000;
@@ -104,7 +107,8 @@ class ZET_EXPORT PtrInterface {
    }
    void handleLastReference( std::uint32_t before ) const noexcept;
 
-   // The top byte of a nondestructing object's word is taken; its flags stand this much lower.
+   // The top byte of a nondestructing object's word is taken. The object's flags stand this many
+   // bits lower.
    static constexpr unsigned int loweredBy = 8;
 
    bool flag( std::uint32_t bit ) const noexcept {
@@ -114,7 +118,7 @@ class ZET_EXPORT PtrInterface {
    void flagIs( std::uint32_t bit, bool on ) noexcept;
    void bitIs( std::uint32_t bit, bool on ) noexcept;
 
-   // Bits 0 to 28 the count, 29 to 31 the flags above.
+   // Bits 0 to 28 are the count, bits 29 to 31 the flags above.
    mutable std::atomic< std::uint32_t > word_ = 1;
 };
 

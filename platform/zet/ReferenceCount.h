@@ -8,8 +8,8 @@
 
 namespace Zet {
 
-// Counting is atomic as soon as the process has a second thread. Until then nobody could come
-// between reading and writing, and a locked instruction would be most of what counting costs.
+// Returns true if the process has a second thread; counting is atomic then. With one thread nobody
+// can come between reading and writing, and a locked instruction would be most of the cost.
 inline bool
 countsAreShared() noexcept {
 #if __has_include( <sys/single_threaded.h>)
@@ -27,7 +27,7 @@ countUp( std::atomic< std::uint32_t >& count ) noexcept {
       count.store( count.load( std::memory_order_relaxed ) + 1, std::memory_order_relaxed );
 }
 
-// Returns what the count was before.
+// Returns the count before.
 inline std::uint32_t
 countDown( std::atomic< std::uint32_t >& count ) noexcept {
    if ( countsAreShared() ) [[unlikely]]

@@ -8,8 +8,8 @@
 
 namespace Zet {
 
-// The members that a list had when the walk began, held until they are passed. A few have room in
-// the iterator itself.
+// Walks the members that a list had when the walk began. Holds each until it is passed. Has room
+// for a few members inside.
 template < class List > class SnapshotIterator {
  public:
    using Member = typename List::Member;
@@ -32,8 +32,8 @@ template < class List > class SnapshotIterator {
    Member& operator*() const noexcept { return **at_; }
    Member* operator->() const noexcept { return at_->get(); }
 
-   // Goes on to the next member that its owner still holds. Those that only the snapshot keeps
-   // are destroyed on the way.
+   // Goes on to the next member that its owner still holds. Destroys the members that only the
+   // snapshot keeps.
    void advance() noexcept {
       release();
       while ( at_ != end_ && ( *at_ )->references() == 1 )
@@ -49,7 +49,7 @@ template < class List > class SnapshotIterator {
       return static_cast< Held* >( places );
    }
    bool isRoom( void const* places ) const noexcept { return places == room_; }
-   // A destructor that runs now finds the iterator behind the member.
+   // Advances first: a destructor that runs now finds the iterator behind the member.
    void release() noexcept { ( at_++ )->~Held(); }
 
    alignas( Held ) std::byte room_[ few * sizeof( Held ) ];

@@ -9,9 +9,9 @@
 
 namespace Zet {
 
-// String representations: texts that read back as the value.
+// String representations: texts from which the value can be read back.
 
-// The text in single quotes; a quote or backslash inside is preceded by a backslash.
+// Returns the text in single quotes, with a backslash before each quote or backslash inside.
 ZET_EXPORT String8 valueToStrep( String8 const& value );
 // Reads one token, quoted as above or bare (letters, digits and _ - . : /), moves `at` behind it
 // and returns it without quotes.
@@ -19,17 +19,19 @@ ZET_EXPORT String8 valueToStrep( String8 const& value );
 ZET_EXPORT String8 sequenceToValue( String8::IteratorConst& at, String8::IteratorConst const& end,
                                     String8 const* );
 
-// "GroupConfig(0x55d0c8a0)", or "GroupConfig(0)" for null. Reads back while the object lives.
+// Returns "GroupConfig(0x55d0c8a0)", or "GroupConfig(0)" for null. The text can be read back while
+// the object lives.
 ZET_EXPORT String8 valueToStrepOfRawPtr( Name const& type, PtrInterface const* object );
-// The living object that such a text names, of whatever type.
+// Reads such a text and returns the living object that it names, of any type.
 // Throws: CannotConvertException when it names none.
 ZET_EXPORT Ptr< PtrInterface > sequenceToValueOfPtr( String8::IteratorConst& at,
                                                      String8::IteratorConst const& end );
 
-// "junk at column %lld deserializing %s" as a range exception.
+// Throws RangeException "junk at column %lld deserializing %s".
 [[noreturn]] ZET_EXPORT void throwJunk( std::ptrdiff_t column, String8 const& text );
 
-// The same for an object of a type with a descriptor: by the name of T, whatever the object is.
+// Returns the text of a pointer, with the short name of T even when the object's type is a derived
+// one.
 template < std::derived_from< PtrInterface > T >
 String8
 valueToStrep( T const* object ) {
@@ -48,7 +50,7 @@ sequenceToValue( String8::IteratorConst& at, String8::IteratorConst const& end )
    return sequenceToValue( at, end, static_cast< T* >( nullptr ) );
 }
 
-// The object that a pointer's text names, as a T.
+// Reads a pointer's text and returns the object that it names.
 // Throws: CannotConvertException when the object is not a T.
 template < class T >
 Ptr< T >
@@ -62,7 +64,7 @@ sequenceToValue( String8::IteratorConst& at, String8::IteratorConst const& end, 
 }
 
 // Reads a whole text as a T.
-// Throws: RangeException for characters left over; what reading a T throws.
+// Throws: RangeException for characters left over; any exception from reading a T.
 template < class T >
 T
 strepToValue( String8 const& text ) {

@@ -15,8 +15,8 @@
 
 namespace Zet {
 
-// The 32-bit hash of a text: FNV-1a over its bytes, its bits then mixed, so that every bit
-// depends on the whole text. The same in every process and every run.
+// Returns the 32-bit hash of a text: FNV-1a over its bytes, then mixed, so that every bit depends
+// on the whole text. The hash is the same in every process and every run.
 constexpr std::uint32_t
 hashOfText( std::string_view text ) noexcept {
    std::uint32_t hash = 0x811c9dc5;
@@ -52,7 +52,7 @@ template < class Byte > class ZET_EXPORT StringN {
       return *this;
    }
 
-   // Valid until: the last copy of this string goes. Ends with a zero byte past its size.
+   // Returns the text with a zero byte behind it. Valid until: the last copy of this string goes.
    char const* c_str() const noexcept { return text_ ? text_->bytes() : ""; }
    std::string_view view() const noexcept {
       return text_ ? std::string_view( text_->bytes(), text_->size ) : std::string_view();
@@ -60,7 +60,8 @@ template < class Byte > class ZET_EXPORT StringN {
    std::size_t size() const noexcept { return text_ ? text_->size : 0; }
    bool empty() const noexcept { return text_ == nullptr; }
    std::uint32_t hash() const noexcept { return bitReverse( position() ); }
-   // The bit-reversed hash, the place in the order of a HashMap: looked up far oftener than hashed.
+   // Returns the bit-reversed hash: the place in the order of a HashMap. Kept, since a string is
+   // looked up far more often than hashed.
    std::uint32_t position() const noexcept { return text_ ? text_->position : positionOfEmpty; }
 
    IteratorConst begin() const noexcept { return reinterpret_cast< IteratorConst >( c_str() ); }
@@ -70,7 +71,7 @@ template < class Byte > class ZET_EXPORT StringN {
       return text_ == other.text_ || ( position() == other.position() && view() == other.view() );
    }
    bool operator==( char const* other ) const noexcept { return view() == other; }
-   // By bytes, as unsigned numbers.
+   // Compares the bytes as unsigned numbers.
    std::strong_ordering operator<=>( StringN const& other ) const noexcept {
       return view() <=> other.view();
    }
@@ -82,7 +83,7 @@ template < class Byte > class ZET_EXPORT StringN {
  private:
    static constexpr std::uint32_t positionOfEmpty = bitReverse( hashOfText( {} ) );
 
-   // Followed in memory by the bytes and a zero byte.
+   // Followed in memory by the text's bytes and a zero byte.
    struct Text {
       std::atomic< std::uint32_t > count;
       std::uint32_t position;

@@ -8,16 +8,16 @@
 
 namespace Zet {
 
-// When set, every trace text is built and written here, whatever levels are on.
-// Borrows: the stream outlives its use here.
+// When set, every trace text is built and written here, even of levels that are off.
+// Borrows: the stream, while it is set here.
 extern ZET_EXPORT std::ostream* coverageStream_;
 
-// Where the traces of handles that are on go; standard error at first.
-// Borrows: the stream outlives its use here.
+// The stream for the traces of levels that are on. Standard error at first.
+// Borrows: the stream, while it is set here.
 extern ZET_EXPORT std::ostream* traceStream_;
 
-// A named source of traces with a switch per level, 0 to 31. Handles live as long as they are
-// used; one that is switched on by name before it exists starts switched on.
+// A named source of traces with a switch per level, 0 to 31. Must outlive its last use. A handle
+// whose name was switched on before the handle was made starts switched on.
 class ZET_EXPORT TraceHandle {
  public:
    explicit TraceHandle( String8 name, unsigned int levels = 0 );
@@ -29,7 +29,7 @@ class ZET_EXPORT TraceHandle {
    bool isOn( unsigned int level ) const noexcept { return ( levels_ >> level & 1 ) != 0; }
    void levelIs( unsigned int level, bool on ) noexcept;
 
-   // Switches the handles of that name, those to come as well.
+   // Switches the level of every handle of that name, present and future.
    static void levelIs( String8 const& name, unsigned int level, bool on );
 
  private:
@@ -38,7 +38,7 @@ class ZET_EXPORT TraceHandle {
    TraceHandle* next_;
 };
 
-// Writes one line: handle, source, operation, text.
+// Writes one line: handle, level, source, operation, text.
 ZET_EXPORT void traceHelper( TraceHandle const& handle, unsigned int level, char const* source,
                              char const* operation, String8 const& text );
 
@@ -51,7 +51,8 @@ tracePieces( TraceHandle const& handle, unsigned int level, char const* source,
    traceHelper( handle, level, source, operation, text.str() );
 }
 
-// Traces the pieces, one after the other. Off, it costs a branch and builds no text.
+// Traces the pieces, one after the other. While the level is off, a call costs one branch and
+// builds no text.
 template < class... Piece >
 inline void
 trace( TraceHandle const& handle, unsigned int level, char const* source, char const* operation,

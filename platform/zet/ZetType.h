@@ -28,28 +28,28 @@ class ZET_EXPORT ZetType : public PtrInterface {
    ZetType( Name name, Ptr< ZetType const > base );
    ZetType( Name name, Ptr< ZetType const > base, Name fullName );
 
-   // A new descriptor without hooks, with its full name and recorded with its base.
-   // Its reference is valid for the life of the process.
+   // Makes a descriptor without hooks and records it under its full name and with its base. The
+   // result is valid for the life of the process.
    static ZetType const& ZetTypeIs( Name nameSpace, Name name, Ptr< ZetType const > const& base );
    // Makes the descriptor live for ever and records it among the derived types of its base.
    static void keep( ZetType& type );
 
-   // The short name: "GroupConfig".
+   // Returns the short name: "GroupConfig".
    Name const& name() const noexcept { return name_; }
-   // Null for a type without base.
+   // Returns null for a type without base.
    Ptr< ZetType const > const& base() const noexcept { return base_; }
-   // In the order in which they were made.
+   // Returns the derived types, in the order in which they were made.
    std::vector< Ptr< ZetType const > > const& derivedTypes() const noexcept {
       return derivedTypes_;
    }
-   // Whether this is that type or derives from it.
+   // Returns true if this is that type or derives from it.
    bool isA( ZetType const& type ) const noexcept;
 
-   // The name with its name space.
+   // Returns the name with its name space.
    Name const& fullName() const noexcept { return fullName_; }
-   // Has typeNode() find the descriptor under that name.
+   // Records the descriptor under that name, for typeNode().
    void typeNodeIs( Name fullName );
-   // Null when there is none of that full name.
+   // Returns the descriptor of that full name, or null.
    static Ptr< ZetType const > typeNode( Name const& fullName );
 
    bool isEntity() const noexcept { return flag( entityBit ); }
@@ -61,7 +61,7 @@ class ZET_EXPORT ZetType : public PtrInterface {
    bool hasGenericIfSupport() const noexcept { return flag( genericIfBit ); }
    void hasGenericIfSupportIs( bool on );
 
-   // In bytes; 0 until it is known.
+   // Returns the size of an instance in bytes; 0 until it is known.
    std::size_t instanceSize() const noexcept { return instanceSize_; }
    void instanceSizeIs( std::size_t size ) noexcept { instanceSize_ = size; }
 
@@ -70,32 +70,32 @@ class ZET_EXPORT ZetType : public PtrInterface {
       arguments_.push_back( std::move( argument ) );
    }
 
-   // The attributes, in the order in which they were defined.
+   // Returns the attributes in the order in which they were defined.
    std::vector< Ptr< ZetAttr > > const& attributes() const noexcept { return attributes_; }
-   // Null when there is none of that name.
+   // Returns null when there is no attribute of that name.
    Ptr< ZetAttr > attr( Name const& name ) const noexcept;
-   // The same, uncounted. Valid until: the attribute is replaced or removed.
+   // Does the same without counting. Valid until: the attribute is replaced or removed.
    ZetAttr const* findAttr( std::string_view name ) const noexcept {
       std::size_t const place = placeOfAttr( name );
       return place < attributes_.size() ? attributes_[ place ].get() : nullptr;
    }
-   // Adds the attribute; it replaces an earlier one of its name.
+   // Adds the attribute. Replaces an earlier one of the same name.
    void attrIs( Ptr< ZetAttr > const& attribute );
    void attrDel( Name const& name );
-   // The attribute that stands for the value of a value type, or null.
+   // Returns the attribute that stands for the value of a value type, or null.
    Ptr< ZetAttr > const& valueAttr() const noexcept { return valueAttr_; }
    void valueAttrIs( Ptr< ZetAttr > attribute );
 
-   // A new object of this type by name; null where objects are not made so.
+   // Returns a new object of this type; null for a type whose objects are not made by name.
    virtual Ptr< Entity > newEntity( Name name ) const;
-   // The generic interface of an object of this type; by default one that knows what all such
-   // objects have. Through a constant interface nothing can be changed.
+   // Returns the generic interface of an object of this type. By default it knows only the
+   // attributes that all such objects have. A constant interface changes nothing.
    virtual Ptr< GenericIf > genericIf( Ptr< PtrInterface > const& object, bool isConst ) const;
    Ptr< GenericIf > genericIf( Ptr< PtrInterface const > const& object ) const;
-   // Makes an object with newEntity() from a List_ with the argument "name", and returns its
+   // Makes an object with newEntity() from a List_ with the argument "name". Returns the object's
    // generic interface.
    // Throws: GenericIfException: as argumentList() for a function of the type's short name; `type`
-   // "name"; `opNotSupported` with that short name where objects are not made by name.
+   // "name"; `opNotSupported` with that short name for a type whose objects are not made by name.
    Ptr< GenericIf > newGenericIf( Ptr< GenericIf const > const& arguments ) const;
 
  protected:
@@ -110,7 +110,7 @@ class ZET_EXPORT ZetType : public PtrInterface {
    static constexpr std::uint32_t enumBit = 1u << 2;
    static constexpr std::uint32_t genericIfBit = 1u << 29;
 
-   // attributes_.size() when there is none of that name.
+   // Returns attributes_.size() when there is no attribute of that name.
    std::size_t placeOfAttr( std::string_view name ) const noexcept {
       std::size_t place = 0;
       while ( place < attributeNames_.size() && attributeNames_[ place ] != name )
@@ -130,10 +130,11 @@ class ZET_EXPORT ZetType : public PtrInterface {
    std::size_t instanceSize_ = 0;
    std::vector< Argument > arguments_;
    std::vector< Ptr< ZetAttr > > attributes_;
-   // Theirs, in the same order: a type has a few, which are found sooner so than by hashing.
+   // The names of attributes_, in the same order. A type has few attributes: walking finds a name
+   // sooner than hashing.
    std::vector< std::string_view > attributeNames_;
    Ptr< ZetAttr > valueAttr_;
-   // Grows as types are made; the types that derive do not change what this one is.
+   // Mutable: grows as types are made. A new derived type does not change its base.
    mutable std::vector< Ptr< ZetType const > > derivedTypes_;
 };
 

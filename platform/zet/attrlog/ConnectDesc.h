@@ -4,7 +4,7 @@
 
 namespace Zet {
 
-// The two ends of a flow that somebody asked for; empty paths for one that is the writer's own.
+// The two ends of a flow that somebody requested. Both paths are empty for the writer's own flow.
 struct ConnectDesc {
    String8 localPath;
    String8 remotePath;

@@ -17,21 +17,23 @@
 
 namespace Zet::NboAttrLog {
 
-// One connection: its output, its input, the adapters of the entities that it replicates, and
-// whose turn it is to write. It owns the adapters of root entities, which own those of children.
+// One connection: its output, its input, the adapters of the entities that it replicates, and the
+// queue of those that wait to write. It owns the adapters of root entities; they own those of
+// children.
 //
-// The host moves the bytes. It sends out()->unsent() and calls handleRoom() when some are gone; it
-// hands what it receives to in()->receive(). Dropping the demuxer ends the connection.
+// The host moves the bytes. It sends out()->unsent() and calls handleRoom() when some bytes have
+// been sent. It passes received bytes to in()->receive(). Dropping the demuxer ends the connection.
 class ZET_EXPORT Demuxer : public PtrInterface {
  public:
-   // Which of the two ends; each gives out entity ids of its own.
+   // The two ends of a connection. Each gives out its own entity ids.
    enum class Side : std::uint32_t { server = 0, client = 1 };
 
-   // Where the roots that a peer announces come from.
+   // Supplies the roots that a peer announces.
    class Roots {
     public:
-      // The entity of that type and name, new or not; null for one that is not wanted, which ends
-      // the connection. One that has an adapter for the connection keeps it, with its flags.
+      // Returns the entity of that type and name, new or not. Null refuses the root and ends the
+      // connection. An entity that already has an adapter for the connection keeps it, with its
+      // flags.
       virtual Ptr< Entity > root( TypeId type, Name const& name ) = 0;
 
     protected:
@@ -46,34 +48,38 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    Ptr< Out > const& out() const noexcept { return out_; }
    Ptr< In > const& in() const noexcept { return in_; }
 
-   // Without roots a peer can announce none. Borrows: cleared, or outlives the connection.
+   // Sets the supplier of roots. Without one, a peer can announce no root. Borrows: cleared, or
+   // outlives the connection.
    void rootsIs( Roots* roots ) noexcept { roots_ = roots; }
-   // Whether a peer may make entities nondestructing and destructing again. An entity that is
-   // nondestructing is not counted: off for a peer that is not trusted with our memory.
+   // Says whether a peer may make entities nondestructing and destructing again. A nondestructing
+   // entity is not counted: turn this off for a peer that is not trusted with our memory.
    void peerSetsNondestructingIs( bool on ) noexcept { peerSetsNondestructing_ = on; }
    bool peerSetsNondestructing() const noexcept { return peerSetsNondestructing_; }
 
-   // Records of unknown enumeration values, which were stored all the same.
+   // Returns the number of records with unknown enumeration values. Those values were stored
+   // nevertheless.
    unsigned int unknownEnums() const noexcept { return unknownEnums_; }
    void unknownEnumsInc( unsigned int by ) noexcept { unknownEnums_ += by; }
 
-   // The adapter of that id, or of that entity, in this connection; or null.
+   // Return the adapter of that id, or of that entity, in this connection; null if there is none.
    Entity::ZetNboAttrLogSa* adapter( EntityId id ) const noexcept;
    Entity::ZetNboAttrLogSa* adapter( Entity const& entity ) const noexcept;
-   // Takes the adapter in, and calls it by that id, or by one of ours.
+   // Registers the adapter under that id. An empty id leaves the adapter without one.
    // Requires: the id is free.
    void adapterIs( Entity::ZetNboAttrLogSa& adapter, EntityId id );
    void adapterDel( Entity::ZetNboAttrLogSa& adapter ) noexcept;
-   // Records for that id may be on their way; they are ignored.
+   // Retires the id: records for it that are still on their way are ignored.
    void retire( EntityId id );
-   // Returns an id for a new entity, which this connection has never used: `relayed`, the id of the
-   // entity in another connection, if it is ours to give and above all that we gave out.
+   // Returns an id that this connection has never used, for a new entity. Returns `relayed`, the
+   // entity's id in another connection, if this side may give it out and it is above all ids that
+   // this side gave out.
    EntityId idFor( EntityId relayed ) noexcept;
-   // Ours to give no more: the peer is about to have an entity called by that id.
+   // Reserves an id: the peer is about to have an entity of that id, so this side must not give it
+   // out.
    void expectedIdIs( EntityId id ) noexcept { expectedId_ = id; }
    // Owns: the adapter of a root.
    void rootAdapterIs( Ptr< Entity::ZetNboAttrLogSa > adapter );
-   // True when it was held.
+   // Releases the adapter of a root. Returns true if the adapter was held.
    bool rootAdapterDel( Entity::ZetNboAttrLogSa const& adapter ) noexcept;
 
    FlowIn* flowIn( EntityId id ) noexcept;
@@ -83,21 +89,20 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    // completed, and no member of theirs stays marked.
    void abortReplays( Entity::ZetNboAttrLogSa& adapter );
 
-   // Gives the adapter a flow unless it has one, and puts it in the queue.
+   // Gives the adapter a flow unless it has one, and queues the flow.
    void createFlowOut( Entity::ZetNboAttrLogSa& adapter, ConnectDesc const& description,
                        bool remote, AttributeId last );
    void schedule( FlowOut& flow );
-   // Lets the flow write as long as there is room; what remains is scheduled.
+   // Lets the flow write while there is room. Schedules the rest.
    void flow( FlowOut& flow );
-   // Lets those write that wait, each in its turn. Called when the output has been emptied some.
+   // Lets each waiting flow write in its turn. Called after bytes of the output have been sent.
    void handleRoom();
-   // Whether anything waits.
+   // Returns true if any flow waits.
    bool hasFlow() const noexcept { return !queue_.empty(); }
 
-   // One record of the peer. Throws: MalformedException.
+   // Handles one record of the peer. Throws: MalformedException.
    void handleRecord( MsgHeader const& header, In& in );
-   // Drops the entity that was announced under that id without a place in any tree, when the
-   // member is the one that is meant.
+   // If `drop`, ends the adapter of that id when its entity is not `member` and has no parent.
    void checkEphemeralEntityDeletion( Ptr< Entity > const& member, EntityId id, bool drop );
 
  protected:
@@ -120,21 +125,22 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    EntityId expectedId_;
 
    std::unordered_map< EntityId, Entity::ZetNboAttrLogSa* > byId_;
-   // Of the last record: the next is often of the same entity. Null when it has left.
+   // The adapter of the last record, since the next is often of the same entity. Null when the
+   // adapter has left.
    Entity::ZetNboAttrLogSa* last_ = nullptr;
    std::unordered_map< Entity const*, Entity::ZetNboAttrLogSa* > byEntity_;
    std::vector< Ptr< Entity::ZetNboAttrLogSa > > rootAdapters_;
    std::unordered_map< EntityId, FlowIn > flowIns_;
    std::deque< Ptr< FlowOut > > queue_;
-   // The newest ids that were given up here, and those before them: their records may still be on
-   // their way. The older are forgotten all at once when the newest are too many.
+   // The newest ids that were retired here, and the ones before: records for them may still be on
+   // their way. When the newest are too many, they replace the ones before, which are forgotten.
    std::unordered_set< EntityId > retired_;
    std::unordered_set< EntityId > retiredBefore_;
 };
 
-// Every demuxer of this process. Valid until: the next demuxer comes or goes.
+// Returns every demuxer of this process. Valid until: a demuxer is made or destroyed.
 ZET_EXPORT std::span< Demuxer* const > allDemuxers() noexcept;
-// That of the reader in this process that the output is connected to; null when there is none.
+// Returns the demuxer of the reader in this process that the output is connected to, or null.
 ZET_EXPORT Demuxer* demuxFor( Out const& out ) noexcept;
 
 } // namespace Zet::NboAttrLog

@@ -11,7 +11,7 @@ class ZET_EXPORT Dir : public Entity {
  public:
    class Entry {
     public:
-      // 3 says that the entity is in step with its peer.
+      // The state of an entity that is in step with its peer.
       static constexpr unsigned int inStep = 3;
       explicit Entry( Entity& entity ) noexcept : entity_( &entity ) {}
       Entity* entity() const noexcept { return entity_.get(); }
@@ -25,9 +25,9 @@ class ZET_EXPORT Dir : public Entity {
 
    explicit Dir( Name name ) : Entity( std::move( name ) ) {}
 
-   // Null when nothing of that name is mounted. Valid until: it is unmounted.
+   // Returns null when nothing of that name is mounted. Valid until: the entity is unmounted.
    Entry* entry( Name const& name ) noexcept;
-   // Mounts the entity under its name, and becomes its parent.
+   // Mounts the entity under its name and becomes its parent.
    Entry& entryIs( Ptr< Entity > const& entity );
    void entryDel( Name const& name );
 

@@ -7,9 +7,9 @@
 
 namespace Zet {
 
-// What an entity is called in a connection. The lowest bit of `first` is set in every id that a
-// connection gives out: such an id stays with its entity where the entity is relayed. `second` is
-// the side of the connection that gave it out, so that both sides can.
+// The name of an entity in a connection. The lowest bit of `first` is set in every id that a
+// connection gives out. Such an id stays with its entity where the entity is relayed. `second` is
+// the side of the connection that gave the id out, so that both sides can give out ids.
 struct EntityId {
    std::uint32_t first = 0;
    std::uint32_t second = 0;
@@ -19,7 +19,7 @@ struct EntityId {
    bool isShared() const noexcept { return ( first & 1 ) != 0; }
 };
 
-// The id in the header of a record by which a root entity announces itself.
+// The entity id in the header of a record that announces a root entity.
 inline constexpr EntityId connectionEntityId{ 1, 0 };
 
 } // namespace Zet

@@ -4,7 +4,7 @@
 
 namespace Zet {
 
-// The runtime was asked for what its rules forbid.
+// A call that the runtime's rules forbid.
 class ZET_EXPORT InternalException : public Exception {
  public:
    static constexpr unsigned int id = 3;
@@ -22,7 +22,7 @@ class ZET_EXPORT ReadOnlyException : public Exception {
 
 namespace NboAttrLog {
 
-// Bytes that are no attribute log. The text names the field and its offset in the stream.
+// Bytes that are not an attribute log. The text names the field and its offset in the stream.
 class ZET_EXPORT MalformedException : public Exception {
  public:
    static constexpr unsigned int id = 31;

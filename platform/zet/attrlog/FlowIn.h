@@ -7,17 +7,18 @@
 
 namespace Zet::NboAttrLog {
 
-// What a reader knows of one entity while collections of it are replayed.
+// The reader's state of one entity while collections of the entity are replayed.
 class FlowIn {
  public:
-   // The collection whose replay began last, of those whose replay is not over; 0 when all are.
+   // Returns the collection whose replay began last, among the replays that are under way; 0 when
+   // there are none.
    AttributeId aid() const noexcept { return aid_; }
    void aidIs( AttributeId id ) {
       aidDel( id );
       if ( AttributeId const earlier = std::exchange( aid_, id ) )
          earlier_.push_back( earlier );
    }
-   // The replay of that collection is over.
+   // Ends the replay of that collection.
    void aidDel( AttributeId id ) noexcept {
       std::erase( earlier_, id );
       if ( id != aid_ )
@@ -26,14 +27,15 @@ class FlowIn {
       if ( aid_ != 0 )
          earlier_.pop_back();
    }
-   // Set while the members are removed that the replay left out: what changes meanwhile is the
-   // log's own doing.
+   // True while the members that the replay left out are removed: changes meanwhile are the log's
+   // own.
    bool isHandlingTransaction() const noexcept { return handlingTransaction_; }
    void handlingTransactionIs( bool on ) noexcept { handlingTransaction_ = on; }
 
  private:
    AttributeId aid_ = 0;
-   // Nothing is allocated for one replay at a time, as our writers do it.
+   // The replays before the last. Empty, and so without memory, for one replay at a time, as our
+   // writers send them.
    std::vector< AttributeId > earlier_;
    bool handlingTransaction_ = false;
 };

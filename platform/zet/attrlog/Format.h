@@ -10,27 +10,27 @@
 // The byte encoding of the attribute log, shared by both directions: docs/attribute-log.md.
 namespace Zet::NboAttrLog {
 
-// What a stream begins with, followed by the version and the full name of the root's type.
+// The first bytes of a stream. The version and the full name of the root's type follow.
 inline constexpr std::array< unsigned char, 4 > magic{ 'Z', 'N', 'A', 'L' };
 inline constexpr std::uint16_t version = 1;
 
 // The longest text in a record, and the longest record with its length field, in bytes. A reader
-// needs no more memory than one record.
+// never needs more memory than one record takes.
 inline constexpr std::size_t stringLimit = 1024;
 inline constexpr std::size_t frameLimit = 4096;
 
 inline constexpr std::size_t lengthSize = 2;
 inline constexpr std::size_t headerSize = 22;
-// The length, the header and the two tokens of a record without payload.
+// The size in bytes of a record without payload: its length, its header and its two tokens.
 inline constexpr std::size_t emptyFrameSize = lengthSize + headerSize + 2;
 
-// Header field 4: what the record carries.
+// Values of header field 4, the kind of record.
 inline constexpr std::uint8_t attributeKind = 1;
 inline constexpr std::uint8_t transactionKind = 2;
-// Header field 6 of a record that creates an entity.
+// The value of header field 6 in a record that creates an entity.
 inline constexpr std::uint32_t createsEntity = 151;
 
-// Numbers travel in network byte order, the most significant byte first.
+// Converts to or from network byte order, the most significant byte first.
 template < std::unsigned_integral Number >
 Number
 networkOrder( Number number ) noexcept {

@@ -14,45 +14,45 @@ namespace Zet::NboAttrLog {
 class Demuxer;
 class Out;
 
-// The reading end of a connection: takes bytes as they come and hands each whole record to the
-// adapter of its entity. Nothing of what it is given is trusted. What is no record ends the
-// connection: error() says what and where, and further bytes are ignored.
+// The reading end of a connection. Takes bytes as they come and passes each whole record to the
+// adapter of its entity. Trusts no bytes: a malformed record ends the connection. error() then says
+// what and where, and further bytes are ignored.
 class ZET_EXPORT In : public PtrInterface {
  public:
-   // Borrows: the demuxer, which clears itself here before it goes.
+   // Borrows: the demuxer, which clears its pointer here before it goes.
    explicit In( Demuxer* demuxer ) noexcept : demuxer_( demuxer ) {}
 
-   // The full name of the type that the peer has to announce; any, when it is empty.
+   // Sets the full name of the type that the peer must announce. Empty allows any type.
    void expectedTypeIs( String8 fullName ) { expectedType_ = std::move( fullName ); }
-   // What it has announced; empty until then.
+   // Returns the type that the peer has announced; empty until then.
    String8 const& helloType() const noexcept { return helloType_; }
 
-   // Handles the records that these bytes complete. False once the connection has ended.
-   // Requires: not called from inside of itself. Borrows: the bytes, for that long.
+   // Handles the records that these bytes complete. Returns false once the connection has ended.
+   // Requires: not called from inside of itself. Borrows: the bytes, until it returns.
    bool receive( std::span< unsigned char const > bytes );
-   // Why the connection has ended, with the field and its offset in the stream; empty while it
-   // has not.
+   // Returns why the connection has ended, with the field and its offset in the stream; empty until
+   // it ends.
    String8 const& error() const noexcept { return error_; }
-   // How many records have been taken whole, and the bytes up to their end.
+   // Return how many whole records have been handled, and how many bytes up to the end of the last.
    std::uint64_t records() const noexcept { return records_; }
    std::uint64_t offset() const noexcept { return offset_; }
-   // Whether a record, or the hello, has begun and not ended.
+   // Returns true if a record, or the hello, has begun and not ended.
    bool isInsideRecord() const noexcept { return filled_ != 0; }
 
-   // Takes what an output of this process has for us.
+   // Reads the unsent bytes of an output of this process.
    void localOutput( Out& out );
-   // Whether that is where the record comes from.
+   // Returns true if records come from an output of this process.
    bool isLocal() const noexcept { return isLocal_; }
-   // The id that this side has given to a child, for the other side to take up.
+   // Stores the id that this side has given to a child. The other side takes it with
+   // nextEntityId().
    void assignedEntityIdIs( EntityId id ) noexcept { assigned_ = id; }
-   // It is handling bytes.
+   // Returns true while bytes are being handled.
    bool isReceiving() const noexcept { return receiving_; }
 
    Demuxer* demuxer() const noexcept { return demuxer_; }
    void demuxerIs( Demuxer* demuxer ) noexcept { demuxer_ = demuxer; }
 
-   // Reading the payload of the record that is being delivered. All of these throw
-   // MalformedException.
+   // Read the payload of the record that is being delivered.
    //
    // What the next value is, for the text of an error. Borrows: the name, until the next.
    void fieldIs( std::string_view name ) noexcept { field_ = name; }

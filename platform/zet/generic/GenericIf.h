@@ -14,15 +14,16 @@
 
 namespace Zet {
 
-// A value or an object as seen without knowing its type: attributes by id, values as interfaces.
+// A value or an object whose type the caller need not know. Attributes are accessed by id, values
+// as interfaces.
 class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
  public:
-   // Operations on an attribute. Those from 128 on change something.
+   // Operations on an attribute. Operations from 128 on change something.
    enum Operation : unsigned int {
       get = 0,     // The value; of a collection, the member at the key; of a function, its call.
       count = 1,   // Of a collection: how many members it has.
-      version = 2, // Of a collection: a number that every change of it changes.
-      has = 3,     // Of a collection: whether the key is a member.
+      version = 2, // Of a collection: a number that changes with each change of the collection.
+      has = 3,     // Of a collection: true if the key is a member.
       set = 128,   // The value; of a collection of values, the one at the key. Of an instantiating
                    // attribute: makes the member from a list of arguments.
       del = 129,   // Removes the member at the key.
@@ -38,11 +39,11 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
 
    class List_;
 
-   // A place in the members of a collection attribute. It holds the object, and the member.
+   // A place in the members of a collection attribute. Holds the object and the member.
    class ZET_EXPORT Place : public PtrInterface {};
 
-   // Hears what the object's notifications become. One that throws is reported to the interface's
-   // onNotificationException(), and the others are told.
+   // Hears of the object's notifications. When a watcher throws, the exception goes to the
+   // interface's onNotificationException(), and the other watchers are still told.
    // Borrows: removes itself before it goes.
    class ZET_EXPORT Watcher {
     public:
@@ -51,40 +52,42 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
       virtual void onAttributeAt( AttributeId id, Ptr< GenericIf > const& key ) = 0;
    };
 
-   // Stands for all attributes at once in what is pending.
+   // Stands for all attributes in the list of pending notifications.
    static constexpr AttributeId allAttributesId = -1;
 
    bool isConst() const noexcept { return isConst_; }
 
-   // Whether it is held once, and nobody has changed what it was made with.
+   // Returns true if the interface is held once and nobody has changed it since its making.
    bool isAsMade() const noexcept {
       return NotifieeConst::isAsMade() && !telling_ && !isDeferring_;
    }
 
    // The type of the reflected value or object.
    virtual Ptr< ZetType const > zetType() const = 0;
-   // The reflected object, for a wanted type that is its own or a base; null when a value is
-   // reflected.
-   // Throws: GenericIfException `type` with the reflected type's short name otherwise.
+   // Returns the reflected object if `wanted` is its type or a base of it. Returns null when a
+   // value is reflected.
+   // Throws: GenericIfException `type` with the reflected type's short name for any other type.
    virtual Ptr< PtrInterface > zetObject( ZetType const& wanted ) const;
    virtual String8 attributeString( AttributeId id ) const;
-   // Throws: GenericIfException `unknownAttribute` with the name.
+   // Returns the id of the attribute of that name. Throws: GenericIfException `unknownAttribute`
+   // with the name.
    virtual AttributeId attributeId( String8 name ) const;
-   // The same for a text of which there is no String8 yet: none is made.
+   // Does the same for a text, without making a String8.
    template < std::convertible_to< std::string_view > Text >
    AttributeId attributeId( Text const& name ) const {
       return zetAttributeId( name );
    }
-   // Null when the operation has nothing to return.
-   // Throws: GenericIfException; what the operation itself throws.
+   // Runs the operation. Returns null when the operation has no result.
+   // Throws: GenericIfException; any exception from the operation itself.
    virtual Ptr< GenericIf > attributeOp( AttributeOp const& op, Ptr< GenericIf const > const& key,
                                          Ptr< GenericIf > const& value );
    virtual String8 strRep() const;
    virtual void zetDoZombieReactors( bool zombie );
 
-   // Walks the members of a collection attribute, in order; from a key on, or from the next.
+   // Walk the members of a collection attribute in order: from the first on, or from a key on,
+   // which may be absent.
    // Throws: GenericIfException `opNotSupported` for an attribute that is no collection; `badIndex`
-   // for a place in another collection or object, or at the end where a member is asked for.
+   // for a place in another collection or object, or at the end where a member is needed.
    virtual Ptr< Place > attributeIteratorConst( AttributeId id ) const;
    virtual Ptr< Place > attributeIteratorKeyConst( AttributeId id,
                                                    Ptr< GenericIf const > const& key ) const;
@@ -95,20 +98,20 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
    virtual bool attributeIterator_nonNull( AttributeId id, Place const& at ) const;
    virtual void attributeIterator_iterDel( AttributeId id, Place& at );
 
-   // The address of the reflected value, for a wanted type that is its own; null otherwise.
+   // Returns the address of the reflected value if `wanted` is its type; null otherwise.
    void const* zetValue( ZetType const& wanted ) const noexcept {
       return &wanted == valueType_ ? value_ : nullptr;
    }
-   // attributeId() of a text.
+   // Does the work of attributeId() for a text.
    virtual AttributeId zetAttributeId( std::string_view name ) const;
 
    void watcherIs( Watcher& watcher );
    void watcherDel( Watcher& watcher );
 
-   // While it defers, keyed changes wait until handleNotification() delivers them.
+   // Says whether keyed changes are deferred until handleNotification() delivers them.
    bool isDeferring() const noexcept { return isDeferring_; }
    void isDeferringIs( bool deferring ) noexcept { isDeferring_ = deferring; }
-   // Counts one more change of a keyed attribute and returns whether it is to wait.
+   // Counts one more change of a keyed attribute. Returns true if the change is deferred.
    bool zetOnAttribute( AttributeId id, unsigned int& pending );
 
    void onAttribute( AttributeId id ) override;
@@ -117,17 +120,17 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
 
  protected:
    explicit GenericIf( bool isConst ) : isConst_( isConst ) {}
-   // Of the value at that address, which is in the derived class.
+   // Reflects the value at that address, which is in the derived class.
    GenericIf( bool isConst, ZetType const& type, void const* value )
        : valueType_( &type ), value_( value ), isConst_( isConst ) {}
 
    void isConstIs( bool isConst ) noexcept { isConst_ = isConst; }
 
-   // Delivers what is pending of one attribute, or of all.
+   // Delivers the pending notifications of one attribute, or of all.
    virtual void handlePending( AttributeId id );
 
  private:
-   // What only few have, and no value that is passed.
+   // State that few interfaces have, and never one of a passed value.
    struct Telling {
       std::vector< AttributeId > pending;
       std::vector< Watcher* > watchers;
@@ -140,7 +143,7 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
    Telling& telling();
    template < class Tell > void tellWatchers( AttributeId id, Tell tell );
 
-   // Null where an object is reflected.
+   // Null when an object is reflected.
    ZetType const* valueType_ = nullptr;
    void const* value_ = nullptr;
    bool isConst_;
@@ -162,7 +165,7 @@ class ZET_EXPORT GenericIf::List_ : public GenericIf {
    static Ptr< ZetType const > _fwkType();
 
    std::vector< Element > const& elements() const noexcept { return elements_; }
-   // Null when there is none of that name.
+   // Returns null when there is no element of that name.
    Ptr< GenericIf > element( Name const& name ) const noexcept;
    List_& elementIs( Name name, Ptr< GenericIf > value );
 
@@ -170,7 +173,7 @@ class ZET_EXPORT GenericIf::List_ : public GenericIf {
    std::vector< Element > elements_;
 };
 
-// The arguments in the list, which are at most so many.
+// Returns the arguments in the list, at most `most`.
 // Throws: GenericIfException: `type` "Zet::GenericIf::List_" when there is no list, "List" when
 // something else is given; `unknownArgument` with the function's name when there are too many.
 ZET_EXPORT GenericIf::List_ const& argumentList( Ptr< GenericIf const > const& list,

@@ -6,7 +6,7 @@
 
 namespace Zet {
 
-// What an operation of a generic interface fails with. The object is unchanged then.
+// A failed operation of a generic interface. The object is unchanged.
 class ZET_EXPORT GenericIfException : public Exception {
  public:
    enum Kind : unsigned int {
@@ -23,7 +23,7 @@ class ZET_EXPORT GenericIfException : public Exception {
    ~GenericIfException() override;
 
    Kind kind() const noexcept { return static_cast< Kind >( frameworkId() ); }
-   // The operation that is not supported; 0 for the other kinds.
+   // Returns the operation that is not supported; 0 for the other kinds.
    unsigned int operation() const noexcept { return operation_; }
 
  private:
@@ -33,7 +33,7 @@ class ZET_EXPORT GenericIfException : public Exception {
 [[noreturn]] ZET_EXPORT void throwGenericIfException( GenericIfException::Kind kind, String8 text,
                                                       unsigned int operation = 0 );
 
-// The same for an argument of the wrong type.
+// Throws GenericIfException `type` for an argument of the wrong type.
 [[noreturn]] ZET_EXPORT void throwWrongType( std::string_view argument );
 
 } // namespace Zet

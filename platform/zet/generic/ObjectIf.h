@@ -5,8 +5,7 @@
 
 namespace Zet {
 
-// The generic interface of one object, on which it holds a reference. By itself it knows no
-// attributes.
+// The generic interface of one object. Holds a reference on it. Knows no attributes by itself.
 class ZET_EXPORT GenericIfPtrInterface : public GenericIf {
  public:
    GenericIfPtrInterface( Ptr< PtrInterface > object, bool isConst )
@@ -15,7 +14,7 @@ class ZET_EXPORT GenericIfPtrInterface : public GenericIf {
    Ptr< ZetType const > zetType() const override { return object_->fwkType(); }
    Ptr< PtrInterface > zetObject( ZetType const& wanted ) const override;
    String8 strRep() const override;
-   // Reports it of the object.
+   // Reports the failure as one of the object.
    void onNotificationException( AttributeId id ) override;
 
  protected:
@@ -33,7 +32,7 @@ class ZET_EXPORT GenericIfPtrInterface : public GenericIf {
    Ptr< PtrInterface > object_;
 };
 
-// The same for an entity: it knows what all entities have, `isNondestructing`.
+// The generic interface of an entity. Knows the attribute of all entities, `isNondestructing`.
 class ZET_EXPORT GenericIfEntity : public GenericIfPtrInterface {
  public:
    GenericIfEntity( Ptr< Entity > entity, bool isConst )

@@ -6,9 +6,9 @@
 
 namespace Zet {
 
-// Makes objects of class T, most of which are dropped before the next is made, as the interfaces of
-// values are: the last one is kept and made anew then, which takes a few stores and allocates
-// nothing. T offers isAsMade() and renew( arguments ), which does what the constructor would.
+// Makes objects of class T, most of which are dropped before the next is made, such as interfaces
+// of values. Keeps the last object and renews it when nobody else holds it. That takes a few stores
+// and no allocation. T offers isAsMade() and renew( arguments ), which does the constructor's work.
 template < class T > class Reused {
  public:
    template < class... Argument >
@@ -21,13 +21,13 @@ template < class T > class Reused {
    }
 
  private:
-   // Somebody has the last one still, and maybe keeps it.
+   // Makes another object, because somebody still holds the last one.
    template < class... Argument > [[gnu::noinline]] static void another( Argument&&... argument ) {
       Ptr< T > made = make< T >( std::forward< Argument >( argument )... );
       Ptr< T >::adopt( std::exchange( last_, made.release() ) );
    }
 
-   // Holds a reference, to the end of the process.
+   // Holds a reference until the process ends.
    static inline constinit T* last_ = nullptr;
 };
 

@@ -6,13 +6,13 @@
 
 namespace Zet {
 
-// Stands in introspection for a type of the language: Zet::Builtin<bool> and so on.
+// Stands for a built-in type of the language in introspection: Zet::Builtin<bool> and so on.
 template < class T > class ZET_EXPORT Builtin {
  public:
    static Ptr< ZetType const > _fwkType();
 };
 
-// The descriptor of a value type: T's own, unless T has no room for one.
+// The descriptor of a value type: T's own, if T has one.
 template < class T > struct TypeOf {
    static Ptr< ZetType const > type() requires requires { T::_fwkType(); }
    { return T::_fwkType(); }
@@ -24,14 +24,14 @@ template < class T > inline constexpr bool hasTypeOf = requires {
 template <> struct TypeOf< bool > : TypeOf< Builtin< bool > > {};
 template <> struct TypeOf< unsigned int > : TypeOf< Builtin< unsigned int > > {};
 template <> struct TypeOf< double > : TypeOf< Builtin< double > > {};
-// What a function that returns nothing is said to return.
+// The result type that introspection gives a function that returns nothing.
 template <> struct TypeOf< void > : TypeOf< Builtin< void* > > {};
 template <> struct ZET_EXPORT TypeOf< Name > { static Ptr< ZetType const > type(); };
 
-// What typeOf() returned; null before.
+// The result of typeOf(); null before its first call.
 template < class T > inline constinit ZetType const* knownTypeOf = nullptr;
 
-// The same, uncounted: descriptors stay.
+// Returns the descriptor without counting a reference: descriptors live for ever.
 template < class T >
 ZetType const&
 typeOf() {
@@ -40,7 +40,7 @@ typeOf() {
    return *knownTypeOf< T >;
 }
 
-// How a type is called where arguments are listed: "bool", "Zet::Name".
+// Returns the name of the type in lists of arguments: "bool", "Zet::Name".
 template < class T >
 Name
 argumentTypeName() {

@@ -11,7 +11,7 @@
 
 namespace Zet {
 
-// The text of a value as reflection shows it.
+// Returns the value's text in reflection.
 template < class T >
 String8
 valueText( T const& value ) {
@@ -30,7 +30,7 @@ template < class T > class ZET_EXPORT ValueIf : public GenericIf {
    explicit ValueIf( T value, bool isConst = false )
        : GenericIf( isConst, typeOf< T >(), &value_ ), value_( std::move( value ) ) {}
 
-   // Requires: isAsMade().
+   // Does the constructor's work on an old interface. Requires: isAsMade().
    void renew( T value, bool isConst ) {
       isConstIs( isConst );
       value_ = std::move( value );
@@ -45,8 +45,8 @@ template < class T > class ZET_EXPORT ValueIf : public GenericIf {
    T value_;
 };
 
-// The value in a generic interface; `name` is the argument's, for the error.
-// Throws: GenericIfException `type` when there is none of that type.
+// Returns the value in a generic interface. `name` is the argument's, for the error.
+// Throws: GenericIfException `type` when there is no value of type T.
 template < class T >
 T const&
 valueOf( GenericIf const* argument, std::string_view name ) {

@@ -8,8 +8,8 @@
 
 namespace Zet {
 
-// Whom the units of a library tell of their types when they are loaded. This one keeps what it is
-// told: the name spaces, and in the descriptors their attributes.
+// Hears of the types of a library's units when they are loaded. This one stores the name spaces
+// and, in the descriptors, their attributes.
 class ZET_EXPORT IntrospectionReactor : public PtrInterface {
  public:
    struct NameSpace {
@@ -18,13 +18,14 @@ class ZET_EXPORT IntrospectionReactor : public PtrInterface {
    };
 
    static Ptr< IntrospectionReactor > const& global();
-   // Puts another in its place; null restores the first.
+   // Replaces the global reactor. Null restores the first one.
    static void globalIs( Ptr< IntrospectionReactor > reactor );
 
-   // A unit that finds the reactor not ready registers at a later chance.
+   // Returns true if units may register now. A unit that finds the reactor not ready tries again
+   // later.
    virtual bool isReady() const;
 
-   // Opens a name space. Those of one name are one.
+   // Opens a name space. Name spaces of the same name are one.
    virtual void handleNameSpace( char const* name );
    // Opens a type of the open name space.
    virtual void handleType( Ptr< ZetType const > const& type, Ptr< ZetType const > const& base );
@@ -36,14 +37,14 @@ class ZET_EXPORT IntrospectionReactor : public PtrInterface {
    // Announces an attribute with its context: arguments and index attribute.
    virtual void handleAttr( Ptr< ZetAttr > const& attribute );
    virtual void handleAttrContextExit();
-   // Closes what was opened last: a type or a name space.
+   // Closes the type or name space that was opened last.
    virtual void handleScopeExit();
 
    std::vector< NameSpace > const& nameSpaces() const noexcept { return nameSpaces_; }
 
  private:
    std::vector< NameSpace > nameSpaces_;
-   std::size_t open_ = 0; // The open name space's place.
+   std::size_t open_ = 0; // The place of the open name space.
 };
 
 } // namespace Zet

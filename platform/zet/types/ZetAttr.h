@@ -12,7 +12,7 @@ namespace Zet {
 // The descriptor of one attribute of a type.
 class ZET_EXPORT ZetAttr : public PtrInterface {
  public:
-   // Two words whose bits are the runtime's.
+   // Two words of bits that the runtime defines.
    struct AttrFlags {
       std::uint32_t word0;
       std::uint32_t word1;
@@ -34,27 +34,29 @@ class ZET_EXPORT ZetAttr : public PtrInterface {
       unsigned int value_;
    };
 
-   // Borrows: descriptors of types live for ever.
+   // Borrows: `type`, which lives for ever.
    ZetAttr( ZetType const& type, Name name, Ptr< ZetType const > valueType,
             Ptr< ZetType const > keyType, AttrFlags flags, ZetAttrIntrospectionFlags introspection,
             AttributeId id );
 
-   // The attribute of that name, or null.
+   // Returns the attribute of that name, or null.
    static Ptr< ZetAttr > attr( Ptr< ZetType const > const& type, Name const& name );
 
    ZetType const& type() const noexcept { return *type_; }
    Name const& name() const noexcept { return name_; }
    Ptr< ZetType const > const& valueType() const noexcept { return valueType_; }
-   // Null for an attribute that is no collection.
+   // Returns null for an attribute that is no collection.
    Ptr< ZetType const > const& keyType() const noexcept { return keyType_; }
    AttrFlags const& flags() const noexcept { return flags_; }
    ZetAttrIntrospectionFlags introspectionFlags() const noexcept { return introspection_; }
    AttributeId id() const noexcept { return id_; }
 
-   // What a member of an instantiating attribute is made from, or what a function is given.
+   // Returns the constructor arguments of an instantiating attribute's members, or the arguments of
+   // a function.
    std::vector< Argument > const& arguments() const noexcept { return arguments_; }
    void argumentEnq( Argument argument ) { arguments_.push_back( std::move( argument ) ); }
-   // The member's attribute that is the key of an instantiating collection; empty otherwise.
+   // Returns the name of the member's attribute that is the key of an instantiating collection;
+   // empty otherwise.
    Name const& indexAttr() const noexcept { return indexAttr_; }
    void indexAttrIs( Name name ) { indexAttr_ = std::move( name ); }
 
