@@ -79,19 +79,6 @@ class Host : public World {
    std::string complaint_;
 };
 
-TEST( PortDecisions, APortStaysShutWhileAnyOfItsGroupsIsDown ) {
-   Host host;
-   EXPECT_EQ( host.turn( "appear A; appear B; group g; monitor g A; disable g C; group h; "
-                         "monitor h B; disable h C; disable h D; start" ),
-              "C! D!" );
-   EXPECT_EQ( host.turn( "up A" ), "" );
-   EXPECT_FALSE( host.cause->intfStatus( intf( 'C' ) ) ) << "the entry alone says too little";
-   EXPECT_TRUE( host.decisions.mustBeShut( intf( 'C' ) ) );
-   EXPECT_EQ( host.turn( "down A; up A; up B; down B" ), "" ) << "undone within the turn";
-   EXPECT_EQ( host.turn( "release h D" ), "D-" );
-   EXPECT_EQ( host.turn( "ungroup h" ), "C-" );
-}
-
 TEST( PortDecisions, TellsAgainOfANewInterface ) {
    Host host;
    EXPECT_EQ( host.turn( "group g; disable g C; start" ), "C!" );
