@@ -123,15 +123,8 @@ TEST( Load, TracesCanBeMadeUntilTheProcessEnds ) {
 TEST( Load, AnnouncesTheModelThenTheMachinesOnce ) {
    auto const reactor = loadedUnder( true );
    std::string const told = reactor->text();
-   std::ifstream expected( ANNOUNCEMENTS_FILE );
-   std::istringstream actual( told );
-   std::string expectedLine;
-   std::string actualLine;
-   for ( int line = 1; std::getline( expected, expectedLine ); ++line ) {
-      std::getline( actual, actualLine );
-      ASSERT_EQ( expectedLine, actualLine ) << "line " << line;
-   }
-   EXPECT_FALSE( std::getline( actual, actualLine ) ) << actualLine;
+   std::ifstream file( ANNOUNCEMENTS_FILE );
+   EXPECT_EQ( std::string( std::istreambuf_iterator( file ), {} ), told );
    dlopen( LIBRARY_FILE, RTLD_NOW );
    EXPECT_EQ( told.size(), reactor->text().size() );
 }

@@ -60,34 +60,6 @@ TEST( Root, EachOfTheFourReplacesTheMachineAndIsToldOnce ) {
                  "machine needs" );
 }
 
-TEST( Root, TheOldMachineWorksWhileTheNewOneIsBuilt ) {
-   World world;
-   auto const observer = observe( world );
-   world.apply( "appear A; up A; group g; monitor g A; disable g C; min g 2; start" );
-   auto const* const old = world.sm().get();
-   observer->act = [ & ] { EXPECT_NE( world.sm(), old ); };
-   Zet::Ptr< GroupStatus const > const oldRecord = world.status->group( name( 'g' ) );
-   bool seen = false;
-   world.onHeard = [ & ]( std::string const& what ) {
-      if ( what != "g+" )
-         return;
-      EXPECT_EQ( world.sm(), old );
-      EXPECT_TRUE( old->hasNotificationActive() );
-      // It reacts, and writes into the Status that it was given.
-      world.apply( "min g 1" );
-      seen = oldRecord->groupLinkStatus() == GroupLinkStatus::up;
-   };
-   world.apply( "swap" );
-   world.onHeard = nullptr;
-   EXPECT_TRUE( seen );
-   EXPECT_EQ( observer->told, 2 );
-   // What the old one wrote stays, and it writes no more.
-   EXPECT_EQ( world.state(), "g:up#0@0 |" );
-   world.apply( "down A" );
-   EXPECT_EQ( world.state(), "g:down#1@0 | C@0" );
-   EXPECT_EQ( oldRecord->groupLinkStatus(), GroupLinkStatus::up );
-}
-
 // Hands the failure on to whoever made the change.
 class Insister : public Errdisable::CauseStatus::NotifieeConst {
    void onIntfStatus( Kelnet::IntfId ) override { throw std::runtime_error( "no" ); }
