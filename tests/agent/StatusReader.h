@@ -6,7 +6,6 @@
 
 #include <array>
 #include <cerrno>
-#include <poll.h>
 #include <span>
 #include <string>
 #include <sys/socket.h>
@@ -43,12 +42,6 @@ class StatusReader {
              size > 0 && replica.receive( { bytes.data(), static_cast< std::size_t >( size ) } );
       }
       return isOpen;
-   }
-   // Waits for bytes, for that many milliseconds at most, then does what read() does.
-   bool waitAndRead( int milliseconds ) {
-      pollfd readable{ socket_.fd(), POLLIN, 0 };
-      poll( &readable, 1, milliseconds );
-      return read();
    }
 
    StatusReplica replica;
