@@ -6,7 +6,7 @@ using Fuzz::Demuxer;
 using UplinkFailureDetection::Config;
 using UplinkFailureDetection::GroupConfig;
 
-// Changes the model while it is told of a change: what the bytes say.
+// Changes the model when it hears of a change. The bytes choose the changes.
 class Meddler final : public Config::NotifieeConst {
  public:
    Meddler( Config& root, unsigned int manners ) : root_( root ), manners_( manners ) {}
@@ -37,7 +37,7 @@ class Meddler final : public Config::NotifieeConst {
    int depth_ = 0;
 };
 
-// What an output holds goes to an input, or to nobody.
+// Moves the bytes of an output to an input, or drops them.
 void
 move( Demuxer& from, Demuxer* to ) {
    for ( int turn = 0; turn < 8; ++turn ) {
@@ -53,7 +53,8 @@ move( Demuxer& from, Demuxer* to ) {
 
 } // namespace
 
-// The reader with a live model behind it: somebody who reacts, and a relay to another replica.
+// Tests the reader with a live model behind it: an observer that reacts, and a relay to another
+// replica.
 extern "C" int
 LLVMFuzzerTestOneInput( unsigned char const* data, std::size_t size ) {
    if ( size < 2 )
@@ -66,7 +67,7 @@ LLVMFuzzerTestOneInput( unsigned char const* data, std::size_t size ) {
    end.demuxer->out()->helloIs( Zet::TypeId( "" ) );
    replica.entity->zetNboAttrLogSaIs( {}, data[ 0 ] & 2u, relay->out(), nullptr )
        ->doSerializeOrphan();
-   // An authority answers what the bytes claim.
+   // An authority answers the changes in the bytes instead of applying them.
    if ( ( data[ 0 ] & 4 ) != 0 )
       replica.entity->zetNboAttrLogSaIs( {}, Zet::Entity::ZetNboAttrLogSa::authority,
                                          replica.demuxer->out(), nullptr );

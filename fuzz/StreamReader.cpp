@@ -17,8 +17,8 @@ read( std::span< unsigned char const > stream, std::size_t most ) {
 
 } // namespace
 
-// The stream reader: any bytes, in pieces of any length. The same bytes give the same replica,
-// whatever the pieces.
+// Tests the stream reader with any bytes, in pieces of any length. The same bytes must give the
+// same replica, however they are cut.
 extern "C" int
 LLVMFuzzerTestOneInput( unsigned char const* data, std::size_t size ) {
    if ( size == 0 )

@@ -18,7 +18,7 @@ operator<<( Zet::NboAttrLog::Out& out, IntfId id ) {
 
 namespace AttrLog {
 
-// How a value of type V travels. wire( value ) returns the stored form. read( in ) reads a value
+// The wire form of a type V. wire( value ) returns the stored form. read( in ) reads a value
 // and throws any exception of the input. An attribute whose type has no Codec cannot be replicated.
 template < class V > struct Codec;
 template < class V > inline constexpr bool isEncodable = requires {

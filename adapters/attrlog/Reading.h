@@ -8,7 +8,7 @@ namespace AttrLog {
 
 namespace Detail {
 
-// Ends the replay of a collection, also when an observer of what that removes throws.
+// Ends the replay of a collection, even when an observer of the removals throws.
 class ReplayEnd {
    using Demuxer = Zet::NboAttrLog::Demuxer;
    using Adapter = Zet::Entity::ZetNboAttrLogSa;
@@ -182,7 +182,7 @@ EntityAdapter< T >::readChild( Record const& record ) {
    handle< I >( name );
 }
 
-// Reads a name without id, which asks for the member that is known here under that name.
+// Handles a name without id: a request for the member that is known here under that name.
 template < class T >
 template < std::size_t I >
 void

@@ -62,7 +62,7 @@ addEntityHandles( Reflect::Handles& handles ) {
       Reflect::addHandles( handles, E::_fwkType(), { "fwkKey" } );
 }
 
-// The unit's work when the library is loaded.
+// Registers the unit when the library is loaded.
 class Loaded {
  public:
    Loaded() {
@@ -83,7 +83,7 @@ class Loaded {
    Reflect::Handles handles_;
 };
 
-// Before the machines' unit, whose types are made from these.
+// Made before the machines' unit: the types of machines are made from these types.
 [[gnu::init_priority( 1001 )]] Loaded const loaded;
 
 } // namespace

@@ -46,7 +46,7 @@ addMachineHandles( Reflect::Handles& handles ) {
                         { "hasNotificationActiveIs", "zetDoZombieReactors" } );
 }
 
-// The unit's work when the library is loaded.
+// Registers the unit when the library is loaded.
 class Loaded {
  public:
    Loaded() : trace_( "RootPathBase::Zet", 0 ) {
@@ -63,7 +63,7 @@ class Loaded {
    }
 
  private:
-   // Nothing writes to it; it is there for whoever looks for it.
+   // Nothing writes to this handle. Tools may look for it by name.
    Zet::TraceHandle trace_;
    Reflect::Handles handles_;
 };

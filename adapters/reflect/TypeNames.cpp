@@ -2,7 +2,7 @@
 
 namespace Reflect {
 
-// One object, so that no optimisation orders the names otherwise.
+// One object, so that no optimisation reorders the names.
 [[gnu::section( ".zet.type" ), gnu::used]] TypeNames typeNames;
 
 } // namespace Reflect

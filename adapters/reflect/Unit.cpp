@@ -11,7 +11,7 @@ Unit::registrationIs( bool& registered, char const* nameSpace,
    Zet::Ptr< Zet::IntrospectionReactor > const reactor = Zet::IntrospectionReactor::global();
    if ( !reactor->isReady() )
       return;
-   // At once: making a descriptor asks for registration again.
+   // Set first: making a descriptor asks for registration again.
    registered = true;
    for ( TypeMaker const type : types )
       type();

@@ -24,12 +24,12 @@ class Regular : public Zet::PtrInterface {
    Zet::Name name_;
 };
 
-// A name's memory beside its text.
+// The memory that a name takes beside its text, in bytes.
 constexpr std::size_t overhead = 100;
 
 struct Names {
    Zet::HashMap< Regular, IntfId > regular;
-   // By id.
+   // The names of irregular ids, by id.
    std::deque< Zet::Name > irregular{ Zet::Name() };
    std::unordered_map< std::string_view, std::uint32_t > irregularIds{ { {}, 0 } };
    std::size_t memory = 0;
@@ -44,7 +44,7 @@ struct Names {
 
 Names&
 names() {
-   // Never destroyed: ids of static life outlast it otherwise.
+   // Never destroyed: static ids would outlast it.
    static Names& names = *new Names;
    return names;
 }

@@ -19,7 +19,7 @@ using Sink = std::function< void( NotificationFailure const& ) >;
 // Shared with who is telling it: a sink may be replaced from inside.
 std::shared_ptr< Sink const >&
 sink() {
-   // Never destroyed: objects of static life still fail when the process ends.
+   // Never destroyed: static objects still fail when the process ends.
    static auto& sink = *new std::shared_ptr< Sink const >;
    return sink;
 }
@@ -68,7 +68,7 @@ handleNotificationFailure( PtrInterface const& object, AttributeId id ) noexcept
          std::cerr << failure.entity << ": a handler of " << failure.attribute
                    << " failed: " << failure.text << '\n';
    } catch ( ... ) {
-      // Memory may be short. This takes none.
+      // Memory may be short. fprintf takes none.
       std::fprintf( stderr, "a handler of attribute %d failed, and reporting that failed too\n",
                     static_cast< int >( id ) );
    }

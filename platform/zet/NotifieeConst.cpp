@@ -131,7 +131,7 @@ PtrInterface::NotifieeConst::zetHasUncountedNotifierIs( bool uncounted ) {
 
 void
 PtrInterface::NotifieeConst::notifierReplace( Ptr< PtrInterface const > const& notifier ) {
-   // Replacing the notifier may destroy the old one; its hold is made counted first.
+   // Replacing the notifier may destroy the old one, so its hold is counted first.
    if ( uncountedNotifier_ && notifier_ )
       notifier_->referenceAdd();
    notifier_ = notifier;

@@ -80,7 +80,7 @@ PtrInterface::flagIs( std::uint32_t bit, bool on ) noexcept {
 void
 PtrInterface::bitIs( std::uint32_t bit, bool on ) noexcept {
    std::uint32_t const word = word_.load( std::memory_order_relaxed );
-   // Atomic when counting is: a thread that counts meanwhile must not undo the change.
+   // Atomic when counting is: the change of a thread that counts meanwhile must not be lost.
    if ( !countsAreShared() )
       word_.store( on ? word | bit : word & ~bit, std::memory_order_relaxed );
    else if ( on )
@@ -95,12 +95,12 @@ PtrInterface::handleLastReference( std::uint32_t before ) const noexcept {
    if ( ( before & destroyingFlag ) != 0 )
       return;
    auto* const self = const_cast< PtrInterface* >( this );
-   // Not flagIs(): what is nondestructing never comes here, so the flags stand in their own bits.
+   // Not flagIs(): a nondestructing object never comes here, so the flags are in their own bits.
    self->bitIs( destroyingFlag, true );
    try {
       self->zeroReferencesIs( true );
    } catch ( ... ) {
-      // References are dropped in destructors, where nothing may be thrown on.
+      // References are dropped in destructors, which must not throw.
       handleNotificationFailure( *this, zeroReferencesAttributeId );
    }
    // A handler may have kept a reference, or made the object nondestructing.

@@ -15,12 +15,12 @@ isBare( unsigned char byte ) {
           byte == ':' || byte == '/';
 }
 
-// The living objects whose text has been given out, by address. The key is never followed.
+// The living objects whose text has been given out, by address. The address is never followed.
 using Objects = std::unordered_map< std::uintptr_t, PtrInterface* >;
 
 Objects&
 namedObjects() {
-   // Never destroyed: objects of static life still ask when the process ends.
+   // Never destroyed: static objects still ask when the process ends.
    static Objects& objects = *new Objects;
    return objects;
 }
@@ -68,7 +68,7 @@ String8
 valueToStrepOfRawPtr( Name const& type, PtrInterface const* object ) {
    if ( !object )
       return type + "(0)";
-   // Text is read back as a writable object; whoever has the text had a way to the object.
+   // A text reads back as a writable object: its holder could reach the object in the first place.
    namedObjects()[ addressOf( object ) ] = const_cast< PtrInterface* >( object );
    anyRawPtrStrep = true;
    char address[ 2 * sizeof( std::uintptr_t ) ];

@@ -18,7 +18,7 @@ struct LevelsOfName {
 
 std::vector< LevelsOfName >&
 levelsByName() {
-   // Never destroyed: handles of static life are still made when the process ends.
+   // Never destroyed: static handles are still made when the process ends.
    static std::vector< LevelsOfName >& levels = *new std::vector< LevelsOfName >;
    return levels;
 }

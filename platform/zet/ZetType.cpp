@@ -13,7 +13,7 @@ namespace {
 
 using Types = std::vector< ZetType const* >;
 
-// The descriptors that have a full name. They live for ever, and so does this.
+// Returns the descriptors that have a full name. They live for ever, and so does the list.
 Types&
 typeNodes() {
    static Types& types = *new Types;

@@ -12,7 +12,8 @@ using Adapter = Entity::ZetNboAttrLogSa;
 
 constexpr std::size_t retiredLimit = 4096;
 
-// A peer of another connection chose the number of a relayed id. It can't use up ours.
+// The serials of relayed ids are below this. A peer of another connection chose them and must not
+// use up ours.
 constexpr std::uint32_t relayedSerialLimit = 1u << 30;
 
 std::vector< Demuxer* >&
@@ -113,15 +114,15 @@ Demuxer::isRetired( EntityId id ) const noexcept {
 EntityId
 Demuxer::idFor( EntityId relayed ) noexcept {
    auto const side = static_cast< std::uint32_t >( side_ );
-   // An id that is free here may still be in use at the peer, which has not been told of the
-   // removal yet. So no id is given out twice.
+   // An id that is free here may still be in use at the peer, which may not know of the removal
+   // yet. So no id is given out twice.
    std::uint32_t const serial = relayed.first >> 1;
    if ( relayed.isShared() && relayed.second == side && serial > lastSerial_ &&
         serial < relayedSerialLimit && !adapter( relayed ) && relayed != expectedId_ ) {
       lastSerial_ = serial;
       return relayed;
    }
-   // 1 is the connection itself.
+   // The connection itself has id 1.
    EntityId id;
    do
       id = { ++lastSerial_ << 1 | 1, side };
@@ -179,7 +180,7 @@ Demuxer::flow( FlowOut& flow ) {
    Ptr< Adapter > const adapter( flow.adapter() );
    if ( !adapter || adapter->isFlowing() )
       return;
-   // A second round for what became dirty behind the flow's back.
+   // The second round is for attributes that became dirty during the first.
    for ( int round = 0; round < 2 && flow.hasDirtyAttributes(); ++round ) {
       if ( !out_->hasSufficientBuffer() )
          break;
@@ -219,7 +220,7 @@ Demuxer::target( EntityId id ) noexcept {
 
 void
 Demuxer::handleRecord( MsgHeader const& header, In& in ) {
-   // The record may end the adapter.
+   // Held, because the record may end the adapter.
    Ptr< Adapter > const target = this->target( header.entity );
    if ( !target ) [[unlikely]]
       return handleStranger( header, in );
@@ -232,7 +233,7 @@ Demuxer::handleRecord( MsgHeader const& header, In& in ) {
           header.count );
 }
 
-// The record is of none of our entities.
+// Handles a record whose entity has no adapter here.
 void
 Demuxer::handleStranger( MsgHeader const& header, In& in ) {
    if ( header.entity == connectionEntityId ) {
@@ -251,7 +252,7 @@ Demuxer::handleStranger( MsgHeader const& header, In& in ) {
                        std::to_string( header.entity.second ) + ") is none of this connection" );
 }
 
-// What is made under an entity that is spoken of no more is spoken of no more either.
+// Retires the child that the record creates under a retired entity.
 void
 Demuxer::retireChild( MsgHeader const& header, In& in ) {
    if ( header.creation != createsEntity )

@@ -85,8 +85,8 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    FlowIn* flowIn( EntityId id ) noexcept;
    FlowIn& flowInIs( EntityId id ) { return flowIns_[ id ]; }
    void flowInDel( EntityId id ) noexcept { flowIns_.erase( id ); }
-   // Gives up the replays of the adapter's entity that the peer has opened: they will not be
-   // completed, and no member of theirs stays marked.
+   // Gives up the replays that the peer has opened of the adapter's entity. They will not be
+   // completed. Unmarks their members.
    void abortReplays( Entity::ZetNboAttrLogSa& adapter );
 
    // Gives the adapter a flow unless it has one, and queues the flow.

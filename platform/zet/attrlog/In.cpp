@@ -17,13 +17,14 @@ constexpr std::size_t helloSize = magic.size() + sizeof version + sizeof( std::u
 
 constexpr std::size_t tokenAt = In::transactionAt + 1;
 
-// What stands in most records between the attribute and the payload: the kind, nothing in the other
-// fields, the token.
+// The bytes between attribute and payload in most records: the kind, zeros in the other fields, the
+// token.
 constexpr std::array< unsigned char, In::transactionAt + 2 - In::kindAt > usualRest{
    attributeKind, 0, 0, 0, 0, 0, 0, 0, 0, 0, static_cast< unsigned char >( TransactToken::begin )
 };
 
-// Stored in one piece, as it is compared next: a processor waits for parts to be joined.
+// Loads the id in one piece, because it is compared next: a processor would wait for parts to be
+// joined.
 EntityId
 entityIdAt( unsigned char const* at ) noexcept {
    static_assert( sizeof( EntityId ) == sizeof( std::uint64_t ) );
@@ -40,7 +41,7 @@ In::~In() = default;
 bool
 In::receive( std::span< unsigned char const > bytes ) {
    require( !receiving_, "an input is not given bytes while it handles some" );
-   // A record may have its connection dropped.
+   // Held, because a record may drop its connection.
    Ptr< In > const self( this );
    receiving_ = true;
    try {
@@ -69,7 +70,7 @@ In::receive( std::span< unsigned char const > bytes ) {
 void
 In::localOutput( Out& out ) {
    isLocal_ = true;
-   // What is written while a record is handled waits for the loop below, further out.
+   // Records that are written while a record is handled wait for the outer call's loop.
    while ( !receiving_ && out.unsentSize() != 0 ) {
       std::size_t const size = out.unsent().size();
       receive( out.unsent() );
@@ -83,7 +84,7 @@ In::fail( String8 const& what ) {
    filled_ = 0;
 }
 
-// Delivers the records that are there as a whole, and returns the bytes behind them.
+// Delivers the complete records and returns the bytes behind them.
 inline std::span< unsigned char const >
 In::deliverWhole( std::span< unsigned char const > bytes ) {
    while ( demuxer_ && bytes.size() >= lengthSize ) {
@@ -98,7 +99,7 @@ In::deliverWhole( std::span< unsigned char const > bytes ) {
    return bytes;
 }
 
-// Adds what is still needed, as far as it is there, and tells how much that is.
+// Adds the missing bytes of the unit, as far as they are there, and returns how many it added.
 std::size_t
 In::gather( std::span< unsigned char const > bytes ) {
    unit_ = gathered_.data();

@@ -52,9 +52,10 @@ class ZET_EXPORT In : public PtrInterface {
    Demuxer* demuxer() const noexcept { return demuxer_; }
    void demuxerIs( Demuxer* demuxer ) noexcept { demuxer_ = demuxer; }
 
-   // Read the payload of the record that is being delivered.
+   // Read the payload of the record that is being delivered. All of these throw
+   // MalformedException.
    //
-   // What the next value is, for the text of an error. Borrows: the name, until the next.
+   // Names the next value, for the text of an error. Borrows: the name, until the next one.
    void fieldIs( std::string_view name ) noexcept { field_ = name; }
    bool nextbool();
    std::uint8_t nextU8() { return next< std::uint8_t >(); }
@@ -65,24 +66,25 @@ class ZET_EXPORT In : public PtrInterface {
    // Valid until: the record has been delivered.
    std::string_view nextText();
    String8 nextString() { return nextText(); }
-   // Between records: the id that was assigned last, which is forgotten.
+   // Reads an id from the payload. Between records, returns the id that was assigned last, and
+   // forgets it.
    EntityId nextEntityId();
-   // Skips the mark of a payload section, which has to be this one.
+   // Skips the mark of a payload section. Throws unless it is the mark of this section.
    void payloadSectionIs( std::uint8_t section );
    std::size_t position() const noexcept { return at_; }
    void positionIs( std::size_t position ) noexcept { at_ = position; }
    std::size_t left() const noexcept { return end_ - at_; }
-   // The payload has to end here.
+   // Throws unless the payload ends here.
    void payloadEnd() const {
       if ( left() != 0 ) [[unlikely]]
          malformedRest();
    }
-   // Ends the connection over the field that was read last.
+   // Ends the connection because of the field that was read last.
    [[noreturn]] void malformed( String8 const& what ) const;
-   // Ends it over a field of that place in the record.
+   // Ends the connection because of the field at that place in the record.
    [[noreturn]] void malformedAt( std::size_t position, std::string_view field,
                                   String8 const& what ) const;
-   // The places of the header's fields.
+   // The places of the header's fields in a record, in bytes.
    static constexpr std::size_t entityAt = lengthSize;
    static constexpr std::size_t attributeAt = entityAt + 8;
    static constexpr std::size_t kindAt = attributeAt + 4;
@@ -94,7 +96,8 @@ class ZET_EXPORT In : public PtrInterface {
    ~In() override;
 
  private:
-   // How long the unit is that begins with these bytes, as far as they tell.
+   // Returns the size of the unit that begins with these bytes or, when they are too few to tell,
+   // of the part that tells it.
    std::size_t needed( unsigned char const* begin, std::size_t size ) const;
    std::size_t recordSize( unsigned char const* begin ) const;
    [[noreturn]] void malformedSize( std::size_t size ) const;
@@ -126,15 +129,15 @@ class ZET_EXPORT In : public PtrInterface {
    String8 error_;
    std::uint64_t records_ = 0;
 
-   // The unit, a record or the hello, and as much as there is of it. One that comes in one piece is
-   // read where it is, others where they are gathered.
+   // The unit, a record or the hello, and the number of its bytes that are there. A unit that
+   // arrives in one piece is read in place. Others are gathered first.
    std::array< unsigned char, frameLimit > gathered_;
    unsigned char const* unit_ = nullptr;
    std::size_t filled_ = 0;
-   // Where it begins in the stream.
+   // The unit's offset in the stream.
    std::uint64_t offset_ = 0;
 
-   // The place in the unit of the next value, of the last one, and of the payload's end.
+   // Places in the unit: of the next value, of the last value, and of the payload's end.
    std::size_t at_ = 0;
    std::size_t last_ = 0;
    std::size_t end_ = 0;

@@ -5,7 +5,7 @@
 
 namespace Zet {
 
-// What a channel of messages, beside the log, knows of one entity.
+// The state that a channel of messages, beside the log, keeps of one entity.
 class MsgChannelEntry {
  public:
    // The entity is in step with its peer.
@@ -17,12 +17,13 @@ class MsgChannelEntry {
    unsigned int mode_ = 0;
 };
 
-// The messages about entities between two processes.
+// The channel of messages about entities between two processes.
 class ZET_EXPORT MsgChannel : public PtrInterface {
  public:
    using Entry = MsgChannelEntry;
 
-   // While it lives, the child of that name under `parent` is the one of that id. Scopes nest.
+   // Announces an id while it lives: the child of that name under `parent` has that id. Scopes
+   // nest.
    class ZET_EXPORT DeserializingEidAnchor {
     public:
       DeserializingEidAnchor( EntityId id, Entity const& parent, Name child ) noexcept
@@ -33,7 +34,7 @@ class ZET_EXPORT MsgChannel : public PtrInterface {
       DeserializingEidAnchor& operator=( DeserializingEidAnchor const& ) = delete;
       ~DeserializingEidAnchor() { innermost_ = outer_; }
 
-      // The id announced for that child; none when nothing is announced.
+      // Returns the id that is announced for that child; the empty id when none is announced.
       static EntityId announced( Entity const& child );
 
     private:

@@ -19,7 +19,7 @@ struct MsgHeader {
    std::uint8_t transaction = 0;
 };
 
-// How each part of a record is stored; the result is the place behind it.
+// Store a part of a record at `at` and return the place behind it.
 inline unsigned char*
 store( unsigned char* at, MsgHeader const& header ) noexcept {
    at = store( at, header.entity.first );
@@ -48,7 +48,7 @@ store( unsigned char* at, std::string_view text ) noexcept {
    return std::copy( text.begin(), text.end(), at );
 }
 
-// Of a stored value.
+// The greatest size of a stored value, in bytes.
 template < class Value > inline constexpr std::size_t greatestSize = sizeof( Value );
 template <>
 inline constexpr std::size_t

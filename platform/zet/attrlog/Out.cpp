@@ -38,7 +38,7 @@ Out::nextHeaderIs( MsgHeader const& header ) noexcept {
    at_ = store( at_ + lengthSize, header );
 }
 
-// The place of the next `size` bytes of the record; null when it was refused.
+// Returns the place of the record's next `size` bytes; null when the record was refused.
 unsigned char*
 Out::grown( std::size_t size ) {
    if ( !at_ )

@@ -16,7 +16,7 @@ namespace Connection {
 
 class ZET_EXPORT Out : public PtrInterface {
  public:
-   // What stands before and behind the payload of a record.
+   // The tokens before and behind the payload of a record.
    enum class TransactToken : std::uint8_t { begin = 1, end = 3 };
 };
 
@@ -27,34 +27,35 @@ namespace NboAttrLog {
 class Demuxer;
 class In;
 
-// The writing end of a connection: a buffer of fixed size that somebody else empties. A record
-// goes in whole or not at all, and nothing is allocated for it.
+// The writing end of a connection: a buffer of fixed size that somebody else empties. Each record
+// goes in whole or not at all. Nothing is allocated for a record.
 class ZET_EXPORT Out : public Connection::Out {
  public:
-   // Kept free for transaction markers, which are written even where records are refused.
+   // The bytes that are kept free for transaction markers, which are written even when records are
+   // refused.
    static constexpr std::size_t markerReserve = 16 * emptyFrameSize;
    static constexpr std::size_t smallestCapacity = 2 * ( frameLimit + markerReserve );
 
-   // A buffer of `capacity` bytes, or of the smallest capacity if that is more.
+   // Makes a buffer of `capacity` bytes, but at least of smallestCapacity.
    explicit Out( std::size_t capacity );
 
-   // Announces the format's version and the type of what is replicated. The first thing written.
+   // Announces the format's version and the type of the replicated root. Written first.
    // Requires: an empty buffer. Throws: RangeException for a name over the limit.
    void helloIs( TypeId type );
 
-   // Whether any one record fits.
+   // Returns true if any one record fits.
    bool hasSufficientBuffer() const noexcept { return place( recordRoom ) != nullptr; }
 
-   // A whole record, with the tokens. False when it doesn't fit. Throws: RangeException for a text
-   // over the limit.
+   // Writes a whole record with its tokens. Returns false when it does not fit.
+   // Throws: RangeException for a text over the limit.
    template < class... Value > bool record( MsgHeader const& header, Value const&... value );
 
-   // The same in steps, for payloads that have sections or no greatest size.
+   // Write a record in steps, for payloads with sections or of unlimited size.
    //
-   // Begins a record. Where it doesn't fit, this and what follows up to the end token has no
-   // effect. Values throw RangeException for a text or a record over the limit, and drop it.
+   // nextHeaderIs() begins a record. When the record does not fit, no step has an effect until the
+   // end token. A text or a record over the limit throws RangeException and drops the record.
    void nextHeaderIs( MsgHeader const& header ) noexcept;
-   // Says of which section of the payload the next value is.
+   // Names the section of the payload for the next value.
    void currentPayloadSectionIs( std::uint8_t section );
    void tokenIs( TransactToken token );
    template < std::unsigned_integral Number > void numberIs( Number number ) {
@@ -62,27 +63,27 @@ class ZET_EXPORT Out : public Connection::Out {
          store( at, number );
    }
    void textIs( std::string_view text );
-   // Whether the last record went into the buffer.
+   // Returns true if the last record went into the buffer.
    bool hasWritten() const noexcept { return written_; }
    std::uint64_t records() const noexcept { return records_; }
 
-   // The bytes to send next, in one piece; there may be more behind them.
+   // Returns the bytes to send next, in one piece. More bytes may follow them.
    // Valid until: the next call that is not const.
    std::span< unsigned char const > unsent() const noexcept;
    std::size_t unsentSize() const noexcept;
-   // Frees the first `size` bytes. Requires: unsent() holds that many.
+   // Frees the first `size` bytes. Requires: unsent() holds at least `size` bytes.
    void sentIs( std::size_t size ) noexcept;
    std::size_t capacity() const noexcept { return capacity_; }
 
-   // The other direction of the same connection, and what knows both; null for an end by itself.
-   // Borrows: each clears itself here before it goes.
+   // The input and the demuxer of the same connection; null for an end by itself.
+   // Borrows: each clears its pointer here before it goes.
    In* in() const noexcept { return in_; }
    void inIs( In* in ) noexcept { in_ = in; }
    Demuxer* demuxer() const noexcept { return demuxer_; }
    void demuxerIs( Demuxer* demuxer ) noexcept { demuxer_ = demuxer; }
 
-   // Connects to a reader in this process, which is handed every record at once, and whose side
-   // then names the children that are created. Borrows: cleared before the reader goes.
+   // Connects to a reader in this process. The reader is passed every record at once, and its side
+   // gives the ids to created children. Borrows: cleared before the reader goes.
    In* localIn() const noexcept { return localIn_; }
    void localInIs( In* in ) noexcept { localIn_ = in; }
 
@@ -95,21 +96,21 @@ class ZET_EXPORT Out : public Connection::Out {
    unsigned char* place( std::size_t room ) const noexcept;
    unsigned char* grown( std::size_t size );
    void commit( unsigned char* begin, unsigned char* end ) noexcept;
-   // Completes the record, which ends at `end` behind its end token.
+   // Completes the record, which ends at `end`, behind its end token.
    void complete( unsigned char* begin, unsigned char* end );
    void handLocally();
    static void checkText( std::string_view text );
 
    std::size_t capacity_;
    std::unique_ptr< unsigned char[] > buffer_;
-   // Unsent are [head_, tail_) or, when wrapped, [head_, end_) and [0, tail_). Records are in one
-   // piece.
+   // The unsent bytes are [head_, tail_) or, when wrapped, [head_, end_) and [0, tail_). No record
+   // is split.
    std::size_t head_ = 0;
    std::size_t tail_ = 0;
    std::size_t end_ = 0;
    bool wrapped_ = false;
 
-   // The record being written; null between records and when it was refused.
+   // The record that is being written; null between records and after a refusal.
    unsigned char* record_ = nullptr;
    unsigned char* at_ = nullptr;
    unsigned char* limit_ = nullptr;
@@ -121,7 +122,7 @@ class ZET_EXPORT Out : public Connection::Out {
    In* localIn_ = nullptr;
 };
 
-// Where that many bytes are free in one piece; null where they are not.
+// Returns a place with that many free bytes in one piece; null when there is none.
 inline unsigned char*
 Out::place( std::size_t room ) const noexcept {
    unsigned char* const buffer = buffer_.get();
@@ -149,11 +150,11 @@ Out::complete( unsigned char* begin, unsigned char* end ) {
    ++records_;
    if ( localIn_ )
       handLocally();
-   // Of this record, whatever has been written in answer.
+   // Set last: a local reader's answer may have written other records meanwhile.
    written_ = true;
 }
 
-// The place for its greatest size is found at once; behind that, nothing needs to be checked.
+// Reserves room for the greatest record at once, so that no value needs a check of its own.
 template < class... Value >
 bool
 Out::record( MsgHeader const& header, Value const&... value ) {
@@ -192,7 +193,7 @@ operator<<( Out& out, int number ) {
    out.numberIs( static_cast< std::uint32_t >( number ) );
    return out;
 }
-// Not for what merely converts to a truth.
+// Takes bool alone, no type that converts to it.
 inline Out&
 operator<<( Out& out, std::same_as< bool > auto truth ) {
    out.numberIs( static_cast< std::uint8_t >( truth ) );

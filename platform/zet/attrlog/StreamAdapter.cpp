@@ -89,7 +89,7 @@ Entity::ZetNboAttrLogSa::zetNotifierEntity() const {
 
 Ptr< Entity >
 Entity::ZetNboAttrLogSa::zetNotifierEntity() {
-   // An adapter is given a writable entity to begin with.
+   // Casting const away is right: an adapter was given a writable entity.
    return const_cast< Entity* >( dynamic_cast< Entity const* >( notifier() ) );
 }
 
@@ -132,7 +132,7 @@ Entity::ZetNboAttrLogSa::doRemountSelf( Ptr< Out > const& out ) {
    bool isRoot = false;
    if ( NboAttrLog::Demuxer* const connection = demuxer() ) {
       connection->abortReplays( *this );
-      // The peer's records for it may be on their way.
+      // The peer's records for this entity may still be on their way.
       connection->retire( entityId_ );
       isRoot = connection->rootAdapterDel( *this );
       connection->adapterDel( *this );
@@ -183,7 +183,7 @@ Entity::ZetNboAttrLogSa::childIs( ChildKey key, Ptr< ZetNboAttrLogSa > const& ch
    if ( childAdapter( key ) == child.get() )
       return;
    childDel( key );
-   // Its entity may have come from another parent that did not hear of that.
+   // The child's entity may come from another parent whose adapter did not hear of that.
    if ( child->parent_ )
       child->parent_->children_.remove( *child );
    child->childKey_ = std::move( key );

@@ -20,7 +20,7 @@ Entity::ZetNboAttrLogSa::doThis() {
    FlowOut* const flow = flowNeeded();
    flow->restart();
    state_ = State::live;
-   // The peer has to know a root before it is told of the root's children.
+   // The peer must know a root before it hears of the root's children.
    if ( !flow->isOrphanDue() )
       zetInstantiateSerialize();
    if ( NboAttrLog::Demuxer* const connection = demuxer(); connection && flowOut_ == flow )

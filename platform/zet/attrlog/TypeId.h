@@ -4,7 +4,7 @@
 
 namespace Zet {
 
-// A type as the attribute log knows it: by its full name, "UplinkFailureDetection::Config".
+// A type in the attribute log: its full name, "UplinkFailureDetection::Config".
 // Borrows: the text.
 class TypeId {
  public:

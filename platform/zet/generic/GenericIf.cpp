@@ -107,7 +107,7 @@ GenericIf::telling() {
 template < class Tell >
 void
 GenericIf::tellWatchers( AttributeId id, Tell tell ) {
-   // Watchers may come and go while they are told, and drop the interface.
+   // Watchers may be added and removed during these calls, and may drop the interface.
    Ptr< GenericIf > const self( this );
    for ( Watcher* const watcher : std::vector( telling_->watchers ) )
       try {
@@ -155,12 +155,12 @@ void
 GenericIf::handleNotification( ActivityConfig* ) {
    if ( !telling_ )
       return;
-   // Who is told may drop it.
+   // A watcher may drop the interface.
    Ptr< GenericIf > const self( this );
    auto& pending = telling_->pending;
    if ( std::ranges::count( pending, allAttributesId ) != 0 )
       pending = { allAttributesId };
-   // What comes to be pending meanwhile waits for the next time.
+   // Notifications that become pending meanwhile wait for the next call.
    for ( std::size_t due = pending.size(); due != 0 && !pending.empty(); --due ) {
       AttributeId const id = pending.front();
       pending.erase( pending.begin() );

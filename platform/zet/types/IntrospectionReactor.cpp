@@ -8,7 +8,8 @@ namespace {
 
 Ptr< IntrospectionReactor > const&
 first() {
-   // Never destroyed: libraries register before main() and are described until the end.
+   // Never destroyed: libraries register before main(), and their types are described until the
+   // end.
    static Ptr< IntrospectionReactor > const& first =
        *new Ptr< IntrospectionReactor >( make< IntrospectionReactor >() );
    return first;

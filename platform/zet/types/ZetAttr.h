@@ -19,7 +19,7 @@ class ZET_EXPORT ZetAttr : public PtrInterface {
       bool operator==( AttrFlags const& ) const = default;
    };
 
-   // How introspection treats the attribute: six bits.
+   // The attribute's introspection flags: six bits.
    class ZET_EXPORT ZetAttrIntrospectionFlags {
     public:
       static constexpr unsigned int isIndependentDomainAttr = 2;
