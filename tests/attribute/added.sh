@@ -27,7 +27,7 @@ mkdir "$copy"
 cp "$tree/tests/attribute/CMakeLists.txt" "$copy"
 
 # The accessor.
-insert "$header" before '   // The key under which a Config keeps it.' <<'ADDED'
+insert "$header" after '   void minLinksIs( unsigned int minLinks );' <<'ADDED'
    unsigned int upThreshold() const noexcept { return upThreshold_; }
    void upThresholdIs( unsigned int upThreshold );
 ADDED
