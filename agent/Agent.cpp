@@ -53,6 +53,7 @@ Agent::Agent( LinkSource& source, LinkControl& control, OwnedLinkStore& store, L
 void
 Agent::start( ConfigFile const& config ) {
    startupHold_ = config.startupHold;
+   logWarnings( config );
    links_.watch( interfacesOf( config.groups ) );
    portControl_.reasonIs( config.protoDownReason );
    portControl_.beginAdoption();
@@ -63,12 +64,12 @@ Agent::start( ConfigFile const& config ) {
    portControl_.endAdoption();
    for ( GroupSettings const& group : config.groups )
       assumeDown( group );
-   watchUplinks( config );
    detector_.configure( config.groups );
    detector_.start();
    if ( startupHold_ > 0 )
       startupEnd_ = Zet::now() + startupHold_;
    act();
+   watchUplinks( config );
 }
 
 void
@@ -88,6 +89,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    remark_.clear();
    if ( std::exchange( startupHold_, config.startupHold ) != config.startupHold )
       log_.event( about, "startup_hold has changed; the change takes effect at the next start" );
+   logWarnings( config );
    portControl_.reasonIs( config.protoDownReason );
    std::vector< Kelnet::IntfId > const interfaces = interfacesOf( config.groups );
    links_.watch( interfaces );
@@ -106,9 +108,13 @@ Agent::reload( ConfigFile config, std::string const& file ) {
 }
 
 void
-Agent::watchUplinks( ConfigFile const& config ) {
+Agent::logWarnings( ConfigFile const& config ) {
    for ( std::string const& warning : config.warnings )
       log_.event( { .id = LogEvent::configuration }, warning );
+}
+
+void
+Agent::watchUplinks( ConfigFile const& config ) {
    carrierWatch_.uplinksAre( uplinksOf( config.groups ) );
    carrierWatch_.settingsAre( config.detection );
 }

@@ -31,7 +31,7 @@ class Agent {
    Agent( LinkSource& source, LinkControl& control, OwnedLinkStore& store, Log& log );
 
    // Reads the state of all links, then evaluates the groups, then acts for the first time.
-   // Throws: what the source throws, before any port was touched.
+   // Throws: whatever the source throws. No port has been touched then.
    void start( ConfigFile const& config );
    // Changes to another configuration. Unchanged groups are not touched. If the configuration has
    // errors or no group, logs why and changes nothing. `file` names it in messages.
@@ -59,6 +59,7 @@ class Agent {
    static constexpr double retrySeconds = 1;
    static constexpr double readAgainSeconds = 1;
 
+   void logWarnings( ConfigFile const& config );
    void watchUplinks( ConfigFile const& config );
    // Keeps the ports of a new group shut if they are ours, until the group's delays have passed.
    void assumeDown( GroupSettings const& group );

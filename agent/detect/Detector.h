@@ -20,7 +20,7 @@ class Detector {
  public:
    Detector();
 
-   // What the library reads and writes. None is ever null.
+   // The objects that the library reads and writes. None is ever null.
    Zet::Ptr< UplinkFailureDetection::Config > const config;
    Zet::Ptr< UplinkFailureDetection::Status > const status;
    Zet::Ptr< Errdisable::CauseStatus > const causeStatus;

@@ -42,7 +42,7 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    bool isDryRun( Zet::Name const& group ) const;
    // As of the last takeChanges().
    bool mustBeShut( Kelnet::IntfId port ) const { return portDecisions_.mustBeShut( port ); }
-   // What evaluate() decided since the last call, by the difference.
+   // Returns the ports whose decision differs from that of the last call.
    std::vector< UplinkFailureDetection::PortDecisions::Change > takeChanges() {
       return portDecisions_.takeChanges();
    }

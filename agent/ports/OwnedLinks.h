@@ -68,7 +68,7 @@ class OwnedLinks {
    std::map< std::uint32_t, OwnedLink > owned_;
    // A link that can't be opened is in both.
    std::map< std::uint32_t, OwnedLink > overrides_;
-   // What a former process recorded, by index, during adoption.
+   // During adoption, the links that a former process recorded, by index.
    std::multimap< std::uint32_t, OwnedLink > recalled_;
    bool isChanged_ = true; // Since remember().
    int error_ = 0;

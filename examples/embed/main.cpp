@@ -42,7 +42,7 @@ class Host {
       root_->uplinkFailureDetectionSmDel();
    }
 
-   // What the platform reports. The library reacts before these return.
+   // Called for the events of the platform. The library reacts before these return.
    void handleNewInterface( char const* name ) {
       directory_->intfStatusIs( Kelnet::IntfId( name ) );
    }
