@@ -22,9 +22,9 @@ constexpr double tellAgainPause = 1;
 } // namespace
 
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
-    : options_( options ), log_( log ), store_( options.stateDirectory ),
-      control_( [ this ] { manager_.alive(); } ), source_( loop_, options.receiveBuffer ),
-      agent_( source_, control_, store_, log ),
+    : options_( options ), log_( log ), stateDirectory_( options.stateDirectory ),
+      store_( stateDirectory_ ), control_( [ this ] { manager_.alive(); } ),
+      source_( loop_, options.receiveBuffer ), agent_( source_, control_, store_, log ),
       statusServer_( options.socket, agent_.status(), log ),
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ) {

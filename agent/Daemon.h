@@ -4,6 +4,7 @@
 #include "agent/base/EventLoop.h"
 #include "agent/base/Log.h"
 #include "agent/base/ServiceManager.h"
+#include "agent/base/StateDirectory.h"
 #include "agent/base/Ticker.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/kernel/NetlinkLinkControl.h"
@@ -17,10 +18,10 @@ namespace Ufdd {
 
 // The settings from the command line.
 struct DaemonOptions {
-   std::string configFile;                                     // Read again on SIGHUP.
-   std::string stateDirectory = OwnedLinkFile::usualDirectory; // Of the record.
-   int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer;  // For link messages, in bytes.
-   std::string socket = StatusServer::usualSocket;             // Path, to serve the status.
+   std::string configFile;                                    // Read again on SIGHUP.
+   std::string stateDirectory = StateDirectory::usualPath;    // Of the record.
+   int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer; // For link messages, in bytes.
+   std::string socket = StatusServer::usualSocket;            // Path, to serve the status.
 };
 
 // The process: the agent on the links of the kernel. It reacts to signals:
@@ -31,7 +32,7 @@ struct DaemonOptions {
 class Daemon {
  public:
    // Borrows: log.
-   // Throws: std::system_error, whose text is for the user, as run() and release() do.
+   // Throws: std::runtime_error, whose text is for the user, as run() and release() do.
    Daemon( DaemonOptions const& options, BufferedLog& log );
    ~Daemon();
 
@@ -60,6 +61,7 @@ class Daemon {
 
    DaemonOptions const options_;
    BufferedLog& log_;
+   StateDirectory stateDirectory_;
    OwnedLinkFile store_;
    EventLoop loop_;
    ServiceManager manager_;

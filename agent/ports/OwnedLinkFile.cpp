@@ -3,14 +3,11 @@
 #include "agent/ports/OwnedLinkLine.h"
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <fcntl.h>
 #include <iterator>
 #include <string>
-#include <sys/file.h>
 #include <sys/stat.h>
-#include <system_error>
 #include <unistd.h>
 #include <utility>
 
@@ -19,22 +16,11 @@ namespace Ufdd {
 namespace {
 
 constexpr char const* fileName = "held";
-constexpr char const* newFileName = "held.new";
-constexpr mode_t directoryMode = 0750;
-constexpr mode_t fileMode = 0644;
-
-Descriptor
-openIn( int directory, char const* name, int flags ) {
-   return Descriptor( openat( directory, name, flags | O_CLOEXEC, fileMode ) );
-}
 
 // Returns the complete lines of a file. A writer that was killed may have left half a line.
 std::string
 read( Descriptor const& file ) {
-   std::string text;
-   std::array< char, 4096 > part;
-   for ( ssize_t size = 0; ( size = ::read( file.fd(), part.data(), part.size() ) ) > 0; )
-      text.append( part.data(), static_cast< std::size_t >( size ) );
+   std::string text = textOf( file );
    text.erase( text.rfind( '\n' ) + 1 );
    return text;
 }
@@ -44,22 +30,6 @@ bool
 isThere( Descriptor const& file ) {
    struct stat status {};
    return file && fstat( file.fd(), &status ) == 0 && status.st_nlink > 0;
-}
-
-// Returns an errno value, as all functions below do that return an int.
-int
-writeAll( Descriptor const& file, std::string_view text, std::size_t at ) {
-   while ( !text.empty() ) {
-      ssize_t const written =
-          pwrite( file.fd(), text.data(), text.size(), static_cast< off_t >( at ) );
-      if ( written < 0 && errno != EINTR )
-         return errno;
-      if ( written > 0 ) {
-         text.remove_prefix( static_cast< std::size_t >( written ) );
-         at += static_cast< std::size_t >( written );
-      }
-   }
-   return 0;
 }
 
 using Lines = std::vector< std::string_view >;
@@ -87,16 +57,6 @@ difference( Lines const& lines, Lines others ) {
    return rest;
 }
 
-std::string
-epoch() {
-   std::string boot = read( openIn( AT_FDCWD, "/proc/sys/kernel/random/boot_id", O_RDONLY ) );
-   if ( boot.empty() )
-      boot = "unknown\n";
-   struct stat netns {};
-   stat( "/proc/thread-self/ns/net", &netns );
-   return "boot " + boot + "netns " + std::to_string( netns.st_ino ) + '\n';
-}
-
 // Overwrites the first letters of a line that is no longer valid.
 constexpr std::string_view struckOut = "gone";
 // The number of bytes of invalid lines above which the file is replaced.
@@ -111,45 +71,18 @@ indexOf( std::string_view line ) {
 
 } // namespace
 
-OwnedLinkFile::OwnedLinkFile( std::string path ) : path_( std::move( path ) ), epoch_( epoch() ) {
-   if ( openDirectory( directory_ ) == EWOULDBLOCK )
-      throw std::system_error( EWOULDBLOCK, std::generic_category(),
-                               "another ufdd is running and has " + path_ +
-                                   "; stop it, or give this one a --state-dir of its own" );
-}
+OwnedLinkFile::OwnedLinkFile( StateDirectory& directory )
+    : directory_( directory ), epoch_( directory.epoch() ) {}
 
 OwnedLinkFile::~OwnedLinkFile() {
    if ( file_ && text_ == epoch_ )
-      unlinkat( directory_.fd(), fileName, 0 );
-}
-
-int
-OwnedLinkFile::openDirectory( Descriptor& opened ) const {
-   if ( mkdir( path_.c_str(), directoryMode ) != 0 && errno != EEXIST )
-      return errno;
-   Descriptor directory = openIn( AT_FDCWD, path_.c_str(), O_RDONLY | O_DIRECTORY );
-   if ( !directory || flock( directory.fd(), LOCK_EX | LOCK_NB ) != 0 )
-      return errno;
-   opened = std::move( directory );
-   return 0;
-}
-
-int
-OwnedLinkFile::openDirectoryAgain() {
-   Descriptor directory;
-   if ( int const error = openDirectory( directory ) )
-      return error;
-   // This file is another ufdd's record. If it were replaced, that ufdd's ports would stay shut.
-   if ( faccessat( directory.fd(), fileName, F_OK, 0 ) == 0 )
-      return EEXIST;
-   directory_ = std::move( directory );
-   return 0;
+      directory_.remove( fileName );
 }
 
 std::vector< OwnedLink >
 OwnedLinkFile::recall() {
    std::vector< OwnedLink > links;
-   std::string const text = read( openIn( directory_.fd(), fileName, O_RDONLY ) );
+   std::string const text = read( directory_.open( fileName, O_RDONLY ) );
    if ( !text.starts_with( epoch_ ) )
       return links;
    for ( std::string_view const line : linesOf( text ) )
@@ -184,7 +117,9 @@ bool
 OwnedLinkFile::openFormer() {
    if ( isThere( file_ ) )
       return true;
-   Descriptor file = openIn( directory_.fd(), fileName, O_RDWR | O_DSYNC );
+   if ( isAnothers_ )
+      return false;
+   Descriptor file = directory_.open( fileName, O_RDWR | O_DSYNC );
    std::string text = read( file );
    if ( !text.starts_with( epoch_ ) )
       return false;
@@ -221,7 +156,7 @@ OwnedLinkFile::amend( std::string const& wanted ) {
 
 int
 OwnedLinkFile::extend( std::string_view lines ) {
-   int const error = writeAll( file_, lines, text_.size() );
+   int const error = writeText( file_, lines, text_.size() );
    if ( !error )
       text_ += lines;
    // If not all lines were written, removes those that were.
@@ -232,7 +167,7 @@ OwnedLinkFile::extend( std::string_view lines ) {
 
 int
 OwnedLinkFile::strikeOut( std::size_t place ) {
-   int const error = writeAll( file_, struckOut, place );
+   int const error = writeText( file_, struckOut, place );
    if ( !error )
       text_.replace( place, struckOut.size(), struckOut );
    return error;
@@ -248,21 +183,17 @@ OwnedLinkFile::cut( std::size_t size ) {
 
 int
 OwnedLinkFile::replace( std::string const& text ) {
-   if ( !isThere( directory_ ) )
-      if ( int const error = openDirectoryAgain() )
-         return error;
-   Descriptor file = openIn( directory_.fd(), newFileName, O_WRONLY | O_CREAT | O_TRUNC | O_DSYNC );
-   int error = file ? writeAll( file, text, 0 ) : errno;
-   if ( !error && ( renameat( directory_.fd(), newFileName, directory_.fd(), fileName ) != 0 ||
-                    fsync( directory_.fd() ) != 0 ) )
-      error = errno;
-   if ( error ) {
-      unlinkat( directory_.fd(), newFileName, 0 );
+   bool const wasThere = directory_.isThere();
+   if ( int const error = directory_.renew() )
       return error;
-   }
-   file_ = std::move( file );
-   text_ = text;
-   return 0;
+   // If another ufdd's record were replaced, that ufdd's ports would stay shut.
+   isAnothers_ = ( isAnothers_ || !wasThere ) && directory_.has( fileName );
+   if ( isAnothers_ )
+      return EEXIST;
+   int const error = directory_.replace( fileName, text, file_ );
+   if ( !error )
+      text_ = text;
+   return error;
 }
 
 } // namespace Ufdd

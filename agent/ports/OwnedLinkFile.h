@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/base/Descriptor.h"
+#include "agent/base/StateDirectory.h"
 #include "agent/ports/OwnedLinkStore.h"
 
 #include <string>
@@ -9,8 +10,7 @@
 
 namespace Ufdd {
 
-// The file "held" in a directory. The directory is locked for as long as this exists: two processes
-// that shut the same ports would never agree. Two lines say for which boot and network namespace
+// The file "held" in the state directory. Two lines say for which boot and network namespace
 // the record holds; a line for each link follows:
 //
 //    boot 6b1e9d3c-4b0b-4b53-9a0e-0f9c4b7a3a55
@@ -24,13 +24,9 @@ namespace Ufdd {
 // replaced. A reader never finds half a file, and ignores half a line.
 class OwnedLinkFile final : public OwnedLinkStore {
  public:
-   static constexpr char const* usualDirectory = "/run/ufdd";
-
-   // Makes the directory if there is none. If that fails, nothing is recalled and remember() tries
-   // again, as it does after the directory was removed. A directory that has got such a file
-   // meanwhile is left alone.
-   // Throws: std::system_error when another process has the directory locked.
-   explicit OwnedLinkFile( std::string path );
+   // If there is no directory, nothing is recalled and remember() tries to make it, as it does
+   // after the directory was removed. A directory that has got such a file meanwhile is left alone.
+   explicit OwnedLinkFile( StateDirectory& directory );
    ~OwnedLinkFile() override;
    OwnedLinkFile( OwnedLinkFile const& ) = delete;
    OwnedLinkFile& operator=( OwnedLinkFile const& ) = delete;
@@ -38,12 +34,10 @@ class OwnedLinkFile final : public OwnedLinkStore {
    std::vector< OwnedLink > recall() override;
    void add( std::span< OwnedLink const > links ) override;
    int remember( std::span< OwnedLink const > links ) override;
-   std::string place() const override { return path_ + "/held"; }
+   std::string place() const override { return directory_.path() + "/held"; }
 
  private:
    // These return errno values.
-   int openDirectory( Descriptor& opened ) const;
-   int openDirectoryAgain();
    int replace( std::string const& text );
    int amend( std::string const& wanted );
    int extend( std::string_view lines );
@@ -52,11 +46,11 @@ class OwnedLinkFile final : public OwnedLinkStore {
    // Returns false when there is no record, or one of another epoch.
    bool openFormer();
 
-   std::string const path_; // The directory's.
-   Descriptor directory_;
-   std::string const epoch_; // The first two lines: this boot and network namespace.
-   Descriptor file_;         // Open once it was written or is to be amended.
-   std::string text_;        // The file's content.
+   StateDirectory& directory_;
+   std::string const& epoch_; // The first two lines: this boot and network namespace.
+   bool isAnothers_ = false;  // The directory was made again, and has got another ufdd's file.
+   Descriptor file_;          // Open once it was written or is to be amended.
+   std::string text_;         // The file's content.
 };
 
 } // namespace Ufdd

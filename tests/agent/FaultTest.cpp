@@ -179,7 +179,7 @@ TEST_F( FaultTest, interruptedDumpIsReadAgain ) {
 // If nothing can be recorded, ufdd shuts ports all the same.
 TEST_F( FaultTest, fullDiskKeepsNoPortOpen ) {
    if ( unshare( CLONE_NEWNS ) != 0 || mount( "", "/", "", MS_REC | MS_PRIVATE, nullptr ) != 0 ||
-        mount( "", state_.path().c_str(), "tmpfs", 0, "size=8k" ) != 0 )
+        mount( "", state_.path().c_str(), "tmpfs", 0, "size=8k,mode=700" ) != 0 )
       GTEST_SKIP() << "no file system can be mounted here";
    plug( { "u1", "d1" } );
    auto const way = arguments( group( "a", "'u1'", "'d1'" ) );

@@ -63,7 +63,7 @@ TEST_F( LivingTest, reloadAppliesOnlyTheDifference ) {
    EXPECT_EQ( transitions( "d1-far" ) + transitions( "d2-far" ), before );
    EXPECT_FALSE( hasLink( "d1-far" ) );
    // Locks the record, as a ufdd does that is still ending.
-   Descriptor former( open( state_.path().c_str(), O_RDONLY | O_CLOEXEC ) );
+   Descriptor former( open( ( state_.path() + "/lock" ).c_str(), O_RDWR | O_CLOEXEC ) );
    ASSERT_EQ( flock( former.fd(), LOCK_EX ), 0 );
    Process release( { "--release", "--state-dir", state_.path() } );
    std::this_thread::sleep_for( std::chrono::milliseconds( 300 ) );

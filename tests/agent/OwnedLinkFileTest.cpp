@@ -10,9 +10,9 @@
 #include <fstream>
 #include <iterator>
 #include <sched.h>
+#include <stdexcept>
 #include <string>
 #include <sys/mount.h>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -27,9 +27,18 @@ OwnedLinks const three{ { 7, InterfaceName( "eth1" ), 0x02a1b2c3d4e5 },
                         { 9, InterfaceName( "eth2" ), 3, LinkRequest::Means::onlyReason, 0,
                           true } };
 
+// A process with its record in a directory.
+struct Keeper {
+   explicit Keeper( std::string const& path ) : directory( path ), file( directory ) {}
+   OwnedLinkFile* operator->() { return &file; }
+
+   StateDirectory directory;
+   OwnedLinkFile file;
+};
+
 class OwnedLinkFileTest : public testing::Test {
  protected:
-   OwnedLinks recalled() const { return OwnedLinkFile( directory.path() ).recall(); }
+   OwnedLinks recalled() const { return Keeper( directory.path() )->recall(); }
    std::string text() const {
       std::ifstream file( directory.path() + "/held" );
       return { std::istreambuf_iterator( file ), {} };
@@ -44,19 +53,19 @@ class OwnedLinkFileTest : public testing::Test {
 TEST_F( OwnedLinkFileTest, nextProcessRecallsTheLastRecord ) {
    EXPECT_EQ( recalled(), OwnedLinks() );
    {
-      OwnedLinkFile file( directory.path() );
-      EXPECT_EQ( file.remember( OwnedLinks{ { 3, InterfaceName( "eth0" ) } } ), 0 );
-      EXPECT_EQ( file.remember( three ), 0 );
-      EXPECT_THROW( recalled(), std::system_error ) << "there must not be two of them";
+      Keeper file( directory.path() );
+      EXPECT_EQ( file->remember( OwnedLinks{ { 3, InterfaceName( "eth0" ) } } ), 0 );
+      EXPECT_EQ( file->remember( three ), 0 );
+      EXPECT_THROW( recalled(), std::runtime_error ) << "there must not be two of them";
    }
    EXPECT_EQ( recalled(), three );
    EXPECT_NE( text().find( "\nheld 7 down 2a1b2c3d4e5 eth1\n" ), std::string::npos ) << text();
-   EXPECT_EQ( OwnedLinkFile( directory.path() ).remember( {} ), 0 );
+   EXPECT_EQ( Keeper( directory.path() )->remember( {} ), 0 );
    EXPECT_EQ( recalled(), OwnedLinks() );
 }
 
 TEST_F( OwnedLinkFileTest, ignoresOtherBootsOtherNamespacesAndBadLines ) {
-   ASSERT_EQ( OwnedLinkFile( directory.path() ).remember( three ), 0 );
+   ASSERT_EQ( Keeper( directory.path() )->remember( three ), 0 );
    std::string const good = text();
    std::size_t const netns = good.find( "netns " ) + std::strlen( "netns " );
    for ( std::size_t const at : { std::strlen( "boot " ), netns } ) {
@@ -74,50 +83,50 @@ TEST_F( OwnedLinkFileTest, ignoresOtherBootsOtherNamespacesAndBadLines ) {
 }
 
 TEST_F( OwnedLinkFileTest, removedFileIsWrittenAgainBeforeAnythingIsShut ) {
-   OwnedLinkFile file( directory.path() );
-   ASSERT_EQ( file.remember( OwnedLinks{ three[ 0 ] } ), 0 );
-   std::filesystem::remove( file.place() );
-   file.add( OwnedLinks{ three[ 1 ] } );
-   EXPECT_EQ( file.recall(), ( OwnedLinks{ three[ 0 ], three[ 1 ] } ) );
+   Keeper file( directory.path() );
+   ASSERT_EQ( file->remember( OwnedLinks{ three[ 0 ] } ), 0 );
+   std::filesystem::remove( file->place() );
+   file->add( OwnedLinks{ three[ 1 ] } );
+   EXPECT_EQ( file->recall(), ( OwnedLinks{ three[ 0 ], three[ 1 ] } ) );
    // The directory is removed; then another ufdd's record is in its place.
    std::string const another = text();
    std::filesystem::remove_all( directory.path() );
-   file.add( OwnedLinks{ three[ 2 ] } );
-   EXPECT_EQ( file.recall(), three );
+   file->add( OwnedLinks{ three[ 2 ] } );
+   EXPECT_EQ( file->recall(), three );
    std::filesystem::remove_all( directory.path() );
    std::filesystem::create_directory( directory.path() );
    textIs( another );
-   EXPECT_EQ( file.remember( three ), EEXIST );
+   EXPECT_EQ( file->remember( three ), EEXIST );
    EXPECT_EQ( text(), another );
-   std::filesystem::remove( file.place() );
-   EXPECT_EQ( file.remember( three ), 0 );
-   EXPECT_EQ( file.recall(), three );
+   std::filesystem::remove( file->place() );
+   EXPECT_EQ( file->remember( three ), 0 );
+   EXPECT_EQ( file->recall(), three );
 }
 
 TEST_F( OwnedLinkFileTest, fullDiskLeavesTheRecordTrue ) {
-   OwnedLinkFile nowhere( directory.path() + "/no/such" );
-   EXPECT_EQ( nowhere.remember( three ), ENOENT );
+   Keeper nowhere( directory.path() + "/no/such" );
+   EXPECT_EQ( nowhere->remember( three ), ENOENT );
    std::filesystem::create_directory( directory.path() + "/no" );
-   EXPECT_EQ( nowhere.remember( three ), 0 );
+   EXPECT_EQ( nowhere->remember( three ), 0 );
    bool isMounted = false;
    std::thread( [ & ] {
       isMounted = unshare( CLONE_NEWNS ) == 0 &&
                   mount( "", "/", "", MS_REC | MS_PRIVATE, nullptr ) == 0 &&
-                  mount( "", directory.path().c_str(), "tmpfs", 0, "size=8k" ) == 0;
+                  mount( "", directory.path().c_str(), "tmpfs", 0, "size=8k,mode=700" ) == 0;
       if ( !isMounted )
          return;
-      EXPECT_EQ( OwnedLinkFile( directory.path() ).remember( three ), 0 );
+      EXPECT_EQ( Keeper( directory.path() )->remember( three ), 0 );
       std::ofstream( directory.path() + "/other" ) << std::string( 1 << 14, 'x' );
-      OwnedLinkFile file( directory.path() );
+      Keeper file( directory.path() );
       OwnedLinks many{ three[ 1 ], three[ 2 ] };
       many[ 1 ].name = InterfaceName( "eth9" );
       for ( std::uint32_t index = 100; index < 300; ++index )
          many.push_back( { index, InterfaceName( "a-name-of-15byt" ) } );
-      EXPECT_EQ( file.remember( many ), ENOSPC );
-      EXPECT_EQ( file.recall(), ( OwnedLinks{ three[ 1 ], three[ 2 ] } ) )
+      EXPECT_EQ( file->remember( many ), ENOSPC );
+      EXPECT_EQ( file->recall(), ( OwnedLinks{ three[ 1 ], three[ 2 ] } ) )
           << "opened links are removed; an old name is better than none";
-      EXPECT_EQ( file.remember( OwnedLinks{ three[ 2 ] } ), 0 ) << "forgetting takes no room";
-      EXPECT_EQ( file.recall(), OwnedLinks{ three[ 2 ] } );
+      EXPECT_EQ( file->remember( OwnedLinks{ three[ 2 ] } ), 0 ) << "forgetting takes no room";
+      EXPECT_EQ( file->recall(), OwnedLinks{ three[ 2 ] } );
    } ).join();
    if ( !isMounted )
       GTEST_SKIP() << "no file system can be mounted here";
