@@ -9,8 +9,12 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
 set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/lib)
-# Programs find their libraries relative to themselves, so that a built tree can be moved.
-set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+# Programs find their libraries relative to themselves, so that a built tree can be moved. Paths that
+# differ once installed would be padded with empty entries, and an empty entry lets a program load
+# libraries from its working directory.
+set(CMAKE_BUILD_WITH_INSTALL_RPATH ON)
+set(CMAKE_INSTALL_RPATH "$ORIGIN/../lib" "$ORIGIN/../${CMAKE_INSTALL_LIBDIR}")
+list(REMOVE_DUPLICATES CMAKE_INSTALL_RPATH)
 
 set(UFD_SANITIZE "" CACHE STRING "Sanitizers to build with, as for -fsanitize=")
 
