@@ -2,6 +2,7 @@
 #include "agent/base/CommandLine.h"
 #include "agent/base/JournalLog.h"
 #include "agent/base/Log.h"
+#include "agent/base/Printable.h"
 #include "agent/base/StandardDescriptors.h"
 #include "agent/config/ConfigFile.h"
 
@@ -45,7 +46,7 @@ newLog() {
 void
 print( std::vector< std::string > const& findings ) {
    for ( std::string const& finding : findings )
-      std::cerr << finding << '\n';
+      std::cerr << Ufdd::printable( finding ) << '\n';
 }
 
 int
@@ -55,7 +56,7 @@ check( std::string const& file ) {
    if ( !config.errors.empty() )
       return EX_CONFIG;
    print( config.warnings );
-   std::cout << file << ": OK, " << config.groups.size()
+   std::cout << Ufdd::printable( file ) << ": OK, " << config.groups.size()
              << ( config.groups.size() == 1 ? " group\n" : " groups\n" );
    return EXIT_SUCCESS;
 }

@@ -1,6 +1,7 @@
 #include "agent/base/CommandLine.h"
 
 #include "agent/base/NearestWord.h"
+#include "agent/base/Printable.h"
 
 #include <CLI/CLI.hpp>
 
@@ -106,7 +107,7 @@ CommandLine::parse( int argc, char** argv ) {
 int
 CommandLine::refuse( std::string const& error ) const {
    std::string const& program = app_->get_name();
-   std::cerr << program << ": " << error << "\nSee \"" << program << " --help\".\n";
+   std::cerr << program << ": " << printable( error ) << "\nSee \"" << program << " --help\".\n";
    return EX_USAGE;
 }
 

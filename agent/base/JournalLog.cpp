@@ -1,6 +1,7 @@
 #include "agent/base/JournalLog.h"
 
-#include <algorithm>
+#include "agent/base/Printable.h"
+
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -39,10 +40,8 @@ void
 append( std::string& message, std::string_view key, std::string_view value ) {
    if ( value.empty() )
       return;
-   message.append( key ).append( "=" ).append( value ) += '\n';
    // A line break would begin another field.
-   std::replace( message.end() - static_cast< std::ptrdiff_t >( value.size() ) - 1,
-                 message.end() - 1, '\n', ' ' );
+   message.append( key ).append( "=" ).append( printable( value ) ) += '\n';
 }
 
 } // namespace

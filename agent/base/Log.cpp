@@ -1,5 +1,6 @@
 #include "agent/base/Log.h"
 
+#include "agent/base/Printable.h"
 #include "agent/base/WallTime.h"
 
 #include <climits>
@@ -18,7 +19,7 @@ StreamLog::line( std::string_view text ) {
       ++dropped_;
       return;
    }
-   lines_.push_back( { timed_ ? wallNow() : 0, std::string( text ) } );
+   lines_.push_back( { timed_ ? wallNow() : 0, printable( text ) } );
 }
 
 bool

@@ -1,5 +1,7 @@
 #include "agent/base/ServiceManager.h"
 
+#include "agent/base/Printable.h"
+
 #include <systemd/sd-daemon.h>
 
 #include <cstddef>
@@ -36,7 +38,8 @@ ServiceManager::reloading() {
 }
 
 void
-ServiceManager::statusIs( std::string const& status ) {
+ServiceManager::statusIs( std::string const& text ) {
+   std::string status = printable( text );
    if ( status == status_ )
       return;
    status_ = status;

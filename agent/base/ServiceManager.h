@@ -23,7 +23,7 @@ class ServiceManager {
    void reloading();
    void stopping() { tell( Subject::stopping, "STOPPING=1" ); }
    // Reports a short text about the present state, if it differs from the last one.
-   void statusIs( std::string const& status );
+   void statusIs( std::string const& text );
 
    // The longest time between two calls of alive(), in microseconds; 0 if none are expected.
    std::uint64_t watchdogPeriod() const { return watchdogPeriod_; }

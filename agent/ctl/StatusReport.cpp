@@ -128,7 +128,7 @@ statusJson( Status const& status, std::string const& wanted, Moment const& now )
                           { "secondsSince", seconds } } );
    }
    // The name of a group need not be valid UTF-8.
-   return Json{ { "groups", groups } }.dump( 2, ' ', false, Json::error_handler_t::replace ) + '\n';
+   return Json{ { "groups", groups } }.dump( 2, ' ', true, Json::error_handler_t::replace ) + '\n';
 }
 
 } // namespace Ufdd

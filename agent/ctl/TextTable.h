@@ -1,5 +1,7 @@
 #pragma once
 
+#include "agent/base/Printable.h"
+
 #include <string>
 #include <string_view>
 #include <vector>
@@ -10,8 +12,9 @@ namespace Ufdd {
 class TextTable {
  public:
    struct Cell {
-      Cell( std::string content ) : text( std::move( content ) ) {}
-      Cell( char const* content ) : text( content ) {}
+      Cell( std::string_view content ) : text( printable( content ) ) {}
+      Cell( std::string const& content ) : Cell( std::string_view( content ) ) {}
+      Cell( char const* content ) : Cell( std::string_view( content ) ) {}
 
       std::string text;
       // The escape sequence that begins the text's colour; empty for none.

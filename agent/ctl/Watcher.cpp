@@ -1,5 +1,6 @@
 #include "agent/ctl/Watcher.h"
 
+#include "agent/base/Printable.h"
 #include "agent/ctl/TextTable.h"
 #include "model/GroupStatus.h"
 
@@ -28,7 +29,7 @@ Watcher::showStates() {
    auto const groups = groupsShown( *status_, wanted_ );
    begun_ = true;
    for ( auto const& group : groups )
-      nameWidth_ = std::max( nameWidth_, TextTable::width( group->zetName().view() ) );
+      nameWidth_ = std::max( nameWidth_, TextTable::width( printable( group->zetName().view() ) ) );
    for ( auto const& group : groups )
       if ( style_.asJson )
          object( "state", { { "group", group->zetName().c_str() },
@@ -42,7 +43,7 @@ Watcher::handleLoss( std::string const& socket ) {
    if ( style_.asJson )
       object( "lost", { { "socket", socket } } );
    else
-      line( "lost ufdd at " + socket + "; waiting for it to come back" );
+      line( "lost ufdd at " + printable( socket ) + "; waiting for it to come back" );
 }
 
 void
@@ -50,7 +51,7 @@ Watcher::handleResync( std::string const& socket ) {
    if ( style_.asJson )
       object( "resync", { { "socket", socket } } );
    else
-      line( "ufdd at " + socket + " is back; what has changed meanwhile follows" );
+      line( "ufdd at " + printable( socket ) + " is back; what has changed meanwhile follows" );
 }
 
 void
@@ -77,9 +78,10 @@ Watcher::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus 
 
 std::string
 Watcher::padded( Zet::Name const& name ) {
-   std::size_t const width = TextTable::width( name.view() );
+   std::string const shown = printable( name.view() );
+   std::size_t const width = TextTable::width( shown );
    nameWidth_ = std::max( nameWidth_, width );
-   return std::string( name.view() ).append( nameWidth_ - width + 2, ' ' );
+   return shown + std::string( nameWidth_ - width + 2, ' ' );
 }
 
 std::string
@@ -99,7 +101,7 @@ Watcher::object( std::string_view event, std::initializer_list< Field > fields )
    Json object{ { "time", utcTime( clock_() ) }, { "event", event } };
    for ( auto const& [ name, value ] : fields )
       object[ name ] = value;
-   out_ << object.dump( -1, ' ', false, Json::error_handler_t::replace ) << std::endl;
+   out_ << object.dump( -1, ' ', true, Json::error_handler_t::replace ) << std::endl;
 }
 
 } // namespace Ufdd

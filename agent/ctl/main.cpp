@@ -1,6 +1,7 @@
 // ufdctl: shows the status of a running ufdd, and the types of the library.
 
 #include "agent/base/CommandLine.h"
+#include "agent/base/Printable.h"
 #include "agent/base/StandardDescriptors.h"
 #include "agent/ctl/Describe.h"
 #include "agent/ctl/Show.h"
@@ -28,7 +29,7 @@ main( int argc, char** argv ) {
          return *status;
       Ufdd::requireOutput();
    } catch ( std::exception const& error ) {
-      std::cerr << "ufdctl: " << error.what() << '\n';
+      std::cerr << "ufdctl: " << Ufdd::printable( error.what() ) << '\n';
       return EXIT_FAILURE;
    }
    return EXIT_SUCCESS;

@@ -51,6 +51,25 @@ TEST( StreamLog, losesNoLineOfALongTurn ) {
    std::fclose( file );
 }
 
+// A name of an interface may have bytes that command the reader's terminal.
+TEST( StreamLog, writesNoControlBytes ) {
+   std::array< int, 2 > ends{};
+   ASSERT_EQ( pipe2( ends.data(), O_CLOEXEC ), 0 );
+   StreamLog log( ends[ 1 ], false );
+   log.line(
+       "a\x1b["
+       "2J\n\x7f\xc2\x9b\x9b\xc3\xa9\xe2\x82\xac\xf0\x9f\x94\x8c\xed\xa0\x80\xc0\xaf\xe2\x82" );
+   log.flush();
+   std::array< char, 256 > text{};
+   ssize_t const size = read( ends[ 0 ], text.data(), text.size() );
+   EXPECT_EQ(
+       std::string( text.data(), static_cast< std::size_t >( std::max( size, ssize_t() ) ) ),
+       "a\\x1b[2J\\x0a\\x7f\\xc2\\x9b\\x9b\xc3\xa9\xe2\x82\xac\xf0\x9f\x94\x8c\\xed\\xa0\\x80"
+       "\\xc0\\xaf\\xe2\\x82\n" );
+   close( ends[ 0 ] );
+   close( ends[ 1 ] );
+}
+
 TEST( JournalLog, sendsFieldsAndWaitsForNobody ) {
    std::string path;
    {
@@ -63,7 +82,7 @@ TEST( JournalLog, sendsFieldsAndWaitsForNobody ) {
       log.event( { .id = LogEvent::fault }, "why it ended" );
       log.line( "plain" );
       log.flush();
-      EXPECT_EQ( inbox.next(), "SYSLOG_IDENTIFIER=ufdd\nMESSAGE=port d1 shut: UFD_GROUP=no\n"
+      EXPECT_EQ( inbox.next(), "SYSLOG_IDENTIFIER=ufdd\nMESSAGE=port d1 shut:\\x0aUFD_GROUP=no\n"
                                "PRIORITY=4\nMESSAGE_ID=9b3d7e5f2a1c4d8e8f6a0b4c7d2e1935\n"
                                "UFD_GROUP=a b\nUFD_GROUP=c\nUFD_PORT=d1\n" );
       EXPECT_TRUE( inbox.receives( "UFD_GROUP=a\n" ) );

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace Ufdd {
+
+// Returns the text with each byte that could command a terminal, or split a line of a log, written
+// as "\x1b": control characters, also those of UTF-8 (U+0080 to U+009F), and bytes that are no
+// UTF-8. Names of interfaces and files may have such bytes.
+std::string printable( std::string_view text );
+
+} // namespace Ufdd
