@@ -56,6 +56,7 @@ Agent::start( ConfigFile const& config ) {
    logWarnings( config );
    links_.watch( interfacesOf( config.groups ) );
    portControl_.reasonIs( config.protoDownReason );
+   portControl_.protectedAre( config.protect );
    portControl_.beginAdoption();
    source_.start( links_ );
    // These may be dormant. Taken for up, they would open a port for a moment.
@@ -91,6 +92,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
       log_.event( about, "startup_hold has changed; the change takes effect at the next start" );
    logWarnings( config );
    portControl_.reasonIs( config.protoDownReason );
+   portControl_.protectedAre( config.protect );
    std::vector< Kelnet::IntfId > const interfaces = interfacesOf( config.groups );
    links_.watch( interfaces );
    for ( GroupSettings const& group : config.groups )

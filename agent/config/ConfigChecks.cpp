@@ -1,107 +1,161 @@
 #include "agent/config/ConfigChecks.h"
 
+#include "agent/base/NearestWord.h"
+
 #include <algorithm>
-#include <deque>
+#include <cstddef>
 #include <map>
+#include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace Ufdd {
 
 namespace {
 
-// One group disables an interface that another group monitors. When the first goes down, the other
-// loses that uplink.
-struct Edge {
-   std::size_t to;     // The index of the other group.
-   std::string port;   // The interface's name in the first group.
-   std::string uplink; // Its name in the other group.
-};
-using Edges = std::vector< std::vector< Edge > >;
+// Finds circles: groups each of which disables an uplink of the next one. Once one of them goes
+// down, they would keep each other down. Groups and interfaces are the points of a graph; an arrow
+// leads from a group to each port that it disables, and from an interface to each group that
+// monitors it.
+class Circles {
+ public:
+   Circles( SystemView const& system, std::vector< GroupSettings > const& groups );
 
-Edges
-edgesOf( SystemView const& system, std::vector< GroupSettings > const& groups ) {
-   // By main name: the groups that monitor the interface, each with its name for it.
-   std::map< std::string, std::vector< std::pair< std::size_t, std::string > > > monitoring;
-   for ( std::size_t i = 0; i < groups.size(); ++i )
+   struct Step {
+      std::size_t from, to;          // The indexes of two groups.
+      std::string_view port, uplink; // The names of the interface between, in either group.
+   };
+   // Takes a circle out of the graph. Returns its steps, from its first group on; or nothing when
+   // no circle is left.
+   std::vector< Step > take();
+
+ private:
+   struct Point {
+      std::vector< std::pair< std::size_t, std::string_view > > after; // With the group's name for
+                                                                       // the interface.
+      std::vector< std::size_t > before;
+      std::size_t leftBefore = 0; // Number of arrows from points that are left.
+      bool isLeft = true;
+   };
+
+   void connect( std::size_t from, std::size_t to, std::string_view name );
+   // Removes the point, and all points that are on no circle then.
+   void remove( std::size_t point );
+   // Returns the group's name for the interface that the arrow connects it with.
+   std::string_view nameOn( std::size_t from, std::size_t to ) const;
+
+   std::vector< Point > points_; // The groups, by their indexes, then the interfaces.
+   std::size_t const groups_;
+   std::size_t firstLeft_ = 0; // No group before it is left.
+};
+
+Circles::Circles( SystemView const& system, std::vector< GroupSettings > const& groups )
+    : points_( groups.size() ), groups_( groups.size() ) {
+   std::map< std::string, std::size_t > interfaces; // The point of each, by main name.
+   auto const pointOf = [ & ]( std::string const& interface ) {
+      auto const [ at, isNew ] = interfaces.try_emplace( interface, points_.size() );
+      if ( isNew )
+         points_.emplace_back();
+      return at->second;
+   };
+   for ( std::size_t i = 0; i < groups_; ++i ) {
+      std::set< std::size_t > own;
       for ( auto const& [ uplink, place ] : groups[ i ].monitorPlaces )
-         for ( std::string const& interface : system.interfacesOf( uplink ) )
-            monitoring[ interface ].emplace_back( i, uplink );
-   Edges edges( groups.size() );
-   for ( std::size_t i = 0; i < groups.size(); ++i )
+         for ( std::string const& interface : system.interfacesOf( uplink ) ) {
+            std::size_t const point = pointOf( interface );
+            own.insert( point );
+            connect( point, i, uplink );
+         }
+      // A group that disables its own uplink is an error by itself.
       for ( auto const& [ port, place ] : groups[ i ].disablePlaces )
          for ( std::string const& interface : system.interfacesOf( port ) )
-            if ( auto const at = monitoring.find( interface ); at != monitoring.end() )
-               for ( auto const& [ to, uplink ] : at->second )
-                  if ( to != i )
-                     edges[ i ].push_back( { to, port, uplink } );
-   return edges;
-}
-
-// Returns the shortest way from a group back to itself, over groups that come after it in the file;
-// or nothing. Each cycle is found once, from its first group.
-std::vector< std::pair< std::size_t, Edge const* > >
-cycleFrom( std::size_t start, Edges const& edges ) {
-   std::map< std::size_t, std::pair< std::size_t, Edge const* > > cameFrom;
-   std::deque< std::size_t > queue{ start };
-   while ( !queue.empty() && !cameFrom.contains( start ) ) {
-      std::size_t const from = queue.front();
-      queue.pop_front();
-      for ( Edge const& edge : edges[ from ] )
-         if ( edge.to >= start && cameFrom.try_emplace( edge.to, from, &edge ).second )
-            queue.push_back( edge.to );
+            if ( std::size_t const point = pointOf( interface ); !own.contains( point ) )
+               connect( i, point, port );
    }
-   std::vector< std::pair< std::size_t, Edge const* > > way;
-   if ( !cameFrom.contains( start ) )
-      return way;
-   std::size_t at = start;
-   do {
-      way.push_back( cameFrom.at( at ) );
-      at = way.back().first;
-   } while ( at != start );
-   std::reverse( way.begin(), way.end() );
-   return way;
+   for ( std::size_t i = 0; i < points_.size(); ++i )
+      if ( points_[ i ].isLeft && points_[ i ].leftBefore == 0 )
+         remove( i );
 }
 
 void
-checkCycles( SystemView const& system, std::vector< GroupSettings > const& groups,
-             Findings& findings ) {
-   Edges const edges = edgesOf( system, groups );
-   for ( std::size_t i = 0; i < groups.size(); ++i ) {
-      auto const way = cycleFrom( i, edges );
-      if ( way.empty() )
-         continue;
+Circles::connect( std::size_t from, std::size_t to, std::string_view name ) {
+   points_[ from ].after.emplace_back( to, name );
+   points_[ to ].before.push_back( from );
+   ++points_[ to ].leftBefore;
+}
+
+void
+Circles::remove( std::size_t point ) {
+   points_[ point ].isLeft = false;
+   for ( std::vector< std::size_t > queue{ point }; !queue.empty(); ) {
+      Point const& gone = points_[ queue.back() ];
+      queue.pop_back();
+      for ( auto const& [ to, name ] : gone.after )
+         if ( --points_[ to ].leftBefore == 0 && std::exchange( points_[ to ].isLeft, false ) )
+            queue.push_back( to );
+   }
+}
+
+std::vector< Circles::Step >
+Circles::take() {
+   while ( firstLeft_ < groups_ && !points_[ firstLeft_ ].isLeft )
+      ++firstLeft_;
+   if ( firstLeft_ == groups_ )
+      return {};
+   // Every point that is left has one before it, so this way back comes to a point twice.
+   std::vector< std::size_t > way;
+   std::map< std::size_t, std::size_t > visited; // The places in `way`, by point.
+   std::size_t at = firstLeft_;
+   while ( visited.try_emplace( at, way.size() ).second ) {
+      way.push_back( at );
+      at = *std::ranges::find_if( points_[ at ].before,
+                                  [ & ]( std::size_t from ) { return points_[ from ].isLeft; } );
+   }
+   way.erase( way.begin(), way.begin() + static_cast< std::ptrdiff_t >( visited.at( at ) ) );
+   std::ranges::reverse( way );
+   // The groups have the lowest indexes.
+   std::ranges::rotate( way, std::ranges::min_element( way ) );
+   std::vector< Step > steps;
+   for ( std::size_t i = 0; i < way.size(); i += 2 ) {
+      std::size_t const to = way[ ( i + 2 ) % way.size() ];
+      steps.push_back(
+          { way[ i ], to, nameOn( way[ i ], way[ i + 1 ] ), nameOn( way[ i + 1 ], to ) } );
+   }
+   remove( way.front() );
+   return steps;
+}
+
+std::string_view
+Circles::nameOn( std::size_t from, std::size_t to ) const {
+   return std::ranges::find( points_[ from ].after, to,
+                             []( auto const& arrow ) { return arrow.first; } )
+       ->second;
+}
+
+void
+checkCircles( SystemView const& system, std::vector< GroupSettings > const& groups,
+              Findings& findings ) {
+   constexpr std::size_t maxShown = 8;
+   Circles circles( system, groups );
+   for ( std::size_t n = 0; n < Findings::maxListed; ++n ) {
+      auto const circle = circles.take();
+      if ( circle.empty() )
+         return;
       std::string text;
-      for ( auto const& [ from, edge ] : way )
-         text += "group " + quoted( groups[ from ].name() ) + " disables " + quoted( edge->port ) +
-                 ", which group " + quoted( groups[ edge->to ].name() ) + " monitors" +
-                 ( edge->uplink == edge->port ? "; " : " as " + quoted( edge->uplink ) + "; " );
-      findings.error( groups[ i ].disablePlaces.at( way.front().second->port ),
-                      text + "once down, they would keep each other down; break the circle" );
+      for ( auto const& [ from, to, port, uplink ] :
+            std::span( circle ).first( std::min( circle.size(), maxShown ) ) )
+         text += "group " + quoted( groups[ from ].name() ) + " disables " + quoted( port ) +
+                 ", which group " + quoted( groups[ to ].name() ) + " monitors" +
+                 ( uplink == port ? "; " : " as " + quoted( uplink ) + "; " );
+      if ( circle.size() > maxShown )
+         text += "... and so on, over " + std::to_string( circle.size() ) + " groups; ";
+      findings.error(
+          groups[ circle.front().from ].disablePlaces.find( circle.front().port )->second,
+          text + "once down, they would keep each other down; break the circle" );
    }
-}
-
-void
-checkCount( GroupSettings const& group, Findings& findings ) {
-   std::size_t const monitored = group.monitorPlaces.size();
-   unsigned int const minLinks = group.config->minLinks();
-   std::string const subject = "group " + quoted( group.name() ) + " monitors ";
-   if ( monitored == 0 )
-      findings.warning( group.place, subject + "no interface: its ports are " +
-                                         ( minLinks > 0 ? "always" : "never" ) + " shut" );
-   else if ( monitored < minLinks )
-      findings.warning( group.place, subject + std::to_string( monitored ) +
-                                         ( monitored == 1 ? " interface" : " interfaces" ) +
-                                         ", fewer than its min_links, " +
-                                         std::to_string( minLinks ) +
-                                         ": its ports are always shut" );
-   else if ( minLinks == 0 )
-      findings.warning( group.place, "group " + quoted( group.name() ) +
-                                         " has a min_links of 0: its ports are never shut" );
-   if ( group.disablePlaces.empty() )
-      findings.warning( group.place, "group " + quoted( group.name() ) +
-                                         " disables no port: only its status is reported" );
 }
 
 // Warns of an uplink that runs on a port of its own group: once the port is shut, the uplink can't
@@ -171,11 +225,30 @@ checkDefaultRoute( SystemView const& system, GroupSettings const& group, Finding
 } // namespace
 
 void
+checkCounts( GroupSettings const& group, Findings& findings ) {
+   std::size_t const monitored = group.monitorPlaces.size();
+   unsigned int const minLinks = group.config->minLinks();
+   std::string const subject = "group " + quoted( group.name() );
+   if ( monitored == 0 )
+      findings.error( group.place,
+                      subject + " monitors no interface; list its uplinks in monitor" );
+   else if ( monitored < minLinks )
+      findings.error( group.place, subject + " monitors " + std::to_string( monitored ) +
+                                       ( monitored == 1 ? " interface" : " interfaces" ) +
+                                       ", fewer than its min_links, " + std::to_string( minLinks ) +
+                                       ", so that its ports would always be shut; list more "
+                                       "uplinks or lower min_links" );
+   else if ( minLinks == 0 )
+      findings.note( group.place, subject + " has a min_links of 0: its ports are never shut" );
+   if ( group.disablePlaces.empty() )
+      findings.warning( group.place, subject + " disables no port: only its status is reported" );
+}
+
+void
 checkGroups( SystemView const& system, std::vector< GroupSettings > const& groups,
              Findings& findings ) {
-   checkCycles( system, groups, findings );
+   checkCircles( system, groups, findings );
    for ( GroupSettings const& group : groups ) {
-      checkCount( group, findings );
       checkNames( system, group, findings );
       checkLower( system, group, findings );
       checkDefaultRoute( system, group, findings );
@@ -183,14 +256,59 @@ checkGroups( SystemView const& system, std::vector< GroupSettings > const& group
 }
 
 void
+checkProtected( SystemView const& system, NamePlaces const& protect,
+                std::vector< GroupSettings > const& groups, Findings& findings ) {
+   struct Reason {
+      std::string_view name; // In `protect`.
+      std::string_view how;
+   };
+   std::map< std::string, Reason > reasons; // By main name.
+   for ( auto const& [ name, place ] : protect )
+      for ( std::string const& interface : system.interfacesOf( name ) ) {
+         reasons.try_emplace( interface, Reason{ name, " is the same interface or LAG as " } );
+         if ( auto const at = system.runsOn.find( interface ); at != system.runsOn.end() )
+            for ( std::string const& lower : at->second )
+               reasons.try_emplace( lower, Reason{ name, " carries " } );
+      }
+   for ( GroupSettings const& group : groups )
+      for ( auto const& [ port, place ] : group.disablePlaces )
+         for ( std::string const& interface : system.interfacesOf( port ) )
+            if ( auto const at = reasons.find( interface ); at != reasons.end() ) {
+               auto const [ name, how ] = at->second;
+               findings.error( place, quoted( port ) +
+                                          ( name == port ? " is protected"
+                                                         : std::string( how ) + quoted( name ) +
+                                                               ", which is protected" ) +
+                                          " by this file; remove one of the two" );
+               break;
+            }
+}
+
+void
 noteAbsent( SystemView const& system, std::vector< GroupSettings > const& groups,
             Findings& findings ) {
-   std::set< std::string_view > noted;
+   std::map< std::string_view, Place > listed; // With the first place of each.
    for ( GroupSettings const& group : groups )
       for ( auto const* const places : { &group.monitorPlaces, &group.disablePlaces } )
          for ( auto const& [ name, place ] : *places )
-            if ( !system.interfaces.contains( name ) && noted.insert( name ).second )
-               findings.note( place, "there is no interface " + quoted( name ) + " yet" );
+            listed.try_emplace( name, place );
+   // A name that is listed itself is not what was meant by another.
+   std::vector< std::string_view > others;
+   for ( auto const& [ name, interfaces ] : system.interfaces )
+      if ( !listed.contains( name ) )
+         others.push_back( name );
+   std::size_t compared = 0; // With all others, which takes its time.
+   for ( auto const& [ name, place ] : listed ) {
+      if ( system.interfaces.contains( std::string( name ) ) )
+         continue;
+      auto const nearest =
+          compared++ < Findings::maxListed ? nearestWord( name, others ) : std::nullopt;
+      std::string const text = "there is no interface " + quoted( name );
+      if ( nearest )
+         findings.warning( place, text + "; did you mean " + quoted( *nearest ) + "?" );
+      else
+         findings.note( place, text + " yet" );
+   }
 }
 
 } // namespace Ufdd

@@ -2,20 +2,20 @@
 
 #include "adapters/notify/Description.h"
 #include "agent/base/NearestWord.h"
+#include "agent/base/Printable.h"
 #include "agent/config/ConfigChecks.h"
+#include "agent/config/RegularFile.h"
 #include "agent/config/TableReader.h"
+#include "agent/config/TomlDepth.h"
 #include "platform/zet/attrlog/Format.h"
 
 #include <toml++/toml.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
 #include <map>
-#include <memory>
 #include <optional>
+#include <stdexcept>
 #include <system_error>
 
 namespace Ufdd {
@@ -23,6 +23,10 @@ namespace Ufdd {
 namespace {
 
 using UplinkFailureDetection::GroupConfig;
+
+// Of a file: a hundred thousand lines can't be meant.
+constexpr std::size_t maxBytes = 1 << 20;
+constexpr std::size_t maxDepth = 16;
 
 constexpr std::array shortNames{
    ShortName{ "monitor", "intfsToMonitor" },
@@ -34,14 +38,17 @@ class Reader {
  public:
    explicit Reader( Findings& findings ) : findings_( findings ) {}
 
-   void readFile( toml::table const& file );
+   // Parses a text that is not too deep, then reads it.
+   void readText( std::string_view text, std::string_view file );
 
    std::vector< GroupSettings > groups;
    DetectionSettings detection;
    std::uint32_t protoDownReason = ConfigFile().protoDownReason;
    double startupHold = 0;
+   NamePlaces protect;
 
  private:
+   void readFile( toml::table const& file );
    void readDetection( toml::table const& file );
    // These read one option. The variable keeps its value if the table does not have the key.
    template < class V, class Read >
@@ -88,15 +95,27 @@ Reader::checkKeys( toml::table const& table, std::vector< std::string > const& s
 }
 
 void
+Reader::readText( std::string_view text, std::string_view file ) {
+   try {
+      readFile( toml::parse( text, file ) );
+   } catch ( toml::parse_error const& error ) {
+      findings_.error( { error.source().begin.line, error.source().begin.column },
+                       std::string( error.description() ) );
+   }
+}
+
+void
 Reader::readFile( toml::table const& file ) {
    checkKeys( file,
               { "group", "detection", "detection_interval", "protodown_reason", "startup_hold",
-                "dry_run" },
+                "dry_run", "protect" },
               "the file", []( std::string_view ) { return false; } );
    readDetection( file );
    readNumber( file, "protodown_reason", "", 0, Link::maxReason, protoDownReason );
    readSeconds( file, "startup_hold", startupHold );
    readFlag( file, "dry_run", isDryRun_ );
+   if ( toml::node const* const names = file.get( "protect" ) )
+      NameReader( NameReader::Kind::interfaces, findings_, protect ).readList( *names, "protect" );
    toml::node const* const list = file.get( "group" );
    if ( !list )
       return;
@@ -163,6 +182,7 @@ Reader::readFlag( toml::table const& table, std::string_view key, bool& flag ) {
 
 void
 Reader::readGroup( toml::table const& table ) {
+   std::size_t const errorsBefore = findings_.errorCount();
    std::vector< std::string > keys = attributes_.keys();
    keys.insert( keys.begin(), "name" );
    keys.insert( keys.end(), { "recovery_delay", "down_delay", "dry_run" } );
@@ -177,6 +197,9 @@ Reader::readGroup( toml::table const& table ) {
    auto places = attributes_.read( table, *group.config, "this group" );
    group.monitorPlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToMonitor >().id ];
    group.disablePlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToDisable >().id ];
+   // After an error, lists may lack names.
+   if ( findings_.errorCount() == errorsBefore )
+      checkCounts( group, findings_ );
    groups.push_back( std::move( group ) );
 }
 
@@ -199,7 +222,7 @@ Reader::readName( toml::table const& table ) {
       return fail( *node, "the name of a group has at most " +
                               std::to_string( Zet::NboAttrLog::stringLimit ) + " bytes, not " +
                               std::to_string( name.size() ) );
-   if ( std::any_of( name.begin(), name.end(), isControl ) )
+   if ( printable( name ) != name )
       return fail( *node, "the name of a group can't have control characters in it" );
    auto const [ first, isNew ] = groupPlaces_.try_emplace( name, placeOf( *node ) );
    if ( !isNew )
@@ -215,34 +238,38 @@ ConfigFile
 parseConfig( std::string_view text, std::string_view file, SystemView const* system ) {
    Findings findings( file );
    Reader reader( findings );
-   try {
-      reader.readFile( toml::parse( text, file ) );
-   } catch ( toml::parse_error const& error ) {
-      findings.error( { error.source().begin.line, error.source().begin.column },
-                      std::string( error.description() ) );
-   }
-   if ( reader.groups.empty() && findings.errors().empty() )
+   if ( auto const tooDeep = findTooDeep( text, maxDepth ) )
+      findings.error( *tooDeep, "more than " + std::to_string( maxDepth ) +
+                                    " brackets, braces and dots enclose this; see whether one "
+                                    "was left open above" );
+   else
+      reader.readText( text, file );
+   if ( reader.groups.empty() && findings.errorCount() == 0 )
       findings.warning( { 1, 1 }, "there is no [[group]]: ufdd watches nothing" );
    checkGroups( system ? *system : SystemView(), reader.groups, findings );
+   checkProtected( system ? *system : SystemView(), reader.protect, reader.groups, findings );
    if ( system )
       noteAbsent( *system, reader.groups, findings );
-   return { std::move( reader.groups ), reader.detection,  reader.protoDownReason,
-            reader.startupHold,         findings.errors(), findings.warnings() };
+   ConfigFile config;
+   config.groups = std::move( reader.groups );
+   config.detection = reader.detection;
+   config.protoDownReason = reader.protoDownReason;
+   config.startupHold = reader.startupHold;
+   for ( auto const& [ name, place ] : reader.protect )
+      config.protect.push_back( name );
+   config.errors = findings.errors();
+   config.warnings = findings.warnings();
+   return config;
 }
 
 ConfigFile
 readConfig( std::string const& file, SystemView const* system ) {
    std::string text;
-   std::unique_ptr< std::FILE, int ( * )( std::FILE* ) > const stream(
-       std::fopen( file.c_str(), "re" ), std::fclose );
-   if ( stream ) {
-      std::array< char, 4096 > part;
-      while ( std::size_t const size = std::fread( part.data(), 1, part.size(), stream.get() ) )
-         text.append( part.data(), size );
-   }
-   if ( !stream || std::ferror( stream.get() ) ) {
+   try {
+      text = readRegularFile( file, maxBytes );
+   } catch ( std::runtime_error const& error ) {
       ConfigFile result;
-      result.errors = { file + ": can't be read: " + std::strerror( errno ) };
+      result.errors = { file + ": can't be read: " + error.what() };
       return result;
    }
    return parseConfig( text, file, system );

@@ -1,7 +1,9 @@
 #pragma once
 
 #include <compare>
+#include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -16,51 +18,51 @@ struct Place {
    auto operator<=>( Place const& ) const = default; // NOLINT(modernize-use-nullptr)
 };
 
+// The place of each name of a list.
+using NamePlaces = std::map< std::string, Place, std::less<> >;
+
 // Returns the text in double quotes.
 inline std::string
 quoted( std::string_view text ) {
    return '"' + std::string( text ) + '"';
 }
 
-// Returns true for control characters. A line break, for example, would split a line of the log.
-constexpr bool
-isControl( unsigned char byte ) {
-   return byte < ' ' || byte == 0x7f;
-}
-
-// The errors, warnings and notes about one file.
+// The errors, warnings and notes about one file. Lists the first `maxListed` errors and as many
+// warnings, and counts the others, since a file may be wrong a hundred thousand times.
 class Findings {
  public:
+   static constexpr std::size_t maxListed = 100;
+
    // `file` names the file in the texts.
    explicit Findings( std::string_view file ) : file_( file ) {}
 
-   void error( Place place, std::string text ) {
-      errors_.push_back( { place, std::move( text ) } );
-   }
-   void warning( Place place, std::string text ) {
-      warnings_.push_back( { place, "warning: " + std::move( text ) } );
+   void error( Place place, std::string text ) { errors_.add( place, std::move( text ) ); }
+   void warning( Place place, std::string const& text ) {
+      warnings_.add( place, "warning: " + text );
    }
    // Adds something that may be intended, to be listed among the warnings.
-   void note( Place place, std::string text ) {
-      warnings_.push_back( { place, "note: " + std::move( text ) } );
-   }
+   void note( Place place, std::string const& text ) { warnings_.add( place, "note: " + text ); }
+
+   std::size_t errorCount() const { return errors_.count; }
 
    // In the order of the file: "FILE:LINE:COLUMN: TEXT".
-   std::vector< std::string > errors() const { return lines( errors_ ); }
+   std::vector< std::string > errors() const { return lines( errors_, "errors" ); }
    // In the order of the file: "FILE:LINE:COLUMN: warning: TEXT" or "FILE:LINE:COLUMN: note: TEXT".
-   std::vector< std::string > warnings() const { return lines( warnings_ ); }
+   std::vector< std::string > warnings() const { return lines( warnings_, "warnings" ); }
 
  private:
-   struct Finding {
-      Place place;
-      std::string text;
+   struct List {
+      std::multimap< Place, std::string > first; // At most maxListed.
+      std::size_t count = 0;
+
+      void add( Place place, std::string text );
    };
 
-   std::vector< std::string > lines( std::vector< Finding > findings ) const;
+   std::vector< std::string > lines( List const& list, std::string_view what ) const;
 
    std::string file_;
-   std::vector< Finding > errors_;
-   std::vector< Finding > warnings_;
+   List errors_;
+   List warnings_;
 };
 
 } // namespace Ufdd

@@ -4,14 +4,10 @@
 #include "model/GroupConfig.h"
 
 #include <initializer_list>
-#include <map>
 #include <string>
 #include <string_view>
 
 namespace Ufdd {
-
-// The place in the file of each interface of a list, by name.
-using InterfacePlaces = std::map< std::string, Place, std::less<> >;
 
 // What to do when the group goes down or up.
 struct GroupPolicy {
@@ -39,8 +35,8 @@ struct GroupSettings {
 
    // Set if the group was read from a file.
    Place place;
-   InterfacePlaces monitorPlaces;
-   InterfacePlaces disablePlaces;
+   NamePlaces monitorPlaces;
+   NamePlaces disablePlaces;
 };
 
 } // namespace Ufdd

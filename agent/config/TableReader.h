@@ -1,6 +1,5 @@
 #pragma once
 
-#include "agent/base/InterfaceName.h"
 #include "agent/config/TomlValue.h"
 #include "agent/reflected/Configuration.h"
 #include "platform/kelnet/IntfId.h"
@@ -24,13 +23,40 @@ struct ShortName {
 // "min_links" for "minLinks"
 std::string keyOf( std::string_view attribute );
 
+// Reads the names of a collection, each of which it may have once.
+class NameReader {
+ public:
+   enum class Kind { interfaces, texts };
+
+   // Borrows: findings; and places, to which it adds the names.
+   NameReader( Kind kind, Findings& findings, NamePlaces& places )
+       : kind_( kind ), findings_( findings ), places_( places ) {}
+
+   // Reads a list, the value of that key. Reports errors and goes on.
+   void readList( toml::node const& node, std::string_view key );
+   // Returns `is`. Reports an error unless that is true. `form` is what to write after the key.
+   bool isCollection( toml::node const& node, bool is, std::string_view key,
+                      std::string_view form );
+   // Adds the name. Returns false, with an error, if it can't be used or is there already.
+   bool isNew( std::string_view name, toml::node const& at );
+
+   // What to write for a list.
+   static constexpr std::string_view listForm = R"([ "...", ... ])";
+   static constexpr std::string_view tableForm = R"({ "..." = ..., ... })";
+
+ private:
+   Kind const kind_;
+   Findings& findings_;
+   NamePlaces& places_;
+};
+
 // Reads tables of a file into objects of type T, by T's attribute rows. The keys of a table are the
 // names of the attributes that are configuration, spelled min_links for minLinks. A collection of
 // flags is written as the list of its keys, any other collection as a table.
 template < class T > class TableReader {
  public:
    // The place of each key of a collection, by attribute.
-   using Places = std::map< Zet::AttributeId, std::map< std::string, Place, std::less<> > >;
+   using Places = std::map< Zet::AttributeId, NamePlaces >;
 
    // Borrows: shortNames, findings.
    TableReader( std::span< ShortName const > shortNames, Findings& findings )
@@ -85,7 +111,7 @@ template < class T > class TableReader {
       if constexpr ( !ConfiguredCollection< R > )
          return "...";
       else
-         return isList< R > ? R"([ "...", ... ])" : R"({ "..." = ..., ... })";
+         return isList< R > ? NameReader::listForm : NameReader::tableForm;
    }
 
    // Returns null if the table does not have the attribute. Reports an error if it must have it.
@@ -117,48 +143,20 @@ template < class T > class TableReader {
    }
 
    template < class R >
-   void readMembers( toml::node const& node, R const& row, T& object,
-                     typename Places::mapped_type& places ) {
-      if ( isList< R > ? !node.is_array() : !node.is_table() )
-         return findings_.error(
-             placeOf( node ),
-             std::string( isList< R > ? "expected a list" : "expected a table" ) +
-                 ( isOfInterfaces< R > ? " of interface names, " : " of texts, " ) +
-                 shownKey( row.name ) + " = " + std::string( memberForm< R >() ) + ", not " +
-                 std::string( typeOf( node ) ) );
+   void readMembers( toml::node const& node, R const& row, T& object, NamePlaces& places ) {
+      NameReader names( isOfInterfaces< R > ? NameReader::Kind::interfaces
+                                            : NameReader::Kind::texts,
+                        findings_, places );
       if constexpr ( isList< R > ) {
-         for ( toml::node const& element : *node.as_array() )
-            if ( !element.is_string() )
-               findings_.error( placeOf( element ),
-                                std::string( isOfInterfaces< R >
-                                                 ? "expected the name of an interface as "
-                                                 : "expected " ) +
-                                    "a text in quotes, not " + std::string( typeOf( element ) ) );
-            else if ( auto const name = **element.as_string();
-                      isNewKey< R >( name, element, places ) )
-               ( object.*R::set )( KeyOf< R >( name ), true );
-      } else {
+         names.readList( node, shownKey( row.name ) );
+         for ( auto const& [ name, place ] : places )
+            ( object.*R::set )( KeyOf< R >( name ), true );
+      } else if ( names.isCollection( node, node.is_table(), shownKey( row.name ),
+                                      memberForm< R >() ) )
          for ( auto&& [ key, value ] : *node.as_table() )
-            if ( isNewKey< R >( key.str(), value, places ) )
+            if ( names.isNew( key.str(), value ) )
                if ( auto const read = readValue< ValueOf< R > >( value, row ) )
                   ( object.*R::set )( KeyOf< R >( key.str() ), *read );
-      }
-   }
-
-   // Adds the key's place. Returns false, with an error, if the key can't be used or is in the list
-   // already.
-   template < class R >
-   bool isNewKey( std::string_view key, toml::node const& at,
-                  typename Places::mapped_type& places ) {
-      auto const refuse = [ & ]( std::string const& why ) {
-         findings_.error( placeOf( at ), quoted( key ) + why );
-         return false;
-      };
-      if constexpr ( isOfInterfaces< R > )
-         if ( auto const objection = InterfaceName::objection( key ); !objection.empty() )
-            return refuse( " is not the name of an interface: " + std::string( objection ) );
-      return places.try_emplace( std::string( key ), placeOf( at ) ).second ||
-             refuse( " is in this list already" );
    }
 
    std::span< ShortName const > shortNames_;

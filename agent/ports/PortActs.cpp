@@ -60,6 +60,12 @@ PortActs::queueOpen( OwnedLink const& owned, Kelnet::IntfId port ) {
       requests_.push_back( owned.opening( port ) );
 }
 
+void
+PortActs::noteProtected( Link const& link, Kelnet::IntfId port ) {
+   if ( !std::exchange( states_[ link.index ].isToldProtected, true ) )
+      add( PortResult::Kind::isProtected, { .index = link.index, .port = port } );
+}
+
 bool
 PortActs::hasFailed( std::uint32_t index, bool up ) const {
    auto const at = failed_.find( index );
@@ -78,6 +84,7 @@ void
 PortActs::forgetReopenings( std::uint32_t index ) {
    State& state = states_[ index ];
    state.foundDown = false;
+   state.isToldProtected = false;
    state.reopened = State::never();
 }
 

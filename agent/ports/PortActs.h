@@ -33,6 +33,8 @@ class PortActs {
    // among the reasons for protodown, for a link that isn't shut yet.
    void queueShut( Link const& link, Kelnet::IntfId port, unsigned int reason );
    void queueOpen( OwnedLink const& owned, Kelnet::IntfId port );
+   // Tells, once until forgetReopenings(), that the link must be shut but is protected.
+   void noteProtected( Link const& link, Kelnet::IntfId port );
    void act();
    // Call when the link need not be shut any more: whoever opens it later starts from 0.
    void forgetReopenings( std::uint32_t index );
@@ -51,6 +53,7 @@ class PortActs {
    // Our history with a link.
    struct State {
       bool foundDown = false; // We found it administratively down, and left it so.
+      bool isToldProtected = false;
       bool hasNoProtoDown = false;
       int error = 0; // Of the last act on it.
       // When we last shut it again, in a ring.

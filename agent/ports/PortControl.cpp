@@ -1,6 +1,7 @@
 #include "agent/ports/PortControl.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace Ufdd {
 
@@ -22,6 +23,31 @@ void
 PortControl::review( Kelnet::IntfId port ) {
    if ( changedSet_.insert( port ).second )
       changed_.push_back( port );
+}
+
+void
+PortControl::protectedAre( std::vector< std::string > const& names ) {
+   std::set< std::string, std::less<> > wanted( names.begin(), names.end() );
+   if ( wanted == protected_ )
+      return;
+   protected_ = std::move( wanted );
+   for ( auto group = detector_.config->groupIteratorConst(); group; ++group )
+      for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
+         review( port.key() );
+}
+
+bool
+PortControl::isProtected( Link const& link ) const {
+   if ( protected_.empty() )
+      return false;
+   auto const hasName = [ & ]( Link const& named ) {
+      return protected_.contains( named.name.view() ) ||
+             std::ranges::any_of( named.altNames, [ & ]( std::string const& name ) {
+                return protected_.contains( name );
+             } );
+   };
+   Link const* const master = links_.link( link.master );
+   return hasName( link ) || ( master && master->isLag && hasName( *master ) );
 }
 
 Kelnet::IntfId
@@ -96,15 +122,17 @@ PortControl::act() {
       for ( Kelnet::IntfId const port : changed_ ) {
          collectLinks( port );
          for ( Link const& link : linksOfPort_ )
-            if ( detector_.decisions().mustBeShut( port ) )
-               acts_.queueShut( link, port, reason_ );
-            else
+            if ( !detector_.decisions().mustBeShut( port ) )
                acts_.forgetReopenings( link.index );
+            else if ( isProtected( link ) )
+               acts_.noteProtected( link, port );
+            else
+               acts_.queueShut( link, port, reason_ );
       }
       for ( auto const& [ index, owned ] : owned_ ) {
          Link const* const link = links_.link( index );
          Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId( owned.name.view() );
-         if ( !detector_.decisions().mustBeShut( port ) )
+         if ( !detector_.decisions().mustBeShut( port ) || ( link && isProtected( *link ) ) )
             acts_.queueOpen( owned, port );
       }
       changed_.clear();

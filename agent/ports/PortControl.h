@@ -9,6 +9,8 @@
 #include "agent/ports/PortActs.h"
 
 #include <cstdint>
+#include <functional>
+#include <set>
 #include <string>
 #include <unordered_set>
 #include <vector>
@@ -28,6 +30,8 @@ class PortControl final : public LinkDirectory::Listener {
 
    // Sets our bit among the reasons for protodown, for links that are adopted or shut from now on.
    void reasonIs( unsigned int reason ) { reason_ = reason; }
+   // A link that has one of these names, or is a member of a LAG that has one, is never shut.
+   void protectedAre( std::vector< std::string > const& names );
    // Between these two calls, links that a former process shut are recognised as ours. A link that
    // appears later is ours if it has our mark.
    void beginAdoption() { owned_.beginAdoption(); }
@@ -60,12 +64,14 @@ class PortControl final : public LinkDirectory::Listener {
    // The port that the link stands for: one that must be shut, else any that it belongs to, else
    // its own name if it is ours, else empty.
    Kelnet::IntfId portOf( Link const& link ) const;
+   bool isProtected( Link const& link ) const;
    // Fills linksOfPort_ with the links that are shut when the port is.
    void collectLinks( Kelnet::IntfId port );
 
    Detector& detector_;
    LinkDirectory const& links_;
    unsigned int reason_ = Link::usualReason;
+   std::set< std::string, std::less<> > protected_; // Names.
 
    OwnedLinks owned_;
    PortActs acts_;

@@ -63,6 +63,8 @@ PortReport::tell( PortResult const& result ) {
       return tellShut( answer, "left as it is, administratively down already" );
    case PortResult::Kind::overridden:
       return tellOverridden( answer );
+   case PortResult::Kind::isProtected:
+      return tellProtected( answer );
    case PortResult::Kind::opened:
       return tellOpened( answer );
    case PortResult::Kind::failed:
@@ -95,6 +97,15 @@ PortReport::tellOverridden( LinkRequest const& answer ) {
          nameOf( answer ) + " overridden: someone opened it more than " +
              std::to_string( PortActs::maxReopenings ) +
              " times in a minute; it is left open until its groups are up, though " + groups.text );
+}
+
+void
+PortReport::tellProtected( LinkRequest const& answer ) {
+   GroupsText const groups =
+       groupsText( detector_, answer.port, GroupLinkStatus::down, DryRun::leftOut );
+   line( LogEvent::portFailure, groups, answer.port,
+         nameOf( answer ) + " not shut: it is protected by the configuration, though " +
+             groups.text + "; remove it from the group, or its name from protect" );
 }
 
 void

@@ -31,6 +31,7 @@ class PortReport {
    void tell( PortResult const& result );
    void tellShut( LinkRequest const& answer, std::string_view how );
    void tellOverridden( LinkRequest const& answer );
+   void tellProtected( LinkRequest const& answer );
    void tellOpened( LinkRequest const& answer );
    void tellFailed( LinkRequest const& answer, bool isReleasing );
    static std::string remedyOf( LinkRequest const& failure );

@@ -16,6 +16,7 @@ struct PortResult {
       shutAgain, // Others had opened it.
       foundDown, // It was administratively down already.
       overridden,
+      isProtected, // It must be shut, but is never shut.
       opened,
       failed // For answer.error.
    };

@@ -77,6 +77,37 @@ class AgentTest : public testing::Test, public Log {
    std::optional< Agent > agent{ std::in_place, kernel, kernel, store, *this };
 };
 
+TEST_F( AgentTest, neverShutsAProtectedLink ) {
+   kernel.add( "bond0" );
+   kernel.link( "bond0" ).isLag = true;
+   kernel.join( "d2", "bond0" );
+   kernel.update( "bond0" );
+   ConfigFile file = config();
+   file.protect = { "mgmt0", "safe" };
+   agent->start( file );
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   takeLines();
+   kernel.link( "d1" ).altNames = { "mgmt0" };
+   kernel.update( "d1" );
+   kernel.rename( "bond0", "safe" );
+   runTurns();
+   runTurns();
+   EXPECT_EQ( takeActs(), " +d1 +d2" );
+   EXPECT_TRUE( takeLines().starts_with(
+       "port d1 not shut: it is protected by the configuration, though group g is down, 0/2 up, "
+       "min_links 1; remove it from the group, or its name from protect\n"
+       "port d1 opened" ) );
+   EXPECT_EQ( store.names(), "" );
+   kernel.set( "d1", false );
+   kernel.set( "d1", true );
+   runTurns();
+   EXPECT_EQ( takeActs() + takeLines(), "" );
+   file.protect = { "safe" };
+   agent->reload( file, "f" );
+   EXPECT_EQ( takeActs(), " -d1" );
+}
+
 TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    start();
    EXPECT_EQ( takeLines(), "group g: unknown -> up, 2/2 up, min_links 1: configured\n" );

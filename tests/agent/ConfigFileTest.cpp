@@ -1,10 +1,15 @@
 #include "agent/config/ConfigFile.h"
 
-#include "agent/base/InterfaceName.h"
+#include "tests/agent/Directory.h"
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <string_view>
+#include <sys/stat.h>
+#include <utility>
 #include <vector>
 
 namespace Ufdd {
@@ -27,7 +32,7 @@ down_delay = 1
 dry_run = true
 [[group]]
 name = "rack 1"
-monitor = []
+monitor = [ "eth3" ]
 disable = [ "a-name-of-15byt" ]
 )",
                                           "f" );
@@ -92,7 +97,7 @@ disable = []
    EXPECT_EQ(
        config.errors,
        ( Errors{
-           R"(f.toml:1:1: unknown key "extra" in the file; expected group, detection, detection_interval, protodown_reason, startup_hold, dry_run)",
+           R"(f.toml:1:1: unknown key "extra" in the file; expected group, detection, detection_interval, protodown_reason, startup_hold, dry_run, protect)",
            R"(f.toml:2:13: expected detection to be "events", "verify" or "poll", not "never")",
            R"(f.toml:3:22: expected detection_interval to be a whole number of milliseconds from 1 to 1000, not 0)",
            R"(f.toml:4:16: expected startup_hold to be a number of seconds from 0 to 86400, not -0.5)",
@@ -124,7 +129,8 @@ TEST( ConfigFile, reportsGroupsThatCannotWorkAsConfigured ) {
                         { "p2", { "p2" } },
                         { "u1", { "u1" } },
                         { "u1-alias", { "u1" } },
-                        { "d9-alias", { "d9" } } },
+                        { "d9-alias", { "d9" } },
+                        { "u9-alias", { "u9" } } },
                       {},
                       { "d9", "p2" } };
    system.runsOn = { { "v3", { "d3" } } };
@@ -147,9 +153,10 @@ disable = [ "u1", "d9-alias" ]
 name = "end"
 monitor = []
 disable = [ "u9" ]
+min_links = 0
 [[group]]
 name = "off"
-monitor = []
+monitor = [ "u9" ]
 disable = []
 min_links = 0
 [[group]]
@@ -166,7 +173,7 @@ monitor = [ "p2" ]
 disable = [ "x" ]
 [[group]]
 name = "vlan"
-monitor = [ "v3", "u9" ]
+monitor = [ "v3", "u9-allias" ]
 disable = [ "d3" ]
 min_links = 0
 )",
@@ -176,22 +183,49 @@ min_links = 0
        ( Errors{
            R"(f:4:13: group "a" disables "d1", which group "b" monitors; group "b" disables "d2", which group "c" monitors; group "c" disables "u1", which group "a" monitors; once down, they would keep each other down; break the circle)",
            R"(f:4:19: "p1" is a member of "bond0", which is in this group as well; list either the LAG or its members)",
-           R"(f:25:19: "u1-alias" is another name of "u1", which is in this group as well; list it once)",
-           R"(f:30:13: group "lag" disables "bond0", which group "member" monitors as "p2"; group "member" disables "x", which group "lag" monitors; once down, they would keep each other down; break the circle)",
+           R"(f:5:1: group "b" monitors 2 interfaces, fewer than its min_links, 3, so that its ports would always be shut; list more uplinks or lower min_links)",
+           R"(f:14:1: group "end" monitors no interface; list its uplinks in monitor)",
+           R"(f:26:19: "u1-alias" is another name of "u1", which is in this group as well; list it once)",
+           R"(f:31:13: group "lag" disables "bond0", which group "member" monitors as "p2"; group "member" disables "x", which group "lag" monitors; once down, they would keep each other down; break the circle)",
        } ) );
    EXPECT_EQ(
        config.warnings,
        ( Errors{
-           R"(f:5:1: warning: group "b" monitors 2 interfaces, fewer than its min_links, 3: its ports are always shut)",
            R"(f:13:19: warning: "d9-alias" carries this machine's default route, which is lost while the port is shut)",
-           R"(f:14:1: warning: group "end" monitors no interface: its ports are always shut)",
-           R"(f:18:1: warning: group "off" monitors no interface: its ports are never shut)",
-           R"(f:18:1: warning: group "off" disables no port: only its status is reported)",
-           R"(f:29:13: note: there is no interface "x" yet)",
-           R"(f:30:13: warning: "bond0" carries this machine's default route, which is lost while the port is shut)",
-           R"(f:35:1: warning: group "vlan" has a min_links of 0: its ports are never shut)",
-           R"(f:38:13: warning: the uplink "v3" runs on "d3", which this group disables: once down, it may stay down)",
+           R"(f:19:1: note: group "off" has a min_links of 0: its ports are never shut)",
+           R"(f:19:1: warning: group "off" disables no port: only its status is reported)",
+           R"(f:30:13: note: there is no interface "x" yet)",
+           R"(f:31:13: warning: "bond0" carries this machine's default route, which is lost while the port is shut)",
+           R"(f:36:1: note: group "vlan" has a min_links of 0: its ports are never shut)",
+           R"(f:38:19: warning: there is no interface "u9-allias"; did you mean "u9-alias"?)",
+           R"(f:39:13: warning: the uplink "v3" runs on "d3", which this group disables: once down, it may stay down)",
        } ) );
+}
+
+TEST( ConfigFile, refusesToDisableAProtectedInterface ) {
+   SystemView system{ { { "bond0", { "bond0", "p1" } }, { "d-alias", { "d" } } },
+                      { { "v3", { "d3" } } },
+                      {} };
+   ConfigFile const config = parseConfig( R"(protect = [ "mgmt0", "d", "p1", "v3", "d", "a b" ]
+[[group]]
+name = "a"
+monitor = [ "u" ]
+disable = [ "mgmt0", "d-alias", "bond0", "d3", "free" ]
+)",
+                                          "f", &system );
+   EXPECT_EQ(
+       config.errors,
+       ( Errors{
+           R"(f:1:39: "d" is in this list already)",
+           R"(f:1:44: "a b" is not the name of an interface: it has a slash, a colon or white space in it)",
+           R"(f:5:13: "mgmt0" is protected by this file; remove one of the two)",
+           R"(f:5:22: "d-alias" is the same interface or LAG as "d", which is protected by this file; remove one of the two)",
+           R"(f:5:33: "bond0" is the same interface or LAG as "p1", which is protected by this file; remove one of the two)",
+           R"(f:5:42: "d3" carries "v3", which is protected by this file; remove one of the two)",
+       } ) );
+   EXPECT_EQ( parseConfig( "protect = 'mgmt0'", "f" ).errors,
+              Errors{ "f:1:11: expected a list of interface names, protect = [ \"...\", ... ], not "
+                      "a text" } );
 }
 
 TEST( ConfigFile, reportsFilesThatCannotBeRead ) {
@@ -203,14 +237,79 @@ TEST( ConfigFile, reportsFilesThatCannotBeRead ) {
               "f:1:1: expected groups that begin with [[group]], not a table" );
    EXPECT_EQ( firstError( "[[group]]\nname = \"a\nmonitor = []\n" ).substr( 0, 7 ), "f:2:10:" );
    auto const named = []( std::size_t size ) {
-      return "[[group]]\nname = \"" + std::string( size, 'n' ) + "\"\nmonitor = []\ndisable = []\n";
+      return "[[group]]\nname = \"" + std::string( size, 'n' ) +
+             "\"\nmonitor = [ \"u\" ]\ndisable = []\n";
    };
    EXPECT_EQ( firstError( named( 1024 ) ), "none" );
    EXPECT_EQ( firstError( named( 1025 ) ),
               "f:2:8: the name of a group has at most 1024 bytes, not 1025" );
    EXPECT_EQ( readConfig( "/no/such/file" ).errors,
               Errors{ "/no/such/file: can't be read: No such file or directory" } );
-   EXPECT_EQ( readConfig( "/tmp" ).errors, Errors{ "/tmp: can't be read: Is a directory" } );
+   EXPECT_EQ( readConfig( "/tmp" ).errors,
+              Errors{ "/tmp: can't be read: it is a directory; give the path of a regular file" } );
+   Directory const directory;
+   std::string const path = directory.path() + "/f";
+   ASSERT_EQ( mkfifo( path.c_str(), 0600 ), 0 );
+   EXPECT_EQ(
+       readConfig( path ).errors,
+       Errors{ path + ": can't be read: it is a named pipe; give the path of a regular file" } );
+   std::filesystem::remove( path );
+   std::ofstream( path ) << std::string( 1 << 20, '\n' );
+   EXPECT_EQ( readConfig( path ).errors, Errors() );
+   std::ofstream( path, std::ios::app ) << '\n';
+   EXPECT_EQ( readConfig( path ).errors,
+              Errors{ path + ": can't be read: it is larger than 1024 KiB; see whether it is the "
+                             "right file" } );
+}
+
+std::string
+repeated( std::string_view text, int times ) {
+   std::string all;
+   while ( times-- > 0 )
+      all += text;
+   return all;
+}
+
+// The TOML library would use up the stack.
+TEST( ConfigFile, refusesTextsThatAreTooDeep ) {
+   std::vector< std::pair< std::string, std::string > > const texts{
+      { "[" + repeated( "a.", 50000 ) + "a]", "1:33" },
+      { repeated( "a . ", 50000 ) + "a = 1", "1:67" },
+      { "a = " + repeated( "[", 50000 ), "1:21" },
+      { "[[a]]\na = " + repeated( "{ a = ", 50000 ), "2:101" },
+      { "a = " + repeated( "{ a.b.c.d = ", 50000 ), "1:53" },
+      // The strings end before the brackets begin.
+      { R"(a = [ """x\"""y"""", '''x''''', "\\", 'x\', )" + repeated( "[", 50000 ), "1:60" },
+      { "a = ''\n# '''\n" + repeated( "[", 50000 ), "3:17" },
+   };
+   for ( auto const& [ text, place ] : texts )
+      EXPECT_EQ( parseConfig( text, "f" ).errors,
+                 Errors{ "f:" + place +
+                         ": more than 16 brackets, braces and dots enclose this; see whether one "
+                         "was left open above" } )
+          << text.substr( 0, 50 );
+   std::string const brackets = repeated( "[.{", 50 );
+   EXPECT_EQ( parseConfig( "# " + brackets + "\n[[group]]\nname = \"" + brackets + "\\\"" +
+                               brackets + "\"\nmonitor = [ '" + repeated( "u.1', 'v.", 1 ) +
+                               "' ]\ndisable = []\n" + repeated( "# '\n\n", 20 ) +
+                               "recovery_delay = 1.5\n",
+                           "f" )
+                  .errors,
+              Errors() );
+}
+
+TEST( ConfigFile, listsAHundredFindings ) {
+   std::string text;
+   for ( int i = 0; i < 20000; ++i )
+      text += "wrong" + std::to_string( i ) + " = 1\n";
+   Errors const errors = parseConfig( text, "f" ).errors;
+   ASSERT_EQ( errors.size(), 101u );
+   EXPECT_TRUE( errors[ 99 ].starts_with( "f:100:1: unknown key" ) ) << errors[ 99 ];
+   EXPECT_EQ( errors[ 100 ], "f: ... and 19900 more errors" );
+   // A message quotes what it is about.
+   Errors const longOne = parseConfig( repeated( "wrong", 20000 ) + " = 1", "f" ).errors;
+   ASSERT_EQ( longOne.size(), 1u );
+   EXPECT_LT( longOne[ 0 ].size(), 3000u );
 }
 
 } // namespace

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -13,7 +14,7 @@
 #include <set>
 #include <string>
 #include <sys/file.h>
-#include <sys/stat.h>
+#include <sys/inotify.h>
 
 namespace Ufdd {
 namespace {
@@ -79,15 +80,15 @@ TEST_F( LivingTest, opensPortsWhenStoppedDuringItsStart ) {
    set( "u1-far", false );
    ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << former.output();
    EXPECT_EQ( former.end( SIGUSR1 ), 0 );
-   // ufdd waits for its configuration.
-   std::signal( SIGPIPE, SIG_IGN );
-   std::filesystem::remove( config_->path() );
-   ASSERT_EQ( mkfifo( config_->path().c_str(), 0600 ), 0 );
+   // A large configuration takes ufdd a while.
+   rewrite( std::string( 1 << 19, '\n' ) + group( "a", "'u1'", "'d1'" ) );
+   int const opened = inotify_init1( IN_CLOEXEC );
+   inotify_add_watch( opened, config_->path().c_str(), IN_OPEN );
    Process ufdd( all );
-   std::ofstream config( config_->path() );
+   std::array< char, 256 > event{};
+   EXPECT_GT( read( opened, event.data(), event.size() ), 0 );
    ufdd.signal( SIGTERM );
-   config << group( "a", "'u1'", "'d1'" );
-   config.close();
+   close( opened );
    EXPECT_EQ( ufdd.wait(), 0 ) << ufdd.output();
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
 }

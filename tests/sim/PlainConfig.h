@@ -42,7 +42,11 @@ struct PlainConfig {
             if ( i >= level && random() % 2 )
                group.disable.insert( "d" + std::to_string( i ) );
          }
-         group.minLinks = oneOf( { 0, 1, 1, 1, 2 } );
+         // A group must monitor something, and not less than it needs.
+         if ( group.monitor.empty() )
+            group.monitor.insert( "u0" );
+         group.minLinks = std::min( oneOf( { 0, 1, 1, 1, 2 } ),
+                                    static_cast< unsigned int >( group.monitor.size() ) );
          group.recoveryDelay = oneOf( { 0, 0, 2, 3 } );
          group.downDelay = oneOf( { 0, 0, 1, 2 } );
          group.dryRun = random() % 8 == 0;
