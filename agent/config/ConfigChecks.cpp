@@ -210,16 +210,31 @@ checkNames( SystemView const& system, GroupSettings const& group, Findings& find
          check( name, place );
 }
 
+// Returns the main names of all uplinks.
+std::set< std::string >
+uplinksOf( SystemView const& system, std::vector< GroupSettings > const& groups ) {
+   std::set< std::string > uplinks;
+   for ( GroupSettings const& group : groups )
+      for ( auto const& [ uplink, place ] : group.monitorPlaces )
+         uplinks.merge( system.interfacesOf( uplink ) );
+   return uplinks;
+}
+
 void
-checkDefaultRoute( SystemView const& system, GroupSettings const& group, Findings& findings ) {
-   for ( auto const& [ port, place ] : group.disablePlaces ) {
-      auto const meant = system.interfacesOf( port );
-      if ( std::any_of( meant.begin(), meant.end(), [ & ]( std::string const& interface ) {
-              return system.defaultRoute.contains( interface );
-           } ) )
+checkDefaultRoute( SystemView const& system, std::set< std::string > const& uplinks,
+                   GroupSettings const& group, Findings& findings ) {
+   auto const isCarrier = [ & ]( std::string const& interface ) {
+      auto const at = system.defaultRoute.find( interface );
+      return at != system.defaultRoute.end() &&
+             std::none_of( at->second.begin(), at->second.end(), [ & ]( std::string const& other ) {
+                return uplinks.contains( other );
+             } );
+   };
+   for ( auto const& [ port, place ] : group.disablePlaces )
+      if ( auto const meant = system.interfacesOf( port );
+           std::any_of( meant.begin(), meant.end(), isCarrier ) )
          findings.warning( place, quoted( port ) + " carries this machine's default route, "
                                                    "which is lost while the port is shut" );
-   }
 }
 
 } // namespace
@@ -248,10 +263,11 @@ void
 checkGroups( SystemView const& system, std::vector< GroupSettings > const& groups,
              Findings& findings ) {
    checkCircles( system, groups, findings );
+   auto const uplinks = uplinksOf( system, groups );
    for ( GroupSettings const& group : groups ) {
       checkNames( system, group, findings );
       checkLower( system, group, findings );
-      checkDefaultRoute( system, group, findings );
+      checkDefaultRoute( system, uplinks, group, findings );
    }
 }
 

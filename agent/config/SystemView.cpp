@@ -2,16 +2,14 @@
 
 #include "agent/kernel/LinkMessage.h"
 #include "agent/kernel/NetlinkSocket.h"
+#include "agent/kernel/RouteMessage.h"
 
 #include <libmnl/libmnl.h>
 #include <linux/rtnetlink.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdint>
-#include <cstring>
-#include <string_view>
 #include <system_error>
 #include <vector>
 
@@ -23,26 +21,6 @@ constexpr int answerMilliseconds = 2000;
 // A router may have a million routes, and ufdd does nothing else while it reads them. The kernel
 // lists the IPv4 default route among the first.
 constexpr std::size_t mostRoutes = 20000;
-
-template < class Value >
-Value
-valueOf( nlattr const* attribute ) {
-   Value value{};
-   if ( mnl_attr_get_payload_len( attribute ) >= sizeof value )
-      std::memcpy( &value, mnl_attr_get_payload( attribute ), sizeof value );
-   return value;
-}
-
-// Calls visit( attribute ) for each attribute of the message, which has a header of that type.
-template < class Header, class Visit >
-void
-forEachAttribute( nlmsghdr const& message, Visit visit ) {
-   auto const call = []( nlattr const* attribute, void* data ) {
-      ( *static_cast< Visit* >( data ) )( attribute );
-      return MNL_CB_OK;
-   };
-   mnl_attr_parse( &message, sizeof( Header ), call, &visit );
-}
 
 // Requests a dump and calls visit( message ) for each of its messages, `most` at most.
 // Throws: std::system_error when the kernel refuses the dump or does not answer.
@@ -72,56 +50,16 @@ dump( std::uint16_t type, std::size_t most, Visit visit ) {
                             "can't list this machine's interfaces and routes" );
 }
 
-struct Device {
-   Link link;
-   std::uint32_t runsOn = 0;   // The index of the device below, as the kernel says; or 0.
-   bool runsElsewhere = false; // The device below is in another network namespace.
-   std::string kind;
-   std::string name() const { return std::string( link.name.view() ); }
-   // Returns the index of the device that this one runs on, or 0. For a veth the kernel reports
-   // its other end, which is not below it.
-   std::uint32_t lower() const { return runsElsewhere || kind == "veth" ? 0 : runsOn; }
-};
-using Devices = std::map< std::uint32_t, Device >;
+using Links = std::map< std::uint32_t, Link >; // By index.
 
-std::string
-kindOf( nlattr const* linkInfo ) {
-   std::string kind;
-   auto const find = []( nlattr const* attribute, void* data ) {
-      if ( mnl_attr_get_type( attribute ) == IFLA_INFO_KIND )
-         *static_cast< std::string* >( data ) = mnl_attr_get_str( attribute );
-      return MNL_CB_OK;
-   };
-   mnl_attr_parse_nested( linkInfo, find, &kind );
-   return kind;
-}
-
-Devices
-readDevices() {
-   Devices devices;
+Links
+readLinks() {
+   Links links;
    dump( RTM_GETLINK, SIZE_MAX, [ & ]( nlmsghdr const& message ) {
-      auto const link = linkOf( message );
-      if ( !link )
-         return;
-      Device& device = devices[ link->index ];
-      device.link = *link;
-      forEachAttribute< ifinfomsg >( message, [ & ]( nlattr const* attribute ) {
-         switch ( mnl_attr_get_type( attribute ) ) {
-         case IFLA_LINK:
-            device.runsOn = valueOf< std::uint32_t >( attribute );
-            break;
-         case IFLA_LINK_NETNSID:
-            device.runsElsewhere = true;
-            break;
-         case IFLA_LINKINFO:
-            device.kind = kindOf( attribute );
-            break;
-         default:
-            break;
-         }
-      } );
+      if ( auto const link = linkOf( message ) )
+         links[ link->index ] = *link;
    } );
-   return devices;
+   return links;
 }
 
 // Returns the indexes of the links that carry a default route.
@@ -129,64 +67,71 @@ std::vector< std::uint32_t >
 readDefaultRoutes() {
    std::vector< std::uint32_t > out;
    dump( RTM_GETROUTE, mostRoutes, [ & ]( nlmsghdr const& message ) {
-      if ( message.nlmsg_type != RTM_NEWROUTE ||
-           mnl_nlmsg_get_payload_len( &message ) < sizeof( rtmsg ) )
-         return;
-      auto const& route = *static_cast< rtmsg const* >( mnl_nlmsg_get_payload( &message ) );
-      if ( route.rtm_dst_len != 0 || route.rtm_type != RTN_UNICAST ||
-           route.rtm_table != RT_TABLE_MAIN )
-         return;
-      forEachAttribute< rtmsg >( message, [ & ]( nlattr const* attribute ) {
-         if ( mnl_attr_get_type( attribute ) == RTA_OIF )
-            out.push_back( valueOf< std::uint32_t >( attribute ) );
-         if ( mnl_attr_get_type( attribute ) != RTA_MULTIPATH )
-            return;
-         auto const* hop = static_cast< rtnexthop const* >( mnl_attr_get_payload( attribute ) );
-         std::size_t left = mnl_attr_get_payload_len( attribute );
-         while ( left >= sizeof *hop && hop->rtnh_len >= sizeof *hop && hop->rtnh_len <= left ) {
-            out.push_back( static_cast< std::uint32_t >( hop->rtnh_ifindex ) );
-            left -= std::min< std::size_t >( left, ( hop->rtnh_len + 3u ) & ~3u );
-            hop = RTNH_NEXT( hop );
-         }
-      } );
+      if ( auto const route = routeOf( message ); route && route->isDefault() )
+         for ( RouteHop const& hop : route->hops )
+            out.push_back( hop.link );
    } );
    return out;
 }
 
-// Adds the names of the device and of all devices below it.
+std::string
+nameOf( Link const& link ) {
+   return std::string( link.name.view() );
+}
+
+// Adds the names of the link and of all links below it.
 void
-addWithLower( Devices const& devices, std::uint32_t index, std::set< std::string >& names ) {
-   auto const at = devices.find( index );
-   if ( at == devices.end() || !names.insert( at->second.name() ).second )
+addWithLower( Links const& links, std::uint32_t index, std::set< std::string >& names ) {
+   auto const at = links.find( index );
+   if ( at == links.end() || !names.insert( nameOf( at->second ) ).second )
       return;
-   addWithLower( devices, at->second.lower(), names );
-   for ( auto const& [ member, device ] : devices )
-      if ( device.link.master == index )
-         addWithLower( devices, member, names );
+   addWithLower( links, at->second.lower, names );
+   for ( auto const& [ member, link ] : links )
+      if ( link.master == index )
+         addWithLower( links, member, names );
+}
+
+// Adds the link and all links below it, as SystemView::defaultRoute shows them.
+void
+addCarriers( Links const& links, std::uint32_t index, std::set< std::string > const& others,
+             std::map< std::string, std::set< std::string > >& carriers ) {
+   auto const at = links.find( index );
+   if ( at == links.end() || !carriers.emplace( nameOf( at->second ), others ).second )
+      return;
+   addCarriers( links, at->second.lower, others, carriers );
+   for ( auto const& [ member, link ] : links ) {
+      if ( link.master != index )
+         continue;
+      std::set< std::string > beside = others;
+      for ( auto const& [ otherMember, other ] : links )
+         if ( other.master == index && otherMember != member )
+            addWithLower( links, otherMember, beside );
+      addCarriers( links, member, beside, carriers );
+   }
 }
 
 } // namespace
 
 SystemView
 readSystem() {
-   Devices const devices = readDevices();
+   Links const links = readLinks();
    SystemView view;
-   for ( auto const& [ index, device ] : devices ) {
-      std::set< std::string >& own = view.interfaces[ device.name() ];
-      own.insert( device.name() );
-      if ( device.link.isLag )
-         for ( auto const& [ member, other ] : devices )
-            if ( other.link.master == index )
-               own.insert( other.name() );
-      for ( auto lower = devices.find( device.lower() ); lower != devices.end();
-            lower = devices.find( lower->second.lower() ) )
-         if ( !view.runsOn[ device.name() ].insert( lower->second.name() ).second )
+   for ( auto const& [ index, link ] : links ) {
+      std::set< std::string >& own = view.interfaces[ nameOf( link ) ];
+      own.insert( nameOf( link ) );
+      if ( link.isLag )
+         for ( auto const& [ member, other ] : links )
+            if ( other.master == index )
+               own.insert( nameOf( other ) );
+      for ( auto lower = links.find( link.lower ); lower != links.end();
+            lower = links.find( lower->second.lower ) )
+         if ( !view.runsOn[ nameOf( link ) ].insert( nameOf( lower->second ) ).second )
             break;
-      for ( std::string const& name : device.link.altNames )
+      for ( std::string const& name : link.altNames )
          view.interfaces[ name ] = own;
    }
    for ( std::uint32_t const index : readDefaultRoutes() )
-      addWithLower( devices, index, view.defaultRoute );
+      addCarriers( links, index, {}, view.defaultRoute );
    return view;
 }
 

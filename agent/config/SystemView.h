@@ -14,9 +14,10 @@ struct SystemView {
    // By the main name of an interface: the main names of all interfaces below it. A VLAN, for
    // example, runs on its device.
    std::map< std::string, std::set< std::string > > runsOn;
-   // The main names of the interfaces that carry the default route, and of all below them: the
-   // device of a VLAN, the members of a LAG or a bridge.
-   std::set< std::string > defaultRoute;
+   // By main name: the interfaces that carry the default route, and all below them, such as the
+   // device of a VLAN or the members of a LAG or a bridge. Each with the main names of all that
+   // carry it instead if they are uplinks: the other members of its bridge, and all below them.
+   std::map< std::string, std::set< std::string > > defaultRoute;
 
    // Returns the entry of `interfaces` for that name; or the name itself if no interface has it.
    std::set< std::string > interfacesOf( std::string const& name ) const {

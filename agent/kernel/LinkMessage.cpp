@@ -37,19 +37,27 @@ readAltName( nlattr const* attribute, void* link ) {
    return MNL_CB_OK;
 }
 
+struct LinkBeingRead : Link {
+   // IFLA_LINK is no link below this one: it is in another network namespace, or the other end of
+   // a cable.
+   bool hasNoLower = false;
+};
+
 int
-readKind( nlattr const* attribute, void* link ) {
+readKind( nlattr const* attribute, void* data ) {
+   auto& link = *static_cast< LinkBeingRead* >( data );
    if ( mnl_attr_get_type( attribute ) == IFLA_INFO_KIND &&
         mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 ) {
       std::string_view const kind = mnl_attr_get_str( attribute );
-      static_cast< Link* >( link )->isLag = kind == "bond" || kind == "team";
+      link.isLag = kind == "bond" || kind == "team";
+      link.hasNoLower |= kind == "veth" || kind == "netkit" || kind == "vxcan";
    }
    return MNL_CB_OK;
 }
 
 int
 readAttribute( nlattr const* attribute, void* data ) {
-   auto& link = *static_cast< Link* >( data );
+   auto& link = *static_cast< LinkBeingRead* >( data );
    switch ( mnl_attr_get_type( attribute ) ) {
    case IFLA_IFNAME:
       if ( mnl_attr_validate( attribute, MNL_TYPE_NUL_STRING ) == 0 )
@@ -71,6 +79,12 @@ readAttribute( nlattr const* attribute, void* data ) {
       break;
    case IFLA_MASTER:
       link.master = mnl_attr_get_u32( attribute );
+      break;
+   case IFLA_LINK:
+      link.lower = mnl_attr_get_u32( attribute );
+      break;
+   case IFLA_LINK_NETNSID:
+      link.hasNoLower = true;
       break;
    case IFLA_PROTO_DOWN:
       link.protoDown = mnl_attr_get_u8( attribute ) != 0;
@@ -123,7 +137,7 @@ linkOf( nlmsghdr const& message ) {
    auto const& info = *static_cast< ifinfomsg const* >( mnl_nlmsg_get_payload( &message ) );
    if ( info.ifi_family != AF_UNSPEC || info.ifi_index <= 0 )
       return std::nullopt;
-   Link link;
+   LinkBeingRead link;
    link.index = static_cast< std::uint32_t >( info.ifi_index );
    link.adminUp = info.ifi_flags & IFF_UP;
    link.carrier = info.ifi_flags & IFF_LOWER_UP;
@@ -131,6 +145,8 @@ linkOf( nlmsghdr const& message ) {
       int const result = mnl_attr_parse( &message, sizeof info, readAttribute, &link );
       if ( result == MNL_CB_ERROR || link.name.empty() )
          return std::nullopt;
+      if ( link.hasNoLower )
+         link.lower = 0;
    }
    return link;
 }

@@ -25,6 +25,7 @@ struct Link {
    bool protoDown = false; // Kept without carrier, for the reasons below, a bit each.
    std::uint32_t protoDownReasons = 0;
    std::uint32_t master = 0; // The index of the bond, team or bridge that it belongs to, or 0.
+   std::uint32_t lower = 0;  // The index of the link that it runs on, as a VLAN does; or 0.
    bool isLag = false;       // A bond or team: its members carry its traffic.
 
    // Returns true if it can't be the link of the same index that had that address. An address that

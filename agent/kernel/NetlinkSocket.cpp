@@ -1,6 +1,7 @@
 #include "agent/kernel/NetlinkSocket.h"
 
 #include <libmnl/libmnl.h>
+#include <linux/filter.h>
 #include <linux/netlink.h>
 
 #include <cerrno>
@@ -55,7 +56,15 @@ NetlinkSocket::receiveBufferIs( int bytes ) {
 void
 NetlinkSocket::subscribe( int group ) {
    if ( mnl_socket_setsockopt( socket_, NETLINK_ADD_MEMBERSHIP, &group, sizeof group ) < 0 )
-      fail( "can't subscribe to the kernel's messages about links" );
+      fail( "can't subscribe to the kernel's messages" );
+}
+
+void
+NetlinkSocket::filterIs( std::span< sock_filter const > filter ) {
+   sock_fprog const program{ static_cast< unsigned short >( filter.size() ),
+                             const_cast< sock_filter* >( filter.data() ) };
+   if ( setsockopt( fd(), SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program ) < 0 )
+      fail( "can't filter the kernel's messages" );
 }
 
 void

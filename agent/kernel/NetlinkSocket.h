@@ -7,6 +7,7 @@
 #include <span>
 
 struct mnl_socket;
+struct sock_filter;
 
 namespace Ufdd {
 
@@ -33,6 +34,8 @@ class NetlinkSocket {
    void receiveBufferIs( int bytes );
    // Joins a multicast group (RTNLGRP_...).
    void subscribe( int group );
+   // Has the kernel drop the messages that the filter does not pass, instead of the former filter.
+   void filterIs( std::span< sock_filter const > filter );
    void send( std::span< std::byte const > messages );
    // Returns the next datagram, waiting for it at most that long, or nothing.
    // Valid until: the next call.

@@ -132,7 +132,7 @@ TEST( ConfigFile, reportsGroupsThatCannotWorkAsConfigured ) {
                         { "d9-alias", { "d9" } },
                         { "u9-alias", { "u9" } } },
                       {},
-                      { "d9", "p2" } };
+                      { { "d9", { "d8" } }, { "p2", {} }, { "u9", { "d0", "u1" } } } };
    system.runsOn = { { "v3", { "d3" } } };
    for ( std::string const name : { "d0", "d1", "d2", "d3", "u9", "v3" } )
       system.interfaces[ name ] = { name };

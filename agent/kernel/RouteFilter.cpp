@@ -1,0 +1,123 @@
+#include "agent/kernel/RouteFilter.h"
+
+#include <linux/if.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+
+#include <arpa/inet.h>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <sys/socket.h>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+constexpr std::uint32_t payload = sizeof( nlmsghdr );
+constexpr std::uint32_t all = 0xffffffff;
+
+// Writes the instructions one by one. A test either passes the message or goes on.
+class Writer {
+ public:
+   void load8( std::size_t at ) { add( BPF_LD | BPF_B | BPF_ABS, at ); }
+   // The filter reads numbers in network byte order, but rtnetlink writes them in the machine's.
+   void load16( std::size_t at ) { add( BPF_LD | BPF_H | BPF_ABS, at ); }
+   void load32( std::size_t at ) { add( BPF_LD | BPF_W | BPF_ABS, at ); }
+   void passIf( std::uint16_t test, std::uint32_t value ) {
+      code.push_back( BPF_JUMP( jump( test ), value, 0, 1 ) );
+      pass();
+   }
+   void passUnless( std::uint16_t test, std::uint32_t value ) {
+      code.push_back( BPF_JUMP( jump( test ), value, 1, 0 ) );
+      pass();
+   }
+   void dropUnless( std::uint16_t test, std::uint32_t value ) {
+      code.push_back( BPF_JUMP( jump( test ), value, 1, 0 ) );
+      drop();
+   }
+   // Begins what is done only if the value is that; end() ends it.
+   void begin( std::uint32_t value ) {
+      opened_.push_back( code.size() );
+      code.push_back( BPF_JUMP( jump( BPF_JEQ ), value, 0, 0 ) );
+   }
+   void end() {
+      code[ opened_.back() ].jf = static_cast< std::uint8_t >( code.size() - opened_.back() - 1 );
+      opened_.pop_back();
+   }
+   void pass() { add( BPF_RET | BPF_K, all ); }
+   void drop() { add( BPF_RET | BPF_K, 0 ); }
+   void add( int instruction, std::size_t value ) {
+      code.push_back( BPF_STMT( static_cast< std::uint16_t >( instruction ),
+                                static_cast< std::uint32_t >( value ) ) );
+   }
+
+   std::vector< sock_filter > code;
+
+ private:
+   static constexpr std::uint16_t jump( int test ) {
+      return static_cast< std::uint16_t >( BPF_JMP | BPF_K | test );
+   }
+   std::vector< std::size_t > opened_;
+};
+
+void
+passPrefix( Writer& writer, Prefix const& prefix ) {
+   writer.load8( payload + offsetof( rtmsg, rtm_family ) );
+   writer.begin( prefix.isV6 ? AF_INET6 : AF_INET );
+   writer.load8( payload + offsetof( rtmsg, rtm_dst_len ) );
+   writer.begin( prefix.length );
+   // Finds the attribute RTA_DST.
+   writer.add( BPF_LDX | BPF_IMM, RTA_DST );
+   writer.add( BPF_LD | BPF_IMM, payload + sizeof( rtmsg ) );
+   writer.load32( static_cast< std::uint32_t >( SKF_AD_OFF + SKF_AD_NLATTR ) );
+   writer.add( BPF_MISC | BPF_TAX, 0 );
+   std::size_t const words = prefix.isV6 ? 4 : 1;
+   for ( std::size_t i = 0; i < words; ++i ) {
+      std::uint32_t word;
+      std::memcpy( &word, prefix.address.data() + 4 * i, sizeof word );
+      writer.add( BPF_LD | BPF_W | BPF_IND, sizeof( rtattr ) + 4 * i );
+      writer.begin( ntohl( word ) );
+   }
+   writer.pass();
+   for ( std::size_t i = 0; i < words + 2; ++i )
+      writer.end();
+}
+
+} // namespace
+
+std::vector< sock_filter >
+routeFilter( std::span< Prefix const > prefixes ) {
+   Writer writer;
+   writer.load16( offsetof( nlmsghdr, nlmsg_flags ) );
+   // Parts of a dump hold many messages.
+   writer.passIf( BPF_JSET, htons( NLM_F_MULTI ) );
+   writer.load16( offsetof( nlmsghdr, nlmsg_type ) );
+   for ( int const type : { RTM_NEWADDR, RTM_DELADDR, RTM_DELLINK } )
+      writer.passIf( BPF_JEQ, htons( static_cast< std::uint16_t >( type ) ) );
+   writer.begin( htons( RTM_NEWLINK ) );
+   writer.load32( payload + offsetof( ifinfomsg, ifi_flags ) );
+   writer.passUnless( BPF_JSET, htonl( IFF_UP ) );
+   writer.load32( payload + offsetof( ifinfomsg, ifi_change ) );
+   writer.passIf( BPF_JSET, htonl( IFF_UP ) );
+   writer.drop();
+   writer.end();
+   // Only messages about routes go on; the others are answers.
+   static_assert( RTM_DELROUTE == RTM_NEWROUTE + 1 && RTM_NEWROUTE % 2 == 0 );
+   writer.add( BPF_ALU | BPF_AND | BPF_K, htons( 0xfffe ) );
+   writer.passUnless( BPF_JEQ, htons( RTM_NEWROUTE ) );
+   writer.load8( payload + offsetof( rtmsg, rtm_protocol ) );
+   for ( std::uint32_t const protocol : { RTPROT_BOOT + 0u, RTPROT_STATIC + 0u } )
+      writer.passIf( BPF_JEQ, protocol );
+   writer.load8( payload + offsetof( rtmsg, rtm_table ) );
+   writer.dropUnless( BPF_JEQ, RT_TABLE_MAIN );
+   writer.load8( payload + offsetof( rtmsg, rtm_dst_len ) );
+   writer.passIf( BPF_JEQ, 0 );
+   for ( Prefix const& prefix : prefixes )
+      passPrefix( writer, prefix );
+   writer.drop();
+   return std::move( writer.code );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,170 @@
+#include "agent/kernel/RouteTable.h"
+
+#include "agent/kernel/RouteMessage.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+bool
+shareHop( Route const& left, Route const& right ) {
+   return std::any_of( left.hops.begin(), left.hops.end(),
+                       [ & ]( RouteHop const& hop ) { return contains( right.hops, hop ); } );
+}
+
+bool
+isDead( Route const& route ) {
+   return !route.hops.empty() && std::all_of( route.hops.begin(), route.hops.end(),
+                                              []( RouteHop const& hop ) { return hop.isDead; } );
+}
+
+// Returns true if the kernel drops the route when the link goes down.
+bool
+goesWith( Route const& route, std::uint32_t link ) {
+   return std::all_of( route.hops.begin(), route.hops.end(),
+                       [ & ]( RouteHop const& hop ) { return hop.isDead || hop.link == link; } );
+}
+
+} // namespace
+
+void
+RouteTable::insert( Route route, bool replaces ) {
+   auto const [ begin, end ] = routes_.equal_range( route.to );
+   for ( auto at = begin; at != end; ) {
+      Route const& other = at->second;
+      bool const isReplaced =
+          other.isAlike( route ) &&
+          ( replaces || shareHop( other, route ) || ( other.hops.empty() && route.hops.empty() ) );
+      at = isReplaced ? routes_.erase( at ) : std::next( at );
+   }
+   ++version_;
+   if ( !route.isUnicast )
+      return;
+   if ( route.isStatic && !route.isDefault() && routes_.size() >= mostStaticRoutes ) {
+      isFull_ = true;
+      return;
+   }
+   route.reading = reading_;
+   routes_.emplace( route.to, std::move( route ) );
+}
+
+void
+RouteTable::erase( Route const& route ) {
+   auto const [ begin, end ] = routes_.equal_range( route.to );
+   for ( auto at = begin; at != end; ) {
+      Route& known = at->second;
+      bool isGone = known.isAlike( route ) && known.hops.empty() && route.hops.empty();
+      // One IPv6 route loses its next hops message by message.
+      if ( known.isAlike( route ) && shareHop( known, route ) ) {
+         isGone = std::all_of( known.hops.begin(), known.hops.end(), [ & ]( RouteHop const& hop ) {
+            return contains( route.hops, hop );
+         } );
+         if ( !isGone )
+            eraseHops( known, route.hops );
+      }
+      version_ += known.isAlike( route );
+      at = isGone ? routes_.erase( at ) : std::next( at );
+   }
+}
+
+void
+RouteTable::insert( LinkAddress address ) {
+   forget( address );
+   if ( !address.prefix.isV6 && !down_.contains( address.link ) )
+      hopsAre( false, address.link, Hops::v4Only );
+   if ( address.prefix.isV6 && !address.isStatic )
+      return;
+   address.reading = reading_;
+   addresses_.emplace( address.link, std::move( address ) );
+}
+
+// Returns true if the link has other addresses of IPv4.
+bool
+RouteTable::forget( LinkAddress const& address ) {
+   auto const [ begin, end ] = addresses_.equal_range( address.link );
+   ++version_;
+   bool hasOtherV4 = false;
+   for ( auto at = begin; at != end; ) {
+      bool const isSame = at->second.isSame( address );
+      hasOtherV4 |= !isSame && !at->second.prefix.isV6;
+      at = isSame ? addresses_.erase( at ) : std::next( at );
+   }
+   return hasOtherV4;
+}
+
+void
+RouteTable::erase( LinkAddress const& address ) {
+   bool const hasOtherV4 = forget( address );
+   if ( address.prefix.isV6 )
+      return;
+   if ( !hasOtherV4 )
+      hopsAre( true, address.link, Hops::v4Only );
+   eraseRoutesIf( [ & ]( Route const& route ) {
+      return !route.to.isV6 && route.isInMain && route.hasSource &&
+             route.source == address.prefix.address;
+   } );
+}
+
+void
+RouteTable::handleLink( std::uint32_t link, bool isAdminUp ) {
+   if ( isAdminUp )
+      down_.erase( link );
+   else
+      down_.insert( link );
+   hopsAre( !isAdminUp, link, Hops::all );
+}
+
+void
+RouteTable::handleLinkGone( std::uint32_t link ) {
+   down_.erase( link );
+   hopsAre( true, link, Hops::all );
+}
+
+void
+RouteTable::hopsAre( bool dead, std::uint32_t link, Hops which ) {
+   for ( auto& [ to, route ] : routes_ )
+      for ( RouteHop& hop : route.hops )
+         if ( hop.link == link && !( which == Hops::v4Only && to.isV6 ) )
+            hop.isDead = dead;
+   if ( dead )
+      eraseRoutesIf( [ & ]( Route const& route ) {
+         return !route.to.isV6 && route.leavesBy( link ) && isDead( route );
+      } );
+}
+
+void
+RouteTable::endReading() {
+   auto const isOld = [ this ]( auto const& at ) { return at.second.reading != reading_; };
+   version_ += std::erase_if( routes_, isOld ) > 0;
+   version_ += std::erase_if( addresses_, isOld ) > 0;
+}
+
+std::vector< LinkSetting >
+RouteTable::settingsOf( std::uint32_t link ) const {
+   return collect( link, []( Route const& ) { return true; } );
+}
+
+std::vector< LinkSetting >
+RouteTable::settingsThatGoWith( std::uint32_t link ) const {
+   return collect( link, [ = ]( Route const& route ) { return goesWith( route, link ); } );
+}
+
+template < class Condition >
+std::vector< LinkSetting >
+RouteTable::collect( std::uint32_t link, Condition condition ) const {
+   std::vector< LinkSetting > settings;
+   auto const [ begin, end ] = addresses_.equal_range( link );
+   for ( auto at = begin; at != end; ++at )
+      if ( at->second.isStatic )
+         settings.push_back( { false, at->second.payload } );
+   for ( auto const& [ to, route ] : routes_ )
+      if ( route.isStatic && route.leavesBy( link ) && condition( route ) )
+         settings.push_back( { true, route.payload } );
+   std::sort( settings.begin(), settings.end() );
+   return settings;
+}
+
+} // namespace Ufdd

@@ -1,0 +1,129 @@
+#include "agent/kernel/NetlinkRouteSource.h"
+#include "agent/kernel/RouteMessage.h"
+#include "tests/agent/NetworkTest.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <fstream>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace Ufdd {
+namespace {
+
+struct RouteSourceTest : NetworkTest, RouteListener {
+   void handleLinkEvent( std::uint32_t, LinkEvent ) override {}
+   void handleRoutesLost() override { ++losses; }
+
+   // Returns a line for each route and static address, as the ip command would add them.
+   static std::string linesOf( RouteTable const& table ) {
+      std::vector< std::string > lines;
+      auto const nameOf = []( std::uint32_t index ) { return std::to_string( index ); };
+      for ( auto const& [ to, route ] : table.routes() )
+         lines.push_back( commandText( { true, route.payload }, nameOf ) +
+                          ( route.isStatic ? " static" : "" ) );
+      for ( auto const& [ link, address ] : table.addresses() )
+         lines.push_back( commandText( { false, address.payload }, nameOf ) +
+                          ( address.isStatic ? " static" : "" ) );
+      std::sort( lines.begin(), lines.end() );
+      std::ostringstream text;
+      for ( std::string const& line : lines )
+         text << line << '\n';
+      return text.str();
+   }
+   std::string follow( NetlinkRouteSource& by ) {
+      by.follow( *this, prefixes );
+      return linesOf( by.table() );
+   }
+
+   std::vector< Prefix > prefixes{ *Prefix::read( "10.7.0.0/16" ), *Prefix::read( "fd70::/16" ) };
+   EventLoop loop;
+   NetlinkRouteSource source{ loop };
+   int losses = 0;
+};
+
+// Whatever happens, the table is what a new source reads.
+TEST_F( RouteSourceTest, followsWhatTheKernelDoes ) {
+   plug( { "d1", "d2" } );
+   follow( source );
+   std::random_device seed;
+   char const* const given = std::getenv( "UFD_SEED" );
+   unsigned int const number = given ? static_cast< unsigned int >( std::atoi( given ) ) : seed();
+   std::mt19937 random( number );
+   auto const pick = [ & ]( std::vector< std::string > const& of ) {
+      return of[ random() % of.size() ];
+   };
+   for ( int round = 0; round < 80; ++round ) {
+      std::string const before = linesOf( source.table() );
+      std::string script;
+      for ( int i = 0; i < 4; ++i ) {
+         bool const isV6 = random() % 2;
+         std::string const to = isV6 ? pick( { "default", "fd70::/16", "fd71::/16" } )
+                                     : pick( { "default", "10.7.0.0/16", "10.8.0.0/16" } );
+         auto const hop = [ & ] {
+            bool const a = random() % 2;
+            return "via " +
+                   std::string( isV6 ? a ? "fd01::2" : "fd02::2"
+                                : a  ? "10.0.1.2"
+                                     : "10.0.2.2" ) +
+                   " dev " + ( a ? "d1" : "d2" );
+         };
+         std::string const hops =
+             pick( { hop(), hop(),
+                     isV6 ? "nexthop via fd01::2 dev d1 nexthop via fd02::2 dev d2"
+                          : "nexthop via 10.0.1.2 nexthop via 10.0.2.2" } );
+         // The filter drops routes of other protocols, except those to the prefixes. The next hops
+         // of one IPv6 route may be of several protocols, but the kernel tells of only one.
+         std::string where = pick( { "", "", " metric 7", " table 77", " proto bgp" } );
+         if ( to == "fd70::/16" || ( where == " proto bgp" && ( isV6 || to == "10.8.0.0/16" ) ) )
+            where = to == "fd70::/16" ? " proto bgp" : "";
+         switch ( random() % 8 ) {
+         case 0:
+            script += "link set " + pick( { "d1", "d2" } ) + " " + pick( { "up", "down" } );
+            break;
+         case 1:
+         case 2:
+            script += "addr " + pick( { "add", "add", "del" } ) + " " +
+                      pick( { "10.0.1.1/24 dev d1", "10.0.2.1/24 dev d2", "fd01::1/64 dev d1 nodad",
+                              "fd02::1/64 dev d2 nodad", "10.0.3.1/24 dev d1" } );
+            break;
+         case 3:
+            script += "route del " + to + where;
+            break;
+         case 4:
+            script += "route replace blackhole " + ( isV6 ? "10.7.0.0/16" : to ) + where;
+            break;
+         default:
+            script += "route " + pick( { "add ", isV6 ? "append " : "add ", "replace " } ) + to +
+                      " " + hops + where + ( isV6 || random() % 3 ? "" : " src 10.0.3.1" );
+         }
+         script += '\n';
+      }
+      TextFile const batch( script );
+      static_cast< void >(
+          std::system( ( "ip -force -batch " + batch.path() + " 2>/dev/null" ).c_str() ) );
+      std::string expected;
+      // The kernel tells of a new IPv6 address a moment later.
+      bool const isSame = eventually( [ & ] {
+         for ( int i = 0; i < 10; ++i )
+            source.handleReadable();
+         EventLoop otherLoop;
+         NetlinkRouteSource other( otherLoop );
+         expected = follow( other );
+         return linesOf( source.table() ) == expected;
+      } );
+      ASSERT_TRUE( isSame ) << "UFD_SEED=" << number << '\n'
+                            << script << "before:\n"
+                            << before << "now:\n"
+                            << linesOf( source.table() ) << "expected:\n"
+                            << expected;
+   }
+   EXPECT_EQ( losses, 0 );
+}
+
+} // namespace
+} // namespace Ufdd
