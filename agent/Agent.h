@@ -43,6 +43,10 @@ class Agent {
    void endTurn();
    // Returns when to call endTurn() even if nothing happens, by Zet::now(); or `never`.
    double nextTime() const;
+   // Call every few seconds: writes the record of our links again if it was removed.
+   void checkRecord() { portControl_.checkRecord(); }
+   // Returns true if a former process may have left ports shut that no readable record names.
+   bool hasUnreadRecord() const { return portControl_.hasUnreadRecord(); }
    // Opens every port that is ours. Returns false if one can't be opened.
    bool openAll();
 

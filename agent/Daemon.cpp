@@ -18,6 +18,7 @@ namespace {
 
 constexpr double openingSeconds = 2.5;
 constexpr double tellAgainPause = 1;
+constexpr double recordCheckPause = 2;
 
 } // namespace
 
@@ -27,7 +28,8 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
       source_( loop_, options.receiveBuffer ), agent_( source_, control_, store_, log ),
       statusServer_( options.socket, agent_.status(), log ),
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
-      watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ) {
+      watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
+      recordTimer_( loop_.timer< &Daemon::handleRecordTime >( *this ) ) {
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),
                                "can't shut ports without CAP_NET_ADMIN; start ufdd as root or "
@@ -63,6 +65,7 @@ Daemon::run( ConfigFile const& config ) {
       manager_.ready();
       if ( manager_.watchdogPeriod() )
          handleWatchdogTime();
+      handleRecordTime();
       loop_.run();
    } catch ( ... ) {
       // The next ufdd takes over our ports. If the service manager gives up, it starts a release.
@@ -91,7 +94,7 @@ Daemon::release() {
    ConfigFile nothing;
    nothing.protoDownReason = reason;
    agent_.start( nothing );
-   return openPorts();
+   return openPorts() && !agent_.hasUnreadRecord();
 }
 
 bool
@@ -141,6 +144,14 @@ void
 Daemon::handleWatchdogTime() {
    isAliveDue_ = true;
    watchdogTimer_.fireAt( Zet::now() + static_cast< double >( manager_.watchdogPeriod() ) / 2e6 );
+}
+
+// Asks for the files every time. Notices of the kernel about changed directories would not tell
+// when another file system covers /run.
+void
+Daemon::handleRecordTime() {
+   agent_.checkRecord();
+   recordTimer_.fireAt( Zet::now() + recordCheckPause );
 }
 
 void

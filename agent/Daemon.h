@@ -42,7 +42,8 @@ class Daemon {
    // ports as they are: that starts the next ufdd, or has release() called.
    bool run( ConfigFile const& config );
    // Opens the ports that a former ufdd left shut: those in its record, and those with the reason
-   // of the configuration file, if one was given. Returns false if one can't be opened.
+   // of the configuration file, if one was given. Returns false if one can't be opened, or if a
+   // record can't be read: the log names the ports that it may mean.
    bool release();
 
  private:
@@ -54,6 +55,7 @@ class Daemon {
    void handleWakeTime() { wakeTime_ = Agent::never; }
    void handleTick();
    void handleWatchdogTime();
+   void handleRecordTime();
    void handleStop();
    void handleLeave();
    void handleReload();
@@ -73,6 +75,7 @@ class Daemon {
    EventLoop::Source& wakeTimer_;
    double wakeTime_ = Agent::never; // When wakeTimer_ fires, by Zet::now().
    EventLoop::Source& watchdogTimer_;
+   EventLoop::Source& recordTimer_;
    bool isAliveDue_ = false; // The next end of a turn tells the service manager that we live.
    bool isLeaving_ = false;  // SIGUSR1: the ports stay as they are.
 };

@@ -18,7 +18,6 @@ constexpr mode_t lockMode = 0600;
 constexpr mode_t othersWrite = S_IWGRP | S_IWOTH;
 constexpr char const* lockName = "lock";
 constexpr char const* newSuffix = ".new";
-constexpr int maxAside = 99;
 
 // Without a slash at the end, behind which a link would be followed.
 std::string
@@ -269,7 +268,7 @@ StateDirectory::isAt( std::string const& name, Descriptor const& file ) const {
 std::string
 StateDirectory::keepAside( std::string const& name ) {
    for ( int number = 1; number <= maxAside; ++number ) {
-      std::string aside = name + ".unreadable-" + std::to_string( number );
+      std::string aside = asideName( name, number );
       if ( renameat2( directory_.fd(), name.c_str(), directory_.fd(), aside.c_str(),
                       RENAME_NOREPLACE ) == 0 )
          return aside;

@@ -55,9 +55,13 @@ class StateDirectory {
    bool has( std::string const& name ) const;
    // Returns true if that name leads to the open file.
    bool isAt( std::string const& name, Descriptor const& file ) const;
-   // Renames a file to NAME.unreadable-1, or with the next free number. Returns the new name; empty
-   // if that fails.
+   // Renames a file to NAME.unreadable-1, or with the next free number up to maxAside. Returns the
+   // new name; empty if that fails.
+   static constexpr int maxAside = 99;
    std::string keepAside( std::string const& name );
+   static std::string asideName( std::string const& name, int number ) {
+      return name + ".unreadable-" + std::to_string( number );
+   }
 
  private:
    int open( Descriptor& directory, Descriptor& lock );

@@ -63,18 +63,20 @@ StateFile::read( std::string const& name ) const {
    if ( !text.starts_with( "boot " ) ) {
       std::string_view const line = takeLine( text );
       version = numberIn( line, "ufdd-" + name_ + ' ' );
-      if ( version == 0 || version > version_ )
-         return { .kind = Content::unreadable,
-                  .lines = all,
-                  .problem = version == 0 ? "does not begin as a file of ufdd's does"
-                                          : "has version " + std::to_string( version ) +
-                                                ", which this ufdd does not know" };
    }
+   auto const unreadable = [ & ]( std::string const& problem ) {
+      return Content{ .kind = Content::unreadable, .lines = all, .problem = problem };
+   };
+   if ( version == 0 )
+      return unreadable( "does not begin as a file of ufdd's does" );
    std::string_view const boot = takeLine( text );
    std::string_view const netns = takeLine( text );
    if ( !boot.starts_with( "boot " ) || !netns.starts_with( "netns " ) )
-      return { .kind = Content::unreadable, .lines = all, .problem = "has no complete heading" };
+      return unreadable( "does not say for which boot and network namespace it holds" );
    bool const isCurrent = std::string( boot ).append( netns ) == directory_.epoch();
+   if ( isCurrent && version > version_ )
+      return unreadable( "has version " + std::to_string( version ) +
+                         ", which this ufdd does not know" );
    return { .kind = isCurrent ? Content::current : Content::former,
             .version = version,
             .lines = std::string( text ) };

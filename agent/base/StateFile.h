@@ -8,8 +8,8 @@
 
 namespace Ufdd {
 
-// A small text file in the state directory. Three lines say its format, and for which boot and
-// network namespace it holds; the owner's lines follow:
+// A small text file in the state directory. Three lines, the same in each version, say its format,
+// and for which boot and network namespace it holds; the owner's lines follow:
 //
 //    ufdd-held 2
 //    boot 6b1e9d3c-4b0b-4b53-9a0e-0f9c4b7a3a55

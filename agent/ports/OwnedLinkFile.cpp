@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <iterator>
 #include <string>
@@ -16,14 +17,15 @@ namespace Ufdd {
 namespace {
 
 constexpr char const* fileName = "held";
-
-// Returns the complete lines of a file. A writer that was killed may have left half a line.
-std::string
-read( Descriptor const& file ) {
-   std::string text = textOf( file );
-   text.erase( text.rfind( '\n' ) + 1 );
-   return text;
-}
+constexpr unsigned int version = 2;
+// Begins a line that is no longer valid; in version 1, "gone".
+constexpr char struckOut = '#';
+constexpr std::string_view formerStruckOut = "gone";
+// The number of bytes of invalid lines above which the file is replaced.
+constexpr std::size_t maxStruckOut = 4096;
+// In bytes: for a batch of a thousand links. On a small disk it may be less, down to a page.
+constexpr std::size_t room = 1 << 16;
+constexpr std::size_t page = 4096;
 
 // Returns true if the file is open and nobody has removed it.
 bool
@@ -57,11 +59,6 @@ difference( Lines const& lines, Lines others ) {
    return rest;
 }
 
-// Overwrites the first letters of a line that is no longer valid.
-constexpr std::string_view struckOut = "gone";
-// The number of bytes of invalid lines above which the file is replaced.
-constexpr std::size_t maxStruckOut = 4096;
-
 // Returns the index in a line: "7".
 std::string_view
 indexOf( std::string_view line ) {
@@ -72,23 +69,83 @@ indexOf( std::string_view line ) {
 } // namespace
 
 OwnedLinkFile::OwnedLinkFile( StateDirectory& directory )
-    : directory_( directory ), epoch_( directory.epoch() ) {}
+    : directory_( directory ), format_( directory, fileName, version ) {}
 
 OwnedLinkFile::~OwnedLinkFile() {
-   if ( file_ && text_ == epoch_ )
+   if ( !isLost() && isEmpty() )
       directory_.remove( fileName );
+}
+
+bool
+OwnedLinkFile::isEmpty() const {
+   Lines const lines = linesOf( std::string_view( text_ ).substr( format_.heading().size() ) );
+   return std::all_of( lines.begin(), lines.end(),
+                       []( std::string_view line ) { return line.front() == struckOut; } );
+}
+
+bool
+OwnedLinkFile::isLost() const {
+   return !file_ || !directory_.isThere() || !directory_.isAt( fileName, file_ );
+}
+
+std::string
+OwnedLinkFile::read( StateFile::Content const& content, std::vector< OwnedLink >& links ) {
+   std::string unread;
+   for ( std::string_view const line : linesOf( content.lines ) )
+      if ( auto const owned = readOwnedLink( std::string( line ) ) )
+         links.push_back( *owned );
+      else if ( content.version == 1 ? !line.starts_with( formerStruckOut )
+                                     : line.front() != struckOut )
+         unread += line;
+   return unread;
 }
 
 std::vector< OwnedLink >
 OwnedLinkFile::recall() {
+   using Content = StateFile::Content;
    std::vector< OwnedLink > links;
-   std::string const text = read( directory_.open( fileName, O_RDONLY ) );
-   if ( !text.starts_with( epoch_ ) )
+   for ( int number = 1; number <= StateDirectory::maxAside; ++number ) {
+      std::string const name = StateDirectory::asideName( fileName, number );
+      Content const former = format_.read( name );
+      if ( former.kind == Content::unreadable || former.kind == Content::current )
+         unread_.push_back(
+             { directory_.path() + '/' + name, former.problem, former.lines, false } );
+   }
+   Content const content = format_.read();
+   if ( content.kind == Content::unreadable )
+      keepAside( content.problem, content.lines );
+   if ( content.kind != Content::current )
       return links;
-   for ( std::string_view const line : linesOf( text ) )
-      if ( auto const owned = readOwnedLink( std::string( line ) ) )
-         links.push_back( *owned );
+   std::string const unread = read( content, links );
+   if ( unread.empty() )
+      return links;
+   keepAside( "has " + std::to_string( linesOf( unread ).size() ) + " lines that can't be read",
+              unread );
+   // Until remember() is called, the readable links are in no other record.
+   remember( links );
    return links;
+}
+
+void
+OwnedLinkFile::keepAside( std::string const& problem, std::string const& text ) {
+   std::string const aside = directory_.keepAside( fileName );
+   isLeftAlone_ = aside.empty();
+   unread_.push_back( { isLeftAlone_ ? place() : directory_.path() + '/' + aside, problem, text } );
+}
+
+std::string
+OwnedLinkFile::explain( int error ) const {
+   if ( !directory_.objection().empty() )
+      return directory_.objection();
+   std::string const what = std::strerror( error );
+   switch ( error ) {
+   case ENOSPC:
+      return what + "; make room there";
+   case EEXIST:
+      return "there is a file that can't be read; move it away";
+   default:
+      return what + "; make the place writable for ufdd";
+   }
 }
 
 void
@@ -104,35 +161,52 @@ OwnedLinkFile::add( std::span< OwnedLink const > links ) {
 
 int
 OwnedLinkFile::remember( std::span< OwnedLink const > links ) {
-   std::string text = epoch_;
+   std::string text = format_.heading();
    for ( OwnedLink const& owned : links )
       text += lineOf( owned );
-   bool const isTidy = isThere( file_ ) && text_.size() <= text.size() + maxStruckOut;
-   int const error = isTidy ? amend( text ) : replace( text );
+   bool const isTidy = !isLost() && text_.size() <= text.size() + maxStruckOut;
+   int error = isTidy ? amend( text ) : replace( text );
    // On a full disk no new file can be written, but the present file can be changed.
-   return error && !isTidy && openFormer() ? amend( text ) : error;
+   if ( error && !isTidy && openFormer() ) {
+      error = amend( text );
+      if ( isEmpty() )
+         error = cut( format_.heading().size() );
+   }
+   reserve();
+   return error;
 }
 
 bool
 OwnedLinkFile::openFormer() {
-   if ( isThere( file_ ) )
+   if ( !isLost() )
       return true;
-   if ( isAnothers_ )
-      return false;
    Descriptor file = directory_.open( fileName, O_RDWR | O_DSYNC );
-   std::string text = read( file );
-   if ( !text.starts_with( epoch_ ) )
+   std::string text = textOf( file );
+   text.erase( text.rfind( '\n' ) + 1 );
+   if ( isLeftAlone_ || !text.starts_with( format_.heading() ) )
       return false;
    file_ = std::move( file );
    text_ = std::move( text );
+   reserved_ = 0;
    return true;
+}
+
+void
+OwnedLinkFile::reserve() {
+   if ( !file_ || reserved_ > text_.size() + room / 2 )
+      return;
+   std::size_t const needed = ( text_.size() + page - 1 ) / page * page;
+   for ( std::size_t more = room; more >= page; more /= 2 )
+      if ( fallocate( file_.fd(), FALLOC_FL_KEEP_SIZE, 0, static_cast< off_t >( needed + more ) ) ==
+           0 ) {
+         reserved_ = needed + more;
+         return;
+      }
 }
 
 // Adds lines before it strikes others out, since this process may be killed at any point.
 int
 OwnedLinkFile::amend( std::string const& wanted ) {
-   if ( wanted == epoch_ )
-      return cut( wanted.size() );
    std::string const former = text_;
    Lines const before = linesOf( former );
    Lines const after = linesOf( wanted );
@@ -146,11 +220,12 @@ OwnedLinkFile::amend( std::string const& wanted ) {
                 return indexOf( other ) == indexOf( line );
              } );
    };
+   std::vector< std::size_t > outdated;
    for ( std::string_view const line : difference( before, after ) )
-      if ( !line.starts_with( struckOut ) && !isNeeded( line ) )
-         if ( int const failure =
-                  strikeOut( static_cast< std::size_t >( line.data() - former.data() ) ) )
-            error = failure;
+      if ( line.front() != struckOut && !isNeeded( line ) )
+         outdated.push_back( static_cast< std::size_t >( line.data() - former.data() ) );
+   if ( int const failure = strikeOut( outdated ) )
+      error = failure;
    return error;
 }
 
@@ -165,16 +240,26 @@ OwnedLinkFile::extend( std::string_view lines ) {
    return error;
 }
 
+// Strikes lines out with one write: each byte of it is either the former or "#".
 int
-OwnedLinkFile::strikeOut( std::size_t place ) {
-   int const error = writeText( file_, struckOut, place );
+OwnedLinkFile::strikeOut( std::span< std::size_t const > places ) {
+   if ( places.empty() )
+      return 0;
+   std::string text = text_;
+   for ( std::size_t const place : places )
+      text[ place ] = struckOut;
+   // Lines keep their order in difference().
+   std::size_t const size = places.back() + 1 - places.front();
+   int const error = writeText( file_, { text.data() + places.front(), size }, places.front() );
    if ( !error )
-      text_.replace( place, struckOut.size(), struckOut );
+      text_ = std::move( text );
    return error;
 }
 
+// The kernel frees the reserved room as well.
 int
 OwnedLinkFile::cut( std::size_t size ) {
+   reserved_ = 0;
    if ( ftruncate( file_.fd(), static_cast< off_t >( size ) ) != 0 )
       return errno;
    text_.resize( size );
@@ -186,13 +271,17 @@ OwnedLinkFile::replace( std::string const& text ) {
    bool const wasThere = directory_.isThere();
    if ( int const error = directory_.renew() )
       return error;
+   isLeftAlone_ = isLeftAlone_ && directory_.has( fileName );
    // If another ufdd's record were replaced, that ufdd's ports would stay shut.
-   isAnothers_ = ( isAnothers_ || !wasThere ) && directory_.has( fileName );
-   if ( isAnothers_ )
+   if ( !wasThere && directory_.has( fileName ) )
+      keepAside( "was written by another ufdd", format_.read().lines );
+   if ( isLeftAlone_ )
       return EEXIST;
    int const error = directory_.replace( fileName, text, file_ );
-   if ( !error )
+   if ( !error ) {
       text_ = text;
+      reserved_ = 0;
+   }
    return error;
 }
 

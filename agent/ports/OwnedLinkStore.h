@@ -34,6 +34,15 @@ struct OwnedLink {
    }
 };
 
+// A record that can't be understood, or not all of it. It is kept, since ports that it names may
+// have been left shut.
+struct UnreadRecord {
+   std::string place;   // Where it is now.
+   std::string problem; // "has version 3, which this ufdd does not know"
+   std::string text;    // What could be read of it.
+   bool isNew = true;   // It was the record until now; else it was kept aside before.
+};
+
 // Keeps the record of our links and overrides beyond the end of the process, however it ends.
 class OwnedLinkStore {
  public:
@@ -41,14 +50,20 @@ class OwnedLinkStore {
 
    // Returns what was recorded since the machine booted, in this network namespace.
    virtual std::vector< OwnedLink > recall() = 0;
+   // Returns the records that were found unreadable since the last call.
+   virtual std::vector< UnreadRecord > takeUnread() { return {}; }
    // Adds links to the record, which is safe on return: ports wait to be shut meanwhile. Tells no
    // failure; the remember() that follows does.
    virtual void add( std::span< OwnedLink const > links ) = 0;
    // Makes the record exactly these, safe on return. Returns an errno value; unless that is 0,
    // links that were recorded before and are among these still are.
    virtual int remember( std::span< OwnedLink const > links ) = 0;
+   // Returns true if the record was removed or replaced: remember() writes it again.
+   virtual bool isLost() const = 0;
    // Where the record is, for messages.
    virtual std::string place() const = 0;
+   // Returns what the errno value of the last remember() means there, and the remedy.
+   virtual std::string explain( int error ) const = 0;
 };
 
 } // namespace Ufdd

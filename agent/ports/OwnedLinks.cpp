@@ -1,7 +1,5 @@
 #include "agent/ports/OwnedLinks.h"
 
-#include <cerrno>
-#include <cstring>
 #include <string>
 #include <utility>
 
@@ -61,6 +59,7 @@ void
 OwnedLinks::beginAdoption() {
    for ( OwnedLink const& owned : store_.recall() )
       recalled_.emplace( owned.index, owned );
+   unread_.add( store_.takeUnread() );
 }
 
 void
@@ -79,6 +78,8 @@ OwnedLinks::adopt( Link const& link, unsigned int reason ) {
       log_.line( "port " + text( link.name ) + " has ufdd's protodown reason: shut by ufdd" );
       insert( byMark );
    }
+   if ( !contains( link.index ) )
+      unread_.examine( link );
 }
 
 void
@@ -119,6 +120,7 @@ OwnedLinks::endAdoption() {
          log_.line( "port " + text( owned.name ) +
                     " was shut by ufdd before, but there is no such interface any more" );
    recalled_.clear();
+   unread_.end();
    remember();
 }
 
@@ -143,16 +145,26 @@ OwnedLinks::remember() {
    add( owned_ );
    add( recalled_ );
    int const error = store_.remember( all );
+   unread_.add( store_.takeUnread() );
    if ( error && error != error_ )
       log_.event( { .id = LogEvent::trouble },
                   "the ports that ufdd has shut can't be recorded in " + store_.place() + ": " +
-                      std::strerror( error ) + "; " +
-                      ( error == ENOSPC ? "make room there" : "make the place writable for ufdd" ) +
+                      store_.explain( error ) +
                       "; trying again every second. Ports are shut all the same, but they stay "
                       "shut if ufdd is killed" );
    else if ( !error && error_ )
       log_.line( "the ports that ufdd has shut are recorded in " + store_.place() + " again" );
    error_ = error;
+}
+
+void
+OwnedLinks::checkRecord() {
+   if ( hasFailed() || !store_.isLost() )
+      return;
+   log_.event( { .id = LogEvent::trouble },
+               "the record " + store_.place() + " was removed or replaced: it is written again" );
+   isChanged_ = true;
+   remember();
 }
 
 } // namespace Ufdd

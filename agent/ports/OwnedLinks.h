@@ -2,6 +2,7 @@
 
 #include "agent/base/Log.h"
 #include "agent/ports/OwnedLinkStore.h"
+#include "agent/ports/UnreadRecords.h"
 
 #include <cstdint>
 #include <map>
@@ -16,7 +17,7 @@ namespace Ufdd {
 class OwnedLinks {
  public:
    // Borrows: both.
-   OwnedLinks( OwnedLinkStore& store, Log& log ) : store_( store ), log_( log ) {}
+   OwnedLinks( OwnedLinkStore& store, Log& log ) : store_( store ), log_( log ), unread_( log ) {}
 
    // Decides whether a link that has appeared is ours. It is if it has our mark, the bit `reason`
    // among the reasons for its protodown. Between beginAdoption() and endAdoption() it also is if a
@@ -58,6 +59,10 @@ class OwnedLinks {
    void remember();
    bool hasFailed() const { return error_ != 0; }
    void retry() { isChanged_ |= hasFailed(); }
+   // Records all again if the record was removed.
+   void checkRecord();
+   // Returns true if there may be ports of ours that a record names, but can't be read.
+   bool hasUnreadRecord() const { return unread_.hasFound(); }
 
  private:
    void take( Link const& link, OwnedLink owned );
@@ -65,6 +70,7 @@ class OwnedLinks {
 
    OwnedLinkStore& store_;
    Log& log_;
+   UnreadRecords unread_;
    std::map< std::uint32_t, OwnedLink > owned_;
    // A link that can't be opened is in both.
    std::map< std::uint32_t, OwnedLink > overrides_;

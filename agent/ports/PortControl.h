@@ -41,6 +41,8 @@ class PortControl final : public LinkDirectory::Listener {
    // Returns true if something failed; retry() makes the next act() try it again.
    bool hasFailures() const { return acts_.hasFailures() || owned_.hasFailed(); }
    void retry();
+   void checkRecord() { owned_.checkRecord(); }
+   bool hasUnreadRecord() const { return owned_.hasUnreadRecord(); }
    // Returns true if a link of the port is ours or overridden.
    bool isOurs( Kelnet::IntfId port );
    // The results of act() and openAll() since the last call.

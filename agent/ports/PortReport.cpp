@@ -1,5 +1,6 @@
 #include "agent/ports/PortReport.h"
 
+#include "agent/ports/OpeningCommand.h"
 #include "agent/ports/PortActs.h"
 
 #include <cerrno>
@@ -135,13 +136,8 @@ PortReport::tellFailed( LinkRequest const& answer, bool isReleasing ) {
 std::string
 PortReport::commandFor( LinkRequest const& failure ) const {
    Link const* const link = links_.link( failure.index );
-   std::string const set =
-       "ip link set dev " + std::string( link ? link->name.view() : failure.port.name().view() );
-   if ( failure.means == Means::adminDown )
-      return "open it with: " + set + " up";
-   // If others had set protodown before us, only our reason is cleared.
-   return "open it with: " + set + " protodown_reason " + std::to_string( failure.reason ) +
-          " off" + ( failure.means == Means::protoDown ? " && " + set + " protodown off" : "" );
+   std::string_view const name = link ? link->name.view() : failure.port.name().view();
+   return "open it with: " + openingCommand( name, failure.means, failure.reason );
 }
 
 std::string

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
@@ -71,6 +72,52 @@ TEST_F( LivingTest, reloadAppliesOnlyTheDifference ) {
    former = Descriptor();
    EXPECT_EQ( release.wait(), 0 ) << release.output();
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << release.output();
+}
+
+TEST_F( LivingTest, lostRecordIsWrittenAgainAtRest ) {
+   plug( { "u1", "d1" } );
+   ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1'" ) ) );
+   set( "u1-far", false );
+   ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+   std::string const record = state_.path() + "/held";
+   for ( std::string const& loss : { "rm " + record, "rm -r " + state_.path() + "/*",
+                                     "mv " + state_.path() + " " + state_.path() + ".away" } ) {
+      ASSERT_EQ( std::system( loss.c_str() ), 0 );
+      auto const end = std::chrono::steady_clock::now() + std::chrono::seconds( 3 );
+      EXPECT_TRUE( eventually(
+          [ & ] { return std::system( ( "grep -qs ' d1$' " + record ).c_str() ) == 0; } ) )
+          << loss;
+      EXPECT_LT( std::chrono::steady_clock::now(), end ) << loss;
+   }
+   std::filesystem::remove_all( state_.path() + ".away" );
+   EXPECT_EQ( ufdd.end( SIGTERM ), 0 );
+}
+
+TEST_F( LivingTest, releaseNamesThePortsThatAnUnreadableRecordMayMean ) {
+   plug( { "d1", "d2", "d3" } );
+   for ( char const* const name : { "d1", "d2" } )
+      set( name, false );
+   std::string const record = state_.path() + "/held";
+   ASSERT_EQ( std::system( ( "printf 'ufdd-held 3\nboot %s\nnetns %s\nshut d2\nshut d3\n' $(cat "
+                             "/proc/sys/kernel/random/boot_id) $(stat -Lc %i /proc/self/ns/net) >" +
+                             record )
+                               .c_str() ),
+              0 );
+   auto const release = [ & ] {
+      Process process( { "--release", "--state-dir", state_.path() } );
+      int const status = process.wait();
+      EXPECT_EQ( process.count( "open it with: ip link set dev" ), status ) << process.output();
+      EXPECT_EQ( process.wrote( "open it with: ip link set dev d2 up" ), status == 1 );
+      return status;
+   };
+   EXPECT_EQ( release(), 1 );
+   EXPECT_EQ( release(), 1 ) << "d2 is still shut";
+   set( "d2", true );
+   EXPECT_EQ( release(), 0 );
+   // A fifo instead of the record stops nobody.
+   ASSERT_EQ( mkfifo( record.c_str(), 0600 ), 0 );
+   EXPECT_EQ( Process( { "--release", "--state-dir", state_.path() } ).wait(), 1 );
+   EXPECT_TRUE( std::filesystem::is_fifo( record + ".unreadable-2" ) );
 }
 
 TEST_F( LivingTest, opensPortsWhenStoppedDuringItsStart ) {

@@ -76,6 +76,10 @@ Machine::apply( Event const& event ) {
       return kernel.overrun( on );
    if ( verb == "fullDisk" )
       store.isFull = on;
+   if ( verb == "loseRecord" ) {
+      store.remove();
+      recordCheckAt = Zet::now() + 2;
+   }
    if ( verb == "deaf" )
       kernel.isDeaf = on;
    if ( verb == "create" )
@@ -151,7 +155,7 @@ Machine::admin( std::string const& name, bool up ) {
    Ufdd::SimulatedLink& link = kernel.link( name );
    bool const shuts = link.adminUp && !up;
    kernel.set( name, up );
-   bool const isSeen = !losesAnswers( link ) && !store.hasFailed && !recorded( link );
+   bool const isSeen = !losesAnswers( link ) && !lacksRecord() && !recorded( link );
    link.isUnclear |= shuts && !isSeen;
 }
 
@@ -193,8 +197,8 @@ Machine::handleKilled() {
       // The daemon may have been about to shut a link that others had shut just before.
       link.isUnclear |= !link.adminUp && !link.ours && owned && kernel.hasMessages();
       // A link that could not be recorded is lost to the next daemon. The daemon has logged that.
-      link.ours &= !store.hasFailed || ( owned && owned->isApplied( link ) );
-      link.oursByPd |= store.hasFailed || owned;
+      link.ours &= !lacksRecord() || ( owned && owned->isApplied( link ) );
+      link.oursByPd |= lacksRecord() || owned;
    }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/Agent.h"
 #include "tests/agent/SimulatedKernel.h"
 #include "tests/agent/StoreInMemory.h"
 #include "tests/sim/Schedule.h"
@@ -34,8 +35,12 @@ class Machine {
    // Returns true if acts on the link are done, but answered with an error.
    static bool losesAnswers( Ufdd::SimulatedLink const& link );
 
+   // Returns true if links may be ours that are not recorded.
+   bool lacksRecord() const { return store.hasFailed || store.wasRemoved; }
+
    Ufdd::SimulatedKernel kernel;
    Ufdd::StoreInMemory store;
+   double recordCheckAt = Ufdd::Agent::never; // When the daemon notices that the record is gone.
 
  private:
    void race();

@@ -19,20 +19,24 @@ class Process {
 
    Process( Machine& machine, std::string const& socket, Ufdd::Log& log )
        : agent( machine.kernel, machine.kernel, machine.store, log ),
-         server( socket, agent.status(), log, unsentLimit ), kernel_( machine.kernel ) {}
+         server( socket, agent.status(), log, unsentLimit ), machine_( machine ),
+         kernel_( machine.kernel ) {}
 
    // The time of the next turn.
    double nextTime() const {
       if ( kernel_.hasMessages() || isAskedForStatus() )
          return Zet::now();
-      return std::min(
-          { agent.nextTime(), server.nextTime().value_or( Ufdd::Agent::never ), tickAt_ } );
+      return std::min( { agent.nextTime(), server.nextTime().value_or( Ufdd::Agent::never ),
+                         tickAt_, machine_.recordCheckAt } );
    }
    // Runs one handler that is due, and the end of the turn.
    void turn() {
       if ( Zet::now() >= tickAt_ ) {
          tickAt_ = Ufdd::Agent::never;
          agent.handleTick();
+      } else if ( Zet::now() >= machine_.recordCheckAt ) {
+         machine_.recordCheckAt = Ufdd::Agent::never;
+         agent.checkRecord();
       } else if ( kernel_.hasMessages() ) {
          kernel_.deliver();
       } else if ( isAskedForStatus() ) {
@@ -66,6 +70,7 @@ class Process {
          setsockopt( client->fd(), SOL_SOCKET, SO_SNDBUF, &size, sizeof size );
    }
 
+   Machine& machine_;
    Ufdd::SimulatedKernel& kernel_;
    double tickAt_ = Ufdd::Agent::never;
 };

@@ -43,12 +43,12 @@ randomSchedule( std::uint64_t seed ) {
       unsigned int weight;
    };
    static constexpr Kind kinds[] = {
-      { "cable", 30 },  { "dormant", 2 },  { "admin", 14 },    { "protoDown", 5 }, { "slip", 3 },
-      { "remove", 7 },  { "create", 14 },  { "rename", 5 },    { "join", 6 },      { "refuse", 6 },
-      { "overrun", 4 }, { "fullDisk", 3 }, { "kill", 6 },      { "stop", 2 },      { "start", 5 },
-      { "suspend", 3 }, { "reload", 5 },   { "badReload", 1 }, { "rest", 2 },      { "fight", 4 },
-      { "connect", 4 }, { "read", 3 },     { "leave", 1 },     { "squat", 2 },     { "storm", 1 },
-      { "deaf", 2 },
+      { "cable", 30 },  { "dormant", 2 },  { "admin", 14 },     { "protoDown", 5 }, { "slip", 3 },
+      { "remove", 7 },  { "create", 14 },  { "rename", 5 },     { "join", 6 },      { "refuse", 6 },
+      { "overrun", 4 }, { "fullDisk", 3 }, { "loseRecord", 3 }, { "kill", 6 },      { "stop", 2 },
+      { "start", 5 },   { "suspend", 3 },  { "reload", 5 },     { "badReload", 1 }, { "rest", 2 },
+      { "fight", 4 },   { "connect", 4 },  { "read", 3 },       { "leave", 1 },     { "squat", 2 },
+      { "storm", 1 },   { "deaf", 2 },
    };
    static std::vector< std::string_view > const verbs = [] {
       std::vector< std::string_view > all;

@@ -91,6 +91,9 @@ World::start() {
    startupEnd_ = simulatedNow + config_.startupHold;
    isRefused_ = false;
    toldLosses_ = machine_.kernel.losses;
+   // The record may have been removed while there was no daemon.
+   if ( machine_.store.wasRemoved )
+      machine_.handleKilled();
    run( [ this ] {
       process_.emplace( machine_, socketPath(), static_cast< Ufdd::Log& >( *this ) );
       process_->server.listen();
@@ -150,7 +153,7 @@ World::checkRecord() {
    for ( auto& [ name, link ] : machine_.kernel.links() ) {
       Ufdd::OwnedLink const* const owned = machine_.recorded( link );
       if ( !owned || owned->isApplied( link ) || Machine::losesAnswers( link ) ||
-           machine_.store.hasFailed || simulatedNow < startupEnd_ )
+           machine_.lacksRecord() || simulatedNow < startupEnd_ )
          link.wrongSince = 0;
       else if ( link.wrongSince == 0 )
          link.wrongSince = simulatedNow;
