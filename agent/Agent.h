@@ -51,6 +51,7 @@ class Agent {
    bool openAll();
 
    LinkDirectory const& links() const { return links_; }
+   Detector const& detector() const { return detector_; }
    // The groups' statuses. Never null.
    Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return detector_.status; }
    // Returns a line for each group, with its status and its uplinks.

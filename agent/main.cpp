@@ -1,3 +1,4 @@
+#include "agent/Check.h"
 #include "agent/Daemon.h"
 #include "agent/base/CommandLine.h"
 #include "agent/base/JournalLog.h"
@@ -49,18 +50,6 @@ print( std::vector< std::string > const& findings ) {
       std::cerr << Ufdd::printable( finding ) << '\n';
 }
 
-int
-check( std::string const& file ) {
-   ConfigFile const config = Ufdd::readConfigOfThisMachine( file );
-   print( config.errors );
-   if ( !config.errors.empty() )
-      return EX_CONFIG;
-   print( config.warnings );
-   std::cout << Ufdd::printable( file ) << ": OK, " << config.groups.size()
-             << ( config.groups.size() == 1 ? " group\n" : " groups\n" );
-   return EXIT_SUCCESS;
-}
-
 // Makes a daemon and calls action( daemon ), which returns true if all went well. After an
 // exception it tries again, with a new daemon, `tries` times in all. Returns the exit status.
 template < class Action >
@@ -107,10 +96,13 @@ main( int argc, char** argv ) {
    Ufdd::CommandLine line( "ufdd", UFDD_VERSION,
                            "Shuts downstream ports while too few uplinks are up." );
    Ufdd::DaemonOptions options;
-   std::string checkedFile;
+   Ufdd::CheckOptions checked;
    bool isToRelease = false;
    line.option( "--config", "FILE", options.configFile, "Run with the groups of this file" );
-   line.option( "--check", "FILE", checkedFile, "Only check this configuration file" );
+   line.option( "--check", "FILE", checked.configFile,
+                "Only check this configuration file, and say what ufdd would do with\n"
+                "it now. Changes nothing" );
+   line.flag( "--strict", checked.isStrict, "With --check: fail on warnings as well, with 78" );
    line.flag( "--release", isToRelease,
               "Only open the ports that a former ufdd left shut, when no other ufdd\n"
               "is to take them over. Opens the ports in the record; with --config,\n"
@@ -133,14 +125,17 @@ main( int argc, char** argv ) {
    if ( auto const status = line.parse( argc, argv ) )
       return *status;
    bool const isToRun = !options.configFile.empty();
-   bool const isToCheck = !checkedFile.empty();
+   bool const isToCheck = !checked.configFile.empty();
+   checked.stateDirectory = options.stateDirectory;
    if ( !isToRun && !isToCheck && !isToRelease )
       return line.refuse( "one of --config FILE, --check FILE and --release is needed" );
    if ( isToCheck && ( isToRun || isToRelease ) )
       return line.refuse( "--check FILE can't be combined with --config or --release" );
+   if ( checked.isStrict && !isToCheck )
+      return line.refuse( "--strict is for --check FILE" );
    if ( isToRelease )
       // Several tries, since a former ufdd that is still ending locks the record.
       return withDaemon( options, releaseTries,
                          []( Ufdd::Daemon& daemon ) { return daemon.release(); } );
-   return isToCheck ? check( checkedFile ) : run( options );
+   return isToCheck ? Ufdd::check( checked ) : run( options );
 }

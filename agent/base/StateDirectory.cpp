@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <fcntl.h>
 #include <stdexcept>
 #include <sys/file.h>
@@ -126,8 +127,18 @@ writeText( Descriptor const& file, std::string_view text, std::size_t at ) {
 }
 
 StateDirectory::StateDirectory( std::string path )
-    : path_( trimmed( std::move( path ) ) ), epoch_( epochNow() ) {
-   renew();
+    : StateDirectory( std::move( path ), Use::own ) {}
+
+StateDirectory
+StateDirectory::toRead( std::string path ) {
+   return StateDirectory( std::move( path ), Use::read );
+}
+
+StateDirectory::StateDirectory( std::string path, Use use )
+    : path_( trimmed( std::move( path ) ) ), epoch_( epochNow() ), use_( use ) {
+   int const error = renew();
+   if ( use == Use::read && error && error != ENOENT && objection_.empty() )
+      objection_ = path_ + " can't be read: " + std::strerror( error );
    if ( !objection_.empty() )
       throw std::runtime_error( objection_ );
 }
@@ -155,7 +166,7 @@ StateDirectory::renew() {
 
 int
 StateDirectory::open( Descriptor& directory, Descriptor& lock ) {
-   if ( mkdir( path_.c_str(), directoryMode ) != 0 && errno != EEXIST )
+   if ( use_ == Use::own && mkdir( path_.c_str(), directoryMode ) != 0 && errno != EEXIST )
       return errno;
    directory = Descriptor(
        ::open( path_.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC ) );
@@ -169,6 +180,8 @@ StateDirectory::open( Descriptor& directory, Descriptor& lock ) {
                               "directory itself by --state-dir";
       return error;
    }
+   if ( use_ == Use::read )
+      return 0;
    if ( std::string const objection = objectionTo( status, above, path_ ); !objection.empty() ) {
       objection_ = path_ + objection;
       return EPERM;
@@ -230,6 +243,8 @@ StateDirectory::open( std::string const& name, int flags ) const {
 
 int
 StateDirectory::replace( std::string const& name, std::string_view text, Descriptor& file ) {
+   if ( use_ == Use::read )
+      return EROFS;
    std::string const temporary = name + newSuffix;
    remove( temporary );
    Descriptor made( openat( directory_.fd(), temporary.c_str(),
@@ -252,7 +267,8 @@ StateDirectory::replace( std::string const& name, std::string_view text, Descrip
 
 void
 StateDirectory::remove( std::string const& name ) {
-   unlinkat( directory_.fd(), name.c_str(), 0 );
+   if ( use_ == Use::own )
+      unlinkat( directory_.fd(), name.c_str(), 0 );
 }
 
 bool
@@ -267,6 +283,8 @@ StateDirectory::isAt( std::string const& name, Descriptor const& file ) const {
 
 std::string
 StateDirectory::keepAside( std::string const& name ) {
+   if ( use_ == Use::read )
+      return "";
    for ( int number = 1; number <= maxAside; ++number ) {
       std::string aside = asideName( name, number );
       if ( renameat2( directory_.fd(), name.c_str(), directory_.fd(), aside.c_str(),

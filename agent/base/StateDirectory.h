@@ -29,6 +29,10 @@ class StateDirectory {
    // Throws: std::runtime_error, whose text is for the user, when the directory can't be trusted or
    // another process has it locked.
    explicit StateDirectory( std::string path );
+   // Opens the directory beside the process that has it locked, if any, only to read. It is not
+   // made, and whatever would change something in it fails. Throws: std::runtime_error, whose text
+   // is for the user, when there is one that can't be read.
+   static StateDirectory toRead( std::string path );
    StateDirectory( StateDirectory const& ) = delete;
    StateDirectory& operator=( StateDirectory const& ) = delete;
 
@@ -64,12 +68,16 @@ class StateDirectory {
    }
 
  private:
+   enum class Use { own, read };
+   StateDirectory( std::string path, Use use );
+
    int open( Descriptor& directory, Descriptor& lock );
    int takeLock( Descriptor const& directory, Descriptor& lock );
    bool isTrusted( struct stat const& file ) const;
 
    std::string const path_;
    std::string const epoch_;
+   Use const use_;
    Descriptor directory_;
    Descriptor lock_;
    struct stat status_ {}; // Of the directory.

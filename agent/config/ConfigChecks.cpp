@@ -117,7 +117,7 @@ Circles::take() {
    way.erase( way.begin(), way.begin() + static_cast< std::ptrdiff_t >( visited.at( at ) ) );
    std::ranges::reverse( way );
    // The groups have the lowest indexes.
-   std::ranges::rotate( way, std::ranges::min_element( way ) );
+   std::rotate( way.begin(), std::ranges::min_element( way ), way.end() );
    std::vector< Step > steps;
    for ( std::size_t i = 0; i < way.size(); i += 2 ) {
       std::size_t const to = way[ ( i + 2 ) % way.size() ];

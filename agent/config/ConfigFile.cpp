@@ -259,6 +259,7 @@ parseConfig( std::string_view text, std::string_view file, SystemView const* sys
       config.protect.push_back( name );
    config.errors = findings.errors();
    config.warnings = findings.warnings();
+   config.hasWarnings = findings.hasWarnings();
    return config;
 }
 
@@ -284,6 +285,7 @@ readConfigOfThisMachine( std::string const& file ) {
       ConfigFile config = readConfig( file );
       config.warnings.push_back( file +
                                  ": warning: not checked against this machine: " + error.what() );
+      config.hasWarnings = true;
       return config;
    }
 }

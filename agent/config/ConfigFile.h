@@ -24,6 +24,7 @@ struct ConfigFile {
    std::vector< std::string > errors;
    // In the order of the file: "FILE:LINE:COLUMN: warning: " or "note: " and the consequence.
    std::vector< std::string > warnings;
+   bool hasWarnings = false; // Beside the notes.
 };
 
 // Parses the text. `file` names it in errors. If `system` is not null, checks the groups against

@@ -38,12 +38,15 @@ class Findings {
 
    void error( Place place, std::string text ) { errors_.add( place, std::move( text ) ); }
    void warning( Place place, std::string const& text ) {
+      hasWarnings_ = true;
       warnings_.add( place, "warning: " + text );
    }
    // Adds something that may be intended, to be listed among the warnings.
    void note( Place place, std::string const& text ) { warnings_.add( place, "note: " + text ); }
 
    std::size_t errorCount() const { return errors_.count; }
+   // Returns true if there is a warning, beside notes.
+   bool hasWarnings() const { return hasWarnings_; }
 
    // In the order of the file: "FILE:LINE:COLUMN: TEXT".
    std::vector< std::string > errors() const { return lines( errors_, "errors" ); }
@@ -63,6 +66,7 @@ class Findings {
    std::string file_;
    List errors_;
    List warnings_;
+   bool hasWarnings_ = false;
 };
 
 } // namespace Ufdd

@@ -7,10 +7,14 @@ namespace {
 
 TEST( Process, checkReportsWhatIsWrong ) {
    TextFile const right( "[[group]]\nname = \"a\"\nmonitor = [ \"lo\" ]\ndisable = [ \"d\" ]\n" );
-   Process good( { "--check", right.path() } );
+   Directory const state;
+   Process good( { "--check", right.path(), "--state-dir", state.path() + "/none" } );
    EXPECT_EQ( good.wait(), 0 );
-   EXPECT_EQ( good.output(), right.path() + ":4:13: note: there is no interface \"d\" yet\n" +
-                                 right.path() + ": OK, 1 group\n" );
+   std::string const output = good.output();
+   EXPECT_TRUE( output.starts_with( right.path() +
+                                    ":4:13: note: there is no interface \"d\" yet\nport d " ) &&
+                output.ends_with( '\n' + right.path() + ": OK, 1 group\n" ) )
+       << output;
 
    TextFile const wrong( "[[group]]\nname = \"a\"\nmonitor = [ \"u\" ]\ndisabled = []\n" );
    for ( char const* const way : { "--check", "--config" } ) {

@@ -18,6 +18,29 @@ for unit in ufdd.service ufdd-release.service; do
   grep -q "^ExecStart=$build/bin/ufdd " "$scratch/$unit"
 done
 
+# Runs the command for reloading as systemd does, with a check that ends with that status. It must end
+# so as well, and send a signal or not.
+reload() {
+  printf '#!/bin/sh\n[ "$2" = /etc/ufdd.toml ] && exit %s\n' "$1" >"$scratch/ufdd"
+  chmod +x "$scratch/ufdd"
+  local command pid result=0
+  command=$(sed -n "s|^ExecReload=/bin/sh -c '[^ ]*\(/ufdd .*\)'\$|$scratch\1|p" \
+    "$build/packaging/ufdd.service" | sed 's/\$\$/$/g')
+  sleep 60 &
+  pid=$!
+  MAINPID=$pid /bin/sh -c "$command" || result=$?
+  sleep 0.1
+  if kill -0 "$pid" 2>/dev/null; then signal=none; else signal=sent; fi
+  kill "$pid" 2>/dev/null || true
+  wait "$pid" 2>/dev/null || true
+  [[ "$result $signal" == "$1 $2" ]] && return
+  echo "ufdd.service: a reload whose check ends with $1 ends with $result, signal $signal"
+  exit 1
+}
+reload 0 sent
+reload 78 sent
+reload 139 none
+
 status=0
 for unit in ufdd.service ufdd-release.service; do
   complaints=$(SYSTEMD_UNIT_PATH=$scratch: systemd-analyze verify --man=no "$scratch/$unit" 2>&1) ||

@@ -1,0 +1,226 @@
+#include "agent/Forecast.h"
+
+#include "agent/Agent.h"
+#include "agent/detect/GroupTexts.h"
+
+#include <linux/if.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <set>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+using UplinkFailureDetection::GroupLinkStatus;
+using Means = LinkRequest::Means;
+
+// Answers each request as the kernel would if it carried it out, and keeps it. Every driver
+// supports protodown here.
+class ImaginedControl final : public LinkControl {
+ public:
+   // Call before the first request. Borrows: links.
+   void linksAre( LinkDirectory const& links ) { links_ = &links; }
+   std::vector< LinkRequest > const& requests() const { return requests_; }
+
+   void apply( std::span< LinkRequest > requests ) override {
+      for ( LinkRequest& request : requests ) {
+         Link const* const link = links_->link( request.index );
+         if ( !link ) {
+            request.error = ENODEV;
+            continue;
+         }
+         request.before = request.after = *link;
+         if ( request.onlyQuery )
+            continue;
+         act( request, request.after );
+         requests_.push_back( request );
+      }
+   }
+
+ private:
+   static void act( LinkRequest const& request, Link& link ) {
+      if ( request.means == Means::adminDown ) {
+         link.adminUp = request.up;
+         return;
+      }
+      std::uint32_t const bit = 1u << request.reason;
+      link.protoDownReasons =
+          request.up ? link.protoDownReasons & ~bit : link.protoDownReasons | bit;
+      link.protoDown = !request.up || request.means == Means::onlyReason;
+      link.carrier &= request.up;
+   }
+
+   LinkDirectory const* links_ = nullptr;
+   std::vector< LinkRequest > requests_;
+};
+
+// Recalls what another store does, and remembers nothing.
+class Recollection final : public OwnedLinkStore {
+ public:
+   // Borrows: record, which may be null.
+   explicit Recollection( OwnedLinkStore* record ) : record_( record ) {}
+
+   std::vector< OwnedLink > recall() override {
+      if ( record_ )
+         links_ = record_->recall();
+      return links_;
+   }
+   std::vector< UnreadRecord > takeUnread() override {
+      return record_ ? record_->takeUnread() : std::vector< UnreadRecord >();
+   }
+   void add( std::span< OwnedLink const > ) override {}
+   int remember( std::span< OwnedLink const > ) override { return 0; }
+   bool isLost() const override { return false; }
+   std::string place() const override { return record_ ? record_->place() : ""; }
+   std::string explain( int ) const override { return ""; }
+
+   // Returns true if the link was ours when it was recalled.
+   bool holds( std::uint32_t index ) const {
+      return std::ranges::any_of( links_, [ & ]( OwnedLink const& owned ) {
+         return owned.index == index && !owned.isOverridden;
+      } );
+   }
+
+ private:
+   OwnedLinkStore* const record_;
+   std::vector< OwnedLink > links_;
+};
+
+// Keeps the lines about what is wrong.
+class AlarmLog final : public Log {
+ public:
+   void line( std::string_view ) override {}
+   void event( LogEvent const& event, std::string_view text ) override {
+      if ( event.id == LogEvent::portFailure || event.id == LogEvent::trouble )
+         alarms.emplace_back( text );
+   }
+
+   std::vector< std::string > alarms;
+};
+
+template < class Iterator >
+std::set< Kelnet::IntfId >
+keysOf( Iterator key ) {
+   std::set< Kelnet::IntfId > keys;
+   for ( ; key; ++key )
+      keys.insert( key.key() );
+   return keys;
+}
+
+std::string
+stateText( Link const* link ) {
+   return !link                                ? "absent"
+          : !link->adminUp                     ? "administratively down"
+          : !link->carrier                     ? "no carrier"
+          : link->operState == IF_OPER_DORMANT ? "dormant"
+                                               : "up";
+}
+
+class Forecaster {
+ public:
+   Forecaster( std::vector< GroupSettings > const& groups, LinkSource& source,
+               OwnedLinkStore* record )
+       : groups_( groups ), record_( record ), agent_( source, control_, record_, log_ ) {
+      control_.linksAre( agent_.links() );
+   }
+
+   Forecast run( ConfigFile const& config ) {
+      agent_.start( config );
+      for ( GroupSettings const& group : groups_ )
+         for ( Kelnet::IntfId const port : keysOf( group.config->intfsToDisableIteratorConst() ) )
+            addPort( port, linksOf( port ) );
+      // Ports that only the record knows.
+      for ( LinkRequest const& request : control_.requests() )
+         addPort( request.port, { request.before } );
+      forecast_.alarms = std::move( log_.alarms );
+      return std::move( forecast_ );
+   }
+
+ private:
+   void addPort( Kelnet::IntfId port, std::vector< Link > const& links ) {
+      if ( !told_.insert( port ).second )
+         return;
+      for ( Link const& link : links )
+         forecast_.links.push_back( link.name );
+      std::string text;
+      std::string const fate = links.empty() ? "is absent" : fateOf( links[ 0 ] );
+      bool const isAlike = std::ranges::all_of(
+          links, [ & ]( Link const& link ) { return fateOf( link ) == fate; } );
+      for ( Link const& link : links )
+         text +=
+             ( text.empty() ? "" : ", " ) + std::string( link.name.view() ) + ' ' + fateOf( link );
+      forecast_.ports.push_back( "port " + std::string( port.name().view() ) +
+                                 ( isAlike ? ' ' + fate : ", by its members: " + text ) + ": " +
+                                 reasonFor( port ) );
+   }
+
+   // Returns the links that are shut when the port is.
+   std::vector< Link > linksOf( Kelnet::IntfId port ) const {
+      std::vector< Link > links;
+      Link const* const link = agent_.links().link( port );
+      if ( link && link->isLag )
+         agent_.links().collectMembers( link->index, links );
+      else if ( link )
+         links.push_back( *link );
+      std::ranges::sort( links, {}, []( Link const& each ) { return each.name.view(); } );
+      return links;
+   }
+
+   std::string fateOf( Link const& link ) const {
+      for ( LinkRequest const& request : control_.requests() )
+         if ( request.index == link.index )
+            return request.up ? "would be opened" : "would be shut";
+      return record_.holds( link.index ) ? "stays shut"
+             : link.adminUp              ? "stays open"
+                                         : "stays administratively down";
+   }
+
+   std::string reasonFor( Kelnet::IntfId port ) const {
+      Detector const& detector = agent_.detector();
+      GroupsText groups = groupsText( detector, port, GroupLinkStatus::down );
+      bool const isDown = !groups.names.empty();
+      if ( !isDown )
+         groups = groupsText( detector, port, GroupLinkStatus::up );
+      if ( groups.names.empty() )
+         return "no group disables it";
+      std::string uplinks, delays;
+      for ( GroupSettings const& group : groups_ ) {
+         if ( !group.config->intfsToDisable( port ) ||
+              std::ranges::find( groups.names, group.name() ) == groups.names.end() )
+            continue;
+         for ( Kelnet::IntfId const uplink : keysOf( group.config->intfsToMonitorIteratorConst() ) )
+            if ( isDown && !detector.isUp( uplink ) )
+               uplinks += ( uplinks.empty() ? ": " : ", " ) + std::string( uplink.name().view() ) +
+                          ' ' + stateText( agent_.links().link( uplink ) );
+         double const delay = isDown ? group.policy.downDelay : group.policy.recoveryDelay;
+         if ( delay > 0 && delays.empty() )
+            delays = isDown ? "; after its down_delay" : "; after its recovery_delay";
+      }
+      return groups.text + uplinks + delays;
+   }
+
+   std::vector< GroupSettings > const& groups_; // As configured.
+   ImaginedControl control_;
+   Recollection record_;
+   AlarmLog log_;
+   Agent agent_;
+   std::set< Kelnet::IntfId > told_;
+   Forecast forecast_;
+};
+
+} // namespace
+
+Forecast
+forecast( ConfigFile const& config, LinkSource& source, OwnedLinkStore* record ) {
+   ConfigFile now = config;
+   now.warnings.clear();
+   now.startupHold = 0;
+   for ( GroupSettings& group : now.groups )
+      group.policy.downDelay = group.policy.recoveryDelay = 0;
+   return Forecaster( config.groups, source, record ).run( now );
+}
+
+} // namespace Ufdd
