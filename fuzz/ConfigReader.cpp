@@ -1,5 +1,5 @@
 #include "agent/config/ConfigFile.h"
-#include "agent/config/TomlDepth.h"
+#include "agent/config/TomlPrecheck.h"
 
 #include <toml++/toml.h>
 
@@ -8,8 +8,6 @@
 #include <string_view>
 
 namespace {
-
-constexpr std::size_t mostDepth = 16;
 
 std::size_t
 depthOf( toml::node const& node ) {
@@ -39,9 +37,9 @@ LLVMFuzzerTestOneInput( unsigned char const* data, std::size_t size ) {
    Ufdd::ConfigFile const config = Ufdd::parseConfig( text, "f", &system );
    bool const isShort = config.errors.size() <= 101 && config.warnings.size() <= 101;
    bool isFlat = true;
-   if ( !Ufdd::findTooDeep( text, mostDepth ) )
+   if ( !Ufdd::objectionToToml( text ) )
       try {
-         isFlat = depthOf( toml::parse( text ) ) <= 2 * mostDepth + 1;
+         isFlat = depthOf( toml::parse( text ) ) <= 2 * Ufdd::maxTomlDepth + 1;
       } catch ( toml::parse_error const& ) {
          // Reported by the reader.
       }

@@ -6,7 +6,7 @@
 #include "agent/config/ConfigChecks.h"
 #include "agent/config/RegularFile.h"
 #include "agent/config/TableReader.h"
-#include "agent/config/TomlDepth.h"
+#include "agent/config/TomlPrecheck.h"
 #include "platform/zet/attrlog/Format.h"
 
 #include <toml++/toml.h>
@@ -26,7 +26,6 @@ using UplinkFailureDetection::GroupConfig;
 
 // Of a file: a hundred thousand lines can't be meant.
 constexpr std::size_t maxBytes = 1 << 20;
-constexpr std::size_t maxDepth = 16;
 
 constexpr std::array shortNames{
    ShortName{ "monitor", "intfsToMonitor" },
@@ -238,10 +237,8 @@ ConfigFile
 parseConfig( std::string_view text, std::string_view file, SystemView const* system ) {
    Findings findings( file );
    Reader reader( findings );
-   if ( auto const tooDeep = findTooDeep( text, maxDepth ) )
-      findings.error( *tooDeep, "more than " + std::to_string( maxDepth ) +
-                                    " brackets, braces and dots enclose this; see whether one "
-                                    "was left open above" );
+   if ( auto objection = objectionToToml( text ) )
+      findings.error( objection->place, std::move( objection->text ) );
    else
       reader.readText( text, file );
    if ( reader.groups.empty() && findings.errorCount() == 0 )

@@ -1,4 +1,4 @@
-#include "agent/config/TomlDepth.h"
+#include "agent/config/TomlPrecheck.h"
 
 #include <algorithm>
 #include <vector>
@@ -7,30 +7,11 @@ namespace Ufdd {
 
 namespace {
 
-constexpr std::string_view threeDouble = "\"\"\"";
-constexpr std::string_view threeSingle = "'''";
+constexpr std::string_view byteOrderMark = "\xef\xbb\xbf";
 
-// Returns the size of the string that `text` begins with, up to the end of the line or the text if
-// the string has no end.
-std::size_t
-sizeOfString( std::string_view text ) {
-   char const quote = text.front();
-   std::string_view const three = quote == '"' ? threeDouble : threeSingle;
-   bool const isLong = text.starts_with( three );
-   std::size_t at = isLong ? 3 : 1;
-   for ( ; at < text.size(); ++at ) {
-      if ( !isLong && ( text[ at ] == quote || text[ at ] == '\n' ) )
-         return at + ( text[ at ] == quote );
-      if ( isLong && text.substr( at ).starts_with( three ) ) {
-         // The last of these quotes end the string; at most two belong to it.
-         std::size_t const quotes = text.substr( at, 5 ).find_first_not_of( quote );
-         return at + ( quotes == std::string_view::npos
-                           ? std::min< std::size_t >( text.size() - at, 5 )
-                           : quotes );
-      }
-      at += quote == '"' && text[ at ] == '\\';
-   }
-   return text.size();
+bool
+isAscii( char c ) {
+   return static_cast< unsigned char >( c ) < 0x80;
 }
 
 Place
@@ -45,49 +26,109 @@ placeAt( std::string_view text, std::size_t at ) {
    return { line + 1, columns + 1 };
 }
 
-} // namespace
+class Precheck {
+ public:
+   explicit Precheck( std::string_view text ) : text_( text ) {}
 
-std::optional< Place >
-findTooDeep( std::string_view text, std::size_t most ) {
-   std::vector< std::size_t > outside; // For each open bracket, the depth before it.
-   std::size_t depth = 0;
-   for ( std::size_t at = 0; at < text.size(); ++at ) {
-      switch ( text[ at ] ) {
+   std::optional< TomlObjection > run() {
+      for ( at_ = text_.starts_with( byteOrderMark ) ? byteOrderMark.size() : 0;
+            at_ < text_.size() && !objection_; ++at_ )
+         readNext();
+      return objection_;
+   }
+
+ private:
+   // Reads a character, a comment or a string, up to its last character.
+   void readNext() {
+      switch ( text_[ at_ ] ) {
       case '#':
-         at = std::min( text.find( '\n', at ), text.size() ) - 1;
+         at_ = std::min( text_.find( '\n', at_ ), text_.size() ) - 1;
          break;
       case '"':
       case '\'':
-         at += sizeOfString( text.substr( at ) ) - 1;
+         readString();
          break;
       case '[':
       case '{':
-         outside.push_back( depth++ );
+         outside_.push_back( depth_ );
+         deepen();
          break;
       case '.':
-         ++depth;
+         deepen();
          break;
       case ']':
       case '}':
-         if ( !outside.empty() ) {
-            depth = outside.back();
-            outside.pop_back();
+         if ( !outside_.empty() ) {
+            depth_ = outside_.back();
+            outside_.pop_back();
          }
          break;
       case ',':
-         depth = outside.empty() ? 0 : outside.back() + 1;
+         depth_ = outside_.empty() ? 0 : outside_.back() + 1;
          break;
       case '\n':
-         if ( outside.empty() )
-            depth = 0;
+         if ( outside_.empty() )
+            depth_ = 0;
          break;
       default:
-         break;
+         if ( !isAscii( text_[ at_ ] ) )
+            object( "only a text in quotes or a comment can have letters other than ASCII" );
       }
-      if ( depth > most )
-         return placeAt( text, at );
    }
-   return std::nullopt;
+
+   void readString() {
+      std::size_t const begin = at_;
+      char const quote = text_[ at_ ];
+      std::string_view const three = quote == '"' ? R"(""")" : "'''";
+      bool const isLong = text_.substr( at_ ).starts_with( three );
+      bool hasEscape = false;
+      for ( at_ += isLong ? 3 : 1; at_ < text_.size(); ++at_ ) {
+         char const c = text_[ at_ ];
+         // Without an end, the string goes to the end of its line.
+         if ( !isLong && ( c == quote || c == '\n' ) ) {
+            at_ -= c == '\n';
+            return;
+         }
+         if ( isLong && text_.substr( at_ ).starts_with( three ) ) {
+            // Three quotes end the string, the last ones of up to five.
+            auto const rest = text_.substr( at_, 5 );
+            at_ += std::min( rest.find_first_not_of( quote ), rest.size() ) - 1;
+            return;
+         }
+         if ( isLong && hasEscape && !isAscii( c ) )
+            return object( "behind a backslash, a text of several lines can't have letters other "
+                           "than ASCII; write it on one line" );
+         if ( quote == '"' && c == '\\' ) {
+            hasEscape = true;
+            at_ += at_ + 1 < text_.size() && isAscii( text_[ at_ + 1 ] );
+         }
+      }
+      at_ = std::max( begin, text_.size() - 1 );
+   }
+
+   // A value's own dot counts as well, so that no grammar is needed here.
+   void deepen() {
+      if ( ++depth_ > maxTomlDepth )
+         object( "more than " + std::to_string( maxTomlDepth ) +
+                 " brackets, braces and dots enclose this; see whether one was left open above" );
+   }
+
+   void object( std::string text ) {
+      objection_ = TomlObjection{ placeAt( text_, at_ ), std::move( text ) };
+   }
+
+   std::string_view const text_;
+   std::size_t at_ = 0;
+   std::size_t depth_ = 0;
+   std::vector< std::size_t > outside_; // For each open bracket, the depth before it.
+   std::optional< TomlObjection > objection_;
+};
+
+} // namespace
+
+std::optional< TomlObjection >
+objectionToToml( std::string_view text ) {
+   return Precheck( text ).run();
 }
 
 } // namespace Ufdd

@@ -4,15 +4,27 @@
 
 #include <cstddef>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace Ufdd {
 
-// Returns the first place where more than `most` brackets, braces and dots of keys enclose the
-// text, or nothing. The TOML library recurses once for each, and would use up the stack. Strings
-// and comments don't count. A value's own dot counts, so that no grammar is needed here.
-// Each table and list that the library makes of a text without such a place is at most 2 * most + 1
-// deep: a header, such as [a.b], adds its depth to that of the lines below it.
-std::optional< Place > findTooDeep( std::string_view text, std::size_t most );
+struct TomlObjection {
+   Place place;
+   std::string text;
+};
+
+// The depth of brackets, braces and dots of keys up to which a text may go. A real configuration
+// has 3 at most.
+constexpr std::size_t maxTomlDepth = 16;
+
+// Returns why the TOML library must not get that text, or nothing. It would crash:
+// - It recurses once for each bracket, brace and dot of a key that encloses a value, which uses up
+// the
+//   stack. What it makes of an accepted text is at most 2 * maxTomlDepth + 1 deep: a header such as
+//   [a.b] adds its depth to that of the lines below it.
+// - Letters beyond ASCII outside of strings and comments, where they are never right, and behind a
+//   backslash in a string of several lines lead it to code that it takes for unreachable.
+std::optional< TomlObjection > objectionToToml( std::string_view text );
 
 } // namespace Ufdd

@@ -270,6 +270,23 @@ repeated( std::string_view text, int times ) {
    return all;
 }
 
+// The TOML library would reach code that it takes for unreachable.
+TEST( ConfigFile, refusesLettersWhereTheyAreNeverRight ) {
+   std::string const outside =
+       ": only a text in quotes or a comment can have letters other than ASCII";
+   EXPECT_EQ( parseConfig( "# \u00e9\nr\u00e9 = 1", "f" ).errors, Errors{ "f:2:2" + outside } );
+   EXPECT_EQ( parseConfig( "a = [ \"\u00e9\", \u00e9 ]", "f" ).errors,
+              Errors{ "f:1:12" + outside } );
+   for ( std::string const text : { "a = \"\"\"\\\u00e9\"\"\"", "a = \"\"\"\\\n \u00e9\"\"\"" } )
+      EXPECT_NE( parseConfig( text, "f" ).errors.at( 0 ).find( ": behind a backslash" ),
+                 std::string::npos );
+   EXPECT_EQ( parseConfig( "\xef\xbb\xbf[[group]]\nname = \"\\u00e9\u00e9\\\"\"\n"
+                           "monitor = [ '\\\u00e9' ]\ndisable = [ '''\\\u00e9''' ]",
+                           "f" )
+                  .errors.size(),
+              1u ); // Only that the port is monitored as well.
+}
+
 // The TOML library would use up the stack.
 TEST( ConfigFile, refusesTextsThatAreTooDeep ) {
    std::vector< std::pair< std::string, std::string > > const texts{
