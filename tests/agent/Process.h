@@ -24,12 +24,13 @@ namespace Ufdd {
 template < class Condition >
 bool
 eventually( Condition condition ) {
-   for ( int i = 0; i < 3000; ++i ) {
-      if ( condition() )
-         return true;
+   auto const end = std::chrono::steady_clock::now() + std::chrono::seconds( 30 );
+   while ( !condition() ) {
+      if ( std::chrono::steady_clock::now() > end )
+         return condition();
       std::this_thread::sleep_for( std::chrono::milliseconds( 10 ) );
    }
-   return condition();
+   return true;
 }
 
 // The path of a program of the same build, which lies beside this one.
