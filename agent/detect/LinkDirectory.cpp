@@ -187,6 +187,12 @@ LinkDirectory::handleState( WatchedName& name, Link const& link ) {
 }
 
 void
+LinkDirectory::handleLinkMoved( std::uint32_t index ) {
+   if ( listener_ )
+      listener_->handleMoved( index );
+}
+
+void
 LinkDirectory::handleLinkGone( std::uint32_t index ) {
    auto const at = links_.find( index );
    if ( at == links_.end() )

@@ -23,6 +23,8 @@ class LinkDirectory final : public LinkListener {
       virtual void handleRenamed( std::uint32_t index, InterfaceName const& name ) = 0;
       // A message about the link has come, and the interface directory is up to date.
       virtual void handleLink( Link const& link ) = 0;
+      // The link is in another network namespace now. handleGone() follows.
+      virtual void handleMoved( std::uint32_t index ) = 0;
       virtual void handleGone( std::uint32_t index ) = 0;
 
     protected:
@@ -61,6 +63,7 @@ class LinkDirectory final : public LinkListener {
 
    void handleLinks( std::span< Link const > links ) override;
    void handleLink( Link const& link ) override;
+   void handleLinkMoved( std::uint32_t index ) override;
    void handleLinkGone( std::uint32_t index ) override;
 
  private:

@@ -111,8 +111,11 @@ LinkFeed::handleLinkMessage( nlmsghdr const& message ) {
       return;
    else if ( message.nlmsg_type == RTM_NEWLINK )
       listener_.handleLink( *link );
-   else
+   else {
+      if ( link->hasMoved )
+         listener_.handleLinkMoved( link->index );
       listener_.handleLinkGone( link->index );
+   }
 }
 
 void

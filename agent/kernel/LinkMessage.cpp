@@ -104,6 +104,14 @@ readAttribute( nlattr const* attribute, void* data ) {
    return MNL_CB_OK;
 }
 
+// Reads a message about the end of a link.
+int
+readEnd( nlattr const* attribute, void* link ) {
+   if ( mnl_attr_get_type( attribute ) == IFLA_NEW_NETNSID )
+      static_cast< Link* >( link )->hasMoved = true;
+   return MNL_CB_OK;
+}
+
 } // namespace
 
 LinkMessage
@@ -147,6 +155,8 @@ linkOf( nlmsghdr const& message ) {
          return std::nullopt;
       if ( link.hasNoLower )
          link.lower = 0;
+   } else {
+      mnl_attr_parse( &message, sizeof info, readEnd, static_cast< Link* >( &link ) );
    }
    return link;
 }

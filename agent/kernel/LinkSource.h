@@ -26,6 +26,7 @@ struct Link {
    std::uint32_t protoDownReasons = 0;
    std::uint32_t master = 0; // The index of the bond, team or bridge that it belongs to, or 0.
    std::uint32_t lower = 0;  // The index of the link that it runs on, as a VLAN does; or 0.
+   bool hasMoved = false;    // To another network namespace, as the message about its end says.
    bool isLag = false;       // A bond or team: its members carry its traffic.
 
    // Returns true if it can't be the link of the same index that had that address. An address that
@@ -50,6 +51,8 @@ class LinkListener {
    virtual void handleLinks( std::span< Link const > links ) = 0;
    // Delivers a link that is new or has changed, perhaps its name.
    virtual void handleLink( Link const& link ) = 0;
+   // A link was moved to another network namespace. handleLinkGone() follows.
+   virtual void handleLinkMoved( std::uint32_t /*index*/ ) {}
    // A link was deleted or moved to another namespace. It may never have been delivered.
    virtual void handleLinkGone( std::uint32_t index ) = 0;
 

@@ -1,5 +1,7 @@
 #include "agent/ports/OwnedLinks.h"
 
+#include "agent/ports/OpeningCommand.h"
+
 #include <string>
 #include <utility>
 
@@ -10,6 +12,11 @@ namespace {
 std::string
 text( InterfaceName const& name ) {
    return std::string( name.view() );
+}
+
+std::string
+openingCommand( OwnedLink const& owned ) {
+   return openingCommand( owned.name.view(), owned.means, owned.reason );
 }
 
 } // namespace
@@ -46,6 +53,16 @@ OwnedLinks::insert( OwnedLink const& owned ) {
 void
 OwnedLinks::erase( std::uint32_t index ) {
    isChanged_ |= owned_.erase( index ) > 0;
+}
+
+void
+OwnedLinks::handleMoved( std::uint32_t index ) const {
+   if ( OwnedLink const* const owned = find( index ) )
+      log_.event( { .id = LogEvent::portFailure, .port = owned->name.view() },
+                  "port " + text( owned->name ) +
+                      " was moved to another network namespace while ufdd had it shut: open it "
+                      "there with: " +
+                      openingCommand( *owned ) );
 }
 
 void
@@ -91,12 +108,12 @@ OwnedLinks::take( Link const& link, OwnedLink owned ) {
       return log_.line( what + ", but is gone: " + text( link.name ) + " is another interface" );
    if ( !owned.isApplied( link ) )
       return log_.line( what + " and opened by someone else since" );
-   // Another link has this index and name now, and somebody else has shut it.
-   if ( link.isOtherThan( owned.address ) )
+   // Another link may have this index and name now, and somebody else has shut it.
+   if ( owned.address != link.address )
       return log_.line( what +
                         ", but has another hardware address now: not opened, it is probably "
-                        "another interface; if it is the same, open it with: ip link set dev " +
-                        text( link.name ) + " up" );
+                        "another interface; if it is the same, open it with: " +
+                        openingCommand( link.name.view(), owned.means, owned.reason ) );
    log_.line( what + ( isRenamed ? ", and renamed " + text( link.name ) + " since" : "" ) +
               ": still shut" );
    owned.name = link.name;
@@ -106,7 +123,7 @@ OwnedLinks::take( Link const& link, OwnedLink owned ) {
 
 void
 OwnedLinks::takeOverride( Link const& link, OwnedLink const& owned ) {
-   if ( owned.name != link.name || link.isOtherThan( owned.address ) )
+   if ( owned.name != link.name || link.address != owned.address )
       return;
    log_.line( "port " + text( link.name ) +
               " is still overridden: it is left open until its groups are up" );
@@ -118,7 +135,9 @@ OwnedLinks::endAdoption() {
    for ( auto const& [ index, owned ] : recalled_ )
       if ( !owned.isOverridden )
          log_.line( "port " + text( owned.name ) +
-                    " was shut by ufdd before, but there is no such interface any more" );
+                    " was shut by ufdd before, but there is no such interface any more; if it was "
+                    "moved to another network namespace, open it there with: " +
+                    openingCommand( owned ) );
    recalled_.clear();
    unread_.end();
    remember();

@@ -21,7 +21,11 @@ class OwnedLinks {
 
    // Decides whether a link that has appeared is ours. It is if it has our mark, the bit `reason`
    // among the reasons for its protodown. Between beginAdoption() and endAdoption() it also is if a
-   // former process shut it and nobody has changed that.
+   // former process shut it and nobody has changed that. A link with another hardware address than
+   // recorded was probably made anew meanwhile, and is not ours. The permanent address counts,
+   // which no operator changes. A link without one (as those of bridges, VLANs and veth) is known
+   // by its present address: if an operator changes that while no ufdd runs, the port is left shut,
+   // and the log says how to open it.
    void adopt( Link const& link, unsigned int reason );
    void beginAdoption();
    void endAdoption();
@@ -39,6 +43,9 @@ class OwnedLinks {
    // Returns false when the link is not ours.
    bool rename( std::uint32_t index, InterfaceName const& name );
    void addressIs( std::uint32_t index, std::uint64_t address );
+   // Logs how to open a link that others have moved to another network namespace. The kernel tells
+   // that only afterwards, when the link is out of reach.
+   void handleMoved( std::uint32_t index ) const;
 
    void insertOverride( OwnedLink owned );
    void eraseOverride( std::uint32_t index ) { isChanged_ |= overrides_.erase( index ) > 0; }

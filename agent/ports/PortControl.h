@@ -58,6 +58,7 @@ class PortControl final : public LinkDirectory::Listener {
    void handleNew( Link const& link ) override { owned_.adopt( link, reason_ ); }
    void handleLink( Link const& link ) override;
    void handleRenamed( std::uint32_t index, InterfaceName const& name ) override;
+   void handleMoved( std::uint32_t index ) override { owned_.handleMoved( index ); }
    void handleGone( std::uint32_t index ) override { acts_.handleGone( index ); }
 
  private:

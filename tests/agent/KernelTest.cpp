@@ -116,6 +116,9 @@ TEST_F( KernelTest, namesComeAndGo ) {
    EXPECT_TRUE( eventually(
        [ & ] { return ufdd.wrote( "down -> up, 1/1 up, min_links 1: uplink u1 is up" ); } ) );
    EXPECT_FALSE( hasLink( "d2-far" ) ) << "not shut by us";
+   EXPECT_TRUE( ufdd.wrote( "port d3 was moved to another network namespace while ufdd had it "
+                            "shut: open it there with: ip link set dev d3 up" ) );
+   EXPECT_FALSE( ufdd.wrote( "port d2 was moved" ) );
    ip( "link set d2 up" );
    ip( "link set u1 down" );
    EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
