@@ -38,7 +38,8 @@ class Agent {
    void reload( ConfigFile config, std::string const& file );
    // The interval in milliseconds at which to call handleTick(); 0 for not at all.
    std::uint32_t tickMs() const { return carrierWatch_.tickMs(); }
-   void handleTick() { carrierWatch_.handleTick(); }
+   // Returns false if nothing has come of it, so that the turn needs no end.
+   bool handleTick() { return carrierWatch_.handleTick() || readAgainAt_; }
    // Call at the end of each turn: acts on all messages so far, and on delays that have passed.
    void endTurn();
    // Returns when to call endTurn() even if nothing happens, by Zet::now(); or `never`.

@@ -132,10 +132,10 @@ Daemon::wakeAt( double time ) {
    wakeTime_ = time;
 }
 
-void
+bool
 Daemon::handleTick() {
    ticker_.take();
-   agent_.handleTick();
+   return agent_.handleTick();
 }
 
 // Only marks the report as due. A timer that fires proves nothing; a turn that ends proves that the

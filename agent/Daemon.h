@@ -53,7 +53,7 @@ class Daemon {
    void wakeAt( double time );
    // Begins a turn, whose end does what is due.
    void handleWakeTime() { wakeTime_ = Agent::never; }
-   void handleTick();
+   bool handleTick();
    void handleWatchdogTime();
    void handleRecordTime();
    void handleStop();

@@ -23,10 +23,10 @@ check( int result, char const* what ) {
 void
 EventLoop::Source::run() noexcept {
    try {
-      call_( owner_ );
+      bool const needsEnd = call_( owner_ );
       // Called here, not by sd_event, which would first ask the kernel for more events: ports may
       // be waiting to be shut.
-      if ( Source const* const end = loop_.turnEnd_; end && !loop_.isLeaving_ )
+      if ( Source const* const end = loop_.turnEnd_; needsEnd && end && !loop_.isLeaving_ )
          end->call_( end->owner_ );
    } catch ( ... ) {
       // Nothing may be thrown through the loop, which is C.

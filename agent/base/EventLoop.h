@@ -2,6 +2,7 @@
 
 #include <deque>
 #include <exception>
+#include <type_traits>
 
 struct sd_event;
 struct sd_event_source;
@@ -10,6 +11,7 @@ namespace Ufdd {
 
 // The one event loop of the process. A handler is a member function without parameters, given as
 // loop.onReadable< &Owner::handler >( fd, owner ). The owner must live as long as the loop.
+// A handler that returns false has changed nothing: its turn has no end (onTurnEnd).
 // An exception that leaves a handler ends the loop; run() throws it.
 class EventLoop {
  public:
@@ -22,13 +24,13 @@ class EventLoop {
 
     private:
       friend class EventLoop;
-      Source( EventLoop& loop, void* owner, void ( *call )( void* ) )
+      Source( EventLoop& loop, void* owner, bool ( *call )( void* ) )
           : loop_( loop ), owner_( owner ), call_( call ) {}
       void run() noexcept;
 
       EventLoop& loop_;
       void* owner_;
-      void ( *call_ )( void* );
+      bool ( *call_ )( void* );
       sd_event_source* source_ = nullptr;
    };
 
@@ -50,7 +52,7 @@ class EventLoop {
       addSignal( number, source< Handler >( owner ) );
    }
    // Sets the handler that ends each turn: it is called after every other handler, unless that
-   // called exit(). Replaces the former one.
+   // returned false or called exit(). Replaces the former one.
    template < auto Handler, class Owner > void onTurnEnd( Owner& owner ) {
       turnEnd_ = &source< Handler >( owner );
    }
@@ -67,7 +69,13 @@ class EventLoop {
    enum class Urgency { usual, atLeisure };
 
    template < auto Handler, class Owner > Source& source( Owner& owner ) {
-      auto const call = []( void* object ) { ( static_cast< Owner* >( object )->*Handler )(); };
+      auto const call = []( void* object ) {
+         auto& self = *static_cast< Owner* >( object );
+         if constexpr ( std::is_void_v< decltype( ( self.*Handler )() ) > )
+            return ( self.*Handler )(), true;
+         else
+            return ( self.*Handler )();
+      };
       return sources_.emplace_back( Source( *this, &owner, call ) );
    }
    void addReadable( int fd, Source& source, Urgency urgency );

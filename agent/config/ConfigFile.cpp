@@ -106,8 +106,8 @@ Reader::readText( std::string_view text, std::string_view file ) {
 void
 Reader::readFile( toml::table const& file ) {
    checkKeys( file,
-              { "group", "detection", "detection_interval", "protodown_reason", "startup_hold",
-                "dry_run", "protect" },
+              { "group", "detection", "detection_interval", "detection_idle_interval",
+                "protodown_reason", "startup_hold", "dry_run", "protect" },
               "the file", []( std::string_view ) { return false; } );
    readDetection( file );
    readNumber( file, "protodown_reason", "", 0, Link::maxReason, protoDownReason );
@@ -128,18 +128,25 @@ Reader::readFile( toml::table const& file ) {
 void
 Reader::readDetection( toml::table const& file ) {
    using Mode = DetectionSettings::Mode;
-   static constexpr std::array< std::pair< std::string_view, Mode >, 3 > modes{
-      { { "events", Mode::events }, { "verify", Mode::verify }, { "poll", Mode::poll } }
+   static constexpr std::array< std::pair< std::string_view, Mode >, 4 > modes{
+      { { "auto", Mode::automatic },
+        { "verify", Mode::verify },
+        { "poll", Mode::poll },
+        { "events", Mode::events } }
    };
-   read( file, "detection", R"("events", "verify" or "poll")", detection.mode,
+   read( file, "detection", R"("auto", "verify", "poll" or "events")", detection.mode,
          []( toml::node const& node ) -> std::optional< Mode > {
             auto const mode = std::find_if( modes.begin(), modes.end(), [ & ]( auto const& m ) {
                return m.first == node.value< std::string_view >();
             } );
             return mode == modes.end() ? std::nullopt : std::optional( mode->second );
          } );
-   readNumber( file, "detection_interval", " of milliseconds", 1, DetectionSettings::maxIntervalMs,
-               detection.intervalMs );
+   auto const readInterval = [ & ]( std::string_view key, std::uint32_t& milliseconds ) {
+      readNumber( file, key, " of milliseconds", 1, DetectionSettings::maxIntervalMs,
+                  milliseconds );
+   };
+   readInterval( "detection_interval", detection.intervalMs );
+   readInterval( "detection_idle_interval", detection.idleIntervalMs );
 }
 
 template < class V, class Read >

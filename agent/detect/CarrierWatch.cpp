@@ -2,6 +2,8 @@
 
 #include "platform/zet/Clock.h"
 
+#include <algorithm>
+
 namespace Ufdd {
 
 using Mode = DetectionSettings::Mode;
@@ -19,39 +21,66 @@ CarrierWatch::probeForAWhile() {
 }
 
 bool
-CarrierWatch::isTimeToProbe() const {
-   return settings_.mode == Mode::poll ||
-          ( settings_.mode == Mode::verify && Zet::now() < probeUntil_ );
+CarrierWatch::isAlert() const {
+   return settings_.mode == Mode::poll || Zet::now() < probeUntil_;
 }
 
-void
-CarrierWatch::handleTick() {
-   isProbing_ = isTimeToProbe();
-   if ( isProbing_ )
-      probeAll();
+std::uint32_t
+CarrierWatch::wantedTickMs() const {
+   if ( settings_.mode == Mode::events )
+      return 0;
+   if ( isAlert() )
+      return settings_.intervalMs;
+   return settings_.mode == Mode::automatic
+              ? std::max( settings_.intervalMs, settings_.idleIntervalMs )
+              : 0;
 }
 
 bool
-CarrierWatch::isDifferent( Link const* link ) const {
-   return link && source_.carrier( link->name ) != link->carrier;
+CarrierWatch::handleTick() {
+   std::uint32_t const before = std::exchange( tickMs_, wantedTickMs() );
+   bool const hasNews = tickMs_ != 0 && probeAll();
+   return hasNews || tickMs_ != before;
+}
+
+bool
+CarrierWatch::probeAll() {
+   probeDrivers();
+   // The query of the driver has usually made the kernel send the delayed message.
+   bool hasMessages = isContradicted_ && source_.query( {} );
+   doubtful_.clear();
+   for ( Doubt const& doubt : doubts_ )
+      if ( Link const* const link = links_.link( doubt.index );
+           link && doubt.carrier != link->carrier )
+         doubtful_.push_back( doubt.index );
+   // Asks the kernel for messages instead of believing the drivers: messages are in order.
+   if ( !doubtful_.empty() )
+      hasMessages = source_.query( doubtful_ );
+   return hasMessages || !links_.changes().empty();
 }
 
 void
-CarrierWatch::probeAll() {
-   different_.clear();
-   for ( Kelnet::IntfId const uplink : uplinks_ )
-      if ( Link const* const link = links_.link( uplink ); isDifferent( link ) )
-         different_.push_back( link->index );
-   if ( different_.empty() )
-      return;
-   // The query of the driver has usually made the kernel send the delayed message.
-   source_.query( {} );
-   std::erase_if( different_, [ this ]( std::uint32_t index ) {
-      return !isDifferent( links_.link( index ) );
-   } );
-   // Asks the kernel for messages instead of believing the drivers: messages are in order.
-   if ( !different_.empty() )
-      source_.query( different_ );
+CarrierWatch::probeDrivers() {
+   doubts_.clear();
+   isContradicted_ = false;
+   std::size_t mutes = isAlert() ? uplinks_.size() : mutesPerIdleTick;
+   for ( std::size_t i = 0, at = nextMute_; i < uplinks_.size(); ++i ) {
+      Link const* const link = links_.link( uplinks_[ at ] );
+      at = at + 1 == uplinks_.size() ? 0 : at + 1;
+      if ( !link )
+         continue;
+      std::optional< bool > const carrier = source_.carrier( link->name );
+      if ( carrier == link->carrier )
+         continue;
+      isContradicted_ |= carrier.has_value();
+      if ( !carrier && mutes == 0 )
+         continue;
+      if ( !carrier ) {
+         --mutes;
+         nextMute_ = at;
+      }
+      doubts_.push_back( { link->index, carrier } );
+   }
 }
 
 } // namespace Ufdd

@@ -36,6 +36,8 @@ class LinkFeed {
    // Returns true if the listener knows the state of all links.
    bool complete() const { return state_ == State::live; }
 
+   // Returns true if messages came since tookMessages(), beside answers to our questions.
+   bool hasMessages() const { return hasMessages_; }
    // Returns true if messages came since the last call, beside answers to our questions.
    bool tookMessages() { return std::exchange( hasMessages_, false ); }
    // Returns what went wrong since the last call, for which all links are read again; or nothing.

@@ -75,8 +75,8 @@ class LinkSource {
    virtual std::optional< bool > carrier( InterfaceName const& name ) = 0;
    // Queries these links and delivers the answers, and any pending messages in order, before it
    // returns. With no indexes, delivers only the pending messages. A link that is gone has no
-   // answer.
-   virtual void query( std::span< std::uint32_t const > indexes ) = 0;
+   // answer. Returns true if messages have come since tookMessages(), beside answers.
+   virtual bool query( std::span< std::uint32_t const > indexes ) = 0;
 
    // Goes on with reading all links after messages were lost. Call at the end of each turn of the
    // loop, once started. Returns false while links are unknown: call it each second then, even if

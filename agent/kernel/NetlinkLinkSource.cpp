@@ -93,7 +93,7 @@ NetlinkLinkSource::receive( int timeoutMs ) {
    return true;
 }
 
-void
+bool
 NetlinkLinkSource::query( std::span< std::uint32_t const > indexes ) {
    queries_.resize( indexes.size() * queryRoom );
    std::size_t size = 0;
@@ -109,6 +109,7 @@ NetlinkLinkSource::query( std::span< std::uint32_t const > indexes ) {
                          "; ufdd may notice a loss a second late";
    }
    handleReadable();
+   return feed_->hasMessages();
 }
 
 void

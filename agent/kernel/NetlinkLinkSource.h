@@ -30,7 +30,7 @@ class NetlinkLinkSource final : public LinkSource {
       return probe_.carrier( name );
    }
    // If the kernel can't be asked, only its own messages are delivered.
-   void query( std::span< std::uint32_t const > indexes ) override;
+   bool query( std::span< std::uint32_t const > indexes ) override;
    bool recover() override;
    bool tookMessages() override { return feed_->tookMessages(); }
    std::string takeTrouble() override;

@@ -14,7 +14,6 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
-#include <deque>
 #include <exception>
 #include <fstream>
 #include <functional>
@@ -128,10 +127,33 @@ class Daemon {
 
 struct Scenario {
    std::string name;
-   std::function< void() > first; // Makes the kernel delay messages.
+   std::function< void() > first; // Makes the kernel delay messages. None if others do that.
    std::string firstPort;         // Is shut then.
    std::chrono::milliseconds gap;
    std::function< void() > repair;
+};
+
+// A user without any rights, who makes the kernel delay messages in every network namespace: a
+// bridge in a namespace of that user gains and loses its carrier again and again.
+class Attacker {
+ public:
+   Attacker()
+       : process_( { "--reuid=65534", "--regid=65534", "--clear-groups", "unshare", "-Urn", "sh",
+                     "-c", flapping },
+                   Process::Rights::all, "/usr/bin/setpriv" ) {
+      if ( !eventually(
+               [ this ] { return process_.wrote( "flapping" ) || process_.hasEnded(); } ) ||
+           process_.hasEnded() )
+         throw std::runtime_error( "nobody can't make a bridge: " + process_.output() );
+   }
+
+ private:
+   static constexpr char const* flapping =
+       "ip link add br0 type bridge && ip link add p0 type veth peer name p1 && "
+       "ip link set p0 master br0 && ip link set p1 up && ip link set br0 up && echo flapping && "
+       "while ip link set p0 up && ip link set p0 down; do sleep .03; done";
+
+   Process process_;
 };
 
 double
@@ -148,21 +170,25 @@ measure( Scenario const& scenario, std::string const& detection, Tap& u2, int tr
    Daemon const ufdd( configOf( detection, { { "u1", "d1" }, { "u2", "d2" }, { "v1", "d3" } } ) );
    std::vector< double > times;
    // Adds up to two intervals of queries to the gap, so that the loss comes at any time between two
-   // queries.
+   // queries. Under an attack, the loss comes at any time between two messages.
    std::mt19937 random( 1 );
-   std::uniform_int_distribution< int > more( 0, 4000 );
+   std::uniform_int_distribution< int > more( 0, scenario.first ? 4000 : 1000000 );
    for ( int i = 0; i < trials; ++i ) {
       std::this_thread::sleep_for( kernelHoldsBack + 200ms );
-      scenario.first();
-      ports.await( scenario.firstPort, false );
+      if ( scenario.first ) {
+         scenario.first();
+         ports.await( scenario.firstPort, false );
+      }
       std::this_thread::sleep_for( scenario.gap + std::chrono::microseconds( more( random ) ) );
       auto const begin = Clock::now();
       u2.carrierIs( false );
       times.push_back( Milliseconds( ports.await( "d2", false ) - begin ).count() );
       u2.carrierIs( true );
       ports.await( "d2", true );
-      scenario.repair();
-      ports.await( scenario.firstPort, true );
+      if ( scenario.first ) {
+         scenario.repair();
+         ports.await( scenario.firstPort, true );
+      }
    }
    std::sort( times.begin(), times.end() );
    std::printf( "%-34s %-7s %6d %9.2f %9.2f %9.2f\n", scenario.name.c_str(), detection.c_str(),
@@ -171,7 +197,7 @@ measure( Scenario const& scenario, std::string const& detection, Tap& u2, int tr
 }
 
 void
-measureDelays( int trials ) {
+measureDelays( int trials, bool onlyAttack ) {
    Tap u1( "u1" );
    Tap u2( "u2" );
    ip( "link set u1 up" );
@@ -188,33 +214,37 @@ measureDelays( int trials ) {
                           "d3", 10ms, [] { ip( "link set v1-far up" ); } } );
    std::printf( "%-34s %-7s %6s %9s %9s %9s\n", "when a carrier is lost", "", "trials", "p50 ms",
                 "p99 ms", "max ms" );
-   for ( Scenario const& scenario : scenarios )
-      for ( char const* const detection : { "verify", "events" } )
-         measure( scenario, detection, u2, trials );
+   if ( !onlyAttack )
+      for ( Scenario const& scenario : scenarios )
+         for ( char const* const detection : { "auto", "verify", "events" } )
+            measure( scenario, detection, u2, trials );
+   Attacker const attacker;
+   for ( char const* const detection : { "auto", "poll", "verify", "events" } )
+      measure( { "under attack", {}, {}, 0ms, {} }, detection, u2, trials );
 }
 
+// Prints the processor time that ufdd takes while nothing happens.
 void
-measureCost() {
-   constexpr int count = 64;
-   constexpr auto period = 3s;
-   std::deque< Tap > taps;
+measureCost( std::string const& kind, int count ) {
+   constexpr auto period = 10s;
    std::vector< Group > groups;
    for ( int i = 0; i < count; ++i ) {
       std::string const name = std::string( "t" ).append( std::to_string( i ) );
-      taps.emplace_back( name );
+      ip( "link add " + name + " type " + kind );
       ip( "link set " + name + " up" );
       groups.push_back( { name, "none" } );
    }
-   for ( std::string_view const detection : { "poll", "verify" } ) {
-      Daemon const ufdd( configOf( std::string( detection ), groups ) );
+   for ( std::string const detection : { "auto", "poll", "verify" } ) {
+      Daemon const ufdd( configOf( detection, groups ) );
       std::this_thread::sleep_for( kernelHoldsBack + 500ms );
       auto const before = ufdd.cost();
       std::this_thread::sleep_for( period );
-      std::printf( "%d uplinks %-24s %7.3f %% of a core\n", count,
-                   detection == "poll" ? "while they are asked" : "while nothing happens",
-                   100 * Milliseconds( ufdd.cost() - before ) / period );
+      std::printf( "%2d uplinks (%s), %-20s %7.3f %% of a core\n", count, kind.c_str(),
+                   detection.c_str(), 100 * Milliseconds( ufdd.cost() - before ) / period );
+      std::fflush( stdout );
    }
-   std::printf( "\n" );
+   for ( Group const& group : groups )
+      ip( "link del " + group.uplink );
 }
 
 } // namespace
@@ -222,8 +252,9 @@ measureCost() {
 int
 main( int argc, char** argv ) {
    int const trials = argc > 1 ? std::atoi( argv[ 1 ] ) : 50;
-   if ( argc > 2 || trials < 1 ) {
-      std::fprintf( stderr, "usage: bench_gate [TRIALS]\n" );
+   bool const onlyAttack = argc > 2 && std::string_view( argv[ 2 ] ) == "attack";
+   if ( argc > 2 + onlyAttack || trials < 1 ) {
+      std::fprintf( stderr, "usage: bench_gate [TRIALS [attack]]\n" );
       return 64;
    }
    if ( unshare( CLONE_NEWNET ) < 0 ) {
@@ -232,8 +263,12 @@ main( int argc, char** argv ) {
    }
    beforeAllOthers( 0 );
    try {
-      measureCost();
-      measureDelays( trials );
+      // The drivers of the second kind do not say whether there is carrier.
+      for ( char const* const kind : { "veth", "ifb" } )
+         for ( int const count : { 2, 64 } )
+            measureCost( kind, count );
+      std::printf( "\n" );
+      measureDelays( trials, onlyAttack );
    } catch ( std::exception const& error ) {
       std::fprintf( stderr, "bench_gate: %s\n", error.what() );
       return EXIT_FAILURE;

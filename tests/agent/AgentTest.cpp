@@ -249,6 +249,47 @@ TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
    EXPECT_EQ( takeActs(), " +d1" );
 }
 
+TEST_F( AgentTest, idleTicksAreCheapAndFindEachLoss ) {
+   std::vector< std::string > const names{ "x0", "x1", "x2", "x3", "x4", "x5" };
+   groups = { { "g", { "u1", "u2" }, { "d1" } },
+              { "h", { "x0", "x1", "x2", "x3", "x4", "x5" }, { "d2" }, 6 } };
+   for ( std::string const& name : names )
+      kernel.add( name );
+   kernel.lossInterval = 1;
+   ConfigFile file = config();
+   file.detection = {};
+   agent->start( file );
+   pass( 2 );
+   auto const tick = [ & ] {
+      kernel.driverQueries = kernel.linkQueries = 0;
+      bool const hasNews = agent->handleTick();
+      return std::to_string( kernel.driverQueries ) + " + " + std::to_string( kernel.linkQueries ) +
+             ( hasNews ? ", news" : "" );
+   };
+   tick();
+   EXPECT_EQ( agent->tickMs(), 10 );
+   EXPECT_EQ( tick(), "8 + 0" );
+   kernel.carrier( "u1", false );
+   kernel.carrier( "u2", false );
+   EXPECT_EQ( tick(), "8 + 2, news" ) << "each uplink is asked once";
+   agent->endTurn();
+   EXPECT_EQ( takeActs(), " -d1" );
+
+   // These drivers say nothing, so the kernel is asked, for some of them in each tick.
+   for ( std::string const& name : names )
+      kernel.link( name ).hidesCarrier = true;
+   runTurns();
+   pass( 2 );
+   tick();
+   for ( int i = 0; i < 3; ++i )
+      EXPECT_EQ( tick(), "8 + 2" );
+   kernel.carrier( "x5", false );
+   for ( int i = 0; i < 3; ++i )
+      tick();
+   agent->endTurn();
+   EXPECT_EQ( takeActs(), " -d2" );
+}
+
 TEST_F( AgentTest, failedActIsLoggedOnceAndRetried ) {
    start();
    kernel.link( "d1" ).refusal = EPERM;

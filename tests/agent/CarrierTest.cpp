@@ -77,7 +77,7 @@ TEST_F( CarrierTest, lossThatTheKernelDelaysIsFoundAtOnce ) {
 }
 
 TEST_F( CarrierTest, queriesEndWhenNothingHappens ) {
-   ReadyUfdd ufdd( arguments( config() ) );
+   ReadyUfdd ufdd( arguments( config( "detection = \"verify\"\n" ) ) );
    std::string const before = waits( ufdd );
    std::this_thread::sleep_for( 1500ms );
    std::string const idle = waits( ufdd );
@@ -87,7 +87,7 @@ TEST_F( CarrierTest, queriesEndWhenNothingHappens ) {
 }
 
 // Messages in another network namespace make the kernel delay messages in ours.
-TEST_F( CarrierTest, pollNeedsNoMessageInItsOwnNamespace ) {
+TEST_F( CarrierTest, autoAndPollNeedNoMessageInTheirOwnNamespace ) {
    std::optional< Tap > elsewhere;
    std::thread( [ & ] {
       if ( unshare( CLONE_NEWNET ) == 0 ) {
@@ -96,12 +96,17 @@ TEST_F( CarrierTest, pollNeedsNoMessageInItsOwnNamespace ) {
       }
    } ).join();
    ASSERT_TRUE( elsewhere );
-   ReadyUfdd ufdd( arguments( config( "detection = \"poll\"\n" ) ) );
-   std::this_thread::sleep_for( 1500ms );
-   elsewhere->carrierIs( false );
-   std::this_thread::sleep_for( 50ms );
-   u1->carrierIs( false );
-   EXPECT_LT( timeToLoss( "d1" ), longBeforeTheKernelTells ) << ufdd.output();
+   for ( char const* const detection : { "", "detection = \"poll\"\n" } ) {
+      ReadyUfdd ufdd( arguments( config( detection ) ) );
+      std::this_thread::sleep_for( 1500ms );
+      elsewhere->carrierIs( false );
+      std::this_thread::sleep_for( 50ms );
+      u1->carrierIs( false );
+      EXPECT_LT( timeToLoss( "d1" ), longBeforeTheKernelTells ) << ufdd.output();
+      elsewhere->carrierIs( true );
+      u1->carrierIs( true );
+      EXPECT_EQ( ufdd.end( SIGTERM ), 0 );
+   }
 }
 
 } // namespace

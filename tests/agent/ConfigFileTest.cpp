@@ -61,7 +61,7 @@ disable = [ "a-name-of-15byt" ]
    EXPECT_TRUE( nothing.errors.empty() );
    EXPECT_EQ( nothing.warnings,
               Errors{ "f:1:1: warning: there is no [[group]]: ufdd watches nothing" } );
-   EXPECT_EQ( nothing.detection.mode, DetectionSettings::Mode::verify );
+   EXPECT_EQ( nothing.detection.mode, DetectionSettings::Mode::automatic );
 }
 
 TEST( ConfigFile, reportsEveryErrorWithItsPlace ) {
@@ -97,8 +97,8 @@ disable = []
    EXPECT_EQ(
        config.errors,
        ( Errors{
-           R"(f.toml:1:1: unknown key "extra" in the file; expected group, detection, detection_interval, protodown_reason, startup_hold, dry_run, protect)",
-           R"(f.toml:2:13: expected detection to be "events", "verify" or "poll", not "never")",
+           R"(f.toml:1:1: unknown key "extra" in the file; expected group, detection, detection_interval, detection_idle_interval, protodown_reason, startup_hold, dry_run, protect)",
+           R"(f.toml:2:13: expected detection to be "auto", "verify", "poll" or "events", not "never")",
            R"(f.toml:3:22: expected detection_interval to be a whole number of milliseconds from 1 to 1000, not 0)",
            R"(f.toml:4:16: expected startup_hold to be a number of seconds from 0 to 86400, not -0.5)",
            R"(f.toml:5:11: expected dry_run to be true or false, not 1)",

@@ -23,6 +23,10 @@ struct EventLoopTest : testing::Test {
 
    void handleA() { fired( "A" ); }
    void handleB() { fired( "B" ); }
+   bool handleIdly() {
+      add( "idle" );
+      return false;
+   }
    void handleEnd() {
       add( "end" );
       loop.exit();
@@ -44,6 +48,7 @@ struct EventLoopTest : testing::Test {
    EventLoop loop;
    EventLoop::Source& a = loop.timer< &EventLoopTest::handleA >( *this );
    EventLoop::Source& b = loop.timer< &EventLoopTest::handleB >( *this );
+   EventLoop::Source& idle = loop.timer< &EventLoopTest::handleIdly >( *this );
    EventLoop::Source& end = loop.timer< &EventLoopTest::handleEnd >( *this );
 };
 
@@ -52,9 +57,10 @@ TEST_F( EventLoopTest, timersFireOnceInTheOrderOfTheirTimes ) {
    double const now = Zet::now();
    a.fireAt( now + 0.02 );
    b.fireAt( now + 0.01 );
+   idle.fireAt( now + 0.015 );
    last = "A";
    loop.run();
-   EXPECT_EQ( log, " B; A; end" ) << "no turn ends after exit()";
+   EXPECT_EQ( log, " B; idle A; end" ) << "no turn ends after exit()";
 }
 
 TEST_F( EventLoopTest, lastTimeSetCounts ) {

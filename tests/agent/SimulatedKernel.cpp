@@ -37,6 +37,7 @@ SimulatedKernel::start( LinkListener& listener ) {
 
 std::optional< bool >
 SimulatedKernel::carrier( InterfaceName const& name ) {
+   ++driverQueries;
    auto const at = links_.find( std::string( name.view() ) );
    if ( at == links_.end() || at->second.hidesCarrier )
       return std::nullopt;
@@ -45,8 +46,9 @@ SimulatedKernel::carrier( InterfaceName const& name ) {
    return at->second.carrier;
 }
 
-void
+bool
 SimulatedKernel::query( std::span< std::uint32_t const > indexes ) {
+   linkQueries += static_cast< unsigned int >( indexes.size() );
    for ( std::uint32_t const index : indexes )
       if ( SimulatedLink* const link = find( index ); link && !isDeaf ) {
          tellCarrier( *link );
@@ -55,6 +57,7 @@ SimulatedKernel::query( std::span< std::uint32_t const > indexes ) {
          receive( answer );
       }
    deliver();
+   return feed_->hasMessages();
 }
 
 void

@@ -39,7 +39,7 @@ class SimulatedKernel : public LinkSource, public LinkControl {
  public:
    void start( LinkListener& listener ) override;
    std::optional< bool > carrier( InterfaceName const& name ) override;
-   void query( std::span< std::uint32_t const > indexes ) override;
+   bool query( std::span< std::uint32_t const > indexes ) override;
    bool recover() override;
    bool tookMessages() override { return feed_->tookMessages(); }
    std::string takeTrouble() override { return feed_->takeTrouble(); }
@@ -79,8 +79,9 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    unsigned int losses = 0; // Number of losses that hit a daemon which knew all links.
    // Seconds between two messages about lost carriers; 0 to delay none.
    double lossInterval = 0;
-   std::size_t room = 1000; // Number of messages that can wait.
-   bool isDeaf = false;     // Queries of single links get no answer.
+   unsigned int driverQueries = 0, linkQueries = 0; // By carrier() and query().
+   std::size_t room = 1000;                         // Number of messages that can wait.
+   bool isDeaf = false;                             // Queries of single links get no answer.
    // Called before each act and between the parts of a dump, where anything can happen.
    std::function< void() > meanwhile = [] {};
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <initializer_list>
 #include <random>
@@ -30,7 +31,8 @@ struct PlainConfig {
          return values.begin()[ random() % values.size() ];
       };
       startupHold = oneOf( { 0, 0, 0, 5 } );
-      asks = random() % 4 != 0;
+      detection = std::array{ "events", "verify", "auto", "auto" }[ random() % 4 ];
+      asks = detection != "events";
       isLayered = random() % 3 == 0;
       for ( unsigned int level = 0; level < 3; ++level ) {
          PlainGroup group{ "g" + std::to_string( level ) };
@@ -57,8 +59,9 @@ struct PlainConfig {
 
    std::string toml() const {
       std::ostringstream text;
-      text << "startup_hold = " << startupHold << "\ndetection_interval = 100\ndetection = \""
-           << ( asks ? "verify" : "events" ) << "\"\n";
+      text << "startup_hold = " << startupHold
+           << "\ndetection_interval = 100\ndetection_idle_interval = 1000\ndetection = \""
+           << detection << "\"\n";
       for ( PlainGroup const& group : groups )
          text << "[[group]]\nname = \"" << group.name << "\"\nmonitor = " << list( group.monitor )
               << "\ndisable = " << list( group.disable ) << "\nmin_links = " << group.minLinks
@@ -84,6 +87,7 @@ struct PlainConfig {
 
    std::vector< PlainGroup > groups;
    unsigned int startupHold;
+   std::string detection;
    bool asks;      // The daemon queries uplinks after a message.
    bool isLayered; // Groups monitor ports of others, but not in a circle.
 

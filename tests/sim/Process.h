@@ -6,6 +6,7 @@
 #include "tests/sim/Machine.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <poll.h>
 #include <string>
 
@@ -29,11 +30,13 @@ class Process {
       return std::min( { agent.nextTime(), server.nextTime().value_or( Ufdd::Agent::never ),
                          tickAt_, machine_.recordCheckAt } );
    }
-   // Runs one handler that is due, and the end of the turn.
-   void turn() {
+   // Runs one handler that is due, and the end of the turn. Returns false if that was a tick
+   // without news, whose turn needs no end.
+   bool turn() {
       if ( Zet::now() >= tickAt_ ) {
-         tickAt_ = Ufdd::Agent::never;
-         agent.handleTick();
+         tickAt_ = Zet::now() + tickMs_ / 1000.0;
+         if ( !agent.handleTick() && agent.nextTime() > Zet::now() )
+            return false;
       } else if ( Zet::now() >= machine_.recordCheckAt ) {
          machine_.recordCheckAt = Ufdd::Agent::never;
          agent.checkRecord();
@@ -43,10 +46,11 @@ class Process {
          handleClients();
       }
       endTurn();
-      if ( agent.tickMs() == 0 )
-         tickAt_ = Ufdd::Agent::never;
-      else if ( tickAt_ == Ufdd::Agent::never )
-         tickAt_ = Zet::now() + agent.tickMs() / 1000.0;
+      if ( tickMs_ != agent.tickMs() ) {
+         tickMs_ = agent.tickMs();
+         tickAt_ = tickMs_ == 0 ? Ufdd::Agent::never : Zet::now() + tickMs_ / 1000.0;
+      }
+      return true;
    }
 
    void endTurn() {
@@ -72,6 +76,7 @@ class Process {
 
    Machine& machine_;
    Ufdd::SimulatedKernel& kernel_;
+   std::uint32_t tickMs_ = 0;
    double tickAt_ = Ufdd::Agent::never;
 };
 

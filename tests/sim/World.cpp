@@ -126,10 +126,9 @@ World::turn() {
    machine_.kernel.handleTime();
    if ( !process_ || simulatedNow < suspendedUntil_ )
       return;
-   ++turns_;
    std::size_t const acts = machine_.kernel.acts.size();
    run( [ this ] {
-      process_->turn();
+      turns_ += process_->turn();
       // A second end of the turn finds nothing to do, unless messages have come.
       std::size_t const done = machine_.kernel.acts.size();
       if ( !machine_.kernel.hasMessages() )
