@@ -73,7 +73,7 @@ Agent::start( ConfigFile const& config ) {
    watchUplinks( config );
 }
 
-void
+bool
 Agent::reload( ConfigFile config, std::string const& file ) {
    LogEvent const about{ .id = LogEvent::configuration };
    // A file without groups was probably cut short; loading it would open every port.
@@ -85,7 +85,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
       log_.event( about, "configuration not loaded, because of the errors above; the former one "
                          "stays in force" );
       remark_ = "; " + file + " has errors and was not loaded";
-      return;
+      return false;
    }
    remark_.clear();
    if ( std::exchange( startupHold_, config.startupHold ) != config.startupHold )
@@ -107,6 +107,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    log_.event( about, "configuration loaded: groups added " + std::to_string( added ) +
                           ", changed " + std::to_string( changed ) + ", removed " +
                           std::to_string( removed ) );
+   return true;
 }
 
 void

@@ -34,8 +34,8 @@ class Agent {
    // Throws: whatever the source throws. No port has been touched then.
    void start( ConfigFile const& config );
    // Changes to another configuration. Unchanged groups are not touched. If the configuration has
-   // errors or no group, logs why and changes nothing. `file` names it in messages.
-   void reload( ConfigFile config, std::string const& file );
+   // errors or no group, logs why, changes nothing and returns false. `file` names it in messages.
+   bool reload( ConfigFile config, std::string const& file );
    // The interval in milliseconds at which to call handleTick(); 0 for not at all.
    std::uint32_t tickMs() const { return carrierWatch_.tickMs(); }
    // Returns false if nothing has come of it, so that the turn needs no end.

@@ -7,10 +7,12 @@
 #include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
 #include <utility>
+#include <vector>
 
 namespace Ufdd {
 
@@ -20,11 +22,22 @@ constexpr double openingSeconds = 2.5;
 constexpr double tellAgainPause = 1;
 constexpr double recordCheckPause = 2;
 
+// Returns the ports that ufdd may shut.
+std::vector< Kelnet::IntfId >
+portsOf( ConfigFile const& config ) {
+   std::vector< Kelnet::IntfId > ports;
+   for ( GroupSettings const& group : config.groups )
+      if ( !group.policy.dryRun )
+         for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
+            ports.push_back( port.key() );
+   return ports;
+}
+
 } // namespace
 
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
     : options_( options ), log_( log ), stateDirectory_( options.stateDirectory ),
-      store_( stateDirectory_ ), control_( [ this ] { manager_.alive(); } ),
+      store_( stateDirectory_ ), claims_( log ), control_( [ this ] { manager_.alive(); } ),
       source_( loop_, options.receiveBuffer ), agent_( source_, control_, store_, log ),
       statusServer_( options.socket, agent_.status(), log ),
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
@@ -57,6 +70,9 @@ Daemon::~Daemon() {
 bool
 Daemon::run( ConfigFile const& config ) {
    statusServer_.listen();
+   if ( std::vector< std::string > const others = claims_.add( portsOf( config ) );
+        !others.empty() )
+      throw std::runtime_error( others.front() );
    try {
       agent_.start( config );
       log_.line( "watching " + std::to_string( config.groups.size() ) +
@@ -170,7 +186,12 @@ Daemon::handleLeave() {
 void
 Daemon::handleReload() {
    manager_.reloading();
-   agent_.reload( readConfigOfThisMachine( options_.configFile ), options_.configFile );
+   ConfigFile config = readConfigOfThisMachine( options_.configFile );
+   std::vector< Kelnet::IntfId > const ports = portsOf( config );
+   if ( config.errors.empty() )
+      config.errors = claims_.add( ports );
+   if ( agent_.reload( std::move( config ), options_.configFile ) )
+      claims_.keepOnly( ports );
    manager_.ready();
 }
 

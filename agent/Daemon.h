@@ -10,6 +10,7 @@
 #include "agent/kernel/NetlinkLinkControl.h"
 #include "agent/kernel/NetlinkLinkSource.h"
 #include "agent/ports/OwnedLinkFile.h"
+#include "agent/ports/PortClaims.h"
 #include "agent/status/StatusServer.h"
 
 #include <string>
@@ -65,6 +66,7 @@ class Daemon {
    BufferedLog& log_;
    StateDirectory stateDirectory_;
    OwnedLinkFile store_;
+   PortClaims claims_;
    EventLoop loop_;
    ServiceManager manager_;
    NetlinkLinkControl control_;

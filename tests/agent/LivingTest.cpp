@@ -1,6 +1,7 @@
 #include "agent/base/Descriptor.h"
 #include "agent/config/SystemView.h"
 #include "tests/agent/DatagramInbox.h"
+#include "tests/agent/ForkedProcess.h"
 #include "tests/agent/NetworkTest.h"
 
 #include <gtest/gtest.h>
@@ -72,6 +73,50 @@ TEST_F( LivingTest, reloadAppliesOnlyTheDifference ) {
    former = Descriptor();
    EXPECT_EQ( release.wait(), 0 ) << release.output();
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << release.output();
+}
+
+// Two processes with records of their own would fight over a port.
+TEST_F( LivingTest, portBelongsToOneProcess ) {
+   plug( { "u1", "d1", "d2", "d3" } );
+   ip( "link property add dev d1 altname first" );
+   ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1', 'd2'" ) ) );
+   auto const second = [ & ]( std::string const& config ) {
+      rewrite( config );
+      return std::vector< std::string >{ "--config",    config_->path(),
+                                         "--state-dir", state_.path() + "/other",
+                                         "--socket",    state_.path() + "/other/status" };
+   };
+   std::string const holder = "another ufdd (process " + std::to_string( ufdd.pid() ) + ")";
+   Process fighter( second( group( "b", "'u1'", "'d3', 'first'" ) ) );
+   EXPECT_EQ( fighter.wait(), 1 );
+   EXPECT_TRUE( fighter.wrote( holder ) && fighter.wrote( ": d1\n" ) ) << fighter.output();
+   // It may have other ports, and get this one once the first ufdd has given it up.
+   ReadyUfdd neighbour( second( group( "b", "'u1'", "'d3'" ) ) );
+   reload( neighbour, group( "b", "'u1'", "'d3', 'd1'" ) );
+   EXPECT_TRUE( eventually( [ & ] { return neighbour.wrote( holder ); } ) ) << neighbour.output();
+   reload( ufdd, group( "a", "'u1'", "'d2'" ) );
+   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "changed 1" ); } ) ) << ufdd.output();
+   reload( neighbour, group( "b", "'u1'", "'d3', 'd1'" ) );
+   EXPECT_TRUE( eventually( [ & ] { return neighbour.wrote( "changed 1" ); } ) );
+   EXPECT_EQ( neighbour.end( SIGTERM ), 0 );
+   // A user without rights can disturb, not keep ufdd from its ports.
+   SocketPair ready;
+   ForkedProcess const squatter( [ & ] {
+      constexpr std::string_view name( "\0ufdd/port/d3", 13 );
+      sockaddr_un address{ .sun_family = AF_UNIX, .sun_path = {} };
+      name.copy( address.sun_path, name.size() );
+      int const fd = socket( AF_UNIX, SOCK_STREAM, 0 );
+      bool const isBound = setuid( 12345 ) == 0 &&
+                           bind( fd, reinterpret_cast< sockaddr const* >( &address ),
+                                 offsetof( sockaddr_un, sun_path ) + name.size() ) == 0 &&
+                           listen( fd, 1 ) == 0;
+      return isBound && write( ready.far.fd(), "!", 1 ) == 1 && pause() == 0;
+   } );
+   ready.far = Descriptor();
+   char byte = 0;
+   ASSERT_EQ( read( ready.near.fd(), &byte, 1 ), 1 );
+   ReadyUfdd disturbed( second( group( "b", "'u1'", "'d3'" ) ) );
+   EXPECT_TRUE( disturbed.wrote( "a process that is no ufdd" ) ) << disturbed.output();
 }
 
 TEST_F( LivingTest, lostRecordIsWrittenAgainAtRest ) {

@@ -1,0 +1,154 @@
+#include "agent/ports/PortClaims.h"
+
+#include "agent/base/InterfaceName.h"
+#include "agent/base/UnixSocket.h"
+
+#include <linux/capability.h>
+
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <net/if.h>
+#include <set>
+#include <string_view>
+#include <sys/stat.h>
+#include <thread>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+constexpr std::string_view prefix = "ufdd/port/";
+
+std::string
+mainName( Kelnet::IntfId port ) {
+   std::string const name( port.name().view() );
+   std::array< char, IF_NAMESIZE > room{};
+   unsigned int const index =
+       name.size() <= InterfaceName::maxSize ? if_nametoindex( name.c_str() ) : 0;
+   return index != 0 && if_indextoname( index, room.data() ) ? room.data() : name;
+}
+
+// Calls act( descriptor, address, size ), which is bind() or connect(), for the port's socket.
+template < class Act >
+Descriptor
+socketOf( std::string const& port, Act act ) {
+   std::string const name = std::string( prefix ) + port;
+   sockaddr_un address{ .sun_family = AF_UNIX, .sun_path = {} };
+   // An abstract name begins with a zero byte.
+   if ( name.size() >= sizeof address.sun_path ) {
+      errno = ENAMETOOLONG;
+      return Descriptor();
+   }
+   name.copy( address.sun_path + 1, name.size() );
+   Descriptor made( socket( AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0 ) );
+   auto const size =
+       static_cast< socklen_t >( offsetof( sockaddr_un, sun_path ) + 1 + name.size() );
+   if ( made && act( made.fd(), reinterpret_cast< sockaddr const* >( &address ), size ) < 0 )
+      return Descriptor();
+   return made;
+}
+
+bool
+isInOurUserNamespace( pid_t process ) {
+   struct stat own {};
+   struct stat other {};
+   std::string const path = "/proc/" + std::to_string( process ) + "/ns/user";
+   return stat( "/proc/self/ns/user", &own ) == 0 && stat( path.c_str(), &other ) == 0 &&
+          own.st_ino == other.st_ino;
+}
+
+// Returns true if the process has CAP_NET_ADMIN, and not only in a user namespace of its own. False
+// also if that can't be seen: a user may not look at the processes of others.
+bool
+canChangeInterfaces( pid_t process ) {
+   std::ifstream status( "/proc/" + std::to_string( process ) + "/status" );
+   for ( std::string word; word != "CapEff:" && status >> word; ) {
+   }
+   std::uint64_t capabilities = 0;
+   status >> std::hex >> capabilities;
+   return ( capabilities >> CAP_NET_ADMIN & 1 ) != 0 && isInOurUserNamespace( process );
+}
+
+// Returns the process that holds the port's socket; of user -1 if that is unknown.
+ucred
+holderOf( std::string const& port ) {
+   // A process that starts at this moment has the socket, but does not listen yet.
+   constexpr int tries = 3;
+   Descriptor connected = socketOf( port, connect );
+   for ( int i = 1; i < tries && !connected && errno == ECONNREFUSED; ++i ) {
+      std::this_thread::sleep_for( std::chrono::milliseconds( 1 ) );
+      connected = socketOf( port, connect );
+   }
+   return peerOf( connected );
+}
+
+bool
+isUfdd( ucred const& peer ) {
+   return peer.uid == 0 || peer.uid == geteuid() || canChangeInterfaces( peer.pid );
+}
+
+} // namespace
+
+std::vector< std::string >
+PortClaims::add( std::span< Kelnet::IntfId const > ports ) {
+   std::map< std::string, Descriptor > added;
+   std::map< pid_t, std::string > holders; // The ports of other ufdds: " d1 d2".
+   std::string disturbed;
+   int failure = 0;
+   for ( Kelnet::IntfId const port : ports ) {
+      std::string const name = mainName( port );
+      if ( claims_.contains( name ) || added.contains( name ) ||
+           claims_.size() + added.size() >= maxClaims )
+         continue;
+      Descriptor claim = socketOf( name, bind );
+      // Listens, since the kernel tells only a connected process who is at the other end.
+      if ( claim && listen( claim.fd(), SOMAXCONN ) == 0 ) {
+         added.emplace( name, std::move( claim ) );
+         continue;
+      }
+      if ( errno != EADDRINUSE ) {
+         failure = errno;
+         continue;
+      }
+      ucred const peer = holderOf( name );
+      if ( isUfdd( peer ) )
+         holders[ peer.pid ].append( " " ).append( name );
+      else
+         disturbed.append( " " ).append( name );
+   }
+   if ( failure )
+      log_.event( { .id = LogEvent::trouble },
+                  "not every port can be claimed: " + std::string( std::strerror( failure ) ) +
+                      "; another ufdd on these ports would not be noticed" );
+   if ( !disturbed.empty() )
+      log_.event( { .id = LogEvent::trouble },
+                  "a process that is no ufdd has made the Unix sockets by which ufdd claims ports; "
+                  "another ufdd on these ports would not be noticed. Find it with: ss -xlp src "
+                  "'@ufdd/port/*'. Ports:" +
+                      disturbed );
+   std::vector< std::string > lines;
+   for ( auto const& [ pid, names ] : holders )
+      lines.push_back( "another ufdd (process " + std::to_string( pid ) +
+                       ") shuts and opens these ports; stop it, or take the ports out of one of "
+                       "the two configurations:" +
+                       names );
+   if ( lines.empty() )
+      claims_.merge( added );
+   return lines;
+}
+
+void
+PortClaims::keepOnly( std::span< Kelnet::IntfId const > ports ) {
+   std::set< std::string > wanted;
+   for ( Kelnet::IntfId const port : ports )
+      wanted.insert( mainName( port ) );
+   std::erase_if( claims_, [ & ]( auto const& claim ) { return !wanted.contains( claim.first ); } );
+}
+
+} // namespace Ufdd
