@@ -1,5 +1,6 @@
 #include "agent/Daemon.h"
 
+#include "agent/base/HostShutdown.h"
 #include "platform/zet/Clock.h"
 #include "platform/zet/NotificationFailure.h"
 
@@ -170,17 +171,37 @@ Daemon::handleRecordTime() {
    recordTimer_.fireAt( Zet::now() + recordCheckPause );
 }
 
+// Neighbours must not be invited to a host that is about to go.
 void
 Daemon::handleStop() {
    manager_.stopping();
-   loop_.exit();
+   if ( isHostStopping() )
+      leave( "the host is shutting down" );
+   else
+      loop_.exit();
+}
+
+bool
+Daemon::isHostStopping() {
+   try {
+      return manager_.isThere() && Ufdd::isHostStopping();
+   } catch ( std::system_error const& error ) {
+      log_.line( std::string( error.what() ) + "; opening the ports as if it were not" );
+      return false;
+   }
 }
 
 void
 Daemon::handleLeave() {
-   log_.line( "stopping for the next ufdd; ports stay as they are" );
+   manager_.stopping();
+   leave( "stopping for the next ufdd" );
+}
+
+void
+Daemon::leave( std::string const& why ) {
+   log_.line( why + "; ports stay as they are" );
    isLeaving_ = true;
-   handleStop();
+   loop_.exit();
 }
 
 void

@@ -26,7 +26,7 @@ struct DaemonOptions {
 };
 
 // The process: the agent on the links of the kernel. It reacts to signals:
-// SIGTERM, SIGINT  stop, and open every port that is ours
+// SIGTERM, SIGINT  stop, and open every port that is ours, unless the host is shutting down
 // SIGUSR1          stop, and leave the ports as they are for the next ufdd
 // SIGHUP           read the configuration again
 // SIGUSR2          write the status of the groups to the log
@@ -37,8 +37,8 @@ class Daemon {
    Daemon( DaemonOptions const& options, BufferedLog& log );
    ~Daemon();
 
-   // Runs until a signal ends it. SIGTERM and SIGINT open every port that is ours first. Returns
-   // false if one can't be opened.
+   // Runs until a signal ends it. SIGTERM and SIGINT open every port that is ours first, unless the
+   // host is shutting down. Returns false if one can't be opened.
    // Throws: after it has opened every port that is ours. Under a service manager it leaves the
    // ports as they are: that starts the next ufdd, or has release() called.
    bool run( ConfigFile const& config );
@@ -58,6 +58,9 @@ class Daemon {
    void handleWatchdogTime();
    void handleRecordTime();
    void handleStop();
+   // Returns true if a service manager is there and says so.
+   bool isHostStopping();
+   void leave( std::string const& why );
    void handleLeave();
    void handleReload();
    void handleStatus();
@@ -79,7 +82,7 @@ class Daemon {
    EventLoop::Source& watchdogTimer_;
    EventLoop::Source& recordTimer_;
    bool isAliveDue_ = false; // The next end of a turn tells the service manager that we live.
-   bool isLeaving_ = false;  // SIGUSR1: the ports stay as they are.
+   bool isLeaving_ = false;  // The ports stay as they are.
 };
 
 } // namespace Ufdd

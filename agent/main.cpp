@@ -114,14 +114,16 @@ main( int argc, char** argv ) {
                 "Room for link messages from the kernel. When it overflows, ufdd reads\n"
                 "all links again" );
    line.option( "--socket", "PATH", options.socket, "Serve the status for ufdctl here" );
-   line.footer( "One of --config, --check and --release is needed.\n\n"
-                "Signals: SIGHUP reads the configuration again. SIGUSR2 writes the status of the\n"
-                "groups to the log. SIGTERM stops ufdd and opens every port that it shut. SIGUSR1\n"
-                "stops ufdd and leaves the ports as they are, for the next ufdd.\n\n"
-                "Exit status: 0 if a signal stopped ufdd and every port was opened that had to\n"
-                "be, if --release opened every port, or if --check found no error; 78 if the\n"
-                "configuration has errors; 64 if the command line is wrong; 1 for anything else,\n"
-                "with a line that says why." );
+   line.footer(
+       "One of --config, --check and --release is needed.\n\n"
+       "Signals: SIGHUP reads the configuration again. SIGUSR2 writes the status of the\n"
+       "groups to the log. SIGTERM stops ufdd and opens every port that it shut, unless\n"
+       "systemd is shutting the host down. SIGUSR1 stops ufdd and leaves the ports as they\n"
+       "are, for the next ufdd.\n\n"
+       "Exit status: 0 if a signal stopped ufdd and every port was opened that had to\n"
+       "be, if --release opened every port, or if --check found no error; 78 if the\n"
+       "configuration has errors; 64 if the command line is wrong; 1 for anything else,\n"
+       "with a line that says why." );
    if ( auto const status = line.parse( argc, argv ) )
       return *status;
    bool const isToRun = !options.configFile.empty();

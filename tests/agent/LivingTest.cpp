@@ -1,4 +1,5 @@
 #include "agent/base/Descriptor.h"
+#include "agent/base/SocketFile.h"
 #include "agent/config/SystemView.h"
 #include "tests/agent/DatagramInbox.h"
 #include "tests/agent/ForkedProcess.h"
@@ -243,9 +244,13 @@ TEST_F( LivingTest, reloadStormMovesNoUnchangedPort ) {
 TEST_F( LivingTest, reportsToTheServiceManager ) {
    plug( { "u1", "d1" } );
    DatagramInbox inbox;
+   // Takes connections and answers nothing.
+   SocketFile const bus( state_.path() + "/bus" );
    setenv( "NOTIFY_SOCKET", inbox.path().c_str(), 1 );
    setenv( "WATCHDOG_USEC", "100000", 1 );
+   setenv( "DBUS_SYSTEM_BUS_ADDRESS", ( "unix:path=" + state_.path() + "/bus" ).c_str(), 1 );
    Process ufdd( arguments( group( "a", "'u1'", "'d1'" ) ) );
+   unsetenv( "DBUS_SYSTEM_BUS_ADDRESS" );
    unsetenv( "NOTIFY_SOCKET" );
    unsetenv( "WATCHDOG_USEC" );
    EXPECT_TRUE( inbox.receives( "STATUS=1 group, 0 down; ports shut: 0" ) );
@@ -263,9 +268,12 @@ TEST_F( LivingTest, reportsToTheServiceManager ) {
    EXPECT_TRUE( inbox.receives( "RELOADING=1" ) );
    EXPECT_TRUE( inbox.receives( "READY=1" ) );
    EXPECT_TRUE( inbox.receives( "has errors and was not loaded" ) );
+   ip( "link set u1-far down" );
+   EXPECT_TRUE( haveLink( { "d1-far" }, false ) );
    ufdd.signal( SIGTERM );
    EXPECT_TRUE( inbox.receives( "STOPPING=1" ) );
    EXPECT_EQ( ufdd.wait(), 0 );
+   EXPECT_TRUE( ufdd.wrote( "can't ask whether the host is shutting down: Connection timed out" ) );
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
 }
 
