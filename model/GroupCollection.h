@@ -4,7 +4,6 @@
 #include "adapters/notify/EntityNotifiee.h"
 #include "adapters/notify/LoggedEntity.h"
 #include "platform/zet/ListRaw.h"
-#include "platform/zet/NotificationFailure.h"
 
 namespace UplinkFailureDetection {
 
@@ -106,15 +105,7 @@ GroupCollection< E, M >::notifyGroup( Zet::Name const& name ) {
 template < class E, class M >
 void
 GroupCollection< E, M >::groupsEnd() noexcept {
-   while ( groupMembers().count() != 0 ) {
-      try {
-         groupDelAll();
-      } catch ( ... ) {
-         // A destructor can't rethrow the exception of an observer that was told of a failure.
-         Zet::handleNotificationFailure( *this,
-                                         Notify::rowOf< E, Notify::reader( &E::group ) >().id );
-      }
-   }
+   group_.end( *this, Notify::rowOf< E, Notify::reader( &E::group ) >().id );
    notifiees_.deleteAll();
 }
 

@@ -1,24 +1,12 @@
 #include "model/GroupLinkStatus.h"
 
-#include "platform/zet/Exception.h"
-#include "platform/zet/Strep.h"
-
 #include <ostream>
 
 namespace UplinkFailureDetection {
 
-namespace {
-
-constexpr auto const& texts = Notify::Description< GroupLinkStatus >::enumerators;
-
-} // namespace
-
 Zet::String8
 stringValue( GroupLinkStatus status ) {
-   auto const number = static_cast< std::uint32_t >( status );
-   if ( number < texts.size() )
-      return texts[ number ];
-   return "GroupLinkStatus(" + std::to_string( static_cast< std::int32_t >( number ) ) + ")";
+   return Notify::textOf( status );
 }
 
 std::ostream&
@@ -33,17 +21,12 @@ valueToStrep( GroupLinkStatus const& status ) {
 
 GroupLinkStatus
 GroupLinkStatusInstance( Zet::String8 text ) {
-   for ( unsigned int number = 0; number < texts.size(); ++number )
-      if ( text == texts[ number ] )
-         return static_cast< GroupLinkStatus >( number );
-   Zet::throwRangeException( "GroupLinkStatus" );
+   return Notify::enumerator< GroupLinkStatus >( text );
 }
 
 GroupLinkStatus
 GroupLinkStatusInstance( unsigned int number ) {
-   if ( number >= texts.size() )
-      Zet::throwRangeException( "GroupLinkStatus" );
-   return static_cast< GroupLinkStatus >( number );
+   return Notify::enumerator< GroupLinkStatus >( number );
 }
 
 GroupLinkStatus

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "adapters/notify/Description.h"
+#include "adapters/notify/Enumeration.h"
 #include "platform/zet/Export.h"
 #include "platform/zet/Ptr.h"
 #include "platform/zet/String8.h"

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "adapters/notify/Enumeration.h"
 #include "platform/kelnet/IntfId.h"
-#include "platform/zet/Expect.h"
 #include "platform/zet/attrlog/Demuxer.h"
 
 #include <type_traits>
@@ -61,19 +61,12 @@ template <> struct Codec< Kelnet::IntfId > {
    static Kelnet::IntfId read( Zet::NboAttrLog::In& in ) { return Kelnet::IntfId( in.nextText() ); }
 };
 
-// An enumeration travels as its number. `Instance` makes a value of a number, or throws the range
-// exception for an unknown number. An unknown number is stored nevertheless, and counted.
-template < class E, E ( *Instance )( unsigned int ) > struct EnumCodec {
+// An enumeration travels as its number. An unknown number is stored nevertheless, and counted.
+template < Notify::Enumeration E > struct Codec< E > {
    static int wire( E value ) { return static_cast< int >( value ); }
    static E read( Zet::NboAttrLog::In& in ) { return static_cast< E >( in.nextU32() ); }
    static bool isKnown( E value ) {
-      try {
-         Zet::Expect const expect( Zet::RangeException::id );
-         Instance( static_cast< unsigned int >( value ) );
-         return true;
-      } catch ( Zet::RangeException const& ) {
-         return false;
-      }
+      return Notify::isEnumerator< E >( static_cast< std::uint32_t >( value ) );
    }
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "adapters/attrlog/EntityAdapter.h"
+#include "platform/zet/Expect.h"
 
 // The scheduled half of EntityAdapter's writing: replays, and records that waited for room.
 namespace AttrLog {

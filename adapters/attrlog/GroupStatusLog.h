@@ -3,11 +3,6 @@
 #include "adapters/attrlog/EntityAdapter.h"
 #include "model/GroupStatus.h"
 
-template <>
-struct AttrLog::Codec< UplinkFailureDetection::GroupLinkStatus >
-    : AttrLog::EnumCodec< UplinkFailureDetection::GroupLinkStatus,
-                          &UplinkFailureDetection::GroupLinkStatusInstance > {};
-
 namespace UplinkFailureDetection {
 
 class ZET_EXPORT GroupStatus::ZetNboAttrLogSa : public AttrLog::EntityAdapter< GroupStatus > {

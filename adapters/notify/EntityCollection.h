@@ -2,6 +2,7 @@
 
 #include "adapters/notify/KeyedCollection.h"
 #include "platform/zet/AttributeId.h"
+#include "platform/zet/NotificationFailure.h"
 
 namespace Notify {
 
@@ -23,6 +24,18 @@ template < auto Removed > class EntityCollection : public KeyedCollection< Remov
       this->insert( member );
       member->parentIs( &owner );
       return member;
+   }
+
+   // Does the removals of the owner's destructor: delAll(), whatever the notifiees throw.
+   void end( Owner& owner, Zet::AttributeId attribute ) noexcept {
+      while ( !this->members().empty() ) {
+         try {
+            this->delAll( owner );
+         } catch ( ... ) {
+            // A destructor can't rethrow the exception of an observer that was told of a failure.
+            Zet::handleNotificationFailure( owner, attribute );
+         }
+      }
    }
 };
 

@@ -72,6 +72,15 @@ template < class E, class Base = Zet::Entity > class ZET_EXPORT NotifyingEntity 
       dispatch< row.handler >( list(), row.id, key... );
    }
 
+   // Does the work of a setter: stores the value and tells the notifiees, unless it is stored
+   // already.
+   template < auto Get, class V > void attributeIs( V& stored, V value ) {
+      if ( value == stored )
+         return;
+      stored = std::move( value );
+      notify< Get >();
+   }
+
    static constexpr bool attributeLogGoesFirst = true;
 
  private:

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "adapters/notify/Enumeration.h"
 #include "adapters/reflect/AttributeFlags.h"
 #include "adapters/reflect/FrameworkRows.h"
 #include "adapters/reflect/RowTraits.h"
@@ -161,6 +162,24 @@ announceMachine( Announcer& announcer ) {
                           { { "hasNotificationActiveIs", "bool" } }, {} );
    announcer.withContext( "zetDoZombieReactors", nothing, nullptr, Kind::machineFunction, 0,
                           { { "on", "bool" } }, {} );
+}
+
+// Announces an enumeration with its enumerators.
+template < Notify::Enumeration E >
+void
+announceEnumeration( Zet::IntrospectionReactor& reactor ) {
+   auto& type = const_cast< Zet::ZetType& >( *Zet::TypeOf< E >::type() );
+   Announcer announcer( reactor, type );
+   reactor.handleType( &type, type.base() );
+   type.instanceSizeIs( sizeof( E ) );
+   type.isValueIs( true );
+   type.isEnumTypeIs( true );
+   type.hasGenericIfSupportIs( true );
+   Zet::AttributeId number = 0;
+   for ( char const* const text : Notify::Description< E >::enumerators )
+      announcer.plain( text, &type, nullptr, Kind::enumerator, number++ );
+   type.valueAttrIs( Zet::ZetAttr::attr( &type, "value" ) );
+   reactor.handleScopeExit();
 }
 
 // Announces a type with its attributes.

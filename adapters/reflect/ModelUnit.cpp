@@ -24,31 +24,15 @@ class GroupLinkStatus__Type : public Zet::ZetType {
 namespace {
 
 void
-announceGroupLinkStatus( Zet::IntrospectionReactor& reactor ) {
-   auto& type = const_cast< Zet::ZetType& >( *_fwkType_GroupLinkStatus() );
-   Reflect::Announcer announcer( reactor, type );
-   reactor.handleType( &type, type.base() );
-   type.instanceSizeIs( sizeof( GroupLinkStatus ) );
-   type.isValueIs( true );
-   type.isEnumTypeIs( true );
-   type.hasGenericIfSupportIs( true );
-   Zet::AttributeId number = 0;
-   for ( char const* const text : Notify::Description< GroupLinkStatus >::enumerators )
-      announcer.plain( text, &type, nullptr, Reflect::Kind::enumerator, number++ );
-   type.valueAttrIs( Zet::ZetAttr::attr( &type, "value" ) );
-   reactor.handleScopeExit();
-}
-
-void
 registerModelUnit() {
    static constinit bool registered = false;
-   Reflect::Unit::registrationIs( registered, "UplinkFailureDetection",
-                                  { Zet::Entity::_fwkType, Config::_fwkType, GroupConfig::_fwkType,
-                                    _fwkType_GroupLinkStatus, GroupStatus::_fwkType,
-                                    Status::_fwkType },
-                                  { Reflect::announce< GroupConfig >, announceGroupLinkStatus,
-                                    Reflect::announce< GroupStatus >, Reflect::announce< Config >,
-                                    Reflect::announce< Status > } );
+   Reflect::Unit::registrationIs(
+       registered, "UplinkFailureDetection",
+       { Zet::Entity::_fwkType, Config::_fwkType, GroupConfig::_fwkType, _fwkType_GroupLinkStatus,
+         GroupStatus::_fwkType, Status::_fwkType },
+       { Reflect::announce< GroupConfig >, Reflect::announceEnumeration< GroupLinkStatus >,
+         Reflect::announce< GroupStatus >, Reflect::announce< Config >,
+         Reflect::announce< Status > } );
 }
 
 template < class E >

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "adapters/notify/Enumeration.h"
 #include "model/GroupLinkStatus.h"
 #include "platform/zet/generic/GenericIf.h"
 #include "platform/zet/generic/ValueIf.h"
@@ -7,27 +8,53 @@
 #include <string_view>
 #include <type_traits>
 
+namespace Reflect {
+
+using Interface = Zet::Ptr< Zet::GenericIf >;
+using InterfaceConst = Zet::Ptr< Zet::GenericIf const >;
+
+// The generic interface of one value of an enumeration. Its attributes are the enumerators. The
+// number of an enumerator reads as that enumerator's value.
+template < Notify::Enumeration E > class ZET_EXPORT EnumerationIf : public Zet::ValueIf< E > {
+   using Base = Zet::ValueIf< E >;
+
+ public:
+   using Base::Base;
+   Zet::String8 attributeString( Zet::AttributeId id ) const override {
+      return Notify::isEnumerator< E >( id ) ? Notify::textOf( static_cast< E >( id ) )
+                                             : Base::attributeString( id );
+   }
+   Zet::AttributeId attributeId( Zet::String8 name ) const override {
+      for ( Zet::AttributeId id = 0; Notify::isEnumerator< E >( id ); ++id )
+         if ( attributeString( id ) == name )
+            return id;
+      return Base::attributeId( std::move( name ) );
+   }
+   // Throws: Zet::GenericIfException `unknownAttribute`, the enumeration's name, for any other
+   // number.
+   Interface attributeOp( Zet::GenericIf::AttributeOp const& op, InterfaceConst const& key,
+                          Interface const& value ) override;
+};
+
+} // namespace Reflect
+
 namespace UplinkFailureDetection {
 
-// The generic interface of one GroupLinkStatus. Its attributes are the enumerators. The number of
-// an enumerator reads as that enumerator's value.
-class ZET_EXPORT GroupLinkStatus_GenericIf_ : public Zet::ValueIf< GroupLinkStatus > {
+// The generic interface of one GroupLinkStatus.
+class ZET_EXPORT GroupLinkStatus_GenericIf_ : public Reflect::EnumerationIf< GroupLinkStatus > {
  public:
-   using ValueIf::ValueIf;
-   Zet::String8 attributeString( Zet::AttributeId id ) const override;
-   Zet::AttributeId attributeId( Zet::String8 name ) const override;
-   // Throws: Zet::GenericIfException `unknownAttribute` "GroupLinkStatus" for any other number.
-   Zet::Ptr< Zet::GenericIf > attributeOp( AttributeOp const& op,
-                                           Zet::Ptr< Zet::GenericIf const > const& key,
-                                           Zet::Ptr< Zet::GenericIf > const& value ) override;
+   using EnumerationIf::EnumerationIf;
 };
 
 } // namespace UplinkFailureDetection
 
 namespace Reflect {
 
-using Interface = Zet::Ptr< Zet::GenericIf >;
-using InterfaceConst = Zet::Ptr< Zet::GenericIf const >;
+// The class of E's generic interfaces.
+template < class E > struct InterfaceOf { using Type = EnumerationIf< E >; };
+template <> struct InterfaceOf< UplinkFailureDetection::GroupLinkStatus > {
+   using Type = UplinkFailureDetection::GroupLinkStatus_GenericIf_;
+};
 
 // Returns an interface of the object; null for no object. The interface is constant if the object
 // was reached through a constant interface or is only ever read.
@@ -58,10 +85,28 @@ Interface
 resultIf( Zet::Ptr< T > const& object, bool isConst ) {
    return objectIf( object.get(), isConst );
 }
-inline Interface
-resultIf( UplinkFailureDetection::GroupLinkStatus value, bool isConst ) {
-   return Zet::Reused< UplinkFailureDetection::GroupLinkStatus_GenericIf_ >::newObject( value,
-                                                                                        isConst );
+template < Notify::Enumeration E >
+Interface
+resultIf( E value, bool isConst ) {
+   return Zet::Reused< typename InterfaceOf< E >::Type >::newObject( value, isConst );
+}
+
+template < Notify::Enumeration E >
+Interface
+EnumerationIf< E >::attributeOp( Zet::GenericIf::AttributeOp const& op, InterfaceConst const& key,
+                                 Interface const& ) {
+   using Exception = Zet::GenericIfException;
+   if ( this->modifies( op.operation ) && this->isConst() )
+      Zet::throwGenericIfException( Exception::constInstance,
+                                    "attempting to modify a const instance" );
+   if ( !Notify::isEnumerator< E >( op.attribute ) )
+      Zet::throwGenericIfException( Exception::unknownAttribute, Notify::Description< E >::name );
+   if ( op.operation != Zet::GenericIf::get )
+      Zet::throwGenericIfException( Exception::opNotSupported, attributeString( op.attribute ),
+                                    op.operation );
+   if ( key )
+      Zet::throwGenericIfException( Exception::badIndex, attributeString( op.attribute ) );
+   return resultIf( static_cast< E >( op.attribute ), this->isConst() );
 }
 
 // Returns an argument as a value of type V. `name` is the argument's, for the error.
@@ -73,9 +118,16 @@ template < class V > struct ArgumentAs {
    }
 };
 // Accepts a text or a number too.
-template <> struct ZET_EXPORT ArgumentAs< UplinkFailureDetection::GroupLinkStatus > {
-   static UplinkFailureDetection::GroupLinkStatus value( Zet::GenericIf const* argument,
-                                                         std::string_view name );
+template < Notify::Enumeration E > struct ArgumentAs< E > {
+   static E value( Zet::GenericIf const* argument, std::string_view name ) {
+      if ( !argument )
+         return Zet::valueOf< E >( argument, name );
+      if ( void const* const text = argument->zetValue( Zet::typeOf< Zet::String8 >() ) )
+         return Notify::enumerator< E >( *static_cast< Zet::String8 const* >( text ) );
+      if ( void const* const number = argument->zetValue( Zet::typeOf< unsigned int >() ) )
+         return Notify::enumerator< E >( *static_cast< unsigned int const* >( number ) );
+      return Zet::valueOf< E >( argument, name );
+   }
 };
 template < class T > struct ArgumentAs< Zet::Ptr< T > > {
    static Zet::Ptr< T > value( Zet::GenericIf const* argument, std::string_view name ) {

@@ -43,11 +43,18 @@ valueToStrep( Ptr< T > const& object ) {
    return valueToStrep( object.get() );
 }
 
-// Reads one value of type T with the sequenceToValue that belongs to T.
+// Specialised for types without a valueToStrep() and a sequenceToValue() of their own: does their
+// work as text( value ) and value( at, end ).
+template < class T > struct StrepOf;
+
+// Reads one value of type T with the sequenceToValue that belongs to T, or with StrepOf< T >.
 template < class T >
 T
 sequenceToValue( String8::IteratorConst& at, String8::IteratorConst const& end ) {
-   return sequenceToValue( at, end, static_cast< T* >( nullptr ) );
+   if constexpr ( requires { StrepOf< T >::value( at, end ); } )
+      return StrepOf< T >::value( at, end );
+   else
+      return sequenceToValue( at, end, static_cast< T* >( nullptr ) );
 }
 
 // Reads a pointer's text and returns the object that it names.

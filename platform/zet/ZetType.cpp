@@ -109,12 +109,14 @@ ZetType::valueAttrIs( Ptr< ZetAttr > attribute ) {
 }
 
 Ptr< Entity >
-ZetType::newEntity( Name ) const {
-   return nullptr;
+ZetType::newEntity( Name name ) const {
+   return entityMaker_ ? entityMaker_( std::move( name ) ) : nullptr;
 }
 
 Ptr< GenericIf >
 ZetType::genericIf( Ptr< PtrInterface > const& object, bool isConst ) const {
+   if ( interfaceMaker_ )
+      return interfaceMaker_( object, isConst );
    if ( auto const entity = ptrCast< Entity >( object ) )
       return make< GenericIfEntity >( entity, isConst );
    return make< GenericIfPtrInterface >( object, isConst );

@@ -86,6 +86,14 @@ class ZET_EXPORT ZetType : public PtrInterface {
    Ptr< ZetAttr > const& valueAttr() const noexcept { return valueAttr_; }
    void valueAttrIs( Ptr< ZetAttr > attribute );
 
+   // Makers, for a type without a descriptor class of its own. newEntity() and genericIf() call
+   // those that are not null.
+   using EntityMaker = Ptr< Entity > ( * )( Name name );
+   using InterfaceMaker = Ptr< GenericIf > ( * )( Ptr< PtrInterface > const& object, bool isConst );
+   void makersAre( EntityMaker ofEntity, InterfaceMaker ofInterface ) noexcept {
+      entityMaker_ = ofEntity;
+      interfaceMaker_ = ofInterface;
+   }
    // Returns a new object of this type; null for a type whose objects are not made by name.
    virtual Ptr< Entity > newEntity( Name name ) const;
    // Returns the generic interface of an object of this type. By default it knows only the
@@ -134,6 +142,8 @@ class ZET_EXPORT ZetType : public PtrInterface {
    // sooner than hashing.
    std::vector< std::string_view > attributeNames_;
    Ptr< ZetAttr > valueAttr_;
+   EntityMaker entityMaker_ = nullptr;
+   InterfaceMaker interfaceMaker_ = nullptr;
    // Mutable: grows as types are made. A new derived type does not change its base.
    mutable std::vector< Ptr< ZetType const > > derivedTypes_;
 };

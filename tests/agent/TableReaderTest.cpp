@@ -29,8 +29,8 @@ level = { eth1 = 7, eth2 = 8 }
    EXPECT_EQ( gauge->value(), 3.0 );
    EXPECT_EQ( gauge->link(), Gauge::Link::down );
    EXPECT_EQ( gauge->level( Kelnet::IntfId( "eth2" ) ), 8u );
-   EXPECT_EQ( reader.keys(),
-              ( std::vector< std::string >{ "value", "title", "is_open", "link", "level" } ) );
+   EXPECT_EQ( reader.keys(), ( std::vector< std::string >{ "value", "title", "is_open", "link",
+                                                           "colour", "level" } ) );
    EXPECT_FALSE( reader.reads( "is_full" ) || reader.reads( "is_nondestructing" ) );
 
    auto const other = Zet::make< Gauge >( "o" );
@@ -38,7 +38,7 @@ level = { eth1 = 7, eth2 = 8 }
    EXPECT_FALSE( isConfiguredAlike( *gauge, *other ) );
    copyConfiguration( *gauge, *other, CopyOrder::addFirst );
    EXPECT_TRUE( isConfiguredAlike( *gauge, *other ) );
-   EXPECT_EQ( scalarsText( *other ), "value 3, title '', isOpen true, link 'down'" );
+   EXPECT_EQ( scalarsText( *other ), "value 3, title '', isOpen true, link 'down', colour 'red'" );
    EXPECT_EQ( other->levelMembers().count(), 2u );
 }
 

@@ -14,12 +14,13 @@ TEST( Replication, ofATypeThatSaysNothingOfLogs ) {
    auto const& replica = connection.reader.root;
    Kelnet::IntfId const et1 = intf( "et1" );
    source->titleIs( "Swann" );
+   source->colourIs( Colour::blue );
    source->levelIs( et1, 1 );
    source->levelIs( intf( "et2" ), 2 );
    source->levelDel( et1 );
    source->partIs( "p" );
    connection.moveAll();
-   EXPECT_EQ( stateOf( *replica ), " 0 Swann 0 unknown { et2=2 }p\n" );
+   EXPECT_EQ( stateOf( *replica ), " 0 Swann 0 unknown blue { et2=2 }p\n" );
    replica->levelIs( et1, 3 );
    replica->titleIs( "Odette" );
    connection.moveAll();

@@ -1,3 +1,5 @@
+#include "adapters/reflect/Bridge.h"
+
 #include "tests/reflect/ReflectedWorld.h"
 #include "tests/support/Entities.h"
 #include "tests/support/Failures.h"
@@ -110,7 +112,7 @@ TEST( NotificationBridge, EveryEntityTells ) {
 
 TEST( NotificationBridge, ATypeTellsByItsRowsAlone ) {
    auto const gauge = Zet::make< Gauge >( "gauge" );
-   Teller const watched( gauge->fwkType()->genericIf( gauge, false ) );
+   Teller const watched( Zet::make< Reflect::ReflectedEntityIf< Gauge > >( gauge, false ) );
    gauge->valueIs( 2.5 );
    gauge->titleIs( "t" );
    gauge->isOpenIs( true );

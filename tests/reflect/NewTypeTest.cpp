@@ -1,3 +1,4 @@
+#include "adapters/reflect/HostTypes.h"
 #include "tests/reflect/ReflectedWorld.h"
 #include "tests/support/Gauge.h"
 #include "tests/support/Observer.h"
@@ -18,34 +19,18 @@ class LateReactor final : public Zet::IntrospectionReactor {
    int told = 0;
 };
 
-TEST( NewType, IsRegisteredOnceWhenTheReactorIsReady ) {
-   auto const listener = Zet::make< LateReactor >();
-   Zet::IntrospectionReactor::globalIs( listener );
-   static bool registered = false;
-   // A descriptor that is made asks for registration itself.
-   static constexpr auto registration = [] {
-      Reflect::Unit::registrationIs( registered, "Tests", { [] {
-                                        EXPECT_TRUE( registered );
-                                        return Gauge::_fwkType();
-                                     } },
-                                     { Reflect::announce< Gauge > } );
-   };
-   registration();
-   EXPECT_FALSE( registered );
-   EXPECT_EQ( 0, listener->told );
-   EXPECT_EQ( "Gauge", Gauge::_fwkType()->name() );
-   listener->ready = true;
-   registration();
-   EXPECT_TRUE( registered );
-   registration();
-   EXPECT_EQ( 1, listener->told );
+TEST( NewType, IsRegisteredOnceByItsRows ) {
+   auto const reactor = Zet::make< LateReactor >();
+   Zet::IntrospectionReactor::globalIs( reactor );
+   auto const registration = Reflect::registerHostTypes< Colour, Gauge >;
+   registration( "Tests" );
+   EXPECT_EQ( 0, reactor->told );
+   reactor->ready = true;
+   registration( "Tests" );
+   registration( "Tests" );
+   EXPECT_EQ( 1, reactor->told );
    Zet::IntrospectionReactor::globalIs( nullptr );
-}
 
-TEST( NewType, IsReflectedAndAnnouncedByItsRows ) {
-   auto const reactor = Zet::make< Zet::IntrospectionReactor >();
-   reactor->handleNameSpace( "Tests" );
-   Reflect::announce< Gauge >( *reactor );
    auto const gauge = Zet::make< Gauge >( "g" );
    auto const reflected = gauge->fwkType()->genericIf( gauge, false );
    EXPECT_EQ( "null", done( *reflected, "value 128 - 120.0" ) );
@@ -57,25 +42,27 @@ TEST( NewType, IsReflectedAndAnnouncedByItsRows ) {
    EXPECT_EQ( "Part", done( *reflected, "part 128 - (name:'p')" ) );
    EXPECT_EQ( "null", done( *reflected, "reset 0 (value:1.0)" ) );
    EXPECT_EQ( 1.0, gauge->value() );
+   EXPECT_EQ( "null", done( *reflected, "colour 128 - 'blue'" ) );
+   EXPECT_EQ( "'blue'", done( *reflected, "colour 0" ) );
    EXPECT_EQ( "level", gauge->attributeString( 263 ) );
-   EXPECT_TRUE( gauge->attributeString( 267 ).view().starts_with( "unknown" ) );
+   EXPECT_TRUE( gauge->attributeString( 268 ).view().starts_with( "unknown" ) );
 
    auto const& types = reactor->nameSpaces().front().types;
-   ASSERT_EQ( 1u, types.size() );
+   ASSERT_EQ( 2u, types.size() );
    Log announced;
-   for ( auto const& one : types.front()->attributes() )
+   for ( auto const& one : types.back()->attributes() )
       announced.push_back( std::to_string( one->id() ) + " " + one->name().c_str() + ": " +
                            ( one->keyType() ? one->keyType()->name() + " to " : "" ).c_str() +
                            one->valueType()->name().c_str() );
    EXPECT_EQ(
        ( Log{ "6 isNondestructing: Builtin<bool>", "154 zetHasAttrLogInterface: Builtin<bool>",
               "258 value: Builtin<double>", "259 most: Builtin<unsigned int>", "260 title: Name",
-              "261 isOpen: Builtin<bool>", "262 link: GroupLinkStatus",
+              "261 isOpen: Builtin<bool>", "262 link: GroupLinkStatus", "267 colour: Colour",
               "263 level: IntfId to Builtin<unsigned int>", "264 part: Name to Part",
               "265 isFull: Builtin<bool>", "266 reset: Builtin<void*>" } ),
        announced );
-   EXPECT_EQ( "name", types.front()->attr( "part" )->indexAttr() );
-   EXPECT_EQ( "value", types.front()->attr( "reset" )->arguments().front().name );
+   EXPECT_EQ( "name", types.back()->attr( "part" )->indexAttr() );
+   EXPECT_EQ( "value", types.back()->attr( "reset" )->arguments().front().name );
 }
 
 } // namespace Tests

@@ -5,8 +5,6 @@
 #include "adapters/attrlog/StatusLog.h"
 #include "adapters/notify/EntityCollection.h"
 #include "adapters/notify/ValueCollection.h"
-#include "adapters/reflect/Bridge.h"
-#include "adapters/reflect/Unit.h"
 
 // A type of the tests' own with an attribute of each kind. All that it writes is accessors,
 // handlers and rows: delivery, names, reflection, announcement and replication come with them.
@@ -30,28 +28,29 @@ class Part : public Notify::LoggedEntity< Part > {
 
 class Part::NotifieeConst : public Notify::EntityNotifiee< Part, Zet::Entity::NotifieeConst > {};
 
+enum class Colour : std::uint32_t { red, blue };
+
 class Gauge : public Notify::LoggedEntity< Gauge > {
  public:
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< Gauge >;
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
-   class GenericIf_;
-   class _Type;
    using Link = UplinkFailureDetection::GroupLinkStatus;
    using Level = Notify::ValueMember< Kelnet::IntfId, unsigned int, Gauge >;
 
    explicit Gauge( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
-   static Zet::Ptr< Zet::ZetType const > _fwkType();
 
    double value() const { return value_; }
-   void valueIs( double const& value ) { set< &Gauge::value >( value_, value ); }
+   void valueIs( double const& value ) { attributeIs< &Gauge::value >( value_, value ); }
    unsigned int most() const { return 100; }
    Zet::String8 title() const { return title_; }
-   void titleIs( Zet::String8 title ) { set< &Gauge::title >( title_, title ); }
+   void titleIs( Zet::String8 title ) { attributeIs< &Gauge::title >( title_, title ); }
    bool isOpen() const { return isOpen_; }
-   void isOpenIs( bool isOpen ) { set< &Gauge::isOpen >( isOpen_, isOpen ); }
+   void isOpenIs( bool isOpen ) { attributeIs< &Gauge::isOpen >( isOpen_, isOpen ); }
    Link link() const { return link_; }
-   void linkIs( Link link ) { set< &Gauge::link >( link_, link ); }
+   void linkIs( Link link ) { attributeIs< &Gauge::link >( link_, link ); }
+   Colour colour() const { return colour_; }
+   void colourIs( Colour colour ) { attributeIs< &Gauge::colour >( colour_, colour ); }
    bool isFull() const { return value_ >= most(); }
    void reset( double value ) { valueIs( value ); }
 
@@ -81,18 +80,18 @@ class Gauge : public Notify::LoggedEntity< Gauge > {
    Parts::Members const& partMembers() const { return part_.members(); }
 
  protected:
-   ~Gauge() override { notifiees_.deleteAll(); }
+   ~Gauge() override {
+      part_.end( *this, 264 );
+      notifiees_.deleteAll();
+   }
 
  private:
    friend class Notify::NotifyingEntity< Gauge >;
-   template < auto Get, class V > void set( V& stored, V const& value ) {
-      if ( std::exchange( stored, value ) != value )
-         notify< Get >();
-   }
    double value_ = 0;
    Zet::String8 title_;
    bool isOpen_ = false;
    Link link_ = Link::unknown;
+   Colour colour_ = Colour::red;
    Levels level_;
    Parts part_;
    mutable NotifieeList notifiees_;
@@ -108,6 +107,12 @@ class Gauge::NotifieeConst : public Notify::EntityNotifiee< Gauge, Zet::Entity::
 };
 
 } // namespace Tests
+
+template <> struct Notify::Description< Tests::Colour > {
+   static constexpr std::string_view nameSpace = "Tests";
+   static constexpr std::string_view name = "Colour";
+   static constexpr std::array< char const*, 2 > enumerators{ "red", "blue" };
+};
 
 template <> struct Notify::Description< Tests::Part > {
    static constexpr std::string_view nameSpace = "Tests";
@@ -126,6 +131,7 @@ template <> struct Notify::Description< Tests::Gauge > {
       Scalar< &T::title, &T::titleIs, &N::onScalar >{ 260, "title" },
       Scalar< &T::isOpen, &T::isOpenIs, &N::onScalar >{ 261, "isOpen" },
       Scalar< &T::link, &T::linkIs, &N::onScalar >{ 262, "link" },
+      Scalar< &T::colour, &T::colourIs, &N::onScalar >{ 267, "colour" },
       ValueCollectionRow< &T::level, &T::levelMembers, &T::levelIs, &T::levelDel, &N::onLevel >{
           263, "level" },
       EntityCollectionRow< &T::part, &T::partMembers, &T::partIs, &T::partDel, &N::onPart >{
@@ -134,21 +140,3 @@ template <> struct Notify::Description< Tests::Gauge > {
       Function< &T::reset >{ 266, "reset", "value" },
    };
 };
-
-namespace Tests {
-
-class Gauge::GenericIf_ : public Reflect::ReflectedEntityIf< Gauge > {
- public:
-   using ReflectedEntityIf::ReflectedEntityIf;
-};
-
-class Gauge::_Type : public Reflect::EntityType< Gauge > {
-   using EntityType::EntityType;
-};
-
-inline Zet::Ptr< Zet::ZetType const >
-Gauge::_fwkType() {
-   return Reflect::typeOf< Gauge >( [] {}, Zet::Entity::_fwkType );
-}
-
-} // namespace Tests

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "adapters/attrlog/SerializedRows.h"
+#include "adapters/notify/Enumeration.h"
 
 #include <limits>
 #include <ostream>
@@ -12,6 +13,15 @@ namespace Tests {
 template < class T > std::string stateOf( T const& entity );
 
 namespace Detail {
+
+template < class V >
+auto
+textOf( V const& value ) {
+   if constexpr ( Notify::Enumeration< V > )
+      return Notify::textOf( value );
+   else
+      return value;
+}
 
 template < class T, class R >
 void
@@ -26,7 +36,7 @@ writeAttribute( std::ostream& text, T const& entity ) {
       } );
       text << " }";
    } else {
-      text << ' ' << ( entity.*R::get )();
+      text << ' ' << textOf( ( entity.*R::get )() );
    }
 }
 

@@ -17,6 +17,8 @@ String8
 valueText( T const& value ) {
    if constexpr ( requires { valueToStrep( value ); } )
       return valueToStrep( value );
+   else if constexpr ( requires { StrepOf< T >::text( value ); } )
+      return StrepOf< T >::text( value );
    else {
       std::ostringstream text;
       text << std::boolalpha << value;
