@@ -4,6 +4,7 @@
 #include "agent/base/NearestWord.h"
 #include "agent/ctl/TextTable.h"
 #include "agent/reflected/AttributeKind.h"
+#include "agent/state/State.h"
 #include "platform/zet/types/IntrospectionReactor.h"
 #include "sm/Root.h"
 
@@ -176,6 +177,7 @@ void
 describe( std::string const& type, bool asJson ) {
    // Using a type of the library makes the linker load it; loading registers its types.
    UplinkFailureDetection::Root::_fwkType();
+   registerStateTypes();
    NameSpaces const nameSpaces = chosen( Zet::IntrospectionReactor::global()->nameSpaces(), type );
    Json all = Json::array();
    for ( auto const& [ name, types ] : nameSpaces ) {

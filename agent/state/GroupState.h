@@ -1,0 +1,148 @@
+#pragma once
+
+#include "adapters/notify/EntityNotifiee.h"
+#include "adapters/notify/LoggedEntity.h"
+#include "agent/state/GroupMode.h"
+#include "agent/state/WaitReason.h"
+#include "platform/zet/HashMap.h"
+#include "platform/zet/ListRaw.h"
+
+namespace Ufdd {
+
+// What ufdd knows of one group, beside its Status and its Config. Those two are replicated as well:
+// the Status says whether the group is up and how often it went down, the Config lists its uplinks
+// and ports. Times are in seconds of Zet::now().
+class GroupState : public Notify::LoggedEntity< GroupState > {
+ public:
+   class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< GroupState >;
+   using NotifieeList = Zet::ListRaw< NotifieeConst >;
+
+   explicit GroupState( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
+
+   GroupMode mode() const noexcept { return mode_; }
+   void modeIs( GroupMode mode ) { attributeIs< &GroupState::mode >( mode_, mode ); }
+   // The number of its uplinks that are up, of all its uplinks, and of those that must be up for
+   // the group to be up as it is now: a group that is down may need more to come up again.
+   unsigned int upLinks() const noexcept { return upLinks_; }
+   void upLinksIs( unsigned int links ) { attributeIs< &GroupState::upLinks >( upLinks_, links ); }
+   unsigned int allLinks() const noexcept { return allLinks_; }
+   void allLinksIs( unsigned int links ) {
+      attributeIs< &GroupState::allLinks >( allLinks_, links );
+   }
+   unsigned int neededLinks() const noexcept { return neededLinks_; }
+   void neededLinksIs( unsigned int links ) {
+      attributeIs< &GroupState::neededLinks >( neededLinks_, links );
+   }
+
+   // True while the group counts as down, by what has been decided after its delays. Its ports are
+   // shut then, unless its mode or the port's condition says otherwise.
+   bool isDown() const noexcept { return isDown_; }
+   void isDownIs( bool isDown ) { attributeIs< &GroupState::isDown >( isDown_, isDown ); }
+   // What it waits for, and when the wait ends unless the group changes before: 0 if no time ends
+   // it.
+   WaitReason wait() const noexcept { return wait_; }
+   void waitIs( WaitReason wait ) { attributeIs< &GroupState::wait >( wait_, wait ); }
+   double waitTime() const noexcept { return waitTime_; }
+   void waitTimeIs( double time ) { attributeIs< &GroupState::waitTime >( waitTime_, time ); }
+   // The lengths of its delays at present, in seconds. A group that falls again and again has a
+   // longer recovery delay than configured.
+   double downDelay() const noexcept { return downDelay_; }
+   void downDelayIs( double seconds ) {
+      attributeIs< &GroupState::downDelay >( downDelay_, seconds );
+   }
+   double recoveryDelay() const noexcept { return recoveryDelay_; }
+   void recoveryDelayIs( double seconds ) {
+      attributeIs< &GroupState::recoveryDelay >( recoveryDelay_, seconds );
+   }
+   // The routes of which there must be one before its ports are opened, with spaces between them;
+   // empty if it needs none.
+   Zet::String8 releaseWhen() const { return releaseWhen_; }
+   void releaseWhenIs( Zet::String8 routes ) {
+      attributeIs< &GroupState::releaseWhen >( releaseWhen_, std::move( routes ) );
+   }
+
+   // Why its Status last changed, in words: "uplink eth2 lost carrier". Empty until then;
+   // "configured" if not for a link.
+   Zet::String8 cause() const { return cause_; }
+   void causeIs( Zet::String8 cause ) {
+      attributeIs< &GroupState::cause >( cause_, std::move( cause ) );
+   }
+   // When its Status last became down, and when up; 0 if it never did. Being so at the first
+   // evaluation counts.
+   double downTime() const noexcept { return downTime_; }
+   void downTimeIs( double time ) { attributeIs< &GroupState::downTime >( downTime_, time ); }
+   double upTime() const noexcept { return upTime_; }
+   void upTimeIs( double time ) { attributeIs< &GroupState::upTime >( upTime_, time ); }
+
+   // Returns the group's key in its State.
+   Zet::Name const& zetKey() const noexcept { return zetName(); }
+
+ protected:
+   ~GroupState() override { notifiees_.deleteAll(); }
+
+ private:
+   friend class Notify::NotifyingEntity< GroupState >;
+
+   GroupMode mode_ = GroupMode::acting;
+   unsigned int upLinks_ = 0;
+   unsigned int allLinks_ = 0;
+   unsigned int neededLinks_ = 0;
+   bool isDown_ = false;
+   WaitReason wait_ = WaitReason::nothing;
+   double waitTime_ = 0;
+   double downDelay_ = 0;
+   double recoveryDelay_ = 0;
+   Zet::String8 releaseWhen_;
+   Zet::String8 cause_;
+   double downTime_ = 0;
+   double upTime_ = 0;
+   mutable NotifieeList notifiees_;
+
+ public:
+   Zet::ChainLink< GroupState > zetChainLink;
+};
+
+class GroupState::NotifieeConst
+    : public Notify::EntityNotifiee< GroupState, Zet::Entity::NotifieeConst > {
+ public:
+   virtual void onMode() {}
+   virtual void onUpLinks() {}
+   virtual void onAllLinks() {}
+   virtual void onNeededLinks() {}
+   virtual void onIsDown() {}
+   virtual void onWait() {}
+   virtual void onWaitTime() {}
+   virtual void onDownDelay() {}
+   virtual void onRecoveryDelay() {}
+   virtual void onReleaseWhen() {}
+   virtual void onCause() {}
+   virtual void onDownTime() {}
+   virtual void onUpTime() {}
+};
+
+} // namespace Ufdd
+
+extern template class Notify::LoggedEntity< Ufdd::GroupState >;
+
+template <> struct Notify::Description< Ufdd::GroupState > {
+   using T = Ufdd::GroupState;
+   using N = T::NotifieeConst;
+   static constexpr std::string_view nameSpace = "Ufdd";
+   static constexpr std::string_view name = "GroupState";
+   static constexpr std::tuple attributes{
+      Scalar< &T::mode, &T::modeIs, &N::onMode >{ 258, "mode" },
+      Scalar< &T::upLinks, &T::upLinksIs, &N::onUpLinks >{ 259, "upLinks" },
+      Scalar< &T::allLinks, &T::allLinksIs, &N::onAllLinks >{ 260, "allLinks" },
+      Scalar< &T::neededLinks, &T::neededLinksIs, &N::onNeededLinks >{ 261, "neededLinks" },
+      Scalar< &T::isDown, &T::isDownIs, &N::onIsDown >{ 262, "isDown" },
+      Scalar< &T::wait, &T::waitIs, &N::onWait >{ 263, "wait" },
+      Scalar< &T::waitTime, &T::waitTimeIs, &N::onWaitTime >{ 264, "waitTime" },
+      Scalar< &T::downDelay, &T::downDelayIs, &N::onDownDelay >{ 265, "downDelay" },
+      Scalar< &T::recoveryDelay, &T::recoveryDelayIs, &N::onRecoveryDelay >{ 266, "recoveryDelay" },
+      Scalar< &T::releaseWhen, &T::releaseWhenIs, &N::onReleaseWhen >{ 267, "releaseWhen" },
+      Scalar< &T::cause, &T::causeIs, &N::onCause >{ 268, "cause" },
+      Scalar< &T::downTime, &T::downTimeIs, &N::onDownTime >{ 269, "downTime" },
+      Scalar< &T::upTime, &T::upTimeIs, &N::onUpTime >{ 270, "upTime" },
+   };
+};

@@ -1,0 +1,242 @@
+#pragma once
+
+#include "adapters/notify/EntityCollection.h"
+#include "adapters/notify/EntityNotifiee.h"
+#include "adapters/notify/LoggedEntity.h"
+#include "adapters/notify/ValueCollection.h"
+#include "agent/state/GroupState.h"
+#include "agent/state/LinkState.h"
+#include "agent/state/PortState.h"
+#include "platform/zet/ListRaw.h"
+
+namespace Ufdd {
+
+// The root of what ufdd tells of itself: the process, and its groups, links and ports. ufdd writes
+// it at the end of each turn of its loop, after the acts. Others hold replicas of it, beside those
+// of the library's Status and Config.
+//
+// All times are in seconds of Zet::now(), the monotonic clock of the machine, and 0 for "never". A
+// reader works out the time of day from its own two clocks.
+class State : public Notify::LoggedEntity< State > {
+ public:
+   class NotifieeConst;
+   using Notifiee = Notify::WritingNotifiee< State >;
+   using NotifieeList = Zet::ListRaw< NotifieeConst >;
+   using ZetReactions = Notify::ValueMember< Zet::Name, unsigned int, struct ReactionsTag >;
+
+   explicit State( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
+
+   // The version of ufdd: "0.1.0".
+   Zet::String8 version() const { return version_; }
+   void versionIs( Zet::String8 version ) {
+      attributeIs< &State::version >( version_, std::move( version ) );
+   }
+   // When ufdd was started.
+   double startTime() const noexcept { return startTime_; }
+   void startTimeIs( double time ) { attributeIs< &State::startTime >( startTime_, time ); }
+
+   // The path of the configuration file, as given to ufdd; and when the configuration that is in
+   // force was read from it.
+   Zet::String8 configFile() const { return configFile_; }
+   void configFileIs( Zet::String8 path ) {
+      attributeIs< &State::configFile >( configFile_, std::move( path ) );
+   }
+   double configTime() const noexcept { return configTime_; }
+   void configTimeIs( double time ) { attributeIs< &State::configTime >( configTime_, time ); }
+   // When the file was last refused, with the first finding; 0 and empty if what was last read of
+   // it is in force.
+   double refusalTime() const noexcept { return refusalTime_; }
+   void refusalTimeIs( double time ) { attributeIs< &State::refusalTime >( refusalTime_, time ); }
+   Zet::String8 refusal() const { return refusal_; }
+   void refusalIs( Zet::String8 finding ) {
+      attributeIs< &State::refusal >( refusal_, std::move( finding ) );
+   }
+   // How uplinks are watched, as the configuration has it: "verify".
+   Zet::String8 detection() const { return detection_; }
+   void detectionIs( Zet::String8 detection ) {
+      attributeIs< &State::detection >( detection_, std::move( detection ) );
+   }
+
+   // Counters since ufdd was started. Each wraps after 2^32 - 1.
+   //
+   // How often the kernel dropped messages about links, so that all links were read again.
+   unsigned int overruns() const noexcept { return overruns_; }
+   void overrunsIs( unsigned int count ) { attributeIs< &State::overruns >( overruns_, count ); }
+   // The number of carrier changes that were found by asking a driver, before the kernel's message.
+   unsigned int foundByAsking() const noexcept { return foundByAsking_; }
+   void foundByAskingIs( unsigned int count ) {
+      attributeIs< &State::foundByAsking >( foundByAsking_, count );
+   }
+   // The number of links that were shut or opened, and of such acts that failed. An act that fails
+   // again for the same reason is not counted again.
+   unsigned int acts() const noexcept { return acts_; }
+   void actsIs( unsigned int count ) { attributeIs< &State::acts >( acts_, count ); }
+   unsigned int failedActs() const noexcept { return failedActs_; }
+   void failedActsIs( unsigned int count ) {
+      attributeIs< &State::failedActs >( failedActs_, count );
+   }
+
+   // The upper limits of the reaction times' buckets, in seconds, as their keys are written.
+   static constexpr std::array< char const*, 14 > reactionLimits{
+      "0.0001", "0.00025", "0.0005", "0.001", "0.0025", "0.005", "0.01",
+      "0.025",  "0.05",    "0.1",    "0.25",  "0.5",    "1",     "inf",
+   };
+   // How many reactions took at most so long, and longer than the next lower limit: the counts are
+   // not cumulative. A reaction is the time from the kernel's waking ufdd with news of a link until
+   // the ports that had to be shut for it were seen shut; with a down_delay there is none. A key
+   // that is absent counts 0.
+   unsigned int reactions( Zet::Name limit ) const { return reactions_.value( limit ); }
+   void reactionsIs( Zet::Name limit, unsigned int count ) {
+      reactions_.valueIs( *this, limit, count );
+   }
+   unsigned int reactionsDel( Zet::Name limit ) { return reactions_.valueDel( *this, limit ); }
+   void reactionsNotify( Zet::Name limit, Zet::Ptr< ZetReactions > const& ) {
+      notify< &State::reactions >( limit );
+   }
+   using Reactions = Notify::ValueCollection< &State::reactionsNotify >;
+   Reactions::Members const& reactionsMembers() const { return reactions_.members(); }
+
+   // The configured groups, by name. Each operation is as those of Config::group.
+   Zet::Ptr< GroupState > group( Zet::Name name ) const { return group_.find( name ); }
+   Zet::Ptr< GroupState > groupIs( Zet::Name name ) {
+      return memberIs< &State::group >( group_, name );
+   }
+   Zet::Ptr< GroupState > groupDel( Zet::Name name ) { return group_.del( *this, name ); }
+   void groupNotify( Zet::Name name, Zet::Ptr< GroupState > const& member ) {
+      handleRemoved< &State::group >( name, *member );
+   }
+   using Groups = Notify::EntityCollection< &State::groupNotify >;
+   Groups::Members const& groupMembers() const { return group_.members(); }
+
+   // The links that the configuration names, uplinks and ports, by these names.
+   Zet::Ptr< LinkState > link( Zet::Name name ) const { return link_.find( name ); }
+   Zet::Ptr< LinkState > linkIs( Zet::Name name ) {
+      return memberIs< &State::link >( link_, name );
+   }
+   Zet::Ptr< LinkState > linkDel( Zet::Name name ) { return link_.del( *this, name ); }
+   void linkNotify( Zet::Name name, Zet::Ptr< LinkState > const& member ) {
+      handleRemoved< &State::link >( name, *member );
+   }
+   using Links = Notify::EntityCollection< &State::linkNotify >;
+   Links::Members const& linkMembers() const { return link_.members(); }
+
+   // The ports that groups disable, by name; and ports that no group disables any more, as long as
+   // ufdd holds them.
+   Zet::Ptr< PortState > port( Zet::Name name ) const { return port_.find( name ); }
+   Zet::Ptr< PortState > portIs( Zet::Name name ) {
+      return memberIs< &State::port >( port_, name );
+   }
+   Zet::Ptr< PortState > portDel( Zet::Name name ) { return port_.del( *this, name ); }
+   void portNotify( Zet::Name name, Zet::Ptr< PortState > const& member ) {
+      handleRemoved< &State::port >( name, *member );
+   }
+   using Ports = Notify::EntityCollection< &State::portNotify >;
+   Ports::Members const& portMembers() const { return port_.members(); }
+
+ protected:
+   ~State() override;
+
+ private:
+   friend class Notify::NotifyingEntity< State >;
+
+   template < auto Get, class Collection >
+   Zet::Ptr< typename Collection::Member > memberIs( Collection& collection,
+                                                     Zet::Name const& name );
+   template < auto Get > void handleRemoved( Zet::Name const& name, Zet::Entity& member );
+
+   Zet::String8 version_;
+   double startTime_ = 0;
+   Zet::String8 configFile_;
+   double configTime_ = 0;
+   double refusalTime_ = 0;
+   Zet::String8 refusal_;
+   Zet::String8 detection_;
+   unsigned int overruns_ = 0;
+   unsigned int foundByAsking_ = 0;
+   unsigned int acts_ = 0;
+   unsigned int failedActs_ = 0;
+   Reactions reactions_;
+   Groups group_;
+   Links link_;
+   Ports port_;
+   mutable NotifieeList notifiees_;
+};
+
+class State::NotifieeConst
+    : public Notify::EntityNotifiee< State, Zet::Entity::NotifieeConst, Zet::Name, Zet::Name,
+                                     Zet::Name, Zet::Name > {
+ public:
+   virtual void onVersion() {}
+   virtual void onStartTime() {}
+   virtual void onConfigFile() {}
+   virtual void onConfigTime() {}
+   virtual void onRefusalTime() {}
+   virtual void onRefusal() {}
+   virtual void onDetection() {}
+   virtual void onOverruns() {}
+   virtual void onFoundByAsking() {}
+   virtual void onActs() {}
+   virtual void onFailedActs() {}
+   virtual void onReactions( Zet::Name ) {}
+   virtual void onGroup( Zet::Name ) {}
+   virtual void onLink( Zet::Name ) {}
+   virtual void onPort( Zet::Name ) {}
+};
+
+// Makes the types of this room known to introspection, and gives their objects generic interfaces.
+// A process that only replicates them does not need it.
+void registerStateTypes();
+
+} // namespace Ufdd
+
+extern template class Notify::LoggedEntity< Ufdd::State >;
+
+template <> struct Notify::Description< Ufdd::State > {
+   using T = Ufdd::State;
+   using N = T::NotifieeConst;
+   static constexpr std::string_view nameSpace = "Ufdd";
+   static constexpr std::string_view name = "State";
+   static constexpr std::tuple attributes{
+      Scalar< &T::version, &T::versionIs, &N::onVersion >{ 258, "version" },
+      Scalar< &T::startTime, &T::startTimeIs, &N::onStartTime >{ 259, "startTime" },
+      Scalar< &T::configFile, &T::configFileIs, &N::onConfigFile >{ 260, "configFile" },
+      Scalar< &T::configTime, &T::configTimeIs, &N::onConfigTime >{ 261, "configTime" },
+      Scalar< &T::refusalTime, &T::refusalTimeIs, &N::onRefusalTime >{ 262, "refusalTime" },
+      Scalar< &T::refusal, &T::refusalIs, &N::onRefusal >{ 263, "refusal" },
+      Scalar< &T::detection, &T::detectionIs, &N::onDetection >{ 264, "detection" },
+      Scalar< &T::overruns, &T::overrunsIs, &N::onOverruns >{ 265, "overruns" },
+      Scalar< &T::foundByAsking, &T::foundByAskingIs, &N::onFoundByAsking >{ 266, "foundByAsking" },
+      Scalar< &T::acts, &T::actsIs, &N::onActs >{ 267, "acts" },
+      Scalar< &T::failedActs, &T::failedActsIs, &N::onFailedActs >{ 268, "failedActs" },
+      ValueCollectionRow< &T::reactions, &T::reactionsMembers, &T::reactionsIs, &T::reactionsDel,
+                          &N::onReactions >{ 269, "reactions" },
+      EntityCollectionRow< &T::group, &T::groupMembers, &T::groupIs, &T::groupDel, &N::onGroup >{
+          270, "group" },
+      EntityCollectionRow< &T::link, &T::linkMembers, &T::linkIs, &T::linkDel, &N::onLink >{
+          271, "link" },
+      EntityCollectionRow< &T::port, &T::portMembers, &T::portIs, &T::portDel, &N::onPort >{
+          272, "port" },
+   };
+};
+
+namespace Ufdd {
+
+template < auto Get, class Collection >
+Zet::Ptr< typename Collection::Member >
+State::memberIs( Collection& collection, Zet::Name const& name ) {
+   if ( Zet::Ptr< typename Collection::Member > const member = collection.find( name ) )
+      return member;
+   auto const member = collection.newMember( *this, Notify::rowOf< State, Get >().id,
+                                             Zet::make< typename Collection::Member >( name ) );
+   notify< Get >( name );
+   return member;
+}
+
+template < auto Get >
+void
+State::handleRemoved( Zet::Name const& name, Zet::Entity& member ) {
+   member.parentIs( nullptr );
+   notify< Get >( name );
+}
+
+} // namespace Ufdd
