@@ -12,6 +12,7 @@
 #include "agent/ports/OwnedLinkStore.h"
 #include "agent/ports/PortControl.h"
 #include "agent/ports/PortReport.h"
+#include "agent/status/StatusRoots.h"
 
 #include <cstdint>
 #include <limits>
@@ -53,8 +54,8 @@ class Agent {
 
    LinkDirectory const& links() const { return links_; }
    Detector const& detector() const { return detector_; }
-   // The groups' statuses. Never null.
-   Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return detector_.status; }
+   // What others may read of the agent.
+   StatusRoots roots() const { return { detector_.config, detector_.status, state_ }; }
    // Returns a line for each group, with its status and its uplinks.
    std::vector< std::string > statusLines() const;
    // Returns "2 groups, 1 down; ports shut: 3; overridden: d1 d2"; and, if the last reload was
@@ -77,6 +78,7 @@ class Agent {
    LinkSource& source_;
    Log& log_;
    Detector detector_;
+   Zet::Ptr< State > const state_ = Zet::make< State >( "state" );
    LinkDirectory links_;
    CarrierWatch carrierWatch_;
    PortControl portControl_;

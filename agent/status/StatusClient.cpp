@@ -1,6 +1,5 @@
 #include "agent/status/StatusClient.h"
 
-#include "adapters/attrlog/StatusLog.h"
 #include "agent/base/UnixSocket.h"
 #include "platform/zet/Clock.h"
 
@@ -11,18 +10,12 @@
 
 namespace Ufdd {
 
-using UplinkFailureDetection::Status;
 using Zet::NboAttrLog::Demuxer;
 
-StatusClient::StatusClient( Descriptor socket, Zet::Ptr< Status > const& status, std::size_t limit )
+StatusClient::StatusClient( Descriptor socket, StatusRoots const& roots, std::size_t limit )
     : socket_( std::move( socket ) ),
-      demuxer_( Demuxer::DemuxerIs( Demuxer::Side::server, limit ) ), connectedAt_( Zet::now() ) {
-   Zet::String8 const type = Status::_fwkType()->fullName();
-   demuxer_->in()->expectedTypeIs( type );
-   demuxer_->out()->helloIs( Zet::TypeId( type.view() ) );
-   adapter_ = status->zetNboAttrLogSaIs( {}, 0, demuxer_->out(), nullptr );
-   adapter_->doSerializeOrphan();
-}
+      demuxer_( Demuxer::DemuxerIs( Demuxer::Side::server, limit ) ), roots_( roots ),
+      connectedAt_( Zet::now() ) {}
 
 std::optional< double >
 StatusClient::deadline() const {
@@ -47,6 +40,22 @@ StatusClient::receive() {
          drop( "it sent more than its hello, but the status can only be read" );
       else if ( !in.receive( { &bytes[ static_cast< std::size_t >( i ) ], 1 } ) )
          drop( in.error().c_str() );
+      else if ( isGreeted() )
+         greet();
+}
+
+void
+StatusClient::greet() {
+   Zet::String8 const type = demuxer_->in()->helloType();
+   auto const roots = roots_.askedFor( type.view() );
+   if ( roots.empty() )
+      return drop( "the type of the hello is nothing that is served here; use ufdd and ufdctl of "
+                   "the same version" );
+   demuxer_->out()->helloIs( Zet::TypeId( type.view() ) );
+   for ( auto const& root : roots ) {
+      adapters_.push_back( root->zetNboAttrLogSaIs( {}, 0, demuxer_->out(), nullptr ) );
+      adapters_.back()->doSerializeOrphan();
+   }
 }
 
 void
@@ -84,8 +93,12 @@ StatusClient::checkPatience() {
 void
 StatusClient::fill() {
    demuxer_->handleRoom();
-   if ( !isInStep_ && !demuxer_->hasFlow() )
-      isInStep_ = adapter_->syncModeSend( Zet::StreamAdapter::SyncMode::inStep );
+   if ( isInStep_ || adapters_.empty() || demuxer_->hasFlow() )
+      return;
+   // The first one that finds no room is tried again, and those behind it.
+   isInStep_ = std::all_of( adapters_.begin(), adapters_.end(), []( auto const& adapter ) {
+      return adapter->syncModeSend( Zet::StreamAdapter::SyncMode::inStep );
+   } );
 }
 
 bool

@@ -1,18 +1,20 @@
 #pragma once
 
 #include "agent/base/Descriptor.h"
-#include "model/Status.h"
+#include "agent/status/StatusRoots.h"
 #include "platform/zet/attrlog/Demuxer.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <sys/types.h>
+#include <vector>
 
 namespace Ufdd {
 
-// The connection to a client that reads our Status. Sends the whole Status and then every change,
-// as an attribute log. The client sends a hello; if it sends more, the connection ends.
+// The connection to a client that reads our roots. The client sends a hello, whose type says which
+// roots it asks for; if it sends more, the connection ends. Sends these roots whole and then every
+// change, as an attribute log.
 class StatusClient {
  public:
    // The number of unsent bytes up to which changes are kept one by one. Beyond it, only the latest
@@ -24,8 +26,7 @@ class StatusClient {
    static constexpr double patience = 5;
 
    // `limit` replaces unsentLimit. Requires: the socket is connected. Its calls never block.
-   StatusClient( Descriptor socket, Zet::Ptr< UplinkFailureDetection::Status > const& status,
-                 std::size_t limit = unsentLimit );
+   StatusClient( Descriptor socket, StatusRoots const& roots, std::size_t limit = unsentLimit );
 
    int fd() const { return socket_.fd(); }
    // Reads what the client has sent. Never blocks.
@@ -45,6 +46,7 @@ class StatusClient {
  private:
    using Adapter = Zet::Entity::ZetNboAttrLogSa;
 
+   void greet();
    void fill();
    bool sendPiece();
    bool isGreeted() const { return demuxer_->in()->offset() != 0; }
@@ -53,9 +55,10 @@ class StatusClient {
 
    Descriptor socket_;
    Zet::Ptr< Zet::NboAttrLog::Demuxer > demuxer_;
-   Zet::Ptr< Adapter > adapter_;
-   double const connectedAt_; // By Zet::now().
-   bool isInStep_ = false;    // The whole Status was written; only changes follow.
+   StatusRoots const roots_;
+   std::vector< Zet::Ptr< Adapter > > adapters_; // Of the roots that the client asked for.
+   double const connectedAt_;                    // By Zet::now().
+   bool isInStep_ = false; // The whole roots were written; only changes follow.
    // By Zet::now(), since when the socket takes nothing; empty while it takes bytes.
    std::optional< double > stuckSince_;
    bool ended_ = false;

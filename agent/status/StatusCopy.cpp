@@ -1,20 +1,19 @@
 #include "agent/status/StatusCopy.h"
 
-#include "adapters/attrlog/StatusLog.h"
 #include "platform/zet/Assert.h"
 
 namespace Ufdd {
 
-using UplinkFailureDetection::Status;
 using Zet::NboAttrLog::Demuxer;
 
 // The original's log uses the entity ids of a client's side. They can't clash with the ids that
 // the copy, on the server's side, gives out to the clients.
-StatusCopy::StatusCopy( Zet::Ptr< Status > const& original )
+StatusCopy::StatusCopy( StatusRoots const& originals )
     : replica_( StatusReplica::Side::server ),
       demuxer_( Demuxer::DemuxerIs( Demuxer::Side::client, changesLimit ) ) {
-   demuxer_->out()->helloIs( Zet::TypeId( Status::_fwkType()->fullName().view() ) );
-   original->zetNboAttrLogSaIs( {}, 0, demuxer_->out(), nullptr )->doSerializeOrphan();
+   demuxer_->out()->helloIs( Zet::TypeId( State::_fwkType()->fullName().view() ) );
+   for ( auto const& original : originals.all() )
+      original->zetNboAttrLogSaIs( {}, 0, demuxer_->out(), nullptr )->doSerializeOrphan();
    follow();
 }
 

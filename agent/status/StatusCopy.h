@@ -1,20 +1,19 @@
 #pragma once
 
 #include "agent/status/StatusReplica.h"
-#include "model/Status.h"
 #include "platform/zet/attrlog/Demuxer.h"
 
 namespace Ufdd {
 
-// A copy of a Status within this process, updated only by follow(). A change of the original costs
+// A copy of the roots within this process, updated only by follow(). A change of an original costs
 // one record of the attribute log, however many clients are served from the copy.
 class StatusCopy {
  public:
-   explicit StatusCopy( Zet::Ptr< UplinkFailureDetection::Status > const& original );
+   explicit StatusCopy( StatusRoots const& originals );
 
-   // Applies all changes of the original since the last call.
+   // Applies all changes of the originals since the last call.
    void follow();
-   Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return replica_.status(); }
+   StatusRoots const& roots() const { return replica_.roots(); }
 
  private:
    // In bytes: changes beyond it are kept as marks on what has changed.

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "agent/base/UnixSocket.h"
-#include "model/Status.h"
+#include "agent/status/StatusRoots.h"
 #include "platform/zet/attrlog/Demuxer.h"
 #include "platform/zet/attrlog/Dir.h"
 
@@ -10,7 +10,7 @@
 
 namespace Ufdd {
 
-// A copy of the Status of another process, kept up to date by its attribute log. The copy outlasts
+// A copy of the roots of another process, kept up to date by their attribute log. The copy outlasts
 // the connection: what the next connection brings is applied as changes.
 class StatusReplica final : private Zet::NboAttrLog::Demuxer::Roots {
  public:
@@ -31,17 +31,20 @@ class StatusReplica final : private Zet::NboAttrLog::Demuxer::Roots {
    std::string error() const { return demuxer_->in()->error().c_str(); }
    // Returns true if the peer has sent its hello.
    bool isGreeted() const { return demuxer_->in()->offset() != 0; }
-   // Returns true if the peer has sent the whole Status, so that only changes follow.
+   // Returns true if the peer has sent all roots, so that only changes follow.
    bool isInStep() const;
 
-   Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return status_; }
+   StatusRoots const& roots() const { return roots_; }
+   Zet::Ptr< UplinkFailureDetection::Config > const& config() const { return roots_.config; }
+   Zet::Ptr< UplinkFailureDetection::Status > const& status() const { return roots_.status; }
+   Zet::Ptr< State > const& state() const { return roots_.state; }
 
  private:
    Zet::Ptr< Zet::Entity > root( Zet::TypeId type, Zet::Name const& name ) override;
 
    Side const side_;
    Zet::Ptr< Zet::Dir > const directory_;
-   Zet::Ptr< UplinkFailureDetection::Status > const status_;
+   StatusRoots const roots_;
    Zet::Ptr< Zet::NboAttrLog::Demuxer > demuxer_;
 };
 

@@ -11,9 +11,8 @@
 
 namespace Ufdd {
 
-StatusServer::StatusServer( std::string path, Zet::Ptr< UplinkFailureDetection::Status > status,
-                            Log& log, std::size_t unsentLimit )
-    : path_( std::move( path ) ), status_( std::move( status ) ), log_( log ),
+StatusServer::StatusServer( std::string path, StatusRoots roots, Log& log, std::size_t unsentLimit )
+    : path_( std::move( path ) ), roots_( std::move( roots ) ), log_( log ),
       unsentLimit_( unsentLimit ), poll_( epoll_create1( EPOLL_CLOEXEC ) ), troubles_( log ) {
    if ( !poll_ )
       throw std::system_error( errno, std::generic_category(), "can't watch the clients" );
@@ -79,9 +78,9 @@ StatusServer::accept() {
    // An error with one client must not end the daemon.
    try {
       if ( !copy_ )
-         copy_.emplace( status_ );
+         copy_.emplace( roots_ );
       auto client =
-          std::make_unique< StatusClient >( std::move( stream ), copy_->status(), unsentLimit_ );
+          std::make_unique< StatusClient >( std::move( stream ), copy_->roots(), unsentLimit_ );
       watch( EPOLL_CTL_ADD, client->fd(), EPOLLIN, client.get() );
       clients_.push_back( std::move( client ) );
    } catch ( std::exception const& failure ) {

@@ -6,7 +6,6 @@
 #include "agent/base/Troubles.h"
 #include "agent/status/StatusClient.h"
 #include "agent/status/StatusCopy.h"
-#include "model/Status.h"
 
 #include <cstddef>
 #include <memory>
@@ -16,7 +15,7 @@
 
 namespace Ufdd {
 
-// Serves the Status to other processes over a Unix socket, as an attribute log that can only be
+// Serves the roots to other processes over a Unix socket, as an attribute log that can only be
 // read. It never waits for a client, and no client can disturb another. Only endTurn() sends
 // changes, so that ports are shut first.
 class StatusServer {
@@ -27,7 +26,7 @@ class StatusServer {
 
    // `unsentLimit` is that of each client; see StatusClient.
    // Throws: std::system_error, as handleReady() does.
-   StatusServer( std::string path, Zet::Ptr< UplinkFailureDetection::Status > status, Log& log,
+   StatusServer( std::string path, StatusRoots roots, Log& log,
                  std::size_t unsentLimit = StatusClient::unsentLimit );
 
    // Lets clients connect from now on. If that fails, or if the socket's file is removed later,
@@ -60,7 +59,7 @@ class StatusServer {
    void watch( int operation, int fd, std::uint32_t events, StatusClient* client ) const;
 
    std::string const path_;
-   Zet::Ptr< UplinkFailureDetection::Status > status_;
+   StatusRoots const roots_;
    Log& log_;
    std::size_t const unsentLimit_;
    std::optional< SocketFile > socket_; // Empty while clients can't connect.

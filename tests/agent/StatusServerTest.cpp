@@ -39,7 +39,7 @@ class StatusServerTest : public testing::Test, public Log {
    ~StatusServerTest() override { Zet::clockIs( nullptr ); }
    void line( std::string_view text ) override { lines.append( text ).append( "\n" ); }
 
-   void serve() { server.emplace( path, status, *this ).listen(); }
+   void serve() { server.emplace( path, roots, *this ).listen(); }
    StatusReader& connected( bool saysHello = true ) {
       StatusReader& reader = readers.emplace_back( path, saysHello );
       runTurns();
@@ -78,7 +78,8 @@ class StatusServerTest : public testing::Test, public Log {
    }
    bool isReplica( StatusReader const& reader ) const {
       return reader.isOpen && reader.replica.isInStep() &&
-             stateOf( *reader.replica.status() ) == stateOf( *status );
+             stateOf( *reader.replica.status() ) == stateOf( *status ) &&
+             stateOf( *reader.replica.state() ) == stateOf( *roots.state );
    }
    std::size_t lineCount() const {
       return static_cast< std::size_t >( std::count( lines.begin(), lines.end(), '\n' ) );
@@ -86,7 +87,7 @@ class StatusServerTest : public testing::Test, public Log {
    // Returns why a server can't listen on the path, or nothing.
    std::string objection() {
       try {
-         StatusServer( path, status, *this ).listen();
+         StatusServer( path, roots, *this ).listen();
       } catch ( std::system_error const& error ) {
          return error.what();
       }
@@ -97,7 +98,8 @@ class StatusServerTest : public testing::Test, public Log {
    std::string const path = directory.path() + "/run/status";
    std::string lines;
    double now = 1000;
-   Zet::Ptr< Status > const status = Zet::make< Status >( "status" );
+   StatusRoots const roots = StatusRoots::make();
+   Zet::Ptr< Status > const status = roots.status;
    std::optional< StatusServer > server;
    std::deque< StatusReader > readers;
 };
@@ -121,8 +123,8 @@ TEST_F( StatusServerTest, refusesClientsBeyondTheLimit ) {
 TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
    StatusReader const& witness = connected();
    std::string const before = stateOf( *status );
-   // A client's hello, followed by the whole log of such a Status.
-   Tests::End< Status > writer( Tests::Side::client, Zet::make< Status >( "status" ) );
+   // A client's hello, followed by the whole log of such a State.
+   Tests::End< State > writer( Tests::Side::client, Zet::make< State >( "state" ) );
    writer.announce();
    Tests::Bytes const log = Tests::taken( *writer.demuxer );
    std::size_t const helloSize = connected().replica.hello().size();
@@ -164,11 +166,11 @@ TEST_F( StatusServerTest, dropsClientsWithoutATimelyHello ) {
 
    auto const hello = polite.replica.hello();
    for ( std::size_t i = 1; i < StatusServer::clientLimit; ++i )
-      connected( false ).send( hello.first( i ) );
+      connected( false ).send( hello.first( std::min( i, hello.size() - 1 ) ) );
    pass( 0.9 );
    EXPECT_TRUE( readers.back().isOpen );
    // The hello was sent in time, but the server had not read it.
-   readers.back().send( hello.subspan( StatusServer::clientLimit - 1 ) );
+   readers.back().send( hello.last( 1 ) );
    now += 0.2;
    server->endTurn();
    runTurns();
@@ -197,6 +199,21 @@ TEST_F( StatusServerTest, reservesTheLastPlaceForRoot ) {
    EXPECT_EQ( lines, "status: clients are refused: 31 are connected to " + path +
                          ", and the last place is reserved for root; end one of them\n" );
    EXPECT_TRUE( isReplica( connected() ) );
+}
+
+// A client may ask for the Status alone, as all did before there was a State.
+TEST_F( StatusServerTest, servesTheStatusAlone ) {
+   Tests::End< Status > reader( Tests::Side::client, Zet::make< Status >( "status" ) );
+   reader.demuxer->in()->expectedTypeIs( Status::_fwkType()->fullName() );
+   reader.demuxer->out()->helloIs( Zet::TypeId( Status::_fwkType()->fullName().view() ) );
+   Descriptor const stream = unixStreamTo( path );
+   Tests::Bytes const hello = Tests::taken( *reader.demuxer );
+   send( stream.fd(), hello.data(), hello.size(), MSG_NOSIGNAL );
+   runTurns();
+   Tests::Bytes log( 1 << 16 );
+   log.resize( static_cast< std::size_t >( recv( stream.fd(), log.data(), log.size(), 0 ) ) );
+   EXPECT_TRUE( reader.receive( log ) ) << reader.error();
+   EXPECT_EQ( stateOf( *reader.root ), stateOf( *status ) );
 }
 
 // Sends changes only at the end of a turn, after the acts on ports.
@@ -281,9 +298,15 @@ TEST( StatusReplica, leavesNoEntityToThePeer ) {
    std::array< int, 2 > sockets{};
    ASSERT_EQ( socketpair( AF_UNIX, SOCK_STREAM, 0, sockets.data() ), 0 );
    Descriptor const theirs( sockets[ 1 ] );
-   StatusClient( Descriptor( sockets[ 0 ] ), status ).send();
+   auto const hello = replica.hello();
+   send( theirs.fd(), hello.data(), hello.size(), MSG_NOSIGNAL );
+   StatusRoots roots = StatusRoots::make();
+   roots.status = status;
+   StatusClient client{ Descriptor( sockets[ 0 ] ), roots };
+   client.receive();
+   client.send();
    std::array< unsigned char, 4096 > bytes;
-   ssize_t const size = recv( theirs.fd(), bytes.data(), bytes.size(), MSG_DONTWAIT );
+   ssize_t const size = ::recv( theirs.fd(), bytes.data(), bytes.size(), MSG_DONTWAIT );
    ASSERT_GT( size, 0 );
    EXPECT_TRUE( replica.receive( { bytes.data(), static_cast< std::size_t >( size ) } ) );
    EXPECT_TRUE( replica.isInStep() );

@@ -20,7 +20,7 @@ class Process {
 
    Process( Machine& machine, std::string const& socket, Ufdd::Log& log )
        : agent( machine.kernel, machine.kernel, machine.store, log ),
-         server( socket, agent.status(), log, unsentLimit ), machine_( machine ),
+         server( socket, agent.roots(), log, unsentLimit ), machine_( machine ),
          kernel_( machine.kernel ) {}
 
    // The time of the next turn.

@@ -51,14 +51,14 @@ class Readers {
    }
    // Returns what is wrong, or nothing. Expects the clients that read all to be up to date; at
    // rest, all clients.
-   std::string complaint( UplinkFailureDetection::Status const& status, bool isAtRest ) {
+   std::string complaint( Ufdd::StatusRoots const& roots, bool isAtRest ) {
       for ( auto& reader : readers_ )
          if ( reader &&
               ( isAtRest ? reader->read() || reader->readsAll
                          : reader->isOpen && reader->readsAll ) &&
               !( reader->isOpen && reader->replica.isInStep() &&
-                 Tests::stateOf( *reader->replica.status() ) == Tests::stateOf( status ) ) )
-            return "a client knows " + Tests::stateOf( *reader->replica.status() );
+                 stateOf( reader->replica.roots() ) == stateOf( roots ) ) )
+            return "a client knows " + stateOf( reader->replica.roots() );
       return complaint_;
    }
 
@@ -69,6 +69,11 @@ class Readers {
       bool readsAll;
       bool const isPolite; // Says hello; else the daemon drops the client.
    };
+
+   static std::string stateOf( Ufdd::StatusRoots const& roots ) {
+      return Tests::stateOf( *roots.config ) + Tests::stateOf( *roots.status ) +
+             Tests::stateOf( *roots.state );
+   }
 
    std::string const path_;
    std::array< std::optional< Reader >, 3 > readers_;

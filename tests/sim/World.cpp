@@ -242,7 +242,7 @@ World::storm( Event const& event ) {
    readers_.apply( { "read", event.b, event.b / 8, none } );
    pass( 0.1 );
    if ( process_ && simulatedNow > suspendedUntil_ )
-      complain( readers_.complaint( *process_->agent.status(), false ) );
+      complain( readers_.complaint( process_->agent.roots(), false ) );
 }
 
 void
@@ -276,7 +276,7 @@ World::check( Oracle const& oracle ) {
 
 void
 World::checkStatus( Oracle const& oracle ) {
-   auto const& status = process_->agent.status();
+   auto const status = process_->agent.roots().status;
    if ( status->groupMembers().count() != config_.groups.size() )
       complain( "groups are not as configured" );
    for ( PlainGroup const& group : config_.groups ) {
@@ -298,7 +298,7 @@ World::checkStatus( Oracle const& oracle ) {
    for ( auto const& client : process_->server.clients() )
       if ( client->unsentSize() != 0 )
          complain( "something waits for a client" );
-   complain( readers_.complaint( *status, true ) );
+   complain( readers_.complaint( process_->agent.roots(), true ) );
 }
 
 // Loads another configuration. A group that stays up or down must not pass through another state,
@@ -306,7 +306,7 @@ World::checkStatus( Oracle const& oracle ) {
 void
 World::change() {
    auto const turnsDown = [ this ]( std::string const& name ) {
-      return process_->agent.status()->group( Zet::Name( name ) )->numTimesDisabled();
+      return process_->agent.roots().status->group( Zet::Name( name ) )->numTimesDisabled();
    };
    PlainConfig const next( seed_ + 1 );
    Names const before = Oracle( config_, machine_ ).downGroups();
