@@ -2,11 +2,14 @@
 
 #include "agent/Agent.h"
 #include "agent/detect/GroupTexts.h"
+#include "model/GroupStatus.h"
 
 #include <linux/if.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <map>
 #include <set>
 #include <utility>
 
@@ -129,9 +132,16 @@ class Forecaster {
 
    Forecast run( ConfigFile const& config ) {
       agent_.start( config );
+      for ( LinkRequest const& request : control_.requests() )
+         isUpRequested_.try_emplace( request.index, request.up );
+      std::vector< Kelnet::IntfId > ports; // In the order of the file.
       for ( GroupSettings const& group : groups_ )
-         for ( Kelnet::IntfId const port : keysOf( group.config->intfsToDisableIteratorConst() ) )
-            addPort( port, linksOf( port ) );
+         for ( Kelnet::IntfId const port : keysOf( group.config->intfsToDisableIteratorConst() ) ) {
+            ports.push_back( port );
+            listing_[ port ].push_back( &group );
+         }
+      for ( Kelnet::IntfId const port : ports )
+         addPort( port, linksOf( port ) );
       // Ports that only the record knows.
       for ( LinkRequest const& request : control_.requests() )
          addPort( request.port, { request.before } );
@@ -170,43 +180,68 @@ class Forecaster {
    }
 
    std::string fateOf( Link const& link ) const {
-      for ( LinkRequest const& request : control_.requests() )
-         if ( request.index == link.index )
-            return request.up ? "would be opened" : "would be shut";
+      if ( auto const at = isUpRequested_.find( link.index ); at != isUpRequested_.end() )
+         return at->second ? "would be opened" : "would be shut";
       return record_.holds( link.index ) ? "stays shut"
              : link.adminUp              ? "stays open"
                                          : "stays administratively down";
    }
 
+   // Returns the groups that shut the port, or else all that list it, with what delays them.
    std::string reasonFor( Kelnet::IntfId port ) const {
-      Detector const& detector = agent_.detector();
-      GroupsText groups = groupsText( detector, port, GroupLinkStatus::down );
-      bool const isDown = !groups.names.empty();
-      if ( !isDown )
-         groups = groupsText( detector, port, GroupLinkStatus::up );
-      if ( groups.names.empty() )
+      auto const listing = listing_.find( port );
+      if ( listing == listing_.end() )
          return "no group disables it";
-      std::string uplinks, delays;
-      for ( GroupSettings const& group : groups_ ) {
-         if ( !group.config->intfsToDisable( port ) ||
-              std::ranges::find( groups.names, group.name() ) == groups.names.end() )
-            continue;
-         for ( Kelnet::IntfId const uplink : keysOf( group.config->intfsToMonitorIteratorConst() ) )
-            if ( isDown && !detector.isUp( uplink ) )
-               uplinks += ( uplinks.empty() ? ": " : ", " ) + std::string( uplink.name().view() ) +
-                          ' ' + stateText( agent_.links().link( uplink ) );
-         double const delay = isDown ? group.policy.downDelay : group.policy.recoveryDelay;
-         if ( delay > 0 && delays.empty() )
-            delays = isDown ? "; after its down_delay" : "; after its recovery_delay";
+      std::vector< GroupSettings const* > down;
+      std::ranges::copy_if(
+          listing->second, std::back_inserter( down ),
+          [ this ]( auto const* group ) { return statusOf( *group ) == GroupLinkStatus::down; } );
+      bool const isDown = !down.empty();
+      std::string text;
+      for ( std::size_t shown = 0;
+            GroupSettings const* const group : isDown ? down : listing->second ) {
+         if ( ++shown > maxShown )
+            return text + "; ...";
+         double const delay = isDown ? group->policy.downDelay : group->policy.recoveryDelay;
+         text += ( text.empty() ? "" : "; " ) +
+                 groupText( agent_.detector(), *group->config, statusOf( *group ) ) +
+                 ( isDown ? failuresOf( *group ) : "" ) +
+                 ( delay <= 0 ? ""
+                   : isDown   ? "; after its down_delay"
+                              : "; after its recovery_delay" );
       }
-      return groups.text + uplinks + delays;
+      return text;
    }
+
+   GroupLinkStatus statusOf( GroupSettings const& group ) const {
+      auto const status = agent_.status()->group( group.config->name() );
+      return status ? status->groupLinkStatus() : GroupLinkStatus::unknown;
+   }
+
+   // Returns the uplinks that are not up: ": u1 no carrier, u2 absent"
+   std::string failuresOf( GroupSettings const& group ) const {
+      std::string text;
+      std::size_t shown = 0;
+      for ( Kelnet::IntfId const uplink : keysOf( group.config->intfsToMonitorIteratorConst() ) ) {
+         if ( agent_.detector().isUp( uplink ) )
+            continue;
+         if ( ++shown > maxShown )
+            return text + ", ...";
+         text += ( text.empty() ? ": " : ", " ) + std::string( uplink.name().view() ) + ' ' +
+                 stateText( agent_.links().link( uplink ) );
+      }
+      return text;
+   }
+
+   static constexpr std::size_t maxShown = 8; // Of a list within a line.
 
    std::vector< GroupSettings > const& groups_; // As configured.
    ImaginedControl control_;
    Recollection record_;
    AlarmLog log_;
    Agent agent_;
+   std::map< Kelnet::IntfId, std::vector< GroupSettings const* > > listing_; // By port.
+   std::map< std::uint32_t, bool > isUpRequested_; // By index of the link.
    std::set< Kelnet::IntfId > told_;
    Forecast forecast_;
 };

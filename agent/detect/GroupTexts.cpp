@@ -14,17 +14,22 @@ groupsText( Detector const& detector, Kelnet::IntfId port, GroupLinkStatus linkS
    GroupsText groups;
    for ( auto group = detector.config->groupIteratorConst(); group; ++group ) {
       auto const status = detector.status->group( group->name() );
-      bool const isDryRun = detector.decisions().isDryRun( group->name() );
       if ( !group->intfsToDisable( port ) || !status || status->groupLinkStatus() != linkStatus ||
-           ( isDryRun && dryRun == DryRun::leftOut ) )
+           ( dryRun == DryRun::leftOut && detector.decisions().isDryRun( group->name() ) ) )
          continue;
       groups.names.push_back( group->name().view() );
-      groups.text += ( groups.text.empty() ? "group " : "; group " ) +
-                     std::string( group->name().view() ) + " is " +
-                     std::string( stringValue( linkStatus ).view() ) + ", " +
-                     countText( *group, detector.upOf( *group ) ) + ( isDryRun ? ", dry_run" : "" );
+      groups.text +=
+          ( groups.text.empty() ? "" : "; " ) + groupText( detector, *group, linkStatus );
    }
    return groups;
+}
+
+std::string
+groupText( Detector const& detector, GroupConfig const& group, GroupLinkStatus linkStatus ) {
+   return "group " + std::string( group.name().view() ) + " is " +
+          std::string( stringValue( linkStatus ).view() ) + ", " +
+          countText( group, detector.upOf( group ) ) +
+          ( detector.decisions().isDryRun( group.name() ) ? ", dry_run" : "" );
 }
 
 std::string

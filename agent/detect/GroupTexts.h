@@ -21,6 +21,10 @@ GroupsText groupsText( Detector const& detector, Kelnet::IntfId port,
                        UplinkFailureDetection::GroupLinkStatus linkStatus,
                        DryRun dryRun = DryRun::included );
 
+// "group a is down, 0/2 up, min_links 1, dry_run", for a group of that status.
+std::string groupText( Detector const& detector, UplinkFailureDetection::GroupConfig const& group,
+                       UplinkFailureDetection::GroupLinkStatus linkStatus );
+
 // "eth1 up, eth2 down, eth3 absent"
 std::string uplinksText( Detector const& detector,
                          UplinkFailureDetection::GroupConfig const& group );
