@@ -108,8 +108,22 @@ Machine::apply( Event const& event ) {
       kernel.rename( name, otherName );
    } else if ( verb == "join" && name[ 0 ] == 'm' ) {
       kernel.join( name, on ? lag() : "" );
+   } else if ( verb == "protect" ) {
+      nameSafe( name, on );
    } else if ( verb == "refuse" ) {
       link.refusal = refusals[ event.b % std::size( refusals ) ];
+   }
+}
+
+// Gives the alternative name "safe" to that link, or to none.
+void
+Machine::nameSafe( std::string const& name, bool on ) {
+   for ( auto& [ other, link ] : kernel.links() )
+      if ( std::erase( link.altNames, "safe" ) > 0 )
+         kernel.update( other );
+   if ( on ) {
+      kernel.link( name ).altNames.emplace_back( "safe" );
+      kernel.update( name );
    }
 }
 

@@ -44,6 +44,7 @@ class Machine {
 
  private:
    void race();
+   void nameSafe( std::string const& name, bool on );
    std::string lag();
    void create( std::string const& name, unsigned int how );
    void admin( std::string const& name, bool up );

@@ -52,6 +52,8 @@ class Oracle {
          bool const isShut = !link.adminUp || ( link.protoDown && !link.carrier );
          bool const isOurs = link.ours || hasMark;
          Ufdd::OwnedLink const* const owned = machine_.recorded( link );
+         if ( isProtected( link ) )
+            wanted.erase( name );
          if ( wanted.contains( name ) && !isShut && !isFoughtOver( link ) )
             return name + " is open";
          if ( !wanted.contains( name ) && isOurs )
@@ -105,6 +107,14 @@ class Oracle {
          if ( own == name || std::count( link.altNames.begin(), link.altNames.end(), name ) )
             return &link;
       return nullptr;
+   }
+   bool isProtected( SimulatedLink const& link ) const {
+      return config_.protectsSafe &&
+             std::ranges::any_of( machine_.kernel.links(), [ & ]( auto const& entry ) {
+                SimulatedLink const& other = entry.second;
+                return std::ranges::count( other.altNames, "safe" ) > 0 &&
+                       ( &other == &link || ( other.isLag && other.index == link.master ) );
+             } );
    }
    // Returns the links that are shut when the port is.
    Names linksOf( std::string const& port ) const {

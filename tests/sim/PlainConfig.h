@@ -55,11 +55,12 @@ struct PlainConfig {
          if ( random() % 4 )
             groups.push_back( group );
       }
+      protectsSafe = random() % 2;
    }
 
    std::string toml() const {
       std::ostringstream text;
-      text << "startup_hold = " << startupHold
+      text << ( protectsSafe ? "protect = [ \"safe\" ]\n" : "" ) << "startup_hold = " << startupHold
            << "\ndetection_interval = 100\ndetection_idle_interval = 1000\ndetection = \""
            << detection << "\"\n";
       for ( PlainGroup const& group : groups )
@@ -88,8 +89,9 @@ struct PlainConfig {
    std::vector< PlainGroup > groups;
    unsigned int startupHold;
    std::string detection;
-   bool asks;      // The daemon queries uplinks after a message.
-   bool isLayered; // Groups monitor ports of others, but not in a circle.
+   bool asks;         // The daemon queries uplinks after a message.
+   bool protectsSafe; // Of the link with that name, and of the members of a LAG with it.
+   bool isLayered;    // Groups monitor ports of others, but not in a circle.
 
  private:
    static std::string list( Names const& names ) {
