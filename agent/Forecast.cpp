@@ -214,7 +214,7 @@ class Forecaster {
    }
 
    GroupLinkStatus statusOf( GroupSettings const& group ) const {
-      auto const status = agent_.status()->group( group.config->name() );
+      auto const status = agent_.detector().status->group( group.config->name() );
       return status ? status->groupLinkStatus() : GroupLinkStatus::unknown;
    }
 
