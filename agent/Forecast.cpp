@@ -76,7 +76,7 @@ class Recollection final : public OwnedLinkStore {
    }
    void add( std::span< OwnedLink const > ) override {}
    int remember( std::span< OwnedLink const > ) override { return 0; }
-   bool isLost() const override { return false; }
+   bool isLost() override { return false; }
    std::string place() const override { return record_ ? record_->place() : ""; }
    std::string explain( int ) const override { return ""; }
 

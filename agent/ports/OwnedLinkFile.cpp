@@ -27,13 +27,6 @@ constexpr std::size_t maxStruckOut = 4096;
 constexpr std::size_t room = 1 << 16;
 constexpr std::size_t page = 4096;
 
-// Returns true if the file is open and nobody has removed it.
-bool
-isThere( Descriptor const& file ) {
-   struct stat status {};
-   return file && fstat( file.fd(), &status ) == 0 && status.st_nlink > 0;
-}
-
 using Lines = std::vector< std::string_view >;
 
 // Returns the lines, each with its line break.
@@ -84,8 +77,15 @@ OwnedLinkFile::isEmpty() const {
 }
 
 bool
-OwnedLinkFile::isLost() const {
-   return !file_ || !directory_.isThere() || !directory_.isAt( fileName, file_ );
+OwnedLinkFile::isOpen() const {
+   struct stat status {};
+   return file_ && !isLost_ && fstat( file_.fd(), &status ) == 0 && status.st_nlink > 0;
+}
+
+bool
+OwnedLinkFile::isLost() {
+   isLost_ = !file_ || !directory_.isThere() || !directory_.isAt( fileName, file_ );
+   return isLost_;
 }
 
 std::string
@@ -153,7 +153,7 @@ OwnedLinkFile::add( std::span< OwnedLink const > links ) {
    std::string lines;
    for ( OwnedLink const& owned : links )
       lines += lineOf( owned );
-   if ( isThere( file_ ) )
+   if ( isOpen() )
       extend( lines );
    else if ( file_ )
       replace( text_ + lines );
@@ -164,7 +164,7 @@ OwnedLinkFile::remember( std::span< OwnedLink const > links ) {
    std::string text = format_.heading();
    for ( OwnedLink const& owned : links )
       text += lineOf( owned );
-   bool const isTidy = !isLost() && text_.size() <= text.size() + maxStruckOut;
+   bool const isTidy = isOpen() && text_.size() <= text.size() + maxStruckOut;
    int error = isTidy ? amend( text ) : replace( text );
    // On a full disk no new file can be written, but the present file can be changed.
    if ( error && !isTidy && openFormer() ) {
@@ -178,7 +178,7 @@ OwnedLinkFile::remember( std::span< OwnedLink const > links ) {
 
 bool
 OwnedLinkFile::openFormer() {
-   if ( !isLost() )
+   if ( isOpen() )
       return true;
    Descriptor file = directory_.open( fileName, O_RDWR | O_DSYNC );
    std::string text = textOf( file );
@@ -188,6 +188,7 @@ OwnedLinkFile::openFormer() {
    file_ = std::move( file );
    text_ = std::move( text );
    reserved_ = 0;
+   isLost_ = false;
    return true;
 }
 
@@ -281,6 +282,7 @@ OwnedLinkFile::replace( std::string const& text ) {
    if ( !error ) {
       text_ = text;
       reserved_ = 0;
+      isLost_ = false;
    }
    return error;
 }

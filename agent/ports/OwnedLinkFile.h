@@ -44,7 +44,7 @@ class OwnedLinkFile final : public OwnedLinkStore {
    void add( std::span< OwnedLink const > links ) override;
    int remember( std::span< OwnedLink const > links ) override;
    std::vector< UnreadRecord > takeUnread() override { return std::exchange( unread_, {} ); }
-   bool isLost() const override;
+   bool isLost() override;
    std::string place() const override { return format_.place(); }
    std::string explain( int error ) const override;
 
@@ -54,6 +54,9 @@ class OwnedLinkFile final : public OwnedLinkStore {
    void keepAside( std::string const& problem, std::string const& text );
    // Returns false when there is no record, or one of another epoch or version.
    bool openFormer();
+   // Returns true if the file is open, and nobody has removed it as far as is known. Asks only for
+   // what is cheap to know, since ports may be waiting to be shut.
+   bool isOpen() const;
    bool isEmpty() const;
    // Reserves room behind the text where there is less than half of it.
    void reserve();
@@ -68,6 +71,7 @@ class OwnedLinkFile final : public OwnedLinkStore {
    StateFile const format_; // Reads records, and knows their heading.
    std::vector< UnreadRecord > unread_;
    bool isLeftAlone_ = false; // The file in place can't be read, and can't be kept aside either.
+   bool isLost_ = false;      // isLost() has found that the file is not in its place.
    Descriptor file_;          // Open once it was written or is to be amended.
    std::string text_;         // The file's content.
    std::size_t reserved_ = 0; // The size up to which the file has room.

@@ -58,8 +58,8 @@ class OwnedLinkStore {
    // Makes the record exactly these, safe on return. Returns an errno value; unless that is 0,
    // links that were recorded before and are among these still are.
    virtual int remember( std::span< OwnedLink const > links ) = 0;
-   // Returns true if the record was removed or replaced: remember() writes it again.
-   virtual bool isLost() const = 0;
+   // Looks whether the record was removed or replaced; then the next remember() writes it again.
+   virtual bool isLost() = 0;
    // Where the record is, for messages.
    virtual std::string place() const = 0;
    // Returns what the errno value of the last remember() means there, and the remedy.

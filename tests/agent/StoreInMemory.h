@@ -47,7 +47,7 @@ class StoreInMemory final : public OwnedLinkStore {
       meanwhile();
       return hasFailed ? ENOSPC : 0;
    }
-   bool isLost() const override { return wasRemoved; }
+   bool isLost() override { return wasRemoved; }
    std::string place() const override { return "here"; }
    std::string explain( int error ) const override { return std::strerror( error ); }
    // "d1 d2"
