@@ -89,6 +89,7 @@ TEST_F( LivingTest, portBelongsToOneProcess ) {
    };
    std::string const holder = "another ufdd (process " + std::to_string( ufdd.pid() ) + ")";
    Process fighter( second( group( "b", "'u1'", "'d3', 'first'" ) ) );
+   ASSERT_TRUE( eventually( [ & ] { return fighter.hasEnded(); } ) ) << fighter.output();
    EXPECT_EQ( fighter.wait(), 1 );
    EXPECT_TRUE( fighter.wrote( holder ) && fighter.wrote( ": d1\n" ) ) << fighter.output();
    // It may have other ports, and get this one once the first ufdd has given it up.
