@@ -67,6 +67,8 @@ Agent::start( ConfigFile const& config ) {
       assumeDown( group );
    detector_.configure( config.groups );
    detector_.start();
+   detector_.decisions().evaluate();
+   detector_.decisions().confirmOpenings();
    if ( startupHold_ > 0 )
       startupEnd_ = Zet::now() + startupHold_;
    act();
@@ -98,9 +100,14 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    for ( GroupSettings const& group : config.groups )
       if ( !detector_.config->group( group.config->name() ) )
          assumeDown( group );
+   // Opens no port on old news.
+   if ( portControl_.count() > 0 )
+      query( uplinksOf( config.groups ) );
    groupLog_.beginConfiguring();
    auto const [ added, changed, removed ] = detector_.configure( config.groups );
    groupLog_.endConfiguring();
+   detector_.decisions().evaluate();
+   detector_.decisions().confirmOpenings();
    act();
    links_.watchOnly( interfaces );
    watchUplinks( config );
@@ -169,8 +176,7 @@ Agent::actOnPorts() {
    if ( startupEnd_ ) {
       if ( Zet::now() < *startupEnd_ )
          return;
-      log_.line( "startup_hold ended: acting on the present state; group changes meanwhile: " +
-                 std::to_string( detector_.decisions().count() ) );
+      log_.line( "startup_hold ended: acting on the present state" );
       startupEnd_.reset();
    }
    if ( retryAt_ && Zet::now() >= *retryAt_ ) {
@@ -178,17 +184,35 @@ Agent::actOnPorts() {
       portControl_.retry();
    }
    portControl_.act();
+   if ( detector_.decisions().hasOpenings() )
+      open();
    if ( !portControl_.hasFailures() )
       retryAt_.reset();
    else if ( !retryAt_ )
       retryAt_ = Zet::now() + retrySeconds;
 }
 
+void
+Agent::open() {
+   query( detector_.decisions().uplinksToQuery() );
+   detector_.decisions().confirmOpenings();
+   portControl_.act();
+}
+
+void
+Agent::query( std::span< Kelnet::IntfId const > uplinks ) {
+   std::vector< std::uint32_t > indexes;
+   for ( Kelnet::IntfId const uplink : uplinks )
+      if ( Link const* const link = links_.link( uplink ) )
+         indexes.push_back( link->index );
+   if ( !indexes.empty() )
+      source_.query( indexes );
+}
+
 double
 Agent::nextTime() const {
-   double next = never;
-   for ( auto const& time : { detector_.decisions().nextTime(), startupEnd_, retryAt_, readAgainAt_,
-                              troubles_.nextTime() } )
+   double next = startupEnd_ ? never : detector_.decisions().nextTime();
+   for ( auto const& time : { startupEnd_, retryAt_, readAgainAt_, troubles_.nextTime() } )
       next = std::min( next, time.value_or( never ) );
    return next;
 }

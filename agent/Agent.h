@@ -17,6 +17,7 @@
 #include <cstdint>
 #include <limits>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -73,6 +74,11 @@ class Agent {
    // Acts on ports, then logs the groups' transitions, then the acts.
    void act();
    void actOnPorts();
+   // Opens the ports of groups that are still up once their uplinks were queried. The kernel may
+   // have held back the news that an uplink is down again.
+   void open();
+   // Has the source deliver the state of these uplinks at this moment.
+   void query( std::span< Kelnet::IntfId const > uplinks );
    void reportTroubles();
 
    LinkSource& source_;

@@ -29,7 +29,7 @@ for name in u1 d1; do
   ip link set $name up
   ip link set $name-far up
 done
-printf '%s\n' '[[group]]' 'name = "a"' 'monitor = ["u1"]' 'disable = ["d1"]' >"$scratch/config"
+printf '%s\n' '[[group]]' 'name = "a"' 'monitor = ["u1"]' 'disable = ["d1"]' 'recovery_delay = 0' >"$scratch/config"
 "$ufdd" --config "$scratch/config" --state-dir "$scratch/state" --socket "$scratch/status" \
   2>"$scratch/log" &
 pid=$!

@@ -191,12 +191,13 @@ Reader::readGroup( toml::table const& table ) {
    std::size_t const errorsBefore = findings_.errorCount();
    std::vector< std::string > keys = attributes_.keys();
    keys.insert( keys.begin(), "name" );
-   keys.insert( keys.end(), { "recovery_delay", "down_delay", "dry_run" } );
+   keys.insert( keys.end(), { "recovery_delay", "recovery_delay_max", "down_delay", "dry_run" } );
    checkKeys( table, keys, "a group",
               [ this ]( std::string_view key ) { return attributes_.reads( key ); } );
    GroupSettings group( readName( table ) );
    group.place = placeOf( table );
    readSeconds( table, "recovery_delay", group.policy.recoveryDelay );
+   readSeconds( table, "recovery_delay_max", group.policy.recoveryDelayMax );
    readSeconds( table, "down_delay", group.policy.downDelay );
    readFlag( table, "dry_run", group.policy.dryRun );
    group.policy.dryRun |= isDryRun_;

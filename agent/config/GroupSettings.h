@@ -11,8 +11,10 @@ namespace Ufdd {
 
 // What to do when the group goes down or up.
 struct GroupPolicy {
-   // In seconds: how long the group must have been up before its ports are opened.
-   double recoveryDelay = 0;
+   // In seconds: how long the group must have been up before its ports are opened. Doubles each
+   // time that the ports are shut soon after they were opened, up to recoveryDelayMax.
+   double recoveryDelay = 2;
+   double recoveryDelayMax = 60;
    // In seconds: how long the group must have been down before its ports are shut.
    double downDelay = 0;
    bool dryRun = false; // Only logs; never touches a port.

@@ -4,7 +4,7 @@
 #include "platform/zet/Clock.h"
 
 #include <algorithm>
-#include <cstdio>
+#include <unordered_set>
 #include <utility>
 
 namespace Ufdd {
@@ -13,27 +13,16 @@ using UplinkFailureDetection::Config;
 using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::Status;
 
-namespace {
-
-// Returns a time for messages: "2.5 s", "86400 s".
-std::string
-seconds( double time ) {
-   char text[ 32 ];
-   std::snprintf( text, sizeof text, time < 100 ? "%.3g s" : "%.0f s", time );
-   return text;
-}
-
-} // namespace
-
 GroupDecisions::GroupDecisions( Zet::Ptr< Config > const& config, Zet::Ptr< Status > const& status,
                                 Zet::Ptr< Interface::EthIntfStatusDir > const& directory )
-    : config_( *config ), portDecisions_( config, *this, directory ),
+    : config_( *config ), directory_( *directory ), portDecisions_( config, *this, directory ),
       transitions_( status, *this ) {}
 
 bool
 GroupDecisions::policyIs( Zet::Name const& group, GroupPolicy const& policy ) {
    auto const at = groups_.try_emplace( group ).first;
    review( at );
+   at->second.recoveryDelay.configure( policy.recoveryDelay, policy.recoveryDelayMax );
    if ( at->second.policy == policy )
       return false;
    at->second.policy = policy;
@@ -102,57 +91,119 @@ GroupDecisions::review( Groups::iterator group ) {
 
 void
 GroupDecisions::evaluate() {
+   evaluateAll( false );
+}
+
+void
+GroupDecisions::confirmOpenings() {
+   evaluateAll( true );
+}
+
+void
+GroupDecisions::evaluateAll( bool confirmsOpenings ) {
+   hasOpenings_ = false;
    if ( inReview_.empty() )
       return;
    double const now = Zet::now();
    std::erase_if( inReview_, [ & ]( Groups::iterator group ) {
-      group->second.isInReview = !evaluate( group, now );
+      group->second.isInReview = !evaluate( group, now, confirmsOpenings );
       return !group->second.isInReview;
    } );
 }
 
 bool
-GroupDecisions::evaluate( Groups::iterator group, double now ) {
+GroupDecisions::evaluate( Groups::iterator group, double now, bool confirmsOpenings ) {
    auto& [ name, decision ] = *group;
    bool const wasTold = std::exchange( decision.isTold, false );
+   bool const isConfirmed = std::exchange( decision.isOpening, false ) && confirmsOpenings;
+   decision.wait = {};
    if ( !decision.disagrees() ) {
-      if ( decision.sawDown() && std::exchange( decision.only, std::nullopt ) )
-         portDecisions_.decideAgain( name );
-      if ( wasTold )
-         remarks_.push_back(
-             { name, std::string( decision.isDown ? "was up" : "was down" ) + " for only " +
-                         seconds( decision.since - decision.reviewSince ) + ", hidden by " +
-                         ( decision.isDown ? "recovery_delay" : "down_delay" ) + " (" +
-                         std::to_string( ++decision.hidden ) + " so far)" } );
+      settle( name, decision, wasTold );
       return true;
    }
+   if ( now >= decision.due() && ( decision.sawDown() || isConfirmed ) ) {
+      reverse( name, decision, now );
+      return true;
+   }
+   decision.wait = { decision.sawDown() ? GroupWait::Cause::downDelay
+                                        : GroupWait::Cause::recoveryDelay,
+                     decision.due() };
    if ( now >= decision.due() ) {
-      reverse( name, decision );
-      return true;
+      decision.isOpening = hasOpenings_ = true;
+      decision.isTold = wasTold;
+   } else {
+      tellDelay( name, decision, now, wasTold );
    }
-   bool const isAnew = wasTold && decision.reviewSince != decision.since;
-   decision.hidden += isAnew;
-   if ( !wasTold || isAnew )
-      remarks_.push_back(
-          { name, std::string( decision.sawDown() ? "down_delay: its ports are shut"
-                                                  : "recovery_delay: its ports are opened" ) +
-                      " in " + seconds( decision.due() - now ) + " unless it is " +
-                      ( decision.sawDown() ? "up" : "down" ) + " again before" } );
-   decision.isTold = true;
-   decision.reviewSince = decision.since;
    return false;
 }
 
 void
-GroupDecisions::reverse( Zet::Name const& name, Decision& decision ) {
-   ++count_;
+GroupDecisions::settle( Zet::Name const& name, Decision& decision, bool wasTold ) {
+   if ( decision.sawDown() && std::exchange( decision.only, std::nullopt ) )
+      portDecisions_.decideAgain( name );
+   if ( wasTold )
+      remarks_.push_back(
+          { name, std::string( decision.isDown ? "was up" : "was down" ) + " for only " +
+                      secondsText( decision.since - decision.reviewSince ) + ", hidden by " +
+                      ( decision.isDown ? "recovery_delay" : "down_delay" ) + " (" +
+                      std::to_string( ++decision.hidden ) + " so far)" } );
+}
+
+void
+GroupDecisions::tellDelay( Zet::Name const& name, Decision& decision, double now, bool wasTold ) {
+   bool const isAnew = wasTold && decision.reviewSince != decision.since;
+   decision.hidden += isAnew;
+   std::string const lengthened =
+       decision.recoveryDelay.isLengthened()
+           ? ", lengthened to " + secondsText( decision.recoveryDelay.seconds() )
+           : "";
+   if ( !wasTold || isAnew )
+      remarks_.push_back(
+          { name,
+            ( decision.sawDown() ? "down_delay: its ports are shut"
+                                 : "recovery_delay" + lengthened + ": its ports are opened" ) +
+                " in " + secondsText( decision.due() - now ) + " unless it is " +
+                ( decision.sawDown() ? "up" : "down" ) + " again before" } );
+   decision.isTold = true;
+   decision.reviewSince = decision.since;
+}
+
+void
+GroupDecisions::reverse( Zet::Name const& name, Decision& decision, double now ) {
    decision.isDown = !decision.isDown;
+   if ( decision.isDown )
+      decision.recoveryDelay.handleShut( decision.since );
+   else
+      decision.recoveryDelay.handleOpened( now );
    if ( decision.policy.dryRun && config_.group( name ) )
       remarks_.push_back( { name, std::string( "dry_run, else ports would be " ) +
                                       ( decision.isDown ? "shut" : "opened" ) +
                                       " now:" + portsText( name, decision ) } );
    decision.only.reset();
    portDecisions_.decideAgain( name );
+}
+
+std::vector< Kelnet::IntfId >
+GroupDecisions::uplinksToQuery() const {
+   std::unordered_set< Kelnet::IntfId > ports;
+   for ( Groups::iterator const group : inReview_ )
+      if ( auto const config = config_.group( group->first ); config && group->second.isOpening )
+         for ( auto port = config->intfsToDisableIteratorConst(); port; ++port )
+            ports.insert( port.key() );
+   std::unordered_set< Kelnet::IntfId > uplinks;
+   for ( auto const& [ name, decision ] : groups_ ) {
+      auto const config = config_.group( name );
+      if ( !config || ( decision.isDown && !decision.isOpening ) )
+         continue;
+      bool isConcerned = decision.isOpening;
+      for ( auto port = config->intfsToDisableIteratorConst(); port && !isConcerned; ++port )
+         isConcerned = ports.contains( port.key() );
+      for ( auto uplink = config->intfsToMonitorIteratorConst(); uplink && isConcerned; ++uplink )
+         if ( auto const* const interface = directory_.intfStatus( uplink.key() );
+              interface && interface->operStatus() == Interface::OperStatus::up )
+            uplinks.insert( uplink.key() );
+   }
+   return { uplinks.begin(), uplinks.end() };
 }
 
 std::string
@@ -165,14 +216,18 @@ GroupDecisions::portsText( Zet::Name const& name, Decision const& decision ) con
    return text;
 }
 
-std::optional< double >
+double
 GroupDecisions::nextTime() const {
-   std::optional< double > next;
+   double next = GroupWait::noEnd;
    for ( Groups::iterator const group : inReview_ )
-      if ( double const due = group->second.due();
-           group->second.disagrees() && ( !next || due < *next ) )
-         next = due;
+      next = std::min( next, group->second.wait.until );
    return next;
+}
+
+GroupWait
+GroupDecisions::waitOf( Zet::Name const& group ) const {
+   auto const at = groups_.find( group );
+   return at == groups_.end() ? GroupWait() : at->second.wait;
 }
 
 } // namespace Ufdd

@@ -1,10 +1,13 @@
 #pragma once
 
 #include "agent/config/GroupSettings.h"
+#include "agent/detect/GroupWait.h"
+#include "agent/detect/RecoveryDelay.h"
 #include "host/GroupTransitions.h"
 #include "host/PortDecisions.h"
 #include "model/Config.h"
 #include "model/Status.h"
+#include "platform/interface/EthIntfStatusDir.h"
 #include "platform/kelnet/IntfId.h"
 
 #include <map>
@@ -34,10 +37,18 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // Requires: no status of the group is known yet.
    void assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports );
 
-   // Decides about the groups whose delay has passed.
+   // Decides about the groups whose delay has passed, but decides none to be up.
    void evaluate();
-   // When evaluate() has more to do, if no group changes before.
-   std::optional< double > nextTime() const;
+   // Returns true if groups wait for confirmOpenings().
+   bool hasOpenings() const { return hasOpenings_; }
+   // Returns each uplink that is up and keeps one of the ports open that confirmOpenings() opens.
+   std::vector< Kelnet::IntfId > uplinksToQuery() const;
+   // Decides the groups to be up that were so at the last evaluate() and still are.
+   void confirmOpenings();
+   // When evaluate() has more to do, if no group changes before; GroupWait::noEnd for never.
+   double nextTime() const;
+   // Returns why the group's ports are left as they are, as of the last evaluation.
+   GroupWait waitOf( Zet::Name const& group ) const;
 
    bool isDryRun( Zet::Name const& group ) const;
    // As of the last takeChanges().
@@ -55,8 +66,6 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // The remarks of evaluate() since the last call.
    std::vector< Remark > takeRemarks() { return std::exchange( remarks_, {} ); }
 
-   // How many decisions there have been, about whatever group.
-   unsigned int count() const { return count_; }
    // How many groups are seen down at present.
    unsigned int downGroups() const { return downGroups_; }
 
@@ -65,6 +74,7 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
 
    struct Decision {
       GroupPolicy policy;
+      RecoveryDelay recoveryDelay;
       LinkStatus seen = LinkStatus::unknown;
       double since = 0;    // When it was first seen so.
       bool isDown = false; // Decided.
@@ -72,6 +82,8 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
       // meanwhile are left as they are.
       std::optional< std::vector< Kelnet::IntfId > > only;
       bool isInReview = false; // It is in inReview_.
+      GroupWait wait;          // Empty unless it is in review.
+      bool isOpening = false;  // It waits for confirmOpenings().
       bool isTold = false;     // The log says that its delay runs.
       double reviewSince = 0;  // When that delay began.
       unsigned int hidden = 0; // Number of changes that were undone before their delay ran out.
@@ -80,7 +92,7 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
       bool covers( Kelnet::IntfId port ) const;
       bool disagrees() const { return seen != LinkStatus::unknown && isDown != sawDown(); }
       bool sawDown() const { return seen == LinkStatus::down; }
-      double delay() const { return sawDown() ? policy.downDelay : policy.recoveryDelay; }
+      double delay() const { return sawDown() ? policy.downDelay : recoveryDelay.seconds(); }
       double due() const { return since + delay(); }
    };
    using Groups = std::map< Zet::Name, Decision >;
@@ -91,17 +103,22 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    void handleGroupGone( Zet::Name const& group ) override;
    // Has the next evaluate() look at the group.
    void review( Groups::iterator group );
+   void evaluateAll( bool confirmsOpenings );
    // Returns true if nothing is left to be done about the group.
-   bool evaluate( Groups::iterator group, double now );
-   void reverse( Zet::Name const& name, Decision& decision );
+   bool evaluate( Groups::iterator group, double now, bool confirmsOpenings );
+   // The decision agrees with what is seen.
+   void settle( Zet::Name const& name, Decision& decision, bool wasTold );
+   void tellDelay( Zet::Name const& name, Decision& decision, double now, bool wasTold );
+   void reverse( Zet::Name const& name, Decision& decision, double now );
    // " d1 d2": the ports that the decision applies to.
    std::string portsText( Zet::Name const& name, Decision const& decision ) const;
 
    UplinkFailureDetection::Config const& config_;
+   Interface::EthIntfStatusDir const& directory_;
    Groups groups_;
    std::vector< Groups::iterator > inReview_; // Their decision may disagree with what is seen.
    std::vector< Remark > remarks_;
-   unsigned int count_ = 0;
+   bool hasOpenings_ = false;
    unsigned int downGroups_ = 0;
    UplinkFailureDetection::PortDecisions portDecisions_;
    UplinkFailureDetection::GroupTransitions transitions_;

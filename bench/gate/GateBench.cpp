@@ -96,7 +96,7 @@ configOf( std::string const& detection, std::vector< Group > const& groups ) {
    std::string text = "detection = \"" + detection + "\"\n";
    for ( Group const& group : groups )
       text += "[[group]]\nname = \"" + group.uplink + "\"\nmonitor = [ \"" + group.uplink +
-              "\" ]\ndisable = [ \"" + group.port + "\" ]\n";
+              "\" ]\ndisable = [ \"" + group.port + "\" ]\nrecovery_delay = 0\n";
    return text;
 }
 

@@ -28,6 +28,14 @@ class AgentTest : public testing::Test, public Log {
    ~AgentTest() override { Zet::clockIs( nullptr ); }
    void line( std::string_view text ) override { lines += std::string( text ) + '\n'; }
 
+   // Returns a group whose ports are opened as soon as it is up.
+   static GroupSettings group( std::string_view name,
+                               std::initializer_list< std::string_view > monitor,
+                               std::initializer_list< std::string_view > disable ) {
+      GroupSettings settings( name, monitor, disable );
+      settings.policy.recoveryDelay = 0;
+      return settings;
+   }
    // Without queries: a test decides when messages are delivered.
    ConfigFile config() const {
       ConfigFile file;
@@ -73,7 +81,7 @@ class AgentTest : public testing::Test, public Log {
    SimulatedKernel kernel;
    StoreInMemory store;
    std::string lines;
-   std::vector< GroupSettings > groups{ { "g", { "u1", "u2" }, { "d1", "d2" } } };
+   std::vector< GroupSettings > groups{ group( "g", { "u1", "u2" }, { "d1", "d2" } ) };
    std::optional< Agent > agent{ std::in_place, kernel, kernel, store, *this };
 };
 
@@ -182,7 +190,7 @@ TEST_F( AgentTest, reloadNeitherEndsNorBeginsADelay ) {
    // A group that is down gets another name.
    uplinksAre( false );
    takeActs();
-   groups = { { "h", { "u1", "u2" }, { "d1", "d2", "d3" } } };
+   groups = { group( "h", { "u1", "u2" }, { "d1", "d2", "d3" } ) };
    groups[ 0 ].policy.downDelay = 3600;
    agent->reload( config(), "f" );
    pass( 4000 );
@@ -192,6 +200,73 @@ TEST_F( AgentTest, reloadNeitherEndsNorBeginsADelay ) {
    uplinksAre( false );
    EXPECT_NE( lines.find( "down_delay: its ports are shut in 3600 s" ), std::string::npos )
        << lines;
+}
+
+TEST_F( AgentTest, recoveryDelayGrowsWhileAGroupFallsAgain ) {
+   groups[ 0 ].policy = GroupPolicy();
+   start();
+   // An uplink that flaps fast.
+   for ( int i = 0; i < 200; ++i ) {
+      uplinksAre( false );
+      pass( 0.01 );
+      uplinksAre( true );
+      pass( 0.01 );
+   }
+   pass( 65 );
+   EXPECT_EQ( takeActs(), " -d1 -d2 +d1 +d2" );
+   // One that flaps slowly, and is down for a second each time.
+   auto const secondsUntilOpened = [ this ] {
+      uplinksAre( false );
+      pass( 1 );
+      uplinksAre( true );
+      double const since = simulatedNow;
+      takeActs();
+      while ( kernel.acts.empty() )
+         pass( 1 );
+      return simulatedNow - since;
+   };
+   for ( int const expected : { 2, 4, 8, 16, 32, 60, 60 } )
+      EXPECT_EQ( secondsUntilOpened(), expected );
+   EXPECT_NE( lines.find( "recovery_delay, lengthened to 60 s: its ports are opened in 60 s" ),
+              std::string::npos );
+   pass( 61 );
+   EXPECT_EQ( secondsUntilOpened(), 2 );
+   // A reload that changes neither of the two keeps it.
+   groups[ 0 ].policy.downDelay = 0.5;
+   agent->reload( config(), "f" );
+   EXPECT_EQ( secondsUntilOpened(), 4 );
+   groups[ 0 ].policy.recoveryDelayMax = 1;
+   agent->reload( config(), "f" );
+   EXPECT_EQ( secondsUntilOpened(), 2 );
+   EXPECT_EQ( secondsUntilOpened(), 2 ) << "recovery_delay is above its maximum";
+}
+
+// The kernel delays the news that an uplink is down: its own, or that of a group which shares the
+// port.
+TEST_F( AgentTest, uplinksAreQueriedBeforePortsAreOpened ) {
+   groups = { group( "g", { "u1" }, { "d1" } ), group( "other", { "u2" }, { "d1", "d2" } ) };
+   kernel.lossInterval = 1;
+   start();
+   auto const passKernel = [ this ]( double seconds ) {
+      simulatedNow += seconds;
+      kernel.handleTime();
+      runTurns();
+   };
+   for ( char const* const uplink : { "u1", "u2" } ) {
+      // The loss of the port's own carrier delays other messages as well.
+      for ( int i = 0; i < 2; ++i )
+         passKernel( 5 );
+      kernel.carrier( "u1", false );
+      passKernel( 0.1 );
+      takeActs();
+      kernel.carrier( "u1", true );
+      simulatedNow += 0.1;
+      kernel.handleTime();
+      kernel.carrier( uplink, false );
+      runTurns();
+      EXPECT_EQ( takeActs(), uplink == std::string( "u1" ) ? "" : " -d2" );
+      kernel.carrier( "u1", true );
+   }
 }
 
 TEST_F( AgentTest, dryRunOnlyLogs ) {
@@ -231,7 +306,7 @@ TEST_F( AgentTest, changeUndoneWithinATurnMovesNoPort ) {
 }
 
 TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
-   groups = { { "g", { "u1" }, { "d1" } } };
+   groups = { group( "g", { "u1" }, { "d1" } ) };
    start();
    // A dump shows this state while the message about the new one is delayed.
    kernel.operState( "u1", IF_OPER_DOWN );
@@ -355,7 +430,7 @@ TEST_F( AgentTest, killedDaemonLeavesThePortsAndTheNextOneOwnsThem ) {
 TEST_F( AgentTest, nextDaemonAdoptsLinksThatNobodyChanged ) {
    for ( char const* const name : { "d3", "d4", "d5", "d6" } )
       kernel.add( name );
-   groups = { { "g", { "u1", "u2" }, { "d1", "d2", "d3", "d4", "d5", "d6" } } };
+   groups = { group( "g", { "u1", "u2" }, { "d1", "d2", "d3", "d4", "d5", "d6" } ) };
    start();
    uplinksAre( false );
    takeActs();
@@ -388,7 +463,7 @@ TEST_F( AgentTest, protoDownIsUsedWhereTheDriverSupportsIt ) {
    kernel.add( "d3" );
    kernel.link( "d1" ).hasProtoDown = kernel.link( "d3" ).hasProtoDown = true;
    kernel.link( "d3" ).slips = true;
-   groups = { { "g", { "u1", "u2" }, { "d1", "d2", "d3" } } };
+   groups = { group( "g", { "u1", "u2" }, { "d1", "d2", "d3" } ) };
    start();
    for ( char const* const acts :
          { " protodown -d1 protodown -d3 protodown +d3 -d2 -d3", " protodown -d1 -d2 -d3" } ) {

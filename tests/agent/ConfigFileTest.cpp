@@ -28,6 +28,7 @@ monitor = [ "eth1", "eth2" ]
 intfs_to_disable = [ "swp1" ]
 min_links = 2
 recovery_delay = 2.5
+recovery_delay_max = 90
 down_delay = 1
 dry_run = true
 [[group]]
@@ -45,7 +46,7 @@ disable = [ "a-name-of-15byt" ]
    EXPECT_TRUE( group.intfsToMonitor( Kelnet::IntfId( "eth2" ) ) );
    EXPECT_TRUE( group.intfsToDisable( Kelnet::IntfId( "swp1" ) ) );
    EXPECT_EQ( group.minLinks(), 2u );
-   EXPECT_EQ( config.groups[ 0 ].policy, ( GroupPolicy{ 2.5, 1, true } ) );
+   EXPECT_EQ( config.groups[ 0 ].policy, ( GroupPolicy{ 2.5, 90, 1, true } ) );
    EXPECT_EQ( config.groups[ 1 ].config->minLinks(), 1u );
    EXPECT_EQ( config.groups[ 1 ].policy, GroupPolicy() );
    EXPECT_EQ( config.detection.mode, DetectionSettings::Mode::poll );
@@ -116,7 +117,7 @@ disable = []
            R"(f.toml:17:14: expected down_delay to be a number of seconds from 0 to 86400, not nan)",
            R"(f.toml:18:1: this group has no list of interfaces to monitor; expected monitor = [ "...", ... ])",
            R"(f.toml:19:8: there is a group "b" on line 12 already; each group needs a name of its own)",
-           R"(f.toml:21:1: unknown key "links" in a group; expected name, monitor, disable, min_links, recovery_delay, down_delay, dry_run)",
+           R"(f.toml:21:1: unknown key "links" in a group; expected name, monitor, disable, min_links, recovery_delay, recovery_delay_max, down_delay, dry_run)",
            R"(f.toml:22:13: expected min_links to be a whole number from 0 to 4294967295, not 1.5)",
            R"(f.toml:23:14: expected down_delay to be a number of seconds from 0 to 86400, not 9007199254740993)",
            R"(f.toml:25:8: the name of a group can't be empty)",

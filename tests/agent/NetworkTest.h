@@ -118,11 +118,12 @@ class NetworkTest : public testing::Test {
       return { "--config",    config_->path(), "--state-dir",
                state_.path(), "--socket",      state_.path() + "/status" };
    }
-   // Returns a [[group]]. The lists have their names in quotes: group( "a", "'u1', 'u2'", "'d1'" ).
+   // Returns a [[group]] whose ports are opened as soon as it is up. The lists have their names in
+   // quotes: group( "a", "'u1', 'u2'", "'d1'" ).
    static std::string group( std::string const& name, std::string const& monitor,
                              std::string const& disable ) {
       return "[[group]]\nname = \"" + name + "\"\nmonitor = [ " + monitor + " ]\ndisable = [ " +
-             disable + " ]\n";
+             disable + " ]\nrecovery_delay = 0\n";
    }
    // Replaces the configuration at once, so that nobody reads half of it.
    void rewrite( std::string const& config ) const {

@@ -66,7 +66,7 @@ struct PlainConfig {
       for ( PlainGroup const& group : groups )
          text << "[[group]]\nname = \"" << group.name << "\"\nmonitor = " << list( group.monitor )
               << "\ndisable = " << list( group.disable ) << "\nmin_links = " << group.minLinks
-              << "\nrecovery_delay = " << group.recoveryDelay
+              << "\nrecovery_delay_max = 0\nrecovery_delay = " << group.recoveryDelay
               << "\ndown_delay = " << group.downDelay
               << "\ndry_run = " << ( group.dryRun ? "true\n" : "false\n" );
       return text.str();

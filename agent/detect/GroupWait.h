@@ -1,0 +1,29 @@
+#pragma once
+
+#include <limits>
+#include <string>
+
+namespace Ufdd {
+
+// Why a group's ports are left as they are for now.
+struct GroupWait {
+   enum class Cause {
+      none,          // Nothing is waited for: the ports are as the group's state needs them.
+      unproven,      // The group may be down only because of uplinks that have never existed.
+      startupHold,   // The machine has booted, and the group was not up yet.
+      downDelay,     // The group is down, but not for long enough.
+      recoveryDelay, // The group is up, but not for long enough.
+   };
+   static constexpr double noEnd = std::numeric_limits< double >::infinity();
+
+   Cause cause = Cause::none;
+   double until = noEnd; // When it ends if the group does not change before, by Zet::now().
+
+   // "down_delay, 2.5 s left"; empty if nothing is waited for.
+   std::string text( double now ) const;
+};
+
+// Returns a time for messages: "2.5 s", "86400 s".
+std::string secondsText( double seconds );
+
+} // namespace Ufdd
