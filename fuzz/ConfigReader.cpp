@@ -31,9 +31,10 @@ depthOf( toml::node const& node ) {
 extern "C" int
 LLVMFuzzerTestOneInput( unsigned char const* data, std::size_t size ) {
    std::string_view const text( reinterpret_cast< char const* >( data ), size );
-   Ufdd::SystemView const system{ { { "bond0", { "bond0", "p1" } }, { "alias", { "p1" } } },
-                                  { { "v3", { "p1" } } },
-                                  { "p1" } };
+   Ufdd::SystemView system;
+   system.interfaces = { { "bond0", { "bond0", "p1" } }, { "alias", { "p1" } } };
+   system.runsOn = { { "v3", { "p1" } } };
+   system.defaultRoute = { { "p1", {} } };
    Ufdd::ConfigFile const config = Ufdd::parseConfig( text, "f", &system );
    bool const isShort = config.errors.size() <= 101 && config.warnings.size() <= 101;
    bool isFlat = true;
