@@ -38,42 +38,88 @@ class Precheck {
    }
 
  private:
+   // What the next character may belong to.
+   enum class Part {
+      key,
+      value, // The begin of a value.
+      word,  // A value that has begun, or has ended without a space behind it.
+   };
+   struct Bracket {
+      std::size_t depthBefore;
+      bool isOfKeys; // A table or a header, not a list.
+   };
+
    // Reads a character, a comment or a string, up to its last character.
    void readNext() {
-      switch ( text_[ at_ ] ) {
+      switch ( char const c = text_[ at_ ] ) {
       case '#':
          at_ = std::min( text_.find( '\n', at_ ), text_.size() ) - 1;
          break;
       case '"':
       case '\'':
+         refuseInWord();
          readString();
+         endValue();
          break;
       case '[':
       case '{':
-         outside_.push_back( depth_ );
-         deepen();
-         break;
-      case '.':
+         refuseInWord();
+         brackets_.push_back( { depth_, c == '{' || part_ == Part::key } );
+         part_ = brackets_.back().isOfKeys ? Part::key : Part::value;
          deepen();
          break;
       case ']':
       case '}':
-         if ( !outside_.empty() ) {
-            depth_ = outside_.back();
-            outside_.pop_back();
+         part_ = Part::word;
+         if ( !brackets_.empty() ) {
+            depth_ = brackets_.back().depthBefore;
+            brackets_.pop_back();
          }
          break;
+      case '=':
+         if ( part_ != Part::key )
+            objectToWord();
+         part_ = Part::value;
+         break;
       case ',':
-         depth_ = outside_.empty() ? 0 : outside_.back() + 1;
+         depth_ = brackets_.empty() ? 0 : brackets_.back().depthBefore + 1;
+         part_ = first();
          break;
       case '\n':
-         if ( outside_.empty() )
+         if ( brackets_.empty() )
             depth_ = 0;
+         if ( brackets_.empty() || part_ == Part::word )
+            part_ = first();
          break;
+      case ' ':
+      case '\t':
+      case '\r':
+         if ( part_ == Part::word )
+            part_ = Part::value;
+         break;
+      case '.':
+         deepen();
+         [[fallthrough]];
       default:
-         if ( !isAscii( text_[ at_ ] ) )
+         endValue();
+         if ( !isAscii( c ) )
             object( "only a text in quotes or a comment can have letters other than ASCII" );
       }
+   }
+
+   // Returns what a bracket, a comma or a line begins with.
+   Part first() const {
+      return brackets_.empty() || brackets_.back().isOfKeys ? Part::key : Part::value;
+   }
+   void endValue() { part_ = part_ == Part::key ? Part::key : Part::word; }
+   // The library takes a quote within a word for no begin of a string.
+   void refuseInWord() {
+      if ( part_ == Part::word )
+         objectToWord();
+   }
+   void objectToWord() {
+      object( "a value can't go on with this; see whether a comma, a quote or a line break is "
+              "missing" );
    }
 
    void readString() {
@@ -114,13 +160,15 @@ class Precheck {
    }
 
    void object( std::string text ) {
-      objection_ = TomlObjection{ placeAt( text_, at_ ), std::move( text ) };
+      if ( !objection_ )
+         objection_ = TomlObjection{ placeAt( text_, at_ ), std::move( text ) };
    }
 
    std::string_view const text_;
    std::size_t at_ = 0;
    std::size_t depth_ = 0;
-   std::vector< std::size_t > outside_; // For each open bracket, the depth before it.
+   Part part_ = Part::key;
+   std::vector< Bracket > brackets_; // Those that are open.
    std::optional< TomlObjection > objection_;
 };
 
@@ -128,6 +176,12 @@ class Precheck {
 
 std::optional< TomlObjection >
 objectionToToml( std::string_view text ) {
+   auto const isForbidden = []( char c ) {
+      return ( isAscii( c ) && c < ' ' && c != '\t' && c != '\n' && c != '\r' ) || c == 0x7f;
+   };
+   if ( auto const at = std::ranges::find_if( text, isForbidden ); at != text.end() )
+      return TomlObjection{ placeAt( text, static_cast< std::size_t >( at - text.begin() ) ),
+                            "a configuration can't have control characters in it" };
    return Precheck( text ).run();
 }
 

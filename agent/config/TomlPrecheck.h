@@ -23,8 +23,12 @@ constexpr std::size_t maxTomlDepth = 16;
 // the
 //   stack. What it makes of an accepted text is at most 2 * maxTomlDepth + 1 deep: a header such as
 //   [a.b] adds its depth to that of the lines below it.
-// - Letters beyond ASCII outside of strings and comments, where they are never right, and behind a
-//   backslash in a string of several lines lead it to code that it takes for unreachable.
+// - Letters beyond ASCII lead it to code that it takes for unreachable, outside of strings and
+// comments
+//   and behind a backslash in a string of several lines. It takes a quote within a word for no
+//   begin of a string.
+// Control characters are refused as well. But for some strings of several lines, no such text is
+// valid.
 std::optional< TomlObjection > objectionToToml( std::string_view text );
 
 } // namespace Ufdd

@@ -281,6 +281,15 @@ TEST( ConfigFile, refusesLettersWhereTheyAreNeverRight ) {
    for ( std::string const text : { "a = \"\"\"\\\u00e9\"\"\"", "a = \"\"\"\\\n \u00e9\"\"\"" } )
       EXPECT_NE( parseConfig( text, "f" ).errors.at( 0 ).find( ": behind a backslash" ),
                  std::string::npos );
+   for ( std::string const text : { "a =1\"\"\"\u00e9\"\"\"", "a =1=\"\u00e9\"", "a =1[\"\u00e9\"",
+                                    "a =1{b=\"\u00e9\"", "a =2.\"\u00e9\"" } )
+      EXPECT_TRUE( parseConfig( text, "f" )
+                       .errors.at( 0 )
+                       .starts_with( "f:1:" + std::to_string( 5 + ( text[ 3 ] == '2' ) ) +
+                                     ": a value can't go on with this" ) )
+          << text;
+   EXPECT_EQ( parseConfig( "a = 'b' # \x7f", "f" ).errors,
+              Errors{ "f:1:11: a configuration can't have control characters in it" } );
    EXPECT_EQ( parseConfig( "\xef\xbb\xbf[[group]]\nname = \"\\u00e9\u00e9\\\"\"\n"
                            "monitor = [ '\\\u00e9' ]\ndisable = [ '''\\\u00e9''' ]",
                            "f" )

@@ -29,10 +29,11 @@ reload() {
   sleep 60 &
   pid=$!
   MAINPID=$pid /bin/sh -c "$command" || result=$?
-  sleep 0.1
-  if kill -0 "$pid" 2>/dev/null; then signal=none; else signal=sent; fi
   kill "$pid" 2>/dev/null || true
-  wait "$pid" 2>/dev/null || true
+  # SIGHUP came before SIGTERM, or not at all.
+  local end=0 signal=none
+  wait "$pid" 2>/dev/null || end=$?
+  ((end != 128 + 1)) || signal=sent
   [[ "$result $signal" == "$1 $2" ]] && return
   echo "ufdd.service: a reload whose check ends with $1 ends with $result, signal $signal"
   exit 1
