@@ -18,6 +18,8 @@ struct DetectionSettings {
    // Milliseconds between two queries; 1 to maxIntervalMs.
    std::uint32_t intervalMs = 2;
    std::uint32_t idleIntervalMs = 10; // For `automatic`, while no message comes.
+
+   bool operator==( DetectionSettings const& ) const = default;
 };
 
 } // namespace Ufdd

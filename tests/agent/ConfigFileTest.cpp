@@ -65,6 +65,27 @@ disable = [ "a-name-of-15byt" ]
    EXPECT_EQ( nothing.detection.mode, DetectionSettings::Mode::automatic );
 }
 
+TEST( ConfigFile, hasTheDefaultsOfTheManualPage ) {
+   std::ifstream page( UFDD_TOML_PAGE );
+   std::string const group = "[[group]]\nname = \"a\"\nmonitor = [ \"u\" ]\ndisable = []\n";
+   std::string told;
+   for ( std::string line; std::getline( page, line ); )
+      if ( line == "# KEYS OF A GROUP" )
+         told += group;
+      else if ( line.starts_with( "Default: " ) && !line.starts_with( "Default: none" ) )
+         told += line.substr( 9, line.find( "++" ) - 9 ) + '\n';
+   ConfigFile const manual = parseConfig( told, "f" );
+   ConfigFile const actual = parseConfig( group, "f" );
+   ASSERT_EQ( manual.errors, Errors() ) << told;
+   ASSERT_EQ( manual.groups.size(), 1u );
+   EXPECT_EQ( manual.groups[ 0 ].policy, actual.groups[ 0 ].policy );
+   EXPECT_EQ( manual.groups[ 0 ].config->minLinks(), actual.groups[ 0 ].config->minLinks() );
+   EXPECT_EQ( manual.detection, actual.detection );
+   EXPECT_EQ( manual.protoDownReason, actual.protoDownReason );
+   EXPECT_EQ( manual.startupHold, actual.startupHold );
+   EXPECT_EQ( manual.protect, actual.protect );
+}
+
 TEST( ConfigFile, reportsEveryErrorWithItsPlace ) {
    ConfigFile const config = parseConfig( R"(extra = 1
 detection = "never"
