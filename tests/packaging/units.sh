@@ -28,6 +28,8 @@ reload() {
     "$build/packaging/ufdd.service" | sed 's/\$\$/$/g')
   sleep 60 &
   pid=$!
+  # Until it is that program, it handles signals as this script does.
+  until [[ $(</proc/$pid/comm) == sleep ]]; do :; done
   MAINPID=$pid /bin/sh -c "$command" || result=$?
   kill "$pid" 2>/dev/null || true
   # SIGHUP came before SIGTERM, or not at all.
