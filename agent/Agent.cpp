@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <set>
+#include <system_error>
 #include <utility>
 
 namespace Ufdd {
@@ -43,9 +44,11 @@ interfacesOf( std::vector< GroupSettings > const& groups ) {
 
 } // namespace
 
-Agent::Agent( LinkSource& source, LinkControl& control, OwnedLinkStore& store, Log& log )
-    : source_( source ), log_( log ), links_( detector_.directory ),
-      carrierWatch_( links_, source ), portControl_( detector_, links_, control, store, log ),
+Agent::Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
+              Log& log )
+    : source_( source ), routes_( routes ), log_( log ), links_( detector_.directory ),
+      defaultRoutes_( links_ ), carrierWatch_( links_, source ),
+      portControl_( detector_, links_, defaultRoutes_, control, store, log ),
       portReport_( detector_, links_, log ), groupLog_( detector_, links_, log ), troubles_( log ) {
    links_.listenerIs( portControl_ );
 }
@@ -63,6 +66,7 @@ Agent::start( ConfigFile const& config ) {
    if ( std::vector< std::uint32_t > const outdated = links_.outdated(); !outdated.empty() )
       source_.query( outdated );
    portControl_.endAdoption();
+   followRoutes( config );
    for ( GroupSettings const& group : config.groups )
       assumeDown( group );
    detector_.configure( config.groups );
@@ -108,6 +112,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    groupLog_.endConfiguring();
    detector_.decisions().evaluate();
    detector_.decisions().confirmOpenings();
+   followRoutes( config );
    act();
    links_.watchOnly( interfaces );
    watchUplinks( config );
@@ -125,8 +130,36 @@ Agent::logWarnings( ConfigFile const& config ) {
 
 void
 Agent::watchUplinks( ConfigFile const& config ) {
-   carrierWatch_.uplinksAre( uplinksOf( config.groups ) );
+   carrierWatch_.uplinksAre( uplinks_ );
    carrierWatch_.settingsAre( config.detection );
+}
+
+void
+Agent::followRoutes( ConfigFile const& config ) {
+   uplinks_ = uplinksOf( config.groups );
+   if ( config.groups.empty() )
+      return;
+   try {
+      routes_.follow( {} );
+   } catch ( std::system_error const& error ) {
+      log_.event( { .id = LogEvent::trouble },
+                  std::string( "ufdd does not know the routes: " ) + error.what() +
+                      "; ports are shut even if they carry the default route" );
+   }
+   linksShape_ = 0;
+   updateRoutes();
+}
+
+bool
+Agent::updateRoutes() {
+   std::uint64_t const version = routes_.table().version();
+   bool const isSame = routesVersion_ == version && linksShape_ == links_.shape();
+   routesVersion_ = version;
+   linksShape_ = links_.shape();
+   if ( isSame )
+      return false;
+   defaultRoutes_.update( routes_.table(), uplinks_ );
+   return true;
 }
 
 void
@@ -151,12 +184,16 @@ Agent::endTurn() {
       carrierWatch_.probeForAWhile();
       act();
    }
+   routes_.recover();
+   if ( updateRoutes() )
+      act();
 }
 
 void
 Agent::reportTroubles() {
-   if ( std::string trouble = source_.takeTrouble(); !trouble.empty() )
-      troubles_.add( std::move( trouble ) );
+   for ( std::string trouble : { source_.takeTrouble(), routes_.takeTrouble() } )
+      if ( !trouble.empty() )
+         troubles_.add( std::move( trouble ) );
    troubles_.report();
 }
 
@@ -212,7 +249,8 @@ Agent::query( std::span< Kelnet::IntfId const > uplinks ) {
 double
 Agent::nextTime() const {
    double next = startupEnd_ ? never : detector_.decisions().nextTime();
-   for ( auto const& time : { startupEnd_, retryAt_, readAgainAt_, troubles_.nextTime() } )
+   for ( auto const& time :
+         { startupEnd_, retryAt_, readAgainAt_, troubles_.nextTime(), routes_.nextTime() } )
       next = std::min( next, time.value_or( never ) );
    return next;
 }
@@ -242,10 +280,12 @@ std::string
 Agent::summary() const {
    std::size_t const groups = detector_.config->groupMembers().count();
    std::string const overridden = portControl_.overridden();
+   std::string const spared = portControl_.spared();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
           std::to_string( detector_.decisions().downGroups() ) +
           " down; ports shut: " + std::to_string( portControl_.count() ) +
-          ( overridden.empty() ? "" : "; overridden:" + overridden ) + remark_;
+          ( overridden.empty() ? "" : "; overridden:" + overridden ) +
+          ( spared.empty() ? "" : "; left open for the default route:" + spared ) + remark_;
 }
 
 } // namespace Ufdd

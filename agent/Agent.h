@@ -4,11 +4,13 @@
 #include "agent/base/Troubles.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/detect/CarrierWatch.h"
+#include "agent/detect/DefaultRouteLinks.h"
 #include "agent/detect/Detector.h"
 #include "agent/detect/GroupLog.h"
 #include "agent/detect/LinkDirectory.h"
 #include "agent/kernel/LinkControl.h"
 #include "agent/kernel/LinkSource.h"
+#include "agent/kernel/RouteSource.h"
 #include "agent/ports/OwnedLinkStore.h"
 #include "agent/ports/PortControl.h"
 #include "agent/ports/PortReport.h"
@@ -30,7 +32,8 @@ class Agent {
    static constexpr double never = std::numeric_limits< double >::infinity();
 
    // Borrows: all.
-   Agent( LinkSource& source, LinkControl& control, OwnedLinkStore& store, Log& log );
+   Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
+          Log& log );
 
    // Reads the state of all links, then evaluates the groups, then acts for the first time.
    // Throws: whatever the source throws. No port has been touched then.
@@ -79,18 +82,29 @@ class Agent {
    void open();
    // Has the source deliver the state of these uplinks at this moment.
    void query( std::span< Kelnet::IntfId const > uplinks );
+   // Has the routes followed that the groups need.
+   void followRoutes( ConfigFile const& config );
+   // Takes in changes of routes and links. Returns true if there were some.
+   bool updateRoutes();
    void reportTroubles();
 
    LinkSource& source_;
+   RouteSource& routes_;
    Log& log_;
    Detector detector_;
    Zet::Ptr< State > const state_ = Zet::make< State >( "state" );
    LinkDirectory links_;
+   DefaultRouteLinks defaultRoutes_;
    CarrierWatch carrierWatch_;
    PortControl portControl_;
    PortReport portReport_;
    GroupLog groupLog_;
    Troubles troubles_; // With the source.
+
+   std::vector< Kelnet::IntfId > uplinks_; // As configured.
+   // As of the last updateRoutes().
+   std::uint64_t routesVersion_ = 0;
+   std::uint64_t linksShape_ = 0;
 
    double startupHold_ = 0; // In seconds, as last configured.
    // By Zet::now().

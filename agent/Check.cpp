@@ -6,6 +6,7 @@
 #include "agent/base/StateDirectory.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/kernel/NetlinkLinkSource.h"
+#include "agent/kernel/NetlinkRouteSource.h"
 #include "agent/kernel/PrivateFlags.h"
 #include "agent/ports/OwnedLinkFile.h"
 
@@ -72,6 +73,7 @@ class Check {
    Forecast foresee( ConfigFile const& config ) {
       EventLoop loop;
       NetlinkLinkSource source( loop );
+      NetlinkRouteSource routes( loop );
       std::optional< Record > record;
       try {
          record.emplace( options_.stateDirectory );
@@ -79,7 +81,7 @@ class Check {
          note( std::string( error.what() ) +
                "; ports that a running ufdd holds shut are not told from others" );
       }
-      return forecast( config, source, record ? &record->file() : nullptr );
+      return forecast( config, source, routes, record ? &record->file() : nullptr );
    }
 
    void tell( Forecast const& forecast ) {

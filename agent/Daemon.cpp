@@ -39,7 +39,8 @@ portsOf( ConfigFile const& config ) {
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
     : options_( options ), log_( log ), stateDirectory_( options.stateDirectory ),
       store_( stateDirectory_ ), claims_( log ), control_( [ this ] { manager_.alive(); } ),
-      source_( loop_, options.receiveBuffer ), agent_( source_, control_, store_, log ),
+      source_( loop_, options.receiveBuffer ), routes_( loop_ ),
+      agent_( source_, routes_, control_, store_, log ),
       statusServer_( options.socket, agent_.roots(), log ),
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),

@@ -9,6 +9,7 @@
 #include "agent/config/ConfigFile.h"
 #include "agent/kernel/NetlinkLinkControl.h"
 #include "agent/kernel/NetlinkLinkSource.h"
+#include "agent/kernel/NetlinkRouteSource.h"
 #include "agent/ports/OwnedLinkFile.h"
 #include "agent/ports/PortClaims.h"
 #include "agent/status/StatusServer.h"
@@ -74,6 +75,7 @@ class Daemon {
    ServiceManager manager_;
    NetlinkLinkControl control_;
    NetlinkLinkSource source_;
+   NetlinkRouteSource routes_;
    Agent agent_;
    StatusServer statusServer_;
    Ticker ticker_; // Calls handleTick().

@@ -124,9 +124,9 @@ stateText( Link const* link ) {
 
 class Forecaster {
  public:
-   Forecaster( std::vector< GroupSettings > const& groups, LinkSource& source,
+   Forecaster( std::vector< GroupSettings > const& groups, LinkSource& source, RouteSource& routes,
                OwnedLinkStore* record )
-       : groups_( groups ), record_( record ), agent_( source, control_, record_, log_ ) {
+       : groups_( groups ), record_( record ), agent_( source, routes, control_, record_, log_ ) {
       control_.linksAre( agent_.links() );
    }
 
@@ -249,13 +249,14 @@ class Forecaster {
 } // namespace
 
 Forecast
-forecast( ConfigFile const& config, LinkSource& source, OwnedLinkStore* record ) {
+forecast( ConfigFile const& config, LinkSource& source, RouteSource& routes,
+          OwnedLinkStore* record ) {
    ConfigFile now = config;
    now.warnings.clear();
    now.startupHold = 0;
    for ( GroupSettings& group : now.groups )
       group.policy.downDelay = group.policy.recoveryDelay = 0;
-   return Forecaster( config.groups, source, record ).run( now );
+   return Forecaster( config.groups, source, routes, record ).run( now );
 }
 
 } // namespace Ufdd

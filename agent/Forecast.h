@@ -3,6 +3,7 @@
 #include "agent/base/InterfaceName.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/kernel/LinkSource.h"
+#include "agent/kernel/RouteSource.h"
 #include "agent/ports/OwnedLinkStore.h"
 
 #include <string>
@@ -25,6 +26,7 @@ struct Forecast {
 // delay before that. Recalls the record, which may be null, and changes nothing in it.
 // Requires: the configuration has no error.
 // Throws: whatever the source throws when the links can't be read.
-Forecast forecast( ConfigFile const& config, LinkSource& source, OwnedLinkStore* record );
+Forecast forecast( ConfigFile const& config, LinkSource& source, RouteSource& routes,
+                   OwnedLinkStore* record );
 
 } // namespace Ufdd

@@ -233,8 +233,12 @@ checkDefaultRoute( SystemView const& system, std::set< std::string > const& upli
    for ( auto const& [ port, place ] : group.disablePlaces )
       if ( auto const meant = system.interfacesOf( port );
            std::any_of( meant.begin(), meant.end(), isCarrier ) )
-         findings.warning( place, quoted( port ) + " carries this machine's default route, "
-                                                   "which is lost while the port is shut" );
+         findings.warning(
+             place, quoted( port ) + " carries this machine's default route " +
+                        ( group.policy.allowDefaultRoute
+                              ? "and is shut all the same (allow_default_route)"
+                              : "and is not shut while it does; to shut it all the same, set "
+                                "allow_default_route = true" ) );
 }
 
 } // namespace

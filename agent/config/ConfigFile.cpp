@@ -191,7 +191,8 @@ Reader::readGroup( toml::table const& table ) {
    std::size_t const errorsBefore = findings_.errorCount();
    std::vector< std::string > keys = attributes_.keys();
    keys.insert( keys.begin(), "name" );
-   keys.insert( keys.end(), { "recovery_delay", "recovery_delay_max", "down_delay", "dry_run" } );
+   keys.insert( keys.end(), { "recovery_delay", "recovery_delay_max", "down_delay", "dry_run",
+                              "allow_default_route" } );
    checkKeys( table, keys, "a group",
               [ this ]( std::string_view key ) { return attributes_.reads( key ); } );
    GroupSettings group( readName( table ) );
@@ -201,6 +202,7 @@ Reader::readGroup( toml::table const& table ) {
    readSeconds( table, "down_delay", group.policy.downDelay );
    readFlag( table, "dry_run", group.policy.dryRun );
    group.policy.dryRun |= isDryRun_;
+   readFlag( table, "allow_default_route", group.policy.allowDefaultRoute );
    auto places = attributes_.read( table, *group.config, "this group" );
    group.monitorPlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToMonitor >().id ];
    group.disablePlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToDisable >().id ];

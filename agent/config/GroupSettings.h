@@ -18,6 +18,8 @@ struct GroupPolicy {
    // In seconds: how long the group must have been down before its ports are shut.
    double downDelay = 0;
    bool dryRun = false; // Only logs; never touches a port.
+   // Also shuts a port that carries the machine's default route.
+   bool allowDefaultRoute = false;
 
    bool operator==( GroupPolicy const& ) const = default;
 };

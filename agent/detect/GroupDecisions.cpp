@@ -36,6 +36,15 @@ GroupDecisions::isDryRun( Zet::Name const& group ) const {
    return at != groups_.end() && at->second.policy.dryRun;
 }
 
+bool
+GroupDecisions::allowsDefaultRoute( Kelnet::IntfId port ) const {
+   return std::any_of( groups_.begin(), groups_.end(), [ & ]( auto const& group ) {
+      auto const config = config_.group( group.first );
+      return group.second.policy.allowDefaultRoute && config && config->intfsToDisable( port ) &&
+             shuts( *config, port );
+   } );
+}
+
 void
 GroupDecisions::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
    Decision& decision = groups_[ group ];

@@ -51,6 +51,8 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    GroupWait waitOf( Zet::Name const& group ) const;
 
    bool isDryRun( Zet::Name const& group ) const;
+   // Returns true if a group that shuts the port does so even if it carries the default route.
+   bool allowsDefaultRoute( Kelnet::IntfId port ) const;
    // As of the last takeChanges().
    bool mustBeShut( Kelnet::IntfId port ) const { return portDecisions_.mustBeShut( port ); }
    // Returns the ports whose decision differs from that of the last call.

@@ -101,9 +101,9 @@ LinkDirectory::outdated() const {
 }
 
 void
-LinkDirectory::collectMembers( std::uint32_t lag, std::vector< Link >& members ) const {
+LinkDirectory::collectMembers( std::uint32_t master, std::vector< Link >& members ) const {
    for ( auto const& [ index, known ] : links_ )
-      if ( known.link.master == lag )
+      if ( known.link.master == master )
          members.push_back( known.link );
 }
 
@@ -131,6 +131,7 @@ LinkDirectory::handleLink( Link const& link ) {
    bool const isRenamed = hasNewName && !isNew;
    if ( hasNewName || known.link.altNames != link.altNames )
       handleName( known, link );
+   shape_ += hasNewName || known.link.master != link.master || known.link.lower != link.lower;
    known.link = link;
    if ( isRenamed && listener_ )
       listener_->handleRenamed( link.index, link.name );
@@ -199,6 +200,7 @@ LinkDirectory::handleLinkGone( std::uint32_t index ) {
       return;
    std::vector< WatchedName* > const names = std::move( at->second.names );
    links_.erase( at );
+   ++shape_;
    for ( WatchedName* const name : names )
       leave( *name, index, { LinkCause::Kind::removed, name->id, {} } );
    if ( listener_ )

@@ -53,8 +53,10 @@ class LinkDirectory final : public LinkListener {
    }
    // Returns the indexes of links whose operational state lags behind their carrier.
    std::vector< std::uint32_t > outdated() const;
-   // Adds the members of the LAG of that index to `members`.
-   void collectMembers( std::uint32_t lag, std::vector< Link >& members ) const;
+   // Grows when a link comes or goes, or changes its name, its master or the link that it runs on.
+   std::uint64_t shape() const { return shape_; }
+   // Adds the members of the LAG or bridge of that index to `members`.
+   void collectMembers( std::uint32_t master, std::vector< Link >& members ) const;
    // The change that is being written to the directory; of kind `none` outside of that.
    LinkCause const& cause() const { return cause_; }
    // The changes of operational states since forgetChanges().
@@ -88,6 +90,7 @@ class LinkDirectory final : public LinkListener {
    Zet::Ptr< Interface::EthIntfStatusDir > const directory_;
    Listener* listener_ = nullptr;
    LinkCause cause_;
+   std::uint64_t shape_ = 0;
    std::vector< LinkCause > changes_;
    std::unordered_map< std::string_view, WatchedName > watched_; // By name.
    std::unordered_map< std::uint32_t, KnownLink > links_;        // By index.

@@ -22,8 +22,8 @@ constexpr double startPatience = 0.2;
 // In seconds: how long a dump under way may be silent, and how often everything is read again.
 constexpr double dumpPatience = 2;
 constexpr double pause = 1;
-// Number of datagrams in a turn, so that a link message waits less than a millisecond or so.
-constexpr int datagramsPerTurn = 16;
+// Few datagrams in a turn: a link message may be waiting, and one holds some hundred routes.
+constexpr int datagramsPerTurn = 2;
 constexpr std::size_t settingsPerBatch = 16;
 constexpr int answerTimeoutMs = 1000;
 constexpr int receiveBuffer = 1 << 20; // In bytes.
@@ -31,8 +31,7 @@ constexpr int receiveBuffer = 1 << 20; // In bytes.
 } // namespace
 
 void
-NetlinkRouteSource::follow( RouteListener& listener, std::span< Prefix const > prefixes ) {
-   listener_ = &listener;
+NetlinkRouteSource::follow( std::span< Prefix const > prefixes ) {
    bool const isFirst = !socket_;
    if ( !isFirst &&
         std::equal( prefixes.begin(), prefixes.end(), prefixes_.begin(), prefixes_.end() ) )
@@ -141,9 +140,10 @@ NetlinkRouteSource::handleLink( nlmsghdr const& message ) {
       return;
    using Event = RouteListener::LinkEvent;
    bool const isGone = message.nlmsg_type == RTM_DELLINK;
-   listener_->handleLinkEvent( link->index, isGone          ? Event::gone
-                                            : link->adminUp ? Event::up
-                                                            : Event::down );
+   if ( listener_ )
+      listener_->handleLinkEvent( link->index, isGone          ? Event::gone
+                                               : link->adminUp ? Event::up
+                                                               : Event::down );
    if ( isGone )
       table_.handleLinkGone( link->index );
    else
@@ -179,7 +179,8 @@ NetlinkRouteSource::handleDumpEnd( nlmsghdr const& message ) {
 
 void
 NetlinkRouteSource::handleLoss() {
-   listener_->handleRoutesLost();
+   if ( listener_ )
+      listener_->handleRoutesLost();
    isSpoilt_ = true;
    if ( reading_ == Reading::done && !readAt_ )
       readAt_ = Zet::now() + pause;

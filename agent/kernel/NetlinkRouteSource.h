@@ -22,7 +22,8 @@ class NetlinkRouteSource final : public RouteSource {
    // Borrows: loop.
    explicit NetlinkRouteSource( EventLoop& loop ) : loop_( loop ) {}
 
-   void follow( RouteListener& listener, std::span< Prefix const > prefixes ) override;
+   void follow( std::span< Prefix const > prefixes ) override;
+   void listenerIs( RouteListener& listener ) override { listener_ = &listener; }
    RouteTable const& table() const override { return table_; }
    void putBack( std::span< LinkSettingRequest > requests ) override;
    void recover() override;

@@ -36,9 +36,10 @@ class RouteSource {
    // Follows addresses, static routes, and default routes, and from now on routes of the main table
    // to these prefixes. The first time, reads for a short time before it returns; a large table is
    // read to its end later.
-   // Borrows: listener, for as long as the source exists.
    // Throws: std::system_error when the kernel's messages can't be subscribed to.
-   virtual void follow( RouteListener& listener, std::span< Prefix const > prefixes ) = 0;
+   virtual void follow( std::span< Prefix const > prefixes ) = 0;
+   // Borrows: listener, for as long as the source exists.
+   virtual void listenerIs( RouteListener& listener ) = 0;
    virtual RouteTable const& table() const = 0;
    // Adds addresses and routes to links. Works before follow() as well.
    virtual void putBack( std::span< LinkSettingRequest > requests ) = 0;

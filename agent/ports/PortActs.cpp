@@ -61,9 +61,9 @@ PortActs::queueOpen( OwnedLink const& owned, Kelnet::IntfId port ) {
 }
 
 void
-PortActs::noteProtected( Link const& link, Kelnet::IntfId port ) {
-   if ( !std::exchange( states_[ link.index ].isToldProtected, true ) )
-      add( PortResult::Kind::isProtected, { .index = link.index, .port = port } );
+PortActs::noteLeftOpen( Link const& link, Kelnet::IntfId port, PortResult::Kind why ) {
+   if ( std::exchange( states_[ link.index ].leftOpen, why ) != why )
+      add( why, { .index = link.index, .port = port } );
 }
 
 bool
@@ -84,7 +84,7 @@ void
 PortActs::forgetReopenings( std::uint32_t index ) {
    State& state = states_[ index ];
    state.foundDown = false;
-   state.isToldProtected = false;
+   state.leftOpen.reset();
    state.reopened = State::never();
 }
 
@@ -254,6 +254,7 @@ PortActs::handleShut( LinkRequest const& answer ) {
    if ( isNew )
       owned_.insert( newOwnedLink( answer ) );
    state.foundDown = false;
+   state.leftOpen.reset();
    if ( isNew || failedBefore )
       return add( PortResult::Kind::shut, answer );
    state.reopened[ state.next ] = Zet::now();

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <limits>
 #include <map>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 #include <vector>
@@ -33,8 +34,9 @@ class PortActs {
    // among the reasons for protodown, for a link that isn't shut yet.
    void queueShut( Link const& link, Kelnet::IntfId port, unsigned int reason );
    void queueOpen( OwnedLink const& owned, Kelnet::IntfId port );
-   // Tells, once until forgetReopenings(), that the link must be shut but is protected.
-   void noteProtected( Link const& link, Kelnet::IntfId port );
+   // Tells, once until it is shut or forgetReopenings() is called, that the link must be shut but
+   // is left open because of `why`.
+   void noteLeftOpen( Link const& link, Kelnet::IntfId port, PortResult::Kind why );
    void act();
    // Call when the link need not be shut any more: whoever opens it later starts from 0.
    void forgetReopenings( std::uint32_t index );
@@ -53,7 +55,7 @@ class PortActs {
    // Our history with a link.
    struct State {
       bool foundDown = false; // We found it administratively down, and left it so.
-      bool isToldProtected = false;
+      std::optional< PortResult::Kind > leftOpen; // Told by noteLeftOpen().
       bool hasNoProtoDown = false;
       int error = 0; // Of the last act on it.
       // When we last shut it again, in a ring.

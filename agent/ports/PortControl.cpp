@@ -5,9 +5,10 @@
 
 namespace Ufdd {
 
-PortControl::PortControl( Detector& detector, LinkDirectory const& links, LinkControl& control,
+PortControl::PortControl( Detector& detector, LinkDirectory const& links,
+                          DefaultRouteLinks const& defaultRoutes, LinkControl& control,
                           OwnedLinkStore& store, Log& log )
-    : detector_( detector ), links_( links ), owned_( store, log ),
+    : detector_( detector ), links_( links ), defaultRoutes_( defaultRoutes ), owned_( store, log ),
       acts_( links, control, owned_ ) {}
 
 std::string
@@ -17,6 +18,43 @@ PortControl::overridden() const {
       if ( Link const* const link = links_.link( index ) )
          names.append( 1, ' ' ).append( link->name.view() );
    return names;
+}
+
+std::string
+PortControl::spared() const {
+   std::string names;
+   for ( std::uint32_t const index : spared_ )
+      if ( Link const* const link = links_.link( index ) )
+         names.append( 1, ' ' ).append( link->name.view() );
+   return names;
+}
+
+bool
+PortControl::isSpared( Link const& link, Kelnet::IntfId port ) const {
+   return defaultRoutes_.carries( link.index ) && !owned_.contains( link.index ) &&
+          !detector_.decisions().allowsDefaultRoute( port );
+}
+
+void
+PortControl::reviewSpared() {
+   for ( std::uint32_t const index : spared_ )
+      if ( Link const* const link = links_.link( index ) )
+         if ( Kelnet::IntfId const port = portOf( *link ); !isSpared( *link, port ) )
+            review( port );
+}
+
+void
+PortControl::shut( Kelnet::IntfId port ) {
+   for ( Link const& link : linksOfPort_ )
+      if ( isProtected( link ) ) {
+         acts_.noteLeftOpen( link, port, PortResult::Kind::isProtected );
+      } else if ( link.adminUp && isSpared( link, port ) ) {
+         spared_.insert( link.index );
+         acts_.noteLeftOpen( link, port, PortResult::Kind::defaultRoute );
+      } else {
+         spared_.erase( link.index );
+         acts_.queueShut( link, port, reason_ );
+      }
 }
 
 void
@@ -114,6 +152,7 @@ void
 PortControl::act() {
    for ( auto const& change : detector_.decisions().takeChanges() )
       review( change.port );
+   reviewSpared();
    if ( !changed_.empty() ) {
       owned_.eraseOverridesIf( [ this ]( std::uint32_t index ) {
          Link const* const link = links_.link( index );
@@ -121,13 +160,13 @@ PortControl::act() {
       } );
       for ( Kelnet::IntfId const port : changed_ ) {
          collectLinks( port );
-         for ( Link const& link : linksOfPort_ )
-            if ( !detector_.decisions().mustBeShut( port ) )
+         if ( detector_.decisions().mustBeShut( port ) )
+            shut( port );
+         else
+            for ( Link const& link : linksOfPort_ ) {
                acts_.forgetReopenings( link.index );
-            else if ( isProtected( link ) )
-               acts_.noteProtected( link, port );
-            else
-               acts_.queueShut( link, port, reason_ );
+               spared_.erase( link.index );
+            }
       }
       for ( auto const& [ index, owned ] : owned_ ) {
          Link const* const link = links_.link( index );

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/base/Log.h"
+#include "agent/detect/DefaultRouteLinks.h"
 #include "agent/detect/Detector.h"
 #include "agent/detect/LinkDirectory.h"
 #include "agent/kernel/LinkControl.h"
@@ -25,8 +26,9 @@ namespace Ufdd {
 // shut by its members: shutting the LAG itself is not seen by its neighbours.
 class PortControl final : public LinkDirectory::Listener {
  public:
-   PortControl( Detector& detector, LinkDirectory const& links, LinkControl& control,
-                OwnedLinkStore& store, Log& log );
+   PortControl( Detector& detector, LinkDirectory const& links,
+                DefaultRouteLinks const& defaultRoutes, LinkControl& control, OwnedLinkStore& store,
+                Log& log );
 
    // Sets our bit among the reasons for protodown, for links that are adopted or shut from now on.
    void reasonIs( unsigned int reason ) { reason_ = reason; }
@@ -54,14 +56,26 @@ class PortControl final : public LinkDirectory::Listener {
    bool openAll();
    // The overridden links: " d1 d2".
    std::string overridden() const;
+   // The links that are left open because they carry the default route: " d1 d2".
+   std::string spared() const;
 
    void handleNew( Link const& link ) override { owned_.adopt( link, reason_ ); }
    void handleLink( Link const& link ) override;
    void handleRenamed( std::uint32_t index, InterfaceName const& name ) override;
    void handleMoved( std::uint32_t index ) override { owned_.handleMoved( index ); }
-   void handleGone( std::uint32_t index ) override { acts_.handleGone( index ); }
+   void handleGone( std::uint32_t index ) override {
+      acts_.handleGone( index );
+      spared_.erase( index );
+   }
 
  private:
+   // Returns true if the link is not to be shut, because it carries the default route and no group
+   // that shuts the port allows that. A link that is ours already stays shut.
+   bool isSpared( Link const& link, Kelnet::IntfId port ) const;
+   // Shuts the links of the port, or leaves them as they are.
+   void shut( Kelnet::IntfId port );
+   // Has act() look again at ports that were spared and no longer are.
+   void reviewSpared();
    // Has the next act() look at the port.
    void review( Kelnet::IntfId port );
    // The port that the link stands for: one that must be shut, else any that it belongs to, else
@@ -73,6 +87,7 @@ class PortControl final : public LinkDirectory::Listener {
 
    Detector& detector_;
    LinkDirectory const& links_;
+   DefaultRouteLinks const& defaultRoutes_;
    unsigned int reason_ = Link::usualReason;
    std::set< std::string, std::less<> > protected_; // Names.
 
@@ -80,7 +95,8 @@ class PortControl final : public LinkDirectory::Listener {
    PortActs acts_;
    std::vector< Kelnet::IntfId > changed_; // Ports to review in act(), each once.
    std::unordered_set< Kelnet::IntfId > changedSet_;
-   std::vector< Link > linksOfPort_; // See collectLinks().
+   std::set< std::uint32_t > spared_; // Links, by index.
+   std::vector< Link > linksOfPort_;  // See collectLinks().
 };
 
 } // namespace Ufdd

@@ -66,6 +66,8 @@ PortReport::tell( PortResult const& result ) {
       return tellOverridden( answer );
    case PortResult::Kind::isProtected:
       return tellProtected( answer );
+   case PortResult::Kind::defaultRoute:
+      return tellDefaultRoute( answer );
    case PortResult::Kind::opened:
       return tellOpened( answer );
    case PortResult::Kind::failed:
@@ -107,6 +109,16 @@ PortReport::tellProtected( LinkRequest const& answer ) {
    line( LogEvent::portFailure, groups, answer.port,
          nameOf( answer ) + " not shut: it is protected by the configuration, though " +
              groups.text + "; remove it from the group, or its name from protect" );
+}
+
+void
+PortReport::tellDefaultRoute( LinkRequest const& answer ) {
+   GroupsText const groups =
+       groupsText( detector_, answer.port, GroupLinkStatus::down, DryRun::leftOut );
+   line( LogEvent::portFailure, groups, answer.port,
+         nameOf( answer ) + " not shut: it carries this machine's default route, though " +
+             groups.text +
+             "; it is shut when the route leaves it, or with allow_default_route = true" );
 }
 
 void

@@ -32,6 +32,7 @@ class PortReport {
    void tellShut( LinkRequest const& answer, std::string_view how );
    void tellOverridden( LinkRequest const& answer );
    void tellProtected( LinkRequest const& answer );
+   void tellDefaultRoute( LinkRequest const& answer );
    void tellOpened( LinkRequest const& answer );
    void tellFailed( LinkRequest const& answer, bool isReleasing );
    static std::string remedyOf( LinkRequest const& failure );

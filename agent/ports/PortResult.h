@@ -16,7 +16,8 @@ struct PortResult {
       shutAgain, // Others had opened it.
       foundDown, // It was administratively down already.
       overridden,
-      isProtected, // It must be shut, but is never shut.
+      isProtected,  // It must be shut, but is never shut.
+      defaultRoute, // It must be shut, but carries the default route.
       opened,
       failed // For answer.error.
    };

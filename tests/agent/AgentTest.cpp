@@ -2,6 +2,7 @@
 
 #include "platform/zet/Clock.h"
 #include "tests/agent/SimulatedKernel.h"
+#include "tests/agent/SimulatedRoutes.h"
 #include "tests/agent/StoreInMemory.h"
 
 #include <gtest/gtest.h>
@@ -50,7 +51,7 @@ class AgentTest : public testing::Test, public Log {
    // Kills the daemon and starts another one.
    void restart() {
       takeLines();
-      agent.emplace( kernel, kernel, store, *this );
+      agent.emplace( kernel, routes, kernel, store, *this );
       start();
    }
    // Runs turns until the messages about the daemon's own acts are delivered.
@@ -79,10 +80,11 @@ class AgentTest : public testing::Test, public Log {
    std::string takeLines() { return std::exchange( lines, "" ); }
 
    SimulatedKernel kernel;
+   SimulatedRoutes routes;
    StoreInMemory store;
    std::string lines;
    std::vector< GroupSettings > groups{ group( "g", { "u1", "u2" }, { "d1", "d2" } ) };
-   std::optional< Agent > agent{ std::in_place, kernel, kernel, store, *this };
+   std::optional< Agent > agent{ std::in_place, kernel, routes, kernel, store, *this };
 };
 
 TEST_F( AgentTest, neverShutsAProtectedLink ) {
@@ -142,6 +144,46 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    EXPECT_TRUE( agent->openAll() );
    EXPECT_EQ( takeLines(), "port d1 opened: ufdd stops\nport d2 opened: ufdd stops\n" );
    EXPECT_TRUE( kernel.isUp( "d1" ) && kernel.isUp( "d2" ) );
+}
+
+TEST_F( AgentTest, leavesThePortOfTheDefaultRouteOpenWhileItCarriesThat ) {
+   Prefix const everything{};
+   groups.push_back( group( "h", { "u2" }, { "d1" } ) );
+   groups.back().policy.allowDefaultRoute = true;
+   routes.routeIs( everything, kernel.index( "d1" ) );
+   start();
+   kernel.carrier( "u1", false );
+   runTurns();
+   takeLines();
+   // One of the two groups that disable the port allows it.
+   groups[ 1 ].policy.dryRun = true;
+   agent->reload( config(), "f" );
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d2" );
+   EXPECT_NE( lines.find( "port d1 not shut: it carries this machine's default route, though group "
+                          "g is down, 0/2 up, min_links 1; it is shut when the route leaves it, or "
+                          "with allow_default_route = true\n" ),
+              std::string::npos )
+       << lines;
+   EXPECT_EQ( agent->summary(),
+              "2 groups, 2 down; ports shut: 1; left open for the default route: d1" );
+   groups[ 1 ].policy.dryRun = false;
+   agent->reload( config(), "f" );
+   EXPECT_EQ( takeActs(), " -d1" );
+   uplinksAre( true );
+   takeActs();
+   groups.pop_back();
+   agent->reload( config(), "f" );
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d2" );
+   // The route leaves the port, which is shut then. A shut port that gets the route stays shut.
+   routes.routeIs( everything, kernel.index( "u1" ) );
+   runTurns();
+   EXPECT_EQ( takeActs(), " -d1" );
+   routes.routeIs( everything, kernel.index( "d1" ) );
+   runTurns();
+   EXPECT_EQ( takeActs(), "" );
+   EXPECT_EQ( agent->summary(), "1 group, 1 down; ports shut: 2" );
 }
 
 TEST_F( AgentTest, downDelayHidesShortFailures ) {

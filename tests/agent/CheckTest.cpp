@@ -2,6 +2,7 @@
 #include "agent/kernel/PrivateFlags.h"
 #include "tests/agent/NetworkTest.h"
 #include "tests/agent/SimulatedKernel.h"
+#include "tests/agent/SimulatedRoutes.h"
 #include "tests/agent/StoreInMemory.h"
 
 #include <gtest/gtest.h>
@@ -19,6 +20,7 @@ using Lines = std::vector< std::string >;
 
 TEST( Forecast, tellsTheFateOfEachPort ) {
    SimulatedKernel kernel;
+   SimulatedRoutes routes;
    for ( char const* const name :
          { "u1", "u2", "u3", "d1", "d2", "d3", "p1", "p2", "bond0", "old" } )
       kernel.add( name );
@@ -48,7 +50,7 @@ TEST( Forecast, tellsTheFateOfEachPort ) {
        "group a is down, 0/3 up, min_links 1: u2 no carrier, u3 administratively "
        "down, u4 absent; after its down_delay";
    EXPECT_EQ(
-       forecast( config, kernel, &record ).ports,
+       forecast( config, kernel, routes, &record ).ports,
        ( Lines{ "port d1 would be shut: " + down, "port d2 stays administratively down: " + down,
                 "port d4 is absent: " + down,
                 "port bond0, by its members: p1 stays open, p2 would be opened: group b is up, "

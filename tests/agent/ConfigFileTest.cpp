@@ -138,7 +138,7 @@ disable = []
            R"(f.toml:17:14: expected down_delay to be a number of seconds from 0 to 86400, not nan)",
            R"(f.toml:18:1: this group has no list of interfaces to monitor; expected monitor = [ "...", ... ])",
            R"(f.toml:19:8: there is a group "b" on line 12 already; each group needs a name of its own)",
-           R"(f.toml:21:1: unknown key "links" in a group; expected name, monitor, disable, min_links, recovery_delay, recovery_delay_max, down_delay, dry_run)",
+           R"(f.toml:21:1: unknown key "links" in a group; expected name, monitor, disable, min_links, recovery_delay, recovery_delay_max, down_delay, dry_run, allow_default_route)",
            R"(f.toml:22:13: expected min_links to be a whole number from 0 to 4294967295, not 1.5)",
            R"(f.toml:23:14: expected down_delay to be a number of seconds from 0 to 86400, not 9007199254740993)",
            R"(f.toml:25:8: the name of a group can't be empty)",
@@ -189,6 +189,7 @@ disable = [ "d3" ]
 name = "lag"
 monitor = [ "x" ]
 disable = [ "bond0" ]
+allow_default_route = true
 [[group]]
 name = "member"
 monitor = [ "p2" ]
@@ -213,14 +214,14 @@ min_links = 0
    EXPECT_EQ(
        config.warnings,
        ( Errors{
-           R"(f:13:19: warning: "d9-alias" carries this machine's default route, which is lost while the port is shut)",
+           R"(f:13:19: warning: "d9-alias" carries this machine's default route and is not shut while it does; to shut it all the same, set allow_default_route = true)",
            R"(f:19:1: note: group "off" has a min_links of 0: its ports are never shut)",
            R"(f:19:1: warning: group "off" disables no port: only its status is reported)",
            R"(f:30:13: note: there is no interface "x" yet)",
-           R"(f:31:13: warning: "bond0" carries this machine's default route, which is lost while the port is shut)",
-           R"(f:36:1: note: group "vlan" has a min_links of 0: its ports are never shut)",
-           R"(f:38:19: warning: there is no interface "u9-allias"; did you mean "u9-alias"?)",
-           R"(f:39:13: warning: the uplink "v3" runs on "d3", which this group disables: once down, it may stay down)",
+           R"(f:31:13: warning: "bond0" carries this machine's default route and is shut all the same (allow_default_route))",
+           R"(f:37:1: note: group "vlan" has a min_links of 0: its ports are never shut)",
+           R"(f:39:19: warning: there is no interface "u9-allias"; did you mean "u9-alias"?)",
+           R"(f:40:13: warning: the uplink "v3" runs on "d3", which this group disables: once down, it may stay down)",
        } ) );
 }
 

@@ -36,7 +36,8 @@ struct RouteSourceTest : NetworkTest, RouteListener {
       return text.str();
    }
    std::string follow( NetlinkRouteSource& by ) {
-      by.follow( *this, prefixes );
+      by.listenerIs( *this );
+      by.follow( prefixes );
       return linesOf( by.table() );
    }
 

@@ -2,6 +2,7 @@
 
 #include "agent/Agent.h"
 #include "tests/agent/SimulatedKernel.h"
+#include "tests/agent/SimulatedRoutes.h"
 #include "tests/agent/StoreInMemory.h"
 #include "tests/sim/Schedule.h"
 
@@ -39,6 +40,7 @@ class Machine {
    bool lacksRecord() const { return store.hasFailed || store.wasRemoved; }
 
    Ufdd::SimulatedKernel kernel;
+   Ufdd::SimulatedRoutes routes;
    Ufdd::StoreInMemory store;
    double recordCheckAt = Ufdd::Agent::never; // When the daemon notices that the record is gone.
 
