@@ -30,25 +30,33 @@ uplinksOf( std::vector< GroupSettings > const& groups ) {
    return { names.begin(), names.end() };
 }
 
-// Returns the uplinks and ports of all groups, each once.
+// Returns the ports of all groups, each once.
 std::vector< Kelnet::IntfId >
-interfacesOf( std::vector< GroupSettings > const& groups ) {
+portsOf( std::vector< GroupSettings > const& groups ) {
    std::set< Kelnet::IntfId > names;
-   for ( GroupSettings const& group : groups ) {
-      addUplinks( group, names );
+   for ( GroupSettings const& group : groups )
       for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
          names.insert( port.key() );
-   }
    return { names.begin(), names.end() };
+}
+
+// Returns the uplinks and ports of all groups.
+std::vector< Kelnet::IntfId >
+interfacesOf( std::vector< GroupSettings > const& groups ) {
+   std::vector< Kelnet::IntfId > names = uplinksOf( groups );
+   std::vector< Kelnet::IntfId > const ports = portsOf( groups );
+   names.insert( names.end(), ports.begin(), ports.end() );
+   return names;
 }
 
 } // namespace
 
 Agent::Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
-              Log& log )
+              PortSettingsStore& settings, Log& log )
     : source_( source ), routes_( routes ), log_( log ), links_( detector_.directory ),
       defaultRoutes_( links_ ), carrierWatch_( links_, source ),
       portControl_( detector_, links_, defaultRoutes_, control, store, log ),
+      restoration_( links_, portControl_, routes, settings, log ),
       portReport_( detector_, links_, log ), groupLog_( detector_, links_, log ), troubles_( log ) {
    links_.listenerIs( portControl_ );
 }
@@ -66,6 +74,7 @@ Agent::start( ConfigFile const& config ) {
    if ( std::vector< std::uint32_t > const outdated = links_.outdated(); !outdated.empty() )
       source_.query( outdated );
    portControl_.endAdoption();
+   restoration_.recall();
    followRoutes( config );
    for ( GroupSettings const& group : config.groups )
       assumeDown( group );
@@ -137,6 +146,7 @@ Agent::watchUplinks( ConfigFile const& config ) {
 void
 Agent::followRoutes( ConfigFile const& config ) {
    uplinks_ = uplinksOf( config.groups );
+   restoration_.portsAre( portsOf( config.groups ) );
    if ( config.groups.empty() )
       return;
    try {
@@ -187,6 +197,7 @@ Agent::endTurn() {
    routes_.recover();
    if ( updateRoutes() )
       act();
+   restoration_.endTurn();
 }
 
 void
@@ -202,7 +213,9 @@ Agent::act() {
    actOnPorts();
    groupLog_.tellTransitions();
    groupLog_.tell( detector_.decisions().takeRemarks() );
-   portReport_.tell( portControl_.takeResults() );
+   std::vector< PortResult > const results = portControl_.takeResults();
+   portReport_.tell( results );
+   restoration_.handleResults( results );
    groupLog_.tellUplinks( links_.changes() );
    links_.forgetChanges();
 }
@@ -249,8 +262,8 @@ Agent::query( std::span< Kelnet::IntfId const > uplinks ) {
 double
 Agent::nextTime() const {
    double next = startupEnd_ ? never : detector_.decisions().nextTime();
-   for ( auto const& time :
-         { startupEnd_, retryAt_, readAgainAt_, troubles_.nextTime(), routes_.nextTime() } )
+   for ( auto const& time : { startupEnd_, retryAt_, readAgainAt_, troubles_.nextTime(),
+                              routes_.nextTime(), restoration_.nextTime() } )
       next = std::min( next, time.value_or( never ) );
    return next;
 }
@@ -260,6 +273,12 @@ Agent::openAll() {
    bool const isDone = portControl_.openAll();
    portReport_.tellReleased( portControl_.takeResults() );
    return isDone;
+}
+
+bool
+Agent::restoreAll( bool isLast ) {
+   source_.query( {} );
+   return restoration_.finish( isLast );
 }
 
 std::vector< std::string >

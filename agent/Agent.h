@@ -14,6 +14,8 @@
 #include "agent/ports/OwnedLinkStore.h"
 #include "agent/ports/PortControl.h"
 #include "agent/ports/PortReport.h"
+#include "agent/ports/PortSettingsStore.h"
+#include "agent/ports/Restoration.h"
 #include "agent/status/StatusRoots.h"
 
 #include <cstdint>
@@ -33,7 +35,7 @@ class Agent {
 
    // Borrows: all.
    Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
-          Log& log );
+          PortSettingsStore& settings, Log& log );
 
    // Reads the state of all links, then evaluates the groups, then acts for the first time.
    // Throws: whatever the source throws. No port has been touched then.
@@ -55,6 +57,10 @@ class Agent {
    bool hasUnreadRecord() const { return portControl_.hasUnreadRecord(); }
    // Opens every port that is ours. Returns false if one can't be opened.
    bool openAll();
+   // Puts back what ports lost while they were ours, and records what is still to be put back. Call
+   // when the daemon stops. Returns false if more can be put back later; with `isLast`, names that
+   // in the log.
+   bool restoreAll( bool isLast );
 
    LinkDirectory const& links() const { return links_; }
    Detector const& detector() const { return detector_; }
@@ -97,6 +103,7 @@ class Agent {
    DefaultRouteLinks defaultRoutes_;
    CarrierWatch carrierWatch_;
    PortControl portControl_;
+   Restoration restoration_;
    PortReport portReport_;
    GroupLog groupLog_;
    Troubles troubles_; // With the source.

@@ -38,9 +38,9 @@ portsOf( ConfigFile const& config ) {
 
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
     : options_( options ), log_( log ), stateDirectory_( options.stateDirectory ),
-      store_( stateDirectory_ ), claims_( log ), control_( [ this ] { manager_.alive(); } ),
-      source_( loop_, options.receiveBuffer ), routes_( loop_ ),
-      agent_( source_, routes_, control_, store_, log ),
+      store_( stateDirectory_ ), claims_( log ), settings_( stateDirectory_ ),
+      control_( [ this ] { manager_.alive(); } ), source_( loop_, options.receiveBuffer ),
+      routes_( loop_ ), agent_( source_, routes_, control_, store_, settings_, log ),
       statusServer_( options.socket, agent_.roots(), log ),
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
@@ -91,7 +91,10 @@ Daemon::run( ConfigFile const& config ) {
          openPorts();
       throw;
    }
-   return isLeaving_ || openPorts();
+   if ( !isLeaving_ )
+      return openPorts();
+   agent_.restoreAll( false );
+   return true;
 }
 
 bool
@@ -118,13 +121,24 @@ Daemon::release() {
 bool
 Daemon::openPorts() {
    // Last chance: no later turn will retry.
-   for ( double const end = Zet::now() + openingSeconds; !agent_.openAll(); ) {
-      if ( Zet::now() > end )
-         return false;
-      manager_.alive();
-      std::this_thread::sleep_for( std::chrono::milliseconds( 100 ) );
-   }
-   return true;
+   bool isDone = false;
+   for ( double const end = Zet::now() + openingSeconds;
+         !( isDone = agent_.openAll() ) && Zet::now() <= end; )
+      waitToRetry();
+   restorePorts();
+   return isDone;
+}
+
+void
+Daemon::restorePorts() {
+   for ( double const end = Zet::now() + openingSeconds; !agent_.restoreAll( Zet::now() > end ); )
+      waitToRetry();
+}
+
+void
+Daemon::waitToRetry() {
+   manager_.alive();
+   std::this_thread::sleep_for( std::chrono::milliseconds( 100 ) );
 }
 
 void

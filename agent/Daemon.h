@@ -12,6 +12,7 @@
 #include "agent/kernel/NetlinkRouteSource.h"
 #include "agent/ports/OwnedLinkFile.h"
 #include "agent/ports/PortClaims.h"
+#include "agent/ports/PortSettingsFile.h"
 #include "agent/status/StatusServer.h"
 
 #include <string>
@@ -51,6 +52,9 @@ class Daemon {
  private:
    // Opens every port that is ours, and retries for some seconds. Returns false if one stays shut.
    bool openPorts();
+   // Puts back what ports lost while they were shut, and retries for some seconds.
+   void restorePorts();
+   void waitToRetry();
    void handleTurnEnd();
    void wakeAt( double time );
    // Begins a turn, whose end does what is due.
@@ -71,6 +75,7 @@ class Daemon {
    StateDirectory stateDirectory_;
    OwnedLinkFile store_;
    PortClaims claims_;
+   PortSettingsFile settings_;
    EventLoop loop_;
    ServiceManager manager_;
    NetlinkLinkControl control_;

@@ -92,6 +92,13 @@ class Recollection final : public OwnedLinkStore {
    std::vector< OwnedLink > links_;
 };
 
+// Remembers nothing.
+struct NoSettings final : PortSettingsStore {
+   std::vector< PortSettings > recall() override { return {}; }
+   int remember( std::span< PortSettings const > ) override { return 0; }
+   std::string place() const override { return ""; }
+};
+
 // Keeps the lines about what is wrong.
 class AlarmLog final : public Log {
  public:
@@ -126,7 +133,8 @@ class Forecaster {
  public:
    Forecaster( std::vector< GroupSettings > const& groups, LinkSource& source, RouteSource& routes,
                OwnedLinkStore* record )
-       : groups_( groups ), record_( record ), agent_( source, routes, control_, record_, log_ ) {
+       : groups_( groups ), record_( record ),
+         agent_( source, routes, control_, record_, settings_, log_ ) {
       control_.linksAre( agent_.links() );
    }
 
@@ -239,6 +247,7 @@ class Forecaster {
    ImaginedControl control_;
    Recollection record_;
    AlarmLog log_;
+   NoSettings settings_;
    Agent agent_;
    std::map< Kelnet::IntfId, std::vector< GroupSettings const* > > listing_; // By port.
    std::map< std::uint32_t, bool > isUpRequested_; // By index of the link.

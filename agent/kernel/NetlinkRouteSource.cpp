@@ -24,6 +24,7 @@ constexpr double dumpPatience = 2;
 constexpr double pause = 1;
 // Few datagrams in a turn: a link message may be waiting, and one holds some hundred routes.
 constexpr int datagramsPerTurn = 2;
+constexpr int mostDatagrams = 1000; // Number of datagrams when ufdd stops.
 constexpr std::size_t settingsPerBatch = 16;
 constexpr int answerTimeoutMs = 1000;
 constexpr int receiveBuffer = 1 << 20; // In bytes.
@@ -57,6 +58,12 @@ NetlinkRouteSource::follow( std::span< Prefix const > prefixes ) {
 void
 NetlinkRouteSource::handleReadable() {
    for ( int i = 0; i < datagramsPerTurn && receive( 0 ); ++i ) {
+   }
+}
+
+void
+NetlinkRouteSource::deliver() {
+   for ( int i = 0; socket_ && i < mostDatagrams && receive( 0 ); ++i ) {
    }
 }
 
@@ -140,7 +147,8 @@ NetlinkRouteSource::handleLink( nlmsghdr const& message ) {
       return;
    using Event = RouteListener::LinkEvent;
    bool const isGone = message.nlmsg_type == RTM_DELLINK;
-   if ( listener_ )
+   bool const isNews = isGone || link->adminUp || !table_.isDown( link->index );
+   if ( listener_ && isNews )
       listener_->handleLinkEvent( link->index, isGone          ? Event::gone
                                                : link->adminUp ? Event::up
                                                                : Event::down );

@@ -26,6 +26,7 @@ class NetlinkRouteSource final : public RouteSource {
    void listenerIs( RouteListener& listener ) override { listener_ = &listener; }
    RouteTable const& table() const override { return table_; }
    void putBack( std::span< LinkSettingRequest > requests ) override;
+   void deliver() override;
    void recover() override;
    // Handles messages that have come. The loop calls it.
    void handleReadable();

@@ -12,7 +12,8 @@ namespace Ufdd {
 class RouteListener {
  public:
    enum class LinkEvent { up, down, gone };
-   // The link was set administratively up or down, or has gone. The table still shows what it had.
+   // The link was set administratively up or down, or has gone. Each change is told once. The table
+   // still shows what it had.
    virtual void handleLinkEvent( std::uint32_t link, LinkEvent event ) = 0;
    // Messages were lost. The table shows what was known before.
    virtual void handleRoutesLost() = 0;
@@ -44,6 +45,8 @@ class RouteSource {
    // Adds addresses and routes to links. Works before follow() as well.
    virtual void putBack( std::span< LinkSettingRequest > requests ) = 0;
 
+   // Takes in the messages that have come, without waiting.
+   virtual void deliver() = 0;
    // Goes on with reading after messages were lost. Call at the end of each turn of the loop.
    virtual void recover() = 0;
    // When to call recover() even if nothing happens, by Zet::now(); or nothing.

@@ -3,6 +3,7 @@
 #include "agent/kernel/RouteMessage.h"
 
 #include <algorithm>
+#include <set>
 #include <utility>
 
 namespace Ufdd {
@@ -150,6 +151,19 @@ RouteTable::settingsOf( std::uint32_t link ) const {
 std::vector< LinkSetting >
 RouteTable::settingsThatGoWith( std::uint32_t link ) const {
    return collect( link, [ = ]( Route const& route ) { return goesWith( route, link ); } );
+}
+
+std::vector< std::uint32_t >
+RouteTable::linksWithSettings() const {
+   std::set< std::uint32_t > links;
+   for ( auto const& [ link, address ] : addresses_ )
+      if ( address.isStatic )
+         links.insert( link );
+   for ( auto const& [ to, route ] : routes_ )
+      if ( route.isStatic )
+         for ( RouteHop const& hop : route.hops )
+            links.insert( hop.link );
+   return { links.begin(), links.end() };
 }
 
 template < class Condition >

@@ -42,8 +42,12 @@ class RouteTable {
    Addresses const& addresses() const { return addresses_; }
    // Returns the static addresses of the link, then its static routes, each in a fixed order.
    std::vector< LinkSetting > settingsOf( std::uint32_t link ) const;
-   // The same without routes that stay when the link is set administratively down: they have a
-   // next hop on another link that is up.
+   // Returns the links that have static addresses or routes, in order.
+   std::vector< std::uint32_t > linksWithSettings() const;
+   // Returns true if the link was seen going down, and not up since.
+   bool isDown( std::uint32_t link ) const { return down_.contains( link ); }
+   // The same as settingsOf() without routes that stay when the link is set administratively down:
+   // they have a next hop on another link that is up.
    std::vector< LinkSetting > settingsThatGoWith( std::uint32_t link ) const;
 
    // Grows with each change.

@@ -141,6 +141,12 @@ PortControl::retry() {
 }
 
 bool
+PortControl::holdsDown( std::uint32_t index ) const {
+   OwnedLink const* const owned = owned_.find( index );
+   return owned && owned->means == LinkRequest::Means::adminDown;
+}
+
+bool
 PortControl::isOurs( Kelnet::IntfId port ) {
    collectLinks( port );
    return std::any_of( linksOfPort_.begin(), linksOfPort_.end(), [ this ]( Link const& link ) {

@@ -45,6 +45,8 @@ class PortControl final : public LinkDirectory::Listener {
    void retry();
    void checkRecord() { owned_.checkRecord(); }
    bool hasUnreadRecord() const { return owned_.hasUnreadRecord(); }
+   // Returns true if the link is ours and was set administratively down.
+   bool holdsDown( std::uint32_t index ) const;
    // Returns true if a link of the port is ours or overridden.
    bool isOurs( Kelnet::IntfId port );
    // The results of act() and openAll() since the last call.

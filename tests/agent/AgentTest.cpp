@@ -1,6 +1,7 @@
 #include "agent/Agent.h"
 
 #include "platform/zet/Clock.h"
+#include "tests/agent/SettingsInMemory.h"
 #include "tests/agent/SimulatedKernel.h"
 #include "tests/agent/SimulatedRoutes.h"
 #include "tests/agent/StoreInMemory.h"
@@ -51,7 +52,7 @@ class AgentTest : public testing::Test, public Log {
    // Kills the daemon and starts another one.
    void restart() {
       takeLines();
-      agent.emplace( kernel, routes, kernel, store, *this );
+      agent.emplace( kernel, routes, kernel, store, settings, *this );
       start();
    }
    // Runs turns until the messages about the daemon's own acts are delivered.
@@ -82,9 +83,10 @@ class AgentTest : public testing::Test, public Log {
    SimulatedKernel kernel;
    SimulatedRoutes routes;
    StoreInMemory store;
+   SettingsInMemory settings;
    std::string lines;
    std::vector< GroupSettings > groups{ group( "g", { "u1", "u2" }, { "d1", "d2" } ) };
-   std::optional< Agent > agent{ std::in_place, kernel, routes, kernel, store, *this };
+   std::optional< Agent > agent{ std::in_place, kernel, routes, kernel, store, settings, *this };
 };
 
 TEST_F( AgentTest, neverShutsAProtectedLink ) {

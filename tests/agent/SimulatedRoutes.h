@@ -11,6 +11,7 @@ class SimulatedRoutes final : public RouteSource {
    void listenerIs( RouteListener& ) override {}
    RouteTable const& table() const override { return table_; }
    void putBack( std::span< LinkSettingRequest > ) override {}
+   void deliver() override {}
    void recover() override {}
    std::optional< double > nextTime() const override { return std::nullopt; }
    std::string takeTrouble() override { return ""; }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/Agent.h"
+#include "tests/agent/SettingsInMemory.h"
 #include "tests/agent/SimulatedKernel.h"
 #include "tests/agent/SimulatedRoutes.h"
 #include "tests/agent/StoreInMemory.h"
@@ -41,6 +42,7 @@ class Machine {
 
    Ufdd::SimulatedKernel kernel;
    Ufdd::SimulatedRoutes routes;
+   Ufdd::SettingsInMemory settings;
    Ufdd::StoreInMemory store;
    double recordCheckAt = Ufdd::Agent::never; // When the daemon notices that the record is gone.
 

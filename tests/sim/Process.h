@@ -19,7 +19,8 @@ class Process {
    static constexpr std::size_t unsentLimit = Zet::NboAttrLog::Out::smallestCapacity;
 
    Process( Machine& machine, std::string const& socket, Ufdd::Log& log )
-       : agent( machine.kernel, machine.routes, machine.kernel, machine.store, log ),
+       : agent( machine.kernel, machine.routes, machine.kernel, machine.store, machine.settings,
+                log ),
          server( socket, agent.roots(), log, unsentLimit ), machine_( machine ),
          kernel_( machine.kernel ) {}
 

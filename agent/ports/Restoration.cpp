@@ -1,0 +1,297 @@
+#include "agent/ports/Restoration.h"
+
+#include "agent/kernel/RouteMessage.h"
+#include "platform/zet/Clock.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <set>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+// In seconds: for how long something is tried again. An address of IPv6 can be used as a source
+// only when nobody else has answered for it.
+constexpr double patience = 10;
+constexpr double pause = 0.5;
+// In seconds: how long to wait for the source of routes to tell of an act.
+constexpr double sourcePatience = 2;
+// In seconds: settings are recorded when they have not changed for that long.
+constexpr double rest = 0.2;
+// Number of settings that are put back in a turn.
+constexpr std::size_t settingsPerTurn = 32;
+// No link runs on more others than that.
+constexpr int mostLevels = 16;
+
+std::string
+count( std::size_t number, std::string const& thing, std::string const& things ) {
+   return std::to_string( number ) + ' ' + ( number == 1 ? thing : things );
+}
+
+} // namespace
+
+Restoration::Restoration( LinkDirectory const& links, PortControl const& ports, RouteSource& routes,
+                          PortSettingsStore& store, Log& log )
+    : links_( links ), ports_( ports ), routes_( routes ), store_( store ), log_( log ) {
+   routes_.listenerIs( *this );
+}
+
+void
+Restoration::portsAre( std::vector< Kelnet::IntfId > ports ) {
+   configured_ = std::move( ports );
+   isChanged_ = true;
+}
+
+template < class Visit >
+bool
+Restoration::anyBelow( std::uint32_t link, Visit visit ) const {
+   for ( int level = 0; link != 0 && level < mostLevels; ++level ) {
+      if ( visit( link ) )
+         return true;
+      Link const* const known = links_.link( link );
+      link = known ? known->lower : 0;
+   }
+   return false;
+}
+
+bool
+Restoration::isHeld( std::uint32_t link ) const {
+   return anyBelow( link, [ this ]( std::uint32_t at ) { return ports_.holdsDown( at ); } );
+}
+
+bool
+Restoration::isTaken( std::uint32_t link ) const {
+   return anyBelow( link, [ this ]( std::uint32_t at ) { return taken_.contains( at ); } );
+}
+
+bool
+Restoration::isOfPort( std::uint32_t link ) const {
+   return anyBelow( link, [ this ]( std::uint32_t at ) {
+      return std::any_of( configured_.begin(), configured_.end(), [ & ]( Kelnet::IntfId port ) {
+         Link const* const known = links_.link( port );
+         return known && known->index == at;
+      } );
+   } );
+}
+
+void
+Restoration::recall() {
+   recorded_ = store_.recall();
+   for ( PortSettings const& port : recorded_ ) {
+      Link const* const link = links_.link( port.index );
+      bool const isSame = link && !link->isOtherThan( port.address ) &&
+                          ( link->name == port.name || link->address == port.address );
+      if ( isSame && ( port.isOwed || isHeld( port.index ) ) )
+         owe( port.index, port.settings );
+   }
+}
+
+void
+Restoration::handleResults( std::span< PortResult const > results ) {
+   for ( auto const& [ kind, answer ] : results )
+      if ( ( kind == PortResult::Kind::shut || kind == PortResult::Kind::shutAgain ) &&
+           answer.means == LinkRequest::Means::adminDown )
+         ++taken_[ answer.index ];
+}
+
+void
+Restoration::handleLinkEvent( std::uint32_t link, LinkEvent event ) {
+   switch ( event ) {
+   case LinkEvent::down:
+      if ( isTaken( link ) || isHeld( link ) )
+         owe( link, routes_.table().settingsThatGoWith( link ) );
+      break;
+   case LinkEvent::up:
+      if ( auto const at = taken_.find( link ); at != taken_.end() && --at->second == 0 ) {
+         taken_.erase( at );
+         for ( auto& [ index, owed ] : owed_ )
+            owed.tryAt = 0;
+      }
+      break;
+   case LinkEvent::gone:
+      taken_.erase( link );
+      isChanged_ |= owed_.erase( link ) > 0;
+      break;
+   }
+}
+
+void
+Restoration::handleRoutesLost() {
+   for ( std::uint32_t const link : routes_.table().linksWithSettings() )
+      if ( isTaken( link ) )
+         owe( link, routes_.table().settingsOf( link ) );
+   taken_.clear();
+}
+
+void
+Restoration::owe( std::uint32_t link, std::vector< LinkSetting > const& settings ) {
+   Link const* const known = links_.link( link );
+   if ( settings.empty() || !known )
+      return;
+   Owed& owed = owed_[ link ];
+   owed.port.index = link;
+   owed.port.name = known->name;
+   owed.port.address = known->address;
+   owed.port.isOwed = true;
+   for ( LinkSetting const& setting : settings )
+      if ( std::find( owed.port.settings.begin(), owed.port.settings.end(), setting ) ==
+           owed.port.settings.end() )
+         owed.port.settings.push_back( setting );
+   std::sort( owed.port.settings.begin(), owed.port.settings.end() );
+   isChanged_ = true;
+}
+
+void
+Restoration::endTurn() {
+   if ( !owed_.empty() )
+      restore( false );
+   if ( isOutdated() && !recordAt_ )
+      recordAt_ = Zet::now() + rest;
+   if ( recordAt_ && Zet::now() >= *recordAt_ )
+      record();
+}
+
+std::optional< double >
+Restoration::nextTime() const {
+   std::optional< double > next = recordAt_;
+   for ( auto const& [ index, owed ] : owed_ )
+      if ( owed.openSince )
+         next = std::min( next.value_or( owed.tryAt ), owed.tryAt );
+   return next;
+}
+
+bool
+Restoration::finish( bool isLast ) {
+   routes_.deliver();
+   if ( !owed_.empty() )
+      restore( isLast );
+   if ( isChanged_ || recordAt_ )
+      record();
+   return std::none_of( owed_.begin(), owed_.end(),
+                        []( auto const& owed ) { return owed.second.openSince.has_value(); } );
+}
+
+void
+Restoration::restore( bool isLast ) {
+   for ( auto at = owed_.begin(); at != owed_.end(); ) {
+      bool const isOver = isDue( at->second, isLast ) && restore( at->second, isLast );
+      isChanged_ |= isOver;
+      at = isOver ? owed_.erase( at ) : std::next( at );
+   }
+}
+
+bool
+Restoration::isDue( Owed& owed, bool isLast ) const {
+   double const now = Zet::now();
+   Link const* const link = links_.link( owed.port.index );
+   if ( !link || !link->adminUp || isHeld( link->index ) ) {
+      owed.openSince.reset();
+      return false;
+   }
+   if ( !owed.openSince ) {
+      owed.openSince = owed.tryAt = now;
+      owed.restored = 0;
+   }
+   // The kernel is still dropping them, as far as the source of routes knows.
+   if ( isTaken( link->index ) && owed.restored == 0 )
+      owed.tryAt = *owed.openSince + sourcePatience;
+   return isLast || now >= owed.tryAt;
+}
+
+bool
+Restoration::restore( Owed& owed, bool isLast ) {
+   std::vector< LinkSetting >& settings = owed.port.settings;
+   std::size_t const size = isLast ? settings.size() : std::min( settings.size(), settingsPerTurn );
+   std::vector< LinkSettingRequest > requests;
+   // Those that failed before come last.
+   for ( std::size_t i = 0; i < size; ++i )
+      requests.push_back( { .setting = settings[ i ] } );
+   routes_.putBack( requests );
+   settings.erase( settings.begin(), settings.begin() + static_cast< std::ptrdiff_t >( size ) );
+   owed.errors.erase( owed.errors.begin(),
+                      owed.errors.begin() +
+                          static_cast< std::ptrdiff_t >( std::min( size, owed.errors.size() ) ) );
+   std::size_t failures = 0;
+   for ( LinkSettingRequest const& request : requests ) {
+      owed.restored += request.error == 0;
+      if ( request.error == 0 || request.error == EEXIST )
+         continue;
+      ++failures;
+      settings.push_back( request.setting );
+      owed.errors.resize( settings.size() - 1 );
+      owed.errors.push_back( request.error );
+   }
+   double const now = Zet::now();
+   bool const isOver = settings.empty() || isLast || now - *owed.openSince > patience;
+   if ( isOver && owed.restored > 0 )
+      log_.line( "port " + std::string( owed.port.name.view() ) + ": put back " +
+                 count( owed.restored, "address or route", "addresses and routes" ) +
+                 " that the kernel had dropped when the port was shut" );
+   if ( isOver && !settings.empty() )
+      tellFailures( owed );
+   // What came back may be what the others need.
+   owed.tryAt = failures < requests.size() ? now : now + pause;
+   isChanged_ = true;
+   return isOver;
+}
+
+void
+Restoration::tellFailures( Owed const& owed ) {
+   auto const nameOf = [ this ]( std::uint32_t index ) {
+      Link const* const link = links_.link( index );
+      return link ? std::string( link->name.view() ) : "?";
+   };
+   for ( std::size_t i = 0; i < owed.port.settings.size(); ++i ) {
+      int const error = i < owed.errors.size() ? owed.errors[ i ] : 0;
+      log_.event( { .id = LogEvent::portFailure, .port = owed.port.name.view() },
+                  "port " + std::string( owed.port.name.view() ) +
+                      " has lost a setting while it was shut, which can't be put back: " +
+                      std::strerror( error ) + "; put it back with: ip " +
+                      commandText( owed.port.settings[ i ], nameOf ) );
+   }
+}
+
+std::vector< PortSettings >
+Restoration::all() const {
+   std::vector< PortSettings > all;
+   for ( auto const& [ index, owed ] : owed_ )
+      all.push_back( owed.port );
+   for ( std::uint32_t const index : routes_.table().linksWithSettings() )
+      if ( Link const* const link = links_.link( index );
+           link && link->adminUp && isOfPort( index ) && !isHeld( index ) && !isTaken( index ) )
+         all.push_back( { .index = index,
+                          .name = link->name,
+                          .address = link->address,
+                          .settings = routes_.table().settingsOf( index ) } );
+   return all;
+}
+
+bool
+Restoration::isOutdated() const {
+   RouteTable const& table = routes_.table();
+   bool const isOld = isChanged_ || recordedVersion_ != table.version();
+   return isOld && !( owed_.empty() && recorded_.empty() && table.addresses().empty() &&
+                      table.routes().empty() );
+}
+
+void
+Restoration::record() {
+   recordAt_.reset();
+   isChanged_ = false;
+   recordedVersion_ = routes_.table().version();
+   std::vector< PortSettings > now = all();
+   if ( recordError_ == 0 && now == recorded_ )
+      return;
+   int const error = store_.remember( now );
+   recorded_ = std::move( now );
+   if ( error != std::exchange( recordError_, error ) && error )
+      log_.event( { .id = LogEvent::trouble },
+                  "the addresses and routes of ports can't all be recorded in " + store_.place() +
+                      ": " + std::strerror( error ) +
+                      "; if ufdd is killed, those of a shut port may be lost" );
+}
+
+} // namespace Ufdd
