@@ -1,6 +1,7 @@
 #include "agent/kernel/RouteFilter.h"
 
 #include <linux/if.h>
+#include <linux/if_addr.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 
@@ -94,8 +95,16 @@ routeFilter( std::span< Prefix const > prefixes ) {
    // Parts of a dump hold many messages.
    writer.passIf( BPF_JSET, htons( NLM_F_MULTI ) );
    writer.load16( offsetof( nlmsghdr, nlmsg_type ) );
-   for ( int const type : { RTM_NEWADDR, RTM_DELADDR, RTM_DELLINK } )
-      writer.passIf( BPF_JEQ, htons( static_cast< std::uint16_t >( type ) ) );
+   writer.passIf( BPF_JEQ, htons( RTM_DELLINK ) );
+   for ( int const type : { RTM_NEWADDR, RTM_DELADDR } ) {
+      writer.begin( htons( static_cast< std::uint16_t >( type ) ) );
+      writer.load8( payload + offsetof( ifaddrmsg, ifa_family ) );
+      writer.passIf( BPF_JEQ, AF_INET );
+      writer.load8( payload + offsetof( ifaddrmsg, ifa_scope ) );
+      writer.passIf( BPF_JEQ, RT_SCOPE_UNIVERSE );
+      writer.drop();
+      writer.end();
+   }
    writer.begin( htons( RTM_NEWLINK ) );
    writer.load32( payload + offsetof( ifinfomsg, ifi_flags ) );
    writer.passUnless( BPF_JSET, htonl( IFF_UP ) );

@@ -78,6 +78,7 @@ RouteTable::insert( LinkAddress address ) {
       hopsAre( false, address.link, Hops::v4Only );
    if ( address.prefix.isV6 && !address.isStatic )
       return;
+   ++version_;
    address.reading = reading_;
    addresses_.emplace( address.link, std::move( address ) );
 }
@@ -86,10 +87,10 @@ RouteTable::insert( LinkAddress address ) {
 bool
 RouteTable::forget( LinkAddress const& address ) {
    auto const [ begin, end ] = addresses_.equal_range( address.link );
-   ++version_;
    bool hasOtherV4 = false;
    for ( auto at = begin; at != end; ) {
       bool const isSame = at->second.isSame( address );
+      version_ += isSame;
       hasOtherV4 |= !isSame && !at->second.prefix.isV6;
       at = isSame ? addresses_.erase( at ) : std::next( at );
    }
