@@ -63,7 +63,7 @@ void
 CarrierWatch::probeDrivers() {
    doubts_.clear();
    isContradicted_ = false;
-   std::size_t mutes = isAlert() ? uplinks_.size() : mutesPerIdleTick;
+   std::size_t mutes = isAlert() ? uplinks_.size() : mutesPerIdleTick();
    for ( std::size_t i = 0, at = nextMute_; i < uplinks_.size(); ++i ) {
       Link const* const link = links_.link( uplinks_[ at ] );
       at = at + 1 == uplinks_.size() ? 0 : at + 1;

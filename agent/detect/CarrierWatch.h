@@ -41,9 +41,9 @@ class CarrierWatch {
    // A little more than the kernel delays messages.
    static constexpr double probingSeconds = 1.1;
 
-   // The number of uplinks with a mute driver that one tick queries in the idle mode. A query of
-   // the kernel costs several times as much as one of a driver.
-   static constexpr std::size_t mutesPerIdleTick = 2;
+   // The number of uplinks with a mute driver that one tick queries in the idle mode, so that ticks
+   // stay cheap. A query of the kernel costs several times as much as one of a driver.
+   std::size_t mutesPerIdleTick() const { return 1 + uplinks_.size() / 32; }
 
    // A link whose driver contradicts the last message about it, or says nothing.
    struct Doubt {

@@ -400,10 +400,10 @@ TEST_F( AgentTest, idleTicksAreCheapAndFindEachLoss ) {
    runTurns();
    pass( 2 );
    tick();
-   for ( int i = 0; i < 3; ++i )
-      EXPECT_EQ( tick(), "8 + 2" );
+   for ( int i = 0; i < 6; ++i )
+      EXPECT_EQ( tick(), "8 + 1" );
    kernel.carrier( "x5", false );
-   for ( int i = 0; i < 3; ++i )
+   for ( int i = 0; i < 6; ++i )
       tick();
    agent->endTurn();
    EXPECT_EQ( takeActs(), " -d2" );
