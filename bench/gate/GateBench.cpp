@@ -216,7 +216,7 @@ measureDelays( int trials, bool onlyAttack ) {
                 "p99 ms", "max ms" );
    if ( !onlyAttack )
       for ( Scenario const& scenario : scenarios )
-         for ( char const* const detection : { "auto", "verify", "events" } )
+         for ( char const* const detection : { "auto", "events" } )
             measure( scenario, detection, u2, trials );
    Attacker const attacker;
    for ( char const* const detection : { "auto", "poll", "verify", "events" } )
@@ -266,7 +266,8 @@ main( int argc, char** argv ) {
       // The drivers of the second kind do not say whether there is carrier.
       for ( char const* const kind : { "veth", "ifb" } )
          for ( int const count : { 2, 64 } )
-            measureCost( kind, count );
+            if ( !onlyAttack )
+               measureCost( kind, count );
       std::printf( "\n" );
       measureDelays( trials, onlyAttack );
    } catch ( std::exception const& error ) {
