@@ -26,9 +26,12 @@ TEST_F( KernelTest, portsAreShutAndOpened ) {
 
    ip( "link del u1" );
    ASSERT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
+   // Until then ufdd would take an opened port for one that can't be shut.
+   ASSERT_TRUE( eventually( [ & ] { return ufdd.count( "port d1 shut: " ) == 2; } ) );
    for ( std::size_t fights = 1; fights <= 3; ++fights ) {
       set( "d1", true );
-      ASSERT_TRUE( eventually( [ & ] { return ufdd.count( "port d1 shut again" ) == fights; } ) );
+      ASSERT_TRUE( eventually( [ & ] { return ufdd.count( "port d1 shut again" ) == fights; } ) )
+          << ufdd.output();
       ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
    }
    set( "d1", true );
