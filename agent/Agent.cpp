@@ -1,9 +1,6 @@
 #include "agent/Agent.h"
 
-#include "agent/base/WallTime.h"
-#include "agent/detect/GroupTexts.h"
-#include "agent/reflected/Configuration.h"
-#include "model/GroupStatus.h"
+#include "agent/StateText.h"
 #include "platform/zet/Clock.h"
 
 #include <algorithm>
@@ -57,7 +54,8 @@ Agent::Agent( LinkSource& source, RouteSource& routes, LinkControl& control, Own
       defaultRoutes_( links_ ), carrierWatch_( links_, source ),
       portControl_( detector_, links_, defaultRoutes_, control, store, log ),
       restoration_( links_, portControl_, routes, settings, log ),
-      portReport_( detector_, links_, log ), groupLog_( detector_, links_, log ), troubles_( log ) {
+      portReport_( detector_, links_, log ), groupLog_( detector_, links_, log ),
+      stateWriter_( state_, detector_, links_, carrierWatch_, portControl_ ), troubles_( log ) {
    links_.listenerIs( portControl_ );
 }
 
@@ -86,6 +84,7 @@ Agent::start( ConfigFile const& config ) {
       startupEnd_ = Zet::now() + startupHold_;
    act();
    watchUplinks( config );
+   handleConfigured( config );
 }
 
 bool
@@ -99,6 +98,8 @@ Agent::reload( ConfigFile config, std::string const& file ) {
          log_.event( about, error );
       log_.event( about, "configuration not loaded, because of the errors above; the former one "
                          "stays in force" );
+      state_->refusalIs( config.errors.front() );
+      state_->refusalTimeIs( Zet::now() );
       remark_ = "; " + file + " has errors and was not loaded";
       return false;
    }
@@ -125,6 +126,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    act();
    links_.watchOnly( interfaces );
    watchUplinks( config );
+   handleConfigured( config );
    log_.event( about, "configuration loaded: groups added " + std::to_string( added ) +
                           ", changed " + std::to_string( changed ) + ", removed " +
                           std::to_string( removed ) );
@@ -135,6 +137,15 @@ void
 Agent::logWarnings( ConfigFile const& config ) {
    for ( std::string const& warning : config.warnings )
       log_.event( { .id = LogEvent::configuration }, warning );
+}
+
+void
+Agent::handleConfigured( ConfigFile const& config ) {
+   state_->configTimeIs( Zet::now() );
+   state_->refusalTimeIs( 0 );
+   state_->refusalIs( {} );
+   state_->detectionIs( config.detection.modeText() );
+   stateWriter_.configure();
 }
 
 void
@@ -198,24 +209,31 @@ Agent::endTurn() {
    if ( updateRoutes() )
       act();
    restoration_.endTurn();
+   stateWriter_.write();
 }
 
 void
 Agent::reportTroubles() {
-   for ( std::string trouble : { source_.takeTrouble(), routes_.takeTrouble() } )
-      if ( !trouble.empty() )
-         troubles_.add( std::move( trouble ) );
+   if ( std::string trouble = source_.takeTrouble(); !trouble.empty() ) {
+      troubles_.add( std::move( trouble ) );
+      stateWriter_.handleTrouble();
+   }
+   if ( std::string trouble = routes_.takeTrouble(); !trouble.empty() )
+      troubles_.add( std::move( trouble ) );
    troubles_.report();
 }
 
 void
 Agent::act() {
    actOnPorts();
+   auto const results = portControl_.takeResults();
+   double const actedAt = results.empty() ? 0 : Zet::now();
    groupLog_.tellTransitions();
    groupLog_.tell( detector_.decisions().takeRemarks() );
-   std::vector< PortResult > const results = portControl_.takeResults();
+   stateWriter_.handleTransitions( groupLog_.takeTold() );
    portReport_.tell( results );
    restoration_.handleResults( results );
+   stateWriter_.handleResults( results, actedAt );
    groupLog_.tellUplinks( links_.changes() );
    links_.forgetChanges();
 }
@@ -283,16 +301,7 @@ Agent::restoreAll( bool isLast ) {
 
 std::vector< std::string >
 Agent::statusLines() const {
-   std::vector< std::string > lines;
-   for ( auto group = detector_.status->groupIteratorConst(); group; ++group ) {
-      auto const config = detector_.config->group( group->name() );
-      double const time = group->prevDisabledTime();
-      lines.push_back(
-          "group " + std::string( group->name().view() ) + ": " + scalarsText( *group ) +
-          ( time > 0 ? "; last disabled " + localTime( Moment::now().wallAt( time ) ) : "" ) +
-          "; uplinks: " + ( config ? uplinksText( detector_, *config ) : "" ) );
-   }
-   return lines;
+   return stateLines( roots(), Moment::now() );
 }
 
 std::string

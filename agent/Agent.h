@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/StateWriter.h"
 #include "agent/base/Log.h"
 #include "agent/base/Troubles.h"
 #include "agent/config/ConfigFile.h"
@@ -66,7 +67,7 @@ class Agent {
    Detector const& detector() const { return detector_; }
    // What others may read of the agent.
    StatusRoots roots() const { return { detector_.config, detector_.status, state_ }; }
-   // Returns a line for each group, with its status and its uplinks.
+   // Returns a line for each group, as stateLines() does.
    std::vector< std::string > statusLines() const;
    // Returns "2 groups, 1 down; ports shut: 3; overridden: d1 d2"; and, if the last reload was
    // refused, says so.
@@ -77,6 +78,8 @@ class Agent {
    static constexpr double readAgainSeconds = 1;
 
    void logWarnings( ConfigFile const& config );
+   // Tells the State that the configuration is in force.
+   void handleConfigured( ConfigFile const& config );
    void watchUplinks( ConfigFile const& config );
    // Keeps the ports of a new group shut if they are ours, until the group's delays have passed.
    void assumeDown( GroupSettings const& group );
@@ -106,6 +109,7 @@ class Agent {
    Restoration restoration_;
    PortReport portReport_;
    GroupLog groupLog_;
+   StateWriter stateWriter_;
    Troubles troubles_; // With the source.
 
    std::vector< Kelnet::IntfId > uplinks_; // As configured.

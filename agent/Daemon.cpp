@@ -45,6 +45,10 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
       recordTimer_( loop_.timer< &Daemon::handleRecordTime >( *this ) ) {
+   auto const state = agent_.roots().state;
+   state->versionIs( options.version );
+   state->configFileIs( options.configFile );
+   state->startTimeIs( Zet::now() );
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),
                                "can't shut ports without CAP_NET_ADMIN; start ufdd as root or "

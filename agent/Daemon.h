@@ -24,6 +24,7 @@ struct DaemonOptions {
    std::string configFile;                                    // Read again on SIGHUP.
    std::string stateDirectory = StateDirectory::usualPath;    // Of the record.
    int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer; // For link messages, in bytes.
+   std::string version = {};                                  // Of ufdd: "0.1.0".
    std::string socket = StatusServer::usualSocket;            // Path, to serve the status.
 };
 

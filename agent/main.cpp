@@ -96,6 +96,7 @@ main( int argc, char** argv ) {
    Ufdd::CommandLine line( "ufdd", UFDD_VERSION,
                            "Shuts downstream ports while too few uplinks are up." );
    Ufdd::DaemonOptions options;
+   options.version = UFDD_VERSION;
    Ufdd::CheckOptions checked;
    bool isToRelease = false;
    line.option( "--config", "FILE", options.configFile, "Run with the groups of this file" );

@@ -71,7 +71,7 @@ kill $pid
 status=0
 wait $pid || status=$?
 pids=("${pids[@]:1}")
-shut=$(sed -n 's/.*numTimesDisabled \([0-9]*\).*/\1/p' "$scratch/log" | tail -n 1)
+shut=$(sed -n 's/.*, went down \([0-9]*\) times.*/\1/p' "$scratch/log" | tail -n 1)
 echo "$seconds s, $flaps flaps; in all, the port was shut ${shut:-0} times in" \
   "$(((warm_up + seconds) * 100)) flaps"
 echo "resident memory $kib -> $kib_after KiB, file descriptors $fds -> $fds_after"

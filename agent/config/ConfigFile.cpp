@@ -128,12 +128,7 @@ Reader::readFile( toml::table const& file ) {
 void
 Reader::readDetection( toml::table const& file ) {
    using Mode = DetectionSettings::Mode;
-   static constexpr std::array< std::pair< std::string_view, Mode >, 4 > modes{
-      { { "auto", Mode::automatic },
-        { "verify", Mode::verify },
-        { "poll", Mode::poll },
-        { "events", Mode::events } }
-   };
+   constexpr auto const& modes = DetectionSettings::modes;
    read( file, "detection", R"("auto", "verify", "poll" or "events")", detection.mode,
          []( toml::node const& node ) -> std::optional< Mode > {
             auto const mode = std::find_if( modes.begin(), modes.end(), [ & ]( auto const& m ) {

@@ -1,6 +1,9 @@
 #pragma once
 
+#include <array>
 #include <cstdint>
+#include <string_view>
+#include <utility>
 
 namespace Ufdd {
 
@@ -12,9 +15,22 @@ struct DetectionSettings {
       automatic, // As verify, and queries them less often at all other times.
       poll,      // Queries the uplinks all the time.
    };
+   // Each mode as it is written in the file.
+   static constexpr std::array< std::pair< std::string_view, Mode >, 4 > modes{
+      { { "auto", Mode::automatic },
+        { "verify", Mode::verify },
+        { "poll", Mode::poll },
+        { "events", Mode::events } }
+   };
    static constexpr std::uint32_t maxIntervalMs = 1000;
 
    Mode mode = Mode::automatic;
+   constexpr std::string_view modeText() const {
+      for ( auto const& [ text, named ] : modes )
+         if ( named == mode )
+            return text;
+      return {};
+   }
    // Milliseconds between two queries; 1 to maxIntervalMs.
    std::uint32_t intervalMs = 2;
    std::uint32_t idleIntervalMs = 10; // For `automatic`, while no message comes.

@@ -56,6 +56,10 @@ CarrierWatch::probeAll() {
    // Asks the kernel for messages instead of believing the drivers: messages are in order.
    if ( !doubtful_.empty() )
       hasMessages = source_.query( doubtful_ );
+   for ( Doubt const& doubt : doubts_ )
+      if ( Link const* const link = links_.link( doubt.index );
+           link && doubt.carrier == link->carrier )
+         ++found_;
    return hasMessages || !links_.changes().empty();
 }
 

@@ -36,6 +36,8 @@ class CarrierWatch {
    std::uint32_t tickMs() const { return tickMs_; }
    // Returns false if no uplink, message or tickMs() has changed.
    bool handleTick();
+   // The number of carrier changes that were found by querying the drivers. Wraps.
+   unsigned int found() const { return found_; }
 
  private:
    // A little more than the kernel delays messages.
@@ -68,6 +70,7 @@ class CarrierWatch {
    std::vector< Doubt > doubts_;
    bool isContradicted_ = false; // Among the doubts is one of a driver that says something.
    std::vector< std::uint32_t > doubtful_;
+   unsigned int found_ = 0;
 };
 
 } // namespace Ufdd

@@ -45,6 +45,32 @@ GroupDecisions::allowsDefaultRoute( Kelnet::IntfId port ) const {
    } );
 }
 
+bool
+GroupDecisions::isDown( Zet::Name const& group ) const {
+   auto const at = groups_.find( group );
+   return at != groups_.end() && at->second.isDown;
+}
+
+bool
+GroupDecisions::wantsShut( Zet::Name const& group, Kelnet::IntfId port ) const {
+   auto const at = groups_.find( group );
+   return at != groups_.end() && at->second.isDown && at->second.covers( port );
+}
+
+double
+GroupDecisions::sinceOf( Zet::Name const& group ) const {
+   auto const at = groups_.find( group );
+   return at == groups_.end() ? 0 : at->second.since;
+}
+
+GroupDecisions::Delays
+GroupDecisions::delaysOf( Zet::Name const& group ) const {
+   auto const at = groups_.find( group );
+   if ( at == groups_.end() )
+      return {};
+   return { at->second.policy.downDelay, at->second.recoveryDelay.seconds() };
+}
+
 void
 GroupDecisions::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
    Decision& decision = groups_[ group ];
@@ -59,9 +85,7 @@ GroupDecisions::Decision::covers( Kelnet::IntfId port ) const {
 
 bool
 GroupDecisions::shuts( GroupConfig const& group, Kelnet::IntfId port ) const {
-   auto const at = groups_.find( group.name() );
-   return at != groups_.end() && at->second.isDown && !at->second.policy.dryRun &&
-          at->second.covers( port );
+   return wantsShut( group.name(), port ) && !isDryRun( group.name() );
 }
 
 void

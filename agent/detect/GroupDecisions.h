@@ -53,6 +53,23 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    bool isDryRun( Zet::Name const& group ) const;
    // Returns true if a group that shuts the port does so even if it carries the default route.
    bool allowsDefaultRoute( Kelnet::IntfId port ) const;
+   // Returns true if the group is decided to be down.
+   bool isDown( Zet::Name const& group ) const;
+   // Returns true if the group, decided to be down, shuts the port, or would but for dry_run.
+   bool wantsShut( Zet::Name const& group, Kelnet::IntfId port ) const;
+   // When the group was first seen as it is now; 0 for an unknown group.
+   double sinceOf( Zet::Name const& group ) const;
+   // The group's delays at present.
+   struct Delays {
+      double down = 0;     // In seconds.
+      double recovery = 0; // In seconds.
+   };
+   Delays delaysOf( Zet::Name const& group ) const;
+   // Calls visit( name ) for each group that evaluate() will look at.
+   template < class Visit > void forEachInReview( Visit visit ) const {
+      for ( Groups::iterator const group : inReview_ )
+         visit( group->first );
+   }
    // As of the last takeChanges().
    bool mustBeShut( Kelnet::IntfId port ) const { return portDecisions_.mustBeShut( port ); }
    // Returns the ports whose decision differs from that of the last call.

@@ -90,6 +90,7 @@ GroupLog::print( Transition const& transition ) {
                    std::string( stringValue( before ).view() ) + " -> " +
                    std::string( stringValue( now ).view() ) + ", " +
                    ( group ? countText( *group, up ) : "" ) + ": " + reason );
+   told_.push_back( { name, before, now, reason } );
 }
 
 } // namespace Ufdd

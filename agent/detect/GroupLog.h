@@ -6,6 +6,8 @@
 #include "host/GroupTransitions.h"
 
 #include <map>
+#include <string>
+#include <utility>
 #include <vector>
 
 namespace Ufdd {
@@ -25,6 +27,14 @@ class GroupLog final : private UplinkFailureDetection::GroupTransitions::Listene
    void endConfiguring();
    // Logs the transitions since the last call.
    void tellTransitions();
+   // A transition that was logged.
+   struct Told {
+      Zet::Name group;
+      UplinkFailureDetection::GroupLinkStatus before, now;
+      std::string reason; // "uplink eth2 lost carrier"; "configured".
+   };
+   // Returns the transitions logged since the last call.
+   std::vector< Told > takeTold() { return std::exchange( told_, {} ); }
    void tell( std::vector< GroupDecisions::Remark > const& remarks );
    // Logs changed numbers of uplinks, with the last of `changes` that explains each.
    void tellUplinks( std::vector< LinkCause > const& changes );
@@ -46,6 +56,7 @@ class GroupLog final : private UplinkFailureDetection::GroupTransitions::Listene
    LinkDirectory const& links_;
    Log& log_;
    std::vector< Transition > waiting_; // Not logged yet.
+   std::vector< Told > told_;          // See takeTold().
    bool isConfiguring_ = false;
    std::map< Zet::Name, LinkStatus > beforeConfiguring_;
    std::map< Zet::Name, unsigned int > toldUp_; // The number of uplinks up, as last logged.

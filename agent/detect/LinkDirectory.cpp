@@ -1,5 +1,7 @@
 #include "agent/detect/LinkDirectory.h"
 
+#include "platform/zet/Clock.h"
+
 #include <linux/if.h>
 
 #include <algorithm>
@@ -53,6 +55,7 @@ LinkDirectory::watch( Kelnet::IntfId name ) {
          continue;
       at->second.index = index;
       handleState( at->second, known.link );
+      touch( known );
    }
 }
 
@@ -89,6 +92,12 @@ Link const*
 LinkDirectory::link( Kelnet::IntfId name ) const {
    auto const at = watched_.find( name.name().view() );
    return at == watched_.end() ? nullptr : link( at->second.index );
+}
+
+LinkCause::Kind
+LinkDirectory::kindOf( Kelnet::IntfId name ) const {
+   auto const at = watched_.find( name.name().view() );
+   return at == watched_.end() ? LinkCause::Kind::none : at->second.kind;
 }
 
 std::vector< std::uint32_t >
@@ -132,6 +141,8 @@ LinkDirectory::handleLink( Link const& link ) {
    if ( hasNewName || known.link.altNames != link.altNames )
       handleName( known, link );
    shape_ += hasNewName || known.link.master != link.master || known.link.lower != link.lower;
+   if ( known.link.master != link.master )
+      touch( known );
    known.link = link;
    if ( isRenamed && listener_ )
       listener_->handleRenamed( link.index, link.name );
@@ -140,6 +151,7 @@ LinkDirectory::handleLink( Link const& link ) {
    for ( WatchedName* const name : known.names )
       if ( name->index == link.index )
          handleState( *name, link );
+   touch( known );
    if ( listener_ )
       listener_->handleLink( link );
 }
@@ -171,7 +183,8 @@ LinkDirectory::watchedOf( Link const& link ) {
 void
 LinkDirectory::handleState( WatchedName& name, Link const& link ) {
    OperStatus const before = name.status ? name.status->operStatus() : OperStatus::unknown;
-   LinkCause::Kind const kind = kindOf( link, before );
+   LinkCause::Kind const kind = Ufdd::kindOf( link, before );
+   name.kind = kind;
    OperStatus const operStatus = kind == LinkCause::Kind::up ? OperStatus::up : OperStatus::down;
    cause_ = { kind, name.id, {} };
    if ( name.status ) {
@@ -198,6 +211,7 @@ LinkDirectory::handleLinkGone( std::uint32_t index ) {
    auto const at = links_.find( index );
    if ( at == links_.end() )
       return;
+   touch( at->second );
    std::vector< WatchedName* > const names = std::move( at->second.names );
    links_.erase( at );
    ++shape_;
@@ -208,11 +222,29 @@ LinkDirectory::handleLinkGone( std::uint32_t index ) {
 }
 
 void
+LinkDirectory::touch( KnownLink const& known ) {
+   for ( WatchedName const* const name : known.names )
+      touch( name->id );
+   if ( auto const master = links_.find( known.link.master ); master != links_.end() )
+      for ( WatchedName const* const name : master->second.names )
+         touch( name->id );
+}
+
+void
+LinkDirectory::touch( Kelnet::IntfId name ) {
+   if ( touched_.empty() )
+      touchedAt_ = Zet::now();
+   touched_.push_back( name );
+}
+
+void
 LinkDirectory::leave( WatchedName& name, std::uint32_t index, LinkCause const& cause ) {
    if ( name.index != index )
       return;
    name.index = 0;
    name.status = nullptr;
+   name.kind = LinkCause::Kind::none;
+   touch( name.id );
    cause_ = cause;
    directory_->intfStatusDel( name.id );
    changes_.push_back( cause_ );

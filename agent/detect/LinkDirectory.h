@@ -62,6 +62,15 @@ class LinkDirectory final : public LinkListener {
    // The changes of operational states since forgetChanges().
    std::vector< LinkCause > const& changes() const { return changes_; }
    void forgetChanges() { changes_.clear(); }
+   // Returns what the last message made of the link of that name; `none` when there is no link, or
+   // when the name is not watched.
+   LinkCause::Kind kindOf( Kelnet::IntfId name ) const;
+   // The watched names about whose links there were messages since forgetTouched(), and those of
+   // the LAGs that these links are members of. A name may be there more than once.
+   std::vector< Kelnet::IntfId > const& touched() const { return touched_; }
+   // When the first of these messages came, by Zet::now().
+   double touchedAt() const { return touchedAt_; }
+   void forgetTouched() { touched_.clear(); }
 
    void handleLinks( std::span< Link const > links ) override;
    void handleLink( Link const& link ) override;
@@ -72,8 +81,9 @@ class LinkDirectory final : public LinkListener {
    // A watched name.
    struct WatchedName {
       Kelnet::IntfId id;
-      std::uint32_t index = 0;                     // The link that has it, or 0.
-      Zet::Ptr< Interface::EthIntfStatus > status; // In the directory while there is a link.
+      std::uint32_t index = 0;                      // The link that has it, or 0.
+      Zet::Ptr< Interface::EthIntfStatus > status;  // In the directory while there is a link.
+      LinkCause::Kind kind = LinkCause::Kind::none; // See kindOf().
    };
 
    struct KnownLink {
@@ -85,6 +95,8 @@ class LinkDirectory final : public LinkListener {
    void handleName( KnownLink& known, Link const& link );
    void handleState( WatchedName& name, Link const& link );
    std::vector< WatchedName* > watchedOf( Link const& link );
+   void touch( KnownLink const& known );
+   void touch( Kelnet::IntfId name );
    void leave( WatchedName& name, std::uint32_t index, LinkCause const& cause );
 
    Zet::Ptr< Interface::EthIntfStatusDir > const directory_;
@@ -92,6 +104,8 @@ class LinkDirectory final : public LinkListener {
    LinkCause cause_;
    std::uint64_t shape_ = 0;
    std::vector< LinkCause > changes_;
+   std::vector< Kelnet::IntfId > touched_;
+   double touchedAt_ = 0;
    std::unordered_map< std::string_view, WatchedName > watched_; // By name.
    std::unordered_map< std::uint32_t, KnownLink > links_;        // By index.
 };

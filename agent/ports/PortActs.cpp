@@ -72,6 +72,18 @@ PortActs::hasFailed( std::uint32_t index, bool up ) const {
    return at != failed_.end() && at->second == up;
 }
 
+bool
+PortActs::hasFailed( std::uint32_t index ) const {
+   auto const at = states_.find( index );
+   return at != states_.end() && at->second.error != 0;
+}
+
+bool
+PortActs::wasFoundDown( std::uint32_t index ) const {
+   auto const at = states_.find( index );
+   return at != states_.end() && at->second.foundDown;
+}
+
 void
 PortActs::handleGone( std::uint32_t index ) {
    owned_.erase( index );

@@ -45,6 +45,10 @@ class PortActs {
    // The results since the last call, in the order of the acts.
    std::vector< PortResult > takeResults() { return std::exchange( results_, {} ); }
    bool hasFailures() const { return !failed_.empty(); }
+   // Returns true if the last act on the link failed.
+   bool hasFailed( std::uint32_t index ) const;
+   // Returns true if the link was administratively down already when it had to be shut.
+   bool wasFoundDown( std::uint32_t index ) const;
    // Returns the links whose last act failed, by index, with true for those to be opened. Their
    // acts may be asked for again.
    std::map< std::uint32_t, bool > takeFailed() { return std::exchange( failed_, {} ); }

@@ -1,6 +1,7 @@
 #include "agent/ports/PortControl.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 namespace Ufdd {
@@ -180,12 +181,63 @@ PortControl::act() {
          if ( !detector_.decisions().mustBeShut( port ) || ( link && isProtected( *link ) ) )
             acts_.queueOpen( owned, port );
       }
+      acts_.act();
+      reviewed_.insert( reviewed_.end(), changed_.begin(), changed_.end() );
       changed_.clear();
       changedSet_.clear();
-      acts_.act();
    }
    // Needed without acts as well: links may have gone, or an earlier try may have failed.
    owned_.remember();
+}
+
+PortCondition
+PortControl::conditionOf( Link const& link, bool mustBeShut ) const {
+   bool const isOurs = owned_.contains( link.index );
+   if ( !mustBeShut && !isOurs )
+      return PortCondition::open;
+   if ( !isOurs && !link.adminUp && acts_.wasFoundDown( link.index ) )
+      return PortCondition::foreign;
+   if ( acts_.hasFailed( link.index ) )
+      return PortCondition::failed;
+   if ( !mustBeShut )
+      return PortCondition::opening;
+   if ( isProtected( link ) )
+      return PortCondition::isProtected;
+   if ( !isOurs && spared_.contains( link.index ) )
+      return PortCondition::defaultRoute;
+   if ( owned_.isOverridden( link.index ) )
+      return PortCondition::overridden;
+   return isOurs ? PortCondition::shut : PortCondition::shutting;
+}
+
+PortControl::View
+PortControl::viewOf( Kelnet::IntfId port ) {
+   // The conditions of a LAG's members, by what the LAG's is if they differ.
+   constexpr std::array precedence{ PortCondition::failed,      PortCondition::shutting,
+                                    PortCondition::isProtected, PortCondition::defaultRoute,
+                                    PortCondition::overridden,  PortCondition::opening,
+                                    PortCondition::shut,        PortCondition::foreign,
+                                    PortCondition::open };
+   bool const mustBeShut = detector_.decisions().mustBeShut( port );
+   collectLinks( port );
+   Link const* const named = links_.link( port );
+   // No group names the port any more, but we still hold it.
+   if ( !named )
+      for ( auto const& [ index, owned ] : owned_ )
+         if ( Link const* const link = links_.link( index ); link && portOf( *link ) == port )
+            linksOfPort_.push_back( *link );
+   View view{ mustBeShut ? PortCondition::absent : PortCondition::open, PortMeans::none };
+   auto place = precedence.end();
+   for ( Link const& link : linksOfPort_ ) {
+      place = std::min( place, std::ranges::find( precedence, conditionOf( link, mustBeShut ) ) );
+      if ( OwnedLink const* const owned = owned_.find( link.index ) )
+         view.means = named && named->isLag                           ? PortMeans::members
+                      : owned->means == LinkRequest::Means::adminDown ? PortMeans::down
+                                                                      : PortMeans::protodown;
+   }
+   if ( place != precedence.end() )
+      view.condition = *place;
+   return view;
 }
 
 bool

@@ -8,12 +8,15 @@
 #include "agent/ports/OwnedLinkStore.h"
 #include "agent/ports/OwnedLinks.h"
 #include "agent/ports/PortActs.h"
+#include "agent/state/PortCondition.h"
+#include "agent/state/PortMeans.h"
 
 #include <cstdint>
 #include <functional>
 #include <set>
 #include <string>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 namespace Ufdd {
@@ -56,6 +59,15 @@ class PortControl final : public LinkDirectory::Listener {
    // Opens every port that we shut, whatever the groups need, and forgets the overrides. Returns
    // false when one couldn't be opened.
    bool openAll();
+   // What has come of the decision about a port.
+   struct View {
+      PortCondition condition;
+      PortMeans means;
+   };
+   // Returns that of the port, as of the last act(). Knows nothing of dry runs: `open` then.
+   View viewOf( Kelnet::IntfId port );
+   // Returns the ports that act() has looked at since the last call, each at least once.
+   std::vector< Kelnet::IntfId > takeReviewed() { return std::exchange( reviewed_, {} ); }
    // The overridden links: " d1 d2".
    std::string overridden() const;
    // The links that are left open because they carry the default route: " d1 d2".
@@ -84,6 +96,7 @@ class PortControl final : public LinkDirectory::Listener {
    // its own name if it is ours, else empty.
    Kelnet::IntfId portOf( Link const& link ) const;
    bool isProtected( Link const& link ) const;
+   PortCondition conditionOf( Link const& link, bool mustBeShut ) const;
    // Fills linksOfPort_ with the links that are shut when the port is.
    void collectLinks( Kelnet::IntfId port );
 
@@ -97,8 +110,9 @@ class PortControl final : public LinkDirectory::Listener {
    PortActs acts_;
    std::vector< Kelnet::IntfId > changed_; // Ports to review in act(), each once.
    std::unordered_set< Kelnet::IntfId > changedSet_;
-   std::set< std::uint32_t > spared_; // Links, by index.
-   std::vector< Link > linksOfPort_;  // See collectLinks().
+   std::set< std::uint32_t > spared_;       // Links, by index.
+   std::vector< Kelnet::IntfId > reviewed_; // See takeReviewed().
+   std::vector< Link > linksOfPort_;        // See collectLinks().
 };
 
 } // namespace Ufdd

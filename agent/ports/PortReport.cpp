@@ -136,13 +136,18 @@ PortReport::tellOpened( LinkRequest const& answer ) {
 void
 PortReport::tellFailed( LinkRequest const& answer, bool isReleasing ) {
    line( LogEvent::portFailure, {}, answer.port,
-         nameOf( answer ) + " can't be " + ( answer.up ? "opened" : "shut" ) + ": " +
-             ( answer.error == PortResult::notSeen
-                   ? "the kernel reported no error, but changed nothing"
-               : answer.error == PortResult::otherHardware
-                   ? "its hardware address has changed, it may be another interface"
-                   : std::strerror( answer.error ) ) +
-             "; " + ( isReleasing ? commandFor( answer ) : remedyOf( answer ) ) );
+         nameOf( answer ) + ' ' + failureOf( answer ) + "; " +
+             ( isReleasing ? commandFor( answer ) : remedyOf( answer ) ) );
+}
+
+std::string
+PortReport::failureOf( LinkRequest const& failure ) {
+   return std::string( failure.up ? "can't be opened: " : "can't be shut: " ) +
+          ( failure.error == PortResult::notSeen
+                ? "the kernel reported no error, but changed nothing"
+            : failure.error == PortResult::otherHardware
+                ? "its hardware address has changed, it may be another interface"
+                : std::strerror( failure.error ) );
 }
 
 std::string

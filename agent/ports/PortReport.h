@@ -23,6 +23,8 @@ class PortReport {
    void tell( std::span< PortResult const > results );
    // The same for ports that are opened because the daemon stops.
    void tellReleased( std::span< PortResult const > results );
+   // "can't be shut: Device or resource busy"
+   static std::string failureOf( LinkRequest const& failure );
 
  private:
    // Logs `text`, marked with the names of `groups`.

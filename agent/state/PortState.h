@@ -32,7 +32,7 @@ class PortState : public Notify::LoggedEntity< PortState > {
    // shut, the time at which this one took it over.
    double since() const noexcept { return since_; }
    void sinceIs( double since ) { attributeIs< &PortState::since >( since_, since ); }
-   // Why the last act on it failed, in words; empty once an act has succeeded.
+   // Why the last act on it failed, in words; empty once it is done, or needless.
    Zet::String8 failure() const { return failure_; }
    void failureIs( Zet::String8 failure ) {
       attributeIs< &PortState::failure >( failure_, std::move( failure ) );

@@ -59,10 +59,11 @@ class State : public Notify::LoggedEntity< State > {
 
    // Counters since ufdd was started. Each wraps after 2^32 - 1.
    //
-   // How often the kernel dropped messages about links, so that all links were read again.
+   // How often messages about links were lost or links could not be read. All links are read again
+   // then.
    unsigned int overruns() const noexcept { return overruns_; }
    void overrunsIs( unsigned int count ) { attributeIs< &State::overruns >( overruns_, count ); }
-   // The number of carrier changes that were found by asking a driver, before the kernel's message.
+   // The number of carrier changes that were found by asking a driver, before the kernel told them.
    unsigned int foundByAsking() const noexcept { return foundByAsking_; }
    void foundByAskingIs( unsigned int count ) {
       attributeIs< &State::foundByAsking >( foundByAsking_, count );

@@ -126,7 +126,9 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    kernel.carrier( "u1", false );
    runTurns();
    EXPECT_EQ( takeActs() + takeLines(), "group g: 1/2 up, min_links 1: uplink u1 lost carrier\n" );
-   EXPECT_TRUE( agent->statusLines()[ 0 ].ends_with( "; uplinks: u1 down, u2 up" ) );
+   EXPECT_TRUE( agent->statusLines()[ 0 ].ends_with(
+       ", 1/2 up, needs 1: configured; uplinks: u1 no carrier, u2 up; ports: d1 open, d2 open" ) )
+       << agent->statusLines()[ 0 ];
    kernel.set( "u2", false );
    runTurns();
    EXPECT_EQ( takeLines(),
@@ -169,6 +171,7 @@ TEST_F( AgentTest, leavesThePortOfTheDefaultRouteOpenWhileItCarriesThat ) {
        << lines;
    EXPECT_EQ( agent->summary(),
               "2 groups, 2 down; ports shut: 1; left open for the default route: d1" );
+   EXPECT_EQ( agent->roots().state->port( "d1" )->condition(), PortCondition::defaultRoute );
    groups[ 1 ].policy.dryRun = false;
    agent->reload( config(), "f" );
    EXPECT_EQ( takeActs(), " -d1" );
@@ -188,11 +191,62 @@ TEST_F( AgentTest, leavesThePortOfTheDefaultRouteOpenWhileItCarriesThat ) {
    EXPECT_EQ( agent->summary(), "1 group, 1 down; ports shut: 2" );
 }
 
+TEST_F( AgentTest, tellsWhatItKnowsAtTheEndOfTheTurn ) {
+   start();
+   State const& state = *agent->roots().state;
+   auto const known = [ & ] {
+      std::string text;
+      for ( char const* const name : { "d1", "d2" } ) {
+         auto const port = state.port( name );
+         text += std::string( Notify::textOf( port->condition() ).view() ) + ' ' +
+                 port->failure().c_str() + '@' + std::to_string( int( port->since() ) ) + ' ';
+      }
+      return text;
+   };
+   EXPECT_EQ( known(), "open @1000 open @1000 " );
+   simulatedNow = 1010;
+   kernel.link( "d2" ).refusal = EPERM;
+   uplinksAre( false );
+   EXPECT_EQ( known(), "shut @1010 failed can't be shut: Operation not permitted@1010 " );
+   EXPECT_EQ( state.link( "u1" )->condition(), LinkCondition::noCarrier );
+   auto const told = state.group( "g" );
+   EXPECT_TRUE( told->isDown() && state.port( "d2" )->group( "g" ) );
+   EXPECT_EQ( told->cause(), "uplink u2 lost carrier" );
+   EXPECT_EQ( told->downTime(), 1010 );
+   EXPECT_EQ( state.reactions( "0.0001" ), 1u );
+   kernel.link( "d2" ).refusal = 0;
+   pass( 1 );
+   EXPECT_EQ( known(), "shut @1010 shut @1011 " );
+   EXPECT_EQ( state.acts(), 2u );
+   EXPECT_EQ( state.failedActs(), 1u );
+
+   ConfigFile wrong = config();
+   wrong.errors = { "f:1: wrong", "f:2: wrong" };
+   agent->reload( wrong, "f" );
+   EXPECT_EQ( state.refusal(), "f:1: wrong" );
+   EXPECT_EQ( state.refusalTime(), 1011 );
+   // A port that no group names any more is told of until it is open.
+   kernel.link( "d2" ).refusal = EBUSY;
+   ConfigFile other = config();
+   other.groups = { group( "h", { "u1" }, { "d1" } ) };
+   agent->reload( other, "f" );
+   agent->endTurn();
+   EXPECT_EQ( state.refusalTime(), 0 );
+   EXPECT_FALSE( state.group( "g" ) || state.link( "u2" ) );
+   EXPECT_EQ( known(), "shut @1010 failed can't be opened: Device or resource busy@1011 " );
+   kernel.link( "d2" ).refusal = 0;
+   pass( 1 );
+   EXPECT_FALSE( state.port( "d2" ) );
+}
+
 TEST_F( AgentTest, downDelayHidesShortFailures ) {
    groups[ 0 ].policy.downDelay = 2;
    start();
    takeLines();
    uplinksAre( false );
+   auto const told = agent->roots().state->group( "g" );
+   EXPECT_EQ( told->wait(), WaitReason::downDelay );
+   EXPECT_EQ( told->waitTime(), 1002 );
    pass( 1.5 );
    kernel.carrier( "u1", true );
    runTurns();
@@ -201,6 +255,7 @@ TEST_F( AgentTest, downDelayHidesShortFailures ) {
               "group g: down_delay: its ports are shut in 2 s unless it is up again before\n"
               "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
               "group g: was down for only 1.5 s, hidden by down_delay (1 so far)\n" );
+   EXPECT_EQ( told->wait(), WaitReason::nothing );
    pass( 10 );
    uplinksAre( false );
    // Up and down again within a turn: the delay begins anew.

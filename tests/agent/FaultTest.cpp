@@ -78,7 +78,7 @@ TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
          {
             Injection const kill( *ufdd, "all:signal=KILL:when=" + std::to_string( calls + 1 ) );
             set( "u1-far", up );
-            std::size_t const told = ufdd->count( "groupLinkStatus" );
+            std::size_t const told = ufdd->count( "; uplinks: " );
             ASSERT_TRUE( eventually( [ & ] {
                bool done = true;
                for ( std::string const& port : ports )
@@ -88,7 +88,7 @@ TEST_F( FaultTest, killedAtAnySystemCallLosesNoPort ) {
             // The answer to SIGUSR2 shows that ufdd has finished with the event.
             ufdd->signal( SIGUSR2 );
             ASSERT_TRUE( eventually(
-                [ & ] { return ufdd->hasEnded() || ufdd->count( "groupLinkStatus" ) > told; } ) );
+                [ & ] { return ufdd->hasEnded() || ufdd->count( "; uplinks: " ) > told; } ) );
          }
          if ( ufdd->hasEnded() ) {
             wasKilled = true;

@@ -101,13 +101,8 @@ class Oracle {
       return false;
    }
 
- private:
-   SimulatedLink const* find( std::string const& name ) const {
-      for ( auto const& [ own, link ] : machine_.kernel.links() )
-         if ( own == name || std::count( link.altNames.begin(), link.altNames.end(), name ) )
-            return &link;
-      return nullptr;
-   }
+   // Returns true if no delay can be running.
+   bool isSettled() const { return since_ > 10; }
    bool isProtected( SimulatedLink const& link ) const {
       return config_.protectsSafe &&
              std::ranges::any_of( machine_.kernel.links(), [ & ]( auto const& entry ) {
@@ -115,6 +110,13 @@ class Oracle {
                 return std::ranges::count( other.altNames, "safe" ) > 0 &&
                        ( &other == &link || ( other.isLag && other.index == link.master ) );
              } );
+   }
+   // Returns the link that has that name, or null.
+   SimulatedLink const* find( std::string const& name ) const {
+      for ( auto const& [ own, link ] : machine_.kernel.links() )
+         if ( own == name || std::count( link.altNames.begin(), link.altNames.end(), name ) )
+            return &link;
+      return nullptr;
    }
    // Returns the links that are shut when the port is.
    Names linksOf( std::string const& port ) const {
@@ -125,6 +127,8 @@ class Oracle {
             names.insert( own );
       return names;
    }
+
+ private:
    // Returns true if the group's ports must be shut.
    bool needsPortsShut( PlainGroup const& group ) const {
       bool const wasDown = downBefore_.contains( group.name );

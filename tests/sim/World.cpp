@@ -3,6 +3,7 @@
 #include "model/GroupStatus.h"
 #include "platform/zet/Clock.h"
 #include "tests/agent/Directory.h"
+#include "tests/sim/StateOracle.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -298,6 +299,9 @@ World::checkStatus( Oracle const& oracle ) {
    for ( auto const& client : process_->server.clients() )
       if ( client->unsentSize() != 0 )
          complain( "something waits for a client" );
+   if ( oracle.isSettled() )
+      complain(
+          StateOracle( config_, oracle, machine_ ).complaint( *process_->agent.roots().state ) );
    complain( readers_.complaint( process_->agent.roots(), true ) );
 }
 

@@ -1,0 +1,92 @@
+#include "agent/StateText.h"
+
+#include "model/GroupConfig.h"
+#include "model/GroupStatus.h"
+
+#include <algorithm>
+
+namespace Ufdd {
+
+namespace {
+
+using UplinkFailureDetection::GroupConfig;
+using UplinkFailureDetection::GroupLinkStatus;
+using UplinkFailureDetection::GroupStatus;
+
+std::string
+text( Zet::String8 const& value ) {
+   return std::string( value.view() );
+}
+
+template < class E >
+std::string
+word( E value ) {
+   return text( Notify::textOf( value ) );
+}
+
+// Returns "u1 up, u2 absent" for the members of a collection of names.
+template < class Members, class Describe >
+std::string
+listOf( Members const& members, Describe describe ) {
+   std::string list;
+   members.forEach( [ & ]( auto const& member ) {
+      Zet::Name const name = member.zetKey().name();
+      list += ( list.empty() ? "" : ", " ) + text( name ) + ' ' + describe( name );
+   } );
+   return list;
+}
+
+std::string
+groupText( GroupState const& group, GroupStatus const& known, Moment const& now ) {
+   GroupLinkStatus const status = known.groupLinkStatus();
+   double const since = status == GroupLinkStatus::down ? group.downTime() : group.upTime();
+   std::string line = word( status );
+   if ( since > 0 )
+      line += " since " + localTime( now.wallAt( since ) );
+   line += ", " + std::to_string( group.upLinks() ) + '/' + std::to_string( group.allLinks() ) +
+           " up, needs " + std::to_string( group.neededLinks() );
+   if ( group.mode() != GroupMode::acting )
+      line += ", " + word( group.mode() );
+   if ( group.wait() != WaitReason::nothing )
+      line += ", waits for " + word( group.wait() );
+   if ( group.waitTime() > 0 )
+      line += " until " + localTime( now.wallAt( group.waitTime() ) );
+   if ( known.numTimesDisabled() != 0 )
+      line += ", went down " + std::to_string( known.numTimesDisabled() ) + " times";
+   return line + ( group.cause().empty() ? "" : ": " + text( group.cause() ) );
+}
+
+std::string
+portText( PortState const& port ) {
+   return word( port.condition() ) +
+          ( port.means() == PortMeans::none ? "" : " (" + word( port.means() ) + ')' );
+}
+
+} // namespace
+
+std::vector< std::string >
+stateLines( StatusRoots const& roots, Moment const& now ) {
+   std::vector< std::string > lines;
+   for ( auto config = roots.config->groupIteratorConst(); config; ++config ) {
+      auto const group = roots.state->group( config->name() );
+      auto const status = roots.status->group( config->name() );
+      if ( !group || !status )
+         continue;
+      lines.push_back(
+          "group " + text( config->name() ) + ": " + groupText( *group, *status, now ) +
+          "; uplinks: " +
+          listOf( config->intfsToMonitorMembers(),
+                  [ & ]( Zet::Name const& name ) {
+                     auto const link = roots.state->link( name );
+                     return link ? word( link->condition() ) : "";
+                  } ) +
+          "; ports: " + listOf( config->intfsToDisableMembers(), [ & ]( Zet::Name const& name ) {
+             auto const port = roots.state->port( name );
+             return port ? portText( *port ) : "";
+          } ) );
+   }
+   std::sort( lines.begin(), lines.end() );
+   return lines;
+}
+
+} // namespace Ufdd

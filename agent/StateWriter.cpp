@@ -1,0 +1,298 @@
+#include "agent/StateWriter.h"
+
+#include "agent/ports/PortReport.h"
+#include "model/GroupStatus.h"
+#include "platform/zet/Clock.h"
+
+#include <algorithm>
+#include <charconv>
+#include <utility>
+
+namespace Ufdd {
+
+namespace {
+
+using UplinkFailureDetection::GroupConfig;
+using UplinkFailureDetection::GroupLinkStatus;
+
+LinkCondition
+conditionOf( LinkCause::Kind kind ) {
+   switch ( kind ) {
+   case LinkCause::Kind::up:
+      return LinkCondition::up;
+   case LinkCause::Kind::lostCarrier:
+      return LinkCondition::noCarrier;
+   case LinkCause::Kind::adminDown:
+      return LinkCondition::setDown;
+   case LinkCause::Kind::dormant:
+      return LinkCondition::dormant;
+   case LinkCause::Kind::none:
+   case LinkCause::Kind::removed:
+   case LinkCause::Kind::renamed:
+      break;
+   }
+   return LinkCondition::absent;
+}
+
+WaitReason
+reasonOf( GroupWait::Cause cause ) {
+   switch ( cause ) {
+   case GroupWait::Cause::none:
+      break;
+   case GroupWait::Cause::unproven:
+      return WaitReason::unproven;
+   case GroupWait::Cause::startupHold:
+      return WaitReason::startupHold;
+   case GroupWait::Cause::downDelay:
+      return WaitReason::downDelay;
+   case GroupWait::Cause::recoveryDelay:
+      return WaitReason::recoveryDelay;
+   }
+   return WaitReason::nothing;
+}
+
+GroupMode
+modeOf( bool isDryRun, GroupWait::Cause cause ) {
+   if ( isDryRun )
+      return GroupMode::dryRun;
+   if ( cause == GroupWait::Cause::startupHold )
+      return GroupMode::startupHold;
+   return cause == GroupWait::Cause::unproven ? GroupMode::unproven : GroupMode::acting;
+}
+
+template < class T >
+void
+sortOut( std::vector< T >& names ) {
+   if ( names.size() < 2 )
+      return;
+   std::sort( names.begin(), names.end() );
+   names.erase( std::unique( names.begin(), names.end() ), names.end() );
+}
+
+// Writes a new condition with its time.
+template < class E, class Condition >
+void
+writeCondition( E& entity, bool isNew, Condition condition, double now ) {
+   if ( !isNew && entity.condition() == condition )
+      return;
+   entity.conditionIs( condition );
+   entity.sinceIs( now );
+}
+
+// Returns the keys of those members for which `isUnwanted` returns true.
+template < class Members, class Predicate >
+auto
+keysOf( Members const& members, Predicate isUnwanted ) {
+   std::vector< Zet::Name > names;
+   members.forEach( [ & ]( auto const& member ) {
+      if ( isUnwanted( member.zetKey() ) )
+         names.push_back( member.zetKey() );
+   } );
+   return names;
+}
+
+} // namespace
+
+StateWriter::StateWriter( Zet::Ptr< State > state, Detector const& detector, LinkDirectory& links,
+                          CarrierWatch const& carrierWatch, PortControl& portControl )
+    : state_( std::move( state ) ), detector_( detector ), links_( links ),
+      carrierWatch_( carrierWatch ), portControl_( portControl ) {}
+
+void
+StateWriter::configure() {
+   groupsOfUplink_.clear();
+   groupsOfPort_.clear();
+   for ( auto group = detector_.config->groupIteratorConst(); group; ++group ) {
+      for ( auto uplink = group->intfsToMonitorIteratorConst(); uplink; ++uplink )
+         groupsOfUplink_[ uplink.key() ].push_back( group->name() );
+      for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
+         groupsOfPort_[ port.key() ].push_back( group->name() );
+      dirtyGroups_.push_back( group->name() );
+   }
+   for ( auto const* const groups : { &groupsOfUplink_, &groupsOfPort_ } )
+      for ( auto const& [ link, names ] : *groups )
+         dirtyLinks_.push_back( link );
+   auto const isUnknownGroup = [ & ]( Zet::Name const& name ) {
+      return !detector_.config->group( name );
+   };
+   auto const isUnknownLink = [ & ]( Zet::Name const& name ) {
+      Kelnet::IntfId const link( name.view() );
+      return !groupsOfUplink_.contains( link ) && !groupsOfPort_.contains( link );
+   };
+   for ( Zet::Name const& name : keysOf( state_->groupMembers(), isUnknownGroup ) )
+      state_->groupDel( name );
+   for ( Zet::Name const& name : keysOf( state_->linkMembers(), isUnknownLink ) )
+      state_->linkDel( name );
+   state_->portMembers().forEach(
+       [ & ]( PortState const& port ) { dirtyPorts_.emplace_back( port.zetName().view() ); } );
+}
+
+void
+StateWriter::handleTransitions( std::span< GroupLog::Told const > transitions ) {
+   for ( auto const& [ name, before, now, reason ] : transitions ) {
+      hasFallen_ |= before == GroupLinkStatus::up && now == GroupLinkStatus::down;
+      dirtyGroups_.push_back( name );
+      if ( !detector_.config->group( name ) )
+         continue;
+      auto const group = state_->groupIs( name );
+      group->causeIs( reason );
+      double const since = detector_.decisions().sinceOf( name );
+      if ( now == GroupLinkStatus::down )
+         group->downTimeIs( since );
+      else
+         group->upTimeIs( since );
+   }
+}
+
+void
+StateWriter::handleResults( std::span< PortResult const > results, double actedAt ) {
+   using Kind = PortResult::Kind;
+   bool hasShut = false;
+   for ( auto const& [ kind, answer ] : results ) {
+      if ( answer.port == Kelnet::IntfId() )
+         continue;
+      bool const isAct = kind == Kind::shut || kind == Kind::shutAgain || kind == Kind::opened;
+      hasShut |= kind == Kind::shut;
+      acts_ += isAct;
+      failedActs_ += kind == Kind::failed;
+      dirtyPorts_.push_back( answer.port );
+      if ( kind == Kind::failed )
+         state_->portIs( answer.port.name() )->failureIs( PortReport::failureOf( answer ) );
+      else if ( auto const port = state_->port( answer.port.name() );
+                port && ( isAct || kind == Kind::foundDown ) )
+         port->failureIs( {} );
+   }
+   if ( hasShut && hasFallen_ && !links_.touched().empty() )
+      countReaction( actedAt - links_.touchedAt() );
+}
+
+void
+StateWriter::countReaction( double seconds ) {
+   auto const isEnough = [ & ]( std::string_view limit ) {
+      double value = 0;
+      std::from_chars( limit.data(), limit.data() + limit.size(), value );
+      return seconds <= value;
+   };
+   Zet::Name const limit = *std::ranges::find_if( State::reactionLimits, isEnough );
+   state_->reactionsIs( limit, state_->reactions( limit ) + 1 );
+}
+
+void
+StateWriter::write() {
+   collectDirty();
+   if ( !dirtyLinks_.empty() || !dirtyGroups_.empty() || !dirtyPorts_.empty() ) {
+      now_ = Zet::now();
+      sortOut( dirtyLinks_ );
+      for ( Kelnet::IntfId const link : dirtyLinks_ )
+         writeLink( link );
+      sortOut( dirtyGroups_ );
+      for ( Zet::Name const& group : dirtyGroups_ )
+         writeGroup( group );
+      sortOut( dirtyPorts_ );
+      for ( Kelnet::IntfId const port : dirtyPorts_ )
+         writePort( port );
+      dirtyLinks_.clear();
+      dirtyGroups_.clear();
+      dirtyPorts_.clear();
+   }
+   hasFallen_ = false;
+   writeCounters();
+}
+
+void
+StateWriter::collectDirty() {
+   dirtyLinks_.insert( dirtyLinks_.end(), links_.touched().begin(), links_.touched().end() );
+   links_.forgetTouched();
+   for ( Kelnet::IntfId const link : dirtyLinks_ ) {
+      if ( auto const groups = groupsOfUplink_.find( link ); groups != groupsOfUplink_.end() )
+         dirtyGroups_.insert( dirtyGroups_.end(), groups->second.begin(), groups->second.end() );
+      if ( groupsOfPort_.contains( link ) )
+         dirtyPorts_.push_back( link );
+   }
+   for ( Kelnet::IntfId const port : portControl_.takeReviewed() )
+      dirtyPorts_.push_back( port );
+   dirtyGroups_.insert( dirtyGroups_.end(), waiting_.begin(), waiting_.end() );
+   waiting_.clear();
+   detector_.decisions().forEachInReview( [ & ]( Zet::Name const& group ) {
+      waiting_.push_back( group );
+      dirtyGroups_.push_back( group );
+   } );
+}
+
+void
+StateWriter::writeLink( Kelnet::IntfId link ) {
+   if ( !groupsOfUplink_.contains( link ) && !groupsOfPort_.contains( link ) )
+      return;
+   Zet::Name const& name = link.name();
+   bool const isNew = !state_->link( name );
+   writeCondition( *state_->linkIs( name ), isNew, conditionOf( links_.kindOf( link ) ), now_ );
+}
+
+void
+StateWriter::writeGroup( Zet::Name const& name ) {
+   auto const config = detector_.config->group( name );
+   if ( !config )
+      return;
+   GroupDecisions const& decisions = detector_.decisions();
+   auto const group = state_->groupIs( name );
+   GroupWait const wait = decisions.waitOf( name );
+   group->modeIs( modeOf( decisions.isDryRun( name ), wait.cause ) );
+   group->upLinksIs( detector_.upOf( *config ) );
+   group->allLinksIs( static_cast< unsigned int >( config->intfsToMonitorMembers().count() ) );
+   group->neededLinksIs( config->minLinks() );
+   group->waitIs( reasonOf( wait.cause ) );
+   group->waitTimeIs( wait.until == GroupWait::noEnd ? 0 : wait.until );
+   auto const [ downDelay, recoveryDelay ] = decisions.delaysOf( name );
+   group->downDelayIs( downDelay );
+   group->recoveryDelayIs( recoveryDelay );
+   group->isDownIs( decisions.isDown( name ) );
+   for ( auto port = config->intfsToDisableIteratorConst(); port; ++port )
+      dirtyPorts_.push_back( port.key() );
+}
+
+void
+StateWriter::writePort( Kelnet::IntfId port ) {
+   Zet::Name const& name = port.name();
+   PortControl::View view = portControl_.viewOf( port );
+   if ( !groupsOfPort_.contains( port ) && view.means == PortMeans::none ) {
+      state_->portDel( name );
+      return;
+   }
+   bool const isNew = !state_->port( name );
+   auto const entity = state_->portIs( name );
+   bool const isWantedByDryRun = writeGroupsOf( port, *entity );
+   if ( view.condition == PortCondition::open && isWantedByDryRun )
+      view.condition = PortCondition::dryRun;
+   writeCondition( *entity, isNew || entity->since() == 0, view.condition, now_ );
+   entity->meansIs( view.means );
+}
+
+bool
+StateWriter::writeGroupsOf( Kelnet::IntfId port, PortState& entity ) const {
+   static Names const none;
+   auto const at = groupsOfPort_.find( port );
+   Names const& groups = at == groupsOfPort_.end() ? none : at->second;
+   bool isWantedByDryRun = false;
+   for ( Zet::Name const& group : groups ) {
+      bool const wantsShut = detector_.decisions().wantsShut( group, port );
+      entity.groupIs( group, wantsShut );
+      isWantedByDryRun |= wantsShut && detector_.decisions().isDryRun( group );
+   }
+   if ( entity.groupMembers().count() != groups.size() )
+      for ( Zet::Name const& group :
+            keysOf( entity.groupMembers(), [ & ]( Zet::Name const& known ) {
+               return std::ranges::find( groups, known ) == groups.end();
+            } ) )
+         entity.groupDel( group );
+   return isWantedByDryRun;
+}
+
+void
+StateWriter::writeCounters() {
+   state_->overrunsIs( overruns_ );
+   state_->foundByAskingIs( carrierWatch_.found() );
+   state_->actsIs( acts_ );
+   state_->failedActsIs( failedActs_ );
+}
+
+} // namespace Ufdd
