@@ -1,0 +1,69 @@
+#!/usr/bin/env bash
+# Installs the packages on a machine under systemd as an operator would, and checks at the far end of
+# a port what becomes of it: a dead uplink shuts it; an upgrade, a crash and a wrong configuration
+# leave it shut; removing the package opens it, even in the second in which ufdd is not there.
+#   packages.sh FOLDER_OF_PACKAGES
+set -euo pipefail
+export packages
+packages=$(realpath "$1")
+. "$(dirname "$0")/machine.sh"
+[[ -n $(find "$packages" -name 'ufdd_*.deb') ]] || skip "there are no packages; scripts/package builds them"
+enter "$packages"
+
+prepare() {
+  mkdir "$1/packages"
+  cp "$packages"/{ufdd,libzet*,libuplinkfailuredetection0*}_*.deb "$1/packages"
+  rm -f "$1"/packages/*-dbgsym_*
+}
+boot
+ip link set u1-far up
+
+install() { inside sh -c 'dpkg --install /packages/*.deb' >>"$log" 2>&1; }
+pid() { inside systemctl show --property=MainPID --value ufdd; }
+isActive() { inside systemctl --quiet is-active ufdd; }
+isRunningAgain() { [[ $(pid) != 0 && $(pid) != "$former" ]] && isActive; }
+isExplained() { inside journalctl --catalog --unit=ufdd | grep 'Subject: Port d1 is shut'; }
+failedUnits() { inside systemctl list-units --failed --plain --no-legend 'ufdd*'; }
+
+install || fail "the packages can't be installed"
+[[ -z $(failedUnits) ]] || fail "without a configuration, the installation left failed units"
+isActive && fail "ufdd runs without a configuration"
+
+inside sed -e 's/"swp49", "swp50"/"u1"/; s/"swp.*"/"d1"/; s/min_links = 2/min_links = 1/' \
+  /usr/share/doc/ufdd/examples/leaf.toml >"$scratch/ufdd.toml"
+cat "$scratch/ufdd.toml" | inside sh -c 'cat >/etc/ufdd.toml'
+inside ufdd --check /etc/ufdd.toml >>"$log" 2>&1 || fail "the example is not OK"
+inside systemctl enable --now ufdd >>"$log" 2>&1 || fail "ufdd can't be enabled"
+hasLink || fail "ufdd shut the port though its uplink is up"
+
+ip link set u1-far down
+eventually lacksLink || fail "ufdd does not shut the port"
+inside ufdctl show >>"$log" || fail "ufdctl does not show the status"
+eventually isExplained || fail "the journal has no explanation"
+
+watch
+former=$(pid)
+install || fail "the packages can't be upgraded"
+eventually isRunningAgain || fail "the upgrade did not start ufdd again"
+former=$(pid)
+inside sh -c 'echo "nonsense = 1" >/etc/ufdd.toml'
+inside systemctl reload ufdd >>"$log" 2>&1 && fail "a wrong configuration can be loaded"
+cat "$scratch/ufdd.toml" | inside sh -c 'cat >/etc/ufdd.toml'
+inside systemctl reload ufdd || fail "a right configuration can't be loaded"
+inside kill -KILL "$former"
+eventually isRunningAgain || fail "ufdd was not started again after its crash"
+sleep .5
+expectNoLink "the upgrade, the reload or the crash"
+lacksLink || fail "the upgrade, the reload or the crash opened the port"
+
+inside kill -KILL "$(pid)"
+inside dpkg --remove ufdd >>"$log" 2>&1 || fail "the package can't be removed"
+hasLink || fail "removing the package did not open the port"
+[[ -z $(failedUnits) ]] || fail "removing the package left failed units"
+inside dpkg --purge ufdd libzet0.2 libuplinkfailuredetection0.2 >>"$log" 2>&1 ||
+  fail "the packages can't be purged"
+left=$(inside find / -xdev \( -iname '*ufdd*' -o -iname 'libzet*' -o -iname 'libUplinkFailure*' \) \
+  -not -path '/packages*' -not -path '/root/*' -not -path '/work/*' -not -path '/tmp/*')
+left+=$(inside find /run /etc -iname '*ufdd*')
+[[ -z $left ]] || fail "purging the packages left $left"
+echo "installed, upgraded and purged, and the port was shut only while its uplink was down"
