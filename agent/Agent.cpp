@@ -46,17 +46,30 @@ interfacesOf( std::vector< GroupSettings > const& groups ) {
    return names;
 }
 
+// Returns the prefixes that groups wait for, each once.
+std::vector< Prefix >
+prefixesOf( std::vector< GroupSettings > const& groups ) {
+   std::set< Prefix > prefixes;
+   for ( GroupSettings const& group : groups )
+      for ( RouteCondition const& condition : group.policy.releaseWhen )
+         if ( condition.to )
+            prefixes.insert( *condition.to );
+   return { prefixes.begin(), prefixes.end() };
+}
+
 } // namespace
 
 Agent::Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
               PortSettingsStore& settings, Log& log )
     : source_( source ), routes_( routes ), log_( log ), links_( detector_.directory ),
-      defaultRoutes_( links_ ), carrierWatch_( links_, source ),
+      defaultRoutes_( links_ ), readiness_( links_, routes.table() ),
+      carrierWatch_( links_, source ),
       portControl_( detector_, links_, defaultRoutes_, control, store, log ),
       restoration_( links_, portControl_, routes, settings, log ),
       portReport_( detector_, links_, log ), groupLog_( detector_, links_, log ),
       stateWriter_( state_, detector_, links_, carrierWatch_, portControl_ ), troubles_( log ) {
    links_.listenerIs( portControl_ );
+   detector_.decisions().readinessIs( readiness_ );
 }
 
 void
@@ -161,7 +174,7 @@ Agent::followRoutes( ConfigFile const& config ) {
    if ( config.groups.empty() )
       return;
    try {
-      routes_.follow( {} );
+      routes_.follow( prefixesOf( config.groups ) );
    } catch ( std::system_error const& error ) {
       log_.event( { .id = LogEvent::trouble },
                   std::string( "ufdd does not know the routes: " ) + error.what() +

@@ -9,6 +9,7 @@
 #include "agent/detect/Detector.h"
 #include "agent/detect/GroupLog.h"
 #include "agent/detect/LinkDirectory.h"
+#include "agent/detect/RouteReadiness.h"
 #include "agent/kernel/LinkControl.h"
 #include "agent/kernel/LinkSource.h"
 #include "agent/kernel/RouteSource.h"
@@ -104,6 +105,7 @@ class Agent {
    Zet::Ptr< State > const state_ = Zet::make< State >( "state" );
    LinkDirectory links_;
    DefaultRouteLinks defaultRoutes_;
+   RouteReadiness readiness_;
    CarrierWatch carrierWatch_;
    PortControl portControl_;
    Restoration restoration_;

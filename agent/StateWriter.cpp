@@ -47,6 +47,8 @@ reasonOf( GroupWait::Cause cause ) {
       return WaitReason::downDelay;
    case GroupWait::Cause::recoveryDelay:
       return WaitReason::recoveryDelay;
+   case GroupWait::Cause::releaseWhen:
+      return WaitReason::releaseWhen;
    }
    return WaitReason::nothing;
 }

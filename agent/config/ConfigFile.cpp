@@ -15,6 +15,7 @@
 #include <array>
 #include <map>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <system_error>
 
@@ -26,6 +27,8 @@ using UplinkFailureDetection::GroupConfig;
 
 // Of a file: a hundred thousand lines can't be meant.
 constexpr std::size_t maxBytes = 1 << 20;
+// Of all groups: the kernel compares each route with each of these prefixes.
+constexpr std::size_t maxAwaited = 100;
 
 constexpr std::array shortNames{
    ShortName{ "monitor", "intfsToMonitor" },
@@ -57,6 +60,7 @@ class Reader {
                     std::uint32_t min, std::uint32_t max, std::uint32_t& number );
    void readSeconds( toml::table const& table, std::string_view key, double& seconds );
    void readFlag( toml::table const& table, std::string_view key, bool& flag );
+   void readReleaseWhen( toml::table const& table, GroupPolicy& policy );
    void readGroup( toml::table const& table );
    // Returns an empty name, with an error, if the group has no name or one that can't be used.
    std::string readName( toml::table const& table );
@@ -70,6 +74,7 @@ class Reader {
    bool isDryRun_ = false; // Set for all groups of the file.
    TableReader< GroupConfig > attributes_{ shortNames, findings_ };
    std::map< std::string, Place, std::less<> > groupPlaces_;
+   std::set< Prefix > awaited_; // All prefixes that groups wait for.
 };
 
 template < class Alright >
@@ -182,12 +187,38 @@ Reader::readFlag( toml::table const& table, std::string_view key, bool& flag ) {
 }
 
 void
+Reader::readReleaseWhen( toml::table const& table, GroupPolicy& policy ) {
+   toml::node const* const node = table.get( "release_when" );
+   if ( !node )
+      return;
+   NamePlaces texts;
+   NameReader( NameReader::Kind::texts, findings_, texts ).readList( *node, "release_when" );
+   for ( auto const& [ text, place ] : texts ) {
+      std::optional< Prefix > const to = Prefix::read( text );
+      if ( to )
+         awaited_.insert( *to );
+      if ( !to && text != RouteCondition::defaultRoute )
+         findings_.error( place, quoted( text ) +
+                                     " is no route to wait for; expected \"default-route\" or a "
+                                     "prefix such as \"10.0.0.0/8\" or \"::/0\"" );
+      else if ( to && to->masked() != *to )
+         findings_.error( place, quoted( text ) + " has bits set after its length; did you mean " +
+                                     quoted( to->masked().text() ) + "?" );
+      else if ( awaited_.size() > maxAwaited )
+         findings_.error( place, "groups can wait for routes to at most " +
+                                     std::to_string( maxAwaited ) + " prefixes in all" );
+      else
+         policy.releaseWhen.push_back( { to } );
+   }
+}
+
+void
 Reader::readGroup( toml::table const& table ) {
    std::size_t const errorsBefore = findings_.errorCount();
    std::vector< std::string > keys = attributes_.keys();
    keys.insert( keys.begin(), "name" );
    keys.insert( keys.end(), { "recovery_delay", "recovery_delay_max", "down_delay", "dry_run",
-                              "allow_default_route" } );
+                              "allow_default_route", "release_when", "release_timeout" } );
    checkKeys( table, keys, "a group",
               [ this ]( std::string_view key ) { return attributes_.reads( key ); } );
    GroupSettings group( readName( table ) );
@@ -198,6 +229,8 @@ Reader::readGroup( toml::table const& table ) {
    readFlag( table, "dry_run", group.policy.dryRun );
    group.policy.dryRun |= isDryRun_;
    readFlag( table, "allow_default_route", group.policy.allowDefaultRoute );
+   readReleaseWhen( table, group.policy );
+   readSeconds( table, "release_timeout", group.policy.releaseTimeout );
    auto places = attributes_.read( table, *group.config, "this group" );
    group.monitorPlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToMonitor >().id ];
    group.disablePlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToDisable >().id ];

@@ -1,13 +1,26 @@
 #pragma once
 
 #include "agent/config/Findings.h"
+#include "agent/kernel/Prefix.h"
 #include "model/GroupConfig.h"
 
 #include <initializer_list>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace Ufdd {
+
+// A route of the main table that has to exist.
+struct RouteCondition {
+   static constexpr std::string_view defaultRoute = "default-route";
+
+   std::optional< Prefix > to; // Empty for a default route of IPv4 or IPv6.
+
+   std::string text() const { return to ? to->text() : std::string( defaultRoute ); }
+   bool operator==( RouteCondition const& ) const = default;
+};
 
 // What to do when the group goes down or up.
 struct GroupPolicy {
@@ -20,6 +33,9 @@ struct GroupPolicy {
    bool dryRun = false; // Only logs; never touches a port.
    // Also shuts a port that carries the machine's default route.
    bool allowDefaultRoute = false;
+   // Opens ports only while all of these routes exist, or after releaseTimeout more seconds.
+   std::vector< RouteCondition > releaseWhen = {};
+   double releaseTimeout = 60;
 
    bool operator==( GroupPolicy const& ) const = default;
 };

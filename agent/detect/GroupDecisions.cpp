@@ -154,6 +154,8 @@ GroupDecisions::evaluate( Groups::iterator group, double now, bool confirmsOpeni
       settle( name, decision, wasTold );
       return true;
    }
+   if ( now >= decision.due() && !decision.sawDown() && awaitsRoutes( name, decision, now ) )
+      return false;
    if ( now >= decision.due() && ( decision.sawDown() || isConfirmed ) ) {
       reverse( name, decision, now );
       return true;
@@ -168,6 +170,30 @@ GroupDecisions::evaluate( Groups::iterator group, double now, bool confirmsOpeni
       tellDelay( name, decision, now, wasTold );
    }
    return false;
+}
+
+bool
+GroupDecisions::awaitsRoutes( Zet::Name const& name, Decision& decision, double now ) {
+   auto const group = config_.group( name );
+   if ( decision.policy.releaseWhen.empty() || !group || !readiness_ )
+      return false;
+   std::string const missing = readiness_->missing( *group, decision.policy );
+   double const end = decision.due() + decision.policy.releaseTimeout;
+   if ( missing.empty() )
+      return false;
+   if ( now >= end ) {
+      if ( std::exchange( decision.toldTimeout, decision.since ) != decision.since )
+         remarks_.push_back( { name, "release_timeout: its ports are opened, although there is no "
+                                     "route that release_when names: " +
+                                         missing } );
+      return false;
+   }
+   if ( std::exchange( decision.toldAwaiting, decision.since ) != decision.since )
+      remarks_.push_back(
+          { name, "release_when: its ports are opened when these routes exist, or in " +
+                      secondsText( end - now ) + ": " + missing } );
+   decision.wait = { GroupWait::Cause::releaseWhen, end };
+   return true;
 }
 
 void

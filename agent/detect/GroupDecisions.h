@@ -3,6 +3,7 @@
 #include "agent/config/GroupSettings.h"
 #include "agent/detect/GroupWait.h"
 #include "agent/detect/RecoveryDelay.h"
+#include "agent/detect/RouteReadiness.h"
 #include "host/GroupTransitions.h"
 #include "host/PortDecisions.h"
 #include "model/Config.h"
@@ -30,6 +31,8 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
                    Zet::Ptr< UplinkFailureDetection::Status > const& status,
                    Zet::Ptr< Interface::EthIntfStatusDir > const& directory );
 
+   // Has groups with release_when wait for their routes. Borrows: readiness.
+   void readinessIs( RouteReadiness const& readiness ) { readiness_ = &readiness; }
    // Returns true if the group had another policy.
    bool policyIs( Zet::Name const& group, GroupPolicy const& policy );
    // Takes the group for down, and these of its ports for shut, until it is seen down or was seen
@@ -105,6 +108,9 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
       bool isOpening = false;  // It waits for confirmOpenings().
       bool isTold = false;     // The log says that its delay runs.
       double reviewSince = 0;  // When that delay began.
+      // The `since` for which the log says that it waits for routes, and that it waits no longer.
+      double toldAwaiting = -1;
+      double toldTimeout = -1;
       unsigned int hidden = 0; // Number of changes that were undone before their delay ran out.
 
       // Returns true if it applies to that port of the group.
@@ -125,6 +131,8 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    void evaluateAll( bool confirmsOpenings );
    // Returns true if nothing is left to be done about the group.
    bool evaluate( Groups::iterator group, double now, bool confirmsOpenings );
+   // Returns true if the group is left down, although it is seen up, because routes are missing.
+   bool awaitsRoutes( Zet::Name const& name, Decision& decision, double now );
    // The decision agrees with what is seen.
    void settle( Zet::Name const& name, Decision& decision, bool wasTold );
    void tellDelay( Zet::Name const& name, Decision& decision, double now, bool wasTold );
@@ -133,6 +141,7 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    std::string portsText( Zet::Name const& name, Decision const& decision ) const;
 
    UplinkFailureDetection::Config const& config_;
+   RouteReadiness const* readiness_ = nullptr;
    Interface::EthIntfStatusDir const& directory_;
    Groups groups_;
    std::vector< Groups::iterator > inReview_; // Their decision may disagree with what is seen.

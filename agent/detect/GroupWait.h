@@ -13,6 +13,7 @@ struct GroupWait {
       startupHold,   // The machine has booted, and the group was not up yet.
       downDelay,     // The group is down, but not for long enough.
       recoveryDelay, // The group is up, but not for long enough.
+      releaseWhen,   // The group is up, but routes are missing.
    };
    static constexpr double noEnd = std::numeric_limits< double >::infinity();
 

@@ -239,6 +239,44 @@ TEST_F( AgentTest, tellsWhatItKnowsAtTheEndOfTheTurn ) {
    EXPECT_FALSE( state.port( "d2" ) );
 }
 
+TEST_F( AgentTest, opensPortsOnlyWhenTheirRoutesExist ) {
+   Prefix const ten = *Prefix::read( "10.0.0.0/8" );
+   groups[ 0 ].policy.releaseWhen = { {}, { ten } };
+   groups[ 0 ].policy.releaseTimeout = 5;
+   start();
+   EXPECT_EQ( takeActs(), "" ) << "missing routes shut nothing";
+   uplinksAre( false );
+   routes.routeIs( ten, kernel.index( "u1" ) );
+   routes.routeIs( Prefix{ .isV6 = true }, kernel.index( "d2" ) );
+   takeLines();
+   uplinksAre( true );
+   // The default route leads over a port of the group, then over an uplink that is down.
+   EXPECT_TRUE(
+       takeLines().ends_with( "group g: release_when: its ports are opened when these routes "
+                              "exist, or in 5 s: default-route\n" ) );
+   routes.routeIs( Prefix{ .isV6 = true }, kernel.index( "u2" ) );
+   kernel.carrier( "u2", false );
+   pass( 4 );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   kernel.carrier( "u2", true );
+   runTurns();
+   EXPECT_EQ( takeActs(), " +d1 +d2" );
+   routes.routeIs( ten, 0 );
+   runTurns();
+   uplinksAre( false );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   uplinksAre( true );
+   pass( 4.9 );
+   EXPECT_EQ( takeActs(), "" );
+   pass( 0.2 );
+   EXPECT_EQ( takeActs(), " +d1 +d2" );
+   EXPECT_NE(
+       lines.find( "group g: release_timeout: its ports are opened, although there is no route "
+                   "that release_when names: 10.0.0.0/8\n" ),
+       std::string::npos )
+       << lines;
+}
+
 TEST_F( AgentTest, downDelayHidesShortFailures ) {
    groups[ 0 ].policy.downDelay = 2;
    start();

@@ -138,7 +138,7 @@ disable = []
            R"(f.toml:17:14: expected down_delay to be a number of seconds from 0 to 86400, not nan)",
            R"(f.toml:18:1: this group has no list of interfaces to monitor; expected monitor = [ "...", ... ])",
            R"(f.toml:19:8: there is a group "b" on line 12 already; each group needs a name of its own)",
-           R"(f.toml:21:1: unknown key "links" in a group; expected name, monitor, disable, min_links, recovery_delay, recovery_delay_max, down_delay, dry_run, allow_default_route)",
+           R"(f.toml:21:1: unknown key "links" in a group; expected name, monitor, disable, min_links, recovery_delay, recovery_delay_max, down_delay, dry_run, allow_default_route, release_when, release_timeout)",
            R"(f.toml:22:13: expected min_links to be a whole number from 0 to 4294967295, not 1.5)",
            R"(f.toml:23:14: expected down_delay to be a number of seconds from 0 to 86400, not 9007199254740993)",
            R"(f.toml:25:8: the name of a group can't be empty)",
@@ -359,6 +359,25 @@ TEST( ConfigFile, listsAHundredFindings ) {
    Errors const longOne = parseConfig( repeated( "wrong", 20000 ) + " = 1", "f" ).errors;
    ASSERT_EQ( longOne.size(), 1u );
    EXPECT_LT( longOne[ 0 ].size(), 3000u );
+}
+
+TEST( ConfigFile, readsTheRoutesThatPortsWaitFor ) {
+   std::string const group = "[[group]]\nname = 'a'\nmonitor = ['u1']\ndisable = ['d1']\n";
+   ConfigFile const right =
+       parseConfig( group + "release_when = ['::/0', 'default-route', '10.64.0.0/10']\n", "f" );
+   ASSERT_EQ( right.errors, Errors() );
+   std::string texts;
+   for ( RouteCondition const& condition : right.groups[ 0 ].policy.releaseWhen )
+      texts += condition.text() + ' ';
+   EXPECT_EQ( texts, "10.64.0.0/10 ::/0 default-route " );
+   EXPECT_EQ(
+       parseConfig( group + "release_when = ['10.65.0.1/10', 'fe80::/129', 'default']\n", "f" )
+           .errors,
+       ( Errors{
+           R"(f:5:17: "10.65.0.1/10" has bits set after its length; did you mean "10.64.0.0/10"?)",
+           R"(f:5:33: "fe80::/129" is no route to wait for; expected "default-route" or a prefix such as "10.0.0.0/8" or "::/0")",
+           R"(f:5:47: "default" is no route to wait for; expected "default-route" or a prefix such as "10.0.0.0/8" or "::/0")",
+       } ) );
 }
 
 } // namespace

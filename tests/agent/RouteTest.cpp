@@ -131,6 +131,31 @@ TEST_F( RouteTest, portsGetBackWhatTheyLost ) {
    }
 }
 
+TEST_F( RouteTest, portsAreOpenedWhenTheRouteIsBack ) {
+   plug( { "u1", "d1" } );
+   ip( "addr add 10.9.0.1/24 dev u1" );
+   std::string const base = group( "a", "'u1'", "'d1'" );
+   ReadyUfdd ufdd( arguments( base + "release_when = [ '10.7.0.0/16', 'fd70::/16' ]\n" ) );
+   set( "u1-far", false );
+   ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+   set( "u1-far", true );
+   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "10.7.0.0/16, fd70::/16" ); } ) );
+   ip( "route add 10.7.0.0/16 via 10.9.0.2 proto bgp" );
+   ip( "route add fd70::/17 via fe80::1 dev u1 proto bgp" );
+   std::this_thread::sleep_for( std::chrono::milliseconds( 100 ) );
+   EXPECT_FALSE( hasLink( "d1-far" ) );
+   ip( "route add fd70::/16 via fe80::1 dev u1 proto bgp" );
+   ASSERT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
+   // Another prefix is awaited from now on; the port is opened without it after the time.
+   reload( ufdd, base + "release_when = [ '10.8.0.0/16' ]\nrelease_timeout = 0.3\n" );
+   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "configuration loaded" ); } ) );
+   set( "u1-far", false );
+   ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
+   set( "u1-far", true );
+   ASSERT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
+   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "release_timeout: its ports" ); } ) );
+}
+
 TEST_F( RouteTest, routesOfARoutingProtocolCostNothing ) {
    plug( { "u1", "d1" } );
    ip( "addr add 10.9.0.1/24 dev u1" );
