@@ -31,6 +31,9 @@ struct SimulatedLink : Link {
    bool isUnclear = false; // It is down, and nobody can know whether the daemon set it down.
    std::vector< double > openings; // When others opened it.
    double wrongSince = 0;          // Since when the record of it is wrong; 0 if it is right.
+
+   // Returns true if the daemon keeps it shut.
+   bool isHeld() const { return ours || hasProtoDownReason( usualReason ); }
 };
 
 // Stands in for the kernel's links. Messages wait until they are delivered, so that a request can

@@ -102,7 +102,11 @@ Machine::apply( Event const& event ) {
       link.slipsOnce = event.b % 4 == 3;
       kernel.update( name );
    } else if ( verb == "remove" ) {
+      if ( route == link.index )
+         routeIs( 0 );
       kernel.remove( name );
+   } else if ( verb == "route" ) {
+      routeIs( on ? link.index : 0 );
    } else if ( verb == "rename" && !kernel.contains( otherName ) && name != "x3" &&
                otherName != "u3" ) {
       kernel.rename( name, otherName );
@@ -113,6 +117,12 @@ Machine::apply( Event const& event ) {
    } else if ( verb == "refuse" ) {
       link.refusal = refusals[ event.b % std::size( refusals ) ];
    }
+}
+
+void
+Machine::routeIs( std::uint32_t link ) {
+   route = link;
+   routes.routeIs( {}, link );
 }
 
 // Gives the alternative name "safe" to that link, or to none.

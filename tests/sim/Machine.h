@@ -31,6 +31,12 @@ class Machine {
    // that others have shut.
    void handleKilled();
 
+   // Has the default route leave by that link, or by none if there is no such link.
+   void routeIs( std::uint32_t link );
+   // Returns true if the link, or the LAG that it belongs to, carries the default route.
+   bool carriesRoute( Ufdd::SimulatedLink const& link ) const {
+      return route != 0 && ( link.index == route || link.master == route );
+   }
    // Returns the record of that link, or null.
    Ufdd::OwnedLink const* recorded( Ufdd::Link const& link ) const;
 
@@ -42,6 +48,7 @@ class Machine {
 
    Ufdd::SimulatedKernel kernel;
    Ufdd::SimulatedRoutes routes;
+   std::uint32_t route = 0; // The index of the link by which the default route leaves; or 0.
    Ufdd::SettingsInMemory settings;
    Ufdd::StoreInMemory store;
    double recordCheckAt = Ufdd::Agent::never; // When the daemon notices that the record is gone.

@@ -54,7 +54,9 @@ class Oracle {
          Ufdd::OwnedLink const* const owned = machine_.recorded( link );
          if ( isProtected( link ) )
             wanted.erase( name );
-         if ( wanted.contains( name ) && !isShut && !isFoughtOver( link ) )
+         // A link that carried the default route was not shut, one that was shut stays so.
+         if ( wanted.contains( name ) && !isShut && !isFoughtOver( link ) &&
+              !isSpared( name, link ) )
             return name + " is open";
          if ( !wanted.contains( name ) && isOurs )
             return name + " is still shut";
@@ -103,6 +105,33 @@ class Oracle {
 
    // Returns true if no delay can be running.
    bool isSettled() const { return since_ > 10; }
+
+   // Returns true if a group that has its ports shut, or may have that soon, shuts that link while
+   // it carries the default route.
+   bool mayBeShut( std::string const& name, bool now ) const {
+      return std::ranges::any_of( config_.groups, [ & ]( PlainGroup const& group ) {
+         return group.allowsDefaultRoute && ( !now || needsPortsShut( group ) ) &&
+                std::ranges::any_of( group.disable, [ & ]( std::string const& port ) {
+                   return linksOf( port ).contains( name );
+                } );
+      } );
+   }
+
+   // Returns true if the link is not to be shut because it carries the default route.
+   bool isSpared( std::string const& name, SimulatedLink const& link ) const {
+      return machine_.carriesRoute( link ) && !mayBeShut( name, true );
+   }
+   // Returns true if the group need not wait for its route.
+   bool isReady( PlainGroup const& group ) const {
+      for ( auto const& [ name, link ] : machine_.kernel.links() )
+         if ( link.index == machine_.route )
+            return link.adminUp && link.carrier && !group.disable.contains( name ) &&
+                   std::ranges::none_of( link.altNames, [ & ]( std::string const& other ) {
+                      return group.disable.contains( other );
+                   } );
+      return false;
+   }
+
    bool isProtected( SimulatedLink const& link ) const {
       return config_.protectsSafe &&
              std::ranges::any_of( machine_.kernel.links(), [ & ]( auto const& entry ) {
@@ -132,7 +161,9 @@ class Oracle {
    // Returns true if the group's ports must be shut.
    bool needsPortsShut( PlainGroup const& group ) const {
       bool const wasDown = downBefore_.contains( group.name );
-      double const delay = wasDown ? group.recoveryDelay : group.downDelay;
+      unsigned int const wait =
+          group.awaitsRoute && !isReady( group ) ? PlainConfig::releaseTimeout : 0;
+      double const delay = wasDown ? group.recoveryDelay + wait : group.downDelay;
       return !group.dryRun && ( since_ < delay ? wasDown : isDown( group ) );
    }
 

@@ -18,7 +18,7 @@ struct PlainGroup {
    std::string name;
    Names monitor = {}, disable = {};
    unsigned int minLinks = 1, recoveryDelay = 0, downDelay = 0;
-   bool dryRun = false;
+   bool dryRun = false, allowsDefaultRoute = false, awaitsRoute = false;
 
    bool operator==( PlainGroup const& ) const = default;
 };
@@ -52,11 +52,15 @@ struct PlainConfig {
          group.recoveryDelay = oneOf( { 0, 0, 2, 3 } );
          group.downDelay = oneOf( { 0, 0, 1, 2 } );
          group.dryRun = random() % 8 == 0;
+         group.allowsDefaultRoute = random() % 3 == 0;
+         group.awaitsRoute = random() % 3 == 0;
          if ( random() % 4 )
             groups.push_back( group );
       }
       protectsSafe = random() % 2;
    }
+
+   static constexpr unsigned int releaseTimeout = 1; // In seconds.
 
    std::string toml() const {
       std::ostringstream text;
@@ -67,8 +71,10 @@ struct PlainConfig {
          text << "[[group]]\nname = \"" << group.name << "\"\nmonitor = " << list( group.monitor )
               << "\ndisable = " << list( group.disable ) << "\nmin_links = " << group.minLinks
               << "\nrecovery_delay_max = 0\nrecovery_delay = " << group.recoveryDelay
-              << "\ndown_delay = " << group.downDelay
-              << "\ndry_run = " << ( group.dryRun ? "true\n" : "false\n" );
+              << "\ndown_delay = " << group.downDelay << "\ndry_run = " << flag( group.dryRun )
+              << "allow_default_route = " << flag( group.allowsDefaultRoute )
+              << "release_when = " << list( group.awaitsRoute ? Names{ "default-route" } : Names() )
+              << "\nrelease_timeout = " << releaseTimeout << '\n';
       return text.str();
    }
 
@@ -94,6 +100,7 @@ struct PlainConfig {
    bool isLayered;    // Groups monitor ports of others, but not in a circle.
 
  private:
+   static std::string flag( bool value ) { return value ? "true\n" : "false\n"; }
    static std::string list( Names const& names ) {
       std::string text;
       for ( std::string const& name : names )

@@ -26,7 +26,7 @@ class Process {
 
    // The time of the next turn.
    double nextTime() const {
-      if ( kernel_.hasMessages() || isAskedForStatus() )
+      if ( kernel_.hasMessages() || hasRouteNews() || isAskedForStatus() )
          return Zet::now();
       return std::min( { agent.nextTime(), server.nextTime().value_or( Ufdd::Agent::never ),
                          tickAt_, machine_.recordCheckAt } );
@@ -54,7 +54,10 @@ class Process {
       return true;
    }
 
+   // Returns true if the daemon has not had a turn since the routes changed.
+   bool hasRouteNews() const { return routesVersion_ != machine_.routes.table().version(); }
    void endTurn() {
+      routesVersion_ = machine_.routes.table().version();
       agent.endTurn();
       server.endTurn();
    }
@@ -77,6 +80,7 @@ class Process {
 
    Machine& machine_;
    Ufdd::SimulatedKernel& kernel_;
+   std::uint64_t routesVersion_ = 0;
    std::uint32_t tickMs_ = 0;
    double tickAt_ = Ufdd::Agent::never;
 };

@@ -76,7 +76,7 @@ class StateOracle {
             return false;
          ( group.dryRun ? isWantedByDryRun : isWanted ) |= oracle_.isDown( group );
       }
-      unsigned int ours = 0, open = 0, foughtOver = 0, isProtected = 0;
+      unsigned int ours = 0, open = 0, foughtOver = 0, isProtected = 0, spared = 0;
       Names const links = oracle_.linksOf( name );
       for ( std::string const& link : links ) {
          SimulatedLink const& simulated = *oracle_.find( link );
@@ -84,6 +84,7 @@ class StateOracle {
          open += simulated.adminUp && ( !simulated.protoDown || simulated.carrier );
          isProtected += oracle_.isProtected( simulated );
          foughtOver += Oracle::isFoughtOver( simulated );
+         spared += !isOurs( simulated ) && oracle_.isSpared( link, simulated );
       }
       if ( ( known.means() != Ufdd::PortMeans::none ) != ( ours != 0 ) )
          return false;
@@ -102,6 +103,8 @@ class StateOracle {
          return isWanted && foughtOver != 0;
       case Port::isProtected:
          return isWanted && isProtected != 0;
+      case Port::defaultRoute:
+         return isWanted && spared != 0;
       default:
          return false;
       }

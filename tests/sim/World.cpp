@@ -128,6 +128,8 @@ World::turn() {
    if ( !process_ || simulatedNow < suspendedUntil_ )
       return;
    std::size_t const acts = machine_.kernel.acts.size();
+   std::uint32_t const route = machine_.route;
+   Names const spared = sparedLinks();
    run( [ this ] {
       turns_ += process_->turn();
       // A second end of the turn finds nothing to do, unless messages have come.
@@ -141,9 +143,26 @@ World::turn() {
             complain( "too much waits for a client" );
       checkRecord();
    } );
+   for ( std::string const& name : spared )
+      if ( machine_.route == route && machine_.kernel.contains( name ) &&
+           machine_.kernel.link( name ).isHeld() )
+         complain( name + " is shut while it carries the default route" );
    if ( simulatedNow < startupEnd_ && machine_.kernel.acts.size() != acts )
       complain( "ports are not left as they were found" );
    readers_.readAll();
+}
+
+// Returns the links that the daemon must not shut: it knows all, and they carry the default route.
+Names
+World::sparedLinks() {
+   Names spared;
+   Oracle const oracle( config_, machine_ );
+   if ( !machine_.kernel.hasMessages() && !process_->hasRouteNews() )
+      for ( auto const& [ name, link ] : machine_.kernel.links() )
+         if ( machine_.carriesRoute( link ) && !link.isHeld() && !machine_.recorded( link ) &&
+              !oracle.mayBeShut( name, false ) )
+            spared.insert( name );
+   return spared;
 }
 
 // Checks that the record of each link is true, or is corrected soon.

@@ -36,6 +36,7 @@ class World : private Ufdd::Log {
    void reload( PlainConfig const& config, std::string const& more = "" );
    void turn();
    void pass( double seconds );
+   Names sparedLinks();
    void checkRecord();
    void checkStatus( Oracle const& oracle );
    double nextTime() const;
