@@ -31,6 +31,14 @@ count( std::size_t number, std::string const& thing, std::string const& things )
    return std::to_string( number ) + ' ' + ( number == 1 ? thing : things );
 }
 
+// Adds those that are not there yet. Addresses come first, since routes may need them.
+void
+addMissing( std::vector< LinkSetting >& settings, std::vector< LinkSetting > const& more ) {
+   settings.insert( settings.end(), more.begin(), more.end() );
+   std::sort( settings.begin(), settings.end() );
+   settings.erase( std::unique( settings.begin(), settings.end() ), settings.end() );
+}
+
 } // namespace
 
 Restoration::Restoration( LinkDirectory const& links, PortControl const& ports, RouteSource& routes,
@@ -93,8 +101,10 @@ void
 Restoration::handleResults( std::span< PortResult const > results ) {
    for ( auto const& [ kind, answer ] : results )
       if ( ( kind == PortResult::Kind::shut || kind == PortResult::Kind::shutAgain ) &&
-           answer.means == LinkRequest::Means::adminDown )
+           answer.means == LinkRequest::Means::adminDown ) {
          ++taken_[ answer.index ];
+         isChanged_ = true;
+      }
 }
 
 void
@@ -136,11 +146,8 @@ Restoration::owe( std::uint32_t link, std::vector< LinkSetting > const& settings
    owed.port.name = known->name;
    owed.port.address = known->address;
    owed.port.isOwed = true;
-   for ( LinkSetting const& setting : settings )
-      if ( std::find( owed.port.settings.begin(), owed.port.settings.end(), setting ) ==
-           owed.port.settings.end() )
-         owed.port.settings.push_back( setting );
-   std::sort( owed.port.settings.begin(), owed.port.settings.end() );
+   addMissing( owed.port.settings, settings );
+   owed.errors.clear();
    isChanged_ = true;
 }
 
@@ -256,17 +263,28 @@ Restoration::tellFailures( Owed const& owed ) {
 
 std::vector< PortSettings >
 Restoration::all() const {
-   std::vector< PortSettings > all;
+   RouteTable const& table = routes_.table();
+   std::map< std::uint32_t, PortSettings > all;
    for ( auto const& [ index, owed ] : owed_ )
-      all.push_back( owed.port );
-   for ( std::uint32_t const index : routes_.table().linksWithSettings() )
-      if ( Link const* const link = links_.link( index );
-           link && link->adminUp && isOfPort( index ) && !isHeld( index ) && !isTaken( index ) )
-         all.push_back( { .index = index,
-                          .name = link->name,
-                          .address = link->address,
-                          .settings = routes_.table().settingsOf( index ) } );
-   return all;
+      all[ index ] = owed.port;
+   for ( std::uint32_t const index : table.linksWithSettings() ) {
+      Link const* const link = links_.link( index );
+      // The source has not told of our act yet: the kernel may have dropped them already.
+      bool const isPending = isTaken( index ) && !table.isDown( index );
+      bool const isPresent = !isTaken( index ) && !isHeld( index ) && link && link->adminUp;
+      if ( link && isOfPort( index ) && ( isPending || isPresent ) ) {
+         PortSettings& port = all[ index ];
+         port.index = index;
+         port.name = link->name;
+         port.address = link->address;
+         port.isOwed |= isPending;
+         addMissing( port.settings, table.settingsOf( index ) );
+      }
+   }
+   std::vector< PortSettings > list;
+   for ( auto& [ index, port ] : all )
+      list.push_back( std::move( port ) );
+   return list;
 }
 
 bool

@@ -277,6 +277,37 @@ TEST_F( AgentTest, opensPortsOnlyWhenTheirRoutesExist ) {
        << lines;
 }
 
+// The source of routes may tell of an act much later.
+TEST_F( AgentTest, putsBackWhatAPortHasLostWhateverItWasTold ) {
+   LinkSetting const lost{ true, { std::byte{ 7 } } };
+   auto const recorded = [ & ]( bool isOwed ) {
+      return settings.all.size() == 1 && settings.all[ 0 ].isOwed == isOwed &&
+             settings.all[ 0 ].settings == std::vector{ lost };
+   };
+   std::uint32_t const d1 = kernel.index( "d1" );
+   routes.addStatic( d1, std::byte{ 7 } );
+   start();
+   pass( 1 );
+   EXPECT_TRUE( recorded( false ) );
+   uplinksAre( false );
+   pass( 1 );
+   EXPECT_TRUE( recorded( true ) ) << "before the source tells";
+   restart();
+   uplinksAre( true );
+   EXPECT_EQ( routes.restored, std::vector{ lost } );
+   pass( 1 );
+   routes.addStatic( d1, std::byte{ 7 } );
+   uplinksAre( false );
+   uplinksAre( true );
+   EXPECT_EQ( routes.restored.size(), 1u ) << "the kernel may still be dropping it";
+   for ( bool const isUp : { false, true } )
+      routes.tell( d1, isUp );
+   runTurns();
+   EXPECT_EQ( routes.restored.size(), 2u );
+   pass( 1 );
+   EXPECT_TRUE( settings.all.empty() ) << "put back, as far as the source has told";
+}
+
 TEST_F( AgentTest, downDelayHidesShortFailures ) {
    groups[ 0 ].policy.downDelay = 2;
    start();

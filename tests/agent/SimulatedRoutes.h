@@ -8,9 +8,12 @@ namespace Ufdd {
 class SimulatedRoutes final : public RouteSource {
  public:
    void follow( std::span< Prefix const > ) override {}
-   void listenerIs( RouteListener& ) override {}
+   void listenerIs( RouteListener& listener ) override { listener_ = &listener; }
    RouteTable const& table() const override { return table_; }
-   void putBack( std::span< LinkSettingRequest > ) override {}
+   void putBack( std::span< LinkSettingRequest > requests ) override {
+      for ( LinkSettingRequest const& request : requests )
+         restored.push_back( request.setting );
+   }
    void deliver() override {}
    void recover() override {}
    std::optional< double > nextTime() const override { return std::nullopt; }
@@ -27,7 +30,25 @@ class SimulatedRoutes final : public RouteSource {
       table_.insert( route, true );
    }
 
+   // Adds a static route with that payload.
+   void addStatic( std::uint32_t link, std::byte payload ) {
+      Route route;
+      route.isUnicast = route.isStatic = true;
+      route.hops.push_back( { .link = link } );
+      route.payload.push_back( payload );
+      table_.insert( route, false );
+   }
+   // Tells that the link was set up or down, as late as the test wants.
+   void tell( std::uint32_t link, bool isUp ) {
+      using Event = RouteListener::LinkEvent;
+      listener_->handleLinkEvent( link, isUp ? Event::up : Event::down );
+      table_.handleLink( link, isUp );
+   }
+
+   std::vector< LinkSetting > restored;
+
  private:
+   RouteListener* listener_ = nullptr;
    RouteTable table_;
 };
 
