@@ -38,10 +38,12 @@ GroupDecisions::isDryRun( Zet::Name const& group ) const {
 
 bool
 GroupDecisions::allowsDefaultRoute( Kelnet::IntfId port ) const {
-   return std::any_of( groups_.begin(), groups_.end(), [ & ]( auto const& group ) {
-      auto const config = config_.group( group.first );
-      return group.second.policy.allowDefaultRoute && config && config->intfsToDisable( port ) &&
-             shuts( *config, port );
+   return std::any_of( groups_.begin(), groups_.end(), [ & ]( auto const& entry ) {
+      auto const& [ name, decision ] = entry;
+      auto const group = config_.group( name );
+      // A group that is up again keeps its ports shut for a while, but shuts no others.
+      return decision.policy.allowDefaultRoute && decision.sawDown() && group &&
+             group->intfsToDisable( port ) && shuts( *group, port );
    } );
 }
 

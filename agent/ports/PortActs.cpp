@@ -62,7 +62,10 @@ PortActs::queueOpen( OwnedLink const& owned, Kelnet::IntfId port ) {
 
 void
 PortActs::noteLeftOpen( Link const& link, Kelnet::IntfId port, PortResult::Kind why ) {
-   if ( std::exchange( states_[ link.index ].leftOpen, why ) != why )
+   State& state = states_[ link.index ];
+   state.error = 0;
+   failed_.erase( link.index );
+   if ( std::exchange( state.leftOpen, why ) != why )
       add( why, { .index = link.index, .port = port } );
 }
 
