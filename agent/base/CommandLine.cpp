@@ -56,8 +56,44 @@ Command::option( std::string const& name, std::string const& type,
 }
 
 void
+Command::option( std::string const& name, std::string const& type, double& value,
+                 std::string const& help ) {
+   app_.add_option( name, value, help )
+       ->type_name( type )
+       ->check( CLI::Validator(
+           []( std::string const& text ) {
+              double number = 0;
+              return CLI::detail::lexical_cast( text, number ) && number > 0
+                         ? std::string()
+                         : "\"" + text + "\" is no number above 0";
+           },
+           "" ) );
+}
+
+void
+Command::list( std::string const& name, std::string const& type, std::vector< std::string >& values,
+               std::string const& help ) {
+   app_.add_option( name, values, help )
+       ->type_name( type )
+       ->delimiter( ',' )
+       ->allow_extra_args( false );
+}
+
+Argument
 Command::argument( std::string const& name, std::string& value, std::string const& help ) {
-   app_.add_option( name, value, help )->type_name( "" );
+   return Argument( *app_.add_option( name, value, help )->type_name( "" ) );
+}
+
+Argument&
+Argument::required() {
+   option_.required();
+   return *this;
+}
+
+Argument&
+Argument::oneOf( std::vector< std::string > const& values ) {
+   option_.check( CLI::IsMember( values ) );
+   return *this;
 }
 
 void
@@ -78,18 +114,26 @@ CommandLine::~CommandLine() = default;
 
 Command
 CommandLine::command( std::string const& name, std::string const& purpose,
-                      std::function< void() > run ) {
+                      std::function< int() > run ) {
    app_->require_subcommand( 1 );
    CLI::App* const command = app_->add_subcommand( name, purpose );
    command->fallthrough();
-   command->callback( std::move( run ) );
+   command->callback( [ this, run = std::move( run ) ] { status_ = run(); } );
    return Command( *command );
 }
 
 std::optional< int >
 CommandLine::parse( int argc, char** argv ) {
    try {
-      app_->parse( argc, argv );
+      try {
+         app_->parse( argc, argv );
+      } catch ( CLI::RequiredError const& ) {
+         if ( !needsDefault() )
+            throw;
+         std::vector< char const* > words( argv, argv + argc );
+         words.insert( words.begin() + 1, default_.c_str() );
+         app_->parse( static_cast< int >( words.size() ), words.data() );
+      }
    } catch ( CLI::Success const& done ) {
       return app_->exit( done );
    } catch ( CLI::ParseError const& error ) {
@@ -97,11 +141,17 @@ CommandLine::parse( int argc, char** argv ) {
       auto const left = app_->remaining( true );
       if ( !left.empty() )
          return refuse( complaintAbout( left.front() ) );
-      if ( dynamic_cast< CLI::RequiredError const* >( &error ) )
-         return refuse( "a command is missing" );
       return refuse( error.what() );
    }
-   return std::nullopt;
+   return status_;
+}
+
+// Returns true if no word of the command line could be a command.
+bool
+CommandLine::needsDefault() const {
+   auto const left = app_->remaining( true );
+   return !default_.empty() && app_->get_subcommands().empty() &&
+          std::ranges::all_of( left, []( auto const& word ) { return word.starts_with( '-' ); } );
 }
 
 int

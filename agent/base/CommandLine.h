@@ -8,9 +8,24 @@
 
 namespace CLI {
 class App;
-}
+class Option;
+} // namespace CLI
 
 namespace Ufdd {
+
+// A positional argument, which the command line may leave out.
+class Argument {
+ public:
+   explicit Argument( CLI::Option& option ) : option_( option ) {}
+
+   // Refuses a command line without it.
+   Argument& required();
+   // Refuses every other value.
+   Argument& oneOf( std::vector< std::string > const& values );
+
+ private:
+   CLI::Option& option_;
+};
 
 // The flags, options and arguments of a program or of one of its commands. A variable that the
 // command line does not mention keeps its value, which the help shows as the default.
@@ -27,11 +42,16 @@ class Command {
    // Adds "NAME TYPE" for a whole number from 1 to `most`.
    void option( std::string const& name, std::string const& type, int& value, int most,
                 std::string const& help );
+   // Adds "NAME TYPE" for a number above 0.
+   void option( std::string const& name, std::string const& type, double& value,
+                std::string const& help );
    // Adds "NAME TYPE...".
    void option( std::string const& name, std::string const& type,
                 std::vector< std::string >& values, std::string const& help );
-   // Adds a positional argument, which the command line may leave out.
-   void argument( std::string const& name, std::string& value, std::string const& help );
+   // Adds "NAME TYPE,TYPE...", which may be given again.
+   void list( std::string const& name, std::string const& type, std::vector< std::string >& values,
+              std::string const& help );
+   Argument argument( std::string const& name, std::string& value, std::string const& help );
    // Prints the text below the help.
    void footer( std::string const& text );
 
@@ -48,10 +68,12 @@ class CommandLine : public Command {
    CommandLine( CommandLine const& ) = delete;
    CommandLine& operator=( CommandLine const& ) = delete;
 
-   // Adds a command; parse() calls `run` when it is given. From then on the program requires one.
-   // The program's own options may stand behind the command as well.
+   // Adds a command; parse() calls `run` when it is given, and returns its exit status. From then
+   // on the program requires one. The program's own options may stand behind the command as well.
    Command command( std::string const& name, std::string const& purpose,
-                    std::function< void() > run );
+                    std::function< int() > run );
+   // Runs that command when none is given, also with options of its own.
+   void defaultCommand( std::string const& name ) { default_ = name; }
 
    // Returns the exit status if the program is to end now, else nothing.
    // Throws: what the command throws.
@@ -61,9 +83,12 @@ class CommandLine : public Command {
 
  private:
    explicit CommandLine( std::unique_ptr< CLI::App > app );
+   bool needsDefault() const;
    std::string complaintAbout( std::string const& word ) const;
 
    std::unique_ptr< CLI::App > const app_;
+   std::string default_;
+   std::optional< int > status_; // Of the command that was run.
 };
 
 } // namespace Ufdd

@@ -2,19 +2,18 @@
 
 #include "agent/base/CommandLine.h"
 #include "agent/base/NearestWord.h"
-#include "agent/ctl/TextTable.h"
+#include "agent/ctl/ExitStatus.h"
+#include "agent/ctl/Json.h"
+#include "agent/ctl/Screen.h"
 #include "agent/reflected/AttributeKind.h"
 #include "agent/state/State.h"
 #include "platform/zet/types/IntrospectionReactor.h"
 #include "sm/Root.h"
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -22,7 +21,6 @@ namespace Ufdd {
 
 namespace {
 
-using Json = nlohmann::ordered_json;
 using NameSpaces = std::vector< Zet::IntrospectionReactor::NameSpace >;
 using Types = std::vector< Zet::Ptr< Zet::ZetType const > >;
 
@@ -65,14 +63,16 @@ traits( Zet::ZetType const& type ) {
 
 void
 printTable( Zet::ZetType const& type ) {
-   TextTable table( "    ", { "ID", "NAME", "TYPE", "KEY", "WORD0", "WORD1", "INTRO", "KIND" } );
+   std::vector< Line > rows{ { "ID", "NAME", "TYPE", "KEY", "WORD0", "WORD1", "INTRO", "KIND" } };
    for ( auto const& attribute : type.attributes() )
-      table.row( { std::to_string( attribute->id() ), text( attribute->name() ),
-                   nameOf( attribute->valueType() ), nameOf( attribute->keyType() ),
-                   hex( attribute->flags().word0 ), hex( attribute->flags().word1 ),
-                   std::to_string( attribute->introspectionFlags().value() ),
-                   std::string( attributeKind( *attribute ) ) } );
-   std::cout << table.text();
+      rows.push_back( { std::to_string( attribute->id() ), text( attribute->name() ),
+                        nameOf( attribute->valueType() ), nameOf( attribute->keyType() ),
+                        hex( attribute->flags().word0 ), hex( attribute->flags().word1 ),
+                        std::to_string( attribute->introspectionFlags().value() ),
+                        attributeKind( *attribute ) } );
+   Screen screen( Colours::none );
+   screen.table( rows, 4 );
+   std::cout << screen.text();
 }
 
 // Prints the arguments of functions and objects, which would not fit into the table.
@@ -149,7 +149,7 @@ json( Zet::ZetType const& type ) {
 }
 
 // Returns all name spaces; or only the type `wanted`, a short or a full name.
-// Throws: std::runtime_error, which names the nearest type, when there is no such type.
+// Throws: Failure, which names the nearest type, when there is no such type.
 NameSpaces
 chosen( NameSpaces nameSpaces, std::string const& wanted ) {
    if ( wanted.empty() )
@@ -166,9 +166,10 @@ chosen( NameSpaces nameSpaces, std::string const& wanted ) {
       for ( std::string_view const name : names )
          list += ( list.empty() ? "" : ", " ) + std::string( name );
       auto const nearest = nearestWord( wanted, names );
-      throw std::runtime_error(
+      throw Failure(
+          ExitStatus::unknownName,
           "there is no type \"" + wanted + "\"; " +
-          ( nearest ? "did you mean " + std::string( *nearest ) + "?" : "there are " + list ) );
+              ( nearest ? "did you mean " + std::string( *nearest ) + "?" : "there are " + list ) );
    }
    return nameSpaces;
 }
@@ -191,8 +192,11 @@ describe( std::string const& type, bool asJson ) {
             print( *one );
       all.push_back( { { "nameSpace", text( name ) }, { "types", list } } );
    }
-   if ( asJson )
-      std::cout << all.dump( 2 ) << '\n';
+   if ( asJson ) {
+      Json object = jsonOf( "describe", Moment::now() );
+      object[ "nameSpaces" ] = std::move( all );
+      std::cout << pageOf( object );
+   }
 }
 
 } // namespace
@@ -204,9 +208,11 @@ addDescribe( CommandLine& line ) {
       bool asJson = false;
    };
    auto const options = std::make_shared< Options >();
-   Command command =
-       line.command( "describe", "Prints the types of the library and their attributes",
-                     [ options ] { describe( options->type, options->asJson ); } );
+   Command command = line.command(
+       "describe", "Prints the types of the library and their attributes", [ options ] {
+          describe( options->type, options->asJson );
+          return static_cast< int >( ExitStatus::success );
+       } );
    command.argument( "TYPE", options->type, "Only this type, such as GroupConfig" );
    command.flag( "--json", options->asJson, "Print JSON, for programs to read" );
 }

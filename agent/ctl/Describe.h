@@ -6,7 +6,7 @@ class CommandLine;
 
 // Adds the command "describe [TYPE] [--json]", which prints the types that the library has
 // registered with the introspection reactor.
-// The command throws: std::runtime_error when there is no such type.
+// The command throws: Failure when there is no such type.
 void addDescribe( CommandLine& line );
 
 } // namespace Ufdd

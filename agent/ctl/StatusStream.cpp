@@ -1,18 +1,22 @@
 #include "agent/ctl/StatusStream.h"
 
 #include "agent/base/UnixSocket.h"
+#include "agent/ctl/ExitStatus.h"
+#include "platform/zet/Clock.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
-#include <stdexcept>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/time.h>
 #include <system_error>
 
 namespace Ufdd {
 
 namespace {
+
+constexpr double answerSeconds = 5;
 
 bool
 isSocket( std::string const& path ) {
@@ -52,30 +56,64 @@ StatusStream::connect() {
    return std::nullopt;
 }
 
+// Returns false if nothing comes for so many seconds.
 bool
-StatusStream::isServed() const {
-   char first = 0;
-   return recv( socket_.fd(), &first, 1, MSG_PEEK ) == 1;
+StatusStream::isReadable( double seconds ) const {
+   pollfd watched{ .fd = socket_.fd(), .events = POLLIN, .revents = 0 };
+   double const end = Zet::now() + seconds;
+   for ( ;; ) {
+      double const milliseconds = std::clamp( ( end - Zet::now() ) * 1000 + 1, 0.0, 1e6 );
+      int const count = poll( &watched, 1, static_cast< int >( milliseconds ) );
+      if ( count > 0 )
+         return true;
+      if ( Zet::now() >= end )
+         return false;
+   }
 }
 
 bool
-StatusStream::receive( int seconds ) {
-   timeval const limit{ .tv_sec = seconds, .tv_usec = 0 };
-   setsockopt( socket_.fd(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit );
+StatusStream::isServed() const {
+   char first = 0;
+   return isReadable( answerSeconds ) && recv( socket_.fd(), &first, 1, MSG_PEEK ) == 1;
+}
+
+StatusStream::Received
+StatusStream::receive( double seconds ) {
+   if ( !isReadable( seconds ) )
+      return Received::nothing;
    std::array< unsigned char, 1 << 16 > bytes;
    ssize_t size;
    do
       size = recv( socket_.fd(), bytes.data(), bytes.size(), 0 );
    while ( size < 0 && errno == EINTR );
-   if ( size < 0 && errno == EAGAIN )
-      throw std::runtime_error( "ufdd at " + path_ + " sent nothing for " +
-                                std::to_string( seconds ) + " s; see whether it is stuck" );
    if ( size <= 0 )
-      return false;
+      return Received::end;
    if ( !replica_.receive( { bytes.data(), static_cast< std::size_t >( size ) } ) )
-      throw std::runtime_error( "can't read the status from " + path_ + ": " + replica_.error() +
-                                "; use ufdd and ufdctl of the same version" );
-   return true;
+      throw Failure( ExitStatus::failure, "can't read the status from " + path_ + ": " +
+                                              replica_.error() +
+                                              "; use ufdd and ufdctl of the same version" );
+   return Received::bytes;
+}
+
+void
+StatusStream::fill() {
+   if ( auto const hindrance = connect() )
+      throw Failure( ExitStatus::unreachable, *hindrance );
+   while ( !replica_.isInStep() )
+      switch ( receive( answerSeconds ) ) {
+      case Received::bytes:
+         break;
+      case Received::end:
+         throw Failure( ExitStatus::unreachable,
+                        "ufdd at " + path_ + " closed the connection: " +
+                            ( replica_.isGreeted()
+                                  ? "it was stopped; try again once it runs"
+                                  : "it was stopped, or serves as many clients as it can; "
+                                    "see whether it runs, or end another ufdctl" ) );
+      case Received::nothing:
+         throw Failure( ExitStatus::unreachable,
+                        "ufdd at " + path_ + " sent nothing for 5 s; see whether it is stuck" );
+      }
 }
 
 } // namespace Ufdd

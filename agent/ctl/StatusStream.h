@@ -18,14 +18,21 @@ class StatusStream {
    // Connects, and drops an earlier connection. Returns why that failed, with the remedy; or
    // nothing.
    std::optional< std::string > connect();
-   // Waits until the peer sends something. Returns false if the peer closed the connection.
+   // Waits until the peer sends something. Returns false if the peer closed the connection, or
+   // sends nothing for long.
    bool isServed() const;
-   // Waits for bytes and applies them. Returns false if the peer closed the connection.
-   // Throws: std::runtime_error, which names the socket, when the bytes are no attribute log or
-   // when nothing comes for `seconds`; 0 waits for ever.
-   bool receive( int seconds );
+   enum class Received { bytes, end, nothing };
+   // Waits for bytes, at most so many seconds, and applies them. Returns `end` if the peer closed
+   // the connection.
+   // Throws: Failure, which names the socket, when the bytes are no attribute log.
+   Received receive( double seconds );
+   // Connects for the first time, and reads until the replica is in step.
+   // Throws: Failure, with the remedy, when that fails.
+   void fill();
 
  private:
+   bool isReadable( double seconds ) const;
+
    std::string const& path_;
    StatusReplica& replica_;
    Descriptor socket_;

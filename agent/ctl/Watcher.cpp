@@ -1,10 +1,6 @@
 #include "agent/ctl/Watcher.h"
 
-#include "agent/base/Printable.h"
-#include "agent/ctl/TextTable.h"
-#include "model/GroupStatus.h"
-
-#include <nlohmann/json.hpp>
+#include "agent/ctl/Words.h"
 
 #include <algorithm>
 #include <ostream>
@@ -12,30 +8,99 @@
 
 namespace Ufdd {
 
-using UplinkFailureDetection::Status;
-
-Watcher::Watcher( Zet::Ptr< Status > const& status, std::string const& wanted, std::ostream& out,
+Watcher::Watcher( StatusRoots const& roots, std::string const& wanted, std::ostream& out,
                   Style style, Clock clock )
-    : status_( status ), wanted_( wanted ), out_( out ), style_( style ), clock_( clock ),
-      transitions_( status, *this ) {}
+    : roots_( roots ), wanted_( wanted ), out_( out ), style_( style ), clock_( clock ),
+      groupTransitions_( roots.status, *this ) {}
+
+View
+Watcher::view() const {
+   return { roots_, clock_() };
+}
 
 bool
-Watcher::shows( Zet::Name const& name ) const {
-   return begun_ && ( wanted_.empty() || name == wanted_.c_str() );
+Watcher::isWanted( PortState const& port ) const {
+   return wanted_.empty() || port.groupMembers().find( Zet::Name( wanted_ ) );
 }
 
 void
 Watcher::showStates() {
-   auto const groups = groupsShown( *status_, wanted_ );
+   View view = this->view();
+   view.keepGroup( wanted_ );
+   transitions_.clear();
    begun_ = true;
-   for ( auto const& group : groups )
-      nameWidth_ = std::max( nameWidth_, TextTable::width( printable( group->zetName().view() ) ) );
-   for ( auto const& group : groups )
+   for ( View::Group const& group : view.groups )
       if ( style_.asJson )
-         object( "state", { { "group", group->zetName().c_str() },
-                            { "to", stringValue( group->groupLinkStatus() ).c_str() } } );
+         object( "state", json( group, view.now ) );
       else
-         line( padded( group->zetName() ) + "is " + word( group->groupLinkStatus() ) );
+         line( "group " + std::string( group.name() ),
+               { { "is " }, wordOf( group.status->groupLinkStatus() ) } );
+   showPorts( view );
+}
+
+void
+Watcher::showChanges() {
+   View const view = this->view();
+   for ( std::size_t i = 0; i < transitions_.size(); ++i ) {
+      bool const isLast = std::none_of(
+          transitions_.begin() + static_cast< std::ptrdiff_t >( i ) + 1, transitions_.end(),
+          [ & ]( Transition const& later ) { return later.group == transitions_[ i ].group; } );
+      show( transitions_[ i ], isLast, view );
+   }
+   transitions_.clear();
+   showPorts( view );
+}
+
+// The roots tell only the cause of the last transition.
+void
+Watcher::show( Transition const& transition, bool isLast, View const& view ) {
+   std::string const name( transition.group.view() );
+   if ( transition.isRemoval ) {
+      if ( style_.asJson )
+         object( "removed", { { "group", name } } );
+      else
+         line( "group " + name, { { "removed" } } );
+      return;
+   }
+   auto const group =
+       std::ranges::find( view.groups, std::string_view( name ), &View::Group::name );
+   bool const hasCause = isLast && group != view.groups.end();
+   if ( style_.asJson ) {
+      Json members = hasCause ? json( *group, view.now ) : Json{ { "group", name } };
+      members[ "linkStatus" ] = stringValue( transition.now ).c_str();
+      members[ "before" ] = stringValue( transition.before ).c_str();
+      return object( "transition", members );
+   }
+   std::string const cause = hasCause ? group->state->cause().c_str() : "";
+   line( "group " + name, { wordOf( transition.before ),
+                            { " -> " },
+                            wordOf( transition.now ),
+                            { ( hasCause ? ", " + countText( *group->state ) : "" ) +
+                              ( cause.empty() ? "" : ": " + cause ) } } );
+}
+
+void
+Watcher::showPorts( View const& view ) {
+   std::map< std::string, std::string > shown;
+   for ( View::Port const& port : view.ports ) {
+      if ( !isWanted( *port ) )
+         continue;
+      std::string const name( port->zetName().view() );
+      std::string const text = portText( *port );
+      shown.emplace( name, text );
+      auto const before = ports_.find( name );
+      if ( before == ports_.end() ? severityOf( *port ) == Severity::good : before->second == text )
+         continue;
+      if ( style_.asJson )
+         object( before == ports_.end() ? "state" : "transition", json( *port, view.now ) );
+      else
+         line(
+             "port " + name,
+             { { before == ports_.end() ? "is " : before->second + " -> " },
+               { text, emphasisOf( severityOf( *port ) ) },
+               { port->failure().empty() ? "" : ": " + std::string( port->failure().view() ) } } );
+   }
+   ports_ = std::move( shown );
 }
 
 void
@@ -43,7 +108,7 @@ Watcher::handleLoss( std::string const& socket ) {
    if ( style_.asJson )
       object( "lost", { { "socket", socket } } );
    else
-      line( "lost ufdd at " + printable( socket ) + "; waiting for it to come back" );
+      line( "", { { "lost ufdd at " + socket + "; waiting for it to come back" } } );
 }
 
 void
@@ -51,57 +116,38 @@ Watcher::handleResync( std::string const& socket ) {
    if ( style_.asJson )
       object( "resync", { { "socket", socket } } );
    else
-      line( "ufdd at " + printable( socket ) + " is back; what has changed meanwhile follows" );
-}
-
-void
-Watcher::handleGroupGone( Zet::Name const& name ) {
-   if ( !shows( name ) )
-      return;
-   if ( style_.asJson )
-      object( "removed", { { "group", name.c_str() } } );
-   else
-      line( padded( name ) + "removed" );
+      line( "", { { "ufdd at " + socket + " is back; what has changed meanwhile follows" } } );
 }
 
 void
 Watcher::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
-   if ( !shows( name ) )
-      return;
-   if ( style_.asJson )
-      object( "transition", { { "group", name.c_str() },
-                              { "from", stringValue( before ).c_str() },
-                              { "to", stringValue( now ).c_str() } } );
-   else
-      line( padded( name ) + word( before ) + " -> " + word( now ) );
-}
-
-std::string
-Watcher::padded( Zet::Name const& name ) {
-   std::string const shown = printable( name.view() );
-   std::size_t const width = TextTable::width( shown );
-   nameWidth_ = std::max( nameWidth_, width );
-   return shown + std::string( nameWidth_ - width + 2, ' ' );
-}
-
-std::string
-Watcher::word( LinkStatus status ) const {
-   return TextTable::coloured( stringValue( status ).view(),
-                               style_.colours == Colours::terminal ? colourOf( status ) : "" );
+   if ( begun_ && ( wanted_.empty() || name == wanted_.c_str() ) )
+      transitions_.push_back( { name, before, now, false } );
 }
 
 void
-Watcher::line( std::string const& text ) {
-   out_ << localTime( clock_() ) << "  " << text << std::endl;
+Watcher::handleGroupGone( Zet::Name const& name ) {
+   if ( begun_ && ( wanted_.empty() || name == wanted_.c_str() ) )
+      transitions_.push_back( { name, LinkStatus::unknown, LinkStatus::unknown, true } );
 }
 
 void
-Watcher::object( std::string_view event, std::initializer_list< Field > fields ) {
-   using Json = nlohmann::ordered_json;
-   Json object{ { "time", utcTime( clock_() ) }, { "event", event } };
-   for ( auto const& [ name, value ] : fields )
-      object[ name ] = value;
-   out_ << object.dump( -1, ' ', true, Json::error_handler_t::replace ) << std::endl;
+Watcher::line( std::string const& subject, Line rest ) {
+   Span name( subject );
+   std::size_t const width = widthOf( name.text );
+   subjectWidth_ = std::max( subjectWidth_, width );
+   if ( !subject.empty() )
+      name.text.append( subjectWidth_ - width + 2, ' ' );
+   rest.insert( rest.begin(), { { localTime( clock_().wall ) + "  " }, name } );
+   out_ << Screen::unbroken( rest, style_.colours ) << std::endl;
+}
+
+void
+Watcher::object( std::string const& event, Json const& members ) {
+   Json object = jsonOf( "watch", clock_() );
+   object[ "event" ] = event;
+   object.update( members );
+   out_ << lineOf( object ) << std::flush;
 }
 
 } // namespace Ufdd

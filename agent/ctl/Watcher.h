@@ -1,21 +1,22 @@
 #pragma once
 
 #include "agent/base/WallTime.h"
-#include "agent/ctl/StatusReport.h"
+#include "agent/ctl/Json.h"
+#include "agent/ctl/Screen.h"
+#include "agent/status/StatusRoots.h"
 #include "host/GroupTransitions.h"
-#include "model/Status.h"
 
-#include <initializer_list>
 #include <iosfwd>
+#include <map>
 #include <string>
-#include <string_view>
-#include <utility>
+#include <vector>
 
 namespace Ufdd {
 
-// Writes each change of all groups of a Status, or of one group, as it happens. A change is a line
+// Writes each change of all groups and ports, or of one group and its ports. A change is a line
 //
-//    2026-03-01 12:30:00.123  rack1  up -> down
+//    2026-03-01 12:30:00.123  group rack1   up -> down: uplink uplink2 lost carrier
+//    2026-03-01 12:30:00.124  port server1  open -> shut (down)
 //
 // or a JSON object whose "event" is "state", "transition", "removed", "lost" or "resync".
 class Watcher final : private UplinkFailureDetection::GroupTransitions::Listener {
@@ -24,16 +25,19 @@ class Watcher final : private UplinkFailureDetection::GroupTransitions::Listener
       bool asJson = false;
       Colours colours = Colours::none;
    };
-   using Clock = double ( * )();
+   using Clock = Moment ( * )();
 
-   // Writes nothing before showStates(). `clock` returns the wall time.
+   // Writes nothing before showStates().
    // Borrows: out.
-   Watcher( Zet::Ptr< UplinkFailureDetection::Status > const& status, std::string const& wanted,
-            std::ostream& out, Style style, Clock clock = wallNow );
+   Watcher( StatusRoots const& roots, std::string const& wanted, std::ostream& out, Style style,
+            Clock clock = Moment::now );
 
-   // Writes the link status of each group, and writes changes from now on.
-   // Throws: std::runtime_error, as groupsShown() does.
+   // Writes the state of each group, and of each port that is not open.
+   // Throws: Failure, as View::keepGroup() does.
    void showStates();
+   // Writes what has changed since the last call or showStates(). Call it whenever the roots are in
+   // step with ufdd's.
+   void showChanges();
    // Writes that the connection is lost.
    void handleLoss( std::string const& socket );
    // Writes that there is a new connection. The changes since the loss follow.
@@ -41,24 +45,32 @@ class Watcher final : private UplinkFailureDetection::GroupTransitions::Listener
 
  private:
    using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
+   struct Transition {
+      Zet::Name group;
+      LinkStatus before;
+      LinkStatus now;
+      bool isRemoval;
+   };
 
    void handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) override;
    void handleGroupGone( Zet::Name const& name ) override;
-   bool shows( Zet::Name const& name ) const;
-   std::string padded( Zet::Name const& name );
-   std::string word( LinkStatus status ) const;
-   void line( std::string const& text );
-   using Field = std::pair< char const*, std::string >;
-   void object( std::string_view event, std::initializer_list< Field > fields );
+   View view() const;
+   bool isWanted( PortState const& port ) const;
+   void show( Transition const& transition, bool isLast, View const& view );
+   void showPorts( View const& view );
+   void line( std::string const& subject, Line rest );
+   void object( std::string const& event, Json const& members );
 
-   Zet::Ptr< UplinkFailureDetection::Status > const status_;
+   StatusRoots const roots_;
    std::string const wanted_;
    std::ostream& out_;
    Style const style_;
    Clock const clock_;
    bool begun_ = false;
-   std::size_t nameWidth_ = 0;
-   UplinkFailureDetection::GroupTransitions transitions_;
+   std::size_t subjectWidth_ = 0;
+   std::vector< Transition > transitions_;      // To be shown.
+   std::map< std::string, std::string > ports_; // What was shown of each, by name.
+   UplinkFailureDetection::GroupTransitions groupTransitions_;
 };
 
 } // namespace Ufdd

@@ -1,36 +1,46 @@
-// ufdctl: shows the status of a running ufdd, and the types of the library.
+// ufdctl: shows what a running ufdd sees and does, and the types of the library.
 
 #include "agent/base/CommandLine.h"
 #include "agent/base/Printable.h"
 #include "agent/base/StandardDescriptors.h"
 #include "agent/ctl/Describe.h"
-#include "agent/ctl/Show.h"
+#include "agent/ctl/ExitStatus.h"
+#include "agent/ctl/StatusCommands.h"
 #include "agent/status/StatusServer.h"
 
-#include <cstdlib>
 #include <exception>
 #include <fcntl.h>
 #include <iostream>
 #include <string>
+
+namespace {
+
+int
+fail( Ufdd::ExitStatus status, std::exception const& error ) {
+   std::cerr << "ufdctl: " << Ufdd::printable( error.what() ) << '\n';
+   return static_cast< int >( status );
+}
+
+} // namespace
 
 int
 main( int argc, char** argv ) {
    // Read-only, so that writing to a closed standard output fails.
    Ufdd::fillStandardDescriptors( O_RDONLY );
    Ufdd::CommandLine line( "ufdctl", UFDD_VERSION,
-                           "Shows the status of ufdd, and the types of the library." );
+                           "Shows what ufdd sees and does, and the types of the library." );
    std::string socket = Ufdd::StatusServer::usualSocket;
    line.option( "--socket", "PATH", socket, "Where ufdd serves its status" );
-   Ufdd::addShow( line, socket );
-   Ufdd::addWatch( line, socket );
+   line.footer( Ufdd::exitStatusHelp );
+   Ufdd::addStatusCommands( line, socket );
    Ufdd::addDescribe( line );
    try {
-      if ( auto const status = line.parse( argc, argv ) )
-         return *status;
+      auto const status = line.parse( argc, argv );
       Ufdd::requireOutput();
+      return status.value_or( 0 );
+   } catch ( Ufdd::Failure const& failure ) {
+      return fail( failure.status(), failure );
    } catch ( std::exception const& error ) {
-      std::cerr << "ufdctl: " << Ufdd::printable( error.what() ) << '\n';
-      return EXIT_FAILURE;
+      return fail( Ufdd::ExitStatus::failure, error );
    }
-   return EXIT_SUCCESS;
 }

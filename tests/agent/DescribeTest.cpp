@@ -38,7 +38,7 @@ TEST( Describe, printsATypeAsATable ) {
 
 TEST( Describe, printsATypeAsJson ) {
    auto const typesOf = []( std::vector< std::string > const& words ) {
-      return Json::parse( ufdctl( words ).first ).at( 0 ).at( "types" );
+      return Json::parse( ufdctl( words ).first ).at( "nameSpaces" ).at( 0 ).at( "types" );
    };
    Json type = typesOf( { "describe", "--json", "Config" } ).at( 0 );
    EXPECT_GT( type[ "size" ], 0 );
@@ -55,7 +55,7 @@ TEST( Describe, printsATypeAsJson ) {
            "kind": "collection of objects", "keyedBy": "name",
            "arguments": [ { "name": "name", "type": "Zet::Name" } ] } ] })" ) );
    // The types of the model and of the machines; then ufdd's own.
-   Json const all = Json::parse( ufdctl( { "describe", "--json" } ).first );
+   Json const all = Json::parse( ufdctl( { "describe", "--json" } ).first ).at( "nameSpaces" );
    EXPECT_EQ( all.at( 0 ).at( "types" ).size(), 9u );
    EXPECT_EQ( all.at( 1 ).at( "types" ).size(), 9u );
 }
@@ -63,7 +63,7 @@ TEST( Describe, printsATypeAsJson ) {
 TEST( Describe, namesTheNearestType ) {
    using Result = std::pair< std::string, int >;
    EXPECT_EQ( ufdctl( { "describe", "Confg" } ),
-              Result( "ufdctl: there is no type \"Confg\"; did you mean Config?\n", 1 ) );
+              Result( "ufdctl: there is no type \"Confg\"; did you mean Config?\n", 2 ) );
    EXPECT_EQ( ufdctl( { "descibe", "Config" } ),
               Result( "ufdctl: unknown command \"descibe\"; did you mean describe?\nSee \"ufdctl "
                       "--help\".\n",

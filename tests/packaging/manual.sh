@@ -62,7 +62,7 @@ while read -r text; do
   grep -qrF -- "$text" "$source/agent" || complain "ufdd never says \"$text\" (docs/man/ufdd.toml.5.scd)"
 done < <(section ufdd.toml.5 "# CHECKS" | grep '^\*' | grep -o '\*[^*]*\*' | tr -d '*')
 
-optionsOf() { sed -nE 's/^ +(-[a-zA-Z],)?(--[a-z-]+).*/\2/p' <<<"$1"; }
+optionsOf() { sed -nE 's/^ +(-[a-zA-Z0-9],)?(--[a-z-]+).*/\2/p' <<<"$1"; }
 optionsOn() { grep -oE -- '\*--[a-z-]+\*' "$man/$1.scd" | tr -d '*'; }
 help=$("$bin/ufdd" --help)
 same ufdd.8 options "$(optionsOf "$help")" "$(optionsOn ufdd.8)"

@@ -1,0 +1,233 @@
+#include "agent/ctl/Explanation.h"
+
+#include "agent/ctl/Words.h"
+
+#include <utility>
+
+namespace Ufdd {
+
+using UplinkFailureDetection::GroupLinkStatus;
+
+namespace {
+
+bool
+isDown( View::Group const& group ) {
+   return group.status->groupLinkStatus() == GroupLinkStatus::down;
+}
+
+std::string
+stateText( PortState const& port ) {
+   switch ( port.condition() ) {
+   case PortCondition::open:
+      return "open";
+   case PortCondition::opening:
+      return "shut by ufdd, and about to be opened";
+   case PortCondition::shut:
+      return "shut by ufdd";
+   case PortCondition::ordered:
+      return "shut by ufdd, as an operator ordered";
+   case PortCondition::latched:
+      return "shut by ufdd, until an operator clears it";
+   case PortCondition::foreign:
+      return "administratively down, and not by ufdd";
+   case PortCondition::shutting:
+      return "about to be shut by ufdd";
+   case PortCondition::failed:
+      return isWantedShut( port ) ? "still open (ufdd can't shut it)"
+                                  : "still shut (ufdd can't open it)";
+   case PortCondition::absent:
+      return "absent: there is no such interface to be shut";
+   case PortCondition::overridden:
+      return "opened by hand, and left open by ufdd,";
+   case PortCondition::isProtected:
+      return "open (the configuration protects it)";
+   case PortCondition::defaultRoute:
+      return "open (it carries the default route)";
+   case PortCondition::dryRun:
+      return "open (only groups in dry run would shut it)";
+   }
+   return std::string( Notify::textOf( port.condition() ).view() );
+}
+
+// "group rack1 is down: 0/2 up, needs 1", with what keeps it from what it would do otherwise.
+std::string
+groupText( View::Group const& group, bool wantsShut, Moment const& now ) {
+   std::string text = "group " + std::string( group.name() );
+   if ( isDown( group ) )
+      text += " is down";
+   else if ( wantsShut )
+      text += " was down, and is " +
+              std::string( stringValue( group.status->groupLinkStatus() ).view() ) + " again";
+   text += ": " + countText( *group.state );
+   for ( std::string const& more :
+         { modeText( *group.state, now ), waitText( *group.state, now ) } )
+      text += ( more.empty() ? "" : "; " ) + more;
+   return text;
+}
+
+std::string
+uplinksText( unsigned int count ) {
+   return std::to_string( count ) + " more uplink" + ( count == 1 ? "" : "s" );
+}
+
+// When the group no longer wants its ports shut.
+std::string
+openingText( View::Group const& group, Moment const& now ) {
+   GroupState const& state = *group.state;
+   std::string const name( group.name() );
+   if ( !isDown( group ) && state.wait() == WaitReason::recoveryDelay )
+      return "in " + untilText( state.waitTime(), now ) + ", if " + name +
+             " stays up (recovery_delay)";
+   std::string const route =
+       "there is a route " + std::string( state.releaseWhen().view() ) + " (release_when)";
+   if ( !isDown( group ) && state.wait() == WaitReason::releaseWhen )
+      return "once " + route + ", else in " + untilText( state.waitTime(), now );
+   unsigned int const missing =
+       state.neededLinks() > state.upLinks() ? state.neededLinks() - state.upLinks() : 0;
+   return "once " + name +
+          ( state.recoveryDelay() > 0
+                ? " has been up for " + lastingText( state.recoveryDelay() ) + " (recovery_delay)"
+                : " is up" ) +
+          ( missing > 0 ? ", which takes " + uplinksText( missing ) : "" ) +
+          ( state.releaseWhen().empty() ? "" : ", and " + route );
+}
+
+// When the group wants its ports shut.
+std::string
+shuttingText( View::Group const& group, Moment const& now ) {
+   GroupState const& state = *group.state;
+   std::string const name( group.name() );
+   if ( isDown( group ) && state.waitTime() > 0 )
+      return "in " + untilText( state.waitTime(), now ) + ", if " + name + " stays down (" +
+             std::string( Notify::textOf( state.wait() ).view() ) + ")";
+   if ( isDown( group ) || state.neededLinks() == 0 || state.upLinks() < state.neededLinks() )
+      return "";
+   return "once " + name + " loses " + uplinksText( state.upLinks() - state.neededLinks() + 1 ) +
+          ( state.downDelay() > 0 ? " for " + lastingText( state.downDelay() ) + " (down_delay)"
+                                  : "" );
+}
+
+std::string
+headline( PortState const& port, Moment const& now ) {
+   std::string const means = meansText( port.means() );
+   return std::string( port.zetName().view() ) + ": " + stateText( port ) +
+          ( port.since() > 0 ? " since " + localTime( now.wallAt( port.since() ) ) +
+                                   ageText( port.since(), now ) + " ago"
+                             : "" ) +
+          ( means.empty() ? "" : " (" + means + ')' );
+}
+
+} // namespace
+
+Explanation::Explanation( View const& view, std::string const& port )
+    : view_( view ), port_( view.port( port ) ), link_( view.linkOf( *port_ ) ) {
+   for ( View::Group const& group : view.groups )
+      if ( auto const* const member = port_->groupMembers().find( group.state->zetName() ) )
+         ( member->value() ? because_ : notBy_ ).push_back( &group );
+   headline_ = headline( *port_, view.now );
+   add( "failed", std::string( port_->failure().view() ) );
+   bool const isShutByUs = port_->means() != PortMeans::none;
+   if ( !isShutByUs && link_.condition() != LinkCondition::up )
+      add( "link", plainText( linkWords( link_, view.now ) ) + "; not ufdd's doing" );
+   addGroups( "because", true );
+   addGroups( "not by", false );
+   if ( because_.empty() && notBy_.empty() )
+      add( "because", "no group disables it any more; ufdd is about to open it" );
+   addChanges();
+   addRemedy();
+}
+
+void
+Explanation::add( std::string const& label, std::string text ) {
+   if ( !text.empty() )
+      remarks_.push_back( { label, std::move( text ) } );
+}
+
+void
+Explanation::addGroups( std::string const& label, bool wantsShut ) {
+   std::string next = label;
+   for ( View::Group const* const group : wantsShut ? because_ : notBy_ ) {
+      add( std::exchange( next, "and" ), groupText( *group, wantsShut, view_.now ) );
+      if ( !wantsShut && !isDown( *group ) )
+         continue;
+      // The uplinks that are not up come first.
+      for ( View::Link const& uplink : group->uplinks )
+         if ( severityOf( *uplink ) != Severity::good )
+            add( "", "  " + std::string( uplink->zetName().view() ) + "  " +
+                         plainText( linkWords( *uplink, view_.now ) ) );
+   }
+}
+
+// Says when the port is opened, or shut, if nobody interferes.
+void
+Explanation::addChanges() {
+   switch ( port_->condition() ) {
+   case PortCondition::foreign:
+      return add( "opens", "once someone sets it up, and its groups are up; ufdd does not" );
+   case PortCondition::latched:
+      return add( "opens", "once an operator clears it" );
+   case PortCondition::ordered:
+      return add( "opens", "once an operator ends the order" );
+   case PortCondition::absent:
+      return add( "shuts", "as soon as there is such an interface, unless its groups are up then" );
+   case PortCondition::isProtected:
+   case PortCondition::defaultRoute:
+   case PortCondition::dryRun:
+      return;
+   case PortCondition::overridden:
+      return add( "shuts", "the next time that its groups go down, once they have been up" );
+   default:
+      break;
+   }
+   bool const isHeld = !because_.empty();
+   std::string label = isHeld ? "opens" : "shuts";
+   for ( View::Group const* const group : isHeld ? because_ : notBy_ ) {
+      std::string const text =
+          isHeld ? openingText( *group, view_.now ) : shuttingText( *group, view_.now );
+      if ( !text.empty() )
+         add( std::exchange( label, isHeld ? "and" : "or" ), text );
+   }
+}
+
+// Says what an operator can do about it now.
+void
+Explanation::addRemedy() {
+   if ( port_->condition() == PortCondition::foreign )
+      return add( "command", "ip link set dev " + std::string( port_->zetName().view() ) + " up" );
+   if ( because_.empty() || port_->means() == PortMeans::none )
+      return;
+   std::string names;
+   for ( View::Group const* const group : because_ )
+      names += ( names.empty() ? "" : ", " ) + std::string( group->name() );
+   std::string const file( view_.agent->configFile().view() );
+   add( "or", "set \"dry_run = true\" for " + names + ( file.empty() ? "" : " in " + file ) +
+                  ", then: systemctl reload ufdd" );
+}
+
+std::string
+Explanation::text( Colours colours ) const {
+   Screen screen( colours );
+   for ( Line const& line : notices( view_ ) )
+      screen.line( line, 2 );
+   screen.line( { { headline_, emphasisOf( severityOf( *port_ ) ) } }, 2 );
+   for ( Remark const& remark : remarks_ )
+      screen.labelled( remark.label, remark.text );
+   return screen.text();
+}
+
+Json
+Explanation::json() const {
+   Json object = jsonOf( "explain", view_.now );
+   object[ "port" ] = Ufdd::json( *port_, view_.now );
+   object[ "link" ] = Ufdd::json( link_, view_.now );
+   Json& groups = object[ "groups" ] = Json::array();
+   for ( auto const* const some : { &because_, &notBy_ } )
+      for ( View::Group const* const group : *some )
+         groups.push_back( Ufdd::json( *group, view_.now ) );
+   Json& texts = object[ "explanation" ] = Json::array( { headline_ } );
+   for ( Remark const& remark : remarks_ )
+      texts.push_back( remark.label + ( remark.label.empty() ? "" : " " ) + remark.text );
+   return object;
+}
+
+} // namespace Ufdd

@@ -1,0 +1,25 @@
+#pragma once
+
+#include "agent/ctl/Screen.h"
+#include "agent/ctl/View.h"
+
+namespace Ufdd {
+
+// Each returns a screen with the notices, and then:
+
+// a block for each group:
+//
+//    rack1  DOWN  0/2 up, needs 1   since 12:30:00.123 (12 s)
+//      uplinks  uplink1  no carrier, 12 s       uplink2  no carrier, 13 s
+//      ports    server1  shut (down), 12 s      server2  overridden by hand, 4 s
+//
+// Of many links or ports in order, it shows only the number.
+std::string groupsScreen( View const& view, Colours colours );
+// a line for each group.
+std::string briefScreen( View const& view, Colours colours );
+// a table of all ports, with the groups that hold each.
+std::string portsScreen( View const& view, Colours colours );
+// a table of all links, with the groups that monitor each.
+std::string linksScreen( View const& view, Colours colours );
+
+} // namespace Ufdd

@@ -1,0 +1,230 @@
+#include "agent/ctl/StatusCommands.h"
+
+#include "agent/base/CommandLine.h"
+#include "agent/ctl/ExitStatus.h"
+#include "agent/ctl/Explanation.h"
+#include "agent/ctl/Json.h"
+#include "agent/ctl/ShowScreen.h"
+#include "agent/ctl/StatusStream.h"
+#include "agent/ctl/Watcher.h"
+#include "agent/ctl/Words.h"
+#include "platform/zet/Clock.h"
+
+#include <chrono>
+#include <cstdlib>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <thread>
+
+namespace Ufdd {
+
+using UplinkFailureDetection::GroupLinkStatus;
+
+namespace {
+
+using Received = StatusStream::Received;
+
+constexpr std::chrono::milliseconds retryPause( 200 );
+constexpr double forever = std::numeric_limits< double >::infinity();
+
+// A replica of ufdd's roots, and the connection that fills it.
+struct Session {
+   explicit Session( std::string const& socket ) : stream( socket, replica ) {}
+
+   // Returns what ufdd does at present.
+   View view() const { return { replica.roots(), Moment::now() }; }
+   // Waits until ufdd serves the socket again. Returns false if it does not before that time.
+   bool reconnect( double deadline ) {
+      do
+         if ( Zet::now() >= deadline )
+            return false;
+         else
+            std::this_thread::sleep_for( retryPause );
+      while ( stream.connect() || !stream.isServed() );
+      return true;
+   }
+
+   StatusReplica replica;
+   StatusStream stream;
+};
+
+struct ShowOptions {
+   std::string group;
+   bool isBrief = false;
+   bool wantsPorts = false;
+   bool wantsLinks = false;
+   bool asJson = false;
+   bool checksHealth = false;
+};
+
+ExitStatus
+show( std::string const& socket, ShowOptions const& options ) {
+   Session session( socket );
+   session.stream.fill();
+   View view = session.view();
+   view.keepGroup( options.group );
+   auto* const screen = options.wantsPorts   ? portsScreen
+                        : options.wantsLinks ? linksScreen
+                        : options.isBrief    ? briefScreen
+                                             : groupsScreen;
+   std::cout << ( options.asJson ? pageOf( json( view ) ) : screen( view, coloursOfOutput() ) );
+   return options.checksHealth && !view.isHealthy() ? ExitStatus::unhealthy : ExitStatus::success;
+}
+
+struct ExplainOptions {
+   std::string port;
+   bool asJson = false;
+};
+
+ExitStatus
+explain( std::string const& socket, ExplainOptions const& options ) {
+   Session session( socket );
+   session.stream.fill();
+   View const view = session.view();
+   Explanation const explanation( view, options.port );
+   std::cout << ( options.asJson ? pageOf( explanation.json() )
+                                 : explanation.text( coloursOfOutput() ) );
+   return ExitStatus::success;
+}
+
+struct WatchOptions {
+   std::string group;
+   bool asJson = false;
+};
+
+ExitStatus
+watch( std::string const& socket, WatchOptions const& options ) {
+   Session session( socket );
+   Watcher watcher( session.replica.roots(), options.group, std::cout,
+                    { options.asJson, coloursOfOutput() } );
+   session.stream.fill();
+   watcher.showStates();
+   for ( ;; ) {
+      requireOutput();
+      while ( session.stream.receive( forever ) != Received::end ) {
+         watcher.showChanges();
+         requireOutput();
+      }
+      watcher.handleLoss( socket );
+      session.reconnect( forever );
+      watcher.handleResync( socket );
+   }
+}
+
+struct WaitOptions {
+   std::string group;
+   std::string status;
+   double timeout = 0; // In seconds; 0 waits for ever.
+};
+
+ExitStatus
+wait( std::string const& socket, WaitOptions const& options ) {
+   double const deadline = options.timeout > 0 ? Zet::now() + options.timeout : forever;
+   Session session( socket );
+   session.stream.fill();
+   session.view().keepGroup( options.group );
+   for ( ;; ) {
+      auto const group = session.replica.status()->group( options.group );
+      std::string const is = group ? stringValue( group->groupLinkStatus() ).c_str() : "not there";
+      if ( is == options.status )
+         return ExitStatus::success;
+      if ( Zet::now() >= deadline )
+         throw Failure( ExitStatus::failure, "group " + options.group + " is " + is + " after " +
+                                                 untilText( options.timeout, {} ) );
+      if ( session.stream.receive( deadline - Zet::now() ) == Received::end &&
+           !session.reconnect( deadline ) )
+         throw Failure( ExitStatus::unreachable, "ufdd at " + socket + " was stopped" );
+   }
+}
+
+// Adds a command with its options. `run` gets the socket and the options.
+template < class Options >
+Command
+add( CommandLine& line, std::string const& socket, std::string const& name, std::string const& help,
+     std::shared_ptr< Options > const& options,
+     ExitStatus ( *run )( std::string const&, Options const& ) ) {
+   return line.command( name, help, [ &socket, options, run ] {
+      return static_cast< int >( run( socket, *options ) );
+   } );
+}
+
+void
+addJson( Command& command, bool& asJson ) {
+   command.flag( "--json", asJson, "Print JSON, for programs to read" );
+}
+
+void
+addShow( CommandLine& line, std::string const& socket ) {
+   auto const options = std::make_shared< ShowOptions >();
+   Command command =
+       add( line, socket, "show", "Prints what each group, uplink and port does (the default)",
+            options, show );
+   command.argument( "GROUP", options->group, "Only this group" );
+   command.flag( "-1,--brief", options->isBrief, "Print a line for each group" );
+   command.flag( "--ports", options->wantsPorts, "Print a table of the ports" );
+   command.flag( "--links", options->wantsLinks, "Print a table of the uplinks and ports" );
+   addJson( command, options->asJson );
+   command.flag( "--check-health", options->checksHealth,
+                 "End with 3 unless all uplinks and groups are up, all ports are open, and the "
+                 "configuration file is in force" );
+   command.footer( std::string( "Prints what is wrong or missing first.\n\n" ) + exitStatusHelp );
+   line.defaultCommand( "show" );
+}
+
+void
+addExplain( CommandLine& line, std::string const& socket ) {
+   auto const options = std::make_shared< ExplainOptions >();
+   Command command =
+       add( line, socket, "explain", "Prints why a port is as it is, and what would change that",
+            options, explain );
+   command.argument( "PORT", options->port, "A port that a group disables" ).required();
+   addJson( command, options->asJson );
+   command.footer( exitStatusHelp );
+}
+
+void
+addWatch( CommandLine& line, std::string const& socket ) {
+   auto const options = std::make_shared< WatchOptions >();
+   Command command = add( line, socket, "watch",
+                          "Prints each change of a group or port as it happens", options, watch );
+   command.argument( "GROUP", options->group, "Only this group and its ports" );
+   addJson( command, options->asJson );
+   command.footer( std::string( "Prints the status of each group and of each port that is not "
+                                "open, then a line for\neach change, until it is interrupted. When "
+                                "ufdd is restarted, it says so,\nconnects again and prints the "
+                                "changes since. --json prints an object on each\nline. Its "
+                                "\"event\" is state, transition, removed, lost or resync.\n\n" ) +
+                   exitStatusHelp );
+}
+
+void
+addWait( CommandLine& line, std::string const& socket ) {
+   auto const options = std::make_shared< WaitOptions >();
+   Command command =
+       add( line, socket, "wait", "Waits until a group is up, or down", options, wait );
+   command.argument( "GROUP", options->group, "The group" ).required();
+   command.argument( "STATUS", options->status, "up or down" ).required().oneOf( { "up", "down" } );
+   command.option( "--timeout", "S", options->timeout,
+                   "End with 1 if it is not so after these seconds" );
+   command.footer( exitStatusHelp );
+}
+
+} // namespace
+
+void
+requireOutput() {
+   if ( !std::cout.flush() )
+      throw Failure( ExitStatus::failure, "can't write to standard output; see whether the disk is "
+                                          "full or the reader has ended" );
+}
+
+void
+addStatusCommands( CommandLine& line, std::string const& socket ) {
+   addShow( line, socket );
+   addExplain( line, socket );
+   addWatch( line, socket );
+   addWait( line, socket );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,186 @@
+#include "agent/ctl/View.h"
+
+#include "agent/base/NearestWord.h"
+#include "agent/ctl/ExitStatus.h"
+
+#include <algorithm>
+#include <cstring>
+#include <set>
+
+namespace Ufdd {
+
+using UplinkFailureDetection::GroupConfig;
+using UplinkFailureDetection::GroupLinkStatus;
+using UplinkFailureDetection::GroupStatus;
+
+namespace {
+
+template < class T >
+std::string_view
+nameOf( Zet::Ptr< T > const& entity ) {
+   return entity->zetName().view();
+}
+std::string_view
+nameOf( View::Group const& group ) {
+   return group.name();
+}
+template < class T >
+T const&
+entityOf( Zet::Ptr< T > const& entity ) {
+   return *entity;
+}
+View::Group const&
+entityOf( View::Group const& group ) {
+   return group;
+}
+
+// Puts what is most wrong first, and then eth2 before eth10.
+template < class T >
+void
+putInOrder( std::vector< T >& all ) {
+   std::ranges::sort( all, []( T const& left, T const& right ) {
+      auto const [ first, second ] =
+          std::pair( severityOf( entityOf( left ) ), severityOf( entityOf( right ) ) );
+      return first != second ? first > second
+                             : strverscmp( std::string( nameOf( left ) ).c_str(),
+                                           std::string( nameOf( right ) ).c_str() ) < 0;
+   } );
+}
+
+template < class T >
+Zet::Ptr< T const >
+orInitial( Zet::Ptr< T > const& entity, Zet::Name const& name ) {
+   return entity ? entity : Zet::make< T >( name );
+}
+
+template < class T >
+[[noreturn]] void
+throwUnknown( std::string const& kind, std::string const& name, std::vector< T > const& all ) {
+   std::vector< std::string_view > names;
+   for ( T const& each : all )
+      names.push_back( nameOf( each ) );
+   auto const nearest = nearestWord( name, names );
+   throw Failure( ExitStatus::unknownName,
+                  "there is no " + kind + " \"" + name + "\"; " +
+                      ( nearest         ? "did you mean " + std::string( *nearest ) + "?"
+                        : names.empty() ? "ufdd has no " + kind + "s"
+                                        : "\"ufdctl show\" lists all " + kind + "s" ) );
+}
+
+} // namespace
+
+bool
+isWantedShut( PortState const& port ) {
+   bool isWanted = false;
+   port.groupMembers().forEach( [ & ]( auto const& group ) { isWanted |= group.value(); } );
+   return isWanted;
+}
+
+Severity
+severityOf( LinkState const& link ) {
+   return link.condition() == LinkCondition::up ? Severity::good : Severity::bad;
+}
+
+Severity
+severityOf( PortState const& port ) {
+   switch ( port.condition() ) {
+   case PortCondition::open:
+      return Severity::good;
+   case PortCondition::opening:
+   case PortCondition::overridden:
+   case PortCondition::isProtected:
+   case PortCondition::defaultRoute:
+   case PortCondition::dryRun:
+      return Severity::warning;
+   default:
+      return Severity::bad;
+   }
+}
+
+Severity
+severityOf( View::Group const& group ) {
+   if ( group.status->groupLinkStatus() == GroupLinkStatus::down )
+      return Severity::bad;
+   bool const isPlain = group.isUp() && group.state->mode() == GroupMode::acting &&
+                        group.state->wait() == WaitReason::nothing;
+   return isPlain ? Severity::good : Severity::warning;
+}
+
+View::View( StatusRoots const& roots, Moment const& at ) : now( at ), agent( roots.state ) {
+   State const& state = *roots.state;
+   auto const link = [ & ]( Kelnet::IntfId id ) -> Link {
+      auto const name = id.name();
+      return orInitial( state.link( name ), name );
+   };
+   state.linkMembers().forEach( [ & ]( LinkState const& each ) {
+      links.emplace_back( &each );
+      linkByName_.emplace( each.zetName().view(), &each );
+   } );
+   state.portMembers().forEach( [ & ]( PortState const& each ) { ports.emplace_back( &each ); } );
+   roots.config->groupMembers().forEach( [ & ]( GroupConfig const& config ) {
+      Zet::Name const name = config.name();
+      Group group{ .status = orInitial( roots.status->group( name ), name ),
+                   .config = &config,
+                   .state = orInitial( state.group( name ), name ),
+                   .uplinks = {},
+                   .ports = {} };
+      config.intfsToMonitorMembers().forEach(
+          [ & ]( auto const& uplink ) { group.uplinks.push_back( link( uplink.zetKey() ) ); } );
+      config.intfsToDisableMembers().forEach( [ & ]( auto const& port ) {
+         Zet::Name const portName = port.zetKey().name();
+         group.ports.push_back( orInitial( state.port( portName ), portName ) );
+      } );
+      putInOrder( group.uplinks );
+      putInOrder( group.ports );
+      groups.push_back( std::move( group ) );
+   } );
+   putInOrder( groups );
+   putInOrder( links );
+   putInOrder( ports );
+}
+
+void
+View::keepGroup( std::string const& name ) {
+   if ( name.empty() )
+      return;
+   auto const at = std::ranges::find( groups, std::string_view( name ), &Group::name );
+   if ( at == groups.end() )
+      throwUnknown( "group", name, groups );
+   groups = { std::move( *at ) };
+   Group const& group = groups.front();
+   ports = group.ports;
+   std::set< std::string_view > names;
+   for ( Link const& uplink : group.uplinks )
+      names.insert( nameOf( uplink ) );
+   for ( Port const& port : group.ports )
+      names.insert( nameOf( port ) );
+   std::erase_if( links, [ & ]( Link const& link ) { return !names.contains( nameOf( link ) ); } );
+}
+
+View::Port
+View::port( std::string const& name ) const {
+   auto const at = std::ranges::find( ports, std::string_view( name ), nameOf< PortState const > );
+   if ( at == ports.end() )
+      throwUnknown( "port", name, ports );
+   return *at;
+}
+
+LinkState const&
+View::linkOf( PortState const& port ) const {
+   static Zet::Ptr< LinkState const > const unknown = Zet::make< LinkState >( "" );
+   auto const at = linkByName_.find( port.zetName().view() );
+   return at == linkByName_.end() ? *unknown : *at->second;
+}
+
+bool
+View::isHealthy() const {
+   auto const isGood = []( auto const& each ) {
+      return severityOf( entityOf( each ) ) == Severity::good;
+   };
+   return agent->refusal().empty() && std::ranges::all_of( ports, isGood ) &&
+          std::ranges::all_of( groups, [ & ]( Group const& group ) {
+             return isGood( group ) && std::ranges::all_of( group.uplinks, isGood );
+          } );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,70 @@
+#pragma once
+
+#include "agent/base/WallTime.h"
+#include "agent/status/StatusRoots.h"
+#include "model/GroupConfig.h"
+#include "model/GroupStatus.h"
+
+#include <map>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Ufdd {
+
+// What ufdd watches and does at one moment, put in order: what is wrong or missing comes first.
+// Texts and JSON are made from it. It borrows the replicas' entities, and is valid until these
+// change.
+struct View {
+   using Link = Zet::Ptr< LinkState const >;
+   using Port = Zet::Ptr< PortState const >;
+
+   // None of the pointers is ever null. An entity that ufdd does not tell of has its initial
+   // values.
+   struct Group {
+      Zet::Ptr< UplinkFailureDetection::GroupStatus const > status;
+      Zet::Ptr< UplinkFailureDetection::GroupConfig const > config;
+      Zet::Ptr< GroupState const > state;
+      std::vector< Link > uplinks;
+      std::vector< Port > ports;
+
+      std::string_view name() const { return state->zetName().view(); }
+      bool isUp() const {
+         return status->groupLinkStatus() == UplinkFailureDetection::GroupLinkStatus::up;
+      }
+   };
+
+   View( StatusRoots const& roots, Moment const& at );
+
+   // Keeps only that group, with its links and ports, unless `name` is empty.
+   // Throws: Failure, which names the nearest group, when there is no such group.
+   void keepGroup( std::string const& name );
+   // Returns the port of that name.
+   // Throws: Failure, which names the nearest port, when there is no such port.
+   Port port( std::string const& name ) const;
+   // Returns the state of the port's own link.
+   LinkState const& linkOf( PortState const& port ) const;
+   // Returns true if everything is as it should be: all uplinks and groups are up, all ports are
+   // open, and the configuration file is in force.
+   bool isHealthy() const;
+
+   Moment now;
+   Zet::Ptr< State const > agent;
+   std::vector< Group > groups;
+   std::vector< Link > links; // Uplinks and ports.
+   std::vector< Port > ports; // Also those that no group disables any more.
+
+ private:
+   std::map< std::string_view, Link > linkByName_;
+};
+
+// Returns true if a group wants the port shut, perhaps one in dry run.
+bool isWantedShut( PortState const& port );
+
+// How wrong something is; the greater, the more.
+enum class Severity { good, warning, bad };
+Severity severityOf( LinkState const& link );
+Severity severityOf( PortState const& port );
+Severity severityOf( View::Group const& group );
+
+} // namespace Ufdd

@@ -1,0 +1,214 @@
+#include "agent/ctl/Words.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdio>
+
+namespace Ufdd {
+
+using UplinkFailureDetection::GroupLinkStatus;
+
+namespace {
+
+template < Notify::Enumeration E >
+std::string
+text( E value ) {
+   return Notify::textOf( value ).c_str();
+}
+
+std::string
+text( Zet::String8 const& value ) {
+   return std::string( value.view() );
+}
+
+} // namespace
+
+std::string
+lastingText( double seconds ) {
+   auto const whole = static_cast< long long >( std::max( seconds, 0.0 ) );
+   auto const in = []( long long number, char const* unit ) {
+      return std::to_string( number ) + ' ' + unit;
+   };
+   long long const minutes = whole / 60;
+   long long const hours = minutes / 60;
+   if ( minutes == 0 )
+      return in( whole, "s" );
+   if ( hours == 0 )
+      return in( minutes, "min" );
+   if ( hours < 24 )
+      return in( hours, "h " ) + in( minutes % 60, "min" );
+   return in( hours / 24, "d " ) + in( hours % 24, "h" );
+}
+
+std::string
+untilText( double time, Moment const& now ) {
+   double const seconds = std::max( time - now.steady, 0.0 );
+   if ( seconds >= 10 )
+      return lastingText( std::ceil( seconds ) );
+   char digits[ 16 ];
+   std::snprintf( digits, sizeof digits, "%.1f s", seconds );
+   return digits;
+}
+
+std::string
+clockText( double time, Moment const& now ) {
+   constexpr std::size_t dateSize = 11;
+   std::string const then = localTime( now.wallAt( time ) );
+   bool const isToday = localTime( now.wall ).starts_with( then.substr( 0, dateSize ) );
+   return isToday ? then.substr( dateSize ) : then;
+}
+
+std::string
+ageText( double since, Moment const& now ) {
+   return since > 0 ? ", " + lastingText( now.steady - since ) : "";
+}
+
+Emphasis
+emphasisOf( Severity severity ) {
+   switch ( severity ) {
+   case Severity::good:
+      return Emphasis::good;
+   case Severity::warning:
+      return Emphasis::warning;
+   default:
+      return Emphasis::bad;
+   }
+}
+
+Line
+linkWords( LinkState const& link, Moment const& now ) {
+   return { { text( link.condition() ), emphasisOf( severityOf( link ) ) },
+            { ageText( link.since(), now ) } };
+}
+
+std::string
+meansText( PortMeans means ) {
+   switch ( means ) {
+   case PortMeans::none:
+      return "";
+   case PortMeans::down:
+      return "administratively down";
+   case PortMeans::members:
+      return "through its members";
+   default:
+      return "by " + text( means );
+   }
+}
+
+std::string
+portText( PortState const& port ) {
+   std::string const means =
+       port.means() == PortMeans::none ? "" : " (" + text( port.means() ) + ')';
+   switch ( port.condition() ) {
+   case PortCondition::ordered:
+      return "shut by order" + means;
+   case PortCondition::foreign:
+      return "down, not by ufdd";
+   case PortCondition::failed:
+      return isWantedShut( port ) ? "can't be shut" : "can't be opened" + means;
+   case PortCondition::overridden:
+      return "overridden by hand";
+   case PortCondition::isProtected:
+   case PortCondition::defaultRoute:
+   case PortCondition::dryRun:
+      return "open: " + text( port.condition() );
+   default:
+      return text( port.condition() ) + means;
+   }
+}
+
+Line
+portWords( PortState const& port, LinkState const& link, Moment const& now ) {
+   Span const state( portText( port ), emphasisOf( severityOf( port ) ) );
+   // Of an open port, it matters more for how long the link has been down.
+   if ( port.condition() == PortCondition::open && link.condition() != LinkCondition::up )
+      return { state, { ", " + text( link.condition() ) + ageText( link.since(), now ) } };
+   return { state, { ageText( port.since(), now ) } };
+}
+
+Span
+wordOf( GroupLinkStatus status ) {
+   return { text( stringValue( status ) ), status == GroupLinkStatus::up     ? Emphasis::good
+                                           : status == GroupLinkStatus::down ? Emphasis::bad
+                                                                             : Emphasis::warning };
+}
+
+Span
+statusWord( View::Group const& group ) {
+   std::string word = wordOf( group.status->groupLinkStatus() ).text;
+   std::ranges::transform( word, word.begin(),
+                           []( unsigned char c ) { return std::toupper( c ); } );
+   return { word, emphasisOf( severityOf( group ) ) };
+}
+
+std::string
+countText( GroupState const& group ) {
+   return std::to_string( group.upLinks() ) + '/' + std::to_string( group.allLinks() ) +
+          " up, needs " + std::to_string( group.neededLinks() );
+}
+
+std::string
+modeText( GroupState const& group, Moment const& now ) {
+   std::string const mode = text( group.mode() );
+   switch ( group.mode() ) {
+   case GroupMode::acting:
+      return "";
+   case GroupMode::disabled:
+      return mode + ": it holds no port";
+   case GroupMode::orderedDown:
+      return mode + ": its ports are shut, whatever its uplinks do";
+   case GroupMode::dryRun:
+      return mode + ": it only logs what it would do";
+   case GroupMode::startupHold:
+      return mode + ": its ports are left as they are until it is up" +
+             ( group.waitTime() > 0 ? ", at most " + untilText( group.waitTime(), now ) : "" );
+   default:
+      return mode + ": it is down only if uplinks count that were never there since the boot; it "
+                    "leaves its ports as they are until they come, so check their names";
+   }
+}
+
+std::string
+waitText( GroupState const& group, Moment const& now ) {
+   std::string const after =
+       group.waitTime() > 0 ? " in " + untilText( group.waitTime(), now ) : "";
+   switch ( group.wait() ) {
+   case WaitReason::downDelay:
+      return "down_delay: its ports are shut" + after + " if it stays down";
+   case WaitReason::recoveryDelay:
+      return "recovery_delay: its ports are opened" + after + " if it stays up";
+   case WaitReason::releaseWhen:
+      return "release_when: its ports are opened once there is a route " +
+             text( group.releaseWhen() ) + ( after.empty() ? "" : ", else" + after );
+   default:
+      // The mode says the rest.
+      return "";
+   }
+}
+
+std::vector< Line >
+notices( View const& view ) {
+   std::vector< Line > lines;
+   State const& agent = *view.agent;
+   if ( !agent.refusal().empty() )
+      lines.push_back(
+          { { text( agent.configFile() ) + " is not in force", Emphasis::bad },
+            { ": it was refused " + lastingText( view.now.steady - agent.refusalTime() ) +
+              " ago (" + text( agent.refusal() ) + "). What it said " +
+              lastingText( view.now.steady - agent.configTime() ) + " ago is in force." } } );
+   std::string held;
+   double until = 0;
+   for ( View::Group const& group : view.groups )
+      if ( group.state->mode() == GroupMode::startupHold ) {
+         held += ( held.empty() ? "" : ", " ) + std::string( group.name() );
+         until = std::max( until, group.state->waitTime() );
+      }
+   if ( !held.empty() )
+      lines.push_back( { { "ufdd is in startup hold", Emphasis::warning },
+                         { ( until > 0 ? " for another " + untilText( until, view.now ) : "" ) +
+                           ": it leaves the ports of " + held + " as they are." } } );
+   return lines;
+}
+
+} // namespace Ufdd

@@ -1,0 +1,254 @@
+#include "agent/ctl/ExitStatus.h"
+#include "agent/ctl/Explanation.h"
+#include "agent/ctl/ShowScreen.h"
+#include "agent/ctl/Watcher.h"
+#include "tests/agent/Process.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <initializer_list>
+#include <sstream>
+#include <string>
+
+namespace Ufdd {
+namespace {
+
+using UplinkFailureDetection::GroupLinkStatus;
+using Names = std::initializer_list< char const* >;
+
+// Returns what the checker says against the text, each line of which is one of ufdctl's objects.
+std::string
+faultsOf( std::string const& text ) {
+   TextFile const file( text );
+   Process check( { "-c", R"(
+import json, jsonschema, sys
+check = jsonschema.Draft202012Validator( json.load( open( sys.argv[ 1 ] ) ) )
+for line in open( sys.argv[ 2 ] ):
+   for fault in check.iter_errors( json.loads( line ) ):
+      print( fault.json_path, fault.message )
+)",
+                    SCHEMA, file.path() },
+                  Process::Rights::all, "/usr/bin/python3" );
+   int const status = check.wait();
+   return check.output() + ( status == 0 ? "" : "status " + std::to_string( status ) );
+}
+
+// What ufdctl makes of roots that are filled by hand.
+class CockpitTest : public testing::Test {
+ protected:
+   CockpitTest() {
+      setenv( "TZ", "UTC-2", 1 );
+      tzset();
+      group( "rack1", GroupLinkStatus::down, { "uplink1", "uplink2" }, { "server1", "server2" } );
+      group( "rack2", GroupLinkStatus::up, { "uplink3", "uplink4" }, { "server1", "server3" } );
+      link( "uplink1", LinkCondition::noCarrier, 12 );
+      link( "uplink2", LinkCondition::noCarrier, 13 );
+      port( "server1", PortCondition::shut, 12 ).meansIs( PortMeans::down );
+      port( "server1", PortCondition::shut, 12 ).groupIs( "rack1", true );
+      port( "server2", PortCondition::overridden, 4 ).groupIs( "rack1", true );
+   }
+   GroupState& group( char const* name, GroupLinkStatus status, Names uplinks, Names ports ) {
+      auto const config = roots.config->groupIs( name );
+      auto const state = roots.state->groupIs( name );
+      roots.status->groupIs( name )->groupLinkStatusIs( status );
+      bool const isUp = status == GroupLinkStatus::up;
+      for ( char const* const uplink : uplinks ) {
+         config->intfsToMonitorIs( Kelnet::IntfId( uplink ), true );
+         link( uplink, LinkCondition::up, 100 );
+      }
+      for ( char const* const each : ports ) {
+         config->intfsToDisableIs( Kelnet::IntfId( each ), true );
+         link( each, LinkCondition::up, 100 );
+         port( each, PortCondition::open, 100 ).groupIs( name, false );
+      }
+      auto const count = static_cast< unsigned int >( uplinks.size() );
+      state->allLinksIs( count );
+      state->upLinksIs( isUp ? count : 0 );
+      state->neededLinksIs( 1 );
+      state->isDownIs( !isUp );
+      ( isUp ? state->upTimeIs( now.steady - 90 ) : state->downTimeIs( now.steady - 12 ) );
+      state->recoveryDelayIs( 2 );
+      return *state;
+   }
+   void link( char const* name, LinkCondition condition, double age ) {
+      auto const link = roots.state->linkIs( name );
+      link->conditionIs( condition );
+      link->sinceIs( now.steady - age );
+   }
+   PortState& port( char const* name, PortCondition condition, double age ) {
+      auto const port = roots.state->portIs( name );
+      port->conditionIs( condition );
+      port->sinceIs( now.steady - age );
+      return *port;
+   }
+   View view() const { return { roots, now }; }
+   std::string explain( char const* name ) const {
+      View const all = view();
+      return Explanation( all, name ).text( Colours::none );
+   }
+   std::string show() const { return groupsScreen( view(), Colours::none ); }
+
+   StatusRoots const roots = StatusRoots::make();
+   // 2026-03-01 10:30:00.500 in UTC.
+   Moment const now{ .steady = 100000, .wall = 1772361000.5 };
+};
+
+TEST_F( CockpitTest, showsWhatIsWrongFirst ) {
+   EXPECT_EQ( show(), R"(
+rack1  DOWN  0/2 up, needs 1   since 12:29:48.500 (12 s)
+  uplinks  uplink1  no carrier, 12 s    uplink2  no carrier, 13 s
+  ports    server1  shut (down), 12 s          server2  overridden by hand, 4 s
+
+rack2  UP  2/2 up, needs 1   since 12:28:30.500 (1 min)
+  uplinks  uplink3  up, 1 min    uplink4  up, 1 min
+  ports    server1  shut (down), 12 s    server3  open, 1 min
+)" + 1 );
+   EXPECT_EQ( briefScreen( view(), Colours::none ),
+              "rack1  DOWN  0/2 up, needs 1  2 of 2 ports not open\n"
+              "rack2  UP    2/2 up, needs 1  1 of 2 ports not open\n" );
+   EXPECT_EQ( portsScreen( view(), Colours::none ),
+              "PORT     STATE               FOR    LINK  SHUT BY  NOT BY\n"
+              "server1  shut (down)         12 s   up    rack1    rack2\n"
+              "server2  overridden by hand  4 s    up    rack1    -\n"
+              "server3  open                1 min  up    -        rack2\n" );
+   EXPECT_NE( groupsScreen( view(), Colours::terminal ).find( "  \x1b[1;31mDOWN\x1b[0m  " ),
+              std::string::npos );
+}
+
+// Many names, long names and long texts.
+TEST_F( CockpitTest, fitsOnAScreen ) {
+   roots.state->configFileIs( "/etc/ufdd.toml" );
+   roots.state->configTimeIs( now.steady - 8000 );
+   roots.state->refusalTimeIs( now.steady - 125 );
+   roots.state->refusalIs( "/etc/ufdd.toml:12:3: " + std::string( 90, 'x' ) + " is no key" );
+   GroupState& big = group( "big", GroupLinkStatus::down, {}, {} );
+   big.modeIs( GroupMode::startupHold );
+   big.waitTimeIs( now.steady + 7.25 );
+   auto const config = roots.config->group( "big" );
+   for ( int i = 0; i < 40; ++i ) {
+      std::string const name = "interface" + std::to_string( i );
+      config->intfsToMonitorIs( Kelnet::IntfId( name ), true );
+      config->intfsToDisableIs( Kelnet::IntfId( name ), true );
+      link( name.c_str(), i < 20 ? LinkCondition::up : LinkCondition::absent, 100000 );
+      port( name.c_str(), PortCondition::open, 100000 ).groupIs( "big", false );
+   }
+   std::string const screen = show();
+   EXPECT_TRUE( screen.starts_with(
+       "/etc/ufdd.toml is not in force: it was refused 2 min ago (/etc/ufdd.toml:12:3:\n  xxx" ) )
+       << screen;
+   for ( char const* const part :
+         { "in startup hold for another 7.2 s: it leaves the ports of big as they\n",
+           "until it is up, at most\n           7.2 s\n",
+           "           8 more are not up: ufdctl show --links; 20 others up\n",
+           "  ports    40 open\n" } )
+      EXPECT_NE( screen.find( part ), std::string::npos ) << part << screen;
+   std::size_t lines = 0;
+   std::string line;
+   for ( std::istringstream in( screen ); std::getline( in, line ); ++lines )
+      EXPECT_TRUE( line.size() <= 80 || line.find( "xxx" ) != std::string::npos ) << line;
+   EXPECT_LE( lines, 24u ) << screen;
+}
+
+TEST_F( CockpitTest, explainsAPort ) {
+   roots.state->configFileIs( "/etc/ufdd.toml" );
+   EXPECT_EQ( explain( "server1" ), R"(
+server1: shut by ufdd since 2026-03-01 12:29:48.500, 12 s ago (administratively
+  down)
+  because  group rack1 is down: 0/2 up, needs 1
+             uplink1  no carrier, 12 s
+             uplink2  no carrier, 13 s
+  not by   group rack2: 2/2 up, needs 1
+  opens    once rack1 has been up for 2 s (recovery_delay), which takes 1 more
+           uplink
+  or       set "dry_run = true" for rack1 in /etc/ufdd.toml, then: systemctl
+           reload ufdd
+)" + 1 );
+   auto const says = [ & ]( char const* name, Names parts ) {
+      std::string const text = explain( name );
+      for ( char const* const part : parts )
+         EXPECT_NE( text.find( part ), std::string::npos ) << part << " in\n" << text;
+   };
+   says( "server2", { "opened by hand, and left open by ufdd, since 2026-03-01 12:29:56.500, 4\n",
+                      "shuts    the next time" } );
+   says( "server3", { "server3: open since", "not by   group rack2: 2/2 up, needs 1\n",
+                      "shuts    once rack2 loses 2 more uplinks\n" } );
+   GroupState& rack1 = *roots.state->group( "rack1" );
+   rack1.waitTimeIs( now.steady + 1.5 );
+   rack1.waitIs( WaitReason::downDelay );
+   link( "server1", LinkCondition::noCarrier, 5 );
+   port( "server1", PortCondition::open, 9 ).meansIs( PortMeans::none );
+   port( "server1", PortCondition::open, 9 ).groupIs( "rack1", false );
+   says( "server1", { "link     no carrier, 5 s; not ufdd's doing\n",
+                      "shuts    in 1.5 s, if rack1 stays down (down_delay)\n" } );
+   rack1.upLinksIs( 2 );
+   rack1.waitIs( WaitReason::recoveryDelay );
+   roots.status->group( "rack1" )->groupLinkStatusIs( GroupLinkStatus::up );
+   port( "server1", PortCondition::failed, 9 ).meansIs( PortMeans::protodown );
+   port( "server1", PortCondition::failed, 9 ).groupIs( "rack1", true );
+   port( "server1", PortCondition::failed, 9 ).failureIs( "Operation not permitted" );
+   says( "server1", { "still open (ufdd can't shut it) since", "failed   Operation not permitted\n",
+                      "because  group rack1 was down, and is up again: 2/2 up, needs 1",
+                      "opens    in 1.5 s, if rack1 stays up (recovery_delay)\n" } );
+   try {
+      explain( "sever1" );
+      FAIL();
+   } catch ( Failure const& failure ) {
+      EXPECT_STREQ( failure.what(), "there is no port \"sever1\"; did you mean server1?" );
+      EXPECT_EQ( failure.status(), ExitStatus::unknownName );
+   }
+}
+
+TEST_F( CockpitTest, watchesGroupsAndPorts ) {
+   auto const play = [ this ]( std::string const& wanted, bool asJson ) {
+      std::ostringstream out;
+      Watcher watcher( roots, wanted, out, { .asJson = asJson },
+                       [] { return Moment{ .steady = 100000, .wall = 1772361000.5 }; } );
+      group( "rack1", GroupLinkStatus::down, { "uplink1" }, { "server1" } );
+      port( "server1", PortCondition::shut, 1 );
+      port( "server2", PortCondition::open, 1 );
+      watcher.showStates();
+      for ( auto const status :
+            { GroupLinkStatus::up, GroupLinkStatus::down, GroupLinkStatus::up } )
+         group( "rack1", status, { "uplink1" }, { "server1" } );
+      roots.state->group( "rack1" )->causeIs( "uplink uplink1 came up" );
+      watcher.showChanges();
+      watcher.handleLoss( "/s" );
+      watcher.handleResync( "/s" );
+      group( "rack2", GroupLinkStatus::down, {}, {} );
+      watcher.showChanges();
+      group( "rack2", GroupLinkStatus::up, {}, {} );
+      return out.str();
+   };
+   std::string const lines = play( "", false );
+   for ( char const* const line :
+         { "2026-03-01 12:30:00.500  group rack1  is down\n", "  port server1  is shut (down)\n",
+           "  group rack1   down -> up\n", "  group rack1   up -> down\n",
+           "  group rack1   down -> up, 1/1 up, needs 1: uplink uplink1 came up\n",
+           "  port server1  shut (down) -> open (down)\n",
+           "  lost ufdd at /s; waiting for it to come back\n",
+           "  group rack2   up -> down, 0/0 up, needs 1\n" } )
+      EXPECT_NE( lines.find( line ), std::string::npos ) << line << lines;
+   std::string const objects = play( "rack1", true );
+   EXPECT_EQ( objects.find( "rack2" ), objects.find( "rack2\",\"wantsShut" ) ) << objects;
+   EXPECT_EQ( faultsOf( objects ), "" );
+   EXPECT_EQ( std::ranges::count( objects, '\n' ), 8 ) << objects;
+}
+
+TEST_F( CockpitTest, keepsToItsSchema ) {
+   View const all = view();
+   Json show = json( all );
+   EXPECT_EQ( show[ "groups" ][ 0 ][ "downTime" ], "2026-03-01T10:29:48.500Z" );
+   EXPECT_EQ( show[ "groups" ][ 0 ][ "upTime" ], Json() );
+   EXPECT_EQ( show[ "healthy" ], false );
+   EXPECT_EQ( faultsOf( lineOf( show ) + lineOf( Explanation( all, "server1" ).json() ) ), "" );
+   show[ "groups" ][ 0 ][ "linkStatus" ] = "DOWN";
+   show[ "ports" ][ 0 ].erase( "condition" );
+   EXPECT_EQ( faultsOf( lineOf( show ) ),
+              "$.groups[0].linkStatus 'DOWN' is not one of ['unknown', 'up', 'down']\n"
+              "$.ports[0] 'condition' is a required property\n" );
+}
+
+} // namespace
+} // namespace Ufdd
