@@ -17,7 +17,7 @@ enum class ExitStatus {
 
 inline constexpr char const* exitStatusHelp =
     "Exit status: 0 if done; 1 if something failed; 2 if there is no such group, port,\n"
-    "link or type; 3 if --check-health found something; 4 if ufdd\n"
+    "link or type; 3 if --check-health or --fail-if-shut found something; 4 if ufdd\n"
     "can't be reached; 64 if the command line is wrong.";
 
 // Ends ufdctl with that status, after it has written the text.

@@ -127,8 +127,8 @@ Explanation::Explanation( View const& view, std::string const& port )
    headline_ = headline( *port_, view.now );
    add( "failed", std::string( port_->failure().view() ) );
    bool const isShutByUs = port_->means() != PortMeans::none;
-   if ( !isShutByUs && link_.condition() != LinkCondition::up )
-      add( "link", plainText( linkWords( link_, view.now ) ) + "; not ufdd's doing" );
+   if ( !isShutByUs && link_->condition() != LinkCondition::up )
+      add( "link", plainText( linkWords( *link_, view.now ) ) + "; not ufdd's doing" );
    addGroups( "because", true );
    addGroups( "not by", false );
    if ( because_.empty() && notBy_.empty() )
@@ -219,7 +219,7 @@ Json
 Explanation::json() const {
    Json object = jsonOf( "explain", view_.now );
    object[ "port" ] = Ufdd::json( *port_, view_.now );
-   object[ "link" ] = Ufdd::json( link_, view_.now );
+   object[ "link" ] = Ufdd::json( *link_, view_.now );
    Json& groups = object[ "groups" ] = Json::array();
    for ( auto const* const some : { &because_, &notBy_ } )
       for ( View::Group const* const group : *some )

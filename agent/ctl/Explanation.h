@@ -39,7 +39,7 @@ class Explanation {
 
    View const& view_;
    View::Port const port_;
-   LinkState const& link_;
+   View::Link const link_;
    std::vector< View::Group const* > because_; // The groups that want it shut.
    std::vector< View::Group const* > notBy_;   // The other groups that disable it.
    std::string headline_;

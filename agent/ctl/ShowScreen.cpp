@@ -73,7 +73,7 @@ addBlock( Screen& screen, View const& view, View::Group const& group ) {
    addItems( screen, "uplinks", group.uplinks, "up", "links",
              [ & ]( LinkState const& link ) { return linkWords( link, view.now ); } );
    addItems( screen, "ports", group.ports, "open", "ports", [ & ]( PortState const& port ) {
-      return portWords( port, view.linkOf( port ), view.now );
+      return portWords( port, *view.linkOf( port ), view.now );
    } );
    for ( View::Port const& port : group.ports )
       if ( !port->failure().empty() )
@@ -108,7 +108,7 @@ groupsScreen( View const& view, Colours colours ) {
       screen.line( {} );
       screen.line( { { "Held, though no group disables them any more", Emphasis::warning } } );
       addItems( screen, "ports", left, "open", "ports", [ & ]( PortState const& port ) {
-         return portWords( port, view.linkOf( port ), view.now );
+         return portWords( port, *view.linkOf( port ), view.now );
       } );
    }
    return screen.text();
@@ -143,7 +143,7 @@ portsScreen( View const& view, Colours colours ) {
    addNotices( screen, view );
    std::vector< Line > rows{ { "PORT", "STATE", "FOR", "LINK", "SHUT BY", "NOT BY" } };
    for ( View::Port const& port : view.ports ) {
-      LinkState const& link = view.linkOf( *port );
+      View::Link const link = view.linkOf( *port );
       std::string by;
       std::string notBy;
       port->groupMembers().forEach( [ & ]( auto const& group ) {
@@ -154,7 +154,7 @@ portsScreen( View const& view, Colours colours ) {
           { nameOf( *port ),
             { portText( *port ), emphasisOf( severityOf( *port ) ) },
             { port->since() > 0 ? lastingText( view.now.steady - port->since() ) : "-" },
-            { std::string( Notify::textOf( link.condition() ).view() ) },
+            { std::string( Notify::textOf( link->condition() ).view() ) },
             by.empty() ? "-" : by,
             notBy.empty() ? "-" : notBy } );
    }

@@ -7,6 +7,7 @@
 #include "agent/ctl/ShowScreen.h"
 #include "agent/ctl/StatusStream.h"
 #include "agent/ctl/Watcher.h"
+#include "agent/ctl/WhatIf.h"
 #include "agent/ctl/Words.h"
 #include "platform/zet/Clock.h"
 
@@ -86,6 +87,21 @@ explain( std::string const& socket, ExplainOptions const& options ) {
    std::cout << ( options.asJson ? pageOf( explanation.json() )
                                  : explanation.text( coloursOfOutput() ) );
    return ExitStatus::success;
+}
+
+struct WhatIfOptions : WhatIf::Question {
+   bool asJson = false;
+   bool failsIfShut = false;
+};
+
+ExitStatus
+askWhatIf( std::string const& socket, WhatIfOptions const& options ) {
+   Session session( socket );
+   session.stream.fill();
+   View const view = session.view();
+   WhatIf const answer( view, options );
+   std::cout << ( options.asJson ? pageOf( answer.json() ) : answer.text( coloursOfOutput() ) );
+   return options.failsIfShut && answer.shutsAny() ? ExitStatus::unhealthy : ExitStatus::success;
 }
 
 struct WatchOptions {
@@ -184,6 +200,21 @@ addExplain( CommandLine& line, std::string const& socket ) {
 }
 
 void
+addWhatIf( CommandLine& line, std::string const& socket ) {
+   auto const options = std::make_shared< WhatIfOptions >();
+   Command command = add( line, socket, "what-if", "Prints what ufdd would do, and changes nothing",
+                          options, askWhatIf );
+   command.list( "--down", "LINK", options->down, "If these links went down" );
+   command.list( "--up", "LINK", options->up, "If these links came up" );
+   command.option( "--config", "FILE", options->file, "If this configuration were in force" );
+   addJson( command, options->asJson );
+   command.flag( "--fail-if-shut", options->failsIfShut, "End with 3 if a port would be shut" );
+   command.footer( std::string( "A port that would be shut may be an uplink of another group: its "
+                                "link is taken to\nfollow.\n\n" ) +
+                   exitStatusHelp );
+}
+
+void
 addWatch( CommandLine& line, std::string const& socket ) {
    auto const options = std::make_shared< WatchOptions >();
    Command command = add( line, socket, "watch",
@@ -223,6 +254,7 @@ void
 addStatusCommands( CommandLine& line, std::string const& socket ) {
    addShow( line, socket );
    addExplain( line, socket );
+   addWhatIf( line, socket );
    addWatch( line, socket );
    addWait( line, socket );
 }

@@ -112,10 +112,7 @@ View::View( StatusRoots const& roots, Moment const& at ) : now( at ), agent( roo
       auto const name = id.name();
       return orInitial( state.link( name ), name );
    };
-   state.linkMembers().forEach( [ & ]( LinkState const& each ) {
-      links.emplace_back( &each );
-      linkByName_.emplace( each.zetName().view(), &each );
-   } );
+   state.linkMembers().forEach( [ & ]( LinkState const& each ) { links.emplace_back( &each ); } );
    state.portMembers().forEach( [ & ]( PortState const& each ) { ports.emplace_back( &each ); } );
    roots.config->groupMembers().forEach( [ & ]( GroupConfig const& config ) {
       Zet::Name const name = config.name();
@@ -165,11 +162,9 @@ View::port( std::string const& name ) const {
    return *at;
 }
 
-LinkState const&
+View::Link
 View::linkOf( PortState const& port ) const {
-   static Zet::Ptr< LinkState const > const unknown = Zet::make< LinkState >( "" );
-   auto const at = linkByName_.find( port.zetName().view() );
-   return at == linkByName_.end() ? *unknown : *at->second;
+   return orInitial( agent->link( port.zetName() ), port.zetName() );
 }
 
 bool

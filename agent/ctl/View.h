@@ -5,7 +5,6 @@
 #include "model/GroupConfig.h"
 #include "model/GroupStatus.h"
 
-#include <map>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,8 +41,8 @@ struct View {
    // Returns the port of that name.
    // Throws: Failure, which names the nearest port, when there is no such port.
    Port port( std::string const& name ) const;
-   // Returns the state of the port's own link.
-   LinkState const& linkOf( PortState const& port ) const;
+   // Returns the state of the port's own link; its initial state if ufdd does not tell of it.
+   Link linkOf( PortState const& port ) const;
    // Returns true if everything is as it should be: all uplinks and groups are up, all ports are
    // open, and the configuration file is in force.
    bool isHealthy() const;
@@ -53,9 +52,6 @@ struct View {
    std::vector< Group > groups;
    std::vector< Link > links; // Uplinks and ports.
    std::vector< Port > ports; // Also those that no group disables any more.
-
- private:
-   std::map< std::string_view, Link > linkByName_;
 };
 
 // Returns true if a group wants the port shut, perhaps one in dry run.

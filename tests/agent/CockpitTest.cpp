@@ -2,6 +2,7 @@
 #include "agent/ctl/Explanation.h"
 #include "agent/ctl/ShowScreen.h"
 #include "agent/ctl/Watcher.h"
+#include "agent/ctl/WhatIf.h"
 #include "tests/agent/Process.h"
 
 #include <gtest/gtest.h>
@@ -234,6 +235,83 @@ TEST_F( CockpitTest, watchesGroupsAndPorts ) {
    EXPECT_EQ( objects.find( "rack2" ), objects.find( "rack2\",\"wantsShut" ) ) << objects;
    EXPECT_EQ( faultsOf( objects ), "" );
    EXPECT_EQ( std::ranges::count( objects, '\n' ), 8 ) << objects;
+}
+
+TEST_F( CockpitTest, tellsWhatWouldHappen ) {
+   auto const ask = [ & ]( WhatIf::Question const& question ) {
+      View const all = view();
+      WhatIf const answer( all, question );
+      EXPECT_EQ( faultsOf( lineOf( answer.json() ) ), "" );
+      EXPECT_EQ( answer.shutsAny(), answer.json()[ "anyShut" ] );
+      return answer.text( Colours::none );
+   };
+   // Shutting server3 takes the uplink of another group.
+   group( "tail", GroupLinkStatus::up, { "server3" }, { "end1", "end2", "end3" } );
+   roots.state->group( "tail" )->downDelayIs( 3 );
+   port( "server2", PortCondition::shut, 4 ).meansIs( PortMeans::down );
+   port( "end2", PortCondition::overridden, 9 );
+   link( "end3", LinkCondition::setDown, 9 );
+   EXPECT_EQ( ask( { .down = { "uplink3", "uplink4" }, .up = {}, .file = "" } ), R"(
+GROUP  NOW  THEN  UPLINKS
+rack2  up   down  0/2 up, needs 1
+tail   up   down  0/1 up, needs 1
+Groups that stay as they are: 1
+
+PORT     WOULD BE        WHY
+end1     shut after 3 s  tail down
+end2     left alone      tail down, but it is overridden by hand
+end3     left alone      tail down, but it is administratively down already
+server3  shut at once    rack2 down
+
+Nothing was changed.
+)" + 1 );
+   roots.state->group( "rack2" )->modeIs( GroupMode::dryRun );
+   EXPECT_EQ( ask( { .down = { "uplink3", "uplink4" }, .up = { "uplink2" }, .file = "" } ), R"(
+GROUP  NOW   THEN  UPLINKS
+rack1  down  up    1/2 up, needs 1
+rack2  up    down  0/2 up, needs 1
+Groups that stay as they are: 1
+
+PORT     WOULD BE          WHY
+server1  opened after 2 s  rack1 up; rack2 down, but in dry run
+server2  opened after 2 s  rack1 up
+server3  left alone        rack2 down, but in dry run
+
+Nothing was changed.
+)" + 1 );
+   roots.state->group( "rack2" )->modeIs( GroupMode::acting );
+   link( "uplink4", LinkCondition::unproven, 9 );
+   EXPECT_NE( ask( { .down = { "uplink3" }, .up = {}, .file = "" } )
+                  .find( "server3  left alone  rack2 down, but for unproven uplinks\n" ),
+              std::string::npos );
+   roots.state->group( "rack2" )->upLinksIs( 1 );
+   EXPECT_EQ( ask( {} ), "No group would change.\n\nNo port would change.\n\n"
+                         "Nothing was changed.\n" );
+   TextFile const file(
+       "[[group]]\nname = 'rack2'\nmonitor = [ 'uplink3', "
+       "'new1' ]\ndisable = [ 'server3', 'end1' ]\nmin_links = 2\ndown_delay = 2\n" );
+   EXPECT_EQ( ask( { .down = {}, .up = {}, .file = file.path() } ), R"(
+Not watched by ufdd yet, and taken as the kernel shows them here: new1
+GROUP  NOW   THEN  UPLINKS
+rack1  down  -
+rack2  up    down  1/2 up, needs 2
+tail   up    -
+
+PORT     WOULD BE        WHY
+end1     shut after 2 s  rack2 down
+server1  opened at once  no group disables it any more
+server2  opened at once  no group disables it any more
+server3  shut after 2 s  rack2 down
+
+Nothing was changed.
+)" + 1 );
+   View const all = view();
+   try {
+      WhatIf( all, { .down = { "uplnk1" }, .up = {}, .file = "" } );
+      FAIL();
+   } catch ( Failure const& failure ) {
+      EXPECT_STREQ( failure.what(), "no group has a link \"uplnk1\"; did you mean uplink1?" );
+   }
 }
 
 TEST_F( CockpitTest, keepsToItsSchema ) {

@@ -1,0 +1,457 @@
+#include "agent/ctl/WhatIf.h"
+
+#include "agent/base/Descriptor.h"
+#include "agent/base/NearestWord.h"
+#include "agent/config/ConfigFile.h"
+#include "agent/ctl/ExitStatus.h"
+#include "agent/ctl/Words.h"
+#include "agent/reflected/Configuration.h"
+#include "host/PortDecisions.h"
+#include "platform/errdisable/CauseStatus.h"
+#include "platform/interface/EthIntfStatusDir.h"
+#include "sm/Root.h"
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <net/if.h>
+#include <set>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+namespace Ufdd {
+
+using Interface::EthIntfStatusDir;
+using Interface::OperStatus;
+using UplinkFailureDetection::Config;
+using UplinkFailureDetection::GroupConfig;
+using UplinkFailureDetection::GroupLinkStatus;
+using UplinkFailureDetection::PortDecisions;
+using UplinkFailureDetection::Status;
+
+namespace {
+
+// How a group acts on its ports.
+struct Manner {
+   GroupMode mode = GroupMode::acting;
+   double downDelay = 0;     // In seconds.
+   double recoveryDelay = 0; // In seconds.
+};
+
+bool
+isHeld( PortState const& port ) {
+   return port.means() != PortMeans::none;
+}
+
+// "-" for none.
+Span
+word( std::optional< GroupLinkStatus > const& status ) {
+   return status ? wordOf( *status ) : Span( "-" );
+}
+
+} // namespace
+
+// The private instance of the library.
+class WhatIf::Instance final : private PortDecisions::Policy {
+ public:
+   // Takes over the configuration of the replicas.
+   void configure( View const& view ) {
+      for ( View::Group const& group : view.groups ) {
+         copyConfiguration( *group.config, *config_->groupIs( group.config->name() ),
+                            CopyOrder::addFirst );
+         manners_[ group.config->name() ] = { group.state->mode(), group.state->downDelay(),
+                                              group.state->recoveryDelay() };
+      }
+   }
+   void configure( ConfigFile const& file ) {
+      for ( GroupSettings const& group : file.groups ) {
+         copyConfiguration( *group.config, *config_->groupIs( group.config->name() ),
+                            CopyOrder::addFirst );
+         manners_[ group.config->name() ] = { group.policy.dryRun ? GroupMode::dryRun
+                                                                  : GroupMode::acting,
+                                              group.policy.downDelay, group.policy.recoveryDelay };
+      }
+   }
+   void setLink( Kelnet::IntfId link, bool isUp ) {
+      directory_->intfStatusIs( link )->operStatusIs( isUp ? OperStatus::up : OperStatus::down );
+   }
+   bool hasLink( Kelnet::IntfId link ) const { return directory_->intfStatus( link ); }
+   bool isUp( Kelnet::IntfId link ) const {
+      auto const* const status = directory_->intfStatus( link );
+      return status && status->operStatus() == OperStatus::up;
+   }
+   void setUnproven( Kelnet::IntfId link ) { unproven_.insert( link ); }
+   // Evaluates the groups by the links that have been set.
+   void start() { root_->uplinkFailureDetectionSmIs( config_, status_, causeStatus_, directory_ ); }
+   // Decides about all ports.
+   void decide() {
+      config_->groupMembers().forEach(
+          [ & ]( GroupConfig const& group ) { decisions_.decideAgain( group.name() ); } );
+      decisions_.takeChanges();
+   }
+
+   Config const& config() const { return *config_; }
+   bool mustBeShut( Kelnet::IntfId port ) const { return decisions_.mustBeShut( port ); }
+   Manner const& manner( Zet::Name const& group ) const { return manners_.at( group ); }
+   GroupLinkStatus status( Zet::Name const& group ) const {
+      auto const status = status_->group( group );
+      return status ? status->groupLinkStatus() : GroupLinkStatus::unknown;
+   }
+   // Returns true if the group wants its ports shut, whether it acts or not.
+   bool wantsShut( GroupConfig const& group ) const {
+      return manner( group.name() ).mode == GroupMode::orderedDown ||
+             status( group.name() ) == GroupLinkStatus::down;
+   }
+   // Returns what keeps the group from shutting its ports; empty if nothing does.
+   std::string hindrance( GroupConfig const& group ) const {
+      GroupMode const mode = manner( group.name() ).mode;
+      if ( mode == GroupMode::orderedDown )
+         return "";
+      if ( mode == GroupMode::disabled )
+         return "disabled";
+      if ( mode != GroupMode::acting && mode != GroupMode::unproven )
+         return "in " + std::string( Notify::textOf( mode ).view() );
+      unsigned int unproven = 0;
+      group.intfsToMonitorMembers().forEach( [ & ]( auto const& uplink ) {
+         unproven += !hasLink( uplink.zetKey() ) && unproven_.contains( uplink.zetKey() );
+      } );
+      return upLinks( group ) + unproven >= group.minLinks() ? "for unproven uplinks" : "";
+   }
+   unsigned int upLinks( GroupConfig const& group ) const {
+      unsigned int up = 0;
+      group.intfsToMonitorMembers().forEach(
+          [ & ]( auto const& uplink ) { up += isUp( uplink.zetKey() ); } );
+      return up;
+   }
+
+ private:
+   bool shuts( GroupConfig const& group, Kelnet::IntfId ) const override {
+      return wantsShut( group ) && hindrance( group ).empty();
+   }
+
+   Zet::Ptr< Config > const config_ = UplinkFailureDetection::configFactory( "config" );
+   Zet::Ptr< Status > const status_ = UplinkFailureDetection::statusFactory( "status" );
+   Zet::Ptr< Errdisable::CauseStatus > const causeStatus_ =
+       Errdisable::CauseStatus::CauseStatusIs( "what-if" );
+   Zet::Ptr< EthIntfStatusDir > const directory_ =
+       EthIntfStatusDir::EthIntfStatusDirIs( "interfaces" );
+   std::map< Zet::Name, Manner > manners_; // By group.
+   std::set< Kelnet::IntfId > unproven_;
+   PortDecisions decisions_{ config_, *this, directory_ };
+   Zet::Ptr< UplinkFailureDetection::Root > const root_ =
+       UplinkFailureDetection::rootFactory( "root" );
+};
+
+namespace {
+
+ConfigFile
+readValid( std::string const& path ) {
+   ConfigFile file = readConfig( path );
+   if ( !file.errors.empty() )
+      throw Failure( ExitStatus::failure, file.errors.front() );
+   return file;
+}
+
+// Returns the ids of these links.
+// Throws: Failure, which names the nearest link, when one is not `known`.
+std::vector< Kelnet::IntfId >
+idsOf( std::vector< std::string > const& names, std::set< std::string_view > const& known ) {
+   std::vector< Kelnet::IntfId > ids;
+   for ( std::string const& name : names ) {
+      if ( !known.contains( name ) ) {
+         std::vector< std::string_view > const all( known.begin(), known.end() );
+         auto const nearest = nearestWord( name, all );
+         throw Failure( ExitStatus::unknownName,
+                        "no group has a link \"" + name + "\"; " +
+                            ( nearest ? "did you mean " + std::string( *nearest ) + "?"
+                                      : "\"ufdctl show --links\" lists all links" ) );
+      }
+      ids.emplace_back( name );
+   }
+   return ids;
+}
+
+// Returns whether the interface of this network namespace is up; nothing if there is none.
+std::optional< bool >
+isUpHere( std::string const& name ) {
+   Descriptor const socket( ::socket( AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0 ) );
+   ifreq request{};
+   name.copy( request.ifr_name, IFNAMSIZ - 1 );
+   if ( ioctl( socket.fd(), SIOCGIFFLAGS, &request ) != 0 )
+      return std::nullopt;
+   return ( request.ifr_flags & IFF_UP ) && ( request.ifr_flags & IFF_RUNNING );
+}
+
+std::set< std::string_view >
+namesIn( Config const& config ) {
+   std::set< std::string_view > names;
+   auto const add = [ & ]( auto const& member ) { names.insert( member.zetKey().name().view() ); };
+   config.groupMembers().forEach( [ & ]( GroupConfig const& group ) {
+      group.intfsToMonitorMembers().forEach( add );
+      group.intfsToDisableMembers().forEach( add );
+   } );
+   return names;
+}
+
+} // namespace
+
+WhatIf::WhatIf( View const& view, Question const& question ) : view_( view ) {
+   Instance instance;
+   std::string const inForce( view.agent->configFile().view() );
+   if ( question.file.empty() )
+      instance.configure( view );
+   else
+      instance.configure( readValid( question.file ) );
+   for ( std::string const& name :
+         readConfig( question.file.empty() ? inForce : question.file ).protect )
+      protected_.insert( name );
+   for ( View::Link const& link : view.links ) {
+      Kelnet::IntfId const id( link->zetName().view() );
+      if ( link->condition() == LinkCondition::unproven )
+         instance.setUnproven( id );
+      else if ( link->condition() != LinkCondition::absent )
+         instance.setLink( id, link->condition() == LinkCondition::up );
+   }
+   std::set< std::string_view > const known = namesIn( instance.config() );
+   if ( !question.file.empty() )
+      addUnknown( instance, known );
+   auto const down = idsOf( question.down, known );
+   for ( Kelnet::IntfId const link : down )
+      instance.setLink( link, false );
+   for ( Kelnet::IntfId const link : idsOf( question.up, known ) )
+      instance.setLink( link, true );
+   instance.start();
+   settle( instance, { down.begin(), down.end() } );
+   collectGroups( instance );
+   for ( Kelnet::IntfId const port : portsOf( instance ) )
+      collectPort( instance, port );
+}
+
+// Sets the links of a new configuration that ufdd does not watch yet.
+void
+WhatIf::addUnknown( Instance& instance, std::set< std::string_view > const& known ) {
+   std::string names;
+   for ( std::string_view const name : known ) {
+      if ( view_.agent->link( Zet::Name( name ) ) )
+         continue;
+      names += ( names.empty() ? "" : ", " ) + std::string( name );
+      if ( auto const isUp = isUpHere( std::string( name ) ) )
+         instance.setLink( Kelnet::IntfId( name ), *isUp );
+   }
+   if ( !names.empty() )
+      notices_.push_back( "Not watched by ufdd yet, and taken as the kernel shows them here: " +
+                          names );
+}
+
+// Returns the ports of the private configuration, and those that ufdd holds now.
+std::set< Kelnet::IntfId >
+WhatIf::portsOf( Instance const& instance ) const {
+   std::set< Kelnet::IntfId > ports;
+   instance.config().groupMembers().forEach( [ & ]( GroupConfig const& group ) {
+      group.intfsToDisableMembers().forEach(
+          [ & ]( auto const& port ) { ports.insert( port.zetKey() ); } );
+   } );
+   for ( View::Port const& port : view_.ports )
+      if ( isHeld( *port ) )
+         ports.insert( Kelnet::IntfId( port->zetName().view() ) );
+   return ports;
+}
+
+// Shuts and opens ports, whose links may be uplinks, until nothing changes.
+void
+WhatIf::settle( Instance& instance, std::set< Kelnet::IntfId > const& keptDown ) {
+   constexpr int roundLimit = 100;
+   auto const ports = portsOf( instance );
+   bool isSettled = false;
+   for ( int round = 0; round < roundLimit && !isSettled; ++round ) {
+      isSettled = true;
+      instance.decide();
+      for ( Kelnet::IntfId const port : ports ) {
+         bool const mustBeShut = instance.mustBeShut( port );
+         bool const follows = mustBeShut ? hindrance( instance, port ).empty()
+                                         : holds( port ) && !keptDown.contains( port );
+         if ( follows && instance.isUp( port ) == mustBeShut ) {
+            instance.setLink( port, !mustBeShut );
+            isSettled = false;
+         }
+      }
+   }
+   if ( !isSettled )
+      notices_.push_back( "groups depend on each other in a circle, and would go up and down" );
+}
+
+bool
+WhatIf::holds( Kelnet::IntfId port ) const {
+   auto const state = view_.agent->port( port.name() );
+   return state && isHeld( *state );
+}
+
+// Returns why ufdd would not shut the port; empty if it would.
+std::string
+WhatIf::hindrance( Instance const& instance, Kelnet::IntfId port ) const {
+   std::string const name( port.name().view() );
+   if ( !instance.hasLink( port ) )
+      return "there is no such interface";
+   if ( protected_.contains( name ) )
+      return "it is protected";
+   auto const state = view_.agent->port( port.name() );
+   if ( !state || isHeld( *state ) )
+      return "";
+   switch ( state->condition() ) {
+   case PortCondition::foreign:
+   case PortCondition::isProtected:
+   case PortCondition::defaultRoute:
+   case PortCondition::overridden:
+      return "it is " + portText( *state );
+   default:
+      return view_.linkOf( *state )->condition() == LinkCondition::setDown
+                 ? "it is administratively down already"
+                 : "";
+   }
+}
+
+void
+WhatIf::collectGroups( Instance const& instance ) {
+   std::set< std::string_view > now;
+   for ( View::Group const& group : view_.groups ) {
+      now.insert( group.name() );
+      if ( !instance.config().group( group.config->name() ) )
+         groups_.push_back( { .name = std::string( group.name() ),
+                              .now = group.status->groupLinkStatus(),
+                              .then = {} } );
+   }
+   instance.config().groupMembers().forEach( [ & ]( GroupConfig const& config ) {
+      Group group{ .name = std::string( config.name().view() ),
+                   .now = {},
+                   .then = instance.status( config.name() ),
+                   .upLinks = instance.upLinks( config ),
+                   .allLinks =
+                       static_cast< unsigned int >( config.intfsToMonitorMembers().count() ),
+                   .neededLinks = config.minLinks() };
+      auto const at =
+          std::ranges::find( view_.groups, std::string_view( group.name ), &View::Group::name );
+      if ( at != view_.groups.end() )
+         group.now = at->status->groupLinkStatus();
+      bool const isSame = group.now == group.then && at->state->upLinks() == group.upLinks &&
+                          at->state->neededLinks() == group.neededLinks;
+      if ( isSame )
+         ++sameGroups_;
+      else
+         groups_.push_back( std::move( group ) );
+   } );
+   std::ranges::sort( groups_, {}, &Group::name );
+}
+
+void
+WhatIf::collectPort( Instance const& instance, Kelnet::IntfId port ) {
+   std::string down; // The groups that shut it.
+   std::string idle; // Those that would, with what keeps them from it.
+   std::string up;   // All others.
+   double downDelay = std::numeric_limits< double >::infinity();
+   double recoveryDelay = 0;
+   auto const add = []( std::string& list, std::string const& more ) {
+      list += ( list.empty() ? "" : ", " ) + more;
+   };
+   instance.config().groupMembers().forEach( [ & ]( GroupConfig const& group ) {
+      if ( !group.intfsToDisableMembers().find( port ) )
+         return;
+      std::string const name( group.name().view() );
+      Manner const& manner = instance.manner( group.name() );
+      recoveryDelay = std::max( recoveryDelay, manner.recoveryDelay );
+      if ( !instance.wantsShut( group ) )
+         add( up, name );
+      else if ( std::string const reason = instance.hindrance( group ); !reason.empty() )
+         add( idle, name + " down, but " + reason );
+      else {
+         add( down, name );
+         downDelay = std::min( downDelay, manner.downDelay );
+      }
+   } );
+   std::string const name( port.name().view() );
+   if ( instance.mustBeShut( port ) ) {
+      std::string const reason = hindrance( instance, port );
+      if ( !reason.empty() )
+         ports_.push_back( { name, Act::none, 0, down + " down, but " + reason } );
+      else if ( !holds( port ) )
+         ports_.push_back( { name, Act::shut, downDelay, down + " down" } );
+   } else if ( holds( port ) ) {
+      std::string why = up.empty() ? "" : up + " up";
+      if ( !idle.empty() )
+         why += ( why.empty() ? "" : "; " ) + idle;
+      ports_.push_back(
+          { name, Act::open, recoveryDelay, why.empty() ? "no group disables it any more" : why } );
+   } else if ( !idle.empty() )
+      ports_.push_back( { name, Act::none, 0, idle } );
+}
+
+bool
+WhatIf::shutsAny() const {
+   return std::ranges::find( ports_, Act::shut, &Port::act ) != ports_.end();
+}
+
+std::string
+WhatIf::text( Colours colours ) const {
+   Screen screen( colours );
+   for ( std::string const& notice : notices_ )
+      screen.line( { { notice, Emphasis::warning } }, 2 );
+   if ( groups_.empty() )
+      screen.line( { { "No group would change." } } );
+   else {
+      std::vector< Line > rows{ { "GROUP", "NOW", "THEN", "UPLINKS" } };
+      for ( Group const& group : groups_ )
+         rows.push_back(
+             { group.name,
+               word( group.now ),
+               word( group.then ),
+               { group.then ? countText( group.upLinks, group.allLinks, group.neededLinks )
+                            : "" } } );
+      screen.table( rows );
+      if ( sameGroups_ > 0 )
+         screen.line( { { "Groups that stay as they are: " + std::to_string( sameGroups_ ) } } );
+   }
+   screen.line( {} );
+   if ( ports_.empty() )
+      screen.line( { { "No port would change." } } );
+   else {
+      std::vector< Line > rows{ { "PORT", "WOULD BE", "WHY" } };
+      for ( Port const& port : ports_ ) {
+         std::string const when =
+             port.after > 0 ? " after " + lastingText( port.after ) : " at once";
+         rows.push_back( { port.name,
+                           port.act == Act::shut   ? Span( "shut" + when, Emphasis::bad )
+                           : port.act == Act::open ? Span( "opened" + when, Emphasis::good )
+                                                   : Span( "left alone", Emphasis::warning ),
+                           port.why } );
+      }
+      screen.table( rows );
+   }
+   screen.line( {} );
+   screen.line( { { "Nothing was changed." } } );
+   return screen.text();
+}
+
+Json
+WhatIf::json() const {
+   Json object = jsonOf( "what-if", view_.now );
+   object[ "anyShut" ] = shutsAny();
+   object[ "notices" ] = notices_;
+   Json& groups = object[ "groups" ] = Json::array();
+   for ( Group const& group : groups_ )
+      groups.push_back( { { "group", group.name },
+                          { "before", group.now ? Json( word( group.now ).text ) : Json() },
+                          { "linkStatus", group.then ? Json( word( group.then ).text ) : Json() },
+                          { "upLinks", group.upLinks },
+                          { "allLinks", group.allLinks },
+                          { "neededLinks", group.neededLinks } } );
+   Json& ports = object[ "ports" ] = Json::array();
+   for ( Port const& port : ports_ )
+      ports.push_back( { { "port", port.name },
+                         { "act", port.act == Act::shut   ? "shut"
+                                  : port.act == Act::open ? "open"
+                                                          : "none" },
+                         { "afterSeconds", port.after },
+                         { "why", port.why } } );
+   return object;
+}
+
+} // namespace Ufdd

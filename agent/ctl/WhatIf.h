@@ -1,0 +1,68 @@
+#pragma once
+
+#include "agent/ctl/Json.h"
+#include "agent/ctl/Screen.h"
+#include "agent/ctl/View.h"
+
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace Ufdd {
+
+// What ufdd would do if links went down or up, or another configuration were in force. A private
+// instance of the library answers, which begins with the links as ufdd sees them. A port that it
+// would shut may be an uplink of another group: its link is taken to follow.
+class WhatIf {
+ public:
+   struct Question {
+      std::vector< std::string > down; // Names of links.
+      std::vector< std::string > up;
+      std::string file; // The configuration; that in force if empty.
+   };
+   // Throws: Failure when there is no such link, or when the file has errors.
+   WhatIf( View const& view, Question const& question );
+
+   bool shutsAny() const;
+   // Returns tables of the groups and ports that would change, and of ports that would be left open
+   // although a group that is down disables them.
+   std::string text( Colours colours ) const;
+   Json json() const;
+
+ private:
+   using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
+   struct Group {
+      std::string name;
+      std::optional< LinkStatus > now;  // Empty for a group that is new.
+      std::optional< LinkStatus > then; // Empty for a group that would be removed.
+      unsigned int upLinks = 0;
+      unsigned int allLinks = 0;
+      unsigned int neededLinks = 0;
+   };
+   enum class Act { none, shut, open };
+   struct Port {
+      std::string name;
+      Act act;
+      double after; // In seconds.
+      std::string why;
+   };
+   class Instance;
+
+   void addUnknown( Instance& instance, std::set< std::string_view > const& known );
+   std::set< Kelnet::IntfId > portsOf( Instance const& instance ) const;
+   void settle( Instance& instance, std::set< Kelnet::IntfId > const& keptDown );
+   bool holds( Kelnet::IntfId port ) const;
+   std::string hindrance( Instance const& instance, Kelnet::IntfId port ) const;
+   void collectGroups( Instance const& instance );
+   void collectPort( Instance const& instance, Kelnet::IntfId port );
+
+   View const& view_;
+   std::set< std::string > protected_; // Names of interfaces.
+   std::vector< std::string > notices_;
+   std::vector< Group > groups_; // Those that change.
+   std::vector< Port > ports_;   // Those that change, or would but for a reason.
+   std::size_t sameGroups_ = 0;  // Number of the others.
+};
+
+} // namespace Ufdd
