@@ -183,4 +183,69 @@ CommandLine::complaintAbout( std::string const& word ) const {
           ( nearest ? "; did you mean " + std::string( *nearest ) + '?' : "" );
 }
 
+namespace {
+
+bool
+takesValue( CLI::Option const& option ) {
+   return option.get_items_expected_max() > 0;
+}
+
+// Returns the option that is written so, of the command or else of the program.
+CLI::Option const*
+optionCalled( std::string const& word, CLI::App const& command, CLI::App const& program ) {
+   CLI::Option const* const option = command.get_option_no_throw( word );
+   return option ? option : program.get_option_no_throw( word );
+}
+
+} // namespace
+
+Completion
+CommandLine::completion( std::vector< std::string > words ) const {
+   Completion found;
+   if ( words.empty() )
+      return found;
+   found.begin = words.back();
+   words.pop_back();
+   CLI::App const& program = *app_;
+   CLI::App const* command = &program;
+   CLI::Option const* open = nullptr; // The option whose value is next.
+   std::size_t arguments = 0;
+   for ( std::string const& word : words )
+      if ( open ) {
+         open = nullptr;
+      } else if ( word.starts_with( '-' ) ) {
+         CLI::Option const* const option = optionCalled( word, *command, program );
+         open = option && takesValue( *option ) ? option : nullptr;
+      } else if ( command == &program ) {
+         auto const named = program.get_subcommands(
+             [ & ]( CLI::App const* known ) { return known->get_name() == word; } );
+         if ( named.empty() )
+            return found;
+         command = named.front();
+      } else {
+         ++arguments;
+      }
+   if ( open ) {
+      found.value = open->get_type_name();
+      return found;
+   }
+   auto const offer = [ & ]( std::string const& word ) {
+      if ( word.starts_with( found.begin ) )
+         found.words.push_back( word );
+   };
+   if ( found.begin.starts_with( '-' ) ) {
+      std::ranges::for_each( optionsOf( *command ), offer );
+      if ( command != &program )
+         std::ranges::for_each( optionsOf( program ), offer );
+   } else if ( command == &program ) {
+      for ( CLI::App const* const known : program.get_subcommands( {} ) )
+         offer( known->get_name() );
+   } else {
+      for ( CLI::Option const* const option : command->get_options() )
+         if ( option->get_positional() && arguments-- == 0 )
+            found.value = option->get_name( true );
+   }
+   return found;
+}
+
 } // namespace Ufdd

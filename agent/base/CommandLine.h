@@ -1,5 +1,7 @@
 #pragma once
 
+#include "agent/base/Completion.h"
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -80,6 +82,9 @@ class CommandLine : public Command {
    std::optional< int > parse( int argc, char** argv );
    // Prints the error and a pointer to the help. Returns the exit status for a wrong command line.
    int refuse( std::string const& error ) const;
+
+   // Returns what the last of the words may become; they follow the name of the program.
+   Completion completion( std::vector< std::string > words ) const;
 
  private:
    explicit CommandLine( std::unique_ptr< CLI::App > app );

@@ -3,6 +3,7 @@
 #include "agent/base/CommandLine.h"
 #include "agent/base/Printable.h"
 #include "agent/base/StandardDescriptors.h"
+#include "agent/ctl/Complete.h"
 #include "agent/ctl/Describe.h"
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/StatusCommands.h"
@@ -12,6 +13,7 @@
 #include <fcntl.h>
 #include <iostream>
 #include <string>
+#include <string_view>
 
 namespace {
 
@@ -35,6 +37,11 @@ main( int argc, char** argv ) {
    Ufdd::addStatusCommands( line, socket );
    Ufdd::addDescribe( line );
    try {
+      if ( argc > 1 && std::string_view( argv[ 1 ] ) == "complete" ) {
+         Ufdd::complete( line, socket, { argv + 2, argv + argc } );
+         Ufdd::requireOutput();
+         return 0;
+      }
       auto const status = line.parse( argc, argv );
       Ufdd::requireOutput();
       return status.value_or( 0 );

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace Ufdd {
+
+// What a word that a user is typing may become.
+struct Completion {
+   std::vector< std::string > words; // The commands and options that fit.
+   // The name of the argument, or the type of the option's value: "GROUP". Empty if neither may
+   // stand there.
+   std::string value;
+   std::string begin; // What the user has typed of it.
+};
+
+} // namespace Ufdd
