@@ -86,7 +86,7 @@ openingText( View::Group const& group, Moment const& now ) {
        state.neededLinks() > state.upLinks() ? state.neededLinks() - state.upLinks() : 0;
    return "once " + name +
           ( state.recoveryDelay() > 0
-                ? " has been up for " + lastingText( state.recoveryDelay() ) + " (recovery_delay)"
+                ? " has been up for " + delayText( state.recoveryDelay() ) + " (recovery_delay)"
                 : " is up" ) +
           ( missing > 0 ? ", which takes " + uplinksText( missing ) : "" ) +
           ( state.releaseWhen().empty() ? "" : ", and " + route );
@@ -103,7 +103,7 @@ shuttingText( View::Group const& group, Moment const& now ) {
    if ( isDown( group ) || state.neededLinks() == 0 || state.upLinks() < state.neededLinks() )
       return "";
    return "once " + name + " loses " + uplinksText( state.upLinks() - state.neededLinks() + 1 ) +
-          ( state.downDelay() > 0 ? " for " + lastingText( state.downDelay() ) + " (down_delay)"
+          ( state.downDelay() > 0 ? " for " + delayText( state.downDelay() ) + " (down_delay)"
                                   : "" );
 }
 

@@ -18,7 +18,7 @@ class Explanation {
 
    // Returns, for people:
    //
-   //    server1: shut by ufdd since 12:30:00.123, 12 s ago (administratively down)
+   //    server1: shut by ufdd since 12:30:00.123, 12 s ago (admin down)
    //      because  group rack1 is down: 0/2 up, needs 1
    //                 uplink1  no carrier, 12 s
    //      not by   group rack2: 2/2 up, needs 1

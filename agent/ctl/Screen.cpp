@@ -41,6 +41,21 @@ widthOf( Line const& line ) {
    return Ufdd::widthOf( plainText( line ) );
 }
 
+// Returns the widths of as many columns as the room has for the items, row by row.
+std::vector< std::size_t >
+columnsFor( std::vector< Line > const& items, std::size_t room ) {
+   constexpr std::size_t most = 8;
+   std::vector< std::size_t > widths;
+   for ( std::size_t count = std::min( items.size(), most ); count > 0; --count ) {
+      widths.assign( count, 0 );
+      for ( std::size_t i = 0; i < items.size(); ++i )
+         widths[ i % count ] = std::max( widths[ i % count ], widthOf( items[ i ] ) );
+      if ( std::accumulate( widths.begin(), widths.end(), itemGap * ( count - 1 ) ) <= room )
+         break;
+   }
+   return widths;
+}
+
 } // namespace
 
 std::string
@@ -111,15 +126,10 @@ Screen::labelled( std::string const& label, Span const& text ) {
 
 void
 Screen::items( std::string_view label, std::vector< Line > const& items ) {
-   std::size_t width = 0;
-   for ( Line const& item : items )
-      width = std::max( width, widthOf( item ) + itemGap );
-   std::size_t const room = columns - gap - labelWidth;
-   std::size_t const perLine =
-       std::max< std::size_t >( 1, ( room + itemGap ) / std::max( width, itemGap ) );
+   auto const widths = columnsFor( items, columns - gap - labelWidth );
    for ( std::size_t i = 0; i < items.size(); ++i ) {
-      bool const isLast = i + 1 == items.size() || ( i + 1 ) % perLine == 0;
-      if ( i % perLine == 0 ) {
+      std::size_t const column = i % widths.size();
+      if ( column == 0 ) {
          std::string_view const name = i == 0 ? label : "";
          pad( gap );
          text_ += name;
@@ -127,10 +137,10 @@ Screen::items( std::string_view label, std::vector< Line > const& items ) {
       }
       for ( Span const& span : items[ i ] )
          add( span );
-      if ( isLast )
+      if ( i + 1 == items.size() || column + 1 == widths.size() )
          text_ += '\n';
       else
-         pad( width - widthOf( items[ i ] ) );
+         pad( widths[ column ] - widthOf( items[ i ] ) + itemGap );
    }
 }
 

@@ -10,8 +10,8 @@ namespace Ufdd {
 // a block for each group:
 //
 //    rack1  DOWN  0/2 up, needs 1   since 12:30:00.123 (12 s)
-//      uplinks  uplink1  no carrier, 12 s       uplink2  no carrier, 13 s
-//      ports    server1  shut (down), 12 s      server2  overridden by hand, 4 s
+//      uplinks  uplink1  no carrier, 12 s    uplink2  no carrier, 13 s
+//      ports    server1  shut (down), 12 s    server2  overridden by hand, 4 s
 //
 // Of many links or ports in order, it shows only the number.
 std::string groupsScreen( View const& view, Colours colours );

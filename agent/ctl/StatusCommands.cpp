@@ -147,7 +147,7 @@ wait( std::string const& socket, WaitOptions const& options ) {
          return ExitStatus::success;
       if ( Zet::now() >= deadline )
          throw Failure( ExitStatus::failure, "group " + options.group + " is " + is + " after " +
-                                                 untilText( options.timeout, {} ) );
+                                                 delayText( options.timeout ) );
       if ( session.stream.receive( deadline - Zet::now() ) == Received::end &&
            !session.reconnect( deadline ) )
          throw Failure( ExitStatus::unreachable, "ufdd at " + socket + " was stopped" );
@@ -181,10 +181,11 @@ addShow( CommandLine& line, std::string const& socket ) {
    command.flag( "--ports", options->wantsPorts, "Print a table of the ports" );
    command.flag( "--links", options->wantsLinks, "Print a table of the uplinks and ports" );
    addJson( command, options->asJson );
-   command.flag( "--check-health", options->checksHealth,
-                 "End with 3 unless all uplinks and groups are up, all ports are open, and the "
-                 "configuration file is in force" );
-   command.footer( std::string( "Prints what is wrong or missing first.\n\n" ) + exitStatusHelp );
+   command.flag( "--check-health", options->checksHealth, "End with 3 unless all is well" );
+   command.footer( std::string( "Prints what is wrong or missing first. All is well if all uplinks "
+                                "and groups\nare up, all ports are open, and the configuration "
+                                "file is in force.\n\n" ) +
+                   exitStatusHelp );
    line.defaultCommand( "show" );
 }
 

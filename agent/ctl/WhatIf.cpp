@@ -415,8 +415,7 @@ WhatIf::text( Colours colours ) const {
    else {
       std::vector< Line > rows{ { "PORT", "WOULD BE", "WHY" } };
       for ( Port const& port : ports_ ) {
-         std::string const when =
-             port.after > 0 ? " after " + lastingText( port.after ) : " at once";
+         std::string const when = port.after > 0 ? " after " + delayText( port.after ) : " at once";
          rows.push_back( { port.name,
                            port.act == Act::shut   ? Span( "shut" + when, Emphasis::bad )
                            : port.act == Act::open ? Span( "opened" + when, Emphasis::good )

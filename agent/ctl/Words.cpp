@@ -42,6 +42,13 @@ lastingText( double seconds ) {
 }
 
 std::string
+delayText( double seconds ) {
+   char digits[ 16 ];
+   std::snprintf( digits, sizeof digits, "%.3g s", seconds );
+   return seconds < 60 ? digits : lastingText( seconds );
+}
+
+std::string
 untilText( double time, Moment const& now ) {
    double const seconds = std::max( time - now.steady, 0.0 );
    if ( seconds >= 10 )
@@ -88,7 +95,7 @@ meansText( PortMeans means ) {
    case PortMeans::none:
       return "";
    case PortMeans::down:
-      return "administratively down";
+      return "admin down";
    case PortMeans::members:
       return "through its members";
    default:

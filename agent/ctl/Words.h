@@ -9,6 +9,8 @@ namespace Ufdd {
 
 // "12 s", "3 min", "2 h 5 min", "4 d 3 h"
 std::string lastingText( double seconds );
+// How long something takes: "0.5 s", "2 s", "3 min"
+std::string delayText( double seconds );
 // How long until then: "1.4 s", "20 s", "3 min"
 std::string untilText( double time, Moment const& now );
 // "12:30:00.123", with the date before it unless that is today's.
@@ -25,7 +27,7 @@ std::string portText( PortState const& port );
 // The same with its age, and for an open port its link: "shut (down), 12 s", "open, no carrier, 3
 // s"
 Line portWords( PortState const& port, LinkState const& link, Moment const& now );
-// "by protodown", "administratively down", "through its members"
+// "by protodown", "admin down", "through its members"
 std::string meansText( PortMeans means );
 // "up", in green
 Span wordOf( UplinkFailureDetection::GroupLinkStatus status );

@@ -3,7 +3,8 @@
 #include "agent/ctl/ShowScreen.h"
 #include "agent/ctl/Watcher.h"
 #include "agent/ctl/WhatIf.h"
-#include "tests/agent/Process.h"
+#include "agent/ctl/Words.h"
+#include "tests/agent/JsonSchema.h"
 
 #include <gtest/gtest.h>
 
@@ -18,23 +19,6 @@ namespace {
 
 using UplinkFailureDetection::GroupLinkStatus;
 using Names = std::initializer_list< char const* >;
-
-// Returns what the checker says against the text, each line of which is one of ufdctl's objects.
-std::string
-faultsOf( std::string const& text ) {
-   TextFile const file( text );
-   Process check( { "-c", R"(
-import json, jsonschema, sys
-check = jsonschema.Draft202012Validator( json.load( open( sys.argv[ 1 ] ) ) )
-for line in open( sys.argv[ 2 ] ):
-   for fault in check.iter_errors( json.loads( line ) ):
-      print( fault.json_path, fault.message )
-)",
-                    SCHEMA, file.path() },
-                  Process::Rights::all, "/usr/bin/python3" );
-   int const status = check.wait();
-   return check.output() + ( status == 0 ? "" : "status " + std::to_string( status ) );
-}
 
 // What ufdctl makes of roots that are filled by hand.
 class CockpitTest : public testing::Test {
@@ -100,7 +84,7 @@ TEST_F( CockpitTest, showsWhatIsWrongFirst ) {
    EXPECT_EQ( show(), R"(
 rack1  DOWN  0/2 up, needs 1   since 12:29:48.500 (12 s)
   uplinks  uplink1  no carrier, 12 s    uplink2  no carrier, 13 s
-  ports    server1  shut (down), 12 s          server2  overridden by hand, 4 s
+  ports    server1  shut (down), 12 s    server2  overridden by hand, 4 s
 
 rack2  UP  2/2 up, needs 1   since 12:28:30.500 (1 min)
   uplinks  uplink3  up, 1 min    uplink4  up, 1 min
@@ -155,8 +139,7 @@ TEST_F( CockpitTest, fitsOnAScreen ) {
 TEST_F( CockpitTest, explainsAPort ) {
    roots.state->configFileIs( "/etc/ufdd.toml" );
    EXPECT_EQ( explain( "server1" ), R"(
-server1: shut by ufdd since 2026-03-01 12:29:48.500, 12 s ago (administratively
-  down)
+server1: shut by ufdd since 2026-03-01 12:29:48.500, 12 s ago (admin down)
   because  group rack1 is down: 0/2 up, needs 1
              uplink1  no carrier, 12 s
              uplink2  no carrier, 13 s
@@ -312,6 +295,40 @@ Nothing was changed.
    } catch ( Failure const& failure ) {
       EXPECT_STREQ( failure.what(), "no group has a link \"uplnk1\"; did you mean uplink1?" );
    }
+}
+
+TEST_F( CockpitTest, namesEveryConditionAndMode ) {
+   std::string words;
+   std::string objects;
+   for ( unsigned int i = 0; i < Notify::Description< PortCondition >::enumerators.size(); ++i ) {
+      port( "server3", static_cast< PortCondition >( i ), 9 );
+      words += portText( *roots.state->port( "server3" ) ) + '\n';
+      std::string const text = explain( "server3" );
+      EXPECT_EQ( text.find( "PortCondition" ), std::string::npos ) << text;
+      objects += lineOf( json( view() ) );
+   }
+   EXPECT_EQ( words, "open\nopening\nshut\nshut by order\nlatched\ndown, not by ufdd\nshutting\n"
+                     "can't be opened\nabsent\noverridden by hand\nopen: protected\n"
+                     "open: default route\nopen: dry run\n" );
+   GroupState& state = *roots.state->group( "rack2" );
+   state.releaseWhenIs( "10.0.0.0/8" );
+   state.waitTimeIs( now.steady + 20 );
+   words = "";
+   for ( unsigned int i = 0; i < Notify::Description< GroupMode >::enumerators.size(); ++i ) {
+      state.modeIs( static_cast< GroupMode >( i ) );
+      state.waitIs( static_cast< WaitReason >( i ) );
+      words += modeText( state, now ).substr( 0, 24 ) + '|' + waitText( state, now ) + '\n';
+      objects += lineOf( json( view() ) );
+   }
+   EXPECT_EQ( words, R"(
+|
+disabled: it holds no po|down_delay: its ports are shut in 20 s if it stays down
+ordered down: its ports |recovery_delay: its ports are opened in 20 s if it stays up
+dry run: it only logs wh|release_when: its ports are opened once there is a route 10.0.0.0/8, else in 20 s
+startup hold: its ports |
+unproven: it is down onl|
+)" + 1 );
+   EXPECT_EQ( faultsOf( objects ), "" );
 }
 
 TEST_F( CockpitTest, keepsToItsSchema ) {

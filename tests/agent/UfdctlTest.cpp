@@ -1,3 +1,4 @@
+#include "tests/agent/JsonSchema.h"
 #include "tests/agent/NetworkTest.h"
 
 #include <nlohmann/json.hpp>
@@ -86,6 +87,14 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
       EXPECT_EQ( group[ "timesDisabled" ], 1 );
    }
    EXPECT_EQ( ufdctl( { "--check-health", "-1" } ).second, 3 );
+   EXPECT_EQ( ufdctl( { "what-if", "--down", "u2" } ).second, 0 );
+   EXPECT_EQ( ufdctl( { "what-if", "--up", "u1,u2", "--fail-if-shut" } ).second, 0 );
+   std::string const explained = ufdctl( { "explain", "d1", "--json" } ).first;
+   for ( std::string const& object : { text, explained, ufdctl( { "what-if", "--json" } ).first,
+                                       ufdctl( { "describe", "--json" } ).first } )
+      EXPECT_EQ( faultsOf( Json::parse( object ).dump() + '\n' ), "" );
+   EXPECT_EQ( faultsOf( watch.output() ), "" );
+   EXPECT_EQ( Json::parse( explained )[ "port" ][ "condition" ], "shut" ) << explained;
 
    ufdd->end( SIGKILL );
    ASSERT_TRUE( hasSeen( "state:up transition:down lost" ) ) << watch.output();
