@@ -2,6 +2,7 @@
 
 #include "agent/ctl/Words.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace Ufdd {
@@ -121,9 +122,13 @@ headline( PortState const& port, Moment const& now ) {
 
 Explanation::Explanation( View const& view, std::string const& port )
     : view_( view ), port_( view.port( port ) ), link_( view.linkOf( *port_ ) ) {
+   bool const isDryRun = port_->condition() == PortCondition::dryRun;
    for ( View::Group const& group : view.groups )
-      if ( auto const* const member = port_->groupMembers().find( group.state->zetName() ) )
-         ( member->value() ? because_ : notBy_ ).push_back( &group );
+      if ( auto const* const member = port_->groupMembers().find( group.state->zetName() ) ) {
+         bool const isReason =
+             member->value() && ( isDryRun || !view.isDryRun( group.state->zetName() ) );
+         ( isReason ? because_ : notBy_ ).push_back( &group );
+      }
    headline_ = headline( *port_, view.now );
    add( "failed", std::string( port_->failure().view() ) );
    bool const isShutByUs = port_->means() != PortMeans::none;
@@ -147,14 +152,19 @@ void
 Explanation::addGroups( std::string const& label, bool wantsShut ) {
    std::string next = label;
    for ( View::Group const* const group : wantsShut ? because_ : notBy_ ) {
+      std::size_t width = 0;
+      for ( View::Link const& uplink : group->uplinks )
+         width = std::max( width, uplink->zetName().view().size() );
       add( std::exchange( next, "and" ), groupText( *group, wantsShut, view_.now ) );
       if ( !wantsShut && !isDown( *group ) )
          continue;
       // The uplinks that are not up come first.
       for ( View::Link const& uplink : group->uplinks )
-         if ( severityOf( *uplink ) != Severity::good )
-            add( "", "  " + std::string( uplink->zetName().view() ) + "  " +
-                         plainText( linkWords( *uplink, view_.now ) ) );
+         if ( severityOf( *uplink ) != Severity::good ) {
+            std::string name( uplink->zetName().view() );
+            name.resize( width, ' ' );
+            add( "", "  " + name + "  " + plainText( linkWords( *uplink, view_.now ) ) );
+         }
    }
 }
 
@@ -180,6 +190,8 @@ Explanation::addChanges() {
       break;
    }
    bool const isHeld = !because_.empty();
+   if ( isHeld && port_->condition() == PortCondition::open )
+      return add( "shuts", "when ufdd acts again: it holds back after its start (startup_hold)" );
    std::string label = isHeld ? "opens" : "shuts";
    for ( View::Group const* const group : isHeld ? because_ : notBy_ ) {
       std::string const text =

@@ -147,7 +147,7 @@ portsScreen( View const& view, Colours colours ) {
       std::string by;
       std::string notBy;
       port->groupMembers().forEach( [ & ]( auto const& group ) {
-         std::string& list = group.value() ? by : notBy;
+         std::string& list = group.value() && !view.isDryRun( group.zetKey() ) ? by : notBy;
          list += ( list.empty() ? "" : " " ) + std::string( group.zetKey().view() );
       } );
       rows.push_back(
@@ -187,6 +187,34 @@ linksScreen( View const& view, Colours colours ) {
             uplinkOf.empty() ? "-" : uplinkOf,
             portOf.empty() ? "-" : portOf } );
    }
+   screen.table( rows );
+   return screen.text();
+}
+
+std::string
+agentScreen( View const& view, Colours colours ) {
+   Screen screen( colours );
+   addNotices( screen, view );
+   State const& agent = *view.agent;
+   auto const since = [ & ]( double time ) {
+      return time > 0 ? localTime( view.now.wallAt( time ) ) + ageText( time, view.now ) + " ago"
+                      : "never";
+   };
+   std::vector< Line > rows{
+      { "version", std::string( agent.version().view() ) },
+      { "started", since( agent.startTime() ) },
+      { "configuration", std::string( agent.configFile().view() ) },
+      { "in force since", since( agent.configTime() ) },
+      { "detection", std::string( agent.detection().view() ) },
+      { "acts", std::to_string( agent.acts() ) },
+      { "failed acts", std::to_string( agent.failedActs() ) },
+      { "losses found by asking", std::to_string( agent.foundByAsking() ) },
+      { "news overruns", std::to_string( agent.overruns() ) },
+   };
+   for ( char const* const limit : State::reactionLimits )
+      if ( unsigned int const count = agent.reactions( limit ) )
+         rows.push_back(
+             { "reactions within " + std::string( limit ) + " s", std::to_string( count ) } );
    screen.table( rows );
    return screen.text();
 }

@@ -55,6 +55,7 @@ struct ShowOptions {
    bool isBrief = false;
    bool wantsPorts = false;
    bool wantsLinks = false;
+   bool wantsAgent = false;
    bool asJson = false;
    bool checksHealth = false;
 };
@@ -67,6 +68,7 @@ show( std::string const& socket, ShowOptions const& options ) {
    view.keepGroup( options.group );
    auto* const screen = options.wantsPorts   ? portsScreen
                         : options.wantsLinks ? linksScreen
+                        : options.wantsAgent ? agentScreen
                         : options.isBrief    ? briefScreen
                                              : groupsScreen;
    std::cout << ( options.asJson ? pageOf( json( view ) ) : screen( view, coloursOfOutput() ) );
@@ -132,7 +134,16 @@ struct WaitOptions {
    std::string group;
    std::string status;
    double timeout = 0; // In seconds; 0 waits for ever.
+   bool asJson = false;
 };
+
+void
+printGroup( View view, std::string const& name ) {
+   view.keepGroup( name );
+   Json object = jsonOf( "wait", view.now );
+   object.update( json( view.groups.front(), view.now ) );
+   std::cout << pageOf( object );
+}
 
 ExitStatus
 wait( std::string const& socket, WaitOptions const& options ) {
@@ -143,8 +154,11 @@ wait( std::string const& socket, WaitOptions const& options ) {
    for ( ;; ) {
       auto const group = session.replica.status()->group( options.group );
       std::string const is = group ? stringValue( group->groupLinkStatus() ).c_str() : "not there";
-      if ( is == options.status )
+      if ( is == options.status ) {
+         if ( options.asJson )
+            printGroup( session.view(), options.group );
          return ExitStatus::success;
+      }
       if ( Zet::now() >= deadline )
          throw Failure( ExitStatus::failure, "group " + options.group + " is " + is + " after " +
                                                  delayText( options.timeout ) );
@@ -180,6 +194,7 @@ addShow( CommandLine& line, std::string const& socket ) {
    command.flag( "-1,--brief", options->isBrief, "Print a line for each group" );
    command.flag( "--ports", options->wantsPorts, "Print a table of the ports" );
    command.flag( "--links", options->wantsLinks, "Print a table of the uplinks and ports" );
+   command.flag( "--agent", options->wantsAgent, "Print what ufdd tells of itself" );
    addJson( command, options->asJson );
    command.flag( "--check-health", options->checksHealth, "End with 3 unless all is well" );
    command.footer( std::string( "Prints what is wrong or missing first. All is well if all uplinks "
@@ -239,6 +254,7 @@ addWait( CommandLine& line, std::string const& socket ) {
    command.argument( "STATUS", options->status, "up or down" ).required().oneOf( { "up", "down" } );
    command.option( "--timeout", "S", options->timeout,
                    "End with 1 if it is not so after these seconds" );
+   addJson( command, options->asJson );
    command.footer( exitStatusHelp );
 }
 

@@ -157,6 +157,10 @@ View::keepGroup( std::string const& name ) {
 View::Port
 View::port( std::string const& name ) const {
    auto const at = std::ranges::find( ports, std::string_view( name ), nameOf< PortState const > );
+   if ( at == ports.end() && agent->link( Zet::Name( name ) ) )
+      throw Failure( ExitStatus::unknownName,
+                     "\"" + name +
+                         "\" is an uplink, and no group disables it; see \"ufdctl show\"" );
    if ( at == ports.end() )
       throwUnknown( "port", name, ports );
    return *at;
@@ -165,6 +169,12 @@ View::port( std::string const& name ) const {
 View::Link
 View::linkOf( PortState const& port ) const {
    return orInitial( agent->link( port.zetName() ), port.zetName() );
+}
+
+bool
+View::isDryRun( Zet::Name const& name ) const {
+   auto const group = agent->group( name );
+   return group && group->mode() == GroupMode::dryRun;
 }
 
 bool

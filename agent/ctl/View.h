@@ -43,6 +43,8 @@ struct View {
    Port port( std::string const& name ) const;
    // Returns the state of the port's own link; its initial state if ufdd does not tell of it.
    Link linkOf( PortState const& port ) const;
+   // Returns true if the group only logs what it would do.
+   bool isDryRun( Zet::Name const& group ) const;
    // Returns true if everything is as it should be: all uplinks and groups are up, all ports are
    // open, and the configuration file is in force.
    bool isHealthy() const;

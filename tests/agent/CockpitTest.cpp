@@ -81,13 +81,14 @@ class CockpitTest : public testing::Test {
 };
 
 TEST_F( CockpitTest, showsWhatIsWrongFirst ) {
+   link( "uplink4", LinkCondition::absent, 5 );
    EXPECT_EQ( show(), R"(
 rack1  DOWN  0/2 up, needs 1   since 12:29:48.500 (12 s)
   uplinks  uplink1  no carrier, 12 s    uplink2  no carrier, 13 s
   ports    server1  shut (down), 12 s    server2  overridden by hand, 4 s
 
 rack2  UP  2/2 up, needs 1   since 12:28:30.500 (1 min)
-  uplinks  uplink3  up, 1 min    uplink4  up, 1 min
+  uplinks  uplink4  absent, 5 s    uplink3  up, 1 min
   ports    server1  shut (down), 12 s    server3  open, 1 min
 )" + 1 );
    EXPECT_EQ( briefScreen( view(), Colours::none ),
@@ -158,6 +159,12 @@ server1: shut by ufdd since 2026-03-01 12:29:48.500, 12 s ago (admin down)
                       "shuts    the next time" } );
    says( "server3", { "server3: open since", "not by   group rack2: 2/2 up, needs 1\n",
                       "shuts    once rack2 loses 2 more uplinks\n" } );
+   roots.state->group( "rack2" )->modeIs( GroupMode::dryRun );
+   port( "server1", PortCondition::open, 4 ).groupIs( "rack2", true );
+   says( "server1", { "not by   group rack2: 2/2 up, needs 1; dry run: it only",
+                      "shuts    when ufdd acts again: it holds back" } );
+   port( "server1", PortCondition::shut, 4 ).groupIs( "rack1", false );
+   says( "server1", { "not by   group rack1 is down: 0/2 up, needs 1\n" } );
    GroupState& rack1 = *roots.state->group( "rack1" );
    rack1.waitTimeIs( now.steady + 1.5 );
    rack1.waitIs( WaitReason::downDelay );

@@ -57,11 +57,15 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    std::optional< ReadyUfdd > ufdd( std::in_place, way );
    EXPECT_TRUE( ufdctl( {} ).first.starts_with( "other  UP  " ) ) << ufdctl( {} ).first;
    EXPECT_EQ( ufdctl( { "wait", "rack", "up" } ), std::pair( std::string(), 0 ) );
+   std::string const waited = ufdctl( { "wait", "rack", "up", "--json" } ).first;
    EXPECT_EQ( ufdctl( { "wait", "rack", "down", "--timeout", "0.1" } ),
               std::pair( std::string( "ufdctl: group rack is up after 0.1 s\n" ), 1 ) );
    for ( auto const& [ words, error, status ] :
          std::initializer_list< std::tuple< std::vector< std::string >, std::string, int > >{
              { { "show", "rock" }, "there is no group \"rock\"; did you mean rack?", 2 },
+             { { "explain", "u1" },
+               "\"u1\" is an uplink, and no group disables it; see \"ufdctl show\"",
+               2 },
              { { "--jsn" }, "unknown option \"--jsn\"; did you mean --json?", 64 },
              { { "shw" }, "unknown command \"shw\"; did you mean show?", 64 },
              { { "wait", "rack", "upp" }, "STATUS: upp not in {up,down}", 64 },
@@ -87,11 +91,14 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
       EXPECT_EQ( group[ "timesDisabled" ], 1 );
    }
    EXPECT_EQ( ufdctl( { "--check-health", "-1" } ).second, 3 );
+   std::string const agent = ufdctl( { "show", "--agent" } ).first;
+   EXPECT_NE( agent.find( " 2\nfailed acts " ), std::string::npos ) << agent;
    EXPECT_EQ( ufdctl( { "what-if", "--down", "u2" } ).second, 0 );
    EXPECT_EQ( ufdctl( { "what-if", "--up", "u1,u2", "--fail-if-shut" } ).second, 0 );
    std::string const explained = ufdctl( { "explain", "d1", "--json" } ).first;
-   for ( std::string const& object : { text, explained, ufdctl( { "what-if", "--json" } ).first,
-                                       ufdctl( { "describe", "--json" } ).first } )
+   for ( std::string const& object :
+         { text, waited, explained, ufdctl( { "what-if", "--json" } ).first,
+           ufdctl( { "describe", "--json" } ).first } )
       EXPECT_EQ( faultsOf( Json::parse( object ).dump() + '\n' ), "" );
    EXPECT_EQ( faultsOf( watch.output() ), "" );
    EXPECT_EQ( Json::parse( explained )[ "port" ][ "condition" ], "shut" ) << explained;
