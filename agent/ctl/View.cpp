@@ -57,6 +57,7 @@ template < class T >
 [[noreturn]] void
 throwUnknown( std::string const& kind, std::string const& name, std::vector< T > const& all ) {
    std::vector< std::string_view > names;
+   names.reserve( all.size() );
    for ( T const& each : all )
       names.push_back( nameOf( each ) );
    auto const nearest = nearestWord( name, names );
@@ -109,13 +110,13 @@ severityOf( View::Group const& group ) {
 View::View( StatusRoots const& roots, Moment const& at ) : now( at ), agent( roots.state ) {
    State const& state = *roots.state;
    auto const link = [ & ]( Kelnet::IntfId id ) -> Link {
-      auto const name = id.name();
+      Zet::Name const& name = id.name();
       return orInitial( state.link( name ), name );
    };
    state.linkMembers().forEach( [ & ]( LinkState const& each ) { links.emplace_back( &each ); } );
    state.portMembers().forEach( [ & ]( PortState const& each ) { ports.emplace_back( &each ); } );
    roots.config->groupMembers().forEach( [ & ]( GroupConfig const& config ) {
-      Zet::Name const name = config.name();
+      Zet::Name const& name = config.zetName();
       Group group{ .status = orInitial( roots.status->group( name ), name ),
                    .config = &config,
                    .state = orInitial( state.group( name ), name ),
@@ -124,7 +125,7 @@ View::View( StatusRoots const& roots, Moment const& at ) : now( at ), agent( roo
       config.intfsToMonitorMembers().forEach(
           [ & ]( auto const& uplink ) { group.uplinks.push_back( link( uplink.zetKey() ) ); } );
       config.intfsToDisableMembers().forEach( [ & ]( auto const& port ) {
-         Zet::Name const portName = port.zetKey().name();
+         Zet::Name const& portName = port.zetKey().name();
          group.ports.push_back( orInitial( state.port( portName ), portName ) );
       } );
       putInOrder( group.uplinks );

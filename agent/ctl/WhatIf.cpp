@@ -4,16 +4,11 @@
 #include "agent/base/NearestWord.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/ctl/ExitStatus.h"
+#include "agent/ctl/ImaginedDetector.h"
 #include "agent/ctl/Words.h"
-#include "agent/reflected/Configuration.h"
-#include "host/PortDecisions.h"
-#include "platform/errdisable/CauseStatus.h"
-#include "platform/interface/EthIntfStatusDir.h"
-#include "sm/Root.h"
 
 #include <algorithm>
 #include <limits>
-#include <map>
 #include <net/if.h>
 #include <set>
 #include <sys/ioctl.h>
@@ -21,22 +16,11 @@
 
 namespace Ufdd {
 
-using Interface::EthIntfStatusDir;
-using Interface::OperStatus;
 using UplinkFailureDetection::Config;
 using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
-using UplinkFailureDetection::PortDecisions;
-using UplinkFailureDetection::Status;
 
 namespace {
-
-// How a group acts on its ports.
-struct Manner {
-   GroupMode mode = GroupMode::acting;
-   double downDelay = 0;     // In seconds.
-   double recoveryDelay = 0; // In seconds.
-};
 
 bool
 isHeld( PortState const& port ) {
@@ -48,101 +32,6 @@ Span
 word( std::optional< GroupLinkStatus > const& status ) {
    return status ? wordOf( *status ) : Span( "-" );
 }
-
-} // namespace
-
-// The private instance of the library.
-class WhatIf::Instance final : private PortDecisions::Policy {
- public:
-   // Takes over the configuration of the replicas.
-   void configure( View const& view ) {
-      for ( View::Group const& group : view.groups ) {
-         copyConfiguration( *group.config, *config_->groupIs( group.config->name() ),
-                            CopyOrder::addFirst );
-         manners_[ group.config->name() ] = { group.state->mode(), group.state->downDelay(),
-                                              group.state->recoveryDelay() };
-      }
-   }
-   void configure( ConfigFile const& file ) {
-      for ( GroupSettings const& group : file.groups ) {
-         copyConfiguration( *group.config, *config_->groupIs( group.config->name() ),
-                            CopyOrder::addFirst );
-         manners_[ group.config->name() ] = { group.policy.dryRun ? GroupMode::dryRun
-                                                                  : GroupMode::acting,
-                                              group.policy.downDelay, group.policy.recoveryDelay };
-      }
-   }
-   void setLink( Kelnet::IntfId link, bool isUp ) {
-      directory_->intfStatusIs( link )->operStatusIs( isUp ? OperStatus::up : OperStatus::down );
-   }
-   bool hasLink( Kelnet::IntfId link ) const { return directory_->intfStatus( link ); }
-   bool isUp( Kelnet::IntfId link ) const {
-      auto const* const status = directory_->intfStatus( link );
-      return status && status->operStatus() == OperStatus::up;
-   }
-   void setUnproven( Kelnet::IntfId link ) { unproven_.insert( link ); }
-   // Evaluates the groups by the links that have been set.
-   void start() { root_->uplinkFailureDetectionSmIs( config_, status_, causeStatus_, directory_ ); }
-   // Decides about all ports.
-   void decide() {
-      config_->groupMembers().forEach(
-          [ & ]( GroupConfig const& group ) { decisions_.decideAgain( group.name() ); } );
-      decisions_.takeChanges();
-   }
-
-   Config const& config() const { return *config_; }
-   bool mustBeShut( Kelnet::IntfId port ) const { return decisions_.mustBeShut( port ); }
-   Manner const& manner( Zet::Name const& group ) const { return manners_.at( group ); }
-   GroupLinkStatus status( Zet::Name const& group ) const {
-      auto const status = status_->group( group );
-      return status ? status->groupLinkStatus() : GroupLinkStatus::unknown;
-   }
-   // Returns true if the group wants its ports shut, whether it acts or not.
-   bool wantsShut( GroupConfig const& group ) const {
-      return manner( group.name() ).mode == GroupMode::orderedDown ||
-             status( group.name() ) == GroupLinkStatus::down;
-   }
-   // Returns what keeps the group from shutting its ports; empty if nothing does.
-   std::string hindrance( GroupConfig const& group ) const {
-      GroupMode const mode = manner( group.name() ).mode;
-      if ( mode == GroupMode::orderedDown )
-         return "";
-      if ( mode == GroupMode::disabled )
-         return "disabled";
-      if ( mode != GroupMode::acting && mode != GroupMode::unproven )
-         return "in " + std::string( Notify::textOf( mode ).view() );
-      unsigned int unproven = 0;
-      group.intfsToMonitorMembers().forEach( [ & ]( auto const& uplink ) {
-         unproven += !hasLink( uplink.zetKey() ) && unproven_.contains( uplink.zetKey() );
-      } );
-      return upLinks( group ) + unproven >= group.minLinks() ? "for unproven uplinks" : "";
-   }
-   unsigned int upLinks( GroupConfig const& group ) const {
-      unsigned int up = 0;
-      group.intfsToMonitorMembers().forEach(
-          [ & ]( auto const& uplink ) { up += isUp( uplink.zetKey() ); } );
-      return up;
-   }
-
- private:
-   bool shuts( GroupConfig const& group, Kelnet::IntfId ) const override {
-      return wantsShut( group ) && hindrance( group ).empty();
-   }
-
-   Zet::Ptr< Config > const config_ = UplinkFailureDetection::configFactory( "config" );
-   Zet::Ptr< Status > const status_ = UplinkFailureDetection::statusFactory( "status" );
-   Zet::Ptr< Errdisable::CauseStatus > const causeStatus_ =
-       Errdisable::CauseStatus::CauseStatusIs( "what-if" );
-   Zet::Ptr< EthIntfStatusDir > const directory_ =
-       EthIntfStatusDir::EthIntfStatusDirIs( "interfaces" );
-   std::map< Zet::Name, Manner > manners_; // By group.
-   std::set< Kelnet::IntfId > unproven_;
-   PortDecisions decisions_{ config_, *this, directory_ };
-   Zet::Ptr< UplinkFailureDetection::Root > const root_ =
-       UplinkFailureDetection::rootFactory( "root" );
-};
-
-namespace {
 
 ConfigFile
 readValid( std::string const& path ) {
@@ -196,47 +85,47 @@ namesIn( Config const& config ) {
 } // namespace
 
 WhatIf::WhatIf( View const& view, Question const& question ) : view_( view ) {
-   Instance instance;
+   ImaginedDetector detector;
    std::string const inForce( view.agent->configFile().view() );
    if ( question.file.empty() )
-      instance.configure( view );
+      detector.configure( view );
    else
-      instance.configure( readValid( question.file ) );
+      detector.configure( readValid( question.file ) );
    for ( std::string const& name :
          readConfig( question.file.empty() ? inForce : question.file ).protect )
       protected_.insert( name );
    for ( View::Link const& link : view.links ) {
       Kelnet::IntfId const id( link->zetName().view() );
       if ( link->condition() == LinkCondition::unproven )
-         instance.setUnproven( id );
+         detector.setUnproven( id );
       else if ( link->condition() != LinkCondition::absent )
-         instance.setLink( id, link->condition() == LinkCondition::up );
+         detector.setLink( id, link->condition() == LinkCondition::up );
    }
-   std::set< std::string_view > const known = namesIn( instance.config() );
+   std::set< std::string_view > const known = namesIn( detector.config() );
    if ( !question.file.empty() )
-      addUnknown( instance, known );
+      addUnknown( detector, known );
    auto const down = idsOf( question.down, known );
    for ( Kelnet::IntfId const link : down )
-      instance.setLink( link, false );
+      detector.setLink( link, false );
    for ( Kelnet::IntfId const link : idsOf( question.up, known ) )
-      instance.setLink( link, true );
-   instance.start();
-   settle( instance, { down.begin(), down.end() } );
-   collectGroups( instance );
-   for ( Kelnet::IntfId const port : portsOf( instance ) )
-      collectPort( instance, port );
+      detector.setLink( link, true );
+   detector.start();
+   settle( detector, { down.begin(), down.end() } );
+   collectGroups( detector );
+   for ( Kelnet::IntfId const port : portsOf( detector ) )
+      collectPort( detector, port );
 }
 
 // Sets the links of a new configuration that ufdd does not watch yet.
 void
-WhatIf::addUnknown( Instance& instance, std::set< std::string_view > const& known ) {
+WhatIf::addUnknown( ImaginedDetector& detector, std::set< std::string_view > const& known ) {
    std::string names;
    for ( std::string_view const name : known ) {
       if ( view_.agent->link( Zet::Name( name ) ) )
          continue;
       names += ( names.empty() ? "" : ", " ) + std::string( name );
       if ( auto const isUp = isUpHere( std::string( name ) ) )
-         instance.setLink( Kelnet::IntfId( name ), *isUp );
+         detector.setLink( Kelnet::IntfId( name ), *isUp );
    }
    if ( !names.empty() )
       notices_.push_back( "Not watched by ufdd yet, and taken as the kernel shows them here: " +
@@ -245,9 +134,9 @@ WhatIf::addUnknown( Instance& instance, std::set< std::string_view > const& know
 
 // Returns the ports of the private configuration, and those that ufdd holds now.
 std::set< Kelnet::IntfId >
-WhatIf::portsOf( Instance const& instance ) const {
+WhatIf::portsOf( ImaginedDetector const& detector ) const {
    std::set< Kelnet::IntfId > ports;
-   instance.config().groupMembers().forEach( [ & ]( GroupConfig const& group ) {
+   detector.config().groupMembers().forEach( [ & ]( GroupConfig const& group ) {
       group.intfsToDisableMembers().forEach(
           [ & ]( auto const& port ) { ports.insert( port.zetKey() ); } );
    } );
@@ -259,19 +148,19 @@ WhatIf::portsOf( Instance const& instance ) const {
 
 // Shuts and opens ports, whose links may be uplinks, until nothing changes.
 void
-WhatIf::settle( Instance& instance, std::set< Kelnet::IntfId > const& keptDown ) {
+WhatIf::settle( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& keptDown ) {
    constexpr int roundLimit = 100;
-   auto const ports = portsOf( instance );
+   auto const ports = portsOf( detector );
    bool isSettled = false;
    for ( int round = 0; round < roundLimit && !isSettled; ++round ) {
       isSettled = true;
-      instance.decide();
+      detector.decide();
       for ( Kelnet::IntfId const port : ports ) {
-         bool const mustBeShut = instance.mustBeShut( port );
-         bool const follows = mustBeShut ? hindrance( instance, port ).empty()
+         bool const mustBeShut = detector.mustBeShut( port );
+         bool const follows = mustBeShut ? hindrance( detector, port ).empty()
                                          : holds( port ) && !keptDown.contains( port );
-         if ( follows && instance.isUp( port ) == mustBeShut ) {
-            instance.setLink( port, !mustBeShut );
+         if ( follows && detector.isUp( port ) == mustBeShut ) {
+            detector.setLink( port, !mustBeShut );
             isSettled = false;
          }
       }
@@ -288,9 +177,9 @@ WhatIf::holds( Kelnet::IntfId port ) const {
 
 // Returns why ufdd would not shut the port; empty if it would.
 std::string
-WhatIf::hindrance( Instance const& instance, Kelnet::IntfId port ) const {
+WhatIf::hindrance( ImaginedDetector const& detector, Kelnet::IntfId port ) const {
    std::string const name( port.name().view() );
-   if ( !instance.hasLink( port ) )
+   if ( !detector.hasLink( port ) )
       return "there is no such interface";
    if ( protected_.contains( name ) )
       return "it is protected";
@@ -311,20 +200,20 @@ WhatIf::hindrance( Instance const& instance, Kelnet::IntfId port ) const {
 }
 
 void
-WhatIf::collectGroups( Instance const& instance ) {
+WhatIf::collectGroups( ImaginedDetector const& detector ) {
    std::set< std::string_view > now;
    for ( View::Group const& group : view_.groups ) {
       now.insert( group.name() );
-      if ( !instance.config().group( group.config->name() ) )
+      if ( !detector.config().group( group.config->name() ) )
          groups_.push_back( { .name = std::string( group.name() ),
                               .now = group.status->groupLinkStatus(),
                               .then = {} } );
    }
-   instance.config().groupMembers().forEach( [ & ]( GroupConfig const& config ) {
+   detector.config().groupMembers().forEach( [ & ]( GroupConfig const& config ) {
       Group group{ .name = std::string( config.name().view() ),
                    .now = {},
-                   .then = instance.status( config.name() ),
-                   .upLinks = instance.upLinks( config ),
+                   .then = detector.status( config.name() ),
+                   .upLinks = detector.upLinks( config ),
                    .allLinks =
                        static_cast< unsigned int >( config.intfsToMonitorMembers().count() ),
                    .neededLinks = config.minLinks() };
@@ -343,7 +232,7 @@ WhatIf::collectGroups( Instance const& instance ) {
 }
 
 void
-WhatIf::collectPort( Instance const& instance, Kelnet::IntfId port ) {
+WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
    std::string down; // The groups that shut it.
    std::string idle; // Those that would, with what keeps them from it.
    std::string up;   // All others.
@@ -352,15 +241,15 @@ WhatIf::collectPort( Instance const& instance, Kelnet::IntfId port ) {
    auto const add = []( std::string& list, std::string const& more ) {
       list += ( list.empty() ? "" : ", " ) + more;
    };
-   instance.config().groupMembers().forEach( [ & ]( GroupConfig const& group ) {
+   detector.config().groupMembers().forEach( [ & ]( GroupConfig const& group ) {
       if ( !group.intfsToDisableMembers().find( port ) )
          return;
       std::string const name( group.name().view() );
-      Manner const& manner = instance.manner( group.name() );
+      ImaginedDetector::Manner const& manner = detector.manner( group.name() );
       recoveryDelay = std::max( recoveryDelay, manner.recoveryDelay );
-      if ( !instance.wantsShut( group ) )
+      if ( !detector.wantsShut( group ) )
          add( up, name );
-      else if ( std::string const reason = instance.hindrance( group ); !reason.empty() )
+      else if ( std::string const reason = detector.hindrance( group ); !reason.empty() )
          add( idle, name + " down, but " + reason );
       else {
          add( down, name );
@@ -368,8 +257,8 @@ WhatIf::collectPort( Instance const& instance, Kelnet::IntfId port ) {
       }
    } );
    std::string const name( port.name().view() );
-   if ( instance.mustBeShut( port ) ) {
-      std::string const reason = hindrance( instance, port );
+   if ( detector.mustBeShut( port ) ) {
+      std::string const reason = hindrance( detector, port );
       if ( !reason.empty() )
          ports_.push_back( { name, Act::none, 0, down + " down, but " + reason } );
       else if ( !holds( port ) )

@@ -11,6 +11,8 @@
 
 namespace Ufdd {
 
+class ImaginedDetector;
+
 // What ufdd would do if links went down or up, or another configuration were in force. A private
 // instance of the library answers, which begins with the links as ufdd sees them. A port that it
 // would shut may be an uplink of another group: its link is taken to follow.
@@ -47,15 +49,14 @@ class WhatIf {
       double after; // In seconds.
       std::string why;
    };
-   class Instance;
 
-   void addUnknown( Instance& instance, std::set< std::string_view > const& known );
-   std::set< Kelnet::IntfId > portsOf( Instance const& instance ) const;
-   void settle( Instance& instance, std::set< Kelnet::IntfId > const& keptDown );
+   void addUnknown( ImaginedDetector& detector, std::set< std::string_view > const& known );
+   std::set< Kelnet::IntfId > portsOf( ImaginedDetector const& detector ) const;
+   void settle( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& keptDown );
    bool holds( Kelnet::IntfId port ) const;
-   std::string hindrance( Instance const& instance, Kelnet::IntfId port ) const;
-   void collectGroups( Instance const& instance );
-   void collectPort( Instance const& instance, Kelnet::IntfId port );
+   std::string hindrance( ImaginedDetector const& detector, Kelnet::IntfId port ) const;
+   void collectGroups( ImaginedDetector const& detector );
+   void collectPort( ImaginedDetector const& detector, Kelnet::IntfId port );
 
    View const& view_;
    std::set< std::string > protected_; // Names of interfaces.

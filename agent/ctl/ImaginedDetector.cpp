@@ -1,0 +1,95 @@
+#include "agent/ctl/ImaginedDetector.h"
+
+#include "agent/reflected/Configuration.h"
+
+namespace Ufdd {
+
+using Interface::OperStatus;
+using UplinkFailureDetection::GroupConfig;
+using UplinkFailureDetection::GroupLinkStatus;
+
+void
+ImaginedDetector::add( GroupConfig const& group, Manner const& manner ) {
+   copyConfiguration( group, *config_->groupIs( group.name() ), CopyOrder::addFirst );
+   manners_[ group.name() ] = manner;
+}
+
+void
+ImaginedDetector::configure( View const& view ) {
+   for ( View::Group const& group : view.groups )
+      add( *group.config,
+           { group.state->mode(), group.state->downDelay(), group.state->recoveryDelay() } );
+}
+
+void
+ImaginedDetector::configure( ConfigFile const& file ) {
+   for ( GroupSettings const& group : file.groups )
+      add( *group.config, { group.policy.dryRun ? GroupMode::dryRun : GroupMode::acting,
+                            group.policy.downDelay, group.policy.recoveryDelay } );
+}
+
+void
+ImaginedDetector::setLink( Kelnet::IntfId link, bool isUp ) {
+   directory_->intfStatusIs( link )->operStatusIs( isUp ? OperStatus::up : OperStatus::down );
+}
+
+void
+ImaginedDetector::start() {
+   root_->uplinkFailureDetectionSmIs( config_, status_, causeStatus_, directory_ );
+}
+
+void
+ImaginedDetector::decide() {
+   config_->groupMembers().forEach(
+       [ & ]( GroupConfig const& group ) { decisions_.decideAgain( group.name() ); } );
+   decisions_.takeChanges();
+}
+
+bool
+ImaginedDetector::isUp( Kelnet::IntfId link ) const {
+   auto const* const status = directory_->intfStatus( link );
+   return status && status->operStatus() == OperStatus::up;
+}
+
+GroupLinkStatus
+ImaginedDetector::status( Zet::Name const& group ) const {
+   auto const status = status_->group( group );
+   return status ? status->groupLinkStatus() : GroupLinkStatus::unknown;
+}
+
+unsigned int
+ImaginedDetector::upLinks( GroupConfig const& group ) const {
+   unsigned int up = 0;
+   group.intfsToMonitorMembers().forEach(
+       [ & ]( auto const& uplink ) { up += isUp( uplink.zetKey() ); } );
+   return up;
+}
+
+bool
+ImaginedDetector::wantsShut( GroupConfig const& group ) const {
+   return manner( group.name() ).mode == GroupMode::orderedDown ||
+          status( group.name() ) == GroupLinkStatus::down;
+}
+
+std::string
+ImaginedDetector::hindrance( GroupConfig const& group ) const {
+   GroupMode const mode = manner( group.name() ).mode;
+   if ( mode == GroupMode::orderedDown )
+      return "";
+   if ( mode == GroupMode::disabled )
+      return "disabled";
+   if ( mode != GroupMode::acting && mode != GroupMode::unproven )
+      return "in " + std::string( Notify::textOf( mode ).view() );
+   unsigned int unproven = 0;
+   group.intfsToMonitorMembers().forEach( [ & ]( auto const& uplink ) {
+      unproven += !hasLink( uplink.zetKey() ) && unproven_.contains( uplink.zetKey() );
+   } );
+   return upLinks( group ) + unproven >= group.minLinks() ? "for unproven uplinks" : "";
+}
+
+bool
+ImaginedDetector::shuts( GroupConfig const& group, Kelnet::IntfId ) const {
+   return wantsShut( group ) && hindrance( group ).empty();
+}
+
+} // namespace Ufdd

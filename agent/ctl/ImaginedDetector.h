@@ -1,0 +1,74 @@
+#pragma once
+
+#include "agent/config/ConfigFile.h"
+#include "agent/ctl/View.h"
+#include "host/PortDecisions.h"
+#include "model/Config.h"
+#include "model/GroupLinkStatus.h"
+#include "model/Status.h"
+#include "platform/errdisable/CauseStatus.h"
+#include "platform/interface/EthIntfStatusDir.h"
+#include "sm/Root.h"
+
+#include <map>
+#include <set>
+#include <string>
+
+namespace Ufdd {
+
+// An instance of the library that watches no link: its configuration and its links are what the
+// caller imagines. It knows no delays; they are told beside the decisions.
+class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Policy {
+ public:
+   // How a group acts on its ports.
+   struct Manner {
+      GroupMode mode = GroupMode::acting;
+      double downDelay = 0;     // In seconds.
+      double recoveryDelay = 0; // In seconds.
+   };
+
+   // Adds the groups of the view, or of the file.
+   void configure( View const& view );
+   void configure( ConfigFile const& file );
+   // A link that is not set is absent.
+   void setLink( Kelnet::IntfId link, bool isUp );
+   void setUnproven( Kelnet::IntfId link ) { unproven_.insert( link ); }
+   // Evaluates the groups by the links that have been set, and follows changes from then on.
+   void start();
+   // Decides about all ports.
+   void decide();
+
+   UplinkFailureDetection::Config const& config() const { return *config_; }
+   bool hasLink( Kelnet::IntfId link ) const { return directory_->intfStatus( link ); }
+   bool isUp( Kelnet::IntfId link ) const;
+   // As of the last decide().
+   bool mustBeShut( Kelnet::IntfId port ) const { return decisions_.mustBeShut( port ); }
+   // Requires: the group is configured.
+   Manner const& manner( Zet::Name const& group ) const { return manners_.at( group ); }
+   UplinkFailureDetection::GroupLinkStatus status( Zet::Name const& group ) const;
+   unsigned int upLinks( UplinkFailureDetection::GroupConfig const& group ) const;
+   // Returns true if the group wants its ports shut, whether it acts or not.
+   bool wantsShut( UplinkFailureDetection::GroupConfig const& group ) const;
+   // Returns what keeps the group from shutting its ports; empty if nothing does.
+   std::string hindrance( UplinkFailureDetection::GroupConfig const& group ) const;
+
+ private:
+   void add( UplinkFailureDetection::GroupConfig const& group, Manner const& manner );
+   bool shuts( UplinkFailureDetection::GroupConfig const& group, Kelnet::IntfId ) const override;
+
+   Zet::Ptr< UplinkFailureDetection::Config > const config_ =
+       UplinkFailureDetection::configFactory( "config" );
+   Zet::Ptr< UplinkFailureDetection::Status > const status_ =
+       UplinkFailureDetection::statusFactory( "status" );
+   Zet::Ptr< Errdisable::CauseStatus > const causeStatus_ =
+       Errdisable::CauseStatus::CauseStatusIs( "what-if" );
+   Zet::Ptr< Interface::EthIntfStatusDir > const directory_ =
+       Interface::EthIntfStatusDir::EthIntfStatusDirIs( "interfaces" );
+   std::map< Zet::Name, Manner > manners_; // By group.
+   std::set< Kelnet::IntfId > unproven_;
+   UplinkFailureDetection::PortDecisions decisions_{ config_, *this, directory_ };
+   Zet::Ptr< UplinkFailureDetection::Root > const root_ =
+       UplinkFailureDetection::rootFactory( "root" );
+};
+
+} // namespace Ufdd
