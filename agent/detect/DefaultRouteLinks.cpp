@@ -16,7 +16,8 @@ DefaultRouteLinks::update( RouteTable const& routes, std::span< Kelnet::IntfId c
       for ( auto at = begin; at != end; ++at )
          if ( at->second.isDefault() )
             for ( RouteHop const& hop : at->second.hops )
-               collect( hop.link );
+               if ( !hop.isDead )
+                  collect( hop.link );
    }
 }
 

@@ -129,11 +129,14 @@ void
 RouteTable::hopsAre( bool dead, std::uint32_t link, Hops which ) {
    for ( auto& [ to, route ] : routes_ )
       for ( RouteHop& hop : route.hops )
-         if ( hop.link == link && !( which == Hops::v4Only && to.isV6 ) )
+         if ( hop.link == link && hop.isDead != dead && !( which == Hops::v4Only && to.isV6 ) ) {
             hop.isDead = dead;
+            ++version_;
+         }
    if ( dead )
       eraseRoutesIf( [ & ]( Route const& route ) {
-         return !route.to.isV6 && route.leavesBy( link ) && isDead( route );
+         return !( which == Hops::v4Only && route.to.isV6 ) && route.leavesBy( link ) &&
+                isDead( route );
       } );
 }
 

@@ -11,8 +11,9 @@
 namespace Ufdd {
 
 // The routes and addresses that ufdd needs to know, kept in step by messages. The kernel does not
-// tell of IPv4 routes that it drops because their link or its last address is gone: they are
-// dropped here by the same rule.
+// tell of IPv4 routes that it drops because their link or its last address is gone, nor, with
+// net.ipv6.route.skip_notify_on_dev_down, of IPv6 routes whose link goes down: they are dropped
+// here by the same rules.
 class RouteTable {
  public:
    // The number of static routes that it keeps; later ones are left out.
@@ -63,7 +64,7 @@ class RouteTable {
    }
 
    enum class Hops { all, v4Only };
-   // Marks the next hops on the link. Without one that lives, the kernel drops a route of IPv4.
+   // Marks the next hops on the link. Without one that lives, the kernel drops a route.
    void hopsAre( bool dead, std::uint32_t link, Hops which );
    bool forget( LinkAddress const& address );
 
