@@ -177,8 +177,9 @@ Agent::followRoutes( ConfigFile const& config ) {
       routes_.follow( prefixesOf( config.groups ) );
    } catch ( std::system_error const& error ) {
       log_.event( { .id = LogEvent::trouble },
-                  std::string( "ufdd does not know the routes: " ) + error.what() +
-                      "; ports are shut even if they carry the default route" );
+                  std::string( "routes can't be followed as configured: " ) + error.what() +
+                      "; ports may be shut that carry the default route, and release_when may "
+                      "wait in vain; then reload the configuration" );
    }
    linksShape_ = 0;
    updateRoutes();

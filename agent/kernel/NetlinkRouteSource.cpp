@@ -33,26 +33,29 @@ constexpr int receiveBuffer = 1 << 20; // In bytes.
 
 void
 NetlinkRouteSource::follow( std::span< Prefix const > prefixes ) {
-   bool const isFirst = !socket_;
-   if ( !isFirst &&
-        std::equal( prefixes.begin(), prefixes.end(), prefixes_.begin(), prefixes_.end() ) )
+   bool const isSame =
+       std::equal( prefixes.begin(), prefixes.end(), prefixes_.begin(), prefixes_.end() );
+   if ( socket_ && isSame )
       return;
-   prefixes_.assign( prefixes.begin(), prefixes.end() );
-   if ( isFirst )
-      socket_.emplace();
-   // Without the filter, a router with many routes would cost much time: rather follow none.
-   socket_->filterIs( routeFilter( prefixes_ ) );
-   if ( !isFirst )
+   if ( socket_ ) {
+      socket_->filterIs( routeFilter( prefixes ) );
+      prefixes_.assign( prefixes.begin(), prefixes.end() );
       return readAgain();
-   socket_->receiveBufferIs( receiveBuffer );
+   }
+   auto socket = std::make_unique< NetlinkSocket >();
+   // Without the filter, a router with many routes would cost much time: rather follow none.
+   socket->filterIs( routeFilter( prefixes ) );
+   socket->receiveBufferIs( receiveBuffer );
    for ( int const group : { RTNLGRP_LINK, RTNLGRP_IPV4_IFADDR, RTNLGRP_IPV6_IFADDR,
                              RTNLGRP_IPV4_ROUTE, RTNLGRP_IPV6_ROUTE } )
-      socket_->subscribe( group );
+      socket->subscribe( group );
+   loop_.onReadableAtLeisure< &NetlinkRouteSource::handleReadable >( socket->fd(), *this );
+   socket_ = std::move( socket );
+   prefixes_.assign( prefixes.begin(), prefixes.end() );
    readAgain();
    for ( double const end = Zet::now() + startPatience;
          reading_ != Reading::done && Zet::now() < end; )
       receive( static_cast< int >( startPatience * 1000 ) );
-   loop_.onReadableAtLeisure< &NetlinkRouteSource::handleReadable >( socket_->fd(), *this );
 }
 
 void

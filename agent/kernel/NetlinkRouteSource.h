@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -51,8 +52,8 @@ class NetlinkRouteSource final : public RouteSource {
    EventLoop& loop_;
    RouteListener* listener_ = nullptr;
    RouteTable table_;
-   // Its messages are filtered. Made by follow().
-   std::optional< NetlinkSocket > socket_;
+   // Its messages are filtered. Null until follow() has succeeded.
+   std::unique_ptr< NetlinkSocket > socket_;
    std::vector< Prefix > prefixes_;
    Reading reading_ = Reading::done;
    bool isSpoilt_ = false; // Messages were lost during the reading.

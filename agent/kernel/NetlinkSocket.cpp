@@ -64,7 +64,7 @@ NetlinkSocket::filterIs( std::span< sock_filter const > filter ) {
    sock_fprog const program{ static_cast< unsigned short >( filter.size() ),
                              const_cast< sock_filter* >( filter.data() ) };
    if ( setsockopt( fd(), SOL_SOCKET, SO_ATTACH_FILTER, &program, sizeof program ) < 0 )
-      fail( "can't filter the kernel's messages" );
+      fail( "can't filter the kernel's messages (raise net.core.optmem_max if it is small)" );
 }
 
 void

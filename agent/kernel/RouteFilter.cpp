@@ -63,27 +63,50 @@ class Writer {
    std::vector< std::size_t > opened_;
 };
 
+// Mixes a word into a hash.
+constexpr std::uint32_t multiplier = 0x9e3779b1;
+
+std::uint32_t
+hashOf( Prefix const& prefix ) {
+   std::uint32_t hash = prefix.length;
+   for ( std::size_t at = 0; at < ( prefix.isV6 ? 16 : 4 ); at += 4 ) {
+      std::uint32_t word;
+      std::memcpy( &word, prefix.address.data() + at, sizeof word );
+      hash = ( ntohl( word ) + hash ) * multiplier;
+   }
+   return hash;
+}
+
+// Passes routes whose hash is that of one of the prefixes. The kernel has room for few
+// instructions (net.core.optmem_max): comparing whole addresses would take five times as many.
 void
-passPrefix( Writer& writer, Prefix const& prefix ) {
-   writer.load8( payload + offsetof( rtmsg, rtm_family ) );
-   writer.begin( prefix.isV6 ? AF_INET6 : AF_INET );
+passPrefixes( Writer& writer, std::span< Prefix const > prefixes ) {
+   constexpr std::uint32_t hash = 0; // Places in the filter's memory.
+   constexpr std::uint32_t attribute = 1;
+   auto const mixWord = [ & ]( std::size_t word ) {
+      writer.add( BPF_LDX | BPF_MEM, attribute );
+      writer.add( BPF_LD | BPF_W | BPF_IND, sizeof( rtattr ) + 4 * word );
+      writer.add( BPF_LDX | BPF_MEM, hash );
+      writer.add( BPF_ALU | BPF_ADD | BPF_X, 0 );
+      writer.add( BPF_ALU | BPF_MUL | BPF_K, multiplier );
+      writer.add( BPF_ST, hash );
+   };
    writer.load8( payload + offsetof( rtmsg, rtm_dst_len ) );
-   writer.begin( prefix.length );
+   writer.add( BPF_ST, hash );
    // Finds the attribute RTA_DST.
    writer.add( BPF_LDX | BPF_IMM, RTA_DST );
    writer.add( BPF_LD | BPF_IMM, payload + sizeof( rtmsg ) );
    writer.load32( static_cast< std::uint32_t >( SKF_AD_OFF + SKF_AD_NLATTR ) );
-   writer.add( BPF_MISC | BPF_TAX, 0 );
-   std::size_t const words = prefix.isV6 ? 4 : 1;
-   for ( std::size_t i = 0; i < words; ++i ) {
-      std::uint32_t word;
-      std::memcpy( &word, prefix.address.data() + 4 * i, sizeof word );
-      writer.add( BPF_LD | BPF_W | BPF_IND, sizeof( rtattr ) + 4 * i );
-      writer.begin( ntohl( word ) );
-   }
-   writer.pass();
-   for ( std::size_t i = 0; i < words + 2; ++i )
-      writer.end();
+   writer.add( BPF_ST, attribute );
+   mixWord( 0 );
+   writer.load8( payload + offsetof( rtmsg, rtm_family ) );
+   writer.begin( AF_INET6 );
+   for ( std::size_t word = 1; word < 4; ++word )
+      mixWord( word );
+   writer.end();
+   writer.add( BPF_LD | BPF_MEM, hash );
+   for ( Prefix const& prefix : prefixes )
+      writer.passIf( BPF_JEQ, hashOf( prefix ) );
 }
 
 } // namespace
@@ -123,8 +146,8 @@ routeFilter( std::span< Prefix const > prefixes ) {
    writer.dropUnless( BPF_JEQ, RT_TABLE_MAIN );
    writer.load8( payload + offsetof( rtmsg, rtm_dst_len ) );
    writer.passIf( BPF_JEQ, 0 );
-   for ( Prefix const& prefix : prefixes )
-      passPrefix( writer, prefix );
+   if ( !prefixes.empty() )
+      passPrefixes( writer, prefixes );
    writer.drop();
    return std::move( writer.code );
 }

@@ -37,7 +37,8 @@ class RouteSource {
    // Follows addresses, static routes, and default routes, and from now on routes of the main table
    // to these prefixes. The first time, reads for a short time before it returns; a large table is
    // read to its end later.
-   // Throws: std::system_error when the kernel's messages can't be subscribed to.
+   // Throws: std::system_error when the kernel's messages can't be subscribed to. What was followed
+   // before is then still followed, and the next call tries again.
    virtual void follow( std::span< Prefix const > prefixes ) = 0;
    // Borrows: listener, for as long as the source exists.
    virtual void listenerIs( RouteListener& listener ) = 0;

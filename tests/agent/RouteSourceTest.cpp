@@ -35,6 +35,9 @@ struct RouteSourceTest : NetworkTest, RouteListener {
          text << line << '\n';
       return text.str();
    }
+   static void systemIs( std::string const& name, long value ) {
+      std::ofstream( "/proc/sys/net/" + name ) << value;
+   }
    std::string follow( NetlinkRouteSource& by ) {
       by.listenerIs( *this );
       by.follow( prefixes );
@@ -61,6 +64,7 @@ TEST_F( RouteSourceTest, followsWhatTheKernelDoes ) {
    for ( int round = 0; round < 80; ++round ) {
       std::string const before = linesOf( source.table() );
       std::string script;
+      systemIs( "ipv6/route/skip_notify_on_dev_down", random() % 2 );
       for ( int i = 0; i < 4; ++i ) {
          bool const isV6 = random() % 2;
          std::string const to = isV6 ? pick( { "default", "fd70::/16", "fd71::/16" } )
@@ -124,6 +128,38 @@ TEST_F( RouteSourceTest, followsWhatTheKernelDoes ) {
                             << expected;
    }
    EXPECT_EQ( losses, 0 );
+}
+
+// The kernel has little room for a filter.
+TEST_F( RouteSourceTest, followsAsManyPrefixesAsAFileMayName ) {
+   plug( { "d1" } );
+   ip( "addr add fd01::1/64 dev d1 nodad" );
+   for ( int const network : { 1, 2 } ) {
+      prefixes.clear();
+      for ( int i = 100; i < 200; ++i )
+         prefixes.push_back( *Prefix::read( "fd70:" + std::to_string( network ) +
+                                            "::" + std::to_string( i ) + "/128" ) );
+      systemIs( "core/optmem_max", 20480 );
+      follow( source );
+      ip( "route add " + prefixes.back().text() + " via fd01::2 proto bgp" );
+      source.handleReadable();
+      EXPECT_TRUE( source.table().routes().contains( prefixes.back() ) ) << network;
+   }
+}
+
+// What could not be followed once is followed when that is tried again.
+TEST_F( RouteSourceTest, triesAgainAfterAFailure ) {
+   if ( !std::ofstream( "/proc/sys/net/core/optmem_max" ) )
+      GTEST_SKIP() << "this kernel has one limit for all network namespaces";
+   systemIs( "core/optmem_max", 1 );
+   EXPECT_THROW( follow( source ), std::system_error );
+   systemIs( "core/optmem_max", 20480 );
+   follow( source );
+   plug( { "d1" } );
+   ip( "addr add 10.0.1.1/24 dev d1" );
+   ip( "route add default via 10.0.1.2" );
+   source.deliver();
+   EXPECT_TRUE( source.table().routes().contains( Prefix{} ) );
 }
 
 } // namespace

@@ -164,7 +164,8 @@ TEST_F( RouteTest, routesOfARoutingProtocolCostNothing ) {
       batch += "route add 11." + std::to_string( i >> 16 ) + '.' + std::to_string( i >> 8 & 255 ) +
                '.' + std::to_string( i & 255 ) + " via 10.9.0.2 proto bgp\n";
    TextFile const file( batch );
-   ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1'" ) ) );
+   ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1'" ) +
+                              "release_when = [ '11.0.0.0/16', 'fd70::/16' ]\n" ) );
    long const before = timeOf( ufdd );
    ip( "-batch " + file.path() );
    EXPECT_LE( timeOf( ufdd ) - before, 2 ) << "in ticks of 10 ms";
