@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <limits>
 #include <set>
 #include <utility>
 
@@ -21,8 +22,8 @@ constexpr double pause = 0.5;
 constexpr double sourcePatience = 2;
 // In seconds: settings are recorded when they have not changed for that long.
 constexpr double rest = 0.2;
-// Number of settings that are put back in a turn.
-constexpr std::size_t settingsPerTurn = 32;
+// Number of settings that are put back in a turn: an act may be due in the next one.
+constexpr std::size_t settingsPerTurn = 8;
 // No link runs on more others than that.
 constexpr int mostLevels = 16;
 
@@ -154,7 +155,7 @@ Restoration::owe( std::uint32_t link, std::vector< LinkSetting > const& settings
 void
 Restoration::endTurn() {
    if ( !owed_.empty() )
-      restore( false );
+      restore( settingsPerTurn, false );
    if ( isOutdated() && !recordAt_ )
       recordAt_ = Zet::now() + rest;
    if ( recordAt_ && Zet::now() >= *recordAt_ )
@@ -174,7 +175,7 @@ bool
 Restoration::finish( bool isLast ) {
    routes_.deliver();
    if ( !owed_.empty() )
-      restore( isLast );
+      restore( std::numeric_limits< std::size_t >::max(), isLast );
    if ( isChanged_ || recordAt_ )
       record();
    return std::none_of( owed_.begin(), owed_.end(),
@@ -182,9 +183,10 @@ Restoration::finish( bool isLast ) {
 }
 
 void
-Restoration::restore( bool isLast ) {
+Restoration::restore( std::size_t budget, bool isLast ) {
    for ( auto at = owed_.begin(); at != owed_.end(); ) {
-      bool const isOver = isDue( at->second, isLast ) && restore( at->second, isLast );
+      bool const isNow = isDue( at->second, isLast ) && budget > 0;
+      bool const isOver = isNow && restore( at->second, budget, isLast );
       isChanged_ |= isOver;
       at = isOver ? owed_.erase( at ) : std::next( at );
    }
@@ -209,9 +211,10 @@ Restoration::isDue( Owed& owed, bool isLast ) const {
 }
 
 bool
-Restoration::restore( Owed& owed, bool isLast ) {
+Restoration::restore( Owed& owed, std::size_t& budget, bool isLast ) {
    std::vector< LinkSetting >& settings = owed.port.settings;
-   std::size_t const size = isLast ? settings.size() : std::min( settings.size(), settingsPerTurn );
+   std::size_t const size = std::min( settings.size(), budget );
+   budget -= size;
    std::vector< LinkSettingRequest > requests;
    // Those that failed before come last.
    for ( std::size_t i = 0; i < size; ++i )
@@ -232,7 +235,10 @@ Restoration::restore( Owed& owed, bool isLast ) {
       owed.errors.push_back( request.error );
    }
    double const now = Zet::now();
-   bool const isOver = settings.empty() || isLast || now - *owed.openSince > patience;
+   // Those that were not tried yet have no error, and come first.
+   bool const areTried = !owed.errors.empty() && owed.errors.front() != 0;
+   bool const isOver =
+       settings.empty() || isLast || ( areTried && now - *owed.openSince > patience );
    if ( isOver && owed.restored > 0 )
       log_.line( "port " + std::string( owed.port.name.view() ) + ": put back " +
                  count( owed.restored, "address or route", "addresses and routes" ) +
@@ -240,7 +246,7 @@ Restoration::restore( Owed& owed, bool isLast ) {
    if ( isOver && !settings.empty() )
       tellFailures( owed );
    // What came back may be what the others need.
-   owed.tryAt = failures < requests.size() ? now : now + pause;
+   owed.tryAt = failures < requests.size() || !areTried ? now : now + pause;
    isChanged_ = true;
    return isOver;
 }

@@ -61,11 +61,13 @@ class Restoration final : public RouteListener {
    bool isTaken( std::uint32_t link ) const;
    bool isOfPort( std::uint32_t link ) const;
    void owe( std::uint32_t link, std::vector< LinkSetting > const& settings );
-   void restore( bool isLast );
+   // Puts back what is due, but so many settings at most.
+   void restore( std::size_t budget, bool isLast );
    // Returns true if it is to be put back now.
    bool isDue( Owed& owed, bool isLast ) const;
-   // Returns true if nothing more is to be done about it.
-   bool restore( Owed& owed, bool isLast );
+   // The same for one link; takes what it has tried off `budget`. Returns true if nothing more is
+   // to be done about it.
+   bool restore( Owed& owed, std::size_t& budget, bool isLast );
    void tellFailures( Owed const& owed );
    // Returns true if the record may be out of date.
    bool isOutdated() const;

@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 #include <linux/if.h>
 
+#include <algorithm>
 #include <optional>
 #include <string>
 #include <utility>
@@ -306,6 +307,27 @@ TEST_F( AgentTest, putsBackWhatAPortHasLostWhateverItWasTold ) {
    EXPECT_EQ( routes.restored.size(), 2u );
    pass( 1 );
    EXPECT_TRUE( settings.all.empty() ) << "put back, as far as the source has told";
+}
+
+TEST_F( AgentTest, putsBackAFewSettingsInATurn ) {
+   for ( char const* const port : { "d1", "d2" } )
+      for ( int i = 0; i < 6; ++i )
+         routes.addStatic( kernel.index( port ), std::byte( i ) );
+   start();
+   pass( 1 );
+   uplinksAre( false );
+   restart();
+   kernel.carrier( "u1", true );
+   std::size_t most = 0;
+   for ( int turn = 0; turn < 6; ++turn ) {
+      std::size_t const before = routes.restored.size();
+      kernel.deliver();
+      agent->endTurn();
+      most = std::max( most, routes.restored.size() - before );
+      EXPECT_TRUE( most < 8 || routes.restored.size() == 12 || agent->nextTime() <= simulatedNow );
+   }
+   EXPECT_EQ( most, 8u );
+   EXPECT_EQ( routes.restored.size(), 12u );
 }
 
 TEST_F( AgentTest, downDelayHidesShortFailures ) {

@@ -35,6 +35,7 @@ class SimulatedRoutes final : public RouteSource {
       Route route;
       route.isUnicast = route.isStatic = true;
       route.hops.push_back( { .link = link } );
+      route.metric = std::to_integer< std::uint32_t >( payload );
       route.payload.push_back( payload );
       table_.insert( route, false );
    }
