@@ -199,8 +199,9 @@ StateDirectory::takeLock( Descriptor const& directory, Descriptor& lock ) {
    struct stat status {};
    if ( !lock || fstat( lock.fd(), &status ) != 0 )
       return errno;
-   if ( !S_ISREG( status.st_mode ) ) {
-      objection_ = path_ + '/' + lockName + " is no regular file; remove it";
+   // By a further link, the name could stand for somebody else's file.
+   if ( !S_ISREG( status.st_mode ) || status.st_nlink > 1 ) {
+      objection_ = path_ + '/' + lockName + " is no regular file of its own; remove it";
       return EPERM;
    }
    if ( flock( lock.fd(), LOCK_EX | LOCK_NB ) != 0 ) {

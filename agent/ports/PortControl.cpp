@@ -38,10 +38,16 @@ PortControl::isSpared( Link const& link, Kelnet::IntfId port ) const {
 
 void
 PortControl::reviewSpared() {
-   for ( std::uint32_t const index : spared_ )
-      if ( Link const* const link = links_.link( index ) )
-         if ( Kelnet::IntfId const port = portOf( *link ); !isSpared( *link, port ) )
-            review( port );
+   std::erase_if( spared_, [ this ]( std::uint32_t index ) {
+      Link const* const link = links_.link( index );
+      Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId();
+      // The link may have been renamed, or have left its LAG.
+      if ( !detector_.decisions().mustBeShut( port ) )
+         return true;
+      if ( !isSpared( *link, port ) )
+         review( port );
+      return false;
+   } );
 }
 
 void

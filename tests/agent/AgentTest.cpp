@@ -173,6 +173,13 @@ TEST_F( AgentTest, leavesThePortOfTheDefaultRouteOpenWhileItCarriesThat ) {
    EXPECT_EQ( agent->summary(),
               "2 groups, 2 down; ports shut: 1; left open for the default route: d1" );
    EXPECT_EQ( agent->roots().state->port( "d1" )->condition(), PortCondition::defaultRoute );
+   // Once renamed, it is no port any more.
+   kernel.rename( "d1", "away" );
+   runTurns();
+   EXPECT_EQ( agent->summary(), "2 groups, 2 down; ports shut: 1" );
+   kernel.rename( "away", "d1" );
+   runTurns();
+   EXPECT_EQ( takeActs(), "" );
    groups[ 1 ].policy.dryRun = false;
    agent->reload( config(), "f" );
    EXPECT_EQ( takeActs(), " -d1" );

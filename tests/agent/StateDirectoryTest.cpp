@@ -76,6 +76,9 @@ TEST_F( StateDirectoryTest, secondProcessIsToldWhoIsThere ) {
    std::ofstream( victim ) << "precious";
    std::filesystem::create_symlink( victim, path + "/lock" );
    EXPECT_EQ( StateDirectory( path ).renew(), ELOOP );
+   std::filesystem::remove( path + "/lock" );
+   std::filesystem::create_hard_link( victim, path + "/lock" );
+   EXPECT_TRUE( contains( refusal( path ), "no regular file of its own" ) ) << refusal( path );
    EXPECT_EQ( text( victim ), "precious" );
 }
 
