@@ -62,8 +62,7 @@ hasLink || fail "removing the package did not open the port"
 [[ -z $(failedUnits) ]] || fail "removing the package left failed units"
 inside dpkg --purge ufdd libzet0.2 libuplinkfailuredetection0.2 >>"$log" 2>&1 ||
   fail "the packages can't be purged"
-left=$(inside find / -xdev \( -iname '*ufdd*' -o -iname 'libzet*' -o -iname 'libUplinkFailure*' \) \
-  -not -path '/packages*' -not -path '/root/*' -not -path '/work/*' -not -path '/tmp/*')
-left+=$(inside find /run /etc -iname '*ufdd*')
+left=$(inside find /etc /run /usr /var -path /usr/local -prune -o \
+  \( -iname '*ufdd*' -o -iname 'libzet*' -o -iname 'libUplinkFailure*' \) -print)
 [[ -z $left ]] || fail "purging the packages left $left"
 echo "installed, upgraded and purged, and the port was shut only while its uplink was down"
