@@ -64,7 +64,7 @@ boot() {
       "$here/boot-inside" "$scratch/journal"
   ) >"$log" 2>&1 &
   machine=$!
-  eventually isBooted || {
+  eventually isBooted || eventually isBooted || {
     [[ -e /proc/$machine ]] && fail "the machine does not boot"
     skip "no machine can be booted: $(tail -1 "$log")"
   }
