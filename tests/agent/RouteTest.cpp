@@ -168,7 +168,8 @@ TEST_F( RouteTest, routesOfARoutingProtocolCostNothing ) {
                               "release_when = [ '11.0.0.0/16', 'fd70::/16' ]\n" ) );
    long const before = timeOf( ufdd );
    ip( "-batch " + file.path() );
-   EXPECT_LE( timeOf( ufdd ) - before, 2 ) << "in ticks of 10 ms";
+   // Queries of the uplink in between take some of it. To read the routes takes far more.
+   EXPECT_LE( timeOf( ufdd ) - before, 10 ) << "in ticks of 10 ms";
    // A ufdd that starts reads them, and reacts meanwhile.
    ufdd.signal( SIGKILL );
    ufdd.wait();
