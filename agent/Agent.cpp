@@ -60,9 +60,9 @@ prefixesOf( std::vector< GroupSettings > const& groups ) {
 } // namespace
 
 Agent::Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
-              PortSettingsStore& settings, Log& log )
-    : source_( source ), routes_( routes ), log_( log ), links_( detector_.directory ),
-      defaultRoutes_( links_ ), readiness_( links_, routes.table() ),
+              PortSettingsStore& settings, BootStore& bootStore, Log& log )
+    : source_( source ), routes_( routes ), log_( log ), detector_( bootStore ),
+      links_( detector_.directory ), defaultRoutes_( links_ ), readiness_( links_, routes.table() ),
       carrierWatch_( links_, source ),
       portControl_( detector_, links_, defaultRoutes_, control, store, log ),
       restoration_( links_, portControl_, routes, settings, log ),
@@ -75,6 +75,8 @@ Agent::Agent( LinkSource& source, RouteSource& routes, LinkControl& control, Own
 void
 Agent::start( ConfigFile const& config ) {
    startupHold_ = config.startupHold;
+   detector_.history().recall();
+   detector_.decisions().startupHoldIs( startupHold_ );
    logWarnings( config );
    links_.watch( interfacesOf( config.groups ) );
    portControl_.reasonIs( config.protoDownReason );
@@ -93,8 +95,6 @@ Agent::start( ConfigFile const& config ) {
    detector_.start();
    detector_.decisions().evaluate();
    detector_.decisions().confirmOpenings();
-   if ( startupHold_ > 0 )
-      startupEnd_ = Zet::now() + startupHold_;
    act();
    watchUplinks( config );
    handleConfigured( config );
@@ -223,6 +223,8 @@ Agent::endTurn() {
    if ( updateRoutes() )
       act();
    restoration_.endTurn();
+   if ( std::string trouble = detector_.history().remember(); !trouble.empty() )
+      log_.event( { .id = LogEvent::trouble }, trouble );
    stateWriter_.write();
 }
 
@@ -255,18 +257,12 @@ Agent::act() {
 void
 Agent::actOnPorts() {
    detector_.decisions().evaluate();
-   if ( startupEnd_ ) {
-      if ( Zet::now() < *startupEnd_ )
-         return;
-      log_.line( "startup_hold ended: acting on the present state" );
-      startupEnd_.reset();
-   }
    if ( retryAt_ && Zet::now() >= *retryAt_ ) {
       retryAt_.reset();
       portControl_.retry();
    }
    portControl_.act();
-   if ( detector_.decisions().hasOpenings() )
+   if ( detector_.decisions().hasOpenings() && !readAgainAt_ )
       open();
    if ( !portControl_.hasFailures() )
       retryAt_.reset();
@@ -277,6 +273,10 @@ Agent::actOnPorts() {
 void
 Agent::open() {
    query( detector_.decisions().uplinksToQuery() );
+   if ( !source_.recover() ) {
+      readAgainAt_ = Zet::now() + readAgainSeconds;
+      return;
+   }
    detector_.decisions().confirmOpenings();
    portControl_.act();
 }
@@ -293,9 +293,11 @@ Agent::query( std::span< Kelnet::IntfId const > uplinks ) {
 
 double
 Agent::nextTime() const {
-   double next = startupEnd_ ? never : detector_.decisions().nextTime();
-   for ( auto const& time : { startupEnd_, retryAt_, readAgainAt_, troubles_.nextTime(),
-                              routes_.nextTime(), restoration_.nextTime() } )
+   double next = std::min( detector_.decisions().nextTime(), detector_.history().nextTime() );
+   if ( detector_.decisions().hasOpenings() && !readAgainAt_ )
+      next = Zet::now();
+   for ( auto const& time : { retryAt_, readAgainAt_, troubles_.nextTime(), routes_.nextTime(),
+                              restoration_.nextTime() } )
       next = std::min( next, time.value_or( never ) );
    return next;
 }
@@ -323,11 +325,14 @@ Agent::summary() const {
    std::size_t const groups = detector_.config->groupMembers().count();
    std::string const overridden = portControl_.overridden();
    std::string const spared = portControl_.spared();
+   std::string const unproven = detector_.decisions().unprovenGroups();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
           std::to_string( detector_.decisions().downGroups() ) +
           " down; ports shut: " + std::to_string( portControl_.count() ) +
           ( overridden.empty() ? "" : "; overridden:" + overridden ) +
-          ( spared.empty() ? "" : "; left open for the default route:" + spared ) + remark_;
+          ( spared.empty() ? "" : "; left open for the default route:" + spared ) +
+
+          ( unproven.empty() ? "" : "; left alone for unproven uplinks:" + unproven ) + remark_;
 }
 
 } // namespace Ufdd

@@ -4,6 +4,7 @@
 #include "agent/base/Log.h"
 #include "agent/base/Troubles.h"
 #include "agent/config/ConfigFile.h"
+#include "agent/detect/BootStore.h"
 #include "agent/detect/CarrierWatch.h"
 #include "agent/detect/DefaultRouteLinks.h"
 #include "agent/detect/Detector.h"
@@ -37,7 +38,7 @@ class Agent {
 
    // Borrows: all.
    Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
-          PortSettingsStore& settings, Log& log );
+          PortSettingsStore& settings, BootStore& bootStore, Log& log );
 
    // Reads the state of all links, then evaluates the groups, then acts for the first time.
    // Throws: whatever the source throws. No port has been touched then.
@@ -53,8 +54,11 @@ class Agent {
    void endTurn();
    // Returns when to call endTurn() even if nothing happens, by Zet::now(); or `never`.
    double nextTime() const;
-   // Call every few seconds: writes the record of our links again if it was removed.
-   void checkRecord() { portControl_.checkRecord(); }
+   // Call every few seconds: writes the records again if they were removed.
+   void checkRecord() {
+      portControl_.checkRecord();
+      detector_.history().checkRecord();
+   }
    // Returns true if a former process may have left ports shut that no readable record names.
    bool hasUnreadRecord() const { return portControl_.hasUnreadRecord(); }
    // Opens every port that is ours. Returns false if one can't be opened.
@@ -70,8 +74,8 @@ class Agent {
    StatusRoots roots() const { return { detector_.config, detector_.status, state_ }; }
    // Returns a line for each group, as stateLines() does.
    std::vector< std::string > statusLines() const;
-   // Returns "2 groups, 1 down; ports shut: 3; overridden: d1 d2"; and, if the last reload was
-   // refused, says so.
+   // Returns "2 groups, 1 down; ports shut: 3; overridden: d1 d2"; and, if there are groups with
+   // unproven uplinks, or if the last reload was refused, says so.
    std::string summary() const;
 
  private:
@@ -88,7 +92,8 @@ class Agent {
    void act();
    void actOnPorts();
    // Opens the ports of groups that are still up once their uplinks were queried. The kernel may
-   // have held back the news that an uplink is down again.
+   // have held back the news that an uplink is down again. Not while all links are read again: the
+   // answers would not count.
    void open();
    // Has the source deliver the state of these uplinks at this moment.
    void query( std::span< Kelnet::IntfId const > uplinks );
@@ -121,7 +126,6 @@ class Agent {
 
    double startupHold_ = 0; // In seconds, as last configured.
    // By Zet::now().
-   std::optional< double > startupEnd_;  // Set while startup_hold lasts: no port is touched.
    std::optional< double > retryAt_;     // Set while an act has failed.
    std::optional< double > readAgainAt_; // Set while all links are read again.
    std::string remark_;                  // For summary(); set if the last reload was refused.

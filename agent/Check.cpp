@@ -5,6 +5,7 @@
 #include "agent/base/Printable.h"
 #include "agent/base/StateDirectory.h"
 #include "agent/config/ConfigFile.h"
+#include "agent/detect/BootFile.h"
 #include "agent/kernel/NetlinkLinkSource.h"
 #include "agent/kernel/NetlinkRouteSource.h"
 #include "agent/kernel/PrivateFlags.h"
@@ -21,18 +22,21 @@ namespace Ufdd {
 
 namespace {
 
-// The record of the ufdd that runs, or of the last one.
+// The records of the ufdd that runs, or of the last one.
 class Record {
  public:
    // Throws: std::runtime_error when there is a record that can't be read.
    explicit Record( std::string const& path )
-       : directory_( StateDirectory::toRead( path ) ), file_( directory_ ) {}
+       : directory_( StateDirectory::toRead( path ) ), file_( directory_ ),
+         bootFile_( directory_ ) {}
 
    OwnedLinkFile& file() { return file_; }
+   BootFile& bootFile() { return bootFile_; }
 
  private:
    StateDirectory directory_;
    OwnedLinkFile file_;
+   BootFile bootFile_;
 };
 
 class Check {
@@ -81,7 +85,8 @@ class Check {
          note( std::string( error.what() ) +
                "; ports that a running ufdd holds shut are not told from others" );
       }
-      return forecast( config, source, routes, record ? &record->file() : nullptr );
+      return forecast( config, source, routes, record ? &record->file() : nullptr,
+                       record ? &record->bootFile() : nullptr );
    }
 
    void tell( Forecast const& forecast ) {

@@ -7,6 +7,7 @@
 #include "agent/base/StateDirectory.h"
 #include "agent/base/Ticker.h"
 #include "agent/config/ConfigFile.h"
+#include "agent/detect/BootFile.h"
 #include "agent/kernel/NetlinkLinkControl.h"
 #include "agent/kernel/NetlinkLinkSource.h"
 #include "agent/kernel/NetlinkRouteSource.h"
@@ -75,6 +76,7 @@ class Daemon {
    BufferedLog& log_;
    StateDirectory stateDirectory_;
    OwnedLinkFile store_;
+   BootFile bootStore_;
    PortClaims claims_;
    PortSettingsFile settings_;
    EventLoop loop_;

@@ -99,12 +99,30 @@ struct NoSettings final : PortSettingsStore {
    std::string place() const override { return ""; }
 };
 
+// Recalls what another store does, and remembers nothing.
+class BootRecollection final : public BootStore {
+ public:
+   // Borrows: record, which may be null.
+   explicit BootRecollection( BootStore* record ) : record_( record ) {}
+
+   std::optional< BootRecord > recall() override {
+      return record_ ? record_->recall() : std::nullopt;
+   }
+   int remember( BootRecord const& ) override { return 0; }
+   bool isLost() const override { return false; }
+   std::string place() const override { return ""; }
+
+ private:
+   BootStore* const record_;
+};
+
 // Keeps the lines about what is wrong.
 class AlarmLog final : public Log {
  public:
    void line( std::string_view ) override {}
    void event( LogEvent const& event, std::string_view text ) override {
-      if ( event.id == LogEvent::portFailure || event.id == LogEvent::trouble )
+      if ( event.id == LogEvent::portFailure || event.id == LogEvent::trouble ||
+           event.id == LogEvent::groupAlarm )
          alarms.emplace_back( text );
    }
 
@@ -132,9 +150,9 @@ stateText( Link const* link ) {
 class Forecaster {
  public:
    Forecaster( std::vector< GroupSettings > const& groups, LinkSource& source, RouteSource& routes,
-               OwnedLinkStore* record )
-       : groups_( groups ), record_( record ),
-         agent_( source, routes, control_, record_, settings_, log_ ) {
+               OwnedLinkStore* record, BootStore* bootRecord )
+       : groups_( groups ), record_( record ), bootRecord_( bootRecord ),
+         agent_( source, routes, control_, record_, settings_, bootRecord_, log_ ) {
       control_.linksAre( agent_.links() );
    }
 
@@ -210,13 +228,17 @@ class Forecaster {
             GroupSettings const* const group : isDown ? down : listing->second ) {
          if ( ++shown > maxShown )
             return text + "; ...";
+         bool const isLeftAlone =
+             agent_.detector().decisions().waitOf( group->config->name() ).cause ==
+             GroupWait::Cause::unproven;
          double const delay = isDown ? group->policy.downDelay : group->policy.recoveryDelay;
          text += ( text.empty() ? "" : "; " ) +
                  groupText( agent_.detector(), *group->config, statusOf( *group ) ) +
                  ( isDown ? failuresOf( *group ) : "" ) +
-                 ( delay <= 0 ? ""
-                   : isDown   ? "; after its down_delay"
-                              : "; after its recovery_delay" );
+                 ( isLeftAlone  ? ", left alone"
+                   : delay <= 0 ? ""
+                   : isDown     ? "; after its down_delay"
+                                : "; after its recovery_delay" );
       }
       return text;
    }
@@ -236,16 +258,22 @@ class Forecaster {
          if ( ++shown > maxShown )
             return text + ", ...";
          text += ( text.empty() ? ": " : ", " ) + std::string( uplink.name().view() ) + ' ' +
-                 stateText( agent_.links().link( uplink ) );
+                 stateOf( uplink );
       }
       return text;
    }
 
    static constexpr std::size_t maxShown = 8; // Of a list within a line.
 
+   std::string stateOf( Kelnet::IntfId uplink ) const {
+      return agent_.detector().isUnproven( uplink ) ? "unproven"
+                                                    : stateText( agent_.links().link( uplink ) );
+   }
+
    std::vector< GroupSettings > const& groups_; // As configured.
    ImaginedControl control_;
    Recollection record_;
+   BootRecollection bootRecord_;
    AlarmLog log_;
    NoSettings settings_;
    Agent agent_;
@@ -258,14 +286,14 @@ class Forecaster {
 } // namespace
 
 Forecast
-forecast( ConfigFile const& config, LinkSource& source, RouteSource& routes,
-          OwnedLinkStore* record ) {
+forecast( ConfigFile const& config, LinkSource& source, RouteSource& routes, OwnedLinkStore* record,
+          BootStore* bootRecord ) {
    ConfigFile now = config;
    now.warnings.clear();
    now.startupHold = 0;
    for ( GroupSettings& group : now.groups )
       group.policy.downDelay = group.policy.recoveryDelay = 0;
-   return Forecaster( config.groups, source, routes, record ).run( now );
+   return Forecaster( config.groups, source, routes, record, bootRecord ).run( now );
 }
 
 } // namespace Ufdd

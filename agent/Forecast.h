@@ -2,6 +2,7 @@
 
 #include "agent/base/InterfaceName.h"
 #include "agent/config/ConfigFile.h"
+#include "agent/detect/BootStore.h"
 #include "agent/kernel/LinkSource.h"
 #include "agent/kernel/RouteSource.h"
 #include "agent/ports/OwnedLinkStore.h"
@@ -23,10 +24,10 @@ struct Forecast {
 };
 
 // Runs an agent that acts on nothing, until it would have acted for the first time, and with no
-// delay before that. Recalls the record, which may be null, and changes nothing in it.
+// delay before that. Recalls the records, which may be null, and changes nothing in them.
 // Requires: the configuration has no error.
 // Throws: whatever the source throws when the links can't be read.
 Forecast forecast( ConfigFile const& config, LinkSource& source, RouteSource& routes,
-                   OwnedLinkStore* record );
+                   OwnedLinkStore* record, BootStore* bootRecord );
 
 } // namespace Ufdd

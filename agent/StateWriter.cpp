@@ -227,7 +227,11 @@ StateWriter::writeLink( Kelnet::IntfId link ) {
       return;
    Zet::Name const& name = link.name();
    bool const isNew = !state_->link( name );
-   writeCondition( *state_->linkIs( name ), isNew, conditionOf( links_.kindOf( link ) ), now_ );
+   LinkCondition const condition = conditionOf( links_.kindOf( link ) );
+   bool const isUnproven = condition == LinkCondition::absent && groupsOfUplink_.contains( link ) &&
+                           detector_.isUnproven( link );
+   writeCondition( *state_->linkIs( name ), isNew, isUnproven ? LinkCondition::unproven : condition,
+                   now_ );
 }
 
 void

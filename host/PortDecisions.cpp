@@ -97,6 +97,12 @@ PortDecisions::handleInterface( Kelnet::IntfId intfId ) {
    touched_.push_back( intfId );
 }
 
+std::vector< Kelnet::IntfId >
+PortDecisions::shutBy( Zet::Name const& group ) const {
+   auto const at = groups_.find( group );
+   return at == groups_.end() ? std::vector< Kelnet::IntfId >() : at->second.shut;
+}
+
 void
 PortDecisions::decideAgain( Zet::Name const& name ) {
    auto const group = groups_.try_emplace( name ).first;

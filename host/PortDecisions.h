@@ -62,6 +62,9 @@ class ZET_EXPORT PortDecisions {
    // directory does not show, and those that the host found shut when it started.
    bool mustBeShut( Kelnet::IntfId port ) const { return ports_.contains( port ); }
 
+   // Returns the ports that the group needs shut, as of the last takeChanges().
+   std::vector< Kelnet::IntfId > shutBy( Zet::Name const& group ) const;
+
    // Makes the next takeChanges() ask the policy about the ports of that group.
    void decideAgain( Zet::Name const& group );
 

@@ -24,7 +24,7 @@ struct Kind {
 };
 
 // In the order of LogEvent::Id.
-constexpr std::array< Kind, 9 > kinds{ {
+constexpr std::array< Kind, 10 > kinds{ {
     { "", '6' },
     { "c5a2d1f0e6b94c0fa3b7a4b1f0d1c9e2", '5' },
     { "2f8e0c7b1d5a4e6f9c3b6d8a7e1f4052", '6' },
@@ -34,6 +34,7 @@ constexpr std::array< Kind, 9 > kinds{ {
     { "38c6e9d4a5f04b7e8d2f1c7b9a0e6513", '5' },
     { "b7a60cec0ca74ec7aa85f8c6eef35585", '4' },
     { "7dabdc844b8e4a678b36c6cc5c9c0d49", '3' },
+    { "aabc3a191b7e4161a47ff9795bc40095", '3' },
 } };
 
 void

@@ -19,6 +19,7 @@ struct LogEvent {
       configuration, // A configuration was loaded or refused.
       trouble,       // Something failed, but ufdd goes on.
       fault,         // ufdd ends because of it, or it is an error in ufdd.
+      groupAlarm,    // The group can't do what it is for: uplinks or ports do not exist.
    };
    Id id = other;
    std::vector< std::string_view > groups = {};

@@ -46,7 +46,7 @@ class Reader {
    std::vector< GroupSettings > groups;
    DetectionSettings detection;
    std::uint32_t protoDownReason = ConfigFile().protoDownReason;
-   double startupHold = 0;
+   double startupHold = ConfigFile().startupHold;
    NamePlaces protect;
 
  private:

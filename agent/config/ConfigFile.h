@@ -17,7 +17,7 @@ struct ConfigFile {
    std::vector< GroupSettings > groups; // In the order of the file.
    DetectionSettings detection;
    std::uint32_t protoDownReason = Link::usualReason; // The number of our bit.
-   double startupHold = 0;                            // In seconds.
+   double startupHold = 10;                           // In seconds.
    std::vector< std::string > protect;                // Names of interfaces that are never shut.
    // In the order of the file: "FILE:LINE:COLUMN: " and what is wrong. If there are errors, the
    // settings above must not be used.

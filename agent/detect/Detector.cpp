@@ -12,12 +12,12 @@ using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
 using UplinkFailureDetection::GroupStatus;
 
-Detector::Detector()
+Detector::Detector( BootStore& store )
     : config( UplinkFailureDetection::configFactory( "config" ) ),
       status( UplinkFailureDetection::statusFactory( "status" ) ),
       causeStatus( Errdisable::CauseStatus::CauseStatusIs( "uplinkFailureDetection" ) ),
       directory( Interface::EthIntfStatusDir::EthIntfStatusDirIs( "interfaces" ) ),
-      decisions_( config, status, directory ),
+      history_( store, directory ), decisions_( config, status, directory, history_ ),
       root_( UplinkFailureDetection::rootFactory( "root" ) ) {}
 
 Detector::Difference

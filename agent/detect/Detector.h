@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/config/GroupSettings.h"
+#include "agent/detect/BootHistory.h"
 #include "agent/detect/GroupDecisions.h"
 #include "model/Config.h"
 #include "model/GroupLinkStatus.h"
@@ -18,7 +19,8 @@ namespace Ufdd {
 // and what is decided by the statuses that it writes.
 class Detector {
  public:
-   Detector();
+   // Borrows: store.
+   explicit Detector( BootStore& store );
 
    // The objects that the library reads and writes. None is ever null.
    Zet::Ptr< UplinkFailureDetection::Config > const config;
@@ -39,11 +41,15 @@ class Detector {
    // Requires: the directory tells the state that the interfaces are in.
    void start();
 
+   BootHistory& history() { return history_; }
+   BootHistory const& history() const { return history_; }
    GroupDecisions& decisions() { return decisions_; }
    GroupDecisions const& decisions() const { return decisions_; }
 
    // Returns true if the interface is there and up.
    bool isUp( Kelnet::IntfId uplink ) const;
+   // Returns true if no such interface has existed since the machine booted.
+   bool isUnproven( Kelnet::IntfId uplink ) const { return !history_.hasExisted( uplink ); }
    // The number of the group's uplinks that are up.
    unsigned int upOf( UplinkFailureDetection::GroupConfig const& group ) const;
 
@@ -51,6 +57,7 @@ class Detector {
    void configure( GroupSettings const& settings, Difference& difference );
    bool isDown( Zet::Name const& group ) const;
 
+   BootHistory history_;
    GroupDecisions decisions_;
    Zet::Ptr< UplinkFailureDetection::Root > const root_;
 };

@@ -14,9 +14,10 @@ using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::Status;
 
 GroupDecisions::GroupDecisions( Zet::Ptr< Config > const& config, Zet::Ptr< Status > const& status,
-                                Zet::Ptr< Interface::EthIntfStatusDir > const& directory )
-    : config_( *config ), directory_( *directory ), portDecisions_( config, *this, directory ),
-      transitions_( status, *this ) {}
+                                Zet::Ptr< Interface::EthIntfStatusDir > const& directory,
+                                BootHistory& history )
+    : config_( *config ), directory_( *directory ), history_( history ),
+      portDecisions_( config, *this, directory ), transitions_( status, *this ) {}
 
 bool
 GroupDecisions::policyIs( Zet::Name const& group, GroupPolicy const& policy ) {
@@ -42,8 +43,8 @@ GroupDecisions::allowsDefaultRoute( Kelnet::IntfId port ) const {
       auto const& [ name, decision ] = entry;
       auto const group = config_.group( name );
       // A group that is up again keeps its ports shut for a while, but shuts no others.
-      return decision.policy.allowDefaultRoute && decision.sawDown() && group &&
-             group->intfsToDisable( port ) && shuts( *group, port );
+      return decision.policy.allowDefaultRoute && decision.sawDown() && !decision.isLeftAlone() &&
+             group && group->intfsToDisable( port ) && shuts( *group, port );
    } );
 }
 
@@ -114,6 +115,7 @@ GroupDecisions::handleGroupGone( Zet::Name const& group ) {
       return;
    downGroups_ -= at->second.sawDown();
    std::erase( inReview_, at );
+   std::erase( fallen_, at );
    groups_.erase( at );
    portDecisions_.decideAgain( group );
 }
@@ -151,16 +153,27 @@ GroupDecisions::evaluate( Groups::iterator group, double now, bool confirmsOpeni
    auto& [ name, decision ] = *group;
    bool const wasTold = std::exchange( decision.isTold, false );
    bool const isConfirmed = std::exchange( decision.isOpening, false ) && confirmsOpenings;
-   decision.wait = {};
+   if ( decision.seen == LinkStatus::up )
+      history_.handleUp( name );
+   // No transition tells when a group with unproven uplinks is not left alone any more.
+   Uplinks const uplinks = decision.sawDown() ? uplinksOf( name ) : Uplinks();
+   bool const isDone = uplinks.unproven == 0;
+   auto const before = std::exchange( decision.wait, holdOf( name, decision, uplinks, now ) ).cause;
+   if ( decision.isLeftAlone() ) {
+      leaveAlone( name, decision, before );
+      return false;
+   }
+   if ( before == GroupWait::Cause::unproven && decision.sawDown() )
+      decision.since = now;
    if ( !decision.disagrees() ) {
-      settle( name, decision, wasTold );
-      return true;
+      settle( group, wasTold );
+      return isDone;
    }
    if ( now >= decision.due() && !decision.sawDown() && awaitsRoutes( name, decision, now ) )
       return false;
    if ( now >= decision.due() && ( decision.sawDown() || isConfirmed ) ) {
-      reverse( name, decision, now );
-      return true;
+      reverse( group, now );
+      return isDone;
    }
    decision.wait = { decision.sawDown() ? GroupWait::Cause::downDelay
                                         : GroupWait::Cause::recoveryDelay,
@@ -198,10 +211,102 @@ GroupDecisions::awaitsRoutes( Zet::Name const& name, Decision& decision, double 
    return true;
 }
 
+GroupDecisions::Uplinks
+GroupDecisions::uplinksOf( Zet::Name const& name ) const {
+   Uplinks uplinks;
+   auto const group = config_.group( name );
+   if ( !group )
+      return uplinks;
+   for ( auto uplink = group->intfsToMonitorIteratorConst(); uplink; ++uplink )
+      if ( auto const* const interface = directory_.intfStatus( uplink.key() ) )
+         uplinks.up += interface->operStatus() == Interface::OperStatus::up;
+      else
+         uplinks.unproven += !history_.hasExisted( uplink.key() );
+   return uplinks;
+}
+
+GroupWait
+GroupDecisions::holdOf( Zet::Name const& name, Decision const& decision, Uplinks const& uplinks,
+                        double now ) const {
+   if ( !decision.sawDown() )
+      return {};
+   if ( double const end = history_.firstStart() + startupHold_;
+        now < end && !history_.wasUp( name ) )
+      return { GroupWait::Cause::startupHold, end };
+   auto const group = config_.group( name );
+   if ( group && uplinks.unproven > 0 && uplinks.up + uplinks.unproven >= group->minLinks() )
+      return { GroupWait::Cause::unproven };
+   return {};
+}
+
 void
-GroupDecisions::settle( Zet::Name const& name, Decision& decision, bool wasTold ) {
-   if ( decision.sawDown() && std::exchange( decision.only, std::nullopt ) )
+GroupDecisions::leaveAlone( Zet::Name const& name, Decision& decision, GroupWait::Cause before ) {
+   // Ports that a reload adds to the group stay open.
+   if ( decision.isDown && !decision.only )
+      decision.only = portDecisions_.shutBy( name );
+   if ( decision.wait.cause == before )
+      return;
+   if ( decision.wait.cause == GroupWait::Cause::unproven )
+      tellUnproven( name );
+   else
+      remarks_.push_back(
+          { name, "startup_hold: its ports are left as they are until it is up, for " +
+                      secondsText( decision.wait.until - Zet::now() ) + " at most" } );
+}
+
+void
+GroupDecisions::tellUnproven( Zet::Name const& name ) {
+   Remark remark{
+      name, "its ports are left as they are: since the machine booted, no interface was called",
+      LogEvent::groupAlarm
+   };
+   if ( auto const group = config_.group( name ) )
+      for ( auto uplink = group->intfsToMonitorIteratorConst(); uplink; ++uplink )
+         if ( !history_.hasExisted( uplink.key() ) ) {
+            remark.text += ( remark.unproven.empty() ? " " : " or " ) +
+                           std::string( uplink.key().name().view() );
+            remark.unproven.push_back( uplink.key() );
+         }
+   remarks_.push_back( std::move( remark ) );
+}
+
+void
+GroupDecisions::tellAbsentPorts( Zet::Name const& name ) {
+   std::string absent;
+   if ( auto const group = config_.group( name ) )
+      for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
+         if ( !directory_.intfStatus( port.key() ) )
+            absent.append( absent.empty() ? "" : ", " ).append( port.key().name().view() );
+   if ( !absent.empty() )
+      remarks_.push_back( { name,
+                            "can't shut ports that do not exist: " + absent +
+                                "; each is shut once it exists, unless the group is up by then",
+                            LogEvent::groupAlarm } );
+}
+
+std::vector< GroupDecisions::Remark >
+GroupDecisions::takeRemarks() {
+   for ( Groups::iterator const group : std::exchange( fallen_, {} ) )
+      tellAbsentPorts( group->first );
+   return std::exchange( remarks_, {} );
+}
+
+std::string
+GroupDecisions::unprovenGroups() const {
+   std::string names;
+   for ( Groups::iterator const group : inReview_ )
+      if ( group->second.wait.cause == GroupWait::Cause::unproven )
+         names.append( 1, ' ' ).append( group->first.view() );
+   return names;
+}
+
+void
+GroupDecisions::settle( Groups::iterator group, bool wasTold ) {
+   auto& [ name, decision ] = *group;
+   if ( decision.sawDown() && std::exchange( decision.only, std::nullopt ) ) {
       portDecisions_.decideAgain( name );
+      fallen_.push_back( group );
+   }
    if ( wasTold )
       remarks_.push_back(
           { name, std::string( decision.isDown ? "was up" : "was down" ) + " for only " +
@@ -230,12 +335,15 @@ GroupDecisions::tellDelay( Zet::Name const& name, Decision& decision, double now
 }
 
 void
-GroupDecisions::reverse( Zet::Name const& name, Decision& decision, double now ) {
+GroupDecisions::reverse( Groups::iterator group, double now ) {
+   auto& [ name, decision ] = *group;
    decision.isDown = !decision.isDown;
-   if ( decision.isDown )
+   if ( decision.isDown ) {
       decision.recoveryDelay.handleShut( decision.since );
-   else
+      fallen_.push_back( group );
+   } else {
       decision.recoveryDelay.handleOpened( now );
+   }
    if ( decision.policy.dryRun && config_.group( name ) )
       remarks_.push_back( { name, std::string( "dry_run, else ports would be " ) +
                                       ( decision.isDown ? "shut" : "opened" ) +
@@ -254,7 +362,7 @@ GroupDecisions::uplinksToQuery() const {
    std::unordered_set< Kelnet::IntfId > uplinks;
    for ( auto const& [ name, decision ] : groups_ ) {
       auto const config = config_.group( name );
-      if ( !config || ( decision.isDown && !decision.isOpening ) )
+      if ( !config || decision.sawDown() )
          continue;
       bool isConcerned = decision.isOpening;
       for ( auto port = config->intfsToDisableIteratorConst(); port && !isConcerned; ++port )
@@ -281,7 +389,8 @@ double
 GroupDecisions::nextTime() const {
    double next = GroupWait::noEnd;
    for ( Groups::iterator const group : inReview_ )
-      next = std::min( next, group->second.wait.until );
+      if ( !group->second.isOpening )
+         next = std::min( next, group->second.wait.until );
    return next;
 }
 

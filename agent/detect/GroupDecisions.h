@@ -1,6 +1,8 @@
 #pragma once
 
+#include "agent/base/Log.h"
 #include "agent/config/GroupSettings.h"
+#include "agent/detect/BootHistory.h"
 #include "agent/detect/GroupWait.h"
 #include "agent/detect/RecoveryDelay.h"
 #include "agent/detect/RouteReadiness.h"
@@ -24,15 +26,25 @@ namespace Ufdd {
 // library knows nothing of delays, which may differ between groups that share an uplink: its
 // statuses tell the state at present. A group in dry_run shuts nothing. Times are those of
 // Zet::now().
+//
+// evaluate() decides groups to be down, but none to be up: the news that an uplink is down again
+// may be held back. The host queries uplinksToQuery() first. Then confirmOpenings() decides.
+//
+// A group is left alone, so that its ports stay as they are, while it is seen down without evidence
+// that it has failed: it would be up if its unproven uplinks were, which have not existed since the
+// machine booted; or startup_hold has not passed since the first ufdd of this boot started, and the
+// group was not up yet. An uplink that has existed and is gone is down like any other.
 class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::Listener,
                              private UplinkFailureDetection::PortDecisions::Policy {
  public:
    GroupDecisions( Zet::Ptr< UplinkFailureDetection::Config > const& config,
                    Zet::Ptr< UplinkFailureDetection::Status > const& status,
-                   Zet::Ptr< Interface::EthIntfStatusDir > const& directory );
+                   Zet::Ptr< Interface::EthIntfStatusDir > const& directory, BootHistory& history );
 
    // Has groups with release_when wait for their routes. Borrows: readiness.
    void readinessIs( RouteReadiness const& readiness ) { readiness_ = &readiness; }
+   // In seconds. Has no effect on groups that are evaluated already.
+   void startupHoldIs( double seconds ) { startupHold_ = seconds; }
    // Returns true if the group had another policy.
    bool policyIs( Zet::Name const& group, GroupPolicy const& policy );
    // Takes the group for down, and these of its ports for shut, until it is seen down or was seen
@@ -48,7 +60,8 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    std::vector< Kelnet::IntfId > uplinksToQuery() const;
    // Decides the groups to be up that were so at the last evaluate() and still are.
    void confirmOpenings();
-   // When evaluate() has more to do, if no group changes before; GroupWait::noEnd for never.
+   // When evaluate() has more to do, if no group changes before; GroupWait::noEnd for never. Does
+   // not count groups that wait for confirmOpenings().
    double nextTime() const;
    // Returns why the group's ports are left as they are, as of the last evaluation.
    GroupWait waitOf( Zet::Name const& group ) const;
@@ -80,13 +93,18 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
       return portDecisions_.takeChanges();
    }
 
-   // A line for the log about a decision that is put off, or that is only told of.
+   // A line for the log about a decision that is put off, that is only told of, or that can't be
+   // carried out.
    struct Remark {
       Zet::Name group;
       std::string text;
+      LogEvent::Id id = LogEvent::groupDecision;
+      std::vector< Kelnet::IntfId > unproven = {}; // The names that may be mistyped.
    };
-   // The remarks of evaluate() since the last call.
-   std::vector< Remark > takeRemarks() { return std::exchange( remarks_, {} ); }
+   // The remarks about the evaluations since the last call.
+   std::vector< Remark > takeRemarks();
+   // The groups that are left alone because of unproven uplinks: " g h".
+   std::string unprovenGroups() const;
 
    // How many groups are seen down at present.
    unsigned int downGroups() const { return downGroups_; }
@@ -117,10 +135,20 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
       bool covers( Kelnet::IntfId port ) const;
       bool disagrees() const { return seen != LinkStatus::unknown && isDown != sawDown(); }
       bool sawDown() const { return seen == LinkStatus::down; }
+      // As of the last evaluation.
+      bool isLeftAlone() const {
+         return wait.cause == GroupWait::Cause::unproven ||
+                wait.cause == GroupWait::Cause::startupHold;
+      }
       double delay() const { return sawDown() ? policy.downDelay : recoveryDelay.seconds(); }
       double due() const { return since + delay(); }
    };
    using Groups = std::map< Zet::Name, Decision >;
+   // Numbers of one group's uplinks.
+   struct Uplinks {
+      unsigned int up = 0;
+      unsigned int unproven = 0;
+   };
 
    bool shuts( UplinkFailureDetection::GroupConfig const& group,
                Kelnet::IntfId port ) const override;
@@ -131,20 +159,30 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    void evaluateAll( bool confirmsOpenings );
    // Returns true if nothing is left to be done about the group.
    bool evaluate( Groups::iterator group, double now, bool confirmsOpenings );
+   Uplinks uplinksOf( Zet::Name const& name ) const;
+   // Returns why the group is left alone, if it is.
+   GroupWait holdOf( Zet::Name const& name, Decision const& decision, Uplinks const& uplinks,
+                     double now ) const;
+   void leaveAlone( Zet::Name const& name, Decision& decision, GroupWait::Cause before );
+   void tellUnproven( Zet::Name const& name );
+   void tellAbsentPorts( Zet::Name const& name );
    // Returns true if the group is left down, although it is seen up, because routes are missing.
    bool awaitsRoutes( Zet::Name const& name, Decision& decision, double now );
    // The decision agrees with what is seen.
-   void settle( Zet::Name const& name, Decision& decision, bool wasTold );
+   void settle( Groups::iterator group, bool wasTold );
    void tellDelay( Zet::Name const& name, Decision& decision, double now, bool wasTold );
-   void reverse( Zet::Name const& name, Decision& decision, double now );
+   void reverse( Groups::iterator group, double now );
    // " d1 d2": the ports that the decision applies to.
    std::string portsText( Zet::Name const& name, Decision const& decision ) const;
 
    UplinkFailureDetection::Config const& config_;
    RouteReadiness const* readiness_ = nullptr;
    Interface::EthIntfStatusDir const& directory_;
+   BootHistory& history_;
+   double startupHold_ = 0;
    Groups groups_;
    std::vector< Groups::iterator > inReview_; // Their decision may disagree with what is seen.
+   std::vector< Groups::iterator > fallen_;   // Decided to be down since the last takeRemarks().
    std::vector< Remark > remarks_;
    bool hasOpenings_ = false;
    unsigned int downGroups_ = 0;

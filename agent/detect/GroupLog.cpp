@@ -1,5 +1,6 @@
 #include "agent/detect/GroupLog.h"
 
+#include "agent/base/NearestWord.h"
 #include "agent/detect/GroupTexts.h"
 #include "model/GroupStatus.h"
 
@@ -51,9 +52,29 @@ GroupLog::endConfiguring() {
 
 void
 GroupLog::tell( std::vector< GroupDecisions::Remark > const& remarks ) {
-   for ( auto const& [ group, text ] : remarks )
-      log_.event( { .id = LogEvent::groupDecision, .groups = { group.view() } },
-                  "group " + std::string( group.view() ) + ": " + text );
+   for ( auto const& [ group, text, id, unproven ] : remarks ) {
+      std::string line = "group " + std::string( group.view() ) + ": " + text;
+      for ( Kelnet::IntfId const name : unproven )
+         line += suggestionFor( name.name().view(), group );
+      log_.event( { .id = id, .groups = { group.view() } }, line );
+   }
+}
+
+// Returns "; did you mean eth1 by eht1?", or nothing. Suggests no name that the group lists.
+std::string
+GroupLog::suggestionFor( std::string_view name, Zet::Name const& group ) const {
+   std::vector< std::string_view > names = links_.names();
+   auto const remove = [ & ]( auto listed ) {
+      for ( ; listed; ++listed )
+         std::erase( names, listed.key().name().view() );
+   };
+   if ( auto const config = detector_.config->group( group ) ) {
+      remove( config->intfsToMonitorIteratorConst() );
+      remove( config->intfsToDisableIteratorConst() );
+   }
+   auto const nearest = nearestWord( name, names );
+   return nearest ? "; did you mean " + std::string( *nearest ) + " by " + std::string( name ) + "?"
+                  : "";
 }
 
 void

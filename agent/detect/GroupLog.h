@@ -7,6 +7,7 @@
 
 #include <map>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -51,6 +52,7 @@ class GroupLog final : private UplinkFailureDetection::GroupTransitions::Listene
    void handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) override;
    void keep( Zet::Name const& name, LinkStatus before, LinkStatus now );
    void print( Transition const& transition );
+   std::string suggestionFor( std::string_view name, Zet::Name const& group ) const;
 
    Detector const& detector_;
    LinkDirectory const& links_;

@@ -33,17 +33,6 @@ groupText( Detector const& detector, GroupConfig const& group, GroupLinkStatus l
 }
 
 std::string
-uplinksText( Detector const& detector, GroupConfig const& group ) {
-   std::string text;
-   for ( auto uplink = group.intfsToMonitorIteratorConst(); uplink; ++uplink )
-      text += ( text.empty() ? "" : ", " ) + std::string( uplink.key().name().view() ) +
-              ( !detector.directory->intfStatus( uplink.key() ) ? " absent"
-                : detector.isUp( uplink.key() )                 ? " up"
-                                                                : " down" );
-   return text;
-}
-
-std::string
 countText( GroupConfig const& group, unsigned int up ) {
    return std::to_string( up ) + "/" + std::to_string( group.intfsToMonitorMembers().count() ) +
           " up, min_links " + std::to_string( group.minLinks() );

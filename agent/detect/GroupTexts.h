@@ -25,10 +25,6 @@ GroupsText groupsText( Detector const& detector, Kelnet::IntfId port,
 std::string groupText( Detector const& detector, UplinkFailureDetection::GroupConfig const& group,
                        UplinkFailureDetection::GroupLinkStatus linkStatus );
 
-// "eth1 up, eth2 down, eth3 absent"
-std::string uplinksText( Detector const& detector,
-                         UplinkFailureDetection::GroupConfig const& group );
-
 // "1/2 up, min_links 1"
 std::string countText( UplinkFailureDetection::GroupConfig const& group, unsigned int up );
 

@@ -19,9 +19,6 @@ struct GroupWait {
 
    Cause cause = Cause::none;
    double until = noEnd; // When it ends if the group does not change before, by Zet::now().
-
-   // "down_delay, 2.5 s left"; empty if nothing is waited for.
-   std::string text( double now ) const;
 };
 
 // Returns a time for messages: "2.5 s", "86400 s".

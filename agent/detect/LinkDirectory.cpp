@@ -109,6 +109,16 @@ LinkDirectory::outdated() const {
    return indexes;
 }
 
+std::vector< std::string_view >
+LinkDirectory::names() const {
+   std::vector< std::string_view > names;
+   for ( auto const& [ index, known ] : links_ ) {
+      names.push_back( known.link.name.view() );
+      names.insert( names.end(), known.link.altNames.begin(), known.link.altNames.end() );
+   }
+   return names;
+}
+
 void
 LinkDirectory::collectMembers( std::uint32_t master, std::vector< Link >& members ) const {
    for ( auto const& [ index, known ] : links_ )

@@ -53,6 +53,8 @@ class LinkDirectory final : public LinkListener {
    }
    // Returns the indexes of links whose operational state lags behind their carrier.
    std::vector< std::uint32_t > outdated() const;
+   // Returns all names of all links. Valid until: the next message.
+   std::vector< std::string_view > names() const;
    // Grows when a link comes or goes, or changes its name, its master or the link that it runs on.
    std::uint64_t shape() const { return shape_; }
    // Adds the members of the LAG or bridge of that index to `members`.

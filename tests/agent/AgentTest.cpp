@@ -1,6 +1,7 @@
 #include "agent/Agent.h"
 
 #include "platform/zet/Clock.h"
+#include "tests/agent/BootStoreInMemory.h"
 #include "tests/agent/SettingsInMemory.h"
 #include "tests/agent/SimulatedKernel.h"
 #include "tests/agent/SimulatedRoutes.h"
@@ -43,6 +44,7 @@ class AgentTest : public testing::Test, public Log {
    ConfigFile config() const {
       ConfigFile file;
       file.groups = groups;
+      file.startupHold = startupHold;
       file.detection.mode = DetectionSettings::Mode::events;
       return file;
    }
@@ -53,7 +55,7 @@ class AgentTest : public testing::Test, public Log {
    // Kills the daemon and starts another one.
    void restart() {
       takeLines();
-      agent.emplace( kernel, routes, kernel, store, settings, *this );
+      agent.emplace( kernel, routes, kernel, store, settings, bootStore, *this );
       start();
    }
    // Runs turns until the messages about the daemon's own acts are delivered.
@@ -85,9 +87,12 @@ class AgentTest : public testing::Test, public Log {
    SimulatedRoutes routes;
    StoreInMemory store;
    SettingsInMemory settings;
+   BootStoreInMemory bootStore;
+   double startupHold = 0;
    std::string lines;
    std::vector< GroupSettings > groups{ group( "g", { "u1", "u2" }, { "d1", "d2" } ) };
-   std::optional< Agent > agent{ std::in_place, kernel, routes, kernel, store, settings, *this };
+   std::optional< Agent > agent{ std::in_place, kernel,   routes,    kernel,
+                                 store,         settings, bootStore, *this };
 };
 
 TEST_F( AgentTest, neverShutsAProtectedLink ) {
@@ -463,6 +468,100 @@ TEST_F( AgentTest, uplinksAreQueriedBeforePortsAreOpened ) {
       runTurns();
       EXPECT_EQ( takeActs(), uplink == std::string( "u1" ) ? "" : " -d2" );
       kernel.carrier( "u1", true );
+   }
+}
+
+TEST_F( AgentTest, nameThatWasNeverThereShutsNothing ) {
+   kernel.add( "uplink1" );
+   groups = { group( "g", { "uplnk1", "u1" }, { "d1" } ) };
+   groups[ 0 ].config->minLinksIs( 2 );
+   start();
+   EXPECT_EQ( takeActs(), "" );
+   EXPECT_NE(
+       takeLines().find( "group g: its ports are left as they are: since the machine booted, "
+                         "no interface was called uplnk1; did you mean uplink1 by uplnk1?\n" ),
+       std::string::npos );
+   EXPECT_EQ( agent->summary(),
+              "1 group, 1 down; ports shut: 0; left alone for unproven uplinks: g" );
+   EXPECT_NE( agent->statusLines()[ 0 ].find( "uplinks: u1 up, uplnk1 unproven" ),
+              std::string::npos )
+       << agent->statusLines()[ 0 ];
+   // It is down even if the unproven uplink were up.
+   kernel.carrier( "u1", false );
+   runTurns();
+   EXPECT_EQ( takeActs(), " -d1" );
+   // Left alone, but shut: what a reload adds stays open.
+   kernel.carrier( "u1", true );
+   groups[ 0 ].config->intfsToDisableIs( Kelnet::IntfId( "d2" ), true );
+   agent->reload( config(), "f" );
+   restart();
+   EXPECT_EQ( takeActs(), "" );
+   // The uplink comes and goes; then it has existed, also for the next ufdd.
+   kernel.add( "uplnk1" );
+   runTurns();
+   EXPECT_EQ( takeActs(), " +d1" );
+   kernel.remove( "uplnk1" );
+   runTurns();
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   restart();
+   kernel.rename( "uplink1", "uplnk1" );
+   runTurns();
+   kernel.remove( "uplnk1" );
+   restart();
+   EXPECT_EQ( takeActs(), " +d1 +d2 -d1 -d2" );
+   // An uplink that appears is down at once if it is down.
+   groups[ 0 ] = group( "g", { "new" }, { "d1" } );
+   agent->reload( config(), "f" );
+   runTurns();
+   EXPECT_EQ( takeActs(), " +d2" );
+   kernel.add( "new", false );
+   runTurns();
+   EXPECT_EQ( takeActs(), "" );
+}
+
+TEST_F( AgentTest, startupHoldLastsUntilAGroupWasUp ) {
+   startupHold = 10;
+   groups = { group( "g", { "u1" }, { "d1" } ), group( "h", { "u2" }, { "d2" } ) };
+   kernel.carrier( "u1", false );
+   kernel.carrier( "u2", false );
+   start();
+   EXPECT_NE(
+       takeLines().find(
+           "group g: startup_hold: its ports are left as they are until it is up, for 10 s" ),
+       std::string::npos );
+   pass( 3 );
+   kernel.carrier( "u1", true );
+   runTurns();
+   kernel.carrier( "u1", false );
+   runTurns();
+   EXPECT_EQ( takeActs(), " -d1" );
+   // A restart neither begins it anew nor ends it.
+   restart();
+   pass( 6.9 );
+   EXPECT_EQ( takeActs(), "" );
+   pass( 0.1 );
+   EXPECT_EQ( takeActs(), " -d2" );
+   startupHold = 3600;
+   kernel.carrier( "u2", true );
+   restart();
+   kernel.carrier( "u2", false );
+   restart();
+   EXPECT_EQ( takeActs(), " +d2 -d2" );
+}
+
+TEST_F( AgentTest, portsThatDoNotExistAreTold ) {
+   kernel.remove( "d2" );
+   start();
+   for ( int i = 0; i < 2; ++i ) {
+      takeLines();
+      uplinksAre( false );
+      EXPECT_NE(
+          lines.find( "group g: can't shut ports that do not exist: d2; each is shut once it "
+                      "exists, unless the group is up by then\n" ),
+          std::string::npos )
+          << lines;
+      EXPECT_TRUE( agent->statusLines()[ 0 ].ends_with( ", d2 absent" ) );
+      uplinksAre( true );
    }
 }
 

@@ -1,5 +1,6 @@
 #include "agent/Forecast.h"
 #include "agent/kernel/PrivateFlags.h"
+#include "tests/agent/BootStoreInMemory.h"
 #include "tests/agent/NetworkTest.h"
 #include "tests/agent/SimulatedKernel.h"
 #include "tests/agent/SimulatedRoutes.h"
@@ -37,6 +38,8 @@ TEST( Forecast, tellsTheFateOfEachPort ) {
       record.links.push_back( { .index = kernel.index( name ),
                                 .name = InterfaceName( name ),
                                 .address = kernel.link( name ).address } );
+   BootStoreInMemory boots;
+   boots.record = { 0, { "u4" }, {} };
    ConfigFile config;
    config.groups = { { "a", { "u2", "u3", "u4" }, { "d1", "d2", "d4" } },
                      { "b", { "u1" }, { "d3", "bond0" } },
@@ -50,7 +53,7 @@ TEST( Forecast, tellsTheFateOfEachPort ) {
        "group a is down, 0/3 up, min_links 1: u2 no carrier, u3 administratively "
        "down, u4 absent; after its down_delay";
    EXPECT_EQ(
-       forecast( config, kernel, routes, &record ).ports,
+       forecast( config, kernel, routes, &record, &boots ).ports,
        ( Lines{ "port d1 would be shut: " + down, "port d2 stays administratively down: " + down,
                 "port d4 is absent: " + down,
                 "port bond0, by its members: p1 stays open, p2 would be opened: group b is up, "
@@ -59,6 +62,10 @@ TEST( Forecast, tellsTheFateOfEachPort ) {
                 "port old would be opened: no group disables it" } ) );
    EXPECT_EQ( kernel.acts, "" );
    EXPECT_EQ( record.links, recorded );
+   // No interface was ever called u4.
+   EXPECT_EQ( forecast( config, kernel, routes, &record, nullptr ).ports[ 0 ],
+              "port d1 stays open: group a is down, 0/3 up, min_links 1: u2 no carrier, u3 "
+              "administratively down, u4 unproven, left alone" );
 }
 
 struct CheckTest : NetworkTest {

@@ -45,7 +45,7 @@ TEST_F( LivingTest, reloadAppliesOnlyTheDifference ) {
    reload( ufdd, group( "a", "'u1'", "'d1', 'u1'" ) );
    ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "the former one stays in force" ); } ) );
    EXPECT_TRUE(
-       ufdd.wrote( config_->path() + ":4:19: \"u1\" is monitored and disabled by this group" ) );
+       ufdd.wrote( config_->path() + ":5:19: \"u1\" is monitored and disabled by this group" ) );
    reload( ufdd, "startup_hold = 1\n" );
    ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "to watch nothing, stop ufdd" ); } ) );
    reload( ufdd, "startup_hold = 1\n" + group( "a", "'u1'", "'d1', 'd3'" ) +
@@ -164,6 +164,34 @@ TEST_F( LivingTest, releaseNamesThePortsThatAnUnreadableRecordMayMean ) {
    ASSERT_EQ( mkfifo( record.c_str(), 0600 ), 0 );
    EXPECT_EQ( Process( { "--release", "--state-dir", state_.path() } ).wait(), 1 );
    EXPECT_TRUE( std::filesystem::is_fifo( record + ".unreadable-2" ) );
+}
+
+// Also in a file that is read again. A crash forgets neither what has existed nor that the
+// startup_hold is over.
+TEST_F( LivingTest, namesThatWereNeverThereShutNoPort ) {
+   plug( { "uplink", "u2", "d1", "d2" } );
+   auto const file = []( std::string const& first ) {
+      return "startup_hold = 3600\n" + group( "a", first, "'d1'" ) + group( "b", "'u2'", "'d2'" );
+   };
+   std::vector< std::string > const all = arguments( file( "'uplink'" ) );
+   {
+      ReadyUfdd ufdd( all );
+      reload( ufdd, file( "'uplnk'" ) );
+      ASSERT_TRUE( eventually( [ & ] {
+         return ufdd.wrote( "no interface was called uplnk; did you mean uplink by uplnk?" );
+      } ) )
+          << ufdd.output();
+      set( "u2-far", false );
+      ASSERT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
+      EXPECT_TRUE( hasLink( "d1-far" ) );
+      set( "u2-far", true );
+      reload( ufdd, file( "'uplink'" ) );
+      ASSERT_TRUE( eventually( [ & ] { return ufdd.count( "changed 1, removed 0" ) == 2; } ) );
+      ufdd.end( SIGKILL );
+   }
+   ip( "link del uplink" );
+   ReadyUfdd next( all );
+   EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << next.output();
 }
 
 TEST_F( LivingTest, opensPortsWhenStoppedDuringItsStart ) {

@@ -112,9 +112,10 @@ class NetworkTest : public testing::Test {
       return count;
    }
 
-   // Writes the configuration to config_ and returns the arguments of a ufdd that uses it.
+   // Writes the configuration to config_ and returns the arguments of a ufdd that uses it. There is
+   // no startup_hold unless the configuration says so.
    std::vector< std::string > arguments( std::string const& config ) {
-      config_.emplace( config );
+      config_.emplace( withoutHold( config ) );
       return { "--config",    config_->path(), "--state-dir",
                state_.path(), "--socket",      state_.path() + "/status" };
    }
@@ -125,10 +126,14 @@ class NetworkTest : public testing::Test {
       return "[[group]]\nname = \"" + name + "\"\nmonitor = [ " + monitor + " ]\ndisable = [ " +
              disable + " ]\nrecovery_delay = 0\n";
    }
+   static std::string withoutHold( std::string const& config ) {
+      bool const isSet = config.find( "startup_hold" ) != config.npos;
+      return isSet ? config : "startup_hold = 0\n" + config;
+   }
    // Replaces the configuration at once, so that nobody reads half of it.
    void rewrite( std::string const& config ) const {
       std::string const next = config_->path() + ".next";
-      std::ofstream( next ) << config;
+      std::ofstream( next ) << withoutHold( config );
       std::filesystem::rename( next, config_->path() );
    }
    void reload( Process const& ufdd, std::string const& config ) const {

@@ -210,10 +210,20 @@ SimulatedKernel::carriersFollow( SimulatedLink& link ) {
    double const now = Zet::now();
    if ( std::exchange( link.carrier, carrier ) != carrier )
       link.toldAt = carrier || link.isLag ? now + soon : std::max( now + soon, quietUntil_ );
+   note( link );
    if ( lossInterval == 0 )
       tellCarrier( link );
    if ( SimulatedLink* const lag = find( link.master ) )
       carriersFollow( *lag );
+}
+
+void
+SimulatedKernel::note( SimulatedLink const& link ) {
+   std::vector< std::string > names = link.altNames;
+   names.emplace_back( link.name.view() );
+   existed.insert( names.begin(), names.end() );
+   if ( link.carrier )
+      wereUp.insert( names.begin(), names.end() );
 }
 
 void
@@ -247,6 +257,7 @@ SimulatedKernel::nextTime() const {
 
 void
 SimulatedKernel::tell( SimulatedLink& link, std::uint16_t type ) {
+   note( link );
    receive( LinkDatagram().link( type, 0, 0, link ) );
 }
 

@@ -10,6 +10,7 @@
 #include <limits>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -73,6 +74,7 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    bool contains( std::string const& name ) const { return links_.contains( name ); }
    SimulatedLink& link( std::string const& name ) { return links_.at( name ); }
    std::map< std::string, SimulatedLink >& links() { return links_; }
+   std::map< std::string, SimulatedLink > const& links() const { return links_; }
    bool isUp( std::string const& name ) const { return links_.at( name ).adminUp; }
    std::uint32_t index( std::string const& name ) const { return links_.at( name ).index; }
 
@@ -85,6 +87,8 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    unsigned int driverQueries = 0, linkQueries = 0; // By carrier() and query().
    std::size_t room = 1000;                         // Number of messages that can wait.
    bool isDeaf = false;                             // Queries of single links get no answer.
+   // The names of links that have existed, and of those that had carrier, until a test clears them.
+   std::set< std::string > existed, wereUp;
    // Called before each act and between the parts of a dump, where anything can happen.
    std::function< void() > meanwhile = [] {};
 
@@ -99,6 +103,7 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    void answer( LinkRequest& request );
    void act( SimulatedLink& link, LinkRequest& request );
    void carriersFollow( SimulatedLink& link );
+   void note( SimulatedLink const& link );
    void tellCarrier( SimulatedLink& link );
    void tell( SimulatedLink& link, std::uint16_t type = RTM_NEWLINK );
    void receive( LinkDatagram const& datagram );

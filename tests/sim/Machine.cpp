@@ -2,6 +2,7 @@
 
 #include "platform/zet/Clock.h"
 
+#include <algorithm>
 #include <cerrno>
 
 namespace Simulation {
@@ -32,6 +33,45 @@ Machine::losesAnswers( Ufdd::SimulatedLink const& link ) {
    return link.refusal == ENOBUFS || link.refusal == ETIMEDOUT;
 }
 
+void
+Machine::boot( unsigned int carriers ) {
+   store.links.clear();
+   store.overrides.clear();
+   store.wasRemoved = store.hasFailed = false;
+   bootStore.record.reset();
+   proven.clear();
+   for ( auto& [ name, link ] : kernel.links() ) {
+      link.adminUp = true;
+      link.protoDown = link.ours = link.oursByPd = link.isUnclear = false;
+      link.protoDownReasons = 0;
+      link.openings.clear();
+      link.cable = carriers % 2;
+      carriers /= 2;
+      link.carrier = false;
+   }
+   kernel.existed.clear();
+   kernel.wereUp.clear();
+   for ( auto const& [ name, link ] : kernel.links() )
+      kernel.update( name );
+}
+
+bool
+Machine::exists( std::string const& name ) const {
+   for ( auto const& [ own, link ] : kernel.links() )
+      if ( own == name || std::count( link.altNames.begin(), link.altNames.end(), name ) )
+         return true;
+   return false;
+}
+
+std::set< std::string >
+Machine::shutLinks() const {
+   std::set< std::string > names;
+   for ( auto const& [ name, link ] : kernel.links() )
+      if ( link.ours || link.hasProtoDownReason( Ufdd::Link::usualReason ) )
+         names.insert( name );
+   return names;
+}
+
 Ufdd::OwnedLink const*
 Machine::recorded( Ufdd::Link const& link ) const {
    for ( Ufdd::OwnedLink const& owned : store.links )
@@ -57,6 +97,7 @@ Machine::race() {
    // The kernel does not give an index to another link within microseconds.
    if ( event.verb == "create" )
       event.b &= ~2u;
+   ++raceCount_;
    apply( event );
    // If the answer to an act is lost, nobody can tell whether the link was down before the act.
    std::string const name = names[ event.a % std::size( names ) ];
@@ -75,7 +116,7 @@ Machine::apply( Event const& event ) {
    if ( verb == "overrun" )
       return kernel.overrun( on );
    if ( verb == "fullDisk" )
-      store.isFull = on;
+      store.isFull = bootStore.isFull = on;
    if ( verb == "loseRecord" ) {
       store.remove();
       recordCheckAt = Zet::now() + 2;
@@ -211,7 +252,7 @@ Machine::endFaults() {
    }
    for ( auto& [ name, link ] : kernel.links() )
       link.refusal = 0;
-   store.isFull = kernel.isDeaf = false;
+   store.isFull = bootStore.isFull = kernel.isDeaf = false;
 }
 
 void

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/Agent.h"
+#include "tests/agent/BootStoreInMemory.h"
 #include "tests/agent/SettingsInMemory.h"
 #include "tests/agent/SimulatedKernel.h"
 #include "tests/agent/SimulatedRoutes.h"
@@ -8,6 +9,7 @@
 #include "tests/sim/Schedule.h"
 
 #include <deque>
+#include <set>
 #include <string>
 
 namespace Simulation {
@@ -37,6 +39,15 @@ class Machine {
    bool carriesRoute( Ufdd::SimulatedLink const& link ) const {
       return route != 0 && ( link.index == route || link.master == route );
    }
+   // The machine boots. The carrier of each link is a bit of `carriers`.
+   void boot( unsigned int carriers );
+   // Returns the number of events that happened in the midst of something.
+   unsigned int races() const { return raceCount_; }
+   // Returns true if a link has that name.
+   bool exists( std::string const& name ) const;
+   // Returns the links that the daemon keeps shut.
+   std::set< std::string > shutLinks() const;
+
    // Returns the record of that link, or null.
    Ufdd::OwnedLink const* recorded( Ufdd::Link const& link ) const;
 
@@ -52,6 +63,9 @@ class Machine {
    Ufdd::SettingsInMemory settings;
    Ufdd::StoreInMemory store;
    double recordCheckAt = Ufdd::Agent::never; // When the daemon notices that the record is gone.
+   Ufdd::BootStoreInMemory bootStore;
+   // The names of links that the daemon knows to have existed since the machine booted.
+   std::set< std::string > proven;
 
  private:
    void race();
@@ -62,6 +76,7 @@ class Machine {
    void protoDown( std::string const& name, unsigned int how );
 
    std::deque< Event > races_;
+   unsigned int raceCount_ = 0;
    std::map< std::string, std::uint32_t > indexes_; // The last index of each link, by name.
 };
 

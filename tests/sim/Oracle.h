@@ -18,19 +18,14 @@ class Oracle {
    Oracle( PlainConfig const& config, Machine& machine ) : config_( config ), machine_( machine ) {}
 
    // The links have been as they are now for `seconds`. Before that, the groups `downBefore` were
-   // down for longer than any delay.
-   void changed( double seconds, Names downBefore ) {
+   // down for longer than any delay, and `leftAloneBefore` may have been left alone.
+   void changed( double seconds, Names downBefore, Names leftAloneBefore ) {
       since_ = seconds;
       downBefore_ = std::move( downBefore );
+      leftAloneBefore_ = std::move( leftAloneBefore );
    }
 
-   bool isDown( PlainGroup const& group ) const {
-      unsigned int up = 0;
-      for ( std::string const& name : group.monitor )
-         if ( SimulatedLink const* const link = find( name ) )
-            up += link->adminUp && link->carrier && !link->isDormant;
-      return up < group.minLinks;
-   }
+   bool isDown( PlainGroup const& group ) const { return upOf( group ) < group.minLinks; }
 
    Names downGroups() const {
       Names names;
@@ -40,13 +35,23 @@ class Oracle {
       return names;
    }
 
+   // The groups that may be left alone.
+   Names leftAlone() const {
+      Names names;
+      for ( PlainGroup const& group : config_.groups )
+         if ( mayBeLeftAlone( group ) )
+            names.insert( group.name );
+      return names;
+   }
+
    // Returns what is wrong with the links, or nothing.
    std::string complaint() const {
-      Names wanted;
+      Names wanted, leftAlone;
       for ( PlainGroup const& group : config_.groups )
-         if ( needsPortsShut( group ) )
+         if ( bool const isLeftAlone = mayHaveBeenLeftAlone( group );
+              isLeftAlone || needsPortsShut( group ) )
             for ( std::string const& port : group.disable )
-               wanted.merge( linksOf( port ) );
+               ( isLeftAlone ? leftAlone : wanted ).merge( linksOf( port ) );
       for ( auto const& [ name, link ] : machine_.kernel.links() ) {
          bool const hasMark = link.hasProtoDownReason( Ufdd::Link::usualReason );
          bool const isShut = !link.adminUp || ( link.protoDown && !link.carrier );
@@ -58,7 +63,7 @@ class Oracle {
          if ( wanted.contains( name ) && !isShut && !isFoughtOver( link ) &&
               !isSpared( name, link ) )
             return name + " is open";
-         if ( !wanted.contains( name ) && isOurs )
+         if ( !wanted.contains( name ) && !leftAlone.contains( name ) && isOurs )
             return name + " is still shut";
          if ( isOurs && !( owned && owned->isApplied( link ) ) )
             return name + " is not recorded";
@@ -110,7 +115,8 @@ class Oracle {
    // it carries the default route.
    bool mayBeShut( std::string const& name, bool now ) const {
       return std::ranges::any_of( config_.groups, [ & ]( PlainGroup const& group ) {
-         return group.allowsDefaultRoute && ( !now || needsPortsShut( group ) ) &&
+         return group.allowsDefaultRoute &&
+                ( !now || ( needsPortsShut( group ) && !mayHaveBeenLeftAlone( group ) ) ) &&
                 std::ranges::any_of( group.disable, [ & ]( std::string const& port ) {
                    return linksOf( port ).contains( name );
                 } );
@@ -139,6 +145,26 @@ class Oracle {
                 return std::ranges::count( other.altNames, "safe" ) > 0 &&
                        ( &other == &link || ( other.isLag && other.index == link.master ) );
              } );
+   }
+   unsigned int upOf( PlainGroup const& group ) const {
+      unsigned int up = 0;
+      for ( std::string const& name : group.monitor )
+         if ( SimulatedLink const* const link = find( name ) )
+            up += link->adminUp && link->carrier && !link->isDormant;
+      return up;
+   }
+   // Returns true if the group is down, but for uplinks that the daemon may not have seen since the
+   // machine booted.
+   bool mayBeLeftAlone( PlainGroup const& group ) const {
+      auto const unproven =
+          std::count_if( group.monitor.begin(), group.monitor.end(), [ & ]( auto const& name ) {
+             return !find( name ) && !machine_.proven.contains( name );
+          } );
+      return isDown( group ) && upOf( group ) + unproven >= group.minLinks;
+   }
+   // As mayBeLeftAlone(), now or before the last change.
+   bool mayHaveBeenLeftAlone( PlainGroup const& group ) const {
+      return mayBeLeftAlone( group ) || leftAloneBefore_.contains( group.name );
    }
    // Returns the link that has that name, or null.
    SimulatedLink const* find( std::string const& name ) const {
@@ -170,7 +196,7 @@ class Oracle {
    PlainConfig const& config_;
    Machine& machine_;
    double since_ = 1e9;
-   Names downBefore_;
+   Names downBefore_, leftAloneBefore_;
 };
 
 } // namespace Simulation

@@ -17,7 +17,7 @@ using Names = std::set< std::string >;
 struct PlainGroup {
    std::string name;
    Names monitor = {}, disable = {};
-   unsigned int minLinks = 1, recoveryDelay = 0, downDelay = 0;
+   unsigned int minLinks = 1, recoveryDelay = 0, recoveryDelayMax = 0, downDelay = 0;
    bool dryRun = false, allowsDefaultRoute = false, awaitsRoute = false;
 
    bool operator==( PlainGroup const& ) const = default;
@@ -30,7 +30,7 @@ struct PlainConfig {
       auto const oneOf = [ & ]( std::initializer_list< unsigned int > values ) {
          return values.begin()[ random() % values.size() ];
       };
-      startupHold = oneOf( { 0, 0, 0, 5 } );
+      startupHold = oneOf( { 0, 0, 5, 5 } );
       detection = std::array{ "events", "verify", "auto", "auto" }[ random() % 4 ];
       asks = detection != "events";
       isLayered = random() % 3 == 0;
@@ -47,9 +47,13 @@ struct PlainConfig {
          // A group must monitor something, and not less than it needs.
          if ( group.monitor.empty() )
             group.monitor.insert( "u0" );
+         // There is such a link only once another one is renamed.
+         if ( random() % 4 == 0 )
+            group.monitor.insert( "u5" );
          group.minLinks = std::min( oneOf( { 0, 1, 1, 1, 2 } ),
                                     static_cast< unsigned int >( group.monitor.size() ) );
          group.recoveryDelay = oneOf( { 0, 0, 2, 3 } );
+         group.recoveryDelayMax = oneOf( { 0, 4, 8, 8 } );
          group.downDelay = oneOf( { 0, 0, 1, 2 } );
          group.dryRun = random() % 8 == 0;
          group.allowsDefaultRoute = random() % 3 == 0;
@@ -70,7 +74,8 @@ struct PlainConfig {
       for ( PlainGroup const& group : groups )
          text << "[[group]]\nname = \"" << group.name << "\"\nmonitor = " << list( group.monitor )
               << "\ndisable = " << list( group.disable ) << "\nmin_links = " << group.minLinks
-              << "\nrecovery_delay_max = 0\nrecovery_delay = " << group.recoveryDelay
+              << "\nrecovery_delay = " << group.recoveryDelay
+              << "\nrecovery_delay_max = " << group.recoveryDelayMax
               << "\ndown_delay = " << group.downDelay << "\ndry_run = " << flag( group.dryRun )
               << "allow_default_route = " << flag( group.allowsDefaultRoute )
               << "release_when = " << list( group.awaitsRoute ? Names{ "default-route" } : Names() )

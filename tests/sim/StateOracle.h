@@ -32,7 +32,7 @@ class StateOracle {
          return "it tells of others than the configuration names";
       for ( std::string const& name : links )
          if ( auto const known = state.link( name );
-              !known || known->condition() != linkOf( name ) )
+              !known || !isRight( name, known->condition() ) )
             return "it tells wrongly of link " + name;
       for ( std::string const& name : ports )
          if ( auto const known = state.port( name ); !known || !isRight( name, *known ) )
@@ -59,10 +59,23 @@ class StateOracle {
              : link->isDormant ? Link::dormant
                                : Link::up;
    }
+   bool isRight( std::string const& name, Link known ) const {
+      bool const isUplink = std::ranges::any_of( config_.groups, [ & ]( PlainGroup const& group ) {
+         return group.monitor.contains( name );
+      } );
+      bool const isUnproven = isUplink && !machine_.kernel.existed.contains( name );
+      bool const mayBeUnproven = isUplink && !machine_.proven.contains( name );
+      return linkOf( name ) != Link::absent ? known == linkOf( name )
+                                            : ( known == Link::absent && !isUnproven ) ||
+                                                  ( known == Link::unproven && mayBeUnproven );
+   }
    bool isRight( PlainGroup const& group, Ufdd::GroupState const& known ) const {
+      bool const isLeftAlone = known.wait() == Ufdd::WaitReason::unproven;
       auto const isUp = [ & ]( std::string const& name ) { return linkOf( name ) == Link::up; };
-      return known.isDown() == oracle_.isDown( group ) &&
-             known.wait() == Ufdd::WaitReason::nothing &&
+      return ( isLeftAlone || known.isDown() == oracle_.isDown( group ) ) &&
+             ( isLeftAlone ? oracle_.mayBeLeftAlone( group )
+                           : known.wait() == Ufdd::WaitReason::nothing ) &&
+             ( known.mode() == Ufdd::GroupMode::unproven ) == ( isLeftAlone && !group.dryRun ) &&
              known.upLinks() == std::ranges::count_if( group.monitor, isUp ) &&
              known.allLinks() == group.monitor.size() && known.neededLinks() == group.minLinks &&
              ( known.mode() == Ufdd::GroupMode::dryRun ) == group.dryRun;
@@ -72,6 +85,8 @@ class StateOracle {
       for ( PlainGroup const& group : config_.groups ) {
          if ( !group.disable.contains( name ) )
             continue;
+         if ( oracle_.mayBeLeftAlone( group ) )
+            return true;
          if ( known.group( group.name ) != oracle_.isDown( group ) )
             return false;
          ( group.dryRun ? isWantedByDryRun : isWanted ) |= oracle_.isDown( group );

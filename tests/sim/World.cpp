@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <utility>
 
 namespace Simulation {
@@ -89,7 +90,7 @@ World::kill() {
 void
 World::start() {
    suspendedUntil_ = 0;
-   startupEnd_ = simulatedNow + config_.startupHold;
+   restraint_.handleConfig( simulatedNow, true );
    isRefused_ = false;
    toldLosses_ = machine_.kernel.losses;
    // The record may have been removed while there was no daemon.
@@ -113,8 +114,10 @@ World::reload( PlainConfig const& config, std::string const& more ) {
    isRefused_ = process_ && ( !more.empty() || config.groups.empty() );
    std::string const difference = isRefused_ ? "not loaded" : config.differenceFrom( config_ );
    std::size_t const before = story_.size();
-   if ( !isRefused_ )
+   if ( !isRefused_ ) {
       config_ = config;
+      restraint_.handleConfig( simulatedNow, false );
+   }
    if ( process_ )
       run( [ & ] { process_->agent.reload( file, "toml" ); } );
    if ( process_ && story_.find( difference, before ) == std::string::npos )
@@ -127,16 +130,17 @@ World::turn() {
    machine_.kernel.handleTime();
    if ( !process_ || simulatedNow < suspendedUntil_ )
       return;
-   std::size_t const acts = machine_.kernel.acts.size();
    std::uint32_t const route = machine_.route;
    Names const spared = sparedLinks();
+   restraint_.beginTurn();
    run( [ this ] {
       turns_ += process_->turn();
       // A second end of the turn finds nothing to do, unless messages have come.
       std::size_t const done = machine_.kernel.acts.size();
+      bool const isDone = process_->nextTime() > simulatedNow;
       if ( !machine_.kernel.hasMessages() )
          process_->endTurn();
-      if ( machine_.kernel.acts.size() != done )
+      if ( isDone && machine_.kernel.acts.size() != done )
          complain( "a turn left undone: " + machine_.kernel.acts.substr( done ) );
       for ( auto const& client : process_->server.clients() )
          if ( client->unsentSize() > Process::unsentLimit )
@@ -147,8 +151,8 @@ World::turn() {
       if ( machine_.route == route && machine_.kernel.contains( name ) &&
            machine_.kernel.link( name ).isHeld() )
          complain( name + " is shut while it carries the default route" );
-   if ( simulatedNow < startupEnd_ && machine_.kernel.acts.size() != acts )
-      complain( "ports are not left as they were found" );
+   if ( process_ )
+      complain( restraint_.complaint( simulatedNow ) );
    readers_.readAll();
 }
 
@@ -172,7 +176,7 @@ World::checkRecord() {
    for ( auto& [ name, link ] : machine_.kernel.links() ) {
       Ufdd::OwnedLink const* const owned = machine_.recorded( link );
       if ( !owned || owned->isApplied( link ) || Machine::losesAnswers( link ) ||
-           machine_.lacksRecord() || simulatedNow < startupEnd_ )
+           machine_.lacksRecord() )
          link.wrongSince = 0;
       else if ( link.wrongSince == 0 )
          link.wrongSince = simulatedNow;
@@ -209,14 +213,19 @@ World::apply( Event const& event ) {
    std::string_view const verb = event.verb;
    if ( event.pause == race )
       return machine_.applyMeanwhile( event );
-   if ( verb == "kill" || verb == "stop" ) {
+   if ( verb == "kill" || verb == "stop" || verb == "boot" ) {
       run( [ & ] {
          if ( process_ && verb == "stop" )
             process_->agent.openAll();
       } );
       kill();
    }
-   if ( ( verb == "start" || ( verb == "kill" && event.b % 2 ) ) && !process_ )
+   if ( verb == "boot" ) {
+      machine_.boot( event.b );
+      restraint_.handleBoot();
+   }
+   if ( ( verb == "start" || ( ( verb == "kill" || verb == "boot" ) && event.a % 2 ) ) &&
+        !process_ )
       start();
    else if ( verb == "suspend" )
       suspendedUntil_ = simulatedNow + ( event.b % 2 ? 30 : 0.3 );
@@ -290,6 +299,12 @@ World::rest() {
 
 void
 World::check( Oracle const& oracle ) {
+   // Nothing has happened to these links for so long that the daemon knows them.
+   for ( PlainGroup const& group : config_.groups )
+      for ( Names const* const names : { &group.monitor, &group.disable } )
+         std::copy_if( names->begin(), names->end(),
+                       std::inserter( machine_.proven, machine_.proven.end() ),
+                       [ this ]( std::string const& name ) { return machine_.exists( name ); } );
    complain( oracle.complaint() );
    checkStatus( oracle );
 }
@@ -385,10 +400,11 @@ World::flap( std::string const& uplink ) {
    for ( bool const carrier : { false, true } ) {
       Oracle oracle( config_, machine_ );
       Names const before = oracle.downGroups();
+      Names const leftAlone = oracle.leftAlone();
       machine_.kernel.carrier( uplink, carrier );
       // A restart right after the change must not cut a delay short. Only for a group that shares
       // no ports with others.
-      if ( config_.groups.size() == 1 && config_.startupHold == 0 ) {
+      if ( config_.groups.size() == 1 ) {
          kill();
          start();
       }
@@ -397,7 +413,7 @@ World::flap( std::string const& uplink ) {
       for ( double const seconds : { 0.25, 1.25, 2.25, 3.25 } )
          if ( config_.asks && !config_.isLayered ) {
             pass( seconds - std::exchange( passed, seconds ) );
-            oracle.changed( seconds, before );
+            oracle.changed( seconds, before, leftAlone );
             check( oracle );
          }
       pass( restSeconds );

@@ -5,6 +5,7 @@
 #include "tests/sim/PlainConfig.h"
 #include "tests/sim/Process.h"
 #include "tests/sim/Readers.h"
+#include "tests/sim/Restraint.h"
 
 #include <optional>
 #include <string>
@@ -59,9 +60,9 @@ class World : private Ufdd::Log {
    std::uint64_t const seed_;
    Machine machine_;
    PlainConfig config_;
+   Restraint restraint_{ config_, machine_ };
    std::optional< Process > process_;
    double suspendedUntil_ = 0;
-   double startupEnd_ = 0;
    bool isRefused_ = false;      // The daemon refused the last configuration.
    unsigned int toldLosses_ = 0; // Number of the kernel's losses that the daemon has logged.
    Readers readers_;

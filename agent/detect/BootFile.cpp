@@ -1,0 +1,51 @@
+#include "agent/detect/BootFile.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <sstream>
+#include <string_view>
+
+namespace Ufdd {
+
+namespace {
+
+// Appends a line, unless the name would break it.
+void
+appendLine( std::string& text, std::string_view key, std::string_view name ) {
+   if ( name.find( '\n' ) == name.npos )
+      text.append( key ).append( name ) += '\n';
+}
+
+} // namespace
+
+std::optional< BootRecord >
+BootFile::recall() {
+   StateFile::Content const content = file_.read();
+   if ( content.kind != StateFile::Content::current )
+      return std::nullopt;
+   std::optional< BootRecord > record;
+   std::istringstream lines( content.lines );
+   for ( std::string key, name; std::getline( lines, key, ' ' ) && std::getline( lines, name ); )
+      if ( key == "started" )
+         record.emplace().firstStart = std::strtod( name.c_str(), nullptr );
+      else if ( record && key == "existed" )
+         record->interfaces.insert( name );
+      else if ( record && key == "up" )
+         record->groups.insert( name );
+   return record;
+}
+
+int
+BootFile::remember( BootRecord const& record ) {
+   char started[ 64 ];
+   std::snprintf( started, sizeof started, "started %.3f\n", record.firstStart );
+   std::string text = started;
+   for ( std::string const& name : record.interfaces )
+      appendLine( text, "existed ", name );
+   for ( std::string const& name : record.groups )
+      appendLine( text, "up ", name );
+   return file_.replace( text );
+}
+
+} // namespace Ufdd

@@ -1,0 +1,157 @@
+#pragma once
+
+#include "tests/sim/Oracle.h"
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <string>
+
+namespace Simulation {
+
+// Watches which ports the daemon moves, turn by turn, and knows which it must leave alone. Counts
+// only what is certain, however late the daemon hears of the links.
+class Restraint {
+ public:
+   Restraint( PlainConfig const& config, Machine& machine )
+       : config_( config ), machine_( machine ) {}
+
+   // The machine booted. The first daemon starts later.
+   void handleBoot() {
+      firstStart_ = never;
+      mayHaveBeenUp_.clear();
+   }
+   // A daemon started, or another configuration was loaded.
+   void handleConfig( double now, bool isStart ) {
+      if ( isStart ) {
+         firstStart_ = std::min( firstStart_, now );
+         holdEnd_ = firstStart_ + config_.startupHold;
+      }
+      ports_.clear();
+   }
+
+   void beginTurn() {
+      for ( PlainGroup const& group : config_.groups )
+         if ( among( group.monitor, machine_.kernel.wereUp ) >= group.minLinks )
+            mayHaveBeenUp_.insert( group.name );
+      before_ = machine_.shutLinks();
+      actsBefore_ = machine_.kernel.acts.size();
+      racesBefore_ = machine_.races();
+   }
+   // Returns what the daemon should not have done in that turn, or nothing. Does not judge a turn
+   // in whose midst something else happened.
+   std::string complaint( double now ) {
+      if ( machine_.races() != racesBefore_ ) {
+         ports_.clear();
+         return "";
+      }
+      Names const after = machine_.shutLinks();
+      for ( std::string const& name : after )
+         if ( !before_.contains( name ) && isLeftAlone( name, now ) )
+            return name + " was shut without evidence";
+      std::string const acts = machine_.kernel.acts.substr( actsBefore_ ) + ' ';
+      for ( auto const& [ name, link ] : machine_.kernel.links() ) {
+         bool const isOpened = acts.find( " +" + name + ' ' ) != std::string::npos &&
+                               before_.contains( name ) && !after.contains( name );
+         if ( isOpened && mustStayShut( name, now ) )
+            return name + " was opened, though a query would have told that it must be shut";
+         if ( !follow( link, now, isOpened, after.contains( name ) ) )
+            return name + " was opened before the recovery_delay had passed";
+      }
+      return "";
+   }
+
+ private:
+   static constexpr double never = std::numeric_limits< double >::infinity();
+
+   // What is known about a port of a single group.
+   struct Port {
+      std::uint32_t index = 0;
+      std::size_t openings = 0;
+      double shutAt = -never, openedAt = -never; // By the daemon.
+      double delay = 0;                          // At least so long before it is opened.
+      bool wasShut = false;
+   };
+
+   // The groups that may move the link.
+   std::vector< PlainGroup const* > groupsOf( std::string const& name ) const {
+      std::vector< PlainGroup const* > groups;
+      for ( PlainGroup const& group : config_.groups )
+         for ( std::string const& port : group.disable )
+            if ( Oracle( config_, machine_ ).linksOf( port ).contains( name ) )
+               groups.push_back( &group );
+      return groups;
+   }
+   static unsigned int among( Names const& monitor, Names const& known ) {
+      return static_cast< unsigned int >(
+          std::count_if( monitor.begin(), monitor.end(),
+                         [ & ]( std::string const& name ) { return known.contains( name ); } ) );
+   }
+   // Returns true if the link is open whatever its groups need.
+   bool isExempt( std::string const& name ) const {
+      SimulatedLink const& link = machine_.kernel.link( name );
+      return Oracle( config_, machine_ ).isProtected( link ) || machine_.carriesRoute( link );
+   }
+   // Returns true if each group of the link may be up, as far as it can be told.
+   bool isLeftAlone( std::string const& name, double now ) const {
+      auto const groups = groupsOf( name );
+      return !groups.empty() && std::all_of( groups.begin(), groups.end(), [ & ]( auto* group ) {
+         std::size_t const unproven =
+             group->monitor.size() - among( group->monitor, machine_.kernel.existed );
+         bool const isHeld = now < holdEnd_ && !mayHaveBeenUp_.contains( group->name );
+         return isHeld || ( unproven > 0 && unproven >= group->minLinks );
+      } );
+   }
+   // Returns true if a group that reacts at once is down, and a query would have told so.
+   bool mustStayShut( std::string const& name, double now ) const {
+      if ( machine_.kernel.isDeaf || config_.isLayered || now < holdEnd_ || isExempt( name ) )
+         return false;
+      auto const groups = groupsOf( name );
+      return std::any_of( groups.begin(), groups.end(), [ & ]( auto* group ) {
+         return !group->dryRun && group->downDelay == 0 &&
+                Oracle( config_, machine_ ).isDown( *group ) &&
+                std::all_of( group->monitor.begin(), group->monitor.end(),
+                             [ & ]( auto& uplink ) { return machine_.exists( uplink ); } );
+      } );
+   }
+   // Returns false if the port was opened too early.
+   bool follow( SimulatedLink const& link, double now, bool isOpened, bool isShut ) {
+      std::string const name( link.name.view() );
+      auto const groups = groupsOf( name );
+      if ( groups.size() != 1 || link.refusal != 0 || link.isLag || link.master != 0 ||
+           isExempt( name ) ) {
+         ports_.erase( name );
+         return true;
+      }
+      PlainGroup const& group = *groups.front();
+      double const least = group.recoveryDelay;
+      double const most = std::max( group.recoveryDelay, group.recoveryDelayMax );
+      auto const [ at, isNew ] = ports_.try_emplace( name );
+      Port& port = at->second;
+      // Others have opened or replaced it: nothing is known any more.
+      if ( isNew || port.index != link.index || port.openings != link.openings.size() )
+         port = { link.index, link.openings.size(), -never, -never, least, isShut };
+      bool const isFall = isShut && !port.wasShut;
+      bool const isEarly = isOpened && now < port.shutAt + port.delay - 1e-6;
+      port.wasShut = isShut;
+      if ( isFall ) {
+         port.delay = now - port.openedAt >= most ? least : std::min( 2 * port.delay, most );
+         port.shutAt = now;
+      }
+      if ( isOpened )
+         port.openedAt = now;
+      return !isEarly;
+   }
+
+   PlainConfig const& config_;
+   Machine& machine_;
+   double firstStart_ = never;
+   double holdEnd_ = -never;
+   Names mayHaveBeenUp_;                 // Groups, since the boot.
+   std::map< std::string, Port > ports_; // By name.
+   Names before_;                        // The links that were shut by the daemon.
+   std::size_t actsBefore_ = 0;
+   unsigned int racesBefore_ = 0;
+};
+
+} // namespace Simulation
