@@ -54,10 +54,11 @@ class Agent {
    void endTurn();
    // Returns when to call endTurn() even if nothing happens, by Zet::now(); or `never`.
    double nextTime() const;
-   // Call every few seconds: writes the records again if they were removed.
+   // Call every few seconds: writes the records again that were removed.
    void checkRecord() {
       portControl_.checkRecord();
       detector_.history().checkRecord();
+      restoration_.checkRecord();
    }
    // Returns true if a former process may have left ports shut that no readable record names.
    bool hasUnreadRecord() const { return portControl_.hasUnreadRecord(); }

@@ -50,6 +50,7 @@ std::vector< PortSettings >
 PortSettingsFile::recall() {
    std::vector< PortSettings > all;
    StateFile::Content const content = file_.read();
+   std::size_t unread = 0;
    std::istringstream lines( content.lines );
    for ( std::string line;
          content.kind == StateFile::Content::current && std::getline( lines, line ); ) {
@@ -61,15 +62,33 @@ PortSettingsFile::recall() {
       std::string payload;
       words >> state >> port.index >> std::hex >> port.address >> name >> kind >> payload;
       LinkSetting const setting{ kind == "route", bytesOf( payload ) };
-      if ( !words || setting.payload.empty() || !InterfaceName::objection( name ).empty() )
+      if ( !words || setting.payload.empty() || !InterfaceName::objection( name ).empty() ) {
+         ++unread;
          continue;
+      }
       port.name = InterfaceName( name );
       port.isOwed = state == "owed";
       if ( all.empty() || all.back().index != port.index || all.back().isOwed != port.isOwed )
          all.push_back( port );
       all.back().settings.push_back( setting );
    }
+   if ( content.kind == StateFile::Content::unreadable )
+      keepAside( content.problem );
+   if ( unread > 0 ) {
+      keepAside( "has " + std::to_string( unread ) + " lines that can't be read" );
+      // The readable lines are in no other record now.
+      remember( all );
+   }
    return all;
+}
+
+void
+PortSettingsFile::keepAside( std::string const& problem ) {
+   std::string const aside = directory_.keepAside( fileName );
+   trouble_ = "the record " + place() + " of the addresses and routes of ports " + problem +
+              ( aside.empty() ? "; it can't be kept aside"
+                              : "; it is kept as " + directory_.path() + '/' + aside ) +
+              "; what a shut port has lost may not be put back";
 }
 
 int

@@ -31,8 +31,12 @@ class PortSettingsStore {
 
    // Returns what was recorded since the machine booted, in this network namespace.
    virtual std::vector< PortSettings > recall() = 0;
+   // Returns why recall() could not read all, and where the record is kept; or nothing.
+   virtual std::string takeTrouble() { return {}; }
    // Makes the record exactly these. Returns an errno value.
    virtual int remember( std::span< PortSettings const > all ) = 0;
+   // Looks whether the record was removed or replaced since the last remember().
+   virtual bool isLost() { return false; }
    // Where the record is, for messages.
    virtual std::string place() const = 0;
 };

@@ -89,6 +89,8 @@ Restoration::isOfPort( std::uint32_t link ) const {
 void
 Restoration::recall() {
    recorded_ = store_.recall();
+   if ( std::string const trouble = store_.takeTrouble(); !trouble.empty() )
+      log_.event( { .id = LogEvent::trouble }, trouble );
    for ( PortSettings const& port : recorded_ ) {
       Link const* const link = links_.link( port.index );
       bool const isSame = link && !link->isOtherThan( port.address ) &&
@@ -160,6 +162,18 @@ Restoration::endTurn() {
       recordAt_ = Zet::now() + rest;
    if ( recordAt_ && Zet::now() >= *recordAt_ )
       record();
+}
+
+void
+Restoration::checkRecord() {
+   // A record that is too large stays that until something changes.
+   isChanged_ |= recordError_ != 0 && recordError_ != EFBIG;
+   if ( recordError_ != 0 || recorded_.empty() || !store_.isLost() )
+      return;
+   log_.event( { .id = LogEvent::trouble },
+               "the record " + store_.place() + " was removed or replaced: it is written again" );
+   recorded_.clear();
+   isChanged_ = true;
 }
 
 std::optional< double >

@@ -35,6 +35,8 @@ class Restoration final : public RouteListener {
    void handleResults( std::span< PortResult const > results );
    // Puts back what is due, and records changes that have come to rest. Call at the end of a turn.
    void endTurn();
+   // Call every few seconds: writes the record again if it was removed or could not be written.
+   void checkRecord();
    // When to call endTurn() even if nothing happens, by Zet::now(); or nothing.
    std::optional< double > nextTime() const;
    // Does now what endTurn() would do later, as the daemon stops. Returns false if something is

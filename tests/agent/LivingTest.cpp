@@ -122,16 +122,20 @@ TEST_F( LivingTest, portBelongsToOneProcess ) {
 
 TEST_F( LivingTest, lostRecordIsWrittenAgainAtRest ) {
    plug( { "u1", "d1" } );
+   ip( "addr add fd09:1::1/64 dev d1 nodad" );
    ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1'" ) ) );
    set( "u1-far", false );
    ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
    std::string const record = state_.path() + "/held";
-   for ( std::string const& loss : { "rm " + record, "rm -r " + state_.path() + "/*",
+   std::string const owed = state_.path() + "/settings";
+   for ( std::string const& loss : { "rm " + record, "rm " + owed, "rm -r " + state_.path() + "/*",
                                      "mv " + state_.path() + " " + state_.path() + ".away" } ) {
       ASSERT_EQ( std::system( loss.c_str() ), 0 );
       auto const end = std::chrono::steady_clock::now() + std::chrono::seconds( 3 );
-      EXPECT_TRUE( eventually(
-          [ & ] { return std::system( ( "grep -qs ' d1$' " + record ).c_str() ) == 0; } ) )
+      EXPECT_TRUE( eventually( [ & ] {
+         return std::system( ( "grep -qs ' d1$' " + record + " && grep -qs '^owed.* d1 ' " + owed )
+                                 .c_str() ) == 0;
+      } ) )
           << loss;
       EXPECT_LT( std::chrono::steady_clock::now(), end ) << loss;
    }

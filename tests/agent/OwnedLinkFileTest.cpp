@@ -1,5 +1,6 @@
 #include "agent/ports/OwnedLinkFile.h"
 
+#include "agent/ports/PortSettingsFile.h"
 #include "tests/agent/Process.h"
 
 #include <gtest/gtest.h>
@@ -49,6 +50,22 @@ class OwnedLinkFileTest : public testing::Test {
 
    Directory directory;
 };
+
+TEST_F( OwnedLinkFileTest, unreadableSettingsAreKept ) {
+   PortSettings const port{ 7, InterfaceName( "eth1" ), 5, true, { { true, { std::byte{ 1 } } } } };
+   std::string const path = directory.path() + "/settings";
+   for ( bool const isForeign : { false, true } ) {
+      StateDirectory place( directory.path() );
+      PortSettingsFile file( place );
+      EXPECT_EQ( file.remember( std::vector{ port } ), 0 );
+      std::ofstream( path, isForeign ? std::ios::trunc : std::ios::app ) << "damage\n";
+      EXPECT_EQ( file.recall().size(), isForeign ? 0u : 1u );
+      EXPECT_NE( file.takeTrouble().find( path + ".unreadable-" + ( isForeign ? '2' : '1' ) ),
+                 std::string::npos );
+      EXPECT_EQ( file.recall().size(), isForeign ? 0u : 1u ) << "the readable lines stay";
+      EXPECT_EQ( file.takeTrouble(), "" );
+   }
+}
 
 TEST_F( OwnedLinkFileTest, nextProcessRecallsTheLastRecord ) {
    EXPECT_EQ( recalled(), OwnedLinks() );

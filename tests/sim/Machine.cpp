@@ -119,6 +119,7 @@ Machine::apply( Event const& event ) {
       store.isFull = bootStore.isFull = on;
    if ( verb == "loseRecord" ) {
       store.remove();
+      settings.lose();
       recordCheckAt = Zet::now() + 2;
    }
    if ( verb == "deaf" )
