@@ -95,6 +95,8 @@ Agent::start( ConfigFile const& config ) {
    detector_.start();
    detector_.decisions().evaluate();
    detector_.decisions().confirmOpenings();
+   if ( routes_.isReading() )
+      routesBy_ = Zet::now() + routePatience;
    act();
    watchUplinks( config );
    handleConfigured( config );
@@ -257,6 +259,8 @@ Agent::act() {
 void
 Agent::actOnPorts() {
    detector_.decisions().evaluate();
+   if ( awaitsRoutes() )
+      return;
    if ( retryAt_ && Zet::now() >= *retryAt_ ) {
       retryAt_.reset();
       portControl_.retry();
@@ -268,6 +272,24 @@ Agent::actOnPorts() {
       retryAt_.reset();
    else if ( !retryAt_ )
       retryAt_ = Zet::now() + retrySeconds;
+}
+
+// A former process may have ended while uplinks were down: a port must not be shut only because it
+// is not known yet that it carries the default route.
+bool
+Agent::awaitsRoutes() {
+   if ( !routesBy_ )
+      return false;
+   bool const isReading = routes_.isReading();
+   if ( isReading && Zet::now() < *routesBy_ )
+      return true;
+   if ( isReading )
+      log_.event( { .id = LogEvent::trouble },
+                  "the routes could not be read in time: ports are shut even if they carry the "
+                  "default route, until the routes are read" );
+   routesBy_.reset();
+   updateRoutes();
+   return false;
 }
 
 void
@@ -293,11 +315,13 @@ Agent::query( std::span< Kelnet::IntfId const > uplinks ) {
 
 double
 Agent::nextTime() const {
-   double next = std::min( detector_.decisions().nextTime(), detector_.history().nextTime() );
-   if ( detector_.decisions().hasOpenings() && !readAgainAt_ )
+   double next = detector_.history().nextTime();
+   if ( !routesBy_ )
+      next = std::min( next, detector_.decisions().nextTime() );
+   if ( detector_.decisions().hasOpenings() && !readAgainAt_ && !routesBy_ )
       next = Zet::now();
-   for ( auto const& time : { retryAt_, readAgainAt_, troubles_.nextTime(), routes_.nextTime(),
-                              restoration_.nextTime() } )
+   for ( auto const& time : { routesBy_, retryAt_, readAgainAt_, troubles_.nextTime(),
+                              routes_.nextTime(), restoration_.nextTime() } )
       next = std::min( next, time.value_or( never ) );
    return next;
 }

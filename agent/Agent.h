@@ -82,6 +82,7 @@ class Agent {
  private:
    static constexpr double retrySeconds = 1;
    static constexpr double readAgainSeconds = 1;
+   static constexpr double routePatience = 2; // In seconds.
 
    void logWarnings( ConfigFile const& config );
    // Tells the State that the configuration is in force.
@@ -98,6 +99,8 @@ class Agent {
    void open();
    // Has the source deliver the state of these uplinks at this moment.
    void query( std::span< Kelnet::IntfId const > uplinks );
+   // Returns true while no port is touched, since the routes are not known yet.
+   bool awaitsRoutes();
    // Has the routes followed that the groups need.
    void followRoutes( ConfigFile const& config );
    // Takes in changes of routes and links. Returns true if there were some.
@@ -127,6 +130,7 @@ class Agent {
 
    double startupHold_ = 0; // In seconds, as last configured.
    // By Zet::now().
+   std::optional< double > routesBy_;    // Set while the routes are read for the first time.
    std::optional< double > retryAt_;     // Set while an act has failed.
    std::optional< double > readAgainAt_; // Set while all links are read again.
    std::string remark_;                  // For summary(); set if the last reload was refused.

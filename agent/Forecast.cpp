@@ -3,6 +3,7 @@
 #include "agent/Agent.h"
 #include "agent/detect/GroupTexts.h"
 #include "model/GroupStatus.h"
+#include "platform/zet/Clock.h"
 
 #include <linux/if.h>
 
@@ -151,13 +152,18 @@ class Forecaster {
  public:
    Forecaster( std::vector< GroupSettings > const& groups, LinkSource& source, RouteSource& routes,
                OwnedLinkStore* record, BootStore* bootRecord )
-       : groups_( groups ), record_( record ), bootRecord_( bootRecord ),
+       : groups_( groups ), routes_( routes ), record_( record ), bootRecord_( bootRecord ),
          agent_( source, routes, control_, record_, settings_, bootRecord_, log_ ) {
       control_.linksAre( agent_.links() );
    }
 
    Forecast run( ConfigFile const& config ) {
       agent_.start( config );
+      if ( routes_.isReading() ) {
+         for ( double const end = Zet::now() + patience; routes_.isReading() && Zet::now() < end; )
+            routes_.deliver();
+         agent_.endTurn();
+      }
       for ( LinkRequest const& request : control_.requests() )
          isUpRequested_.try_emplace( request.index, request.up );
       std::vector< Kelnet::IntfId > ports; // In the order of the file.
@@ -263,6 +269,7 @@ class Forecaster {
       return text;
    }
 
+   static constexpr double patience = 2.1;    // In seconds: the agent's own is over then.
    static constexpr std::size_t maxShown = 8; // Of a list within a line.
 
    std::string stateOf( Kelnet::IntfId uplink ) const {
@@ -271,6 +278,7 @@ class Forecaster {
    }
 
    std::vector< GroupSettings > const& groups_; // As configured.
+   RouteSource& routes_;
    ImaginedControl control_;
    Recollection record_;
    BootRecollection bootRecord_;

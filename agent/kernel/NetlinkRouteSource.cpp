@@ -183,6 +183,7 @@ NetlinkRouteSource::handleDumpEnd( nlmsghdr const& message ) {
       readAt_ = Zet::now() + pause;
    else
       table_.endReading();
+   wasRead_ |= !isSpoilt_;
    if ( std::exchange( wasFull_, table_.isFull() ) != table_.isFull() )
       trouble_ = "there are more than " + std::to_string( RouteTable::mostStaticRoutes ) +
                  " static routes: those of a port may not be put back after it was shut";

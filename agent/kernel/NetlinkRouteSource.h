@@ -26,6 +26,7 @@ class NetlinkRouteSource final : public RouteSource {
    void follow( std::span< Prefix const > prefixes ) override;
    void listenerIs( RouteListener& listener ) override { listener_ = &listener; }
    RouteTable const& table() const override { return table_; }
+   bool isReading() const override { return socket_ && !wasRead_; }
    void putBack( std::span< LinkSettingRequest > requests ) override;
    void deliver() override;
    void recover() override;
@@ -56,6 +57,7 @@ class NetlinkRouteSource final : public RouteSource {
    std::unique_ptr< NetlinkSocket > socket_;
    std::vector< Prefix > prefixes_;
    Reading reading_ = Reading::done;
+   bool wasRead_ = false;  // Completely, at least once.
    bool isSpoilt_ = false; // Messages were lost during the reading.
    std::uint32_t sequence_ = 0;
    // By Zet::now(): when to read everything again, or to give up the dump under way.

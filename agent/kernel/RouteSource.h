@@ -43,6 +43,8 @@ class RouteSource {
    // Borrows: listener, for as long as the source exists.
    virtual void listenerIs( RouteListener& listener ) = 0;
    virtual RouteTable const& table() const = 0;
+   // Returns true if they are followed, but were not all read yet.
+   virtual bool isReading() const = 0;
    // Adds addresses and routes to links. Works before follow() as well.
    virtual void putBack( std::span< LinkSettingRequest > requests ) = 0;
 

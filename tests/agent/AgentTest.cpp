@@ -204,6 +204,27 @@ TEST_F( AgentTest, leavesThePortOfTheDefaultRouteOpenWhileItCarriesThat ) {
    EXPECT_EQ( agent->summary(), "1 group, 1 down; ports shut: 2" );
 }
 
+// A daemon that starts may find its uplinks down, and the routes of a large table unread.
+TEST_F( AgentTest, shutsNothingUntilTheRoutesAreRead ) {
+   for ( bool const isInTime : { true, false } ) {
+      kernel.carrier( "u1", false );
+      kernel.carrier( "u2", false );
+      routes.isBeingRead = true;
+      restart();
+      pass( 1.9 );
+      EXPECT_EQ( takeActs(), "" );
+      if ( isInTime )
+         routes.routeIs( Prefix{}, kernel.index( "d1" ) );
+      routes.isBeingRead = !isInTime;
+      pass( isInTime ? 0 : 0.2 );
+      EXPECT_EQ( takeActs(), isInTime ? " -d2" : " -d1 -d2" );
+      routes.isBeingRead = false;
+      routes.routeIs( Prefix{}, 0 );
+      uplinksAre( true );
+      takeActs();
+   }
+}
+
 TEST_F( AgentTest, tellsWhatItKnowsAtTheEndOfTheTurn ) {
    start();
    State const& state = *agent->roots().state;
@@ -302,6 +323,11 @@ TEST_F( AgentTest, putsBackWhatAPortHasLostWhateverItWasTold ) {
    start();
    pass( 1 );
    EXPECT_TRUE( recorded( false ) );
+   settings.lose();
+   agent->checkRecord();
+   runTurns();
+   pass( 1 );
+   EXPECT_TRUE( recorded( false ) ) << "it was removed";
    uplinksAre( false );
    pass( 1 );
    EXPECT_TRUE( recorded( true ) ) << "before the source tells";

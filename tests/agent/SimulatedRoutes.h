@@ -14,6 +14,7 @@ class SimulatedRoutes final : public RouteSource {
       for ( LinkSettingRequest const& request : requests )
          restored.push_back( request.setting );
    }
+   bool isReading() const override { return isBeingRead; }
    void deliver() override {}
    void recover() override {}
    std::optional< double > nextTime() const override { return std::nullopt; }
@@ -47,6 +48,7 @@ class SimulatedRoutes final : public RouteSource {
    }
 
    std::vector< LinkSetting > restored;
+   bool isBeingRead = false;
 
  private:
    RouteListener* listener_ = nullptr;
