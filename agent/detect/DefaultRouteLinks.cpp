@@ -8,6 +8,11 @@ void
 DefaultRouteLinks::update( RouteTable const& routes, std::span< Kelnet::IntfId const > uplinks ) {
    carriers_.clear();
    uplinks_.clear();
+   members_.clear();
+   links_.forEachLink( [ this ]( Link const& link ) {
+      if ( link.master != 0 )
+         members_[ link.master ].push_back( link.index );
+   } );
    for ( Kelnet::IntfId const uplink : uplinks )
       if ( Link const* const link = links_.link( uplink ) )
          uplinks_.insert( link->index );
@@ -27,7 +32,7 @@ DefaultRouteLinks::collect( std::uint32_t index ) {
    if ( !link || !carriers_.insert( index ).second )
       return;
    collect( link->lower );
-   std::vector< std::uint32_t > const members = membersOf( index );
+   std::span< std::uint32_t const > const members = membersOf( index );
    Indexes seen;
    bool const hasUplink =
        std::any_of( members.begin(), members.end(),
@@ -37,14 +42,10 @@ DefaultRouteLinks::collect( std::uint32_t index ) {
          collect( member );
 }
 
-std::vector< std::uint32_t >
+std::span< std::uint32_t const >
 DefaultRouteLinks::membersOf( std::uint32_t master ) const {
-   std::vector< Link > links;
-   links_.collectMembers( master, links );
-   std::vector< std::uint32_t > members;
-   for ( Link const& link : links )
-      members.push_back( link.index );
-   return members;
+   auto const at = members_.find( master );
+   return at == members_.end() ? std::span< std::uint32_t const >() : at->second;
 }
 
 // Returns true if the link is an uplink or runs on one.
@@ -53,7 +54,7 @@ DefaultRouteLinks::leadsToUplink( std::uint32_t index, Indexes& seen ) const {
    Link const* const link = links_.link( index );
    if ( !link || !seen.insert( index ).second )
       return false;
-   std::vector< std::uint32_t > const members = membersOf( index );
+   std::span< std::uint32_t const > const members = membersOf( index );
    return uplinks_.contains( index ) || leadsToUplink( link->lower, seen ) ||
           std::any_of( members.begin(), members.end(),
                        [ & ]( std::uint32_t member ) { return leadsToUplink( member, seen ); } );

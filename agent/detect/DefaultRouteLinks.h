@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <span>
+#include <unordered_map>
 #include <unordered_set>
 #include <vector>
 
@@ -28,12 +29,15 @@ class DefaultRouteLinks {
    using Indexes = std::unordered_set< std::uint32_t >;
 
    void collect( std::uint32_t index );
-   std::vector< std::uint32_t > membersOf( std::uint32_t master ) const;
+   // Valid until: update().
+   std::span< std::uint32_t const > membersOf( std::uint32_t master ) const;
    bool leadsToUplink( std::uint32_t index, Indexes& seen ) const;
 
    LinkDirectory const& links_;
    Indexes carriers_;
    Indexes uplinks_;
+   // The members of each LAG and bridge, by its index.
+   std::unordered_map< std::uint32_t, std::vector< std::uint32_t > > members_;
 };
 
 } // namespace Ufdd

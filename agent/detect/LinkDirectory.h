@@ -51,6 +51,11 @@ class LinkDirectory final : public LinkListener {
             if ( name->index == index )
                action( name->id );
    }
+   // Calls action( Link const& ) for each link.
+   template < class Action > void forEachLink( Action action ) const {
+      for ( auto const& [ index, known ] : links_ )
+         action( known.link );
+   }
    // Returns the indexes of links whose operational state lags behind their carrier.
    std::vector< std::uint32_t > outdated() const;
    // Returns all names of all links. Valid until: the next message.

@@ -3,6 +3,7 @@
 #include "agent/kernel/RouteMessage.h"
 
 #include <algorithm>
+#include <iterator>
 #include <set>
 #include <utility>
 
@@ -147,14 +148,36 @@ RouteTable::endReading() {
    version_ += std::erase_if( addresses_, isOld ) > 0;
 }
 
-std::vector< LinkSetting >
-RouteTable::settingsOf( std::uint32_t link ) const {
-   return collect( link, []( Route const& ) { return true; } );
+std::map< std::uint32_t, std::vector< LinkSetting > >
+RouteTable::settingsOf( std::unordered_set< std::uint32_t > const& links ) const {
+   std::map< std::uint32_t, std::vector< LinkSetting > > settings;
+   for ( auto const& [ link, address ] : addresses_ )
+      if ( address.isStatic && links.contains( link ) )
+         settings[ link ].push_back( { false, address.payload } );
+   for ( auto const& [ to, route ] : routes_ )
+      if ( route.isStatic )
+         for ( auto hop = route.hops.begin(); hop != route.hops.end(); ++hop )
+            // The hops are in order of their links; several may leave by one.
+            if ( links.contains( hop->link ) &&
+                 ( hop == route.hops.begin() || std::prev( hop )->link != hop->link ) )
+               settings[ hop->link ].push_back( { true, route.payload } );
+   for ( auto& [ link, list ] : settings )
+      std::sort( list.begin(), list.end() );
+   return settings;
 }
 
 std::vector< LinkSetting >
 RouteTable::settingsThatGoWith( std::uint32_t link ) const {
-   return collect( link, [ = ]( Route const& route ) { return goesWith( route, link ); } );
+   std::vector< LinkSetting > settings;
+   auto const [ begin, end ] = addresses_.equal_range( link );
+   for ( auto at = begin; at != end; ++at )
+      if ( at->second.isStatic )
+         settings.push_back( { false, at->second.payload } );
+   for ( auto const& [ to, route ] : routes_ )
+      if ( route.isStatic && route.leavesBy( link ) && goesWith( route, link ) )
+         settings.push_back( { true, route.payload } );
+   std::sort( settings.begin(), settings.end() );
+   return settings;
 }
 
 std::vector< std::uint32_t >
@@ -168,21 +191,6 @@ RouteTable::linksWithSettings() const {
          for ( RouteHop const& hop : route.hops )
             links.insert( hop.link );
    return { links.begin(), links.end() };
-}
-
-template < class Condition >
-std::vector< LinkSetting >
-RouteTable::collect( std::uint32_t link, Condition condition ) const {
-   std::vector< LinkSetting > settings;
-   auto const [ begin, end ] = addresses_.equal_range( link );
-   for ( auto at = begin; at != end; ++at )
-      if ( at->second.isStatic )
-         settings.push_back( { false, at->second.payload } );
-   for ( auto const& [ to, route ] : routes_ )
-      if ( route.isStatic && route.leavesBy( link ) && condition( route ) )
-         settings.push_back( { true, route.payload } );
-   std::sort( settings.begin(), settings.end() );
-   return settings;
 }
 
 } // namespace Ufdd

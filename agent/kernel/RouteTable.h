@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <unordered_map>
 #include <unordered_set>
 #include <vector>
@@ -41,14 +42,15 @@ class RouteTable {
    Routes const& routes() const { return routes_; }
    // The addresses, by link.
    Addresses const& addresses() const { return addresses_; }
-   // Returns the static addresses of the link, then its static routes, each in a fixed order.
-   std::vector< LinkSetting > settingsOf( std::uint32_t link ) const;
+   // Returns the static addresses of each of the links, then its static routes, in a fixed order.
+   std::map< std::uint32_t, std::vector< LinkSetting > >
+   settingsOf( std::unordered_set< std::uint32_t > const& links ) const;
    // Returns the links that have static addresses or routes, in order.
    std::vector< std::uint32_t > linksWithSettings() const;
    // Returns true if the link was seen going down, and not up since.
    bool isDown( std::uint32_t link ) const { return down_.contains( link ); }
-   // The same as settingsOf() without routes that stay when the link is set administratively down:
-   // they have a next hop on another link that is up.
+   // Returns the settings of the link without routes that stay when the link is set
+   // administratively down: they have a next hop on another link that is up.
    std::vector< LinkSetting > settingsThatGoWith( std::uint32_t link ) const;
 
    // Grows with each change.
@@ -56,8 +58,6 @@ class RouteTable {
    bool isFull() const { return isFull_; }
 
  private:
-   template < class Condition >
-   std::vector< LinkSetting > collect( std::uint32_t link, Condition condition ) const;
    template < class Condition > void eraseRoutesIf( Condition condition ) {
       version_ +=
           std::erase_if( routes_, [ & ]( auto& at ) { return condition( at.second ); } ) > 0;

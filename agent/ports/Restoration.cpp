@@ -76,14 +76,27 @@ Restoration::isTaken( std::uint32_t link ) const {
    return anyBelow( link, [ this ]( std::uint32_t at ) { return taken_.contains( at ); } );
 }
 
+// The kernel may have dropped its settings already.
 bool
-Restoration::isOfPort( std::uint32_t link ) const {
-   return anyBelow( link, [ this ]( std::uint32_t at ) {
-      return std::any_of( configured_.begin(), configured_.end(), [ & ]( Kelnet::IntfId port ) {
-         Link const* const known = links_.link( port );
-         return known && known->index == at;
-      } );
-   } );
+Restoration::isPending( std::uint32_t link ) const {
+   return isTaken( link ) && !routes_.table().isDown( link );
+}
+
+std::unordered_set< std::uint32_t >
+Restoration::present() const {
+   std::unordered_set< std::uint32_t > ports;
+   for ( Kelnet::IntfId const port : configured_ )
+      if ( Link const* const link = links_.link( port ) )
+         ports.insert( link->index );
+   std::unordered_set< std::uint32_t > present;
+   for ( std::uint32_t const index : routes_.table().linksWithSettings() ) {
+      Link const* const link = links_.link( index );
+      bool const isThere = link && !isTaken( index ) && !isHeld( index ) && link->adminUp;
+      if ( link && ( isThere || isPending( index ) ) &&
+           anyBelow( index, [ & ]( std::uint32_t at ) { return ports.contains( at ); } ) )
+         present.insert( index );
+   }
+   return present;
 }
 
 void
@@ -133,9 +146,12 @@ Restoration::handleLinkEvent( std::uint32_t link, LinkEvent event ) {
 
 void
 Restoration::handleRoutesLost() {
+   std::unordered_set< std::uint32_t > taken;
    for ( std::uint32_t const link : routes_.table().linksWithSettings() )
       if ( isTaken( link ) )
-         owe( link, routes_.table().settingsOf( link ) );
+         taken.insert( link );
+   for ( auto const& [ link, settings ] : routes_.table().settingsOf( taken ) )
+      owe( link, settings );
    taken_.clear();
 }
 
@@ -283,23 +299,17 @@ Restoration::tellFailures( Owed const& owed ) {
 
 std::vector< PortSettings >
 Restoration::all() const {
-   RouteTable const& table = routes_.table();
    std::map< std::uint32_t, PortSettings > all;
    for ( auto const& [ index, owed ] : owed_ )
       all[ index ] = owed.port;
-   for ( std::uint32_t const index : table.linksWithSettings() ) {
-      Link const* const link = links_.link( index );
-      // The source has not told of our act yet: the kernel may have dropped them already.
-      bool const isPending = isTaken( index ) && !table.isDown( index );
-      bool const isPresent = !isTaken( index ) && !isHeld( index ) && link && link->adminUp;
-      if ( link && isOfPort( index ) && ( isPending || isPresent ) ) {
-         PortSettings& port = all[ index ];
-         port.index = index;
-         port.name = link->name;
-         port.address = link->address;
-         port.isOwed |= isPending;
-         addMissing( port.settings, table.settingsOf( index ) );
-      }
+   for ( auto const& [ index, settings ] : routes_.table().settingsOf( present() ) ) {
+      Link const& link = *links_.link( index );
+      PortSettings& port = all[ index ];
+      port.index = index;
+      port.name = link.name;
+      port.address = link.address;
+      port.isOwed |= isPending( index );
+      addMissing( port.settings, settings );
    }
    std::vector< PortSettings > list;
    for ( auto& [ index, port ] : all )

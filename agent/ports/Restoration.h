@@ -12,6 +12,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <unordered_set>
 #include <vector>
 
 namespace Ufdd {
@@ -61,7 +62,10 @@ class Restoration final : public RouteListener {
    template < class Visit > bool anyBelow( std::uint32_t link, Visit visit ) const;
    bool isHeld( std::uint32_t link ) const;
    bool isTaken( std::uint32_t link ) const;
-   bool isOfPort( std::uint32_t link ) const;
+   // Returns the links of ports that have settings now, or may have lost them already by an act of
+   // which the source has not told.
+   std::unordered_set< std::uint32_t > present() const;
+   bool isPending( std::uint32_t link ) const;
    void owe( std::uint32_t link, std::vector< LinkSetting > const& settings );
    // Puts back what is due, but so many settings at most.
    void restore( std::size_t budget, bool isLast );
