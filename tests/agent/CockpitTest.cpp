@@ -82,7 +82,7 @@ class CockpitTest : public testing::Test {
 
 TEST_F( CockpitTest, showsWhatIsWrongFirst ) {
    link( "uplink4", LinkCondition::absent, 5 );
-   EXPECT_EQ( show(), R"(
+   EXPECT_EQ( show(), &R"(
 rack1  DOWN  0/2 up, needs 1   since 12:29:48.500 (12 s)
   uplinks  uplink1  no carrier, 12 s    uplink2  no carrier, 13 s
   ports    server1  shut (down), 12 s    server2  overridden by hand, 4 s
@@ -90,7 +90,7 @@ rack1  DOWN  0/2 up, needs 1   since 12:29:48.500 (12 s)
 rack2  UP  2/2 up, needs 1   since 12:28:30.500 (1 min)
   uplinks  uplink4  absent, 5 s    uplink3  up, 1 min
   ports    server1  shut (down), 12 s    server3  open, 1 min
-)" + 1 );
+)"[ 1 ] );
    EXPECT_EQ( briefScreen( view(), Colours::none ),
               "rack1  DOWN  0/2 up, needs 1  2 of 2 ports not open\n"
               "rack2  UP    2/2 up, needs 1  1 of 2 ports not open\n" );
@@ -139,7 +139,7 @@ TEST_F( CockpitTest, fitsOnAScreen ) {
 
 TEST_F( CockpitTest, explainsAPort ) {
    roots.state->configFileIs( "/etc/ufdd.toml" );
-   EXPECT_EQ( explain( "server1" ), R"(
+   EXPECT_EQ( explain( "server1" ), &R"(
 server1: shut by ufdd since 2026-03-01 12:29:48.500, 12 s ago (admin down)
   because  group rack1 is down: 0/2 up, needs 1
              uplink1  no carrier, 12 s
@@ -149,7 +149,7 @@ server1: shut by ufdd since 2026-03-01 12:29:48.500, 12 s ago (admin down)
            uplink
   or       set "dry_run = true" for rack1 in /etc/ufdd.toml, then: systemctl
            reload ufdd
-)" + 1 );
+)"[ 1 ] );
    auto const says = [ & ]( char const* name, Names parts ) {
       std::string const text = explain( name );
       for ( char const* const part : parts )
@@ -241,7 +241,7 @@ TEST_F( CockpitTest, tellsWhatWouldHappen ) {
    port( "server2", PortCondition::shut, 4 ).meansIs( PortMeans::down );
    port( "end2", PortCondition::overridden, 9 );
    link( "end3", LinkCondition::setDown, 9 );
-   EXPECT_EQ( ask( { .down = { "uplink3", "uplink4" }, .up = {}, .file = "" } ), R"(
+   EXPECT_EQ( ask( { .down = { "uplink3", "uplink4" }, .up = {}, .file = "" } ), &R"(
 GROUP  NOW  THEN  UPLINKS
 rack2  up   down  0/2 up, needs 1
 tail   up   down  0/1 up, needs 1
@@ -254,9 +254,9 @@ end3     left alone      tail down, but it is administratively down already
 server3  shut at once    rack2 down
 
 Nothing was changed.
-)" + 1 );
+)"[ 1 ] );
    roots.state->group( "rack2" )->modeIs( GroupMode::dryRun );
-   EXPECT_EQ( ask( { .down = { "uplink3", "uplink4" }, .up = { "uplink2" }, .file = "" } ), R"(
+   EXPECT_EQ( ask( { .down = { "uplink3", "uplink4" }, .up = { "uplink2" }, .file = "" } ), &R"(
 GROUP  NOW   THEN  UPLINKS
 rack1  down  up    1/2 up, needs 1
 rack2  up    down  0/2 up, needs 1
@@ -268,7 +268,7 @@ server2  opened after 2 s  rack1 up
 server3  left alone        rack2 down, but in dry run
 
 Nothing was changed.
-)" + 1 );
+)"[ 1 ] );
    roots.state->group( "rack2" )->modeIs( GroupMode::acting );
    link( "uplink4", LinkCondition::unproven, 9 );
    EXPECT_NE( ask( { .down = { "uplink3" }, .up = {}, .file = "" } )
@@ -280,7 +280,7 @@ Nothing was changed.
    TextFile const file(
        "[[group]]\nname = 'rack2'\nmonitor = [ 'uplink3', "
        "'new1' ]\ndisable = [ 'server3', 'end1' ]\nmin_links = 2\ndown_delay = 2\n" );
-   EXPECT_EQ( ask( { .down = {}, .up = {}, .file = file.path() } ), R"(
+   EXPECT_EQ( ask( { .down = {}, .up = {}, .file = file.path() } ), &R"(
 Not watched by ufdd yet, and taken as the kernel shows them here: new1
 GROUP  NOW   THEN  UPLINKS
 rack1  down  -
@@ -294,7 +294,7 @@ server2  opened at once  no group disables it any more
 server3  shut after 2 s  rack2 down
 
 Nothing was changed.
-)" + 1 );
+)"[ 1 ] );
    View const all = view();
    try {
       WhatIf( all, { .down = { "uplnk1" }, .up = {}, .file = "" } );
@@ -327,14 +327,14 @@ TEST_F( CockpitTest, namesEveryConditionAndMode ) {
       words += modeText( state, now ).substr( 0, 24 ) + '|' + waitText( state, now ) + '\n';
       objects += lineOf( json( view() ) );
    }
-   EXPECT_EQ( words, R"(
+   EXPECT_EQ( words, &R"(
 |
 disabled: it holds no po|down_delay: its ports are shut in 20 s if it stays down
 ordered down: its ports |recovery_delay: its ports are opened in 20 s if it stays up
 dry run: it only logs wh|release_when: its ports are opened once there is a route 10.0.0.0/8, else in 20 s
 startup hold: its ports |
 unproven: it is down onl|
-)" + 1 );
+)"[ 1 ] );
    EXPECT_EQ( faultsOf( objects ), "" );
 }
 

@@ -65,11 +65,11 @@ Machine::exists( std::string const& name ) const {
 
 std::set< std::string >
 Machine::shutLinks() const {
-   std::set< std::string > names;
+   std::set< std::string > shut;
    for ( auto const& [ name, link ] : kernel.links() )
       if ( link.ours || link.hasProtoDownReason( Ufdd::Link::usualReason ) )
-         names.insert( name );
-   return names;
+         shut.insert( name );
+   return shut;
 }
 
 Ufdd::OwnedLink const*
