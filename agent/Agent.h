@@ -71,7 +71,7 @@ class Agent {
 
    LinkDirectory const& links() const { return links_; }
    Detector const& detector() const { return detector_; }
-   // What others may read of the agent.
+   // The entities that clients follow. None is ever null.
    StatusRoots roots() const { return { detector_.config, detector_.status, state_ }; }
    // Returns a line for each group, as stateLines() does.
    std::vector< std::string > statusLines() const;

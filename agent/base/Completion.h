@@ -11,7 +11,7 @@ struct Completion {
    // The name of the argument, or the type of the option's value: "GROUP". Empty if neither may
    // stand there.
    std::string value;
-   std::string begin; // What the user has typed of it.
+   std::string begin; // The first letters of that value, as typed so far.
 };
 
 } // namespace Ufdd

@@ -16,8 +16,8 @@ namespace Ufdd {
 
 namespace {
 
-// Finds circles: groups each of which disables an uplink of the next one. Once one of them goes
-// down, they would keep each other down. Groups and interfaces are the points of a graph; an arrow
+// Finds circles of groups. In a circle each group disables an uplink of the next one. Once one group
+// goes down, all of them would stay down. Groups and interfaces are the points of a graph; an arrow
 // leads from a group to each port that it disables, and from an interface to each group that
 // monitors it.
 class Circles {

@@ -23,7 +23,7 @@ struct ShortName {
 // "min_links" for "minLinks"
 std::string keyOf( std::string_view attribute );
 
-// Reads the names of a collection, each of which it may have once.
+// Reads the names of a collection. The same name twice is an error.
 class NameReader {
  public:
    enum class Kind { interfaces, texts };
@@ -40,7 +40,7 @@ class NameReader {
    // Adds the name. Returns false, with an error, if it can't be used or is there already.
    bool isNew( std::string_view name, toml::node const& at );
 
-   // What to write for a list.
+   // The two forms of a list, for messages.
    static constexpr std::string_view listForm = R"([ "...", ... ])";
    static constexpr std::string_view tableForm = R"({ "..." = ..., ... })";
 

@@ -38,7 +38,7 @@ class Precheck {
    }
 
  private:
-   // What the next character may belong to.
+   // The part of a line that the next character may belong to.
    enum class Part {
       key,
       value, // The begin of a value.

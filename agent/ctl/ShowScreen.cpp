@@ -28,8 +28,8 @@ sinceText( View::Group const& group, Moment const& now ) {
    return "   since " + clockText( since, now ) + " (" + lastingText( now.steady - since ) + ')';
 }
 
-// Adds the entities, the first of which are wrong: all that are, up to a limit, and all others if
-// they are few.
+// Adds the entities. Those that are wrong come first, and are added up to a limit. The others are
+// added only if they are few.
 template < class Entities, class Words >
 void
 addItems( Screen& screen, std::string const& label, Entities const& entities,

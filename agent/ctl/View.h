@@ -11,7 +11,7 @@
 
 namespace Ufdd {
 
-// What ufdd watches and does at one moment, put in order: what is wrong or missing comes first.
+// The state of ufdd at one moment, sorted: wrong and missing things come first.
 // Texts and JSON are made from it. It borrows the replicas' entities, and is valid until these
 // change.
 struct View {

@@ -69,7 +69,7 @@ class Watcher final : private UplinkFailureDetection::GroupTransitions::Listener
    bool begun_ = false;
    std::size_t subjectWidth_ = 0;
    std::vector< Transition > transitions_;      // To be shown.
-   std::map< std::string, std::string > ports_; // What was shown of each, by name.
+   std::map< std::string, std::string > ports_; // The words last shown for each port, by name.
    UplinkFailureDetection::GroupTransitions groupTransitions_;
 };
 

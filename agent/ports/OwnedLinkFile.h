@@ -54,8 +54,8 @@ class OwnedLinkFile final : public OwnedLinkStore {
    void keepAside( std::string const& problem, std::string const& text );
    // Returns false when there is no record, or one of another epoch or version.
    bool openFormer();
-   // Returns true if the file is open, and nobody has removed it as far as is known. Asks only for
-   // what is cheap to know, since ports may be waiting to be shut.
+   // Returns true if the file is open, and nobody has removed it as far as is known. Makes one
+   // system call at most, since ports may be waiting to be shut.
    bool isOpen() const;
    bool isEmpty() const;
    // Reserves room behind the text where there is less than half of it.

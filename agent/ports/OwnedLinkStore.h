@@ -39,7 +39,7 @@ struct OwnedLink {
 struct UnreadRecord {
    std::string place;   // Where it is now.
    std::string problem; // "has version 3, which this ufdd does not know"
-   std::string text;    // What could be read of it.
+   std::string text;    // Its bytes, as far as they could be read.
    bool isNew = true;   // It was the record until now; else it was kept aside before.
 };
 
