@@ -19,6 +19,23 @@ nameOf( Zet::Entity const& entity ) {
    return std::string( entity.zetName().view() );
 }
 
+void
+addWord( std::string& list, std::string_view word ) {
+   list.append( list.empty() ? "" : " " ).append( word );
+}
+
+std::string
+orDash( std::string const& text ) {
+   return text.empty() ? "-" : text;
+}
+
+// How long an entity has been as it is: "12 s".
+template < class Entity >
+std::string
+forText( Entity const& entity, Moment const& now ) {
+   return entity.since() > 0 ? lastingText( now.steady - entity.since() ) : "-";
+}
+
 // "   since 12:30:00.123 (12 s)"
 std::string
 sinceText( View::Group const& group, Moment const& now ) {
@@ -147,16 +164,15 @@ portsScreen( View const& view, Colours colours ) {
       std::string by;
       std::string notBy;
       port->groupMembers().forEach( [ & ]( auto const& group ) {
-         std::string& list = group.value() && !view.isDryRun( group.zetKey() ) ? by : notBy;
-         list += ( list.empty() ? "" : " " ) + std::string( group.zetKey().view() );
+         bool const isBy = group.value() && !view.isDryRun( group.zetKey() );
+         addWord( isBy ? by : notBy, group.zetKey().view() );
       } );
-      rows.push_back(
-          { nameOf( *port ),
-            { portText( *port ), emphasisOf( severityOf( *port ) ) },
-            { port->since() > 0 ? lastingText( view.now.steady - port->since() ) : "-" },
-            { std::string( Notify::textOf( link->condition() ).view() ) },
-            by.empty() ? "-" : by,
-            notBy.empty() ? "-" : notBy } );
+      rows.push_back( { nameOf( *port ),
+                        { portText( *port ), emphasisOf( severityOf( *port ) ) },
+                        { forText( *port, view.now ) },
+                        { std::string( Notify::textOf( link->condition() ).view() ) },
+                        orDash( by ),
+                        orDash( notBy ) } );
    }
    screen.table( rows );
    return screen.text();
@@ -167,25 +183,21 @@ linksScreen( View const& view, Colours colours ) {
    Screen screen( colours );
    addNotices( screen, view );
    std::map< std::string, std::pair< std::string, std::string > > groupsOf; // By link.
-   auto const add = []( std::string& list, View::Group const& group ) {
-      list += ( list.empty() ? "" : " " ) + std::string( group.name() );
-   };
    for ( View::Group const& group : view.groups ) {
       for ( View::Link const& uplink : group.uplinks )
-         add( groupsOf[ nameOf( *uplink ) ].first, group );
+         addWord( groupsOf[ nameOf( *uplink ) ].first, group.name() );
       for ( View::Port const& port : group.ports )
-         add( groupsOf[ nameOf( *port ) ].second, group );
+         addWord( groupsOf[ nameOf( *port ) ].second, group.name() );
    }
    std::vector< Line > rows{ { "LINK", "STATE", "FOR", "UPLINK OF", "PORT OF" } };
    for ( View::Link const& link : view.links ) {
       auto const& [ uplinkOf, portOf ] = groupsOf[ nameOf( *link ) ];
       Line const words = linkWords( *link, view.now );
-      rows.push_back(
-          { nameOf( *link ),
-            words[ 0 ],
-            { link->since() > 0 ? lastingText( view.now.steady - link->since() ) : "-" },
-            uplinkOf.empty() ? "-" : uplinkOf,
-            portOf.empty() ? "-" : portOf } );
+      rows.push_back( { nameOf( *link ),
+                        words[ 0 ],
+                        { forText( *link, view.now ) },
+                        orDash( uplinkOf ),
+                        orDash( portOf ) } );
    }
    screen.table( rows );
    return screen.text();

@@ -63,11 +63,17 @@ PortReport::tell( PortResult const& result ) {
    case PortResult::Kind::foundDown:
       return tellShut( answer, "left as it is, administratively down already" );
    case PortResult::Kind::overridden:
-      return tellOverridden( answer );
+      return tellLeftOpen( answer, "overridden: someone opened it more than " +
+                                       std::to_string( PortActs::maxReopenings ) +
+                                       " times in a minute; it is left open until its groups "
+                                       "are up" );
    case PortResult::Kind::isProtected:
-      return tellProtected( answer );
+      return tellLeftOpen( answer, "not shut: it is protected by the configuration",
+                           "; remove it from the group, or its name from protect" );
    case PortResult::Kind::defaultRoute:
-      return tellDefaultRoute( answer );
+      return tellLeftOpen( answer, "not shut: it carries this machine's default route",
+                           "; it is shut when the route leaves it, or with "
+                           "allow_default_route = true" );
    case PortResult::Kind::opened:
       return tellOpened( answer );
    case PortResult::Kind::failed:
@@ -93,32 +99,12 @@ PortReport::tellShut( LinkRequest const& answer, std::string_view how ) {
 }
 
 void
-PortReport::tellOverridden( LinkRequest const& answer ) {
+PortReport::tellLeftOpen( LinkRequest const& answer, std::string const& why,
+                          std::string_view remedy ) {
    GroupsText const groups =
        groupsText( detector_, answer.port, GroupLinkStatus::down, DryRun::leftOut );
    line( LogEvent::portFailure, groups, answer.port,
-         nameOf( answer ) + " overridden: someone opened it more than " +
-             std::to_string( PortActs::maxReopenings ) +
-             " times in a minute; it is left open until its groups are up, though " + groups.text );
-}
-
-void
-PortReport::tellProtected( LinkRequest const& answer ) {
-   GroupsText const groups =
-       groupsText( detector_, answer.port, GroupLinkStatus::down, DryRun::leftOut );
-   line( LogEvent::portFailure, groups, answer.port,
-         nameOf( answer ) + " not shut: it is protected by the configuration, though " +
-             groups.text + "; remove it from the group, or its name from protect" );
-}
-
-void
-PortReport::tellDefaultRoute( LinkRequest const& answer ) {
-   GroupsText const groups =
-       groupsText( detector_, answer.port, GroupLinkStatus::down, DryRun::leftOut );
-   line( LogEvent::portFailure, groups, answer.port,
-         nameOf( answer ) + " not shut: it carries this machine's default route, though " +
-             groups.text +
-             "; it is shut when the route leaves it, or with allow_default_route = true" );
+         nameOf( answer ) + ' ' + why + ", though " + groups.text + std::string( remedy ) );
 }
 
 void

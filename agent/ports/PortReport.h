@@ -32,9 +32,9 @@ class PortReport {
               std::string const& text );
    void tell( PortResult const& result );
    void tellShut( LinkRequest const& answer, std::string_view how );
-   void tellOverridden( LinkRequest const& answer );
-   void tellProtected( LinkRequest const& answer );
-   void tellDefaultRoute( LinkRequest const& answer );
+   // "port eth1 WHY, though group a is down, 0/2 up, min_links 1REMEDY"
+   void tellLeftOpen( LinkRequest const& answer, std::string const& why,
+                      std::string_view remedy = {} );
    void tellOpened( LinkRequest const& answer );
    void tellFailed( LinkRequest const& answer, bool isReleasing );
    static std::string remedyOf( LinkRequest const& failure );
