@@ -61,6 +61,14 @@ PortActs::queueOpen( OwnedLink const& owned, Kelnet::IntfId port ) {
 }
 
 void
+PortActs::disownIfOpen( OwnedLink const& owned ) {
+   LinkRequest query{ .index = owned.index, .onlyQuery = true };
+   control_.apply( { &query, 1 } );
+   if ( query.before.index && !owned.isApplied( query.before ) )
+      owned_.erase( owned.index );
+}
+
+void
 PortActs::noteLeftOpen( Link const& link, Kelnet::IntfId port, PortResult::Kind why ) {
    State& state = states_[ link.index ];
    state.error = 0;

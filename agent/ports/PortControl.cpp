@@ -31,9 +31,12 @@ PortControl::spared() const {
 }
 
 bool
-PortControl::isSpared( Link const& link, Kelnet::IntfId port ) const {
-   return defaultRoutes_.carries( link.index ) && !owned_.contains( link.index ) &&
-          !detector_.decisions().allowsDefaultRoute( port );
+PortControl::isSpared( Link const& link, Kelnet::IntfId port ) {
+   if ( !defaultRoutes_.carries( link.index ) || detector_.decisions().allowsDefaultRoute( port ) )
+      return false;
+   if ( OwnedLink const* const owned = owned_.find( link.index ); owned && !owned->isShut( link ) )
+      acts_.disownIfOpen( *owned );
+   return !owned_.contains( link.index );
 }
 
 void

@@ -84,8 +84,9 @@ class PortControl final : public LinkDirectory::Listener {
 
  private:
    // Returns true if the link is not to be shut, because it carries the default route and no group
-   // that shuts the port allows that. A link that is ours already stays shut.
-   bool isSpared( Link const& link, Kelnet::IntfId port ) const;
+   // that shuts the port allows that. A link that is ours stays shut; it is ours no more if
+   // somebody has opened it.
+   bool isSpared( Link const& link, Kelnet::IntfId port );
    // Shuts the links of the port, or leaves them as they are.
    void shut( Kelnet::IntfId port );
    // Has act() look again at ports that were spared and no longer are.

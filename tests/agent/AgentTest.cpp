@@ -202,6 +202,12 @@ TEST_F( AgentTest, leavesThePortOfTheDefaultRouteOpenWhileItCarriesThat ) {
    runTurns();
    EXPECT_EQ( takeActs(), "" );
    EXPECT_EQ( agent->summary(), "1 group, 1 down; ports shut: 2" );
+   // Somebody opens it, and needs the route.
+   kernel.set( "d1", true );
+   runTurns();
+   EXPECT_EQ( takeActs(), "" );
+   EXPECT_EQ( agent->summary(),
+              "1 group, 1 down; ports shut: 1; left open for the default route: d1" );
 }
 
 // A daemon that starts may find its uplinks down, and the routes of a large table unread.
@@ -589,6 +595,11 @@ TEST_F( AgentTest, portsThatDoNotExistAreTold ) {
       EXPECT_TRUE( agent->statusLines()[ 0 ].ends_with( ", d2 absent" ) );
       uplinksAre( true );
    }
+   groups[ 0 ].policy.dryRun = true;
+   agent->reload( config(), "f" );
+   takeLines();
+   uplinksAre( false );
+   EXPECT_EQ( lines.find( "do not exist" ), std::string::npos ) << lines;
 }
 
 TEST_F( AgentTest, dryRunOnlyLogs ) {
