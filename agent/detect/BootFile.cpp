@@ -1,5 +1,7 @@
 #include "agent/detect/BootFile.h"
 
+#include "platform/zet/Clock.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -27,8 +29,9 @@ BootFile::recall() {
    std::optional< BootRecord > record;
    std::istringstream lines( content.lines );
    for ( std::string key, name; std::getline( lines, key, ' ' ) && std::getline( lines, name ); )
+      // A damaged time must not hold ports for ever.
       if ( key == "started" )
-         record.emplace().firstStart = std::strtod( name.c_str(), nullptr );
+         record.emplace().firstStart = std::min( std::strtod( name.c_str(), nullptr ), Zet::now() );
       else if ( record && key == "existed" )
          record->interfaces.insert( name );
       else if ( record && key == "up" )

@@ -15,8 +15,8 @@ class BootFile final : public BootStore {
    // Borrows: the directory.
    explicit BootFile( StateDirectory& directory ) : file_( directory, "boot", 1 ) {}
 
-   // Recalls nothing from a file that can't be read. That costs a startup_hold at most, and the
-   // next remember() replaces the file.
+   // Recalls nothing from a file that can't be read, as after a boot: the startup_hold runs, and
+   // uplinks that are gone by now count as unproven. The next remember() replaces the file.
    std::optional< BootRecord > recall() override;
    int remember( BootRecord const& record ) override;
    bool isLost() const override { return file_.isLost(); }

@@ -287,7 +287,8 @@ GroupDecisions::tellAbsentPorts( Zet::Name const& name ) {
 std::vector< GroupDecisions::Remark >
 GroupDecisions::takeRemarks() {
    for ( Groups::iterator const group : std::exchange( fallen_, {} ) )
-      tellAbsentPorts( group->first );
+      if ( !group->second.policy.dryRun )
+         tellAbsentPorts( group->first );
    return std::exchange( remarks_, {} );
 }
 
