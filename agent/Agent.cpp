@@ -136,7 +136,9 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    auto const [ added, changed, removed ] = detector_.configure( config.groups );
    groupLog_.endConfiguring();
    detector_.decisions().evaluate();
-   detector_.decisions().confirmOpenings();
+   // Otherwise act() queries again.
+   if ( source_.recover() )
+      detector_.decisions().confirmOpenings();
    followRoutes( config );
    act();
    links_.watchOnly( interfaces );
