@@ -16,9 +16,9 @@ namespace Ufdd {
 
 namespace {
 
-// Finds circles of groups. In a circle each group disables an uplink of the next one. Once one group
-// goes down, all of them would stay down. Groups and interfaces are the points of a graph; an arrow
-// leads from a group to each port that it disables, and from an interface to each group that
+// Finds circles of groups. In a circle each group disables an uplink of the next one. Once one
+// group goes down, all of them would stay down. Groups and interfaces are the points of a graph; an
+// arrow leads from a group to each port that it disables, and from an interface to each group that
 // monitors it.
 class Circles {
  public:
