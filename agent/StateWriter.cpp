@@ -213,6 +213,9 @@ StateWriter::collectDirty() {
    }
    for ( Kelnet::IntfId const port : portControl_.takeReviewed() )
       dirtyPorts_.push_back( port );
+   // Such a port may be renamed, and is nobody's then.
+   dirtyPorts_.insert( dirtyPorts_.end(), leftovers_.begin(), leftovers_.end() );
+   leftovers_.clear();
    dirtyGroups_.insert( dirtyGroups_.end(), waiting_.begin(), waiting_.end() );
    waiting_.clear();
    detector_.decisions().forEachInReview( [ & ]( Zet::Name const& group ) {
@@ -260,9 +263,12 @@ void
 StateWriter::writePort( Kelnet::IntfId port ) {
    Zet::Name const& name = port.name();
    PortControl::View view = portControl_.viewOf( port );
-   if ( !groupsOfPort_.contains( port ) && view.means == PortMeans::none ) {
-      state_->portDel( name );
-      return;
+   if ( !groupsOfPort_.contains( port ) ) {
+      if ( view.means == PortMeans::none ) {
+         state_->portDel( name );
+         return;
+      }
+      leftovers_.push_back( port );
    }
    bool const isNew = !state_->port( name );
    auto const entity = state_->portIs( name );

@@ -58,7 +58,9 @@ class StateWriter {
    std::vector< Kelnet::IntfId > dirtyLinks_;
    Names dirtyGroups_;
    std::vector< Kelnet::IntfId > dirtyPorts_;
-   Names waiting_;          // The groups whose delay ran at the last write().
+   Names waiting_; // The groups whose delay ran at the last write().
+   // The ports that no group disables any more, but that were still ours at the last write().
+   std::vector< Kelnet::IntfId > leftovers_;
    bool hasFallen_ = false; // In this turn, a group that was up went down.
    double now_ = 0;         // When write() began, by Zet::now().
    // See State.
