@@ -49,6 +49,21 @@ GroupDecisions::allowsDefaultRoute( Kelnet::IntfId port ) const {
 }
 
 bool
+GroupDecisions::isLeftAlone( Kelnet::IntfId port ) const {
+   // Most often no group is, and ports wait to be shut.
+   if ( std::ranges::none_of( inReview_, []( Groups::iterator group ) {
+           return group->second.isDown && group->second.isLeftAlone();
+        } ) )
+      return false;
+   return std::ranges::all_of( groups_, [ & ]( auto const& entry ) {
+      auto const& [ name, decision ] = entry;
+      auto const group = config_.group( name );
+      return decision.isLeftAlone() || !group || !group->intfsToDisable( port ) ||
+             !shuts( *group, port );
+   } );
+}
+
+bool
 GroupDecisions::isDown( Zet::Name const& group ) const {
    auto const at = groups_.find( group );
    return at != groups_.end() && at->second.isDown;

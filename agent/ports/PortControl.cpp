@@ -24,30 +24,37 @@ PortControl::overridden() const {
 std::string
 PortControl::spared() const {
    std::string names;
-   for ( std::uint32_t const index : spared_ )
-      if ( Link const* const link = links_.link( index ) )
+   for ( auto const& [ index, why ] : spared_ )
+      if ( Link const* const link = links_.link( index );
+           link && why == PortResult::Kind::defaultRoute )
          names.append( 1, ' ' ).append( link->name.view() );
    return names;
 }
 
-bool
-PortControl::isSpared( Link const& link, Kelnet::IntfId port ) {
-   if ( !defaultRoutes_.carries( link.index ) || detector_.decisions().allowsDefaultRoute( port ) )
-      return false;
+std::optional< PortResult::Kind >
+PortControl::whySpared( Link const& link, Kelnet::IntfId port ) {
+   GroupDecisions const& decisions = detector_.decisions();
+   std::optional< PortResult::Kind > why;
+   if ( decisions.isLeftAlone( port ) )
+      why = PortResult::Kind::leftAlone;
+   else if ( defaultRoutes_.carries( link.index ) && !decisions.allowsDefaultRoute( port ) )
+      why = PortResult::Kind::defaultRoute;
+   else
+      return {};
    if ( OwnedLink const* const owned = owned_.find( link.index ); owned && !owned->isShut( link ) )
       acts_.disownIfOpen( *owned );
-   return !owned_.contains( link.index );
+   return owned_.contains( link.index ) ? std::nullopt : why;
 }
 
 void
 PortControl::reviewSpared() {
-   std::erase_if( spared_, [ this ]( std::uint32_t index ) {
-      Link const* const link = links_.link( index );
+   std::erase_if( spared_, [ this ]( auto const& spared ) {
+      Link const* const link = links_.link( spared.first );
       Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId();
       // The link may have been renamed, or have left its LAG.
       if ( !detector_.decisions().mustBeShut( port ) )
          return true;
-      if ( !isSpared( *link, port ) )
+      if ( whySpared( *link, port ) != spared.second )
          review( port );
       return false;
    } );
@@ -58,9 +65,9 @@ PortControl::shut( Kelnet::IntfId port ) {
    for ( Link const& link : linksOfPort_ )
       if ( isProtected( link ) ) {
          acts_.noteLeftOpen( link, port, PortResult::Kind::isProtected );
-      } else if ( link.adminUp && isSpared( link, port ) ) {
-         spared_.insert( link.index );
-         acts_.noteLeftOpen( link, port, PortResult::Kind::defaultRoute );
+      } else if ( auto const why = link.adminUp ? whySpared( link, port ) : std::nullopt ) {
+         spared_.insert_or_assign( link.index, *why );
+         acts_.noteLeftOpen( link, port, *why );
       } else {
          spared_.erase( link.index );
          acts_.queueShut( link, port, reason_ );
@@ -212,8 +219,9 @@ PortControl::conditionOf( Link const& link, bool mustBeShut ) const {
       return PortCondition::opening;
    if ( isProtected( link ) )
       return PortCondition::isProtected;
-   if ( !isOurs && spared_.contains( link.index ) )
-      return PortCondition::defaultRoute;
+   if ( auto const spared = spared_.find( link.index ); !isOurs && spared != spared_.end() )
+      return spared->second == PortResult::Kind::defaultRoute ? PortCondition::defaultRoute
+                                                              : PortCondition::open;
    if ( owned_.isOverridden( link.index ) )
       return PortCondition::overridden;
    return isOurs ? PortCondition::shut : PortCondition::shutting;

@@ -13,6 +13,8 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <unordered_set>
@@ -83,10 +85,9 @@ class PortControl final : public LinkDirectory::Listener {
    }
 
  private:
-   // Returns true if the link is not to be shut, because it carries the default route and no group
-   // that shuts the port allows that. A link that is ours stays shut; it is ours no more if
-   // somebody has opened it.
-   bool isSpared( Link const& link, Kelnet::IntfId port );
+   // Returns why the link is left open although its port must be shut; or nothing. A link that is
+   // ours stays shut; it is ours no more if somebody has opened it.
+   std::optional< PortResult::Kind > whySpared( Link const& link, Kelnet::IntfId port );
    // Shuts the links of the port, or leaves them as they are.
    void shut( Kelnet::IntfId port );
    // Has act() look again at ports that were spared and no longer are.
@@ -111,9 +112,9 @@ class PortControl final : public LinkDirectory::Listener {
    PortActs acts_;
    std::vector< Kelnet::IntfId > changed_; // Ports to review in act(), each once.
    std::unordered_set< Kelnet::IntfId > changedSet_;
-   std::set< std::uint32_t > spared_;       // Links, by index.
-   std::vector< Kelnet::IntfId > reviewed_; // See takeReviewed().
-   std::vector< Link > linksOfPort_;        // See collectLinks().
+   std::map< std::uint32_t, PortResult::Kind > spared_; // Why links are left open, by index.
+   std::vector< Kelnet::IntfId > reviewed_;             // See takeReviewed().
+   std::vector< Link > linksOfPort_;                    // See collectLinks().
 };
 
 } // namespace Ufdd

@@ -74,6 +74,8 @@ PortReport::tell( PortResult const& result ) {
       return tellLeftOpen( answer, "not shut: it carries this machine's default route",
                            "; it is shut when the route leaves it, or with "
                            "allow_default_route = true" );
+   case PortResult::Kind::leftAlone:
+      return tellLeftOpen( answer, "not shut: there is no evidence that its uplinks failed" );
    case PortResult::Kind::opened:
       return tellOpened( answer );
    case PortResult::Kind::failed:

@@ -18,6 +18,7 @@ struct PortResult {
       overridden,
       isProtected,  // It must be shut, but is never shut.
       defaultRoute, // It must be shut, but carries the default route.
+      leftAlone,    // It must be shut, but all its groups are left alone.
       opened,
       failed // For answer.error.
    };

@@ -528,10 +528,19 @@ TEST_F( AgentTest, nameThatWasNeverThereShutsNothing ) {
    agent->reload( config(), "f" );
    restart();
    EXPECT_EQ( takeActs(), "" );
+   // So does what somebody opens, until there is evidence again.
+   kernel.set( "d1", true );
+   runTurns();
+   EXPECT_EQ( takeActs(), "" );
+   kernel.carrier( "u1", false );
+   runTurns();
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   kernel.carrier( "u1", true );
+   runTurns();
    // The uplink comes and goes; then it has existed, also for the next ufdd.
    kernel.add( "uplnk1" );
    runTurns();
-   EXPECT_EQ( takeActs(), " +d1" );
+   EXPECT_EQ( takeActs(), " +d1 +d2" );
    kernel.remove( "uplnk1" );
    runTurns();
    EXPECT_EQ( takeActs(), " -d1 -d2" );
