@@ -42,7 +42,6 @@ GroupDecisions::allowsDefaultRoute( Kelnet::IntfId port ) const {
    return std::any_of( groups_.begin(), groups_.end(), [ & ]( auto const& entry ) {
       auto const& [ name, decision ] = entry;
       auto const group = config_.group( name );
-      // A group that is up again keeps its ports shut for a while, but shuts no others.
       return decision.policy.allowDefaultRoute && decision.sawDown() && !decision.isLeftAlone() &&
              group && group->intfsToDisable( port ) && shuts( *group, port );
    } );
@@ -58,8 +57,9 @@ GroupDecisions::isLeftAlone( Kelnet::IntfId port ) const {
    return std::ranges::all_of( groups_, [ & ]( auto const& entry ) {
       auto const& [ name, decision ] = entry;
       auto const group = config_.group( name );
-      return decision.isLeftAlone() || !group || !group->intfsToDisable( port ) ||
-             !shuts( *group, port );
+      // A group that is up again keeps its ports shut for a while, but shuts no others.
+      return decision.isLeftAlone() || !decision.sawDown() || !group ||
+             !group->intfsToDisable( port ) || !shuts( *group, port );
    } );
 }
 

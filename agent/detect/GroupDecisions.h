@@ -66,8 +66,8 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // Returns why the group's ports are left as they are, as of the last evaluation.
    GroupWait waitOf( Zet::Name const& group ) const;
 
-   // Returns true if each group that needs the port shut is left alone, as of the last evaluation:
-   // its ports stay shut, but no evidence is there to shut another one.
+   // Returns true if each group that needs the port shut is left alone, or is up again, as of the
+   // last evaluation: what is shut stays so, but there is no evidence to shut more.
    bool isLeftAlone( Kelnet::IntfId port ) const;
    bool isDryRun( Zet::Name const& group ) const;
    // Returns true if a group that shuts the port does so even if it carries the default route.
