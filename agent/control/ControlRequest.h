@@ -1,0 +1,60 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace Ufdd {
+
+// One request to steer ufdd.
+struct ControlRequest {
+   enum class Verb {
+      disable,   // Groups hold no port, until `automatic`.
+      down,      // Groups or ports are shut, whatever the uplinks do, until `automatic`.
+      automatic, // Groups or ports do what the configuration says.
+      clear,     // Ports, or all ports of groups, are open until the groups that hold them are up.
+      reload,    // The configuration is read again.
+      confirm,   // A reload with confirmWithin stays in force.
+   };
+
+   Verb verb = Verb::automatic;
+   std::vector< std::string > targets; // Names of groups or ports; none for `reload`, `confirm`.
+   // In seconds: how long `disable` or `down` hold. Empty for no end.
+   std::optional< double > holdFor;
+   // In seconds: the former configuration comes back unless `confirm` comes before.
+   std::optional< double > confirmWithin;
+   std::string reason;    // In the operator's words.
+   bool isForced = false; // Also shuts a port that carries the default route.
+   bool isDryRun = false; // Only answers what would be done.
+
+   // Who asks, by the credentials of the connection.
+   unsigned int uid = 0;
+   int pid = 0;
+};
+
+// What ufdd has done about a request, or would do.
+struct ControlReply {
+   enum class Kind {
+      done,
+      refused,  // Nothing was changed. The request is not allowed or makes no sense at present.
+      unknown,  // Nothing was changed. There is no group or port of that name.
+      notAdmin, // Nothing was changed. Whoever asks may not steer.
+      failed,   // Nothing was changed. The order can't be kept, so it is not given.
+   };
+
+   Kind kind = Kind::done;
+   std::string text;                  // Why not, with the remedy; or what else is to be known.
+   std::vector< std::string > toShut; // Names of the ports that this shuts.
+   std::vector< std::string > toOpen; // Names of the ports that this opens.
+};
+
+// Carries out requests. Called at the end of a turn, after all detection.
+class Steering {
+ public:
+   virtual ControlReply handle( ControlRequest const& request ) = 0;
+
+ protected:
+   ~Steering() = default;
+};
+
+} // namespace Ufdd
