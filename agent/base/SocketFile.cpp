@@ -36,12 +36,13 @@ fail( int error, std::string const& what ) {
 
 } // namespace
 
-SocketFile::SocketFile( std::string path ) : path_( std::move( path ) ) {
+SocketFile::SocketFile( std::string path, SocketWords words, std::optional< gid_t > group )
+    : path_( std::move( path ) ), words_( std::move( words ) ) {
    unixAddress( path_ );
    makeDirectory();
    lock();
    removeStale();
-   listen();
+   listen( group );
 }
 
 SocketFile::~SocketFile() {
@@ -62,8 +63,8 @@ SocketFile::makeDirectory() const {
    std::string const directory = path_.substr( 0, path_.find_last_of( '/' ) + 1 );
    TightUmask const tight( directoryMode );
    if ( !directory.empty() && mkdir( directory.c_str(), directoryMode ) < 0 && errno != EEXIST )
-      fail( errno, "can't make the directory " + directory +
-                       " of the status socket; make it, or name another socket by --socket" );
+      fail( errno, "can't make the directory " + directory + " of the " + words_.name +
+                       " socket; make it, or name another socket by " + words_.option );
 }
 
 void
@@ -71,15 +72,15 @@ SocketFile::lock() {
    std::string const file = path_ + ".lock";
    lock_ = Descriptor( open( file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600 ) );
    if ( !lock_ )
-      fail( errno, "can't make " + file +
-                       ", which reserves the status socket; make it writable for ufdd, or "
-                       "name another socket by --socket" );
+      fail( errno, "can't make " + file + ", which reserves the " + words_.name +
+                       " socket; make it writable for ufdd, or name another socket by " +
+                       words_.option );
    if ( flock( lock_.fd(), LOCK_EX | LOCK_NB ) == 0 )
       return;
    if ( errno != EWOULDBLOCK )
       fail( errno, "can't lock " + file );
    fail( EADDRINUSE, "another ufdd is running and serves " + path_ +
-                         "; stop it, or give this one a --socket of its own" );
+                         "; stop it, or give this one a " + words_.option + " of its own" );
 }
 
 void
@@ -91,23 +92,31 @@ SocketFile::removeStale() const {
       fail( errno, "can't look at " + path_ );
    }
    if ( !S_ISSOCK( file.st_mode ) )
-      fail( EEXIST, path_ + " is not a socket; remove it, or name another path by --socket" );
+      fail( EEXIST,
+            path_ + " is not a socket; remove it, or name another path by " + words_.option );
    // The lock excludes only other ufdd processes, not a program whose socket was named by mistake.
    if ( unixStreamTo( path_ ) || errno != ECONNREFUSED )
       fail( EADDRINUSE, "another program listens on " + path_ +
-                            "; stop it, or name another socket by --socket" );
+                            "; stop it, or name another socket by " + words_.option );
    if ( unlink( path_.c_str() ) < 0 )
       fail( errno, "can't remove the old socket " + path_ );
 }
 
 void
-SocketFile::listen() {
+SocketFile::listen( std::optional< gid_t > group ) {
    sockaddr_un const address = unixAddress( path_ );
    listener_ = unixStream();
    TightUmask const tight( socketMode );
    if ( bind( listener_.fd(), reinterpret_cast< sockaddr const* >( &address ), sizeof address ) <
-            0 ||
-        ::listen( listener_.fd(), SOMAXCONN ) < 0 ||
+        0 )
+      fail( errno, "can't make " + path_ );
+   if ( group && lchown( path_.c_str(), static_cast< uid_t >( -1 ), *group ) < 0 ) {
+      int const error = errno;
+      unlink( path_.c_str() );
+      fail( error, "can't give " + path_ + " to the group " + std::to_string( *group ) +
+                       "; make the user of ufdd a member of that group" );
+   }
+   if ( ::listen( listener_.fd(), SOMAXCONN ) < 0 ||
         fcntl( listener_.fd(), F_SETFL, O_NONBLOCK ) < 0 || lstat( path_.c_str(), &file_ ) < 0 )
       fail( errno, "can't listen on " + path_ );
 }

@@ -2,20 +2,29 @@
 
 #include "agent/base/Descriptor.h"
 
+#include <optional>
 #include <string>
 #include <sys/stat.h>
+#include <sys/types.h>
 
 namespace Ufdd {
+
+// What a socket is called in messages.
+struct SocketWords {
+   std::string name = "status";     // "the status socket"
+   std::string option = "--socket"; // The option of ufdd that sets its path.
+};
 
 // Listens on a Unix socket at a path. Makes the directory with mode 0750 if there is none, and the
 // socket's file with mode 0660; the destructor removes the file. A lock on the file PATH.lock
 // keeps other processes from taking the path.
 class SocketFile {
  public:
-   // Replaces a socket's file on which nobody listens any more.
-   // Throws: std::system_error, with the path and the remedy, when another process listens there or
-   // when the socket can't be made.
-   explicit SocketFile( std::string path );
+   // Replaces a socket's file on which nobody listens any more. The file belongs to `group`, or
+   // else to the group of this process. Throws: std::system_error, with the path and the remedy,
+   // when another process listens there or when the socket can't be made.
+   explicit SocketFile( std::string path, SocketWords words = {},
+                        std::optional< gid_t > group = std::nullopt );
    ~SocketFile();
    SocketFile( SocketFile const& ) = delete;
    SocketFile& operator=( SocketFile const& ) = delete;
@@ -30,9 +39,10 @@ class SocketFile {
    void makeDirectory() const;
    void lock();
    void removeStale() const;
-   void listen();
+   void listen( std::optional< gid_t > group );
 
    std::string const path_;
+   SocketWords const words_;
    Descriptor lock_;
    Descriptor listener_;
    struct stat file_ {}; // Identifies the socket's file; see isThere().

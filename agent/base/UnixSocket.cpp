@@ -1,7 +1,9 @@
 #include "agent/base/UnixSocket.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
+#include <vector>
 
 namespace Ufdd {
 
@@ -39,9 +41,24 @@ ucred
 peerOf( Descriptor const& stream ) noexcept {
    ucred peer{};
    peer.uid = static_cast< uid_t >( -1 );
+   peer.gid = static_cast< gid_t >( -1 );
    socklen_t size = sizeof peer;
    getsockopt( stream.fd(), SOL_SOCKET, SO_PEERCRED, &peer, &size );
    return peer;
+}
+
+bool
+isPeerInGroup( Descriptor const& stream, gid_t group ) {
+   if ( peerOf( stream ).gid == group )
+      return true;
+   std::vector< gid_t > groups( 64 );
+   for ( bool isLarger = true; isLarger; ) {
+      auto size = static_cast< socklen_t >( groups.size() * sizeof( gid_t ) );
+      int const result = getsockopt( stream.fd(), SOL_SOCKET, SO_PEERGROUPS, groups.data(), &size );
+      isLarger = result < 0 && errno == ERANGE && size > groups.size() * sizeof( gid_t );
+      groups.resize( result < 0 && !isLarger ? 0 : size / sizeof( gid_t ) );
+   }
+   return std::ranges::find( groups, group ) != groups.end();
 }
 
 } // namespace Ufdd

@@ -4,6 +4,7 @@
 
 #include <string>
 #include <sys/socket.h>
+#include <sys/types.h>
 #include <sys/un.h>
 
 namespace Ufdd {
@@ -21,8 +22,13 @@ Descriptor unixStream();
 // Throws: std::system_error, as the two above do.
 Descriptor unixStreamTo( std::string const& path );
 
-// Returns the process, user and group at the other end; the user is -1 if it is unknown.
+// Returns the process, user and group at the other end; user and group are -1 if unknown.
 // Requires: a connected stream socket.
 ucred peerOf( Descriptor const& stream ) noexcept;
+
+// Returns true if the process at the other end is in that group, its supplementary groups included,
+// as of when it connected.
+// Requires: a connected stream socket.
+bool isPeerInGroup( Descriptor const& stream, gid_t group );
 
 } // namespace Ufdd

@@ -1,9 +1,7 @@
 #pragma once
 
-#include "agent/base/Descriptor.h"
 #include "agent/base/Log.h"
-#include "agent/base/SocketFile.h"
-#include "agent/base/Troubles.h"
+#include "agent/base/ServerSocket.h"
 #include "agent/status/StatusClient.h"
 #include "agent/status/StatusCopy.h"
 
@@ -29,14 +27,11 @@ class StatusServer {
    StatusServer( std::string path, StatusRoots roots, Log& log,
                  std::size_t unsentLimit = StatusClient::unsentLimit );
 
-   // Lets clients connect from now on. If that fails, or if the socket's file is removed later,
-   // logs it; endTurn() tries again.
-   // Throws: std::system_error, with the remedy, if this is the first try and another process
-   // serves the path.
-   void listen();
+   // Lets clients connect, as ServerSocket::listen() does.
+   void listen() { socket_.listen(); }
 
    // Readable while handleReady() has something to do.
-   int fd() const { return poll_.fd(); }
+   int fd() const { return socket_.fd(); }
    // Accepts one new client, and reads what the others have sent.
    void handleReady();
    // Call at the end of each turn: sends the changes, and drops clients that do not read.
@@ -47,32 +42,13 @@ class StatusServer {
    std::vector< std::unique_ptr< StatusClient > > const& clients() const { return clients_; }
 
  private:
-   // In seconds, before clients are accepted again.
-   static constexpr double acceptPause = 1;
-   // In seconds, between tries to listen, and between checks that the socket's file exists.
-   static constexpr double listenPause = 3;
-
    void accept();
-   void refuse( bool isRoot );
-   void pauseAccepting( int error );
-   void lookAfterSocket();
-   void watch( int operation, int fd, std::uint32_t events, StatusClient* client ) const;
 
-   std::string const path_;
    StatusRoots const roots_;
-   Log& log_;
    std::size_t const unsentLimit_;
-   std::optional< SocketFile > socket_; // Empty while clients can't connect.
-   Descriptor poll_;
+   ServerSocket socket_;
    std::optional< StatusCopy > copy_; // The clients' source; empty while there are no clients.
    std::vector< std::unique_ptr< StatusClient > > clients_;
-   Troubles troubles_; // With clients.
-   // The first refusal is logged, then none until a client has gone.
-   bool refusalIsTold_ = false;
-   // By Zet::now(). Set while no client is accepted: there is no socket, or no free descriptor.
-   std::optional< double > listenAgainAt_;
-   std::string listenError_; // As last logged; empty while clients can connect.
-   double lookAt_ = 0;       // When to check the socket's file, by Zet::now().
 };
 
 } // namespace Ufdd
