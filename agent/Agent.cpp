@@ -136,6 +136,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    auto const [ added, changed, removed ] = detector_.configure( config.groups );
    groupLog_.endConfiguring();
    detector_.decisions().evaluate();
+   detector_.decisions().moveThresholds();
    // Otherwise act() queries again.
    if ( source_.recover() )
       detector_.decisions().confirmOpenings();
@@ -246,6 +247,7 @@ Agent::reportTroubles() {
 void
 Agent::act() {
    actOnPorts();
+   detector_.decisions().moveThresholds();
    auto const results = portControl_.takeResults();
    double const actedAt = results.empty() ? 0 : Zet::now();
    groupLog_.tellTransitions();
@@ -296,6 +298,7 @@ Agent::awaitsRoutes() {
 
 void
 Agent::open() {
+   detector_.decisions().moveThresholds();
    query( detector_.decisions().uplinksToQuery() );
    if ( !source_.recover() ) {
       readAgainAt_ = Zet::now() + readAgainSeconds;

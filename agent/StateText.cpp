@@ -44,7 +44,7 @@ groupText( GroupState const& group, GroupStatus const& known, Moment const& now 
    if ( since > 0 )
       line += " since " + localTime( now.wallAt( since ) );
    line += ", " + std::to_string( group.upLinks() ) + '/' + std::to_string( group.allLinks() ) +
-           " up, needs " + std::to_string( group.neededLinks() );
+           " up, needs " + neededText( group.minLinks(), group.neededLinks() );
    if ( group.mode() != GroupMode::acting )
       line += ", " + word( group.mode() );
    if ( group.wait() != WaitReason::nothing )

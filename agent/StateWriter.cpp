@@ -248,7 +248,10 @@ StateWriter::writeGroup( Zet::Name const& name ) {
    group->modeIs( modeOf( decisions.isDryRun( name ), wait.cause ) );
    group->upLinksIs( detector_.upOf( *config ) );
    group->allLinksIs( static_cast< unsigned int >( config->intfsToMonitorMembers().count() ) );
-   group->neededLinksIs( config->minLinks() );
+   auto const [ stay, recover, needed ] = decisions.thresholdsOf( name );
+   group->minLinksIs( stay );
+   group->recoverLinksIs( recover );
+   group->neededLinksIs( needed );
    group->waitIs( reasonOf( wait.cause ) );
    group->waitTimeIs( wait.until == GroupWait::noEnd ? 0 : wait.until );
    auto const [ downDelay, recoveryDelay ] = decisions.delaysOf( name );

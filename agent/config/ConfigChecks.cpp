@@ -247,18 +247,34 @@ void
 checkCounts( GroupSettings const& group, Findings& findings ) {
    std::size_t const monitored = group.monitorPlaces.size();
    unsigned int const minLinks = group.config->minLinks();
+   unsigned int const recoverLinks = group.policy.recoverLinks;
    std::string const subject = "group " + quoted( group.name() );
+   std::string const monitors = " monitors " + std::to_string( monitored ) +
+                                ( monitored == 1 ? " interface" : " interfaces" );
    if ( monitored == 0 )
       findings.error( group.place,
                       subject + " monitors no interface; list its uplinks in monitor" );
    else if ( monitored < minLinks )
-      findings.error( group.place, subject + " monitors " + std::to_string( monitored ) +
-                                       ( monitored == 1 ? " interface" : " interfaces" ) +
-                                       ", fewer than its min_links, " + std::to_string( minLinks ) +
+      findings.error( group.place, subject + monitors + ", fewer than its min_links, " +
+                                       std::to_string( minLinks ) +
                                        ", so that its ports would always be shut; list more "
                                        "uplinks or lower min_links" );
+   else if ( monitored < recoverLinks )
+      findings.error( group.place, subject + monitors + ", fewer than its recover_links, " +
+                                       std::to_string( recoverLinks ) +
+                                       ", so that its ports would never be opened again; list "
+                                       "more uplinks or lower recover_links" );
+   else if ( recoverLinks != 0 && recoverLinks < minLinks )
+      findings.error( group.place,
+                      subject + " needs " + std::to_string( minLinks ) +
+                          " uplinks to stay up, but only " + std::to_string( recoverLinks ) +
+                          " to come up again; recover_links or recover_percent must be at least "
+                          "min_links or min_percent" );
    else if ( minLinks == 0 )
       findings.note( group.place, subject + " has a min_links of 0: its ports are never shut" );
+   if ( minLinks == 0 && recoverLinks != 0 )
+      findings.warning( group.place, subject + " has a min_links of 0, so that it never goes down: "
+                                               "recover_links has no effect" );
    if ( group.disablePlaces.empty() )
       findings.warning( group.place, subject + " disables no port: only its status is reported" );
 }

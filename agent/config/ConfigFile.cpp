@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <map>
 #include <optional>
 #include <set>
@@ -60,6 +61,8 @@ class Reader {
                     std::uint32_t min, std::uint32_t max, std::uint32_t& number );
    void readSeconds( toml::table const& table, std::string_view key, double& seconds );
    void readFlag( toml::table const& table, std::string_view key, bool& flag );
+   // Reads how many uplinks a group needs that has those in `monitor`.
+   void readThresholds( toml::table const& table, GroupSettings& group );
    void readReleaseWhen( toml::table const& table, GroupPolicy& policy );
    void readGroup( toml::table const& table );
    // Returns an empty name, with an error, if the group has no name or one that can't be used.
@@ -187,6 +190,27 @@ Reader::readFlag( toml::table const& table, std::string_view key, bool& flag ) {
 }
 
 void
+Reader::readThresholds( toml::table const& table, GroupSettings& group ) {
+   std::size_t const monitored = group.monitorPlaces.size();
+   auto const read = [ & ]( std::string_view links, std::string_view percent ) {
+      std::uint32_t number = 0;
+      // The library's attributes are read already.
+      if ( !attributes_.reads( links ) )
+         readNumber( table, links, "", 1, std::numeric_limits< std::uint32_t >::max(), number );
+      std::uint32_t share = 0;
+      readNumber( table, percent, "", 1, 100, share );
+      if ( share != 0 && table.contains( links ) )
+         findings_.error( placeOf( *table.get( percent ) ),
+                          quoted( percent ) + " is given in place of " + quoted( links ) +
+                              ", which is here as well; write only one of them" );
+      return share == 0 ? number : static_cast< std::uint32_t >( ( share * monitored + 99 ) / 100 );
+   };
+   if ( std::uint32_t const links = read( "min_links", "min_percent" ); links != 0 )
+      group.config->minLinksIs( links );
+   group.policy.recoverLinks = read( "recover_links", "recover_percent" );
+}
+
+void
 Reader::readReleaseWhen( toml::table const& table, GroupPolicy& policy ) {
    toml::node const* const node = table.get( "release_when" );
    if ( !node )
@@ -217,8 +241,9 @@ Reader::readGroup( toml::table const& table ) {
    std::size_t const errorsBefore = findings_.errorCount();
    std::vector< std::string > keys = attributes_.keys();
    keys.insert( keys.begin(), "name" );
-   keys.insert( keys.end(), { "recovery_delay", "recovery_delay_max", "down_delay", "dry_run",
-                              "allow_default_route", "release_when", "release_timeout" } );
+   keys.insert( keys.end(), { "min_percent", "recover_links", "recover_percent", "recovery_delay",
+                              "recovery_delay_max", "down_delay", "dry_run", "allow_default_route",
+                              "release_when", "release_timeout" } );
    checkKeys( table, keys, "a group",
               [ this ]( std::string_view key ) { return attributes_.reads( key ); } );
    GroupSettings group( readName( table ) );
@@ -234,6 +259,7 @@ Reader::readGroup( toml::table const& table ) {
    auto places = attributes_.read( table, *group.config, "this group" );
    group.monitorPlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToMonitor >().id ];
    group.disablePlaces = places[ Notify::rowOf< GroupConfig, &GroupConfig::intfsToDisable >().id ];
+   readThresholds( table, group );
    // After an error, lists may lack names.
    if ( findings_.errorCount() == errorsBefore )
       checkCounts( group, findings_ );

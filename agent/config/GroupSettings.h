@@ -36,6 +36,9 @@ struct GroupPolicy {
    // Opens ports only while all of these routes exist, or after releaseTimeout more seconds.
    std::vector< RouteCondition > releaseWhen = {};
    double releaseTimeout = 60;
+   // How many uplinks must be up for the group to be up again once it was down. Below minLinks, it
+   // is as many as that.
+   unsigned int recoverLinks = 0;
 
    bool operator==( GroupPolicy const& ) const = default;
 };

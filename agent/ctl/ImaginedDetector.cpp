@@ -2,6 +2,8 @@
 
 #include "agent/reflected/Configuration.h"
 
+#include <algorithm>
+
 namespace Ufdd {
 
 using Interface::OperStatus;
@@ -12,20 +14,38 @@ void
 ImaginedDetector::add( GroupConfig const& group, Manner const& manner ) {
    copyConfiguration( group, *config_->groupIs( group.name() ), CopyOrder::addFirst );
    manners_[ group.name() ] = manner;
+   setNeeded( group, manner );
+}
+
+void
+ImaginedDetector::setNeeded( GroupConfig const& group, Manner const& manner ) {
+   config_->groupIs( group.name() )
+       ->minLinksIs( manner.mustRecover ? manner.recoverLinks : manner.minLinks );
 }
 
 void
 ImaginedDetector::configure( View const& view ) {
    for ( View::Group const& group : view.groups )
-      add( *group.config,
-           { group.state->mode(), group.state->downDelay(), group.state->recoveryDelay() } );
+      add( *group.config, { .mode = group.state->mode(),
+                            .downDelay = group.state->downDelay(),
+                            .recoveryDelay = group.state->recoveryDelay(),
+                            .minLinks = group.state->minLinks(),
+                            .recoverLinks = group.state->recoverLinks(),
+                            .mustRecover = group.state->neededLinks() > group.state->minLinks() } );
 }
 
 void
-ImaginedDetector::configure( ConfigFile const& file ) {
-   for ( GroupSettings const& group : file.groups )
-      add( *group.config, { group.policy.dryRun ? GroupMode::dryRun : GroupMode::acting,
-                            group.policy.downDelay, group.policy.recoveryDelay } );
+ImaginedDetector::configure( ConfigFile const& file, View const& view ) {
+   for ( GroupSettings const& group : file.groups ) {
+      auto const now = view.agent->group( group.config->name() );
+      add( *group.config,
+           { .mode = group.policy.dryRun ? GroupMode::dryRun : GroupMode::acting,
+             .downDelay = group.policy.downDelay,
+             .recoveryDelay = group.policy.recoveryDelay,
+             .minLinks = group.config->minLinks(),
+             .recoverLinks = std::max( group.config->minLinks(), group.policy.recoverLinks ),
+             .mustRecover = now && now->isDown() } );
+   }
 }
 
 void
@@ -43,6 +63,11 @@ ImaginedDetector::decide() {
    config_->groupMembers().forEach(
        [ & ]( GroupConfig const& group ) { decisions_.decideAgain( group.name() ); } );
    decisions_.takeChanges();
+   config_->groupMembers().forEach( [ & ]( GroupConfig const& group ) {
+      Manner& manner = manners_.at( group.name() );
+      manner.mustRecover = status( group.name() ) == GroupLinkStatus::down;
+      setNeeded( group, manner );
+   } );
 }
 
 bool
@@ -63,6 +88,16 @@ ImaginedDetector::upLinks( GroupConfig const& group ) const {
    group.intfsToMonitorMembers().forEach(
        [ & ]( auto const& uplink ) { up += isUp( uplink.zetKey() ); } );
    return up;
+}
+
+Zet::Ptr< GroupState >
+ImaginedDetector::newState( GroupConfig const& group ) const {
+   auto const state = Zet::make< GroupState >( group.name() );
+   state->upLinksIs( upLinks( group ) );
+   state->allLinksIs( static_cast< unsigned int >( group.intfsToMonitorMembers().count() ) );
+   state->minLinksIs( manner( group.name() ).minLinks );
+   state->neededLinksIs( group.minLinks() );
+   return state;
 }
 
 bool

@@ -25,17 +25,22 @@ class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Po
       GroupMode mode = GroupMode::acting;
       double downDelay = 0;     // In seconds.
       double recoveryDelay = 0; // In seconds.
+      unsigned int minLinks = 1;
+      unsigned int recoverLinks = 1;
+      bool mustRecover = false; // It needs recoverLinks to be up.
    };
 
-   // Adds the groups of the view, or of the file.
+   // Adds the groups of the view.
    void configure( View const& view );
-   void configure( ConfigFile const& file );
+   // Adds the groups of the file. Those that the view shows as down are so.
+   void configure( ConfigFile const& file, View const& view );
    // A link that is not set is absent.
    void setLink( Kelnet::IntfId link, bool isUp );
    void setUnproven( Kelnet::IntfId link ) { unproven_.insert( link ); }
    // Evaluates the groups by the links that have been set, and follows changes from then on.
    void start();
-   // Decides about all ports.
+   // Decides about all ports, as if all delays had passed. A group that is down needs its
+   // recover_links from then on.
    void decide();
 
    UplinkFailureDetection::Config const& config() const { return *config_; }
@@ -47,6 +52,8 @@ class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Po
    Manner const& manner( Zet::Name const& group ) const { return manners_.at( group ); }
    UplinkFailureDetection::GroupLinkStatus status( Zet::Name const& group ) const;
    unsigned int upLinks( UplinkFailureDetection::GroupConfig const& group ) const;
+   // Returns what would be told of the group's uplinks.
+   Zet::Ptr< GroupState > newState( UplinkFailureDetection::GroupConfig const& group ) const;
    // Returns true if the group wants its ports shut, whether it acts or not.
    bool wantsShut( UplinkFailureDetection::GroupConfig const& group ) const;
    // Returns what keeps the group from shutting its ports; empty if nothing does.
@@ -54,6 +61,7 @@ class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Po
 
  private:
    void add( UplinkFailureDetection::GroupConfig const& group, Manner const& manner );
+   void setNeeded( UplinkFailureDetection::GroupConfig const& group, Manner const& manner );
    bool shuts( UplinkFailureDetection::GroupConfig const& group, Kelnet::IntfId ) const override;
 
    Zet::Ptr< UplinkFailureDetection::Config > const config_ =

@@ -73,7 +73,6 @@ json( View::Group const& group, Moment const& now ) {
    Json object = scalarsOf( *group.state, "group", now );
    object[ "linkStatus" ] = stringValue( group.status->groupLinkStatus() ).c_str();
    object[ "timesDisabled" ] = group.status->numTimesDisabled();
-   object[ "minLinks" ] = group.config->minLinks();
    object[ "uplinks" ] = namesOf( group.uplinks );
    object[ "ports" ] = namesOf( group.ports );
    return object;

@@ -90,7 +90,7 @@ WhatIf::WhatIf( View const& view, Question const& question ) : view_( view ) {
    if ( question.file.empty() )
       detector.configure( view );
    else
-      detector.configure( readValid( question.file ) );
+      detector.configure( readValid( question.file ), view );
    for ( std::string const& name :
          readConfig( question.file.empty() ? inForce : question.file ).protect )
       protected_.insert( name );
@@ -207,22 +207,21 @@ WhatIf::collectGroups( ImaginedDetector const& detector ) {
       if ( !detector.config().group( group.config->name() ) )
          groups_.push_back( { .name = std::string( group.name() ),
                               .now = group.status->groupLinkStatus(),
-                              .then = {} } );
+                              .then = {},
+                              .state = Zet::make< GroupState >( group.config->name() ) } );
    }
    detector.config().groupMembers().forEach( [ & ]( GroupConfig const& config ) {
       Group group{ .name = std::string( config.name().view() ),
                    .now = {},
                    .then = detector.status( config.name() ),
-                   .upLinks = detector.upLinks( config ),
-                   .allLinks =
-                       static_cast< unsigned int >( config.intfsToMonitorMembers().count() ),
-                   .neededLinks = config.minLinks() };
+                   .state = detector.newState( config ) };
       auto const at =
           std::ranges::find( view_.groups, std::string_view( group.name ), &View::Group::name );
       if ( at != view_.groups.end() )
          group.now = at->status->groupLinkStatus();
-      bool const isSame = group.now == group.then && at->state->upLinks() == group.upLinks &&
-                          at->state->neededLinks() == group.neededLinks;
+      bool const isSame = group.now == group.then &&
+                          at->state->upLinks() == group.state->upLinks() &&
+                          at->state->neededLinks() == group.state->neededLinks();
       if ( isSame )
          ++sameGroups_;
       else
@@ -288,12 +287,10 @@ WhatIf::text( Colours colours ) const {
    else {
       std::vector< Line > rows{ { "GROUP", "NOW", "THEN", "UPLINKS" } };
       for ( Group const& group : groups_ )
-         rows.push_back(
-             { group.name,
-               word( group.now ),
-               word( group.then ),
-               { group.then ? countText( group.upLinks, group.allLinks, group.neededLinks )
-                            : "" } } );
+         rows.push_back( { group.name,
+                           word( group.now ),
+                           word( group.then ),
+                           { group.then ? countText( *group.state ) : "" } } );
       screen.table( rows );
       if ( sameGroups_ > 0 )
          screen.line( { { "Groups that stay as they are: " + std::to_string( sameGroups_ ) } } );
@@ -328,9 +325,9 @@ WhatIf::json() const {
       groups.push_back( { { "group", group.name },
                           { "before", group.now ? Json( word( group.now ).text ) : Json() },
                           { "linkStatus", group.then ? Json( word( group.then ).text ) : Json() },
-                          { "upLinks", group.upLinks },
-                          { "allLinks", group.allLinks },
-                          { "neededLinks", group.neededLinks } } );
+                          { "upLinks", group.state->upLinks() },
+                          { "allLinks", group.state->allLinks() },
+                          { "neededLinks", group.state->neededLinks() } } );
    Json& ports = object[ "ports" ] = Json::array();
    for ( Port const& port : ports_ )
       ports.push_back( { { "port", port.name },

@@ -38,9 +38,8 @@ class WhatIf {
       std::string name;
       std::optional< LinkStatus > now;  // Empty for a group that is new.
       std::optional< LinkStatus > then; // Empty for a group that would be removed.
-      unsigned int upLinks = 0;
-      unsigned int allLinks = 0;
-      unsigned int neededLinks = 0;
+      // The numbers of its uplinks then.
+      Zet::Ptr< GroupState > state;
    };
    enum class Act { none, shut, open };
    struct Port {

@@ -150,14 +150,9 @@ statusWord( View::Group const& group ) {
 }
 
 std::string
-countText( unsigned int up, unsigned int all, unsigned int needed ) {
-   return std::to_string( up ) + '/' + std::to_string( all ) + " up, needs " +
-          std::to_string( needed );
-}
-
-std::string
 countText( GroupState const& group ) {
-   return countText( group.upLinks(), group.allLinks(), group.neededLinks() );
+   return std::to_string( group.upLinks() ) + '/' + std::to_string( group.allLinks() ) +
+          " up, needs " + neededText( group.minLinks(), group.neededLinks() );
 }
 
 std::string

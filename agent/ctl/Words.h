@@ -33,8 +33,7 @@ std::string meansText( PortMeans means );
 Span wordOf( UplinkFailureDetection::GroupLinkStatus status );
 // "DOWN", "UP", "UNKNOWN"; not green if the group is up but does not act as usual.
 Span statusWord( View::Group const& group );
-// "0/2 up, needs 1"
-std::string countText( unsigned int up, unsigned int all, unsigned int needed );
+// "0/2 up, needs 1"; "2/4 up, needs 2, 3 until recovered"
 std::string countText( GroupState const& group );
 // What its mode means; empty for a group that acts.
 std::string modeText( GroupState const& group, Moment const& now );

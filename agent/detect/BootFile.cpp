@@ -36,6 +36,8 @@ BootFile::recall() {
          record->interfaces.insert( name );
       else if ( record && key == "up" )
          record->groups.insert( name );
+      else if ( record && key == "fallen" )
+         record->fallen.insert( name );
    return record;
 }
 
@@ -48,6 +50,8 @@ BootFile::remember( BootRecord const& record ) {
       appendLine( text, "existed ", name );
    for ( std::string const& name : record.groups )
       appendLine( text, "up ", name );
+   for ( std::string const& name : record.fallen )
+      appendLine( text, "fallen ", name );
    return file_.replace( text );
 }
 

@@ -29,7 +29,7 @@ BootHistory::recall() {
    std::optional< BootRecord > recalled = store_.recall();
    // Written again in any case, so that checkRecord() notices a loss.
    isNew_ = true;
-   record_ = std::move( recalled ).value_or( BootRecord{ Zet::now(), {}, {} } );
+   record_ = std::move( recalled ).value_or( BootRecord{ Zet::now(), {}, {}, {} } );
 }
 
 void
@@ -41,6 +41,24 @@ BootHistory::handleExists( Kelnet::IntfId interface ) {
 void
 BootHistory::handleUp( Zet::Name const& group ) {
    isNew_ |= record_.groups.emplace( group.view() ).second;
+}
+
+void
+BootHistory::hasFallenIs( Zet::Name const& group, bool hasFallen ) {
+   if ( hasFallen == this->hasFallen( group ) )
+      return;
+   isNew_ = true;
+   if ( hasFallen )
+      record_.fallen.emplace( group.view() );
+   else
+      record_.fallen.erase( record_.fallen.find( group.view() ) );
+}
+
+void
+BootHistory::keepFallen( std::set< Zet::Name > const& groups ) {
+   isNew_ |= std::erase_if( record_.fallen, [ & ]( std::string const& name ) {
+                return !groups.contains( Zet::Name( name ) );
+             } ) > 0;
 }
 
 std::string

@@ -6,11 +6,13 @@
 #include "platform/zet/String8.h"
 
 #include <limits>
+#include <set>
 #include <string>
 
 namespace Ufdd {
 
-// Knows which interfaces have existed and which groups were up since the machine booted. Follows
+// Knows which interfaces have existed and which groups were up since the machine booted, and which
+// groups need their recover_links to come up again. Follows
 // the directory of interfaces, and remembers what it learns for the next ufdd.
 class BootHistory {
  public:
@@ -32,6 +34,13 @@ class BootHistory {
    }
    bool wasUp( Zet::Name const& group ) const { return record_.groups.contains( group.view() ); }
    void handleUp( Zet::Name const& group );
+   // Returns true if the group is down until its recover_links are up.
+   bool hasFallen( Zet::Name const& group ) const {
+      return record_.fallen.contains( group.view() );
+   }
+   void hasFallenIs( Zet::Name const& group, bool hasFallen );
+   // Takes all other groups for groups that have not fallen.
+   void keepFallen( std::set< Zet::Name > const& groups );
 
    // Writes what is new, if anything is. Retries once a second after a failure, if it is called at
    // nextTime(). Returns the trouble when a failure begins, else an empty text.

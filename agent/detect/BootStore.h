@@ -11,6 +11,8 @@ struct BootRecord {
    double firstStart = 0; // When the first ufdd started, by Zet::now(), a clock of the machine.
    std::set< std::string, std::less<> > interfaces; // The names of those that have existed.
    std::set< std::string, std::less<> > groups;     // The names of those that were up.
+   // The names of groups that are down until their recover_links are up.
+   std::set< std::string, std::less<> > fallen;
 };
 
 // Keeps the record beyond the end of the process, however it ends, until the machine boots again.

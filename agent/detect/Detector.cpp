@@ -31,6 +31,7 @@ Detector::configure( std::vector< GroupSettings > const& groups ) {
          ++difference.removed;
          config->groupDel( group->name() );
       }
+   history_.keepFallen( wanted );
    for ( GroupSettings const& settings : groups )
       configure( settings, difference );
    return difference;
@@ -40,15 +41,18 @@ void
 Detector::configure( GroupSettings const& settings, Difference& difference ) {
    Zet::Name const name = settings.config->name();
    bool const isNew = !config->group( name );
-   bool const hasNewPolicy = decisions_.policyIs( name, settings.policy );
-   GroupConfig const& wanted = *settings.config;
+   bool const hasNewPolicy =
+       decisions_.policyIs( name, settings.policy, settings.config->minLinks() );
+   Zet::Ptr< GroupConfig > const wanted = GroupConfig::GroupConfigIs( name );
+   copyConfiguration( *settings.config, *wanted, CopyOrder::addFirst );
+   wanted->minLinksIs( decisions_.thresholdsOf( name ).now );
    Zet::Ptr< GroupConfig > const group = config->groupIs( name );
    if ( isNew )
       ++difference.added;
-   else if ( hasNewPolicy || !isConfiguredAlike( wanted, *group ) )
+   else if ( hasNewPolicy || !isConfiguredAlike( *wanted, *group ) )
       ++difference.changed;
    // This order keeps a group that stays up or down from passing through the other state.
-   copyConfiguration( wanted, *group,
+   copyConfiguration( *wanted, *group,
                       isDown( name ) ? CopyOrder::removeFirst : CopyOrder::addFirst );
 }
 

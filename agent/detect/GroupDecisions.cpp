@@ -20,13 +20,18 @@ GroupDecisions::GroupDecisions( Zet::Ptr< Config > const& config, Zet::Ptr< Stat
       portDecisions_( config, *this, directory ), transitions_( status, *this ) {}
 
 bool
-GroupDecisions::policyIs( Zet::Name const& group, GroupPolicy const& policy ) {
+GroupDecisions::policyIs( Zet::Name const& group, GroupPolicy const& policy,
+                          unsigned int minLinks ) {
    auto const at = groups_.try_emplace( group ).first;
    review( at );
-   at->second.recoveryDelay.configure( policy.recoveryDelay, policy.recoveryDelayMax );
-   if ( at->second.policy == policy )
+   Decision& decision = at->second;
+   decision.recoveryDelay.configure( policy.recoveryDelay, policy.recoveryDelayMax );
+   if ( decision.policy == policy && decision.minLinks == minLinks )
       return false;
-   at->second.policy = policy;
+   decision.policy = policy;
+   decision.minLinks = minLinks;
+   decision.mustRecover |= history_.hasFallen( group );
+   history_.hasFallenIs( group, decision.mustRecover && decision.hasHysteresis() );
    portDecisions_.decideAgain( group );
    return true;
 }
@@ -89,6 +94,16 @@ GroupDecisions::delaysOf( Zet::Name const& group ) const {
    return { at->second.policy.downDelay, at->second.recoveryDelay.seconds() };
 }
 
+GroupDecisions::Thresholds
+GroupDecisions::thresholdsOf( Zet::Name const& group ) const {
+   auto const at = groups_.find( group );
+   if ( at == groups_.end() )
+      return {};
+   Decision const& decision = at->second;
+   return { decision.minLinks, decision.recoverLinks(),
+            decision.mustRecover ? decision.recoverLinks() : decision.minLinks };
+}
+
 void
 GroupDecisions::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
    Decision& decision = groups_[ group ];
@@ -131,6 +146,8 @@ GroupDecisions::handleGroupGone( Zet::Name const& group ) {
    downGroups_ -= at->second.sawDown();
    std::erase( inReview_, at );
    std::erase( fallen_, at );
+   std::erase( toMove_, at );
+   history_.hasFallenIs( group, false );
    groups_.erase( at );
    portDecisions_.decideAgain( group );
 }
@@ -182,12 +199,14 @@ GroupDecisions::evaluate( Groups::iterator group, double now, bool confirmsOpeni
       decision.since = now;
    if ( !decision.disagrees() ) {
       settle( group, wasTold );
+      noteThreshold( group );
       return isDone;
    }
    if ( now >= decision.due() && !decision.sawDown() && awaitsRoutes( name, decision, now ) )
       return false;
    if ( now >= decision.due() && ( decision.sawDown() || isConfirmed ) ) {
       reverse( group, now );
+      noteThreshold( group );
       return isDone;
    }
    decision.wait = { decision.sawDown() ? GroupWait::Cause::downDelay
@@ -366,6 +385,26 @@ GroupDecisions::reverse( Groups::iterator group, double now ) {
                                       " now:" + portsText( name, decision ) } );
    decision.only.reset();
    portDecisions_.decideAgain( name );
+}
+
+void
+GroupDecisions::noteThreshold( Groups::iterator group ) {
+   Decision& decision = group->second;
+   if ( decision.seen == LinkStatus::unknown || decision.mustRecover == decision.isDown )
+      return;
+   decision.mustRecover = decision.isDown;
+   if ( decision.hasHysteresis() )
+      toMove_.push_back( group );
+}
+
+void
+GroupDecisions::moveThresholds() {
+   for ( Groups::iterator const group : toMove_ ) {
+      history_.hasFallenIs( group->first, group->second.mustRecover );
+      if ( auto const config = config_.group( group->first ) )
+         config->minLinksIs( thresholdsOf( group->first ).now );
+   }
+   toMove_.clear();
 }
 
 std::vector< Kelnet::IntfId >

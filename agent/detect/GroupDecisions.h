@@ -13,6 +13,7 @@
 #include "platform/interface/EthIntfStatusDir.h"
 #include "platform/kelnet/IntfId.h"
 
+#include <algorithm>
 #include <map>
 #include <optional>
 #include <string>
@@ -30,6 +31,9 @@ namespace Ufdd {
 // evaluate() decides groups to be down, but none to be up: the news that an uplink is down again
 // may be held back. The host queries uplinksToQuery() first. Then confirmOpenings() decides.
 //
+// A group that was decided to be down is seen up only with its recover_links: moveThresholds() has
+// the library count so. What a delay hides changes nothing of this.
+//
 // A group is left alone, so that its ports stay as they are, while it is seen down without evidence
 // that it has failed: it would be up if its unproven uplinks were, which have not existed since the
 // machine booted; or startup_hold has not passed since the first ufdd of this boot started, and the
@@ -45,8 +49,9 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    void readinessIs( RouteReadiness const& readiness ) { readiness_ = &readiness; }
    // In seconds. Has no effect on groups that are evaluated already.
    void startupHoldIs( double seconds ) { startupHold_ = seconds; }
-   // Returns true if the group had another policy.
-   bool policyIs( Zet::Name const& group, GroupPolicy const& policy );
+   // Returns true if the group had another policy or another number. `minLinks` is the number of
+   // uplinks that must be up for the group to stay up.
+   bool policyIs( Zet::Name const& group, GroupPolicy const& policy, unsigned int minLinks );
    // Takes the group for down, and these of its ports for shut, until it is seen down or was seen
    // up for its recovery_delay.
    // Requires: no status of the group is known yet.
@@ -60,6 +65,10 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    std::vector< Kelnet::IntfId > uplinksToQuery() const;
    // Decides the groups to be up that were so at the last evaluate() and still are.
    void confirmOpenings();
+   // Sets minLinks in the configuration of each group that was decided to be down, or up, since the
+   // last call: to recoverLinks, or back. No group's status changes by this. Call after the acts
+   // and before the next message, so that nothing is decided by a wrong number.
+   void moveThresholds();
    // When evaluate() has more to do, if no group changes before; GroupWait::noEnd for never. Does
    // not count groups that wait for confirmOpenings().
    double nextTime() const;
@@ -84,6 +93,14 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
       double recovery = 0; // In seconds.
    };
    Delays delaysOf( Zet::Name const& group ) const;
+   // How many uplinks must be up.
+   struct Thresholds {
+      unsigned int stay = 0;    // For the group to stay up.
+      unsigned int recover = 0; // For the group to be up again, at least `stay`.
+      // For the group to be up as it is now.
+      unsigned int now = 0;
+   };
+   Thresholds thresholdsOf( Zet::Name const& group ) const;
    // Calls visit( name ) for each group that evaluate() will look at.
    template < class Visit > void forEachInReview( Visit visit ) const {
       for ( Groups::iterator const group : inReview_ )
@@ -117,6 +134,9 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
 
    struct Decision {
       GroupPolicy policy;
+      unsigned int minLinks = 0; // As configured.
+      // It was decided to be down, and not to be up since: it needs recoverLinks to be up.
+      bool mustRecover = false;
       RecoveryDelay recoveryDelay;
       LinkStatus seen = LinkStatus::unknown;
       double since = 0;    // When it was first seen so.
@@ -143,6 +163,8 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
          return wait.cause == GroupWait::Cause::unproven ||
                 wait.cause == GroupWait::Cause::startupHold;
       }
+      unsigned int recoverLinks() const { return std::max( minLinks, policy.recoverLinks ); }
+      bool hasHysteresis() const { return recoverLinks() > minLinks; }
       double delay() const { return sawDown() ? policy.downDelay : recoveryDelay.seconds(); }
       double due() const { return since + delay(); }
    };
@@ -175,10 +197,12 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    void settle( Groups::iterator group, bool wasTold );
    void tellDelay( Zet::Name const& name, Decision& decision, double now, bool wasTold );
    void reverse( Groups::iterator group, double now );
+   // Call when the decision agrees with what is seen.
+   void noteThreshold( Groups::iterator group );
    // " d1 d2": the ports that the decision applies to.
    std::string portsText( Zet::Name const& name, Decision const& decision ) const;
 
-   UplinkFailureDetection::Config const& config_;
+   UplinkFailureDetection::Config& config_;
    RouteReadiness const* readiness_ = nullptr;
    Interface::EthIntfStatusDir const& directory_;
    BootHistory& history_;
@@ -186,6 +210,7 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    Groups groups_;
    std::vector< Groups::iterator > inReview_; // Their decision may disagree with what is seen.
    std::vector< Groups::iterator > fallen_;   // Decided to be down since the last takeRemarks().
+   std::vector< Groups::iterator > toMove_;   // For moveThresholds().
    std::vector< Remark > remarks_;
    bool hasOpenings_ = false;
    unsigned int downGroups_ = 0;

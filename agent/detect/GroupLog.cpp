@@ -91,7 +91,8 @@ GroupLog::tellUplinks( std::vector< LinkCause > const& changes ) {
              return group->intfsToMonitor( change.link );
           } );
       log_.event( { .groups = { group->name().view() } },
-                  "group " + std::string( group->name().view() ) + ": " + countText( *group, up ) +
+                  "group " + std::string( group->name().view() ) + ": " +
+                      countText( detector_, *group, up ) +
                       ( last == changes.rend() ? "" : ": uplink " + last->text() ) );
    }
 }
@@ -110,7 +111,7 @@ GroupLog::print( Transition const& transition ) {
                "group " + std::string( name.view() ) + ": " +
                    std::string( stringValue( before ).view() ) + " -> " +
                    std::string( stringValue( now ).view() ) + ", " +
-                   ( group ? countText( *group, up ) : "" ) + ": " + reason );
+                   ( group ? countText( detector_, *group, up ) : "" ) + ": " + reason );
    told_.push_back( { name, before, now, reason } );
 }
 

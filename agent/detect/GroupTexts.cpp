@@ -28,14 +28,16 @@ std::string
 groupText( Detector const& detector, GroupConfig const& group, GroupLinkStatus linkStatus ) {
    return "group " + std::string( group.name().view() ) + " is " +
           std::string( stringValue( linkStatus ).view() ) + ", " +
-          countText( group, detector.upOf( group ) ) +
+          countText( detector, group, detector.upOf( group ) ) +
           ( detector.decisions().isDryRun( group.name() ) ? ", dry_run" : "" );
 }
 
 std::string
-countText( GroupConfig const& group, unsigned int up ) {
+countText( Detector const& detector, GroupConfig const& group, unsigned int up ) {
+   auto const [ stay, recover, now ] = detector.decisions().thresholdsOf( group.name() );
    return std::to_string( up ) + "/" + std::to_string( group.intfsToMonitorMembers().count() ) +
-          " up, min_links " + std::to_string( group.minLinks() );
+          " up, min_links " + std::to_string( stay ) +
+          ( recover > stay ? ", recover_links " + std::to_string( recover ) : "" );
 }
 
 } // namespace Ufdd

@@ -25,7 +25,8 @@ GroupsText groupsText( Detector const& detector, Kelnet::IntfId port,
 std::string groupText( Detector const& detector, UplinkFailureDetection::GroupConfig const& group,
                        UplinkFailureDetection::GroupLinkStatus linkStatus );
 
-// "1/2 up, min_links 1"
-std::string countText( UplinkFailureDetection::GroupConfig const& group, unsigned int up );
+// "1/2 up, min_links 1", and "1/4 up, min_links 2, recover_links 3" for a group that has these.
+std::string countText( Detector const& detector, UplinkFailureDetection::GroupConfig const& group,
+                       unsigned int up );
 
 } // namespace Ufdd

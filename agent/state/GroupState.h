@@ -7,6 +7,8 @@
 #include "platform/zet/HashMap.h"
 #include "platform/zet/ListRaw.h"
 
+#include <string>
+
 namespace Ufdd {
 
 // What ufdd knows of one group, beside its Status and its Config. Those two are replicated as well:
@@ -22,13 +24,21 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
 
    GroupMode mode() const noexcept { return mode_; }
    void modeIs( GroupMode mode ) { attributeIs< &GroupState::mode >( mode_, mode ); }
-   // The number of its uplinks that are up, of all its uplinks, and of those that must be up for
-   // the group to be up as it is now: a group that is down may need more to come up again.
+   // The number of its uplinks that are up, of all its uplinks, and of those that must be up: for
+   // the group to stay up, to be up again once it was down, and to be up as it is now.
    unsigned int upLinks() const noexcept { return upLinks_; }
    void upLinksIs( unsigned int links ) { attributeIs< &GroupState::upLinks >( upLinks_, links ); }
    unsigned int allLinks() const noexcept { return allLinks_; }
    void allLinksIs( unsigned int links ) {
       attributeIs< &GroupState::allLinks >( allLinks_, links );
+   }
+   unsigned int minLinks() const noexcept { return minLinks_; }
+   void minLinksIs( unsigned int links ) {
+      attributeIs< &GroupState::minLinks >( minLinks_, links );
+   }
+   unsigned int recoverLinks() const noexcept { return recoverLinks_; }
+   void recoverLinksIs( unsigned int links ) {
+      attributeIs< &GroupState::recoverLinks >( recoverLinks_, links );
    }
    unsigned int neededLinks() const noexcept { return neededLinks_; }
    void neededLinksIs( unsigned int links ) {
@@ -87,6 +97,8 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    GroupMode mode_ = GroupMode::acting;
    unsigned int upLinks_ = 0;
    unsigned int allLinks_ = 0;
+   unsigned int minLinks_ = 0;
+   unsigned int recoverLinks_ = 0;
    unsigned int neededLinks_ = 0;
    bool isDown_ = false;
    WaitReason wait_ = WaitReason::nothing;
@@ -119,7 +131,18 @@ class GroupState::NotifieeConst
    virtual void onCause() {}
    virtual void onDownTime() {}
    virtual void onUpTime() {}
+   virtual void onMinLinks() {}
+   virtual void onRecoverLinks() {}
 };
+
+// Says how many uplinks a group needs: "2", or "2, 3 until recovered" while it needs more than to
+// stay up.
+inline std::string
+neededText( unsigned int minLinks, unsigned int neededLinks ) {
+   return std::to_string( minLinks ) +
+          ( neededLinks > minLinks ? ", " + std::to_string( neededLinks ) + " until recovered"
+                                   : "" );
+}
 
 } // namespace Ufdd
 
@@ -144,5 +167,7 @@ template <> struct Notify::Description< Ufdd::GroupState > {
       Scalar< &T::cause, &T::causeIs, &N::onCause >{ 268, "cause" },
       Scalar< &T::downTime, &T::downTimeIs, &N::onDownTime >{ 269, "downTime" },
       Scalar< &T::upTime, &T::upTimeIs, &N::onUpTime >{ 270, "upTime" },
+      Scalar< &T::minLinks, &T::minLinksIs, &N::onMinLinks >{ 271, "minLinks" },
+      Scalar< &T::recoverLinks, &T::recoverLinksIs, &N::onRecoverLinks >{ 272, "recoverLinks" },
    };
 };

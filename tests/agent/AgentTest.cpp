@@ -436,6 +436,89 @@ TEST_F( AgentTest, reloadNeitherEndsNorBeginsADelay ) {
        << lines;
 }
 
+TEST_F( AgentTest, fallenGroupIsUpAgainOnlyWithItsRecoverLinks ) {
+   auto const upAre = [ & ]( unsigned int count ) {
+      for ( unsigned int i = 1; i <= 4; ++i )
+         kernel.carrier( "u" + std::to_string( i ), i <= count );
+      runTurns();
+      return takeActs();
+   };
+   kernel.add( "u3" );
+   kernel.add( "u4" );
+   groups = { group( "g", { "u1", "u2", "u3", "u4" }, { "d1", "d2" } ),
+              group( "h", { "u1", "u2", "u3", "u4" }, { "d1" } ) };
+   GroupSettings& g = groups[ 0 ];
+   g.config->minLinksIs( 2 );
+   g.policy.recoverLinks = 3;
+   groups[ 1 ].policy.recoverLinks = 4;
+   start();
+   EXPECT_EQ( upAre( 2 ), "" );
+   takeLines();
+   EXPECT_EQ( upAre( 1 ), " -d1 -d2" );
+   EXPECT_NE( lines.find( "group g: up -> down, 1/4 up, min_links 2, recover_links 3: uplink u2" ),
+              std::string::npos )
+       << lines;
+   EXPECT_EQ( upAre( 2 ), "" );
+   EXPECT_NE( agent->statusLines()[ 0 ].find( ", 2/4 up, needs 2, 3 until recovered, " ),
+              std::string::npos )
+       << agent->statusLines()[ 0 ];
+   // A reload while the group is down. What the library counts by is no change.
+   auto const reload = [ & ]( std::string const& difference ) {
+      takeLines();
+      agent->reload( config(), "f" );
+      EXPECT_NE( lines.find( "added 0, " + difference ), std::string::npos ) << lines;
+      return takeActs() + upAre( 2 );
+   };
+   EXPECT_EQ( reload( "changed 0" ), "" );
+   g.policy.recoverLinks = 4;
+   EXPECT_EQ( reload( "changed 1" ), "" );
+   EXPECT_EQ( upAre( 3 ), "" );
+   EXPECT_EQ( upAre( 2 ), "" );
+   g.policy.recoverLinks = 3;
+   g.config->minLinksIs( 1 );
+   EXPECT_EQ( reload( "changed 1" ), "" );
+   g.config->minLinksIs( 2 );
+   EXPECT_EQ( reload( "changed 1" ), "" );
+   EXPECT_EQ( agent->roots().status->group( "g" )->numTimesDisabled(), 1u );
+   // The next ufdd adopts the ports, with the number. Group h has not fallen: it holds nothing.
+   restart();
+   EXPECT_EQ( takeActs(), "" );
+   EXPECT_EQ( agent->roots().state->group( "g" )->neededLinks(), 3u );
+   EXPECT_EQ( agent->roots().state->group( "h" )->neededLinks(), 1u );
+   EXPECT_EQ( upAre( 3 ), " +d1 +d2" );
+   EXPECT_EQ( agent->roots().state->group( "g" )->neededLinks(), 2u );
+   restart();
+   EXPECT_EQ( upAre( 2 ), "" );
+   // A fall that down_delay hides is none. The uplinks count for the whole recovery_delay.
+   g.policy.downDelay = g.policy.recoveryDelay = 2;
+   reload( "changed 1" );
+   EXPECT_EQ( upAre( 1 ), "" );
+   pass( 1 );
+   EXPECT_EQ( upAre( 2 ), "" );
+   pass( 5 );
+   EXPECT_EQ( upAre( 1 ), "" );
+   pass( 2 );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   EXPECT_EQ( upAre( 3 ), "" );
+   pass( 1.9 );
+   EXPECT_EQ( upAre( 2 ), "" );
+   pass( 5 );
+   EXPECT_EQ( upAre( 3 ), "" );
+   pass( 2 );
+   EXPECT_EQ( takeActs(), " +d1 +d2" );
+   g.policy.dryRun = true;
+   g.policy.downDelay = g.policy.recoveryDelay = 0;
+   reload( "changed 1" );
+   upAre( 1 );
+   takeLines();
+   EXPECT_EQ( upAre( 2 ), "" );
+   EXPECT_EQ( lines.find( "dry_run" ), std::string::npos ) << lines;
+   upAre( 3 );
+   EXPECT_NE( lines.find( "group g: dry_run, else ports would be opened now: d1 d2\n" ),
+              std::string::npos )
+       << lines;
+}
+
 TEST_F( AgentTest, recoveryDelayGrowsWhileAGroupFallsAgain ) {
    groups[ 0 ].policy = GroupPolicy();
    start();

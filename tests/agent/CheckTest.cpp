@@ -39,7 +39,7 @@ TEST( Forecast, tellsTheFateOfEachPort ) {
                                 .name = InterfaceName( name ),
                                 .address = kernel.link( name ).address } );
    BootStoreInMemory boots;
-   boots.record = { 0, { "u4" }, {} };
+   boots.record = { 0, { "u4" }, {}, {} };
    ConfigFile config;
    config.groups = { { "a", { "u2", "u3", "u4" }, { "d1", "d2", "d4" } },
                      { "b", { "u1" }, { "d3", "bond0" } },

@@ -51,6 +51,8 @@ class CockpitTest : public testing::Test {
       auto const count = static_cast< unsigned int >( uplinks.size() );
       state->allLinksIs( count );
       state->upLinksIs( isUp ? count : 0 );
+      state->minLinksIs( 1 );
+      state->recoverLinksIs( 1 );
       state->neededLinksIs( 1 );
       state->isDownIs( !isUp );
       ( isUp ? state->upTimeIs( now.steady - 90 ) : state->downTimeIs( now.steady - 12 ) );
@@ -269,6 +271,20 @@ server3  left alone        rack2 down, but in dry run
 
 Nothing was changed.
 )"[ 1 ] );
+   // Once down, a group needs more to be up again, in the configuration that is asked about, too.
+   roots.state->group( "rack1" )->recoverLinksIs( 2 );
+   roots.state->group( "rack1" )->neededLinksIs( 2 );
+   roots.config->group( "rack1" )->minLinksIs( 2 );
+   TextFile const same( "[[group]]\nname = 'rack1'\nmonitor = [ 'uplink1', 'uplink2' ]\n"
+                        "disable = [ 'server1' ]\nrecover_links = 2\n" );
+   for ( std::string const& path : { std::string(), same.path() } ) {
+      EXPECT_NE( ask( { .down = {}, .up = { "uplink2" }, .file = path } )
+                     .find( "rack1  down  down  1/2 up, needs 1, 2 until recovered\n" ),
+                 std::string::npos );
+      EXPECT_NE( ask( { .down = {}, .up = { "uplink1", "uplink2" }, .file = path } )
+                     .find( "rack1  down  up    2/2 up, needs 1\n" ),
+                 std::string::npos );
+   }
    roots.state->group( "rack2" )->modeIs( GroupMode::acting );
    link( "uplink4", LinkCondition::unproven, 9 );
    EXPECT_NE( ask( { .down = { "uplink3" }, .up = {}, .file = "" } )

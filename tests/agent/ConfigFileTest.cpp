@@ -138,7 +138,7 @@ disable = []
            R"(f.toml:17:14: expected down_delay to be a number of seconds from 0 to 86400, not nan)",
            R"(f.toml:18:1: this group has no list of interfaces to monitor; expected monitor = [ "...", ... ])",
            R"(f.toml:19:8: there is a group "b" on line 12 already; each group needs a name of its own)",
-           R"(f.toml:21:1: unknown key "links" in a group; expected name, monitor, disable, min_links, recovery_delay, recovery_delay_max, down_delay, dry_run, allow_default_route, release_when, release_timeout)",
+           R"(f.toml:21:1: unknown key "links" in a group; expected name, monitor, disable, min_links, min_percent, recover_links, recover_percent, recovery_delay, recovery_delay_max, down_delay, dry_run, allow_default_route, release_when, release_timeout)",
            R"(f.toml:22:13: expected min_links to be a whole number from 0 to 4294967295, not 1.5)",
            R"(f.toml:23:14: expected down_delay to be a number of seconds from 0 to 86400, not 9007199254740993)",
            R"(f.toml:25:8: the name of a group can't be empty)",
@@ -223,6 +223,50 @@ min_links = 0
            R"(f:39:19: warning: there is no interface "u9-allias"; did you mean "u9-alias"?)",
            R"(f:40:13: warning: the uplink "v3" runs on "d3", which this group disables: once down, it may stay down)",
        } ) );
+}
+
+TEST( ConfigFile, readsHowManyUplinksAGroupNeeds ) {
+   auto const read = []( std::string const& keys ) {
+      return parseConfig( "[[group]]\nname = 'a'\nmonitor = ['u1', 'u2', 'u3', 'u4', 'u5']\n"
+                          "disable = ['d1']\n" +
+                              keys,
+                          "f" );
+   };
+   auto const numbers = [ & ]( std::string const& keys ) {
+      ConfigFile const config = read( keys );
+      GroupSettings const& group = config.groups.at( 0 );
+      return std::pair( config.errors.empty() ? group.config->minLinks() : 99,
+                        group.policy.recoverLinks );
+   };
+   using Numbers = std::pair< unsigned int, unsigned int >;
+   EXPECT_EQ( numbers( "min_percent = 50\nrecover_percent = 61" ), Numbers( 3, 4 ) );
+   EXPECT_EQ( numbers( "min_percent = 1\nrecover_percent = 100" ), Numbers( 1, 5 ) );
+   EXPECT_EQ( numbers( "min_links = 2\nrecover_percent = 40" ), Numbers( 2, 2 ) );
+   EXPECT_EQ( numbers( "min_percent = 60\nrecover_links = 5" ), Numbers( 3, 5 ) );
+   EXPECT_EQ(
+       read( "min_percent = 0\nrecover_percent = 101\nrecover_links = 0" ).errors,
+       ( Errors{
+           R"(f:5:15: expected min_percent to be a whole number from 1 to 100, not 0)",
+           R"(f:6:19: expected recover_percent to be a whole number from 1 to 100, not 101)",
+           R"(f:7:17: expected recover_links to be a whole number from 1 to 4294967295, not 0)",
+       } ) );
+   EXPECT_EQ(
+       read( "min_links = 1\nmin_percent = 40\nrecover_links = 3\nrecover_percent = 60" ).errors,
+       ( Errors{
+           R"(f:6:15: "min_percent" is given in place of "min_links", which is here as well; write only one of them)",
+           R"(f:8:19: "recover_percent" is given in place of "recover_links", which is here as well; write only one of them)",
+       } ) );
+   EXPECT_EQ(
+       read( "min_percent = 60\nrecover_links = 2" ).errors,
+       Errors{
+           R"(f:1:1: group "a" needs 3 uplinks to stay up, but only 2 to come up again; recover_links or recover_percent must be at least min_links or min_percent)" } );
+   EXPECT_EQ(
+       read( "recover_links = 6" ).errors,
+       Errors{
+           R"(f:1:1: group "a" monitors 5 interfaces, fewer than its recover_links, 6, so that its ports would never be opened again; list more uplinks or lower recover_links)" } );
+   EXPECT_EQ(
+       read( "min_links = 0\nrecover_links = 2" ).warnings.at( 1 ),
+       R"(f:1:1: warning: group "a" has a min_links of 0, so that it never goes down: recover_links has no effect)" );
 }
 
 TEST( ConfigFile, refusesToDisableAProtectedInterface ) {

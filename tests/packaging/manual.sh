@@ -38,7 +38,7 @@ findings() {
 }
 # keys IN SECTION FIRST_LINES: checks the keys that may follow these lines.
 keys() {
-  local page key line entry range
+  local page key line entry range to
   page=$(section ufdd.toml.5 "$2")
   same ufdd.toml.5 "keys in $1" "$(printf '%b%s\n' "$3" 'not_a_key_at_all_here = 1' | findings |
     sed -n "s/.*unknown key .* in $1; expected //p" | sed 's/, /\n/g')" \
@@ -50,12 +50,16 @@ keys() {
       sed "s/^[^ ]* expected //; s/^$key to be //; s/, $key = .*//; s/, not .*//")
     grep -qxF "	Range: $range" <<<"$entry" ||
       complain "docs/man/ufdd.toml.5.scd should have for $key: Range: $range"
-    sed -n 's/^Example: //p' <<<"$entry" | sed 's/^\[\[group\]\]$//' >>"$scratch/example.toml"
+    # A share is given in place of a number.
+    [[ $key == *_percent ]] && to=shares || to=example
+    sed -n 's/^Example: //p' <<<"$entry" | sed 's/^\[\[group\]\]$//' >>"$scratch/$to.toml"
   done
 }
 keys "the file" "# KEYS OF THE FILE" ''
 echo '[[group]]' >>"$scratch/example.toml"
 keys "a group" "# KEYS OF A GROUP" '[[group]]\n'
+echo -e "[[group]]\nname = 'shares'\nmonitor = [ 'uplink1' ]\ndisable = []" >>"$scratch/example.toml"
+cat "$scratch/shares.toml" >>"$scratch/example.toml"
 "$bin/ufdd" --check "$scratch/example.toml" >"$scratch/findings" 2>&1 ||
   complain "the examples of docs/man/ufdd.toml.5.scd are wrong: $(cat "$scratch/findings")"
 while read -r text; do

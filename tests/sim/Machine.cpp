@@ -39,6 +39,7 @@ Machine::boot( unsigned int carriers ) {
    store.overrides.clear();
    store.wasRemoved = store.hasFailed = false;
    bootStore.record.reset();
+   fallen.clear();
    proven.clear();
    for ( auto& [ name, link ] : kernel.links() ) {
       link.adminUp = true;
@@ -72,6 +73,24 @@ Machine::shutLinks() const {
    return shut;
 }
 
+std::set< std::string >
+Machine::upLinks() const {
+   std::set< std::string > up;
+   for ( auto const& [ name, link ] : kernel.links() )
+      if ( link.adminUp && link.carrier && !link.isDormant ) {
+         up.insert( name );
+         up.insert( link.altNames.begin(), link.altNames.end() );
+      }
+   return up;
+}
+
+void
+Machine::look() {
+   std::set< std::string > const up = upLinks();
+   upOnce.insert( up.begin(), up.end() );
+   std::erase_if( upAlways, [ & ]( std::string const& name ) { return !up.contains( name ); } );
+}
+
 Ufdd::OwnedLink const*
 Machine::recorded( Ufdd::Link const& link ) const {
    for ( Ufdd::OwnedLink const& owned : store.links )
@@ -98,7 +117,9 @@ Machine::race() {
    if ( event.verb == "create" )
       event.b &= ~2u;
    ++raceCount_;
+   look();
    apply( event );
+   look();
    // If the answer to an act is lost, nobody can tell whether the link was down before the act.
    std::string const name = names[ event.a % std::size( names ) ];
    if ( kernel.contains( name ) ) {

@@ -48,6 +48,13 @@ class Machine {
    // Returns the links that the daemon keeps shut.
    std::set< std::string > shutLinks() const;
 
+   // Returns the names of the links that are up.
+   std::set< std::string > upLinks() const;
+   // Notes which links are up. Call whenever they may have changed.
+   void look();
+   // Notes only how the links are now.
+   void lookAnew() { upOnce = upAlways = upLinks(); }
+
    // Returns the record of that link, or null.
    Ufdd::OwnedLink const* recorded( Ufdd::Link const& link ) const;
 
@@ -66,6 +73,10 @@ class Machine {
    Ufdd::BootStoreInMemory bootStore;
    // The names of links that the daemon knows to have existed since the machine booted.
    std::set< std::string > proven;
+   // The names of links that were up at some time since lookAnew(), and at all times.
+   std::set< std::string > upOnce, upAlways;
+   // The names of the groups that need their recover_links to be up, as the daemon has told last.
+   std::set< std::string > fallen;
 
  private:
    void race();

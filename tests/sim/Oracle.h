@@ -25,7 +25,11 @@ class Oracle {
       leftAloneBefore_ = std::move( leftAloneBefore );
    }
 
-   bool isDown( PlainGroup const& group ) const { return upOf( group ) < group.minLinks; }
+   // Returns the number of uplinks that the group needs to be up.
+   unsigned int needed( PlainGroup const& group ) const {
+      return machine_.fallen.contains( group.name ) ? group.recoverLinks : group.minLinks;
+   }
+   bool isDown( PlainGroup const& group ) const { return upOf( group ) < needed( group ); }
 
    Names downGroups() const {
       Names names;
@@ -160,7 +164,7 @@ class Oracle {
           std::count_if( group.monitor.begin(), group.monitor.end(), [ & ]( auto const& name ) {
              return !find( name ) && !machine_.proven.contains( name );
           } );
-      return isDown( group ) && upOf( group ) + unproven >= group.minLinks;
+      return isDown( group ) && upOf( group ) + unproven >= needed( group );
    }
    // As mayBeLeftAlone(), now or before the last change.
    bool mayHaveBeenLeftAlone( PlainGroup const& group ) const {

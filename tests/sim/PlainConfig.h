@@ -17,7 +17,8 @@ using Names = std::set< std::string >;
 struct PlainGroup {
    std::string name;
    Names monitor = {}, disable = {};
-   unsigned int minLinks = 1, recoveryDelay = 0, recoveryDelayMax = 0, downDelay = 0;
+   unsigned int minLinks = 1, recoverLinks = 1, recoveryDelay = 0, recoveryDelayMax = 0,
+                downDelay = 0;
    bool dryRun = false, allowsDefaultRoute = false, awaitsRoute = false;
 
    bool operator==( PlainGroup const& ) const = default;
@@ -52,6 +53,10 @@ struct PlainConfig {
             group.monitor.insert( "u5" );
          group.minLinks = std::min( oneOf( { 0, 1, 1, 1, 2 } ),
                                     static_cast< unsigned int >( group.monitor.size() ) );
+         group.recoverLinks = group.minLinks;
+         if ( group.minLinks > 0 && random() % 2 )
+            group.recoverLinks += static_cast< unsigned int >(
+                random() % ( group.monitor.size() + 1 - group.minLinks ) );
          group.recoveryDelay = oneOf( { 0, 0, 2, 3 } );
          group.recoveryDelayMax = oneOf( { 0, 4, 8, 8 } );
          group.downDelay = oneOf( { 0, 0, 1, 2 } );
@@ -74,6 +79,9 @@ struct PlainConfig {
       for ( PlainGroup const& group : groups )
          text << "[[group]]\nname = \"" << group.name << "\"\nmonitor = " << list( group.monitor )
               << "\ndisable = " << list( group.disable ) << "\nmin_links = " << group.minLinks
+              << ( group.recoverLinks > group.minLinks
+                       ? "\nrecover_links = " + std::to_string( group.recoverLinks )
+                       : "" )
               << "\nrecovery_delay = " << group.recoveryDelay
               << "\nrecovery_delay_max = " << group.recoveryDelayMax
               << "\ndown_delay = " << group.downDelay << "\ndry_run = " << flag( group.dryRun )

@@ -77,7 +77,9 @@ class StateOracle {
                            : known.wait() == Ufdd::WaitReason::nothing ) &&
              ( known.mode() == Ufdd::GroupMode::unproven ) == ( isLeftAlone && !group.dryRun ) &&
              known.upLinks() == std::ranges::count_if( group.monitor, isUp ) &&
-             known.allLinks() == group.monitor.size() && known.neededLinks() == group.minLinks &&
+             known.allLinks() == group.monitor.size() && known.minLinks() == group.minLinks &&
+             known.recoverLinks() == group.recoverLinks &&
+             known.neededLinks() == oracle_.needed( group ) &&
              ( known.mode() == Ufdd::GroupMode::dryRun ) == group.dryRun;
    }
    bool isRight( std::string const& name, Ufdd::PortState const& known ) const {

@@ -84,6 +84,7 @@ World::kill() {
    process_.reset();
    readers_.disconnect();
    machine_.handleKilled();
+   fallenGroups_.handleKilled();
    complain( machine_.kernel.violations );
 }
 
@@ -117,6 +118,7 @@ World::reload( PlainConfig const& config, std::string const& more ) {
    if ( !isRefused_ ) {
       config_ = config;
       restraint_.handleConfig( simulatedNow, false );
+      fallenGroups_.handleConfig();
    }
    if ( process_ )
       run( [ & ] { process_->agent.reload( file, "toml" ); } );
@@ -128,6 +130,7 @@ World::reload( PlainConfig const& config, std::string const& more ) {
 void
 World::turn() {
    machine_.kernel.handleTime();
+   machine_.look();
    if ( !process_ || simulatedNow < suspendedUntil_ )
       return;
    std::uint32_t const route = machine_.route;
@@ -151,8 +154,11 @@ World::turn() {
       if ( machine_.route == route && machine_.kernel.contains( name ) &&
            machine_.kernel.link( name ).isHeld() )
          complain( name + " is shut while it carries the default route" );
-   if ( process_ )
+   machine_.look();
+   if ( process_ ) {
       complain( restraint_.complaint( simulatedNow ) );
+      complain( fallenGroups_.follow( process_->agent, machine_.kernel.hasMessages() ) );
+   }
    readers_.readAll();
 }
 
@@ -249,6 +255,7 @@ World::apply( Event const& event ) {
       storm( event );
    else
       machine_.apply( event );
+   machine_.look();
    readers_.apply( event );
    if ( event.pause > none )
       pass( pauses[ event.pause ].seconds );

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "tests/sim/FallenGroups.h"
 #include "tests/sim/Machine.h"
 #include "tests/sim/Oracle.h"
 #include "tests/sim/PlainConfig.h"
@@ -61,6 +62,7 @@ class World : private Ufdd::Log {
    Machine machine_;
    PlainConfig config_;
    Restraint restraint_{ config_, machine_ };
+   FallenGroups fallenGroups_{ config_, machine_ };
    std::optional< Process > process_;
    double suspendedUntil_ = 0;
    bool isRefused_ = false;      // The daemon refused the last configuration.
