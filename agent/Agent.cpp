@@ -1,6 +1,7 @@
 #include "agent/Agent.h"
 
 #include "agent/StateText.h"
+#include "agent/base/WallTime.h"
 #include "platform/zet/Clock.h"
 
 #include <algorithm>
@@ -159,7 +160,10 @@ Agent::logWarnings( ConfigFile const& config ) {
 
 void
 Agent::handleConfigured( ConfigFile const& config ) {
-   state_->configTimeIs( Zet::now() );
+   auto const [ now, wall ] = Moment::now();
+   state_->configTimeIs( now );
+   state_->configWallIs( wall );
+   state_->configSumIs( config.checksum );
    state_->refusalTimeIs( 0 );
    state_->refusalIs( {} );
    state_->detectionIs( config.detection.modeText() );

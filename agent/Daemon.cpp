@@ -1,6 +1,7 @@
 #include "agent/Daemon.h"
 
 #include "agent/base/HostShutdown.h"
+#include "agent/base/WallTime.h"
 #include "platform/zet/Clock.h"
 #include "platform/zet/NotificationFailure.h"
 
@@ -48,8 +49,11 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
       recordTimer_( loop_.timer< &Daemon::handleRecordTime >( *this ) ) {
    auto const state = agent_.roots().state;
    state->versionIs( options.version );
+   state->revisionIs( options.revision );
    state->configFileIs( options.configFile );
-   state->startTimeIs( Zet::now() );
+   auto const [ now, wall ] = Moment::now();
+   state->startTimeIs( now );
+   state->startWallIs( wall );
    if ( !control_.allowed() )
       throw std::system_error( EPERM, std::generic_category(),
                                "can't shut ports without CAP_NET_ADMIN; start ufdd as root or "
@@ -149,6 +153,7 @@ Daemon::waitToRetry() {
 void
 Daemon::handleTurnEnd() {
    agent_.endTurn();
+   writeCounts();
    statusServer_.endTurn();
    ticker_.intervalIs( agent_.tickMs() );
    manager_.statusIs( agent_.summary() );
@@ -159,6 +164,19 @@ Daemon::handleTurnEnd() {
    double const next =
        std::min( agent_.nextTime(), statusServer_.nextTime().value_or( Agent::never ) );
    wakeAt( isLogged && isTold ? next : std::min( next, Zet::now() + tellAgainPause ) );
+}
+
+void
+Daemon::writeCounts() {
+   auto const state = agent_.roots().state;
+   state->statusClientsIs( statusServer_.clientCount() );
+   auto const& [ lines, dropped ] = log_.counts();
+   for ( std::size_t level = 0; level < lines.size(); ++level )
+      if ( unsigned int const count = lines[ level ]; count != logLines_[ level ] ) {
+         logLines_[ level ] = count;
+         state->logLinesIs( syslogLevels[ level ], count );
+      }
+   state->droppedLogLinesIs( dropped );
 }
 
 void

@@ -26,6 +26,7 @@ struct DaemonOptions {
    std::string stateDirectory = StateDirectory::usualPath;    // Of the record.
    int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer; // For link messages, in bytes.
    std::string version = {};                                  // Of ufdd: "0.1.0".
+   std::string revision = {};                                 // Of the build; see State.
    std::string socket = StatusServer::usualSocket;            // Path, to serve the status.
 };
 
@@ -58,6 +59,8 @@ class Daemon {
    void restorePorts();
    void waitToRetry();
    void handleTurnEnd();
+   // Writes into the State the counts that the agent does not know.
+   void writeCounts();
    void wakeAt( double time );
    // Begins a turn, whose end does what is due.
    void handleWakeTime() { wakeTime_ = Agent::never; }
@@ -92,7 +95,8 @@ class Daemon {
    EventLoop::Source& watchdogTimer_;
    EventLoop::Source& recordTimer_;
    bool isAliveDue_ = false; // The next end of a turn tells the service manager that we live.
-   bool isLeaving_ = false;  // The ports stay as they are.
+   decltype( BufferedLog::Counts::lines ) logLines_{}; // As last written into the State.
+   bool isLeaving_ = false;                            // The ports stay as they are.
 };
 
 } // namespace Ufdd

@@ -1,5 +1,6 @@
 #include "agent/StateWriter.h"
 
+#include "agent/base/WallTime.h"
 #include "agent/ports/PortReport.h"
 #include "model/GroupStatus.h"
 #include "platform/zet/Clock.h"
@@ -139,9 +140,10 @@ StateWriter::handleTransitions( std::span< GroupLog::Told const > transitions ) 
       auto const group = state_->groupIs( name );
       group->causeIs( reason );
       double const since = detector_.decisions().sinceOf( name );
-      if ( now == GroupLinkStatus::down )
+      if ( now == GroupLinkStatus::down ) {
          group->downTimeIs( since );
-      else
+         group->downWallIs( Moment::now().wallAt( since ) );
+      } else
          group->upTimeIs( since );
    }
 }
@@ -157,6 +159,8 @@ StateWriter::handleResults( std::span< PortResult const > results, double actedA
       hasShut |= kind == Kind::shut;
       acts_ += isAct;
       failedActs_ += kind == Kind::failed;
+      openActs_ += kind == Kind::opened;
+      failedOpenActs_ += kind == Kind::failed && answer.up;
       dirtyPorts_.push_back( answer.port );
       if ( kind == Kind::failed )
          state_->portIs( answer.port.name() )->failureIs( PortReport::failureOf( answer ) );
@@ -177,6 +181,7 @@ StateWriter::countReaction( double seconds ) {
    };
    Zet::Name const limit = *std::ranges::find_if( State::reactionLimits, isEnough );
    state_->reactionsIs( limit, state_->reactions( limit ) + 1 );
+   state_->reactionSecondsIs( state_->reactionSeconds() + seconds );
 }
 
 void
@@ -246,6 +251,7 @@ StateWriter::writeGroup( Zet::Name const& name ) {
    auto const group = state_->groupIs( name );
    GroupWait const wait = decisions.waitOf( name );
    group->modeIs( modeOf( decisions.isDryRun( name ), wait.cause ) );
+   group->isDryRunIs( decisions.isDryRun( name ) );
    group->upLinksIs( detector_.upOf( *config ) );
    group->allLinksIs( static_cast< unsigned int >( config->intfsToMonitorMembers().count() ) );
    auto const [ stay, recover, needed ] = decisions.thresholdsOf( name );
@@ -308,6 +314,9 @@ StateWriter::writeCounters() {
    state_->foundByAskingIs( carrierWatch_.found() );
    state_->actsIs( acts_ );
    state_->failedActsIs( failedActs_ );
+   state_->openActsIs( openActs_ );
+   state_->failedOpenActsIs( failedOpenActs_ );
+   state_->isRecordedIs( portControl_.isRecorded() );
 }
 
 } // namespace Ufdd

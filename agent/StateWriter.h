@@ -67,6 +67,8 @@ class StateWriter {
    unsigned int overruns_ = 0;
    unsigned int acts_ = 0;
    unsigned int failedActs_ = 0;
+   unsigned int openActs_ = 0;
+   unsigned int failedOpenActs_ = 0;
 };
 
 } // namespace Ufdd

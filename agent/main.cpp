@@ -97,6 +97,7 @@ main( int argc, char** argv ) {
                            "Shuts downstream ports while too few uplinks are up." );
    Ufdd::DaemonOptions options;
    options.version = UFDD_VERSION;
+   options.revision = UFDD_REVISION;
    Ufdd::CheckOptions checked;
    bool isToRelease = false;
    line.option( "--config", "FILE", options.configFile, "Run with the groups of this file" );

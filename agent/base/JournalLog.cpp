@@ -17,25 +17,20 @@ namespace Ufdd {
 
 namespace {
 
-// The MESSAGE_ID and the syslog level of a kind of line. The ids were drawn at random once.
-struct Kind {
-   char const* id;
-   char level;
+// The MESSAGE_ID of each kind of line, in the order of LogEvent::Id. They were drawn at random
+// once.
+constexpr std::array< char const*, 10 > messageIds{
+   "",
+   "c5a2d1f0e6b94c0fa3b7a4b1f0d1c9e2",
+   "2f8e0c7b1d5a4e6f9c3b6d8a7e1f4052",
+   "9b3d7e5f2a1c4d8e8f6a0b4c7d2e1935",
+   "61e4c8a0f7b24d3d9a5e3c1b8f6d7024",
+   "d7f1b2a94e3c48609b8d5a6c1e0f3487",
+   "38c6e9d4a5f04b7e8d2f1c7b9a0e6513",
+   "b7a60cec0ca74ec7aa85f8c6eef35585",
+   "7dabdc844b8e4a678b36c6cc5c9c0d49",
+   "aabc3a191b7e4161a47ff9795bc40095",
 };
-
-// In the order of LogEvent::Id.
-constexpr std::array< Kind, 10 > kinds{ {
-    { "", '6' },
-    { "c5a2d1f0e6b94c0fa3b7a4b1f0d1c9e2", '5' },
-    { "2f8e0c7b1d5a4e6f9c3b6d8a7e1f4052", '6' },
-    { "9b3d7e5f2a1c4d8e8f6a0b4c7d2e1935", '4' },
-    { "61e4c8a0f7b24d3d9a5e3c1b8f6d7024", '5' },
-    { "d7f1b2a94e3c48609b8d5a6c1e0f3487", '3' },
-    { "38c6e9d4a5f04b7e8d2f1c7b9a0e6513", '5' },
-    { "b7a60cec0ca74ec7aa85f8c6eef35585", '4' },
-    { "7dabdc844b8e4a678b36c6cc5c9c0d49", '3' },
-    { "aabc3a191b7e4161a47ff9795bc40095", '3' },
-} };
 
 void
 append( std::string& message, std::string_view key, std::string_view value ) {
@@ -67,21 +62,21 @@ JournalLog::~JournalLog() {
    close( fd_ );
 }
 
-void
-JournalLog::event( LogEvent const& event, std::string_view text ) {
+bool
+JournalLog::take( LogEvent const& event, std::string_view text ) {
    if ( notTaken_ >= maxWaiting ) {
       ++dropped_;
-      return;
+      return false;
    }
-   Kind const& kind = kinds.at( event.id );
    std::string message = "SYSLOG_IDENTIFIER=ufdd\n";
    append( message, "MESSAGE", text );
-   append( message, "PRIORITY", { &kind.level, 1 } );
-   append( message, "MESSAGE_ID", kind.id );
+   append( message, "PRIORITY", std::to_string( syslogLevelOf( event.id ) ) );
+   append( message, "MESSAGE_ID", messageIds.at( event.id ) );
    for ( std::string_view const group : event.groups )
       append( message, "UFD_GROUP", group );
    append( message, "UFD_PORT", event.port );
    waiting_.push_back( std::move( message ) );
+   return true;
 }
 
 bool

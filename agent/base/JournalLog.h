@@ -23,8 +23,6 @@ class JournalLog final : public BufferedLog {
    JournalLog( JournalLog const& ) = delete;
    JournalLog& operator=( JournalLog const& ) = delete;
 
-   void line( std::string_view text ) override { event( {}, text ); }
-   void event( LogEvent const& event, std::string_view text ) override;
    bool flush() override;
 
  private:
@@ -32,6 +30,7 @@ class JournalLog final : public BufferedLog {
    // turn are never dropped because they are many.
    static constexpr std::size_t maxWaiting = 512;
 
+   bool take( LogEvent const& event, std::string_view text ) override;
    // Sends waiting_. Returns false if the journal takes no more for now.
    bool send();
 

@@ -13,13 +13,35 @@
 
 namespace Ufdd {
 
-void
-StreamLog::line( std::string_view text ) {
+std::size_t
+syslogLevelOf( LogEvent::Id id ) noexcept {
+   switch ( id ) {
+   case LogEvent::groupTransition:
+   case LogEvent::portOpened:
+   case LogEvent::configuration:
+      return 5;
+   case LogEvent::portShut:
+   case LogEvent::trouble:
+      return 4;
+   case LogEvent::portFailure:
+   case LogEvent::fault:
+   case LogEvent::groupAlarm:
+      return 3;
+   case LogEvent::other:
+   case LogEvent::groupDecision:
+      break;
+   }
+   return 6;
+}
+
+bool
+StreamLog::take( LogEvent const&, std::string_view text ) {
    if ( waiting_.size() > maxWaiting ) {
       ++dropped_;
-      return;
+      return false;
    }
    lines_.push_back( { timed_ ? wallNow() : 0, printable( text ) } );
+   return true;
 }
 
 bool

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -36,12 +37,35 @@ class Log {
    virtual void event( LogEvent const&, std::string_view text ) { line( text ); }
 };
 
+// Returns the level of a line about that, as syslog numbers it: 3 for an error, 6 for information.
+std::size_t syslogLevelOf( LogEvent::Id id ) noexcept;
+// The names of all levels, by their numbers.
+inline constexpr std::array< char const*, 8 > syslogLevels{
+   "emerg", "alert", "crit", "err", "warning", "notice", "info", "debug",
+};
+
 // A log that keeps its lines until flush(), so that nothing urgent waits for the log. flush() does
 // not wait for a reader that is stuck. Lines without room are dropped and counted.
 class BufferedLog : public Log {
  public:
+   void line( std::string_view text ) final { event( {}, text ); }
+   void event( LogEvent const& event, std::string_view text ) final {
+      ++( take( event, text ) ? counts_.lines[ syslogLevelOf( event.id ) ] : counts_.dropped );
+   }
+   // The lines so far: those that were taken, by their levels, and those that were dropped.
+   struct Counts {
+      std::array< unsigned int, syslogLevels.size() > lines{};
+      unsigned int dropped = 0;
+   };
+   Counts const& counts() const noexcept { return counts_; }
    // Writes the lines. Returns false if some are left: call it again later.
    virtual bool flush() = 0;
+
+ private:
+   // Keeps the line. Returns false if there is no room.
+   virtual bool take( LogEvent const& event, std::string_view text ) = 0;
+
+   Counts counts_;
 };
 
 // A log that writes to a file descriptor.
@@ -50,7 +74,6 @@ class StreamLog final : public BufferedLog {
    // If `timed`, each line begins with the local date and time.
    StreamLog( int fd, bool timed ) : fd_( fd ), timed_( timed ) {}
 
-   void line( std::string_view text ) override;
    bool flush() override;
 
  private:
@@ -63,6 +86,7 @@ class StreamLog final : public BufferedLog {
       std::string text;
    };
 
+   bool take( LogEvent const&, std::string_view text ) override;
    void write();
 
    int const fd_;

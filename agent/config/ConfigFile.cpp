@@ -3,6 +3,7 @@
 #include "adapters/notify/Description.h"
 #include "agent/base/NearestWord.h"
 #include "agent/base/Printable.h"
+#include "agent/config/Checksum.h"
 #include "agent/config/ConfigChecks.h"
 #include "agent/config/RegularFile.h"
 #include "agent/config/TableReader.h"
@@ -321,6 +322,7 @@ parseConfig( std::string_view text, std::string_view file, SystemView const* sys
    config.errors = findings.errors();
    config.warnings = findings.warnings();
    config.hasWarnings = findings.hasWarnings();
+   config.checksum = checksumOf( text );
    return config;
 }
 

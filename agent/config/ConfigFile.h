@@ -24,7 +24,8 @@ struct ConfigFile {
    std::vector< std::string > errors;
    // In the order of the file: "FILE:LINE:COLUMN: warning: " or "note: " and the consequence.
    std::vector< std::string > warnings;
-   bool hasWarnings = false; // Beside the notes.
+   bool hasWarnings = false;   // Beside the notes.
+   std::uint32_t checksum = 0; // Of the text, as the command cksum prints it.
 };
 
 // Parses the text. `file` names it in errors. If `system` is not null, checks the groups against

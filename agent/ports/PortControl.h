@@ -48,6 +48,8 @@ class PortControl final : public LinkDirectory::Listener {
    // Returns true if something failed; retry() makes the next act() try it again.
    bool hasFailures() const { return acts_.hasFailures() || owned_.hasFailed(); }
    void retry();
+   // Returns false while the record of the links that are ours can't be written.
+   bool isRecorded() const { return !owned_.hasFailed(); }
    void checkRecord() { owned_.checkRecord(); }
    bool hasUnreadRecord() const { return owned_.hasUnreadRecord(); }
    // Returns true if the link is ours and was set administratively down.

@@ -84,6 +84,12 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    void downTimeIs( double time ) { attributeIs< &GroupState::downTime >( downTime_, time ); }
    double upTime() const noexcept { return upTime_; }
    void upTimeIs( double time ) { attributeIs< &GroupState::upTime >( upTime_, time ); }
+   // The wall time of downTime(), taken when it happened, in seconds since the epoch; 0 for never.
+   double downWall() const noexcept { return downWall_; }
+   void downWallIs( double wall ) { attributeIs< &GroupState::downWall >( downWall_, wall ); }
+   // True if the configuration has it only log what it would do, whatever its mode is.
+   bool isDryRun() const noexcept { return isDryRun_; }
+   void isDryRunIs( bool isDryRun ) { attributeIs< &GroupState::isDryRun >( isDryRun_, isDryRun ); }
 
    // Returns the group's key in its State.
    Zet::Name const& zetKey() const noexcept { return zetName(); }
@@ -109,6 +115,8 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    Zet::String8 cause_;
    double downTime_ = 0;
    double upTime_ = 0;
+   double downWall_ = 0;
+   bool isDryRun_ = false;
    mutable NotifieeList notifiees_;
 
  public:
@@ -133,6 +141,8 @@ class GroupState::NotifieeConst
    virtual void onUpTime() {}
    virtual void onMinLinks() {}
    virtual void onRecoverLinks() {}
+   virtual void onDownWall() {}
+   virtual void onIsDryRun() {}
 };
 
 // Says how many uplinks a group needs: "2", or "2, 3 until recovered" while it needs more than to
@@ -169,5 +179,7 @@ template <> struct Notify::Description< Ufdd::GroupState > {
       Scalar< &T::upTime, &T::upTimeIs, &N::onUpTime >{ 270, "upTime" },
       Scalar< &T::minLinks, &T::minLinksIs, &N::onMinLinks >{ 271, "minLinks" },
       Scalar< &T::recoverLinks, &T::recoverLinksIs, &N::onRecoverLinks >{ 272, "recoverLinks" },
+      Scalar< &T::downWall, &T::downWallIs, &N::onDownWall >{ 273, "downWall" },
+      Scalar< &T::isDryRun, &T::isDryRunIs, &N::onIsDryRun >{ 274, "isDryRun" },
    };
 };

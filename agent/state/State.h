@@ -16,13 +16,15 @@ namespace Ufdd {
 // of the library's Status and Config.
 //
 // All times are in seconds of Zet::now(), the monotonic clock of the machine, and 0 for "never". A
-// reader works out the time of day from its own two clocks.
+// reader works out the time of day from its own two clocks. Where the time of day must stay the
+// same for all readers, however that clock is set later, there is a wall time as well.
 class State : public Notify::LoggedEntity< State > {
  public:
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< State >;
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
    using ZetReactions = Notify::ValueMember< Zet::Name, unsigned int, struct ReactionsTag >;
+   using ZetLogLines = Notify::ValueMember< Zet::Name, unsigned int, struct LogLinesTag >;
 
    explicit State( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
 
@@ -31,9 +33,17 @@ class State : public Notify::LoggedEntity< State > {
    void versionIs( Zet::String8 version ) {
       attributeIs< &State::version >( version_, std::move( version ) );
    }
+   // Which build of that version: "0.2.0-1", the version of the package. May be empty.
+   Zet::String8 revision() const { return revision_; }
+   void revisionIs( Zet::String8 revision ) {
+      attributeIs< &State::revision >( revision_, std::move( revision ) );
+   }
    // When ufdd was started.
    double startTime() const noexcept { return startTime_; }
    void startTimeIs( double time ) { attributeIs< &State::startTime >( startTime_, time ); }
+   // The wall time of that, taken then, in seconds since the epoch.
+   double startWall() const noexcept { return startWall_; }
+   void startWallIs( double wall ) { attributeIs< &State::startWall >( startWall_, wall ); }
 
    // The path of the configuration file, as given to ufdd; and when the configuration that is in
    // force was read from it.
@@ -43,6 +53,12 @@ class State : public Notify::LoggedEntity< State > {
    }
    double configTime() const noexcept { return configTime_; }
    void configTimeIs( double time ) { attributeIs< &State::configTime >( configTime_, time ); }
+   // The wall time of that, taken then, in seconds since the epoch; and the sum of the bytes of the
+   // file that is in force, as the command cksum prints it.
+   double configWall() const noexcept { return configWall_; }
+   void configWallIs( double wall ) { attributeIs< &State::configWall >( configWall_, wall ); }
+   unsigned int configSum() const noexcept { return configSum_; }
+   void configSumIs( unsigned int sum ) { attributeIs< &State::configSum >( configSum_, sum ); }
    // When the file was last refused, with the first finding; 0 and empty if what was last read of
    // it is in force.
    double refusalTime() const noexcept { return refusalTime_; }
@@ -76,6 +92,13 @@ class State : public Notify::LoggedEntity< State > {
    void failedActsIs( unsigned int count ) {
       attributeIs< &State::failedActs >( failedActs_, count );
    }
+   // How many of the acts opened a link, and how many of the failed ones should have.
+   unsigned int openActs() const noexcept { return openActs_; }
+   void openActsIs( unsigned int count ) { attributeIs< &State::openActs >( openActs_, count ); }
+   unsigned int failedOpenActs() const noexcept { return failedOpenActs_; }
+   void failedOpenActsIs( unsigned int count ) {
+      attributeIs< &State::failedOpenActs >( failedOpenActs_, count );
+   }
 
    // The upper limits of the reaction times' buckets, in seconds, as their keys are written.
    static constexpr std::array< char const*, 14 > reactionLimits{
@@ -96,6 +119,40 @@ class State : public Notify::LoggedEntity< State > {
    }
    using Reactions = Notify::ValueCollection< &State::reactionsNotify >;
    Reactions::Members const& reactionsMembers() const { return reactions_.members(); }
+   // The sum of all reaction times, in seconds.
+   double reactionSeconds() const noexcept { return reactionSeconds_; }
+   void reactionSecondsIs( double seconds ) {
+      attributeIs< &State::reactionSeconds >( reactionSeconds_, seconds );
+   }
+
+   // True unless the record of the links that are ours could not be written: if ufdd were killed,
+   // the next one would not know all of them.
+   bool isRecorded() const noexcept { return isRecorded_; }
+   void isRecordedIs( bool isRecorded ) {
+      attributeIs< &State::isRecorded >( isRecorded_, isRecorded );
+   }
+   // The number of clients that are connected to the socket of the status.
+   unsigned int statusClients() const noexcept { return statusClients_; }
+   void statusClientsIs( unsigned int count ) {
+      attributeIs< &State::statusClients >( statusClients_, count );
+   }
+
+   // The number of lines of the log, by their priority. A key that is absent counts 0.
+   unsigned int logLines( Zet::Name priority ) const { return logLines_.value( priority ); }
+   void logLinesIs( Zet::Name priority, unsigned int count ) {
+      logLines_.valueIs( *this, priority, count );
+   }
+   unsigned int logLinesDel( Zet::Name priority ) { return logLines_.valueDel( *this, priority ); }
+   void logLinesNotify( Zet::Name priority, Zet::Ptr< ZetLogLines > const& ) {
+      notify< &State::logLines >( priority );
+   }
+   using LogLines = Notify::ValueCollection< &State::logLinesNotify >;
+   LogLines::Members const& logLinesMembers() const { return logLines_.members(); }
+   // The number of lines that were dropped, since nobody read the log in time.
+   unsigned int droppedLogLines() const noexcept { return droppedLogLines_; }
+   void droppedLogLinesIs( unsigned int count ) {
+      attributeIs< &State::droppedLogLines >( droppedLogLines_, count );
+   }
 
    // The configured groups, by name. Each operation is as those of Config::group.
    Zet::Ptr< GroupState > group( Zet::Name name ) const { return group_.find( name ); }
@@ -146,9 +203,13 @@ class State : public Notify::LoggedEntity< State > {
    template < auto Get > void handleRemoved( Zet::Name const& name, Zet::Entity& member );
 
    Zet::String8 version_;
+   Zet::String8 revision_;
    double startTime_ = 0;
+   double startWall_ = 0;
    Zet::String8 configFile_;
    double configTime_ = 0;
+   double configWall_ = 0;
+   unsigned int configSum_ = 0;
    double refusalTime_ = 0;
    Zet::String8 refusal_;
    Zet::String8 detection_;
@@ -156,7 +217,14 @@ class State : public Notify::LoggedEntity< State > {
    unsigned int foundByAsking_ = 0;
    unsigned int acts_ = 0;
    unsigned int failedActs_ = 0;
+   unsigned int openActs_ = 0;
+   unsigned int failedOpenActs_ = 0;
    Reactions reactions_;
+   double reactionSeconds_ = 0;
+   bool isRecorded_ = true;
+   unsigned int statusClients_ = 0;
+   LogLines logLines_;
+   unsigned int droppedLogLines_ = 0;
    Groups group_;
    Links link_;
    Ports port_;
@@ -165,7 +233,7 @@ class State : public Notify::LoggedEntity< State > {
 
 class State::NotifieeConst
     : public Notify::EntityNotifiee< State, Zet::Entity::NotifieeConst, Zet::Name, Zet::Name,
-                                     Zet::Name, Zet::Name > {
+                                     Zet::Name, Zet::Name, Zet::Name > {
  public:
    virtual void onVersion() {}
    virtual void onStartTime() {}
@@ -182,6 +250,17 @@ class State::NotifieeConst
    virtual void onGroup( Zet::Name ) {}
    virtual void onLink( Zet::Name ) {}
    virtual void onPort( Zet::Name ) {}
+   virtual void onRevision() {}
+   virtual void onStartWall() {}
+   virtual void onConfigWall() {}
+   virtual void onConfigSum() {}
+   virtual void onOpenActs() {}
+   virtual void onFailedOpenActs() {}
+   virtual void onReactionSeconds() {}
+   virtual void onIsRecorded() {}
+   virtual void onStatusClients() {}
+   virtual void onLogLines( Zet::Name ) {}
+   virtual void onDroppedLogLines() {}
 };
 
 // Makes the types of this room known to introspection, and gives their objects generic interfaces.
@@ -217,6 +296,21 @@ template <> struct Notify::Description< Ufdd::State > {
           271, "link" },
       EntityCollectionRow< &T::port, &T::portMembers, &T::portIs, &T::portDel, &N::onPort >{
           272, "port" },
+      Scalar< &T::revision, &T::revisionIs, &N::onRevision >{ 273, "revision" },
+      Scalar< &T::startWall, &T::startWallIs, &N::onStartWall >{ 274, "startWall" },
+      Scalar< &T::configWall, &T::configWallIs, &N::onConfigWall >{ 275, "configWall" },
+      Scalar< &T::configSum, &T::configSumIs, &N::onConfigSum >{ 276, "configSum" },
+      Scalar< &T::openActs, &T::openActsIs, &N::onOpenActs >{ 277, "openActs" },
+      Scalar< &T::failedOpenActs, &T::failedOpenActsIs, &N::onFailedOpenActs >{ 278,
+                                                                                "failedOpenActs" },
+      Scalar< &T::reactionSeconds, &T::reactionSecondsIs, &N::onReactionSeconds >{
+          279, "reactionSeconds" },
+      Scalar< &T::isRecorded, &T::isRecordedIs, &N::onIsRecorded >{ 280, "isRecorded" },
+      Scalar< &T::statusClients, &T::statusClientsIs, &N::onStatusClients >{ 281, "statusClients" },
+      ValueCollectionRow< &T::logLines, &T::logLinesMembers, &T::logLinesIs, &T::logLinesDel,
+                          &N::onLogLines >{ 282, "logLines" },
+      Scalar< &T::droppedLogLines, &T::droppedLogLinesIs, &N::onDroppedLogLines >{
+          283, "droppedLogLines" },
    };
 };
 

@@ -2,6 +2,7 @@
 
 #include "agent/base/UnixSocket.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -61,6 +62,12 @@ StatusServer::endTurn() {
    if ( clients_.empty() )
       copy_.reset();
    socket_.endTurn();
+}
+
+unsigned int
+StatusServer::clientCount() const {
+   return static_cast< unsigned int >( std::ranges::count_if(
+       clients_, []( auto const& client ) { return !client->hasEnded(); } ) );
 }
 
 std::optional< double >

@@ -40,6 +40,8 @@ class StatusServer {
    std::optional< double > nextTime() const;
 
    std::vector< std::unique_ptr< StatusClient > > const& clients() const { return clients_; }
+   // Returns the number of clients whose connection has not ended.
+   unsigned int clientCount() const;
 
  private:
    void accept();

@@ -259,6 +259,8 @@ TEST_F( AgentTest, tellsWhatItKnowsAtTheEndOfTheTurn ) {
    EXPECT_EQ( known(), "shut @1010 shut @1011 " );
    EXPECT_EQ( state.acts(), 2u );
    EXPECT_EQ( state.failedActs(), 1u );
+   EXPECT_EQ( state.openActs() + state.failedOpenActs(), 0u );
+   EXPECT_TRUE( state.isRecorded() && state.reactionSeconds() < 0.0001 );
 
    ConfigFile wrong = config();
    wrong.errors = { "f:1: wrong", "f:2: wrong" };

@@ -35,6 +35,7 @@ TEST( StreamLog, doesNotWaitForAReaderThatIsStuck ) {
    }
    std::ptrdiff_t const read = std::count( got.begin(), got.end(), '\n' ) - 1;
    ASSERT_TRUE( got.ends_with( std::to_string( lines - read ) + mark ) );
+   EXPECT_EQ( log.counts().dropped, lines - read );
    EXPECT_GT( read, 1000 );
    close( ends[ 0 ] );
    close( ends[ 1 ] );
@@ -88,6 +89,7 @@ TEST( JournalLog, sendsFieldsAndWaitsForNobody ) {
       EXPECT_TRUE( inbox.receives( "UFD_GROUP=a\n" ) );
       EXPECT_TRUE( inbox.receives( "PRIORITY=3\nMESSAGE_ID=" ) );
       EXPECT_EQ( inbox.next(), "SYSLOG_IDENTIFIER=ufdd\nMESSAGE=plain\nPRIORITY=6\n" );
+      EXPECT_EQ( log.counts().lines, ( std::array< unsigned int, 8 >{ 0, 0, 0, 1, 1, 1, 1, 0 } ) );
       constexpr unsigned long lines = 3000;
       // No line of a long turn is lost.
       for ( unsigned long i = 0; i < lines; ++i )
@@ -115,6 +117,7 @@ TEST( JournalLog, sendsFieldsAndWaitsForNobody ) {
       EXPECT_GT( got, 100u );
       EXPECT_GT( lost, 100u );
       EXPECT_EQ( got + lost, lines );
+      EXPECT_EQ( log.counts().dropped, lost );
    }
    JournalLog orphan( path );
    orphan.line( "to nobody" );
