@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <sys/time.h>
 #include <system_error>
 #include <vector>
 
@@ -31,6 +32,8 @@ Descriptor
 unixStreamTo( std::string const& path ) {
    sockaddr_un const address = unixAddress( path );
    Descriptor stream = unixStream();
+   timeval const patience{ .tv_sec = 1, .tv_usec = 0 };
+   setsockopt( stream.fd(), SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience );
    if ( connect( stream.fd(), reinterpret_cast< sockaddr const* >( &address ), sizeof address ) <
         0 )
       return Descriptor();

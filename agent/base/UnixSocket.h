@@ -18,7 +18,7 @@ sockaddr_un unixAddress( std::string const& path );
 Descriptor unixStream();
 
 // Makes a stream socket that is connected to the one at `path`. Returns none, with the reason in
-// errno, if nobody can be reached there.
+// errno, if nobody can be reached there. Waits at most a second for a process that is stuck.
 // Throws: std::system_error, as the two above do.
 Descriptor unixStreamTo( std::string const& path );
 

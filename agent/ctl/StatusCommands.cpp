@@ -4,6 +4,9 @@
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/Explanation.h"
 #include "agent/ctl/Json.h"
+#include "agent/ctl/MetricsFile.h"
+#include "agent/ctl/MetricsServer.h"
+#include "agent/ctl/MetricsText.h"
 #include "agent/ctl/ShowScreen.h"
 #include "agent/ctl/StatusStream.h"
 #include "agent/ctl/Watcher.h"
@@ -168,6 +171,40 @@ wait( std::string const& socket, WaitOptions const& options ) {
    }
 }
 
+struct MetricsOptions {
+   std::string file;
+   bool listens = false;
+};
+
+ExitStatus
+printMetrics( std::string const& socket ) {
+   Session session( socket );
+   try {
+      session.stream.fill();
+   } catch ( Failure const& failure ) {
+      if ( failure.status() == ExitStatus::unreachable )
+         std::cout << metricsTextWithoutUfdd();
+      throw;
+   }
+   std::cout << metricsText( session.replica.roots() );
+   return ExitStatus::success;
+}
+
+ExitStatus
+tellMetrics( std::string const& socket, MetricsOptions const& options ) {
+   if ( options.file.empty() && !options.listens )
+      return printMetrics( socket );
+   if ( !options.file.empty() && options.listens )
+      throw Failure( ExitStatus::usage,
+                     "--output and --listen can't be given both; run ufdctl twice" );
+   Follower follower( socket );
+   follower.begin();
+   if ( !options.file.empty() )
+      MetricsFile( follower, options.file ).keep();
+   for ( MetricsServer server( follower, MetricsServer::passedSockets() );; )
+      server.turn( forever );
+}
+
 // Adds a command with its options. `run` gets the socket and the options.
 template < class Options >
 Command
@@ -258,6 +295,20 @@ addWait( CommandLine& line, std::string const& socket ) {
    command.footer( exitStatusHelp );
 }
 
+void
+addMetrics( CommandLine& line, std::string const& socket ) {
+   auto const options = std::make_shared< MetricsOptions >();
+   Command command = add( line, socket, "metrics",
+                          "Prints what ufdd does as metrics for Prometheus", options, tellMetrics );
+   command.option( "--output", "FILE", options->file,
+                   "Keep them in this file, for a collector of text files" );
+   command.flag( "--listen", options->listens, "Serve them on the socket that systemd passes" );
+   command.footer( std::string( "Prints \"ufdd_up 0\" if ufdd can't be reached. --output and "
+                                "--listen go on until they\nare interrupted; they connect again "
+                                "when ufdd was restarted.\n\n" ) +
+                   exitStatusHelp );
+}
+
 } // namespace
 
 void
@@ -274,6 +325,7 @@ addStatusCommands( CommandLine& line, std::string const& socket ) {
    addWhatIf( line, socket );
    addWatch( line, socket );
    addWait( line, socket );
+   addMetrics( line, socket );
 }
 
 } // namespace Ufdd

@@ -7,7 +7,7 @@ namespace Ufdd {
 class CommandLine;
 
 // Adds the commands that read the status of the ufdd that serves `socket`: show, which is the
-// default, explain, what-if, watch and wait.
+// default, explain, what-if, watch, wait and metrics.
 // Borrows: socket, whose value is read when a command runs.
 // The commands throw: Failure.
 void addStatusCommands( CommandLine& line, std::string const& socket );

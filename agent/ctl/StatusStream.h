@@ -26,6 +26,8 @@ class StatusStream {
    // the connection.
    // Throws: Failure, which names the socket, when the bytes are no attribute log.
    Received receive( double seconds );
+   // The connection, to be polled for input; -1 before connect().
+   int fd() const { return socket_.fd(); }
    // Connects for the first time, and reads until the replica is in step.
    // Throws: Failure, with the remedy, when that fails.
    void fill();

@@ -34,16 +34,20 @@ entityOf( View::Group const& group ) {
    return group;
 }
 
-// Puts what is most wrong first, and then eth2 before eth10.
+// Puts eth2 before eth10.
+auto const isBefore = []( auto const& left, auto const& right ) {
+   return strverscmp( std::string( nameOf( left ) ).c_str(),
+                      std::string( nameOf( right ) ).c_str() ) < 0;
+};
+
+// Puts what is most wrong first, then goes by name.
 template < class T >
 void
 putInOrder( std::vector< T >& all ) {
    std::ranges::sort( all, []( T const& left, T const& right ) {
       auto const [ first, second ] =
           std::pair( severityOf( entityOf( left ) ), severityOf( entityOf( right ) ) );
-      return first != second ? first > second
-                             : strverscmp( std::string( nameOf( left ) ).c_str(),
-                                           std::string( nameOf( right ) ).c_str() ) < 0;
+      return first != second ? first > second : isBefore( left, right );
    } );
 }
 
@@ -153,6 +157,17 @@ View::keepGroup( std::string const& name ) {
    for ( Port const& port : group.ports )
       names.insert( nameOf( port ) );
    std::erase_if( links, [ & ]( Link const& link ) { return !names.contains( nameOf( link ) ); } );
+}
+
+void
+View::orderByName() {
+   std::ranges::sort( groups, isBefore );
+   std::ranges::sort( links, isBefore );
+   std::ranges::sort( ports, isBefore );
+   for ( Group& group : groups ) {
+      std::ranges::sort( group.uplinks, isBefore );
+      std::ranges::sort( group.ports, isBefore );
+   }
 }
 
 View::Port

@@ -38,6 +38,9 @@ struct View {
    // Keeps only that group, with its links and ports, unless `name` is empty.
    // Throws: Failure, which names the nearest group, when there is no such group.
    void keepGroup( std::string const& name );
+   // Puts everything in the order of the names, and not what is wrong first: two views differ only
+   // where a value does.
+   void orderByName();
    // Returns the port of that name.
    // Throws: Failure, which names the nearest port, when there is no such port.
    Port port( std::string const& name ) const;

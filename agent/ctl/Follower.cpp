@@ -1,0 +1,75 @@
+#include "agent/ctl/Follower.h"
+
+#include "agent/base/Printable.h"
+#include "agent/ctl/ExitStatus.h"
+#include "agent/ctl/PollUntil.h"
+#include "platform/zet/Clock.h"
+
+#include <iostream>
+#include <limits>
+#include <utility>
+
+namespace Ufdd {
+
+void
+Follower::begin() {
+   handle();
+   for ( double const end = Zet::now() + pause; session_ && !roots() && Zet::now() < end;
+         handle() ) {
+      pollfd watched{ .fd = fd(), .events = POLLIN, .revents = 0 };
+      pollUntil( { &watched, 1 }, end );
+   }
+}
+
+bool
+Follower::handle() {
+   return session_ ? receive() : Zet::now() >= connectAt_ && connect();
+}
+
+double
+Follower::nextTime() const {
+   return session_ ? std::numeric_limits< double >::infinity() : connectAt_;
+}
+
+StatusRoots const*
+Follower::roots() const {
+   return session_ && session_->replica.isInStep() ? &session_->replica.roots() : nullptr;
+}
+
+// Begins with an empty replica: what a former ufdd sent is no news of this one.
+bool
+Follower::connect() {
+   session_ = std::make_unique< Session >( socket_ );
+   auto const hindrance = session_->stream.connect();
+   return hindrance && lose( *hindrance );
+}
+
+bool
+Follower::receive() {
+   try {
+      switch ( session_->stream.receive( 0 ) ) {
+      case StatusStream::Received::nothing:
+         return false;
+      case StatusStream::Received::end:
+         return lose( "ufdd at " + socket_ + " closed the connection" );
+      case StatusStream::Received::bytes:
+         break;
+      }
+   } catch ( Failure const& failure ) {
+      return lose( failure.what() );
+   }
+   if ( roots() )
+      told_.clear();
+   return roots() != nullptr;
+}
+
+bool
+Follower::lose( std::string const& reason ) {
+   session_.reset();
+   connectAt_ = Zet::now() + pause;
+   if ( std::exchange( told_, reason ) != reason )
+      std::cerr << "ufdctl: " << printable( reason ) << "; trying again every second" << std::endl;
+   return true;
+}
+
+} // namespace Ufdd
