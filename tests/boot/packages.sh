@@ -12,7 +12,7 @@ enter "$packages"
 
 prepare() {
   mkdir "$1/packages"
-  cp "$packages"/{ufdd,libzet*,libuplinkfailuredetection0*}_*.deb "$1/packages"
+  cp "$packages"/{ufdd,ufdd-metrics,libzet*,libuplinkfailuredetection0*}_*.deb "$1/packages"
   rm -f "$1"/packages/*-dbgsym_*
 }
 boot
@@ -22,6 +22,7 @@ install() { inside sh -c 'dpkg --install /packages/*.deb' >>"$log" 2>&1; }
 pid() { inside systemctl show --property=MainPID --value ufdd; }
 isActive() { inside systemctl --quiet is-active ufdd; }
 isRunningAgain() { [[ $(pid) != 0 && $(pid) != "$former" ]] && isActive; }
+isMeasured() { inside curl --silent http://127.0.0.1:9766/metrics | grep 'ufdd_port_held{device="d1"} 1'; }
 isExplained() { inside journalctl --catalog --unit=ufdd | grep 'Subject: Port d1 is shut'; }
 failedUnits() { inside systemctl list-units --failed --plain --no-legend 'ufdd*'; }
 
@@ -39,6 +40,7 @@ hasLink || fail "ufdd shut the port though its uplink is up"
 ip link set u1-far down
 eventually lacksLink || fail "ufdd does not shut the port"
 inside ufdctl show >>"$log" || fail "ufdctl does not show the status"
+eventually isMeasured || fail "the metrics do not show that the port is shut"
 eventually isExplained || fail "the journal has no explanation"
 
 watch
@@ -53,14 +55,16 @@ inside systemctl reload ufdd || fail "a right configuration can't be loaded"
 inside kill -KILL "$former"
 eventually isRunningAgain || fail "ufdd was not started again after its crash"
 sleep .5
+eventually isMeasured || fail "after the upgrade and the crash, the metrics do not show the port"
 expectNoLink "the upgrade, the reload or the crash"
 lacksLink || fail "the upgrade, the reload or the crash opened the port"
 
+inside dpkg --remove ufdd-metrics >>"$log" 2>&1 || fail "the metrics' package can't be removed"
 inside kill -KILL "$(pid)"
 inside dpkg --remove ufdd >>"$log" 2>&1 || fail "the package can't be removed"
 hasLink || fail "removing the package did not open the port"
 [[ -z $(failedUnits) ]] || fail "removing the package left failed units"
-inside dpkg --purge ufdd libzet0.2 libuplinkfailuredetection0.2 >>"$log" 2>&1 ||
+inside dpkg --purge ufdd-metrics ufdd libzet0.2 libuplinkfailuredetection0.2 >>"$log" 2>&1 ||
   fail "the packages can't be purged"
 left=$(inside find /etc /run /usr /var -path /usr/local -prune -o \
   \( -iname '*ufdd*' -o -iname 'libzet*' -o -iname 'libUplinkFailure*' \) -print)

@@ -12,11 +12,13 @@ if ! command -v systemd-analyze >/dev/null; then
 fi
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-for unit in ufdd.service ufdd-release.service; do
+units="ufdd.service ufdd-release.service ufdd-metrics.service"
+for unit in $units; do
   # Runs the program from the build folder, whatever the prefix for the installation is.
-  sed "s|^\(ExecStart=\)[^ ]*/ufdd |\1$build/bin/ufdd |" "$build/packaging/$unit" >"$scratch/$unit"
-  grep -q "^ExecStart=$build/bin/ufdd " "$scratch/$unit"
+  sed -E "s|^(ExecStart=)[^ ]*(/ufdd\|/ufdctl) |\1$build/bin\2 |" "$build/packaging/$unit" >"$scratch/$unit"
+  grep -q "^ExecStart=$build/bin/ufd" "$scratch/$unit"
 done
+cp "$(dirname "$0")/../../packaging/ufdd-metrics.socket" "$scratch"
 
 # Runs the command for reloading as systemd does, with a check that ends with that status. It must end
 # so as well, and send a signal or not.
@@ -45,7 +47,7 @@ reload 78 sent
 reload 139 none
 
 status=0
-for unit in ufdd.service ufdd-release.service; do
+for unit in $units ufdd-metrics.socket; do
   complaints=$(SYSTEMD_UNIT_PATH=$scratch: systemd-analyze verify --man=no "$scratch/$unit" 2>&1) ||
     status=1
   # Ignores complaints about other units of this machine.
@@ -53,6 +55,7 @@ for unit in ufdd.service ufdd-release.service; do
     echo "$complaints"
     status=1
   fi
+  [[ $unit == *.service ]] || continue
   exposure=$(systemd-analyze security --offline=yes "$scratch/$unit" --no-pager |
     sed -n 's/.*Overall exposure level for .*: \([0-9]*\)\.\([0-9]\).*/\1\2/p')
   echo "$unit: exposure ${exposure:0:-1}.${exposure: -1}"
