@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
 # Checks the alerts with Prometheus' own tools: that they are valid, that each has a firing and a silent
-# case, and a runbook.
+# case, and a runbook. Checks the dashboard as well.
 #   rules.sh SOURCE_FOLDER
 set -euo pipefail
 source=$1
 . "$(dirname "$0")/site.sh"
-need promtool amtool
+need promtool amtool /usr/bin/python3
 status=0
 complain() {
   echo "$*"
@@ -27,4 +27,5 @@ for alert in $(sed -n 's/^## //p' "$source/docs/runbooks.md") \
   $(grep -oE 'Ufdd[A-Z][A-Za-z]+' "$source/monitoring/alertmanager.example.yml" | sort -u); do
   grep -qx "$alert" <<<"$alerts" || complain "there is no alert $alert"
 done
+"$here/dashboard.py" "$source" || status=1
 exit $status
