@@ -61,14 +61,15 @@ prefixesOf( std::vector< GroupSettings > const& groups ) {
 } // namespace
 
 Agent::Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
-              PortSettingsStore& settings, BootStore& bootStore, Log& log )
+              PortSettingsStore& settings, BootStore& bootStore, OrderStore& orderStore, Log& log )
     : source_( source ), routes_( routes ), log_( log ), detector_( bootStore ),
-      links_( detector_.directory ), defaultRoutes_( links_ ), readiness_( links_, routes.table() ),
-      carrierWatch_( links_, source ),
+      orders_( orderStore, log ), links_( detector_.directory ), defaultRoutes_( links_ ),
+      readiness_( links_, routes.table() ), carrierWatch_( links_, source ),
       portControl_( detector_, links_, defaultRoutes_, control, store, log ),
       restoration_( links_, portControl_, routes, settings, log ),
       portReport_( detector_, links_, log ), groupLog_( detector_, links_, log ),
-      stateWriter_( state_, detector_, links_, carrierWatch_, portControl_ ), troubles_( log ) {
+      stateWriter_( state_, detector_, links_, carrierWatch_, portControl_, orders_ ),
+      steer_( detector_, portControl_, orders_, log ), troubles_( log ) {
    links_.listenerIs( portControl_ );
    detector_.decisions().readinessIs( readiness_ );
 }
@@ -92,6 +93,7 @@ Agent::start( ConfigFile const& config ) {
    followRoutes( config );
    for ( GroupSettings const& group : config.groups )
       assumeDown( group );
+   recallOrders( config );
    detector_.configure( config.groups );
    detector_.start();
    detector_.decisions().evaluate();
@@ -133,6 +135,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    // Opens no port on old news.
    if ( portControl_.count() > 0 )
       query( uplinksOf( config.groups ) );
+   keepOrdersOf( config );
    groupLog_.beginConfiguring();
    auto const [ added, changed, removed ] = detector_.configure( config.groups );
    groupLog_.endConfiguring();
@@ -217,6 +220,84 @@ Agent::assumeDown( GroupSettings const& group ) {
 }
 
 void
+Agent::recallOrders( ConfigFile const& config ) {
+   // Without groups, as for a release, nothing is shut, and the orders are the next ufdd's.
+   if ( config.groups.empty() )
+      return;
+   orders_.recall();
+   orders_.endOver( Zet::now() );
+   keepOrdersOf( config );
+   for ( GroupSettings const& group : config.groups ) {
+      std::vector< Kelnet::IntfId > ports;
+      for ( auto const& [ name, port ] : orders_.book().latches )
+         if ( name == group.name() )
+            ports.emplace_back( port );
+      if ( !ports.empty() && !group.policy.autoRecover )
+         detector_.decisions().assumeLatched( group.config->name(), std::move( ports ) );
+   }
+}
+
+void
+Agent::keepOrdersOf( ConfigFile const& config ) {
+   orders_.keepOnly(
+       [ & ]( std::string const& name ) {
+          return std::ranges::any_of(
+              config.groups, [ & ]( GroupSettings const& group ) { return group.name() == name; } );
+       },
+       [ & ]( std::string const& name ) {
+          return std::ranges::any_of( config.groups, [ & ]( GroupSettings const& group ) {
+             return group.config->intfsToDisable( Kelnet::IntfId( name ) );
+          } );
+       } );
+   followOrders();
+}
+
+void
+Agent::followOrders() {
+   detector_.decisions().ordersAre( orders_.book() );
+   portControl_.reviewAll();
+   stateWriter_.handleOrders();
+}
+
+void
+Agent::endOrders() {
+   if ( !orders_.hasOver( Zet::now() ) || readAgainAt_ || !isSureOfUplinks() )
+      return;
+   orders_.endOver( Zet::now() );
+   followOrders();
+}
+
+bool
+Agent::isSureOfUplinks() {
+   if ( portControl_.count() == 0 )
+      return true;
+   query( uplinks_ );
+   if ( source_.recover() )
+      return true;
+   readAgainAt_ = Zet::now() + readAgainSeconds;
+   return false;
+}
+
+ControlReply
+Agent::handle( ControlRequest const& request ) {
+   if ( request.verb == ControlRequest::Verb::automatic && !isSureOfUplinks() )
+      return { .kind = ControlReply::Kind::failed,
+               .text =
+                   "nothing was done, since ufdd reads all links again just now; try again in a "
+                   "second",
+               .toShut = {},
+               .toOpen = {} };
+   // The answer tells what moves for the request, and not for what was seen before.
+   act();
+   ControlReply reply = steer_.handle( request );
+   if ( !request.isDryRun && reply.kind == ControlReply::Kind::done )
+      followOrders();
+   act();
+   stateWriter_.write();
+   return reply;
+}
+
+void
 Agent::endTurn() {
    readAgainAt_.reset();
    if ( !source_.recover() )
@@ -232,6 +313,7 @@ Agent::endTurn() {
    if ( updateRoutes() )
       act();
    restoration_.endTurn();
+   orders_.endTurn();
    if ( std::string trouble = detector_.history().remember(); !trouble.empty() )
       log_.event( { .id = LogEvent::trouble }, trouble );
    stateWriter_.write();
@@ -266,6 +348,7 @@ Agent::act() {
 
 void
 Agent::actOnPorts() {
+   endOrders();
    detector_.decisions().evaluate();
    if ( awaitsRoutes() )
       return;
@@ -273,7 +356,7 @@ Agent::actOnPorts() {
       retryAt_.reset();
       portControl_.retry();
    }
-   portControl_.act();
+   actOnLatched();
    if ( detector_.decisions().hasOpenings() && !readAgainAt_ )
       open();
    if ( !portControl_.hasFailures() )
@@ -309,6 +392,13 @@ Agent::open() {
       return;
    }
    detector_.decisions().confirmOpenings();
+   actOnLatched();
+}
+
+void
+Agent::actOnLatched() {
+   if ( detector_.decisions().takeLatchesChanged() )
+      orders_.latchesAre( detector_.decisions().latches() );
    portControl_.act();
 }
 
@@ -329,6 +419,8 @@ Agent::nextTime() const {
       next = std::min( next, detector_.decisions().nextTime() );
    if ( detector_.decisions().hasOpenings() && !readAgainAt_ && !routesBy_ )
       next = Zet::now();
+   if ( !readAgainAt_ )
+      next = std::min( next, orders_.nextTime() );
    for ( auto const& time : { routesBy_, retryAt_, readAgainAt_, troubles_.nextTime(),
                               routes_.nextTime(), restoration_.nextTime() } )
       next = std::min( next, time.value_or( never ) );

@@ -1,9 +1,11 @@
 #pragma once
 
 #include "agent/StateWriter.h"
+#include "agent/Steer.h"
 #include "agent/base/Log.h"
 #include "agent/base/Troubles.h"
 #include "agent/config/ConfigFile.h"
+#include "agent/control/ControlRequest.h"
 #include "agent/detect/BootStore.h"
 #include "agent/detect/CarrierWatch.h"
 #include "agent/detect/DefaultRouteLinks.h"
@@ -14,6 +16,7 @@
 #include "agent/kernel/LinkControl.h"
 #include "agent/kernel/LinkSource.h"
 #include "agent/kernel/RouteSource.h"
+#include "agent/orders/Orders.h"
 #include "agent/ports/OwnedLinkStore.h"
 #include "agent/ports/PortControl.h"
 #include "agent/ports/PortReport.h"
@@ -32,13 +35,13 @@ namespace Ufdd {
 
 // The daemon without its ties to the system. Detects failures from the messages of any source of
 // links, and shuts and opens ports by any control of links.
-class Agent {
+class Agent final : public Steering {
  public:
    static constexpr double never = std::numeric_limits< double >::infinity();
 
    // Borrows: all.
    Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
-          PortSettingsStore& settings, BootStore& bootStore, Log& log );
+          PortSettingsStore& settings, BootStore& bootStore, OrderStore& orderStore, Log& log );
 
    // Reads the state of all links, then evaluates the groups, then acts for the first time.
    // Throws: whatever the source throws. No port has been touched then.
@@ -46,6 +49,9 @@ class Agent {
    // Changes to another configuration. Unchanged groups are not touched. If the configuration has
    // errors or no group, logs why, changes nothing and returns false. `file` names it in messages.
    bool reload( ConfigFile config, std::string const& file );
+   // Carries out what the request orders about groups and ports, and acts on it at once. Refuses
+   // requests about the configuration.
+   ControlReply handle( ControlRequest const& request ) override;
    // The interval in milliseconds at which to call handleTick(); 0 for not at all.
    std::uint32_t tickMs() const { return carrierWatch_.tickMs(); }
    // Returns false if nothing has come of it, so that the turn needs no end.
@@ -59,6 +65,7 @@ class Agent {
       portControl_.checkRecord();
       detector_.history().checkRecord();
       restoration_.checkRecord();
+      orders_.checkRecord();
    }
    // Returns true if a former process may have left ports shut that no readable record names.
    bool hasUnreadRecord() const { return portControl_.hasUnreadRecord(); }
@@ -90,6 +97,18 @@ class Agent {
    void watchUplinks( ConfigFile const& config );
    // Keeps the ports of a new group shut if they are ours, until the group's delays have passed.
    void assumeDown( GroupSettings const& group );
+   void recallOrders( ConfigFile const& config );
+   // Drops the orders and latches of groups and ports that the configuration does not name.
+   void keepOrdersOf( ConfigFile const& config );
+   // Has the decisions follow the orders.
+   void followOrders();
+   // Ends the orders whose time is over.
+   void endOrders();
+   // Asks for the state of all uplinks before ports are opened that must be shut only for an order.
+   // Returns false if the answers do not count, since all links are read again.
+   bool isSureOfUplinks();
+   // Acts, once the latches are recorded.
+   void actOnLatched();
    // Acts on ports, then logs the groups' transitions, then the acts.
    void act();
    void actOnPorts();
@@ -111,6 +130,7 @@ class Agent {
    RouteSource& routes_;
    Log& log_;
    Detector detector_;
+   Orders orders_;
    Zet::Ptr< State > const state_ = Zet::make< State >( "state" );
    LinkDirectory links_;
    DefaultRouteLinks defaultRoutes_;
@@ -121,6 +141,7 @@ class Agent {
    PortReport portReport_;
    GroupLog groupLog_;
    StateWriter stateWriter_;
+   Steer steer_;
    Troubles troubles_; // With the source.
 
    std::vector< Kelnet::IntfId > uplinks_; // As configured.

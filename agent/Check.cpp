@@ -9,6 +9,7 @@
 #include "agent/kernel/NetlinkLinkSource.h"
 #include "agent/kernel/NetlinkRouteSource.h"
 #include "agent/kernel/PrivateFlags.h"
+#include "agent/orders/OrderFile.h"
 #include "agent/ports/OwnedLinkFile.h"
 
 #include <cstdlib>
@@ -27,16 +28,18 @@ class Record {
  public:
    // Throws: std::runtime_error when there is a record that can't be read.
    explicit Record( std::string const& path )
-       : directory_( StateDirectory::toRead( path ) ), file_( directory_ ),
-         bootFile_( directory_ ) {}
+       : directory_( StateDirectory::toRead( path ) ), file_( directory_ ), bootFile_( directory_ ),
+         orderFile_( directory_ ) {}
 
    OwnedLinkFile& file() { return file_; }
    BootFile& bootFile() { return bootFile_; }
+   OrderFile& orderFile() { return orderFile_; }
 
  private:
    StateDirectory directory_;
    OwnedLinkFile file_;
    BootFile bootFile_;
+   OrderFile orderFile_;
 };
 
 class Check {
@@ -86,7 +89,8 @@ class Check {
                "; ports that a running ufdd holds shut are not told from others" );
       }
       return forecast( config, source, routes, record ? &record->file() : nullptr,
-                       record ? &record->bootFile() : nullptr );
+                       record ? &record->bootFile() : nullptr,
+                       record ? &record->orderFile() : nullptr );
    }
 
    void tell( Forecast const& forecast ) {

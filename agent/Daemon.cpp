@@ -39,10 +39,10 @@ portsOf( ConfigFile const& config ) {
 
 Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
     : options_( options ), log_( log ), stateDirectory_( options.stateDirectory ),
-      store_( stateDirectory_ ), bootStore_( stateDirectory_ ), claims_( log ),
-      settings_( stateDirectory_ ), control_( [ this ] { manager_.alive(); } ),
+      store_( stateDirectory_ ), bootStore_( stateDirectory_ ), orderStore_( stateDirectory_ ),
+      claims_( log ), settings_( stateDirectory_ ), control_( [ this ] { manager_.alive(); } ),
       source_( loop_, options.receiveBuffer ), routes_( loop_ ),
-      agent_( source_, routes_, control_, store_, settings_, bootStore_, log ),
+      agent_( source_, routes_, control_, store_, settings_, bootStore_, orderStore_, log ),
       statusServer_( options.socket, agent_.roots(), log ),
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),

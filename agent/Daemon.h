@@ -11,6 +11,7 @@
 #include "agent/kernel/NetlinkLinkControl.h"
 #include "agent/kernel/NetlinkLinkSource.h"
 #include "agent/kernel/NetlinkRouteSource.h"
+#include "agent/orders/OrderFile.h"
 #include "agent/ports/OwnedLinkFile.h"
 #include "agent/ports/PortClaims.h"
 #include "agent/ports/PortSettingsFile.h"
@@ -80,6 +81,7 @@ class Daemon {
    StateDirectory stateDirectory_;
    OwnedLinkFile store_;
    BootFile bootStore_;
+   OrderFile orderStore_;
    PortClaims claims_;
    PortSettingsFile settings_;
    EventLoop loop_;

@@ -117,6 +117,21 @@ class BootRecollection final : public BootStore {
    BootStore* const record_;
 };
 
+// Recalls what another store does, and remembers nothing.
+class OrderRecollection final : public OrderStore {
+ public:
+   // Borrows: record, which may be null.
+   explicit OrderRecollection( OrderStore* record ) : record_( record ) {}
+
+   Recollection recall() override { return record_ ? record_->recall() : Recollection(); }
+   int remember( OrderBook const& ) override { return 0; }
+   bool isLost() const override { return false; }
+   std::string place() const override { return ""; }
+
+ private:
+   OrderStore* const record_;
+};
+
 // Keeps the lines about what is wrong.
 class AlarmLog final : public Log {
  public:
@@ -151,9 +166,10 @@ stateText( Link const* link ) {
 class Forecaster {
  public:
    Forecaster( std::vector< GroupSettings > const& groups, LinkSource& source, RouteSource& routes,
-               OwnedLinkStore* record, BootStore* bootRecord )
+               OwnedLinkStore* record, BootStore* bootRecord, OrderStore* orders )
        : groups_( groups ), routes_( routes ), record_( record ), bootRecord_( bootRecord ),
-         agent_( source, routes, control_, record_, settings_, bootRecord_, log_ ) {
+         orders_( orders ),
+         agent_( source, routes, control_, record_, settings_, bootRecord_, orders_, log_ ) {
       control_.linksAre( agent_.links() );
    }
 
@@ -230,6 +246,8 @@ class Forecaster {
           [ this ]( auto const* group ) { return statusOf( *group ) == GroupLinkStatus::down; } );
       bool const isDown = !down.empty();
       std::string text;
+      if ( agent_.detector().decisions().isOrderedDown( port ) )
+         text = "it is ordered down";
       for ( std::size_t shown = 0;
             GroupSettings const* const group : isDown ? down : listing->second ) {
          if ( ++shown > maxShown )
@@ -282,6 +300,7 @@ class Forecaster {
    ImaginedControl control_;
    Recollection record_;
    BootRecollection bootRecord_;
+   OrderRecollection orders_;
    AlarmLog log_;
    NoSettings settings_;
    Agent agent_;
@@ -295,13 +314,13 @@ class Forecaster {
 
 Forecast
 forecast( ConfigFile const& config, LinkSource& source, RouteSource& routes, OwnedLinkStore* record,
-          BootStore* bootRecord ) {
+          BootStore* bootRecord, OrderStore* orders ) {
    ConfigFile now = config;
    now.warnings.clear();
    now.startupHold = 0;
    for ( GroupSettings& group : now.groups )
       group.policy.downDelay = group.policy.recoveryDelay = 0;
-   return Forecaster( config.groups, source, routes, record, bootRecord ).run( now );
+   return Forecaster( config.groups, source, routes, record, bootRecord, orders ).run( now );
 }
 
 } // namespace Ufdd

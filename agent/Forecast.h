@@ -5,6 +5,7 @@
 #include "agent/detect/BootStore.h"
 #include "agent/kernel/LinkSource.h"
 #include "agent/kernel/RouteSource.h"
+#include "agent/orders/OrderStore.h"
 #include "agent/ports/OwnedLinkStore.h"
 
 #include <string>
@@ -28,6 +29,6 @@ struct Forecast {
 // Requires: the configuration has no error.
 // Throws: whatever the source throws when the links can't be read.
 Forecast forecast( ConfigFile const& config, LinkSource& source, RouteSource& routes,
-                   OwnedLinkStore* record, BootStore* bootRecord );
+                   OwnedLinkStore* record, BootStore* bootRecord, OrderStore* orders );
 
 } // namespace Ufdd

@@ -50,17 +50,44 @@ reasonOf( GroupWait::Cause cause ) {
       return WaitReason::recoveryDelay;
    case GroupWait::Cause::releaseWhen:
       return WaitReason::releaseWhen;
+   case GroupWait::Cause::latched:
+      return WaitReason::latched;
    }
    return WaitReason::nothing;
 }
 
 GroupMode
-modeOf( bool isDryRun, GroupWait::Cause cause ) {
-   if ( isDryRun )
+modeOf( GroupStance stance, GroupWait::Cause cause ) {
+   switch ( stance ) {
+   case GroupStance::acting:
+      break;
+   case GroupStance::disabled:
+      return GroupMode::disabled;
+   case GroupStance::down:
+      return GroupMode::orderedDown;
+   case GroupStance::dryRun:
       return GroupMode::dryRun;
+   }
    if ( cause == GroupWait::Cause::startupHold )
       return GroupMode::startupHold;
    return cause == GroupWait::Cause::unproven ? GroupMode::unproven : GroupMode::acting;
+}
+
+// Writes the order about the entity; `orders` are those about entities of its kind.
+template < class E >
+void
+writeOrder( E& entity, OrderBook::Orders const& orders ) {
+   static Order const none{ .since = 0, .until = Order::noEnd, .reason = {} };
+   auto const at = orders.find( entity.zetName().view() );
+   bool const isThere = at != orders.end();
+   Order const& order = isThere ? at->second : none;
+   entity.orderIs( !isThere                             ? OrderKind::none
+                   : order.kind == Order::Kind::disable ? OrderKind::disable
+                                                        : OrderKind::down );
+   entity.orderTimeIs( order.since );
+   entity.orderEndTimeIs( order.until == Order::noEnd ? 0 : order.until );
+   entity.orderUidIs( order.uid );
+   entity.orderReasonIs( order.reason );
 }
 
 template < class T >
@@ -97,9 +124,10 @@ keysOf( Members const& members, Predicate isUnwanted ) {
 } // namespace
 
 StateWriter::StateWriter( Zet::Ptr< State > state, Detector const& detector, LinkDirectory& links,
-                          CarrierWatch const& carrierWatch, PortControl& portControl )
+                          CarrierWatch const& carrierWatch, PortControl& portControl,
+                          Orders const& orders )
     : state_( std::move( state ) ), detector_( detector ), links_( links ),
-      carrierWatch_( carrierWatch ), portControl_( portControl ) {}
+      carrierWatch_( carrierWatch ), portControl_( portControl ), orders_( orders ) {}
 
 void
 StateWriter::configure() {
@@ -131,6 +159,12 @@ StateWriter::configure() {
 }
 
 void
+StateWriter::handleOrders() {
+   for ( auto group = detector_.config->groupIteratorConst(); group; ++group )
+      dirtyGroups_.push_back( group->name() );
+}
+
+void
 StateWriter::handleTransitions( std::span< GroupLog::Told const > transitions ) {
    for ( auto const& [ name, before, now, reason ] : transitions ) {
       hasFallen_ |= before == GroupLinkStatus::up && now == GroupLinkStatus::down;
@@ -155,11 +189,12 @@ StateWriter::handleResults( std::span< PortResult const > results, double actedA
    for ( auto const& [ kind, answer ] : results ) {
       if ( answer.port == Kelnet::IntfId() )
          continue;
-      bool const isAct = kind == Kind::shut || kind == Kind::shutAgain || kind == Kind::opened;
+      bool const isAct = kind == Kind::shut || kind == Kind::shutAgain || kind == Kind::opened ||
+                         kind == Kind::openedAnyway;
       hasShut |= kind == Kind::shut;
       acts_ += isAct;
       failedActs_ += kind == Kind::failed;
-      openActs_ += kind == Kind::opened;
+      openActs_ += kind == Kind::opened || kind == Kind::openedAnyway;
       failedOpenActs_ += kind == Kind::failed && answer.up;
       dirtyPorts_.push_back( answer.port );
       if ( kind == Kind::failed )
@@ -250,8 +285,10 @@ StateWriter::writeGroup( Zet::Name const& name ) {
    GroupDecisions const& decisions = detector_.decisions();
    auto const group = state_->groupIs( name );
    GroupWait const wait = decisions.waitOf( name );
-   group->modeIs( modeOf( decisions.isDryRun( name ), wait.cause ) );
-   group->isDryRunIs( decisions.isDryRun( name ) );
+   group->modeIs( modeOf( decisions.stanceOf( name ), wait.cause ) );
+   GroupPolicy const* const policy = decisions.policyOf( name );
+   group->isDryRunIs( policy && policy->dryRun );
+   writeOrder( *group, orders_.book().groups );
    group->upLinksIs( detector_.upOf( *config ) );
    group->allLinksIs( static_cast< unsigned int >( config->intfsToMonitorMembers().count() ) );
    auto const [ stay, recover, needed ] = decisions.thresholdsOf( name );
@@ -286,6 +323,7 @@ StateWriter::writePort( Kelnet::IntfId port ) {
       view.condition = PortCondition::dryRun;
    writeCondition( *entity, isNew || entity->since() == 0, view.condition, now_ );
    entity->meansIs( view.means );
+   writeOrder( *entity, orders_.book().ports );
 }
 
 bool

@@ -4,6 +4,7 @@
 #include "agent/detect/Detector.h"
 #include "agent/detect/GroupLog.h"
 #include "agent/detect/LinkDirectory.h"
+#include "agent/orders/Orders.h"
 #include "agent/ports/PortControl.h"
 #include "agent/ports/PortResult.h"
 #include "agent/state/State.h"
@@ -21,7 +22,7 @@ class StateWriter {
  public:
    // Borrows: all but the state.
    StateWriter( Zet::Ptr< State > state, Detector const& detector, LinkDirectory& links,
-                CarrierWatch const& carrierWatch, PortControl& portControl );
+                CarrierWatch const& carrierWatch, PortControl& portControl, Orders const& orders );
 
    // Makes the State's groups, links and ports those of the detector's configuration. The next
    // write() looks at all of them.
@@ -30,6 +31,8 @@ class StateWriter {
    void handleTransitions( std::span< GroupLog::Told const > transitions );
    void handleResults( std::span< PortResult const > results, double actedAt );
    void handleTrouble() { ++overruns_; }
+   // The next write() looks at all groups and ports: orders have changed.
+   void handleOrders();
    // Call at the end of each turn, after its acts.
    void write();
 
@@ -51,6 +54,7 @@ class StateWriter {
    LinkDirectory& links_;
    CarrierWatch const& carrierWatch_;
    PortControl& portControl_;
+   Orders const& orders_;
    // The groups that name a link, by the link.
    GroupsOf groupsOfUplink_;
    GroupsOf groupsOfPort_;

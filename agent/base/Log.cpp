@@ -19,6 +19,7 @@ syslogLevelOf( LogEvent::Id id ) noexcept {
    case LogEvent::groupTransition:
    case LogEvent::portOpened:
    case LogEvent::configuration:
+   case LogEvent::order:
       return 5;
    case LogEvent::portShut:
    case LogEvent::trouble:

@@ -21,6 +21,7 @@ struct LogEvent {
       trouble,       // Something failed, but ufdd goes on.
       fault,         // ufdd ends because of it, or it is an error in ufdd.
       groupAlarm,    // The group can't do what it is for: uplinks or ports do not exist.
+      order,         // An operator ordered something, or an order stands or is over.
    };
    Id id = other;
    std::vector< std::string_view > groups = {};

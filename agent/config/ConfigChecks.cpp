@@ -280,6 +280,17 @@ checkCounts( GroupSettings const& group, Findings& findings ) {
 }
 
 void
+checkSwitches( GroupSettings const& group, Findings& findings ) {
+   std::string const subject = "group " + quoted( group.name() );
+   if ( !group.policy.enabled && group.policy.forceDown )
+      findings.error( group.place, subject + " has enabled = false and force_down = true, which "
+                                             "contradict each other; remove one of the two" );
+   else if ( group.policy.dryRun && group.policy.forceDown )
+      findings.warning( group.place, subject + " has force_down = true, which has no effect in "
+                                               "dry_run: its ports are not shut" );
+}
+
+void
 checkGroups( SystemView const& system, std::vector< GroupSettings > const& groups,
              Findings& findings ) {
    checkCircles( system, groups, findings );

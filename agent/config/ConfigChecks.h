@@ -12,6 +12,9 @@ namespace Ufdd {
 // Requires: the group was read from a file without an error.
 void checkCounts( GroupSettings const& group, Findings& findings );
 
+// Refuses switches of a group that contradict each other, and warns of those without effect.
+void checkSwitches( GroupSettings const& group, Findings& findings );
+
 // Checks the names in each group, the groups against each other, and all against the interfaces of
 // `system`. Adds errors and warnings to `findings`.
 // Requires: the groups were read from a file, so that their places are known.

@@ -242,9 +242,10 @@ Reader::readGroup( toml::table const& table ) {
    std::size_t const errorsBefore = findings_.errorCount();
    std::vector< std::string > keys = attributes_.keys();
    keys.insert( keys.begin(), "name" );
-   keys.insert( keys.end(), { "min_percent", "recover_links", "recover_percent", "recovery_delay",
-                              "recovery_delay_max", "down_delay", "dry_run", "allow_default_route",
-                              "release_when", "release_timeout" } );
+   keys.insert( keys.end(),
+                { "min_percent", "recover_links", "recover_percent", "recovery_delay",
+                  "recovery_delay_max", "down_delay", "dry_run", "enabled", "force_down",
+                  "auto_recover", "allow_default_route", "release_when", "release_timeout" } );
    checkKeys( table, keys, "a group",
               [ this ]( std::string_view key ) { return attributes_.reads( key ); } );
    GroupSettings group( readName( table ) );
@@ -254,6 +255,9 @@ Reader::readGroup( toml::table const& table ) {
    readSeconds( table, "down_delay", group.policy.downDelay );
    readFlag( table, "dry_run", group.policy.dryRun );
    group.policy.dryRun |= isDryRun_;
+   readFlag( table, "enabled", group.policy.enabled );
+   readFlag( table, "force_down", group.policy.forceDown );
+   readFlag( table, "auto_recover", group.policy.autoRecover );
    readFlag( table, "allow_default_route", group.policy.allowDefaultRoute );
    readReleaseWhen( table, group.policy );
    readSeconds( table, "release_timeout", group.policy.releaseTimeout );
@@ -264,6 +268,7 @@ Reader::readGroup( toml::table const& table ) {
    // After an error, lists may lack names.
    if ( findings_.errorCount() == errorsBefore )
       checkCounts( group, findings_ );
+   checkSwitches( group, findings_ );
    groups.push_back( std::move( group ) );
 }
 

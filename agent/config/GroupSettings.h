@@ -30,7 +30,11 @@ struct GroupPolicy {
    double recoveryDelayMax = 60;
    // In seconds: how long the group must have been down before its ports are shut.
    double downDelay = 0;
-   bool dryRun = false; // Only logs; never touches a port.
+   bool dryRun = false;    // Only logs; never touches a port.
+   bool enabled = true;    // Else it holds no port.
+   bool forceDown = false; // Its ports are shut, whatever its uplinks do.
+   // Else its ports stay shut once it has been down, until an operator clears them.
+   bool autoRecover = true;
    // Also shuts a port that carries the machine's default route.
    bool allowDefaultRoute = false;
    // Opens ports only while all of these routes exist, or after releaseTimeout more seconds.

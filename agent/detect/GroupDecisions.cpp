@@ -26,45 +26,144 @@ GroupDecisions::policyIs( Zet::Name const& group, GroupPolicy const& policy,
    review( at );
    Decision& decision = at->second;
    decision.recoveryDelay.configure( policy.recoveryDelay, policy.recoveryDelayMax );
+   // Its ports may have changed.
+   haveLatchesChanged_ |= decision.isLatched;
    if ( decision.policy == policy && decision.minLinks == minLinks )
       return false;
    decision.policy = policy;
    decision.minLinks = minLinks;
    decision.mustRecover |= history_.hasFallen( group );
    history_.hasFallenIs( group, decision.mustRecover && decision.hasHysteresis() );
-   portDecisions_.decideAgain( group );
+   handleStance( at );
    return true;
 }
 
+void
+GroupDecisions::handleStance( Groups::iterator group ) {
+   auto& [ name, decision ] = *group;
+   groupsOrderedDown_ -= decision.stance == GroupStance::down;
+   decision.stance = Ufdd::stanceOf( decision.policy, decision.order );
+   groupsOrderedDown_ += decision.stance == GroupStance::down;
+   updateLatch( decision );
+   review( group );
+   portDecisions_.decideAgain( name );
+}
+
+void
+GroupDecisions::ordersAre( OrderBook const& book ) {
+   orderedPorts_.clear();
+   for ( auto const& [ port, order ] : book.ports )
+      orderedPorts_.emplace( port, order.isForced );
+   for ( auto const& [ group, order ] : book.groups )
+      groups_.try_emplace( Zet::Name( group ) );
+   for ( auto at = groups_.begin(); at != groups_.end(); ++at ) {
+      auto const order = book.groups.find( at->first.view() );
+      bool const isOrdered = order != book.groups.end();
+      at->second.order = isOrdered ? std::optional( order->second.kind ) : std::nullopt;
+      at->second.isForced = isOrdered && order->second.isForced;
+      handleStance( at );
+   }
+}
+
+GroupStance
+GroupDecisions::stanceUnder( OrderBook const& book, Zet::Name const& name,
+                             Decision const& decision ) const {
+   auto const order = book.groups.find( name.view() );
+   return Ufdd::stanceOf( decision.policy, order == book.groups.end()
+                                               ? std::nullopt
+                                               : std::optional( order->second.kind ) );
+}
+
+template < class Visit >
+void
+GroupDecisions::forEachGroupOf( Kelnet::IntfId port, Visit visit ) const {
+   for ( auto const& [ name, decision ] : groups_ )
+      if ( auto const group = config_.group( name ); group && group->intfsToDisable( port ) )
+         visit( name, decision );
+}
+
 bool
-GroupDecisions::isDryRun( Zet::Name const& group ) const {
+GroupDecisions::wouldBeShut( Kelnet::IntfId port, OrderBook const& book ) const {
+   bool isShut = book.ports.contains( port.name().view() );
+   forEachGroupOf( port, [ & ]( Zet::Name const& name, Decision const& decision ) {
+      isShut |= decision.shuts( port, stanceUnder( book, name, decision ) );
+   } );
+   return isShut;
+}
+
+bool
+GroupDecisions::wouldBeOrderedDown( Kelnet::IntfId port, OrderBook const& book ) const {
+   bool isOrdered = book.ports.contains( port.name().view() );
+   forEachGroupOf( port, [ & ]( Zet::Name const& name, Decision const& decision ) {
+      isOrdered |= stanceUnder( book, name, decision ) == GroupStance::down;
+   } );
+   return isOrdered;
+}
+
+bool
+GroupDecisions::isOrderedDown( Kelnet::IntfId port ) const {
+   // Most often nothing is.
+   if ( orderedPorts_.empty() && groupsOrderedDown_ == 0 )
+      return false;
+   bool isOrdered = orderedPorts_.contains( port );
+   forEachGroupOf( port, [ & ]( Zet::Name const&, Decision const& decision ) {
+      isOrdered |= decision.stance == GroupStance::down;
+   } );
+   return isOrdered;
+}
+
+bool
+GroupDecisions::isLatched( Kelnet::IntfId port ) const {
+   unsigned int held = 0, others = 0;
+   forEachGroupOf( port, [ & ]( Zet::Name const&, Decision const& decision ) {
+      if ( decision.shuts( port ) )
+         ++( decision.isHeldByLatch() ? held : others );
+   } );
+   return held > 0 && others == 0 && !isOrderedDown( port );
+}
+
+GroupStance
+GroupDecisions::stanceOf( Zet::Name const& group ) const {
    auto const at = groups_.find( group );
-   return at != groups_.end() && at->second.policy.dryRun;
+   return at == groups_.end() ? GroupStance::acting : at->second.stance;
+}
+
+GroupPolicy const*
+GroupDecisions::policyOf( Zet::Name const& group ) const {
+   auto const at = groups_.find( group );
+   return at == groups_.end() ? nullptr : &at->second.policy;
 }
 
 bool
 GroupDecisions::allowsDefaultRoute( Kelnet::IntfId port ) const {
+   if ( auto const order = orderedPorts_.find( port );
+        order != orderedPorts_.end() && order->second )
+      return true;
    return std::any_of( groups_.begin(), groups_.end(), [ & ]( auto const& entry ) {
       auto const& [ name, decision ] = entry;
-      auto const group = config_.group( name );
-      return decision.policy.allowDefaultRoute && decision.sawDown() && !decision.isLeftAlone() &&
-             group && group->intfsToDisable( port ) && shuts( *group, port );
+      bool const isAllowed = decision.policy.allowDefaultRoute || decision.isForced;
+      bool const hasReason =
+          decision.stance == GroupStance::down || ( decision.sawDown() && !decision.isLeftAlone() );
+      auto const group = isAllowed && hasReason ? config_.group( name ) : nullptr;
+      return group && group->intfsToDisable( port ) && decision.shuts( port );
    } );
 }
 
 bool
 GroupDecisions::isLeftAlone( Kelnet::IntfId port ) const {
    // Most often no group is, and ports wait to be shut.
-   if ( std::ranges::none_of( inReview_, []( Groups::iterator group ) {
-           return group->second.isDown && group->second.isLeftAlone();
-        } ) )
+   if ( std::ranges::none_of( inReview_,
+                              []( Groups::iterator group ) {
+                                 return group->second.isDown && group->second.isLeftAlone();
+                              } ) ||
+        isOrderedDown( port ) )
       return false;
    return std::ranges::all_of( groups_, [ & ]( auto const& entry ) {
       auto const& [ name, decision ] = entry;
       auto const group = config_.group( name );
       // A group that is up again keeps its ports shut for a while, but shuts no others.
       return decision.isLeftAlone() || !decision.sawDown() || !group ||
-             !group->intfsToDisable( port ) || !shuts( *group, port );
+             !group->intfsToDisable( port ) || !decision.shuts( port );
    } );
 }
 
@@ -77,7 +176,10 @@ GroupDecisions::isDown( Zet::Name const& group ) const {
 bool
 GroupDecisions::wantsShut( Zet::Name const& group, Kelnet::IntfId port ) const {
    auto const at = groups_.find( group );
-   return at != groups_.end() && at->second.isDown && at->second.covers( port );
+   if ( at == groups_.end() )
+      return false;
+   GroupStance const stance = at->second.stance;
+   return at->second.shuts( port, stance == GroupStance::dryRun ? GroupStance::acting : stance );
 }
 
 double
@@ -111,6 +213,57 @@ GroupDecisions::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId 
    decision.only = std::move( ports );
 }
 
+void
+GroupDecisions::assumeLatched( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
+   assumeDown( group, std::move( ports ) );
+   groups_[ group ].isLatched = true;
+}
+
+// A group whose ports are shut since it is down is latched from then on.
+void
+GroupDecisions::updateLatch( Decision& decision ) {
+   bool const before = decision.isLatched;
+   if ( !decision.latches() )
+      decision.isLatched = false;
+   else if ( decision.isDown && decision.sawDown() && !decision.isLeftAlone() )
+      decision.isLatched = true;
+   if ( !decision.isLatched )
+      decision.cleared.clear();
+   haveLatchesChanged_ |= decision.isLatched != before;
+}
+
+void
+GroupDecisions::clearLatches( Kelnet::IntfId port ) {
+   for ( auto at = groups_.begin(); at != groups_.end(); ++at ) {
+      auto& [ name, decision ] = *at;
+      auto const group = config_.group( name );
+      if ( !decision.isLatched || !group || !group->intfsToDisable( port ) )
+         continue;
+      haveLatchesChanged_ = true;
+      if ( decision.seen != LinkStatus::up ) {
+         decision.cleared.push_back( port );
+         continue;
+      }
+      if ( decision.only )
+         std::erase( *decision.only, port );
+      if ( decision.only && decision.only->empty() )
+         reverse( at, Zet::now() );
+      portDecisions_.decideAgain( name );
+   }
+}
+
+OrderBook::Latches
+GroupDecisions::latches() const {
+   OrderBook::Latches latches;
+   for ( auto const& [ name, decision ] : groups_ )
+      if ( auto const group = config_.group( name ); group && decision.isLatched )
+         for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
+            if ( decision.covers( port.key() ) &&
+                 std::ranges::find( decision.cleared, port.key() ) == decision.cleared.end() )
+               latches.emplace( name.view(), port.key().name().view() );
+   return latches;
+}
+
 bool
 GroupDecisions::Decision::covers( Kelnet::IntfId port ) const {
    return !only || std::find( only->begin(), only->end(), port ) != only->end();
@@ -118,7 +271,10 @@ GroupDecisions::Decision::covers( Kelnet::IntfId port ) const {
 
 bool
 GroupDecisions::shuts( GroupConfig const& group, Kelnet::IntfId port ) const {
-   return wantsShut( group.name(), port ) && !isDryRun( group.name() );
+   if ( orderedPorts_.contains( port ) )
+      return true;
+   auto const at = groups_.find( group.name() );
+   return at != groups_.end() && at->second.shuts( port );
 }
 
 void
@@ -135,6 +291,15 @@ GroupDecisions::handleTransition( Zet::Name const& group, LinkStatus before, Lin
       for ( auto port = config->intfsToDisableIteratorConst(); port; ++port )
          decision.only->push_back( port.key() );
    }
+   if ( now == LinkStatus::up && decision.only && !decision.cleared.empty() ) {
+      std::erase_if( *decision.only, [ & ]( Kelnet::IntfId port ) {
+         return std::ranges::find( decision.cleared, port ) != decision.cleared.end();
+      } );
+      decision.cleared.clear();
+      decision.isLatched = !decision.only->empty();
+      haveLatchesChanged_ = true;
+      portDecisions_.decideAgain( group );
+   }
    review( at );
 }
 
@@ -144,6 +309,8 @@ GroupDecisions::handleGroupGone( Zet::Name const& group ) {
    if ( at == groups_.end() )
       return;
    downGroups_ -= at->second.sawDown();
+   groupsOrderedDown_ -= at->second.stance == GroupStance::down;
+   haveLatchesChanged_ |= at->second.isLatched;
    std::erase( inReview_, at );
    std::erase( fallen_, at );
    std::erase( toMove_, at );
@@ -201,6 +368,14 @@ GroupDecisions::evaluate( Groups::iterator group, double now, bool confirmsOpeni
       settle( group, wasTold );
       noteThreshold( group );
       return isDone;
+   }
+   if ( decision.isLatched && !decision.sawDown() ) {
+      decision.wait = { GroupWait::Cause::latched };
+      if ( before != GroupWait::Cause::latched )
+         remarks_.push_back( { name, "auto_recover is false: its ports stay shut until an operator "
+                                     "clears them: ufdctl clear " +
+                                         std::string( name.view() ) } );
+      return false;
    }
    if ( now >= decision.due() && !decision.sawDown() && awaitsRoutes( name, decision, now ) )
       return false;
@@ -321,8 +496,13 @@ GroupDecisions::tellAbsentPorts( Zet::Name const& name ) {
 std::vector< GroupDecisions::Remark >
 GroupDecisions::takeRemarks() {
    for ( Groups::iterator const group : std::exchange( fallen_, {} ) )
-      if ( !group->second.policy.dryRun )
+      if ( group->second.stance == GroupStance::acting )
          tellAbsentPorts( group->first );
+   // The delays of a group whose ports are as ordered delay nothing.
+   std::erase_if( remarks_, [ this ]( Remark const& remark ) {
+      GroupStance const stance = stanceOf( remark.group );
+      return stance == GroupStance::disabled || stance == GroupStance::down;
+   } );
    return std::exchange( remarks_, {} );
 }
 
@@ -339,6 +519,9 @@ void
 GroupDecisions::settle( Groups::iterator group, bool wasTold ) {
    auto& [ name, decision ] = *group;
    if ( decision.sawDown() && std::exchange( decision.only, std::nullopt ) ) {
+      decision.cleared.clear();
+      updateLatch( decision );
+      haveLatchesChanged_ |= decision.isLatched;
       portDecisions_.decideAgain( name );
       fallen_.push_back( group );
    }
@@ -379,11 +562,13 @@ GroupDecisions::reverse( Groups::iterator group, double now ) {
    } else {
       decision.recoveryDelay.handleOpened( now );
    }
-   if ( decision.policy.dryRun && config_.group( name ) )
+   if ( decision.stance == GroupStance::dryRun && config_.group( name ) )
       remarks_.push_back( { name, std::string( "dry_run, else ports would be " ) +
                                       ( decision.isDown ? "shut" : "opened" ) +
                                       " now:" + portsText( name, decision ) } );
    decision.only.reset();
+   decision.isLatched = false;
+   updateLatch( decision );
    portDecisions_.decideAgain( name );
 }
 

@@ -3,9 +3,11 @@
 #include "agent/base/Log.h"
 #include "agent/config/GroupSettings.h"
 #include "agent/detect/BootHistory.h"
+#include "agent/detect/GroupStance.h"
 #include "agent/detect/GroupWait.h"
 #include "agent/detect/RecoveryDelay.h"
 #include "agent/detect/RouteReadiness.h"
+#include "agent/orders/Order.h"
 #include "host/GroupTransitions.h"
 #include "host/PortDecisions.h"
 #include "model/Config.h"
@@ -17,6 +19,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -27,6 +30,10 @@ namespace Ufdd {
 // library knows nothing of delays, which may differ between groups that share an uplink: its
 // statuses tell the state at present. A group in dry_run shuts nothing. Times are those of
 // Zet::now().
+//
+// Orders of operators come first: a port is shut while it or a group of it is ordered down, and a
+// group that is disabled shuts nothing. A group without auto_recover that was decided to be down is
+// latched: once up, it stays decided to be down until its ports are cleared.
 //
 // evaluate() decides groups to be down, but none to be up: the news that an uplink is down again
 // may be held back. The host queries uplinksToQuery() first. Then confirmOpenings() decides.
@@ -56,6 +63,22 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // up for its recovery_delay.
    // Requires: no status of the group is known yet.
    void assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId > ports );
+   // The same for a group that was latched, which keeps only these ports shut once it is up.
+   void assumeLatched( Zet::Name const& group, std::vector< Kelnet::IntfId > ports );
+
+   // Follows the orders in the book. Groups that are ordered for the first time are configured
+   // later.
+   void ordersAre( OrderBook const& book );
+   // Returns true if the port would have to be shut if these were the orders.
+   bool wouldBeShut( Kelnet::IntfId port, OrderBook const& book ) const;
+   // Returns true if the port would be ordered down then.
+   bool wouldBeOrderedDown( Kelnet::IntfId port, OrderBook const& book ) const;
+   // Ends what latches the port. A group of it that is down shuts it all the same.
+   void clearLatches( Kelnet::IntfId port );
+   // The ports that groups keep shut, or will once they are up, until they are cleared.
+   OrderBook::Latches latches() const;
+   // Returns true if these may have changed since the last call.
+   bool takeLatchesChanged() { return std::exchange( haveLatchesChanged_, false ); }
 
    // Decides about the groups whose delay has passed, but decides none to be up.
    void evaluate();
@@ -78,12 +101,22 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // Returns true if each group that needs the port shut is left alone, or is up again, as of the
    // last evaluation: what is shut stays so, but there is no evidence to shut more.
    bool isLeftAlone( Kelnet::IntfId port ) const;
-   bool isDryRun( Zet::Name const& group ) const;
-   // Returns true if a group that shuts the port does so even if it carries the default route.
+   // Returns true if the port or one of its groups is ordered down.
+   bool isOrderedDown( Kelnet::IntfId port ) const;
+   // Returns true if the port must be shut only because groups that are up are latched.
+   bool isLatched( Kelnet::IntfId port ) const;
+   GroupStance stanceOf( Zet::Name const& group ) const;
+   // Returns null for an unknown group.
+   GroupPolicy const* policyOf( Zet::Name const& group ) const;
+   bool isDryRun( Zet::Name const& group ) const {
+      return stanceOf( group ) == GroupStance::dryRun;
+   }
+   // Returns true if a group or an order that shuts the port does so even if it carries the default
+   // route.
    bool allowsDefaultRoute( Kelnet::IntfId port ) const;
    // Returns true if the group is decided to be down.
    bool isDown( Zet::Name const& group ) const;
-   // Returns true if the group, decided to be down, shuts the port, or would but for dry_run.
+   // Returns true if the group shuts the port, or would but for dry_run.
    bool wantsShut( Zet::Name const& group, Kelnet::IntfId port ) const;
    // When the group was first seen as it is now; 0 for an unknown group.
    double sinceOf( Zet::Name const& group ) const;
@@ -137,6 +170,12 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
       unsigned int minLinks = 0; // As configured.
       // It was decided to be down, and not to be up since: it needs recoverLinks to be up.
       bool mustRecover = false;
+      std::optional< Order::Kind > order; // Of an operator.
+      bool isForced = false;              // That order's.
+      GroupStance stance = GroupStance::acting;
+      bool isLatched = false;
+      // While it is latched and not seen up: the ports that it won't keep shut once it is up.
+      std::vector< Kelnet::IntfId > cleared;
       RecoveryDelay recoveryDelay;
       LinkStatus seen = LinkStatus::unknown;
       double since = 0;    // When it was first seen so.
@@ -156,6 +195,19 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
 
       // Returns true if it applies to that port of the group.
       bool covers( Kelnet::IntfId port ) const;
+      // Returns true if it shuts that port of the group, if its stance is that one.
+      bool shuts( Kelnet::IntfId port, GroupStance as ) const {
+         return as == GroupStance::down ||
+                ( as == GroupStance::acting && isDown && covers( port ) );
+      }
+      bool shuts( Kelnet::IntfId port ) const { return shuts( port, stance ); }
+      // Returns true if it stays decided to be down once it is up.
+      bool latches() const {
+         return !policy.autoRecover &&
+                ( stance == GroupStance::acting || stance == GroupStance::down );
+      }
+      // Returns true if its latch alone keeps it decided to be down.
+      bool isHeldByLatch() const { return wait.cause == GroupWait::Cause::latched; }
       bool disagrees() const { return seen != LinkStatus::unknown && isDown != sawDown(); }
       bool sawDown() const { return seen == LinkStatus::down; }
       // As of the last evaluation.
@@ -179,6 +231,14 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
                Kelnet::IntfId port ) const override;
    void handleTransition( Zet::Name const& group, LinkStatus before, LinkStatus now ) override;
    void handleGroupGone( Zet::Name const& group ) override;
+   // Calls visit( decision ) for each group that disables the port.
+   template < class Visit > void forEachGroupOf( Kelnet::IntfId port, Visit visit ) const;
+   // Returns the stance of the group if these were the orders.
+   GroupStance stanceUnder( OrderBook const& book, Zet::Name const& name,
+                            Decision const& decision ) const;
+   // The policy of the group or an order about it has changed.
+   void handleStance( Groups::iterator group );
+   void updateLatch( Decision& decision );
    // Has the next evaluate() look at the group.
    void review( Groups::iterator group );
    void evaluateAll( bool confirmsOpenings );
@@ -212,6 +272,10 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    std::vector< Groups::iterator > fallen_;   // Decided to be down since the last takeRemarks().
    std::vector< Groups::iterator > toMove_;   // For moveThresholds().
    std::vector< Remark > remarks_;
+   // The ports that operators have ordered down, with true if that was forced.
+   std::unordered_map< Kelnet::IntfId, bool > orderedPorts_;
+   unsigned int groupsOrderedDown_ = 0;
+   bool haveLatchesChanged_ = false;
    bool hasOpenings_ = false;
    unsigned int downGroups_ = 0;
    UplinkFailureDetection::PortDecisions portDecisions_;

@@ -8,14 +8,39 @@ namespace Ufdd {
 using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
 
+namespace {
+
+// Returns true if the group shuts no port, whatever its uplinks do.
+bool
+isIdle( Detector const& detector, Zet::Name const& group ) {
+   GroupStance const stance = detector.decisions().stanceOf( group );
+   return stance == GroupStance::dryRun || stance == GroupStance::disabled;
+}
+
+std::string
+stanceText( GroupStance stance ) {
+   switch ( stance ) {
+   case GroupStance::acting:
+      break;
+   case GroupStance::disabled:
+      return ", disabled";
+   case GroupStance::down:
+      return ", ordered down";
+   case GroupStance::dryRun:
+      return ", dry_run";
+   }
+   return "";
+}
+
+} // namespace
+
 GroupsText
-groupsText( Detector const& detector, Kelnet::IntfId port, GroupLinkStatus linkStatus,
-            DryRun dryRun ) {
+groupsText( Detector const& detector, Kelnet::IntfId port, GroupLinkStatus linkStatus, Idle idle ) {
    GroupsText groups;
    for ( auto group = detector.config->groupIteratorConst(); group; ++group ) {
       auto const status = detector.status->group( group->name() );
       if ( !group->intfsToDisable( port ) || !status || status->groupLinkStatus() != linkStatus ||
-           ( dryRun == DryRun::leftOut && detector.decisions().isDryRun( group->name() ) ) )
+           ( idle == Idle::leftOut && isIdle( detector, group->name() ) ) )
          continue;
       groups.names.push_back( group->name().view() );
       groups.text +=
@@ -29,7 +54,7 @@ groupText( Detector const& detector, GroupConfig const& group, GroupLinkStatus l
    return "group " + std::string( group.name().view() ) + " is " +
           std::string( stringValue( linkStatus ).view() ) + ", " +
           countText( detector, group, detector.upOf( group ) ) +
-          ( detector.decisions().isDryRun( group.name() ) ? ", dry_run" : "" );
+          stanceText( detector.decisions().stanceOf( group.name() ) );
 }
 
 std::string

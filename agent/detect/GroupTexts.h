@@ -15,11 +15,12 @@ struct GroupsText {
    // "group a is down, 0/2 up, min_links 1, dry_run", for each, with "; " between them.
    std::string text;
 };
-enum class DryRun { included, leftOut };
+// Groups that are disabled or in dry_run.
+enum class Idle { included, leftOut };
 // The groups of that status that list `port`.
 GroupsText groupsText( Detector const& detector, Kelnet::IntfId port,
                        UplinkFailureDetection::GroupLinkStatus linkStatus,
-                       DryRun dryRun = DryRun::included );
+                       Idle idle = Idle::included );
 
 // "group a is down, 0/2 up, min_links 1, dry_run", for a group of that status.
 std::string groupText( Detector const& detector, UplinkFailureDetection::GroupConfig const& group,

@@ -14,6 +14,7 @@ struct GroupWait {
       downDelay,     // The group is down, but not for long enough.
       recoveryDelay, // The group is up, but not for long enough.
       releaseWhen,   // The group is up, but routes are missing.
+      latched,       // The group is up, but its ports stay shut until an operator clears them.
    };
    static constexpr double noEnd = std::numeric_limits< double >::infinity();
 

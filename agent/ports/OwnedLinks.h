@@ -65,6 +65,10 @@ class OwnedLinks {
    // again at the next change or after retry().
    void remember();
    bool hasFailed() const { return error_ != 0; }
+   // The errno value of the last remember().
+   int error() const { return error_; }
+   // Where the record is, for messages.
+   std::string place() const { return store_.place(); }
    void retry() { isChanged_ |= hasFailed(); }
    // Records all again if the record was removed.
    void checkRecord();

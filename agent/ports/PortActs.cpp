@@ -30,7 +30,7 @@ newOwnedLink( LinkRequest const& answer ) {
 } // namespace
 
 void
-PortActs::queueShut( Link const& link, Kelnet::IntfId port, unsigned int reason ) {
+PortActs::queueShut( Link const& link, Kelnet::IntfId port, unsigned int reason, bool isOrdered ) {
    State& state = states_[ link.index ];
    if ( owned_.isOverridden( link.index ) || hasFailed( link.index, false ) )
       return;
@@ -41,8 +41,8 @@ PortActs::queueShut( Link const& link, Kelnet::IntfId port, unsigned int reason 
       request.reason = owned->reason;
       // Shut again as often as allowed: queries first, and overrides the link if it is really open.
       // The message may be older than our last act.
-      request.onlyQuery =
-          state.error == 0 && Zet::now() - state.reopened[ state.next ] < reopeningSeconds;
+      request.onlyQuery = !isOrdered && state.error == 0 &&
+                          Zet::now() - state.reopened[ state.next ] < reopeningSeconds;
       if ( !owned->isShut( link ) || state.error != 0 )
          requests_.push_back( request );
    } else if ( link.adminUp ) {
@@ -302,7 +302,9 @@ PortActs::handleOpened( LinkRequest const& answer ) {
    owned_.erase( answer.index );
    states_[ answer.index ].error = 0;
    failed_.erase( answer.index );
-   add( PortResult::Kind::opened, answer );
+   add( owned_.isOverridden( answer.index ) ? PortResult::Kind::openedAnyway
+                                            : PortResult::Kind::opened,
+        answer );
 }
 
 void

@@ -31,8 +31,9 @@ class PortActs {
        : links_( links ), control_( control ), owned_( owned ) {}
 
    // These queue an act for act(), unless it is needless or has failed before. `reason` is our bit
-   // among the reasons for protodown, for a link that isn't shut yet.
-   void queueShut( Link const& link, Kelnet::IntfId port, unsigned int reason );
+   // among the reasons for protodown, for a link that isn't shut yet. A link that `isOrdered` is
+   // shut again however often others open it.
+   void queueShut( Link const& link, Kelnet::IntfId port, unsigned int reason, bool isOrdered );
    void queueOpen( OwnedLink const& owned, Kelnet::IntfId port );
    // Tells, once until it is shut or forgetReopenings() is called, that the link must be shut but
    // is left open because of `why`.

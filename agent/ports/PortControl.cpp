@@ -31,19 +31,36 @@ PortControl::spared() const {
    return names;
 }
 
-std::optional< PortResult::Kind >
-PortControl::whySpared( Link const& link, Kelnet::IntfId port ) {
+PortControl::Rule
+PortControl::ruleFor( Link const& link, Kelnet::IntfId port, bool isOrdered, bool isForced ) const {
+   if ( isProtected( link ) )
+      return Rule::isProtected;
+   if ( isOrdered )
+      return defaultRoutes_.carries( link.index ) && !isForced ? Rule::defaultRoute : Rule::ordered;
+   if ( owned_.isOverridden( link.index ) )
+      return Rule::overridden;
+   if ( detector_.decisions().isLeftAlone( port ) )
+      return Rule::leftAlone;
+   return defaultRoutes_.carries( link.index ) && !isForced ? Rule::defaultRoute : Rule::groups;
+}
+
+PortControl::Rule
+PortControl::ruleFor( Link const& link, Kelnet::IntfId port ) const {
    GroupDecisions const& decisions = detector_.decisions();
-   std::optional< PortResult::Kind > why;
-   if ( decisions.isLeftAlone( port ) )
-      why = PortResult::Kind::leftAlone;
-   else if ( defaultRoutes_.carries( link.index ) && !decisions.allowsDefaultRoute( port ) )
-      why = PortResult::Kind::defaultRoute;
-   else
+   bool const isForced =
+       !defaultRoutes_.carries( link.index ) || decisions.allowsDefaultRoute( port );
+   return ruleFor( link, port, decisions.isOrderedDown( port ), isForced );
+}
+
+std::optional< PortResult::Kind >
+PortControl::whySpared( Link const& link, Rule rule ) {
+   if ( rule != Rule::leftAlone && rule != Rule::defaultRoute )
       return {};
+   PortResult::Kind const why =
+       rule == Rule::leftAlone ? PortResult::Kind::leftAlone : PortResult::Kind::defaultRoute;
    if ( OwnedLink const* const owned = owned_.find( link.index ); owned && !owned->isShut( link ) )
       acts_.disownIfOpen( *owned );
-   return owned_.contains( link.index ) ? std::nullopt : why;
+   return owned_.contains( link.index ) ? std::nullopt : std::optional( why );
 }
 
 void
@@ -54,7 +71,7 @@ PortControl::reviewSpared() {
       // The link may have been renamed, or have left its LAG.
       if ( !detector_.decisions().mustBeShut( port ) )
          return true;
-      if ( whySpared( *link, port ) != spared.second )
+      if ( whySpared( *link, ruleFor( *link, port ) ) != spared.second )
          review( port );
       return false;
    } );
@@ -62,16 +79,19 @@ PortControl::reviewSpared() {
 
 void
 PortControl::shut( Kelnet::IntfId port ) {
-   for ( Link const& link : linksOfPort_ )
-      if ( isProtected( link ) ) {
+   for ( Link const& link : linksOfPort_ ) {
+      Rule const rule = ruleFor( link, port );
+      if ( rule == Rule::isProtected ) {
          acts_.noteLeftOpen( link, port, PortResult::Kind::isProtected );
-      } else if ( auto const why = link.adminUp ? whySpared( link, port ) : std::nullopt ) {
+      } else if ( auto const why = link.adminUp ? whySpared( link, rule ) : std::nullopt ) {
          spared_.insert_or_assign( link.index, *why );
          acts_.noteLeftOpen( link, port, *why );
       } else {
          spared_.erase( link.index );
-         acts_.queueShut( link, port, reason_ );
+         if ( rule != Rule::overridden )
+            acts_.queueShut( link, port, reason_, rule == Rule::ordered );
       }
+   }
 }
 
 void
@@ -86,6 +106,11 @@ PortControl::protectedAre( std::vector< std::string > const& names ) {
    if ( wanted == protected_ )
       return;
    protected_ = std::move( wanted );
+   reviewAll();
+}
+
+void
+PortControl::reviewAll() {
    for ( auto group = detector_.config->groupIteratorConst(); group; ++group )
       for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
          review( port.key() );
@@ -179,7 +204,9 @@ PortControl::act() {
    if ( !changed_.empty() ) {
       owned_.eraseOverridesIf( [ this ]( std::uint32_t index ) {
          Link const* const link = links_.link( index );
-         return !link || !detector_.decisions().mustBeShut( portOf( *link ) );
+         Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId();
+         return !link || !detector_.decisions().mustBeShut( port ) ||
+                detector_.decisions().isOrderedDown( port );
       } );
       for ( Kelnet::IntfId const port : changed_ ) {
          collectLinks( port );
@@ -194,7 +221,8 @@ PortControl::act() {
       for ( auto const& [ index, owned ] : owned_ ) {
          Link const* const link = links_.link( index );
          Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId( owned.name.view() );
-         if ( !detector_.decisions().mustBeShut( port ) || ( link && isProtected( *link ) ) )
+         if ( !detector_.decisions().mustBeShut( port ) || owned_.isOverridden( index ) ||
+              ( link && isProtected( *link ) ) )
             acts_.queueOpen( owned, port );
       }
       acts_.act();
@@ -207,7 +235,8 @@ PortControl::act() {
 }
 
 PortCondition
-PortControl::conditionOf( Link const& link, bool mustBeShut ) const {
+PortControl::conditionOf( Link const& link, Kelnet::IntfId port ) const {
+   bool const mustBeShut = detector_.decisions().mustBeShut( port );
    bool const isOurs = owned_.contains( link.index );
    if ( !mustBeShut && !isOurs )
       return PortCondition::open;
@@ -223,8 +252,11 @@ PortControl::conditionOf( Link const& link, bool mustBeShut ) const {
       return spared->second == PortResult::Kind::defaultRoute ? PortCondition::defaultRoute
                                                               : PortCondition::open;
    if ( owned_.isOverridden( link.index ) )
-      return PortCondition::overridden;
-   return isOurs ? PortCondition::shut : PortCondition::shutting;
+      return isOurs ? PortCondition::opening : PortCondition::overridden;
+   return !isOurs                                       ? PortCondition::shutting
+          : detector_.decisions().isOrderedDown( port ) ? PortCondition::ordered
+          : detector_.decisions().isLatched( port )     ? PortCondition::latched
+                                                        : PortCondition::shut;
 }
 
 PortControl::View
@@ -233,6 +265,7 @@ PortControl::viewOf( Kelnet::IntfId port ) {
    constexpr std::array precedence{ PortCondition::failed,      PortCondition::shutting,
                                     PortCondition::isProtected, PortCondition::defaultRoute,
                                     PortCondition::overridden,  PortCondition::opening,
+                                    PortCondition::ordered,     PortCondition::latched,
                                     PortCondition::shut,        PortCondition::foreign,
                                     PortCondition::open };
    bool const mustBeShut = detector_.decisions().mustBeShut( port );
@@ -246,7 +279,7 @@ PortControl::viewOf( Kelnet::IntfId port ) {
    View view{ mustBeShut ? PortCondition::absent : PortCondition::open, PortMeans::none };
    auto place = precedence.end();
    for ( Link const& link : linksOfPort_ ) {
-      place = std::min( place, std::ranges::find( precedence, conditionOf( link, mustBeShut ) ) );
+      place = std::min( place, std::ranges::find( precedence, conditionOf( link, port ) ) );
       if ( OwnedLink const* const owned = owned_.find( link.index ) )
          view.means = named && named->isLag                           ? PortMeans::members
                       : owned->means == LinkRequest::Means::adminDown ? PortMeans::down
@@ -255,6 +288,62 @@ PortControl::viewOf( Kelnet::IntfId port ) {
    if ( place != precedence.end() )
       view.condition = *place;
    return view;
+}
+
+int
+PortControl::clear( std::span< Kelnet::IntfId const > ports ) {
+   std::vector< std::uint32_t > added;
+   for ( Kelnet::IntfId const port : ports ) {
+      collectLinks( port );
+      for ( Link const& link : linksOfPort_ ) {
+         if ( owned_.isOverridden( link.index ) )
+            continue;
+         OwnedLink const* const owned = owned_.find( link.index );
+         owned_.insertOverride( owned ? *owned : OwnedLink{ link.index, link.name, link.address } );
+         added.push_back( link.index );
+      }
+      review( port );
+   }
+   owned_.remember();
+   int const error = added.empty() ? 0 : owned_.error();
+   if ( error ) {
+      for ( std::uint32_t const index : added )
+         owned_.eraseOverride( index );
+      owned_.remember();
+   }
+   return error;
+}
+
+bool
+PortControl::wouldShut( Kelnet::IntfId port, bool isOrdered, bool isForced ) {
+   collectLinks( port );
+   return std::ranges::any_of( linksOfPort_, [ & ]( Link const& link ) {
+      Rule const rule = ruleFor( link, port, isOrdered, isForced );
+      return link.adminUp && !owned_.contains( link.index ) &&
+             ( rule == Rule::ordered || rule == Rule::groups );
+   } );
+}
+
+bool
+PortControl::isProtected( Kelnet::IntfId port ) {
+   collectLinks( port );
+   return std::ranges::any_of( linksOfPort_,
+                               [ this ]( Link const& link ) { return isProtected( link ); } );
+}
+
+bool
+PortControl::carriesDefaultRoute( Kelnet::IntfId port ) {
+   collectLinks( port );
+   return std::ranges::any_of( linksOfPort_, [ this ]( Link const& link ) {
+      return defaultRoutes_.carries( link.index );
+   } );
+}
+
+bool
+PortControl::holds( Kelnet::IntfId port ) {
+   collectLinks( port );
+   return std::ranges::any_of(
+       linksOfPort_, [ this ]( Link const& link ) { return owned_.contains( link.index ); } );
 }
 
 bool

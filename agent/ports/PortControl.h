@@ -16,6 +16,7 @@
 #include <map>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <unordered_set>
 #include <utility>
@@ -45,6 +46,8 @@ class PortControl final : public LinkDirectory::Listener {
    void endAdoption() { owned_.endAdoption(); }
    // Acts on all changes since the last call.
    void act();
+   // Has the next act() look at every port that a group disables.
+   void reviewAll();
    // Returns true if something failed; retry() makes the next act() try it again.
    bool hasFailures() const { return acts_.hasFailures() || owned_.hasFailed(); }
    void retry();
@@ -60,6 +63,19 @@ class PortControl final : public LinkDirectory::Listener {
    std::vector< PortResult > takeResults() { return acts_.takeResults(); }
    // The number of links that are ours.
    std::size_t count() const { return owned_.count(); }
+   // Overrides the links of these ports, so that the next act() opens them: they stay open until
+   // their groups are up, unless they are ordered down. Records that first. Returns an errno value;
+   // unless that is 0, nothing has changed.
+   int clear( std::span< Kelnet::IntfId const > ports );
+   // Where overrides are recorded, for messages.
+   std::string recordPlace() const { return owned_.place(); }
+   // Returns true if act() would shut an open link of the port, were the port ordered down
+   // (`isOrdered`) or else wanted shut by its groups.
+   bool wouldShut( Kelnet::IntfId port, bool isOrdered, bool isForced );
+   bool isProtected( Kelnet::IntfId port );
+   bool carriesDefaultRoute( Kelnet::IntfId port );
+   // Returns true if a link of the port is ours.
+   bool holds( Kelnet::IntfId port );
    // Opens every port that we shut, whatever the groups need, and forgets the overrides. Returns
    // false when one couldn't be opened.
    bool openAll();
@@ -87,9 +103,23 @@ class PortControl final : public LinkDirectory::Listener {
    }
 
  private:
-   // Returns why the link is left open although its port must be shut; or nothing. A link that is
-   // ours stays shut; it is ours no more if somebody has opened it.
-   std::optional< PortResult::Kind > whySpared( Link const& link, Kelnet::IntfId port );
+   // What decides about a link whose port must be shut: the first of these that applies.
+   enum class Rule {
+      isProtected, // It is never shut.
+      ordered,     // It is shut, however often others open it.
+      overridden,  // It is open until the groups of its port are up.
+      leftAlone,   // It stays as it is.
+      groups,      // It is shut.
+      defaultRoute // The rule would be `ordered` or `groups`, but it carries the default route: it
+                   // stays open if it is open.
+   };
+   // `isOrdered`: its port is ordered down. `isForced`: it is shut even if it carries the default
+   // route.
+   Rule ruleFor( Link const& link, Kelnet::IntfId port, bool isOrdered, bool isForced ) const;
+   Rule ruleFor( Link const& link, Kelnet::IntfId port ) const;
+   // Returns why the link is left open by that rule; or nothing. A link that is ours stays shut; it
+   // is ours no more if somebody has opened it.
+   std::optional< PortResult::Kind > whySpared( Link const& link, Rule rule );
    // Shuts the links of the port, or leaves them as they are.
    void shut( Kelnet::IntfId port );
    // Has act() look again at ports that were spared and no longer are.
@@ -100,7 +130,7 @@ class PortControl final : public LinkDirectory::Listener {
    // its own name if it is ours, else empty.
    Kelnet::IntfId portOf( Link const& link ) const;
    bool isProtected( Link const& link ) const;
-   PortCondition conditionOf( Link const& link, bool mustBeShut ) const;
+   PortCondition conditionOf( Link const& link, Kelnet::IntfId port ) const;
    // Fills linksOfPort_ with the links that are shut when the port is.
    void collectLinks( Kelnet::IntfId port );
 

@@ -78,6 +78,10 @@ PortReport::tell( PortResult const& result ) {
       return tellLeftOpen( answer, "not shut: there is no evidence that its uplinks failed" );
    case PortResult::Kind::opened:
       return tellOpened( answer );
+   case PortResult::Kind::openedAnyway:
+      return line( LogEvent::portOpened, {}, answer.port,
+                   nameOf( answer ) + " opened" + othersIn( answer ) +
+                       ": cleared or overridden; it is left open until its groups are up" );
    case PortResult::Kind::failed:
       return tellFailed( answer, false );
    }
@@ -91,10 +95,14 @@ PortReport::line( LogEvent::Id id, GroupsText const& groups, Kelnet::IntfId port
 
 void
 PortReport::tellShut( LinkRequest const& answer, std::string_view how ) {
-   GroupsText groups = groupsText( detector_, answer.port, GroupLinkStatus::down, DryRun::leftOut );
-   if ( groups.names.empty() ) {
-      groups = groupsText( detector_, answer.port, GroupLinkStatus::up, DryRun::leftOut );
-      groups.text.insert( 0, "recovery_delay of " );
+   GroupsText groups = groupsText( detector_, answer.port, GroupLinkStatus::down, Idle::leftOut );
+   if ( detector_.decisions().isOrderedDown( answer.port ) ) {
+      groups.text = "it is ordered down";
+   } else if ( groups.names.empty() ) {
+      groups = groupsText( detector_, answer.port, GroupLinkStatus::up, Idle::leftOut );
+      groups.text.insert( 0, detector_.decisions().isLatched( answer.port )
+                                 ? "latched (auto_recover) by "
+                                 : "recovery_delay of " );
    }
    line( LogEvent::portShut, groups, answer.port,
          nameOf( answer ) + " " + std::string( how ) + ": " + groups.text );
@@ -104,9 +112,12 @@ void
 PortReport::tellLeftOpen( LinkRequest const& answer, std::string const& why,
                           std::string_view remedy ) {
    GroupsText const groups =
-       groupsText( detector_, answer.port, GroupLinkStatus::down, DryRun::leftOut );
+       groupsText( detector_, answer.port, GroupLinkStatus::down, Idle::leftOut );
    line( LogEvent::portFailure, groups, answer.port,
-         nameOf( answer ) + ' ' + why + ", though " + groups.text + std::string( remedy ) );
+         nameOf( answer ) + ' ' + why + ", though " +
+             ( detector_.decisions().isOrderedDown( answer.port ) ? "it is ordered down"
+                                                                  : groups.text ) +
+             std::string( remedy ) );
 }
 
 void

@@ -20,7 +20,8 @@ struct PortResult {
       defaultRoute, // It must be shut, but carries the default route.
       leftAlone,    // It must be shut, but all its groups are left alone.
       opened,
-      failed // For answer.error.
+      openedAnyway, // It must be shut, but is overridden.
+      failed        // For answer.error.
    };
    Kind kind;
    LinkRequest answer;

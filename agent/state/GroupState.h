@@ -3,6 +3,7 @@
 #include "adapters/notify/EntityNotifiee.h"
 #include "adapters/notify/LoggedEntity.h"
 #include "agent/state/GroupMode.h"
+#include "agent/state/OrderKind.h"
 #include "agent/state/WaitReason.h"
 #include "platform/zet/HashMap.h"
 #include "platform/zet/ListRaw.h"
@@ -91,6 +92,23 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    bool isDryRun() const noexcept { return isDryRun_; }
    void isDryRunIs( bool isDryRun ) { attributeIs< &GroupState::isDryRun >( isDryRun_, isDryRun ); }
 
+   // The order of an operator about it: when it was given, when it ends (0 if no time ends it), by
+   // which user, and why, in the operator's words.
+   OrderKind order() const noexcept { return order_; }
+   void orderIs( OrderKind order ) { attributeIs< &GroupState::order >( order_, order ); }
+   double orderTime() const noexcept { return orderTime_; }
+   void orderTimeIs( double time ) { attributeIs< &GroupState::orderTime >( orderTime_, time ); }
+   double orderEndTime() const noexcept { return orderEndTime_; }
+   void orderEndTimeIs( double time ) {
+      attributeIs< &GroupState::orderEndTime >( orderEndTime_, time );
+   }
+   unsigned int orderUid() const noexcept { return orderUid_; }
+   void orderUidIs( unsigned int uid ) { attributeIs< &GroupState::orderUid >( orderUid_, uid ); }
+   Zet::String8 orderReason() const { return orderReason_; }
+   void orderReasonIs( Zet::String8 reason ) {
+      attributeIs< &GroupState::orderReason >( orderReason_, std::move( reason ) );
+   }
+
    // Returns the group's key in its State.
    Zet::Name const& zetKey() const noexcept { return zetName(); }
 
@@ -117,6 +135,11 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    double upTime_ = 0;
    double downWall_ = 0;
    bool isDryRun_ = false;
+   OrderKind order_ = OrderKind::none;
+   double orderTime_ = 0;
+   double orderEndTime_ = 0;
+   unsigned int orderUid_ = 0;
+   Zet::String8 orderReason_;
    mutable NotifieeList notifiees_;
 
  public:
@@ -143,6 +166,11 @@ class GroupState::NotifieeConst
    virtual void onRecoverLinks() {}
    virtual void onDownWall() {}
    virtual void onIsDryRun() {}
+   virtual void onOrder() {}
+   virtual void onOrderTime() {}
+   virtual void onOrderEndTime() {}
+   virtual void onOrderUid() {}
+   virtual void onOrderReason() {}
 };
 
 // Says how many uplinks a group needs: "2", or "2, 3 until recovered" while it needs more than to
@@ -181,5 +209,10 @@ template <> struct Notify::Description< Ufdd::GroupState > {
       Scalar< &T::recoverLinks, &T::recoverLinksIs, &N::onRecoverLinks >{ 272, "recoverLinks" },
       Scalar< &T::downWall, &T::downWallIs, &N::onDownWall >{ 273, "downWall" },
       Scalar< &T::isDryRun, &T::isDryRunIs, &N::onIsDryRun >{ 274, "isDryRun" },
+      Scalar< &T::order, &T::orderIs, &N::onOrder >{ 275, "order" },
+      Scalar< &T::orderTime, &T::orderTimeIs, &N::onOrderTime >{ 276, "orderTime" },
+      Scalar< &T::orderEndTime, &T::orderEndTimeIs, &N::onOrderEndTime >{ 277, "orderEndTime" },
+      Scalar< &T::orderUid, &T::orderUidIs, &N::onOrderUid >{ 278, "orderUid" },
+      Scalar< &T::orderReason, &T::orderReasonIs, &N::onOrderReason >{ 279, "orderReason" },
    };
 };

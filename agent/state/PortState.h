@@ -3,6 +3,7 @@
 #include "adapters/notify/EntityNotifiee.h"
 #include "adapters/notify/LoggedEntity.h"
 #include "adapters/notify/ValueCollection.h"
+#include "agent/state/OrderKind.h"
 #include "agent/state/PortCondition.h"
 #include "agent/state/PortMeans.h"
 #include "platform/zet/HashMap.h"
@@ -50,6 +51,23 @@ class PortState : public Notify::LoggedEntity< PortState > {
    using Groups = Notify::ValueCollection< &PortState::groupNotify >;
    Groups::Members const& groupMembers() const { return group_.members(); }
 
+   // The order of an operator about it: when it was given, when it ends (0 if no time ends it), by
+   // which user, and why, in the operator's words.
+   OrderKind order() const noexcept { return order_; }
+   void orderIs( OrderKind order ) { attributeIs< &PortState::order >( order_, order ); }
+   double orderTime() const noexcept { return orderTime_; }
+   void orderTimeIs( double time ) { attributeIs< &PortState::orderTime >( orderTime_, time ); }
+   double orderEndTime() const noexcept { return orderEndTime_; }
+   void orderEndTimeIs( double time ) {
+      attributeIs< &PortState::orderEndTime >( orderEndTime_, time );
+   }
+   unsigned int orderUid() const noexcept { return orderUid_; }
+   void orderUidIs( unsigned int uid ) { attributeIs< &PortState::orderUid >( orderUid_, uid ); }
+   Zet::String8 orderReason() const { return orderReason_; }
+   void orderReasonIs( Zet::String8 reason ) {
+      attributeIs< &PortState::orderReason >( orderReason_, std::move( reason ) );
+   }
+
    // Returns the port's key in its State.
    Zet::Name const& zetKey() const noexcept { return zetName(); }
 
@@ -64,6 +82,11 @@ class PortState : public Notify::LoggedEntity< PortState > {
    double since_ = 0;
    Zet::String8 failure_;
    Groups group_;
+   OrderKind order_ = OrderKind::none;
+   double orderTime_ = 0;
+   double orderEndTime_ = 0;
+   unsigned int orderUid_ = 0;
+   Zet::String8 orderReason_;
    mutable NotifieeList notifiees_;
 
  public:
@@ -78,6 +101,11 @@ class PortState::NotifieeConst
    virtual void onSince() {}
    virtual void onFailure() {}
    virtual void onGroup( Zet::Name ) {}
+   virtual void onOrder() {}
+   virtual void onOrderTime() {}
+   virtual void onOrderEndTime() {}
+   virtual void onOrderUid() {}
+   virtual void onOrderReason() {}
 };
 
 } // namespace Ufdd
@@ -96,5 +124,10 @@ template <> struct Notify::Description< Ufdd::PortState > {
       Scalar< &T::failure, &T::failureIs, &N::onFailure >{ 261, "failure" },
       ValueCollectionRow< &T::group, &T::groupMembers, &T::groupIs, &T::groupDel, &N::onGroup >{
           262, "group" },
+      Scalar< &T::order, &T::orderIs, &N::onOrder >{ 263, "order" },
+      Scalar< &T::orderTime, &T::orderTimeIs, &N::onOrderTime >{ 264, "orderTime" },
+      Scalar< &T::orderEndTime, &T::orderEndTimeIs, &N::onOrderEndTime >{ 265, "orderEndTime" },
+      Scalar< &T::orderUid, &T::orderUidIs, &N::onOrderUid >{ 266, "orderUid" },
+      Scalar< &T::orderReason, &T::orderReasonIs, &N::onOrderReason >{ 267, "orderReason" },
    };
 };

@@ -14,6 +14,7 @@ enum class WaitReason : std::uint32_t {
                   // release_timeout has passed.
    startupHold,   // It is down since the boot; its ports are shut if it stays so.
    unproven,      // It is down only if uplinks that were never there count; no time ends this.
+   latched,       // It is up; its ports are opened once an operator clears them.
 };
 
 } // namespace Ufdd
@@ -21,7 +22,8 @@ enum class WaitReason : std::uint32_t {
 template <> struct Notify::Description< Ufdd::WaitReason > {
    static constexpr std::string_view nameSpace = "Ufdd";
    static constexpr std::string_view name = "WaitReason";
-   static constexpr std::array< char const*, 6 > enumerators{
-      "nothing", "down_delay", "recovery_delay", "release_when", "startup_hold", "unproven",
+   static constexpr std::array< char const*, 7 > enumerators{
+      "nothing",      "down_delay", "recovery_delay", "release_when",
+      "startup_hold", "unproven",   "latched",
    };
 };

@@ -1,99 +1,11 @@
-#include "agent/Agent.h"
+#include "tests/agent/AgentTest.h"
 
-#include "platform/zet/Clock.h"
-#include "tests/agent/BootStoreInMemory.h"
-#include "tests/agent/SettingsInMemory.h"
-#include "tests/agent/SimulatedKernel.h"
-#include "tests/agent/SimulatedRoutes.h"
-#include "tests/agent/StoreInMemory.h"
-
-#include <gtest/gtest.h>
 #include <linux/if.h>
 
 #include <algorithm>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 namespace Ufdd {
 namespace {
-
-double simulatedNow = 0;
-
-class AgentTest : public testing::Test, public Log {
- protected:
-   AgentTest() {
-      simulatedNow = 1000;
-      Zet::clockIs( [] { return simulatedNow; } );
-      for ( char const* const name : { "u1", "u2", "d1", "d2" } )
-         kernel.add( name );
-   }
-   ~AgentTest() override { Zet::clockIs( nullptr ); }
-   void line( std::string_view text ) override { lines += std::string( text ) + '\n'; }
-
-   // Returns a group whose ports are opened as soon as it is up.
-   static GroupSettings group( std::string_view name,
-                               std::initializer_list< std::string_view > monitor,
-                               std::initializer_list< std::string_view > disable ) {
-      GroupSettings settings( name, monitor, disable );
-      settings.policy.recoveryDelay = 0;
-      return settings;
-   }
-   // Without queries: a test decides when messages are delivered.
-   ConfigFile config() const {
-      ConfigFile file;
-      file.groups = groups;
-      file.startupHold = startupHold;
-      file.detection.mode = DetectionSettings::Mode::events;
-      return file;
-   }
-   void start() {
-      agent->start( config() );
-      runTurns();
-   }
-   // Kills the daemon and starts another one.
-   void restart() {
-      takeLines();
-      agent.emplace( kernel, routes, kernel, store, settings, bootStore, *this );
-      start();
-   }
-   // Runs turns until the messages about the daemon's own acts are delivered.
-   void runTurns() {
-      for ( int i = 0; i < 3; ++i ) {
-         kernel.deliver();
-         agent->endTurn();
-      }
-   }
-   void uplinksAre( bool carrier ) {
-      kernel.carrier( "u1", carrier );
-      kernel.carrier( "u2", carrier );
-      runTurns();
-   }
-   // Lets time pass, and wakes the agent when it asked for that.
-   void pass( double seconds ) {
-      double const end = simulatedNow + seconds;
-      for ( double next = agent->nextTime(); next <= end; next = agent->nextTime() ) {
-         simulatedNow = next;
-         runTurns();
-      }
-      simulatedNow = end;
-      runTurns();
-   }
-   std::string takeActs() { return std::exchange( kernel.acts, "" ); }
-   std::string takeLines() { return std::exchange( lines, "" ); }
-
-   SimulatedKernel kernel;
-   SimulatedRoutes routes;
-   StoreInMemory store;
-   SettingsInMemory settings;
-   BootStoreInMemory bootStore;
-   double startupHold = 0;
-   std::string lines;
-   std::vector< GroupSettings > groups{ group( "g", { "u1", "u2" }, { "d1", "d2" } ) };
-   std::optional< Agent > agent{ std::in_place, kernel,   routes,    kernel,
-                                 store,         settings, bootStore, *this };
-};
 
 TEST_F( AgentTest, neverShutsAProtectedLink ) {
    kernel.add( "bond0" );

@@ -53,7 +53,7 @@ TEST( Forecast, tellsTheFateOfEachPort ) {
        "group a is down, 0/3 up, min_links 1: u2 no carrier, u3 administratively "
        "down, u4 absent; after its down_delay";
    EXPECT_EQ(
-       forecast( config, kernel, routes, &record, &boots ).ports,
+       forecast( config, kernel, routes, &record, &boots, nullptr ).ports,
        ( Lines{ "port d1 would be shut: " + down, "port d2 stays administratively down: " + down,
                 "port d4 is absent: " + down,
                 "port bond0, by its members: p1 stays open, p2 would be opened: group b is up, "
@@ -63,7 +63,7 @@ TEST( Forecast, tellsTheFateOfEachPort ) {
    EXPECT_EQ( kernel.acts, "" );
    EXPECT_EQ( record.links, recorded );
    // No interface was ever called u4.
-   EXPECT_EQ( forecast( config, kernel, routes, &record, nullptr ).ports[ 0 ],
+   EXPECT_EQ( forecast( config, kernel, routes, &record, nullptr, nullptr ).ports[ 0 ],
               "port d1 stays open: group a is down, 0/3 up, min_links 1: u2 no carrier, u3 "
               "administratively down, u4 unproven, left alone" );
 }

@@ -138,7 +138,7 @@ disable = []
            R"(f.toml:17:14: expected down_delay to be a number of seconds from 0 to 86400, not nan)",
            R"(f.toml:18:1: this group has no list of interfaces to monitor; expected monitor = [ "...", ... ])",
            R"(f.toml:19:8: there is a group "b" on line 12 already; each group needs a name of its own)",
-           R"(f.toml:21:1: unknown key "links" in a group; expected name, monitor, disable, min_links, min_percent, recover_links, recover_percent, recovery_delay, recovery_delay_max, down_delay, dry_run, allow_default_route, release_when, release_timeout)",
+           R"(f.toml:21:1: unknown key "links" in a group; expected name, monitor, disable, min_links, min_percent, recover_links, recover_percent, recovery_delay, recovery_delay_max, down_delay, dry_run, enabled, force_down, auto_recover, allow_default_route, release_when, release_timeout)",
            R"(f.toml:22:13: expected min_links to be a whole number from 0 to 4294967295, not 1.5)",
            R"(f.toml:23:14: expected down_delay to be a number of seconds from 0 to 86400, not 9007199254740993)",
            R"(f.toml:25:8: the name of a group can't be empty)",
@@ -194,11 +194,15 @@ allow_default_route = true
 name = "member"
 monitor = [ "p2" ]
 disable = [ "x" ]
+enabled = false
+force_down = true
 [[group]]
 name = "vlan"
 monitor = [ "v3", "u9-allias" ]
 disable = [ "d3" ]
 min_links = 0
+force_down = true
+dry_run = true
 )",
                                           "f", &system );
    EXPECT_EQ(
@@ -210,6 +214,7 @@ min_links = 0
            R"(f:14:1: group "end" monitors no interface; list its uplinks in monitor)",
            R"(f:26:19: "u1-alias" is another name of "u1", which is in this group as well; list it once)",
            R"(f:31:13: group "lag" disables "bond0", which group "member" monitors as "p2"; group "member" disables "x", which group "lag" monitors; once down, they would keep each other down; break the circle)",
+           R"(f:33:1: group "member" has enabled = false and force_down = true, which contradict each other; remove one of the two)",
        } ) );
    EXPECT_EQ(
        config.warnings,
@@ -219,9 +224,10 @@ min_links = 0
            R"(f:19:1: warning: group "off" disables no port: only its status is reported)",
            R"(f:30:13: note: there is no interface "x" yet)",
            R"(f:31:13: warning: "bond0" carries this machine's default route and is shut all the same (allow_default_route))",
-           R"(f:37:1: note: group "vlan" has a min_links of 0: its ports are never shut)",
-           R"(f:39:19: warning: there is no interface "u9-allias"; did you mean "u9-alias"?)",
-           R"(f:40:13: warning: the uplink "v3" runs on "d3", which this group disables: once down, it may stay down)",
+           R"(f:39:1: note: group "vlan" has a min_links of 0: its ports are never shut)",
+           R"(f:39:1: warning: group "vlan" has force_down = true, which has no effect in dry_run: its ports are not shut)",
+           R"(f:41:19: warning: there is no interface "u9-allias"; did you mean "u9-alias"?)",
+           R"(f:42:13: warning: the uplink "v3" runs on "d3", which this group disables: once down, it may stay down)",
        } ) );
 }
 

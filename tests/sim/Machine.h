@@ -2,6 +2,7 @@
 
 #include "agent/Agent.h"
 #include "tests/agent/BootStoreInMemory.h"
+#include "tests/agent/OrdersInMemory.h"
 #include "tests/agent/SettingsInMemory.h"
 #include "tests/agent/SimulatedKernel.h"
 #include "tests/agent/SimulatedRoutes.h"
@@ -71,6 +72,7 @@ class Machine {
    Ufdd::StoreInMemory store;
    double recordCheckAt = Ufdd::Agent::never; // When the daemon notices that the record is gone.
    Ufdd::BootStoreInMemory bootStore;
+   Ufdd::OrdersInMemory orders;
    // The names of links that the daemon knows to have existed since the machine booted.
    std::set< std::string > proven;
    // The names of links that were up at some time since lookAnew(), and at all times.

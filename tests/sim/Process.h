@@ -20,7 +20,7 @@ class Process {
 
    Process( Machine& machine, std::string const& socket, Ufdd::Log& log )
        : agent( machine.kernel, machine.routes, machine.kernel, machine.store, machine.settings,
-                machine.bootStore, log ),
+                machine.bootStore, machine.orders, log ),
          server( socket, agent.roots(), log, unsentLimit ), machine_( machine ),
          kernel_( machine.kernel ) {}
 

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <limits>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+
+namespace Ufdd {
+
+// What an operator has ordered about one group or port. It stands until it is taken back or over,
+// and wins over what the configuration says of the group.
+struct Order {
+   enum class Kind {
+      disable, // The group holds no port.
+      down,    // The ports are shut, whatever the uplinks do.
+   };
+   static constexpr double noEnd = std::numeric_limits< double >::infinity();
+
+   Kind kind = Kind::down;
+   bool isForced = false; // Also shuts a port that carries the default route.
+   unsigned int uid = 0;  // Of the operator.
+   // By Zet::now(), a clock of the machine that the next ufdd has as well.
+   double since = 0;
+   double until = noEnd;
+   std::string reason = {}; // In the operator's words.
+
+   bool operator==( Order const& ) const = default;
+};
+
+// All that the next ufdd has to know of what operators have done, by the names of groups and ports.
+struct OrderBook {
+   using Orders = std::map< std::string, Order, std::less<> >;
+   // A group, and a port that it keeps shut although it is up: only an operator clears that.
+   using Latch = std::pair< std::string, std::string >;
+   using Latches = std::set< Latch >;
+
+   Orders groups;
+   Orders ports; // All of kind `down`.
+   Latches latches;
+
+   bool isEmpty() const { return groups.empty() && ports.empty() && latches.empty(); }
+   bool operator==( OrderBook const& ) const = default;
+};
+
+} // namespace Ufdd
