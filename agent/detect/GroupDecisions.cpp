@@ -252,6 +252,15 @@ GroupDecisions::clearLatches( Kelnet::IntfId port ) {
    }
 }
 
+bool
+GroupDecisions::keepsAny( Zet::Name const& name, Decision const& decision ) const {
+   bool keeps = false;
+   if ( auto const group = config_.group( name ) )
+      for ( auto port = group->intfsToDisableIteratorConst(); port && !keeps; ++port )
+         keeps = decision.covers( port.key() );
+   return keeps;
+}
+
 OrderBook::Latches
 GroupDecisions::latches() const {
    OrderBook::Latches latches;
@@ -296,7 +305,6 @@ GroupDecisions::handleTransition( Zet::Name const& group, LinkStatus before, Lin
          return std::ranges::find( decision.cleared, port ) != decision.cleared.end();
       } );
       decision.cleared.clear();
-      decision.isLatched = !decision.only->empty();
       haveLatchesChanged_ = true;
       portDecisions_.decideAgain( group );
    }
@@ -369,6 +377,8 @@ GroupDecisions::evaluate( Groups::iterator group, double now, bool confirmsOpeni
       noteThreshold( group );
       return isDone;
    }
+   if ( decision.isLatched && !decision.sawDown() && !keepsAny( name, decision ) )
+      decision.isLatched = false;
    if ( decision.isLatched && !decision.sawDown() ) {
       decision.wait = { GroupWait::Cause::latched };
       if ( before != GroupWait::Cause::latched )

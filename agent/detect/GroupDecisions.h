@@ -239,6 +239,8 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // The policy of the group or an order about it has changed.
    void handleStance( Groups::iterator group );
    void updateLatch( Decision& decision );
+   // Returns true if a port of the group is kept shut while the group is up.
+   bool keepsAny( Zet::Name const& name, Decision const& decision ) const;
    // Has the next evaluate() look at the group.
    void review( Groups::iterator group );
    void evaluateAll( bool confirmsOpenings );

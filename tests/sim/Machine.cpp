@@ -25,7 +25,7 @@ Machine::Machine() {
    for ( char const* const name : names )
       create( name, 0b1100 );
    kernel.add( "m9" );
-   kernel.meanwhile = store.meanwhile = [ this ] { race(); };
+   kernel.meanwhile = store.meanwhile = orders.meanwhile = [ this ] { race(); };
 }
 
 bool
@@ -39,6 +39,9 @@ Machine::boot( unsigned int carriers ) {
    store.overrides.clear();
    store.wasRemoved = store.hasFailed = false;
    bootStore.record.reset();
+   orders.book = {};
+   orders.isGone = false;
+   cleared.clear();
    fallen.clear();
    proven.clear();
    for ( auto& [ name, link ] : kernel.links() ) {
@@ -137,10 +140,11 @@ Machine::apply( Event const& event ) {
    if ( verb == "overrun" )
       return kernel.overrun( on );
    if ( verb == "fullDisk" )
-      store.isFull = bootStore.isFull = on;
+      store.isFull = bootStore.isFull = orders.isFull = on;
    if ( verb == "loseRecord" ) {
       store.remove();
       settings.lose();
+      orders.remove();
       recordCheckAt = Zet::now() + 2;
    }
    if ( verb == "deaf" )
@@ -274,7 +278,7 @@ Machine::endFaults() {
    }
    for ( auto& [ name, link ] : kernel.links() )
       link.refusal = 0;
-   store.isFull = bootStore.isFull = kernel.isDeaf = false;
+   store.isFull = bootStore.isFull = orders.isFull = kernel.isDeaf = false;
 }
 
 void

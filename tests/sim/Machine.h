@@ -73,6 +73,8 @@ class Machine {
    double recordCheckAt = Ufdd::Agent::never; // When the daemon notices that the record is gone.
    Ufdd::BootStoreInMemory bootStore;
    Ufdd::OrdersInMemory orders;
+   // The indexes of the links that an operator may have cleared.
+   std::set< std::uint32_t > cleared;
    // The names of links that the daemon knows to have existed since the machine booted.
    std::set< std::string > proven;
    // The names of links that were up at some time since lookAnew(), and at all times.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/ports/PortControl.h"
+#include "platform/zet/Clock.h"
 #include "tests/sim/Machine.h"
 #include "tests/sim/PlainConfig.h"
 
@@ -48,27 +49,81 @@ class Oracle {
       return names;
    }
 
+   enum class Stance { acting, disabled, down, dryRun };
+   // Returns what operators have ordered about the group, or else what the configuration says.
+   Stance stanceOf( PlainGroup const& group ) const {
+      if ( Ufdd::Order const* const order = standing( machine_.orders.book.groups, group.name ) )
+         return order->kind == Ufdd::Order::Kind::disable ? Stance::disabled : Stance::down;
+      return !group.enabled    ? Stance::disabled
+             : group.dryRun    ? Stance::dryRun
+             : group.forceDown ? Stance::down
+                               : Stance::acting;
+   }
+   bool isOrderedDown( std::string const& port ) const {
+      return standing( machine_.orders.book.ports, port ) ||
+             std::ranges::any_of( config_.groups, [ & ]( PlainGroup const& group ) {
+                return group.disable.contains( port ) && stanceOf( group ) == Stance::down;
+             } );
+   }
+   // Returns true if the group, once up, keeps the port shut until it is cleared.
+   bool isLatched( PlainGroup const& group, std::string const& port ) const {
+      return !group.autoRecover && machine_.orders.book.latches.contains( { group.name, port } );
+   }
+   bool hasLatch( PlainGroup const& group ) const {
+      return std::ranges::any_of(
+          group.disable, [ & ]( std::string const& port ) { return isLatched( group, port ); } );
+   }
+   // Returns true if the daemon may leave the link open until its groups are up.
+   bool mayBeOverridden( SimulatedLink const& link ) const {
+      return isFoughtOver( link ) ||
+             ( isInOverrides( link ) && machine_.cleared.contains( link.index ) );
+   }
+   bool isInOverrides( Ufdd::Link const& link ) const {
+      return std::ranges::count( machine_.store.overrides, link.index, &Ufdd::OwnedLink::index ) >
+             0;
+   }
+   // Returns the links that belong to ports for which is( port ) returns true.
+   template < class Predicate > Names linksIf( Predicate is ) const {
+      Names names;
+      for ( PlainGroup const& group : config_.groups )
+         for ( std::string const& port : group.disable )
+            if ( is( group, port ) )
+               names.merge( linksOf( port ) );
+      return names;
+   }
+   Names orderedLinks() const {
+      return linksIf( [ this ]( auto const&, auto const& port ) { return isOrderedDown( port ); } );
+   }
+
    // Returns what is wrong with the links, or nothing.
    std::string complaint() const {
-      Names wanted, leftAlone;
-      for ( PlainGroup const& group : config_.groups )
-         if ( bool const isLeftAlone = mayHaveBeenLeftAlone( group );
-              isLeftAlone || needsPortsShut( group ) )
-            for ( std::string const& port : group.disable )
-               ( isLeftAlone ? leftAlone : wanted ).merge( linksOf( port ) );
+      Names ordered = orderedLinks();
+      Names wanted = linksIf( [ this ]( PlainGroup const& group, std::string const& port ) {
+         return !mayHaveBeenLeftAlone( group ) && needsShut( group, port );
+      } );
+      Names const leftAlone = linksIf( [ this ]( PlainGroup const& group, std::string const& ) {
+         return mayHaveBeenLeftAlone( group ) && stanceOf( group ) == Stance::acting;
+      } );
       for ( auto const& [ name, link ] : machine_.kernel.links() ) {
          bool const hasMark = link.hasProtoDownReason( Ufdd::Link::usualReason );
          bool const isShut = !link.adminUp || ( link.protoDown && !link.carrier );
          bool const isOurs = link.ours || hasMark;
          Ufdd::OwnedLink const* const owned = machine_.recorded( link );
-         if ( isProtected( link ) )
+         if ( isProtected( link ) ) {
             wanted.erase( name );
+            ordered.erase( name );
+         }
          // A link that carried the default route was not shut, one that was shut stays so.
-         if ( wanted.contains( name ) && !isShut && !isFoughtOver( link ) &&
+         if ( ordered.contains( name ) && !isShut && !isSpared( name, link ) )
+            return name + " is open, though it is ordered down";
+         if ( wanted.contains( name ) && !isShut && !mayBeOverridden( link ) &&
               !isSpared( name, link ) )
             return name + " is open";
-         if ( !wanted.contains( name ) && !leftAlone.contains( name ) && isOurs )
+         if ( !wanted.contains( name ) && !ordered.contains( name ) &&
+              !leftAlone.contains( name ) && isOurs )
             return name + " is still shut";
+         if ( isInOverrides( link ) && !mayBeOverridden( link ) )
+            return name + " is overridden without a reason";
          if ( isOurs && !( owned && owned->isApplied( link ) ) )
             return name + " is not recorded";
          if ( owned && !isOurs && !link.isUnclear )
@@ -115,16 +170,21 @@ class Oracle {
    // Returns true if no delay can be running.
    bool isSettled() const { return since_ > 10; }
 
-   // Returns true if a group that has its ports shut, or may have that soon, shuts that link while
-   // it carries the default route.
+   // Returns true if a group or an order that has its ports shut, or may have that soon, shuts that
+   // link while it carries the default route.
    bool mayBeShut( std::string const& name, bool now ) const {
-      return std::ranges::any_of( config_.groups, [ & ]( PlainGroup const& group ) {
-         return group.allowsDefaultRoute &&
-                ( !now || ( needsPortsShut( group ) && !mayHaveBeenLeftAlone( group ) ) ) &&
-                std::ranges::any_of( group.disable, [ & ]( std::string const& port ) {
-                   return linksOf( port ).contains( name );
-                } );
-      } );
+      Ufdd::OrderBook const& book = machine_.orders.book;
+      auto const isForced = []( Ufdd::Order const* order ) { return order && order->isForced; };
+      return linksIf( [ & ]( PlainGroup const& group, std::string const& port ) {
+                bool const isNeeded = stanceOf( group ) == Stance::down ||
+                                      ( needsShut( group, port ) && isDown( group ) &&
+                                        !mayHaveBeenLeftAlone( group ) );
+                return isForced( standing( book.ports, port ) ) ||
+                       ( ( group.allowsDefaultRoute ||
+                           isForced( standing( book.groups, group.name ) ) ) &&
+                         ( !now || isNeeded ) );
+             } )
+          .contains( name );
    }
 
    // Returns true if the link is not to be shut because it carries the default route.
@@ -187,14 +247,26 @@ class Oracle {
       return names;
    }
 
- private:
-   // Returns true if the group's ports must be shut.
-   bool needsPortsShut( PlainGroup const& group ) const {
+   // Returns true if the group itself has that port shut.
+   bool needsShut( PlainGroup const& group, std::string const& port ) const {
+      if ( stanceOf( group ) != Stance::acting )
+         return false;
       bool const wasDown = downBefore_.contains( group.name );
+      if ( !group.autoRecover )
+         return isDown( group ) ? hasLatch( group ) || wasDown || since_ >= group.downDelay
+                                : isLatched( group, port );
       unsigned int const wait =
           group.awaitsRoute && !isReady( group ) ? PlainConfig::releaseTimeout : 0;
       double const delay = wasDown ? group.recoveryDelay + wait : group.downDelay;
-      return !group.dryRun && ( since_ < delay ? wasDown : isDown( group ) );
+      return since_ < delay ? wasDown : isDown( group );
+   }
+
+ private:
+   // Returns the order if it has not ended yet; else null.
+   static Ufdd::Order const* standing( Ufdd::OrderBook::Orders const& orders,
+                                       std::string const& name ) {
+      auto const at = orders.find( name );
+      return at == orders.end() || at->second.until <= Zet::now() ? nullptr : &at->second;
    }
 
    PlainConfig const& config_;

@@ -20,6 +20,7 @@ struct PlainGroup {
    unsigned int minLinks = 1, recoverLinks = 1, recoveryDelay = 0, recoveryDelayMax = 0,
                 downDelay = 0;
    bool dryRun = false, allowsDefaultRoute = false, awaitsRoute = false;
+   bool enabled = true, forceDown = false, autoRecover = true;
 
    bool operator==( PlainGroup const& ) const = default;
 };
@@ -63,6 +64,9 @@ struct PlainConfig {
          group.dryRun = random() % 8 == 0;
          group.allowsDefaultRoute = random() % 3 == 0;
          group.awaitsRoute = random() % 3 == 0;
+         group.enabled = random() % 12 != 0;
+         group.forceDown = random() % 12 == 0 && group.enabled;
+         group.autoRecover = random() % 4 != 0;
          if ( random() % 4 )
             groups.push_back( group );
       }
@@ -85,6 +89,8 @@ struct PlainConfig {
               << "\nrecovery_delay = " << group.recoveryDelay
               << "\nrecovery_delay_max = " << group.recoveryDelayMax
               << "\ndown_delay = " << group.downDelay << "\ndry_run = " << flag( group.dryRun )
+              << "enabled = " << flag( group.enabled ) << "force_down = " << flag( group.forceDown )
+              << "auto_recover = " << flag( group.autoRecover )
               << "allow_default_route = " << flag( group.allowsDefaultRoute )
               << "release_when = " << list( group.awaitsRoute ? Names{ "default-route" } : Names() )
               << "\nrelease_timeout = " << releaseTimeout << '\n';

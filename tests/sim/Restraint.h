@@ -30,18 +30,24 @@ class Restraint {
       ports_.clear();
    }
 
+   // Operators have ordered something.
+   void forget() { ports_.clear(); }
+
    void beginTurn() {
       for ( PlainGroup const& group : config_.groups )
          if ( among( group.monitor, machine_.kernel.wereUp ) >= group.minLinks )
             mayHaveBeenUp_.insert( group.name );
       before_ = machine_.shutLinks();
+      bookBefore_ = machine_.orders.book;
       actsBefore_ = machine_.kernel.acts.size();
       racesBefore_ = machine_.races();
    }
    // Returns what the daemon should not have done in that turn, or nothing. Does not judge a turn
    // in whose midst something else happened.
    std::string complaint( double now ) {
-      if ( machine_.races() != racesBefore_ ) {
+      Ufdd::OrderBook const& book = machine_.orders.book;
+      if ( machine_.races() != racesBefore_ || book.groups != bookBefore_.groups ||
+           book.ports != bookBefore_.ports ) {
          ports_.clear();
          return "";
       }
@@ -53,6 +59,8 @@ class Restraint {
       for ( auto const& [ name, link ] : machine_.kernel.links() ) {
          bool const isOpened = acts.find( " +" + name + ' ' ) != std::string::npos &&
                                before_.contains( name ) && !after.contains( name );
+         if ( isOpened && isHeldByLatch( name ) )
+            return name + " was opened, though it is latched";
          if ( isOpened && mustStayShut( name, now ) )
             return name + " was opened, though a query would have told that it must be shut";
          if ( !follow( link, now, isOpened, after.contains( name ) ) )
@@ -87,15 +95,34 @@ class Restraint {
           std::count_if( monitor.begin(), monitor.end(),
                          [ & ]( std::string const& name ) { return known.contains( name ); } ) );
    }
-   // Returns true if the link is open whatever its groups need.
+   // Returns true if the link is open or shut whatever its groups need.
    bool isExempt( std::string const& name ) const {
       SimulatedLink const& link = machine_.kernel.link( name );
-      return Oracle( config_, machine_ ).isProtected( link ) || machine_.carriesRoute( link );
+      Oracle const oracle( config_, machine_ );
+      return oracle.isProtected( link ) || machine_.carriesRoute( link ) ||
+             oracle.isInOverrides( link ) || oracle.orderedLinks().contains( name );
+   }
+   // Returns true if a group had the link latched when the turn began, and still may.
+   bool isHeldByLatch( std::string const& name ) const {
+      Oracle const oracle( config_, machine_ );
+      return !isExempt( name ) &&
+             oracle
+                 .linksIf( [ & ]( PlainGroup const& group, std::string const& port ) {
+                    return !group.autoRecover &&
+                           oracle.stanceOf( group ) == Oracle::Stance::acting &&
+                           bookBefore_.latches.contains( { group.name, port } );
+                 } )
+                 .contains( name );
    }
    // Returns true if each group of the link may be up, as far as it can be told.
    bool isLeftAlone( std::string const& name, double now ) const {
+      Oracle const oracle( config_, machine_ );
       auto const groups = groupsOf( name );
+      if ( oracle.orderedLinks().contains( name ) )
+         return false;
       return !groups.empty() && std::all_of( groups.begin(), groups.end(), [ & ]( auto* group ) {
+         if ( oracle.hasLatch( *group ) )
+            return false;
          std::size_t const unproven =
              group->monitor.size() - among( group->monitor, machine_.kernel.existed );
          bool const isHeld = now < holdEnd_ && !mayHaveBeenUp_.contains( group->name );
@@ -112,8 +139,8 @@ class Restraint {
          return false;
       auto const groups = groupsOf( name );
       return std::any_of( groups.begin(), groups.end(), [ & ]( auto* group ) {
-         return !group->dryRun && group->downDelay == 0 &&
-                Oracle( config_, machine_ ).isDown( *group ) &&
+         return Oracle( config_, machine_ ).stanceOf( *group ) == Oracle::Stance::acting &&
+                group->downDelay == 0 && Oracle( config_, machine_ ).isDown( *group ) &&
                 std::all_of( group->monitor.begin(), group->monitor.end(),
                              [ & ]( auto& uplink ) { return machine_.exists( uplink ); } );
       } );
@@ -123,7 +150,8 @@ class Restraint {
       std::string const name( link.name.view() );
       auto const groups = groupsOf( name );
       if ( groups.size() != 1 || link.refusal != 0 || link.isLag || link.master != 0 ||
-           isExempt( name ) ) {
+           isExempt( name ) ||
+           Oracle( config_, machine_ ).stanceOf( *groups.front() ) != Oracle::Stance::acting ) {
          ports_.erase( name );
          return true;
       }
@@ -153,7 +181,8 @@ class Restraint {
    double holdEnd_ = -never;
    Names mayHaveBeenUp_;                 // Groups, since the boot.
    std::map< std::string, Port > ports_; // By name.
-   Names before_;                        // The links that were shut by the daemon.
+   Ufdd::OrderBook bookBefore_;
+   Names before_; // The links that were shut by the daemon.
    std::size_t actsBefore_ = 0;
    unsigned int racesBefore_ = 0;
 };

@@ -70,37 +70,66 @@ class StateOracle {
                                                   ( known == Link::unproven && mayBeUnproven );
    }
    bool isRight( PlainGroup const& group, Ufdd::GroupState const& known ) const {
+      using Stance = Oracle::Stance;
+      Stance const stance = oracle_.stanceOf( group );
       bool const isLeftAlone = known.wait() == Ufdd::WaitReason::unproven;
+      bool const isLatched = known.wait() == Ufdd::WaitReason::latched;
       auto const isUp = [ & ]( std::string const& name ) { return linkOf( name ) == Link::up; };
-      return ( isLeftAlone || known.isDown() == oracle_.isDown( group ) ) &&
+      return isLatched == ( oracle_.hasLatch( group ) && !oracle_.isDown( group ) ) &&
+             ( isLeftAlone || known.isDown() == ( isLatched || oracle_.isDown( group ) ) ) &&
              ( isLeftAlone ? oracle_.mayBeLeftAlone( group )
-                           : known.wait() == Ufdd::WaitReason::nothing ) &&
-             ( known.mode() == Ufdd::GroupMode::unproven ) == ( isLeftAlone && !group.dryRun ) &&
+                           : isLatched || known.wait() == Ufdd::WaitReason::nothing ) &&
+             ( known.mode() == Ufdd::GroupMode::unproven ) ==
+                 ( isLeftAlone && stance == Stance::acting ) &&
+             ( known.mode() == Ufdd::GroupMode::disabled ) == ( stance == Stance::disabled ) &&
+             ( known.mode() == Ufdd::GroupMode::orderedDown ) == ( stance == Stance::down ) &&
              known.upLinks() == std::ranges::count_if( group.monitor, isUp ) &&
              known.allLinks() == group.monitor.size() && known.minLinks() == group.minLinks &&
              known.recoverLinks() == group.recoverLinks &&
              known.neededLinks() == oracle_.needed( group ) &&
-             ( known.mode() == Ufdd::GroupMode::dryRun ) == group.dryRun;
+             ( known.mode() == Ufdd::GroupMode::dryRun ) == ( stance == Stance::dryRun ) &&
+             isRight( known, machine_.orders.book.groups );
+   }
+   template < class Entity >
+   static bool isRight( Entity const& known, Ufdd::OrderBook::Orders const& orders ) {
+      auto const at = orders.find( known.zetName().view() );
+      if ( at == orders.end() )
+         return known.order() == Ufdd::OrderKind::none;
+      Ufdd::Order const& order = at->second;
+      return ( known.order() == Ufdd::OrderKind::down ) ==
+                 ( order.kind == Ufdd::Order::Kind::down ) &&
+             known.order() != Ufdd::OrderKind::none && known.orderTime() == order.since &&
+             known.orderEndTime() == ( order.until == Ufdd::Order::noEnd ? 0 : order.until ) &&
+             known.orderUid() == order.uid && known.orderReason().view() == order.reason;
    }
    bool isRight( std::string const& name, Ufdd::PortState const& known ) const {
-      bool isWanted = false, isWantedByDryRun = false;
+      bool const isOrdered = oracle_.isOrderedDown( name );
+      bool isWanted = isOrdered, isWantedByDryRun = false, isOnlyLatched = !isOrdered;
+      if ( !isRight( known, machine_.orders.book.ports ) )
+         return false;
       for ( PlainGroup const& group : config_.groups ) {
          if ( !group.disable.contains( name ) )
             continue;
          if ( oracle_.mayBeLeftAlone( group ) )
             return true;
-         if ( known.group( group.name ) != oracle_.isDown( group ) )
+         Oracle::Stance const stance = oracle_.stanceOf( group );
+         bool const isByDryRun = stance == Oracle::Stance::dryRun && oracle_.isDown( group );
+         bool const isByGroup = oracle_.needsShut( group, name );
+         if ( known.group( group.name ) !=
+              ( stance == Oracle::Stance::down || isByDryRun || isByGroup ) )
             return false;
-         ( group.dryRun ? isWantedByDryRun : isWanted ) |= oracle_.isDown( group );
+         isWantedByDryRun |= isByDryRun;
+         isWanted |= isByGroup;
+         isOnlyLatched &= !isByGroup || !oracle_.isDown( group );
       }
-      unsigned int ours = 0, open = 0, foughtOver = 0, isProtected = 0, spared = 0;
+      unsigned int ours = 0, open = 0, overridden = 0, isProtected = 0, spared = 0;
       Names const links = oracle_.linksOf( name );
       for ( std::string const& link : links ) {
          SimulatedLink const& simulated = *oracle_.find( link );
          ours += isOurs( simulated );
          open += simulated.adminUp && ( !simulated.protoDown || simulated.carrier );
          isProtected += oracle_.isProtected( simulated );
-         foughtOver += Oracle::isFoughtOver( simulated );
+         overridden += oracle_.mayBeOverridden( simulated );
          spared += !isOurs( simulated ) && oracle_.isSpared( link, simulated );
       }
       if ( ( known.means() != Ufdd::PortMeans::none ) != ( ours != 0 ) )
@@ -113,11 +142,15 @@ class StateOracle {
       case Port::absent:
          return isWanted && links.empty();
       case Port::shut:
-         return isWanted && ours != 0 && open == 0;
+         return isWanted && !isOrdered && !isOnlyLatched && ours != 0 && open == 0;
+      case Port::ordered:
+         return isOrdered && ours != 0 && open == 0;
+      case Port::latched:
+         return isWanted && isOnlyLatched && ours != 0 && open == 0;
       case Port::foreign:
          return isWanted && ours == 0 && open == 0;
       case Port::overridden:
-         return isWanted && foughtOver != 0;
+         return isWanted && !isOrdered && overridden != 0;
       case Port::isProtected:
          return isWanted && isProtected != 0;
       case Port::defaultRoute:

@@ -60,6 +60,8 @@ World::forget() {
    machine_.kernel.acts = {};
    for ( auto& [ name, link ] : machine_.kernel.links() )
       link.openings = {};
+   for ( Ufdd::OwnedLink const& owned : machine_.store.overrides )
+      machine_.cleared.insert( owned.index );
 }
 
 void
@@ -253,6 +255,8 @@ World::apply( Event const& event ) {
       }
    else if ( verb == "storm" && event.a % 4 == 0 )
       storm( event );
+   else if ( verb == "steer" )
+      steer( event );
    else
       machine_.apply( event );
    machine_.look();
@@ -281,6 +285,80 @@ World::storm( Event const& event ) {
       complain( readers_.complaint( process_->agent.roots(), false ) );
 }
 
+// An operator orders something.
+void
+World::steer( Event const& event ) {
+   using Verb = Ufdd::ControlRequest::Verb;
+   static constexpr Verb verbs[] = { Verb::down,      Verb::disable, Verb::clear,
+                                     Verb::automatic, Verb::down,    Verb::automatic };
+   static constexpr char const* targets[] = { "g0", "g1", "g2", "d0", "d1", "d2", "d3" };
+   static constexpr std::optional< double > holds[] = { {}, 0.5, 4, 15 };
+   if ( !process_ || simulatedNow < suspendedUntil_ )
+      return;
+   unsigned int const how = event.b;
+   Ufdd::ControlRequest const request{ .verb = verbs[ how % 6 ],
+                                       .targets = { targets[ event.a % 7 ] },
+                                       .holdFor = holds[ how / 6 % 4 ],
+                                       .confirmWithin = {},
+                                       .reason = how % 5 ? "" : "new % switch",
+                                       .isForced = how / 24 % 2 != 0,
+                                       .isDryRun = how / 48 % 8 == 0,
+                                       .uid = how / 7 };
+   Ufdd::OrderBook const before = machine_.orders.book;
+   if ( request.verb == Verb::clear && !request.isDryRun ) {
+      Oracle const oracle( config_, machine_ );
+      for ( std::string const &name :
+            oracle.linksIf( [ & ]( PlainGroup const&group, std::string const&port ) {
+               return group.name == request.targets[ 0 ] || port == request.targets[ 0 ];
+            } ) )
+         machine_.cleared.insert( machine_.kernel.link( name ).index );
+   }
+   run( [ & ] {
+      Ufdd::ControlReply const reply = process_->agent.handle( request );
+      line( "the answer: " + reply.text );
+      complain( complaintAbout( request, reply, before ) );
+   } );
+   restraint_.forget();
+}
+
+std::string
+World::complaintAbout( Ufdd::ControlRequest const& request, Ufdd::ControlReply const& reply,
+                       Ufdd::OrderBook const& before ) const {
+   using Verb = Ufdd::ControlRequest::Verb;
+   using Kind = Ufdd::ControlReply::Kind;
+   std::string const& target = request.targets[ 0 ];
+   bool const isGroup = target[ 0 ] == 'g';
+   bool const isNamed = std::ranges::any_of( config_.groups, [ & ]( PlainGroup const& group ) {
+      return group.name == target ||
+             ( request.verb != Verb::disable && group.disable.contains( target ) );
+   } );
+   Ufdd::OrderBook const& book = machine_.orders.book;
+   auto const ordersOf = [ & ]( Ufdd::OrderBook const& from ) -> Ufdd::OrderBook::Orders const& {
+      return isGroup ? from.groups : from.ports;
+   };
+   if ( reply.kind != Kind::failed && ( reply.kind == Kind::unknown ) == isNamed )
+      return target + " is known or unknown wrongly";
+   if ( reply.kind == Kind::failed && !machine_.orders.isFull && !machine_.store.isFull &&
+        request.verb != Verb::automatic )
+      return "an order is refused without a reason";
+   bool const isCarriedOut = reply.kind == Kind::done && !request.isDryRun;
+   auto const order = ordersOf( book ).find( target );
+   bool const isThere = order != ordersOf( book ).end();
+   // Others may remove the record meanwhile, and orders end.
+   if ( !isCarriedOut && !machine_.orders.isGone &&
+        ( book.groups.size() > before.groups.size() || book.ports.size() > before.ports.size() ) )
+      return "an order is recorded that was not given";
+   if ( !isCarriedOut || machine_.orders.isGone || request.verb == Verb::clear )
+      return "";
+   if ( request.verb == Verb::automatic )
+      return isThere ? "an order is recorded that was taken back" : "";
+   return isThere && order->second.uid == request.uid && order->second.reason == request.reason &&
+                  ( order->second.kind == Ufdd::Order::Kind::down ) ==
+                      ( request.verb == Verb::down )
+              ? ""
+              : "an order is not recorded";
+}
+
 void
 World::rest() {
    machine_.endFaults();
@@ -298,8 +376,10 @@ World::rest() {
    readers_.connect();
    pass( 1 );
    unsigned int const before = turns_;
+   std::size_t const told = story_.size();
    pass( quietSeconds );
-   if ( turns_ != before )
+   // Once an hour it tells of orders.
+   if ( turns_ != before && story_.find( "this order stands", told ) == story_.npos )
       complain( "the daemon does something, though nothing happens" );
    check( Oracle( config_, machine_ ) );
 }

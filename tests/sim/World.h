@@ -43,6 +43,9 @@ class World : private Ufdd::Log {
    void checkStatus( Oracle const& oracle );
    double nextTime() const;
    void storm( Event const& event );
+   void steer( Event const& event );
+   std::string complaintAbout( Ufdd::ControlRequest const& request, Ufdd::ControlReply const& reply,
+                               Ufdd::OrderBook const& before ) const;
    void rest();
    void check( Oracle const& oracle );
    void change();
