@@ -41,6 +41,14 @@ ip link set u1-far down
 eventually lacksLink || fail "ufdd does not shut the port"
 inside ufdctl show >>"$log" || fail "ufdctl does not show the status"
 eventually isMeasured || fail "the metrics do not show that the port is shut"
+inside sh -c 'mkdir -p /var/lib/prometheus/node-exporter
+  zcat -f /usr/share/doc/ufdd-metrics/monitoring.md* |
+    sed -n "/^    .Service/,/^    WantedBy/s/^    //p" >/etc/systemd/system/ufdd-textfile.service'
+inside systemctl enable --now ufdd-textfile >>"$log" 2>&1 || fail "the unit of the documentation can't be enabled"
+isWritten() { inside grep '^ufdd_port_held{device="d1"} 1' /var/lib/prometheus/node-exporter/ufdd.prom; }
+eventually isWritten || fail "the unit of the documentation does not keep the file"
+inside systemctl disable --now ufdd-textfile >>"$log" 2>&1
+inside rm /etc/systemd/system/ufdd-textfile.service /var/lib/prometheus/node-exporter/ufdd.prom
 eventually isExplained || fail "the journal has no explanation"
 
 watch
