@@ -261,7 +261,7 @@ Agent::followOrders() {
 
 void
 Agent::endOrders() {
-   if ( !orders_.hasOver( Zet::now() ) || readAgainAt_ || !isSureOfUplinks() )
+   if ( !orders_.hasOver() || readAgainAt_ || !isSureOfUplinks() )
       return;
    orders_.endOver( Zet::now() );
    followOrders();
@@ -397,6 +397,11 @@ Agent::open() {
 
 void
 Agent::actOnLatched() {
+   for ( Zet::Name const& name : detector_.decisions().takeRisen() )
+      if ( auto const group = detector_.config->group( name ) )
+         for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
+            if ( portControl_.exists( port.key() ) && !portControl_.holds( port.key() ) )
+               detector_.decisions().clearLatch( name, port.key() );
    if ( detector_.decisions().takeLatchesChanged() )
       orders_.latchesAre( detector_.decisions().latches() );
    portControl_.act();
@@ -450,10 +455,12 @@ Agent::summary() const {
    std::size_t const groups = detector_.config->groupMembers().count();
    std::string const overridden = portControl_.overridden();
    std::string const spared = portControl_.spared();
+   std::string const ordered = orders_.names();
    std::string const unproven = detector_.decisions().unprovenGroups();
    return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
           std::to_string( detector_.decisions().downGroups() ) +
           " down; ports shut: " + std::to_string( portControl_.count() ) +
+          ( ordered.empty() ? "" : "; orders stand about:" + ordered ) +
           ( overridden.empty() ? "" : "; overridden:" + overridden ) +
           ( spared.empty() ? "" : "; left open for the default route:" + spared ) +
 

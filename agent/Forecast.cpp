@@ -248,6 +248,8 @@ class Forecaster {
       std::string text;
       if ( agent_.detector().decisions().isOrderedDown( port ) )
          text = "it is ordered down";
+      else if ( agent_.detector().decisions().isLatched( port ) )
+         return "it is latched (auto_recover), until it is cleared";
       for ( std::size_t shown = 0;
             GroupSettings const* const group : isDown ? down : listing->second ) {
          if ( ++shown > maxShown )

@@ -36,6 +36,22 @@ listOf( Members const& members, Describe describe ) {
    return list;
 }
 
+// Returns ", ordered down by uid 0 since 2026-03-01 12:30:00.123, until ...: new switch"; empty if
+// an operator has ordered nothing about the entity.
+template < class Entity >
+std::string
+orderText( Entity const& entity, Moment const& now ) {
+   if ( entity.order() == OrderKind::none )
+      return "";
+   return std::string( entity.order() == OrderKind::disable ? ", disabled" : ", ordered down" ) +
+          " by uid " + std::to_string( entity.orderUid() ) + " since " +
+          localTime( now.wallAt( entity.orderTime() ) ) +
+          ( entity.orderEndTime() > 0
+                ? ", until " + localTime( now.wallAt( entity.orderEndTime() ) )
+                : "" ) +
+          ( entity.orderReason().empty() ? "" : " (" + text( entity.orderReason() ) + ')' );
+}
+
 std::string
 groupText( GroupState const& group, GroupStatus const& known, Moment const& now ) {
    GroupLinkStatus const status = known.groupLinkStatus();
@@ -45,7 +61,9 @@ groupText( GroupState const& group, GroupStatus const& known, Moment const& now 
       line += " since " + localTime( now.wallAt( since ) );
    line += ", " + std::to_string( group.upLinks() ) + '/' + std::to_string( group.allLinks() ) +
            " up, needs " + neededText( group.minLinks(), group.neededLinks() );
-   if ( group.mode() != GroupMode::acting )
+   if ( group.order() != OrderKind::none )
+      line += orderText( group, now );
+   else if ( group.mode() != GroupMode::acting )
       line += ", " + word( group.mode() );
    if ( group.wait() != WaitReason::nothing )
       line += ", waits for " + word( group.wait() );
@@ -57,9 +75,10 @@ groupText( GroupState const& group, GroupStatus const& known, Moment const& now 
 }
 
 std::string
-portText( PortState const& port ) {
+portText( PortState const& port, Moment const& now ) {
    return word( port.condition() ) +
-          ( port.means() == PortMeans::none ? "" : " (" + word( port.means() ) + ')' );
+          ( port.means() == PortMeans::none ? "" : " (" + word( port.means() ) + ')' ) +
+          orderText( port, now );
 }
 
 } // namespace
@@ -82,7 +101,7 @@ stateLines( StatusRoots const& roots, Moment const& now ) {
                   } ) +
           "; ports: " + listOf( config->intfsToDisableMembers(), [ & ]( Zet::Name const& name ) {
              auto const port = roots.state->port( name );
-             return port ? portText( *port ) : "";
+             return port ? portText( *port, now ) : "";
           } ) );
    }
    std::sort( lines.begin(), lines.end() );

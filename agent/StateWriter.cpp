@@ -80,6 +80,8 @@ writeOrder( E& entity, OrderBook::Orders const& orders ) {
    static Order const none{ .since = 0, .until = Order::noEnd, .reason = {} };
    auto const at = orders.find( entity.zetName().view() );
    bool const isThere = at != orders.end();
+   if ( !isThere && entity.order() == OrderKind::none )
+      return;
    Order const& order = isThere ? at->second : none;
    entity.orderIs( !isThere                             ? OrderKind::none
                    : order.kind == Order::Kind::disable ? OrderKind::disable
@@ -288,6 +290,7 @@ StateWriter::writeGroup( Zet::Name const& name ) {
    group->modeIs( modeOf( decisions.stanceOf( name ), wait.cause ) );
    GroupPolicy const* const policy = decisions.policyOf( name );
    group->isDryRunIs( policy && policy->dryRun );
+   group->autoRecoverIs( !policy || policy->autoRecover );
    writeOrder( *group, orders_.book().groups );
    group->upLinksIs( detector_.upOf( *config ) );
    group->allLinksIs( static_cast< unsigned int >( config->intfsToMonitorMembers().count() ) );

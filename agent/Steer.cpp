@@ -5,6 +5,7 @@
 #include "platform/zet/Clock.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <set>
 #include <system_error>
 #include <utility>
@@ -255,6 +256,9 @@ Steer::remarks( ControlRequest const& request, Targets const& targets ) {
          if ( request.verb == Verb::down && portControl_.isProtected( port ) )
             addSentence( remarks,
                          "port " + text( port ) + " stays open: the configuration protects it" );
+         if ( request.verb == Verb::down && !portControl_.exists( port ) )
+            addSentence( remarks, "there is no port " + text( port ) +
+                                      " at present; it is shut once it exists" );
          if ( target.isGroup && request.verb != Verb::down &&
               orders_.book().ports.contains( port.name().view() ) )
             addSentence( remarks, "port " + text( port ) +
@@ -307,7 +311,8 @@ Steer::clear( ControlRequest const& request, Targets const& targets ) {
 ControlReply
 Steer::unrecorded( int error, std::string const& place ) const {
    return reply( Kind::failed, "nothing was done, since it can't be recorded in " + place + ": " +
-                                   std::generic_category().message( error ) );
+                                   ( error == EEXIST ? "the file there can't be read; move it away"
+                                                     : std::generic_category().message( error ) ) );
 }
 
 void

@@ -76,6 +76,8 @@ std::string
 openingText( View::Group const& group, Moment const& now ) {
    GroupState const& state = *group.state;
    std::string const name( group.name() );
+   if ( !state.autoRecover() )
+      return "once an operator clears it (" + name + " has auto_recover = false)";
    if ( !isDown( group ) && state.wait() == WaitReason::recoveryDelay )
       return "in " + untilText( state.waitTime(), now ) + ", if " + name +
              " stays up (recovery_delay)";

@@ -10,6 +10,21 @@ using Interface::OperStatus;
 using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
 
+namespace {
+
+// The orders of operators stand, whatever the file says.
+GroupMode
+modeOf( GroupPolicy const& policy, GroupState const* now ) {
+   if ( now && now->order() != OrderKind::none )
+      return now->mode();
+   return !policy.enabled    ? GroupMode::disabled
+          : policy.dryRun    ? GroupMode::dryRun
+          : policy.forceDown ? GroupMode::orderedDown
+                             : GroupMode::acting;
+}
+
+} // namespace
+
 void
 ImaginedDetector::add( GroupConfig const& group, Manner const& manner ) {
    copyConfiguration( group, *config_->groupIs( group.name() ), CopyOrder::addFirst );
@@ -31,7 +46,8 @@ ImaginedDetector::configure( View const& view ) {
                             .recoveryDelay = group.state->recoveryDelay(),
                             .minLinks = group.state->minLinks(),
                             .recoverLinks = group.state->recoverLinks(),
-                            .mustRecover = group.state->neededLinks() > group.state->minLinks() } );
+                            .mustRecover = group.state->neededLinks() > group.state->minLinks(),
+                            .autoRecover = group.state->autoRecover() } );
 }
 
 void
@@ -39,12 +55,13 @@ ImaginedDetector::configure( ConfigFile const& file, View const& view ) {
    for ( GroupSettings const& group : file.groups ) {
       auto const now = view.agent->group( group.config->name() );
       add( *group.config,
-           { .mode = group.policy.dryRun ? GroupMode::dryRun : GroupMode::acting,
+           { .mode = modeOf( group.policy, now.get() ),
              .downDelay = group.policy.downDelay,
              .recoveryDelay = group.policy.recoveryDelay,
              .minLinks = group.config->minLinks(),
              .recoverLinks = std::max( group.config->minLinks(), group.policy.recoverLinks ),
-             .mustRecover = now && now->isDown() } );
+             .mustRecover = now && now->isDown(),
+             .autoRecover = group.policy.autoRecover } );
    }
 }
 
@@ -123,8 +140,8 @@ ImaginedDetector::hindrance( GroupConfig const& group ) const {
 }
 
 bool
-ImaginedDetector::shuts( GroupConfig const& group, Kelnet::IntfId ) const {
-   return wantsShut( group ) && hindrance( group ).empty();
+ImaginedDetector::shuts( GroupConfig const& group, Kelnet::IntfId port ) const {
+   return isOrderedDown( port ) || ( wantsShut( group ) && hindrance( group ).empty() );
 }
 
 } // namespace Ufdd

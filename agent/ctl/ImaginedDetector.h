@@ -28,6 +28,7 @@ class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Po
       unsigned int minLinks = 1;
       unsigned int recoverLinks = 1;
       bool mustRecover = false; // It needs recoverLinks to be up.
+      bool autoRecover = true;
    };
 
    // Adds the groups of the view.
@@ -37,6 +38,8 @@ class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Po
    // A link that is not set is absent.
    void setLink( Kelnet::IntfId link, bool isUp );
    void setUnproven( Kelnet::IntfId link ) { unproven_.insert( link ); }
+   void setOrderedDown( Kelnet::IntfId port ) { ordered_.insert( port ); }
+   bool isOrderedDown( Kelnet::IntfId port ) const { return ordered_.contains( port ); }
    // Evaluates the groups by the links that have been set, and follows changes from then on.
    void start();
    // Decides about all ports, as if all delays had passed. A group that is down needs its
@@ -62,7 +65,8 @@ class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Po
  private:
    void add( UplinkFailureDetection::GroupConfig const& group, Manner const& manner );
    void setNeeded( UplinkFailureDetection::GroupConfig const& group, Manner const& manner );
-   bool shuts( UplinkFailureDetection::GroupConfig const& group, Kelnet::IntfId ) const override;
+   bool shuts( UplinkFailureDetection::GroupConfig const& group,
+               Kelnet::IntfId port ) const override;
 
    Zet::Ptr< UplinkFailureDetection::Config > const config_ =
        UplinkFailureDetection::configFactory( "config" );
@@ -74,6 +78,7 @@ class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Po
        Interface::EthIntfStatusDir::EthIntfStatusDirIs( "interfaces" );
    std::map< Zet::Name, Manner > manners_; // By group.
    std::set< Kelnet::IntfId > unproven_;
+   std::set< Kelnet::IntfId > ordered_;
    UplinkFailureDetection::PortDecisions decisions_{ config_, *this, directory_ };
    Zet::Ptr< UplinkFailureDetection::Root > const root_ =
        UplinkFailureDetection::rootFactory( "root" );

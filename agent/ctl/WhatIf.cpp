@@ -101,6 +101,9 @@ WhatIf::WhatIf( View const& view, Question const& question ) : view_( view ) {
       else if ( link->condition() != LinkCondition::absent )
          detector.setLink( id, link->condition() == LinkCondition::up );
    }
+   for ( View::Port const& port : view.ports )
+      if ( port->order() == OrderKind::down )
+         detector.setOrderedDown( Kelnet::IntfId( port->zetName().view() ) );
    std::set< std::string_view > const known = namesIn( detector.config() );
    if ( !question.file.empty() )
       addUnknown( detector, known );
@@ -237,6 +240,7 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
    std::string up;   // All others.
    double downDelay = std::numeric_limits< double >::infinity();
    double recoveryDelay = 0;
+   bool isLatched = false;
    auto const add = []( std::string& list, std::string const& more ) {
       list += ( list.empty() ? "" : ", " ) + more;
    };
@@ -246,22 +250,33 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
       std::string const name( group.name().view() );
       ImaginedDetector::Manner const& manner = detector.manner( group.name() );
       recoveryDelay = std::max( recoveryDelay, manner.recoveryDelay );
+      auto const state = view_.agent->port( port.name() );
+      isLatched |= !manner.autoRecover && manner.mode == GroupMode::acting && state &&
+                   state->group( group.name() );
       if ( !detector.wantsShut( group ) )
          add( up, name );
       else if ( std::string const reason = detector.hindrance( group ); !reason.empty() )
          add( idle, name + " down, but " + reason );
       else {
          add( down, name );
-         downDelay = std::min( downDelay, manner.downDelay );
+         downDelay =
+             manner.mode == GroupMode::orderedDown ? 0 : std::min( downDelay, manner.downDelay );
       }
    } );
    std::string const name( port.name().view() );
+   if ( detector.isOrderedDown( port ) ) {
+      down = "ordered";
+      downDelay = 0;
+   }
    if ( detector.mustBeShut( port ) ) {
       std::string const reason = hindrance( detector, port );
       if ( !reason.empty() )
          ports_.push_back( { name, Act::none, 0, down + " down, but " + reason } );
       else if ( !holds( port ) )
          ports_.push_back( { name, Act::shut, downDelay, down + " down" } );
+   } else if ( holds( port ) && isLatched ) {
+      ports_.push_back( { name, Act::none, 0,
+                          up + " up, but latched (auto_recover), until: ufdctl clear " + name } );
    } else if ( holds( port ) ) {
       std::string why = up.empty() ? "" : up + " up";
       if ( !idle.empty() )

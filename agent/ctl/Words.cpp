@@ -188,6 +188,9 @@ waitText( GroupState const& group, Moment const& now ) {
    case WaitReason::releaseWhen:
       return "release_when: its ports are opened once there is a route " +
              text( group.releaseWhen() ) + ( after.empty() ? "" : ", else" + after );
+   case WaitReason::latched:
+      return "latched: its ports stay shut until they are cleared: ufdctl clear " +
+             std::string( group.zetName().view() );
    default:
       // The mode says the rest.
       return "";

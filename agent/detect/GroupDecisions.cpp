@@ -162,8 +162,9 @@ GroupDecisions::isLeftAlone( Kelnet::IntfId port ) const {
       auto const& [ name, decision ] = entry;
       auto const group = config_.group( name );
       // A group that is up again keeps its ports shut for a while, but shuts no others.
-      return decision.isLeftAlone() || !decision.sawDown() || !group ||
-             !group->intfsToDisable( port ) || !decision.shuts( port );
+      bool const hasEvidence = decision.sawDown() || decision.isHeldByLatch();
+      return decision.isLeftAlone() || !hasEvidence || !group || !group->intfsToDisable( port ) ||
+             !decision.shuts( port );
    } );
 }
 
@@ -216,7 +217,8 @@ GroupDecisions::assumeDown( Zet::Name const& group, std::vector< Kelnet::IntfId 
 void
 GroupDecisions::assumeLatched( Zet::Name const& group, std::vector< Kelnet::IntfId > ports ) {
    assumeDown( group, std::move( ports ) );
-   groups_[ group ].isLatched = true;
+   // Unlike the held ports of other groups, this proves that it was decided to be down.
+   groups_[ group ].isLatched = groups_[ group ].mustRecover = true;
 }
 
 // A group whose ports are shut since it is down is latched from then on.
@@ -234,22 +236,30 @@ GroupDecisions::updateLatch( Decision& decision ) {
 
 void
 GroupDecisions::clearLatches( Kelnet::IntfId port ) {
-   for ( auto at = groups_.begin(); at != groups_.end(); ++at ) {
-      auto& [ name, decision ] = *at;
-      auto const group = config_.group( name );
-      if ( !decision.isLatched || !group || !group->intfsToDisable( port ) )
-         continue;
-      haveLatchesChanged_ = true;
-      if ( decision.seen != LinkStatus::up ) {
-         decision.cleared.push_back( port );
-         continue;
-      }
-      if ( decision.only )
-         std::erase( *decision.only, port );
-      if ( decision.only && decision.only->empty() )
-         reverse( at, Zet::now() );
-      portDecisions_.decideAgain( name );
+   for ( auto const& [ name, decision ] : groups_ )
+      if ( decision.isLatched )
+         clearLatch( name, port );
+}
+
+void
+GroupDecisions::clearLatch( Zet::Name const& name, Kelnet::IntfId port ) {
+   auto const at = groups_.find( name );
+   auto const group = config_.group( name );
+   if ( at == groups_.end() || !group || !group->intfsToDisable( port ) )
+      return;
+   Decision& decision = at->second;
+   haveLatchesChanged_ = true;
+   if ( decision.seen != LinkStatus::up ) {
+      decision.cleared.push_back( port );
+      return;
    }
+   if ( decision.only )
+      std::erase( *decision.only, port );
+   if ( decision.only && decision.only->empty() ) {
+      reverse( at, Zet::now() );
+      noteThreshold( at );
+   }
+   portDecisions_.decideAgain( name );
 }
 
 bool
@@ -300,6 +310,8 @@ GroupDecisions::handleTransition( Zet::Name const& group, LinkStatus before, Lin
       for ( auto port = config->intfsToDisableIteratorConst(); port; ++port )
          decision.only->push_back( port.key() );
    }
+   if ( now == LinkStatus::up && before == LinkStatus::down && decision.isLatched )
+      risen_.push_back( group );
    if ( now == LinkStatus::up && decision.only && !decision.cleared.empty() ) {
       std::erase_if( *decision.only, [ & ]( Kelnet::IntfId port ) {
          return std::ranges::find( decision.cleared, port ) != decision.cleared.end();

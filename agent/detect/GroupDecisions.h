@@ -73,8 +73,14 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    bool wouldBeShut( Kelnet::IntfId port, OrderBook const& book ) const;
    // Returns true if the port would be ordered down then.
    bool wouldBeOrderedDown( Kelnet::IntfId port, OrderBook const& book ) const;
-   // Ends what latches the port. A group of it that is down shuts it all the same.
+   // Ends what latches the port, in one group or in all. A group of it that is down shuts it all
+   // the same.
+   void clearLatch( Zet::Name const& group, Kelnet::IntfId port );
    void clearLatches( Kelnet::IntfId port );
+   // Returns the groups that were seen up again since the last call, and are latched. The host
+   // clears the latch of each port that it does not hold shut: a latch keeps shut, but shuts
+   // nothing.
+   std::vector< Zet::Name > takeRisen() { return std::exchange( risen_, {} ); }
    // The ports that groups keep shut, or will once they are up, until they are cleared.
    OrderBook::Latches latches() const;
    // Returns true if these may have changed since the last call.
@@ -278,6 +284,7 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    std::unordered_map< Kelnet::IntfId, bool > orderedPorts_;
    unsigned int groupsOrderedDown_ = 0;
    bool haveLatchesChanged_ = false;
+   std::vector< Zet::Name > risen_; // See takeRisen().
    bool hasOpenings_ = false;
    unsigned int downGroups_ = 0;
    UplinkFailureDetection::PortDecisions portDecisions_;

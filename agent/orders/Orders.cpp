@@ -1,7 +1,6 @@
 #include "agent/orders/Orders.h"
 
 #include "agent/base/WallTime.h"
-#include "platform/zet/Clock.h"
 
 #include <algorithm>
 #include <system_error>
@@ -130,6 +129,15 @@ Orders::endTurn() {
 double
 Orders::nextTime() const {
    return std::min( { endTime_, reminderAt_, retryAt_ } );
+}
+
+std::string
+Orders::names() const {
+   std::string names;
+   for ( auto const* const orders : { &book_.groups, &book_.ports } )
+      for ( auto const& [ name, order ] : *orders )
+         names.append( 1, ' ' ).append( name );
+   return names;
 }
 
 void

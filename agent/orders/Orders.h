@@ -2,6 +2,7 @@
 
 #include "agent/base/Log.h"
 #include "agent/orders/OrderStore.h"
+#include "platform/zet/Clock.h"
 
 #include <limits>
 #include <string>
@@ -31,7 +32,7 @@ class Orders {
    template < class IsGroup, class IsPort > void keepOnly( IsGroup isGroup, IsPort isPort );
 
    // Returns true if an order's time is over.
-   bool hasOver( double now ) const { return now >= endTime_; }
+   bool hasOver() const { return endTime_ != never && Zet::now() >= endTime_; }
    // Drops the orders whose time is over, and logs each.
    void endOver( double now );
    // Logs the orders that stand, once an hour. Tries again what could not be recorded.
@@ -40,6 +41,8 @@ class Orders {
    double nextTime() const;
    // Records all again if the record was removed.
    void checkRecord();
+   // The names of the groups and ports about which orders stand: " g d1".
+   std::string names() const;
    std::string place() const { return store_.place(); }
 
  private:

@@ -325,6 +325,12 @@ PortControl::wouldShut( Kelnet::IntfId port, bool isOrdered, bool isForced ) {
 }
 
 bool
+PortControl::exists( Kelnet::IntfId port ) {
+   collectLinks( port );
+   return !linksOfPort_.empty();
+}
+
+bool
 PortControl::isProtected( Kelnet::IntfId port ) {
    collectLinks( port );
    return std::ranges::any_of( linksOfPort_,

@@ -72,6 +72,7 @@ class PortControl final : public LinkDirectory::Listener {
    // Returns true if act() would shut an open link of the port, were the port ordered down
    // (`isOrdered`) or else wanted shut by its groups.
    bool wouldShut( Kelnet::IntfId port, bool isOrdered, bool isForced );
+   bool exists( Kelnet::IntfId port );
    bool isProtected( Kelnet::IntfId port );
    bool carriesDefaultRoute( Kelnet::IntfId port );
    // Returns true if a link of the port is ours.

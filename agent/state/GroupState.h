@@ -92,6 +92,11 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    bool isDryRun() const noexcept { return isDryRun_; }
    void isDryRunIs( bool isDryRun ) { attributeIs< &GroupState::isDryRun >( isDryRun_, isDryRun ); }
 
+   // False if its ports stay shut once it was down, until an operator clears them.
+   bool autoRecover() const noexcept { return autoRecover_; }
+   void autoRecoverIs( bool autoRecover ) {
+      attributeIs< &GroupState::autoRecover >( autoRecover_, autoRecover );
+   }
    // The order of an operator about it: when it was given, when it ends (0 if no time ends it), by
    // which user, and why, in the operator's words.
    OrderKind order() const noexcept { return order_; }
@@ -140,6 +145,7 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    double orderEndTime_ = 0;
    unsigned int orderUid_ = 0;
    Zet::String8 orderReason_;
+   bool autoRecover_ = true;
    mutable NotifieeList notifiees_;
 
  public:
@@ -171,6 +177,7 @@ class GroupState::NotifieeConst
    virtual void onOrderEndTime() {}
    virtual void onOrderUid() {}
    virtual void onOrderReason() {}
+   virtual void onAutoRecover() {}
 };
 
 // Says how many uplinks a group needs: "2", or "2, 3 until recovered" while it needs more than to
@@ -214,5 +221,6 @@ template <> struct Notify::Description< Ufdd::GroupState > {
       Scalar< &T::orderEndTime, &T::orderEndTimeIs, &N::onOrderEndTime >{ 277, "orderEndTime" },
       Scalar< &T::orderUid, &T::orderUidIs, &N::onOrderUid >{ 278, "orderUid" },
       Scalar< &T::orderReason, &T::orderReasonIs, &N::onOrderReason >{ 279, "orderReason" },
+      Scalar< &T::autoRecover, &T::autoRecoverIs, &N::onAutoRecover >{ 280, "autoRecover" },
    };
 };

@@ -2,6 +2,7 @@
 #include "agent/kernel/PrivateFlags.h"
 #include "tests/agent/BootStoreInMemory.h"
 #include "tests/agent/NetworkTest.h"
+#include "tests/agent/OrdersInMemory.h"
 #include "tests/agent/SimulatedKernel.h"
 #include "tests/agent/SimulatedRoutes.h"
 #include "tests/agent/StoreInMemory.h"
@@ -60,6 +61,11 @@ TEST( Forecast, tellsTheFateOfEachPort ) {
                 "1/1 up, min_links 1; after its recovery_delay",
                 "port d3 stays open: group c is down, 0/1 up, min_links 1, dry_run: u2 no carrier",
                 "port old would be opened: no group disables it" } ) );
+   OrdersInMemory orders;
+   orders.book.ports[ "d3" ] = {};
+   EXPECT_EQ( forecast( config, kernel, routes, &record, &boots, &orders ).ports[ 4 ],
+              "port d3 would be shut: it is ordered down; group c is down, 0/1 up, min_links 1, "
+              "dry_run: u2 no carrier" );
    EXPECT_EQ( kernel.acts, "" );
    EXPECT_EQ( record.links, recorded );
    // No interface was ever called u4.

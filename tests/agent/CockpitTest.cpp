@@ -311,6 +311,29 @@ server3  shut after 2 s  rack2 down
 
 Nothing was changed.
 )"[ 1 ] );
+   // Orders of operators stand, and so do latches.
+   PortState& ordered = port( "server3", PortCondition::ordered, 1 );
+   ordered.orderIs( OrderKind::down );
+   ordered.meansIs( PortMeans::down );
+   port( "end1", PortCondition::open, 1 ).orderIs( OrderKind::down );
+   roots.state->group( "rack1" )->autoRecoverIs( false );
+   roots.state->group( "rack2" )->modeIs( GroupMode::disabled );
+   roots.state->group( "rack2" )->orderIs( OrderKind::disable );
+   std::string const stands =
+       ask( { .down = { "uplink3" }, .up = { "uplink1", "uplink2" }, .file = "" } );
+   EXPECT_NE( stands.find( &R"(
+PORT     WOULD BE      WHY
+end1     shut at once  ordered down
+end2     left alone    tail down, but it is overridden by hand
+end3     left alone    tail down, but it is administratively down already
+server1  left alone    rack1 up, but latched (auto_recover), until: ufdctl clear server1
+server2  left alone    rack1 up, but latched (auto_recover), until: ufdctl clear server2
+)"[ 1 ] ),
+              std::string::npos )
+       << stands;
+   EXPECT_NE( ask( { .down = {}, .up = {}, .file = file.path() } )
+                  .find( "end1     shut at once    ordered down\n" ),
+              std::string::npos );
    View const all = view();
    try {
       WhatIf( all, { .down = { "uplnk1" }, .up = {}, .file = "" } );

@@ -77,6 +77,10 @@ TEST_F( SteerTest, anOrderComesBeforeTheUplinksAndEndsWithItsTime ) {
    EXPECT_EQ( group->orderUid(), 7u );
    EXPECT_EQ( group->orderReason(), "new switch" );
    EXPECT_FALSE( group->isDown() );
+   EXPECT_TRUE( agent->summary().ends_with( "; orders stand about: g" ) );
+   std::string const status = agent->statusLines()[ 0 ];
+   EXPECT_NE( status.find( ", ordered down by uid 7 since " ), std::string::npos ) << status;
+   EXPECT_NE( status.find( " (new switch): configured; uplinks: " ), std::string::npos ) << status;
    // Nobody else opens it, however often.
    for ( int i = 0; i < 10; ++i ) {
       kernel.set( "d1", true );
@@ -183,6 +187,14 @@ TEST_F( SteerTest, refusesWhatMustNotOrCanNotBe ) {
    told( Verb::automatic, { "d1", "g" } );
    EXPECT_EQ( told( Verb::clear, { "g" } ),
               "nothing of group g must be shut, so there is nothing to clear" );
+   kernel.remove( "d2" );
+   runTurns();
+   EXPECT_EQ( told( Verb::down, { "d2" } ),
+              "there is no port d2 at present; it is shut once it exists" );
+   kernel.add( "d2" );
+   runTurns();
+   EXPECT_EQ( takeActs(), " -d2" );
+   told( Verb::automatic, { "d2" } );
    EXPECT_EQ( told( Verb::down, { "g" }, true, -1 ),
               "an order can hold for more than 0 s and at most 100 years" );
    uplinksAre( false );
@@ -250,12 +262,16 @@ TEST_F( SteerTest, aLatchIsKeptUntilItIsCleared ) {
    EXPECT_EQ( told( Verb::disable, { "g" } ), " +d2" );
    EXPECT_EQ( told( Verb::automatic, { "g" } ), "" );
    EXPECT_EQ( takeActs(), "" );
+   // What was not shut is not latched.
+   routes.routeIs( Prefix{}, kernel.index( "d1" ) );
+   runTurns();
    uplinksAre( false );
    uplinksAre( true );
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   EXPECT_EQ( takeActs(), " -d2" );
+   EXPECT_EQ( state(), "acting; d1 open, d2 latched" );
    groups[ 0 ].policy.autoRecover = true;
    agent->reload( config(), "f" );
-   EXPECT_EQ( takeActs(), " +d1 +d2" );
+   EXPECT_EQ( takeActs(), " +d2" );
 }
 
 TEST_F( SteerTest, theFileSwitchesGroupsAndOrdersComeFirst ) {
