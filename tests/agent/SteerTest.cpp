@@ -212,6 +212,25 @@ TEST_F( SteerTest, refusesWhatMustNotOrCanNotBe ) {
    }
 }
 
+// Somebody opens a port that is ordered down, and needs the default route on it.
+TEST_F( SteerTest, onlyAForcedOrderIsHeldAgainstTheDefaultRoute ) {
+   start();
+   for ( bool const isForced : { false, true } ) {
+      EXPECT_EQ( told( Verb::down, { "d1" }, isForced ), " -d1" );
+      routes.routeIs( Prefix{}, kernel.index( "d1" ) );
+      runTurns();
+      kernel.set( "d1", true );
+      runTurns();
+      EXPECT_EQ( takeActs(), isForced ? " -d1" : "" );
+      EXPECT_EQ( state(),
+                 isForced ? "acting; d1 ordered, d2 open" : "acting; d1 default route, d2 open" );
+      routes.routeIs( Prefix{}, 0 );
+      runTurns();
+      EXPECT_EQ( takeActs(), isForced ? "" : " -d1" );
+      EXPECT_EQ( told( Verb::automatic, { "d1" } ), " +d1" );
+   }
+}
+
 TEST_F( SteerTest, aClearedPortIsOpenUntilItsGroupsAreUp ) {
    start();
    uplinksAre( false );
