@@ -105,11 +105,14 @@ class ZET_EXPORT GroupConfig : public Notify::LoggedEntity< GroupConfig > {
 
    IntfsToMonitorCollection intfsToMonitor_;
    IntfsToDisableCollection intfsToDisable_;
-   unsigned int minLinks_ = 1;
    mutable NotifieeList notifiees_;
 
  public:
-   Zet::ChainLink< GroupConfig > zetChainLink;
+   [[no_unique_address]] Zet::ChainLink< GroupConfig > zetChainLink;
+
+ private:
+   // Last, to fill the gap behind the link.
+   unsigned int minLinks_ = 1;
 };
 
 class ZET_EXPORT GroupConfig::NotifieeConst

@@ -172,14 +172,15 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    void disableDownstream();
    void enableDownstream();
 
+   // First, to fill the gap behind the base's count.
+   bool initialized_ = false;
+   bool ended_ = false;
    Zet::Ptr< ZetGroupConfig > groupConfig_;
    Zet::Ptr< GroupStatus > groupStatus_;
    Zet::Ptr< ZetEthIntfStatusDir > ethIntfStatusDir_;
    Zet::Ptr< ZetCauseStatus > causeStatus_;
    IntfSmCollection intfSm_;
    Zet::Name const zetKey_;
-   bool initialized_ = false;
-   bool ended_ = false;
 
  public:
    Zet::ChainLink< UplinkFailureDetectionGroupSm > zetChainLink;

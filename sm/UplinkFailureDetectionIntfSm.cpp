@@ -7,8 +7,8 @@ namespace UplinkFailureDetection {
 UplinkFailureDetectionIntfSm::UplinkFailureDetectionIntfSm(
     Zet::Ptr< Interface::EthIntfStatus const > const& ethIntfStatus,
     UplinkFailureDetectionGroupSm* groupSm )
-    : ethIntfStatus_( newEthIntfStatus( ethIntfStatus ) ), groupSm_( groupSm ),
-      zetKey_( intfId() ) {
+    : zetKey_( ethIntfStatus ? ethIntfStatus->intfId() : Kelnet::IntfId() ),
+      ethIntfStatus_( newEthIntfStatus( ethIntfStatus ) ), groupSm_( groupSm ) {
    hasNotificationActiveIs( true );
 }
 

@@ -61,12 +61,13 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm
    auto reactors() noexcept { return std::tie( ethIntfStatus_ ); }
    template < class Visit > void forEachChild( Visit ) {}
 
+   // First, to fill the gap behind the base's count.
+   Kelnet::IntfId const zetKey_;
    Zet::Ptr< ZetEthIntfStatus > ethIntfStatus_;
    UplinkFailureDetectionGroupSm* groupSm_;
-   Kelnet::IntfId const zetKey_;
 
  public:
-   Zet::ChainLink< UplinkFailureDetectionIntfSm > zetChainLink;
+   Zet::ChainLink< UplinkFailureDetectionIntfSm, Kelnet::IntfId > zetChainLink;
 };
 
 class ZET_EXPORT UplinkFailureDetectionIntfSm::ZetEthIntfStatus

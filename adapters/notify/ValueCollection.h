@@ -4,25 +4,43 @@
 #include "platform/zet/HashMap.h"
 #include "platform/zet/PtrInterface.h"
 
+#include <type_traits>
+
 namespace Notify {
 
-// A member of a collection of values. `Tag` distinguishes the member types of two collections.
+// A member of a collection of values. `Tag` distinguishes the member types of two collections. A
+// truth is kept in the link, where it takes no memory.
 template < class K, class V, class Tag > class ValueMember : public Zet::PtrInterface {
+   static constexpr bool isTruth = std::is_same_v< V, bool >;
+   struct None {
+      explicit None( V ) {}
+   };
+
  public:
    using Value = V;
 
-   ValueMember( K key, V value ) : key_( key ), value_( value ) {}
+   ValueMember( K key, V value ) : key_( key ), value_( value ) { valueIs( value ); }
 
    K zetKey() const noexcept { return key_; }
-   V value() const noexcept { return value_; }
-   void valueIs( V value ) noexcept { value_ = value; }
+   V value() const noexcept {
+      if constexpr ( isTruth )
+         return zetChainLink.mark();
+      else
+         return value_;
+   }
+   void valueIs( V value ) noexcept {
+      if constexpr ( isTruth )
+         zetChainLink.markIs( value );
+      else
+         value_ = value;
+   }
 
  private:
    K key_;
-   V value_;
+   [[no_unique_address]] std::conditional_t< isTruth, None, V > value_;
 
  public:
-   Zet::ChainLink< ValueMember > zetChainLink;
+   Zet::ChainLink< ValueMember, K > zetChainLink;
 };
 
 // A collection of plain values. `Changed` is the owner's operation void( key, member ). It ends

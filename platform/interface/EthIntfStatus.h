@@ -50,7 +50,7 @@ class ZET_EXPORT EthIntfStatus : public Notify::NotifyingEntity< EthIntfStatus, 
    mutable NotifieeList notifiees_;
 
  public:
-   Zet::ChainLink< EthIntfStatus > zetChainLink;
+   Zet::ChainLink< EthIntfStatus, Kelnet::IntfId > zetChainLink;
 };
 
 class ZET_EXPORT EthIntfStatus::NotifieeConst

@@ -1,34 +1,62 @@
 #include "platform/kelnet/IntfId.h"
 
 #include "platform/zet/Exception.h"
-#include "platform/zet/HashMap.h"
 
 #include <deque>
 #include <ostream>
 #include <unordered_map>
+#include <vector>
 
 namespace Kelnet {
 
 namespace {
 
-// A name whose id is its position.
-class Regular : public Zet::PtrInterface {
- public:
-   Regular( IntfId id, Zet::Name name ) : id_( id ), name_( std::move( name ) ) {}
-   IntfId zetKey() const noexcept { return id_; }
-   Zet::Name const& name() const noexcept { return name_; }
-   Zet::ChainLink< Regular > zetChainLink;
-
- private:
-   IntfId id_;
-   Zet::Name name_;
-};
-
-// The memory that a name takes beside its text, in bytes.
+// The most memory that a name takes beside its text, in bytes.
 constexpr std::size_t overhead = 100;
 
+// The names whose ids are their positions. There is never a reason to remove one.
+class RegularNames {
+ public:
+   // Returns null when no name has that position. Valid for the life of the process.
+   Zet::Name const* find( std::uint32_t position ) const noexcept {
+      std::uint32_t const place = table_[ placeOf( position ) ];
+      return place == none ? nullptr : &names_[ place ];
+   }
+   // Requires: no name has the position of this one.
+   void insert( Zet::Name const& name ) {
+      if ( ( names_.size() + 1 ) * 4 > table_.size() * 3 )
+         grow();
+      names_.push_back( name );
+      table_[ placeOf( name.position() ) ] = static_cast< std::uint32_t >( names_.size() - 1 );
+   }
+
+ private:
+   static constexpr std::uint32_t none = 0xffffffff;
+
+   // Returns the place in the table of the name of that position, or the free one for it. The
+   // table is never full.
+   std::size_t placeOf( std::uint32_t position ) const noexcept {
+      std::size_t at = position >> ( 32 - bits_ );
+      while ( table_[ at ] != none && names_[ table_[ at ] ].position() != position )
+         at = ( at + 1 ) & ( table_.size() - 1 );
+      return at;
+   }
+   void grow() {
+      table_.assign( table_.size() * 2, none );
+      ++bits_;
+      for ( std::uint32_t place = 0; place < names_.size(); ++place )
+         table_[ placeOf( names_[ place ].position() ) ] = place;
+   }
+
+   std::deque< Zet::Name > names_;
+   // The size of the table, as a power of two.
+   unsigned int bits_ = 4;
+   // Places in `names_`.
+   std::vector< std::uint32_t > table_ = std::vector< std::uint32_t >( 1u << 4, none );
+};
+
 struct Names {
-   Zet::HashMap< Regular, IntfId > regular;
+   RegularNames regular;
    // The names of irregular ids, by id.
    std::deque< Zet::Name > irregular{ Zet::Name() };
    std::unordered_map< std::string_view, std::uint32_t > irregularIds{ { {}, 0 } };
@@ -55,14 +83,13 @@ void
 IntfId::handleInitialized( std::string_view name ) {
    std::uint32_t const position = Zet::bitReverse( Zet::hashOfText( name ) );
    if ( position >= firstPosition && !name.empty() ) {
-      IntfId const id( position );
-      Regular const* const known = names().regular.find( id );
+      Zet::Name const* const known = names().regular.find( position );
       if ( !known ) {
          names().countIn( name );
-         names().regular.insert( Zet::make< Regular >( id, name ) );
+         names().regular.insert( name );
       }
-      if ( !known || known->name().view() == name ) {
-         *this = id;
+      if ( !known || known->view() == name ) {
+         value_ = position;
          return;
       }
    }
@@ -86,8 +113,7 @@ IntfId::irregularPosition( std::uint32_t value ) noexcept {
 
 Zet::Name const&
 IntfId::name() const noexcept {
-   return value_ < firstPosition ? names().irregular[ value_ ]
-                                 : names().regular.find( *this )->name();
+   return value_ < firstPosition ? names().irregular[ value_ ] : *names().regular.find( value_ );
 }
 
 Zet::Ptr< Zet::ZetType const >

@@ -34,6 +34,7 @@ class ZET_EXPORT IntfId {
    Zet::Name const& name() const noexcept;
    std::uint32_t hash() const noexcept { return Zet::bitReverse( position() ); }
    // Returns the bit-reversed hash: the place in the order of a HashMap.
+   static constexpr bool knowsPosition = true;
    std::uint32_t position() const noexcept {
       return value_ >= firstPosition ? value_ : irregularPosition( value_ );
    }
@@ -46,8 +47,6 @@ class ZET_EXPORT IntfId {
    static Zet::Ptr< Zet::ZetType const > _fwkType();
 
  private:
-   constexpr explicit IntfId( std::uint32_t value ) noexcept : value_( value ) {}
-
    // The number is the name's position, so that finding the position reads no memory. Numbers below
    // `firstPosition` are given out one by one: 0 to the empty name, the others to names whose
    // position is below `firstPosition` or is another name's number already.

@@ -7,7 +7,11 @@ template < unsigned int Size, class Word > class BitSet {
    static_assert( Size <= sizeof( Word ) * 8 );
 
  public:
+   static constexpr unsigned int size = Size;
    static constexpr unsigned int activeBit = 4;
+
+   constexpr BitSet() noexcept = default;
+   constexpr explicit BitSet( Word word ) noexcept : word_( word ) {}
 
    constexpr bool bit( unsigned int place ) const noexcept { return ( word_ >> place & 1 ) != 0; }
    constexpr void bitIs( unsigned int place, bool on ) noexcept {

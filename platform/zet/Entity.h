@@ -64,9 +64,10 @@ class ZET_EXPORT Entity : public PtrInterface {
    ~Entity() override;
 
  private:
+   // First, to fill the gap behind the base's count.
+   AttributeId parentAttrId_ = 0;
    Name name_;
    Entity* parent_ = nullptr;
-   AttributeId parentAttrId_ = 0;
 };
 
 // The notifications that every entity has.

@@ -4,9 +4,11 @@
 #include "platform/zet/BitReverse.h"
 #include "platform/zet/Ptr.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <type_traits>
 #include <utility>
 
 namespace Zet {
@@ -22,23 +24,71 @@ positionOf( Key const& key ) noexcept {
       return bitReverse( key.hash() );
 }
 
-// The place of a member in its HashMap; only the map reads or writes it.
-template < class Member > class ChainLink {
+// True for a key that tells its position without reading memory. Members do not store the position
+// of such a key. The key's type says so:
+//
+//    static constexpr bool knowsPosition = true;
+template < class Key > inline constexpr bool knowsPosition = requires {
+   requires Key::knowsPosition;
+};
+
+namespace Detail {
+
+// Refers to a member, from a bucket or from the member before it. Two bits that are 0 in every
+// pointer to a member are kept for something else.
+template < class Member > class ChainPlace {
+ public:
+   static constexpr std::uintptr_t linkedBit = 1;
+   static constexpr std::uintptr_t markBit = 2;
+
+   Member* get() const noexcept { return reinterpret_cast< Member* >( word_ & ~bits ); }
+   void set( Member* member ) noexcept {
+      word_ = reinterpret_cast< std::uintptr_t >( member ) | ( word_ & bits );
+   }
+   bool bit( std::uintptr_t bit ) const noexcept { return ( word_ & bit ) != 0; }
+   void bitIs( std::uintptr_t bit, bool on ) noexcept { word_ = on ? word_ | bit : word_ & ~bit; }
+
+ private:
+   static constexpr std::uintptr_t bits = linkedBit | markBit;
+
+   // Has no initial value, so that a union may hold it.
+   std::uintptr_t word_;
+};
+
+struct StoredPosition {
+   std::uint32_t value = 0;
+};
+struct KnownPosition {};
+
+} // namespace Detail
+
+// The place of a member in its HashMap; only the map reads or writes it, except for the mark. `Key`
+// is the key of the map. A key that knowsPosition makes the link smaller.
+template < class Member, class Key = void > class ChainLink {
+ public:
+   // A bit that the member may use for itself.
+   bool mark() const noexcept { return next_.bit( Place::markBit ); }
+   void markIs( bool on ) noexcept { next_.bitIs( Place::markBit, on ); }
+
+ private:
    template < class, class > friend class HashMap;
-   // Holds a reference.
-   Member* next_ = nullptr;
+   using Place = Detail::ChainPlace< Member >;
+   static constexpr bool storesPosition = !knowsPosition< Key >;
+
+   // Holds a reference on the next member.
+   Place next_{};
    // The position of the member's key, set once the member has been in a map. Chains are walked
    // without touching keys.
-   std::uint32_t position_ = 0;
-   bool linked_ = false;
+   [[no_unique_address]] std::conditional_t< storesPosition, Detail::StoredPosition,
+                                             Detail::KnownPosition >
+       position_;
 };
-// `linked_` lies in padding, so it takes no memory.
-static_assert( sizeof( ChainLink< void > ) == 2 * sizeof( void* ) );
 
 // A keyed collection that holds one reference on each member. It is linked through the members.
 //
 // A member offers `zetKey()`, which does not change while it is in the map, and a public
-// `ChainLink< Member > zetChainLink`. A key offers hash(), == and <.
+// `ChainLink< Member > zetChainLink` or `ChainLink< Member, Key > zetChainLink`. A key offers
+// hash(), == and <.
 //
 // The order depends on the set of keys alone: ascending by bit-reversed hash, then by key. A
 // position's top bits are its bucket, and chains are sorted. So a walk of the buckets is a walk in
@@ -62,7 +112,7 @@ template < class M, class K > class HashMap {
    // Returns null when the key is absent. Borrows: valid until the member is removed.
    Member* find( Key const& key ) const noexcept {
       std::uint32_t const where = positionOf( key );
-      Member* at = buckets_[ bucketOf( where ) ];
+      Member* at = buckets()[ bucketOf( where ) ].get();
       while ( at && !isAt( *at, where, key ) )
          at = next( *at );
       return at;
@@ -71,46 +121,50 @@ template < class M, class K > class HashMap {
    // Adds the member. Requires: the member is in no map (asserted); its key is not in this map.
    void insert( Ptr< Member > member ) noexcept {
       Member* const added = member.release();
-      require( !added->zetChainLink.linked_, "a member is in one map at a time" );
+      require( !isLinked( *added ), "a member is in one map at a time" );
       auto&& key = added->zetKey();
       std::uint32_t const where = positionOf( key );
-      Member*& place = placeOf( where, key );
-      added->zetChainLink.next_ = place;
-      added->zetChainLink.position_ = where;
-      added->zetChainLink.linked_ = true;
-      place = added;
+      Place& place = placeOf( where, key );
+      linkOf( *added ).set( place.get() );
+      linkOf( *added ).bitIs( Place::linkedBit, true );
+      if constexpr ( storesPosition() )
+         added->zetChainLink.position_.value = where;
+      place.set( added );
       ++version_;
-      if ( ++count_ > bucketCount() )
-         resize( bits_ == 0 ? smallestTable : bits_ + growth );
+      if ( ++count_ > ( isSmall() ? smallMap : bucketCount() ) )
+         resize( bits_ + growth );
    }
 
    // Removes and returns the member. Returns null when the key is absent.
    Ptr< Member > remove( Key const& key ) noexcept {
       std::uint32_t const where = positionOf( key );
-      Member*& place = placeOf( where, key );
-      return place && isAt( *place, where, key ) ? unlink( place ) : nullptr;
+      Place& place = placeOf( where, key );
+      Member* const member = place.get();
+      return member && isAt( *member, where, key ) ? unlink( place ) : nullptr;
    }
    // Removes this member, never another of the same key. Returns false when the member is not in
    // the map.
    bool remove( Member const& member ) noexcept {
       auto&& key = member.zetKey();
-      Member*& place = placeOf( positionOf( key ), key );
-      return place == &member && unlink( place ) != nullptr;
+      Place& place = placeOf( positionOf( key ), key );
+      return place.get() == &member && unlink( place ) != nullptr;
    }
 
    // Drops every member.
    void clear() noexcept {
       for ( std::size_t bucket = 0; bucket < bucketCount(); ++bucket ) {
-         fetchAhead( buckets_, bucket, bucketCount() );
-         for ( Member* at = std::exchange( buckets_[ bucket ], nullptr ); at; ) {
+         fetchAhead( buckets(), bucket, bucketCount() );
+         Place& first = buckets()[ bucket ];
+         Member* at = first.get();
+         first.set( nullptr );
+         while ( at ) {
             Ptr< Member > const dropped = Ptr< Member >::adopt( at );
-            at->zetChainLink.linked_ = false;
-            at = std::exchange( at->zetChainLink.next_, nullptr );
+            at = unlinked( *at );
          }
       }
       count_ = 0;
       ++version_;
-      resize( 0 );
+      resize( smallBits );
    }
 
    // Keeps the table's size while the collection is being emptied, so that the walk stays linear.
@@ -123,17 +177,17 @@ template < class M, class K > class HashMap {
    // Calls visit( member ) in order, without counting references.
    // Requires: nothing is inserted or removed meanwhile.
    template < class Visit > void forEach( Visit visit ) const {
-      Member* const* const end = buckets_ + bucketCount();
-      for ( Member* const* bucket = buckets_; bucket != end; ++bucket )
-         for ( Member* at = *bucket; at; at = next( *at ) )
+      Place const* const end = buckets() + bucketCount();
+      for ( Place const* bucket = buckets(); bucket != end; ++bucket )
+         for ( Member* at = bucket->get(); at; at = next( *at ) )
             visit( *at );
    }
    // Returns an iterator at the first member for which is( member ) is true. Searches in forEach's
    // way.
    template < class Is > Iterator firstThat( Is is ) const {
-      Member* const* const end = buckets_ + bucketCount();
-      for ( Member* const* bucket = buckets_; bucket != end; ++bucket )
-         for ( Member* at = *bucket; at; at = next( *at ) )
+      Place const* const end = buckets() + bucketCount();
+      for ( Place const* bucket = buckets(); bucket != end; ++bucket )
+         for ( Member* at = bucket->get(); at; at = next( *at ) )
             if ( is( *at ) )
                return Iterator( *this, at );
       return this->end();
@@ -148,68 +202,99 @@ template < class M, class K > class HashMap {
    }
 
  private:
-   static constexpr unsigned int smallestTable = 2;
+   using Place = Detail::ChainPlace< Member >;
+
+   // The buckets inside of the map, as a power of two. They are enough for as many members as
+   // `smallMap`: most maps have no table beside them.
+   static constexpr unsigned int smallBits = 2;
+   static constexpr std::size_t smallMap = 8;
    // The table grows fourfold, so that members are rarely moved.
    static constexpr unsigned int growth = 2;
    static constexpr std::size_t sparse = 8;
 
+   bool isSmall() const noexcept { return bits_ == smallBits; }
    std::size_t bucketCount() const noexcept { return std::size_t{ 1 } << bits_; }
    std::size_t bucketOf( std::uint32_t position ) const noexcept {
-      return static_cast< std::size_t >( std::uint64_t{ position } << bits_ >> 32 );
+      return position >> ( 32 - bits_ );
    }
+   Place* buckets() noexcept { return isSmall() ? few_.data() : many_; }
+   Place const* buckets() const noexcept { return isSmall() ? few_.data() : many_; }
 
    // Makes the processor load members that a walk will reach soon: members lie anywhere.
-   static void fetchAhead( Member* const* table, std::size_t bucket, std::size_t size ) noexcept {
+   static void fetchAhead( Place const* table, std::size_t bucket, std::size_t size ) noexcept {
       constexpr std::size_t ahead = 8;
       if ( bucket + ahead < size )
-         __builtin_prefetch( table[ bucket + ahead ] );
+         __builtin_prefetch( table[ bucket + ahead ].get() );
    }
 
-   static Member* next( Member const& member ) noexcept { return member.zetChainLink.next_; }
+   // A function, since a map may be a part of its member's class.
+   static constexpr bool storesPosition() noexcept {
+      return decltype( Member::zetChainLink )::storesPosition;
+   }
+   static Place& linkOf( Member& member ) noexcept { return member.zetChainLink.next_; }
+   static bool isLinked( Member const& member ) noexcept {
+      return member.zetChainLink.next_.bit( Place::linkedBit );
+   }
+   static Member* next( Member const& member ) noexcept { return member.zetChainLink.next_.get(); }
+   static std::uint32_t positionOfMember( Member const& member ) noexcept {
+      if constexpr ( storesPosition() )
+         return member.zetChainLink.position_.value;
+      else
+         return positionOf( member.zetKey() );
+   }
    static bool isAt( Member const& member, std::uint32_t where, Key const& key ) noexcept {
-      return member.zetChainLink.position_ == where && member.zetKey() == key;
+      return ( knowsPosition< Key > || positionOfMember( member ) == where ) &&
+             member.zetKey() == key;
    }
    // Returns true if the member comes before the key.
    static bool precedes( Member const& member, std::uint32_t where, Key const& key ) noexcept {
-      std::uint32_t const place = member.zetChainLink.position_;
+      std::uint32_t const place = positionOfMember( member );
       return place < where || ( place == where && member.zetKey() < key );
    }
    // Returns the link to the first member that does not come before the key. That link is null at
    // the end of the chain.
-   Member*& placeOf( std::uint32_t where, Key const& key ) noexcept {
-      Member** at = &buckets_[ bucketOf( where ) ];
-      while ( *at && precedes( **at, where, key ) )
-         at = &( *at )->zetChainLink.next_;
+   Place& placeOf( std::uint32_t where, Key const& key ) noexcept {
+      Place* at = &buckets()[ bucketOf( where ) ];
+      for ( Member* member = at->get(); member && precedes( *member, where, key );
+            member = at->get() )
+         at = &linkOf( *member );
       return *at;
    }
    Member* firstFrom( std::size_t bucket ) const noexcept {
+      Place const* const table = buckets();
       for ( ; bucket < bucketCount(); ++bucket )
-         if ( buckets_[ bucket ] )
-            return buckets_[ bucket ];
+         if ( Member* const member = table[ bucket ].get() )
+            return member;
       return nullptr;
    }
    // Returns the first member at the key or behind it; with `strictly`, behind it.
    Member* successor( std::uint32_t where, Key const& key, bool strictly ) const noexcept {
       std::size_t const bucket = bucketOf( where );
-      Member* at = buckets_[ bucket ];
+      Member* at = buckets()[ bucket ].get();
       while ( at && ( precedes( *at, where, key ) || ( strictly && isAt( *at, where, key ) ) ) )
          at = next( *at );
       return at ? at : firstFrom( bucket + 1 );
    }
    // Returns the successor of a member that may have left the map.
    Member* successor( Member const& member ) const noexcept {
-      return successor( member.zetChainLink.position_, member.zetKey(), true );
+      return successor( positionOfMember( member ), member.zetKey(), true );
    }
    // Returns the successor of a member that is in the map.
    Member* following( Member const& member ) const noexcept {
       Member* const chained = next( member );
-      return chained ? chained : firstFrom( bucketOf( member.zetChainLink.position_ ) + 1 );
+      return chained ? chained : firstFrom( bucketOf( positionOfMember( member ) ) + 1 );
    }
 
-   Ptr< Member > unlink( Member*& place ) noexcept {
-      Member* const member = place;
-      place = std::exchange( member->zetChainLink.next_, nullptr );
-      member->zetChainLink.linked_ = false;
+   // Takes the member out of its chain, which the caller mends. Returns the member behind it.
+   static Member* unlinked( Member& member ) noexcept {
+      Member* const behind = next( member );
+      linkOf( member ).set( nullptr );
+      linkOf( member ).bitIs( Place::linkedBit, false );
+      return behind;
+   }
+   Ptr< Member > unlink( Place& place ) noexcept {
+      Member* const member = place.get();
+      place.set( unlinked( *member ) );
       --count_;
       ++version_;
       if ( !beingEmptied_ )
@@ -218,8 +303,8 @@ template < class M, class K > class HashMap {
    }
 
    void shrink() noexcept {
-      unsigned int bits = bits_;
-      while ( bits > smallestTable && count_ < ( std::size_t{ 1 } << bits ) / sparse )
+      unsigned int bits = count_ <= smallMap / 2 ? smallBits : bits_;
+      while ( bits > smallBits && count_ < ( std::size_t{ 1 } << bits ) / sparse )
          --bits;
       if ( bits != bits_ )
          resize( bits );
@@ -227,38 +312,55 @@ template < class M, class K > class HashMap {
 
    // Keeps the present table when memory is short. That costs time only.
    void resize( unsigned int bits ) noexcept {
-      std::size_t const size = std::size_t{ 1 } << bits;
-      Member** const table = bits == 0 ? &only_ : new ( std::nothrow ) Member* [ size ] {};
-      if ( !table || table == buckets_ )
+      if ( bits == bits_ )
          return;
-      Member** const old = std::exchange( buckets_, table );
-      std::size_t const oldCount = bucketCount();
-      bits_ = bits;
-      Member** tail = table;
+      Place* const larger =
+          bits == smallBits ? nullptr : new ( std::nothrow ) Place[ std::size_t{ 1 } << bits ]{};
+      if ( !larger && bits != smallBits )
+         return;
+      std::array< Place, fewBuckets > fewBefore{};
+      if ( isSmall() )
+         fewBefore = few_;
+      Place* const before = isSmall() ? nullptr : many_;
+      std::size_t const countBefore = bucketCount();
+      if ( larger )
+         many_ = larger;
+      else
+         few_ = {};
+      bits_ = bits & 31;
+      moveFrom( before ? before : fewBefore.data(), countBefore );
+      delete[] before;
+   }
+   // Appends the members of another table, which has them in the same order.
+   void moveFrom( Place const* from, std::size_t size ) noexcept {
+      Place* const table = buckets();
+      Place* tail = table;
       std::size_t tailBucket = 0;
-      for ( std::size_t bucket = 0; bucket < oldCount; ++bucket ) {
-         fetchAhead( old, bucket, oldCount );
-         for ( Member* at = std::exchange( old[ bucket ], nullptr ); at; ) {
-            std::size_t const target = bucketOf( at->zetChainLink.position_ );
+      for ( std::size_t bucket = 0; bucket < size; ++bucket ) {
+         fetchAhead( from, bucket, size );
+         for ( Member* at = from[ bucket ].get(); at; ) {
+            std::size_t const target = bucketOf( positionOfMember( *at ) );
             if ( target != tailBucket )
                tail = table + ( tailBucket = target );
-            *tail = at;
-            tail = &at->zetChainLink.next_;
-            at = std::exchange( *tail, nullptr );
+            tail->set( at );
+            tail = &linkOf( *at );
+            at = tail->get();
+            tail->set( nullptr );
          }
       }
-      if ( old != &only_ )
-         delete[] old;
    }
 
-   // The one bucket of a small map.
-   Member* only_ = nullptr;
-   Member** buckets_ = &only_;
-   std::size_t count_ = 0;
-   std::uint32_t version_ = 0;
+   static constexpr std::size_t fewBuckets = std::size_t{ 1 } << smallBits;
+   // The chains.
+   union {
+      std::array< Place, fewBuckets > few_{}; // Of a small map.
+      Place* many_;                           // Of any other.
+   };
+   std::uint32_t count_ = 0;
+   std::uint32_t version_ : 26 = 0;
    // The number of buckets, as a power of two.
-   unsigned int bits_ = 0;
-   bool beingEmptied_ = false;
+   std::uint32_t bits_ : 5 = smallBits;
+   std::uint32_t beingEmptied_ : 1 = false;
 };
 
 // Stands on a member and keeps it alive. Survives every change of the map's contents: after a

@@ -10,10 +10,10 @@ PtrInterface::NotifieeConst::hasNotificationActiveIs( bool active ) {
       return;
    notificationActiveFlagIs( active );
    if ( active ) {
-      if ( bits_.bit( wasRegisteredBit ) )
+      if ( zet_bitSet().bit( wasRegisteredBit ) )
          isRegisteredNotifieeIs( true );
    } else {
-      bits_.bitIs( wasRegisteredBit, registered_ );
+      bitIs( wasRegisteredBit, registered_ );
       isRegisteredNotifieeIs( false );
    }
 }
@@ -45,7 +45,7 @@ PtrInterface::NotifieeConst::isRegisteredNotifieeIs( bool registered ) const {
 
 void
 PtrInterface::NotifieeConst::zet_bitSetIs( Zet_BitSet bits ) {
-   bits_ = bits;
+   bitsStore( bits );
 }
 
 Name

@@ -19,7 +19,7 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
  public:
    using Zet_BitSet = BitSet< 27, unsigned int >;
 
-   NotifieeConst() : PtrInterface( true ) { bits_.bitIs( constructedBit, true ); }
+   NotifieeConst() : PtrInterface( true ), bits_( 1u << constructedBit ) {}
 
    static constexpr unsigned int notificationBitMask() noexcept { return 0xfa8fffff; }
 
@@ -56,7 +56,7 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    // Returns the notifier. Borrows: valid until the notifier is replaced.
    PtrInterface const* notifier() const noexcept { return notifier_.get(); }
    bool isRegisteredNotifiee() const noexcept { return registered_; }
-   Zet_BitSet zet_bitSet() const noexcept { return bits_; }
+   Zet_BitSet zet_bitSet() const noexcept { return Zet_BitSet( bits_ ); }
 
    // Returns true for an UntypedNotifiee only. A plain flag, since every delivery asks.
    bool isUntyped() const noexcept { return untyped_; }
@@ -72,10 +72,14 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
 
    // Returns true if the notifiee is held once and nobody has changed it since its making.
    bool isAsMade() const noexcept {
-      return isHeldOnceAsMade() && !notifier_ && bits_.word() == 1u << constructedBit &&
+      return isHeldOnceAsMade() && !notifier_ && bits_ == 1u << constructedBit &&
              !( uncountedNotifier_ | registered_ );
    }
-   void bitIs( unsigned int place, bool on ) noexcept { bits_.bitIs( place, on ); }
+   void bitIs( unsigned int place, bool on ) noexcept {
+      Zet_BitSet bits = zet_bitSet();
+      bits.bitIs( place, on );
+      bitsStore( bits );
+   }
    // Changes the flag alone. The typed notifiee joins and leaves the lists.
    void registeredFlagIs( bool registered ) const noexcept { registered_ = registered; }
    // Stores the new notifier. An uncounted hold stays uncounted.
@@ -90,12 +94,17 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
 
    template < class E > friend class UntypedNotifiee;
 
-   Zet_BitSet bits_;
-   Ptr< PtrInterface const > notifier_;
-   bool uncountedNotifier_ = false;
-   bool untyped_ = false;
+   void bitsStore( Zet_BitSet bits ) noexcept {
+      bits_ = bits.word() & ( ( 1u << Zet_BitSet::size ) - 1 );
+   }
+
+   // One word: most objects of a large configuration are notifiees.
+   unsigned int bits_ : Zet_BitSet::size; // A Zet_BitSet.
+   unsigned int uncountedNotifier_ : 1 = false;
+   unsigned int untyped_ : 1 = false;
    // Mutable: a watcher that registers shows no change to anybody else.
-   mutable bool registered_ = false;
+   mutable unsigned int registered_ : 1 = false;
+   Ptr< PtrInterface const > notifier_;
 };
 
 } // namespace Zet

@@ -1,8 +1,10 @@
 #include "platform/zet/String8.h"
 
 #include <algorithm>
+#include <limits>
 #include <new>
 #include <ostream>
+#include <stdexcept>
 
 namespace Zet {
 
@@ -13,7 +15,10 @@ template < class Byte > StringN< Byte >::StringN( std::string_view text ) {
 template < class Byte >
 typename StringN< Byte >::Text*
 StringN< Byte >::textOf( std::size_t size ) {
-   return new ( ::operator new( sizeof( Text ) + size + 1 ) ) Text{ 1, 0, size };
+   if ( size > std::numeric_limits< std::uint32_t >::max() )
+      throw std::length_error( "a string has less than 4 GiB" );
+   return new ( ::operator new( sizeof( Text ) + size + 1 ) )
+       Text{ 1, 0, static_cast< std::uint32_t >( size ) };
 }
 
 template < class Byte >

@@ -87,7 +87,7 @@ template < class Byte > class ZET_EXPORT StringN {
    struct Text {
       std::atomic< std::uint32_t > count;
       std::uint32_t position;
-      std::size_t size;
+      std::uint32_t size;
       char* bytes() noexcept { return reinterpret_cast< char* >( this + 1 ); }
    };
 
