@@ -1,9 +1,11 @@
 #pragma once
 
 #include "platform/zet/Export.h"
+#include "platform/zet/ObjectPool.h"
 #include "platform/zet/ReferenceCount.h"
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 
 namespace Zet {
@@ -54,6 +56,12 @@ class ZET_EXPORT PtrInterface {
    }
 
  public:
+   // Objects are small and many.
+   static void* operator new( std::size_t bytes ) { return objectPoolNew( bytes ); }
+   static void operator delete( void* object, std::size_t bytes ) noexcept {
+      objectPoolDelete( object, bytes );
+   }
+
    static Ptr< ZetType const > _fwkType();
 
    bool hasNotificationActive() const noexcept { return flag( notificationActiveFlag ); }

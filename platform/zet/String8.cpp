@@ -1,5 +1,7 @@
 #include "platform/zet/String8.h"
 
+#include "platform/zet/ObjectPool.h"
+
 #include <algorithm>
 #include <limits>
 #include <new>
@@ -12,20 +14,26 @@ template < class Byte > StringN< Byte >::StringN( std::string_view text ) {
    *this = joined( text, {} );
 }
 
+// Returns the memory that a text of that size takes, with the zero byte behind it.
+template < class Byte >
+std::size_t
+StringN< Byte >::memoryOf( std::size_t size ) noexcept {
+   return sizeof( Text ) + size + 1;
+}
+
 template < class Byte >
 typename StringN< Byte >::Text*
 StringN< Byte >::textOf( std::size_t size ) {
    if ( size > std::numeric_limits< std::uint32_t >::max() )
       throw std::length_error( "a string has less than 4 GiB" );
-   return new ( ::operator new( sizeof( Text ) + size + 1 ) )
+   return new ( objectPoolNew( memoryOf( size ) ) )
        Text{ 1, 0, static_cast< std::uint32_t >( size ) };
 }
 
 template < class Byte >
 void
 StringN< Byte >::free( Text* text ) noexcept {
-   text->~Text();
-   ::operator delete( text );
+   objectPoolDelete( text, memoryOf( text->size ) );
 }
 
 template < class Byte >

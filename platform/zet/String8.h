@@ -91,6 +91,7 @@ template < class Byte > class ZET_EXPORT StringN {
       char* bytes() noexcept { return reinterpret_cast< char* >( this + 1 ); }
    };
 
+   static std::size_t memoryOf( std::size_t size ) noexcept;
    static Text* textOf( std::size_t size );
    static void free( Text* text ) noexcept;
    static StringN joined( std::string_view left, std::string_view right );
