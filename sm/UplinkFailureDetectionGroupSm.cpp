@@ -177,6 +177,32 @@ UplinkFailureDetectionGroupSm::handleAndCheckIntf( Kelnet::IntfId intfId ) {
 }
 
 void
+UplinkFailureDetectionGroupSm::fetch( Part part ) const noexcept {
+   GroupConfig const* const config = groupConfig();
+   if ( !config )
+      return;
+   auto const& uplinks = config->intfsToMonitorMembers();
+   auto const& ports = config->intfsToDisableMembers();
+   switch ( part ) {
+   case Part::config:
+      Zet::fetch( *config );
+      break;
+   case Part::members:
+      uplinks.fetchFirst();
+      ports.fetchFirst();
+      break;
+   case Part::moreMembers:
+      uplinks.fetchSecond();
+      ports.fetchSecond();
+      break;
+   case Part::causeBuckets:
+      if ( Errdisable::CauseStatus const* const cause = causeStatus(); cause && ports.isSmall() )
+         cause->fetchBuckets( ports );
+      break;
+   }
+}
+
+void
 UplinkFailureDetectionGroupSm::doCheckIntfs() {
    if ( !works() )
       return;
@@ -217,6 +243,8 @@ UplinkFailureDetectionGroupSm::firstDownstream( bool disabled ) const {
    // Usually no interface is disabled, and no member needs a look.
    if ( disabled && !cause.hasIntfStatus() )
       return members.end();
+   if ( members.isSmall() )
+      cause.fetchEntries( members );
    return members.firstThat( [ & ]( auto const& downstream ) {
       return cause.intfStatus( downstream.zetKey() ).has_value() == disabled;
    } );

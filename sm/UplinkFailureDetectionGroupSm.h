@@ -135,6 +135,10 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    // Counts the monitored interfaces that are up, then disables or enables the downstream
    // interfaces.
    void doCheckIntfs();
+   // Makes the processor load a part of what the next check will read. Each part is found through
+   // those before it, which have to be there by then.
+   enum class Part { config, members, moreMembers, causeBuckets };
+   void fetch( Part part ) const noexcept;
    // Drops the children and removes the cause entry of every downstream interface. Leaves the
    // status as it is.
    void doCleanup();

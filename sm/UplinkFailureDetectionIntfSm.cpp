@@ -2,6 +2,8 @@
 
 #include "sm/UplinkFailureDetectionGroupSm.h"
 
+#include <typeinfo>
+
 namespace UplinkFailureDetection {
 
 UplinkFailureDetectionIntfSm::UplinkFailureDetectionIntfSm(
@@ -49,6 +51,37 @@ Kelnet::IntfId
 UplinkFailureDetectionIntfSm::intfId() const noexcept {
    Interface::EthIntfStatus const* const status = ethIntfStatus();
    return status ? status->intfId() : Kelnet::IntfId();
+}
+
+// If many groups watch an interface, what their checks read is far away in memory. Makes the
+// processor load one more part of it for this group and each of the next, so that most is there
+// when their turn comes.
+void
+UplinkFailureDetectionIntfSm::ZetEthIntfStatus::fetchNext() const {
+   using Part = UplinkFailureDetectionGroupSm::Part;
+   ZetEthIntfStatus const* at = this;
+   for ( Part const part :
+         { Part::causeBuckets, Part::moreMembers, Part::members, Part::config } ) {
+      if ( UplinkFailureDetectionGroupSm const* const sm = at->groupSm() )
+         sm->fetch( part );
+      at = reactorAt( at->next );
+      if ( !at )
+         return;
+   }
+}
+
+UplinkFailureDetectionGroupSm const*
+UplinkFailureDetectionIntfSm::ZetEthIntfStatus::groupSm() const noexcept {
+   UplinkFailureDetectionIntfSm const* const owner = reactingOwner();
+   return owner ? owner->groupSm() : nullptr;
+}
+
+UplinkFailureDetectionIntfSm::ZetEthIntfStatus const*
+UplinkFailureDetectionIntfSm::ZetEthIntfStatus::reactorAt(
+    Interface::EthIntfStatus::NotifieeConst const* notifiee ) {
+   return notifiee && typeid( *notifiee ) == typeid( ZetEthIntfStatus )
+              ? static_cast< ZetEthIntfStatus const* >( notifiee )
+              : nullptr;
 }
 
 void

@@ -78,7 +78,17 @@ class ZET_EXPORT UplinkFailureDetectionIntfSm::ZetEthIntfStatus
    using WatchingReactor::WatchingReactor;
    void uplinkFailureDetectionIntfSmIs( UplinkFailureDetectionIntfSm* owner ) { ownerIs( owner ); }
 
-   void onOperStatus() override { forward< &UplinkFailureDetectionIntfSm::handleIntfStatus >(); }
+   void onOperStatus() override {
+      if ( this->next )
+         fetchNext();
+      forward< &UplinkFailureDetectionIntfSm::handleIntfStatus >();
+   }
+
+ private:
+   void fetchNext() const;
+   UplinkFailureDetectionGroupSm const* groupSm() const noexcept;
+   static ZetEthIntfStatus const*
+   reactorAt( Interface::EthIntfStatus::NotifieeConst const* notifiee );
 };
 
 } // namespace UplinkFailureDetection

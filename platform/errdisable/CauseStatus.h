@@ -28,6 +28,17 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
       ZetIntfStatus const* const entry = intfStatus_.find( intfId );
       return entry ? std::optional( entry->value() ) : std::nullopt;
    }
+   // Make the processor load what the look-ups of these interfaces, the members of another map,
+   // will read: first the one, later the other.
+   template < class Map > void fetchBuckets( Map const& interfaces ) const noexcept {
+      interfaces.forEach(
+          [ & ]( auto const& at ) { intfStatus_.members().fetchBucket( at.zetKey() ); } );
+   }
+   template < class Map > void fetchEntries( Map const& interfaces ) const noexcept {
+      if ( !intfStatus_.members().isSmall() )
+         interfaces.forEach(
+             [ & ]( auto const& at ) { intfStatus_.members().fetchFirst( at.zetKey() ); } );
+   }
    // Returns true if any interface is disabled.
    bool hasIntfStatus() const noexcept { return !intfStatus_.members().empty(); }
    void intfStatusIs( Kelnet::IntfId intfId, double const& time );

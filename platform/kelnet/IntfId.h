@@ -42,7 +42,9 @@ class ZET_EXPORT IntfId {
    constexpr std::uint32_t value() const noexcept { return value_; }
 
    constexpr bool operator==( IntfId other ) const noexcept { return value_ == other.value_; }
-   bool operator<( IntfId other ) const noexcept { return name() < other.name(); }
+   bool operator<( IntfId other ) const noexcept {
+      return value_ != other.value_ && name() < other.name();
+   }
 
    static Zet::Ptr< Zet::ZetType const > _fwkType();
 

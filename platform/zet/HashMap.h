@@ -84,6 +84,16 @@ template < class Member, class Key = void > class ChainLink {
        position_;
 };
 
+// Makes the processor load an object that will be read soon.
+template < class T >
+void
+fetch( T const& object ) noexcept {
+   constexpr std::size_t line = 64;
+   auto const* const at = reinterpret_cast< char const* >( &object );
+   for ( std::size_t offset = 0; offset < sizeof( T ); offset += line )
+      __builtin_prefetch( at + offset );
+}
+
 // A keyed collection that holds one reference on each member. It is linked through the members.
 //
 // A member offers `zetKey()`, which does not change while it is in the map, and a public
@@ -116,6 +126,29 @@ template < class M, class K > class HashMap {
       while ( at && !isAt( *at, where, key ) )
          at = next( *at );
       return at;
+   }
+
+   // Returns true if the members are few: at most `smallMap`.
+   bool isSmall() const noexcept { return bits_ == smallBits; }
+   // These make the processor load memory before it is needed. What a large collection reads is far
+   // away, but the ways to several places can be taken at once.
+   //
+   // The bucket of a key that will be looked up; later, the bucket's first member.
+   void fetchBucket( Key const& key ) const noexcept {
+      __builtin_prefetch( &buckets()[ bucketOf( positionOf( key ) ) ] );
+   }
+   void fetchFirst( Key const& key ) const noexcept {
+      __builtin_prefetch( buckets()[ bucketOf( positionOf( key ) ) ].get() );
+   }
+   // The first members of all chains of a small map; later, the second ones.
+   void fetchFirst() const noexcept {
+      for ( std::size_t bucket = 0; bucket < fewBuckets; ++bucket )
+         __builtin_prefetch( buckets()[ bucket ].get() );
+   }
+   void fetchSecond() const noexcept {
+      for ( std::size_t bucket = 0; bucket < fewBuckets; ++bucket )
+         if ( Member const* const first = buckets()[ bucket ].get() )
+            __builtin_prefetch( next( *first ) );
    }
 
    // Adds the member. Requires: the member is in no map (asserted); its key is not in this map.
@@ -212,7 +245,6 @@ template < class M, class K > class HashMap {
    static constexpr unsigned int growth = 2;
    static constexpr std::size_t sparse = 8;
 
-   bool isSmall() const noexcept { return bits_ == smallBits; }
    std::size_t bucketCount() const noexcept { return std::size_t{ 1 } << bits_; }
    std::size_t bucketOf( std::uint32_t position ) const noexcept {
       return position >> ( 32 - bits_ );
