@@ -23,7 +23,7 @@ fi
 mount -t sysfs sysfs /sys
 kills=$2 stalls=$3 ufdd=$4
 groups=4
-patience=4000 # Milliseconds until the ports must be as they should.
+patience=15000 # Milliseconds until the ports must be as they should.
 
 scratch=$(mktemp -d)
 mkfifo "$scratch/never"

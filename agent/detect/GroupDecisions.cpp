@@ -154,17 +154,16 @@ GroupDecisions::isLeftAlone( Kelnet::IntfId port ) const {
    // Most often no group is, and ports wait to be shut.
    if ( std::ranges::none_of( inReview_,
                               []( Groups::iterator group ) {
-                                 return group->second.isDown && group->second.isLeftAlone();
+                                 return group->second.isDown && !group->second.hasEvidence();
                               } ) ||
         isOrderedDown( port ) )
       return false;
    return std::ranges::all_of( groups_, [ & ]( auto const& entry ) {
       auto const& [ name, decision ] = entry;
+      if ( !decision.isDown || !decision.hasEvidence() )
+         return true;
       auto const group = config_.group( name );
-      // A group that is up again keeps its ports shut for a while, but shuts no others.
-      bool const hasEvidence = decision.sawDown() || decision.isHeldByLatch();
-      return decision.isLeftAlone() || !hasEvidence || !group || !group->intfsToDisable( port ) ||
-             !decision.shuts( port );
+      return !group || !group->intfsToDisable( port ) || !decision.shuts( port );
    } );
 }
 

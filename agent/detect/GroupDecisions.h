@@ -221,6 +221,9 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
          return wait.cause == GroupWait::Cause::unproven ||
                 wait.cause == GroupWait::Cause::startupHold;
       }
+      // Returns true if it may shut more ports, not only keep shut what is shut: it is seen down
+      // and not left alone, or latched.
+      bool hasEvidence() const { return sawDown() ? !isLeftAlone() : isHeldByLatch(); }
       unsigned int recoverLinks() const { return std::max( minLinks, policy.recoverLinks ); }
       bool hasHysteresis() const { return recoverLinks() > minLinks; }
       double delay() const { return sawDown() ? policy.downDelay : recoveryDelay.seconds(); }
