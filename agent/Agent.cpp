@@ -116,9 +116,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
          log_.event( about, error );
       log_.event( about, "configuration not loaded, because of the errors above; the former one "
                          "stays in force" );
-      state_->refusalIs( config.errors.front() );
-      state_->refusalTimeIs( Zet::now() );
-      remark_ = "; " + file + " has errors and was not loaded";
+      handleNotInForce( config.errors.front(), "; " + file + " has errors and was not loaded" );
       return false;
    }
    remark_.clear();
@@ -153,6 +151,13 @@ Agent::reload( ConfigFile config, std::string const& file ) {
                           ", changed " + std::to_string( changed ) + ", removed " +
                           std::to_string( removed ) );
    return true;
+}
+
+void
+Agent::handleNotInForce( std::string const& why, std::string remark ) {
+   state_->refusalIs( why );
+   state_->refusalTimeIs( Zet::now() );
+   remark_ = std::move( remark );
 }
 
 void

@@ -52,6 +52,9 @@ class Agent final : public Steering {
    // Carries out what the request orders about groups and ports, and acts on it at once. Refuses
    // requests about the configuration.
    ControlReply handle( ControlRequest const& request ) override;
+   // Tells the State and summary() that the configuration file is not in force: why, and a remark
+   // for the summary that begins with "; ".
+   void handleNotInForce( std::string const& why, std::string remark );
    // The interval in milliseconds at which to call handleTick(); 0 for not at all.
    std::uint32_t tickMs() const { return carrierWatch_.tickMs(); }
    // Returns false if nothing has come of it, so that the turn needs no end.
@@ -154,7 +157,7 @@ class Agent final : public Steering {
    std::optional< double > routesBy_;    // Set while the routes are read for the first time.
    std::optional< double > retryAt_;     // Set while an act has failed.
    std::optional< double > readAgainAt_; // Set while all links are read again.
-   std::string remark_;                  // For summary(); set if the last reload was refused.
+   std::string remark_;                  // For summary(); set if the file is not in force.
 };
 
 } // namespace Ufdd

@@ -2,6 +2,7 @@
 
 #include "agent/base/HostShutdown.h"
 #include "agent/base/WallTime.h"
+#include "agent/control/ControlSocket.h"
 #include "platform/zet/Clock.h"
 #include "platform/zet/NotificationFailure.h"
 
@@ -24,15 +25,10 @@ constexpr double openingSeconds = 2.5;
 constexpr double tellAgainPause = 1;
 constexpr double recordCheckPause = 2;
 
-// Returns the ports that ufdd may shut.
-std::vector< Kelnet::IntfId >
-portsOf( ConfigFile const& config ) {
-   std::vector< Kelnet::IntfId > ports;
-   for ( GroupSettings const& group : config.groups )
-      if ( !group.policy.dryRun )
-         for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
-            ports.push_back( port.key() );
-   return ports;
+std::string
+controlSocketOf( DaemonOptions const& options ) {
+   return options.controlSocket.empty() ? controlSocketBeside( options.socket )
+                                        : options.controlSocket;
 }
 
 } // namespace
@@ -43,7 +39,9 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
       claims_( log ), settings_( stateDirectory_ ), control_( [ this ] { manager_.alive(); } ),
       source_( loop_, options.receiveBuffer ), routes_( loop_ ),
       agent_( source_, routes_, control_, store_, settings_, bootStore_, orderStore_, log ),
+      configurator_( options.configFile, agent_, claims_, stateDirectory_, log ),
       statusServer_( options.socket, agent_.roots(), log ),
+      controlServer_( { controlSocketOf( options ), options.admins }, *this, log ),
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
       recordTimer_( loop_.timer< &Daemon::handleRecordTime >( *this ) ) {
@@ -65,6 +63,7 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
    loop_.onSignal< &Daemon::handleStatus >( SIGUSR2, *this );
    loop_.onReadable< &Daemon::handleTick >( ticker_.fd(), *this );
    loop_.onReadableAtLeisure< &StatusServer::handleReady >( statusServer_.fd(), statusServer_ );
+   loop_.onReadableAtLeisure< &ControlServer::handleReady >( controlServer_.fd(), controlServer_ );
    loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );
    Zet::notificationFailureSinkIs( [ this ]( Zet::NotificationFailure const& failure ) {
       log_.event( { .id = LogEvent::fault },
@@ -79,13 +78,16 @@ Daemon::~Daemon() {
 }
 
 bool
-Daemon::run( ConfigFile const& config ) {
+Daemon::run( FirstConfig const& first ) {
+   ConfigFile const& config = first.config;
    statusServer_.listen();
+   controlServer_.listen();
    if ( std::vector< std::string > const others = claims_.add( portsOf( config ) );
         !others.empty() )
       throw std::runtime_error( others.front() );
    try {
       agent_.start( config );
+      configurator_.start( first );
       log_.line( "watching " + std::to_string( config.groups.size() ) +
                  ( config.groups.size() == 1 ? " group" : " groups" ) );
       handleTurnEnd();
@@ -153,16 +155,21 @@ Daemon::waitToRetry() {
 void
 Daemon::handleTurnEnd() {
    agent_.endTurn();
+   configurator_.endTurn();
+   while ( controlServer_.handleRequest() )
+      agent_.endTurn();
    writeCounts();
    statusServer_.endTurn();
+   controlServer_.endTurn();
    ticker_.intervalIs( agent_.tickMs() );
    manager_.statusIs( agent_.summary() );
    if ( std::exchange( isAliveDue_, false ) )
       manager_.alive();
    bool const isLogged = log_.flush();
    bool const isTold = manager_.send();
-   double const next =
-       std::min( agent_.nextTime(), statusServer_.nextTime().value_or( Agent::never ) );
+   double const next = std::min( { agent_.nextTime(), configurator_.nextTime(),
+                                   statusServer_.nextTime().value_or( Agent::never ),
+                                   controlServer_.nextTime().value_or( Agent::never ) } );
    wakeAt( isLogged && isTold ? next : std::min( next, Zet::now() + tellAgainPause ) );
 }
 
@@ -206,6 +213,7 @@ Daemon::handleWatchdogTime() {
 void
 Daemon::handleRecordTime() {
    agent_.checkRecord();
+   configurator_.checkRecord();
    recordTimer_.fireAt( Zet::now() + recordCheckPause );
 }
 
@@ -245,13 +253,21 @@ Daemon::leave( std::string const& why ) {
 void
 Daemon::handleReload() {
    manager_.reloading();
-   ConfigFile config = readConfigOfThisMachine( options_.configFile );
-   std::vector< Kelnet::IntfId > const ports = portsOf( config );
-   if ( config.errors.empty() )
-      config.errors = claims_.add( ports );
-   if ( agent_.reload( std::move( config ), options_.configFile ) )
-      claims_.keepOnly( ports );
+   configurator_.reload();
    manager_.ready();
+}
+
+ControlReply
+Daemon::handle( ControlRequest const& request ) {
+   bool const isReload = request.verb == ControlRequest::Verb::reload;
+   if ( !isReload && request.verb != ControlRequest::Verb::confirm )
+      return agent_.handle( request );
+   if ( isReload && !request.isDryRun )
+      manager_.reloading();
+   ControlReply const reply = configurator_.handle( request );
+   if ( isReload && !request.isDryRun )
+      manager_.ready();
+   return reply;
 }
 
 void

@@ -1,12 +1,14 @@
 #pragma once
 
 #include "agent/Agent.h"
+#include "agent/Configurator.h"
 #include "agent/base/EventLoop.h"
 #include "agent/base/Log.h"
 #include "agent/base/ServiceManager.h"
 #include "agent/base/StateDirectory.h"
 #include "agent/base/Ticker.h"
 #include "agent/config/ConfigFile.h"
+#include "agent/control/ControlServer.h"
 #include "agent/detect/BootFile.h"
 #include "agent/kernel/NetlinkLinkControl.h"
 #include "agent/kernel/NetlinkLinkSource.h"
@@ -17,6 +19,7 @@
 #include "agent/ports/PortSettingsFile.h"
 #include "agent/status/StatusServer.h"
 
+#include <optional>
 #include <string>
 
 namespace Ufdd {
@@ -29,6 +32,9 @@ struct DaemonOptions {
    std::string version = {};                                  // Of ufdd: "0.1.0".
    std::string revision = {};                                 // Of the build; see State.
    std::string socket = StatusServer::usualSocket;            // Path, to serve the status.
+   // Path, to take requests; if empty, controlSocketBeside() the status socket.
+   std::string controlSocket = {};
+   std::optional< AdminGroup > admins = {}; // Who may steer, beside root.
 };
 
 // The process: the agent on the links of the kernel. It reacts to signals:
@@ -36,7 +42,7 @@ struct DaemonOptions {
 // SIGUSR1          stop, and leave the ports as they are for the next ufdd
 // SIGHUP           read the configuration again
 // SIGUSR2          write the status of the groups to the log
-class Daemon {
+class Daemon final : private Steering {
  public:
    // Borrows: log.
    // Throws: std::runtime_error, whose text is for the user, as run() and release() do.
@@ -47,7 +53,7 @@ class Daemon {
    // host is shutting down. Returns false if one can't be opened.
    // Throws: after it has opened every port that is ours. Under a service manager it leaves the
    // ports as they are: that starts the next ufdd, or has release() called.
-   bool run( ConfigFile const& config );
+   bool run( FirstConfig const& first );
    // Opens the ports that a former ufdd left shut: those in its record, and those with the reason
    // of the configuration file, if one was given. Returns false if one can't be opened, or if a
    // record can't be read: the log names the ports that it may mean.
@@ -75,6 +81,7 @@ class Daemon {
    void handleLeave();
    void handleReload();
    void handleStatus();
+   ControlReply handle( ControlRequest const& request ) override;
 
    DaemonOptions const options_;
    BufferedLog& log_;
@@ -90,7 +97,9 @@ class Daemon {
    NetlinkLinkSource source_;
    NetlinkRouteSource routes_;
    Agent agent_;
+   Configurator configurator_;
    StatusServer statusServer_;
+   ControlServer controlServer_;
    Ticker ticker_; // Calls handleTick().
    EventLoop::Source& wakeTimer_;
    double wakeTime_ = Agent::never; // When wakeTimer_ fires, by Zet::now().

@@ -1,11 +1,12 @@
 #include "agent/Check.h"
+#include "agent/Configurator.h"
 #include "agent/Daemon.h"
 #include "agent/base/CommandLine.h"
 #include "agent/base/JournalLog.h"
 #include "agent/base/Log.h"
 #include "agent/base/Printable.h"
 #include "agent/base/StandardDescriptors.h"
-#include "agent/config/ConfigFile.h"
+#include "agent/control/ControlServer.h"
 
 #include <chrono>
 #include <csignal>
@@ -14,6 +15,7 @@
 #include <fcntl.h>
 #include <iostream>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <sysexits.h>
 #include <thread>
@@ -21,8 +23,6 @@
 #include <vector>
 
 namespace {
-
-using Ufdd::ConfigFile;
 
 constexpr int releaseTries = 25;
 
@@ -76,13 +76,13 @@ withDaemon( Ufdd::DaemonOptions const& options, int tries, Action action ) {
 int
 run( Ufdd::DaemonOptions const& options ) {
    holdSignals();
-   ConfigFile const config = Ufdd::readConfigOfThisMachine( options.configFile );
-   if ( !config.errors.empty() ) {
-      print( config.errors );
+   Ufdd::FirstConfig const first = Ufdd::firstConfig( options.configFile, options.stateDirectory );
+   if ( !first.config.errors.empty() ) {
+      print( first.config.errors );
       std::cerr << "ufdd: not started, because of the errors above; no port was touched\n";
       return EX_CONFIG;
    }
-   return withDaemon( options, 1, [ & ]( Ufdd::Daemon& daemon ) { return daemon.run( config ); } );
+   return withDaemon( options, 1, [ & ]( Ufdd::Daemon& daemon ) { return daemon.run( first ); } );
 }
 
 } // namespace
@@ -99,6 +99,7 @@ main( int argc, char** argv ) {
    options.version = UFDD_VERSION;
    options.revision = UFDD_REVISION;
    Ufdd::CheckOptions checked;
+   std::string adminGroup;
    bool isToRelease = false;
    line.option( "--config", "FILE", options.configFile, "Run with the groups of this file" );
    line.option( "--check", "FILE", checked.configFile,
@@ -116,6 +117,11 @@ main( int argc, char** argv ) {
                 "Room for link messages from the kernel. When it overflows, ufdd reads\n"
                 "all links again" );
    line.option( "--socket", "PATH", options.socket, "Serve the status for ufdctl here" );
+   line.option( "--control-socket", "PATH", options.controlSocket,
+                "Take the requests of ufdctl here; \"control\" beside the status socket if\n"
+                "this is not given" );
+   line.option( "--admin-group", "GROUP", adminGroup,
+                "Let the members of this group steer ufdd; else only root may" );
    line.footer(
        "One of --config, --check and --release is needed.\n\n"
        "Signals: SIGHUP reads the configuration again. SIGUSR2 writes the status of the\n"
@@ -137,6 +143,13 @@ main( int argc, char** argv ) {
       return line.refuse( "--check FILE can't be combined with --config or --release" );
    if ( checked.isStrict && !isToCheck )
       return line.refuse( "--strict is for --check FILE" );
+   if ( isToRun && !adminGroup.empty() )
+      try {
+         options.admins = Ufdd::adminGroup( adminGroup );
+      } catch ( std::runtime_error const& error ) {
+         print( { std::string( "ufdd: " ) + error.what() } );
+         return EXIT_FAILURE;
+      }
    if ( isToRelease )
       // Several tries, since a former ufdd that is still ending locks the record.
       return withDaemon( options, releaseTries,

@@ -110,12 +110,8 @@ SocketFile::listen( std::optional< gid_t > group ) {
    if ( bind( listener_.fd(), reinterpret_cast< sockaddr const* >( &address ), sizeof address ) <
         0 )
       fail( errno, "can't make " + path_ );
-   if ( group && lchown( path_.c_str(), static_cast< uid_t >( -1 ), *group ) < 0 ) {
-      int const error = errno;
-      unlink( path_.c_str() );
-      fail( error, "can't give " + path_ + " to the group " + std::to_string( *group ) +
-                       "; make the user of ufdd a member of that group" );
-   }
+   if ( group && lchown( path_.c_str(), static_cast< uid_t >( -1 ), *group ) < 0 && errno != EPERM )
+      fail( errno, "can't give " + path_ + " to the group " + std::to_string( *group ) );
    if ( ::listen( listener_.fd(), SOMAXCONN ) < 0 ||
         fcntl( listener_.fd(), F_SETFL, O_NONBLOCK ) < 0 || lstat( path_.c_str(), &file_ ) < 0 )
       fail( errno, "can't listen on " + path_ );

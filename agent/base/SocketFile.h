@@ -20,9 +20,10 @@ struct SocketWords {
 // keeps other processes from taking the path.
 class SocketFile {
  public:
-   // Replaces a socket's file on which nobody listens any more. The file belongs to `group`, or
-   // else to the group of this process. Throws: std::system_error, with the path and the remedy,
-   // when another process listens there or when the socket can't be made.
+   // Replaces a socket's file on which nobody listens any more. The file belongs to `group` if one
+   // is given and this process may give it away, else to the group of this process.
+   // Throws: std::system_error, with the path and the remedy, when another process listens there or
+   // when the socket can't be made.
    explicit SocketFile( std::string path, SocketWords words = {},
                         std::optional< gid_t > group = std::nullopt );
    ~SocketFile();

@@ -328,6 +328,7 @@ parseConfig( std::string_view text, std::string_view file, SystemView const* sys
    config.warnings = findings.warnings();
    config.hasWarnings = findings.hasWarnings();
    config.checksum = checksumOf( text );
+   config.text = text;
    return config;
 }
 

@@ -25,8 +25,7 @@ struct AdminGroup {
 // when handleRequest() is called, so that ports are shut first.
 class ControlServer {
  public:
-   static constexpr char const* fileName = "control"; // Beside the status socket.
-   static constexpr std::size_t clientLimit = 8;      // The last place is reserved for root.
+   static constexpr std::size_t clientLimit = 8; // The last place is reserved for root.
 
    struct Settings {
       std::string path;

@@ -59,14 +59,18 @@ class State : public Notify::LoggedEntity< State > {
    void configWallIs( double wall ) { attributeIs< &State::configWall >( configWall_, wall ); }
    unsigned int configSum() const noexcept { return configSum_; }
    void configSumIs( unsigned int sum ) { attributeIs< &State::configSum >( configSum_, sum ); }
-   // When the file was last refused, with the first finding; 0 and empty if what was last read of
-   // it is in force.
+   // When the file was last refused, with the first finding, or was taken back because nobody
+   // confirmed it; 0 and empty if what was last read of it is in force.
    double refusalTime() const noexcept { return refusalTime_; }
    void refusalTimeIs( double time ) { attributeIs< &State::refusalTime >( refusalTime_, time ); }
    Zet::String8 refusal() const { return refusal_; }
    void refusalIs( Zet::String8 finding ) {
       attributeIs< &State::refusal >( refusal_, std::move( finding ) );
    }
+   // Until when the configuration that is in force has to be confirmed, else the former one comes
+   // back; 0 if it need not be.
+   double confirmTime() const noexcept { return confirmTime_; }
+   void confirmTimeIs( double time ) { attributeIs< &State::confirmTime >( confirmTime_, time ); }
    // How uplinks are watched, as the configuration has it: "verify".
    Zet::String8 detection() const { return detection_; }
    void detectionIs( Zet::String8 detection ) {
@@ -212,6 +216,7 @@ class State : public Notify::LoggedEntity< State > {
    unsigned int configSum_ = 0;
    double refusalTime_ = 0;
    Zet::String8 refusal_;
+   double confirmTime_ = 0;
    Zet::String8 detection_;
    unsigned int overruns_ = 0;
    unsigned int foundByAsking_ = 0;
@@ -261,6 +266,7 @@ class State::NotifieeConst
    virtual void onStatusClients() {}
    virtual void onLogLines( Zet::Name ) {}
    virtual void onDroppedLogLines() {}
+   virtual void onConfirmTime() {}
 };
 
 // Makes the types of this room known to introspection, and gives their objects generic interfaces.
@@ -311,6 +317,7 @@ template <> struct Notify::Description< Ufdd::State > {
                           &N::onLogLines >{ 282, "logLines" },
       Scalar< &T::droppedLogLines, &T::droppedLogLinesIs, &N::onDroppedLogLines >{
           283, "droppedLogLines" },
+      Scalar< &T::confirmTime, &T::confirmTimeIs, &N::onConfirmTime >{ 284, "confirmTime" },
    };
 };
 
