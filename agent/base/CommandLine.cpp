@@ -6,6 +6,9 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
 #include <iostream>
 #include <iterator>
 #include <string_view>
@@ -23,6 +26,24 @@ optionsOf( CLI::App const& app ) {
       for ( std::string const& name : option->get_lnames() )
          names.push_back( "--" + name );
    return names;
+}
+
+// Returns nothing unless the text is a time above 0.
+std::optional< double >
+secondsOf( std::string_view text ) {
+   constexpr std::string_view units = "smhd";
+   constexpr std::array lengths{ 1., 60., 3600., 86400. };
+   double unit = 1;
+   if ( auto const at = text.empty() ? units.npos : units.find( text.back() ); at != units.npos ) {
+      unit = lengths[ at ];
+      text.remove_suffix( 1 );
+   }
+   double number = 0;
+   auto const [ end, error ] =
+       std::from_chars( text.data(), text.data() + text.size(), number, std::chars_format::fixed );
+   bool const isNumber = error == std::errc() && end == text.data() + text.size();
+   return isNumber && number > 0 && std::isfinite( number ) ? std::optional( number * unit )
+                                                            : std::nullopt;
 }
 
 } // namespace
@@ -77,6 +98,26 @@ Command::list( std::string const& name, std::string const& type, std::vector< st
        ->type_name( type )
        ->delimiter( ',' )
        ->allow_extra_args( false );
+}
+
+void
+Command::duration( std::string const& name, std::optional< double >& seconds,
+                   std::string const& help ) {
+   app_.add_option_function< std::string >(
+           name, [ &seconds ]( std::string const& text ) { seconds = secondsOf( text ); }, help )
+       ->type_name( "TIME" )
+       ->check( CLI::Validator(
+           []( std::string const& text ) {
+              return secondsOf( text ) ? std::string()
+                                       : "\"" + text + "\" is no time such as 90s, 15m, 2h or 1d";
+           },
+           "" ) );
+}
+
+Argument
+Command::arguments( std::string const& name, std::vector< std::string >& values,
+                    std::string const& help ) {
+   return Argument( *app_.add_option( name, values, help )->type_name( "" ) );
 }
 
 Argument
@@ -242,7 +283,8 @@ CommandLine::completion( std::vector< std::string > words ) const {
          offer( known->get_name() );
    } else {
       for ( CLI::Option const* const option : command->get_options() )
-         if ( option->get_positional() && arguments-- == 0 )
+         if ( option->get_positional() &&
+              ( arguments-- == 0 || option->get_items_expected_max() > 1 ) )
             found.value = option->get_name( true );
    }
    return found;

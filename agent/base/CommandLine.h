@@ -53,7 +53,13 @@ class Command {
    // Adds "NAME TYPE,TYPE...", which may be given again.
    void list( std::string const& name, std::string const& type, std::vector< std::string >& values,
               std::string const& help );
+   // Adds "NAME TIME" for a time above 0: "90", "90s", "15m", "2h" or "1d".
+   void duration( std::string const& name, std::optional< double >& seconds,
+                  std::string const& help );
    Argument argument( std::string const& name, std::string& value, std::string const& help );
+   // Adds arguments of one kind, as many as are given.
+   Argument arguments( std::string const& name, std::vector< std::string >& values,
+                       std::string const& help );
    // Prints the text below the help.
    void footer( std::string const& text );
 

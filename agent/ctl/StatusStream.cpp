@@ -25,13 +25,13 @@ isSocket( std::string const& path ) {
 }
 
 std::string
-remedy( int error, std::string const& path ) {
+remedy( int error, std::string const& path, std::string const& option ) {
    switch ( error ) {
    case ENOENT:
-      return "start ufdd, or give ufdctl the same --socket as ufdd";
+      return "start ufdd, or give ufdctl the same " + option + " as ufdd";
    case ECONNREFUSED:
       return isSocket( path ) ? "ufdd ended without removing it; start ufdd"
-                              : "it is not a socket; give ufdctl the same --socket as ufdd";
+                              : "it is not a socket; give ufdctl the same " + option + " as ufdd";
    case EACCES:
       return "run ufdctl as root, or as a member of the group that owns the socket";
    default:
@@ -41,15 +41,18 @@ remedy( int error, std::string const& path ) {
 
 } // namespace
 
+std::string
+unreachableText( std::string const& path, int error, std::string const& option ) {
+   return "can't reach ufdd at " + path + ": " + std::generic_category().message( error ) + "; " +
+          remedy( error, path, option );
+}
+
 std::optional< std::string >
 StatusStream::connect() {
    replica_.begin();
    socket_ = unixStreamTo( path_ );
-   if ( !socket_ ) {
-      int const error = errno;
-      return "can't reach ufdd at " + path_ + ": " + std::generic_category().message( error ) +
-             "; " + remedy( error, path_ );
-   }
+   if ( !socket_ )
+      return unreachableText( path_, errno, "--socket" );
    auto const hello = replica_.hello();
    // Errors are ignored here: if the peer has closed already, receive() finds out.
    send( socket_.fd(), hello.data(), hello.size(), MSG_NOSIGNAL );

@@ -40,4 +40,7 @@ class StatusStream {
    Descriptor socket_;
 };
 
+// Returns why ufdd can't be reached at the path, with the remedy. `option` sets the path.
+std::string unreachableText( std::string const& path, int error, std::string const& option );
+
 } // namespace Ufdd

@@ -1,4 +1,4 @@
-// ufdctl: shows what a running ufdd sees and does, and the types of the library.
+// ufdctl: shows what a running ufdd sees and does, steers it, and shows the types of the library.
 
 #include "agent/base/CommandLine.h"
 #include "agent/base/Printable.h"
@@ -7,6 +7,7 @@
 #include "agent/ctl/Describe.h"
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/StatusCommands.h"
+#include "agent/ctl/SteeringCommands.h"
 #include "agent/status/StatusServer.h"
 
 #include <exception>
@@ -30,15 +31,20 @@ main( int argc, char** argv ) {
    // Read-only, so that writing to a closed standard output fails.
    Ufdd::fillStandardDescriptors( O_RDONLY );
    Ufdd::CommandLine line( "ufdctl", UFDD_VERSION,
-                           "Shows what ufdd sees and does, and the types of the library." );
-   std::string socket = Ufdd::StatusServer::usualSocket;
-   line.option( "--socket", "PATH", socket, "Where ufdd serves its status" );
+                           "Shows what ufdd sees and does, steers it, and shows the types of the "
+                           "library." );
+   Ufdd::Sockets sockets{ .status = Ufdd::StatusServer::usualSocket, .control = {} };
+   line.option( "--socket", "PATH", sockets.status, "Where ufdd serves its status" );
+   line.option( "--control-socket", "PATH", sockets.control,
+                "Where ufdd takes requests; \"control\" beside the status socket if this\n"
+                "is not given" );
    line.footer( Ufdd::exitStatusHelp );
-   Ufdd::addStatusCommands( line, socket );
+   Ufdd::addStatusCommands( line, sockets.status );
+   Ufdd::addSteeringCommands( line, sockets );
    Ufdd::addDescribe( line );
    try {
       if ( argc > 1 && std::string_view( argv[ 1 ] ) == "complete" ) {
-         Ufdd::complete( line, socket, { argv + 2, argv + argc } );
+         Ufdd::complete( line, sockets.status, { argv + 2, argv + argc } );
          Ufdd::requireOutput();
          return 0;
       }

@@ -61,5 +61,7 @@ offers "rack 1" --socket "$socket" show "ra"
 offers "" --socket "$socket" show "rx"
 offers d1,d2 --socket "$socket" explain d
 offers up wait row u
+offers "rack 1,row" --socket "$socket" disable row r
+offers "d1,d2,e1,rack 1,row" --socket "$socket" down d1 ""
 offers d1,u1 --socket "$socket" what-if --down d1,u
 exit $status
