@@ -1,5 +1,6 @@
 #include "agent/Configurator.h"
 
+#include "agent/base/WallTime.h"
 #include "agent/detect/GroupWait.h"
 #include "platform/zet/Clock.h"
 
@@ -248,6 +249,7 @@ Configurator::tellFormerInForce() {
    agent_.handleNotInForce( notConfirmed, "; " + file_ + " was not confirmed and is not in force" );
    auto const state = agent_.roots().state;
    state->configTimeIs( former_->readTime );
+   state->configWallIs( Moment::now().wallAt( former_->readTime ) );
    state->refusalTimeIs( former_->deadline );
    state->confirmTimeIs( 0 );
    line( file_ + " is not in force, but what it said before: " + notConfirmed );

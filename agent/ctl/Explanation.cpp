@@ -11,6 +11,11 @@ using UplinkFailureDetection::GroupLinkStatus;
 
 namespace {
 
+std::string
+nameOf( Zet::Entity const& entity ) {
+   return std::string( entity.zetName().view() );
+}
+
 bool
 isDown( View::Group const& group ) {
    return group.status->groupLinkStatus() == GroupLinkStatus::down;
@@ -39,7 +44,7 @@ stateText( PortState const& port ) {
    case PortCondition::absent:
       return "absent: there is no such interface to be shut";
    case PortCondition::overridden:
-      return "opened by hand, and left open by ufdd,";
+      return "opened by hand or cleared, and left open by ufdd,";
    case PortCondition::isProtected:
       return "open (the configuration protects it)";
    case PortCondition::defaultRoute:
@@ -56,7 +61,7 @@ groupText( View::Group const& group, bool wantsShut, Moment const& now ) {
    std::string text = "group " + std::string( group.name() );
    if ( isDown( group ) )
       text += " is down";
-   else if ( wantsShut )
+   else if ( wantsShut && group.state->mode() != GroupMode::orderedDown )
       text += " was down, and is " +
               std::string( stringValue( group.status->groupLinkStatus() ).view() ) + " again";
    text += ": " + countText( *group.state );
@@ -136,6 +141,7 @@ Explanation::Explanation( View const& view, std::string const& port )
    bool const isShutByUs = port_->means() != PortMeans::none;
    if ( !isShutByUs && link_->condition() != LinkCondition::up )
       add( "link", plainText( linkWords( *link_, view.now ) ) + "; not ufdd's doing" );
+   add( "order", orderText( *port_, view.now ) );
    addGroups( "because", true );
    addGroups( "not by", false );
    if ( because_.empty() && notBy_.empty() )
@@ -177,9 +183,9 @@ Explanation::addChanges() {
    case PortCondition::foreign:
       return add( "opens", "once someone sets it up, and its groups are up; ufdd does not" );
    case PortCondition::latched:
-      return add( "opens", "once an operator clears it" );
+      return add( "opens", "once an operator clears it: ufdctl clear " + nameOf( *port_ ) );
    case PortCondition::ordered:
-      return add( "opens", "once an operator ends the order" );
+      return addEndsOfOrders();
    case PortCondition::absent:
       return add( "shuts", "as soon as there is such an interface, unless its groups are up then" );
    case PortCondition::isProtected:
@@ -208,14 +214,37 @@ void
 Explanation::addRemedy() {
    if ( port_->condition() == PortCondition::foreign )
       return add( "command", "ip link set dev " + std::string( port_->zetName().view() ) + " up" );
-   if ( because_.empty() || port_->means() == PortMeans::none )
+   bool const isOrdered = port_->condition() == PortCondition::ordered;
+   if ( because_.empty() || port_->means() == PortMeans::none || isOrdered )
       return;
    std::string names;
    for ( View::Group const* const group : because_ )
       names += ( names.empty() ? "" : ", " ) + std::string( group->name() );
-   std::string const file( view_.agent->configFile().view() );
-   add( "or", "set \"dry_run = true\" for " + names + ( file.empty() ? "" : " in " + file ) +
-                  ", then: systemctl reload ufdd" );
+   add( "or", "ufdctl clear " + nameOf( *port_ ) + "    opens it now, until " + names +
+                  ( because_.size() == 1 ? " is up" : " are up" ) );
+}
+
+// Says how the orders end that keep the port shut, and those of the configuration.
+void
+Explanation::addEndsOfOrders() {
+   std::string label = "opens";
+   auto const addEnd = [ & ]( auto const& entity ) {
+      if ( entity.order() == OrderKind::down )
+         add( std::exchange( label, "and" ),
+              ( entity.orderEndTime() > 0
+                    ? "in " + untilText( entity.orderEndTime(), view_.now ) + ", or "
+                    : "" ) +
+                  "once the order ends: ufdctl auto " + nameOf( entity ) );
+   };
+   addEnd( *port_ );
+   for ( auto const* const some : { &because_, &notBy_ } )
+      for ( View::Group const* const group : *some )
+         if ( group->state->mode() == GroupMode::orderedDown ) {
+            addEnd( *group->state );
+            if ( group->state->order() == OrderKind::none )
+               add( std::exchange( label, "and" ),
+                    "once " + nameOf( *group->state ) + " has no force_down in the configuration" );
+         }
 }
 
 std::string

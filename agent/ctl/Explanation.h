@@ -36,6 +36,7 @@ class Explanation {
    void addGroups( std::string const& label, bool wantsShut );
    void addChanges();
    void addRemedy();
+   void addEndsOfOrders();
 
    View const& view_;
    View::Port const port_;

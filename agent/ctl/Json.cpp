@@ -100,8 +100,9 @@ json( View const& view ) {
    Json object = jsonOf( "show", view.now );
    object[ "healthy" ] = view.isHealthy();
    Json& texts = object[ "notices" ] = Json::array();
-   for ( Line const& line : notices( view ) )
-      texts.push_back( plainText( line ) );
+   for ( auto const& lines : { notices( view ), reminders( view ) } )
+      for ( Line const& line : lines )
+         texts.push_back( plainText( line ) );
    object[ "agent" ] = agentJson( *view.agent, view.now );
    auto const add = [ & ]( char const* name, auto const& all, auto of ) {
       Json& list = object[ name ] = Json::array();

@@ -100,8 +100,9 @@ addBlock( Screen& screen, View const& view, View::Group const& group ) {
 
 void
 addNotices( Screen& screen, View const& view ) {
-   for ( Line const& line : notices( view ) )
-      screen.line( line, 2 );
+   for ( auto const& lines : { notices( view ), reminders( view ) } )
+      for ( Line const& line : lines )
+         screen.line( line, 2 );
    if ( view.groups.empty() )
       screen.line( { { "ufdd watches no groups: its configuration has none" } } );
 }

@@ -22,6 +22,31 @@ text( Zet::String8 const& value ) {
    return std::string( value.view() );
 }
 
+template < class T >
+std::string
+orderTextOf( T const& entity, Moment const& now ) {
+   if ( entity.order() == OrderKind::none )
+      return "";
+   return ( entity.order() == OrderKind::down ? "ordered down" : "disabled" ) +
+          std::string( " by user " ) + std::to_string( entity.orderUid() ) +
+          ageText( entity.orderTime(), now ) + " ago" +
+          ( entity.orderEndTime() > 0 ? ", for another " + untilText( entity.orderEndTime(), now )
+                                      : "" ) +
+          ( entity.orderReason().empty() ? "" : ": " + text( entity.orderReason() ) );
+}
+
+// Adds a line about an order that stands.
+template < class T >
+void
+addOrder( std::vector< Line >& lines, std::string const& kind, T const& entity,
+          Moment const& now ) {
+   if ( entity.order() == OrderKind::none )
+      return;
+   std::string const name( entity.zetName().view() );
+   lines.push_back( { { kind + name + " is " + orderTextOf( entity, now ), Emphasis::warning },
+                      { ". To end that: ufdctl auto " + name } } );
+}
+
 } // namespace
 
 std::string
@@ -197,6 +222,16 @@ waitText( GroupState const& group, Moment const& now ) {
    }
 }
 
+std::string
+orderText( GroupState const& group, Moment const& now ) {
+   return orderTextOf( group, now );
+}
+
+std::string
+orderText( PortState const& port, Moment const& now ) {
+   return orderTextOf( port, now );
+}
+
 std::vector< Line >
 notices( View const& view ) {
    std::vector< Line > lines;
@@ -207,6 +242,11 @@ notices( View const& view ) {
             { ": it was refused " + lastingText( view.now.steady - agent.refusalTime() ) +
               " ago (" + text( agent.refusal() ) + "). What it said " +
               lastingText( view.now.steady - agent.configTime() ) + " ago is in force." } } );
+   if ( agent.confirmTime() > 0 )
+      lines.push_back(
+          { { text( agent.configFile() ) + " is not confirmed", Emphasis::warning },
+            { ": what it said before comes back in " + untilText( agent.confirmTime(), view.now ) +
+              ", unless: ufdctl confirm" } } );
    std::string held;
    double until = 0;
    for ( View::Group const& group : view.groups )
@@ -218,6 +258,16 @@ notices( View const& view ) {
       lines.push_back( { { "ufdd is in startup hold", Emphasis::warning },
                          { ( until > 0 ? " for another " + untilText( until, view.now ) : "" ) +
                            ": it leaves the ports of " + held + " as they are." } } );
+   return lines;
+}
+
+std::vector< Line >
+reminders( View const& view ) {
+   std::vector< Line > lines;
+   for ( View::Group const& group : view.groups )
+      addOrder( lines, "group ", *group.state, view.now );
+   for ( View::Port const& port : view.ports )
+      addOrder( lines, "port ", *port, view.now );
    return lines;
 }
 

@@ -39,7 +39,14 @@ std::string countText( GroupState const& group );
 std::string modeText( GroupState const& group, Moment const& now );
 // "recovery_delay: its ports are opened in 1.4 s if it stays up"; empty if it waits for nothing.
 std::string waitText( GroupState const& group, Moment const& now );
-// What concerns all groups: a configuration file that is not in force, a startup hold.
+// "ordered down by user 0, 12 s ago, for another 2 h: new cable": what an operator has ordered
+// about it; empty if nothing.
+std::string orderText( GroupState const& group, Moment const& now );
+std::string orderText( PortState const& port, Moment const& now );
+// What concerns all groups: a configuration file that is not in force or has to be confirmed, a
+// startup hold.
 std::vector< Line > notices( View const& view );
+// The orders that stand, which are easily forgotten.
+std::vector< Line > reminders( View const& view );
 
 } // namespace Ufdd

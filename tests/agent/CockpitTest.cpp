@@ -149,15 +149,14 @@ server1: shut by ufdd since 2026-03-01 12:29:48.500, 12 s ago (admin down)
   not by   group rack2: 2/2 up, needs 1
   opens    once rack1 has been up for 2 s (recovery_delay), which takes 1 more
            uplink
-  or       set "dry_run = true" for rack1 in /etc/ufdd.toml, then: systemctl
-           reload ufdd
+  or       ufdctl clear server1    opens it now, until rack1 is up
 )"[ 1 ] );
    auto const says = [ & ]( char const* name, Names parts ) {
       std::string const text = explain( name );
       for ( char const* const part : parts )
          EXPECT_NE( text.find( part ), std::string::npos ) << part << " in\n" << text;
    };
-   says( "server2", { "opened by hand, and left open by ufdd, since 2026-03-01 12:29:56.500, 4\n",
+   says( "server2", { "opened by hand or cleared, and left open by ufdd, since 2026-03-01\n",
                       "shuts    the next time" } );
    says( "server3", { "server3: open since", "not by   group rack2: 2/2 up, needs 1\n",
                       "shuts    once rack2 loses 2 more uplinks\n" } );
@@ -191,6 +190,37 @@ server1: shut by ufdd since 2026-03-01 12:29:48.500, 12 s ago (admin down)
       EXPECT_STREQ( failure.what(), "there is no port \"sever1\"; did you mean server1?" );
       EXPECT_EQ( failure.status(), ExitStatus::unknownName );
    }
+}
+
+TEST_F( CockpitTest, remindsOfWhatOperatorsHaveLeft ) {
+   roots.state->configFileIs( "/etc/ufdd.toml" );
+   roots.state->confirmTimeIs( now.steady + 7.25 );
+   GroupState& rack2 = *roots.state->group( "rack2" );
+   rack2.modeIs( GroupMode::orderedDown );
+   rack2.orderIs( OrderKind::down );
+   rack2.orderTimeIs( now.steady - 7200 );
+   rack2.orderReasonIs( "new cable" );
+   PortState& server3 = port( "server3", PortCondition::ordered, 5 );
+   server3.orderIs( OrderKind::down );
+   server3.orderTimeIs( now.steady - 5 );
+   server3.orderUidIs( 1000 );
+   server3.orderEndTimeIs( now.steady + 55 );
+   EXPECT_TRUE( show().starts_with( &R"(
+/etc/ufdd.toml is not confirmed: what it said before comes back in 7.2 s,
+  unless: ufdctl confirm
+group rack2 is ordered down by user 0, 2 h 0 min ago: new cable. To end that:
+  ufdctl auto rack2
+port server3 is ordered down by user 1000, 5 s ago, for another 55 s. To end
+  that: ufdctl auto server3
+)"[ 1 ] ) )
+       << show();
+   EXPECT_NE( explain( "server3" ).find( &R"(
+  opens    in 55 s, or once the order ends: ufdctl auto server3
+  and      once the order ends: ufdctl auto rack2
+)"[ 1 ] ),
+              std::string::npos )
+       << explain( "server3" );
+   EXPECT_EQ( faultsOf( lineOf( json( view() ) ) ), "" );
 }
 
 TEST_F( CockpitTest, watchesGroupsAndPorts ) {
