@@ -99,12 +99,13 @@ addUplinks( Samples& samples, View const& view ) {
       samples.add( { { "device", name } }, is );
 }
 
+// Returns true if an order, or a group that is not in dry run, wants the port shut.
 bool
-isWantedByActing( View const& view, PortState const& port ) {
-   bool isWanted = false;
+isWantedInEarnest( View const& view, PortState const& port ) {
+   bool isWanted = port.order() == OrderKind::down;
    port.groupMembers().forEach( [ & ]( auto const& group ) {
       auto const state = view.agent->group( group.zetKey() );
-      isWanted |= group.value() && !( state && state->isDryRun() );
+      isWanted |= group.value() && !( state && state->mode() == GroupMode::dryRun );
    } );
    return isWanted;
 }
@@ -119,7 +120,7 @@ isToBeShut( View const& view, PortState const& port ) {
    case PortCondition::overridden:
       return true;
    case PortCondition::failed:
-      return isWantedByActing( view, port );
+      return isWantedInEarnest( view, port );
    default:
       return false;
    }
@@ -134,7 +135,7 @@ isHeld( View const& view, PortState const& port ) {
    case PortCondition::opening:
       return true;
    case PortCondition::failed: // A LAG may be shut in part.
-      return port.means() != PortMeans::none && !isWantedByActing( view, port );
+      return port.means() != PortMeans::none && !isWantedInEarnest( view, port );
    default:
       return false;
    }

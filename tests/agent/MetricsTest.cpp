@@ -17,7 +17,7 @@ class MetricsTest : public testing::Test {
       roots.config->groupIs( name )->intfsToMonitorIs( Kelnet::IntfId( "u10" ), true );
       roots.config->groupIs( name )->intfsToMonitorIs( Kelnet::IntfId( "u9" ), true );
       roots.status->groupIs( name )->groupLinkStatusIs( GroupLinkStatus::down );
-      roots.state->groupIs( name )->isDryRunIs( true );
+      roots.state->groupIs( name )->modeIs( GroupMode::dryRun );
       roots.state->groupIs( "b" );
       for ( char const* const uplink : { "u9", "u10" } )
          roots.state->linkIs( uplink )->conditionIs( LinkCondition::up );
@@ -77,6 +77,9 @@ TEST_F( MetricsTest, tellsOfEachConditionWhetherThePortIsWantedShutAndHeld ) {
                            std::to_string( value ) ) )
              << family;
    }
+   port->conditionIs( failed );
+   port->orderIs( OrderKind::down );
+   EXPECT_TRUE( has( "ufdd_port_wanted_shut{device=\"d1\"} 1" ) );
 }
 
 TEST_F( MetricsTest, addsUpReactions ) {
