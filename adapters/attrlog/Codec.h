@@ -4,6 +4,8 @@
 #include "platform/kelnet/IntfId.h"
 #include "platform/zet/attrlog/Demuxer.h"
 
+#include <bit>
+#include <cstdint>
 #include <type_traits>
 
 namespace Kelnet {
@@ -20,6 +22,8 @@ namespace AttrLog {
 
 // The wire form of a type V. wire( value ) returns the stored form. read( in ) reads a value
 // and throws any exception of the input. An attribute whose type has no Codec cannot be replicated.
+// A codec whose stored form is a number, and never malformed, names the Number and makes a value of
+// it by of( number ).
 template < class V > struct Codec;
 template < class V > inline constexpr bool isEncodable = requires {
    sizeof( Codec< V > );
@@ -41,12 +45,18 @@ template <> struct Codec< bool > : AsItIs< bool > {
    static bool read( Zet::NboAttrLog::In& in ) { return in.nextbool(); }
 };
 template <> struct Codec< unsigned int > : AsItIs< unsigned int > {
+   using Number = std::uint32_t;
+   static unsigned int of( Number number ) { return number; }
    static unsigned int read( Zet::NboAttrLog::In& in ) { return in.nextU32(); }
 };
 template <> struct Codec< int > : AsItIs< int > {
+   using Number = std::uint32_t;
+   static int of( Number number ) { return static_cast< int >( number ); }
    static int read( Zet::NboAttrLog::In& in ) { return in.nextS32(); }
 };
 template <> struct Codec< double > : AsItIs< double > {
+   using Number = std::uint64_t;
+   static double of( Number number ) { return std::bit_cast< double >( number ); }
    static double read( Zet::NboAttrLog::In& in ) { return in.nextSeconds(); }
 };
 template <> struct Codec< Zet::String8 > : AsText< Zet::String8 > {
@@ -63,6 +73,8 @@ template <> struct Codec< Kelnet::IntfId > {
 
 // An enumeration travels as its number. An unknown number is stored nevertheless, and counted.
 template < Notify::Enumeration E > struct Codec< E > {
+   using Number = std::uint32_t;
+   static E of( Number number ) { return static_cast< E >( number ); }
    static int wire( E value ) { return static_cast< int >( value ); }
    static E read( Zet::NboAttrLog::In& in ) { return static_cast< E >( in.nextU32() ); }
    static bool isKnown( E value ) {

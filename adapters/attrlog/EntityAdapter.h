@@ -174,6 +174,7 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    void read( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
               Record const& record );
    template < std::size_t I > void readValue( Record const& record );
+   template < std::size_t I > static Value< I > nextValue( Zet::NboAttrLog::In& in );
    void requireCreating( Zet::AttributeId id, Zet::NboAttrLog::In const& in ) const;
    template < std::size_t I > void readKeyed( bool deleted, Record const& record );
    template < std::size_t I > void readMember( Record const& record );

@@ -65,10 +65,10 @@ EntityAdapter< T >::read( Zet::AttributeId id, DeserializationOptions options, u
            ( id != row< i >().id && !( CollectionRow< Row< i > > && id == -row< i >().id ) ) )
          return;
       handled = true;
-      record.in.fieldIs( row< i >().name );
-      if constexpr ( CollectionRow< Row< i > > )
+      if constexpr ( CollectionRow< Row< i > > ) {
+         record.in.fieldIs( row< i >().name );
          readKeyed< i >( id < 0, record );
-      else
+      } else
          readValue< i >( record );
    } );
    if ( handled )
@@ -103,14 +103,28 @@ template < class T >
 template < std::size_t I >
 void
 EntityAdapter< T >::readValue( Record const& record ) {
-   Value< I > const value = Codec< Value< I > >::read( record.in );
-   record.in.payloadEnd();
+   Value< I > const value = nextValue< I >( record.in );
    countIfUnknown( value, *record.in.demuxer() );
    if ( !record.isLocal )
       handle< I >();
    else if ( row< I >().id != Zet::isNondestructingAttributeId ||
              demuxer()->peerSetsNondestructing() )
       ( notifier()->*Row< I >::set )( value );
+}
+
+// Reads the value, which is the whole payload. A number of the right size needs no other check.
+template < class T >
+template < std::size_t I >
+typename EntityAdapter< T >::template Value< I >
+EntityAdapter< T >::nextValue( Zet::NboAttrLog::In& in ) {
+   using Coded = Codec< Value< I > >;
+   if constexpr ( requires { typename Coded::Number; } )
+      if ( typename Coded::Number number; in.nextWhole( number ) )
+         return Coded::of( number );
+   in.fieldIs( row< I >().name );
+   Value< I > value = Coded::read( in );
+   in.payloadEnd();
+   return value;
 }
 
 template < class T >

@@ -244,7 +244,9 @@ EntityAdapter< T >::notificationBits() const noexcept {
 template < class T >
 void
 EntityAdapter< T >::doNotification( Zet::AttributeId id, void* key ) {
-   Zet::Ptr< Base > const self( this );
+   // Writing may end the adapter. A received change is not written, and who applies it holds the
+   // adapter.
+   Zet::Ptr< Base > const self( bit( applyingBit ) ? nullptr : this );
    bool handled = false;
    forEachSerialized< T >( [ & ]( auto i ) {
       if constexpr ( CollectionRow< Row< i > > ) {

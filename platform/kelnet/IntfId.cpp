@@ -2,6 +2,9 @@
 
 #include "platform/zet/Exception.h"
 
+#include <array>
+#include <bit>
+#include <cstring>
 #include <deque>
 #include <ostream>
 #include <unordered_map>
@@ -55,8 +58,40 @@ class RegularNames {
    std::vector< std::uint32_t > table_ = std::vector< std::uint32_t >( 1u << 4, none );
 };
 
+// Names that were asked for lately, with their ids: an attribute log names the same interfaces
+// again and again, and the hash of a name takes longer than comparing it.
+class LatestNames {
+ public:
+   struct Entry {
+      Zet::Name const* name = nullptr;
+      std::uint32_t value = 0;
+   };
+
+   // Returns the entry of that name, or the one that it may replace.
+   Entry& at( std::string_view name ) noexcept { return entries_[ placeOf( name ) ]; }
+
+ private:
+   static constexpr unsigned int bits = 8;
+
+   // Returns a place that depends on the length and on the bytes at both ends.
+   static std::size_t placeOf( std::string_view name ) noexcept {
+      std::uint64_t first = 0;
+      std::uint64_t last = 0;
+      if ( name.size() >= sizeof first ) {
+         std::memcpy( &first, name.data(), sizeof first );
+         std::memcpy( &last, name.data() + name.size() - sizeof last, sizeof last );
+      } else if ( !name.empty() )
+         std::memcpy( &first, name.data(), name.size() );
+      return static_cast< std::size_t >(
+          ( first ^ std::rotl( last, 23 ) ^ name.size() ) * 0x9e3779b97f4a7c15 >> ( 64 - bits ) );
+   }
+
+   std::array< Entry, 1u << bits > entries_;
+};
+
 struct Names {
    RegularNames regular;
+   LatestNames latest;
    // The names of irregular ids, by id.
    std::deque< Zet::Name > irregular{ Zet::Name() };
    std::unordered_map< std::string_view, std::uint32_t > irregularIds{ { {}, 0 } };
@@ -77,10 +112,10 @@ names() {
    return names;
 }
 
-} // namespace
-
-void
-IntfId::handleInitialized( std::string_view name ) {
+// Returns the id of that name, which it remembers. The ids of most names are their positions; those
+// of the others are below `firstPosition`.
+std::uint32_t
+idOf( std::string_view name, std::uint32_t firstPosition ) {
    std::uint32_t const position = Zet::bitReverse( Zet::hashOfText( name ) );
    if ( position >= firstPosition && !name.empty() ) {
       Zet::Name const* const known = names().regular.find( position );
@@ -88,22 +123,30 @@ IntfId::handleInitialized( std::string_view name ) {
          names().countIn( name );
          names().regular.insert( name );
       }
-      if ( !known || known->view() == name ) {
-         value_ = position;
-         return;
-      }
+      if ( !known || known->view() == name )
+         return position;
    }
    auto const next = static_cast< std::uint32_t >( names().irregular.size() );
    auto const known = names().irregularIds.find( name );
-   if ( known != names().irregularIds.end() ) {
-      value_ = known->second;
-      return;
-   }
+   if ( known != names().irregularIds.end() )
+      return known->second;
    if ( next == firstPosition )
       Zet::throwRangeException( "too many interface names" );
    names().countIn( name );
    names().irregularIds.emplace( names().irregular.emplace_back( name ).view(), next );
-   value_ = next;
+   return next;
+}
+
+} // namespace
+
+void
+IntfId::handleInitialized( std::string_view name ) {
+   LatestNames::Entry& latest = names().latest.at( name );
+   if ( !latest.name || latest.name->view() != name ) {
+      value_ = idOf( name, firstPosition );
+      latest = { &this->name(), value_ };
+   }
+   value_ = latest.value;
 }
 
 std::uint32_t

@@ -58,8 +58,7 @@ Demuxer::~Demuxer() {
 
 Adapter*
 Demuxer::adapter( EntityId id ) const noexcept {
-   auto const found = byId_.find( id );
-   return found == byId_.end() ? nullptr : found->second;
+   return byId_.find( id );
 }
 
 Adapter*
@@ -74,10 +73,9 @@ Demuxer::adapterIs( Adapter& adapter, EntityId id ) {
       abortReplays( adapter );
    if ( adapter.entityId() )
       byId_.erase( adapter.entityId() );
-   last_ = nullptr;
    adapter.entityIdIs( id );
    if ( id ) {
-      bool const isFree = byId_.emplace( id, &adapter ).second;
+      bool const isFree = byId_.insert( id, adapter );
       require( isFree, "two entities of a connection have two ids" );
    }
    byEntity_[ adapter.zetNotifierEntity().get() ] = &adapter;
@@ -85,7 +83,6 @@ Demuxer::adapterIs( Adapter& adapter, EntityId id ) {
 
 void
 Demuxer::adapterDel( Adapter& adapter ) noexcept {
-   last_ = nullptr;
    if ( this->adapter( adapter.entityId() ) == &adapter ) {
       byId_.erase( adapter.entityId() );
       flowInDel( adapter.entityId() );
@@ -211,17 +208,10 @@ Demuxer::handleRoom() {
    } while ( !queue_.empty() && out_->records() != before );
 }
 
-Adapter*
-Demuxer::target( EntityId id ) noexcept {
-   if ( !last_ || last_->entityId() != id )
-      last_ = adapter( id );
-   return last_;
-}
-
 void
 Demuxer::handleRecord( MsgHeader const& header, In& in ) {
    // Held, because the record may end the adapter.
-   Ptr< Adapter > const target = this->target( header.entity );
+   Ptr< Adapter > const target = byId_.find( header.entity );
    if ( !target ) [[unlikely]]
       return handleStranger( header, in );
    if ( header.kind == attributeKind )

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/zet/Entity.h"
+#include "platform/zet/attrlog/AdapterTable.h"
 #include "platform/zet/attrlog/ConnectDesc.h"
 #include "platform/zet/attrlog/FlowIn.h"
 #include "platform/zet/attrlog/FlowOut.h"
@@ -112,7 +113,6 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    void handleStranger( MsgHeader const& header, In& in );
    void retireChild( MsgHeader const& header, In& in );
    void handleOrphan( In& in );
-   Entity::ZetNboAttrLogSa* target( EntityId id ) noexcept;
    bool isRetired( EntityId id ) const noexcept;
 
    Side side_;
@@ -124,10 +124,7 @@ class ZET_EXPORT Demuxer : public PtrInterface {
    std::uint32_t lastSerial_ = 0;
    EntityId expectedId_;
 
-   std::unordered_map< EntityId, Entity::ZetNboAttrLogSa* > byId_;
-   // The adapter of the last record, since the next is often of the same entity. Null when the
-   // adapter has left.
-   Entity::ZetNboAttrLogSa* last_ = nullptr;
+   AdapterTable< Entity::ZetNboAttrLogSa > byId_;
    std::unordered_map< Entity const*, Entity::ZetNboAttrLogSa* > byEntity_;
    std::vector< Ptr< Entity::ZetNboAttrLogSa > > rootAdapters_;
    std::unordered_map< EntityId, FlowIn > flowIns_;

@@ -69,6 +69,15 @@ class ZET_EXPORT In : public PtrInterface {
    // Reads an id from the payload. Between records, returns the id that was assigned last, and
    // forgets it.
    EntityId nextEntityId();
+   // Reads a number that is the whole payload. Returns false, and reads nothing, if the payload has
+   // another size.
+   template < class Number > bool nextWhole( Number& number ) noexcept {
+      if ( left() != sizeof( Number ) ) [[unlikely]]
+         return false;
+      number = load< Number >( unit_ + at_ );
+      at_ = end_;
+      return true;
+   }
    // Skips the mark of a payload section. Throws unless it is the mark of this section.
    void payloadSectionIs( std::uint8_t section );
    std::size_t position() const noexcept { return at_; }
