@@ -6,6 +6,7 @@
 #include <bit>
 #include <cstring>
 #include <deque>
+#include <optional>
 #include <ostream>
 #include <unordered_map>
 #include <vector>
@@ -20,61 +21,80 @@ constexpr std::size_t overhead = 100;
 // The names whose ids are their positions. There is never a reason to remove one.
 class RegularNames {
  public:
-   // Returns null when no name has that position. Valid for the life of the process.
-   Zet::Name const* find( std::uint32_t position ) const noexcept {
-      std::uint32_t const place = table_[ placeOf( position ) ];
-      return place == none ? nullptr : &names_[ place ];
+   // Returns the name of that position; the empty name when there is none.
+   Zet::Name const& find( std::uint32_t position ) const noexcept {
+      return table_[ placeOf( position ) ];
    }
-   // Requires: no name has the position of this one.
-   void insert( Zet::Name const& name ) {
-      if ( ( names_.size() + 1 ) * 4 > table_.size() * 3 )
+   // Requires: no name has the position of this one, which is not empty.
+   void insert( Zet::Name name ) {
+      if ( ( count_ + 1 ) * 4 > table_.size() * 3 )
          grow();
-      names_.push_back( name );
-      table_[ placeOf( name.position() ) ] = static_cast< std::uint32_t >( names_.size() - 1 );
+      put( std::move( name ) );
+      ++count_;
    }
 
  private:
-   static constexpr std::uint32_t none = 0xffffffff;
-
    // Returns the place in the table of the name of that position, or the free one for it. The
    // table is never full.
    std::size_t placeOf( std::uint32_t position ) const noexcept {
       std::size_t at = position >> ( 32 - bits_ );
-      while ( table_[ at ] != none && names_[ table_[ at ] ].position() != position )
+      while ( !table_[ at ].empty() && table_[ at ].position() != position )
          at = ( at + 1 ) & ( table_.size() - 1 );
       return at;
    }
+   void put( Zet::Name name ) noexcept {
+      std::size_t const place = placeOf( name.position() );
+      table_[ place ] = std::move( name );
+   }
    void grow() {
-      table_.assign( table_.size() * 2, none );
+      std::vector< Zet::Name > before( table_.size() * 2 );
+      before.swap( table_ );
       ++bits_;
-      for ( std::uint32_t place = 0; place < names_.size(); ++place )
-         table_[ placeOf( names_[ place ].position() ) ] = place;
+      for ( Zet::Name& name : before )
+         if ( !name.empty() )
+            put( std::move( name ) );
    }
 
-   std::deque< Zet::Name > names_;
    // The size of the table, as a power of two.
    unsigned int bits_ = 4;
-   // Places in `names_`.
-   std::vector< std::uint32_t > table_ = std::vector< std::uint32_t >( 1u << 4, none );
+   std::vector< Zet::Name > table_ = std::vector< Zet::Name >( 1u << 4 );
+   std::size_t count_ = 0;
 };
 
 // Names that were asked for lately, with their ids: an attribute log names the same interfaces
 // again and again, and the hash of a name takes longer than comparing it.
 class LatestNames {
  public:
-   struct Entry {
-      Zet::Name const* name = nullptr;
-      std::uint32_t value = 0;
-   };
-
-   // Returns the entry of that name, or the one that it may replace.
-   Entry& at( std::string_view name ) noexcept { return entries_[ placeOf( name ) ]; }
+   // Returns the id of that name, if it is known here.
+   std::optional< std::uint32_t > find( std::string_view name ) const noexcept {
+      std::uint64_t const mixed = mixOf( name );
+      Entry const& entry = entries_[ placeOf( mixed ) ];
+      if ( entry.tag != tagOf( mixed ) || entry.name.view() != name )
+         return std::nullopt;
+      return entry.value;
+   }
+   void insert( Zet::Name name, std::uint32_t value ) noexcept {
+      std::uint64_t const mixed = mixOf( name.view() );
+      entries_[ placeOf( mixed ) ] = { std::move( name ), value, tagOf( mixed ) };
+   }
 
  private:
+   struct Entry {
+      Zet::Name name;
+      std::uint32_t value = 0;
+      // Most names that have the same place differ in this.
+      std::uint32_t tag = 0;
+   };
    static constexpr unsigned int bits = 8;
 
-   // Returns a place that depends on the length and on the bytes at both ends.
-   static std::size_t placeOf( std::string_view name ) noexcept {
+   static std::size_t placeOf( std::uint64_t mixed ) noexcept {
+      return static_cast< std::size_t >( mixed >> ( 64 - bits ) );
+   }
+   static std::uint32_t tagOf( std::uint64_t mixed ) noexcept {
+      return static_cast< std::uint32_t >( mixed >> 16 );
+   }
+   // Returns a number that depends on the length and on the bytes at both ends.
+   static std::uint64_t mixOf( std::string_view name ) noexcept {
       std::uint64_t first = 0;
       std::uint64_t last = 0;
       if ( name.size() >= sizeof first ) {
@@ -82,8 +102,7 @@ class LatestNames {
          std::memcpy( &last, name.data() + name.size() - sizeof last, sizeof last );
       } else if ( !name.empty() )
          std::memcpy( &first, name.data(), name.size() );
-      return static_cast< std::size_t >(
-          ( first ^ std::rotl( last, 23 ) ^ name.size() ) * 0x9e3779b97f4a7c15 >> ( 64 - bits ) );
+      return ( first ^ std::rotl( last, 23 ) ^ name.size() ) * 0x9e3779b97f4a7c15;
    }
 
    std::array< Entry, 1u << bits > entries_;
@@ -118,13 +137,14 @@ std::uint32_t
 idOf( std::string_view name, std::uint32_t firstPosition ) {
    std::uint32_t const position = Zet::bitReverse( Zet::hashOfText( name ) );
    if ( position >= firstPosition && !name.empty() ) {
-      Zet::Name const* const known = names().regular.find( position );
-      if ( !known ) {
+      Zet::Name const& known = names().regular.find( position );
+      if ( known.view() == name )
+         return position;
+      if ( known.empty() ) {
          names().countIn( name );
          names().regular.insert( name );
-      }
-      if ( !known || known->view() == name )
          return position;
+      }
    }
    auto const next = static_cast< std::uint32_t >( names().irregular.size() );
    auto const known = names().irregularIds.find( name );
@@ -141,12 +161,12 @@ idOf( std::string_view name, std::uint32_t firstPosition ) {
 
 void
 IntfId::handleInitialized( std::string_view name ) {
-   LatestNames::Entry& latest = names().latest.at( name );
-   if ( !latest.name || latest.name->view() != name ) {
-      value_ = idOf( name, firstPosition );
-      latest = { &this->name(), value_ };
+   if ( std::optional< std::uint32_t > const latest = names().latest.find( name ) ) {
+      value_ = *latest;
+      return;
    }
-   value_ = latest.value;
+   value_ = idOf( name, firstPosition );
+   names().latest.insert( this->name(), value_ );
 }
 
 std::uint32_t
@@ -154,9 +174,9 @@ IntfId::irregularPosition( std::uint32_t value ) noexcept {
    return names().irregular[ value ].position();
 }
 
-Zet::Name const&
+Zet::Name
 IntfId::name() const noexcept {
-   return value_ < firstPosition ? names().irregular[ value_ ] : *names().regular.find( value_ );
+   return value_ < firstPosition ? names().irregular[ value_ ] : names().regular.find( value_ );
 }
 
 Zet::Ptr< Zet::ZetType const >

@@ -30,8 +30,8 @@ class ZET_EXPORT IntfId {
    // Throws: RangeException for a new name when the limit is reached.
    void handleInitialized( std::string_view name );
 
-   // Valid for the life of the process.
-   Zet::Name const& name() const noexcept;
+   // The text is valid for the life of the process.
+   Zet::Name name() const noexcept;
    std::uint32_t hash() const noexcept { return Zet::bitReverse( position() ); }
    // Returns the bit-reversed hash: the place in the order of a HashMap.
    static constexpr bool knowsPosition = true;
