@@ -17,11 +17,6 @@ namespace {
 using Kind = ControlReply::Kind;
 using Verb = ControlRequest::Verb;
 
-// In bytes.
-constexpr std::size_t longestReason = 500;
-// In seconds, a hundred years: no operator means more.
-constexpr double longestHold = 100 * 365.25 * 86400;
-
 ControlReply
 reply( Kind kind, std::string text ) {
    return { .kind = kind, .text = std::move( text ), .toShut = {}, .toOpen = {} };
@@ -74,26 +69,12 @@ Steer::portsOf( Target const& target ) const {
 ControlReply
 Steer::handle( ControlRequest const& request ) {
    Targets targets;
-   if ( auto const objection = objectionTo( request ) )
-      return *objection;
    if ( auto const objection = findTargets( request, targets ) )
       return *objection;
    for ( Target const& target : targets )
       if ( auto const objection = objectionTo( request, target ) )
          return *objection;
    return request.verb == Verb::clear ? clear( request, targets ) : order( request, targets );
-}
-
-Steer::Objection
-Steer::objectionTo( ControlRequest const& request ) {
-   if ( request.verb == Verb::reload || request.verb == Verb::confirm || request.targets.empty() )
-      return reply( Kind::refused, "name a group or a port" );
-   if ( request.reason.size() > longestReason )
-      return reply( Kind::refused, "the reason is longer than " + std::to_string( longestReason ) +
-                                       " bytes; shorten it" );
-   if ( request.holdFor && !( *request.holdFor > 0 && *request.holdFor <= longestHold ) )
-      return reply( Kind::refused, "an order can hold for more than 0 s and at most 100 years" );
-   return {};
 }
 
 Steer::Objection

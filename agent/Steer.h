@@ -24,6 +24,7 @@ class Steer {
 
    // Carries out `disable`, `down`, `automatic` or `clear`; the caller acts then. A dry run changes
    // nothing, and answers the same.
+   // Requires: there is a target, and the request keeps the rules of requestOf().
    ControlReply handle( ControlRequest const& request );
 
  private:
@@ -40,7 +41,6 @@ class Steer {
    using Objection = std::optional< ControlReply >;
 
    Objection findTargets( ControlRequest const& request, Targets& targets ) const;
-   static Objection objectionTo( ControlRequest const& request );
    Objection objectionTo( ControlRequest const& request, Target const& target );
    Objection objectionToDown( ControlRequest const& request, Target const& target );
    Objection objectionToClear( Target const& target );

@@ -195,8 +195,6 @@ TEST_F( SteerTest, refusesWhatMustNotOrCanNotBe ) {
    runTurns();
    EXPECT_EQ( takeActs(), " -d2" );
    told( Verb::automatic, { "d2" } );
-   EXPECT_EQ( told( Verb::down, { "g" }, true, -1 ),
-              "an order can hold for more than 0 s and at most 100 years" );
    uplinksAre( false );
    takeActs();
    for ( Verb const verb : { Verb::disable, Verb::clear } ) {
