@@ -61,15 +61,24 @@ StatusClient::greet() {
 void
 StatusClient::send() {
    fill();
+   // Asks the socket of a client that is about to be dropped once more: the kernel calls a socket
+   // writable only when most of it is free.
+   isWritable_ = isWritable_ || ( stuckSince_ && Zet::now() >= *stuckSince_ + patience );
    // Two pieces at most, since the ring buffer has two. The rest waits until other clients had
    // their turn.
-   for ( int piece = 0; piece < 2 && !ended_ && unsentSize() != 0; ++piece )
+   for ( int piece = 0; piece < 2 && isWritable_ && !ended_ && unsentSize() != 0; ++piece )
       if ( !sendPiece() )
          break;
    fill();
    if ( unsentSize() == 0 )
       stuckSince_.reset();
    checkPatience();
+}
+
+bool
+StatusClient::takeWatchChange() {
+   bool const hasUnsent = unsentSize() != 0;
+   return std::exchange( isWatched_, hasUnsent ) != hasUnsent;
 }
 
 void
@@ -111,6 +120,7 @@ StatusClient::sendPiece() {
       stuckSince_.reset();
       return true;
    }
+   isWritable_ = errno == EINTR;
    if ( errno == EAGAIN || errno == EINTR )
       stuckSince_ = stuckSince_.value_or( Zet::now() );
    else

@@ -19,7 +19,7 @@ class StatusClient {
  public:
    // The number of unsent bytes up to which changes are kept one by one. Beyond it, only the latest
    // state of each attribute is kept.
-   static constexpr std::size_t unsentLimit = 1 << 20;
+   static constexpr std::size_t unsentLimit = 1 << 18;
    // The number of seconds within which the client must send its hello.
    static constexpr double helloPatience = 1;
    // The number of seconds for which the client's socket may take nothing while bytes are unsent.
@@ -31,8 +31,14 @@ class StatusClient {
    int fd() const { return socket_.fd(); }
    // Reads what the client has sent. Never blocks.
    void receive();
-   // Sends as much as the socket takes. Call it in every turn of the loop; never blocks.
+   // Sends as much as the socket takes. Call it in every turn of the loop; never blocks. Once the
+   // socket has taken nothing, waits for handleWritable().
    void send();
+   // The socket may take bytes again.
+   void handleWritable() { isWritable_ = true; }
+   // Returns true if unsentSize() has become 0, or another number, since the last call: the owner
+   // must watch the socket for less, or for more.
+   bool takeWatchChange();
    // The number of bytes that wait until the socket takes them.
    std::size_t unsentSize() const { return demuxer_->out()->unsentSize(); }
    // Returns when send() drops the client unless it says hello or reads, by Zet::now(); or nothing.
@@ -61,6 +67,8 @@ class StatusClient {
    bool isInStep_ = false; // The whole roots were written; only changes follow.
    // By Zet::now(), since when the socket takes nothing; empty while it takes bytes.
    std::optional< double > stuckSince_;
+   bool isWritable_ = true; // Unless the socket took nothing the last time.
+   bool isWatched_ = false; // As of the last takeWatchChange(): bytes were unsent.
    bool ended_ = false;
    std::string complaint_;
 };

@@ -20,6 +20,8 @@ void
 StatusServer::handleReady() {
    socket_.forEachReady< StatusClient >(
        []( StatusClient& client, std::uint32_t events ) {
+          if ( ( events & EPOLLOUT ) != 0 )
+             client.handleWritable();
           if ( ( events & ~std::uint32_t{ EPOLLOUT } ) != 0 )
              client.receive();
        },
@@ -49,13 +51,12 @@ StatusServer::endTurn() {
    if ( copy_ )
       copy_->follow();
    for ( auto const& client : clients_ ) {
-      bool const hadUnsent = client->unsentSize() != 0;
       client->send();
-      bool const hasUnsent = client->unsentSize() != 0;
       if ( !client->complaint().empty() )
          socket_.addTrouble( client->complaint() );
-      else if ( hadUnsent || hasUnsent )
-         socket_.watchAgain( client->fd(), hasUnsent ? EPOLLIN | EPOLLOUT : EPOLLIN, client.get() );
+      else if ( client->takeWatchChange() )
+         socket_.watchAgain( client->fd(), client->unsentSize() != 0 ? EPOLLIN | EPOLLOUT : EPOLLIN,
+                             client.get() );
    }
    if ( std::erase_if( clients_, []( auto const& client ) { return client->hasEnded(); } ) != 0 )
       socket_.handleGone();

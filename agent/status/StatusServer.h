@@ -19,8 +19,10 @@ namespace Ufdd {
 class StatusServer {
  public:
    static constexpr char const* usualSocket = "/run/ufdd/status";
-   // The last place is reserved for root, so that root can always see the status.
-   static constexpr std::size_t clientLimit = 32;
+   // The last place is reserved for root, so that root can always see the status. Clients that
+   // never read cost a turn less than a microsecond each, 300 kB of memory, and their place for
+   // StatusClient::patience seconds.
+   static constexpr std::size_t clientLimit = 65;
 
    // `unsentLimit` is that of each client; see StatusClient.
    // Throws: std::system_error, as handleReady() does.
