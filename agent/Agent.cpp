@@ -158,6 +158,7 @@ Agent::handleNotInForce( std::string const& why, std::string remark ) {
    state_->refusalIs( why );
    state_->refusalTimeIs( Zet::now() );
    remark_ = std::move( remark );
+   hasNews_ = true;
 }
 
 void
@@ -321,7 +322,7 @@ Agent::endTurn() {
    orders_.endTurn();
    if ( std::string trouble = detector_.history().remember(); !trouble.empty() )
       log_.event( { .id = LogEvent::trouble }, trouble );
-   stateWriter_.write();
+   hasNews_ |= stateWriter_.write();
 }
 
 void
@@ -457,19 +458,7 @@ Agent::statusLines() const {
 
 std::string
 Agent::summary() const {
-   std::size_t const groups = detector_.config->groupMembers().count();
-   std::string const overridden = portControl_.overridden();
-   std::string const spared = portControl_.spared();
-   std::string const ordered = orders_.names();
-   std::string const unproven = detector_.decisions().unprovenGroups();
-   return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
-          std::to_string( detector_.decisions().downGroups() ) +
-          " down; ports shut: " + std::to_string( portControl_.count() ) +
-          ( ordered.empty() ? "" : "; orders stand about:" + ordered ) +
-          ( overridden.empty() ? "" : "; overridden:" + overridden ) +
-          ( spared.empty() ? "" : "; left open for the default route:" + spared ) +
-
-          ( unproven.empty() ? "" : "; left alone for unproven uplinks:" + unproven ) + remark_;
+   return summaryLine( roots() ) + remark_;
 }
 
 } // namespace Ufdd

@@ -29,6 +29,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace Ufdd {
@@ -85,9 +86,10 @@ class Agent final : public Steering {
    StatusRoots roots() const { return { detector_.config, detector_.status, state_ }; }
    // Returns a line for each group, as stateLines() does.
    std::vector< std::string > statusLines() const;
-   // Returns "2 groups, 1 down; ports shut: 3; overridden: d1 d2"; and, if there are groups with
-   // unproven uplinks, or if the last reload was refused, says so.
+   // Returns one line for all, as summaryLine() does.
    std::string summary() const;
+   // Returns true if these lines may have changed since the last call.
+   bool takeNews() { return std::exchange( hasNews_, false ); }
 
  private:
    static constexpr double retrySeconds = 1;
@@ -158,6 +160,7 @@ class Agent final : public Steering {
    std::optional< double > retryAt_;     // Set while an act has failed.
    std::optional< double > readAgainAt_; // Set while all links are read again.
    std::string remark_;                  // For summary(); set if the file is not in force.
+   bool hasNews_ = true;                 // See takeNews().
 };
 
 } // namespace Ufdd

@@ -24,6 +24,7 @@ namespace {
 constexpr double openingSeconds = 2.5;
 constexpr double tellAgainPause = 1;
 constexpr double recordCheckPause = 2;
+constexpr double summaryPause = 0.1;
 
 std::string
 controlSocketOf( DaemonOptions const& options ) {
@@ -162,15 +163,29 @@ Daemon::handleTurnEnd() {
    statusServer_.endTurn();
    controlServer_.endTurn();
    ticker_.intervalIs( agent_.tickMs() );
-   manager_.statusIs( agent_.summary() );
+   tellSummary();
    if ( std::exchange( isAliveDue_, false ) )
       manager_.alive();
    bool const isLogged = log_.flush();
    bool const isTold = manager_.send();
    double const next = std::min( { agent_.nextTime(), configurator_.nextTime(),
                                    statusServer_.nextTime().value_or( Agent::never ),
-                                   controlServer_.nextTime().value_or( Agent::never ) } );
+                                   controlServer_.nextTime().value_or( Agent::never ),
+                                   isSummaryOld_ ? summaryTime_ : Agent::never } );
    wakeAt( isLogged && isTold ? next : std::min( next, Zet::now() + tellAgainPause ) );
+}
+
+// Looks at all groups and ports, which takes a millisecond for some ten thousand: not in every
+// turn.
+void
+Daemon::tellSummary() {
+   isSummaryOld_ |= agent_.takeNews() && manager_.isThere();
+   double const now = Zet::now();
+   if ( !isSummaryOld_ || now < summaryTime_ )
+      return;
+   manager_.statusIs( agent_.summary() );
+   isSummaryOld_ = false;
+   summaryTime_ = now + summaryPause;
 }
 
 void

@@ -68,6 +68,8 @@ class Daemon final : private Steering {
    void handleTurnEnd();
    // Writes into the State the counts that the agent does not know.
    void writeCounts();
+   // Tells the service manager of the summary, if it may have changed.
+   void tellSummary();
    void wakeAt( double time );
    // Begins a turn, whose end does what is due.
    void handleWakeTime() { wakeTime_ = Agent::never; }
@@ -108,6 +110,8 @@ class Daemon final : private Steering {
    bool isAliveDue_ = false; // The next end of a turn tells the service manager that we live.
    decltype( BufferedLog::Counts::lines ) logLines_{}; // As last written into the State.
    bool isLeaving_ = false;                            // The ports stay as they are.
+   bool isSummaryOld_ = false;
+   double summaryTime_ = 0; // When the next summary may be told, by Zet::now().
 };
 
 } // namespace Ufdd

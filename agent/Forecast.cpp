@@ -254,17 +254,20 @@ class Forecaster {
             GroupSettings const* const group : isDown ? down : listing->second ) {
          if ( ++shown > maxShown )
             return text + "; ...";
-         bool const isLeftAlone =
-             agent_.detector().decisions().waitOf( group->config->name() ).cause ==
-             GroupWait::Cause::unproven;
+         GroupWait::Cause const wait =
+             agent_.detector().decisions().waitOf( group->config->name() ).cause;
          double const delay = isDown ? group->policy.downDelay : group->policy.recoveryDelay;
          text += ( text.empty() ? "" : "; " ) +
                  groupText( agent_.detector(), *group->config, statusOf( *group ) ) +
                  ( isDown ? failuresOf( *group ) : "" ) +
-                 ( isLeftAlone  ? ", left alone"
-                   : delay <= 0 ? ""
-                   : isDown     ? "; after its down_delay"
-                                : "; after its recovery_delay" );
+                 ( wait == GroupWait::Cause::unproven ? ", left alone"
+                   : delay <= 0                       ? ""
+                   : isDown                           ? "; after its down_delay"
+                                                      : "; after its recovery_delay" ) +
+                 ( wait == GroupWait::Cause::releaseWhen
+                       ? "; opened once all of these routes exist, or after its release_timeout: " +
+                             routesText( group->policy.releaseWhen )
+                       : "" );
       }
       return text;
    }

@@ -52,6 +52,22 @@ orderText( Entity const& entity, Moment const& now ) {
           ( entity.orderReason().empty() ? "" : " (" + text( entity.orderReason() ) + ')' );
 }
 
+// Returns " d1 d2", sorted, for the entities of which isOne() returns true.
+template < class Entities, class Predicate >
+std::string
+namesOf( Entities const& entities, Predicate isOne ) {
+   std::vector< std::string > names;
+   entities.forEach( [ & ]( auto const& entity ) {
+      if ( isOne( entity ) )
+         names.push_back( ' ' + text( entity.zetName() ) );
+   } );
+   std::sort( names.begin(), names.end() );
+   std::string list;
+   for ( std::string const& name : names )
+      list += name;
+   return list;
+}
+
 std::string
 groupText( GroupState const& group, GroupStatus const& known, Moment const& now ) {
    GroupLinkStatus const status = known.groupLinkStatus();
@@ -106,6 +122,37 @@ stateLines( StatusRoots const& roots, Moment const& now ) {
    }
    std::sort( lines.begin(), lines.end() );
    return lines;
+}
+
+std::string
+summaryLine( StatusRoots const& roots ) {
+   State const& state = *roots.state;
+   std::size_t const groups = roots.config->groupMembers().count();
+   std::size_t down = 0;
+   roots.status->groupMembers().forEach( [ & ]( GroupStatus const& group ) {
+      down += group.groupLinkStatus() == GroupLinkStatus::down;
+   } );
+   std::size_t shut = 0;
+   state.portMembers().forEach(
+       [ & ]( PortState const& port ) { shut += port.means() != PortMeans::none; } );
+   auto const ports = [ & ]( PortCondition condition ) {
+      return namesOf( state.portMembers(),
+                      [ & ]( PortState const& port ) { return port.condition() == condition; } );
+   };
+   std::string const overridden = ports( PortCondition::overridden );
+   std::string const spared = ports( PortCondition::defaultRoute );
+   std::string const unproven = namesOf( state.groupMembers(), []( GroupState const& group ) {
+      return group.wait() == WaitReason::unproven;
+   } );
+   auto const isOrdered = []( auto const& entity ) { return entity.order() != OrderKind::none; };
+   std::string const ordered =
+       namesOf( state.groupMembers(), isOrdered ) + namesOf( state.portMembers(), isOrdered );
+   return std::to_string( groups ) + ( groups == 1 ? " group, " : " groups, " ) +
+          std::to_string( down ) + " down; ports shut: " + std::to_string( shut ) +
+          ( ordered.empty() ? "" : "; orders stand about:" + ordered ) +
+          ( overridden.empty() ? "" : "; overridden:" + overridden ) +
+          ( spared.empty() ? "" : "; left open for the default route:" + spared ) +
+          ( unproven.empty() ? "" : "; left alone for unproven uplinks:" + unproven );
 }
 
 } // namespace Ufdd

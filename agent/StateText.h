@@ -13,4 +13,8 @@ namespace Ufdd {
 // carrier; uplinks: u1 no carrier, u2 no carrier; ports: d1 shut (down)".
 std::vector< std::string > stateLines( StatusRoots const& roots, Moment const& now );
 
+// Returns "2 groups, 1 down; ports shut: 3; overridden: d1 d2"; and, if there are groups with
+// unproven uplinks, says so.
+std::string summaryLine( StatusRoots const& roots );
+
 } // namespace Ufdd

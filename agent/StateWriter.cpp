@@ -141,6 +141,11 @@ StateWriter::configure() {
       for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
          groupsOfPort_[ port.key() ].push_back( group->name() );
       dirtyGroups_.push_back( group->name() );
+      if ( GroupPolicy const* const policy = detector_.decisions().policyOf( group->name() ) ) {
+         auto const entity = state_->groupIs( group->name() );
+         entity->releaseWhenIs( routesText( policy->releaseWhen ) );
+         entity->releaseTimeoutIs( policy->releaseTimeout );
+      }
    }
    for ( auto const* const groups : { &groupsOfUplink_, &groupsOfPort_ } )
       for ( auto const& [ link, names ] : *groups )
@@ -221,10 +226,11 @@ StateWriter::countReaction( double seconds ) {
    state_->reactionSecondsIs( state_->reactionSeconds() + seconds );
 }
 
-void
+bool
 StateWriter::write() {
    collectDirty();
-   if ( !dirtyLinks_.empty() || !dirtyGroups_.empty() || !dirtyPorts_.empty() ) {
+   bool const hasNews = !dirtyLinks_.empty() || !dirtyGroups_.empty() || !dirtyPorts_.empty();
+   if ( hasNews ) {
       now_ = Zet::now();
       sortOut( dirtyLinks_ );
       for ( Kelnet::IntfId const link : dirtyLinks_ )
@@ -241,6 +247,7 @@ StateWriter::write() {
    }
    hasFallen_ = false;
    writeCounters();
+   return hasNews;
 }
 
 void

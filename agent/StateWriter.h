@@ -33,8 +33,9 @@ class StateWriter {
    void handleTrouble() { ++overruns_; }
    // The next write() looks at all groups and ports: orders have changed.
    void handleOrders();
-   // Call at the end of each turn, after its acts.
-   void write();
+   // Call at the end of each turn, after its acts. Returns false if nothing has happened to a
+   // group, a link or a port.
+   bool write();
 
  private:
    using Names = std::vector< Zet::Name >;

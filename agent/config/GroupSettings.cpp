@@ -4,6 +4,14 @@ namespace Ufdd {
 
 using UplinkFailureDetection::GroupConfig;
 
+std::string
+routesText( std::vector< RouteCondition > const& routes ) {
+   std::string text;
+   for ( RouteCondition const& route : routes )
+      text += ( text.empty() ? "" : ", " ) + route.text();
+   return text;
+}
+
 GroupSettings::GroupSettings( std::string_view name )
     : config( GroupConfig::GroupConfigIs( name ) ) {}
 

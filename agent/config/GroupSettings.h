@@ -22,6 +22,9 @@ struct RouteCondition {
    bool operator==( RouteCondition const& ) const = default;
 };
 
+// "10.0.0.0/8, default-route"
+std::string routesText( std::vector< RouteCondition > const& routes );
+
 // What to do when the group goes down or up.
 struct GroupPolicy {
    // In seconds: how long the group must have been up before its ports are opened. Doubles each

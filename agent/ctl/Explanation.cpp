@@ -86,8 +86,7 @@ openingText( View::Group const& group, Moment const& now ) {
    if ( !isDown( group ) && state.wait() == WaitReason::recoveryDelay )
       return "in " + untilText( state.waitTime(), now ) + ", if " + name +
              " stays up (recovery_delay)";
-   std::string const route =
-       "there is a route " + std::string( state.releaseWhen().view() ) + " (release_when)";
+   std::string const route = routeWords( state.releaseWhen() ) + " (release_when)";
    if ( !isDown( group ) && state.wait() == WaitReason::releaseWhen )
       return "once " + route + ", else in " + untilText( state.waitTime(), now );
    unsigned int const missing =

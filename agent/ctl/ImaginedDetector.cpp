@@ -47,6 +47,8 @@ ImaginedDetector::configure( View const& view ) {
                             .minLinks = group.state->minLinks(),
                             .recoverLinks = group.state->recoverLinks(),
                             .mustRecover = group.state->neededLinks() > group.state->minLinks(),
+                            .releaseWhen = group.state->releaseWhen(),
+                            .releaseTimeout = group.state->releaseTimeout(),
                             .autoRecover = group.state->autoRecover() } );
 }
 
@@ -61,6 +63,8 @@ ImaginedDetector::configure( ConfigFile const& file, View const& view ) {
              .minLinks = group.config->minLinks(),
              .recoverLinks = std::max( group.config->minLinks(), group.policy.recoverLinks ),
              .mustRecover = now && now->isDown(),
+             .releaseWhen = routesText( group.policy.releaseWhen ),
+             .releaseTimeout = group.policy.releaseTimeout,
              .autoRecover = group.policy.autoRecover } );
    }
 }

@@ -28,6 +28,10 @@ class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Po
       unsigned int minLinks = 1;
       unsigned int recoverLinks = 1;
       bool mustRecover = false; // It needs recoverLinks to be up.
+      // The routes that must exist before its ports are opened, and for how many seconds it waits
+      // for them at most.
+      Zet::String8 releaseWhen = {};
+      double releaseTimeout = 0;
       bool autoRecover = true;
    };
 

@@ -4,7 +4,6 @@
 #include "agent/base/NearestWord.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/ctl/ExitStatus.h"
-#include "agent/ctl/ImaginedDetector.h"
 #include "agent/ctl/Words.h"
 
 #include <algorithm>
@@ -239,8 +238,8 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
    std::string idle; // Those that would, with what keeps them from it.
    std::string up;   // All others.
    double downDelay = std::numeric_limits< double >::infinity();
-   double recoveryDelay = 0;
    bool isLatched = false;
+   Port open{ .name = std::string( port.name().view() ), .act = Act::open, .why = {} };
    auto const add = []( std::string& list, std::string const& more ) {
       list += ( list.empty() ? "" : ", " ) + more;
    };
@@ -249,13 +248,13 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
          return;
       std::string const name( group.name().view() );
       ImaginedDetector::Manner const& manner = detector.manner( group.name() );
-      recoveryDelay = std::max( recoveryDelay, manner.recoveryDelay );
       auto const state = view_.agent->port( port.name() );
       isLatched |= !manner.autoRecover && manner.mode == GroupMode::acting && state &&
                    state->group( group.name() );
-      if ( !detector.wantsShut( group ) )
+      if ( !detector.wantsShut( group ) ) {
          add( up, name );
-      else if ( std::string const reason = detector.hindrance( group ); !reason.empty() )
+         addDelays( manner, group.name(), open );
+      } else if ( std::string const reason = detector.hindrance( group ); !reason.empty() )
          add( idle, name + " down, but " + reason );
       else {
          add( down, name );
@@ -263,7 +262,7 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
              manner.mode == GroupMode::orderedDown ? 0 : std::min( downDelay, manner.downDelay );
       }
    } );
-   std::string const name( port.name().view() );
+   std::string const& name = open.name;
    if ( detector.isOrderedDown( port ) ) {
       down = "ordered";
       downDelay = 0;
@@ -271,20 +270,43 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
    if ( detector.mustBeShut( port ) ) {
       std::string const reason = hindrance( detector, port );
       if ( !reason.empty() )
-         ports_.push_back( { name, Act::none, 0, down + " down, but " + reason } );
+         ports_.push_back( { .name = name, .why = down + " down, but " + reason } );
       else if ( !holds( port ) )
-         ports_.push_back( { name, Act::shut, downDelay, down + " down" } );
+         ports_.push_back(
+             { .name = name, .act = Act::shut, .after = downDelay, .why = down + " down" } );
    } else if ( holds( port ) && isLatched ) {
-      ports_.push_back( { name, Act::none, 0,
-                          up + " up, but latched (auto_recover), until: ufdctl clear " + name } );
-   } else if ( holds( port ) ) {
-      std::string why = up.empty() ? "" : up + " up";
-      if ( !idle.empty() )
-         why += ( why.empty() ? "" : "; " ) + idle;
       ports_.push_back(
-          { name, Act::open, recoveryDelay, why.empty() ? "no group disables it any more" : why } );
+          { .name = name,
+            .why = up + " up, but latched (auto_recover), until: ufdctl clear " + name } );
+   } else if ( holds( port ) ) {
+      open.why = up.empty() ? "" : up + " up";
+      if ( !idle.empty() )
+         open.why += ( open.why.empty() ? "" : "; " ) + idle;
+      if ( open.why.empty() )
+         open.why = "no group disables it any more";
+      if ( !open.routes.empty() )
+         open.why += "; once " + routeWords( open.routes ) + " (release_when), after " +
+                     delayText( open.latest ) + " at the latest";
+      ports_.push_back( open );
    } else if ( !idle.empty() )
-      ports_.push_back( { name, Act::none, 0, idle } );
+      ports_.push_back( { .name = name, .why = idle } );
+}
+
+// Adds what delays the opening of the port if that group holds it.
+void
+WhatIf::addDelays( ImaginedDetector::Manner const& manner, Zet::Name const& group,
+                   Port& port ) const {
+   auto const state = view_.agent->port( Zet::Name( port.name ) );
+   auto const* const member = state ? state->groupMembers().find( group ) : nullptr;
+   if ( member && !member->value() )
+      return;
+   port.after = std::max( port.after, manner.recoveryDelay );
+   port.latest = std::max( port.latest, manner.recoveryDelay );
+   if ( manner.releaseWhen.empty() )
+      return;
+   port.latest = std::max( port.latest, manner.recoveryDelay + manner.releaseTimeout );
+   port.routes = std::string( port.routes.view() ) + ( port.routes.empty() ? "" : ", " ) +
+                 std::string( manner.releaseWhen.view() );
 }
 
 bool
@@ -350,6 +372,8 @@ WhatIf::json() const {
                                   : port.act == Act::open ? "open"
                                                           : "none" },
                          { "afterSeconds", port.after },
+                         { "releaseWhen", port.routes.c_str() },
+                         { "latestSeconds", port.latest },
                          { "why", port.why } } );
    return object;
 }

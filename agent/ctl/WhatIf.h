@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/ctl/ImaginedDetector.h"
 #include "agent/ctl/Json.h"
 #include "agent/ctl/Screen.h"
 #include "agent/ctl/View.h"
@@ -10,8 +11,6 @@
 #include <vector>
 
 namespace Ufdd {
-
-class ImaginedDetector;
 
 // What ufdd would do if links went down or up, or another configuration were in force. A private
 // instance of the library answers, which begins with the links as ufdd sees them. A port that it
@@ -44,9 +43,13 @@ class WhatIf {
    enum class Act { none, shut, open };
    struct Port {
       std::string name;
-      Act act;
-      double after; // In seconds.
-      std::string why;
+      Act act = Act::none;
+      double after = 0; // In seconds.
+      std::string why = {};
+      // If it would be opened: the routes that must exist, and after how many seconds it would be
+      // opened without them.
+      Zet::String8 routes = {};
+      double latest = 0;
    };
 
    void addUnknown( ImaginedDetector& detector, std::set< std::string_view > const& known );
@@ -56,6 +59,8 @@ class WhatIf {
    std::string hindrance( ImaginedDetector const& detector, Kelnet::IntfId port ) const;
    void collectGroups( ImaginedDetector const& detector );
    void collectPort( ImaginedDetector const& detector, Kelnet::IntfId port );
+   void addDelays( ImaginedDetector::Manner const& manner, Zet::Name const& group,
+                   Port& port ) const;
 
    View const& view_;
    std::set< std::string > protected_; // Names of interfaces.

@@ -202,6 +202,12 @@ modeText( GroupState const& group, Moment const& now ) {
 }
 
 std::string
+routeWords( Zet::String8 const& releaseWhen ) {
+   bool const isOne = releaseWhen.view().find( ',' ) == std::string_view::npos;
+   return ( isOne ? "there is a route " : "there are routes " ) + text( releaseWhen );
+}
+
+std::string
 waitText( GroupState const& group, Moment const& now ) {
    std::string const after =
        group.waitTime() > 0 ? " in " + untilText( group.waitTime(), now ) : "";
@@ -211,8 +217,8 @@ waitText( GroupState const& group, Moment const& now ) {
    case WaitReason::recoveryDelay:
       return "recovery_delay: its ports are opened" + after + " if it stays up";
    case WaitReason::releaseWhen:
-      return "release_when: its ports are opened once there is a route " +
-             text( group.releaseWhen() ) + ( after.empty() ? "" : ", else" + after );
+      return "release_when: its ports are opened once " + routeWords( group.releaseWhen() ) +
+             ( after.empty() ? "" : ", else" + after );
    case WaitReason::latched:
       return "latched: its ports stay shut until they are cleared: ufdctl clear " +
              std::string( group.zetName().view() );

@@ -39,6 +39,9 @@ std::string countText( GroupState const& group );
 std::string modeText( GroupState const& group, Moment const& now );
 // "recovery_delay: its ports are opened in 1.4 s if it stays up"; empty if it waits for nothing.
 std::string waitText( GroupState const& group, Moment const& now );
+// "there is a route default-route", "there are routes 10.0.0.0/8, default-route", for a
+// releaseWhen.
+std::string routeWords( Zet::String8 const& releaseWhen );
 // "ordered down by user 0, 12 s ago, for another 2 h: new cable": what an operator has ordered
 // about it; empty if nothing.
 std::string orderText( GroupState const& group, Moment const& now );

@@ -297,8 +297,6 @@ GroupDecisions::shuts( GroupConfig const& group, Kelnet::IntfId port ) const {
 
 void
 GroupDecisions::handleTransition( Zet::Name const& group, LinkStatus before, LinkStatus now ) {
-   downGroups_ += now == LinkStatus::down;
-   downGroups_ -= before == LinkStatus::down;
    auto const at = groups_.try_emplace( group ).first;
    Decision& decision = at->second;
    decision.seen = now;
@@ -327,7 +325,6 @@ GroupDecisions::handleGroupGone( Zet::Name const& group ) {
    auto const at = groups_.find( group );
    if ( at == groups_.end() )
       return;
-   downGroups_ -= at->second.sawDown();
    groupsOrderedDown_ -= at->second.stance == GroupStance::down;
    haveLatchesChanged_ |= at->second.isLatched;
    std::erase( inReview_, at );
@@ -525,15 +522,6 @@ GroupDecisions::takeRemarks() {
       return stance == GroupStance::disabled || stance == GroupStance::down;
    } );
    return std::exchange( remarks_, {} );
-}
-
-std::string
-GroupDecisions::unprovenGroups() const {
-   std::string names;
-   for ( Groups::iterator const group : inReview_ )
-      if ( group->second.wait.cause == GroupWait::Cause::unproven )
-         names.append( 1, ' ' ).append( group->first.view() );
-   return names;
 }
 
 void

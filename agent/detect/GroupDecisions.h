@@ -162,11 +162,6 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    };
    // The remarks about the evaluations since the last call.
    std::vector< Remark > takeRemarks();
-   // The groups that are left alone because of unproven uplinks: " g h".
-   std::string unprovenGroups() const;
-
-   // How many groups are seen down at present.
-   unsigned int downGroups() const { return downGroups_; }
 
  private:
    using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
@@ -289,7 +284,6 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    bool haveLatchesChanged_ = false;
    std::vector< Zet::Name > risen_; // See takeRisen().
    bool hasOpenings_ = false;
-   unsigned int downGroups_ = 0;
    UplinkFailureDetection::PortDecisions portDecisions_;
    UplinkFailureDetection::GroupTransitions transitions_;
 };

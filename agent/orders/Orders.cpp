@@ -131,15 +131,6 @@ Orders::nextTime() const {
    return std::min( { endTime_, reminderAt_, retryAt_ } );
 }
 
-std::string
-Orders::names() const {
-   std::string names;
-   for ( auto const* const orders : { &book_.groups, &book_.ports } )
-      for ( auto const& [ name, order ] : *orders )
-         names.append( 1, ' ' ).append( name );
-   return names;
-}
-
 void
 Orders::checkRecord() {
    if ( retryAt_ == never && store_.isLost() )

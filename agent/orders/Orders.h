@@ -41,8 +41,6 @@ class Orders {
    double nextTime() const;
    // Records all again if the record was removed.
    void checkRecord();
-   // The names of the groups and ports about which orders stand: " g d1".
-   std::string names() const;
    std::string place() const { return store_.place(); }
 
  private:

@@ -12,25 +12,6 @@ PortControl::PortControl( Detector& detector, LinkDirectory const& links,
     : detector_( detector ), links_( links ), defaultRoutes_( defaultRoutes ), owned_( store, log ),
       acts_( links, control, owned_ ) {}
 
-std::string
-PortControl::overridden() const {
-   std::string names;
-   for ( auto const& [ index, override ] : owned_.overrides() )
-      if ( Link const* const link = links_.link( index ) )
-         names.append( 1, ' ' ).append( link->name.view() );
-   return names;
-}
-
-std::string
-PortControl::spared() const {
-   std::string names;
-   for ( auto const& [ index, why ] : spared_ )
-      if ( Link const* const link = links_.link( index );
-           link && why == PortResult::Kind::defaultRoute )
-         names.append( 1, ' ' ).append( link->name.view() );
-   return names;
-}
-
 PortControl::Rule
 PortControl::ruleFor( Link const& link, Kelnet::IntfId port, bool isOrdered, bool isForced ) const {
    if ( isProtected( link ) )

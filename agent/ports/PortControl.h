@@ -89,10 +89,6 @@ class PortControl final : public LinkDirectory::Listener {
    View viewOf( Kelnet::IntfId port );
    // Returns the ports that act() has looked at since the last call, each at least once.
    std::vector< Kelnet::IntfId > takeReviewed() { return std::exchange( reviewed_, {} ); }
-   // The overridden links: " d1 d2".
-   std::string overridden() const;
-   // The links that are left open because they carry the default route: " d1 d2".
-   std::string spared() const;
 
    void handleNew( Link const& link ) override { owned_.adopt( link, reason_ ); }
    void handleLink( Link const& link ) override;

@@ -66,11 +66,15 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    void recoveryDelayIs( double seconds ) {
       attributeIs< &GroupState::recoveryDelay >( recoveryDelay_, seconds );
    }
-   // The routes of which there must be one before its ports are opened, with spaces between them;
-   // empty if it needs none.
+   // The routes that must exist before its ports are opened, with ", " between them; empty if it
+   // needs none. And for how long it waits for them at most after its recovery delay, in seconds.
    Zet::String8 releaseWhen() const { return releaseWhen_; }
    void releaseWhenIs( Zet::String8 routes ) {
       attributeIs< &GroupState::releaseWhen >( releaseWhen_, std::move( routes ) );
+   }
+   double releaseTimeout() const noexcept { return releaseTimeout_; }
+   void releaseTimeoutIs( double seconds ) {
+      attributeIs< &GroupState::releaseTimeout >( releaseTimeout_, seconds );
    }
 
    // Why its Status last changed, in words: "uplink eth2 lost carrier". Empty until then;
@@ -135,6 +139,7 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    double downDelay_ = 0;
    double recoveryDelay_ = 0;
    Zet::String8 releaseWhen_;
+   double releaseTimeout_ = 0;
    Zet::String8 cause_;
    double downTime_ = 0;
    double upTime_ = 0;
@@ -178,6 +183,7 @@ class GroupState::NotifieeConst
    virtual void onOrderUid() {}
    virtual void onOrderReason() {}
    virtual void onAutoRecover() {}
+   virtual void onReleaseTimeout() {}
 };
 
 // Says how many uplinks a group needs: "2", or "2, 3 until recovered" while it needs more than to
@@ -222,5 +228,7 @@ template <> struct Notify::Description< Ufdd::GroupState > {
       Scalar< &T::orderUid, &T::orderUidIs, &N::onOrderUid >{ 278, "orderUid" },
       Scalar< &T::orderReason, &T::orderReasonIs, &N::onOrderReason >{ 279, "orderReason" },
       Scalar< &T::autoRecover, &T::autoRecoverIs, &N::onAutoRecover >{ 280, "autoRecover" },
+      Scalar< &T::releaseTimeout, &T::releaseTimeoutIs, &N::onReleaseTimeout >{ 281,
+                                                                                "releaseTimeout" },
    };
 };

@@ -199,6 +199,7 @@ TEST_F( AgentTest, opensPortsOnlyWhenTheirRoutesExist ) {
    groups[ 0 ].policy.releaseTimeout = 5;
    start();
    EXPECT_EQ( takeActs(), "" ) << "missing routes shut nothing";
+   EXPECT_EQ( agent->roots().state->group( "g" )->releaseWhen(), "default-route, 10.0.0.0/8" );
    uplinksAre( false );
    routes.routeIs( ten, kernel.index( "u1" ) );
    routes.routeIs( Prefix{ .isV6 = true }, kernel.index( "d2" ) );

@@ -68,6 +68,11 @@ TEST( Forecast, tellsTheFateOfEachPort ) {
               "dry_run: u2 no carrier" );
    EXPECT_EQ( kernel.acts, "" );
    EXPECT_EQ( record.links, recorded );
+   config.groups[ 1 ].policy.releaseWhen = { RouteCondition() };
+   EXPECT_EQ( forecast( config, kernel, routes, &record, &boots, nullptr ).ports[ 3 ],
+              "port bond0, by its members: p1 stays open, p2 stays shut: group b is up, 1/1 up, "
+              "min_links 1; after its recovery_delay; opened once all of these routes exist, or "
+              "after its release_timeout: default-route" );
    // No interface was ever called u4.
    EXPECT_EQ( forecast( config, kernel, routes, &record, nullptr, nullptr ).ports[ 0 ],
               "port d1 stays open: group a is down, 0/3 up, min_links 1: u2 no carrier, u3 "

@@ -301,6 +301,13 @@ server3  left alone        rack2 down, but in dry run
 
 Nothing was changed.
 )"[ 1 ] );
+   // A replica does not know which routes there are.
+   roots.state->group( "rack1" )->releaseWhenIs( "10.0.0.0/8, default-route" );
+   roots.state->group( "rack1" )->releaseTimeoutIs( 20 );
+   EXPECT_NE( ask( { .down = {}, .up = { "uplink2" }, .file = "" } )
+                  .find( "server2  opened after 2 s  rack1 up; once there are routes 10.0.0.0/8, "
+                         "default-route (release_when), after 22 s at the latest\n" ),
+              std::string::npos );
    // Once down, a group needs more to be up again, in the configuration that is asked about, too.
    roots.state->group( "rack1" )->recoverLinksIs( 2 );
    roots.state->group( "rack1" )->neededLinksIs( 2 );

@@ -237,6 +237,17 @@ class Oracle {
             return &link;
       return nullptr;
    }
+   // Returns the number of ports with a link that is recorded as shut by the daemon.
+   std::size_t heldPorts() const {
+      Names held;
+      for ( PlainGroup const& group : config_.groups )
+         for ( std::string const& port : group.disable )
+            if ( std::ranges::any_of( linksOf( port ), [ & ]( std::string const& name ) {
+                    return machine_.recorded( machine_.kernel.link( name ) );
+                 } ) )
+               held.insert( port );
+      return held.size();
+   }
    // Returns the links that are shut when the port is.
    Names linksOf( std::string const& port ) const {
       Names names;

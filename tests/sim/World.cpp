@@ -411,8 +411,8 @@ World::checkStatus( Oracle const& oracle ) {
    std::string const groups = std::to_string( config_.groups.size() );
    std::string const summary = process_->agent.summary();
    if ( !summary.starts_with( groups + ( groups == "1" ? " group, " : " groups, " ) +
-                              std::to_string( oracle.downGroups().size() ) + " down; ports shut: " +
-                              std::to_string( machine_.store.links.size() ) ) ||
+                              std::to_string( oracle.downGroups().size() ) +
+                              " down; ports shut: " + std::to_string( oracle.heldPorts() ) ) ||
         summary.ends_with( "has errors and was not loaded" ) != isRefused_ )
       complain( "it says " + summary );
    if ( toldLosses_ != machine_.kernel.losses )
