@@ -14,6 +14,7 @@
 #include "agent/ctl/Words.h"
 #include "platform/zet/Clock.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
@@ -101,6 +102,9 @@ struct WhatIfOptions : WhatIf::Question {
 
 ExitStatus
 askWhatIf( std::string const& socket, WhatIfOptions const& options ) {
+   for ( std::string const& link : options.down )
+      if ( std::ranges::find( options.up, link ) != options.up.end() )
+         throw Failure( ExitStatus::usage, "--down and --up both name " + link );
    Session session( socket );
    session.stream.fill();
    View const view = session.view();
