@@ -44,7 +44,7 @@ stateText( PortState const& port ) {
    case PortCondition::absent:
       return "absent: there is no such interface to be shut";
    case PortCondition::overridden:
-      return "opened by hand or cleared, and left open by ufdd,";
+      return "opened by hand or cleared, and left open by ufdd";
    case PortCondition::isProtected:
       return "open (the configuration protects it)";
    case PortCondition::defaultRoute:
@@ -117,9 +117,11 @@ shuttingText( View::Group const& group, Moment const& now ) {
 std::string
 headline( PortState const& port, Moment const& now ) {
    std::string const means = meansText( port.means() );
-   return std::string( port.zetName().view() ) + ": " + stateText( port ) +
-          ( port.since() > 0 ? " since " + localTime( now.wallAt( port.since() ) ) +
-                                   ageText( port.since(), now ) + " ago"
+   std::string const state = stateText( port );
+   char const* const comma = state.find_first_of( ",:" ) != state.npos ? "," : "";
+   return std::string( port.zetName().view() ) + ": " + state +
+          ( port.since() > 0 ? comma + ( " since " + localTime( now.wallAt( port.since() ) ) +
+                                         ageText( port.since(), now ) + " ago" )
                              : "" ) +
           ( means.empty() ? "" : " (" + means + ')' );
 }
@@ -163,6 +165,8 @@ Explanation::addGroups( std::string const& label, bool wantsShut ) {
       for ( View::Link const& uplink : group->uplinks )
          width = std::max( width, uplink->zetName().view().size() );
       add( std::exchange( next, "and" ), groupText( *group, wantsShut, view_.now ) );
+      if ( std::string const order = orderText( *group->state, view_.now ); !order.empty() )
+         add( "", "  " + order );
       if ( !wantsShut && !isDown( *group ) )
          continue;
       // The uplinks that are not up come first.
@@ -214,7 +218,8 @@ Explanation::addRemedy() {
    if ( port_->condition() == PortCondition::foreign )
       return add( "command", "ip link set dev " + std::string( port_->zetName().view() ) + " up" );
    bool const isOrdered = port_->condition() == PortCondition::ordered;
-   if ( because_.empty() || port_->means() == PortMeans::none || isOrdered )
+   bool const isLatched = port_->condition() == PortCondition::latched;
+   if ( because_.empty() || port_->means() == PortMeans::none || isOrdered || isLatched )
       return;
    std::string names;
    for ( View::Group const* const group : because_ )

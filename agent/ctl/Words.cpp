@@ -35,6 +35,13 @@ orderTextOf( T const& entity, Moment const& now ) {
           ( entity.orderReason().empty() ? "" : ": " + text( entity.orderReason() ) );
 }
 
+// Names the key of the file that set the group's mode; empty if an operator's order did.
+std::string
+byFileText( GroupState const& group, char const* key ) {
+   return group.order() == OrderKind::none ? std::string( " by the configuration (" ) + key + ')'
+                                           : "";
+}
+
 // Adds a line about an order that stands.
 template < class T >
 void
@@ -187,9 +194,10 @@ modeText( GroupState const& group, Moment const& now ) {
    case GroupMode::acting:
       return "";
    case GroupMode::disabled:
-      return mode + ": it holds no port";
+      return mode + byFileText( group, "enabled" ) + ": it holds no port";
    case GroupMode::orderedDown:
-      return mode + ": its ports are shut, whatever its uplinks do";
+      return mode + byFileText( group, "force_down" ) +
+             ": its ports are shut, whatever its uplinks do";
    case GroupMode::dryRun:
       return mode + ": it only logs what it would do";
    case GroupMode::startupHold:
@@ -209,6 +217,9 @@ routeWords( Zet::String8 const& releaseWhen ) {
 
 std::string
 waitText( GroupState const& group, Moment const& now ) {
+   // Neither moves a port when its wait is over.
+   if ( group.mode() == GroupMode::orderedDown || group.mode() == GroupMode::disabled )
+      return "";
    std::string const after =
        group.waitTime() > 0 ? " in " + untilText( group.waitTime(), now ) : "";
    switch ( group.wait() ) {

@@ -220,6 +220,8 @@ port server3 is ordered down by user 1000, 5 s ago, for another 55 s. To end
 )"[ 1 ] ),
               std::string::npos )
        << explain( "server3" );
+   EXPECT_NE( explain( "server3" ).find( "  ordered down by user 0, 2 h 0 min ago: new cable\n" ),
+              std::string::npos );
    EXPECT_EQ( faultsOf( lineOf( json( view() ) ) ), "" );
 }
 
@@ -398,20 +400,25 @@ TEST_F( CockpitTest, namesEveryConditionAndMode ) {
    state.waitTimeIs( now.steady + 20 );
    words = "";
    for ( unsigned int i = 0; i < Notify::Description< GroupMode >::enumerators.size(); ++i ) {
-      state.modeIs( static_cast< GroupMode >( i ) );
+      state.modeIs( GroupMode::acting );
       state.waitIs( static_cast< WaitReason >( i ) );
-      words += modeText( state, now ).substr( 0, 24 ) + '|' + waitText( state, now ) + '\n';
+      std::string const wait = waitText( state, now );
+      state.modeIs( static_cast< GroupMode >( i ) );
+      words += modeText( state, now ).substr( 0, 24 ) + '|' + wait + '\n';
       objects += lineOf( json( view() ) );
    }
    EXPECT_EQ( words, &R"(
 |
-disabled: it holds no po|down_delay: its ports are shut in 20 s if it stays down
-ordered down: its ports |recovery_delay: its ports are opened in 20 s if it stays up
+disabled by the configur|down_delay: its ports are shut in 20 s if it stays down
+ordered down by the conf|recovery_delay: its ports are opened in 20 s if it stays up
 dry run: it only logs wh|release_when: its ports are opened once there is a route 10.0.0.0/8, else in 20 s
 startup hold: its ports |
 unproven: it is down onl|
 )"[ 1 ] );
    EXPECT_EQ( faultsOf( objects ), "" );
+   state.modeIs( GroupMode::orderedDown );
+   state.waitIs( WaitReason::recoveryDelay );
+   EXPECT_EQ( waitText( state, now ), "" );
 }
 
 TEST_F( CockpitTest, keepsToItsSchema ) {
