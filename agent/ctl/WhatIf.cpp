@@ -157,18 +157,36 @@ WhatIf::settle( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& ke
    for ( int round = 0; round < roundLimit && !isSettled; ++round ) {
       isSettled = true;
       detector.decide();
+      if ( round == 0 )
+         detector.config().groupMembers().forEach( [ & ]( GroupConfig const& group ) {
+            wantedAtFirst_[ group.name() ] = detector.wantsShut( group );
+         } );
       for ( Kelnet::IntfId const port : ports ) {
          bool const mustBeShut = detector.mustBeShut( port );
          bool const follows = mustBeShut ? hindrance( detector, port ).empty()
                                          : holds( port ) && !keptDown.contains( port );
          if ( follows && detector.isUp( port ) == mustBeShut ) {
             detector.setLink( port, !mustBeShut );
+            followed_.insert( port );
             isSettled = false;
          }
       }
    }
    if ( !isSettled )
       notices_.push_back( "groups depend on each other in a circle, and would go up and down" );
+}
+
+// Returns the uplinks that make the group go down or up only once they are shut or opened
+// themselves, as ports of other groups; empty if it does not wait for any.
+std::string
+WhatIf::leadersOf( ImaginedDetector const& detector, GroupConfig const& group ) const {
+   std::string names;
+   if ( detector.wantsShut( group ) != wantedAtFirst_.at( group.name() ) )
+      group.intfsToMonitorMembers().forEach( [ & ]( auto const& uplink ) {
+         if ( followed_.contains( uplink.zetKey() ) )
+            names += ( names.empty() ? "" : ", " ) + std::string( uplink.zetKey().name().view() );
+      } );
+   return names;
 }
 
 bool
@@ -239,6 +257,8 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
    std::string up;   // All others.
    double downDelay = std::numeric_limits< double >::infinity();
    bool isLatched = false;
+   std::string leaders; // The ports that are shut or opened before this one.
+   bool isShutFirst = detector.isOrderedDown( port );
    Port open{ .name = std::string( port.name().view() ), .act = Act::open, .why = {} };
    auto const add = []( std::string& list, std::string const& more ) {
       list += ( list.empty() ? "" : ", " ) + more;
@@ -251,13 +271,20 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
       auto const state = view_.agent->port( port.name() );
       isLatched |= !manner.autoRecover && manner.mode == GroupMode::acting && state &&
                    state->group( group.name() );
+      std::string const led = leadersOf( detector, group );
       if ( !detector.wantsShut( group ) ) {
          add( up, name );
+         if ( !led.empty() )
+            add( leaders, led );
          addDelays( manner, group.name(), open );
       } else if ( std::string const reason = detector.hindrance( group ); !reason.empty() )
          add( idle, name + " down, but " + reason );
       else {
          add( down, name );
+         if ( led.empty() )
+            isShutFirst = true;
+         else
+            add( leaders, led );
          downDelay =
              manner.mode == GroupMode::orderedDown ? 0 : std::min( downDelay, manner.downDelay );
       }
@@ -273,13 +300,18 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
          ports_.push_back( { .name = name, .why = down + " down, but " + reason } );
       else if ( !holds( port ) )
          ports_.push_back(
-             { .name = name, .act = Act::shut, .after = downDelay, .why = down + " down" } );
+             { .name = name,
+               .act = Act::shut,
+               .after = downDelay,
+               .why = down + " down" + ( isShutFirst ? "" : ", once " + leaders + " is shut" ) } );
    } else if ( holds( port ) && isLatched ) {
       ports_.push_back(
           { .name = name,
             .why = up + " up, but latched (auto_recover), until: ufdctl clear " + name } );
    } else if ( holds( port ) ) {
       open.why = up.empty() ? "" : up + " up";
+      if ( !leaders.empty() )
+         open.why += ", once " + leaders + " is open";
       if ( !idle.empty() )
          open.why += ( open.why.empty() ? "" : "; " ) + idle;
       if ( open.why.empty() )

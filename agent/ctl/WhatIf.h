@@ -5,6 +5,7 @@
 #include "agent/ctl/Screen.h"
 #include "agent/ctl/View.h"
 
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -55,6 +56,8 @@ class WhatIf {
    void addUnknown( ImaginedDetector& detector, std::set< std::string_view > const& known );
    std::set< Kelnet::IntfId > portsOf( ImaginedDetector const& detector ) const;
    void settle( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& keptDown );
+   std::string leadersOf( ImaginedDetector const& detector,
+                          UplinkFailureDetection::GroupConfig const& group ) const;
    bool holds( Kelnet::IntfId port ) const;
    std::string hindrance( ImaginedDetector const& detector, Kelnet::IntfId port ) const;
    void collectGroups( ImaginedDetector const& detector );
@@ -65,9 +68,12 @@ class WhatIf {
    View const& view_;
    std::set< std::string > protected_; // Names of interfaces.
    std::vector< std::string > notices_;
-   std::vector< Group > groups_; // Those that change.
-   std::vector< Port > ports_;   // Those that change, or would but for a reason.
-   std::size_t sameGroups_ = 0;  // Number of the others.
+   std::map< Zet::Name, bool >
+       wantedAtFirst_;                   // If a group wanted its ports shut before any followed.
+   std::set< Kelnet::IntfId > followed_; // The ports that were shut or opened.
+   std::vector< Group > groups_;         // Those that change.
+   std::vector< Port > ports_;           // Those that change, or would but for a reason.
+   std::size_t sameGroups_ = 0;          // Number of the others.
 };
 
 } // namespace Ufdd

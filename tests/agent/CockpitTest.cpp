@@ -282,7 +282,7 @@ tail   up   down  0/1 up, needs 1
 Groups that stay as they are: 1
 
 PORT     WOULD BE        WHY
-end1     shut after 3 s  tail down
+end1     shut after 3 s  tail down, once server3 is shut
 end2     left alone      tail down, but it is overridden by hand
 end3     left alone      tail down, but it is administratively down already
 server3  shut at once    rack2 down
