@@ -224,10 +224,11 @@ agentScreen( View const& view, Colours colours ) {
       { "losses found by asking", std::to_string( agent.foundByAsking() ) },
       { "news overruns", std::to_string( agent.overruns() ) },
    };
+   unsigned int reactions = 0;
    for ( char const* const limit : State::reactionLimits )
       if ( unsigned int const count = agent.reactions( limit ) )
-         rows.push_back(
-             { "reactions within " + std::string( limit ) + " s", std::to_string( count ) } );
+         rows.push_back( { "reactions within " + std::string( limit ) + " s",
+                           std::to_string( reactions += count ) } );
    screen.table( rows );
    return screen.text();
 }
