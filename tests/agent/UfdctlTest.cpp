@@ -67,7 +67,7 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
                "\"u1\" is an uplink, and no group disables it; see \"ufdctl show\"",
                2 },
              { { "--jsn" }, "unknown option \"--jsn\"; did you mean --json?", 64 },
-             { { "shw" }, "unknown command \"shw\"; did you mean show?", 64 },
+             { { "shwo" }, "unknown command \"shwo\"; did you mean show?", 64 },
              { { "wait", "rack", "upp" }, "STATUS: upp not in {up,down}", 64 },
              { { "explain" }, "PORT is required", 64 } } ) {
       std::string const tail = status == 64 ? "See \"ufdctl --help\".\n" : "";
