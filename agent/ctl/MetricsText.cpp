@@ -247,8 +247,8 @@ constexpr std::array families{
                  ofPorts< isToBeShut > },
    MetricFamily{ "ufdd_port_held", "gauge", "1 if ufdd holds the port shut.", ofPorts< isHeld > },
    MetricFamily{ "ufdd_port_overridden", "gauge",
-                 "1 if the port is left open although it should be shut, because somebody opened "
-                 "it again and again.",
+                 "1 if the port is left open although it should be shut, because an operator "
+                 "cleared it, or somebody opened it again and again.",
                  ofPorts< isOverridden > },
    MetricFamily{ "ufdd_port_actions_total", "counter",
                  "Number of interfaces that were shut or opened. Each member of a LAG counts.",
