@@ -220,10 +220,12 @@ Configurator::forgetFormer() {
    return true;
 }
 
-void
+bool
 Configurator::endTurn() {
-   if ( isPending() && Zet::now() >= former_->deadline )
+   bool const isOver = isPending() && Zet::now() >= former_->deadline;
+   if ( isOver )
       bringBack();
+   return isOver;
 }
 
 double

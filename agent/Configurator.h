@@ -45,8 +45,9 @@ class Configurator {
    void reload();
    // Carries out `reload` or `confirm`.
    ControlReply handle( ControlRequest const& request );
-   // Call at the end of each turn: brings the former configuration back if it is time.
-   void endTurn();
+   // Call at the end of each turn: brings the former configuration back if it is time. Returns true
+   // if it was.
+   bool endTurn();
    // Returns when to call endTurn() even if nothing happens, by Zet::now(); or Agent::never.
    double nextTime() const;
    // Call every few seconds: writes the record again if it was removed.

@@ -156,7 +156,8 @@ Daemon::waitToRetry() {
 void
 Daemon::handleTurnEnd() {
    agent_.endTurn();
-   configurator_.endTurn();
+   if ( configurator_.endTurn() )
+      agent_.endTurn();
    while ( controlServer_.handleRequest() )
       agent_.endTurn();
    writeCounts();

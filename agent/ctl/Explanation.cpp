@@ -202,7 +202,13 @@ Explanation::addChanges() {
    }
    bool const isHeld = !because_.empty();
    if ( isHeld && port_->condition() == PortCondition::open )
-      return add( "shuts", "when ufdd acts again: it holds back after its start (startup_hold)" );
+      return add( "shuts", std::ranges::any_of( because_,
+                                                []( View::Group const* group ) {
+                                                   return group->state->mode() ==
+                                                          GroupMode::unproven;
+                                                } )
+                               ? "once the uplinks that were never there have existed and are down"
+                               : "once startup_hold has passed, unless its groups are up by then" );
    std::string label = isHeld ? "opens" : "shuts";
    for ( View::Group const* const group : isHeld ? because_ : notBy_ ) {
       std::string const text =

@@ -221,8 +221,8 @@ agentScreen( View const& view, Colours colours ) {
       { "detection", std::string( agent.detection().view() ) },
       { "acts", std::to_string( agent.acts() ) },
       { "failed acts", std::to_string( agent.failedActs() ) },
-      { "losses found by asking", std::to_string( agent.foundByAsking() ) },
-      { "news overruns", std::to_string( agent.overruns() ) },
+      { "changes found by querying", std::to_string( agent.foundByAsking() ) },
+      { "all links read again", std::to_string( agent.overruns() ) },
    };
    unsigned int reactions = 0;
    for ( char const* const limit : State::reactionLimits )

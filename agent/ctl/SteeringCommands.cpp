@@ -171,10 +171,11 @@ awaitMoves( Moves const& moves, StatusStream& stream, State const& state ) {
       auto const port = state.port( name );
       std::string const why = port ? std::string( port->failure().view() ) : "";
       fail( ExitStatus::failure,
-            isOver
-                ? "port " + name + " is " + portText( *port ) + " after " + delayText( patience ) +
-                      ( why.empty() ? "" : ": " + why ) + "; see: ufdctl explain " + name
-                : "ufdd was stopped before it moved port " + name );
+            isOver ? "port " + name +
+                         ( port ? " is " + portText( *port ) : " is not known any more" ) +
+                         " after " + delayText( patience ) + ( why.empty() ? "" : ": " + why ) +
+                         "; see: ufdctl explain " + name
+                   : "ufdd was stopped before it moved port " + name );
    }
 }
 

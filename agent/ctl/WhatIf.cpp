@@ -85,13 +85,14 @@ namesIn( Config const& config ) {
 
 WhatIf::WhatIf( View const& view, Question const& question ) : view_( view ) {
    ImaginedDetector detector;
-   std::string const inForce( view.agent->configFile().view() );
+   // As the file says now: the status does not tell what is protected.
+   std::string const path( view.agent->configFile().view() );
    if ( question.file.empty() )
       detector.configure( view );
    else
       detector.configure( readValid( question.file ), view );
    for ( std::string const& name :
-         readConfig( question.file.empty() ? inForce : question.file ).protect )
+         readConfig( question.file.empty() ? path : question.file ).protect )
       protected_.insert( name );
    for ( View::Link const& link : view.links ) {
       Kelnet::IntfId const id( link->zetName().view() );

@@ -19,8 +19,8 @@ State::~State() {
 
 void
 registerStateTypes() {
-   Reflect::registerHostTypes< GroupMode, WaitReason, LinkCondition, PortCondition, PortMeans,
-                               GroupState, LinkState, PortState, State >( "Ufdd" );
+   Reflect::registerHostTypes< GroupMode, WaitReason, OrderKind, LinkCondition, PortCondition,
+                               PortMeans, GroupState, LinkState, PortState, State >( "Ufdd" );
 }
 
 } // namespace Ufdd
