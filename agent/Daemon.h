@@ -27,7 +27,7 @@ namespace Ufdd {
 // The settings from the command line.
 struct DaemonOptions {
    std::string configFile;                                    // Read again on SIGHUP.
-   std::string stateDirectory = StateDirectory::usualPath;    // Of the record.
+   std::string stateDirectory = StateDirectory::usualPath;    // For the next ufdd.
    int receiveBuffer = NetlinkLinkSource::usualReceiveBuffer; // For link messages, in bytes.
    std::string version = {};                                  // Of ufdd: "0.1.0".
    std::string revision = {};                                 // Of the build; see State.

@@ -31,7 +31,7 @@ class StateWriter {
    void handleTransitions( std::span< GroupLog::Told const > transitions );
    void handleResults( std::span< PortResult const > results, double actedAt );
    void handleTrouble() { ++overruns_; }
-   // The next write() looks at all groups and ports: orders have changed.
+   // The next write() looks at all groups and their ports: orders have changed.
    void handleOrders();
    // Call at the end of each turn, after its acts. Returns false if nothing has happened to a
    // group, a link or a port.

@@ -111,8 +111,8 @@ main( int argc, char** argv ) {
               "is to take them over. Opens the ports in the record; with --config,\n"
               "also those that have the protodown_reason of that file" );
    line.option( "--state-dir", "DIR", options.stateDirectory,
-                "Keep the record of shut ports here. If ufdd is killed, the next one\n"
-                "reads it and opens them" );
+                "Keep here what the next ufdd must know, such as the ports that are shut.\n"
+                "If ufdd is killed, the next one takes them over" );
    line.option( "--receive-buffer", "BYTES", options.receiveBuffer, 1 << 30,
                 "Room for link messages from the kernel. When it overflows, ufdd reads\n"
                 "all links again" );

@@ -66,8 +66,7 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // The same for a group that was latched, which keeps only these ports shut once it is up.
    void assumeLatched( Zet::Name const& group, std::vector< Kelnet::IntfId > ports );
 
-   // Follows the orders in the book. Groups that are ordered for the first time are configured
-   // later.
+   // Follows the orders in the book, which may name groups that are configured later.
    void ordersAre( OrderBook const& book );
    // Returns true if the port would have to be shut if these were the orders.
    bool wouldBeShut( Kelnet::IntfId port, OrderBook const& book ) const;

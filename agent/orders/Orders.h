@@ -64,7 +64,7 @@ class Orders {
    double retryAt_ = never; // Set while the record is not as the book.
 };
 
-// "down by uid 0 since 2026-03-01 12:30:00.123, until 2026-03-01 14:30:00.123: new switch"
+// "ordered down by uid 0 since 2026-03-01 12:30:00.123, until 2026-03-01 14:30:00.123: new switch"
 std::string orderText( Order const& order );
 
 template < class IsDropped >

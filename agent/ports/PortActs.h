@@ -35,11 +35,11 @@ class PortActs {
    // shut again however often others open it.
    void queueShut( Link const& link, Kelnet::IntfId port, unsigned int reason, bool isOrdered );
    void queueOpen( OwnedLink const& owned, Kelnet::IntfId port );
-   // Tells, once until it is shut or forgetReopenings() is called, that the link must be shut but
-   // is left open because of `why`.
    // Queries a link of ours that looks open. It is ours no more if somebody has really opened it:
    // the message that showed it open may be older than our last act.
    void disownIfOpen( OwnedLink const& owned );
+   // Tells, once until it is shut or forgetReopenings() is called, that the link must be shut but
+   // is left open because of `why`.
    void noteLeftOpen( Link const& link, Kelnet::IntfId port, PortResult::Kind why );
    void act();
    // Call when the link need not be shut any more: whoever opens it later starts from 0.

@@ -100,7 +100,8 @@ class PortControl final : public LinkDirectory::Listener {
    }
 
  private:
-   // What decides about a link whose port must be shut: the first of these that applies.
+   // What decides about a link whose port must be shut: the first of these that applies, but for
+   // the last.
    enum class Rule {
       isProtected, // It is never shut.
       ordered,     // It is shut, however often others open it.
