@@ -133,7 +133,10 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    // Opens no port on old news.
    if ( portControl_.count() > 0 )
       query( uplinksOf( config.groups ) );
-   keepOrdersOf( config );
+   if ( haveOrders_ )
+      keepOrdersOf( config );
+   else
+      recallOrders( config );
    groupLog_.beginConfiguring();
    auto const [ added, changed, removed ] = detector_.configure( config.groups );
    groupLog_.endConfiguring();
@@ -227,9 +230,11 @@ Agent::assumeDown( GroupSettings const& group ) {
 
 void
 Agent::recallOrders( ConfigFile const& config ) {
-   // Without groups, as for a release, nothing is shut, and the orders are the next ufdd's.
+   // Without groups, as for a release, nothing is shut. The orders are those of the next ufdd, or
+   // of the configuration that is loaded later.
    if ( config.groups.empty() )
       return;
+   haveOrders_ = true;
    orders_.recall();
    orders_.endOver( Zet::now() );
    keepOrdersOf( config );

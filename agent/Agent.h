@@ -154,6 +154,7 @@ class Agent final : public Steering {
    std::uint64_t routesVersion_ = 0;
    std::uint64_t linksShape_ = 0;
 
+   bool haveOrders_ = false;
    double startupHold_ = 0; // In seconds, as last configured.
    // By Zet::now().
    std::optional< double > routesBy_;    // Set while the routes are read for the first time.

@@ -316,6 +316,7 @@ World::steer( Event const& event ) {
    run( [ & ] {
       Ufdd::ControlReply const reply = process_->agent.handle( request );
       line( "the answer: " + reply.text );
+      process_->endTurn();
       complain( complaintAbout( request, reply, before ) );
    } );
    restraint_.forget();
