@@ -55,8 +55,13 @@ class FallenGroups {
          machine_.fallen.insert( group.name );
       else
          machine_.fallen.erase( group.name );
-      if ( !hasTwo )
+      if ( !hasTwo ) {
+         // It may be taken for down only because ports are held, without evidence.
+         if ( is &&
+              ( state.wait() != Ufdd::WaitReason::nothing || state.upLinks() >= state.minLinks() ) )
+            known_.erase( group.name );
          return "";
+      }
       if ( isCertain && was && !is && among( group, machine_.upOnce ) < group.recoverLinks )
          return "has recovered with too few uplinks";
       if ( isCertain && !was && is && among( group, machine_.upAlways ) >= group.minLinks )
