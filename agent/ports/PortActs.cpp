@@ -70,11 +70,15 @@ PortActs::disownIfOpen( OwnedLink const& owned ) {
 
 void
 PortActs::noteLeftOpen( Link const& link, Kelnet::IntfId port, PortResult::Kind why ) {
-   State& state = states_[ link.index ];
-   state.error = 0;
-   failed_.erase( link.index );
-   if ( std::exchange( state.leftOpen, why ) != why )
+   forgetFailure( link.index );
+   if ( std::exchange( states_[ link.index ].leftOpen, why ) != why )
       add( why, { .index = link.index, .port = port } );
+}
+
+void
+PortActs::forgetFailure( std::uint32_t index ) {
+   states_[ index ].error = 0;
+   failed_.erase( index );
 }
 
 bool

@@ -41,6 +41,8 @@ class PortActs {
    // Tells, once until it is shut or forgetReopenings() is called, that the link must be shut but
    // is left open because of `why`.
    void noteLeftOpen( Link const& link, Kelnet::IntfId port, PortResult::Kind why );
+   // Call when the last act on the link, which may have failed, is not wanted any more.
+   void forgetFailure( std::uint32_t index );
    void act();
    // Call when the link need not be shut any more: whoever opens it later starts from 0.
    void forgetReopenings( std::uint32_t index );

@@ -282,6 +282,7 @@ PortControl::clear( std::span< Kelnet::IntfId const > ports ) {
          OwnedLink const* const owned = owned_.find( link.index );
          owned_.insertOverride( owned ? *owned : OwnedLink{ link.index, link.name, link.address } );
          added.push_back( link.index );
+         acts_.forgetFailure( link.index );
       }
       review( port );
    }

@@ -47,7 +47,7 @@ class Restraint {
    std::string complaint( double now ) {
       Ufdd::OrderBook const& book = machine_.orders.book;
       if ( machine_.races() != racesBefore_ || book.groups != bookBefore_.groups ||
-           book.ports != bookBefore_.ports ) {
+           book.ports != bookBefore_.ports || machine_.orders.isGone ) {
          ports_.clear();
          return "";
       }

@@ -352,7 +352,10 @@ World::complaintAbout( Ufdd::ControlRequest const& request, Ufdd::ControlReply c
    if ( !isCarriedOut || machine_.orders.isGone || request.verb == Verb::clear )
       return "";
    if ( request.verb == Verb::automatic )
-      return isThere ? "an order is recorded that was taken back" : "";
+      // An order that is over may be on record as long as the disk is full.
+      return isThere && order->second.until > simulatedNow
+                 ? "an order is recorded that was taken back"
+                 : "";
    return isThere && order->second.uid == request.uid && order->second.reason == request.reason &&
                   ( order->second.kind == Ufdd::Order::Kind::down ) ==
                       ( request.verb == Verb::down )
