@@ -91,9 +91,9 @@ Agent::start( ConfigFile const& config ) {
    portControl_.endAdoption();
    restoration_.recall();
    followRoutes( config );
-   for ( GroupSettings const& group : config.groups )
-      assumeDown( group );
    recallOrders( config );
+   for ( GroupSettings const& group : config.groups )
+      assumeDown( group, config );
    detector_.configure( config.groups );
    detector_.start();
    detector_.decisions().evaluate();
@@ -127,16 +127,16 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    portControl_.protectedAre( config.protect );
    std::vector< Kelnet::IntfId > const interfaces = interfacesOf( config.groups );
    links_.watch( interfaces );
-   for ( GroupSettings const& group : config.groups )
-      if ( !detector_.config->group( group.config->name() ) )
-         assumeDown( group );
-   // Opens no port on old news.
-   if ( portControl_.count() > 0 )
-      query( uplinksOf( config.groups ) );
    if ( haveOrders_ )
       keepOrdersOf( config );
    else
       recallOrders( config );
+   for ( GroupSettings const& group : config.groups )
+      if ( !detector_.config->group( group.config->name() ) )
+         assumeDown( group, config );
+   // Opens no port on old news.
+   if ( portControl_.count() > 0 )
+      query( uplinksOf( config.groups ) );
    groupLog_.beginConfiguring();
    auto const [ added, changed, removed ] = detector_.configure( config.groups );
    groupLog_.endConfiguring();
@@ -219,13 +219,32 @@ Agent::updateRoutes() {
 }
 
 void
-Agent::assumeDown( GroupSettings const& group ) {
-   std::vector< Kelnet::IntfId > ports;
+Agent::assumeDown( GroupSettings const& group, ConfigFile const& config ) {
+   std::vector< Kelnet::IntfId > ports, latched;
    for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
-      if ( portControl_.isOurs( port.key() ) )
+      if ( portControl_.isOurs( port.key() ) && !isOrderedDown( port.key(), config ) )
          ports.push_back( port.key() );
-   if ( !ports.empty() )
+   for ( auto const& [ name, port ] : orders_.book().latches )
+      if ( name == group.name() && !group.policy.autoRecover )
+         latched.emplace_back( port );
+   if ( !latched.empty() )
+      detector_.decisions().assumeLatched( group.config->name(), std::move( latched ) );
+   else if ( !ports.empty() )
       detector_.decisions().assumeDown( group.config->name(), std::move( ports ) );
+}
+
+bool
+Agent::isOrderedDown( Kelnet::IntfId port, ConfigFile const& config ) const {
+   OrderBook const& book = orders_.book();
+   return book.ports.contains( port.name().view() ) ||
+          std::ranges::any_of( config.groups, [ & ]( GroupSettings const& group ) {
+             auto const order = book.groups.find( group.name() );
+             return group.config->intfsToDisable( port ) &&
+                    stanceOf( group.policy, order == book.groups.end()
+                                                ? std::nullopt
+                                                : std::optional( order->second.kind ) ) ==
+                        GroupStance::down;
+          } );
 }
 
 void
@@ -238,14 +257,6 @@ Agent::recallOrders( ConfigFile const& config ) {
    orders_.recall();
    orders_.endOver( Zet::now() );
    keepOrdersOf( config );
-   for ( GroupSettings const& group : config.groups ) {
-      std::vector< Kelnet::IntfId > ports;
-      for ( auto const& [ name, port ] : orders_.book().latches )
-         if ( name == group.name() )
-            ports.emplace_back( port );
-      if ( !ports.empty() && !group.policy.autoRecover )
-         detector_.decisions().assumeLatched( group.config->name(), std::move( ports ) );
-   }
 }
 
 void

@@ -100,8 +100,10 @@ class Agent final : public Steering {
    // Tells the State that the configuration is in force.
    void handleConfigured( ConfigFile const& config );
    void watchUplinks( ConfigFile const& config );
-   // Keeps the ports of a new group shut if they are ours, until the group's delays have passed.
-   void assumeDown( GroupSettings const& group );
+   // Keeps the ports of a new group shut if they are latched, or ours for no order, until the
+   // group's delays have passed.
+   void assumeDown( GroupSettings const& group, ConfigFile const& config );
+   bool isOrderedDown( Kelnet::IntfId port, ConfigFile const& config ) const;
    void recallOrders( ConfigFile const& config );
    // Drops the orders and latches of groups and ports that the configuration does not name.
    void keepOrdersOf( ConfigFile const& config );

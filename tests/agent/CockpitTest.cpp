@@ -163,7 +163,7 @@ server1: shut by ufdd since 2026-03-01 12:29:48.500, 12 s ago (admin down)
    roots.state->group( "rack2" )->modeIs( GroupMode::dryRun );
    port( "server1", PortCondition::open, 4 ).groupIs( "rack2", true );
    says( "server1", { "not by   group rack2: 2/2 up, needs 1; dry run: it only",
-                      "shuts    when ufdd acts again: it holds back" } );
+                      "shuts    once startup_hold has passed" } );
    port( "server1", PortCondition::shut, 4 ).groupIs( "rack1", false );
    says( "server1", { "not by   group rack1 is down: 0/2 up, needs 1\n" } );
    GroupState& rack1 = *roots.state->group( "rack1" );
