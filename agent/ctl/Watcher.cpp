@@ -8,6 +8,25 @@
 
 namespace Ufdd {
 
+namespace {
+
+// Returns why the port is as it is: "group rack1 is down".
+std::string
+causeOf( View::Port const& port, Moment const& now ) {
+   if ( !port->failure().empty() )
+      return std::string( port->failure().view() );
+   if ( std::string order = orderText( *port, now ); !order.empty() )
+      return order;
+   std::string groups;
+   port->groupMembers().forEach( [ & ]( auto const& group ) {
+      if ( group.value() )
+         groups.append( groups.empty() ? "" : ", " ).append( group.zetKey().view() );
+   } );
+   return groups.empty() ? "no group wants it shut" : "wanted shut by " + groups;
+}
+
+} // namespace
+
 Watcher::Watcher( StatusRoots const& roots, std::string const& wanted, std::ostream& out,
                   Style style, Clock clock )
     : roots_( roots ), wanted_( wanted ), out_( out ), style_( style ), clock_( clock ),
@@ -94,11 +113,9 @@ Watcher::showPorts( View const& view ) {
       if ( style_.asJson )
          object( before == ports_.end() ? "state" : "transition", json( *port, view.now ) );
       else
-         line(
-             "port " + name,
-             { { before == ports_.end() ? "is " : before->second + " -> " },
-               { text, emphasisOf( severityOf( *port ) ) },
-               { port->failure().empty() ? "" : ": " + std::string( port->failure().view() ) } } );
+         line( "port " + name, { { before == ports_.end() ? "is " : before->second + " -> " },
+                                 { text, emphasisOf( severityOf( *port ) ) },
+                                 { ": " + causeOf( port, view.now ) } } );
    }
    ports_ = std::move( shown );
 }

@@ -231,7 +231,7 @@ TEST_F( CockpitTest, watchesGroupsAndPorts ) {
       Watcher watcher( roots, wanted, out, { .asJson = asJson },
                        [] { return Moment{ .steady = 100000, .wall = 1772361000.5 }; } );
       group( "rack1", GroupLinkStatus::down, { "uplink1" }, { "server1" } );
-      port( "server1", PortCondition::shut, 1 );
+      port( "server1", PortCondition::shut, 1 ).groupIs( "rack1", true );
       port( "server2", PortCondition::open, 1 );
       watcher.showStates();
       for ( auto const status :
@@ -248,10 +248,11 @@ TEST_F( CockpitTest, watchesGroupsAndPorts ) {
    };
    std::string const lines = play( "", false );
    for ( char const* const line :
-         { "2026-03-01 12:30:00.500  group rack1  is down\n", "  port server1  is shut (down)\n",
-           "  group rack1   down -> up\n", "  group rack1   up -> down\n",
+         { "2026-03-01 12:30:00.500  group rack1  is down\n",
+           "  port server1  is shut (down): wanted shut by rack1\n", "  group rack1   down -> up\n",
+           "  group rack1   up -> down\n",
            "  group rack1   down -> up, 1/1 up, needs 1: uplink uplink1 came up\n",
-           "  port server1  shut (down) -> open (down)\n",
+           "  port server1  shut (down) -> open (down): no group wants it shut\n",
            "  lost ufdd at /s; waiting for it to come back\n",
            "  group rack2   up -> down, 0/0 up, needs 1\n" } )
       EXPECT_NE( lines.find( line ), std::string::npos ) << line << lines;
