@@ -256,7 +256,11 @@ TEST_F( StatusServerTest, clientsTakeOnlyTheMemoryThatTheyUse ) {
    for ( std::size_t i = 1; i < StatusServer::clientLimit; ++i )
       streams.push_back( greetedStream() );
    EXPECT_EQ( server->clients().size(), streams.size() );
-   EXPECT_LT( resident() - before, streams.size() * StatusClient::unsentLimit * 3 / 4 );
+   std::size_t const used = resident() - before;
+#ifdef __SANITIZE_ADDRESS__
+   GTEST_SKIP() << "AddressSanitizer keeps what is freed: " << used << " bytes";
+#endif
+   EXPECT_LT( used, streams.size() * StatusClient::unsentLimit * 3 / 4 );
 }
 
 TEST_F( StatusServerTest, onlyOneServerServesAPath ) {
