@@ -29,7 +29,7 @@ std::vector< Kelnet::IntfId > portsOf( ConfigFile const& config );
 // Reads the configuration file again and puts it in force. If it has to be confirmed and is not,
 // brings back what the file said before, also after a restart. Never writes the file.
 //
-// A reload that needs no confirmation does not confirm either: what is read replaces the
+// A reload that needs no confirmation confirms nothing: the new configuration replaces the
 // unconfirmed configuration, and both the deadline and what comes back then stay. Once the former
 // configuration is back, it stays in force until the file is read again or the machine boots.
 class Configurator {
@@ -74,7 +74,7 @@ class Configurator {
    FormerConfigFile store_;
    Log& log_;
    std::string text_; // Of the configuration in force.
-   // What comes back, or came back; as recorded.
+   // The configuration that comes back, or has come back, as it is recorded.
    std::optional< FormerConfig > former_;
    bool isFormerInForce_ = false;
 };

@@ -34,7 +34,7 @@ struct DaemonOptions {
    std::string socket = StatusServer::usualSocket;            // Path, to serve the status.
    // Path, to take requests; if empty, controlSocketBeside() the status socket.
    std::string controlSocket = {};
-   std::optional< AdminGroup > admins = {}; // Who may steer, beside root.
+   std::optional< AdminGroup > admins = {}; // They may steer, as root may.
 };
 
 // The process: the agent on the links of the kernel. It reacts to signals:

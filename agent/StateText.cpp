@@ -52,7 +52,7 @@ orderText( Entity const& entity, Moment const& now ) {
           ( entity.orderReason().empty() ? "" : " (" + text( entity.orderReason() ) + ')' );
 }
 
-// Returns " d1 d2", sorted, for the entities of which isOne() returns true.
+// Returns the names of the entities for which isOne() is true, sorted: " d1 d2".
 template < class Entities, class Predicate >
 std::string
 namesOf( Entities const& entities, Predicate isOne ) {

@@ -26,7 +26,7 @@ class ServerSocket {
       std::string loss = {}; // While it isn't served: "ufdctl does not work".
       // The number of clients. The last place is reserved for root.
       std::size_t clientLimit = 0;
-      std::optional< gid_t > group = {}; // That owns the file; see SocketFile.
+      std::optional< gid_t > group = {}; // The owner of the file; see SocketFile.
       bool isExclusive = true;           // listen() throws if another process serves the path.
    };
    // Throws: std::system_error, as ready() does.

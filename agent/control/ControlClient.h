@@ -46,7 +46,7 @@ class ControlClient {
  private:
    Descriptor socket_;
    ucred const peer_;
-   std::string text_;        // What has come of the request; then what is unsent of the answer.
+   std::string text_; // The part of the request that has come; later, of the answer that is unsent.
    bool isComplete_ = false; // No more of the request is read.
    bool isAnswered_ = false;
    bool hasEnded_ = false;

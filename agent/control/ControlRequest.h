@@ -27,7 +27,7 @@ struct ControlRequest {
    bool isForced = false; // Also shuts a port that carries the default route.
    bool isDryRun = false; // Only answers what would be done.
 
-   // Who asks, by the credentials of the connection.
+   // The process that asks, as the kernel names it.
    unsigned int uid = 0;
    int pid = 0;
 };

@@ -36,7 +36,7 @@ Follower::roots() const {
    return session_ && session_->replica.isInStep() ? &session_->replica.roots() : nullptr;
 }
 
-// Begins with an empty replica: what a former ufdd sent is no news of this one.
+// Begins with an empty replica. What a former ufdd sent says nothing about this one.
 bool
 Follower::connect() {
    session_ = std::make_unique< Session >( socket_ );

@@ -46,7 +46,7 @@ class HttpExchange {
    Stage stage_ = Stage::reading;
    double deadline_;
    std::string request_;
-   std::string answer_; // What is left to be written.
+   std::string answer_; // The part that is not written yet.
 };
 
 } // namespace Ufdd
