@@ -55,7 +55,7 @@ TEST( Simulation, DaemonIsRightWhateverHappens ) {
    std::uint64_t const given = environment( "UFD_SEED", 1 );
    std::uint64_t const seed = given != 0 ? given : std::random_device()();
    // A schedule takes as long as four of the sequences that other tests count.
-   std::uint64_t const sequences = environment( "UFD_SEQUENCES", 40000 );
+   std::uint64_t const sequences = environment( "UFD_SEQUENCES", 80000 );
    std::uint64_t const schedules = ( sequences + 3 ) / 4;
    std::cout << "UFD_SEED=" << seed << " UFD_SEQUENCES=" << sequences << '\n';
    for ( std::uint64_t number = seed; number < seed + schedules; ++number ) {

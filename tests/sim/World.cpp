@@ -123,7 +123,10 @@ World::reload( PlainConfig const& config, std::string const& more ) {
       fallenGroups_.handleConfig();
    }
    if ( process_ )
-      run( [ & ] { process_->agent.reload( file, "toml" ); } );
+      run( [ & ] {
+         process_->agent.reload( file, "toml" );
+         process_->endTurn();
+      } );
    if ( process_ && story_.find( difference, before ) == std::string::npos )
       complain( "it does not say that " + difference );
    turn();
