@@ -424,7 +424,7 @@ Agent::actOnLatched() {
          for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
             if ( portControl_.exists( port.key() ) && !portControl_.holds( port.key() ) )
                detector_.decisions().clearLatch( name, port.key() );
-   if ( detector_.decisions().takeLatchesChanged() )
+   if ( haveOrders_ && detector_.decisions().takeLatchesChanged() )
       orders_.latchesAre( detector_.decisions().latches() );
    portControl_.act();
 }

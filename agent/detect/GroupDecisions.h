@@ -280,7 +280,7 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // The ports that operators have ordered down, with true if that was forced.
    std::unordered_map< Kelnet::IntfId, bool > orderedPorts_;
    unsigned int groupsOrderedDown_ = 0;
-   bool haveLatchesChanged_ = false;
+   bool haveLatchesChanged_ = true; // A former ufdd may have recorded others.
    std::vector< Zet::Name > risen_; // See takeRisen().
    bool hasOpenings_ = false;
    UplinkFailureDetection::PortDecisions portDecisions_;
