@@ -95,6 +95,7 @@ Agent::start( ConfigFile const& config ) {
    for ( GroupSettings const& group : config.groups )
       assumeDown( group, config );
    detector_.configure( config.groups );
+   dropOrders();
    detector_.start();
    detector_.decisions().evaluate();
    detector_.decisions().confirmOpenings();
@@ -128,7 +129,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    std::vector< Kelnet::IntfId > const interfaces = interfacesOf( config.groups );
    links_.watch( interfaces );
    if ( haveOrders_ )
-      keepOrdersOf( config );
+      followOrders(); // Some may be about groups that come back.
    else
       recallOrders( config );
    for ( GroupSettings const& group : config.groups )
@@ -140,6 +141,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    groupLog_.beginConfiguring();
    auto const [ added, changed, removed ] = detector_.configure( config.groups );
    groupLog_.endConfiguring();
+   dropOrders();
    detector_.decisions().evaluate();
    detector_.decisions().moveThresholds();
    // Otherwise act() queries again.
@@ -256,22 +258,30 @@ Agent::recallOrders( ConfigFile const& config ) {
    haveOrders_ = true;
    orders_.recall();
    orders_.endOver( Zet::now() );
-   keepOrdersOf( config );
+   followOrders();
 }
 
 void
-Agent::keepOrdersOf( ConfigFile const& config ) {
+Agent::dropOrders() {
+   if ( !haveOrders_ || mayFormerReturn_ )
+      return;
    orders_.keepOnly(
        [ & ]( std::string const& name ) {
-          return std::ranges::any_of(
-              config.groups, [ & ]( GroupSettings const& group ) { return group.name() == name; } );
+          return detector_.config->group( Zet::Name( name ) ) != nullptr;
        },
        [ & ]( std::string const& name ) {
-          return std::ranges::any_of( config.groups, [ & ]( GroupSettings const& group ) {
-             return group.config->intfsToDisable( Kelnet::IntfId( name ) );
-          } );
+          for ( auto group = detector_.config->groupIteratorConst(); group; ++group )
+             if ( group->intfsToDisable( Kelnet::IntfId( name ) ) )
+                return true;
+          return false;
        } );
    followOrders();
+}
+
+void
+Agent::formerMayReturnIs( bool mayReturn ) {
+   mayFormerReturn_ = mayReturn;
+   dropOrders();
 }
 
 void

@@ -50,6 +50,9 @@ class Agent final : public Steering {
    // Changes to another configuration. Unchanged groups are not touched. If the configuration has
    // errors or no group, logs why, changes nothing and returns false. `file` names it in messages.
    bool reload( ConfigFile config, std::string const& file );
+   // While a former configuration may come back, orders and latches are kept that only that one
+   // may name. Once it may not, those are dropped that the present one does not name.
+   void formerMayReturnIs( bool mayReturn );
    // Carries out what the request orders about groups and ports, and acts on it at once. Refuses
    // requests about the configuration.
    ControlReply handle( ControlRequest const& request ) override;
@@ -105,8 +108,9 @@ class Agent final : public Steering {
    void assumeDown( GroupSettings const& group, ConfigFile const& config );
    bool isOrderedDown( Kelnet::IntfId port, ConfigFile const& config ) const;
    void recallOrders( ConfigFile const& config );
-   // Drops the orders and latches of groups and ports that the configuration does not name.
-   void keepOrdersOf( ConfigFile const& config );
+   // Drops the orders and latches of groups and ports that the configuration does not name, unless
+   // a former one may come back.
+   void dropOrders();
    // Has the decisions follow the orders.
    void followOrders();
    // Ends the orders whose time is over.
@@ -157,6 +161,7 @@ class Agent final : public Steering {
    std::uint64_t linksShape_ = 0;
 
    bool haveOrders_ = false;
+   bool mayFormerReturn_ = false;
    double startupHold_ = 0; // In seconds, as last configured.
    // By Zet::now().
    std::optional< double > routesBy_;    // Set while the routes are read for the first time.

@@ -63,8 +63,9 @@ firstConfig( std::string const& file, std::string const& stateDirectory ) {
    } catch ( std::runtime_error const& ) {
       // The daemon says what is wrong with the directory.
    }
+   first.isPending = former && former->text != first.config.text;
    bool const isBack = former && ( Zet::now() >= former->deadline || !first.config.errors.empty() );
-   if ( !isBack || former->text == first.config.text )
+   if ( !isBack || !first.isPending )
       return first;
    ConfigFile config = parseConfig( former->text, file );
    if ( !config.errors.empty() )
@@ -180,6 +181,7 @@ Configurator::keepFormer( double confirmWithin ) {
    if ( !error ) {
       former_ = std::move( next );
       isFormerInForce_ = false;
+      agent_.formerMayReturnIs( true );
    }
    return error;
 }
@@ -216,6 +218,7 @@ Configurator::forgetFormer() {
       return false;
    former_.reset();
    isFormerInForce_ = false;
+   agent_.formerMayReturnIs( false );
    agent_.roots().state->confirmTimeIs( 0 );
    return true;
 }
@@ -248,6 +251,7 @@ Configurator::bringBack() {
 void
 Configurator::tellFormerInForce() {
    isFormerInForce_ = true;
+   agent_.formerMayReturnIs( false );
    agent_.handleNotInForce( notConfirmed, "; " + file_ + " was not confirmed and is not in force" );
    auto const state = agent_.roots().state;
    state->configTimeIs( former_->readTime );

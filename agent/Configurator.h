@@ -17,6 +17,8 @@ struct FirstConfig {
    ConfigFile config;
    // It is not what the file says, but what it said before a reload that nobody confirmed in time.
    bool isFormer = false;
+   // It is what the file says, and nobody has confirmed that yet: the former one may come back.
+   bool isPending = false;
    std::vector< std::string > fileErrors = {}; // Of the file, if `isFormer`.
 };
 // Reads the file; or, if nobody has confirmed in time what it says, the record of what it said

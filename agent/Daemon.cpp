@@ -87,6 +87,7 @@ Daemon::run( FirstConfig const& first ) {
         !others.empty() )
       throw std::runtime_error( others.front() );
    try {
+      agent_.formerMayReturnIs( first.isPending );
       agent_.start( config );
       configurator_.start( first );
       log_.line( "watching " + std::to_string( config.groups.size() ) +

@@ -84,14 +84,16 @@ TEST_F( SteeringTest, ordersOutliveACrash ) {
 }
 
 TEST_F( SteeringTest, bringsBackWhatNobodyConfirms ) {
-   plug( { "u1", "d1", "d2" } );
+   plug( { "u1", "d1", "d2", "d3" } );
    std::string const former = group( "rack", "'u1'", "'d1'" );
+   std::string const withRow = former + group( "row", "'u1'", "'d3'" );
    std::string const next = group( "rack", "'u1'", "'d1', 'd2'" );
-   Words const way = arguments( former );
+   Words const way = arguments( withRow );
    std::optional< ReadyUfdd > ufdd( std::in_place, way );
    ip( "link set u1-far down" );
    ASSERT_TRUE( haveLink( { "d1-far" }, false ) );
    EXPECT_EQ( ufdctl( { "confirm" } ).first, "ufdctl: no configuration waits to be confirmed\n" );
+   EXPECT_EQ( moved( { "disable", "row" } ), " +d3" );
    rewrite( next );
    EXPECT_EQ( moved( { "reload", "--dry-run" } ), " -d2" );
    EXPECT_EQ( moved( { "reload", "--confirm", "1m" } ), " -d2" );
@@ -102,6 +104,12 @@ TEST_F( SteeringTest, bringsBackWhatNobodyConfirms ) {
    ufdd->end( SIGKILL );
    ufdd.emplace( way );
    EXPECT_FALSE( hasLink( "d2-far" ) ) << "in force until the time has run out";
+   rewrite( withRow );
+   EXPECT_EQ( moved( { "reload" } ), " +d2" );
+   EXPECT_TRUE( isShown( R"("mode": "disabled")" ) )
+       << "orders come back with their group" << shown();
+   rewrite( next );
+   EXPECT_EQ( moved( { "reload" } ), " -d2" );
    EXPECT_EQ( moved( { "confirm" } ), "" );
    EXPECT_FALSE( std::filesystem::exists( state_.path() + "/former" ) );
 
