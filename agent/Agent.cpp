@@ -224,7 +224,7 @@ void
 Agent::assumeDown( GroupSettings const& group, ConfigFile const& config ) {
    std::vector< Kelnet::IntfId > ports, latched;
    for ( auto port = group.config->intfsToDisableIteratorConst(); port; ++port )
-      if ( portControl_.isOurs( port.key() ) && !isOrderedDown( port.key(), config ) )
+      if ( portControl_.isOursOrOverridden( port.key() ) && !isOrderedDown( port.key(), config ) )
          ports.push_back( port.key() );
    for ( auto const& [ name, port ] : orders_.book().latches )
       if ( name == group.name() && !group.policy.autoRecover )
@@ -388,7 +388,7 @@ Agent::actOnPorts() {
       retryAt_.reset();
       portControl_.retry();
    }
-   actOnLatched();
+   carryOut();
    if ( detector_.decisions().hasOpenings() && !readAgainAt_ )
       open();
    if ( !portControl_.hasFailures() )
@@ -424,15 +424,15 @@ Agent::open() {
       return;
    }
    detector_.decisions().confirmOpenings();
-   actOnLatched();
+   carryOut();
 }
 
 void
-Agent::actOnLatched() {
+Agent::carryOut() {
    for ( Zet::Name const& name : detector_.decisions().takeRisen() )
       if ( auto const group = detector_.config->group( name ) )
          for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
-            if ( portControl_.exists( port.key() ) && !portControl_.holds( port.key() ) )
+            if ( portControl_.exists( port.key() ) && !portControl_.isOurs( port.key() ) )
                detector_.decisions().clearLatch( name, port.key() );
    if ( haveOrders_ && detector_.decisions().takeLatchesChanged() )
       orders_.latchesAre( detector_.decisions().latches() );

@@ -3,6 +3,7 @@
 #include "agent/StateWriter.h"
 #include "agent/Steer.h"
 #include "agent/base/Log.h"
+#include "agent/base/Never.h"
 #include "agent/base/Troubles.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/control/ControlRequest.h"
@@ -25,7 +26,6 @@
 #include "agent/status/StatusRoots.h"
 
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <span>
 #include <string>
@@ -38,8 +38,6 @@ namespace Ufdd {
 // links, and shuts and opens ports by any control of links.
 class Agent final : public Steering {
  public:
-   static constexpr double never = std::numeric_limits< double >::infinity();
-
    // Borrows: all.
    Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
           PortSettingsStore& settings, BootStore& bootStore, OrderStore& orderStore, Log& log );
@@ -65,7 +63,7 @@ class Agent final : public Steering {
    bool handleTick() { return carrierWatch_.handleTick() || readAgainAt_; }
    // Call at the end of each turn: acts on all messages so far, and on delays that have passed.
    void endTurn();
-   // Returns when to call endTurn() even if nothing happens, by Zet::now(); or `never`.
+   // Returns when to call endTurn() even if nothing happens, by Zet::now().
    double nextTime() const;
    // Call every few seconds: writes the records again that were removed.
    void checkRecord() {
@@ -118,13 +116,13 @@ class Agent final : public Steering {
    // Asks for the state of all uplinks before ports are opened that must be shut only for an order.
    // Returns false if the answers do not count, since all links are read again.
    bool isSureOfUplinks();
-   // Acts, once the latches are recorded.
-   void actOnLatched();
+   // Moves the ports as decided, once the latches are recorded. Every act of a turn is done here.
+   void carryOut();
    // Acts on ports, then logs the groups' transitions, then the acts.
    void act();
    void actOnPorts();
    // Opens the ports of groups that are still up once their uplinks were queried. The kernel may
-   // have held back the news that an uplink is down again. Not while all links are read again: the
+   // have delayed the message that an uplink is down again. Not while all links are read again: the
    // answers would not count.
    void open();
    // Has the source deliver the state of these uplinks at this moment.

@@ -23,7 +23,7 @@ reply( ControlReply::Kind kind, std::string text ) {
    return { .kind = kind, .text = std::move( text ), .toShut = {}, .toOpen = {} };
 }
 
-// Returns the names of the ports that ufdd holds shut.
+// Returns the names of the ports that are ours.
 std::set< std::string >
 shutPorts( State const& state ) {
    std::set< std::string > names;
@@ -87,7 +87,7 @@ Configurator::start( FirstConfig const& first ) {
    if ( !problem.empty() ) {
       std::string const aside = store_.keepAside();
       line( store_.place() + ' ' + problem + ( aside.empty() ? "" : ", and is kept as " + aside ) +
-            ": what " + file_ + " says is in force, and needs no confirmation" );
+            ": the configuration in " + file_ + " is in force, and needs no confirmation" );
    }
    former_ = std::move( former );
    if ( !former_ )
@@ -186,7 +186,7 @@ Configurator::keepFormer( double confirmWithin ) {
    return error;
 }
 
-// What the file says is in force again.
+// The file is in force again.
 void
 Configurator::settleFormer() {
    if ( isFormerInForce_ )
@@ -233,7 +233,7 @@ Configurator::endTurn() {
 
 double
 Configurator::nextTime() const {
-   return isPending() ? former_->deadline : Agent::never;
+   return isPending() ? former_->deadline : never;
 }
 
 void
@@ -244,7 +244,7 @@ Configurator::bringBack() {
       config.errors = claims_.add( portsOf( config ) );
    if ( load( std::move( config ) ) )
       return tellFormerInForce();
-   line( "the former configuration can't come back; what " + file_ + " said stays in force" );
+   line( "the former configuration can't come back; the unconfirmed one stays in force" );
    forgetFormer();
 }
 
@@ -258,7 +258,7 @@ Configurator::tellFormerInForce() {
    state->configWallIs( Moment::now().wallAt( former_->readTime ) );
    state->refusalTimeIs( former_->deadline );
    state->confirmTimeIs( 0 );
-   line( file_ + " is not in force, but what it said before: " + notConfirmed );
+   line( "the former configuration is in force, not " + file_ + ": " + notConfirmed );
 }
 
 std::string

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "agent/Agent.h"
-#include "agent/FormerConfigFile.h"
 #include "agent/base/Log.h"
 #include "agent/config/ConfigFile.h"
+#include "agent/config/FormerConfigFile.h"
 #include "agent/control/ControlRequest.h"
 #include "agent/ports/PortClaims.h"
 
@@ -15,21 +15,21 @@ namespace Ufdd {
 // The configuration to start with.
 struct FirstConfig {
    ConfigFile config;
-   // It is not what the file says, but what it said before a reload that nobody confirmed in time.
+   // It is the former one: nobody confirmed in time that of the file.
    bool isFormer = false;
    // It is what the file says, and nobody has confirmed that yet: the former one may come back.
    bool isPending = false;
    std::vector< std::string > fileErrors = {}; // Of the file, if `isFormer`.
 };
-// Reads the file; or, if nobody has confirmed in time what it says, the record of what it said
-// before, which a former ufdd has left in the state directory. Changes nothing.
+// Reads the file; or, if nobody has confirmed it in time, the record of the former configuration,
+// which a former ufdd has left in the state directory. Changes nothing.
 FirstConfig firstConfig( std::string const& file, std::string const& stateDirectory );
 
 // Returns the ports that ufdd may shut.
 std::vector< Kelnet::IntfId > portsOf( ConfigFile const& config );
 
 // Reads the configuration file again and puts it in force. If it has to be confirmed and is not,
-// brings back what the file said before, also after a restart. Never writes the file.
+// brings back the former configuration, also after a restart. Never writes the file.
 //
 // A reload that needs no confirmation confirms nothing: the new configuration replaces the
 // unconfirmed configuration, and both the deadline and what comes back then stay. Once the former
@@ -50,7 +50,7 @@ class Configurator {
    // Call at the end of each turn: brings the former configuration back if it is time. Returns true
    // if it was.
    bool endTurn();
-   // Returns when to call endTurn() even if nothing happens, by Zet::now(); or Agent::never.
+   // Returns when to call endTurn() even if nothing happens, by Zet::now().
    double nextTime() const;
    // Call every few seconds: writes the record again if it was removed.
    void checkRecord();

@@ -170,10 +170,9 @@ Daemon::handleTurnEnd() {
       manager_.alive();
    bool const isLogged = log_.flush();
    bool const isTold = manager_.send();
-   double const next = std::min( { agent_.nextTime(), configurator_.nextTime(),
-                                   statusServer_.nextTime().value_or( Agent::never ),
-                                   controlServer_.nextTime().value_or( Agent::never ),
-                                   isSummaryOld_ ? summaryTime_ : Agent::never } );
+   double const next = std::min(
+       { agent_.nextTime(), configurator_.nextTime(), statusServer_.nextTime().value_or( never ),
+         controlServer_.nextTime().value_or( never ), isSummaryOld_ ? summaryTime_ : never } );
    wakeAt( isLogged && isTold ? next : std::min( next, Zet::now() + tellAgainPause ) );
 }
 
@@ -205,7 +204,7 @@ Daemon::writeCounts() {
 
 void
 Daemon::wakeAt( double time ) {
-   if ( time == Agent::never || time == wakeTime_ )
+   if ( time == never || time == wakeTime_ )
       return;
    wakeTimer_.fireAt( time );
    wakeTime_ = time;

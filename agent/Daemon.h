@@ -72,7 +72,7 @@ class Daemon final : private Steering {
    void tellSummary();
    void wakeAt( double time );
    // Begins a turn, whose end does what is due.
-   void handleWakeTime() { wakeTime_ = Agent::never; }
+   void handleWakeTime() { wakeTime_ = never; }
    bool handleTick();
    void handleWatchdogTime();
    void handleRecordTime();
@@ -104,7 +104,7 @@ class Daemon final : private Steering {
    ControlServer controlServer_;
    Ticker ticker_; // Calls handleTick().
    EventLoop::Source& wakeTimer_;
-   double wakeTime_ = Agent::never; // When wakeTimer_ fires, by Zet::now().
+   double wakeTime_ = never; // When wakeTimer_ fires, by Zet::now().
    EventLoop::Source& watchdogTimer_;
    EventLoop::Source& recordTimer_;
    bool isAliveDue_ = false; // The next end of a turn tells the service manager that we live.

@@ -82,7 +82,7 @@ class Recollection final : public OwnedLinkStore {
    std::string explain( int ) const override { return ""; }
 
    // Returns true if the link was ours when it was recalled.
-   bool holds( std::uint32_t index ) const {
+   bool contains( std::uint32_t index ) const {
       return std::ranges::any_of( links_, [ & ]( OwnedLink const& owned ) {
          return owned.index == index && !owned.isOverridden;
       } );
@@ -230,9 +230,9 @@ class Forecaster {
    std::string fateOf( Link const& link ) const {
       if ( auto const at = isUpRequested_.find( link.index ); at != isUpRequested_.end() )
          return at->second ? "would be opened" : "would be shut";
-      return record_.holds( link.index ) ? "stays shut"
-             : link.adminUp              ? "stays open"
-                                         : "stays administratively down";
+      return record_.contains( link.index ) ? "stays shut"
+             : link.adminUp                 ? "stays open"
+                                            : "stays administratively down";
    }
 
    // Returns the groups that shut the port, or else all that list it, with what delays them.

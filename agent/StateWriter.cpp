@@ -77,7 +77,7 @@ modeOf( GroupStance stance, GroupWait::Cause cause ) {
 template < class E >
 void
 writeOrder( E& entity, OrderBook::Orders const& orders ) {
-   static Order const none{ .since = 0, .until = Order::noEnd, .reason = {} };
+   static Order const none{ .since = 0, .until = never, .reason = {} };
    auto const at = orders.find( entity.zetName().view() );
    bool const isThere = at != orders.end();
    if ( !isThere && entity.order() == OrderKind::none )
@@ -87,7 +87,7 @@ writeOrder( E& entity, OrderBook::Orders const& orders ) {
                    : order.kind == Order::Kind::disable ? OrderKind::disable
                                                         : OrderKind::down );
    entity.orderTimeIs( order.since );
-   entity.orderEndTimeIs( order.until == Order::noEnd ? 0 : order.until );
+   entity.orderEndTimeIs( order.until == never ? 0 : order.until );
    entity.orderUidIs( order.uid );
    entity.orderReasonIs( order.reason );
 }
@@ -174,7 +174,7 @@ StateWriter::handleOrders() {
 void
 StateWriter::handleTransitions( std::span< GroupLog::Told const > transitions ) {
    for ( auto const& [ name, before, now, reason ] : transitions ) {
-      hasFallen_ |= before == GroupLinkStatus::up && now == GroupLinkStatus::down;
+      hasGoneDown_ |= before == GroupLinkStatus::up && now == GroupLinkStatus::down;
       dirtyGroups_.push_back( name );
       if ( !detector_.config->group( name ) )
          continue;
@@ -210,7 +210,7 @@ StateWriter::handleResults( std::span< PortResult const > results, double actedA
                 port && ( isAct || kind == Kind::foundDown ) )
          port->failureIs( {} );
    }
-   if ( hasShut && hasFallen_ && !links_.touched().empty() )
+   if ( hasShut && hasGoneDown_ && !links_.touched().empty() )
       countReaction( actedAt - links_.touchedAt() );
 }
 
@@ -245,7 +245,7 @@ StateWriter::write() {
       dirtyGroups_.clear();
       dirtyPorts_.clear();
    }
-   hasFallen_ = false;
+   hasGoneDown_ = false;
    writeCounters();
    return hasNews;
 }
@@ -306,7 +306,7 @@ StateWriter::writeGroup( Zet::Name const& name ) {
    group->recoverLinksIs( recover );
    group->neededLinksIs( needed );
    group->waitIs( reasonOf( wait.cause ) );
-   group->waitTimeIs( wait.until == GroupWait::noEnd ? 0 : wait.until );
+   group->waitTimeIs( wait.until == never ? 0 : wait.until );
    auto const [ downDelay, recoveryDelay ] = decisions.delaysOf( name );
    group->downDelayIs( downDelay );
    group->recoveryDelayIs( recoveryDelay );

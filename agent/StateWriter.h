@@ -66,8 +66,8 @@ class StateWriter {
    Names waiting_; // The groups whose delay ran at the last write().
    // The ports that no group disables any more, but that were still ours at the last write().
    std::vector< Kelnet::IntfId > leftovers_;
-   bool hasFallen_ = false; // In this turn, a group that was up went down.
-   double now_ = 0;         // When write() began, by Zet::now().
+   bool hasGoneDown_ = false; // In this turn, a group that was up went down.
+   double now_ = 0;           // When write() began, by Zet::now().
    // See State.
    unsigned int overruns_ = 0;
    unsigned int acts_ = 0;

@@ -142,7 +142,7 @@ Steer::objectionToDown( ControlRequest const& request, Target const& target ) {
       return reply( Kind::refused, target.text() + " is never shut: the configuration names it, or "
                                                    "its LAG, in protect" );
    for ( Kelnet::IntfId const port : ports )
-      if ( !request.isForced && !portControl_.isProtected( port ) && !portControl_.holds( port ) &&
+      if ( !request.isForced && !portControl_.isProtected( port ) && !portControl_.isOurs( port ) &&
            portControl_.carriesDefaultRoute( port ) )
          return reply( Kind::refused,
                        "port " + text( port ) +
@@ -189,7 +189,7 @@ Steer::order( ControlRequest const& request, Targets const& targets ) {
                                  .isForced = request.isForced,
                                  .uid = request.uid,
                                  .since = now,
-                                 .until = request.holdFor ? now + *request.holdFor : Order::noEnd,
+                                 .until = request.holdFor ? now + *request.holdFor : never,
                                  .reason = request.reason } );
    }
    ControlReply answer = moves( next, request.isForced );
@@ -213,7 +213,7 @@ Steer::moves( OrderBook const& next, bool isForced ) {
       if ( isShut == decisions.wouldBeShut( port, book ) &&
            isOrdered == decisions.wouldBeOrderedDown( port, book ) )
          continue;
-      if ( !isShut && portControl_.holds( port ) )
+      if ( !isShut && portControl_.isOurs( port ) )
          answer.toOpen.push_back( text( port ) );
       else if ( isShut && portControl_.wouldShut(
                               port, isOrdered, isForced || decisions.allowsDefaultRoute( port ) ) )
@@ -271,7 +271,7 @@ Steer::clear( ControlRequest const& request, Targets const& targets ) {
       std::erase_if( next.latches, [ & ]( OrderBook::Latch const& latch ) {
          return latch.second == port.name().view();
       } );
-      if ( portControl_.holds( port ) )
+      if ( portControl_.isOurs( port ) )
          answer.toOpen.push_back( text( port ) );
    }
    if ( request.isDryRun )

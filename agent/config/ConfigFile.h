@@ -26,7 +26,7 @@ struct ConfigFile {
    std::vector< std::string > warnings;
    bool hasWarnings = false;   // Beside the notes.
    std::uint32_t checksum = 0; // Of the text, as the command cksum prints it.
-   std::string text;           // That was read.
+   std::string text;           // The whole file.
 };
 
 // Parses the text. `file` names it in errors. If `system` is not null, checks the groups against

@@ -34,7 +34,7 @@ struct GroupPolicy {
    // In seconds: how long the group must have been down before its ports are shut.
    double downDelay = 0;
    bool dryRun = false;    // Only logs; never touches a port.
-   bool enabled = true;    // Else it holds no port.
+   bool enabled = true;    // Else it shuts no port.
    bool forceDown = false; // Its ports are shut, whatever its uplinks do.
    // Else its ports stay shut once it has been down, until an operator clears them.
    bool autoRecover = true;

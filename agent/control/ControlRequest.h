@@ -9,17 +9,17 @@ namespace Ufdd {
 // One request to steer ufdd.
 struct ControlRequest {
    enum class Verb {
-      disable,   // Groups hold no port, until `automatic`.
+      disable,   // Groups shut no port, until `automatic`.
       down,      // Groups or ports are shut, whatever the uplinks do, until `automatic`.
       automatic, // Groups or ports do what the configuration says.
-      clear,     // Ports, or all ports of groups, are open until the groups that hold them are up.
+      clear,     // Ports, or all ports of groups, are open until the groups that shut them are up.
       reload,    // The configuration is read again.
       confirm,   // A reload with confirmWithin stays in force.
    };
 
    Verb verb = Verb::automatic;
    std::vector< std::string > targets; // Names of groups or ports; none for `reload`, `confirm`.
-   // In seconds: how long `disable` or `down` hold. Empty for no end.
+   // In seconds: how long `disable` or `down` stand. Empty for no end.
    std::optional< double > holdFor;
    // In seconds: the former configuration comes back unless `confirm` comes before.
    std::optional< double > confirmWithin;

@@ -200,8 +200,8 @@ Explanation::addChanges() {
    default:
       break;
    }
-   bool const isHeld = !because_.empty();
-   if ( isHeld && port_->condition() == PortCondition::open )
+   bool const isWanted = !because_.empty();
+   if ( isWanted && port_->condition() == PortCondition::open )
       return add( "shuts", std::ranges::any_of( because_,
                                                 []( View::Group const* group ) {
                                                    return group->state->mode() ==
@@ -209,12 +209,12 @@ Explanation::addChanges() {
                                                 } )
                                ? "once the uplinks that were never there have existed and are down"
                                : "once startup_hold has passed, unless its groups are up by then" );
-   std::string label = isHeld ? "opens" : "shuts";
-   for ( View::Group const* const group : isHeld ? because_ : notBy_ ) {
+   std::string label = isWanted ? "opens" : "shuts";
+   for ( View::Group const* const group : isWanted ? because_ : notBy_ ) {
       std::string const text =
-          isHeld ? openingText( *group, view_.now ) : shuttingText( *group, view_.now );
+          isWanted ? openingText( *group, view_.now ) : shuttingText( *group, view_.now );
       if ( !text.empty() )
-         add( std::exchange( label, isHeld ? "and" : "or" ), text );
+         add( std::exchange( label, isWanted ? "and" : "or" ), text );
    }
 }
 

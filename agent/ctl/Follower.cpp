@@ -1,12 +1,12 @@
 #include "agent/ctl/Follower.h"
 
+#include "agent/base/Never.h"
 #include "agent/base/Printable.h"
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/PollUntil.h"
 #include "platform/zet/Clock.h"
 
 #include <iostream>
-#include <limits>
 #include <utility>
 
 namespace Ufdd {
@@ -28,7 +28,7 @@ Follower::handle() {
 
 double
 Follower::nextTime() const {
-   return session_ ? std::numeric_limits< double >::infinity() : connectAt_;
+   return session_ ? never : connectAt_;
 }
 
 StatusRoots const*

@@ -127,7 +127,7 @@ isToBeShut( View const& view, PortState const& port ) {
 }
 
 bool
-isHeld( View const& view, PortState const& port ) {
+isOurs( View const& view, PortState const& port ) {
    switch ( port.condition() ) {
    case PortCondition::shut:
    case PortCondition::ordered:
@@ -245,7 +245,7 @@ constexpr std::array families{
                  "ufdd leaves alone: one that is protected, absent, shut by others, or carries "
                  "the default route, or if only groups in dry run are down.",
                  ofPorts< isToBeShut > },
-   MetricFamily{ "ufdd_port_held", "gauge", "1 if ufdd holds the port shut.", ofPorts< isHeld > },
+   MetricFamily{ "ufdd_port_held", "gauge", "1 if ufdd holds the port shut.", ofPorts< isOurs > },
    MetricFamily{ "ufdd_port_overridden", "gauge",
                  "1 if the port is left open although it should be shut, because an operator "
                  "cleared it, or somebody opened it again and again.",
@@ -263,7 +263,7 @@ constexpr std::array families{
                  } },
    MetricFamily{ "ufdd_reaction_seconds", "histogram",
                  "Time from when ufdd learned of an uplink's failure until the ports were seen "
-                 "shut. Time in which the kernel holds the news back is not in it. Reactions with "
+                 "shut. Time in which the kernel delays a message is not in it. Reactions with "
                  "a down_delay are not counted.",
                  addReactions },
    MetricFamily{ "ufdd_gate_saves_total", "counter",

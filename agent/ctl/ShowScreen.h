@@ -17,7 +17,7 @@ namespace Ufdd {
 std::string groupsScreen( View const& view, Colours colours );
 // a line for each group.
 std::string briefScreen( View const& view, Colours colours );
-// a table of all ports, with the groups that hold each.
+// a table of all ports, with the groups that need each shut.
 std::string portsScreen( View const& view, Colours colours );
 // a table of all links, with the groups that monitor each.
 std::string linksScreen( View const& view, Colours colours );

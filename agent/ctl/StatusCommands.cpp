@@ -1,6 +1,7 @@
 #include "agent/ctl/StatusCommands.h"
 
 #include "agent/base/CommandLine.h"
+#include "agent/base/Never.h"
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/Explanation.h"
 #include "agent/ctl/Json.h"
@@ -18,7 +19,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <iostream>
-#include <limits>
 #include <memory>
 #include <thread>
 
@@ -31,7 +31,6 @@ namespace {
 using Received = StatusStream::Received;
 
 constexpr std::chrono::milliseconds retryPause( 200 );
-constexpr double forever = std::numeric_limits< double >::infinity();
 
 // A replica of ufdd's roots, and the connection that fills it.
 struct Session {
@@ -127,12 +126,12 @@ watch( std::string const& socket, WatchOptions const& options ) {
    watcher.showStates();
    for ( ;; ) {
       requireOutput();
-      while ( session.stream.receive( forever ) != Received::end ) {
+      while ( session.stream.receive( never ) != Received::end ) {
          watcher.showChanges();
          requireOutput();
       }
       watcher.handleLoss( socket );
-      session.reconnect( forever );
+      session.reconnect( never );
       watcher.handleResync( socket );
    }
 }
@@ -154,7 +153,7 @@ printGroup( View view, std::string const& name ) {
 
 ExitStatus
 wait( std::string const& socket, WaitOptions const& options ) {
-   double const deadline = options.timeout > 0 ? Zet::now() + options.timeout : forever;
+   double const deadline = options.timeout > 0 ? Zet::now() + options.timeout : never;
    Session session( socket );
    session.stream.fill();
    session.view().keepGroup( options.group );
@@ -206,7 +205,7 @@ tellMetrics( std::string const& socket, MetricsOptions const& options ) {
    if ( !options.file.empty() )
       MetricsFile( follower, options.file ).keep();
    for ( MetricsServer server( follower, MetricsServer::passedSockets() );; )
-      server.turn( forever );
+      server.turn( never );
 }
 
 // Adds a command with its options. `run` gets the socket and the options.

@@ -266,7 +266,7 @@ addSteeringCommands( CommandLine& line, Sockets const& sockets ) {
                         "End it after this time: 90s, 15m, 2h or 1d. Else auto ends it" );
       command.option( "--reason", "TEXT", options.reason, "Why, to be shown with it" );
    };
-   add( Verb::disable, "Lets groups hold no port, until auto", "GROUP", "The groups", addLasting );
+   add( Verb::disable, "Lets groups shut no port, until auto", "GROUP", "The groups", addLasting );
    add( Verb::down, "Shuts groups or ports, until auto", "GROUP|PORT", "The groups and ports",
         [ & ]( Command& command, SteerOptions& options ) {
            addLasting( command, options );
@@ -275,7 +275,7 @@ addSteeringCommands( CommandLine& line, Sockets const& sockets ) {
         } );
    add( Verb::automatic, "Lets groups or ports do what the configuration says", "GROUP|PORT",
         "The groups and ports", addNothing );
-   add( Verb::clear, "Opens ports until the groups that hold them are up", "GROUP|PORT",
+   add( Verb::clear, "Opens ports until the groups that shut them are up", "GROUP|PORT",
         "The ports, or the groups with all their ports", addNothing );
    add( Verb::reload, "Reads the configuration file again", nullptr, nullptr,
         []( Command& command, SteerOptions& options ) {

@@ -2,12 +2,12 @@
 
 #include "agent/base/Descriptor.h"
 #include "agent/base/NearestWord.h"
+#include "agent/base/Never.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/Words.h"
 
 #include <algorithm>
-#include <limits>
 #include <net/if.h>
 #include <set>
 #include <sys/ioctl.h>
@@ -22,7 +22,7 @@ using UplinkFailureDetection::GroupLinkStatus;
 namespace {
 
 bool
-isHeld( PortState const& port ) {
+isOurs( PortState const& port ) {
    return port.means() != PortMeans::none;
 }
 
@@ -135,7 +135,7 @@ WhatIf::addUnknown( ImaginedDetector& detector, std::set< std::string_view > con
                           names );
 }
 
-// Returns the ports of the private configuration, and those that ufdd holds now.
+// Returns the ports of the private configuration, and those that are ours now.
 std::set< Kelnet::IntfId >
 WhatIf::portsOf( ImaginedDetector const& detector ) const {
    std::set< Kelnet::IntfId > ports;
@@ -144,7 +144,7 @@ WhatIf::portsOf( ImaginedDetector const& detector ) const {
           [ & ]( auto const& port ) { ports.insert( port.zetKey() ); } );
    } );
    for ( View::Port const& port : view_.ports )
-      if ( isHeld( *port ) )
+      if ( Ufdd::isOurs( *port ) )
          ports.insert( Kelnet::IntfId( port->zetName().view() ) );
    return ports;
 }
@@ -165,7 +165,7 @@ WhatIf::settle( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& ke
       for ( Kelnet::IntfId const port : ports ) {
          bool const mustBeShut = detector.mustBeShut( port );
          bool const follows = mustBeShut ? hindrance( detector, port ).empty()
-                                         : holds( port ) && !keptDown.contains( port );
+                                         : isOurs( port ) && !keptDown.contains( port );
          if ( follows && detector.isUp( port ) == mustBeShut ) {
             detector.setLink( port, !mustBeShut );
             followed_.insert( port );
@@ -191,9 +191,9 @@ WhatIf::leadersOf( ImaginedDetector const& detector, GroupConfig const& group ) 
 }
 
 bool
-WhatIf::holds( Kelnet::IntfId port ) const {
+WhatIf::isOurs( Kelnet::IntfId port ) const {
    auto const state = view_.agent->port( port.name() );
-   return state && isHeld( *state );
+   return state && Ufdd::isOurs( *state );
 }
 
 // Returns why ufdd would not shut the port; empty if it would.
@@ -205,7 +205,7 @@ WhatIf::hindrance( ImaginedDetector const& detector, Kelnet::IntfId port ) const
    if ( protected_.contains( name ) )
       return "it is protected";
    auto const state = view_.agent->port( port.name() );
-   if ( !state || isHeld( *state ) )
+   if ( !state || Ufdd::isOurs( *state ) )
       return "";
    switch ( state->condition() ) {
    case PortCondition::foreign:
@@ -256,7 +256,7 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
    std::string down; // The groups that shut it.
    std::string idle; // Those that would, with what keeps them from it.
    std::string up;   // All others.
-   double downDelay = std::numeric_limits< double >::infinity();
+   double downDelay = never;
    bool isLatched = false;
    std::string leaders; // The ports that are shut or opened before this one.
    bool isShutFirst = detector.isOrderedDown( port );
@@ -299,17 +299,17 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
       std::string const reason = hindrance( detector, port );
       if ( !reason.empty() )
          ports_.push_back( { .name = name, .why = down + " down, but " + reason } );
-      else if ( !holds( port ) )
+      else if ( !isOurs( port ) )
          ports_.push_back(
              { .name = name,
                .act = Act::shut,
                .after = downDelay,
                .why = down + " down" + ( isShutFirst ? "" : ", once " + leaders + " is shut" ) } );
-   } else if ( holds( port ) && isLatched ) {
+   } else if ( isOurs( port ) && isLatched ) {
       ports_.push_back(
           { .name = name,
             .why = up + " up, but latched (auto_recover), until: ufdctl clear " + name } );
-   } else if ( holds( port ) ) {
+   } else if ( isOurs( port ) ) {
       open.why = up.empty() ? "" : up + " up";
       if ( !leaders.empty() )
          open.why += ", once " + leaders + " is open";
@@ -325,7 +325,7 @@ WhatIf::collectPort( ImaginedDetector const& detector, Kelnet::IntfId port ) {
       ports_.push_back( { .name = name, .why = idle } );
 }
 
-// Adds what delays the opening of the port if that group holds it.
+// Adds what delays the opening of the port if that group needs it shut.
 void
 WhatIf::addDelays( ImaginedDetector::Manner const& manner, Zet::Name const& group,
                    Port& port ) const {

@@ -58,7 +58,7 @@ class WhatIf {
    void settle( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& keptDown );
    std::string leadersOf( ImaginedDetector const& detector,
                           UplinkFailureDetection::GroupConfig const& group ) const;
-   bool holds( Kelnet::IntfId port ) const;
+   bool isOurs( Kelnet::IntfId port ) const;
    std::string hindrance( ImaginedDetector const& detector, Kelnet::IntfId port ) const;
    void collectGroups( ImaginedDetector const& detector );
    void collectPort( ImaginedDetector const& detector, Kelnet::IntfId port );

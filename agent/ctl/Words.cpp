@@ -194,7 +194,7 @@ modeText( GroupState const& group, Moment const& now ) {
    case GroupMode::acting:
       return "";
    case GroupMode::disabled:
-      return mode + byFileText( group, "enabled" ) + ": it holds no port";
+      return mode + byFileText( group, "enabled" ) + ": it shuts no port";
    case GroupMode::orderedDown:
       return mode + byFileText( group, "force_down" ) +
              ": its ports are shut, whatever its uplinks do";
@@ -257,24 +257,24 @@ notices( View const& view ) {
       lines.push_back(
           { { text( agent.configFile() ) + " is not in force", Emphasis::bad },
             { ": it was refused " + lastingText( view.now.steady - agent.refusalTime() ) +
-              " ago (" + text( agent.refusal() ) + "). What it said " +
+              " ago (" + text( agent.refusal() ) + "). The configuration that was read " +
               lastingText( view.now.steady - agent.configTime() ) + " ago is in force." } } );
    if ( agent.confirmTime() > 0 )
       lines.push_back(
           { { text( agent.configFile() ) + " is not confirmed", Emphasis::warning },
-            { ": what it said before comes back in " + untilText( agent.confirmTime(), view.now ) +
-              ", unless: ufdctl confirm" } } );
-   std::string held;
+            { ": the former configuration comes back in " +
+              untilText( agent.confirmTime(), view.now ) + ", unless: ufdctl confirm" } } );
+   std::string names;
    double until = 0;
    for ( View::Group const& group : view.groups )
       if ( group.state->mode() == GroupMode::startupHold ) {
-         held += ( held.empty() ? "" : ", " ) + std::string( group.name() );
+         names += ( names.empty() ? "" : ", " ) + std::string( group.name() );
          until = std::max( until, group.state->waitTime() );
       }
-   if ( !held.empty() )
+   if ( !names.empty() )
       lines.push_back( { { "ufdd is in startup hold", Emphasis::warning },
                          { ( until > 0 ? " for another " + untilText( until, view.now ) : "" ) +
-                           ": it leaves the ports of " + held + " as they are." } } );
+                           ": it leaves the ports of " + names + " as they are." } } );
    return lines;
 }
 

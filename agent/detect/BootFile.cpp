@@ -29,7 +29,7 @@ BootFile::recall() {
    std::optional< BootRecord > record;
    std::istringstream lines( content.lines );
    for ( std::string key, name; std::getline( lines, key, ' ' ) && std::getline( lines, name ); )
-      // A damaged time must not hold ports for ever.
+      // A damaged time must not keep ports shut for ever.
       if ( key == "started" )
          record.emplace().firstStart = std::min( std::strtod( name.c_str(), nullptr ), Zet::now() );
       else if ( record && key == "existed" )

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "agent/base/Never.h"
 #include "agent/detect/BootStore.h"
 #include "platform/interface/EthIntfStatusDir.h"
 #include "platform/kelnet/IntfId.h"
 #include "platform/zet/String8.h"
 
-#include <limits>
 #include <set>
 #include <string>
 
@@ -16,8 +16,6 @@ namespace Ufdd {
 // the directory of interfaces, and remembers what it learns for the next ufdd.
 class BootHistory {
  public:
-   static constexpr double never = std::numeric_limits< double >::infinity();
-
    // Borrows: store.
    // Requires: the directory is not null, and shows no interface yet.
    BootHistory( BootStore& store, Zet::Ptr< Interface::EthIntfStatusDir const > const& directory );

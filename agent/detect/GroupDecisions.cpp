@@ -636,7 +636,7 @@ GroupDecisions::portsText( Zet::Name const& name, Decision const& decision ) con
 
 double
 GroupDecisions::nextTime() const {
-   double next = GroupWait::noEnd;
+   double next = never;
    for ( Groups::iterator const group : inReview_ )
       if ( !group->second.isOpening )
          next = std::min( next, group->second.wait.until );

@@ -97,7 +97,7 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // last call: to recoverLinks, or back. No group's status changes by this. Call after the acts
    // and before the next message, so that nothing is decided by a wrong number.
    void moveThresholds();
-   // When evaluate() has more to do, if no group changes before; GroupWait::noEnd for never. Does
+   // When evaluate() has more to do, if no group changes before; never for never. Does
    // not count groups that wait for confirmOpenings().
    double nextTime() const;
    // Returns why the group's ports are left as they are, as of the last evaluation.

@@ -10,7 +10,7 @@ namespace Ufdd {
 // What a group does about its ports, apart from the state of its uplinks.
 enum class GroupStance {
    acting,   // Its ports are shut while it is down.
-   disabled, // It holds no port.
+   disabled, // It shuts no port.
    down,     // Its ports are shut.
    dryRun,   // It only logs what it would do.
 };

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <limits>
+#include "agent/base/Never.h"
+
 #include <string>
 
 namespace Ufdd {
@@ -16,10 +17,9 @@ struct GroupWait {
       releaseWhen,   // The group is up, but routes are missing.
       latched,       // The group is up, but its ports stay shut until an operator clears them.
    };
-   static constexpr double noEnd = std::numeric_limits< double >::infinity();
 
    Cause cause = Cause::none;
-   double until = noEnd; // When it ends if the group does not change before, by Zet::now().
+   double until = never; // When it ends if the group does not change before, by Zet::now().
 };
 
 // Returns a time for messages: "2.5 s", "86400 s".

@@ -1,6 +1,7 @@
 #pragma once
 
-#include <limits>
+#include "agent/base/Never.h"
+
 #include <map>
 #include <set>
 #include <string>
@@ -12,17 +13,16 @@ namespace Ufdd {
 // and wins over what the configuration says of the group.
 struct Order {
    enum class Kind {
-      disable, // The group holds no port.
+      disable, // The group shuts no port.
       down,    // The ports are shut, whatever the uplinks do.
    };
-   static constexpr double noEnd = std::numeric_limits< double >::infinity();
 
    Kind kind = Kind::down;
    bool isForced = false; // Also shuts a port that carries the default route.
    unsigned int uid = 0;  // Of the operator.
    // By Zet::now(), a clock of the machine that the next ufdd has as well.
    double since = 0;
-   double until = noEnd;
+   double until = never;
    std::string reason = {}; // In the operator's words.
 
    bool operator==( Order const& ) const = default;

@@ -11,7 +11,7 @@ namespace Ufdd {
 namespace {
 
 constexpr std::string_view nothing = "-";
-constexpr std::string_view noEnd = "never";
+constexpr std::string_view neverWord = "never";
 
 // Writes the text so that it has no line break and, as a word, no space.
 std::string
@@ -60,7 +60,7 @@ std::string
 timeText( double time ) {
    char digits[ 32 ];
    std::snprintf( digits, sizeof digits, "%.3f", time );
-   return time == Order::noEnd ? std::string( noEnd ) : digits;
+   return time == never ? std::string( neverWord ) : digits;
 }
 
 void
@@ -95,8 +95,8 @@ class Words {
    }
    double time() {
       std::string const word( take() );
-      if ( word == noEnd )
-         return Order::noEnd;
+      if ( word == neverWord )
+         return never;
       char* end = nullptr;
       double const value = std::strtod( word.c_str(), &end );
       isGood_ &= !word.empty() && *end == '\0' && std::isfinite( value ) && value >= 0;

@@ -14,8 +14,7 @@ orderText( Order const& order ) {
    return std::string( order.kind == Order::Kind::disable ? "disabled" : "ordered down" ) +
           " by uid " + std::to_string( order.uid ) + " since " +
           localTime( now.wallAt( order.since ) ) +
-          ( order.until == Order::noEnd ? ""
-                                        : ", until " + localTime( now.wallAt( order.until ) ) ) +
+          ( order.until == never ? "" : ", until " + localTime( now.wallAt( order.until ) ) ) +
           ( order.reason.empty() ? "" : ": " + order.reason );
 }
 

@@ -4,7 +4,6 @@
 #include "agent/orders/OrderStore.h"
 #include "platform/zet/Clock.h"
 
-#include <limits>
 #include <string>
 #include <string_view>
 
@@ -14,8 +13,6 @@ namespace Ufdd {
 // is over, and tells once an hour of those that stand. Times are those of Zet::now().
 class Orders {
  public:
-   static constexpr double never = std::numeric_limits< double >::infinity();
-
    // Borrows: both.
    Orders( OrderStore& store, Log& log ) : store_( store ), log_( log ) {}
 
@@ -25,8 +22,8 @@ class Orders {
    // Records the book, then makes it this one. Returns an errno value; unless that is 0, nothing
    // has changed.
    int bookIs( OrderBook book );
-   // Makes these the latches. They hold even while they can't be recorded: that is logged, and
-   // tried again every second.
+   // Makes these the latches. They are in force even while they can't be recorded: that is logged,
+   // and tried again every second.
    void latchesAre( OrderBook::Latches latches );
    // Drops the entries about groups and ports for which the predicates return false, and logs each.
    template < class IsGroup, class IsPort > void keepOnly( IsGroup isGroup, IsPort isPort );

@@ -164,13 +164,13 @@ PortControl::retry() {
 }
 
 bool
-PortControl::holdsDown( std::uint32_t index ) const {
+PortControl::wasSetDown( std::uint32_t index ) const {
    OwnedLink const* const owned = owned_.find( index );
    return owned && owned->means == LinkRequest::Means::adminDown;
 }
 
 bool
-PortControl::isOurs( Kelnet::IntfId port ) {
+PortControl::isOursOrOverridden( Kelnet::IntfId port ) {
    collectLinks( port );
    return std::any_of( linksOfPort_.begin(), linksOfPort_.end(), [ this ]( Link const& link ) {
       return owned_.contains( link.index ) || owned_.isOverridden( link.index );
@@ -252,7 +252,7 @@ PortControl::viewOf( Kelnet::IntfId port ) {
    bool const mustBeShut = detector_.decisions().mustBeShut( port );
    collectLinks( port );
    Link const* const named = links_.link( port );
-   // No group names the port any more, but we still hold it.
+   // No group names the port any more, but it is still ours.
    if ( !named )
       for ( auto const& [ index, owned ] : owned_ )
          if ( Link const* const link = links_.link( index ); link && portOf( *link ) == port )
@@ -328,7 +328,7 @@ PortControl::carriesDefaultRoute( Kelnet::IntfId port ) {
 }
 
 bool
-PortControl::holds( Kelnet::IntfId port ) {
+PortControl::isOurs( Kelnet::IntfId port ) {
    collectLinks( port );
    return std::ranges::any_of(
        linksOfPort_, [ this ]( Link const& link ) { return owned_.contains( link.index ); } );

@@ -56,9 +56,9 @@ class PortControl final : public LinkDirectory::Listener {
    void checkRecord() { owned_.checkRecord(); }
    bool hasUnreadRecord() const { return owned_.hasUnreadRecord(); }
    // Returns true if the link is ours and was set administratively down.
-   bool holdsDown( std::uint32_t index ) const;
+   bool wasSetDown( std::uint32_t index ) const;
    // Returns true if a link of the port is ours or overridden.
-   bool isOurs( Kelnet::IntfId port );
+   bool isOursOrOverridden( Kelnet::IntfId port );
    // The results of act() and openAll() since the last call.
    std::vector< PortResult > takeResults() { return acts_.takeResults(); }
    // The number of links that are ours.
@@ -76,7 +76,7 @@ class PortControl final : public LinkDirectory::Listener {
    bool isProtected( Kelnet::IntfId port );
    bool carriesDefaultRoute( Kelnet::IntfId port );
    // Returns true if a link of the port is ours.
-   bool holds( Kelnet::IntfId port );
+   bool isOurs( Kelnet::IntfId port );
    // Opens every port that we shut, whatever the groups need, and forgets the overrides. Returns
    // false when one couldn't be opened.
    bool openAll();

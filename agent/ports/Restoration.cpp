@@ -67,8 +67,8 @@ Restoration::anyBelow( std::uint32_t link, Visit visit ) const {
 }
 
 bool
-Restoration::isHeld( std::uint32_t link ) const {
-   return anyBelow( link, [ this ]( std::uint32_t at ) { return ports_.holdsDown( at ); } );
+Restoration::wasSetDown( std::uint32_t link ) const {
+   return anyBelow( link, [ this ]( std::uint32_t at ) { return ports_.wasSetDown( at ); } );
 }
 
 bool
@@ -91,7 +91,7 @@ Restoration::present() const {
    std::unordered_set< std::uint32_t > present;
    for ( std::uint32_t const index : routes_.table().linksWithSettings() ) {
       Link const* const link = links_.link( index );
-      bool const isThere = link && !isTaken( index ) && !isHeld( index ) && link->adminUp;
+      bool const isThere = link && !isTaken( index ) && !wasSetDown( index ) && link->adminUp;
       if ( link && ( isThere || isPending( index ) ) &&
            anyBelow( index, [ & ]( std::uint32_t at ) { return ports.contains( at ); } ) )
          present.insert( index );
@@ -108,7 +108,7 @@ Restoration::recall() {
       Link const* const link = links_.link( port.index );
       bool const isSame = link && !link->isOtherThan( port.address ) &&
                           ( link->name == port.name || link->address == port.address );
-      if ( isSame && ( port.isOwed || isHeld( port.index ) ) )
+      if ( isSame && ( port.isOwed || wasSetDown( port.index ) ) )
          owe( port.index, port.settings );
    }
 }
@@ -127,7 +127,7 @@ void
 Restoration::handleLinkEvent( std::uint32_t link, LinkEvent event ) {
    switch ( event ) {
    case LinkEvent::down:
-      if ( isTaken( link ) || isHeld( link ) )
+      if ( isTaken( link ) || wasSetDown( link ) )
          owe( link, routes_.table().settingsThatGoWith( link ) );
       break;
    case LinkEvent::up:
@@ -226,7 +226,7 @@ bool
 Restoration::isDue( Owed& owed, bool isLast ) const {
    double const now = Zet::now();
    Link const* const link = links_.link( owed.port.index );
-   if ( !link || !link->adminUp || isHeld( link->index ) ) {
+   if ( !link || !link->adminUp || wasSetDown( link->index ) ) {
       owed.openSince.reset();
       return false;
    }

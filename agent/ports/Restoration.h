@@ -60,7 +60,7 @@ class Restoration final : public RouteListener {
 
    // Calls visit( index ) for the link and those that it runs on; returns true when one call does.
    template < class Visit > bool anyBelow( std::uint32_t link, Visit visit ) const;
-   bool isHeld( std::uint32_t link ) const;
+   bool wasSetDown( std::uint32_t link ) const;
    bool isTaken( std::uint32_t link ) const;
    // Returns the links of ports that have settings now, or may have lost them already by an act of
    // which the source has not told.

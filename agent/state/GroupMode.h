@@ -8,7 +8,7 @@ namespace Ufdd {
 // after `acting` is shown.
 enum class GroupMode : std::uint32_t {
    acting = 0,  // Its ports are shut while it is down.
-   disabled,    // An operator or the configuration has switched it off: it holds no port.
+   disabled,    // An operator or the configuration has switched it off: it shuts no port.
    orderedDown, // An operator or the configuration wants its ports shut, whatever its uplinks do.
    dryRun,      // It only logs what it would do.
    startupHold, // After a boot: its ports are left as they are until it was up, or until

@@ -7,7 +7,7 @@ namespace Ufdd {
 // What an operator has ordered about a group or a port.
 enum class OrderKind : std::uint32_t {
    none = 0, // It does as the configuration says.
-   disable,  // The group holds no port.
+   disable,  // The group shuts no port.
    down,     // It is shut, whatever the uplinks do.
 };
 

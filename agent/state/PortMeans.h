@@ -4,9 +4,9 @@
 
 namespace Ufdd {
 
-// How ufdd holds a port that it has shut.
+// How a port is shut that is ours.
 enum class PortMeans : std::uint32_t {
-   none = 0,  // It holds nothing of the port.
+   none = 0,  // The port is not ours.
    protodown, // The kernel keeps the port without carrier for a reason that is ours.
    down,      // The port is set administratively down.
    members,   // The port is a LAG, and its members are shut by one of the two means above.

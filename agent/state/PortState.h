@@ -26,7 +26,7 @@ class PortState : public Notify::LoggedEntity< PortState > {
    void conditionIs( PortCondition condition ) {
       attributeIs< &PortState::condition >( condition_, condition );
    }
-   // `none` unless ufdd holds the port or, of a LAG, any member.
+   // `none` unless the port or, of a LAG, any member is ours.
    PortMeans means() const noexcept { return means_; }
    void meansIs( PortMeans means ) { attributeIs< &PortState::means >( means_, means ); }
    // Since when it has this condition, in seconds of Zet::now(). For a port that a former ufdd

@@ -715,7 +715,7 @@ TEST_F( AgentTest, failedActIsLoggedOnceAndRetried ) {
    EXPECT_EQ( takeLines(), "" );
    kernel.link( "d1" ).refusal = 0;
    pass( 1 );
-   EXPECT_EQ( agent->nextTime(), Agent::never );
+   EXPECT_EQ( agent->nextTime(), never );
    EXPECT_EQ( takeLines(), "port d1 shut: group g is down, 0/2 up, min_links 1\n" );
 
    // A port that somebody else shut is not opened.
@@ -840,7 +840,7 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    restart();
    takeLines();
    uplinksAre( true );
-   EXPECT_EQ( agent->nextTime(), Agent::never );
+   EXPECT_EQ( agent->nextTime(), never );
    EXPECT_EQ( takeLines(), "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
                            "port d1 opened, but others keep it in protodown, for the reasons 7, "
                            "9: group g is up, 2/2 up, min_links 1\n"

@@ -206,7 +206,7 @@ TEST_F( CockpitTest, remindsOfWhatOperatorsHaveLeft ) {
    server3.orderUidIs( 1000 );
    server3.orderEndTimeIs( now.steady + 55 );
    EXPECT_TRUE( show().starts_with( &R"(
-/etc/ufdd.toml is not confirmed: what it said before comes back in 7.2 s,
+/etc/ufdd.toml is not confirmed: the former configuration comes back in 7.2 s,
   unless: ufdctl confirm
 group rack2 is ordered down by user 0, 2 h 0 min ago: new cable. To end that:
   ufdctl auto rack2

@@ -11,7 +11,6 @@ namespace Ufdd {
 namespace {
 
 constexpr std::uint32_t ownNumber = 4711;
-constexpr double never = std::numeric_limits< double >::infinity();
 // In seconds: how long after a change the kernel sends a message that is not delayed.
 constexpr double soon = 0.0005;
 constexpr std::size_t linksPerPart = 4;

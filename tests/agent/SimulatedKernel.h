@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/base/Never.h"
 #include "agent/kernel/LinkControl.h"
 #include "agent/kernel/LinkFeed.h"
 #include "agent/kernel/LinkSource.h"
@@ -7,7 +8,6 @@
 
 #include <deque>
 #include <functional>
-#include <limits>
 #include <map>
 #include <optional>
 #include <set>
@@ -26,7 +26,7 @@ struct SimulatedLink : Link {
    bool slipsOnce = false;    // `slips` ends when protodown is set again.
    int refusal = 0;           // The error that answers every act on it; 0 for none.
    // When the kernel updates the operational state and sends the message about the carrier.
-   double toldAt = std::numeric_limits< double >::infinity();
+   double toldAt = never;
    bool ours = false;      // The daemon set it administratively down, and others left it so.
    bool oursByPd = false;  // The daemon set its protodown, and others left it so.
    bool isUnclear = false; // It is down, and nobody can know whether the daemon set it down.

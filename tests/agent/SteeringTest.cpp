@@ -97,7 +97,8 @@ TEST_F( SteeringTest, bringsBackWhatNobodyConfirms ) {
    rewrite( next );
    EXPECT_EQ( moved( { "reload", "--dry-run" } ), " -d2" );
    EXPECT_EQ( moved( { "reload", "--confirm", "1m" } ), " -d2" );
-   EXPECT_TRUE( isShown( " is not confirmed: what it said before comes back in " ) ) << shown();
+   EXPECT_TRUE( isShown( " is not confirmed: the former configuration comes back in " ) )
+       << shown();
    // A reload that needs no confirmation confirms nothing.
    ufdd->signal( SIGHUP );
    EXPECT_TRUE( eventually( [ & ] { return ufdd->count( "configuration loaded" ) == 2; } ) );
@@ -128,7 +129,7 @@ TEST_F( SteeringTest, bringsBackWhatNobodyConfirms ) {
    ufdd->end( SIGKILL );
    ufdd.emplace( way );
    EXPECT_TRUE( haveLink( { "d2-far" }, true ) ) << ufdd->output();
-   EXPECT_TRUE( ufdd->wrote( " is not in force, but what it said before" ) ) << ufdd->output();
+   EXPECT_TRUE( ufdd->wrote( "the former configuration is in force, not " ) ) << ufdd->output();
    EXPECT_EQ( ufdctl( { "reload" } ).second, 1 );
 }
 

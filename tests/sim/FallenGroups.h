@@ -66,7 +66,7 @@ class FallenGroups {
          return "has recovered with too few uplinks";
       if ( isCertain && !was && is && among( group, machine_.upAlways ) >= group.minLinks )
          return "has fallen with enough uplinks";
-      if ( !machine_.bootStore.isFull && history.nextTime() == Ufdd::BootHistory::never &&
+      if ( !machine_.bootStore.isFull && history.nextTime() == Ufdd::never &&
            machine_.bootStore.record->fallen.contains( group.name ) != is )
          return "is recorded wrongly";
       return "";

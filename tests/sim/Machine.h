@@ -70,7 +70,7 @@ class Machine {
    std::uint32_t route = 0; // The index of the link by which the default route leaves; or 0.
    Ufdd::SettingsInMemory settings;
    Ufdd::StoreInMemory store;
-   double recordCheckAt = Ufdd::Agent::never; // When the daemon notices that the record is gone.
+   double recordCheckAt = Ufdd::never; // When the daemon notices that the record is gone.
    Ufdd::BootStoreInMemory bootStore;
    Ufdd::OrdersInMemory orders;
    // The indexes of the links that an operator may have cleared.

@@ -28,8 +28,8 @@ class Process {
    double nextTime() const {
       if ( kernel_.hasMessages() || hasRouteNews() || isAskedForStatus() )
          return Zet::now();
-      return std::min( { agent.nextTime(), server.nextTime().value_or( Ufdd::Agent::never ),
-                         tickAt_, machine_.recordCheckAt } );
+      return std::min( { agent.nextTime(), server.nextTime().value_or( Ufdd::never ), tickAt_,
+                         machine_.recordCheckAt } );
    }
    // Runs one handler that is due, and the end of the turn. Returns false if that was a tick
    // without news, whose turn needs no end.
@@ -39,7 +39,7 @@ class Process {
          if ( !agent.handleTick() && agent.nextTime() > Zet::now() )
             return false;
       } else if ( Zet::now() >= machine_.recordCheckAt ) {
-         machine_.recordCheckAt = Ufdd::Agent::never;
+         machine_.recordCheckAt = Ufdd::never;
          agent.checkRecord();
       } else if ( kernel_.hasMessages() ) {
          kernel_.deliver();
@@ -49,7 +49,7 @@ class Process {
       endTurn();
       if ( tickMs_ != agent.tickMs() ) {
          tickMs_ = agent.tickMs();
-         tickAt_ = tickMs_ == 0 ? Ufdd::Agent::never : Zet::now() + tickMs_ / 1000.0;
+         tickAt_ = tickMs_ == 0 ? Ufdd::never : Zet::now() + tickMs_ / 1000.0;
       }
       return true;
    }
@@ -82,7 +82,7 @@ class Process {
    Ufdd::SimulatedKernel& kernel_;
    std::uint64_t routesVersion_ = 0;
    std::uint32_t tickMs_ = 0;
-   double tickAt_ = Ufdd::Agent::never;
+   double tickAt_ = Ufdd::never;
 };
 
 } // namespace Simulation

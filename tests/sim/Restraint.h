@@ -3,7 +3,6 @@
 #include "tests/sim/Oracle.h"
 
 #include <algorithm>
-#include <limits>
 #include <map>
 #include <string>
 
@@ -18,7 +17,7 @@ class Restraint {
 
    // The machine booted. The first daemon starts later.
    void handleBoot() {
-      firstStart_ = never;
+      firstStart_ = Ufdd::never;
       mayHaveBeenUp_.clear();
    }
    // A daemon started, or another configuration was loaded.
@@ -70,14 +69,12 @@ class Restraint {
    }
 
  private:
-   static constexpr double never = std::numeric_limits< double >::infinity();
-
    // What is known about a port of a single group.
    struct Port {
       std::uint32_t index = 0;
       std::size_t openings = 0;
-      double shutAt = -never, openedAt = -never; // By the daemon.
-      double delay = 0;                          // At least so long before it is opened.
+      double shutAt = -Ufdd::never, openedAt = -Ufdd::never; // By the daemon.
+      double delay = 0; // At least so long before it is opened.
       bool wasShut = false;
    };
 
@@ -162,7 +159,7 @@ class Restraint {
       Port& port = at->second;
       // Others have opened or replaced it: nothing is known any more.
       if ( isNew || port.index != link.index || port.openings != link.openings.size() )
-         port = { link.index, link.openings.size(), -never, -never, least, isShut };
+         port = { link.index, link.openings.size(), -Ufdd::never, -Ufdd::never, least, isShut };
       bool const isFall = isShut && !port.wasShut;
       bool const isEarly = isOpened && now < port.shutAt + port.delay - 1e-6;
       port.wasShut = isShut;
@@ -177,8 +174,8 @@ class Restraint {
 
    PlainConfig const& config_;
    Machine& machine_;
-   double firstStart_ = never;
-   double holdEnd_ = -never;
+   double firstStart_ = Ufdd::never;
+   double holdEnd_ = -Ufdd::never;
    Names mayHaveBeenUp_;                 // Groups, since the boot.
    std::map< std::string, Port > ports_; // By name.
    Ufdd::OrderBook bookBefore_;

@@ -99,7 +99,7 @@ class StateOracle {
       return ( known.order() == Ufdd::OrderKind::down ) ==
                  ( order.kind == Ufdd::Order::Kind::down ) &&
              known.order() != Ufdd::OrderKind::none && known.orderTime() == order.since &&
-             known.orderEndTime() == ( order.until == Ufdd::Order::noEnd ? 0 : order.until ) &&
+             known.orderEndTime() == ( order.until == Ufdd::never ? 0 : order.until ) &&
              known.orderUid() == order.uid && known.orderReason().view() == order.reason;
    }
    bool isRight( std::string const& name, Ufdd::PortState const& known ) const {

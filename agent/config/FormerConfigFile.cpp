@@ -1,4 +1,4 @@
-#include "agent/FormerConfigFile.h"
+#include "agent/config/FormerConfigFile.h"
 
 #include <cerrno>
 #include <cmath>
