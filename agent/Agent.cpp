@@ -240,12 +240,8 @@ Agent::isOrderedDown( Kelnet::IntfId port, ConfigFile const& config ) const {
    OrderBook const& book = orders_.book();
    return book.ports.contains( port.name().view() ) ||
           std::ranges::any_of( config.groups, [ & ]( GroupSettings const& group ) {
-             auto const order = book.groups.find( group.name() );
              return group.config->intfsToDisable( port ) &&
-                    stanceOf( group.policy, order == book.groups.end()
-                                                ? std::nullopt
-                                                : std::optional( order->second.kind ) ) ==
-                        GroupStance::down;
+                    group.policy.mode( book.ofGroup( group.name() ) ) == GroupMode::orderedDown;
           } );
 }
 

@@ -254,17 +254,17 @@ class Forecaster {
             GroupSettings const* const group : isDown ? down : listing->second ) {
          if ( ++shown > maxShown )
             return text + "; ...";
-         GroupWait::Cause const wait =
-             agent_.detector().decisions().waitOf( group->config->name() ).cause;
+         WaitReason const wait =
+             agent_.detector().decisions().waitOf( group->config->name() ).reason;
          double const delay = isDown ? group->policy.downDelay : group->policy.recoveryDelay;
          text += ( text.empty() ? "" : "; " ) +
                  groupText( agent_.detector(), *group->config, statusOf( *group ) ) +
                  ( isDown ? failuresOf( *group ) : "" ) +
-                 ( wait == GroupWait::Cause::unproven ? ", left alone"
-                   : delay <= 0                       ? ""
-                   : isDown                           ? "; after its down_delay"
-                                                      : "; after its recovery_delay" ) +
-                 ( wait == GroupWait::Cause::releaseWhen
+                 ( wait == WaitReason::unproven ? ", left alone"
+                   : delay <= 0                 ? ""
+                   : isDown                     ? "; after its down_delay"
+                                                : "; after its recovery_delay" ) +
+                 ( wait == WaitReason::releaseWhen
                        ? "; opened once all of these routes exist, or after its release_timeout: " +
                              routesText( group->policy.releaseWhen )
                        : "" );

@@ -16,61 +16,13 @@ namespace {
 using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
 
-LinkCondition
-conditionOf( LinkCause::Kind kind ) {
-   switch ( kind ) {
-   case LinkCause::Kind::up:
-      return LinkCondition::up;
-   case LinkCause::Kind::lostCarrier:
-      return LinkCondition::noCarrier;
-   case LinkCause::Kind::adminDown:
-      return LinkCondition::setDown;
-   case LinkCause::Kind::dormant:
-      return LinkCondition::dormant;
-   case LinkCause::Kind::none:
-   case LinkCause::Kind::removed:
-   case LinkCause::Kind::renamed:
-      break;
-   }
-   return LinkCondition::absent;
-}
-
-WaitReason
-reasonOf( GroupWait::Cause cause ) {
-   switch ( cause ) {
-   case GroupWait::Cause::none:
-      break;
-   case GroupWait::Cause::unproven:
-      return WaitReason::unproven;
-   case GroupWait::Cause::startupHold:
-      return WaitReason::startupHold;
-   case GroupWait::Cause::downDelay:
-      return WaitReason::downDelay;
-   case GroupWait::Cause::recoveryDelay:
-      return WaitReason::recoveryDelay;
-   case GroupWait::Cause::releaseWhen:
-      return WaitReason::releaseWhen;
-   case GroupWait::Cause::latched:
-      return WaitReason::latched;
-   }
-   return WaitReason::nothing;
-}
-
 GroupMode
-modeOf( GroupStance stance, GroupWait::Cause cause ) {
-   switch ( stance ) {
-   case GroupStance::acting:
-      break;
-   case GroupStance::disabled:
-      return GroupMode::disabled;
-   case GroupStance::down:
-      return GroupMode::orderedDown;
-   case GroupStance::dryRun:
-      return GroupMode::dryRun;
-   }
-   if ( cause == GroupWait::Cause::startupHold )
-      return GroupMode::startupHold;
-   return cause == GroupWait::Cause::unproven ? GroupMode::unproven : GroupMode::acting;
+modeOf( GroupMode stance, WaitReason reason ) {
+   if ( stance != GroupMode::acting )
+      return stance;
+   return reason == WaitReason::startupHold ? GroupMode::startupHold
+          : reason == WaitReason::unproven  ? GroupMode::unproven
+                                            : GroupMode::acting;
 }
 
 // Writes the order about the entity; `orders` are those about entities of its kind.
@@ -83,9 +35,7 @@ writeOrder( E& entity, OrderBook::Orders const& orders ) {
    if ( !isThere && entity.order() == OrderKind::none )
       return;
    Order const& order = isThere ? at->second : none;
-   entity.orderIs( !isThere                             ? OrderKind::none
-                   : order.kind == Order::Kind::disable ? OrderKind::disable
-                                                        : OrderKind::down );
+   entity.orderIs( isThere ? order.kind : OrderKind::none );
    entity.orderTimeIs( order.since );
    entity.orderEndTimeIs( order.until == never ? 0 : order.until );
    entity.orderUidIs( order.uid );
@@ -279,7 +229,7 @@ StateWriter::writeLink( Kelnet::IntfId link ) {
       return;
    Zet::Name const& name = link.name();
    bool const isNew = !state_->link( name );
-   LinkCondition const condition = conditionOf( links_.kindOf( link ) );
+   LinkCondition const condition = links_.conditionOf( link );
    bool const isUnproven = condition == LinkCondition::absent && groupsOfUplink_.contains( link ) &&
                            detector_.isUnproven( link );
    writeCondition( *state_->linkIs( name ), isNew, isUnproven ? LinkCondition::unproven : condition,
@@ -294,7 +244,7 @@ StateWriter::writeGroup( Zet::Name const& name ) {
    GroupDecisions const& decisions = detector_.decisions();
    auto const group = state_->groupIs( name );
    GroupWait const wait = decisions.waitOf( name );
-   group->modeIs( modeOf( decisions.stanceOf( name ), wait.cause ) );
+   group->modeIs( modeOf( decisions.stanceOf( name ), wait.reason ) );
    GroupPolicy const* const policy = decisions.policyOf( name );
    group->isDryRunIs( policy && policy->dryRun );
    group->autoRecoverIs( !policy || policy->autoRecover );
@@ -305,7 +255,7 @@ StateWriter::writeGroup( Zet::Name const& name ) {
    group->minLinksIs( stay );
    group->recoverLinksIs( recover );
    group->neededLinksIs( needed );
-   group->waitIs( reasonOf( wait.cause ) );
+   group->waitIs( wait.reason );
    group->waitTimeIs( wait.until == never ? 0 : wait.until );
    auto const [ downDelay, recoveryDelay ] = decisions.delaysOf( name );
    group->downDelayIs( downDelay );

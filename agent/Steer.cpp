@@ -164,7 +164,7 @@ Steer::objectionToClear( Target const& target ) {
       for ( auto group = detector_.config->groupIteratorConst(); group; ++group )
          if ( std::string const name( group->name().view() );
               group->intfsToDisable( port ) &&
-              detector_.decisions().stanceOf( group->name() ) == GroupStance::down )
+              detector_.decisions().stanceOf( group->name() ) == GroupMode::orderedDown )
             return reply( Kind::refused,
                           subject + " with group " + name +
                               ( book.groups.contains( name )
@@ -184,13 +184,13 @@ Steer::order( ControlRequest const& request, Targets const& targets ) {
          orders.erase( target.name );
       else
          orders.insert_or_assign(
-             target.name, Order{ .kind = request.verb == Verb::disable ? Order::Kind::disable
-                                                                       : Order::Kind::down,
-                                 .isForced = request.isForced,
-                                 .uid = request.uid,
-                                 .since = now,
-                                 .until = request.holdFor ? now + *request.holdFor : never,
-                                 .reason = request.reason } );
+             target.name,
+             Order{ .kind = request.verb == Verb::disable ? OrderKind::disable : OrderKind::down,
+                    .isForced = request.isForced,
+                    .uid = request.uid,
+                    .since = now,
+                    .until = request.holdFor ? now + *request.holdFor : never,
+                    .reason = request.reason } );
    }
    ControlReply answer = moves( next, request.isForced );
    answer.text = remarks( request, targets );

@@ -12,6 +12,16 @@ routesText( std::vector< RouteCondition > const& routes ) {
    return text;
 }
 
+GroupMode
+GroupPolicy::mode( OrderKind order ) const {
+   if ( order != OrderKind::none )
+      return order == OrderKind::disable ? GroupMode::disabled : GroupMode::orderedDown;
+   return !enabled    ? GroupMode::disabled
+          : dryRun    ? GroupMode::dryRun
+          : forceDown ? GroupMode::orderedDown
+                      : GroupMode::acting;
+}
+
 GroupSettings::GroupSettings( std::string_view name )
     : config( GroupConfig::GroupConfigIs( name ) ) {}
 

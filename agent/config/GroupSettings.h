@@ -2,6 +2,8 @@
 
 #include "agent/config/Findings.h"
 #include "agent/kernel/Prefix.h"
+#include "agent/state/GroupMode.h"
+#include "agent/state/OrderKind.h"
 #include "model/GroupConfig.h"
 
 #include <initializer_list>
@@ -47,6 +49,9 @@ struct GroupPolicy {
    // is as many as that.
    unsigned int recoverLinks = 0;
 
+   // Returns what the group does about its ports, apart from the state of its uplinks: neither
+   // `startupHold` nor `unproven`. An order about the group wins over the configuration.
+   GroupMode mode( OrderKind order ) const;
    bool operator==( GroupPolicy const& ) const = default;
 };
 

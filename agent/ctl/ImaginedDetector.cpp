@@ -10,21 +10,6 @@ using Interface::OperStatus;
 using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
 
-namespace {
-
-// The orders of operators stand, whatever the file says.
-GroupMode
-modeOf( GroupPolicy const& policy, GroupState const* now ) {
-   if ( now && now->order() != OrderKind::none )
-      return now->mode();
-   return !policy.enabled    ? GroupMode::disabled
-          : policy.dryRun    ? GroupMode::dryRun
-          : policy.forceDown ? GroupMode::orderedDown
-                             : GroupMode::acting;
-}
-
-} // namespace
-
 void
 ImaginedDetector::add( GroupConfig const& group, Manner const& manner ) {
    copyConfiguration( group, *config_->groupIs( group.name() ), CopyOrder::addFirst );
@@ -57,7 +42,7 @@ ImaginedDetector::configure( ConfigFile const& file, View const& view ) {
    for ( GroupSettings const& group : file.groups ) {
       auto const now = view.agent->group( group.config->name() );
       add( *group.config,
-           { .mode = modeOf( group.policy, now.get() ),
+           { .mode = group.policy.mode( now ? now->order() : OrderKind::none ),
              .downDelay = group.policy.downDelay,
              .recoveryDelay = group.policy.recoveryDelay,
              .minLinks = group.config->minLinks(),

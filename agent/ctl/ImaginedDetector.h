@@ -37,7 +37,7 @@ class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Po
 
    // Adds the groups of the view.
    void configure( View const& view );
-   // Adds the groups of the file. Those that the view shows as down are so.
+   // Adds the groups of the file. Those that the view shows as down are so, and orders stand.
    void configure( ConfigFile const& file, View const& view );
    // A link that is not set is absent.
    void setLink( Kelnet::IntfId link, bool isUp );

@@ -41,9 +41,9 @@ GroupDecisions::policyIs( Zet::Name const& group, GroupPolicy const& policy,
 void
 GroupDecisions::handleStance( Groups::iterator group ) {
    auto& [ name, decision ] = *group;
-   groupsOrderedDown_ -= decision.stance == GroupStance::down;
-   decision.stance = Ufdd::stanceOf( decision.policy, decision.order );
-   groupsOrderedDown_ += decision.stance == GroupStance::down;
+   groupsOrderedDown_ -= decision.stance == GroupMode::orderedDown;
+   decision.stance = decision.policy.mode( decision.order );
+   groupsOrderedDown_ += decision.stance == GroupMode::orderedDown;
    updateLatch( decision );
    review( group );
    portDecisions_.decideAgain( name );
@@ -59,19 +59,16 @@ GroupDecisions::ordersAre( OrderBook const& book ) {
    for ( auto at = groups_.begin(); at != groups_.end(); ++at ) {
       auto const order = book.groups.find( at->first.view() );
       bool const isOrdered = order != book.groups.end();
-      at->second.order = isOrdered ? std::optional( order->second.kind ) : std::nullopt;
+      at->second.order = isOrdered ? order->second.kind : OrderKind::none;
       at->second.isForced = isOrdered && order->second.isForced;
       handleStance( at );
    }
 }
 
-GroupStance
+GroupMode
 GroupDecisions::stanceUnder( OrderBook const& book, Zet::Name const& name,
                              Decision const& decision ) const {
-   auto const order = book.groups.find( name.view() );
-   return Ufdd::stanceOf( decision.policy, order == book.groups.end()
-                                               ? std::nullopt
-                                               : std::optional( order->second.kind ) );
+   return decision.policy.mode( book.ofGroup( name.view() ) );
 }
 
 template < class Visit >
@@ -95,7 +92,7 @@ bool
 GroupDecisions::wouldBeOrderedDown( Kelnet::IntfId port, OrderBook const& book ) const {
    bool isOrdered = book.ports.contains( port.name().view() );
    forEachGroupOf( port, [ & ]( Zet::Name const& name, Decision const& decision ) {
-      isOrdered |= stanceUnder( book, name, decision ) == GroupStance::down;
+      isOrdered |= stanceUnder( book, name, decision ) == GroupMode::orderedDown;
    } );
    return isOrdered;
 }
@@ -107,7 +104,7 @@ GroupDecisions::isOrderedDown( Kelnet::IntfId port ) const {
       return false;
    bool isOrdered = orderedPorts_.contains( port );
    forEachGroupOf( port, [ & ]( Zet::Name const&, Decision const& decision ) {
-      isOrdered |= decision.stance == GroupStance::down;
+      isOrdered |= decision.stance == GroupMode::orderedDown;
    } );
    return isOrdered;
 }
@@ -122,10 +119,10 @@ GroupDecisions::isLatched( Kelnet::IntfId port ) const {
    return held > 0 && others == 0 && !isOrderedDown( port );
 }
 
-GroupStance
+GroupMode
 GroupDecisions::stanceOf( Zet::Name const& group ) const {
    auto const at = groups_.find( group );
-   return at == groups_.end() ? GroupStance::acting : at->second.stance;
+   return at == groups_.end() ? GroupMode::acting : at->second.stance;
 }
 
 GroupPolicy const*
@@ -142,8 +139,8 @@ GroupDecisions::allowsDefaultRoute( Kelnet::IntfId port ) const {
    return std::any_of( groups_.begin(), groups_.end(), [ & ]( auto const& entry ) {
       auto const& [ name, decision ] = entry;
       bool const isAllowed = decision.policy.allowDefaultRoute || decision.isForced;
-      bool const hasReason =
-          decision.stance == GroupStance::down || ( decision.sawDown() && !decision.isLeftAlone() );
+      bool const hasReason = decision.stance == GroupMode::orderedDown ||
+                             ( decision.sawDown() && !decision.isLeftAlone() );
       auto const group = isAllowed && hasReason ? config_.group( name ) : nullptr;
       return group && group->intfsToDisable( port ) && decision.shuts( port );
    } );
@@ -178,8 +175,8 @@ GroupDecisions::wantsShut( Zet::Name const& group, Kelnet::IntfId port ) const {
    auto const at = groups_.find( group );
    if ( at == groups_.end() )
       return false;
-   GroupStance const stance = at->second.stance;
-   return at->second.shuts( port, stance == GroupStance::dryRun ? GroupStance::acting : stance );
+   GroupMode const stance = at->second.stance;
+   return at->second.shuts( port, stance == GroupMode::dryRun ? GroupMode::acting : stance );
 }
 
 double
@@ -325,7 +322,7 @@ GroupDecisions::handleGroupGone( Zet::Name const& group ) {
    auto const at = groups_.find( group );
    if ( at == groups_.end() )
       return;
-   groupsOrderedDown_ -= at->second.stance == GroupStance::down;
+   groupsOrderedDown_ -= at->second.stance == GroupMode::orderedDown;
    haveLatchesChanged_ |= at->second.isLatched;
    std::erase( inReview_, at );
    std::erase( fallen_, at );
@@ -373,12 +370,13 @@ GroupDecisions::evaluate( Groups::iterator group, double now, bool confirmsOpeni
    // No transition tells when a group with unproven uplinks is not left alone any more.
    Uplinks const uplinks = decision.sawDown() ? uplinksOf( name ) : Uplinks();
    bool const isDone = uplinks.unproven == 0;
-   auto const before = std::exchange( decision.wait, holdOf( name, decision, uplinks, now ) ).cause;
+   auto const before =
+       std::exchange( decision.wait, holdOf( name, decision, uplinks, now ) ).reason;
    if ( decision.isLeftAlone() ) {
       leaveAlone( name, decision, before );
       return false;
    }
-   if ( before == GroupWait::Cause::unproven && decision.sawDown() )
+   if ( before == WaitReason::unproven && decision.sawDown() )
       decision.since = now;
    if ( !decision.disagrees() ) {
       settle( group, wasTold );
@@ -388,8 +386,8 @@ GroupDecisions::evaluate( Groups::iterator group, double now, bool confirmsOpeni
    if ( decision.isLatched && !decision.sawDown() && !keepsAny( name, decision ) )
       decision.isLatched = false;
    if ( decision.isLatched && !decision.sawDown() ) {
-      decision.wait = { GroupWait::Cause::latched };
-      if ( before != GroupWait::Cause::latched )
+      decision.wait = { WaitReason::latched };
+      if ( before != WaitReason::latched )
          remarks_.push_back( { name, "auto_recover is false: its ports stay shut until an operator "
                                      "clears them: ufdctl clear " +
                                          std::string( name.view() ) } );
@@ -402,8 +400,7 @@ GroupDecisions::evaluate( Groups::iterator group, double now, bool confirmsOpeni
       noteThreshold( group );
       return isDone;
    }
-   decision.wait = { decision.sawDown() ? GroupWait::Cause::downDelay
-                                        : GroupWait::Cause::recoveryDelay,
+   decision.wait = { decision.sawDown() ? WaitReason::downDelay : WaitReason::recoveryDelay,
                      decision.due() };
    if ( now >= decision.due() ) {
       decision.isOpening = hasOpenings_ = true;
@@ -434,7 +431,7 @@ GroupDecisions::awaitsRoutes( Zet::Name const& name, Decision& decision, double 
       remarks_.push_back(
           { name, "release_when: its ports are opened when these routes exist, or in " +
                       secondsText( end - now ) + ": " + missing } );
-   decision.wait = { GroupWait::Cause::releaseWhen, end };
+   decision.wait = { WaitReason::releaseWhen, end };
    return true;
 }
 
@@ -459,21 +456,21 @@ GroupDecisions::holdOf( Zet::Name const& name, Decision const& decision, Uplinks
       return {};
    if ( double const end = history_.firstStart() + startupHold_;
         now < end && !history_.wasUp( name ) )
-      return { GroupWait::Cause::startupHold, end };
+      return { WaitReason::startupHold, end };
    auto const group = config_.group( name );
    if ( group && uplinks.unproven > 0 && uplinks.up + uplinks.unproven >= group->minLinks() )
-      return { GroupWait::Cause::unproven };
+      return { WaitReason::unproven };
    return {};
 }
 
 void
-GroupDecisions::leaveAlone( Zet::Name const& name, Decision& decision, GroupWait::Cause before ) {
+GroupDecisions::leaveAlone( Zet::Name const& name, Decision& decision, WaitReason before ) {
    // Ports that a reload adds to the group stay open.
    if ( decision.isDown && !decision.only )
       decision.only = portDecisions_.shutBy( name );
-   if ( decision.wait.cause == before )
+   if ( decision.wait.reason == before )
       return;
-   if ( decision.wait.cause == GroupWait::Cause::unproven )
+   if ( decision.wait.reason == WaitReason::unproven )
       tellUnproven( name );
    else
       remarks_.push_back(
@@ -514,12 +511,12 @@ GroupDecisions::tellAbsentPorts( Zet::Name const& name ) {
 std::vector< GroupDecisions::Remark >
 GroupDecisions::takeRemarks() {
    for ( Groups::iterator const group : std::exchange( fallen_, {} ) )
-      if ( group->second.stance == GroupStance::acting )
+      if ( group->second.stance == GroupMode::acting )
          tellAbsentPorts( group->first );
    // The delays of a group whose ports are as ordered delay nothing.
    std::erase_if( remarks_, [ this ]( Remark const& remark ) {
-      GroupStance const stance = stanceOf( remark.group );
-      return stance == GroupStance::disabled || stance == GroupStance::down;
+      GroupMode const stance = stanceOf( remark.group );
+      return stance == GroupMode::disabled || stance == GroupMode::orderedDown;
    } );
    return std::exchange( remarks_, {} );
 }
@@ -571,7 +568,7 @@ GroupDecisions::reverse( Groups::iterator group, double now ) {
    } else {
       decision.recoveryDelay.handleOpened( now );
    }
-   if ( decision.stance == GroupStance::dryRun && config_.group( name ) )
+   if ( decision.stance == GroupMode::dryRun && config_.group( name ) )
       remarks_.push_back( { name, std::string( "dry_run, else ports would be " ) +
                                       ( decision.isDown ? "shut" : "opened" ) +
                                       " now:" + portsText( name, decision ) } );

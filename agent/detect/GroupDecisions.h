@@ -3,7 +3,6 @@
 #include "agent/base/Log.h"
 #include "agent/config/GroupSettings.h"
 #include "agent/detect/BootHistory.h"
-#include "agent/detect/GroupStance.h"
 #include "agent/detect/GroupWait.h"
 #include "agent/detect/RecoveryDelay.h"
 #include "agent/detect/RouteReadiness.h"
@@ -110,12 +109,10 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    bool isOrderedDown( Kelnet::IntfId port ) const;
    // Returns true if the port must be shut only because groups that are up are latched.
    bool isLatched( Kelnet::IntfId port ) const;
-   GroupStance stanceOf( Zet::Name const& group ) const;
+   GroupMode stanceOf( Zet::Name const& group ) const;
    // Returns null for an unknown group.
    GroupPolicy const* policyOf( Zet::Name const& group ) const;
-   bool isDryRun( Zet::Name const& group ) const {
-      return stanceOf( group ) == GroupStance::dryRun;
-   }
+   bool isDryRun( Zet::Name const& group ) const { return stanceOf( group ) == GroupMode::dryRun; }
    // Returns true if a group or an order that shuts the port does so even if it carries the default
    // route.
    bool allowsDefaultRoute( Kelnet::IntfId port ) const;
@@ -170,9 +167,9 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
       unsigned int minLinks = 0; // As configured.
       // It was decided to be down, and not to be up since: it needs recoverLinks to be up.
       bool mustRecover = false;
-      std::optional< Order::Kind > order; // Of an operator.
-      bool isForced = false;              // That order's.
-      GroupStance stance = GroupStance::acting;
+      OrderKind order = OrderKind::none; // Of an operator.
+      bool isForced = false;             // That order's.
+      GroupMode stance = GroupMode::acting;
       bool isLatched = false;
       // While it is latched and not seen up: the ports that it won't keep shut once it is up.
       std::vector< Kelnet::IntfId > cleared;
@@ -196,24 +193,23 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
       // Returns true if it applies to that port of the group.
       bool covers( Kelnet::IntfId port ) const;
       // Returns true if it shuts that port of the group, if its stance is that one.
-      bool shuts( Kelnet::IntfId port, GroupStance as ) const {
-         return as == GroupStance::down ||
-                ( as == GroupStance::acting && isDown && covers( port ) );
+      bool shuts( Kelnet::IntfId port, GroupMode as ) const {
+         return as == GroupMode::orderedDown ||
+                ( as == GroupMode::acting && isDown && covers( port ) );
       }
       bool shuts( Kelnet::IntfId port ) const { return shuts( port, stance ); }
       // Returns true if it stays decided to be down once it is up.
       bool latches() const {
          return !policy.autoRecover &&
-                ( stance == GroupStance::acting || stance == GroupStance::down );
+                ( stance == GroupMode::acting || stance == GroupMode::orderedDown );
       }
       // Returns true if its latch alone keeps it decided to be down.
-      bool isHeldByLatch() const { return wait.cause == GroupWait::Cause::latched; }
+      bool isHeldByLatch() const { return wait.reason == WaitReason::latched; }
       bool disagrees() const { return seen != LinkStatus::unknown && isDown != sawDown(); }
       bool sawDown() const { return seen == LinkStatus::down; }
       // As of the last evaluation.
       bool isLeftAlone() const {
-         return wait.cause == GroupWait::Cause::unproven ||
-                wait.cause == GroupWait::Cause::startupHold;
+         return wait.reason == WaitReason::unproven || wait.reason == WaitReason::startupHold;
       }
       // Returns true if it may shut more ports, not only keep shut what is shut: it is seen down
       // and not left alone, or latched.
@@ -237,8 +233,8 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // Calls visit( decision ) for each group that disables the port.
    template < class Visit > void forEachGroupOf( Kelnet::IntfId port, Visit visit ) const;
    // Returns the stance of the group if these were the orders.
-   GroupStance stanceUnder( OrderBook const& book, Zet::Name const& name,
-                            Decision const& decision ) const;
+   GroupMode stanceUnder( OrderBook const& book, Zet::Name const& name,
+                          Decision const& decision ) const;
    // The policy of the group or an order about it has changed.
    void handleStance( Groups::iterator group );
    void updateLatch( Decision& decision );
@@ -253,7 +249,7 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    // Returns why the group is left alone, if it is.
    GroupWait holdOf( Zet::Name const& name, Decision const& decision, Uplinks const& uplinks,
                      double now ) const;
-   void leaveAlone( Zet::Name const& name, Decision& decision, GroupWait::Cause before );
+   void leaveAlone( Zet::Name const& name, Decision& decision, WaitReason before );
    void tellUnproven( Zet::Name const& name );
    void tellAbsentPorts( Zet::Name const& name );
    // Returns true if the group is left down, although it is seen up, because routes are missing.

@@ -103,7 +103,7 @@ GroupLog::print( Transition const& transition ) {
    Zet::Ptr< GroupConfig > const group = detector_.config->group( name );
    // This line tells the number of uplinks; tellUplinks() must not repeat it.
    toldUp_.erase( name );
-   std::string const reason = cause.kind == LinkCause::Kind::none ? "configured"
+   std::string const reason = cause.isNone() ? "configured"
                               : group && group->intfsToMonitor( cause.link )
                                   ? "uplink " + cause.text()
                                   : cause.text();

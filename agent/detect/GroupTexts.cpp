@@ -13,23 +13,16 @@ namespace {
 // Returns true if the group shuts no port, whatever its uplinks do.
 bool
 isIdle( Detector const& detector, Zet::Name const& group ) {
-   GroupStance const stance = detector.decisions().stanceOf( group );
-   return stance == GroupStance::dryRun || stance == GroupStance::disabled;
+   GroupMode const stance = detector.decisions().stanceOf( group );
+   return stance == GroupMode::dryRun || stance == GroupMode::disabled;
 }
 
 std::string
-stanceText( GroupStance stance ) {
-   switch ( stance ) {
-   case GroupStance::acting:
-      break;
-   case GroupStance::disabled:
-      return ", disabled";
-   case GroupStance::down:
-      return ", ordered down";
-   case GroupStance::dryRun:
-      return ", dry_run";
-   }
-   return "";
+stanceText( GroupMode stance ) {
+   return stance == GroupMode::disabled      ? ", disabled"
+          : stance == GroupMode::orderedDown ? ", ordered down"
+          : stance == GroupMode::dryRun      ? ", dry_run"
+                                             : "";
 }
 
 } // namespace

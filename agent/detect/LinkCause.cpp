@@ -4,24 +4,24 @@ namespace Ufdd {
 
 std::string
 LinkCause::text() const {
-   std::string const name( link.name().view() );
-   switch ( kind ) {
-   case Kind::none:
+   if ( isNone() )
       return "";
-   case Kind::up:
+   std::string const name( link.name().view() );
+   switch ( condition ) {
+   case LinkCondition::up:
       return name + " is up";
-   case Kind::lostCarrier:
+   case LinkCondition::noCarrier:
       return name + " lost carrier";
-   case Kind::adminDown:
+   case LinkCondition::setDown:
       return name + " administratively down";
-   case Kind::dormant:
+   case LinkCondition::dormant:
       return name + " has carrier but is dormant";
-   case Kind::removed:
-      return name + " removed";
-   case Kind::renamed:
-      return name + " is now called " + std::string( newName.view() );
+   case LinkCondition::absent:
+   case LinkCondition::unproven:
+      break;
    }
-   return "";
+   return newName.view().empty() ? name + " removed"
+                                 : name + " is now called " + std::string( newName.view() );
 }
 
 } // namespace Ufdd

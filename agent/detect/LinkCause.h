@@ -1,6 +1,7 @@
 #pragma once
 
 #include "agent/base/InterfaceName.h"
+#include "agent/state/LinkCondition.h"
 #include "platform/kelnet/IntfId.h"
 
 #include <string>
@@ -9,13 +10,12 @@ namespace Ufdd {
 
 // A change of a link, as the cause of a group's transition.
 struct LinkCause {
-   enum class Kind { none, up, lostCarrier, adminDown, dormant, removed, renamed };
+   Kelnet::IntfId link; // By a name that is watched; empty for no cause.
+   LinkCondition condition = LinkCondition::absent; // Of that name since the change.
+   InterfaceName newName;                           // Set if the link was renamed.
 
-   Kind kind = Kind::none;
-   Kelnet::IntfId link;   // By a name that is watched.
-   InterfaceName newName; // Set for `renamed`.
-
-   // "eth1 lost carrier"; empty for `none`.
+   bool isNone() const { return link == Kelnet::IntfId(); }
+   // "eth1 lost carrier"; empty for none.
    std::string text() const;
 };
 

@@ -26,16 +26,15 @@ maybeOutdated( std::uint8_t operState ) {
 
 // Until the message with the new operational state comes, a link that was down stays down, and any
 // other one counts as up.
-LinkCause::Kind
-kindOf( Link const& link, OperStatus before ) {
-   using Kind = LinkCause::Kind;
+LinkCondition
+conditionOf( Link const& link, OperStatus before ) {
    if ( !link.adminUp )
-      return Kind::adminDown;
+      return LinkCondition::setDown;
    if ( !link.carrier )
-      return Kind::lostCarrier;
+      return LinkCondition::noCarrier;
    bool const isDormant = link.operState == IF_OPER_DORMANT || link.operState == IF_OPER_TESTING ||
                           ( maybeOutdated( link.operState ) && before == OperStatus::down );
-   return isDormant ? Kind::dormant : Kind::up;
+   return isDormant ? LinkCondition::dormant : LinkCondition::up;
 }
 
 } // namespace
@@ -94,10 +93,10 @@ LinkDirectory::link( Kelnet::IntfId name ) const {
    return at == watched_.end() ? nullptr : link( at->second.index );
 }
 
-LinkCause::Kind
-LinkDirectory::kindOf( Kelnet::IntfId name ) const {
+LinkCondition
+LinkDirectory::conditionOf( Kelnet::IntfId name ) const {
    auto const at = watched_.find( name.name().view() );
-   return at == watched_.end() ? LinkCause::Kind::none : at->second.kind;
+   return at == watched_.end() ? LinkCondition::absent : at->second.condition;
 }
 
 std::vector< std::uint32_t >
@@ -171,7 +170,7 @@ LinkDirectory::handleName( KnownLink& known, Link const& link ) {
    std::vector< WatchedName* > const before = std::exchange( known.names, watchedOf( link ) );
    for ( WatchedName* const name : before )
       if ( std::find( known.names.begin(), known.names.end(), name ) == known.names.end() )
-         leave( *name, link.index, { LinkCause::Kind::renamed, name->id, link.name } );
+         leave( *name, link.index, { name->id, LinkCondition::absent, link.name } );
    // Another link that had one of these names was renamed; the message about that will come.
    for ( WatchedName* const name : known.names )
       name->index = link.index;
@@ -193,10 +192,10 @@ LinkDirectory::watchedOf( Link const& link ) {
 void
 LinkDirectory::handleState( WatchedName& name, Link const& link ) {
    OperStatus const before = name.status ? name.status->operStatus() : OperStatus::unknown;
-   LinkCause::Kind const kind = Ufdd::kindOf( link, before );
-   name.kind = kind;
-   OperStatus const operStatus = kind == LinkCause::Kind::up ? OperStatus::up : OperStatus::down;
-   cause_ = { kind, name.id, {} };
+   name.condition = Ufdd::conditionOf( link, before );
+   OperStatus const operStatus =
+       name.condition == LinkCondition::up ? OperStatus::up : OperStatus::down;
+   cause_ = { name.id, name.condition, {} };
    if ( name.status ) {
       name.status->operStatusIs( operStatus );
    } else {
@@ -226,7 +225,7 @@ LinkDirectory::handleLinkGone( std::uint32_t index ) {
    links_.erase( at );
    ++shape_;
    for ( WatchedName* const name : names )
-      leave( *name, index, { LinkCause::Kind::removed, name->id, {} } );
+      leave( *name, index, { name->id, LinkCondition::absent, {} } );
    if ( listener_ )
       listener_->handleGone( index );
 }
@@ -253,7 +252,7 @@ LinkDirectory::leave( WatchedName& name, std::uint32_t index, LinkCause const& c
       return;
    name.index = 0;
    name.status = nullptr;
-   name.kind = LinkCause::Kind::none;
+   name.condition = LinkCondition::absent;
    touch( name.id );
    cause_ = cause;
    directory_->intfStatusDel( name.id );

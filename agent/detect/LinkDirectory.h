@@ -64,14 +64,14 @@ class LinkDirectory final : public LinkListener {
    std::uint64_t shape() const { return shape_; }
    // Adds the members of the LAG or bridge of that index to `members`.
    void collectMembers( std::uint32_t master, std::vector< Link >& members ) const;
-   // The change that is being written to the directory; of kind `none` outside of that.
+   // The change that is being written to the directory; none outside of that.
    LinkCause const& cause() const { return cause_; }
    // The changes of operational states since forgetChanges().
    std::vector< LinkCause > const& changes() const { return changes_; }
    void forgetChanges() { changes_.clear(); }
-   // Returns what the last message made of the link of that name; `none` when there is no link, or
-   // when the name is not watched.
-   LinkCause::Kind kindOf( Kelnet::IntfId name ) const;
+   // Returns what the last message made of the link of that name; `absent` when there is no link,
+   // or when the name is not watched. Never `unproven`.
+   LinkCondition conditionOf( Kelnet::IntfId name ) const;
    // The watched names about whose links there were messages since forgetTouched(), and those of
    // the LAGs that these links are members of. A name may be there more than once.
    std::vector< Kelnet::IntfId > const& touched() const { return touched_; }
@@ -88,9 +88,9 @@ class LinkDirectory final : public LinkListener {
    // A watched name.
    struct WatchedName {
       Kelnet::IntfId id;
-      std::uint32_t index = 0;                      // The link that has it, or 0.
-      Zet::Ptr< Interface::EthIntfStatus > status;  // In the directory while there is a link.
-      LinkCause::Kind kind = LinkCause::Kind::none; // See kindOf().
+      std::uint32_t index = 0;                     // The link that has it, or 0.
+      Zet::Ptr< Interface::EthIntfStatus > status; // In the directory while there is a link.
+      LinkCondition condition = LinkCondition::absent;
    };
 
    struct KnownLink {

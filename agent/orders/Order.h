@@ -1,10 +1,12 @@
 #pragma once
 
 #include "agent/base/Never.h"
+#include "agent/state/OrderKind.h"
 
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 
 namespace Ufdd {
@@ -12,14 +14,9 @@ namespace Ufdd {
 // What an operator has ordered about one group or port. It stands until it is taken back or over,
 // and wins over what the configuration says of the group.
 struct Order {
-   enum class Kind {
-      disable, // The group shuts no port.
-      down,    // The ports are shut, whatever the uplinks do.
-   };
-
-   Kind kind = Kind::down;
-   bool isForced = false; // Also shuts a port that carries the default route.
-   unsigned int uid = 0;  // Of the operator.
+   OrderKind kind = OrderKind::down; // Never `none`.
+   bool isForced = false;            // Also shuts a port that carries the default route.
+   unsigned int uid = 0;             // Of the operator.
    // By Zet::now(), a clock of the machine that the next ufdd has as well.
    double since = 0;
    double until = never;
@@ -39,6 +36,11 @@ struct OrderBook {
    Orders ports; // All of kind `down`.
    Latches latches;
 
+   // Returns what is ordered about the group of that name.
+   OrderKind ofGroup( std::string_view name ) const {
+      auto const at = groups.find( name );
+      return at == groups.end() ? OrderKind::none : at->second.kind;
+   }
    bool isEmpty() const { return groups.empty() && ports.empty() && latches.empty(); }
    bool operator==( OrderBook const& ) const = default;
 };

@@ -65,7 +65,7 @@ timeText( double time ) {
 
 void
 append( std::string& lines, std::string_view target, std::string_view name, Order const& order ) {
-   lines += order.kind == Order::Kind::disable ? "disable " : "down ";
+   lines += order.kind == OrderKind::disable ? "disable " : "down ";
    lines.append( target ).append( 1, ' ' ).append( escaped( name, true ) );
    lines += " uid " + std::to_string( order.uid ) + " since " + timeText( order.since ) +
             " until " + timeText( order.until ) + ( order.isForced ? " forced" : "" ) + " reason " +
@@ -141,7 +141,7 @@ readOrderLine( std::string_view line, OrderBook& book ) {
          book.latches.emplace( std::move( group ), std::move( port ) );
       return words.isGood();
    }
-   Order order{ .kind = verb == "disable" ? Order::Kind::disable : Order::Kind::down };
+   Order order{ .kind = verb == "disable" ? OrderKind::disable : OrderKind::down };
    std::string_view const target = words.take();
    std::string const name = words.name();
    words.expect( "uid" );

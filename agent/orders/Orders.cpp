@@ -11,7 +11,7 @@ namespace Ufdd {
 std::string
 orderText( Order const& order ) {
    Moment const now = Moment::now();
-   return std::string( order.kind == Order::Kind::disable ? "disabled" : "ordered down" ) +
+   return std::string( order.kind == OrderKind::disable ? "disabled" : "ordered down" ) +
           " by uid " + std::to_string( order.uid ) + " since " +
           localTime( now.wallAt( order.since ) ) +
           ( order.until == never ? "" : ", until " + localTime( now.wallAt( order.until ) ) ) +

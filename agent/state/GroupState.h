@@ -1,9 +1,7 @@
 #pragma once
 
-#include "adapters/notify/EntityNotifiee.h"
-#include "adapters/notify/LoggedEntity.h"
 #include "agent/state/GroupMode.h"
-#include "agent/state/OrderKind.h"
+#include "agent/state/OrderedState.h"
 #include "agent/state/WaitReason.h"
 #include "platform/zet/HashMap.h"
 #include "platform/zet/ListRaw.h"
@@ -15,13 +13,13 @@ namespace Ufdd {
 // What ufdd knows of one group, beside its Status and its Config. Those two are replicated as well:
 // the Status says whether the group is up and how often it went down, the Config lists its uplinks
 // and ports. Times are in seconds of Zet::now().
-class GroupState : public Notify::LoggedEntity< GroupState > {
+class GroupState : public OrderedState< GroupState > {
  public:
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< GroupState >;
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
 
-   explicit GroupState( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
+   explicit GroupState( Zet::Name name ) : OrderedState( std::move( name ) ) {}
 
    GroupMode mode() const noexcept { return mode_; }
    void modeIs( GroupMode mode ) { attributeIs< &GroupState::mode >( mode_, mode ); }
@@ -101,23 +99,6 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    void autoRecoverIs( bool autoRecover ) {
       attributeIs< &GroupState::autoRecover >( autoRecover_, autoRecover );
    }
-   // The order of an operator about it: when it was given, when it ends (0 if no time ends it), by
-   // which user, and why, in the operator's words.
-   OrderKind order() const noexcept { return order_; }
-   void orderIs( OrderKind order ) { attributeIs< &GroupState::order >( order_, order ); }
-   double orderTime() const noexcept { return orderTime_; }
-   void orderTimeIs( double time ) { attributeIs< &GroupState::orderTime >( orderTime_, time ); }
-   double orderEndTime() const noexcept { return orderEndTime_; }
-   void orderEndTimeIs( double time ) {
-      attributeIs< &GroupState::orderEndTime >( orderEndTime_, time );
-   }
-   unsigned int orderUid() const noexcept { return orderUid_; }
-   void orderUidIs( unsigned int uid ) { attributeIs< &GroupState::orderUid >( orderUid_, uid ); }
-   Zet::String8 orderReason() const { return orderReason_; }
-   void orderReasonIs( Zet::String8 reason ) {
-      attributeIs< &GroupState::orderReason >( orderReason_, std::move( reason ) );
-   }
-
    // Returns the group's key in its State.
    Zet::Name const& zetKey() const noexcept { return zetName(); }
 
@@ -145,11 +126,6 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    double upTime_ = 0;
    double downWall_ = 0;
    bool isDryRun_ = false;
-   OrderKind order_ = OrderKind::none;
-   double orderTime_ = 0;
-   double orderEndTime_ = 0;
-   unsigned int orderUid_ = 0;
-   Zet::String8 orderReason_;
    bool autoRecover_ = true;
    mutable NotifieeList notifiees_;
 
@@ -157,8 +133,7 @@ class GroupState : public Notify::LoggedEntity< GroupState > {
    Zet::ChainLink< GroupState > zetChainLink;
 };
 
-class GroupState::NotifieeConst
-    : public Notify::EntityNotifiee< GroupState, Zet::Entity::NotifieeConst > {
+class GroupState::NotifieeConst : public OrderedNotifiee< GroupState > {
  public:
    virtual void onMode() {}
    virtual void onUpLinks() {}
@@ -177,11 +152,6 @@ class GroupState::NotifieeConst
    virtual void onRecoverLinks() {}
    virtual void onDownWall() {}
    virtual void onIsDryRun() {}
-   virtual void onOrder() {}
-   virtual void onOrderTime() {}
-   virtual void onOrderEndTime() {}
-   virtual void onOrderUid() {}
-   virtual void onOrderReason() {}
    virtual void onAutoRecover() {}
    virtual void onReleaseTimeout() {}
 };
@@ -204,31 +174,32 @@ template <> struct Notify::Description< Ufdd::GroupState > {
    using N = T::NotifieeConst;
    static constexpr std::string_view nameSpace = "Ufdd";
    static constexpr std::string_view name = "GroupState";
-   static constexpr std::tuple attributes{
-      Scalar< &T::mode, &T::modeIs, &N::onMode >{ 258, "mode" },
-      Scalar< &T::upLinks, &T::upLinksIs, &N::onUpLinks >{ 259, "upLinks" },
-      Scalar< &T::allLinks, &T::allLinksIs, &N::onAllLinks >{ 260, "allLinks" },
-      Scalar< &T::neededLinks, &T::neededLinksIs, &N::onNeededLinks >{ 261, "neededLinks" },
-      Scalar< &T::isDown, &T::isDownIs, &N::onIsDown >{ 262, "isDown" },
-      Scalar< &T::wait, &T::waitIs, &N::onWait >{ 263, "wait" },
-      Scalar< &T::waitTime, &T::waitTimeIs, &N::onWaitTime >{ 264, "waitTime" },
-      Scalar< &T::downDelay, &T::downDelayIs, &N::onDownDelay >{ 265, "downDelay" },
-      Scalar< &T::recoveryDelay, &T::recoveryDelayIs, &N::onRecoveryDelay >{ 266, "recoveryDelay" },
-      Scalar< &T::releaseWhen, &T::releaseWhenIs, &N::onReleaseWhen >{ 267, "releaseWhen" },
-      Scalar< &T::cause, &T::causeIs, &N::onCause >{ 268, "cause" },
-      Scalar< &T::downTime, &T::downTimeIs, &N::onDownTime >{ 269, "downTime" },
-      Scalar< &T::upTime, &T::upTimeIs, &N::onUpTime >{ 270, "upTime" },
-      Scalar< &T::minLinks, &T::minLinksIs, &N::onMinLinks >{ 271, "minLinks" },
-      Scalar< &T::recoverLinks, &T::recoverLinksIs, &N::onRecoverLinks >{ 272, "recoverLinks" },
-      Scalar< &T::downWall, &T::downWallIs, &N::onDownWall >{ 273, "downWall" },
-      Scalar< &T::isDryRun, &T::isDryRunIs, &N::onIsDryRun >{ 274, "isDryRun" },
-      Scalar< &T::order, &T::orderIs, &N::onOrder >{ 275, "order" },
-      Scalar< &T::orderTime, &T::orderTimeIs, &N::onOrderTime >{ 276, "orderTime" },
-      Scalar< &T::orderEndTime, &T::orderEndTimeIs, &N::onOrderEndTime >{ 277, "orderEndTime" },
-      Scalar< &T::orderUid, &T::orderUidIs, &N::onOrderUid >{ 278, "orderUid" },
-      Scalar< &T::orderReason, &T::orderReasonIs, &N::onOrderReason >{ 279, "orderReason" },
-      Scalar< &T::autoRecover, &T::autoRecoverIs, &N::onAutoRecover >{ 280, "autoRecover" },
-      Scalar< &T::releaseTimeout, &T::releaseTimeoutIs, &N::onReleaseTimeout >{ 281,
-                                                                                "releaseTimeout" },
-   };
+   static constexpr auto attributes = std::tuple_cat(
+       std::tuple{
+           Scalar< &T::mode, &T::modeIs, &N::onMode >{ 258, "mode" },
+           Scalar< &T::upLinks, &T::upLinksIs, &N::onUpLinks >{ 259, "upLinks" },
+           Scalar< &T::allLinks, &T::allLinksIs, &N::onAllLinks >{ 260, "allLinks" },
+           Scalar< &T::neededLinks, &T::neededLinksIs, &N::onNeededLinks >{ 261, "neededLinks" },
+           Scalar< &T::isDown, &T::isDownIs, &N::onIsDown >{ 262, "isDown" },
+           Scalar< &T::wait, &T::waitIs, &N::onWait >{ 263, "wait" },
+           Scalar< &T::waitTime, &T::waitTimeIs, &N::onWaitTime >{ 264, "waitTime" },
+           Scalar< &T::downDelay, &T::downDelayIs, &N::onDownDelay >{ 265, "downDelay" },
+           Scalar< &T::recoveryDelay, &T::recoveryDelayIs, &N::onRecoveryDelay >{ 266,
+                                                                                  "recoveryDelay" },
+           Scalar< &T::releaseWhen, &T::releaseWhenIs, &N::onReleaseWhen >{ 267, "releaseWhen" },
+           Scalar< &T::cause, &T::causeIs, &N::onCause >{ 268, "cause" },
+           Scalar< &T::downTime, &T::downTimeIs, &N::onDownTime >{ 269, "downTime" },
+           Scalar< &T::upTime, &T::upTimeIs, &N::onUpTime >{ 270, "upTime" },
+           Scalar< &T::minLinks, &T::minLinksIs, &N::onMinLinks >{ 271, "minLinks" },
+           Scalar< &T::recoverLinks, &T::recoverLinksIs, &N::onRecoverLinks >{ 272,
+                                                                               "recoverLinks" },
+           Scalar< &T::downWall, &T::downWallIs, &N::onDownWall >{ 273, "downWall" },
+           Scalar< &T::isDryRun, &T::isDryRunIs, &N::onIsDryRun >{ 274, "isDryRun" },
+       },
+       Ufdd::orderRows< T >( 275 ),
+       std::tuple{
+           Scalar< &T::autoRecover, &T::autoRecoverIs, &N::onAutoRecover >{ 280, "autoRecover" },
+           Scalar< &T::releaseTimeout, &T::releaseTimeoutIs, &N::onReleaseTimeout >{
+               281, "releaseTimeout" },
+       } );
 };

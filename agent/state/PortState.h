@@ -1,9 +1,7 @@
 #pragma once
 
-#include "adapters/notify/EntityNotifiee.h"
-#include "adapters/notify/LoggedEntity.h"
 #include "adapters/notify/ValueCollection.h"
-#include "agent/state/OrderKind.h"
+#include "agent/state/OrderedState.h"
 #include "agent/state/PortCondition.h"
 #include "agent/state/PortMeans.h"
 #include "platform/zet/HashMap.h"
@@ -13,14 +11,14 @@ namespace Ufdd {
 
 // What ufdd does about one port that groups disable. Its name is the one in the configuration. The
 // LinkState of the same name says whether the link is up.
-class PortState : public Notify::LoggedEntity< PortState > {
+class PortState : public OrderedState< PortState > {
  public:
    class NotifieeConst;
    using Notifiee = Notify::WritingNotifiee< PortState >;
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
    using ZetGroup = Notify::ValueMember< Zet::Name, bool, struct PortGroupTag >;
 
-   explicit PortState( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
+   explicit PortState( Zet::Name name ) : OrderedState( std::move( name ) ) {}
 
    PortCondition condition() const noexcept { return condition_; }
    void conditionIs( PortCondition condition ) {
@@ -51,23 +49,6 @@ class PortState : public Notify::LoggedEntity< PortState > {
    using Groups = Notify::ValueCollection< &PortState::groupNotify >;
    Groups::Members const& groupMembers() const { return group_.members(); }
 
-   // The order of an operator about it: when it was given, when it ends (0 if no time ends it), by
-   // which user, and why, in the operator's words.
-   OrderKind order() const noexcept { return order_; }
-   void orderIs( OrderKind order ) { attributeIs< &PortState::order >( order_, order ); }
-   double orderTime() const noexcept { return orderTime_; }
-   void orderTimeIs( double time ) { attributeIs< &PortState::orderTime >( orderTime_, time ); }
-   double orderEndTime() const noexcept { return orderEndTime_; }
-   void orderEndTimeIs( double time ) {
-      attributeIs< &PortState::orderEndTime >( orderEndTime_, time );
-   }
-   unsigned int orderUid() const noexcept { return orderUid_; }
-   void orderUidIs( unsigned int uid ) { attributeIs< &PortState::orderUid >( orderUid_, uid ); }
-   Zet::String8 orderReason() const { return orderReason_; }
-   void orderReasonIs( Zet::String8 reason ) {
-      attributeIs< &PortState::orderReason >( orderReason_, std::move( reason ) );
-   }
-
    // Returns the port's key in its State.
    Zet::Name const& zetKey() const noexcept { return zetName(); }
 
@@ -82,30 +63,19 @@ class PortState : public Notify::LoggedEntity< PortState > {
    double since_ = 0;
    Zet::String8 failure_;
    Groups group_;
-   OrderKind order_ = OrderKind::none;
-   double orderTime_ = 0;
-   double orderEndTime_ = 0;
-   unsigned int orderUid_ = 0;
-   Zet::String8 orderReason_;
    mutable NotifieeList notifiees_;
 
  public:
    Zet::ChainLink< PortState > zetChainLink;
 };
 
-class PortState::NotifieeConst
-    : public Notify::EntityNotifiee< PortState, Zet::Entity::NotifieeConst, Zet::Name > {
+class PortState::NotifieeConst : public OrderedNotifiee< PortState, Zet::Name > {
  public:
    virtual void onCondition() {}
    virtual void onMeans() {}
    virtual void onSince() {}
    virtual void onFailure() {}
    virtual void onGroup( Zet::Name ) {}
-   virtual void onOrder() {}
-   virtual void onOrderTime() {}
-   virtual void onOrderEndTime() {}
-   virtual void onOrderUid() {}
-   virtual void onOrderReason() {}
 };
 
 } // namespace Ufdd
@@ -117,17 +87,14 @@ template <> struct Notify::Description< Ufdd::PortState > {
    using N = T::NotifieeConst;
    static constexpr std::string_view nameSpace = "Ufdd";
    static constexpr std::string_view name = "PortState";
-   static constexpr std::tuple attributes{
-      Scalar< &T::condition, &T::conditionIs, &N::onCondition >{ 258, "condition" },
-      Scalar< &T::means, &T::meansIs, &N::onMeans >{ 259, "means" },
-      Scalar< &T::since, &T::sinceIs, &N::onSince >{ 260, "since" },
-      Scalar< &T::failure, &T::failureIs, &N::onFailure >{ 261, "failure" },
-      ValueCollectionRow< &T::group, &T::groupMembers, &T::groupIs, &T::groupDel, &N::onGroup >{
-          262, "group" },
-      Scalar< &T::order, &T::orderIs, &N::onOrder >{ 263, "order" },
-      Scalar< &T::orderTime, &T::orderTimeIs, &N::onOrderTime >{ 264, "orderTime" },
-      Scalar< &T::orderEndTime, &T::orderEndTimeIs, &N::onOrderEndTime >{ 265, "orderEndTime" },
-      Scalar< &T::orderUid, &T::orderUidIs, &N::onOrderUid >{ 266, "orderUid" },
-      Scalar< &T::orderReason, &T::orderReasonIs, &N::onOrderReason >{ 267, "orderReason" },
-   };
+   static constexpr auto attributes = std::tuple_cat(
+       std::tuple{
+           Scalar< &T::condition, &T::conditionIs, &N::onCondition >{ 258, "condition" },
+           Scalar< &T::means, &T::meansIs, &N::onMeans >{ 259, "means" },
+           Scalar< &T::since, &T::sinceIs, &N::onSince >{ 260, "since" },
+           Scalar< &T::failure, &T::failureIs, &N::onFailure >{ 261, "failure" },
+           ValueCollectionRow< &T::group, &T::groupMembers, &T::groupIs, &T::groupDel,
+                               &N::onGroup >{ 262, "group" },
+       },
+       Ufdd::orderRows< T >( 263 ) );
 };

@@ -324,7 +324,7 @@ TEST( OrderFileTest, keepsWhatItIsToldAndAsideWhatItCanNotRead ) {
    Directory const directory;
    OrderBook const book{
       .groups = { { "rack 1%",
-                    { .kind = Order::Kind::disable, .uid = 3, .since = 1.5, .reason = {} } },
+                    { .kind = OrderKind::disable, .uid = 3, .since = 1.5, .reason = {} } },
                   { "-",
                     { .isForced = true, .since = 2, .until = 7200.25, .reason = "a\nb %20" } } },
       .ports = { { "d1", { .since = 3, .reason = "-" } } },

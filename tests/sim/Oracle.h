@@ -53,7 +53,7 @@ class Oracle {
    // Returns what operators have ordered about the group, or else what the configuration says.
    Stance stanceOf( PlainGroup const& group ) const {
       if ( Ufdd::Order const* const order = standing( machine_.orders.book.groups, group.name ) )
-         return order->kind == Ufdd::Order::Kind::disable ? Stance::disabled : Stance::down;
+         return order->kind == Ufdd::OrderKind::disable ? Stance::disabled : Stance::down;
       return !group.enabled    ? Stance::disabled
              : group.dryRun    ? Stance::dryRun
              : group.forceDown ? Stance::down

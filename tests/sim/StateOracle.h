@@ -97,7 +97,7 @@ class StateOracle {
          return known.order() == Ufdd::OrderKind::none;
       Ufdd::Order const& order = at->second;
       return ( known.order() == Ufdd::OrderKind::down ) ==
-                 ( order.kind == Ufdd::Order::Kind::down ) &&
+                 ( order.kind == Ufdd::OrderKind::down ) &&
              known.order() != Ufdd::OrderKind::none && known.orderTime() == order.since &&
              known.orderEndTime() == ( order.until == Ufdd::never ? 0 : order.until ) &&
              known.orderUid() == order.uid && known.orderReason().view() == order.reason;

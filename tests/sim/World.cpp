@@ -360,8 +360,7 @@ World::complaintAbout( Ufdd::ControlRequest const& request, Ufdd::ControlReply c
                  ? "an order is recorded that was taken back"
                  : "";
    return isThere && order->second.uid == request.uid && order->second.reason == request.reason &&
-                  ( order->second.kind == Ufdd::Order::Kind::down ) ==
-                      ( request.verb == Verb::down )
+                  ( order->second.kind == Ufdd::OrderKind::down ) == ( request.verb == Verb::down )
               ? ""
               : "an order is not recorded";
 }
