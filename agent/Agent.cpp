@@ -429,7 +429,7 @@ Agent::carryOut() {
       if ( auto const group = detector_.config->group( name ) )
          for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
             if ( portControl_.exists( port.key() ) && !portControl_.isOurs( port.key() ) )
-               detector_.decisions().clearLatch( name, port.key() );
+               detector_.decisions().unlatch( name, port.key() );
    if ( haveOrders_ && detector_.decisions().takeLatchesChanged() )
       orders_.latchesAre( detector_.decisions().latches() );
    portControl_.act();

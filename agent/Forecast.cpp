@@ -246,16 +246,16 @@ class Forecaster {
           [ this ]( auto const* group ) { return statusOf( *group ) == GroupLinkStatus::down; } );
       bool const isDown = !down.empty();
       std::string text;
-      if ( agent_.detector().decisions().isOrderedDown( port ) )
+      if ( agent_.detector().reasons().isOrderedDown( port ) )
          text = "it is ordered down";
-      else if ( agent_.detector().decisions().isLatched( port ) )
+      else if ( agent_.detector().reasons().isLatched( port ) )
          return "it is latched (auto_recover), until it is cleared";
       for ( std::size_t shown = 0;
             GroupSettings const* const group : isDown ? down : listing->second ) {
          if ( ++shown > maxShown )
             return text + "; ...";
          WaitReason const wait =
-             agent_.detector().decisions().waitOf( group->config->name() ).reason;
+             agent_.detector().decisions().of( group->config->name() ).wait().reason;
          double const delay = isDown ? group->policy.downDelay : group->policy.recoveryDelay;
          text += ( text.empty() ? "" : "; " ) +
                  groupText( agent_.detector(), *group->config, statusOf( *group ) ) +

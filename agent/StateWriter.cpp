@@ -16,15 +16,6 @@ namespace {
 using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
 
-GroupMode
-modeOf( GroupMode stance, WaitReason reason ) {
-   if ( stance != GroupMode::acting )
-      return stance;
-   return reason == WaitReason::startupHold ? GroupMode::startupHold
-          : reason == WaitReason::unproven  ? GroupMode::unproven
-                                            : GroupMode::acting;
-}
-
 // Writes the order about the entity; `orders` are those about entities of its kind.
 template < class E >
 void
@@ -91,11 +82,10 @@ StateWriter::configure() {
       for ( auto port = group->intfsToDisableIteratorConst(); port; ++port )
          groupsOfPort_[ port.key() ].push_back( group->name() );
       dirtyGroups_.push_back( group->name() );
-      if ( GroupPolicy const* const policy = detector_.decisions().policyOf( group->name() ) ) {
-         auto const entity = state_->groupIs( group->name() );
-         entity->releaseWhenIs( routesText( policy->releaseWhen ) );
-         entity->releaseTimeoutIs( policy->releaseTimeout );
-      }
+      GroupPolicy const& policy = detector_.decisions().of( group->name() ).policy();
+      auto const entity = state_->groupIs( group->name() );
+      entity->releaseWhenIs( routesText( policy.releaseWhen ) );
+      entity->releaseTimeoutIs( policy.releaseTimeout );
    }
    for ( auto const* const groups : { &groupsOfUplink_, &groupsOfPort_ } )
       for ( auto const& [ link, names ] : *groups )
@@ -130,7 +120,7 @@ StateWriter::handleTransitions( std::span< GroupLog::Told const > transitions ) 
          continue;
       auto const group = state_->groupIs( name );
       group->causeIs( reason );
-      double const since = detector_.decisions().sinceOf( name );
+      double const since = detector_.decisions().of( name ).since();
       if ( now == GroupLinkStatus::down ) {
          group->downTimeIs( since );
          group->downWallIs( Moment::now().wallAt( since ) );
@@ -241,26 +231,23 @@ StateWriter::writeGroup( Zet::Name const& name ) {
    auto const config = detector_.config->group( name );
    if ( !config )
       return;
-   GroupDecisions const& decisions = detector_.decisions();
+   GroupDecision const& decision = detector_.decisions().of( name );
    auto const group = state_->groupIs( name );
-   GroupWait const wait = decisions.waitOf( name );
-   group->modeIs( modeOf( decisions.stanceOf( name ), wait.reason ) );
-   GroupPolicy const* const policy = decisions.policyOf( name );
-   group->isDryRunIs( policy && policy->dryRun );
-   group->autoRecoverIs( !policy || policy->autoRecover );
+   group->modeIs( decision.mode() );
+   group->isDryRunIs( decision.policy().dryRun );
+   group->autoRecoverIs( decision.policy().autoRecover );
    writeOrder( *group, orders_.book().groups );
    group->upLinksIs( detector_.upOf( *config ) );
    group->allLinksIs( static_cast< unsigned int >( config->intfsToMonitorMembers().count() ) );
-   auto const [ stay, recover, needed ] = decisions.thresholdsOf( name );
+   auto const [ stay, recover, needed ] = decision.thresholds();
    group->minLinksIs( stay );
    group->recoverLinksIs( recover );
    group->neededLinksIs( needed );
-   group->waitIs( wait.reason );
-   group->waitTimeIs( wait.until == never ? 0 : wait.until );
-   auto const [ downDelay, recoveryDelay ] = decisions.delaysOf( name );
-   group->downDelayIs( downDelay );
-   group->recoveryDelayIs( recoveryDelay );
-   group->isDownIs( decisions.isDown( name ) );
+   group->waitIs( decision.wait().reason );
+   group->waitTimeIs( decision.wait().until == never ? 0 : decision.wait().until );
+   group->downDelayIs( decision.policy().downDelay );
+   group->recoveryDelayIs( decision.recoveryDelay().seconds() );
+   group->isDownIs( decision.isDown() );
    for ( auto port = config->intfsToDisableIteratorConst(); port; ++port )
       dirtyPorts_.push_back( port.key() );
 }
@@ -293,9 +280,10 @@ StateWriter::writeGroupsOf( Kelnet::IntfId port, PortState& entity ) const {
    Names const& groups = at == groupsOfPort_.end() ? none : at->second;
    bool isWantedByDryRun = false;
    for ( Zet::Name const& group : groups ) {
-      bool const wantsShut = detector_.decisions().wantsShut( group, port );
+      GroupDecision const& decision = detector_.decisions().of( group );
+      bool const wantsShut = decision.wantsShut( port );
       entity.groupIs( group, wantsShut );
-      isWantedByDryRun |= wantsShut && detector_.decisions().isDryRun( group );
+      isWantedByDryRun |= wantsShut && decision.stance() == GroupMode::dryRun;
    }
    if ( entity.groupMembers().count() != groups.size() )
       for ( Zet::Name const& group :

@@ -123,8 +123,7 @@ Steer::objectionTo( ControlRequest const& request, Target const& target ) {
 Steer::Objection
 Steer::objectionToDown( ControlRequest const& request, Target const& target ) {
    auto const isDryRun = [ this ]( std::string_view group ) {
-      GroupPolicy const* const policy = detector_.decisions().policyOf( Zet::Name( group ) );
-      return policy && policy->dryRun;
+      return detector_.decisions().of( Zet::Name( group ) ).policy().dryRun;
    };
    std::vector< Kelnet::IntfId > const ports = portsOf( target );
    bool isOfDryRuns = true;
@@ -155,7 +154,7 @@ Steer::Objection
 Steer::objectionToClear( Target const& target ) {
    OrderBook const& book = orders_.book();
    for ( Kelnet::IntfId const port : portsOf( target ) ) {
-      if ( !detector_.decisions().isOrderedDown( port ) )
+      if ( !detector_.reasons().isOrderedDown( port ) )
          continue;
       std::string const subject = "port " + text( port ) + " is ordered down";
       if ( book.ports.contains( port.name().view() ) )
@@ -164,7 +163,7 @@ Steer::objectionToClear( Target const& target ) {
       for ( auto group = detector_.config->groupIteratorConst(); group; ++group )
          if ( std::string const name( group->name().view() );
               group->intfsToDisable( port ) &&
-              detector_.decisions().stanceOf( group->name() ) == GroupMode::orderedDown )
+              detector_.decisions().of( group->name() ).stance() == GroupMode::orderedDown )
             return reply( Kind::refused,
                           subject + " with group " + name +
                               ( book.groups.contains( name )
@@ -204,19 +203,17 @@ Steer::order( ControlRequest const& request, Targets const& targets ) {
 
 ControlReply
 Steer::moves( OrderBook const& next, bool isForced ) {
-   GroupDecisions const& decisions = detector_.decisions();
-   OrderBook const& book = orders_.book();
+   PortReasons const& reasons = detector_.reasons();
    ControlReply answer;
    for ( Kelnet::IntfId const port : allPorts() ) {
-      bool const isShut = decisions.wouldBeShut( port, next );
-      bool const isOrdered = decisions.wouldBeOrderedDown( port, next );
-      if ( isShut == decisions.wouldBeShut( port, book ) &&
-           isOrdered == decisions.wouldBeOrderedDown( port, book ) )
+      auto const demand = reasons.demandUnder( next, port );
+      if ( demand == reasons.demandUnder( orders_.book(), port ) )
          continue;
-      if ( !isShut && portControl_.isOurs( port ) )
+      if ( !demand.isShut && portControl_.isOurs( port ) )
          answer.toOpen.push_back( text( port ) );
-      else if ( isShut && portControl_.wouldShut(
-                              port, isOrdered, isForced || decisions.allowsDefaultRoute( port ) ) )
+      else if ( demand.isShut &&
+                portControl_.wouldShut( port, demand.isOrderedDown,
+                                        isForced || reasons.allowsDefaultRoute( port ) ) )
          answer.toShut.push_back( text( port ) );
    }
    return answer;
@@ -284,7 +281,7 @@ Steer::clear( ControlRequest const& request, Targets const& targets ) {
       return unrecorded( error, portControl_.recordPlace() );
    }
    for ( Kelnet::IntfId const port : ports )
-      detector_.decisions().clearLatches( port );
+      detector_.decisions().unlatch( port );
    log( request, targets );
    return answer;
 }

@@ -20,7 +20,7 @@ ImaginedDetector::add( GroupConfig const& group, Manner const& manner ) {
 void
 ImaginedDetector::setNeeded( GroupConfig const& group, Manner const& manner ) {
    config_->groupIs( group.name() )
-       ->minLinksIs( manner.mustRecover ? manner.recoverLinks : manner.minLinks );
+       ->minLinksIs( manner.hasFallen ? manner.recoverLinks : manner.minLinks );
 }
 
 void
@@ -31,7 +31,7 @@ ImaginedDetector::configure( View const& view ) {
                             .recoveryDelay = group.state->recoveryDelay(),
                             .minLinks = group.state->minLinks(),
                             .recoverLinks = group.state->recoverLinks(),
-                            .mustRecover = group.state->neededLinks() > group.state->minLinks(),
+                            .hasFallen = group.state->neededLinks() > group.state->minLinks(),
                             .releaseWhen = group.state->releaseWhen(),
                             .releaseTimeout = group.state->releaseTimeout(),
                             .autoRecover = group.state->autoRecover() } );
@@ -47,7 +47,7 @@ ImaginedDetector::configure( ConfigFile const& file, View const& view ) {
              .recoveryDelay = group.policy.recoveryDelay,
              .minLinks = group.config->minLinks(),
              .recoverLinks = std::max( group.config->minLinks(), group.policy.recoverLinks ),
-             .mustRecover = now && now->isDown(),
+             .hasFallen = now && now->isDown(),
              .releaseWhen = routesText( group.policy.releaseWhen ),
              .releaseTimeout = group.policy.releaseTimeout,
              .autoRecover = group.policy.autoRecover } );
@@ -71,7 +71,7 @@ ImaginedDetector::decide() {
    decisions_.takeChanges();
    config_->groupMembers().forEach( [ & ]( GroupConfig const& group ) {
       Manner& manner = manners_.at( group.name() );
-      manner.mustRecover = status( group.name() ) == GroupLinkStatus::down;
+      manner.hasFallen = status( group.name() ) == GroupLinkStatus::down;
       setNeeded( group, manner );
    } );
 }

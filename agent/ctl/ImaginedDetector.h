@@ -27,7 +27,7 @@ class ImaginedDetector final : private UplinkFailureDetection::PortDecisions::Po
       double recoveryDelay = 0; // In seconds.
       unsigned int minLinks = 1;
       unsigned int recoverLinks = 1;
-      bool mustRecover = false; // It needs recoverLinks to be up.
+      bool hasFallen = false; // It needs recoverLinks to be up.
       // The routes that must exist before its ports are opened, and for how many seconds it waits
       // for them at most.
       Zet::String8 releaseWhen = {};

@@ -12,8 +12,8 @@
 namespace Ufdd {
 
 // Knows which interfaces have existed and which groups were up since the machine booted, and which
-// groups need their recover_links to come up again. Follows
-// the directory of interfaces, and remembers what it learns for the next ufdd.
+// groups have fallen: they need their recover_links to come up again. Follows the directory of
+// interfaces, and remembers what it learns for the next ufdd.
 class BootHistory {
  public:
    // Borrows: store.

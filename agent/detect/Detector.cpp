@@ -45,7 +45,7 @@ Detector::configure( GroupSettings const& settings, Difference& difference ) {
        decisions_.policyIs( name, settings.policy, settings.config->minLinks() );
    Zet::Ptr< GroupConfig > const wanted = GroupConfig::GroupConfigIs( name );
    copyConfiguration( *settings.config, *wanted, CopyOrder::addFirst );
-   wanted->minLinksIs( decisions_.thresholdsOf( name ).now );
+   wanted->minLinksIs( decisions_.of( name ).thresholds().now );
    Zet::Ptr< GroupConfig > const group = config->groupIs( name );
    if ( isNew )
       ++difference.added;

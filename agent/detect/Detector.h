@@ -45,6 +45,7 @@ class Detector {
    BootHistory const& history() const { return history_; }
    GroupDecisions& decisions() { return decisions_; }
    GroupDecisions const& decisions() const { return decisions_; }
+   PortReasons const& reasons() const { return decisions_.reasons(); }
 
    // Returns true if the interface is there and up.
    bool isUp( Kelnet::IntfId uplink ) const;

@@ -51,7 +51,7 @@ GroupLog::endConfiguring() {
 }
 
 void
-GroupLog::tell( std::vector< GroupDecisions::Remark > const& remarks ) {
+GroupLog::tell( std::vector< DecisionRemarks::Remark > const& remarks ) {
    for ( auto const& [ group, text, id, unproven ] : remarks ) {
       std::string line = "group " + std::string( group.view() ) + ": " + text;
       for ( Kelnet::IntfId const name : unproven )

@@ -36,7 +36,7 @@ class GroupLog final : private UplinkFailureDetection::GroupTransitions::Listene
    };
    // Returns the transitions logged since the last call.
    std::vector< Told > takeTold() { return std::exchange( told_, {} ); }
-   void tell( std::vector< GroupDecisions::Remark > const& remarks );
+   void tell( std::vector< DecisionRemarks::Remark > const& remarks );
    // Logs changed numbers of uplinks, with the last of `changes` that explains each.
    void tellUplinks( std::vector< LinkCause > const& changes );
 

@@ -13,7 +13,7 @@ namespace {
 // Returns true if the group shuts no port, whatever its uplinks do.
 bool
 isIdle( Detector const& detector, Zet::Name const& group ) {
-   GroupMode const stance = detector.decisions().stanceOf( group );
+   GroupMode const stance = detector.decisions().of( group ).stance();
    return stance == GroupMode::dryRun || stance == GroupMode::disabled;
 }
 
@@ -47,12 +47,12 @@ groupText( Detector const& detector, GroupConfig const& group, GroupLinkStatus l
    return "group " + std::string( group.name().view() ) + " is " +
           std::string( stringValue( linkStatus ).view() ) + ", " +
           countText( detector, group, detector.upOf( group ) ) +
-          stanceText( detector.decisions().stanceOf( group.name() ) );
+          stanceText( detector.decisions().of( group.name() ).stance() );
 }
 
 std::string
 countText( Detector const& detector, GroupConfig const& group, unsigned int up ) {
-   auto const [ stay, recover, now ] = detector.decisions().thresholdsOf( group.name() );
+   auto const [ stay, recover, now ] = detector.decisions().of( group.name() ).thresholds();
    return std::to_string( up ) + "/" + std::to_string( group.intfsToMonitorMembers().count() ) +
           " up, min_links " + std::to_string( stay ) +
           ( recover > stay ? ", recover_links " + std::to_string( recover ) : "" );

@@ -3,6 +3,7 @@
 #include "agent/base/Never.h"
 #include "agent/state/WaitReason.h"
 
+#include <optional>
 #include <string>
 
 namespace Ufdd {
@@ -11,6 +12,15 @@ namespace Ufdd {
 struct GroupWait {
    WaitReason reason = WaitReason::nothing;
    double until = never; // When it ends if the group does not change before, by Zet::now().
+   // The delay is over: the group is decided to be up once its uplinks have been queried.
+   bool isOpening = false;
+   // Set while the log says that a delay runs: since when the group was as it says.
+   std::optional< double > toldSince = {};
+
+   // Returns true if there is no evidence that the group has failed.
+   bool isLeftAlone() const {
+      return reason == WaitReason::unproven || reason == WaitReason::startupHold;
+   }
 };
 
 // Returns a time for messages: "2.5 s", "86400 s".

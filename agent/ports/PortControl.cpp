@@ -20,17 +20,17 @@ PortControl::ruleFor( Link const& link, Kelnet::IntfId port, bool isOrdered, boo
       return defaultRoutes_.carries( link.index ) && !isForced ? Rule::defaultRoute : Rule::ordered;
    if ( owned_.isOverridden( link.index ) )
       return Rule::overridden;
-   if ( detector_.decisions().isLeftAlone( port ) )
+   if ( detector_.reasons().isLeftAlone( port ) )
       return Rule::leftAlone;
    return defaultRoutes_.carries( link.index ) && !isForced ? Rule::defaultRoute : Rule::groups;
 }
 
 PortControl::Rule
 PortControl::ruleFor( Link const& link, Kelnet::IntfId port ) const {
-   GroupDecisions const& decisions = detector_.decisions();
+   PortReasons const& reasons = detector_.reasons();
    bool const isForced =
-       !defaultRoutes_.carries( link.index ) || decisions.allowsDefaultRoute( port );
-   return ruleFor( link, port, decisions.isOrderedDown( port ), isForced );
+       !defaultRoutes_.carries( link.index ) || reasons.allowsDefaultRoute( port );
+   return ruleFor( link, port, reasons.isOrderedDown( port ), isForced );
 }
 
 std::optional< PortResult::Kind >
@@ -187,7 +187,7 @@ PortControl::act() {
          Link const* const link = links_.link( index );
          Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId();
          return !link || !detector_.decisions().mustBeShut( port ) ||
-                detector_.decisions().isOrderedDown( port );
+                detector_.reasons().isOrderedDown( port );
       } );
       for ( Kelnet::IntfId const port : changed_ ) {
          collectLinks( port );
@@ -234,10 +234,10 @@ PortControl::conditionOf( Link const& link, Kelnet::IntfId port ) const {
                                                               : PortCondition::open;
    if ( owned_.isOverridden( link.index ) )
       return isOurs ? PortCondition::opening : PortCondition::overridden;
-   return !isOurs                                       ? PortCondition::shutting
-          : detector_.decisions().isOrderedDown( port ) ? PortCondition::ordered
-          : detector_.decisions().isLatched( port )     ? PortCondition::latched
-                                                        : PortCondition::shut;
+   return !isOurs                                     ? PortCondition::shutting
+          : detector_.reasons().isOrderedDown( port ) ? PortCondition::ordered
+          : detector_.reasons().isLatched( port )     ? PortCondition::latched
+                                                      : PortCondition::shut;
 }
 
 PortControl::View

@@ -96,11 +96,11 @@ PortReport::line( LogEvent::Id id, GroupsText const& groups, Kelnet::IntfId port
 void
 PortReport::tellShut( LinkRequest const& answer, std::string_view how ) {
    GroupsText groups = groupsText( detector_, answer.port, GroupLinkStatus::down, Idle::leftOut );
-   if ( detector_.decisions().isOrderedDown( answer.port ) ) {
+   if ( detector_.reasons().isOrderedDown( answer.port ) ) {
       groups.text = "it is ordered down";
    } else if ( groups.names.empty() ) {
       groups = groupsText( detector_, answer.port, GroupLinkStatus::up, Idle::leftOut );
-      groups.text.insert( 0, detector_.decisions().isLatched( answer.port )
+      groups.text.insert( 0, detector_.reasons().isLatched( answer.port )
                                  ? "latched (auto_recover) by "
                                  : "recovery_delay of " );
    }
@@ -115,8 +115,8 @@ PortReport::tellLeftOpen( LinkRequest const& answer, std::string const& why,
        groupsText( detector_, answer.port, GroupLinkStatus::down, Idle::leftOut );
    line( LogEvent::portFailure, groups, answer.port,
          nameOf( answer ) + ' ' + why + ", though " +
-             ( detector_.decisions().isOrderedDown( answer.port ) ? "it is ordered down"
-                                                                  : groups.text ) +
+             ( detector_.reasons().isOrderedDown( answer.port ) ? "it is ordered down"
+                                                                : groups.text ) +
              std::string( remedy ) );
 }
 

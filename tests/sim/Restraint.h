@@ -58,7 +58,7 @@ class Restraint {
       for ( auto const& [ name, link ] : machine_.kernel.links() ) {
          bool const isOpened = acts.find( " +" + name + ' ' ) != std::string::npos &&
                                before_.contains( name ) && !after.contains( name );
-         if ( isOpened && isHeldByLatch( name ) )
+         if ( isOpened && isKeptByLatch( name ) )
             return name + " was opened, though it is latched";
          if ( isOpened && mustStayShut( name, now ) )
             return name + " was opened, though a query would have told that it must be shut";
@@ -100,7 +100,7 @@ class Restraint {
              oracle.isInOverrides( link ) || oracle.orderedLinks().contains( name );
    }
    // Returns true if a group had the link latched when the turn began, and still may.
-   bool isHeldByLatch( std::string const& name ) const {
+   bool isKeptByLatch( std::string const& name ) const {
       Oracle const oracle( config_, machine_ );
       return !isExempt( name ) &&
              oracle
