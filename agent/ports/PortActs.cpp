@@ -70,7 +70,9 @@ PortActs::disownIfOpen( OwnedLink const& owned ) {
 
 void
 PortActs::noteLeftOpen( Link const& link, Kelnet::IntfId port, PortResult::Kind why ) {
-   forgetFailure( link.index );
+   // If the link is ours, it is to be opened, and the failure may be that of the opening.
+   if ( !owned_.contains( link.index ) )
+      forgetFailure( link.index );
    if ( std::exchange( states_[ link.index ].leftOpen, why ) != why )
       add( why, { .index = link.index, .port = port } );
 }

@@ -3,6 +3,7 @@
 #include <linux/if.h>
 
 #include <algorithm>
+#include <cerrno>
 
 namespace Ufdd {
 namespace {
@@ -36,6 +37,20 @@ TEST_F( AgentTest, neverShutsAProtectedLink ) {
    file.protect = { "safe" };
    agent->reload( file, "f" );
    EXPECT_EQ( takeActs(), " -d1" );
+   // A protected link that is ours and can't be opened.
+   takeLines();
+   kernel.link( "d1" ).refusal = EBUSY;
+   file.protect = { "mgmt0" };
+   agent->reload( file, "f" );
+   EXPECT_NE( takeLines().find( "port d1 can't be opened: Device or resource busy" ),
+              std::string::npos );
+   pass( 3 );
+   EXPECT_EQ( takeLines(), "" );
+   EXPECT_EQ( agent->roots().state->port( "d1" )->condition(), PortCondition::failed );
+   kernel.link( "d1" ).refusal = 0;
+   pass( 1 );
+   EXPECT_EQ( takeActs(), " -d2 +d1" );
+   EXPECT_EQ( agent->nextTime(), never );
 }
 
 TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
