@@ -63,7 +63,7 @@ prefixesOf( std::vector< GroupSettings > const& groups ) {
 Agent::Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
               PortSettingsStore& settings, BootStore& bootStore, OrderStore& orderStore, Log& log )
     : source_( source ), routes_( routes ), log_( log ), detector_( bootStore ),
-      orders_( orderStore, log ), links_( detector_.directory ), defaultRoutes_( links_ ),
+      orders_( orderStore, log ), links_( detector_.directory ),
       readiness_( links_, routes.table() ), carrierWatch_( links_, source ),
       portControl_( detector_, links_, defaultRoutes_, control, store, log ),
       restoration_( links_, portControl_, routes, settings, log ),
@@ -216,7 +216,16 @@ Agent::updateRoutes() {
    linksShape_ = links_.shape();
    if ( isSame )
       return false;
-   defaultRoutes_.update( routes_.table(), uplinks_ );
+   defaultRoutes_.clear();
+   links_.forEachLink( [ this ]( Link const& link ) { defaultRoutes_.add( link ); } );
+   for ( Kelnet::IntfId const uplink : uplinks_ )
+      if ( Link const* const link = links_.link( uplink ) )
+         defaultRoutes_.addUplink( link->index );
+   for ( bool const isV6 : { false, true } ) {
+      auto const [ begin, end ] = routes_.table().routes().equal_range( Prefix{ .isV6 = isV6 } );
+      for ( auto at = begin; at != end; ++at )
+         defaultRoutes_.add( at->second );
+   }
    return true;
 }
 

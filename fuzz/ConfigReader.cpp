@@ -34,7 +34,10 @@ LLVMFuzzerTestOneInput( unsigned char const* data, std::size_t size ) {
    Ufdd::SystemView system;
    system.interfaces = { { "bond0", { "bond0", "p1" } }, { "alias", { "p1" } } };
    system.runsOn = { { "v3", { "p1" } } };
-   system.defaultRoute = { { "p1", {} } };
+   system.links = { { .index = 1, .name = Ufdd::InterfaceName( "p1" ) } };
+   system.defaultRoutes.resize( 1 );
+   system.defaultRoutes[ 0 ].isInMain = system.defaultRoutes[ 0 ].isUnicast = true;
+   system.defaultRoutes[ 0 ].hops = { { .link = 1 } };
    Ufdd::ConfigFile const config = Ufdd::parseConfig( text, "f", &system );
    bool const isShort = config.errors.size() <= 101 && config.warnings.size() <= 101;
    bool isFlat = true;

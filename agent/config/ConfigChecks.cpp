@@ -220,19 +220,15 @@ uplinksOf( SystemView const& system, std::vector< GroupSettings > const& groups 
    return uplinks;
 }
 
+// `carriers` are the main names of the links that carry the default route.
 void
-checkDefaultRoute( SystemView const& system, std::set< std::string > const& uplinks,
+checkDefaultRoute( SystemView const& system, std::set< std::string > const& carriers,
                    GroupSettings const& group, Findings& findings ) {
-   auto const isCarrier = [ & ]( std::string const& interface ) {
-      auto const at = system.defaultRoute.find( interface );
-      return at != system.defaultRoute.end() &&
-             std::none_of( at->second.begin(), at->second.end(), [ & ]( std::string const& other ) {
-                return uplinks.contains( other );
-             } );
-   };
    for ( auto const& [ port, place ] : group.disablePlaces )
       if ( auto const meant = system.interfacesOf( port );
-           std::any_of( meant.begin(), meant.end(), isCarrier ) )
+           std::ranges::any_of( meant, [ & ]( std::string const& interface ) {
+              return carriers.contains( interface );
+           } ) )
          findings.warning(
              place, quoted( port ) + " carries this machine's default route " +
                         ( group.policy.allowDefaultRoute
@@ -294,11 +290,11 @@ void
 checkGroups( SystemView const& system, std::vector< GroupSettings > const& groups,
              Findings& findings ) {
    checkCircles( system, groups, findings );
-   auto const uplinks = uplinksOf( system, groups );
+   auto const carriers = system.defaultRouteLinks( uplinksOf( system, groups ) );
    for ( GroupSettings const& group : groups ) {
       checkNames( system, group, findings );
       checkLower( system, group, findings );
-      checkDefaultRoute( system, uplinks, group, findings );
+      checkDefaultRoute( system, carriers, group, findings );
    }
 }
 

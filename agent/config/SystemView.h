@@ -1,8 +1,12 @@
 #pragma once
 
+#include "agent/kernel/LinkSource.h"
+#include "agent/kernel/Route.h"
+
 #include <map>
 #include <set>
 #include <string>
+#include <vector>
 
 namespace Ufdd {
 
@@ -14,16 +18,17 @@ struct SystemView {
    // By the main name of an interface: the main names of all interfaces below it. A VLAN, for
    // example, runs on its device.
    std::map< std::string, std::set< std::string > > runsOn;
-   // By main name: the interfaces that carry the default route, and all below them, such as the
-   // device of a VLAN or the members of a LAG or a bridge. Each with the main names of all that
-   // carry it instead if they are uplinks: the other members of its bridge, and all below them.
-   std::map< std::string, std::set< std::string > > defaultRoute;
+   std::vector< Link > links;
+   std::vector< Route > defaultRoutes;
 
    // Returns the entry of `interfaces` for that name; or the name itself if no interface has it.
    std::set< std::string > interfacesOf( std::string const& name ) const {
       auto const at = interfaces.find( name );
       return at == interfaces.end() ? std::set< std::string >{ name } : at->second;
    }
+   // Returns the main names of all links that carry a default route if `uplinks` are the main names
+   // of the uplinks.
+   std::set< std::string > defaultRouteLinks( std::set< std::string > const& uplinks ) const;
 };
 
 // Reads the view of the network namespace that the caller is in.

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "agent/base/Log.h"
-#include "agent/detect/DefaultRouteLinks.h"
 #include "agent/detect/Detector.h"
 #include "agent/detect/LinkDirectory.h"
+#include "agent/kernel/DefaultRouteLinks.h"
 #include "agent/kernel/LinkControl.h"
 #include "agent/ports/OwnedLinkStore.h"
 #include "agent/ports/OwnedLinks.h"

@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <string>
 #include <string_view>
 #include <sys/stat.h>
@@ -16,6 +18,20 @@ namespace Ufdd {
 namespace {
 
 using Errors = std::vector< std::string >;
+
+Link
+linkOf( std::uint32_t index, std::string_view name, std::uint32_t master = 0 ) {
+   return { .index = index, .name = InterfaceName( name ), .master = master };
+}
+
+Route
+defaultRouteBy( std::initializer_list< std::uint32_t > links ) {
+   Route route;
+   route.isInMain = route.isUnicast = true;
+   for ( std::uint32_t const link : links )
+      route.hops.push_back( { .link = link } );
+   return route;
+}
 
 TEST( ConfigFile, readsEveryKey ) {
    ConfigFile const config = parseConfig( R"(detection = "poll"
@@ -153,9 +169,11 @@ TEST( ConfigFile, reportsGroupsThatCannotWorkAsConfigured ) {
                         { "u1-alias", { "u1" } },
                         { "d9-alias", { "d9" } },
                         { "u9-alias", { "u9" } } },
-                      {},
-                      { { "d9", { "d8" } }, { "p2", {} }, { "u9", { "d0", "u1" } } } };
-   system.runsOn = { { "v3", { "d3" } } };
+                      { { "v3", { "d3" } } },
+                      { linkOf( 1, "d9", 2 ), linkOf( 2, "br0" ), linkOf( 3, "d8", 2 ),
+                        linkOf( 4, "p2" ), linkOf( 5, "u9", 6 ), linkOf( 6, "br1" ),
+                        linkOf( 7, "d0", 6 ), linkOf( 8, "u1", 6 ) },
+                      { defaultRouteBy( { 2, 4 } ), defaultRouteBy( { 6 } ) } };
    for ( std::string const name : { "d0", "d1", "d2", "d3", "u9", "v3" } )
       system.interfaces[ name ] = { name };
    ConfigFile const config = parseConfig( R"([[group]]
@@ -276,9 +294,9 @@ TEST( ConfigFile, readsHowManyUplinksAGroupNeeds ) {
 }
 
 TEST( ConfigFile, refusesToDisableAProtectedInterface ) {
-   SystemView system{ { { "bond0", { "bond0", "p1" } }, { "d-alias", { "d" } } },
-                      { { "v3", { "d3" } } },
-                      {} };
+   SystemView system{
+      { { "bond0", { "bond0", "p1" } }, { "d-alias", { "d" } } }, { { "v3", { "d3" } } }, {}, {}
+   };
    ConfigFile const config = parseConfig( R"(protect = [ "mgmt0", "d", "p1", "v3", "d", "a b" ]
 [[group]]
 name = "a"

@@ -317,17 +317,17 @@ TEST_F( LivingTest, findsTheInterfacesBelowTheDefaultRoute ) {
    ip( "link set p2 master br0" );
    for ( char const* const name : { "m1", "br0" } )
       ip( std::string( "link set " ) + name + " up" );
-   EXPECT_TRUE( readSystem().defaultRoute.empty() );
+   EXPECT_EQ( readSystem().defaultRouteLinks( {} ), Names() );
    ip( "route add default dev m1" );
-   using Links = std::map< std::string, Names >;
-   EXPECT_EQ( readSystem().defaultRoute, ( Links{ { "m1", {} }, { "p1", {} } } ) );
-   EXPECT_EQ( readSystem().runsOn, ( Links{ { "m1", { "p1" } } } ) );
+   EXPECT_EQ( readSystem().defaultRouteLinks( {} ), ( Names{ "m1", "p1" } ) );
+   EXPECT_EQ( readSystem().runsOn, ( std::map< std::string, Names >{ { "m1", { "p1" } } } ) );
    ip( "addr add 10.9.9.1/24 dev br0" );
    plug( "p3" );
    ip( "link set p3 master br0" );
    ip( "route replace default via 10.9.9.2 dev br0" );
-   EXPECT_EQ( readSystem().defaultRoute,
-              ( Links{ { "br0", {} }, { "p2", { "p3" } }, { "p3", { "p2" } } } ) );
+   EXPECT_EQ( readSystem().defaultRouteLinks( {} ), ( Names{ "br0", "p2", "p3" } ) );
+   EXPECT_EQ( readSystem().defaultRouteLinks( { "p2" } ), ( Names{ "br0", "p2" } ) );
+   EXPECT_EQ( readSystem().defaultRouteLinks( { "p2", "p3" } ), Names{ "br0" } );
    // A bridge is no LAG: its name does not stand for its members.
    ip( "link property add dev br0 altname a-bridge" );
    EXPECT_EQ( readSystem().interfacesOf( "a-bridge" ), Names{ "br0" } );
