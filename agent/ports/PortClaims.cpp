@@ -13,9 +13,9 @@
 #include <cstring>
 #include <fstream>
 #include <net/if.h>
-#include <set>
 #include <string_view>
 #include <sys/stat.h>
+#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -75,7 +75,7 @@ canChangeInterfaces( pid_t process ) {
    return ( capabilities >> CAP_NET_ADMIN & 1 ) != 0 && isInOurUserNamespace( process );
 }
 
-// Returns the process that holds the port's socket; of user -1 if that is unknown.
+// Returns the process that holds the port's socket, which exists; of user -1 if that is unknown.
 ucred
 holderOf( std::string const& port ) {
    // A process that starts at this moment has the socket, but does not listen yet.
@@ -95,14 +95,45 @@ isUfdd( ucred const& peer ) {
 
 } // namespace
 
+std::vector< PortClaims::Relative >
+PortClaims::relativesOf( std::set< std::string > const& ports ) {
+   std::map< std::uint32_t, Link > links;
+   try {
+      links = readLinks_();
+   } catch ( std::system_error const& error ) {
+      log_.event( { .id = LogEvent::trouble },
+                  std::string( error.what() ) + "; another ufdd on the members of a LAG, or on the "
+                                                "LAG of a member, would not be noticed" );
+   }
+   std::vector< Relative > relatives;
+   for ( auto const& [ index, link ] : links ) {
+      auto const master = links.find( link.master );
+      if ( master == links.end() || !master->second.isLag )
+         continue;
+      std::string const lag( master->second.name.view() );
+      std::string const member( link.name.view() );
+      std::string const text = lag + " (member " + member + ")";
+      if ( ports.contains( member ) )
+         relatives.push_back( { lag, text } );
+      if ( ports.contains( lag ) )
+         relatives.push_back( { member, text } );
+   }
+   return relatives;
+}
+
 std::vector< std::string >
 PortClaims::add( std::span< Kelnet::IntfId const > ports ) {
    std::map< std::string, Descriptor > added;
    std::map< pid_t, std::string > holders; // The ports of other ufdds: " d1 d2".
    std::string disturbed;
+   auto const note = [ & ]( ucred const& peer, std::string const& text ) {
+      ( isUfdd( peer ) ? holders[ peer.pid ] : disturbed ).append( " " ).append( text );
+   };
    int failure = 0;
+   std::set< std::string > all;
    for ( Kelnet::IntfId const port : ports ) {
       std::string const name = mainName( port );
+      all.insert( name );
       if ( claims_.contains( name ) || added.contains( name ) ||
            claims_.size() + added.size() >= maxClaims )
          continue;
@@ -112,16 +143,16 @@ PortClaims::add( std::span< Kelnet::IntfId const > ports ) {
          added.emplace( name, std::move( claim ) );
          continue;
       }
-      if ( errno != EADDRINUSE ) {
-         failure = errno;
-         continue;
-      }
-      ucred const peer = holderOf( name );
-      if ( isUfdd( peer ) )
-         holders[ peer.pid ].append( " " ).append( name );
+      if ( errno == EADDRINUSE )
+         note( holderOf( name ), name );
       else
-         disturbed.append( " " ).append( name );
+         failure = errno;
    }
+   // Last, so that of two that start at this moment one sees the other.
+   for ( auto const& [ name, text ] : relativesOf( all ) )
+      if ( !claims_.contains( name ) && !added.contains( name ) )
+         if ( Descriptor const connected = socketOf( name, connect ) )
+            note( peerOf( connected ), text );
    if ( failure )
       log_.event( { .id = LogEvent::trouble },
                   "not every port can be claimed: " + std::string( std::strerror( failure ) ) +

@@ -1,6 +1,7 @@
 #include "agent/base/Descriptor.h"
 #include "agent/base/SocketFile.h"
 #include "agent/config/SystemView.h"
+#include "agent/ports/PortClaims.h"
 #include "tests/agent/DatagramInbox.h"
 #include "tests/agent/ForkedProcess.h"
 #include "tests/agent/NetworkTest.h"
@@ -16,8 +17,11 @@
 #include <map>
 #include <set>
 #include <string>
+#include <string_view>
 #include <sys/file.h>
 #include <sys/inotify.h>
+#include <unistd.h>
+#include <vector>
 
 namespace Ufdd {
 namespace {
@@ -118,6 +122,31 @@ TEST_F( LivingTest, portBelongsToOneProcess ) {
    ASSERT_EQ( read( ready.near.fd(), &byte, 1 ), 1 );
    ReadyUfdd disturbed( second( group( "b", "'u1'", "'d3'" ) ) );
    EXPECT_TRUE( disturbed.wrote( "a process that is no ufdd" ) ) << disturbed.output();
+}
+
+// A LAG is shut by its members.
+TEST_F( LivingTest, lagAndItsMembersBelongToOneProcess ) {
+   auto const links = [] {
+      auto const link = []( std::string_view name, std::uint32_t master, bool isLag ) {
+         return Link{ .name = InterfaceName( name ), .master = master, .isLag = isLag };
+      };
+      return std::map< std::uint32_t, Link >{ { 1, link( "p1", 3, false ) },
+                                              { 2, link( "p2", 3, false ) },
+                                              { 3, link( "bond0", 0, true ) } };
+   };
+   StreamLog log( STDERR_FILENO, false );
+   PortClaims first( log, links );
+   PortClaims second( log, links );
+   Kelnet::IntfId const lag( "bond0" ), one( "p1" ), two( "p2" );
+   auto const add = []( PortClaims& claims, Kelnet::IntfId port ) {
+      std::vector< std::string > const lines = claims.add( { &port, 1 } );
+      return lines.empty() ? "" : lines[ 0 ].substr( lines[ 0 ].rfind( ':' ) );
+   };
+   EXPECT_EQ( add( first, lag ) + add( first, one ), "" );
+   EXPECT_EQ( add( second, two ), ": bond0 (member p2)" );
+   first.keepOnly( { &one, 1 } );
+   EXPECT_EQ( add( second, two ), "" );
+   EXPECT_EQ( add( second, lag ), ": bond0 (member p1)" );
 }
 
 TEST_F( LivingTest, lostRecordIsWrittenAgainAtRest ) {
