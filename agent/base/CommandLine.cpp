@@ -196,7 +196,8 @@ CommandLine::needsDefault() const {
 }
 
 int
-CommandLine::refuse( std::string const& error ) const {
+CommandLine::refuse( std::string const& error ) {
+   refusal_ = error;
    std::string const& program = app_->get_name();
    std::cerr << program << ": " << printable( error ) << "\nSee \"" << program << " --help\".\n";
    return EX_USAGE;

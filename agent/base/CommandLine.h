@@ -87,7 +87,9 @@ class CommandLine : public Command {
    // Throws: what the command throws.
    std::optional< int > parse( int argc, char** argv );
    // Prints the error and a pointer to the help. Returns the exit status for a wrong command line.
-   int refuse( std::string const& error ) const;
+   int refuse( std::string const& error );
+   // Returns the last error that was printed.
+   std::string const& refusal() const { return refusal_; }
 
    // Returns what the last of the words may become; they follow the name of the program.
    Completion completion( std::vector< std::string > words ) const;
@@ -99,6 +101,7 @@ class CommandLine : public Command {
 
    std::unique_ptr< CLI::App > const app_;
    std::string default_;
+   std::string refusal_;
    std::optional< int > status_; // Of the command that was run.
 };
 

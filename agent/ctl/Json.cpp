@@ -69,6 +69,14 @@ jsonOf( std::string const& command, Moment const& now ) {
 }
 
 Json
+failureJson( std::string const& error, int exitStatus ) {
+   return { { "version", 1 },
+            { "time", utcTime( Moment::now().wall ) },
+            { "error", error },
+            { "exitStatus", exitStatus } };
+}
+
+Json
 json( View::Group const& group, Moment const& now ) {
    Json object = scalarsOf( *group.state, "group", now );
    object[ "linkStatus" ] = stringValue( group.status->groupLinkStatus() ).c_str();

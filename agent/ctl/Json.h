@@ -14,6 +14,8 @@ using Json = nlohmann::ordered_json;
 
 // Returns the beginning of every object: the version of the format, the command, and the time.
 Json jsonOf( std::string const& command, Moment const& now );
+// Returns the object that stands for the one that is not there because ufdctl failed.
+Json failureJson( std::string const& error, int exitStatus );
 Json json( View::Group const& group, Moment const& now );
 Json json( LinkState const& link, Moment const& now );
 Json json( PortState const& port, Moment const& now );

@@ -6,23 +6,42 @@
 #include "agent/ctl/Complete.h"
 #include "agent/ctl/Describe.h"
 #include "agent/ctl/ExitStatus.h"
+#include "agent/ctl/Json.h"
 #include "agent/ctl/StatusCommands.h"
 #include "agent/ctl/SteeringCommands.h"
 #include "agent/status/StatusServer.h"
 
+#include <algorithm>
 #include <exception>
 #include <fcntl.h>
 #include <iostream>
+#include <span>
 #include <string>
 #include <string_view>
 
 namespace {
 
-int
-fail( Ufdd::ExitStatus status, std::exception const& error ) {
-   std::cerr << "ufdctl: " << Ufdd::printable( error.what() ) << '\n';
-   return static_cast< int >( status );
-}
+// Tells errors on standard error, and to programs on standard output as well.
+class Errors {
+ public:
+   explicit Errors( std::span< char* const > words )
+       : asJson_( std::ranges::any_of(
+             words, []( std::string_view word ) { return word == "--json"; } ) ) {}
+
+   int fail( Ufdd::ExitStatus status, std::string_view error ) const {
+      std::cerr << "ufdctl: " << Ufdd::printable( error ) << '\n';
+      return tell( static_cast< int >( status ), error );
+   }
+   int tell( int status, std::string_view error ) const {
+      if ( asJson_ )
+         std::cout << Ufdd::lineOf( Ufdd::failureJson( std::string( error ), status ) )
+                   << std::flush;
+      return status;
+   }
+
+ private:
+   bool const asJson_;
+};
 
 } // namespace
 
@@ -42,18 +61,22 @@ main( int argc, char** argv ) {
    Ufdd::addStatusCommands( line, sockets.status );
    Ufdd::addSteeringCommands( line, sockets );
    Ufdd::addDescribe( line );
+   bool const completes = argc > 1 && std::string_view( argv[ 1 ] ) == "complete";
+   Errors const errors( { argv, completes ? 0u : static_cast< unsigned int >( argc ) } );
    try {
-      if ( argc > 1 && std::string_view( argv[ 1 ] ) == "complete" ) {
+      if ( completes ) {
          Ufdd::complete( line, sockets.status, { argv + 2, argv + argc } );
          Ufdd::requireOutput();
          return 0;
       }
-      auto const status = line.parse( argc, argv );
+      int const status = line.parse( argc, argv ).value_or( 0 );
+      if ( !line.refusal().empty() )
+         errors.tell( status, line.refusal() );
       Ufdd::requireOutput();
-      return status.value_or( 0 );
+      return status;
    } catch ( Ufdd::Failure const& failure ) {
-      return fail( failure.status(), failure );
+      return errors.fail( failure.status(), failure.what() );
    } catch ( std::exception const& error ) {
-      return fail( Ufdd::ExitStatus::failure, error );
+      return errors.fail( Ufdd::ExitStatus::failure, error.what() );
    }
 }

@@ -60,6 +60,7 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    std::string const waited = ufdctl( { "wait", "rack", "up", "--json" } ).first;
    EXPECT_EQ( ufdctl( { "wait", "rack", "down", "--timeout", "0.1" } ),
               std::pair( std::string( "ufdctl: group rack is up after 0.1 s\n" ), 1 ) );
+   std::string objects;
    for ( auto const& [ words, error, status ] :
          std::initializer_list< std::tuple< std::vector< std::string >, std::string, int > >{
              { { "show", "rock" }, "there is no group \"rock\"; did you mean rack?", 2 },
@@ -72,7 +73,15 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
              { { "explain" }, "PORT is required", 64 } } ) {
       std::string const tail = status == 64 ? "See \"ufdctl --help\".\n" : "";
       EXPECT_EQ( ufdctl( words ), std::pair( "ufdctl: " + error + '\n' + tail, status ) );
+      std::vector< std::string > more = words;
+      more.emplace_back( "--json" );
+      std::string const text = ufdctl( more ).first;
+      std::string const object = text.substr( text.rfind( "\n{" ) + 1 );
+      objects += object;
+      EXPECT_EQ( Json::parse( object )[ "error" ], error );
+      EXPECT_EQ( Json::parse( object )[ "exitStatus" ], status );
    }
+   EXPECT_EQ( faultsOf( objects ), "" );
 
    Process watch( at( { "watch", "rack", "--json" } ), Process::Rights::all,
                   builtProgram( "ufdctl" ) );
