@@ -1,32 +1,28 @@
 #!/usr/bin/env bash
-# Installs the packages on a machine under systemd as an operator would, and checks at the far end of
-# a port what becomes of it: a dead uplink shuts it; an upgrade, a crash and a wrong configuration
-# leave it shut; removing the package opens it, even in the second in which ufdd is not there.
+# Installs the packages on a minimal machine under systemd, and checks at the far end of a port what
+# becomes of it: a dead uplink shuts it; an upgrade, a crash and a wrong configuration leave it shut;
+# removing the package opens it, even in the second in which ufdd is not there.
 #   packages.sh FOLDER_OF_PACKAGES
 set -euo pipefail
-export packages
-packages=$(realpath "$1")
 . "$(dirname "$0")/machine.sh"
-[[ -n $(find "$packages" -name 'ufdd_*.deb') ]] || skip "there are no packages; scripts/package builds them"
+needPackages "$1"
 enter "$packages"
-
-prepare() {
-  mkdir "$1/packages"
-  cp "$packages"/{ufdd,ufdd-metrics,libzet*,libuplinkfailuredetection0*}_*.deb "$1/packages"
-  rm -f "$1"/packages/*-dbgsym_*
-}
 boot
 ip link set u1-far up
 
-install() { inside sh -c 'dpkg --install /packages/*.deb' >>"$log" 2>&1; }
-pid() { inside systemctl show --property=MainPID --value ufdd; }
-isActive() { inside systemctl --quiet is-active ufdd; }
-isRunningAgain() { [[ $(pid) != 0 && $(pid) != "$former" ]] && isActive; }
-isMeasured() { inside curl --silent http://127.0.0.1:9766/metrics | grep 'ufdd_port_held{device="d1"} 1'; }
-isExplained() { inside journalctl --catalog --unit=ufdd | grep 'Subject: Port d1 is shut'; }
+isMeasured() {
+  ip netns exec machine curl --silent http://127.0.0.1:9766/metrics | grep 'ufdd_port_held{device="d1"} 1'
+}
+isExplained() {
+  inside journalctl --catalog --unit=ufdd UFD_GROUP=uplinks UFD_PORT=d1 | grep 'Subject: Port d1 is shut'
+}
 failedUnits() { inside systemctl list-units --failed --plain --no-legend 'ufdd*'; }
 
 install || fail "the packages can't be installed"
+units=$(inside dpkg --listfiles ufdd ufdd-metrics | grep '^/lib/systemd/system/.')
+(($(wc -l <<<"$units") == 4)) || fail "the packages have other units: $units"
+complaints=$(inside systemd-analyze verify $units 2>&1) && [[ -z $complaints ]] ||
+  fail "systemd complains about units: $complaints"
 [[ -z $(failedUnits) ]] || fail "without a configuration, the installation left failed units"
 isActive && fail "ufdd runs without a configuration"
 
@@ -49,7 +45,7 @@ isWritten() { inside grep '^ufdd_port_held{device="d1"} 1' /var/lib/prometheus/n
 eventually isWritten || fail "the unit of the documentation does not keep the file"
 inside systemctl disable --now ufdd-textfile >>"$log" 2>&1
 inside rm /etc/systemd/system/ufdd-textfile.service /var/lib/prometheus/node-exporter/ufdd.prom
-eventually isExplained || fail "the journal has no explanation"
+eventually isExplained || fail "the journal does not explain the entry, or names no group and port in it"
 
 watch
 former=$(pid)
@@ -60,7 +56,7 @@ inside sh -c 'echo "nonsense = 1" >/etc/ufdd.toml'
 inside systemctl reload ufdd >>"$log" 2>&1 && fail "a wrong configuration can be loaded"
 cat "$scratch/ufdd.toml" | inside sh -c 'cat >/etc/ufdd.toml'
 inside systemctl reload ufdd || fail "a right configuration can't be loaded"
-inside kill -KILL "$former"
+send KILL
 eventually isRunningAgain || fail "ufdd was not started again after its crash"
 sleep .5
 eventually isMeasured || fail "after the upgrade and the crash, the metrics do not show the port"
@@ -68,7 +64,7 @@ expectNoLink "the upgrade, the reload or the crash"
 lacksLink || fail "the upgrade, the reload or the crash opened the port"
 
 inside dpkg --remove ufdd-metrics >>"$log" 2>&1 || fail "the metrics' package can't be removed"
-inside kill -KILL "$(pid)"
+send KILL
 inside dpkg --remove ufdd >>"$log" 2>&1 || fail "the package can't be removed"
 hasLink || fail "removing the package did not open the port"
 [[ -z $(failedUnits) ]] || fail "removing the package left failed units"
