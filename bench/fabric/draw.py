@@ -1,0 +1,113 @@
+"""Pictures of the packets that arrive over time, with all variants one above the other."""
+import statistics
+
+import matplotlib
+
+matplotlib.use("svg")
+import matplotlib.pyplot as plt  # noqa: E402
+
+import cases  # noqa: E402
+import variants  # noqa: E402
+from bed import RATE  # noqa: E402
+from report import lost, percentile  # noqa: E402
+
+DRAWN = {
+    "carrier": "An uplink loses its carrier",
+    "silent": "An uplink fails silently: its far side is dead, the carrier stays",
+    "late": "An uplink is back, and the leaf's route 1 s later",
+}
+BIN = 0.005  # Seconds of a count in the results.
+JOINED = 2  # Counts of the results that are drawn as one.
+OURS, OTHERS, LOST, INK = "#3f73c8", "#8a93a0", "#d13f4b", "#222"
+STYLE = {
+    "svg.fonttype": "none",
+    "svg.hashsalt": "fabric",
+    "font.family": "sans-serif",
+    "font.size": 10,
+    "text.color": INK,
+    "axes.edgecolor": "#d0d4da",
+    "xtick.color": "#555",
+    "path.simplify_threshold": 0.5,
+}
+
+
+def typical(runs):
+    """Returns the run with the median of lost packets."""
+    middle = statistics.median_low(map(lost, runs))
+    return next(r for r in runs if lost(r) == middle)
+
+
+def stairs(counts, begin, end):
+    """Returns when the share of packets that arrive changes, since the failure, and to how many in a hundred."""
+    full = 2 * RATE * BIN * JOINED
+    times, shares = [], []
+    for i in range(0, len(counts) - JOINED + 1, JOINED):
+        at = i * BIN - begin
+        # Coarse, so that the picture has few points.
+        share = min(5 * round(20 * sum(counts[i : i + JOINED]) / full), 100)
+        if at < end and (not shares or share != shares[-1]):
+            times.append(at)
+            shares.append(share)
+    return times + [end], shares + shares[-1:]
+
+
+def draw_strip(axes, variant, runs, end):
+    """Draws a typical run. Returns when its marks were, in seconds since the failure."""
+    record = typical(runs)
+    begin = record["marks"]["fails"]
+    times, shares = stairs(record["arrived"], begin, end)
+    axes.fill_between(times, shares, 100, step="post", color=LOST, alpha=0.35, linewidth=0)
+    axes.fill_between(times, shares, 0, step="post", color=OURS if variant in variants.OURS else OTHERS, linewidth=0)
+    axes.set_ylim(0, 104)
+    axes.set_yticks([])
+    for side in ("top", "right", "left"):
+        axes.spines[side].set_visible(False)
+    axes.text(-0.015, 0.5, variants.ALL[variant].title, transform=axes.transAxes, ha="right", va="center",
+              fontweight="bold" if variant in variants.OURS else "normal")  # fmt: skip
+    counted = [lost(r) for r in runs]
+    axes.text(1.015, 0.62, f"{statistics.median(counted):,g} lost", transform=axes.transAxes, ha="left", va="center",
+              fontweight="bold")  # fmt: skip
+    axes.text(1.015, 0.2, f"worst {max(counted):,}", transform=axes.transAxes, ha="left", va="center", fontsize=8, color="#555")
+    return {mark: at - begin for mark, at in record["marks"].items()}
+
+
+def picture(name, row, path):
+    about = cases.ALL[name]
+    end = about.seconds - about.acts[0][0]
+    figure, strips = plt.subplots(len(row), 1, sharex=True, figsize=(9.2, 1.3 + 0.52 * len(row)), squeeze=False)
+    figure.subplots_adjust(left=0.19, right=0.87, top=1 - 0.85 / figure.get_figheight(), bottom=0.42 / figure.get_figheight(), hspace=0.28)
+    marks = {}
+    for axes, (variant, runs) in zip(strips[:, 0], row.items()):
+        marks = draw_strip(axes, variant, runs, end)
+    for axes in strips[:, 0]:
+        for at in marks.values():
+            axes.axvline(at, color=INK, linewidth=0.8, linestyle=(0, (2, 2)))
+    for mark, at in marks.items():
+        strips[0, 0].annotate(mark, (at, 104), xytext=(0, 3), textcoords="offset points", ha="center", fontsize=9)
+    strips[-1, 0].set_xlim(-about.acts[0][0] * 0.6, end)
+    strips[-1, 0].xaxis.set_major_formatter(lambda at, _: f"{at:g} s")
+    least = min(len(runs) for runs in row.values())
+    figure.text(0.02, 1 - 0.24 / figure.get_figheight(), DRAWN[name], fontsize=13, fontweight="bold", va="center")
+    figure.text(
+        0.02,
+        1 - 0.46 / figure.get_figheight(),
+        f"Packets of a host that arrive, {2 * RATE:,} sent a second, half of them over this leaf; red: lost. "
+        f"Medians of {least} runs." + (" Lost are counted since it is back." if about.since == "is back" else ""),
+        fontsize=9,
+        color="#555",
+        va="center",
+    )
+    figure.savefig(path, metadata={"Date": None})
+    plt.close(figure)
+
+
+def pictures(found, folder):
+    """Draws the pictures whose cases were measured. Returns their paths."""
+    folder.mkdir(parents=True, exist_ok=True)
+    paths = []
+    with plt.rc_context(STYLE):
+        for name in DRAWN:
+            if name in found:
+                paths.append(folder / f"packets-{name}.svg")
+                picture(name, found[name], paths[-1])
+    return paths
