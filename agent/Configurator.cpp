@@ -1,7 +1,6 @@
 #include "agent/Configurator.h"
 
 #include "agent/base/WallTime.h"
-#include "agent/detect/GroupWait.h"
 #include "platform/zet/Clock.h"
 
 #include <algorithm>

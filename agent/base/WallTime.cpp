@@ -43,6 +43,13 @@ utcTime( double wall ) {
    return written( wall, gmtime_r, "%FT%T", "Z" );
 }
 
+std::string
+secondsText( double seconds ) {
+   std::array< char, 32 > text{};
+   std::snprintf( text.data(), text.size(), seconds < 100 ? "%.3g s" : "%.0f s", seconds );
+   return text.data();
+}
+
 Moment
 Moment::now() {
    return { Zet::now(), wallNow() };

@@ -10,6 +10,8 @@ double wallNow();
 std::string localTime( double wall );
 // "2026-03-01T11:30:00.123Z"
 std::string utcTime( double wall );
+// "2.5 s", "86400 s": how long something lasts.
+std::string secondsText( double seconds );
 
 // One moment in seconds on two clocks: that of Zet::now(), which never steps, and the wall clock.
 struct Moment {

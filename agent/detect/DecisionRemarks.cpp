@@ -1,5 +1,7 @@
 #include "agent/detect/DecisionRemarks.h"
 
+#include "agent/base/WallTime.h"
+
 namespace Ufdd {
 
 void

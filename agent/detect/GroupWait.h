@@ -4,7 +4,6 @@
 #include "agent/state/WaitReason.h"
 
 #include <optional>
-#include <string>
 
 namespace Ufdd {
 
@@ -22,8 +21,5 @@ struct GroupWait {
       return reason == WaitReason::unproven || reason == WaitReason::startupHold;
    }
 };
-
-// Returns a time for messages: "2.5 s", "86400 s".
-std::string secondsText( double seconds );
 
 } // namespace Ufdd
