@@ -36,7 +36,8 @@ GroupDecision::orderIs( OrderKind order, bool isForced ) {
 void
 GroupDecision::updateStance() {
    stance_ = policy_.mode( order_ );
-   updateLatch();
+   if ( !mayLatch() )
+      endLatch();
 }
 
 GroupMode
@@ -85,17 +86,17 @@ GroupDecision::reverse( double now ) {
    else
       recoveryDelay_.handleOpened( now );
    only_.reset();
-   isLatched_ = false;
-   updateLatch();
+   endLatch();
+   beginLatch();
 }
 
 bool
-GroupDecision::coverAll() {
-   if ( !only_ )
+GroupDecision::settle() {
+   beginLatch();
+   if ( !sawDown() || !only_ )
       return false;
    only_.reset();
    unlatched_.clear();
-   updateLatch();
    return true;
 }
 
@@ -110,14 +111,14 @@ GroupDecision::beginEvaluation( GroupWait const& leftAlone, double now ) {
 
 // A group whose ports are shut since it is down is latched from then on.
 void
-GroupDecision::updateLatch() {
-   if ( policy_.autoRecover ||
-        ( stance_ != GroupMode::acting && stance_ != GroupMode::orderedDown ) )
-      isLatched_ = false;
-   else if ( isDown_ && sawDown() && !wait_.isLeftAlone() )
-      isLatched_ = true;
-   if ( !isLatched_ )
-      unlatched_.clear();
+GroupDecision::beginLatch() {
+   isLatched_ |= mayLatch() && isDown_ && sawDown() && !wait_.isLeftAlone();
+}
+
+void
+GroupDecision::endLatch() {
+   isLatched_ = false;
+   unlatched_.clear();
 }
 
 bool

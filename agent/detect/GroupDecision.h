@@ -25,7 +25,8 @@ namespace Ufdd {
 // of its ports or none, whatever was decided.
 //
 // A group without auto_recover that was decided to be down is latched: once up, it stays decided to
-// be down until its ports are unlatched.
+// be down until its ports are unlatched. Only an evaluation begins a latch, since it knows whether
+// there is evidence.
 class GroupDecision {
  public:
    using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
@@ -63,8 +64,9 @@ class GroupDecision {
    }
    // Changes the decision.
    void reverse( double now );
-   // Has the group shut all of its ports, as it is seen down. Returns true if it left some out.
-   bool coverAll();
+   // The group was evaluated, and the decision agrees with what is seen. Returns true if the group
+   // shuts more ports, since it is seen down.
+   bool settle();
    bool coversAll() const { return !only_; }
    void coverOnly( Ports ports ) { only_ = std::move( ports ); }
    // Returns true if the decision applies to that port of the group.
@@ -123,7 +125,12 @@ class GroupDecision {
 
  private:
    void updateStance();
-   void updateLatch();
+   bool mayLatch() const {
+      return !policy_.autoRecover &&
+             ( stance_ == GroupMode::acting || stance_ == GroupMode::orderedDown );
+   }
+   void beginLatch();
+   void endLatch();
 
    GroupPolicy policy_;
    unsigned int minLinks_ = 0; // As configured.

@@ -178,8 +178,10 @@ GroupDecisions::evaluate( Place group, double now, bool confirmsOpenings ) {
 void
 GroupDecisions::settle( Place group, GroupConfig const& config, GroupWait const& before ) {
    auto& [ name, decision ] = *group;
-   if ( decision.sawDown() && decision.coverAll() ) {
-      haveLatchesChanged_ |= decision.isLatched();
+   bool const wasLatched = decision.isLatched();
+   bool const shutsMore = decision.settle();
+   haveLatchesChanged_ |= decision.isLatched() && ( shutsMore || !wasLatched );
+   if ( shutsMore ) {
       decidedDown_.push_back( group );
       portDecisions_.decideAgain( name );
    }

@@ -291,6 +291,16 @@ TEST_F( SteerTest, aLatchIsKeptUntilItIsCleared ) {
    EXPECT_EQ( takeActs(), " +d2" );
 }
 
+TEST_F( SteerTest, aGroupThatIsLeftAloneIsNotLatched ) {
+   start();
+   uplinksAre( false );
+   groups.push_back( group( "h", { "u1", "nowhere" }, { "d1" } ) );
+   groups[ 1 ].policy.autoRecover = false;
+   agent->reload( config(), "f" );
+   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   EXPECT_TRUE( orders.book.latches.empty() );
+}
+
 TEST_F( SteerTest, theFileSwitchesGroupsAndOrdersComeFirst ) {
    groups[ 0 ].policy.forceDown = true;
    start();
