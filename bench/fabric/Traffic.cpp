@@ -32,7 +32,6 @@
 #include <sstream>
 #include <stdexcept>
 #include <string>
-#include <sys/epoll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
 #include <system_error>
@@ -43,7 +42,10 @@
 namespace {
 
 constexpr std::uint16_t port = 9000;
-constexpr std::int64_t turn = 200; // Microseconds between two looks for packets that are due.
+// Microseconds between two looks for packets that are due, and for packets that have arrived.
+// Waking up for each packet would take more time than the packets.
+constexpr std::int64_t turn = 400;
+constexpr std::int64_t look = 1000;
 constexpr std::int64_t bin = 5000;
 constexpr std::int64_t lead = 100'000;   // From "start" being printed to the first packet.
 constexpr std::int64_t linger = 200'000; // How long the last packets may be under way.
@@ -126,7 +128,7 @@ class Traffic {
    void send();
    void sendNext( Stream& stream );
    void receive();
-   void receiveFrom( int fd, std::uint32_t& dropped );
+   bool receiveFrom( int fd, std::uint32_t& dropped );
 
    std::int64_t duration_;
    std::int64_t start_ = 0;
@@ -202,7 +204,8 @@ Traffic::send() {
    }
 }
 
-void
+// Receives up to one batch. Returns true if there may be more.
+bool
 Traffic::receiveFrom( int fd, std::uint32_t& dropped ) {
    constexpr std::size_t most = 64;
    std::array< Packet, most > packets;
@@ -231,27 +234,17 @@ Traffic::receiveFrom( int fd, std::uint32_t& dropped ) {
             stream.arrived[ packet.number ] = at;
       }
    }
+   return count == static_cast< int >( most );
 }
 
 void
 Traffic::receive() {
-   int const ready = epoll_create1( EPOLL_CLOEXEC );
-   for ( std::size_t i = 0; i < receivers_.size(); ++i ) {
-      epoll_event event{};
-      event.events = EPOLLIN;
-      event.data.u64 = i;
-      if ( epoll_ctl( ready, EPOLL_CTL_ADD, receivers_[ i ], &event ) < 0 )
-         fail( "epoll" );
+   for ( std::int64_t at = start_; !done_; at += look ) {
+      sleepUntil( at );
+      for ( std::size_t i = 0; i < receivers_.size(); ++i )
+         while ( receiveFrom( receivers_[ i ], dropped_[ i ] ) ) {
+         }
    }
-   std::array< epoll_event, 16 > events{};
-   while ( !done_ ) {
-      int const count = epoll_wait( ready, events.data(), events.size(), 50 );
-      for ( int i = 0; i < count; ++i ) {
-         auto const which = events[ static_cast< std::size_t >( i ) ].data.u64;
-         receiveFrom( receivers_[ which ], dropped_[ which ] );
-      }
-   }
-   close( ready );
 }
 
 void

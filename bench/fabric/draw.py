@@ -18,7 +18,7 @@ DRAWN = {
 }
 BIN = 0.005  # Seconds of a count in the results.
 JOINED = 2  # Counts of the results that are drawn as one.
-OURS, OTHERS, LOST, INK = "#3f73c8", "#8a93a0", "#d13f4b", "#222"
+OURS, OTHERS, LOST, INK = "#3f73c8", "#9aa3af", "#e5606b", "#222"
 STYLE = {
     "svg.fonttype": "none",
     "svg.hashsalt": "fabric",
@@ -37,14 +37,28 @@ def typical(runs):
     return next(r for r in runs if lost(r) == middle)
 
 
+def in_bins(record):
+    """Returns how many packets arrived in each bin, and how many were lost that were sent in it."""
+    counts = record["arrived"]
+    arrived = [sum(counts[i : i + JOINED]) for i in range(0, len(counts) - JOINED + 1, JOINED)]
+    gone = [0.0] * len(arrived)
+    for stream, begin, end, count in record["lost"]:
+        if stream != "control":
+            # Packets in a row were sent at equal distances.
+            for n in range(count):
+                at = begin + (end - begin) * n / max(count - 1, 1)
+                gone[min(int(at / 1e6 / (BIN * JOINED)), len(gone) - 1)] += 1
+    return arrived, gone
+
+
 def stairs(counts, begin, end):
-    """Returns when the share of packets that arrive changes, since the failure, and to how many in a hundred."""
+    """Returns when a count changes, since the failure, and to what share of the packets, in a hundred."""
     full = 2 * RATE * BIN * JOINED
     times, shares = [], []
-    for i in range(0, len(counts) - JOINED + 1, JOINED):
-        at = i * BIN - begin
+    for i, count in enumerate(counts):
+        at = i * BIN * JOINED - begin
         # Coarse, so that the picture has few points.
-        share = min(5 * round(20 * sum(counts[i : i + JOINED]) / full), 100)
+        share = min(5 * round(20 * count / full), 100)
         if at < end and (not shares or share != shares[-1]):
             times.append(at)
             shares.append(share)
@@ -55,9 +69,10 @@ def draw_strip(axes, variant, runs, end):
     """Draws a typical run. Returns when its marks were, in seconds since the failure."""
     record = typical(runs)
     begin = record["marks"]["fails"]
-    times, shares = stairs(record["arrived"], begin, end)
-    axes.fill_between(times, shares, 100, step="post", color=LOST, alpha=0.35, linewidth=0)
-    axes.fill_between(times, shares, 0, step="post", color=OURS if variant in variants.OURS else OTHERS, linewidth=0)
+    arrived, gone = in_bins(record)
+    axes.fill_between(*stairs(arrived, begin, end), 0, step="post", color=OURS if variant in variants.OURS else OTHERS, linewidth=0)
+    times, shares = stairs(gone, begin, end)
+    axes.fill_between(times, [100 - share for share in shares], 100, step="post", color=LOST, linewidth=0)
     axes.set_ylim(0, 104)
     axes.set_yticks([])
     for side in ("top", "right", "left"):
@@ -92,7 +107,7 @@ def picture(name, row, path):
         0.02,
         1 - 0.46 / figure.get_figheight(),
         f"Packets of a host that arrive, {2 * RATE:,} sent a second, half of them over this leaf; red: lost. "
-        f"Medians of {least} runs." + (" Lost are counted since it is back." if about.since == "is back" else ""),
+        f"The median of {least} runs" + (", counted since it is back." if about.since == "is back" else "."),
         fontsize=9,
         color="#555",
         va="center",

@@ -63,6 +63,7 @@ class Place:
         self.bed = Bed(f"{variant}-{wiring}", wiring, folder)
         self.variant = variants.ALL[variant](self.bed, programs)
         self.generator = programs.our("fabric_traffic")
+        self._record = None  # Of the run whose end is still to be seen.
 
     def attempt(self, case):
         about = cases.ALL[case]
@@ -70,21 +71,30 @@ class Place:
         began = time.monotonic()
         flow = traffic.through(self.bed, self.generator, about.seconds)
         marks = cases.run(case, self.bed, self.variant, flow)
-        record = {"case": case, "variant": self.name, "marks": marks, **flow.finish()}
-        record["left_shut"] = cases.restore(self.bed, self.variant)
-        record["seconds"] = time.monotonic() - began
+        record = {"kind": "run", "case": case, "variant": self.name, "marks": marks, **flow.finish()}
+        cases.restore(self.bed, self.variant)
+        record["seconds"] = time.monotonic() - began + about.quiet
         return record
 
     def run(self, case, results):
+        """Tries a case. Its record is complete once the next one begins, or settle() is called."""
         why = ""
         for _ in range(TRIES):
+            self.settle(results)
             record = self.attempt(case)
             why = spoiled(record)
             if not why:
-                results.add({"kind": "run", **record})
+                self._record = record
                 return
             results.add({"kind": "spoiled", "case": case, "variant": self.name, "why": why})
-        raise Error(f"{self.name}, {case}: the bench loses packets itself: {why}")
+        raise Error(f"{self.name}, {case}: no run of {TRIES} was good: {why}")
+
+    def settle(self, results):
+        """Waits until all is well again after the last run."""
+        shut = cases.leaves_shut(self.bed)
+        if self._record:
+            results.add({**self._record, "left_shut": shut})
+        self._record = None
 
     def close(self):
         self.bed.remove()
@@ -129,13 +139,13 @@ def run(wanted, names, runs, folder, programs, results):
         if not beds:
             continue
         places = [Place(variant, wiring, folder, programs) for variant in beds]
-        for place in places:
-            place.bed.await_flows()
         for label, method in (("alone", run_alone), ("together", run_together)):
             tried = [name for name in here if cases.ALL[name].alone == (label == "alone")]
             if tried:
                 began = time.monotonic()
                 method(places, tried, runs, results)
+                for place in places:
+                    place.settle(results)
                 took = time.monotonic() - began
                 results.add({"kind": "phase", "cases": tried, "how": label, "seconds": took})
                 print(f"{', '.join(tried)} ({label}): {runs} runs of each cell took {took:.0f} s", file=sys.stderr)
