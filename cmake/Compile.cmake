@@ -36,6 +36,15 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   target_compile_options(ufd_compile INTERFACE
                          -Wno-restrict -Wno-stringop-overflow -Wno-stringop-overread)
 endif()
+# Releases only: fortification needs optimisation. A packager's choice of it prevails.
+set(hardening -fstack-protector-strong -fstack-clash-protection)
+if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64|i.86")
+  list(APPEND hardening -fcf-protection)
+endif()
+if(NOT CMAKE_CXX_FLAGS MATCHES FORTIFY_SOURCE)
+  list(APPEND hardening -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+endif()
+target_compile_options(ufd_compile INTERFACE "$<$<CONFIG:Release>:${hardening}>")
 if(UFD_SANITIZE)
   if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # With the sanitizers' code, GCC 12 warns of uninitialised values in <regex>.
