@@ -39,7 +39,7 @@ enter() {
   trap 'find "$UFD_CGROUP" -depth -type d -exec rmdir {} +' EXIT
   unshare --net true || skip "no network namespace can be made"
   local status=0
-  timeout --kill-after=1 140 unshare --net --pid --mount-proc --fork --kill-child "$0" "$@" || status=$?
+  timeout --kill-after=1 280 unshare --net --pid --mount-proc --fork --kill-child "$0" "$@" || status=$?
   exit $status
 }
 
