@@ -64,11 +64,12 @@ Agent::Agent( LinkSource& source, RouteSource& routes, LinkControl& control, Own
               PortSettingsStore& settings, BootStore& bootStore, OrderStore& orderStore, Log& log )
     : source_( source ), routes_( routes ), log_( log ), detector_( bootStore ),
       orders_( orderStore, log ), links_( detector_.directory ),
-      readiness_( links_, routes.table() ), carrierWatch_( links_, source ),
+      checks_( links_, detector_.history(), log ), readiness_( links_, routes.table() ),
+      carrierWatch_( links_, source ),
       portControl_( detector_, links_, defaultRoutes_, control, store, log ),
       restoration_( links_, portControl_, routes, settings, log ),
       portReport_( detector_, links_, log ), groupLog_( detector_, links_, log ),
-      stateWriter_( state_, detector_, links_, carrierWatch_, portControl_, orders_ ),
+      stateWriter_( state_, detector_, links_, checks_, carrierWatch_, portControl_, orders_ ),
       steer_( detector_, portControl_, orders_, log ), troubles_( log ) {
    links_.listenerIs( portControl_ );
    detector_.decisions().readinessIs( readiness_ );
@@ -81,6 +82,9 @@ Agent::start( ConfigFile const& config ) {
    detector_.decisions().startupHoldIs( startupHold_ );
    logWarnings( config );
    links_.watch( interfacesOf( config.groups ) );
+   // Without groups, as for a release, the verdicts are those of the next ufdd.
+   if ( !config.groups.empty() )
+      checks_.configure( config.checks, config.massFailureDelay );
    portControl_.reasonIs( config.protoDownReason );
    portControl_.protectedAre( config.protect );
    portControl_.beginAdoption();
@@ -128,6 +132,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    portControl_.protectedAre( config.protect );
    std::vector< Kelnet::IntfId > const interfaces = interfacesOf( config.groups );
    links_.watch( interfaces );
+   checks_.configure( config.checks, config.massFailureDelay );
    if ( haveOrders_ )
       followOrders(); // Some may be about groups that come back.
    else
@@ -316,6 +321,25 @@ Agent::isSureOfUplinks() {
 }
 
 ControlReply
+Agent::report( ControlRequest const& request ) {
+   using Word = ControlRequest::Report::Word;
+   std::vector< UplinkChecks::Result > results;
+   for ( auto const& [ check, word, reason ] : request.reports )
+      results.push_back( { check,
+                           word == Word::up     ? CheckResult::pass
+                           : word == Word::down ? CheckResult::fail
+                                                : CheckResult::unknown,
+                           reason } );
+   ControlReply reply;
+   if ( auto const objection = checks_.report( results ) ) {
+      reply.kind = objection->isUnknown ? ControlReply::Kind::unknown : ControlReply::Kind::refused;
+      reply.text = objection->text;
+   }
+   recordHistory();
+   return reply;
+}
+
+ControlReply
 Agent::handle( ControlRequest const& request ) {
    if ( request.verb == ControlRequest::Verb::automatic && !isSureOfUplinks() )
       return { .kind = ControlReply::Kind::failed,
@@ -326,8 +350,9 @@ Agent::handle( ControlRequest const& request ) {
                .toOpen = {} };
    // The answer tells what moves for the request, and not for what was seen before.
    act();
-   ControlReply reply = steer_.handle( request );
-   if ( !request.isDryRun && reply.kind == ControlReply::Kind::done )
+   bool const isReport = request.verb == ControlRequest::Verb::report;
+   ControlReply reply = isReport ? report( request ) : steer_.handle( request );
+   if ( !isReport && !request.isDryRun && reply.kind == ControlReply::Kind::done )
       followOrders();
    act();
    stateWriter_.write();
@@ -349,11 +374,20 @@ Agent::endTurn() {
    routes_.recover();
    if ( updateRoutes() )
       act();
+   if ( checks_.endTurn() ) {
+      recordHistory();
+      act();
+   }
    restoration_.endTurn();
    orders_.endTurn();
+   recordHistory();
+   hasNews_ |= stateWriter_.write();
+}
+
+void
+Agent::recordHistory() {
    if ( std::string trouble = detector_.history().remember(); !trouble.empty() )
       log_.event( { .id = LogEvent::trouble }, trouble );
-   hasNews_ |= stateWriter_.write();
 }
 
 void
@@ -380,6 +414,7 @@ Agent::act() {
    restoration_.handleResults( results );
    stateWriter_.handleResults( results, actedAt );
    groupLog_.tellUplinks( links_.changes() );
+   checks_.handleChanges( links_.changes() );
    links_.forgetChanges();
 }
 
@@ -456,7 +491,7 @@ Agent::query( std::span< Kelnet::IntfId const > uplinks ) {
 
 double
 Agent::nextTime() const {
-   double next = detector_.history().nextTime();
+   double next = std::min( detector_.history().nextTime(), checks_.nextTime() );
    if ( !routesBy_ )
       next = std::min( next, detector_.decisions().nextTime() );
    if ( detector_.decisions().hasOpenings() && !readAgainAt_ && !routesBy_ )

@@ -5,6 +5,7 @@
 #include "agent/base/Log.h"
 #include "agent/base/Never.h"
 #include "agent/base/Troubles.h"
+#include "agent/checks/UplinkChecks.h"
 #include "agent/config/ConfigFile.h"
 #include "agent/control/ControlRequest.h"
 #include "agent/detect/BootStore.h"
@@ -104,6 +105,9 @@ class Agent final : public Steering {
    // Keeps the ports of a new group shut if they are latched, or ours for no order, until the
    // group's delays have passed.
    void assumeDown( GroupSettings const& group, ConfigFile const& config );
+   ControlReply report( ControlRequest const& request );
+   // Records what the checks count as now. Call before acts that follow from that.
+   void recordHistory();
    bool isOrderedDown( Kelnet::IntfId port, ConfigFile const& config ) const;
    void recallOrders( ConfigFile const& config );
    // Drops the orders and latches of groups and ports that the configuration does not name, unless
@@ -142,6 +146,7 @@ class Agent final : public Steering {
    Orders orders_;
    Zet::Ptr< State > const state_ = Zet::make< State >( "state" );
    LinkDirectory links_;
+   UplinkChecks checks_;
    DefaultRouteLinks defaultRoutes_;
    RouteReadiness readiness_;
    CarrierWatch carrierWatch_;

@@ -42,7 +42,8 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
       agent_( source_, routes_, control_, store_, settings_, bootStore_, orderStore_, log ),
       configurator_( options.configFile, agent_, claims_, stateDirectory_, log ),
       statusServer_( options.socket, agent_.roots(), log ),
-      controlServer_( { controlSocketOf( options ), options.admins }, *this, log ),
+      controlServer_( { controlSocketOf( options ), options.admins, options.reporters }, *this,
+                      log ),
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
       recordTimer_( loop_.timer< &Daemon::handleRecordTime >( *this ) ) {

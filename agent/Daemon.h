@@ -34,7 +34,8 @@ struct DaemonOptions {
    std::string socket = StatusServer::usualSocket;            // Path, to serve the status.
    // Path, to take requests; if empty, controlSocketBeside() the status socket.
    std::string controlSocket = {};
-   std::optional< AdminGroup > admins = {}; // They may steer, as root may.
+   std::optional< AdminGroup > admins = {};    // They may steer, as root may.
+   std::optional< AdminGroup > reporters = {}; // They may only report what checks found.
 };
 
 // The process: the agent on the links of the kernel. It reacts to signals:

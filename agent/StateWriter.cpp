@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <set>
 #include <utility>
 
 namespace Ufdd {
@@ -67,9 +68,9 @@ keysOf( Members const& members, Predicate isUnwanted ) {
 } // namespace
 
 StateWriter::StateWriter( Zet::Ptr< State > state, Detector const& detector, LinkDirectory& links,
-                          CarrierWatch const& carrierWatch, PortControl& portControl,
-                          Orders const& orders )
-    : state_( std::move( state ) ), detector_( detector ), links_( links ),
+                          UplinkChecks& checks, CarrierWatch const& carrierWatch,
+                          PortControl& portControl, Orders const& orders )
+    : state_( std::move( state ) ), detector_( detector ), links_( links ), checks_( checks ),
       carrierWatch_( carrierWatch ), portControl_( portControl ), orders_( orders ) {}
 
 void
@@ -187,6 +188,8 @@ StateWriter::write() {
    }
    hasGoneDown_ = false;
    writeCounters();
+   if ( checks_.takeNews() )
+      writeChecks();
    return hasNews;
 }
 
@@ -222,8 +225,55 @@ StateWriter::writeLink( Kelnet::IntfId link ) {
    LinkCondition const condition = links_.conditionOf( link );
    bool const isUnproven = condition == LinkCondition::absent && groupsOfUplink_.contains( link ) &&
                            detector_.isUnproven( link );
-   writeCondition( *state_->linkIs( name ), isNew, isUnproven ? LinkCondition::unproven : condition,
-                   now_ );
+   auto const entity = state_->linkIs( name );
+   writeCondition( *entity, isNew, isUnproven ? LinkCondition::unproven : condition, now_ );
+   entity->failureIs( links_.failureOf( link ) );
+}
+
+void
+StateWriter::writeChecks() {
+   std::set< Zet::Name > names;
+   checks_.forEach( [ & ]( UplinkChecks::Entry const& entry ) {
+      UplinkCheck const& check = entry.check;
+      CheckSettings const& settings = check.settings();
+      bool const isAsking = settings.kind != CheckSettings::Kind::reported;
+      bool const isNeighbour = settings.kind == CheckSettings::Kind::neighbour;
+      Zet::Name const name( settings.name );
+      names.insert( name );
+      auto const entity = state_->checkIs( name );
+      for ( Kelnet::IntfId const uplink : settings.uplinks )
+         entity->uplinkIs( uplink.name(), true );
+      for ( Zet::Name const& gone :
+            keysOf( entity->uplinkMembers(), [ & ]( Zet::Name const& known ) {
+               return std::ranges::find( settings.uplinks, Kelnet::IntfId( known.view() ) ) ==
+                      settings.uplinks.end();
+            } ) )
+         entity->uplinkDel( gone );
+      std::string command;
+      for ( std::string const& argument : settings.command )
+         command += ( command.empty() ? "" : "\n" ) + argument;
+      entity->kindIs( settings.kindText() );
+      entity->addressIs( settings.address
+                             ? addressText( settings.address->isV6, settings.address->address )
+                             : "" );
+      entity->commandIs( command );
+      entity->intervalIs( isAsking ? settings.interval : 0 );
+      entity->timeoutIs( isAsking ? settings.timeout : 0 );
+      entity->ttlIs( isNeighbour ? 0 : settings.ttl );
+      entity->riseIs( settings.rise );
+      entity->fallIs( settings.fall );
+      entity->verdictIs( check.verdict() );
+      entity->isUpIs( entry.isUp() );
+      entity->resultIs( check.last() );
+      entity->reasonIs( check.reason() );
+      entity->runIs( check.run() );
+      entity->sinceIs( check.since() );
+      entity->waitTimeIs( entry.heldUntil );
+   } );
+   for ( Zet::Name const& gone : keysOf( state_->checkMembers(), [ & ]( Zet::Name const& known ) {
+            return !names.contains( known );
+         } ) )
+      state_->checkDel( gone );
 }
 
 void

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/checks/UplinkChecks.h"
 #include "agent/detect/CarrierWatch.h"
 #include "agent/detect/Detector.h"
 #include "agent/detect/GroupLog.h"
@@ -16,13 +17,14 @@
 
 namespace Ufdd {
 
-// Writes into the State what the agent knows of groups, links and ports, and counts. Looks only at
-// those that a message, a transition, a delay or an act concerns.
+// Writes into the State what the agent knows of groups, links, ports and checks, and counts. Looks
+// only at those that a message, a transition, a delay or an act concerns.
 class StateWriter {
  public:
    // Borrows: all but the state.
    StateWriter( Zet::Ptr< State > state, Detector const& detector, LinkDirectory& links,
-                CarrierWatch const& carrierWatch, PortControl& portControl, Orders const& orders );
+                UplinkChecks& checks, CarrierWatch const& carrierWatch, PortControl& portControl,
+                Orders const& orders );
 
    // Makes the State's groups, links and ports those of the detector's configuration. The next
    // write() looks at all of them.
@@ -47,12 +49,14 @@ class StateWriter {
    void writePort( Kelnet::IntfId port );
    // Writes which groups want the port shut. Returns true if one in dry run does.
    bool writeGroupsOf( Kelnet::IntfId port, PortState& entity ) const;
+   void writeChecks();
    void writeCounters();
    void countReaction( double seconds );
 
    Zet::Ptr< State > const state_;
    Detector const& detector_;
    LinkDirectory& links_;
+   UplinkChecks& checks_;
    CarrierWatch const& carrierWatch_;
    PortControl& portControl_;
    Orders const& orders_;

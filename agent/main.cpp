@@ -99,7 +99,7 @@ main( int argc, char** argv ) {
    options.version = UFDD_VERSION;
    options.revision = UFDD_REVISION;
    Ufdd::CheckOptions checked;
-   std::string adminGroup;
+   std::string adminGroup, reportGroup;
    bool isToRelease = false;
    line.option( "--config", "FILE", options.configFile, "Run with the groups of this file" );
    line.option( "--check", "FILE", checked.configFile,
@@ -122,6 +122,9 @@ main( int argc, char** argv ) {
                 "this is not given" );
    line.option( "--admin-group", "GROUP", adminGroup,
                 "Let the members of this group steer ufdd; else only root may" );
+   line.option( "--report-group", "GROUP", reportGroup,
+                "Let the members of this group report what checks have found, and do\n"
+                "nothing else" );
    line.footer(
        "One of --config, --check and --release is needed.\n\n"
        "Signals: SIGHUP reads the configuration again. SIGUSR2 writes the status of the\n"
@@ -143,9 +146,12 @@ main( int argc, char** argv ) {
       return line.refuse( "--check FILE can't be combined with --config or --release" );
    if ( checked.isStrict && !isToCheck )
       return line.refuse( "--strict is for --check FILE" );
-   if ( isToRun && !adminGroup.empty() )
+   if ( isToRun )
       try {
-         options.admins = Ufdd::adminGroup( adminGroup );
+         if ( !adminGroup.empty() )
+            options.admins = Ufdd::adminGroup( adminGroup );
+         if ( !reportGroup.empty() )
+            options.reporters = Ufdd::adminGroup( reportGroup );
       } catch ( std::runtime_error const& error ) {
          print( { std::string( "ufdd: " ) + error.what() } );
          return EXIT_FAILURE;

@@ -19,7 +19,7 @@ namespace {
 
 // The MESSAGE_ID of each kind of line, in the order of LogEvent::Id. They were drawn at random
 // once.
-constexpr std::array< char const*, 11 > messageIds{
+constexpr std::array< char const*, 13 > messageIds{
    "",
    "c5a2d1f0e6b94c0fa3b7a4b1f0d1c9e2",
    "2f8e0c7b1d5a4e6f9c3b6d8a7e1f4052",
@@ -31,6 +31,8 @@ constexpr std::array< char const*, 11 > messageIds{
    "7dabdc844b8e4a678b36c6cc5c9c0d49",
    "aabc3a191b7e4161a47ff9795bc40095",
    "752bb7ad3eea411db3b02e9a2895662f",
+   "177907222c204c80b3c377ad6c15f510",
+   "9f069577a85a44d49d4ca668a04ea470",
 };
 
 void

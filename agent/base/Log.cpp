@@ -20,6 +20,7 @@ syslogLevelOf( LogEvent::Id id ) noexcept {
    case LogEvent::portOpened:
    case LogEvent::configuration:
    case LogEvent::order:
+   case LogEvent::check:
       return 5;
    case LogEvent::portShut:
    case LogEvent::trouble:
@@ -27,6 +28,7 @@ syslogLevelOf( LogEvent::Id id ) noexcept {
    case LogEvent::portFailure:
    case LogEvent::fault:
    case LogEvent::groupAlarm:
+   case LogEvent::checkAlarm:
       return 3;
    case LogEvent::other:
    case LogEvent::groupDecision:

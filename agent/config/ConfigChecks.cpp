@@ -328,6 +328,26 @@ checkProtected( SystemView const& system, NamePlaces const& protect,
 }
 
 void
+checkUplinksOfChecks( std::vector< GroupSettings > const& groups,
+                      std::vector< CheckSettings > const& checks, Findings& findings ) {
+   std::set< std::string_view > monitored;
+   for ( GroupSettings const& group : groups )
+      for ( auto const& [ name, place ] : group.monitorPlaces )
+         monitored.insert( name );
+   std::vector< std::string_view > const names( monitored.begin(), monitored.end() );
+   for ( CheckSettings const& check : checks )
+      for ( auto const& [ name, place ] : check.uplinkPlaces ) {
+         if ( monitored.contains( name ) )
+            continue;
+         auto const nearest = nearestWord( name, names );
+         findings.warning( place, "no group monitors " + quoted( name ) + ", so check " +
+                                      quoted( check.name ) + " has no effect on it; " +
+                                      ( nearest ? "did you mean " + quoted( *nearest ) + "?"
+                                                : "name it in the monitor of a group" ) );
+      }
+}
+
+void
 noteAbsent( SystemView const& system, std::vector< GroupSettings > const& groups,
             Findings& findings ) {
    std::map< std::string_view, Place > listed; // With the first place of each.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/config/CheckSettings.h"
 #include "agent/config/Findings.h"
 #include "agent/config/GroupSettings.h"
 #include "agent/config/SystemView.h"
@@ -30,5 +31,9 @@ void checkProtected( SystemView const& system, NamePlaces const& protect,
 // name may be a mistyped one.
 void noteAbsent( SystemView const& system, std::vector< GroupSettings > const& groups,
                  Findings& findings );
+
+// Warns of uplinks of checks that no group monitors.
+void checkUplinksOfChecks( std::vector< GroupSettings > const& groups,
+                           std::vector< CheckSettings > const& checks, Findings& findings );
 
 } // namespace Ufdd

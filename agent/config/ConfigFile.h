@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/config/CheckSettings.h"
 #include "agent/config/DetectionSettings.h"
 #include "agent/config/GroupSettings.h"
 #include "agent/config/SystemView.h"
@@ -15,6 +16,9 @@ namespace Ufdd {
 // The contents of a configuration file, with all errors in it.
 struct ConfigFile {
    std::vector< GroupSettings > groups; // In the order of the file.
+   std::vector< CheckSettings > checks; // In the order of the file.
+   // In seconds: how long failures of all checks at once don't count. 0 counts them at once.
+   double massFailureDelay = 30;
    DetectionSettings detection;
    std::uint32_t protoDownReason = Link::usualReason; // The number of our bit.
    double startupHold = 10;                           // In seconds.

@@ -15,17 +15,28 @@ struct ControlRequest {
       clear,     // Ports, or all ports of groups, are open until the groups that shut them are up.
       reload,    // The configuration is read again.
       confirm,   // A reload with confirmWithin stays in force.
+      report,    // Checks have these results.
    };
 
    Verb verb = Verb::automatic;
-   std::vector< std::string > targets; // Names of groups or ports; none for `reload`, `confirm`.
+   std::vector< std::string > targets; // Names of groups or ports; none for `reload`, `confirm` and
+                                       // `report`.
    // In seconds: how long `disable` or `down` stand. Empty for no end.
    std::optional< double > holdFor;
    // In seconds: the former configuration comes back unless `confirm` comes before.
    std::optional< double > confirmWithin;
-   std::string reason;    // In the operator's words.
-   bool isForced = false; // Also shuts a port that carries the default route.
-   bool isDryRun = false; // Only answers what would be done.
+   // What a check has found.
+   struct Report {
+      enum class Word { up, down, unknown };
+
+      std::string check;
+      Word word = Word::unknown;
+      std::string reason;
+   };
+   std::vector< Report > reports = {}; // For `report`, at least one.
+   std::string reason;                 // In the operator's words.
+   bool isForced = false;              // Also shuts a port that carries the default route.
+   bool isDryRun = false;              // Only answers what would be done.
 
    // The process that asks, as the kernel names it.
    unsigned int uid = 0;
@@ -37,8 +48,8 @@ struct ControlReply {
    enum class Kind {
       done,
       refused,  // Nothing was changed. The request is not allowed or makes no sense at present.
-      unknown,  // Nothing was changed. There is no group or port of that name.
-      notAdmin, // Nothing was changed. Whoever asks may not steer.
+      unknown,  // Nothing was changed. There is no group, port or check of that name.
+      notAdmin, // Nothing was changed. Whoever asks may not do this.
       failed,   // Nothing was changed. The order can't be kept, so it is not given.
    };
 

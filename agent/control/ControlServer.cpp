@@ -31,17 +31,19 @@ adminGroup( std::string const& name ) {
    group const* const found = getgrnam( name.c_str() );
    if ( !found )
       throw std::runtime_error( "there is no group \"" + name + "\"; make it (groupadd --system " +
-                                name + "), or name another by --admin-group" );
+                                name + "), or name another one" );
    return { name, found->gr_gid };
 }
 
 ControlServer::ControlServer( Settings settings, Steering& steering, Log& log )
-    : admins_( std::move( settings.admins ) ), steering_( steering ),
+    : admins_( std::move( settings.admins ) ), reporters_( std::move( settings.reporters ) ),
+      steering_( steering ),
       socket_( { .path = std::move( settings.path ),
                  .words = { .name = "control", .option = "--control-socket" },
                  .loss = "ufdctl can't steer ufdd",
                  .clientLimit = clientLimit,
-                 .group = idOf( admins_ ),
+                 .group = idOf( admins_ ? admins_ : reporters_ ),
+                 .isOpen = admins_ && reporters_,
                  .isExclusive = false },
                log ) {}
 
@@ -65,7 +67,7 @@ ControlServer::accept() {
    // An error with one client must not end the daemon.
    try {
       auto client = std::make_unique< ControlClient >( std::move( stream ) );
-      if ( std::string objection = objectionTo( *client ); !objection.empty() ) {
+      if ( std::string objection = objectionTo( *client, true ); !objection.empty() ) {
          socket_.addTrouble( client->peerText() + " was refused: " + objection );
          return client->answer(
              textOf( refusal( ControlReply::Kind::notAdmin, std::move( objection ) ) ) );
@@ -81,9 +83,14 @@ ControlServer::accept() {
 }
 
 std::string
-ControlServer::objectionTo( ControlClient const& client ) const {
-   if ( client.peer().uid == 0 || ( admins_ && client.isInGroup( admins_->id ) ) )
+ControlServer::objectionTo( ControlClient const& client, bool mayReport ) const {
+   auto const isIn = [ & ]( std::optional< AdminGroup > const& group ) {
+      return group && client.isInGroup( group->id );
+   };
+   if ( client.peer().uid == 0 || isIn( admins_ ) || ( mayReport && isIn( reporters_ ) ) )
       return "";
+   if ( isIn( reporters_ ) )
+      return "the group " + reporters_->name + " may only report what checks found";
    return admins_ ? "only root and the group " + admins_->name + " may steer ufdd"
                   : "only root may steer ufdd; to let a group do so, start ufdd with "
                     "--admin-group";
@@ -100,7 +107,10 @@ ControlServer::handleRequest() {
       ControlRequest request = requestOf( *client.request() );
       request.uid = client.peer().uid;
       request.pid = client.peer().pid;
-      client.answer( textOf( steering_.handle( request ) ) );
+      std::string objection = objectionTo( client, request.verb == ControlRequest::Verb::report );
+      client.answer( textOf(
+          objection.empty() ? steering_.handle( request )
+                            : refusal( ControlReply::Kind::notAdmin, std::move( objection ) ) ) );
    } catch ( ControlTextError const& error ) {
       socket_.addTrouble( "the request of " + client.peerText() + " was refused: " + error.what() );
       client.answer(

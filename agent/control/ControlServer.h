@@ -14,14 +14,14 @@
 
 namespace Ufdd {
 
-// The group of those who may steer ufdd, beside root.
+// A group of those who may steer ufdd, or only report what checks found, beside root.
 struct AdminGroup {
    std::string name;
    gid_t id = 0;
 };
 
 // Takes requests to steer ufdd over a Unix socket: one a connection, with one reply. Only root and
-// the members of a group may ask. It never waits for a client, and requests are carried out only
+// the members of two groups may ask. It never waits for a client, and requests are carried out only
 // when handleRequest() is called, so that ports are shut first.
 class ControlServer {
  public:
@@ -30,6 +30,7 @@ class ControlServer {
    struct Settings {
       std::string path;
       std::optional< AdminGroup > admins = {};
+      std::optional< AdminGroup > reporters = {}; // They may only report.
    };
    // Borrows: steering, log.
    // Throws: std::system_error, as handleReady() does.
@@ -54,17 +55,17 @@ class ControlServer {
 
  private:
    void accept();
-   // Why this client may not steer, with the remedy; empty if it may.
-   std::string objectionTo( ControlClient const& client ) const;
+   // Why this client may not steer, or may not even report, with the remedy; empty if it may.
+   std::string objectionTo( ControlClient const& client, bool mayReport ) const;
    void checkPatience( ControlClient& client );
 
-   std::optional< AdminGroup > const admins_;
+   std::optional< AdminGroup > const admins_, reporters_;
    Steering& steering_;
    ServerSocket socket_;
    std::vector< std::unique_ptr< ControlClient > > clients_;
 };
 
-// Looks up the group of that name, as for --admin-group.
+// Looks up the group of that name, as for --admin-group and --report-group.
 // Throws: std::runtime_error, with the remedy, when there is no such group.
 AdminGroup adminGroup( std::string const& name );
 

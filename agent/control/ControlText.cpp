@@ -98,13 +98,25 @@ struct VerbEntry {
    std::string_view word;
    Verb verb;
 };
-constexpr std::array< VerbEntry, 6 > verbs{ {
+constexpr std::array< VerbEntry, 7 > verbs{ {
     { "disable", Verb::disable },
     { "down", Verb::down },
     { "auto", Verb::automatic },
     { "clear", Verb::clear },
     { "reload", Verb::reload },
     { "confirm", Verb::confirm },
+    { "report", Verb::report },
+} };
+
+using Word = ControlRequest::Report::Word;
+struct WordEntry {
+   std::string_view word;
+   Word result;
+};
+constexpr std::array< WordEntry, 3 > results{ {
+    { "up", Word::up },
+    { "down", Word::down },
+    { "unknown", Word::unknown },
 } };
 
 constexpr unsigned int
@@ -180,10 +192,14 @@ targetsOf( ControlRequest const& request ) {
    return request.targets;
 }
 void
-readReason( ControlRequest& request, std::string_view value ) {
-   if ( value.size() > reasonLimit )
-      fail( "the reason has " + std::to_string( value.size() ) + " bytes; " +
+refuseLongReason( std::string_view reason ) {
+   if ( reason.size() > reasonLimit )
+      fail( "the reason has " + std::to_string( reason.size() ) + " bytes; " +
             std::to_string( reasonLimit ) + " are allowed" );
+}
+void
+readReason( ControlRequest& request, std::string_view value ) {
+   refuseLongReason( value );
    request.reason = value;
 }
 Values
@@ -191,8 +207,39 @@ reasonOf( ControlRequest const& request ) {
    return request.reason.empty() ? Values() : Values{ request.reason };
 }
 
-constexpr std::array< Key, 6 > keys{ {
+// Takes the first word off the text.
+std::string_view
+takeWord( std::string_view& text ) {
+   std::string_view const word = text.substr( 0, text.find( ' ' ) );
+   text.remove_prefix( std::min( word.size() + 1, text.size() ) );
+   return word;
+}
+void
+readReport( ControlRequest& request, std::string_view value ) {
+   Word const word = entryOf( results, takeWord( value ), "result" ).result;
+   std::string_view const check = takeWord( value );
+   if ( check.empty() )
+      fail( "a report needs the name of a check" );
+   refuseLongReason( value );
+   request.reports.push_back( { std::string( check ), word, std::string( value ) } );
+}
+Values
+reportsOf( ControlRequest const& request ) {
+   Values values;
+   for ( auto const& [ check, word, reason ] : request.reports ) {
+      // The text could not be told from that of another check.
+      if ( check.find( ' ' ) != check.npos )
+         fail( "no check is called " + quoted( check ) + ", since it has a space in it" );
+      values.push_back(
+          std::string( std::ranges::find( results, word, &WordEntry::result )->word ) + ' ' +
+          check + ( reason.empty() ? "" : " " ) + reason );
+   }
+   return values;
+}
+
+constexpr std::array< Key, 7 > keys{ {
     { "target", targeted, true, readTarget, targetsOf },
+    { "report", bit( Verb::report ), true, readReport, reportsOf },
     { "for", lasting, false, readSeconds< &ControlRequest::holdFor >,
       secondsOf< &ControlRequest::holdFor > },
     { "reason", lasting, false, readReason, reasonOf },
@@ -275,6 +322,8 @@ requestOf( std::string_view text ) {
    } );
    if ( ( bit( request.verb ) & targeted ) != 0 && request.targets.empty() )
       fail( std::string( wordOf( request.verb ) ) + " needs the name of a group or port" );
+   if ( request.verb == Verb::report && request.reports.empty() )
+      fail( "report needs the name of a check" );
    return request;
 }
 

@@ -18,6 +18,10 @@ namespace Ufdd {
 //    reason new cable
 //    end
 //
+// A report of checks has a line for each, with the result, the name of the check, and why:
+//
+//    report down bfd-spine1 session is Down
+//
 // Nothing follows the end. Without it, a text is not whole, and nothing comes of it.
 
 // In bytes, of a whole text.
@@ -40,7 +44,8 @@ bool isWhole( std::string_view text );
 // requestOf() would refuse.
 std::string textOf( ControlRequest const& request );
 // Reads a request from the other side. Throws: ControlTextError, unless it keeps all rules: a known
-// verb, only keys that the verb takes, each but `target` once at most, and times within the limit.
+// verb, only keys that the verb takes, each but `target` and `report` once at most, and times
+// within the limit.
 ControlRequest requestOf( std::string_view text );
 
 // Requires: no name has a line break.

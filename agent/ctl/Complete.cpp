@@ -17,10 +17,13 @@ std::set< std::string >
 valuesOf( std::string const& value, std::string const& socket ) {
    if ( value == "STATUS" )
       return { "up", "down" };
+   if ( value == "RESULT" )
+      return { "up", "down", "unknown" };
    bool const isGroup = value.starts_with( "GROUP" );
    bool const isLink = value.starts_with( "LINK" );
    bool const isPort = value.find( "PORT" ) != std::string::npos;
-   if ( !isGroup && !isLink && !isPort )
+   bool const isCheck = value == "CHECK";
+   if ( !isGroup && !isLink && !isPort && !isCheck )
       return {};
    StatusReplica replica;
    StatusStream stream( socket, replica );
@@ -29,6 +32,9 @@ valuesOf( std::string const& value, std::string const& socket ) {
    auto const add = [ & ]( auto const& members ) {
       members.forEach( [ & ]( auto const& m ) { names.emplace( m.zetKey().name().view() ); } );
    };
+   if ( isCheck )
+      replica.state()->checkMembers().forEach(
+          [ & ]( CheckState const& check ) { names.emplace( check.zetName().view() ); } );
    replica.config()->groupMembers().forEach( [ & ]( auto const& group ) {
       if ( isGroup )
          names.emplace( group.name().view() );

@@ -9,7 +9,7 @@ namespace Ufdd {
 enum class ExitStatus {
    success = 0,
    failure = 1,
-   unknownName = 2, // There is no such group, port, link or type.
+   unknownName = 2, // There is no such group, port, check, link or type.
    unhealthy = 3,   // For an option that asks about the health.
    unreachable = 4, // ufdd can't be reached.
    usage = 64,      // The command line is wrong.
@@ -17,7 +17,7 @@ enum class ExitStatus {
 
 inline constexpr char const* exitStatusHelp =
     "Exit status: 0 if done; 1 if something failed; 2 if there is no such group, port,\n"
-    "link or type; 3 if --check-health or --fail-if-shut found something; 4 if ufdd\n"
+    "check, link or type; 3 if --check-health or --fail-if-shut found something; 4 if ufdd\n"
     "can't be reached; 64 if the command line is wrong.";
 
 // Ends ufdctl with that status, after it has written the text.

@@ -2,6 +2,8 @@
 
 #include "agent/ctl/Words.h"
 
+#include <sstream>
+
 namespace Ufdd {
 
 namespace {
@@ -82,6 +84,7 @@ json( View::Group const& group, Moment const& now ) {
    object[ "linkStatus" ] = stringValue( group.status->groupLinkStatus() ).c_str();
    object[ "timesDisabled" ] = group.status->numTimesDisabled();
    object[ "uplinks" ] = namesOf( group.uplinks );
+   object[ "checks" ] = namesOf( group.checks );
    object[ "ports" ] = namesOf( group.ports );
    return object;
 }
@@ -89,6 +92,20 @@ json( View::Group const& group, Moment const& now ) {
 Json
 json( LinkState const& link, Moment const& now ) {
    return scalarsOf( link, "link", now );
+}
+
+Json
+json( CheckState const& check, Moment const& now ) {
+   Json object = scalarsOf( check, "check", now );
+   Json& uplinks = object[ "uplinks" ] = Json::array();
+   check.uplinkMembers().forEach( [ & ]( auto const& uplink ) {
+      uplinks.push_back( std::string( uplink.zetKey().view() ) );
+   } );
+   Json& command = object[ "command" ] = Json::array();
+   std::istringstream arguments( std::string( check.command().view() ) );
+   for ( std::string argument; std::getline( arguments, argument ); )
+      command.push_back( argument );
+   return object;
 }
 
 Json
@@ -120,6 +137,7 @@ json( View const& view ) {
    auto const ofEntity = [ & ]( auto const& entity ) { return json( *entity, view.now ); };
    add( "groups", view.groups, [ & ]( auto const& group ) { return json( group, view.now ); } );
    add( "links", view.links, ofEntity );
+   add( "checks", view.checks, ofEntity );
    add( "ports", view.ports, ofEntity );
    return object;
 }

@@ -17,6 +17,7 @@ Json jsonOf( std::string const& command, Moment const& now );
 // Returns the object that stands for the one that is not there because ufdctl failed.
 Json failureJson( std::string const& error, int exitStatus );
 Json json( View::Group const& group, Moment const& now );
+Json json( CheckState const& check, Moment const& now );
 Json json( LinkState const& link, Moment const& now );
 Json json( PortState const& port, Moment const& now );
 // Returns the object of `ufdctl show`.

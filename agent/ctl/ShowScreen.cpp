@@ -89,6 +89,9 @@ addBlock( Screen& screen, View const& view, View::Group const& group ) {
    screen.labelled( "waits", waitText( *group.state, view.now ) );
    addItems( screen, "uplinks", group.uplinks, "up", "links",
              [ & ]( LinkState const& link ) { return linkWords( link, view.now ); } );
+   if ( !group.checks.empty() )
+      addItems( screen, "checks", group.checks, "up", "checks",
+                [ & ]( CheckState const& check ) { return checkWords( check, view.now ); } );
    addItems( screen, "ports", group.ports, "open", "ports", [ & ]( PortState const& port ) {
       return portWords( port, *view.linkOf( port ), view.now );
    } );
@@ -200,6 +203,22 @@ linksScreen( View const& view, Colours colours ) {
                         orDash( uplinkOf ),
                         orDash( portOf ) } );
    }
+   screen.table( rows );
+   return screen.text();
+}
+
+std::string
+checksScreen( View const& view, Colours colours ) {
+   Screen screen( colours );
+   addNotices( screen, view );
+   std::vector< Line > rows{ { "CHECK", "STATE", "FOR", "UPLINKS", "KIND", "RESULT" } };
+   for ( View::Check const& check : view.checks )
+      rows.push_back( { nameOf( *check ),
+                        { checkText( *check, view.now ), emphasisOf( severityOf( *check ) ) },
+                        { forText( *check, view.now ) },
+                        uplinksText( *check ),
+                        std::string( check->kind().view() ),
+                        orDash( std::string( check->reason().view() ) ) } );
    screen.table( rows );
    return screen.text();
 }

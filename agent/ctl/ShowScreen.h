@@ -21,6 +21,8 @@ std::string briefScreen( View const& view, Colours colours );
 std::string portsScreen( View const& view, Colours colours );
 // a table of all links, with the groups that monitor each.
 std::string linksScreen( View const& view, Colours colours );
+// a table of all checks, with the uplinks of each.
+std::string checksScreen( View const& view, Colours colours );
 // a table of what ufdd tells of itself: its version and file, counters, and reaction times.
 std::string agentScreen( View const& view, Colours colours );
 

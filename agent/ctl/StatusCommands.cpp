@@ -58,6 +58,7 @@ struct ShowOptions {
    bool isBrief = false;
    bool wantsPorts = false;
    bool wantsLinks = false;
+   bool wantsChecks = false;
    bool wantsAgent = false;
    bool asJson = false;
    bool checksHealth = false;
@@ -69,11 +70,12 @@ show( std::string const& socket, ShowOptions const& options ) {
    session.stream.fill();
    View view = session.view();
    view.keepGroup( options.group );
-   auto* const screen = options.wantsPorts   ? portsScreen
-                        : options.wantsLinks ? linksScreen
-                        : options.wantsAgent ? agentScreen
-                        : options.isBrief    ? briefScreen
-                                             : groupsScreen;
+   auto* const screen = options.wantsPorts    ? portsScreen
+                        : options.wantsLinks  ? linksScreen
+                        : options.wantsChecks ? checksScreen
+                        : options.wantsAgent  ? agentScreen
+                        : options.isBrief     ? briefScreen
+                                              : groupsScreen;
    std::cout << ( options.asJson ? pageOf( json( view ) ) : screen( view, coloursOfOutput() ) );
    return options.checksHealth && !view.isHealthy() ? ExitStatus::unhealthy : ExitStatus::success;
 }
@@ -234,12 +236,13 @@ addShow( CommandLine& line, std::string const& socket ) {
    command.flag( "-1,--brief", options->isBrief, "Print a line for each group" );
    command.flag( "--ports", options->wantsPorts, "Print a table of the ports" );
    command.flag( "--links", options->wantsLinks, "Print a table of the uplinks and ports" );
+   command.flag( "--checks", options->wantsChecks, "Print a table of the checks of uplinks" );
    command.flag( "--agent", options->wantsAgent, "Print what ufdd tells of itself" );
    addJson( command, options->asJson );
    command.flag( "--check-health", options->checksHealth, "End with 3 unless all is well" );
    command.footer( std::string( "Prints what is wrong or missing first. All is well if all uplinks "
-                                "and groups\nare up, all ports are open, and the configuration "
-                                "file is in force.\n\n" ) +
+                                "and groups\nare up, all checks pass, all ports are open, and the "
+                                "configuration file is in\nforce.\n\n" ) +
                    exitStatusHelp );
    line.defaultCommand( "show" );
 }

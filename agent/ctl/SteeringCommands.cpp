@@ -47,6 +47,11 @@ connected( std::string const& path ) {
    fail( ExitStatus::unreachable, unreachableText( path, error, "--control-socket" ) );
 }
 
+std::string
+pathOf( Sockets const& sockets ) {
+   return sockets.control.empty() ? controlSocketBeside( sockets.status ) : sockets.control;
+}
+
 // Sends the text and returns all that comes back.
 std::string
 exchanged( std::string const& path, std::string const& text ) {
@@ -94,7 +99,9 @@ ask( std::string const& path, ControlRequest const& request ) {
    case ControlReply::Kind::unknown:
       fail( ExitStatus::unknownName, reply.text );
    case ControlReply::Kind::notAdmin:
-      fail( ExitStatus::failure, "you may not steer ufdd: " + reply.text );
+      fail( ExitStatus::failure,
+            ( request.verb == Verb::report ? "you may not report: " : "you may not steer ufdd: " ) +
+                reply.text );
    default:
       fail( ExitStatus::failure, reply.text );
    }
@@ -218,8 +225,7 @@ steer( Sockets const& sockets, SteerOptions const& options ) {
    StatusReplica replica;
    StatusStream stream( sockets.status, replica );
    stream.fill();
-   ControlReply reply = ask(
-       sockets.control.empty() ? controlSocketBeside( sockets.status ) : sockets.control, options );
+   ControlReply reply = ask( pathOf( sockets ), options );
    State const& state = *replica.state();
    // ufdd has read the file, and found no error. The ports are worked out here.
    if ( options.verb == Verb::reload && options.isDryRun ) {
@@ -239,6 +245,40 @@ steer( Sockets const& sockets, SteerOptions const& options ) {
       awaitMoves( moves, stream, state );
    print( options, moves, reply );
    return ExitStatus::success;
+}
+
+struct ReportOptions {
+   std::string check;
+   std::string result;
+   std::string reason;
+};
+
+ExitStatus
+report( Sockets const& sockets, ReportOptions const& options ) {
+   using Word = ControlRequest::Report::Word;
+   ControlRequest request;
+   request.verb = Verb::report;
+   request.reports.push_back( { options.check,
+                                options.result == "up"     ? Word::up
+                                : options.result == "down" ? Word::down
+                                                           : Word::unknown,
+                                options.reason } );
+   ask( pathOf( sockets ), request );
+   return ExitStatus::success;
+}
+
+void
+addReport( CommandLine& line, Sockets const& sockets ) {
+   auto const options = std::make_shared< ReportOptions >();
+   Command command = line.command(
+       std::string( wordOf( Verb::report ) ), "Reports what a check has found",
+       [ &sockets, options ] { return static_cast< int >( report( sockets, *options ) ); } );
+   command.argument( "CHECK", options->check, "The name of the check" ).required();
+   command.argument( "RESULT", options->result, "up, down or unknown" )
+       .required()
+       .oneOf( { "up", "down", "unknown" } );
+   command.option( "--reason", "TEXT", options->reason, "Why, to be shown with it" );
+   command.footer( exitStatusHelp );
 }
 
 } // namespace
@@ -285,6 +325,7 @@ addSteeringCommands( CommandLine& line, Sockets const& sockets ) {
         } );
    add( Verb::confirm, "Keeps a configuration that was loaded by reload --confirm", nullptr,
         nullptr, addNothing );
+   addReport( line, sockets );
 }
 
 } // namespace Ufdd

@@ -87,6 +87,13 @@ severityOf( LinkState const& link ) {
 }
 
 Severity
+severityOf( CheckState const& check ) {
+   if ( check.verdict() == CheckVerdict::down || !check.isUp() )
+      return Severity::bad;
+   return check.verdict() == CheckVerdict::up ? Severity::good : Severity::warning;
+}
+
+Severity
 severityOf( PortState const& port ) {
    switch ( port.condition() ) {
    case PortCondition::open:
@@ -118,6 +125,8 @@ View::View( StatusRoots const& roots, Moment const& at ) : now( at ), agent( roo
       return orInitial( state.link( name ), name );
    };
    state.linkMembers().forEach( [ & ]( LinkState const& each ) { links.emplace_back( &each ); } );
+   state.checkMembers().forEach(
+       [ & ]( CheckState const& each ) { checks.emplace_back( &each ); } );
    state.portMembers().forEach( [ & ]( PortState const& each ) { ports.emplace_back( &each ); } );
    roots.config->groupMembers().forEach( [ & ]( GroupConfig const& config ) {
       Zet::Name const& name = config.zetName();
@@ -125,19 +134,27 @@ View::View( StatusRoots const& roots, Moment const& at ) : now( at ), agent( roo
                    .config = &config,
                    .state = orInitial( state.group( name ), name ),
                    .uplinks = {},
+                   .checks = {},
                    .ports = {} };
       config.intfsToMonitorMembers().forEach(
           [ & ]( auto const& uplink ) { group.uplinks.push_back( link( uplink.zetKey() ) ); } );
+      for ( Check const& check : checks )
+         if ( std::ranges::any_of( group.uplinks, [ & ]( Link const& uplink ) {
+                 return check->uplink( uplink->zetName() );
+              } ) )
+            group.checks.push_back( check );
       config.intfsToDisableMembers().forEach( [ & ]( auto const& port ) {
          Zet::Name const& portName = port.zetKey().name();
          group.ports.push_back( orInitial( state.port( portName ), portName ) );
       } );
       putInOrder( group.uplinks );
+      putInOrder( group.checks );
       putInOrder( group.ports );
       groups.push_back( std::move( group ) );
    } );
    putInOrder( groups );
    putInOrder( links );
+   putInOrder( checks );
    putInOrder( ports );
 }
 
@@ -151,6 +168,7 @@ View::keepGroup( std::string const& name ) {
    groups = { std::move( *at ) };
    Group const& group = groups.front();
    ports = group.ports;
+   checks = group.checks;
    std::set< std::string_view > names;
    for ( Link const& uplink : group.uplinks )
       names.insert( nameOf( uplink ) );
@@ -163,9 +181,11 @@ void
 View::orderByName() {
    std::ranges::sort( groups, isBefore );
    std::ranges::sort( links, isBefore );
+   std::ranges::sort( checks, isBefore );
    std::ranges::sort( ports, isBefore );
    for ( Group& group : groups ) {
       std::ranges::sort( group.uplinks, isBefore );
+      std::ranges::sort( group.checks, isBefore );
       std::ranges::sort( group.ports, isBefore );
    }
 }
@@ -200,7 +220,8 @@ View::isHealthy() const {
    };
    return agent->refusal().empty() && std::ranges::all_of( ports, isGood ) &&
           std::ranges::all_of( groups, [ & ]( Group const& group ) {
-             return isGood( group ) && std::ranges::all_of( group.uplinks, isGood );
+             return isGood( group ) && std::ranges::all_of( group.uplinks, isGood ) &&
+                    std::ranges::all_of( group.checks, isGood );
           } );
 }
 

@@ -17,6 +17,7 @@ namespace Ufdd {
 struct View {
    using Link = Zet::Ptr< LinkState const >;
    using Port = Zet::Ptr< PortState const >;
+   using Check = Zet::Ptr< CheckState const >;
 
    // None of the pointers is ever null. An entity that ufdd does not tell of has its initial
    // values.
@@ -25,6 +26,7 @@ struct View {
       Zet::Ptr< UplinkFailureDetection::GroupConfig const > config;
       Zet::Ptr< GroupState const > state;
       std::vector< Link > uplinks;
+      std::vector< Check > checks; // Of its uplinks.
       std::vector< Port > ports;
 
       std::string_view name() const { return state->zetName().view(); }
@@ -35,7 +37,7 @@ struct View {
 
    View( StatusRoots const& roots, Moment const& at );
 
-   // Keeps only that group, with its links and ports, unless `name` is empty.
+   // Keeps only that group, with its links, ports and checks, unless `name` is empty.
    // Throws: Failure, which names the nearest group, when there is no such group.
    void keepGroup( std::string const& name );
    // Puts everything in the order of the names, and not what is wrong first: two views differ only
@@ -48,14 +50,15 @@ struct View {
    Link linkOf( PortState const& port ) const;
    // Returns true if the group only logs what it would do.
    bool isDryRun( Zet::Name const& group ) const;
-   // Returns true if everything is as it should be: all uplinks and groups are up, all ports are
-   // open, and the configuration file is in force.
+   // Returns true if everything is as it should be: all uplinks and groups are up, all their
+   // checks pass, all ports are open, and the configuration file is in force.
    bool isHealthy() const;
 
    Moment now;
    Zet::Ptr< State const > agent;
    std::vector< Group > groups;
    std::vector< Link > links; // Uplinks and ports.
+   std::vector< Check > checks;
    std::vector< Port > ports; // Also those that no group disables any more.
 };
 
@@ -65,6 +68,7 @@ bool isWantedShut( PortState const& port );
 // How wrong something is; the greater, the more.
 enum class Severity { good, warning, bad };
 Severity severityOf( LinkState const& link );
+Severity severityOf( CheckState const& check );
 Severity severityOf( PortState const& port );
 Severity severityOf( View::Group const& group );
 

@@ -4,6 +4,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstdio>
+#include <set>
 
 namespace Ufdd {
 
@@ -118,7 +119,39 @@ emphasisOf( Severity severity ) {
 Line
 linkWords( LinkState const& link, Moment const& now ) {
    return { { text( link.condition() ), emphasisOf( severityOf( link ) ) },
-            { ageText( link.since(), now ) } };
+            { ageText( link.since(), now ) +
+              ( link.failure().empty() ? "" : ": " + text( link.failure() ) ) } };
+}
+
+std::string
+checkText( CheckState const& check, Moment const& now ) {
+   std::string const verdict = text( check.verdict() );
+   if ( check.waitTime() > 0 )
+      return verdict + ", and counts in " + untilText( check.waitTime(), now );
+   if ( check.verdict() == CheckVerdict::up || check.verdict() == CheckVerdict::down )
+      return verdict;
+   return verdict + ( check.isUp() ? ", counts as up" : ", counts as down" );
+}
+
+Line
+checkWords( CheckState const& check, Moment const& now ) {
+   std::string result = text( check.reason() );
+   if ( check.result() == CheckResult::pass || check.result() == CheckResult::fail )
+      result += ( result.empty() ? "" : ", " ) + std::to_string( check.run() ) + ' ' +
+                text( check.result() ) + " in a row";
+   return { { checkText( check, now ), emphasisOf( severityOf( check ) ) },
+            { ageText( check.since(), now ) + ( result.empty() ? "" : ": " + result ) } };
+}
+
+std::string
+uplinksText( CheckState const& check ) {
+   std::set< std::string > names;
+   check.uplinkMembers().forEach(
+       [ & ]( auto const& uplink ) { names.insert( text( uplink.zetKey() ) ); } );
+   std::string list;
+   for ( std::string const& name : names )
+      list += ( list.empty() ? "" : ", " ) + name;
+   return list;
 }
 
 std::string
@@ -264,6 +297,17 @@ notices( View const& view ) {
           { { text( agent.configFile() ) + " is not confirmed", Emphasis::warning },
             { ": the former configuration comes back in " +
               untilText( agent.confirmTime(), view.now ) + ", unless: ufdctl confirm" } } );
+   std::string failed;
+   double counts = 0;
+   for ( View::Check const& check : view.checks )
+      if ( check->waitTime() > 0 ) {
+         failed += ( failed.empty() ? "" : ", " ) + text( check->zetName() );
+         counts = std::max( counts, check->waitTime() );
+      }
+   if ( !failed.empty() )
+      lines.push_back( { { "checks failed at once: " + failed, Emphasis::bad },
+                         { ". The fault may be in this machine: they count in " +
+                           untilText( counts, view.now ) + ", unless one passes before." } } );
    std::string names;
    double until = 0;
    for ( View::Group const& group : view.groups )

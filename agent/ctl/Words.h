@@ -20,8 +20,14 @@ std::string ageText( double since, Moment const& now );
 
 Emphasis emphasisOf( Severity severity );
 
-// "no carrier, 12 s"
+// "no carrier, 12 s"; "check failed, 3 s: check bfd failed: Down, 3 in a row"
 Line linkWords( LinkState const& link, Moment const& now );
+// "down", "up, unknown", "down, but counts in 28 s": what a check counts as, and why.
+std::string checkText( CheckState const& check, Moment const& now );
+// The same with its age and its last result: "down, 12 s: Down, 3 in a row"
+Line checkWords( CheckState const& check, Moment const& now );
+// "uplink1, uplink2"
+std::string uplinksText( CheckState const& check );
 // "shut (down)", "overridden by hand"
 std::string portText( PortState const& port );
 // The same with its age, and for an open port its link: "shut (down), 12 s", "open, no carrier, 3
@@ -47,7 +53,7 @@ std::string routeWords( Zet::String8 const& releaseWhen );
 std::string orderText( GroupState const& group, Moment const& now );
 std::string orderText( PortState const& port, Moment const& now );
 // What concerns all groups: a configuration file that is not in force or has to be confirmed, a
-// startup hold.
+// startup hold, checks that all failed at once.
 std::vector< Line > notices( View const& view );
 // The orders that stand, which are easily forgotten.
 std::vector< Line > reminders( View const& view );

@@ -38,6 +38,8 @@ BootFile::recall() {
          record->groups.insert( name );
       else if ( record && key == "fallen" )
          record->fallen.insert( name );
+      else if ( record && ( key == "passed" || key == "failed" ) )
+         record->checks[ name ] = key == "passed";
    return record;
 }
 
@@ -52,6 +54,8 @@ BootFile::remember( BootRecord const& record ) {
       appendLine( text, "up ", name );
    for ( std::string const& name : record.fallen )
       appendLine( text, "fallen ", name );
+   for ( auto const& [ name, isUp ] : record.checks )
+      appendLine( text, isUp ? "passed " : "failed ", name );
    return file_.replace( text );
 }
 

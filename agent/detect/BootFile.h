@@ -10,6 +10,9 @@ namespace Ufdd {
 //    started 1234.567
 //    existed eth1
 //    up rack 1
+//    fallen rack 1
+//    passed bfd-spine1
+//    failed bfd-spine2
 class BootFile final : public BootStore {
  public:
    // Borrows: the directory.

@@ -29,7 +29,7 @@ BootHistory::recall() {
    std::optional< BootRecord > recalled = store_.recall();
    // Written again in any case, so that checkRecord() notices a loss.
    isNew_ = true;
-   record_ = std::move( recalled ).value_or( BootRecord{ Zet::now(), {}, {}, {} } );
+   record_ = std::move( recalled ).value_or( BootRecord{ Zet::now(), {}, {}, {}, {} } );
 }
 
 void
@@ -59,6 +59,20 @@ BootHistory::keepFallen( std::set< Zet::Name > const& groups ) {
    isNew_ |= std::erase_if( record_.fallen, [ & ]( std::string const& name ) {
                 return !groups.contains( Zet::Name( name ) );
              } ) > 0;
+}
+
+std::optional< bool >
+BootHistory::verdictOf( std::string_view check ) const {
+   auto const at = record_.checks.find( check );
+   return at == record_.checks.end() ? std::nullopt : std::optional( at->second );
+}
+
+void
+BootHistory::verdictIs( std::string_view check, bool isUp ) {
+   if ( verdictOf( check ) == isUp )
+      return;
+   isNew_ = true;
+   record_.checks.insert_or_assign( std::string( check ), isUp );
 }
 
 std::string

@@ -6,14 +6,16 @@
 #include "platform/kelnet/IntfId.h"
 #include "platform/zet/String8.h"
 
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 
 namespace Ufdd {
 
-// Knows which interfaces have existed and which groups were up since the machine booted, and which
-// groups have fallen: they need their recover_links to come up again. Follows the directory of
-// interfaces, and remembers what it learns for the next ufdd.
+// Knows which interfaces have existed and which groups were up since the machine booted, which
+// groups have fallen, so that they need their recover_links to come up again, and what checks
+// counted as. Follows the directory of interfaces, and remembers what it learns for the next ufdd.
 class BootHistory {
  public:
    // Borrows: store.
@@ -39,6 +41,15 @@ class BootHistory {
    void hasFallenIs( Zet::Name const& group, bool hasFallen );
    // Takes all other groups for groups that have not fallen.
    void keepFallen( std::set< Zet::Name > const& groups );
+
+   // Returns what the check of that name counted as, if it had a verdict since the boot.
+   std::optional< bool > verdictOf( std::string_view check ) const;
+   void verdictIs( std::string_view check, bool isUp );
+   // Forgets the verdicts of all checks for which `isKept` returns false.
+   template < class IsKept > void keepVerdicts( IsKept isKept ) {
+      isNew_ |= std::erase_if( record_.checks,
+                               [ & ]( auto const& check ) { return !isKept( check.first ); } ) > 0;
+   }
 
    // Writes what is new, if anything is. Retries once a second after a failure, if it is called at
    // nextTime(). Returns the trouble when a failure begins, else an empty text.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -13,6 +14,7 @@ struct BootRecord {
    std::set< std::string, std::less<> > groups;     // The names of those that were up.
    // The names of groups that are down until their recover_links are up.
    std::set< std::string, std::less<> > fallen;
+   std::map< std::string, bool, std::less<> > checks = {}; // By name: true if it counted as up.
 };
 
 // Keeps the record beyond the end of the process, however it ends, until the machine boots again.

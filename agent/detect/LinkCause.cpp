@@ -16,6 +16,8 @@ LinkCause::text() const {
       return name + " administratively down";
    case LinkCondition::dormant:
       return name + " has carrier but is dormant";
+   case LinkCondition::failedCheck:
+      return name + ' ' + std::string( failure.view() );
    case LinkCondition::absent:
    case LinkCondition::unproven:
       break;

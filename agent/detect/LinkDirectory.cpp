@@ -27,13 +27,14 @@ maybeOutdated( std::uint8_t operState ) {
 // Until the message with the new operational state comes, a link that was down stays down, and any
 // other one counts as up.
 LinkCondition
-conditionOf( Link const& link, OperStatus before ) {
+conditionOf( Link const& link, LinkCondition before ) {
    if ( !link.adminUp )
       return LinkCondition::setDown;
    if ( !link.carrier )
       return LinkCondition::noCarrier;
    bool const isDormant = link.operState == IF_OPER_DORMANT || link.operState == IF_OPER_TESTING ||
-                          ( maybeOutdated( link.operState ) && before == OperStatus::down );
+                          ( maybeOutdated( link.operState ) && before != LinkCondition::up &&
+                            before != LinkCondition::absent );
    return isDormant ? LinkCondition::dormant : LinkCondition::up;
 }
 
@@ -96,7 +97,36 @@ LinkDirectory::link( Kelnet::IntfId name ) const {
 LinkCondition
 LinkDirectory::conditionOf( Kelnet::IntfId name ) const {
    auto const at = watched_.find( name.name().view() );
-   return at == watched_.end() ? LinkCondition::absent : at->second.condition;
+   return at == watched_.end() ? LinkCondition::absent : effectiveCondition( at->second );
+}
+
+LinkCondition
+LinkDirectory::effectiveCondition( WatchedName const& name ) {
+   return name.condition == LinkCondition::up && !name.failure.empty() ? LinkCondition::failedCheck
+                                                                       : name.condition;
+}
+
+Zet::String8
+LinkDirectory::failureOf( Kelnet::IntfId name ) const {
+   auto const at = watched_.find( name.name().view() );
+   return at == watched_.end() ? Zet::String8() : at->second.failure;
+}
+
+bool
+LinkDirectory::isLinkUp( Kelnet::IntfId name ) const {
+   auto const at = watched_.find( name.name().view() );
+   return at != watched_.end() && at->second.condition == LinkCondition::up;
+}
+
+void
+LinkDirectory::failureIs( Kelnet::IntfId name, Zet::String8 failure ) {
+   auto const at = watched_.find( name.name().view() );
+   if ( at == watched_.end() || at->second.failure == failure )
+      return;
+   at->second.failure = std::move( failure );
+   if ( Link const* const known = link( at->second.index ) )
+      handleState( at->second, *known );
+   touch( name );
 }
 
 std::vector< std::uint32_t >
@@ -170,7 +200,7 @@ LinkDirectory::handleName( KnownLink& known, Link const& link ) {
    std::vector< WatchedName* > const before = std::exchange( known.names, watchedOf( link ) );
    for ( WatchedName* const name : before )
       if ( std::find( known.names.begin(), known.names.end(), name ) == known.names.end() )
-         leave( *name, link.index, { name->id, LinkCondition::absent, link.name } );
+         leave( *name, link.index, { name->id, LinkCondition::absent, link.name, {} } );
    // Another link that had one of these names was renamed; the message about that will come.
    for ( WatchedName* const name : known.names )
       name->index = link.index;
@@ -192,10 +222,13 @@ LinkDirectory::watchedOf( Link const& link ) {
 void
 LinkDirectory::handleState( WatchedName& name, Link const& link ) {
    OperStatus const before = name.status ? name.status->operStatus() : OperStatus::unknown;
-   name.condition = Ufdd::conditionOf( link, before );
-   OperStatus const operStatus =
-       name.condition == LinkCondition::up ? OperStatus::up : OperStatus::down;
-   cause_ = { name.id, name.condition, {} };
+   name.condition = Ufdd::conditionOf( link, name.condition );
+   LinkCondition const condition = effectiveCondition( name );
+   OperStatus const operStatus = condition == LinkCondition::up ? OperStatus::up : OperStatus::down;
+   cause_ = { name.id,
+              condition,
+              {},
+              condition == LinkCondition::failedCheck ? name.failure : Zet::String8() };
    if ( name.status ) {
       name.status->operStatusIs( operStatus );
    } else {
@@ -225,7 +258,7 @@ LinkDirectory::handleLinkGone( std::uint32_t index ) {
    links_.erase( at );
    ++shape_;
    for ( WatchedName* const name : names )
-      leave( *name, index, { name->id, LinkCondition::absent, {} } );
+      leave( *name, index, { name->id, LinkCondition::absent, {}, {} } );
    if ( listener_ )
       listener_->handleGone( index );
 }

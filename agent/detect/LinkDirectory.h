@@ -37,6 +37,9 @@ class LinkDirectory final : public LinkListener {
    void watch( std::span< Kelnet::IntfId const > names );
    // Stops watching all other names. Requires: nobody uses them any more.
    void watchOnly( std::span< Kelnet::IntfId const > names );
+   // Has the uplink count as down, whatever its link does, until `failure` is empty again. Holds
+   // for each link that gets the name. No effect on a name that is not watched.
+   void failureIs( Kelnet::IntfId name, Zet::String8 failure );
    // Borrows: listener.
    void listenerIs( Listener& listener ) { listener_ = &listener; }
 
@@ -69,9 +72,13 @@ class LinkDirectory final : public LinkListener {
    // The changes of operational states since forgetChanges().
    std::vector< LinkCause > const& changes() const { return changes_; }
    void forgetChanges() { changes_.clear(); }
-   // Returns what the last message made of the link of that name; `absent` when there is no link,
-   // or when the name is not watched. Never `unproven`.
+   // Returns what the last message and the checks made of the link of that name; `absent` when
+   // there is no link, or when the name is not watched. Never `unproven`.
    LinkCondition conditionOf( Kelnet::IntfId name ) const;
+   // Returns what failureIs() has set.
+   Zet::String8 failureOf( Kelnet::IntfId name ) const;
+   // Returns true if the link is up, whatever its checks say.
+   bool isLinkUp( Kelnet::IntfId name ) const;
    // The watched names about whose links there were messages since forgetTouched(), and those of
    // the LAGs that these links are members of. A name may be there more than once.
    std::vector< Kelnet::IntfId > const& touched() const { return touched_; }
@@ -88,9 +95,10 @@ class LinkDirectory final : public LinkListener {
    // A watched name.
    struct WatchedName {
       Kelnet::IntfId id;
-      std::uint32_t index = 0;                     // The link that has it, or 0.
-      Zet::Ptr< Interface::EthIntfStatus > status; // In the directory while there is a link.
-      LinkCondition condition = LinkCondition::absent;
+      std::uint32_t index = 0;                         // The link that has it, or 0.
+      Zet::Ptr< Interface::EthIntfStatus > status;     // In the directory while there is a link.
+      LinkCondition condition = LinkCondition::absent; // Of the link alone.
+      Zet::String8 failure = {};                       // See failureIs().
    };
 
    struct KnownLink {
@@ -101,6 +109,7 @@ class LinkDirectory final : public LinkListener {
    void watch( Kelnet::IntfId name );
    void handleName( KnownLink& known, Link const& link );
    void handleState( WatchedName& name, Link const& link );
+   static LinkCondition effectiveCondition( WatchedName const& name );
    std::vector< WatchedName* > watchedOf( Link const& link );
    void touch( KnownLink const& known );
    void touch( Kelnet::IntfId name );

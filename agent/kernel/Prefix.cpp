@@ -12,14 +12,26 @@ Prefix::read( std::string_view text ) {
    std::size_t const slash = text.find( '/' );
    if ( slash == text.npos )
       return std::nullopt;
-   Prefix prefix;
-   std::string const address( text.substr( 0, slash ) );
-   prefix.isV6 = address.find( ':' ) != address.npos;
-   if ( inet_pton( prefix.isV6 ? AF_INET6 : AF_INET, address.c_str(), prefix.address.data() ) != 1 )
+   std::optional< Prefix > prefix = readAddress( text.substr( 0, slash ) );
+   if ( !prefix )
       return std::nullopt;
+   std::uint8_t const most = prefix->length;
    char const* const end = text.data() + text.size();
-   auto const [ stop, error ] = std::from_chars( text.data() + slash + 1, end, prefix.length );
-   if ( error != std::errc() || stop != end || prefix.length > ( prefix.isV6 ? 128 : 32 ) )
+   auto const [ stop, error ] = std::from_chars( text.data() + slash + 1, end, prefix->length );
+   if ( error != std::errc() || stop != end || prefix->length > most )
+      return std::nullopt;
+   return prefix;
+}
+
+std::optional< Prefix >
+Prefix::readAddress( std::string_view text ) {
+   Prefix prefix;
+   std::string const address( text );
+   prefix.isV6 = address.find( ':' ) != address.npos;
+   prefix.length = prefix.isV6 ? 128 : 32;
+   // A zero byte would end the text for inet_pton().
+   if ( address.find( '\0' ) != address.npos ||
+        inet_pton( prefix.isV6 ? AF_INET6 : AF_INET, address.c_str(), prefix.address.data() ) != 1 )
       return std::nullopt;
    return prefix;
 }

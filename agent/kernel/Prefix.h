@@ -21,6 +21,9 @@ struct Prefix {
 
    // Reads "10.0.0.0/8"; returns nothing for any other text.
    static std::optional< Prefix > read( std::string_view text );
+   // Reads an address, "10.0.0.1" or "fe80::1", as the prefix of that address alone; returns
+   // nothing for any other text.
+   static std::optional< Prefix > readAddress( std::string_view text );
    std::string text() const;
    // Returns the prefix with the bits after its length cleared.
    Prefix masked() const;

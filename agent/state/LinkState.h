@@ -27,6 +27,13 @@ class LinkState : public Notify::LoggedEntity< LinkState > {
    double since() const noexcept { return since_; }
    void sinceIs( double since ) { attributeIs< &LinkState::since >( since_, since ); }
 
+   // The check that has failed, in words: "check bfd failed: Down, 3 in a row". Empty while none
+   // has, or while a failure does not count yet.
+   Zet::String8 failure() const { return failure_; }
+   void failureIs( Zet::String8 failure ) {
+      attributeIs< &LinkState::failure >( failure_, std::move( failure ) );
+   }
+
    // Returns the link's key in its State.
    Zet::Name const& zetKey() const noexcept { return zetName(); }
 
@@ -38,6 +45,7 @@ class LinkState : public Notify::LoggedEntity< LinkState > {
 
    LinkCondition condition_ = LinkCondition::absent;
    double since_ = 0;
+   Zet::String8 failure_;
    mutable NotifieeList notifiees_;
 
  public:
@@ -49,6 +57,7 @@ class LinkState::NotifieeConst
  public:
    virtual void onCondition() {}
    virtual void onSince() {}
+   virtual void onFailure() {}
 };
 
 } // namespace Ufdd
@@ -63,5 +72,6 @@ template <> struct Notify::Description< Ufdd::LinkState > {
    static constexpr std::tuple attributes{
       Scalar< &T::condition, &T::conditionIs, &N::onCondition >{ 258, "condition" },
       Scalar< &T::since, &T::sinceIs, &N::onSince >{ 259, "since" },
+      Scalar< &T::failure, &T::failureIs, &N::onFailure >{ 260, "failure" },
    };
 };

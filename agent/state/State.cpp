@@ -3,6 +3,7 @@
 #include "adapters/attrlog/Attach.h"
 #include "adapters/reflect/HostTypes.h"
 
+template class Notify::LoggedEntity< Ufdd::CheckState >;
 template class Notify::LoggedEntity< Ufdd::GroupState >;
 template class Notify::LoggedEntity< Ufdd::LinkState >;
 template class Notify::LoggedEntity< Ufdd::PortState >;
@@ -14,13 +15,15 @@ State::~State() {
    group_.end( *this, Notify::rowOf< State, &State::group >().id );
    link_.end( *this, Notify::rowOf< State, &State::link >().id );
    port_.end( *this, Notify::rowOf< State, &State::port >().id );
+   check_.end( *this, Notify::rowOf< State, &State::check >().id );
    notifiees_.deleteAll();
 }
 
 void
 registerStateTypes() {
    Reflect::registerHostTypes< GroupMode, WaitReason, OrderKind, LinkCondition, PortCondition,
-                               PortMeans, GroupState, LinkState, PortState, State >( "Ufdd" );
+                               PortMeans, CheckResult, CheckVerdict, CheckState, GroupState,
+                               LinkState, PortState, State >( "Ufdd" );
 }
 
 } // namespace Ufdd

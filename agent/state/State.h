@@ -4,6 +4,7 @@
 #include "adapters/notify/EntityNotifiee.h"
 #include "adapters/notify/LoggedEntity.h"
 #include "adapters/notify/ValueCollection.h"
+#include "agent/state/CheckState.h"
 #include "agent/state/GroupState.h"
 #include "agent/state/LinkState.h"
 #include "agent/state/PortState.h"
@@ -11,9 +12,9 @@
 
 namespace Ufdd {
 
-// The root of what ufdd tells of itself: the process, and its groups, links and ports. ufdd writes
-// it at the end of each turn of its loop, after the acts. Others hold replicas of it, beside those
-// of the library's Status and Config.
+// The root of what ufdd tells of itself: the process, and its groups, links, ports and checks. ufdd
+// writes it at the end of each turn of its loop, after the acts. Others hold replicas of it, beside
+// those of the library's Status and Config.
 //
 // All times are in seconds of Zet::now(), the monotonic clock of the machine, and 0 for "never". A
 // reader works out the time of day from its own two clocks. Where the time of day must stay the
@@ -195,6 +196,18 @@ class State : public Notify::LoggedEntity< State > {
    using Ports = Notify::EntityCollection< &State::portNotify >;
    Ports::Members const& portMembers() const { return port_.members(); }
 
+   // The checks of uplinks, by name.
+   Zet::Ptr< CheckState > check( Zet::Name name ) const { return check_.find( name ); }
+   Zet::Ptr< CheckState > checkIs( Zet::Name name ) {
+      return memberIs< &State::check >( check_, name );
+   }
+   Zet::Ptr< CheckState > checkDel( Zet::Name name ) { return check_.del( *this, name ); }
+   void checkNotify( Zet::Name name, Zet::Ptr< CheckState > const& member ) {
+      handleRemoved< &State::check >( name, *member );
+   }
+   using Checks = Notify::EntityCollection< &State::checkNotify >;
+   Checks::Members const& checkMembers() const { return check_.members(); }
+
  protected:
    ~State() override;
 
@@ -233,12 +246,13 @@ class State : public Notify::LoggedEntity< State > {
    Groups group_;
    Links link_;
    Ports port_;
+   Checks check_;
    mutable NotifieeList notifiees_;
 };
 
 class State::NotifieeConst
     : public Notify::EntityNotifiee< State, Zet::Entity::NotifieeConst, Zet::Name, Zet::Name,
-                                     Zet::Name, Zet::Name, Zet::Name > {
+                                     Zet::Name, Zet::Name, Zet::Name, Zet::Name > {
  public:
    virtual void onVersion() {}
    virtual void onStartTime() {}
@@ -267,6 +281,7 @@ class State::NotifieeConst
    virtual void onLogLines( Zet::Name ) {}
    virtual void onDroppedLogLines() {}
    virtual void onConfirmTime() {}
+   virtual void onCheck( Zet::Name ) {}
 };
 
 // Makes the types of this room known to introspection, and gives their objects generic interfaces.
@@ -318,6 +333,8 @@ template <> struct Notify::Description< Ufdd::State > {
       Scalar< &T::droppedLogLines, &T::droppedLogLinesIs, &N::onDroppedLogLines >{
           283, "droppedLogLines" },
       Scalar< &T::confirmTime, &T::confirmTimeIs, &N::onConfirmTime >{ 284, "confirmTime" },
+      EntityCollectionRow< &T::check, &T::checkMembers, &T::checkIs, &T::checkDel, &N::onCheck >{
+          285, "check" },
    };
 };
 

@@ -45,6 +45,7 @@ class AgentTest : public testing::Test, public Log {
       ConfigFile file;
       file.groups = groups;
       file.startupHold = startupHold;
+      file.checks = checks;
       file.detection.mode = DetectionSettings::Mode::events;
       return file;
    }
@@ -92,6 +93,7 @@ class AgentTest : public testing::Test, public Log {
    double startupHold = 0;
    std::string lines;
    std::vector< GroupSettings > groups{ group( "g", { "u1", "u2" }, { "d1", "d2" } ) };
+   std::vector< CheckSettings > checks;
    std::optional< Agent > agent{ std::in_place, kernel,    routes, kernel, store,
                                  settings,      bootStore, orders, *this };
 };

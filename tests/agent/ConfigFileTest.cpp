@@ -84,14 +84,18 @@ disable = [ "a-name-of-15byt" ]
 TEST( ConfigFile, hasTheDefaultsOfTheManualPage ) {
    std::ifstream page( UFDD_TOML_PAGE );
    std::string const group = "[[group]]\nname = \"a\"\nmonitor = [ \"u\" ]\ndisable = []\n";
+   std::string const check = "[[check]]\nname = \"c\"\nuplinks = [ \"u\" ]\nkind = \"command\"\n"
+                             "command = [ \"/c\" ]\n";
    std::string told;
    for ( std::string line; std::getline( page, line ); )
       if ( line == "# KEYS OF A GROUP" )
          told += group;
       else if ( line.starts_with( "Default: " ) && !line.starts_with( "Default: none" ) )
          told += line.substr( 9, line.find( "++" ) - 9 ) + '\n';
+      else if ( line == "# KEYS OF A CHECK" )
+         told += check;
    ConfigFile const manual = parseConfig( told, "f" );
-   ConfigFile const actual = parseConfig( group, "f" );
+   ConfigFile const actual = parseConfig( group + check, "f" );
    ASSERT_EQ( manual.errors, Errors() ) << told;
    ASSERT_EQ( manual.groups.size(), 1u );
    EXPECT_EQ( manual.groups[ 0 ].policy, actual.groups[ 0 ].policy );
@@ -99,6 +103,12 @@ TEST( ConfigFile, hasTheDefaultsOfTheManualPage ) {
    EXPECT_EQ( manual.detection, actual.detection );
    EXPECT_EQ( manual.protoDownReason, actual.protoDownReason );
    EXPECT_EQ( manual.startupHold, actual.startupHold );
+   EXPECT_EQ( manual.massFailureDelay, actual.massFailureDelay );
+   auto const valuesOf = []( ConfigFile const& config ) {
+      CheckSettings const& c = config.checks.at( 0 );
+      return std::tuple( c.rise, c.fall, c.startsUp, c.onUnknown, c.interval, c.timeout );
+   };
+   EXPECT_EQ( valuesOf( manual ), valuesOf( actual ) );
    EXPECT_EQ( manual.protect, actual.protect );
 }
 
@@ -135,7 +145,7 @@ disable = []
    EXPECT_EQ(
        config.errors,
        ( Errors{
-           R"(f.toml:1:1: unknown key "extra" in the file; expected group, detection, detection_interval, detection_idle_interval, protodown_reason, startup_hold, dry_run, protect)",
+           R"(f.toml:1:1: unknown key "extra" in the file; expected group, detection, detection_interval, detection_idle_interval, protodown_reason, startup_hold, dry_run, protect, check, mass_failure_delay)",
            R"(f.toml:2:13: expected detection to be "auto", "verify", "poll" or "events", not "never")",
            R"(f.toml:3:22: expected detection_interval to be a whole number of milliseconds from 1 to 1000, not 0)",
            R"(f.toml:4:16: expected startup_hold to be a number of seconds from 0 to 86400, not -0.5)",
@@ -158,6 +168,69 @@ disable = []
            R"(f.toml:22:13: expected min_links to be a whole number from 0 to 4294967295, not 1.5)",
            R"(f.toml:23:14: expected down_delay to be a number of seconds from 0 to 86400, not 9007199254740993)",
            R"(f.toml:25:8: the name of a group can't be empty)",
+       } ) );
+}
+
+TEST( ConfigFile, reportsEveryErrorOfAChecksKeys ) {
+   ConfigFile const config = parseConfig( R"(mass_failure_delay = -1
+[[group]]
+name = "g"
+monitor = [ "uplink1" ]
+disable = [ "d" ]
+[[check]]
+name = "a b"
+uplinks = [ "uplink2" ]
+kind = "reported"
+interval = 1
+rise = 0
+on_unknown = "keeps"
+[[check]]
+name = "n"
+uplinks = [ "uplink1", "x" ]
+kind = "neighbour"
+address = "10.0.0.300"
+timeout = 2
+[[check]]
+name = "n"
+kind = "command"
+command = [ "ping", "x" ]
+ttl = 1
+[[check]]
+kinds = 3
+[[check]]
+name = "m"
+uplinks = []
+kind = "neighbour"
+address = "224.0.0.1"
+)",
+                                          "f" );
+   EXPECT_EQ(
+       config.errors,
+       ( Errors{
+           R"(f:1:22: expected mass_failure_delay to be a number of seconds from 0 to 86400, not -1)",
+           R"(f:7:8: the name of a check has no white space in it, and at most 64 bytes)",
+           R"(f:10:12: "interval" is for checks of kind "neighbour" or "command", and this one is of kind "reported"; remove it)",
+           R"(f:11:8: expected rise to be a whole number from 1 to 100, not 0)",
+           R"(f:12:14: expected on_unknown to be "keep", "up" or "down", not "keeps")",
+           R"(f:15:11: a neighbour is on one uplink; write a check for each)",
+           R"(f:17:11: expected address to be the address of one neighbour, as "10.0.0.1" or "fe80::1", not "10.0.0.300")",
+           R"(f:18:11: the timeout, 2 s, is longer than the interval, 1 s; raise interval or lower timeout)",
+           R"(f:19:1: this check has no uplinks; expected uplinks = [ "...", ... ])",
+           R"(f:20:8: there is a check "n" on line 14 already; each check needs a name of its own)",
+           R"(f:22:11: expected the path of a program, beginning with a slash, not "ping")",
+           R"(f:24:1: this check has no kind; expected kind = "reported" or "neighbour" or "command")",
+           R"(f:24:1: this check has no name; expected name = "...")",
+           R"(f:24:1: this check has no uplinks; expected uplinks = [ "...", ... ])",
+           R"(f:25:1: unknown key "kinds" in a check; did you mean "kind"?)",
+           R"(f:28:11: this check has no uplinks; expected uplinks = [ "...", ... ])",
+           R"(f:30:11: expected address to be the address of one neighbour, as "10.0.0.1" or "fe80::1", not "224.0.0.1")",
+       } ) );
+   EXPECT_EQ(
+       config.warnings,
+       ( Errors{
+           R"(f:8:13: warning: no group monitors "uplink2", so check "a b" has no effect on it; did you mean "uplink1"?)",
+           R"(f:15:24: warning: no group monitors "x", so check "n" has no effect on it; name it in the monitor of a group)",
+           R"(f:23:7: warning: the ttl is shorter than interval and timeout together, 1.8 s: the result may be unknown in between)",
        } ) );
 }
 

@@ -47,6 +47,10 @@ TEST( ControlText, keepsRequestsAndReplies ) {
                     "reason new cable: at 12\nforce\ndry-run\nend\n" );
    EXPECT_EQ( textOf( requestOf( text ) ), text );
    EXPECT_EQ( requestOf( "ufdd-request 1\ndo reload\nconfirm 120\nend\n" ).confirmWithin, 120. );
+   std::string const report = "ufdd-request 1\ndo report\nreport down bfd session is  Down\n"
+                              "report up b\nend\n";
+   EXPECT_EQ( textOf( requestOf( report ) ), report );
+   EXPECT_EQ( requestOf( report ).reports[ 0 ].reason, "session is  Down" );
    for ( std::size_t size = 0; size < text.size(); ++size )
       EXPECT_NE( faultOf( text.substr( 0, size ) ), "" ) << size;
 
@@ -70,6 +74,12 @@ TEST( ControlText, refusesWhatBreaksItsRules ) {
              { begin + "auto\ntarget a\nfor 2\nend\n", "auto takes no \"for\"" },
              { begin + "down\ntarget a\nfor 2\nfor 3\nend\n", "the key \"for\" is there twice" },
              { begin + "down\ntarget a\nforce 1\nend\n", "\"1\" follows a key that has no value" },
+             { begin + "report\nend\n", "report needs the name of a check" },
+             { begin + "report\nreport dwn a\nend\n",
+               "unknown result \"dwn\"; did you mean down?" },
+             { begin + "report\nreport up\nend\n", "a report needs the name of a check" },
+             { begin + "report\nreport up a\x01\nend\n", " has a control character in it" },
+             { begin + "report\nreport up a\ntarget a\nend\n", "report takes no \"target\"" },
              { begin + "confirm\nend\nmore\nend\n", "something follows its end" },
              { begin + "down\ntarget a\x1b[2J\nend\n", " has a control character in it" },
              { begin + "down\ntarget a\nreason " + std::string( 257, 'x' ) + "\nend\n",

@@ -57,7 +57,7 @@ TEST( Describe, printsATypeAsJson ) {
    // The types of the model and of the machines; then ufdd's own.
    Json const all = Json::parse( ufdctl( { "describe", "--json" } ).first ).at( "nameSpaces" );
    EXPECT_EQ( all.at( 0 ).at( "types" ).size(), 9u );
-   EXPECT_EQ( all.at( 1 ).at( "types" ).size(), 10u );
+   EXPECT_EQ( all.at( 1 ).at( "types" ).size(), 13u );
 }
 
 TEST( Describe, namesTheNearestType ) {

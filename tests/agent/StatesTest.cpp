@@ -144,6 +144,10 @@ TEST_F( AgentTest, showsEveryStateThatItReaches ) {
    uplinksAre( true );
    routes.isBeingRead = true;
    groups[ 0 ].policy = GroupPolicy{ .recoveryDelay = 0 };
+   CheckSettings& check = checks.emplace_back();
+   check.name = "a";
+   check.uplinks = { Kelnet::IntfId( "u2" ) };
+   check.startsUp = false;
    restart();
    look();
    EXPECT_EQ( shown.missing< PortCondition >(), "" );

@@ -133,6 +133,41 @@ TEST_F( SteeringTest, bringsBackWhatNobodyConfirms ) {
    EXPECT_EQ( ufdctl( { "reload" } ).second, 1 );
 }
 
+TEST_F( SteeringTest, keepsAPortShutForACheckOverACrashAndOpensNoneForAStall ) {
+   plug( { "u1", "u2", "d1", "d2" } );
+   Words const way = arguments( group( "rack", "'u1'", "'d1'" ) + group( "row", "'u2'", "'d2'" ) +
+                                "[[check]]\nname = 'bfd'\nkind = 'reported'\nuplinks = [ 'u1' ]\n"
+                                "rise = 1\nttl = 60\n"
+                                "[[check]]\nname = 'live'\nkind = 'reported'\nuplinks = [ 'u2' ]\n"
+                                "rise = 1\nttl = 0.5\non_unknown = 'down'\n" );
+   std::optional< ReadyUfdd > ufdd( std::in_place, way );
+   for ( int i = 0; i < 3; ++i )
+      EXPECT_EQ( ufdctl( { "report", "bfd", "down", "--reason", "Down" } ).second, 0 );
+   EXPECT_TRUE( haveLink( { "d1-far" }, false ) );
+   EXPECT_TRUE( ufdd->wrote( "u1 check bfd failed: Down, 3 in a row" ) ) << ufdd->output();
+   EXPECT_TRUE( isShown( "check bfd failed: Down, 3 in a row" ) ) << shown();
+   EXPECT_EQ( faultsOf( Json::parse( shown() ).dump() + '\n' ), "" );
+   std::uint32_t const before = transitions( "d1-far" );
+   ufdd->end( SIGKILL );
+   ufdd.emplace( way );
+   EXPECT_EQ( ufdctl( { "report", "bfb", "up" } ).second, 2 );
+   EXPECT_EQ( ufdctl( { "report", "bfd", "up", "--reason", "a\x01" } ).second, 64 );
+   EXPECT_EQ( ufdctl( { "report", std::string( 5000, 'b' ), "up" } ).second, 64 );
+   EXPECT_EQ( transitions( "d1-far" ), before );
+   EXPECT_EQ( ufdctl( { "report", "bfd", "up" } ).second, 0 );
+   EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
+
+   // No silence of ours is one of whoever reports.
+   EXPECT_EQ( ufdctl( { "report", "live", "up" } ).second, 0 );
+   std::uint32_t const open = transitions( "d2-far" );
+   ufdd->stop();
+   std::this_thread::sleep_for( std::chrono::seconds( 1 ) );
+   ufdd->signal( SIGCONT );
+   EXPECT_EQ( ufdctl( { "report", "live", "up" } ).second, 0 );
+   EXPECT_EQ( transitions( "d2-far" ), open ) << ufdd->output();
+   EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd->output();
+}
+
 TEST_F( SteeringTest, detectsFailuresWhateverComesOverTheSocket ) {
    plug( { "u1", "d1" } );
    ReadyUfdd const ufdd( arguments( group( "rack", "'u1'", "'d1'" ) ) );

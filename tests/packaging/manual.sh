@@ -51,8 +51,14 @@ keys() {
     grep -qxF "	Range: $range" <<<"$entry" ||
       complain "docs/man/ufdd.toml.5.scd should have for $key: Range: $range"
     # A share is given in place of a number.
-    [[ $key == *_percent ]] && to=shares || to=example
-    sed -n 's/^Example: //p' <<<"$entry" | sed 's/^\[\[group\]\]$//' >>"$scratch/$to.toml"
+    # Each kind of check has keys of its own.
+    case $1.$key in
+      *_percent) to=shares ;;
+      "a check.address") to=neighbour ;;
+      "a check.command" | "a check.interval" | "a check.timeout") to=command ;;
+      *) to=example ;;
+    esac
+    sed -n 's/^Example: //p' <<<"$entry" | sed -E 's/^\[\[(group|check)\]\]$//' >>"$scratch/$to.toml"
   done
 }
 keys "the file" "# KEYS OF THE FILE" ''
@@ -60,6 +66,12 @@ echo '[[group]]' >>"$scratch/example.toml"
 keys "a group" "# KEYS OF A GROUP" '[[group]]\n'
 echo -e "[[group]]\nname = 'shares'\nmonitor = [ 'uplink1' ]\ndisable = []" >>"$scratch/example.toml"
 cat "$scratch/shares.toml" >>"$scratch/example.toml"
+echo '[[check]]' >>"$scratch/example.toml"
+keys "a check" "# KEYS OF A CHECK" '[[check]]\n'
+for kind in neighbour command; do
+  echo -e "[[check]]\nname = '$kind'\nkind = '$kind'\nuplinks = [ 'uplink1' ]"
+  cat "$scratch/$kind.toml"
+done >>"$scratch/example.toml"
 "$bin/ufdd" --check "$scratch/example.toml" >"$scratch/findings" 2>&1 ||
   complain "the examples of docs/man/ufdd.toml.5.scd are wrong: $(cat "$scratch/findings")"
 while read -r text; do
