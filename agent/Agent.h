@@ -43,6 +43,9 @@ class Agent final : public Steering {
    Agent( LinkSource& source, RouteSource& routes, LinkControl& control, OwnedLinkStore& store,
           PortSettingsStore& settings, BootStore& bootStore, OrderStore& orderStore, Log& log );
 
+   // Has the neighbours of checks asked through this. Borrows: neighbours.
+   void neighboursAre( Neighbours& neighbours ) { checks_.neighboursAre( neighbours ); }
+
    // Reads the state of all links, then evaluates the groups, then acts for the first time.
    // Throws: whatever the source throws. No port has been touched then.
    void start( ConfigFile const& config );

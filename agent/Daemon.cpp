@@ -47,6 +47,7 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
       wakeTimer_( loop_.timer< &Daemon::handleWakeTime >( *this ) ),
       watchdogTimer_( loop_.timer< &Daemon::handleWatchdogTime >( *this ) ),
       recordTimer_( loop_.timer< &Daemon::handleRecordTime >( *this ) ) {
+   agent_.neighboursAre( neighbours_ );
    auto const state = agent_.roots().state;
    state->versionIs( options.version );
    state->revisionIs( options.revision );

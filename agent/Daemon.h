@@ -12,6 +12,7 @@
 #include "agent/detect/BootFile.h"
 #include "agent/kernel/NetlinkLinkControl.h"
 #include "agent/kernel/NetlinkLinkSource.h"
+#include "agent/kernel/NetlinkNeighbours.h"
 #include "agent/kernel/NetlinkRouteSource.h"
 #include "agent/orders/OrderFile.h"
 #include "agent/ports/OwnedLinkFile.h"
@@ -99,6 +100,7 @@ class Daemon final : private Steering {
    NetlinkLinkControl control_;
    NetlinkLinkSource source_;
    NetlinkRouteSource routes_;
+   NetlinkNeighbours neighbours_;
    Agent agent_;
    Configurator configurator_;
    StatusServer statusServer_;

@@ -75,8 +75,11 @@ void
 UplinkChecks::take( Entry& entry, CheckResult result, std::string_view reason, double now ) {
    CheckVerdict const before = entry.check.verdict();
    bool const wasUp = entry.check.isUp();
+   unsigned int const run = entry.check.run();
+   // In a steady state, clients have nothing to read.
+   hasNews_ |= entry.check.last() != result || entry.check.reason() != reason;
    entry.check.handle( result, reason, now );
-   hasNews_ = true;
+   hasNews_ |= entry.check.run() != run || entry.check.verdict() != before;
    tell( entry, before, wasUp );
 }
 
@@ -132,6 +135,7 @@ UplinkChecks::endTurn() {
          entry.check.handleStall( now );
    if ( !followLinks( now ) && now < dueAt_ )
       return false;
+   askNeighbours( now );
    judgeSilence( now );
    return judge( now );
 }
@@ -140,12 +144,50 @@ UplinkChecks::endTurn() {
 bool
 UplinkChecks::followLinks( double now ) {
    bool isChanged = false;
-   for ( auto& [ name, entry ] : entries_ )
-      if ( entry.check.settings().kind == CheckSettings::Kind::neighbour &&
-           !links_.isLinkUp( entry.check.settings().uplinks.front() ) )
+   for ( auto& [ name, entry ] : entries_ ) {
+      if ( entry.check.settings().kind != CheckSettings::Kind::neighbour )
+         continue;
+      bool const isUp = links_.isLinkUp( entry.check.settings().uplinks.front() );
+      if ( !isUp )
          isChanged |= entry.check.handleLoss( now );
+      if ( std::exchange( entry.hasLink, isUp ) == isUp )
+         continue;
+      isChanged = true;
+      entry.askAt = now;
+      entry.answerBy = never;
+   }
    hasNews_ |= isChanged;
    return isChanged;
+}
+
+void
+UplinkChecks::askNeighbours( double now ) {
+   int left = asksPerTurn;
+   for ( auto& [ name, entry ] : entries_ )
+      if ( neighbours_ && entry.hasLink && now >= std::min( entry.askAt, entry.answerBy ) &&
+           left-- > 0 )
+         askNeighbour( entry, now );
+}
+
+void
+UplinkChecks::askNeighbour( Entry& entry, double now ) {
+   CheckSettings const& settings = entry.check.settings();
+   Link const* const link = links_.link( settings.uplinks.front() );
+   Prefix const& address = *settings.address;
+   std::string const text = addressText( address.isV6, address.address );
+   if ( now >= std::exchange( entry.answerBy, now < entry.answerBy ? entry.answerBy : never ) ) {
+      bool const hasAnswered = neighbours_->hasAnswered( link->index, address );
+      take( entry, hasAnswered ? CheckResult::pass : CheckResult::fail,
+            hasAnswered ? text + " answers" : "no answer from " + text, now );
+   }
+   if ( now < entry.askAt )
+      return;
+   // Keeps to the rhythm, unless that is lost.
+   entry.askAt = std::max( entry.askAt, now - settings.interval / 2 ) + settings.interval;
+   if ( std::string const why = neighbours_->ask( link->index, address ); why.empty() )
+      entry.answerBy = now + settings.timeout;
+   else
+      take( entry, CheckResult::unknown, why, now );
 }
 
 void
@@ -167,6 +209,8 @@ UplinkChecks::nextTime() const {
       next = std::min( next, entry.check.silentAt() );
       if ( entry.heldUntil > 0 )
          next = std::min( next, entry.heldUntil );
+      if ( neighbours_ && entry.hasLink )
+         next = std::min( { next, entry.askAt, entry.answerBy } );
    }
    return next;
 }

@@ -4,6 +4,7 @@
 #include "agent/checks/UplinkCheck.h"
 #include "agent/detect/BootHistory.h"
 #include "agent/detect/LinkDirectory.h"
+#include "agent/kernel/Neighbours.h"
 
 #include <map>
 #include <optional>
@@ -26,6 +27,9 @@ class UplinkChecks {
    // Borrows: all.
    UplinkChecks( LinkDirectory& links, BootHistory& history, Log& log )
        : links_( links ), history_( history ), log_( log ) {}
+
+   // Has neighbours asked through this; without it, nobody asks them. Borrows: neighbours.
+   void neighboursAre( Neighbours& neighbours ) { neighbours_ = &neighbours; }
 
    // Makes these the checks. Those that ask the same as before, under the same name, go on with
    // their verdict. Requires: the directory watches the uplinks already.
@@ -56,6 +60,10 @@ class UplinkChecks {
       UplinkCheck check;
       // Until when its failure does not count, by Zet::now(); 0 if it does.
       double heldUntil = 0;
+      // Of a neighbour: whether its link is up; when it is to be asked, and when it must have
+      // answered, by Zet::now().
+      bool hasLink = false;
+      double askAt = 0, answerBy = never;
 
       bool isUp() const { return check.isUp() || heldUntil > 0; }
    };
@@ -72,6 +80,8 @@ class UplinkChecks {
 
    // In seconds: checks that fail within this time fail at once.
    static constexpr double atOnce = 1;
+   // So many neighbours are asked in one turn, so that no message about a link waits for them.
+   static constexpr int asksPerTurn = 4;
    // In seconds: a turn that begins so much later than it should have is one after a stall.
    static constexpr double stall = 0.02;
 
@@ -79,6 +89,8 @@ class UplinkChecks {
    void tell( Entry const& entry, CheckVerdict before, bool wasUp );
    std::string uplinksText( CheckSettings const& settings ) const;
    bool followLinks( double now );
+   void askNeighbours( double now );
+   void askNeighbour( Entry& entry, double now );
    void judgeSilence( double now );
    // Decides what counts, and tells the directory.
    bool judge( double now );
@@ -92,6 +104,7 @@ class UplinkChecks {
    LinkDirectory& links_;
    BootHistory& history_;
    Log& log_;
+   Neighbours* neighbours_ = nullptr;
    std::map< std::string, Entry, std::less<> > entries_; // By name.
    std::map< Kelnet::IntfId, Zet::String8 > failures_;   // Of all uplinks of checks, as told.
    double massFailureDelay_ = 0;                         // In seconds.

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <utility>
 
 namespace Ufdd {
 
@@ -25,13 +26,14 @@ appendEscaped( std::string& text, std::string_view value, bool isQuoted ) {
 void
 MetricSamples::begin( std::string_view name, std::string_view type, std::string_view help ) {
    family_ = name;
-   text_.append( "# HELP " ).append( name ) += ' ';
-   appendEscaped( text_, help, false );
-   text_.append( "\n# TYPE " ).append( name ).append( 1, ' ' ).append( type ) += '\n';
+   head_.assign( "# HELP " ).append( name ) += ' ';
+   appendEscaped( head_, help, false );
+   head_.append( "\n# TYPE " ).append( name ).append( 1, ' ' ).append( type ) += '\n';
 }
 
 void
 MetricSamples::add( Labels labels, double value, std::string_view suffix ) {
+   text_ += std::exchange( head_, {} );
    text_.append( family_ ).append( suffix );
    char separator = '{';
    for ( auto const& [ name, content ] : labels ) {

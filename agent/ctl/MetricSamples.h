@@ -15,7 +15,7 @@ class MetricSamples {
    };
    using Labels = std::initializer_list< Label >;
 
-   // Begins a family. The samples that follow belong to it.
+   // Begins a family. The samples that follow belong to it. A family without samples is left out.
    // Borrows: name, until the next family begins.
    void begin( std::string_view name, std::string_view type, std::string_view help );
    // Adds a sample of the family; `suffix` follows its name, as in "_bucket".
@@ -25,6 +25,7 @@ class MetricSamples {
 
  private:
    std::string_view family_;
+   std::string head_; // Of the family, until its first sample.
    std::string text_;
 };
 

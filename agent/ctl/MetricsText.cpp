@@ -99,6 +99,15 @@ addUplinks( Samples& samples, View const& view ) {
       samples.add( { { "device", name } }, is );
 }
 
+void
+addChecks( Samples& samples, View const& view ) {
+   for ( View::Check const& check : view.checks )
+      for ( std::size_t verdict = 0;
+            char const* const text : Notify::Description< CheckVerdict >::enumerators )
+         samples.add( { { "check", nameOf( *check ) }, { "state", text } },
+                      static_cast< std::size_t >( check->verdict() ) == verdict++ );
+}
+
 // Returns true if an order, or a group that is not in dry run, wants the port shut.
 bool
 isWantedInEarnest( View const& view, PortState const& port ) {
@@ -240,6 +249,8 @@ constexpr std::array families{
    MetricFamily{ "ufdd_group_member_info", "gauge",
                  "The interfaces of each group, and what they are to it; always 1.", addMembers },
    MetricFamily{ "ufdd_uplink_up", "gauge", "1 if the uplink counts as up.", addUplinks },
+   MetricFamily{ "ufdd_check_state", "gauge",
+                 "1 for what the last results make of the check of uplinks.", addChecks },
    MetricFamily{ "ufdd_port_wanted_shut", "gauge",
                  "1 if ufdd is to hold the port shut, after delays. 0 as well for a port that "
                  "ufdd leaves alone: one that is protected, absent, shut by others, or carries "

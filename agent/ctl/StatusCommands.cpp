@@ -265,6 +265,8 @@ addWhatIf( CommandLine& line, std::string const& socket ) {
                           options, askWhatIf );
    command.list( "--down", "LINK", options->down, "If these links went down" );
    command.list( "--up", "LINK", options->up, "If these links came up" );
+   command.list( "--check", "CHECK=up|down", options->checks,
+                 "If these checks counted as up or down" );
    command.option( "--config", "FILE", options->file, "If this configuration were in force" );
    addJson( command, options->asJson );
    command.flag( "--fail-if-shut", options->failsIfShut, "End with 3 if a port would be shut" );

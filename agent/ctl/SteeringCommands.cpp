@@ -230,8 +230,10 @@ steer( Sockets const& sockets, SteerOptions const& options ) {
    // ufdd has read the file, and found no error. The ports are worked out here.
    if ( options.verb == Verb::reload && options.isDryRun ) {
       View const view( replica.roots(), Moment::now() );
-      WhatIf const answer(
-          view, { .down = {}, .up = {}, .file = std::string( state.configFile().view() ) } );
+      WhatIf const answer( view, { .down = {},
+                                   .up = {},
+                                   .checks = {},
+                                   .file = std::string( state.configFile().view() ) } );
       if ( !options.asJson ) {
          std::cout << answer.text( coloursOfOutput() );
          return ExitStatus::success;

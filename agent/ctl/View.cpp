@@ -190,6 +190,15 @@ View::orderByName() {
    }
 }
 
+View::Check
+View::check( std::string const& name ) const {
+   auto const at =
+       std::ranges::find( checks, std::string_view( name ), nameOf< CheckState const > );
+   if ( at == checks.end() )
+      throwUnknown( "check", name, checks );
+   return *at;
+}
+
 View::Port
 View::port( std::string const& name ) const {
    auto const at = std::ranges::find( ports, std::string_view( name ), nameOf< PortState const > );

@@ -46,6 +46,9 @@ struct View {
    // Returns the port of that name.
    // Throws: Failure, which names the nearest port, when there is no such port.
    Port port( std::string const& name ) const;
+   // Returns the check of that name.
+   // Throws: Failure, which names the nearest check, when there is no such check.
+   Check check( std::string const& name ) const;
    // Returns the state of the port's own link; its initial state if ufdd does not tell of it.
    Link linkOf( PortState const& port ) const;
    // Returns true if the group only logs what it would do.

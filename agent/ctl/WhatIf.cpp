@@ -81,6 +81,23 @@ namesIn( Config const& config ) {
    return names;
 }
 
+// Returns what the checks would count as, by name.
+std::map< std::string, bool >
+verdictsOf( std::vector< std::string > const& checks, View const& view ) {
+   std::map< std::string, bool > verdicts;
+   for ( std::string const& text : checks ) {
+      std::size_t const at = text.rfind( '=' );
+      std::string const name = text.substr( 0, at );
+      std::string const verdict = at == text.npos ? "" : text.substr( at + 1 );
+      if ( verdict != "up" && verdict != "down" )
+         throw Failure( ExitStatus::usage,
+                        "expected --check NAME=up or NAME=down, not \"" + text + '"' );
+      view.check( name );
+      verdicts[ name ] = verdict == "up";
+   }
+   return verdicts;
+}
+
 } // namespace
 
 WhatIf::WhatIf( View const& view, Question const& question ) : view_( view ) {
@@ -94,13 +111,7 @@ WhatIf::WhatIf( View const& view, Question const& question ) : view_( view ) {
    for ( std::string const& name :
          readConfig( question.file.empty() ? path : question.file ).protect )
       protected_.insert( name );
-   for ( View::Link const& link : view.links ) {
-      Kelnet::IntfId const id( link->zetName().view() );
-      if ( link->condition() == LinkCondition::unproven )
-         detector.setUnproven( id );
-      else if ( link->condition() != LinkCondition::absent )
-         detector.setLink( id, link->condition() == LinkCondition::up );
-   }
+   setLinks( detector, question );
    for ( View::Port const& port : view.ports )
       if ( port->order() == OrderKind::down )
          detector.setOrderedDown( Kelnet::IntfId( port->zetName().view() ) );
@@ -117,6 +128,35 @@ WhatIf::WhatIf( View const& view, Question const& question ) : view_( view ) {
    collectGroups( detector );
    for ( Kelnet::IntfId const port : portsOf( detector ) )
       collectPort( detector, port );
+}
+
+// Sets the links as ufdd sees them, but for what the checks would make of them.
+void
+WhatIf::setLinks( ImaginedDetector& detector, Question const& question ) {
+   std::map< std::string, bool > const imagined = verdictsOf( question.checks, view_ );
+   std::set< std::string > left; // The checks of the file.
+   if ( !question.file.empty() )
+      for ( CheckSettings const& check : readValid( question.file ).checks )
+         left.insert( check.name );
+   auto const passes = [ & ]( View::Check const& check ) {
+      std::string const name( check->zetName().view() );
+      auto const at = imagined.find( name );
+      return ( !question.file.empty() && !left.contains( name ) ) ||
+             ( at == imagined.end() ? check->isUp() : at->second );
+   };
+   for ( View::Link const& link : view_.links ) {
+      Kelnet::IntfId const id( link->zetName().view() );
+      LinkCondition const condition = link->condition();
+      bool const hasLink =
+          condition == LinkCondition::up || condition == LinkCondition::failedCheck;
+      if ( condition == LinkCondition::unproven )
+         detector.setUnproven( id );
+      else if ( condition != LinkCondition::absent )
+         detector.setLink(
+             id, hasLink && std::ranges::all_of( view_.checks, [ & ]( View::Check const& check ) {
+                    return !check->uplink( link->zetName() ) || passes( check );
+                 } ) );
+   }
 }
 
 // Sets the links of a new configuration that ufdd does not watch yet.

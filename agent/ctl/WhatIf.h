@@ -13,17 +13,18 @@
 
 namespace Ufdd {
 
-// What ufdd would do if links went down or up, or another configuration were in force. A private
-// instance of the library answers, which begins with the links as ufdd sees them. A port that it
-// would shut may be an uplink of another group: its link is taken to follow.
+// What ufdd would do if links or checks went down or up, or another configuration were in force. A
+// private instance of the library answers, which begins with the links as ufdd sees them. A port
+// that it would shut may be an uplink of another group: its link is taken to follow.
 class WhatIf {
  public:
    struct Question {
       std::vector< std::string > down; // Names of links.
       std::vector< std::string > up;
-      std::string file; // The configuration; that in force if empty.
+      std::vector< std::string > checks = {}; // "NAME=up" or "NAME=down".
+      std::string file;                       // The configuration; that in force if empty.
    };
-   // Throws: Failure when there is no such link, or when the file has errors.
+   // Throws: Failure when there is no such link or check, or when the file has errors.
    WhatIf( View const& view, Question const& question );
 
    bool shutsAny() const;
@@ -53,6 +54,7 @@ class WhatIf {
       double latest = 0;
    };
 
+   void setLinks( ImaginedDetector& detector, Question const& question );
    void addUnknown( ImaginedDetector& detector, std::set< std::string_view > const& known );
    std::set< Kelnet::IntfId > portsOf( ImaginedDetector const& detector ) const;
    void settle( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& keptDown );

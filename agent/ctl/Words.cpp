@@ -137,8 +137,7 @@ Line
 checkWords( CheckState const& check, Moment const& now ) {
    std::string result = text( check.reason() );
    if ( check.result() == CheckResult::pass || check.result() == CheckResult::fail )
-      result += ( result.empty() ? "" : ", " ) + std::to_string( check.run() ) + ' ' +
-                text( check.result() ) + " in a row";
+      result += ( result.empty() ? "" : ", " ) + std::to_string( check.run() ) + " in a row";
    return { { checkText( check, now ), emphasisOf( severityOf( check ) ) },
             { ageText( check.since(), now ) + ( result.empty() ? "" : ": " + result ) } };
 }

@@ -1,5 +1,6 @@
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/Explanation.h"
+#include "agent/ctl/MetricsText.h"
 #include "agent/ctl/ShowScreen.h"
 #include "agent/ctl/Watcher.h"
 #include "agent/ctl/WhatIf.h"
@@ -434,6 +435,36 @@ TEST_F( CockpitTest, keepsToItsSchema ) {
    EXPECT_EQ( faultsOf( lineOf( show ) ),
               "$.groups[0].linkStatus 'DOWN' is not one of ['unknown', 'up', 'down']\n"
               "$.ports[0] 'condition' is a required property\n" );
+}
+
+TEST_F( CockpitTest, tellsWhatChecksMakeOfUplinks ) {
+   auto const check = roots.state->checkIs( "bfd" );
+   for ( char const* const uplink : { "uplink3", "uplink4" } )
+      check->uplinkIs( uplink, true );
+   check->verdictIs( CheckVerdict::down );
+   check->resultIs( CheckResult::fail );
+   check->reasonIs( "Down" );
+   check->runIs( 3 );
+   check->sinceIs( now.steady - 3 );
+   check->waitTimeIs( now.steady + 28 );
+   EXPECT_TRUE( show().starts_with( "checks failed at once: bfd. The fault may be in this machine: "
+                                    "they count in 28\n" ) )
+       << show();
+   EXPECT_NE( show().find( "bfd  down, and counts in 28 s, 3 s: Down, 3 in a row" ),
+              std::string::npos )
+       << show();
+   EXPECT_FALSE( view().isHealthy() );
+   auto const shuts = [ this ]( std::string const& verdict ) {
+      View const all = view();
+      return WhatIf( all, { .down = {}, .up = {}, .checks = { verdict }, .file = {} } ).shutsAny();
+   };
+   EXPECT_TRUE( shuts( "bfd=down" ) );
+   EXPECT_FALSE( shuts( "bfd=up" ) );
+   EXPECT_THROW( shuts( "bfd" ), Failure );
+   EXPECT_THROW( shuts( "bfe=up" ), Failure );
+   EXPECT_NE( metricsText( roots ).find( "ufdd_check_state{check=\"bfd\",state=\"up\"} 0\n"
+                                         "ufdd_check_state{check=\"bfd\",state=\"down\"} 1\n" ),
+              std::string::npos );
 }
 
 } // namespace
