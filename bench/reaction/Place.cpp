@@ -31,12 +31,16 @@ Place::Place( std::string const& peer, std::size_t number, Case const& about,
       arguments.push_back( "d" + suffix + '-' + std::to_string( i ) );
    std::vector< std::string > const ports( arguments.begin() + 2, arguments.end() );
    makeLinks( arguments[ 1 ], ports, about.taps );
-   for ( std::string const& port : ports )
+   for ( std::string const& port : ports ) {
       ports_.push_back( { if_nametoindex( port.c_str() ) } );
+      names_.emplace_back( port );
+      names_.emplace_back( port + 'p' );
+   }
    hearing_.emplace();
-   hearing_->receiveBufferIs( 8 << 20 );
+   hearing_->receiveBufferIs( 64 << 20 );
    hearing_->subscribe( RTNLGRP_LINK );
    acting_.emplace();
+   probe_.emplace();
    process_.emplace( arguments, Process::Rights::all, startPeer.c_str() );
 }
 
@@ -91,6 +95,12 @@ void
 Place::open() {
    for ( Port const& port : ports_ )
       set( port.index, true );
+}
+
+void
+Place::settle() {
+   for ( InterfaceName const& name : names_ )
+      probe_->carrier( name );
 }
 
 void

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/kernel/LinkProbe.h"
 #include "agent/kernel/NetlinkSocket.h"
 #include "tests/agent/Process.h"
 #include "tests/agent/Tap.h"
@@ -21,6 +22,8 @@ struct Case {
    bool inBursts = false;
    bool taps = false;
    int busyLoops = 0;
+   // How long the consequences of a trial are left to end before the next.
+   std::chrono::milliseconds rest{ 30 };
 };
 
 // The name of a tap that is nobody's uplink.
@@ -44,6 +47,9 @@ class Place {
    void recover();
    // In the program's stead.
    void open();
+   // Has the kernel report all changes of carriers. By itself it reports 100 to 200 in a second,
+   // and the next message about the uplink would have to wait.
+   void settle();
 
    std::string const& peer() const { return peer_; }
    int fd() const { return hearing_->fd(); }
@@ -67,10 +73,12 @@ class Place {
    std::string const peer_;
    std::optional< Ufdd::NetlinkSocket > hearing_;
    std::optional< Ufdd::NetlinkSocket > acting_;
+   std::optional< Ufdd::LinkProbe > probe_;
    std::optional< Ufdd::Tap > tap_;
    std::uint32_t farEnd_ = 0;
    bool hasAnotherCarrier_ = true;
    std::vector< Port > ports_;
+   std::vector< Ufdd::InterfaceName > names_; // Of the ports and their far ends.
    std::optional< Ufdd::Process > process_;
    Clock::time_point begin_;
 };

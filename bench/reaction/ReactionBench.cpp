@@ -34,8 +34,9 @@ using namespace Bench;
 using Ufdd::Tap;
 using Milliseconds = std::chrono::duration< double, std::milli >;
 
-// Longer than the slowest program takes.
-constexpr auto longest = 5s;
+// Longer than the slowest program takes, and than the kernel takes to report that a thousand links
+// have carrier again.
+constexpr auto longest = 15s;
 // Longer than the kernel delays messages about lost carriers.
 constexpr auto spacing = 1300ms;
 constexpr auto gapOfTaps = 50ms;
@@ -45,6 +46,7 @@ constexpr std::array cases{
    Case{ .name = "spaced-1" },
    Case{ .name = "spaced-8", .ports = 8 },
    Case{ .name = "spaced-48", .ports = 48 },
+   Case{ .name = "spaced-512", .ports = 512, .rest = 3s },
    Case{ .name = "burst-1", .inBursts = true },
    Case{ .name = "loaded-1", .busyLoops = 3 },
    Case{ .name = "two-taps", .taps = true },
@@ -158,8 +160,8 @@ measure( Places places, Case const& about, std::size_t trials ) {
       for ( Place* const place : places ) {
          for ( std::size_t i = 0; i < each; ++i )
             tryOnce( { place } );
-         // Lets the consequences of this trial end before the next.
-         std::this_thread::sleep_for( 30ms );
+         place->settle();
+         std::this_thread::sleep_for( about.rest );
       }
       if ( !about.inBursts )
          std::this_thread::sleep_until( next );
