@@ -177,6 +177,15 @@ UplinkFailureDetectionGroupSm::handleAndCheckIntf( Kelnet::IntfId intfId ) {
 }
 
 void
+UplinkFailureDetectionGroupSm::fetchObjects() const noexcept {
+   __builtin_prefetch( groupConfig_.get() );
+   __builtin_prefetch( ethIntfStatusDir_.get() );
+   __builtin_prefetch( causeStatus_.get() );
+   if ( groupStatus_ )
+      Zet::fetch( *groupStatus_ );
+}
+
+void
 UplinkFailureDetectionGroupSm::fetch( Part part ) const noexcept {
    GroupConfig const* const config = groupConfig();
    if ( !config )

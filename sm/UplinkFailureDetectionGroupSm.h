@@ -139,6 +139,8 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    // those before it, which have to be there by then.
    enum class Part { config, members, moreMembers, causeBuckets };
    void fetch( Part part ) const noexcept;
+   // Makes the processor load the objects that lead to those parts, and the status.
+   void fetchObjects() const noexcept;
    // Drops the children and removes the cause entry of every downstream interface. Leaves the
    // status as it is.
    void doCleanup();

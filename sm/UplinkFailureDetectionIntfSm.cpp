@@ -60,14 +60,26 @@ void
 UplinkFailureDetectionIntfSm::ZetEthIntfStatus::fetchNext() const {
    using Part = UplinkFailureDetectionGroupSm::Part;
    ZetEthIntfStatus const* at = this;
+   auto const step = [ &at ] { return ( at = reactorAt( at->next ) ) != nullptr; };
    for ( Part const part :
          { Part::causeBuckets, Part::moreMembers, Part::members, Part::config } ) {
       if ( UplinkFailureDetectionGroupSm const* const sm = at->groupSm() )
          sm->fetch( part );
-      at = reactorAt( at->next );
-      if ( !at )
+      if ( !step() )
          return;
    }
+   // Of the groups after these, what leads there.
+   if ( UplinkFailureDetectionGroupSm const* const sm = at->groupSm() )
+      sm->fetchObjects();
+   if ( !step() )
+      return;
+   if ( UplinkFailureDetectionGroupSm const* const sm = at->groupSm() )
+      Zet::fetch( *sm );
+   if ( !step() )
+      return;
+   if ( UplinkFailureDetectionIntfSm const* const owner = at->reactingOwner() )
+      Zet::fetch( *owner );
+   __builtin_prefetch( at->next );
 }
 
 UplinkFailureDetectionGroupSm const*

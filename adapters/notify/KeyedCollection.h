@@ -67,6 +67,8 @@ template < auto Removed > class KeyedCollection {
    };
 
    Members const& members() const noexcept { return members_; }
+   // Keeps the table's size when members are removed.
+   void keepTable() noexcept { members_.keepsTableIs( true ); }
    // Returns null when the key is absent. Borrows: valid until the member is removed.
    Member* find( Key const& key ) const noexcept { return members_.find( key ); }
    // Adds the member. Requires: the member's key is absent.
@@ -103,19 +105,22 @@ template < auto Removed > class KeyedCollection {
    }
 
  private:
-   // Keeps the table's size, and the owner, while the collection is emptied.
+   // Keeps the table's size, and the owner, while the collection is emptied, so that the walk stays
+   // linear.
    class Emptying {
     public:
-      Emptying( Owner& owner, Members& members ) : owner_( &owner ), members_( members ) {
-         members_.beingEmptiedIs( true );
+      Emptying( Owner& owner, Members& members )
+          : owner_( &owner ), members_( members ), kept_( members.keepsTable() ) {
+         members_.keepsTableIs( true );
       }
       Emptying( Emptying const& ) = delete;
       Emptying& operator=( Emptying const& ) = delete;
-      ~Emptying() { members_.beingEmptiedIs( false ); }
+      ~Emptying() { members_.keepsTableIs( kept_ ); }
 
     private:
       Zet::Ptr< Owner > owner_;
       Members& members_;
+      bool const kept_;
    };
 
    bool del( Owner& owner, Zet::Ptr< Member > const& member ) {

@@ -20,7 +20,10 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
    using ZetIntfStatus = Notify::ValueMember< Kelnet::IntfId, double, CauseStatus >;
 
-   explicit CauseStatus( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {}
+   explicit CauseStatus( Zet::Name name ) : NotifyingEntity( std::move( name ) ) {
+      // When many groups fall again, their entries come back all at once.
+      intfStatus_.keepTable();
+   }
    [[nodiscard]] static Zet::Ptr< CauseStatus > CauseStatusIs( Zet::Name name );
 
    // Returns when the interface was disabled; nothing when it is not disabled.

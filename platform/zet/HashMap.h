@@ -200,10 +200,12 @@ template < class M, class K > class HashMap {
       resize( smallBits );
    }
 
-   // Keeps the table's size while the collection is being emptied, so that the walk stays linear.
-   void beingEmptiedIs( bool beingEmptied ) noexcept {
-      beingEmptied_ = beingEmptied;
-      if ( !beingEmptied )
+   // While true, removals leave the table as large as it is, so that it need not grow again. A walk
+   // passes all its buckets.
+   bool keepsTable() const noexcept { return keepsTable_; }
+   void keepsTableIs( bool keepsTable ) noexcept {
+      keepsTable_ = keepsTable;
+      if ( !keepsTable )
          shrink();
    }
 
@@ -226,7 +228,7 @@ template < class M, class K > class HashMap {
       return this->end();
    }
 
-   Iterator begin() const noexcept { return Iterator( *this, firstFrom( 0 ) ); }
+   Iterator begin() const noexcept { return Iterator( *this, empty() ? nullptr : firstFrom( 0 ) ); }
    Iterator end() const noexcept { return Iterator( *this, nullptr ); }
    // Returns an iterator at the member of that key or, when it is absent, at the one that would
    // follow it.
@@ -329,7 +331,7 @@ template < class M, class K > class HashMap {
       place.set( unlinked( *member ) );
       --count_;
       ++version_;
-      if ( !beingEmptied_ )
+      if ( !keepsTable_ )
          shrink();
       return Ptr< Member >::adopt( member );
    }
@@ -392,7 +394,7 @@ template < class M, class K > class HashMap {
    std::uint32_t version_ : 26 = 0;
    // The number of buckets, as a power of two.
    std::uint32_t bits_ : 5 = smallBits;
-   std::uint32_t beingEmptied_ : 1 = false;
+   std::uint32_t keepsTable_ : 1 = false;
 };
 
 // Stands on a member and keeps it alive. Survives every change of the map's contents: after a

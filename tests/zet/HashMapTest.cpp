@@ -154,6 +154,8 @@ TYPED_TEST( HashMap, agreesWithASortedMap ) {
          one.iteratorIs( random( 4 ), random( 300 ) );
       if ( random( 50 ) == 0 )
          other.clear();
+      if ( random( 50 ) == 0 )
+         one.map.keepsTableIs( !one.map.keepsTable() );
       one.check( random( 300 ) );
    }
 }
