@@ -39,6 +39,7 @@ Machine::boot( unsigned int carriers ) {
    store.overrides.clear();
    store.wasRemoved = store.hasFailed = false;
    bootStore.record.reset();
+   failed.clear();
    orders.book = {};
    orders.isGone = false;
    cleared.clear();
@@ -84,6 +85,8 @@ Machine::upLinks() const {
          up.insert( name );
          up.insert( link.altNames.begin(), link.altNames.end() );
       }
+   for ( std::string const& name : failed )
+      up.erase( name );
    return up;
 }
 
@@ -92,6 +95,16 @@ Machine::look() {
    std::set< std::string > const up = upLinks();
    upOnce.insert( up.begin(), up.end() );
    std::erase_if( upAlways, [ & ]( std::string const& name ) { return !up.contains( name ); } );
+}
+
+std::set< std::string >
+Machine::recordedFailed() const {
+   std::set< std::string > names;
+   if ( bootStore.record )
+      for ( auto const& [ check, isUp ] : bootStore.record->checks )
+         if ( !isUp )
+            names.insert( 'u' + check.substr( 1 ) );
+   return names;
 }
 
 Ufdd::OwnedLink const*

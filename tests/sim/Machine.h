@@ -59,6 +59,9 @@ class Machine {
    // Returns the record of that link, or null.
    Ufdd::OwnedLink const* recorded( Ufdd::Link const& link ) const;
 
+   // Returns the names of uplinks whose check the next daemon will count as down.
+   std::set< std::string > recordedFailed() const;
+
    // Returns true if acts on the link are done, but answered with an error.
    static bool losesAnswers( Ufdd::SimulatedLink const& link );
 
@@ -79,6 +82,8 @@ class Machine {
    std::set< std::string > proven;
    // The names of links that were up at some time since lookAnew(), and at all times.
    std::set< std::string > upOnce, upAlways;
+   // The names of uplinks whose check counts as down.
+   std::set< std::string > failed;
    // The names of the groups that need their recover_links to be up, as the daemon has told last.
    std::set< std::string > fallen;
 

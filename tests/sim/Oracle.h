@@ -214,7 +214,8 @@ class Oracle {
       unsigned int up = 0;
       for ( std::string const& name : group.monitor )
          if ( SimulatedLink const* const link = find( name ) )
-            up += link->adminUp && link->carrier && !link->isDormant;
+            up += link->adminUp && link->carrier && !link->isDormant &&
+                  !machine_.failed.contains( name );
       return up;
    }
    // Returns true if the group is down, but for uplinks that the daemon may not have seen since the

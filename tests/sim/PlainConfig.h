@@ -74,10 +74,12 @@ struct PlainConfig {
    }
 
    static constexpr unsigned int releaseTimeout = 1; // In seconds.
+   static constexpr unsigned int checks = 4;         // Of the uplinks u0, u1, ...
 
    std::string toml() const {
       std::ostringstream text;
-      text << ( protectsSafe ? "protect = [ \"safe\" ]\n" : "" ) << "startup_hold = " << startupHold
+      text << ( protectsSafe ? "protect = [ \"safe\" ]\n" : "" )
+           << "mass_failure_delay = 0\nstartup_hold = " << startupHold
            << "\ndetection_interval = 100\ndetection_idle_interval = 1000\ndetection = \""
            << detection << "\"\n";
       for ( PlainGroup const& group : groups )
@@ -94,6 +96,10 @@ struct PlainConfig {
               << "allow_default_route = " << flag( group.allowsDefaultRoute )
               << "release_when = " << list( group.awaitsRoute ? Names{ "default-route" } : Names() )
               << "\nrelease_timeout = " << releaseTimeout << '\n';
+      // One report is a verdict, and stands.
+      for ( unsigned int i = 0; i < checks; ++i )
+         text << "[[check]]\nname = \"c" << i << "\"\nuplinks = [ \"u" << i
+              << "\" ]\nkind = \"reported\"\nrise = 1\nfall = 1\nttl = 86400\n";
       return text.str();
    }
 

@@ -49,7 +49,7 @@ randomSchedule( std::uint64_t seed ) {
       { "start", 5 },   { "suspend", 3 },  { "reload", 5 },     { "badReload", 1 }, { "rest", 2 },
       { "fight", 4 },   { "connect", 4 },  { "read", 3 },       { "leave", 1 },     { "squat", 2 },
       { "storm", 1 },   { "deaf", 2 },     { "protect", 5 },    { "route", 8 },     { "boot", 2 },
-      { "steer", 12 },
+      { "steer", 12 },  { "report", 10 },
    };
    static std::vector< std::string_view > const verbs = [] {
       std::vector< std::string_view > all;

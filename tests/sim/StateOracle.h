@@ -53,11 +53,12 @@ class StateOracle {
    }
    Link linkOf( std::string const& name ) const {
       SimulatedLink const* const link = oracle_.find( name );
-      return !link             ? Link::absent
-             : !link->adminUp  ? Link::setDown
-             : !link->carrier  ? Link::noCarrier
-             : link->isDormant ? Link::dormant
-                               : Link::up;
+      return !link                              ? Link::absent
+             : !link->adminUp                   ? Link::setDown
+             : !link->carrier                   ? Link::noCarrier
+             : link->isDormant                  ? Link::dormant
+             : machine_.failed.contains( name ) ? Link::failedCheck
+                                                : Link::up;
    }
    bool isRight( std::string const& name, Link known ) const {
       bool const isUplink = std::ranges::any_of( config_.groups, [ & ]( PlainGroup const& group ) {

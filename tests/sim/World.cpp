@@ -6,6 +6,7 @@
 #include "tests/sim/StateOracle.h"
 
 #include <algorithm>
+#include <array>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -86,6 +87,7 @@ World::kill() {
    process_.reset();
    readers_.disconnect();
    machine_.handleKilled();
+   machine_.failed = machine_.recordedFailed();
    fallenGroups_.handleKilled();
    complain( machine_.kernel.violations );
 }
@@ -163,6 +165,10 @@ World::turn() {
    if ( process_ ) {
       complain( restraint_.complaint( simulatedNow ) );
       complain( fallenGroups_.follow( process_->agent, machine_.kernel.hasMessages() ) );
+      if ( !machine_.bootStore.isFull &&
+           process_->agent.detector().history().nextTime() == Ufdd::never &&
+           machine_.recordedFailed() != machine_.failed )
+         complain( "what a check counts as is recorded wrongly" );
    }
    readers_.readAll();
 }
@@ -260,6 +266,8 @@ World::apply( Event const& event ) {
       storm( event );
    else if ( verb == "steer" )
       steer( event );
+   else if ( verb == "report" )
+      report( event );
    else
       machine_.apply( event );
    machine_.look();
@@ -286,6 +294,34 @@ World::storm( Event const& event ) {
    pass( 0.1 );
    if ( process_ && simulatedNow > suspendedUntil_ )
       complain( readers_.complaint( process_->agent.roots(), false ) );
+}
+
+// A check of an uplink has a result.
+void
+World::report( Event const& event ) {
+   using Word = Ufdd::ControlRequest::Report::Word;
+   std::string const number = std::to_string( event.a % PlainConfig::checks );
+   // Without a group, ufdd has no check either.
+   if ( !process_ || simulatedNow < suspendedUntil_ ||
+        !process_->agent.roots().state->check( 'c' + number ) )
+      return;
+   Word const word = std::array{ Word::down, Word::up, Word::unknown }[ event.b % 3 ];
+   machine_.look();
+   if ( word == Word::down )
+      machine_.failed.insert( 'u' + number );
+   else if ( word == Word::up )
+      machine_.failed.erase( 'u' + number );
+   machine_.look();
+   Ufdd::ControlRequest request;
+   request.verb = Ufdd::ControlRequest::Verb::report;
+   request.reports.push_back( { 'c' + number, word, "" } );
+   run( [ & ] {
+      if ( process_->agent.handle( request ).kind != Ufdd::ControlReply::Kind::done )
+         complain( "a report is refused" );
+      process_->endTurn();
+   } );
+   restraint_.forget();
+   turn();
 }
 
 // An operator orders something.

@@ -44,6 +44,7 @@ class World : private Ufdd::Log {
    double nextTime() const;
    void storm( Event const& event );
    void steer( Event const& event );
+   void report( Event const& event );
    std::string complaintAbout( Ufdd::ControlRequest const& request, Ufdd::ControlReply const& reply,
                                Ufdd::OrderBook const& before ) const;
    void rest();
