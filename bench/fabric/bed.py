@@ -171,9 +171,10 @@ class Bed:
         else:
             self.machines["leaf1"].at_once(f"route del {DESTINATION}/32")
 
-    def set_line(self, state, ends=("far", "near")):
-        """Sets the line of leaf1's uplink up or down, at the converters named. When leaf1 sees its carrier again, the
-        line works."""
+    def set_line(self, state, ends=("near", "far")):
+        """Sets the line of leaf1's uplink up or down, at the converters named. leaf1 sees its carrier go as soon as the
+        line fails, and come back once the line works."""
+        ends = ends if state == "down" else reversed(ends)
         self.machines["converter"].at_once(*(f"link set {end} {state}" for end in ends))
 
     def await_flows(self, seconds=30):

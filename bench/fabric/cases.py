@@ -14,7 +14,7 @@ class Case:
         self.wiring, self.alone, self.quiet, self.without = wiring, alone, quiet, without
 
 
-def line(state, ends=("far", "near")):
+def line(state, ends=("near", "far")):
     return lambda bed, variant: bed.set_line(state, ends)
 
 
@@ -66,11 +66,12 @@ ALL = {
     "row": Case(
         "both uplinks of the leaf lose their carriers, 50 ms apart, and the kernel delays the second message",
         1.9,
-        [(0.4, "", spine_port(1, "down")), (0.45, "fails", spine_port(2, "down"))],
+        [(0.4, "fails", spine_port(1, "down")), (0.45, "", spine_port(2, "down"))],
         wiring="row",
         alone=True,
         # The kernel must not be delaying messages before.
         quiet=0.9,
+        without=("ufdd-bfd", "ufdd-neighbour"),
     ),
     "silent": Case(
         "the far side of a converter in the uplink is dead for 2 s, and the leaf keeps its carrier",

@@ -10,6 +10,8 @@ GOALS = [
     ("carrier", "ufdd", "at most 10", lambda m: (m["ufdd"], 10)),
     ("carrier", "ufdd", "at most networkd, tuned, and 5", lambda m: (m["ufdd"], m["networkd-tuned"] + 5)),
     ("row", "ufdd", "at most 20", lambda m: (m["ufdd"], 20)),
+    ("silent", "ufdd-bfd", "at most 1.1 times BGP with BFD", lambda m: (m["ufdd-bfd"], 1.1 * m["bgp-bfd"])),
+    ("silent", "ufdd-neighbour", "at most 2000", lambda m: (m["ufdd-neighbour"], 2000)),
     ("late", "ufdd", "0", lambda m: (m["ufdd"], 0)),
     ("killed", "ufdd", "0", lambda m: (m["ufdd"], 0)),
 ]
@@ -100,6 +102,8 @@ def print_bench(records):
     print(f"{len(runs)} runs; {len(spoiled)} more were repeated, since the bench itself lost packets")
     for record in spoiled:
         print(f"  {record['variant']}, {record['case']}: {record['why']}")
+    for record in (r for r in records if r["kind"] == "absent"):
+        print(f"NOT TRIED: {record['variant']}: {record['why']}")
     late = percentile([r["late_us"] for r in runs], 0.95) / 1000 if runs else 0
     print(f"in 95 of 100 runs, no packet was sent more than {late:.1f} ms late")
     for name in cases.ALL:

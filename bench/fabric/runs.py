@@ -130,6 +130,19 @@ def run_together(places, names, runs, results):
             done.result()
 
 
+def start(wanted, wiring, folder, programs, results):
+    """Makes the beds. Notes the variants that can't be started, as with a ufdd that knows no checks."""
+    places = []
+    for variant in wanted:
+        try:
+            places.append(Place(variant, wiring, folder, programs))
+        except Error as error:
+            results.add({"kind": "absent", "variant": variant, "why": str(error).splitlines()[0]})
+    if not places:
+        raise Error("no variant could be started; see the logs")
+    return places
+
+
 def run(wanted, names, runs, folder, programs, results):
     """Tries the cases, on beds for each wiring."""
     be_punctual()
@@ -138,7 +151,7 @@ def run(wanted, names, runs, folder, programs, results):
         beds = [v for v in wanted if any(v in cells(name, [v]) for name in here)]
         if not beds:
             continue
-        places = [Place(variant, wiring, folder, programs) for variant in beds]
+        places = start(beds, wiring, folder, programs, results)
         for label, method in (("alone", run_alone), ("together", run_together)):
             tried = [name for name in here if cases.ALL[name].alone == (label == "alone")]
             if tried:

@@ -6,10 +6,12 @@ import pathlib
 import shutil
 import signal
 import subprocess
+import sys
 import time
 
 from bed import DESTINATION, HOST, Error
 
+HERE = pathlib.Path(__file__).resolve().parent
 BFD = "interface \"*\" { min rx interval 100 ms; min tx interval 100 ms; multiplier 3; };"
 
 
@@ -99,6 +101,49 @@ class Ufdd(Nothing):
         self.process.terminate()
         self.process.wait()
         self.restart()
+
+
+class UfddBfd(Ufdd):
+    """ufdd with a check of the BFD session that BIRD has over the uplink."""
+
+    title = "ufdd + BFD check"
+    checks = '[[check]]\nname = "bfd"\nuplinks = ["uplink1"]\nkind = "reported"\nrise = 1\nfall = 1\n'
+
+    def begin(self):
+        self.bird = None
+        for name, link, neighbour in (("leaf1", "uplink1", "10.2.11.2"), ("spine1", "leaf1", "10.2.11.1")):
+            config = self.folder / f"{name}.conf"
+            config.write_text(
+                f"log stderr all; router id 10.9.9.{len(name)}; protocol device {{ }}\n"
+                f'protocol bfd {{ {BFD} neighbor {neighbour} dev "{link}"; }}\n'
+            )
+        start_bird(self, "spine1")
+        super().begin()
+        ufdctl, status = self.programs.our("ufdctl"), self.folder / "status"
+        self.leaf.start(
+            [sys.executable, HERE / "report-bfd", self.folder / "leaf1.ctl", "10.2.11.2", ufdctl, status, "bfd"],
+            self.folder / "report.log",
+        )
+
+    def forget(self):
+        super().forget()
+        self.bird.kill()
+        self.bird.wait()
+
+    def restart(self, wait=True):
+        if not self.bird or self.bird.poll() is not None:
+            self.bird = start_bird(self, "leaf1")
+        super().restart(wait)
+
+
+class UfddNeighbour(Ufdd):
+    """ufdd with a check that has the kernel probe the neighbour, and that takes 300 ms to fail."""
+
+    title = "ufdd + neighbour check"
+    checks = (
+        '[[check]]\nname = "neighbour"\nuplinks = ["uplink1"]\nkind = "neighbour"\naddress = "10.2.11.2"\n'
+        "interval = 0.1\nfall = 2\ntimeout = 0.1\n"
+    )
 
 
 class Networkd(Nothing):
@@ -196,12 +241,14 @@ class BgpBfd(Bgp):
 ALL = {
     "nothing": Nothing,
     "ufdd": Ufdd,
+    "ufdd-bfd": UfddBfd,
+    "ufdd-neighbour": UfddNeighbour,
     "networkd": Networkd,
     "networkd-tuned": NetworkdTuned,
     "bgp": Bgp,
     "bgp-bfd": BgpBfd,
 }
-OURS = ("ufdd",)
+OURS = ("ufdd", "ufdd-bfd", "ufdd-neighbour")
 
 
 def unpack_bird(peers):
