@@ -97,9 +97,10 @@ class Ufdd(Nothing):
         shutil.rmtree(self.folder / "state", ignore_errors=True)
 
     def refresh(self):
-        # A later failure would be answered with a longer recovery_delay.
+        # The next failure finds the delays and the checks as they are after a boot.
         self.process.terminate()
         self.process.wait()
+        Ufdd.forget(self)
         self.restart()
 
 
@@ -142,7 +143,7 @@ class UfddNeighbour(Ufdd):
     title = "ufdd + neighbour check"
     checks = (
         '[[check]]\nname = "neighbour"\nuplinks = ["uplink1"]\nkind = "neighbour"\naddress = "10.2.11.2"\n'
-        "interval = 0.1\nfall = 2\ntimeout = 0.1\n"
+        "interval = 0.11\nfall = 2\ntimeout = 0.08\n"
     )
 
 
