@@ -106,6 +106,8 @@ OwnedLinks::take( Link const& link, OwnedLink owned ) {
    bool const isSameHardware = owned.address != 0 && owned.address == link.address;
    if ( isRenamed && !isSameHardware )
       return log_.line( what + ", but is gone: " + text( link.name ) + " is another interface" );
+   if ( !owned.isApplied( link ) && owned.means == LinkRequest::Means::adminDown )
+      foundOpen_.insert( link.index );
    if ( !owned.isApplied( link ) )
       return log_.line( what + " and opened by someone else since" );
    // Another link may have this index and name now, and somebody else has shut it.

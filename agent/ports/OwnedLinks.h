@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <map>
+#include <set>
 #include <span>
 #include <vector>
 
@@ -36,6 +37,9 @@ class OwnedLinks {
    auto begin() const { return owned_.begin(); }
    auto end() const { return owned_.end(); }
    std::size_t count() const { return owned_.size(); }
+   // Returns true if a former process set the link administratively down, and others had set it up
+   // when this one began.
+   bool wasFoundOpen( std::uint32_t index ) const { return foundOpen_.contains( index ); }
 
    // Replaces the one of the same index.
    void insert( OwnedLink const& owned );
@@ -87,7 +91,8 @@ class OwnedLinks {
    std::map< std::uint32_t, OwnedLink > overrides_;
    // During adoption, the links that a former process recorded, by index.
    std::multimap< std::uint32_t, OwnedLink > recalled_;
-   bool isChanged_ = true; // Since remember().
+   std::set< std::uint32_t > foundOpen_; // See wasFoundOpen().
+   bool isChanged_ = true;               // Since remember().
    int error_ = 0;
 };
 

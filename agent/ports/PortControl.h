@@ -57,6 +57,8 @@ class PortControl final : public LinkDirectory::Listener {
    bool hasUnreadRecord() const { return owned_.hasUnreadRecord(); }
    // Returns true if the link is ours and was set administratively down.
    bool wasSetDown( std::uint32_t index ) const;
+   // See OwnedLinks.
+   bool wasFoundOpen( std::uint32_t index ) const { return owned_.wasFoundOpen( index ); }
    // Returns true if a link of the port is ours or overridden.
    bool isOursOrOverridden( Kelnet::IntfId port );
    // The results of act() and openAll() since the last call.

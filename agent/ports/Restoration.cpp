@@ -108,7 +108,12 @@ Restoration::recall() {
       Link const* const link = links_.link( port.index );
       bool const isSame = link && !link->isOtherThan( port.address ) &&
                           ( link->name == port.name || link->address == port.address );
-      if ( isSame && ( port.isOwed || wasSetDown( port.index ) ) )
+      // The record may be older than the last act of the former process.
+      bool const wasShut =
+          wasSetDown( port.index ) || anyBelow( port.index, [ this ]( std::uint32_t at ) {
+             return ports_.wasFoundOpen( at );
+          } );
+      if ( isSame && ( port.isOwed || wasShut ) )
          owe( port.index, port.settings );
    }
 }
