@@ -190,8 +190,9 @@ SimulatedKernel::act( SimulatedLink& link, LinkRequest& request ) {
    link.ours = !adminUp && ( link.ours || link.adminUp );
    link.oursByPd = protoDown && ( link.oursByPd || !link.protoDown );
    link.isUnclear &= !adminUp;
-   link.adminUp = adminUp;
    link.protoDown = protoDown;
+   if ( std::exchange( link.adminUp, adminUp ) != adminUp )
+      handleAdmin( link );
    carriersFollow( link );
    tell( link );
 }
@@ -307,9 +308,11 @@ SimulatedKernel::set( std::string const& name, bool adminUp ) {
    SimulatedLink& link = links_.at( name );
    if ( adminUp && !link.adminUp )
       link.openings.push_back( Zet::now() );
-   link.adminUp = adminUp;
+   bool const isChanged = std::exchange( link.adminUp, adminUp ) != adminUp;
    link.ours &= !adminUp;
    link.isUnclear &= !adminUp;
+   if ( isChanged )
+      handleAdmin( link );
    update( name );
 }
 

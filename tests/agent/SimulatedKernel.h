@@ -91,6 +91,8 @@ class SimulatedKernel : public LinkSource, public LinkControl {
    std::set< std::string > existed, wereUp;
    // Called before each act and between the parts of a dump, where anything can happen.
    std::function< void() > meanwhile = [] {};
+   // Called after a link was set up or down.
+   std::function< void( SimulatedLink const& ) > handleAdmin = []( auto const& ) {};
 
  private:
    struct Dump {

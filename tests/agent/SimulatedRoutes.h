@@ -5,7 +5,7 @@
 namespace Ufdd {
 
 // Stands in for the kernel's routes.
-class SimulatedRoutes final : public RouteSource {
+class SimulatedRoutes : public RouteSource {
  public:
    void follow( std::span< Prefix const > ) override {}
    void listenerIs( RouteListener& listener ) override { listener_ = &listener; }
@@ -50,7 +50,7 @@ class SimulatedRoutes final : public RouteSource {
    std::vector< LinkSetting > restored;
    bool isBeingRead = false;
 
- private:
+ protected:
    RouteListener* listener_ = nullptr;
    RouteTable table_;
 };

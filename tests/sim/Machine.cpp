@@ -22,10 +22,23 @@ constexpr int refusals[] = { EPERM, EBUSY, ENODEV, ENOBUFS, ETIMEDOUT, 0 };
 Machine::Machine() {
    kernel.lossInterval = 1;
    kernel.room = 20;
+   kernel.handleAdmin = [ this ]( auto const& link ) { routes.handleAdmin( link ); };
    for ( char const* const name : names )
       create( name, 0b1100 );
    kernel.add( "m9" );
    kernel.meanwhile = store.meanwhile = orders.meanwhile = [ this ] { race(); };
+}
+
+bool
+Machine::isOwed( std::uint32_t link, StaticRoutes::Kept const& kept ) const {
+   auto const isHeld = [ & ]( Ufdd::OwnedLink const& owned ) {
+      return owned.index == link && owned.means == Ufdd::LinkRequest::Means::adminDown;
+   };
+   return std::ranges::any_of( settings.all, [ & ]( Ufdd::PortSettings const& port ) {
+      return port.index == link &&
+             std::ranges::count( port.settings, kept.payload, &Ufdd::LinkSetting::payload ) > 0 &&
+             ( port.isOwed || std::ranges::any_of( store.links, isHeld ) );
+   } );
 }
 
 bool
@@ -53,7 +66,10 @@ Machine::boot( unsigned int carriers ) {
       link.cable = carriers % 2;
       carriers /= 2;
       link.carrier = false;
+      if ( routes.links.contains( link.index ) )
+         routes.add( link.index, true );
    }
+   settings.all.clear();
    kernel.existed.clear();
    kernel.wereUp.clear();
    for ( auto const& [ name, link ] : kernel.links() )
@@ -94,6 +110,9 @@ void
 Machine::look() {
    std::set< std::string > const up = upLinks();
    upOnce.insert( up.begin(), up.end() );
+   for ( auto const& [ name, link ] : kernel.links() )
+      if ( link.isUnclear && routes.links.contains( link.index ) )
+         routes.links.at( link.index ).fate = StaticRoutes::Fate::unclear;
    std::erase_if( upAlways, [ & ]( std::string const& name ) { return !up.contains( name ); } );
 }
 
@@ -175,6 +194,9 @@ Machine::apply( Event const& event ) {
       link.toldAt = std::min( link.toldAt, Zet::now() );
    } else if ( verb == "admin" ) {
       admin( name, on );
+      // Others may bring the route back with the link.
+      if ( on && event.b % 4 == 3 && routes.links.contains( link.index ) )
+         routes.add( link.index, false );
    } else if ( verb == "protoDown" && link.hasProtoDown ) {
       protoDown( name, event.b );
    } else if ( verb == "slip" ) {
@@ -184,6 +206,7 @@ Machine::apply( Event const& event ) {
    } else if ( verb == "remove" ) {
       if ( route == link.index )
          routeIs( 0 );
+      routes.handleGone( link.index );
       kernel.remove( name );
    } else if ( verb == "route" ) {
       routeIs( on ? link.index : 0 );
@@ -202,7 +225,7 @@ Machine::apply( Event const& event ) {
 void
 Machine::routeIs( std::uint32_t link ) {
    route = link;
-   routes.routeIs( {}, link );
+   routes.defaultIs( link );
 }
 
 // Gives the alternative name "safe" to that link, or to none.
@@ -247,6 +270,8 @@ Machine::create( std::string const& name, unsigned int how ) {
    link.hasProtoDown = name == "d1" || name == "d2" || name == "m1";
    link.slips = name == "d2";
    link.isLag = name == "d3";
+   if ( name[ 0 ] == 'd' && link.adminUp )
+      routes.add( link.index, true );
    if ( name == "x3" )
       link.altNames = { "u3" };
    if ( ( name == "m0" || name == "m1" ) && how & 8 )
@@ -303,6 +328,17 @@ Machine::handleKilled() {
       // A link that could not be recorded is lost to the next daemon. The daemon has logged that.
       link.ours &= !lacksRecord() || ( owned && owned->isApplied( link ) );
       link.oursByPd |= lacksRecord() || owned;
+   }
+   forgetUnrecordedRoutes();
+}
+
+void
+Machine::forgetUnrecordedRoutes() {
+   for ( auto& [ index, kept ] : routes.links ) {
+      bool const mayReturn = isOwed( index, kept );
+      kept.mayReturn |= mayReturn;
+      if ( kept.fate == ( mayReturn ? StaticRoutes::Fate::others : StaticRoutes::Fate::ours ) )
+         kept.fate = StaticRoutes::Fate::unclear;
    }
 }
 

@@ -5,9 +5,9 @@
 #include "tests/agent/OrdersInMemory.h"
 #include "tests/agent/SettingsInMemory.h"
 #include "tests/agent/SimulatedKernel.h"
-#include "tests/agent/SimulatedRoutes.h"
 #include "tests/agent/StoreInMemory.h"
 #include "tests/sim/Schedule.h"
+#include "tests/sim/StaticRoutes.h"
 
 #include <deque>
 #include <set>
@@ -33,6 +33,8 @@ class Machine {
    // The daemon was killed and opened nothing. The next one believes the record, even about links
    // that others have shut.
    void handleKilled();
+   // The next daemon can put back only what is recorded.
+   void forgetUnrecordedRoutes();
 
    // Has the default route leave by that link, or by none if there is no such link.
    void routeIs( std::uint32_t link );
@@ -65,11 +67,14 @@ class Machine {
    // Returns true if acts on the link are done, but answered with an error.
    static bool losesAnswers( Ufdd::SimulatedLink const& link );
 
+   // Returns true if the next daemon would put the route back once the link is open.
+   bool isOwed( std::uint32_t link, StaticRoutes::Kept const& kept ) const;
+
    // Returns true if links may be ours that are not recorded.
    bool lacksRecord() const { return store.hasFailed || store.wasRemoved; }
 
    Ufdd::SimulatedKernel kernel;
-   Ufdd::SimulatedRoutes routes;
+   StaticRoutes routes{ kernel.violations };
    std::uint32_t route = 0; // The index of the link by which the default route leaves; or 0.
    Ufdd::SettingsInMemory settings;
    Ufdd::StoreInMemory store;

@@ -42,6 +42,7 @@ World::Clock::~Clock() {
 
 World::World( std::uint64_t seed )
     : seed_( seed ), config_( PlainConfig( seed ) ), readers_( socketPath() ) {
+   machine_.routes.delay = static_cast< double >( seed % 3 ) * 0.3;
    pass( 1 );
    start();
 }
@@ -106,6 +107,9 @@ World::start() {
       process_->server.listen();
       process_->agent.start( Ufdd::parseConfig( config_.toml(), "toml" ) );
    } );
+   // It may have been removed in the midst of the start.
+   if ( machine_.settings.wasLost )
+      machine_.forgetUnrecordedRoutes();
    turn();
    readers_.connect();
 }
@@ -232,8 +236,10 @@ World::apply( Event const& event ) {
       return machine_.applyMeanwhile( event );
    if ( verb == "kill" || verb == "stop" || verb == "boot" ) {
       run( [ & ] {
-         if ( process_ && verb == "stop" )
+         if ( process_ && verb == "stop" ) {
             process_->agent.openAll();
+            process_->agent.restoreAll( true );
+         }
       } );
       kill();
    }
@@ -436,6 +442,23 @@ World::check( Oracle const& oracle ) {
                        [ this ]( std::string const& name ) { return machine_.exists( name ); } );
    complain( oracle.complaint() );
    checkStatus( oracle );
+   if ( oracle.isSettled() )
+      checkRoutes();
+}
+
+// Checks that each route that the daemon has made the kernel drop is back, or on record.
+void
+World::checkRoutes() {
+   for ( auto const& [ name, link ] : machine_.kernel.links() ) {
+      auto const at = machine_.routes.links.find( link.index );
+      if ( at == machine_.routes.links.end() )
+         continue;
+      StaticRoutes::Kept& kept = at->second;
+      bool const isOwed = machine_.isOwed( link.index, kept );
+      if ( kept.fate == StaticRoutes::Fate::ours && ( link.adminUp || !isOwed ) )
+         complain( name + " has lost its route" + ( isOwed ? "" : ", and no record knows it" ) );
+      kept.mayReturn = isOwed;
+   }
 }
 
 void
@@ -557,6 +580,8 @@ void
 World::stop() {
    if ( !process_->agent.openAll() )
       complain( "not all ports can be opened" );
+   process_->agent.restoreAll( true );
+   checkRoutes();
    kill();
    for ( auto const& [ name, link ] : machine_.kernel.links() )
       if ( link.ours || link.hasProtoDownReason( Ufdd::Link::usualReason ) )

@@ -49,6 +49,7 @@ class World : private Ufdd::Log {
                                Ufdd::OrderBook const& before ) const;
    void rest();
    void check( Oracle const& oracle );
+   void checkRoutes();
    void change();
    void restart();
    void flap( std::string const& uplink );
