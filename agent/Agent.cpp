@@ -186,6 +186,15 @@ Agent::handleConfigured( ConfigFile const& config ) {
    state_->refusalTimeIs( 0 );
    state_->refusalIs( {} );
    state_->detectionIs( config.detection.modeText() );
+   std::vector< Zet::Name > former;
+   state_->protectMembers().forEach( [ & ]( auto const& name ) {
+      if ( std::ranges::count( config.protect, name.zetKey().view() ) == 0 )
+         former.push_back( name.zetKey() );
+   } );
+   for ( Zet::Name const& name : former )
+      state_->protectDel( name );
+   for ( std::string const& name : config.protect )
+      state_->protectIs( Zet::Name( name ), true );
    stateWriter_.configure();
 }
 

@@ -60,6 +60,9 @@ agentJson( State const& agent, Moment const& now ) {
    for ( char const* const limit : State::reactionLimits )
       reactions[ limit ] = agent.reactions( limit );
    object[ "reactions" ] = std::move( reactions );
+   Json& protect = object[ "protect" ] = Json::array();
+   agent.protectMembers().forEach(
+       [ & ]( auto const& name ) { protect.push_back( std::string( name.zetKey().view() ) ); } );
    return object;
 }
 

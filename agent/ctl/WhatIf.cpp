@@ -102,15 +102,15 @@ verdictsOf( std::vector< std::string > const& checks, View const& view ) {
 
 WhatIf::WhatIf( View const& view, Question const& question ) : view_( view ) {
    ImaginedDetector detector;
-   // As the file says now: the status does not tell what is protected.
-   std::string const path( view.agent->configFile().view() );
-   if ( question.file.empty() )
+   if ( question.file.empty() ) {
       detector.configure( view );
-   else
-      detector.configure( readValid( question.file ), view );
-   for ( std::string const& name :
-         readConfig( question.file.empty() ? path : question.file ).protect )
-      protected_.insert( name );
+      view.agent->protectMembers().forEach(
+          [ this ]( auto const& name ) { protected_.emplace( name.zetKey().view() ); } );
+   } else {
+      ConfigFile const file = readValid( question.file );
+      detector.configure( file, view );
+      protected_.insert( file.protect.begin(), file.protect.end() );
+   }
    setLinks( detector, question );
    for ( View::Port const& port : view.ports )
       if ( port->order() == OrderKind::down )

@@ -26,6 +26,7 @@ class State : public Notify::LoggedEntity< State > {
    using NotifieeList = Zet::ListRaw< NotifieeConst >;
    using ZetReactions = Notify::ValueMember< Zet::Name, unsigned int, struct ReactionsTag >;
    using ZetLogLines = Notify::ValueMember< Zet::Name, unsigned int, struct LogLinesTag >;
+   using ZetProtect = Notify::ValueMember< Zet::Name, bool, struct ProtectTag >;
 
    explicit State( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
 
@@ -77,6 +78,19 @@ class State : public Notify::LoggedEntity< State > {
    void detectionIs( Zet::String8 detection ) {
       attributeIs< &State::detection >( detection_, std::move( detection ) );
    }
+
+   // The names of the interfaces that are never shut, as the configuration has them. A key that is
+   // absent is false.
+   bool protect( Zet::Name name ) const { return protect_.value( name ); }
+   void protectIs( Zet::Name name, bool isProtected ) {
+      protect_.valueIs( *this, name, isProtected );
+   }
+   bool protectDel( Zet::Name name ) { return protect_.valueDel( *this, name ); }
+   void protectNotify( Zet::Name name, Zet::Ptr< ZetProtect > const& ) {
+      notify< &State::protect >( name );
+   }
+   using Protect = Notify::ValueCollection< &State::protectNotify >;
+   Protect::Members const& protectMembers() const { return protect_.members(); }
 
    // Counters since ufdd was started. Each wraps after 2^32 - 1.
    //
@@ -231,6 +245,7 @@ class State : public Notify::LoggedEntity< State > {
    Zet::String8 refusal_;
    double confirmTime_ = 0;
    Zet::String8 detection_;
+   Protect protect_;
    unsigned int overruns_ = 0;
    unsigned int foundByAsking_ = 0;
    unsigned int acts_ = 0;
@@ -252,7 +267,7 @@ class State : public Notify::LoggedEntity< State > {
 
 class State::NotifieeConst
     : public Notify::EntityNotifiee< State, Zet::Entity::NotifieeConst, Zet::Name, Zet::Name,
-                                     Zet::Name, Zet::Name, Zet::Name, Zet::Name > {
+                                     Zet::Name, Zet::Name, Zet::Name, Zet::Name, Zet::Name > {
  public:
    virtual void onVersion() {}
    virtual void onStartTime() {}
@@ -282,6 +297,7 @@ class State::NotifieeConst
    virtual void onDroppedLogLines() {}
    virtual void onConfirmTime() {}
    virtual void onCheck( Zet::Name ) {}
+   virtual void onProtect( Zet::Name ) {}
 };
 
 // Makes the types of this room known to introspection, and gives their objects generic interfaces.
@@ -335,6 +351,8 @@ template <> struct Notify::Description< Ufdd::State > {
       Scalar< &T::confirmTime, &T::confirmTimeIs, &N::onConfirmTime >{ 284, "confirmTime" },
       EntityCollectionRow< &T::check, &T::checkMembers, &T::checkIs, &T::checkDel, &N::onCheck >{
           285, "check" },
+      ValueCollectionRow< &T::protect, &T::protectMembers, &T::protectIs, &T::protectDel,
+                          &N::onProtect >{ 286, "protect" },
    };
 };
 

@@ -42,6 +42,8 @@ TEST_F( AgentTest, neverShutsAProtectedLink ) {
    kernel.link( "d1" ).refusal = EBUSY;
    file.protect = { "mgmt0" };
    agent->reload( file, "f" );
+   EXPECT_TRUE( agent->roots().state->protect( "mgmt0" ) );
+   EXPECT_FALSE( agent->roots().state->protect( "safe" ) );
    EXPECT_NE( takeLines().find( "port d1 can't be opened: Device or resource busy" ),
               std::string::npos );
    pass( 3 );

@@ -291,6 +291,12 @@ server3  shut at once    rack2 down
 
 Nothing was changed.
 )"[ 1 ] );
+   // What the configuration in force protects, whatever the file says by now.
+   roots.state->protectIs( "server3", true );
+   EXPECT_NE( ask( { .down = { "uplink3", "uplink4" }, .up = {}, .file = "" } )
+                  .find( "\nserver3  left alone  rack2 down, but it is protected\n" ),
+              std::string::npos );
+   roots.state->protectDel( "server3" );
    roots.state->group( "rack2" )->modeIs( GroupMode::dryRun );
    EXPECT_EQ( ask( { .down = { "uplink3", "uplink4" }, .up = { "uplink2" }, .file = "" } ), &R"(
 GROUP  NOW   THEN  UPLINKS
