@@ -39,7 +39,7 @@ Follower::roots() const {
 // Begins with an empty replica. What a former ufdd sent says nothing about this one.
 bool
 Follower::connect() {
-   session_ = std::make_unique< Session >( socket_ );
+   session_ = std::make_unique< Session >( socket_, program_ );
    auto const hindrance = session_->stream.connect();
    return hindrance && lose( *hindrance );
 }
@@ -68,7 +68,8 @@ Follower::lose( std::string const& reason ) {
    session_.reset();
    connectAt_ = Zet::now() + pause;
    if ( std::exchange( told_, reason ) != reason )
-      std::cerr << "ufdctl: " << printable( reason ) << "; trying again every second" << std::endl;
+      std::cerr << program_ << ": " << printable( reason ) << "; trying again every second"
+                << std::endl;
    return true;
 }
 

@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace Ufdd {
 
@@ -15,8 +16,9 @@ class Follower {
    // The number of seconds between two tries to connect.
    static constexpr double pause = 1;
 
-   // Borrows: socket, the path at which ufdd serves.
-   explicit Follower( std::string const& socket ) : socket_( socket ) {}
+   // Borrows: socket, the path at which ufdd serves. `program` is what the log calls this process.
+   explicit Follower( std::string const& socket, std::string program = "ufdctl" )
+       : socket_( socket ), program_( std::move( program ) ) {}
 
    // Connects for the first time, and waits at most a second for ufdd's answer.
    void begin();
@@ -32,7 +34,8 @@ class Follower {
 
  private:
    struct Session {
-      explicit Session( std::string const& socket ) : stream( socket, replica ) {}
+      Session( std::string const& socket, std::string const& program )
+          : stream( socket, replica, program ) {}
 
       StatusReplica replica;
       StatusStream stream;
@@ -44,6 +47,7 @@ class Follower {
    bool lose( std::string const& reason );
 
    std::string const& socket_;
+   std::string const program_;
    std::unique_ptr< Session > session_; // Null while ufdd can't be reached.
    double connectAt_ = 0;               // By Zet::now(), while there is no session.
    std::string told_;                   // Why ufdd can't be reached, as last logged.

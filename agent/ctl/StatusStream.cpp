@@ -25,15 +25,17 @@ isSocket( std::string const& path ) {
 }
 
 std::string
-remedy( int error, std::string const& path, std::string const& option ) {
+remedy( int error, std::string const& path, std::string const& option,
+        std::string const& program ) {
    switch ( error ) {
    case ENOENT:
-      return "start ufdd, or give ufdctl the same " + option + " as ufdd";
+      return "start ufdd, or give " + program + " the same " + option + " as ufdd";
    case ECONNREFUSED:
-      return isSocket( path ) ? "ufdd ended without removing it; start ufdd"
-                              : "it is not a socket; give ufdctl the same " + option + " as ufdd";
+      return isSocket( path )
+                 ? "ufdd ended without removing it; start ufdd"
+                 : "it is not a socket; give " + program + " the same " + option + " as ufdd";
    case EACCES:
-      return "run ufdctl as root, or as a member of the group that owns the socket";
+      return "run " + program + " as root, or as a member of the group that owns the socket";
    default:
       return "see whether ufdd is running and what it logs";
    }
@@ -42,9 +44,10 @@ remedy( int error, std::string const& path, std::string const& option ) {
 } // namespace
 
 std::string
-unreachableText( std::string const& path, int error, std::string const& option ) {
+unreachableText( std::string const& path, int error, std::string const& option,
+                 std::string const& program ) {
    return "can't reach ufdd at " + path + ": " + std::generic_category().message( error ) + "; " +
-          remedy( error, path, option );
+          remedy( error, path, option, program );
 }
 
 std::optional< std::string >
@@ -52,7 +55,7 @@ StatusStream::connect() {
    replica_.begin();
    socket_ = unixStreamTo( path_ );
    if ( !socket_ )
-      return unreachableText( path_, errno, "--socket" );
+      return unreachableText( path_, errno, "--socket", program_ );
    auto const hello = replica_.hello();
    // Errors are ignored here: if the peer has closed already, receive() finds out.
    send( socket_.fd(), hello.data(), hello.size(), MSG_NOSIGNAL );
@@ -93,8 +96,8 @@ StatusStream::receive( double seconds ) {
       return Received::end;
    if ( !replica_.receive( { bytes.data(), static_cast< std::size_t >( size ) } ) )
       throw Failure( ExitStatus::failure, "can't read the status from " + path_ + ": " +
-                                              replica_.error() +
-                                              "; use ufdd and ufdctl of the same version" );
+                                              replica_.error() + "; use ufdd and " + program_ +
+                                              " of the same version" );
    return Received::bytes;
 }
 

@@ -5,15 +5,16 @@
 
 #include <optional>
 #include <string>
+#include <utility>
 
 namespace Ufdd {
 
 // Connects to ufdd and feeds a replica of its Status.
 class StatusStream {
  public:
-   // Borrows: both.
-   StatusStream( std::string const& path, StatusReplica& replica )
-       : path_( path ), replica_( replica ) {}
+   // Borrows: path, replica. `program` is what texts call this process.
+   StatusStream( std::string const& path, StatusReplica& replica, std::string program = "ufdctl" )
+       : path_( path ), replica_( replica ), program_( std::move( program ) ) {}
 
    // Connects, and drops an earlier connection. Returns why that failed, with the remedy; or
    // nothing.
@@ -37,10 +38,12 @@ class StatusStream {
 
    std::string const& path_;
    StatusReplica& replica_;
+   std::string const program_;
    Descriptor socket_;
 };
 
 // Returns why ufdd can't be reached at the path, with the remedy. `option` sets the path.
-std::string unreachableText( std::string const& path, int error, std::string const& option );
+std::string unreachableText( std::string const& path, int error, std::string const& option,
+                             std::string const& program = "ufdctl" );
 
 } // namespace Ufdd
