@@ -12,10 +12,10 @@ if ! command -v systemd-analyze >/dev/null; then
 fi
 scratch=$(mktemp -d)
 trap 'rm -rf "$scratch"' EXIT
-units="ufdd.service ufdd-release.service ufdd-metrics.service"
+units="ufdd.service ufdd-release.service ufdd-metrics.service ufdd-checks.service"
 for unit in $units; do
   # Runs the program from the build folder, whatever the prefix for the installation is.
-  sed -E "s|^(ExecStart=)[^ ]*(/ufdd\|/ufdctl) |\1$build/bin\2 |" "$build/packaging/$unit" >"$scratch/$unit"
+  sed -E "s|^(ExecStart=)[^ ]*(/ufdd-checks\|/ufdd\|/ufdctl)|\1$build/bin\2|" "$build/packaging/$unit" >"$scratch/$unit"
   grep -q "^ExecStart=$build/bin/ufd" "$scratch/$unit"
 done
 cp "$(dirname "$0")/../../packaging/ufdd-metrics.socket" "$scratch"
