@@ -82,6 +82,8 @@ optionsOf() { sed -nE 's/^ +(-[a-zA-Z0-9],)?(--[a-z-]+).*/\2/p' <<<"$1"; }
 optionsOn() { grep -oE -- '\*--[a-z-]+\*' "$man/$1.scd" | tr -d '*'; }
 help=$("$bin/ufdd" --help)
 same ufdd.8 options "$(optionsOf "$help")" "$(optionsOn ufdd.8)"
+help=$("$bin/ufdd-checks" --help)
+same ufdd-checks.8 options "$(optionsOf "$help")" "$(optionsOn ufdd-checks.8)"
 help=$("$bin/ufdctl" --help)
 commands=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z-]\+\) .*/\1/p' <<<"$help")
 same ufdctl.8 commands "$commands" \
@@ -92,7 +94,7 @@ same ufdctl.8 options "$(optionsOf "$help")" "$(optionsOn ufdctl.8)"
 idsIn() { grep -oE '\b[0-9a-f]{32}\b' "$1"; }
 same ufdd.8 "message ids" "$(idsIn "$source/agent/base/JournalLog.cpp")" "$(idsIn "$man/ufdd.8.scd")"
 
-for page in ufdd.8 ufdctl.8 ufdd.toml.5; do
+for page in ufdd.8 ufdctl.8 ufdd-checks.8 ufdd.toml.5; do
   scdoc <"$man/$page.scd" >"$scratch/$page"
   warnings=$(LC_ALL=C.UTF-8 MANWIDTH=80 man --warnings --local-file -Tutf8 -Z "$scratch/$page" 2>&1 >/dev/null)
   [[ -z $warnings ]] || complain "$warnings"
