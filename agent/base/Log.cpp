@@ -20,7 +20,7 @@ syslogLevelOf( LogEvent::Id id ) noexcept {
    case LogEvent::portOpened:
    case LogEvent::configuration:
    case LogEvent::order:
-   case LogEvent::check:
+   case LogEvent::uplinkCheck:
       return 5;
    case LogEvent::portShut:
    case LogEvent::trouble:

@@ -30,7 +30,7 @@ UplinkChecks::configure( std::vector< CheckSettings > const& checks, double mass
       auto const at = entries_.find( name );
       bool const isGone = at == entries_.end();
       if ( isGone || !at->second.check.settings().asksAs( entry.check.settings() ) )
-         log_.event( { .id = LogEvent::check },
+         log_.event( { .id = LogEvent::uplinkCheck },
                      "check " + name +
                          ( isGone ? " ends: it is not in the configuration any more"
                                   : " begins anew: what it asks has changed" ) +
@@ -111,7 +111,7 @@ UplinkChecks::tell( Entry const& entry, CheckVerdict before, bool wasUp ) {
       text = named + " passes" + because + ", " + std::to_string( check.run() ) + " in a row";
    else
       text = check.failure();
-   log_.event( { .id = LogEvent::check }, subject + text );
+   log_.event( { .id = LogEvent::uplinkCheck }, subject + text );
 }
 
 void
