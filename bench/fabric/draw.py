@@ -37,22 +37,20 @@ def typical(runs):
     return next(r for r in runs if lost(r) == middle)
 
 
-def in_bins(record):
-    """Returns how many packets arrived in each bin, and how many were lost that were sent in it."""
-    counts = record["arrived"]
-    arrived = [sum(counts[i : i + JOINED]) for i in range(0, len(counts) - JOINED + 1, JOINED)]
-    gone = [0.0] * len(arrived)
+def lost_in_bins(record):
+    """Returns how many packets were lost that were sent in each bin."""
+    bins = [0] * (len(record["arrived"]) // JOINED)
     for stream, begin, end, count in record["lost"]:
         if stream != "control":
             # Packets in a row were sent at equal distances.
             for n in range(count):
                 at = begin + (end - begin) * n / max(count - 1, 1)
-                gone[min(int(at / 1e6 / (BIN * JOINED)), len(gone) - 1)] += 1
-    return arrived, gone
+                bins[min(int(at / 1e6 / (BIN * JOINED)), len(bins) - 1)] += 1
+    return bins
 
 
 def stairs(counts, begin, end):
-    """Returns when a count changes, since the failure, and to what share of the packets, in a hundred."""
+    """Returns when a count changes, since the failure, and to what share of the packets sent, in a hundred."""
     full = 2 * RATE * BIN * JOINED
     times, shares = [], []
     for i, count in enumerate(counts):
@@ -69,10 +67,10 @@ def draw_strip(axes, variant, runs, end):
     """Draws a typical run. Returns when its marks were, in seconds since the failure."""
     record = typical(runs)
     begin = record["marks"]["fails"]
-    arrived, gone = in_bins(record)
-    axes.fill_between(*stairs(arrived, begin, end), 0, step="post", color=OURS if variant in variants.OURS else OTHERS, linewidth=0)
-    times, shares = stairs(gone, begin, end)
-    axes.fill_between(times, [100 - share for share in shares], 100, step="post", color=LOST, linewidth=0)
+    times, shares = stairs(lost_in_bins(record), begin, end)
+    arrived = [100 - share for share in shares]
+    axes.fill_between(times, arrived, 0, step="post", color=OURS if variant in variants.OURS else OTHERS, linewidth=0)
+    axes.fill_between(times, arrived, 100, step="post", color=LOST, linewidth=0)
     axes.set_ylim(0, 104)
     axes.set_yticks([])
     for side in ("top", "right", "left"):
@@ -90,7 +88,7 @@ def picture(name, row, path):
     about = cases.ALL[name]
     end = about.seconds - about.acts[0][0]
     figure, strips = plt.subplots(len(row), 1, sharex=True, figsize=(9.2, 1.3 + 0.52 * len(row)), squeeze=False)
-    figure.subplots_adjust(left=0.19, right=0.87, top=1 - 0.85 / figure.get_figheight(), bottom=0.42 / figure.get_figheight(), hspace=0.28)
+    figure.subplots_adjust(left=0.225, right=0.88, top=1 - 0.85 / figure.get_figheight(), bottom=0.42 / figure.get_figheight(), hspace=0.28)
     marks = {}
     for axes, (variant, runs) in zip(strips[:, 0], row.items()):
         marks = draw_strip(axes, variant, runs, end)
