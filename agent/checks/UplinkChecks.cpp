@@ -175,7 +175,9 @@ UplinkChecks::askNeighbour( Entry& entry, double now ) {
    Link const* const link = links_.link( settings.uplinks.front() );
    Prefix const& address = *settings.address;
    std::string const text = addressText( address.isV6, address.address );
-   if ( now >= std::exchange( entry.answerBy, now < entry.answerBy ? entry.answerBy : never ) ) {
+   // A question that is still open when the next one is due is judged before: that one begins anew.
+   if ( entry.answerBy != never && now >= std::min( entry.answerBy, entry.askAt ) ) {
+      entry.answerBy = never;
       bool const hasAnswered = neighbours_->hasAnswered( link->index, address );
       take( entry, hasAnswered ? CheckResult::pass : CheckResult::fail,
             hasAnswered ? text + " answers" : "no answer from " + text, now );

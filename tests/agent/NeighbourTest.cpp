@@ -71,6 +71,26 @@ TEST_F( AgentTest, asksTheNeighboursOfUplinksThatHaveTheirCarrier ) {
    EXPECT_EQ( agent->roots().state->check( "gateway" )->verdict(), CheckVerdict::unknown );
 }
 
+TEST_F( AgentTest, judgesANeighbourThatMayTakeAWholeInterval ) {
+   CheckSettings& check = checks.emplace_back();
+   check.name = "gateway";
+   check.kind = CheckSettings::Kind::neighbour;
+   check.uplinks = { Kelnet::IntfId( "u1" ) };
+   check.address = Prefix::readAddress( "10.0.0.1" );
+   check.interval = check.timeout = 0.08;
+   SimulatedNeighbours neighbours;
+   neighbours.areSilent = true;
+   agent->neighboursAre( neighbours );
+   groups = { group( "g", { "u1" }, { "d1" } ) };
+   start();
+   // A turn that is late asks late, and the next one is not.
+   for ( unsigned int i = 0; i < check.fall; ++i ) {
+      simulatedNow = agent->nextTime() + ( i % 2 ? 0 : 0.001 );
+      runTurns();
+   }
+   EXPECT_EQ( takeActs(), " -d1" );
+}
+
 class NeighbourTest : public NetworkTest {};
 
 TEST_F( NeighbourTest, seesThatANeighbourIsSilentWhileTheCarrierStays ) {
