@@ -118,12 +118,12 @@ Machine::look() {
 
 std::set< std::string >
 Machine::recordedFailed() const {
-   std::set< std::string > names;
+   std::set< std::string > uplinks;
    if ( bootStore.record )
       for ( auto const& [ check, isUp ] : bootStore.record->checks )
          if ( !isUp )
-            names.insert( 'u' + check.substr( 1 ) );
-   return names;
+            uplinks.insert( 'u' + check.substr( 1 ) );
+   return uplinks;
 }
 
 Ufdd::OwnedLink const*
