@@ -21,7 +21,7 @@ ServerSocket::listen() {
    try {
       int const operation = socket_ ? EPOLL_CTL_MOD : EPOLL_CTL_ADD;
       if ( !socket_ )
-         socket_.emplace( settings_.path, settings_.words, settings_.group, settings_.isOpen );
+         socket_.emplace( settings_.path, settings_.words, settings_.group );
       control( operation, socket_->fd(), EPOLLIN, nullptr );
       if ( !std::exchange( listenError_, {} ).empty() )
          log_.line( prefix() + "served on " + settings_.path + " now" );

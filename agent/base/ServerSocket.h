@@ -27,8 +27,7 @@ class ServerSocket {
       // The number of clients. The last place is reserved for root.
       std::size_t clientLimit = 0;
       std::optional< gid_t > group = {}; // The owner of the file; see SocketFile.
-      bool isOpen = false;     // Every process may connect: the owner refuses those that may not.
-      bool isExclusive = true; // listen() throws if another process serves the path.
+      bool isExclusive = true;           // listen() throws if another process serves the path.
    };
    // Throws: std::system_error, as ready() does.
    ServerSocket( Settings settings, Log& log );

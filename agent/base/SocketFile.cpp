@@ -16,7 +16,6 @@ namespace {
 
 constexpr mode_t directoryMode = 0750;
 constexpr mode_t socketMode = 0660;
-constexpr mode_t openSocketMode = 0666;
 
 // Keeps the permissions of files made while this exists within `mode`.
 class TightUmask {
@@ -37,14 +36,13 @@ fail( int error, std::string const& what ) {
 
 } // namespace
 
-SocketFile::SocketFile( std::string path, SocketWords words, std::optional< gid_t > group,
-                        bool isOpen )
+SocketFile::SocketFile( std::string path, SocketWords words, std::optional< gid_t > group )
     : path_( std::move( path ) ), words_( std::move( words ) ) {
    unixAddress( path_ );
    makeDirectory();
    lock();
    removeStale();
-   listen( group, isOpen );
+   listen( group );
 }
 
 SocketFile::~SocketFile() {
@@ -105,10 +103,10 @@ SocketFile::removeStale() const {
 }
 
 void
-SocketFile::listen( std::optional< gid_t > group, bool isOpen ) {
+SocketFile::listen( std::optional< gid_t > group ) {
    sockaddr_un const address = unixAddress( path_ );
    listener_ = unixStream();
-   TightUmask const tight( isOpen ? openSocketMode : socketMode );
+   TightUmask const tight( socketMode );
    if ( bind( listener_.fd(), reinterpret_cast< sockaddr const* >( &address ), sizeof address ) <
         0 )
       fail( errno, "can't make " + path_ );

@@ -21,11 +21,11 @@ struct SocketWords {
 class SocketFile {
  public:
    // Replaces a socket's file on which nobody listens any more. The file belongs to `group` if one
-   // is given and this process may give it away, else to the group of this process. If `isOpen`,
-   // its mode is 0666. Throws: std::system_error, with the path and the remedy, when another
-   // process listens there or when the socket can't be made.
+   // is given and this process may give it away, else to the group of this process.
+   // Throws: std::system_error, with the path and the remedy, when another process listens there or
+   // when the socket can't be made.
    explicit SocketFile( std::string path, SocketWords words = {},
-                        std::optional< gid_t > group = std::nullopt, bool isOpen = false );
+                        std::optional< gid_t > group = std::nullopt );
    ~SocketFile();
    SocketFile( SocketFile const& ) = delete;
    SocketFile& operator=( SocketFile const& ) = delete;
@@ -40,7 +40,7 @@ class SocketFile {
    void makeDirectory() const;
    void lock();
    void removeStale() const;
-   void listen( std::optional< gid_t > group, bool isOpen );
+   void listen( std::optional< gid_t > group );
 
    std::string const path_;
    SocketWords const words_;

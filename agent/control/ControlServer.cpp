@@ -43,7 +43,6 @@ ControlServer::ControlServer( Settings settings, Steering& steering, Log& log )
                  .loss = "ufdctl can't steer ufdd",
                  .clientLimit = clientLimit,
                  .group = idOf( admins_ ? admins_ : reporters_ ),
-                 .isOpen = admins_ && reporters_,
                  .isExclusive = false },
                log ) {}
 
