@@ -20,7 +20,7 @@ failedUnits() { inside systemctl list-units --failed --plain --no-legend 'ufdd*'
 
 install || fail "the packages can't be installed"
 units=$(inside dpkg --listfiles ufdd ufdd-metrics | grep '^/lib/systemd/system/.')
-(($(wc -l <<<"$units") == 4)) || fail "the packages have other units: $units"
+(($(wc -l <<<"$units") == 5)) || fail "the packages have other units: $units"
 complaints=$(inside systemd-analyze verify $units 2>&1) && [[ -z $complaints ]] ||
   fail "systemd complains about units: $complaints"
 [[ -z $(failedUnits) ]] || fail "without a configuration, the installation left failed units"
@@ -32,6 +32,17 @@ cat "$scratch/ufdd.toml" | inside sh -c 'cat >/etc/ufdd.toml'
 inside ufdd --check /etc/ufdd.toml >>"$log" 2>&1 || fail "the example is not OK"
 inside systemctl enable --now ufdd >>"$log" 2>&1 || fail "ufdd can't be enabled"
 hasLink || fail "ufdd shut the port though its uplink is up"
+
+printf '%s\n' '[[check]]' 'name = "flag"' 'uplinks = ["u1"]' 'kind = "command"' 'rise = 1' 'fall = 1' \
+  'interval = 0.5' 'command = ["/usr/bin/test", "-e", "/etc/flag"]' | cat "$scratch/ufdd.toml" - |
+  inside sh -c 'cat >/etc/ufdd.toml; touch /etc/flag'
+inside systemctl reload ufdd || fail "a configuration with a check can't be loaded"
+inside rm /etc/flag
+eventually lacksLink || fail "a check that ufdd-checks.service runs does not shut the port"
+inside touch /etc/flag
+eventually hasLink || fail "a check that passes again does not open the port"
+cat "$scratch/ufdd.toml" | inside sh -c 'cat >/etc/ufdd.toml'
+inside systemctl reload ufdd || fail "a configuration without the check can't be loaded"
 
 ip link set u1-far down
 eventually lacksLink || fail "ufdd does not shut the port"
