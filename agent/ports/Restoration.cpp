@@ -120,17 +120,12 @@ Restoration::recall() {
 
 void
 Restoration::handleResults( std::span< PortResult const > results ) {
-   using Kind = PortResult::Kind;
-   for ( auto const& [ kind, answer ] : results ) {
-      bool const isShut = kind == Kind::shut || kind == Kind::shutAgain;
-      // It was shut by an act whose answer was lost, and the source may not have told of that yet.
-      bool const wasShut = ( kind == Kind::opened || kind == Kind::openedAnyway ) &&
-                           !taken_.contains( answer.index );
-      if ( ( isShut || wasShut ) && answer.means == LinkRequest::Means::adminDown ) {
+   for ( auto const& [ kind, answer ] : results )
+      if ( ( kind == PortResult::Kind::shut || kind == PortResult::Kind::shutAgain ) &&
+           answer.means == LinkRequest::Means::adminDown ) {
          ++taken_[ answer.index ];
          isChanged_ = true;
       }
-   }
 }
 
 void
