@@ -125,14 +125,22 @@ Restoration::handleResults( std::span< PortResult const > results ) {
            answer.means == LinkRequest::Means::adminDown ) {
          ++taken_[ answer.index ];
          isChanged_ = true;
-      }
+      } else if ( kind == PortResult::Kind::failed && !answer.up &&
+                  ( answer.error == ENOBUFS || answer.error == ETIMEDOUT ) &&
+                  answer.means == LinkRequest::Means::adminDown )
+         unanswered_[ answer.index ] = Zet::now() + sourcePatience;
 }
 
 void
 Restoration::handleLinkEvent( std::uint32_t link, LinkEvent event ) {
+   bool isOurs = false;
    switch ( event ) {
    case LinkEvent::down:
-      if ( isTaken( link ) || wasSetDown( link ) )
+      if ( auto const at = unanswered_.find( link ); at != unanswered_.end() ) {
+         isOurs = Zet::now() <= at->second;
+         unanswered_.erase( at );
+      }
+      if ( isOurs || isTaken( link ) || wasSetDown( link ) )
          owe( link, routes_.table().settingsThatGoWith( link ) );
       break;
    case LinkEvent::up:
@@ -144,6 +152,7 @@ Restoration::handleLinkEvent( std::uint32_t link, LinkEvent event ) {
       break;
    case LinkEvent::gone:
       taken_.erase( link );
+      unanswered_.erase( link );
       isChanged_ |= owed_.erase( link ) > 0;
       break;
    }

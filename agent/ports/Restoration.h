@@ -91,6 +91,8 @@ class Restoration final : public RouteListener {
    // Links that we have set down, by index, with the number of acts of which the source of routes
    // has not told the end yet.
    std::map< std::uint32_t, unsigned int > taken_;
+   // Until when the source may tell of an act whose answer was lost, by Zet::now(); by index.
+   std::map< std::uint32_t, double > unanswered_;
    bool isChanged_ = false;            // Since the last record.
    std::uint64_t recordedVersion_ = 0; // Of the table.
    std::vector< PortSettings > recorded_;
