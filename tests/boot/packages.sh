@@ -21,7 +21,7 @@ failedUnits() { inside systemctl list-units --failed --plain --no-legend 'ufdd*'
 install || fail "the packages can't be installed"
 units=$(inside dpkg --listfiles ufdd ufdd-metrics | grep '^/lib/systemd/system/.')
 (($(wc -l <<<"$units") == 5)) || fail "the packages have other units: $units"
-complaints=$(inside systemd-analyze verify $units 2>&1) && [[ -z $complaints ]] ||
+complaints=$(inside systemd-analyze --man=no verify $units 2>&1) && [[ -z $complaints ]] ||
   fail "systemd complains about units: $complaints"
 [[ -z $(failedUnits) ]] || fail "without a configuration, the installation left failed units"
 isActive && fail "ufdd runs without a configuration"
