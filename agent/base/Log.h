@@ -22,7 +22,7 @@ struct LogEvent {
       fault,         // ufdd ends because of it, or it is an error in ufdd.
       groupAlarm,    // The group can't do what it is for: uplinks or ports do not exist.
       order,         // An operator ordered something, or an order stands or is over.
-      uplinkCheck,   // What a check has found, or that it begins or ends.
+      uplinkCheck,   // A check has passed or failed, begun or ended.
       checkAlarm,    // All checks fail at once.
    };
    Id id = other;

@@ -9,8 +9,8 @@
 
 namespace Ufdd {
 
-// One check: what it counts as, by its results in a row. Knows nothing of other checks and of
-// links. Times are those of Zet::now().
+// One check. Its results in a row decide whether it counts as up. Knows nothing of other checks and
+// of links. Times are those of Zet::now().
 class UplinkCheck {
  public:
    // Counts as its settings say until its first verdict.
@@ -53,7 +53,7 @@ class UplinkCheck {
    CheckSettings settings_;
    bool isUp_;
    bool hasVerdict_ = false;
-   // Set after handleLoss(), until the next verdict: what it counted as before.
+   // From handleLoss() to the next verdict; `wasUp_` is `isUp_` before the loss.
    bool isLost_ = false, wasUp_ = false;
    CheckResult last_ = CheckResult::none;
    std::string reason_;

@@ -33,7 +33,7 @@ UplinkChecks::configure( std::vector< CheckSettings > const& checks, double mass
          log_.event( { .id = LogEvent::uplinkCheck },
                      "check " + name +
                          ( isGone ? " ends: it is not in the configuration any more"
-                                  : " begins anew: what it asks has changed" ) +
+                                  : " begins anew, because its settings have changed" ) +
                          ( entry.isUp() ? "" : "; its failure counts no more" ) );
    }
    hasNews_ = true;

@@ -111,7 +111,7 @@ class UplinkChecks {
    Mass mass_ = Mass::none;
    double massUntil_ = 0; // When a mass failure counts, by Zet::now().
    double carrierLostAt_ = -never;
-   double dueAt_ = never; // What nextTime() was after the last judge().
+   double dueAt_ = never; // The result of nextTime() after the last judge().
    bool hasNews_ = true;
 };
 

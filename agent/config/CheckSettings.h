@@ -26,7 +26,7 @@ struct CheckSettings {
         { "neighbour", Kind::neighbour },
         { "command", Kind::command } }
    };
-   // What the uplinks count as while the result is unknown.
+   // How the uplinks count while the result is unknown.
    enum class OnUnknown { keep, up, down };
    static constexpr std::array< std::pair< std::string_view, OnUnknown >, 3 > unknowns{
       { { "keep", OnUnknown::keep }, { "up", OnUnknown::up }, { "down", OnUnknown::down } }
@@ -37,7 +37,7 @@ struct CheckSettings {
    std::vector< Kelnet::IntfId > uplinks; // Of a neighbour check, one.
    unsigned int rise = 2;                 // Passes in a row that it takes to be up.
    unsigned int fall = 3;                 // Fails in a row that it takes to be down.
-   bool startsUp = true;                  // What it counts as until its first verdict.
+   bool startsUp = true;                  // Whether it counts as up until its first verdict.
    OnUnknown onUnknown = OnUnknown::keep;
    // In seconds. Without a report for that long, the result is unknown. Unused for neighbours.
    double ttl = 3;

@@ -25,7 +25,7 @@ struct ControlRequest {
    std::optional< double > holdFor;
    // In seconds: the former configuration comes back unless `confirm` comes before.
    std::optional< double > confirmWithin;
-   // What a check has found.
+   // One result of a check.
    struct Report {
       enum class Word { up, down, unknown };
 

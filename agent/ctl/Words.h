@@ -22,7 +22,7 @@ Emphasis emphasisOf( Severity severity );
 
 // "no carrier, 12 s"; "check failed, 3 s: check bfd failed: Down, 3 in a row"
 Line linkWords( LinkState const& link, Moment const& now );
-// "down", "up, unknown", "down, but counts in 28 s": what a check counts as, and why.
+// "down", "up, unknown", "down, but counts in 28 s": how a check counts, and why.
 std::string checkText( CheckState const& check, Moment const& now );
 // The same with its age and its last result: "down, 12 s: Down, 3 in a row"
 Line checkWords( CheckState const& check, Moment const& now );

@@ -47,7 +47,7 @@ class DecisionRemarks {
    void addAbsentPorts( GroupConfig const& group );
 
  private:
-   // What was said of one group.
+   // The remarks about one group so far.
    struct Told {
       // The `since` for which it is said that routes are awaited, and that they are no longer.
       double awaiting = -1;

@@ -135,7 +135,7 @@ class GroupDecision {
    GroupPolicy policy_;
    unsigned int minLinks_ = 0; // As configured.
    OrderKind order_ = OrderKind::none;
-   bool isForced_ = false; // That order.
+   bool isForced_ = false; // The order is.
    GroupMode stance_ = GroupMode::acting;
    LinkStatus seen_ = LinkStatus::unknown;
    double since_ = 0;

@@ -4,7 +4,7 @@
 
 namespace Ufdd {
 
-// What a check has found at one time.
+// One result of a check.
 enum class CheckResult : std::uint32_t {
    none = 0, // There was no result yet.
    pass,

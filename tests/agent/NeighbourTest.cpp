@@ -20,14 +20,21 @@ struct SimulatedNeighbours final : Neighbours {
    std::string refusal;
 };
 
-TEST_F( AgentTest, asksTheNeighboursOfUplinksThatHaveTheirCarrier ) {
-   CheckSettings& check = checks.emplace_back();
+// A check of a neighbour of u1, asked every 0.08 s.
+CheckSettings
+gateway( double timeout ) {
+   CheckSettings check;
    check.name = "gateway";
    check.kind = CheckSettings::Kind::neighbour;
    check.uplinks = { Kelnet::IntfId( "u1" ) };
    check.address = Prefix::readAddress( "10.0.0.1" );
    check.interval = 0.08;
-   check.timeout = 0.06;
+   check.timeout = timeout;
+   return check;
+}
+
+TEST_F( AgentTest, asksTheNeighboursOfUplinksThatHaveTheirCarrier ) {
+   checks = { gateway( 0.06 ) };
    SimulatedNeighbours neighbours;
    agent->neighboursAre( neighbours );
    groups = { group( "g", { "u1" }, { "d1" } ) };
@@ -72,19 +79,14 @@ TEST_F( AgentTest, asksTheNeighboursOfUplinksThatHaveTheirCarrier ) {
 }
 
 TEST_F( AgentTest, judgesANeighbourThatMayTakeAWholeInterval ) {
-   CheckSettings& check = checks.emplace_back();
-   check.name = "gateway";
-   check.kind = CheckSettings::Kind::neighbour;
-   check.uplinks = { Kelnet::IntfId( "u1" ) };
-   check.address = Prefix::readAddress( "10.0.0.1" );
-   check.interval = check.timeout = 0.08;
+   checks = { gateway( 0.08 ) };
    SimulatedNeighbours neighbours;
    neighbours.areSilent = true;
    agent->neighboursAre( neighbours );
    groups = { group( "g", { "u1" }, { "d1" } ) };
    start();
    // A turn that is late asks late, and the next one is not.
-   for ( unsigned int i = 0; i < check.fall; ++i ) {
+   for ( unsigned int i = 0; i < checks[ 0 ].fall; ++i ) {
       simulatedNow = agent->nextTime() + ( i % 2 ? 0 : 0.001 );
       runTurns();
    }
