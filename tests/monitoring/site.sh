@@ -47,7 +47,8 @@ lay() {
     ip link set "$cable-far" up
   done
   printf '%s\n' 'startup_hold = 0' '[[group]]' "name = '$group'" 'monitor = ["u1", "u2"]' \
-    'disable = ["d1", "d2"]' 'recovery_delay = 0' >"$site/ufdd.toml"
+    'disable = ["d1", "d2"]' 'recovery_delay = 0' '[[check]]' 'name = "far"' 'uplinks = ["u1"]' \
+    'kind = "reported"' 'rise = 1' 'ttl = 3600' >"$site/ufdd.toml"
   : >"$site/ufdd.log"
 }
 startUfdd() {
@@ -55,6 +56,7 @@ startUfdd() {
     2>>"$site/ufdd.log" &
   ufdd=$!
   eventually 20 ufdctl show || fail "ufdd does not start"
+  ufdctl report far up
 }
 stopUfdd() {
   kill "$ufdd"
