@@ -32,6 +32,10 @@ cat "$scratch/ufdd.toml" | inside sh -c 'cat >/etc/ufdd.toml'
 inside ufdd --check /etc/ufdd.toml >>"$log" 2>&1 || fail "the example is not OK"
 inside systemctl enable --now ufdd >>"$log" 2>&1 || fail "ufdd can't be enabled"
 hasLink || fail "ufdd shut the port though its uplink is up"
+for unit in ufdd ufdd-release ufdd-metrics ufdd-checks; do
+  inside systemd-analyze security --threshold=15 --no-pager "$unit.service" >>"$log" 2>&1 ||
+    fail "$unit.service as it is loaded leaves more than 1.5 open to an attacker"
+done
 
 printf '%s\n' '[[check]]' 'name = "flag"' 'uplinks = ["u1"]' 'kind = "command"' 'rise = 1' 'fall = 1' \
   'interval = 0.5' 'command = ["/usr/bin/test", "-e", "/etc/flag"]' | cat "$scratch/ufdd.toml" - |
