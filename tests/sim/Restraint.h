@@ -51,6 +51,7 @@ class Restraint {
          return "";
       }
       Names const after = machine_.shutLinks();
+      groupsOf_ = groupsOfLinks();
       for ( std::string const& name : after )
          if ( !before_.contains( name ) && isLeftAlone( name, now ) )
             return name + " was shut without evidence";
@@ -78,13 +79,15 @@ class Restraint {
       bool wasShut = false;
    };
 
-   // The groups that may move the link.
-   std::vector< PlainGroup const* > groupsOf( std::string const& name ) const {
-      std::vector< PlainGroup const* > groups;
+   using Groups = std::vector< PlainGroup const* >;
+   // Returns the groups that may move each link.
+   std::map< std::string, Groups > groupsOfLinks() const {
+      std::map< std::string, Groups > groups;
+      Oracle const oracle( config_, machine_ );
       for ( PlainGroup const& group : config_.groups )
          for ( std::string const& port : group.disable )
-            if ( Oracle( config_, machine_ ).linksOf( port ).contains( name ) )
-               groups.push_back( &group );
+            for ( std::string const& link : oracle.linksOf( port ) )
+               groups[ link ].push_back( &group );
       return groups;
    }
    static unsigned int among( Names const& monitor, Names const& known ) {
@@ -112,9 +115,9 @@ class Restraint {
                  .contains( name );
    }
    // Returns true if each group of the link may be up, as far as it can be told.
-   bool isLeftAlone( std::string const& name, double now ) const {
+   bool isLeftAlone( std::string const& name, double now ) {
       Oracle const oracle( config_, machine_ );
-      auto const groups = groupsOf( name );
+      Groups const& groups = groupsOf_[ name ];
       if ( oracle.orderedLinks().contains( name ) )
          return false;
       return !groups.empty() && std::all_of( groups.begin(), groups.end(), [ & ]( auto* group ) {
@@ -131,10 +134,10 @@ class Restraint {
       } );
    }
    // Returns true if a group that reacts at once is down, and a query would have told so.
-   bool mustStayShut( std::string const& name, double now ) const {
+   bool mustStayShut( std::string const& name, double now ) {
       if ( machine_.kernel.isDeaf || config_.isLayered || now < holdEnd_ || isExempt( name ) )
          return false;
-      auto const groups = groupsOf( name );
+      Groups const& groups = groupsOf_[ name ];
       return std::any_of( groups.begin(), groups.end(), [ & ]( auto* group ) {
          return Oracle( config_, machine_ ).stanceOf( *group ) == Oracle::Stance::acting &&
                 group->downDelay == 0 && Oracle( config_, machine_ ).isDown( *group ) &&
@@ -145,7 +148,7 @@ class Restraint {
    // Returns false if the port was opened too early.
    bool follow( SimulatedLink const& link, double now, bool isOpened, bool isShut ) {
       std::string const name( link.name.view() );
-      auto const groups = groupsOf( name );
+      Groups const& groups = groupsOf_[ name ];
       if ( groups.size() != 1 || link.refusal != 0 || link.isLag || link.master != 0 ||
            isExempt( name ) ||
            Oracle( config_, machine_ ).stanceOf( *groups.front() ) != Oracle::Stance::acting ) {
@@ -176,8 +179,9 @@ class Restraint {
    Machine& machine_;
    double firstStart_ = Ufdd::never;
    double holdEnd_ = -Ufdd::never;
-   Names mayHaveBeenUp_;                 // Groups, since the boot.
-   std::map< std::string, Port > ports_; // By name.
+   Names mayHaveBeenUp_;                      // Groups, since the boot.
+   std::map< std::string, Port > ports_;      // By name.
+   std::map< std::string, Groups > groupsOf_; // At the end of the turn, by the link's name.
    Ufdd::OrderBook bookBefore_;
    Names before_; // The links that were shut by the daemon.
    std::size_t actsBefore_ = 0;
