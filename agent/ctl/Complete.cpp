@@ -1,8 +1,8 @@
 #include "agent/ctl/Complete.h"
 
 #include "agent/base/CommandLine.h"
-#include "agent/ctl/StatusStream.h"
 #include "agent/status/StatusReplica.h"
+#include "agent/status/StatusStream.h"
 
 #include <algorithm>
 #include <iostream>

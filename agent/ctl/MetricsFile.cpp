@@ -1,9 +1,9 @@
 #include "agent/ctl/MetricsFile.h"
 
 #include "agent/base/Descriptor.h"
+#include "agent/base/PollUntil.h"
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/MetricsText.h"
-#include "agent/ctl/PollUntil.h"
 #include "platform/zet/Clock.h"
 
 #include <algorithm>

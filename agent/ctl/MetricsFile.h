@@ -1,6 +1,6 @@
 #pragma once
 
-#include "agent/ctl/Follower.h"
+#include "agent/status/Follower.h"
 
 #include <string>
 

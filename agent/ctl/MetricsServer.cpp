@@ -1,8 +1,8 @@
 #include "agent/ctl/MetricsServer.h"
 
+#include "agent/base/PollUntil.h"
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/MetricsText.h"
-#include "agent/ctl/PollUntil.h"
 #include "platform/zet/Clock.h"
 
 #include <systemd/sd-daemon.h>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "agent/base/Descriptor.h"
-#include "agent/ctl/Follower.h"
 #include "agent/ctl/HttpExchange.h"
+#include "agent/status/Follower.h"
 
 #include <list>
 #include <string>

@@ -9,10 +9,10 @@
 #include "agent/ctl/MetricsServer.h"
 #include "agent/ctl/MetricsText.h"
 #include "agent/ctl/ShowScreen.h"
-#include "agent/ctl/StatusStream.h"
 #include "agent/ctl/Watcher.h"
 #include "agent/ctl/WhatIf.h"
 #include "agent/ctl/Words.h"
+#include "agent/status/StatusStream.h"
 #include "platform/zet/Clock.h"
 
 #include <algorithm>
@@ -186,9 +186,8 @@ printMetrics( std::string const& socket ) {
    Session session( socket );
    try {
       session.stream.fill();
-   } catch ( Failure const& failure ) {
-      if ( failure.status() == ExitStatus::unreachable )
-         std::cout << metricsTextWithoutUfdd();
+   } catch ( Unreachable const& ) {
+      std::cout << metricsTextWithoutUfdd();
       throw;
    }
    std::cout << metricsText( session.replica.roots() );

@@ -6,9 +6,9 @@
 #include "agent/control/ControlText.h"
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/Json.h"
-#include "agent/ctl/StatusStream.h"
 #include "agent/ctl/WhatIf.h"
 #include "agent/ctl/Words.h"
+#include "agent/status/StatusStream.h"
 #include "platform/zet/Clock.h"
 
 #include <algorithm>

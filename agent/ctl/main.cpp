@@ -10,6 +10,7 @@
 #include "agent/ctl/StatusCommands.h"
 #include "agent/ctl/SteeringCommands.h"
 #include "agent/status/StatusServer.h"
+#include "agent/status/StatusStream.h"
 
 #include <algorithm>
 #include <exception>
@@ -76,6 +77,8 @@ main( int argc, char** argv ) {
       return status;
    } catch ( Ufdd::Failure const& failure ) {
       return errors.fail( failure.status(), failure.what() );
+   } catch ( Ufdd::Unreachable const& error ) {
+      return errors.fail( Ufdd::ExitStatus::unreachable, error.what() );
    } catch ( std::exception const& error ) {
       return errors.fail( Ufdd::ExitStatus::failure, error.what() );
    }

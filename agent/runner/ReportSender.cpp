@@ -3,7 +3,7 @@
 #include "agent/base/UnixSocket.h"
 #include "agent/base/WallTime.h"
 #include "agent/control/ControlText.h"
-#include "agent/ctl/StatusStream.h"
+#include "agent/status/StatusStream.h"
 #include "platform/zet/Clock.h"
 
 #include <algorithm>

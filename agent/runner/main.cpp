@@ -4,9 +4,9 @@
 #include "agent/base/ServiceManager.h"
 #include "agent/base/StandardDescriptors.h"
 #include "agent/control/ControlSocket.h"
-#include "agent/ctl/Follower.h"
 #include "agent/runner/CheckRunner.h"
 #include "agent/runner/ReportSender.h"
+#include "agent/status/Follower.h"
 #include "agent/status/StatusServer.h"
 #include "platform/zet/Clock.h"
 

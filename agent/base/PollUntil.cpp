@@ -1,4 +1,4 @@
-#include "agent/ctl/PollUntil.h"
+#include "agent/base/PollUntil.h"
 
 #include "platform/zet/Clock.h"
 

@@ -1,9 +1,8 @@
-#include "agent/ctl/Follower.h"
+#include "agent/status/Follower.h"
 
 #include "agent/base/Never.h"
+#include "agent/base/PollUntil.h"
 #include "agent/base/Printable.h"
-#include "agent/ctl/ExitStatus.h"
-#include "agent/ctl/PollUntil.h"
 #include "platform/zet/Clock.h"
 
 #include <iostream>
@@ -55,7 +54,7 @@ Follower::receive() {
       case StatusStream::Received::bytes:
          break;
       }
-   } catch ( Failure const& failure ) {
+   } catch ( std::runtime_error const& failure ) {
       return lose( failure.what() );
    }
    if ( roots() )

@@ -1,7 +1,6 @@
-#include "agent/ctl/StatusStream.h"
+#include "agent/status/StatusStream.h"
 
 #include "agent/base/UnixSocket.h"
-#include "agent/ctl/ExitStatus.h"
 #include "platform/zet/Clock.h"
 
 #include <algorithm>
@@ -95,30 +94,27 @@ StatusStream::receive( double seconds ) {
    if ( size <= 0 )
       return Received::end;
    if ( !replica_.receive( { bytes.data(), static_cast< std::size_t >( size ) } ) )
-      throw Failure( ExitStatus::failure, "can't read the status from " + path_ + ": " +
-                                              replica_.error() + "; use ufdd and " + program_ +
-                                              " of the same version" );
+      throw std::runtime_error( "can't read the status from " + path_ + ": " + replica_.error() +
+                                "; use ufdd and " + program_ + " of the same version" );
    return Received::bytes;
 }
 
 void
 StatusStream::fill() {
    if ( auto const hindrance = connect() )
-      throw Failure( ExitStatus::unreachable, *hindrance );
+      throw Unreachable( *hindrance );
    while ( !replica_.isInStep() )
       switch ( receive( answerSeconds ) ) {
       case Received::bytes:
          break;
       case Received::end:
-         throw Failure( ExitStatus::unreachable,
-                        "ufdd at " + path_ + " closed the connection: " +
+         throw Unreachable( "ufdd at " + path_ + " closed the connection: " +
                             ( replica_.isGreeted()
                                   ? "it was stopped; try again once it runs"
                                   : "it was stopped, or serves as many clients as it can; "
                                     "see whether it runs, or end another ufdctl" ) );
       case Received::nothing:
-         throw Failure( ExitStatus::unreachable,
-                        "ufdd at " + path_ + " sent nothing for 5 s; see whether it is stuck" );
+         throw Unreachable( "ufdd at " + path_ + " sent nothing for 5 s; see whether it is stuck" );
       }
 }
 

@@ -4,10 +4,17 @@
 #include "agent/status/StatusReplica.h"
 
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
 namespace Ufdd {
+
+// ufdd can't be reached, or ends before it has told everything.
+class Unreachable : public std::runtime_error {
+ public:
+   using std::runtime_error::runtime_error;
+};
 
 // Connects to ufdd and feeds a replica of its Status.
 class StatusStream {
@@ -25,12 +32,12 @@ class StatusStream {
    enum class Received { bytes, end, nothing };
    // Waits for bytes, at most so many seconds, and applies them. Returns `end` if the peer closed
    // the connection.
-   // Throws: Failure, which names the socket, when the bytes are no attribute log.
+   // Throws: std::runtime_error, which names the socket, when the bytes are no attribute log.
    Received receive( double seconds );
    // The connection, to be polled for input; -1 before connect().
    int fd() const { return socket_.fd(); }
    // Connects for the first time, and reads until the replica is in step.
-   // Throws: Failure, with the remedy, when that fails.
+   // Throws: Unreachable, with the remedy; or as receive() does.
    void fill();
 
  private:

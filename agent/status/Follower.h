@@ -1,7 +1,7 @@
 #pragma once
 
-#include "agent/ctl/StatusStream.h"
 #include "agent/status/StatusReplica.h"
+#include "agent/status/StatusStream.h"
 
 #include <memory>
 #include <string>
