@@ -1,3 +1,4 @@
+#include "agent/runner/ReportSender.h"
 #include "tests/agent/NetworkTest.h"
 #include "tests/agent/StatusReader.h"
 
@@ -176,6 +177,35 @@ TEST_F( CheckRunnerTest, saysOnceThatItCannotReport ) {
    EXPECT_TRUE( eventually( [ & ] { return lines( "runs" ) > 5; } ) );
    EXPECT_EQ( runner->count( "can't reach ufdd at " + control ), 1u ) << runner->output();
    EXPECT_TRUE( runner->wrote( "give ufdd-checks the same --control-socket as ufdd" ) );
+}
+
+// A reload takes a check out of the configuration while its results are under way. ufdd refuses the
+// request whole; the results of the others must arrive all the same.
+TEST_F( CheckRunnerTest, deliversTheOthersWhenAReportIsRefused ) {
+   for ( std::string const name : { "a", "b" } )
+      config += "[[check]]\nname = '" + name + "'\nuplinks = [ 'u1' ]\nkind = 'reported'\n";
+   ufdd.emplace( arguments( config ) );
+   reader.emplace( state_.path() + "/status" );
+   std::vector< std::string > told;
+   ReportSender sender( state_.path() + "/control",
+                        [ & ]( std::string const& text ) { told.push_back( text ); } );
+   auto const report = [ & ]( std::vector< char const* > const& names, char const* reason ) {
+      for ( char const* const name : names )
+         sender.add(
+             { .check = name, .word = ControlRequest::Report::Word::up, .reason = reason } );
+      sender.endTurn();
+      return eventually( [ & ] {
+         sender.endTurn();
+         return sender.nextTime() == never;
+      } );
+   };
+   ASSERT_TRUE( report( { "a", "gone", "b" }, "first" ) );
+   EXPECT_TRUE( isFound( "a", "pass: first" ) ) << found( "a" );
+   EXPECT_TRUE( isFound( "b", "pass: first" ) ) << found( "b" );
+   EXPECT_THAT( told, testing::ElementsAre( testing::HasSubstr( "report of check gone" ) ) );
+   ASSERT_TRUE( report( { "a", "gone", "b" }, "second" ) );
+   EXPECT_TRUE( isFound( "b", "pass: second" ) ) << found( "b" );
+   EXPECT_EQ( told.size(), 1u );
 }
 
 } // namespace
