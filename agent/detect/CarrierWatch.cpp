@@ -68,21 +68,21 @@ CarrierWatch::probeDrivers() {
    doubts_.clear();
    isContradicted_ = false;
    std::size_t mutes = isAlert() ? uplinks_.size() : mutesPerIdleTick();
-   for ( std::size_t i = 0, at = nextMute_; i < uplinks_.size(); ++i ) {
+   for ( std::size_t i = 0, next = nextMute_; i < uplinks_.size(); ++i ) {
+      std::size_t const at = next;
+      next = at + 1 == uplinks_.size() ? 0 : at + 1;
       Link const* const link = links_.link( uplinks_[ at ] );
-      at = at + 1 == uplinks_.size() ? 0 : at + 1;
-      if ( !link )
+      if ( !link || ( wereMute_[ at ] && mutes == 0 ) )
          continue;
       std::optional< bool > const carrier = source_.carrier( link->name );
-      if ( carrier == link->carrier )
-         continue;
-      isContradicted_ |= carrier.has_value();
-      if ( !carrier && mutes == 0 )
+      wereMute_[ at ] = !carrier;
+      if ( carrier == link->carrier || ( !carrier && mutes == 0 ) )
          continue;
       if ( !carrier ) {
          --mutes;
-         nextMute_ = at;
+         nextMute_ = next;
       }
+      isContradicted_ |= carrier.has_value();
       doubts_.push_back( { link->index, carrier } );
    }
 }

@@ -28,6 +28,7 @@ class CarrierWatch {
    void settingsAre( DetectionSettings const& settings );
    void uplinksAre( std::vector< Kelnet::IntfId > uplinks ) {
       uplinks_ = std::move( uplinks );
+      wereMute_.assign( uplinks_.size(), false );
       nextMute_ = 0;
    }
    // Call after any message about a link. Starts to query, at once: the message may be old already.
@@ -66,6 +67,9 @@ class CarrierWatch {
    std::uint32_t tickMs_ = 0;
    double probeUntil_ = 0;    // On the clock of Zet::now().
    std::size_t nextMute_ = 0; // The place in uplinks_ at which the next idle tick begins.
+   // For each of uplinks_, whether its driver said nothing when it was last queried. Such a driver
+   // is not queried in an idle tick, unless the kernel is to be queried as well.
+   std::vector< bool > wereMute_;
    // Of the last tick; kept for their memory.
    std::vector< Doubt > doubts_;
    bool isContradicted_ = false; // Among the doubts is one of a driver that says something.
