@@ -123,7 +123,7 @@ Restoration::handleResults( std::span< PortResult const > results ) {
    for ( auto const& [ kind, answer ] : results )
       if ( ( kind == PortResult::Kind::shut || kind == PortResult::Kind::shutAgain ) &&
            answer.means == LinkRequest::Means::adminDown ) {
-         ++taken_[ answer.index ];
+         ++taken_[ answer.index ].acts;
          isChanged_ = true;
       } else if ( kind == PortResult::Kind::failed && !answer.up &&
                   ( answer.error == ENOBUFS || answer.error == ETIMEDOUT ) &&
@@ -140,14 +140,20 @@ Restoration::handleLinkEvent( std::uint32_t link, LinkEvent event ) {
          isOurs = Zet::now() <= at->second;
          unanswered_.erase( at );
       }
+      if ( auto const at = taken_.find( link ); at != taken_.end() )
+         at->second.downs = std::min( at->second.downs + 1, at->second.acts );
       if ( isOurs || isTaken( link ) || wasSetDown( link ) )
          owe( link, routes_.table().settingsThatGoWith( link ) );
       break;
    case LinkEvent::up:
-      if ( auto const at = taken_.find( link ); at != taken_.end() && --at->second == 0 ) {
-         taken_.erase( at );
-         for ( auto& [ index, owed ] : owed_ )
-            owed.tryAt = 0;
+      // Somebody may have set it up just before our act.
+      if ( auto const at = taken_.find( link ); at != taken_.end() && at->second.downs > 0 ) {
+         --at->second.downs;
+         if ( --at->second.acts == 0 ) {
+            taken_.erase( at );
+            for ( auto& [ index, owed ] : owed_ )
+               owed.tryAt = 0;
+         }
       }
       break;
    case LinkEvent::gone:

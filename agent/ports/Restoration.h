@@ -88,9 +88,12 @@ class Restoration final : public RouteListener {
 
    std::vector< Kelnet::IntfId > configured_;
    std::map< std::uint32_t, Owed > owed_; // By index.
-   // Links that we have set down, by index, with the number of acts of which the source of routes
-   // has not told the end yet.
-   std::map< std::uint32_t, unsigned int > taken_;
+   // Acts that set a link down, of which the source of routes has not told the end yet.
+   struct Taken {
+      unsigned int acts = 0;
+      unsigned int downs = 0; // So many of which it has told the begin.
+   };
+   std::map< std::uint32_t, Taken > taken_; // By index.
    // Until when the source may tell of an act whose answer was lost, by Zet::now(); by index.
    std::map< std::uint32_t, double > unanswered_;
    bool isChanged_ = false;            // Since the last record.
