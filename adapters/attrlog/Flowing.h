@@ -13,7 +13,7 @@ template < class Operation >
 bool
 EntityAdapter< T >::guarded( Zet::AttributeId id, Operation operation ) {
    try {
-      Zet::Expect const expect( 0 );
+      Zet::ExpectAny const expect;
       operation();
       return true;
    } catch ( ... ) {

@@ -26,9 +26,10 @@ deliver( N& notifiee, Zet::AttributeId id, Key const&... key ) {
    static_assert(
        std::is_same_v< typename HandledKey< decltype( Handler ) >::Keys, void( Key... ) >,
        "the key is handed on untyped" );
-   void const* const erased[] = { nullptr, &key... };
-   static_cast< Zet::UntypedNotifiee< typename N::Notifier >& >( notifiee )
-       .onChange( id, erased[ sizeof...( key ) ] );
+   // No array: one would have the compiler guard the stack of every setter.
+   void const* erased = nullptr;
+   ( ( erased = &key ), ... );
+   static_cast< Zet::UntypedNotifiee< typename N::Notifier >& >( notifiee ).onChange( id, erased );
 }
 
 // Does dispatch() for a list of one notifiee, as most are. Needs no snapshot.
@@ -37,7 +38,7 @@ template < auto Handler, class N, class... Key >
 dispatchToOne( N& notifiee, Zet::AttributeId id, Key const&... key ) {
    Zet::Ptr< N > const held( &notifiee );
    try {
-      Zet::Expect const expect( 0 );
+      Zet::ExpectAny const expect;
       deliver< Handler >( notifiee, id, key... );
    } catch ( ... ) {
       notifiee.onNotificationException( id );
@@ -50,7 +51,7 @@ template < auto Handler, class List, class... Key >
 dispatchToAll( List const& notifiees, Zet::AttributeId id, Key const&... key ) {
    for ( Zet::SnapshotIterator snapshot( notifiees ); snapshot; ) {
       try {
-         Zet::Expect const expect( 0 );
+         Zet::ExpectAny const expect;
          for ( ; snapshot; snapshot.advance() )
             deliver< Handler >( *snapshot, id, key... );
       } catch ( ... ) {

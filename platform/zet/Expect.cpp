@@ -3,5 +3,6 @@
 namespace Zet {
 
 Expect const* Expect::innermost_ = nullptr;
+constinit Expect::Immortal const Expect::any_;
 
 } // namespace Zet

@@ -24,7 +24,8 @@ template < class T > class Ptr {
    template < class U >
    requires std::is_convertible_v< U*, T* > Ptr( Ptr< U >&& other )
    noexcept : object_( std::exchange( other.object_, nullptr ) ) {}
-   ~Ptr() { drop( object_ ); }
+   // Inlined even where it hardly ever runs: a call would need the pointer to be in memory.
+   [[gnu::always_inline]] ~Ptr() { drop( object_ ); }
 
    Ptr& operator=( Ptr other ) noexcept {
       std::swap( object_, other.object_ );
