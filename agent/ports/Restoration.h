@@ -88,10 +88,10 @@ class Restoration final : public RouteListener {
 
    std::vector< Kelnet::IntfId > configured_;
    std::map< std::uint32_t, Owed > owed_; // By index.
-   // Acts that set a link down, of which the source of routes has not told the end yet.
+   // Acts that set a link down. The source of routes has not told their end yet.
    struct Taken {
       unsigned int acts = 0;
-      unsigned int downs = 0; // So many of which it has told the begin.
+      unsigned int downs = 0; // So many whose begin it has told.
    };
    std::map< std::uint32_t, Taken > taken_; // By index.
    // Until when the source may tell of an act whose answer was lost, by Zet::now(); by index.
