@@ -25,6 +25,19 @@ TEST( GroupSm, ReadsTheTimeOncePerDisabling ) {
                    { "disable g E; disable g F", "E@2 F@3", "g:down#1@1 | C@1 D@1 E@2 F@3" } } );
 }
 
+// A host may make a group's machine without a top machine.
+TEST( GroupSm, EvaluatesTheGroupWhenItIsMade ) {
+   World world;
+   world.apply( "appear A; group g; min g 1; monitor g A; disable g C; wait 1" );
+   auto const status = GroupStatus::GroupStatusIs( name( 'g' ) );
+   auto const sm = Zet::make< UplinkFailureDetectionGroupSm >( world.config->group( name( 'g' ) ),
+                                                               status, world.dir, world.cause );
+   EXPECT_EQ( status->groupLinkStatus(), GroupLinkStatus::down );
+   EXPECT_EQ( status->numTimesDisabled(), 0u ) << "it is no disabling";
+   world.apply( "up A" );
+   EXPECT_EQ( status->groupLinkStatus(), GroupLinkStatus::up );
+}
+
 TEST( GroupSm, AnUninitializedMachineDoesNotCount ) {
    World world;
    world.apply( "group g; min g 0; start" );
