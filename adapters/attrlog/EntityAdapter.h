@@ -165,25 +165,32 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    template < std::size_t I > bool flowStep( Zet::AttributeId& next );
    template < std::size_t I > static constexpr Zet::AttributeId nextId();
 
-   // Reading.
+   // Reading. A record fits two registers and is passed in them.
    struct Record {
       Zet::NboAttrLog::In& in;
       bool isLocal;
       bool createsEntity;
    };
-   void read( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
-              Record const& record );
-   template < std::size_t I > void readValue( Record const& record );
+   void read( Zet::AttributeId id, DeserializationOptions options, unsigned int n, Record record );
+   template < std::size_t I >
+   void readFrom( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
+                  Record record );
+   // Reads a record of a peer that is not to change the entity, and answers it.
+   void answer( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
+                Zet::NboAttrLog::In& in );
+   void readOther( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
+                   Record record );
+   template < std::size_t I > void readValue( Record record );
+   // Sets the value by a setter that takes its address.
+   template < std::size_t I > void setFromMemory( Value< I > value );
    template < std::size_t I > static Value< I > nextValue( Zet::NboAttrLog::In& in );
    void requireCreating( Zet::AttributeId id, Zet::NboAttrLog::In const& in ) const;
-   template < std::size_t I > void readKeyed( bool deleted, Record const& record );
-   template < std::size_t I > void readMember( Record const& record );
-   template < std::size_t I > void readMemberDeletion( Record const& record );
-   template < std::size_t I > void readChild( Record const& record );
-   template < std::size_t I >
-   void readChildWithoutId( Record const& record, Zet::Name const& name );
-   template < std::size_t I >
-   Zet::EntityId nextChildId( Record const& record, Zet::Name const& name );
+   template < std::size_t I > void readKeyed( bool deleted, Record record );
+   template < std::size_t I > void readMember( Record record );
+   template < std::size_t I > void readMemberDeletion( Record record );
+   template < std::size_t I > void readChild( Record record );
+   template < std::size_t I > void readChildWithoutId( Record record, Zet::Name const& name );
+   template < std::size_t I > Zet::EntityId nextChildId( Record record, Zet::Name const& name );
    template < std::size_t I >
    void createChild( Zet::NboAttrLog::In& in, Zet::Name const& name, Zet::EntityId id );
    template < std::size_t I >

@@ -8,6 +8,12 @@ namespace AttrLog {
 
 namespace Detail {
 
+// Apart, since the text would have the compiler guard the stack of every record's reader.
+[[noreturn, gnu::noinline]] inline void
+throwActive() {
+   Zet::throwInternalException( "entity reactor is already active" );
+}
+
 // Ends the replay of a collection, even when an observer of the removals throws.
 class ReplayEnd {
    using Demuxer = Zet::NboAttrLog::Demuxer;
@@ -44,35 +50,57 @@ EntityAdapter< T >::handleAttrDeserialization( Zet::AttributeId id, Deserializat
    Zet::NboAttrLog::In* const input = inputFor( in );
    if ( !input || !demuxer() )
       return;
-   if ( in )
-      return read( id, options, n, { *input, false, options.createsEntity } );
-   if ( bit( applyingBit ) )
-      Zet::throwInternalException( "entity reactor is already active" );
+   if ( in ) [[unlikely]]
+      return answer( id, options, n, *input );
+   if ( bit( applyingBit ) ) [[unlikely]]
+      Detail::throwActive();
    Zet::BitScope const applying( *this, applyingBit );
    requireWritable( id );
    read( id, options, n, { *input, true, options.createsEntity } );
 }
 
 template < class T >
-void
+[[gnu::noinline]] void
+EntityAdapter< T >::answer( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
+                            Zet::NboAttrLog::In& in ) {
+   read( id, options, n, { in, false, options.createsEntity } );
+}
+
+template < class T >
+[[gnu::always_inline]] inline void
 EntityAdapter< T >::read( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
-                          Record const& record ) {
+                          Record record ) {
    if ( options.createsEntity )
       requireCreating( id, record.in );
-   bool handled = false;
-   forEachSerialized< T >( [ & ]( auto i ) {
-      if ( handled ||
-           ( id != row< i >().id && !( CollectionRow< Row< i > > && id == -row< i >().id ) ) )
-         return;
-      handled = true;
-      if constexpr ( CollectionRow< Row< i > > ) {
-         record.in.fieldIs( row< i >().name );
-         readKeyed< i >( id < 0, record );
-      } else
-         readValue< i >( record );
-   } );
-   if ( handled )
-      return;
+   readFrom< 0 >( id, options, n, record );
+}
+
+// Reads a record of the attribute of that id, which is not before place I.
+template < class T >
+template < std::size_t I >
+[[gnu::always_inline]] inline void
+EntityAdapter< T >::readFrom( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
+                              Record record ) {
+   if constexpr ( I == serializedCount< T > )
+      readOther( id, options, n, record );
+   else if constexpr ( CollectionRow< Row< I > > ) {
+      if ( id != row< I >().id && id != -row< I >().id )
+         return readFrom< I + 1 >( id, options, n, record );
+      record.in.fieldIs( row< I >().name );
+      readKeyed< I >( id < 0, record );
+   } else {
+      if ( id != row< I >().id )
+         return readFrom< I + 1 >( id, options, n, record );
+      readValue< I >( record );
+   }
+}
+
+// Reads a record of the framework's. Apart from read(), as is all that keeps texts on the stack:
+// a record of a number is read without.
+template < class T >
+[[gnu::noinline]] void
+EntityAdapter< T >::readOther( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
+                               Record record ) {
    if ( id == Zet::syncModeAttributeId ) {
       record.in.fieldIs( "the sync mode" );
       unsigned int const mode = record.in.nextU32();
@@ -87,7 +115,7 @@ EntityAdapter< T >::read( Zet::AttributeId id, DeserializationOptions options, u
 }
 
 template < class T >
-void
+[[gnu::noinline]] void
 EntityAdapter< T >::requireCreating( Zet::AttributeId id, Zet::NboAttrLog::In const& in ) const {
    bool creates = false;
    forEachSerialized< T >( [ & ]( auto i ) {
@@ -102,14 +130,25 @@ EntityAdapter< T >::requireCreating( Zet::AttributeId id, Zet::NboAttrLog::In co
 template < class T >
 template < std::size_t I >
 void
-EntityAdapter< T >::readValue( Record const& record ) {
+EntityAdapter< T >::readValue( Record record ) {
    Value< I > const value = nextValue< I >( record.in );
    countIfUnknown( value, *record.in.demuxer() );
    if ( !record.isLocal )
       handle< I >();
    else if ( row< I >().id != Zet::isNondestructingAttributeId ||
-             demuxer()->peerSetsNondestructing() )
-      ( notifier()->*Row< I >::set )( value );
+             demuxer()->peerSetsNondestructing() ) {
+      if constexpr ( Notify::takesValues< Row< I >::set > )
+         ( notifier()->*Row< I >::set )( value );
+      else
+         setFromMemory< I >( value );
+   }
+}
+
+template < class T >
+template < std::size_t I >
+[[gnu::noinline]] void
+EntityAdapter< T >::setFromMemory( Value< I > const value ) {
+   ( notifier()->*Row< I >::set )( value );
 }
 
 // Reads the value, which is the whole payload. A number of the right size needs no other check.
@@ -129,8 +168,8 @@ EntityAdapter< T >::nextValue( Zet::NboAttrLog::In& in ) {
 
 template < class T >
 template < std::size_t I >
-void
-EntityAdapter< T >::readKeyed( bool deleted, Record const& record ) {
+[[gnu::noinline]] void
+EntityAdapter< T >::readKeyed( bool deleted, Record record ) {
    // An observer of the change may drop all of these.
    Zet::Ptr< Zet::NboAttrLog::In > const input( &record.in );
    Zet::Ptr< T > const entity( notifier() );
@@ -146,7 +185,7 @@ EntityAdapter< T >::readKeyed( bool deleted, Record const& record ) {
 template < class T >
 template < std::size_t I >
 void
-EntityAdapter< T >::readMember( Record const& record ) {
+EntityAdapter< T >::readMember( Record record ) {
    using V = ValueOfMember< Member< I > >;
    Key< I > const key = Codec< Key< I > >::read( record.in );
    V const value = Codec< V >::read( record.in );
@@ -162,7 +201,7 @@ EntityAdapter< T >::readMember( Record const& record ) {
 template < class T >
 template < std::size_t I >
 void
-EntityAdapter< T >::readMemberDeletion( Record const& record ) {
+EntityAdapter< T >::readMemberDeletion( Record record ) {
    Key< I > const key = Codec< Key< I > >::read( record.in );
    record.in.payloadEnd();
    if ( !record.isLocal )
@@ -183,7 +222,7 @@ EntityAdapter< T >::deleteMember( Key< I > const& key ) {
 template < class T >
 template < std::size_t I >
 void
-EntityAdapter< T >::readChild( Record const& record ) {
+EntityAdapter< T >::readChild( Record record ) {
    Zet::NboAttrLog::In& in = record.in;
    Zet::Name const name = in.nextString();
    if ( in.left() == 0 )
@@ -200,7 +239,7 @@ EntityAdapter< T >::readChild( Record const& record ) {
 template < class T >
 template < std::size_t I >
 void
-EntityAdapter< T >::readChildWithoutId( Record const& record, Zet::Name const& name ) {
+EntityAdapter< T >::readChildWithoutId( Record record, Zet::Name const& name ) {
    record.in.payloadEnd();
    // The record names no id, so nothing is dropped.
    if ( record.isLocal )
@@ -212,7 +251,7 @@ EntityAdapter< T >::readChildWithoutId( Record const& record, Zet::Name const& n
 template < class T >
 template < std::size_t I >
 Zet::EntityId
-EntityAdapter< T >::nextChildId( Record const& record, Zet::Name const& name ) {
+EntityAdapter< T >::nextChildId( Record record, Zet::Name const& name ) {
    Zet::NboAttrLog::In& in = record.in;
    if ( !record.createsEntity )
       in.malformedAt( Zet::NboAttrLog::In::creationAt, "header field 6, the creation",

@@ -12,6 +12,9 @@ using Adapter = Entity::ZetNboAttrLogSa;
 
 constexpr std::size_t retiredLimit = 4096;
 
+// Has an adapter apply the record.
+constinit Ptr< In > const noInput;
+
 // The serials of relayed ids are below this. A peer of another connection chose them and must not
 // use up ours.
 constexpr std::uint32_t relayedSerialLimit = 1u << 30;
@@ -215,8 +218,9 @@ Demuxer::handleRecord( MsgHeader const& header, In& in ) {
    if ( !target ) [[unlikely]]
       return handleStranger( header, in );
    if ( header.kind == attributeKind )
+      // in_ is the same input: a pointer made here would be counted for each record.
       target->handleAttrDeserialization( header.attribute, { header.creation == createsEntity },
-                                         header.count, target->isAuthority() ? &in : nullptr );
+                                         header.count, target->isAuthority() ? in_ : noInput );
    else
       target->handleAttrTransaction(
           header.attribute, static_cast< StreamAdapter::AttrTransactionType >( header.transaction ),
