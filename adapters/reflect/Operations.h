@@ -26,12 +26,14 @@ struct Request {
    [[noreturn, gnu::always_inline]] void notSupported() const {
       throwNotSupported( attribute, operation );
    }
-   void requireNoKey() const {
+   [[gnu::always_inline]] void requireNoKey() const {
       if ( key ) [[unlikely]]
          throwBadIndex( attribute );
    }
-   template < class V > V keyAs() const { return ArgumentAs< V >::value( key.get(), attribute ); }
-   template < class V > V valueAs() const {
+   template < class V > [[gnu::always_inline]] V keyAs() const {
+      return ArgumentAs< V >::value( key.get(), attribute );
+   }
+   template < class V > [[gnu::always_inline]] V valueAs() const {
       return ArgumentAs< V >::value( value.get(), attribute );
    }
    template < class V > [[gnu::always_inline]] Interface result( V result ) const {

@@ -139,14 +139,45 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
    template < std::size_t Place >
    Interface operateFrom( Zet::GenericIf::AttributeOp const& op, InterfaceConst const& key,
                           Interface const& value ) {
-      constexpr auto const& rows = reflectedRows< T >;
-      if constexpr ( Place == std::tuple_size_v< std::decay_t< decltype( rows ) > > )
-         return Base::attributeOp( op, key, value );
-      else if ( auto const& row = std::get< Place >( rows ); row.id == op.attribute )
-         return operate( reflected(), row,
-                         Request{ op.operation, key, value, this->isConst(), row.name } );
-      else
+      if constexpr ( Place == rows )
+         return operateApart< Place >( op, key, value );
+      else if ( row< Place >().id != op.attribute )
          return operateFrom< Place + 1 >( op, key, value );
+      else if constexpr ( isOfNumber< std::decay_t< decltype( row< Place >() ) > > )
+         return operateOn< Place >( op, key, value );
+      else
+         return operateApart< Place >( op, key, value );
+   }
+   template < std::size_t Place >
+   [[gnu::always_inline]] Interface operateOn( Zet::GenericIf::AttributeOp const& op,
+                                               InterfaceConst const& key, Interface const& value ) {
+      return operate( reflected(), row< Place >(),
+                      Request{ op.operation, key, value, this->isConst(), row< Place >().name } );
+   }
+   // Does the same in a function of its own. The compiler guards the stack of functions that keep
+   // texts there, or call one that returns an object in memory. Operations on numbers need no
+   // guard.
+   template < std::size_t Place >
+   [[gnu::always_inline]] Interface operateApart( Zet::GenericIf::AttributeOp const& op,
+                                                  InterfaceConst const& key,
+                                                  Interface const& value ) {
+      Interface result;
+      operateInto< Place >( result, op, key, value );
+      return result;
+   }
+   template < std::size_t Place >
+   [[gnu::noinline]] void operateInto( Interface& result, Zet::GenericIf::AttributeOp const& op,
+                                       InterfaceConst const& key, Interface const& value ) {
+      if constexpr ( Place == rows )
+         result = Base::attributeOp( op, key, value );
+      else
+         result = operateOn< Place >( op, key, value );
+   }
+
+   static constexpr std::size_t rows =
+       std::tuple_size_v< std::decay_t< decltype( reflectedRows< T > ) > >;
+   template < std::size_t Place > static constexpr auto const& row() {
+      return std::get< Place >( reflectedRows< T > );
    }
 
    // Visits the row of that id, if there is one.

@@ -40,6 +40,15 @@ template < class R > inline constexpr bool isCollection = requires {
    R::members;
 };
 
+// True if the attribute is one number or truth that is passed by value.
+template < class R > inline constexpr bool isOfNumber = false;
+template < class R >
+requires isReadOnly< R >
+inline constexpr bool isOfNumber< R > = std::is_arithmetic_v< ValueTypeOf< R::get > >;
+template < auto G, auto Set, auto OnChange >
+inline constexpr bool isOfNumber< Notify::Scalar< G, Set, OnChange > > =
+    std::is_arithmetic_v< ValueTypeOf< G > >&& Notify::takesValues< Set >;
+
 // The constructor argument of an entity.
 inline constexpr std::string_view entityArgument = "name";
 

@@ -71,9 +71,9 @@ class ZET_EXPORT PtrInterface::NotifieeConst : public PtrInterface {
    ~NotifieeConst() override = default;
 
    // Returns true if the notifiee is held once and nobody has changed it since its making.
-   bool isAsMade() const noexcept {
+   [[gnu::always_inline]] bool isAsMade() const noexcept {
       return isHeldOnceAsMade() && !notifier_ && bits_ == 1u << constructedBit &&
-             !( uncountedNotifier_ | registered_ );
+             !uncountedNotifier_ && !untyped_ && !registered_;
    }
    void bitIs( unsigned int place, bool on ) noexcept {
       Zet_BitSet bits = zet_bitSet();

@@ -25,7 +25,10 @@ template < class T > class Ptr {
    requires std::is_convertible_v< U*, T* > Ptr( Ptr< U >&& other )
    noexcept : object_( std::exchange( other.object_, nullptr ) ) {}
    // Inlined even where it hardly ever runs: a call would need the pointer to be in memory.
-   [[gnu::always_inline]] ~Ptr() { drop( object_ ); }
+   [[gnu::always_inline]] ~Ptr() {
+      if ( object_ )
+         base( object_ )->referenceDrop();
+   }
 
    Ptr& operator=( Ptr other ) noexcept {
       std::swap( object_, other.object_ );
@@ -59,10 +62,6 @@ template < class T > class Ptr {
    void add() const noexcept {
       if ( object_ )
          base( object_ )->referenceAdd();
-   }
-   static void drop( T* object ) noexcept {
-      if ( object )
-         base( object )->referenceDrop();
    }
    static PtrInterface const* base( T* object ) noexcept { return object; }
 

@@ -58,7 +58,7 @@ class ZET_EXPORT GenericIf : public PtrInterface::NotifieeConst {
    bool isConst() const noexcept { return isConst_; }
 
    // Returns true if the interface is held once and nobody has changed it since its making.
-   bool isAsMade() const noexcept {
+   [[gnu::always_inline]] bool isAsMade() const noexcept {
       return NotifieeConst::isAsMade() && !telling_ && !isDeferring_;
    }
 

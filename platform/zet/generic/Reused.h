@@ -11,19 +11,20 @@ namespace Zet {
 // and no allocation. T offers isAsMade() and renew( arguments ), which does the constructor's work.
 template < class T > class Reused {
  public:
+   // Arguments are passed by value, so that those that fit registers are never in memory.
    template < class... Argument >
-   [[gnu::always_inline]] static Ptr< T > newObject( Argument&&... argument ) {
+   [[gnu::always_inline]] static Ptr< T > newObject( Argument... argument ) {
       if ( last_ && last_->isAsMade() ) [[likely]]
-         last_->renew( std::forward< Argument >( argument )... );
+         last_->renew( std::move( argument )... );
       else
-         another( std::forward< Argument >( argument )... );
+         another( std::move( argument )... );
       return last_;
    }
 
  private:
    // Makes another object, because somebody still holds the last one.
-   template < class... Argument > [[gnu::noinline]] static void another( Argument&&... argument ) {
-      Ptr< T > made = make< T >( std::forward< Argument >( argument )... );
+   template < class... Argument > [[gnu::noinline]] static void another( Argument... argument ) {
+      Ptr< T > made = make< T >( std::move( argument )... );
       Ptr< T >::adopt( std::exchange( last_, made.release() ) );
    }
 

@@ -31,12 +31,22 @@ template <> struct ZET_EXPORT TypeOf< Name > { static Ptr< ZetType const > type(
 // The result of typeOf(); null before its first call.
 template < class T > inline constinit ZetType const* knownTypeOf = nullptr;
 
+namespace Detail {
+
+template < class T >
+[[gnu::noinline]] void
+knowTypeOf() {
+   knownTypeOf< T > = TypeOf< T >::type().get();
+}
+
+} // namespace Detail
+
 // Returns the descriptor without counting a reference: descriptors live for ever.
 template < class T >
-ZetType const&
+[[gnu::always_inline]] inline ZetType const&
 typeOf() {
    if ( !knownTypeOf< T > ) [[unlikely]]
-      knownTypeOf< T > = TypeOf< T >::type().get();
+      Detail::knowTypeOf< T >();
    return *knownTypeOf< T >;
 }
 
