@@ -17,29 +17,45 @@ template < class N, class Key > struct HandledKey< void ( N::* )( Key ) > {
    using Keys = void( Key );
 };
 
-// Tells one notifiee: calls the handler, or hands an untyped one the id and the key.
+// A key on its way to the handlers. One that fits a register is passed by value: the compiler
+// guards the stack of a function that keeps what others have the address of.
+template < class Key >
+using Passed =
+    std::conditional_t< std::is_trivially_copyable_v< Key > && sizeof( Key ) <= sizeof( void* ),
+                        Key, Key const& >;
+
+// Hands an untyped notifiee the id and the key.
+template < class N, class Key >
+[[gnu::noinline]] void
+deliverUntyped( N& notifiee, Zet::AttributeId id, Passed< Key > key ) {
+   static_cast< Zet::UntypedNotifiee< typename N::Notifier >& >( notifiee ).onChange( id, &key );
+}
+template < class N >
+void
+deliverUntyped( N& notifiee, Zet::AttributeId id ) {
+   static_cast< Zet::UntypedNotifiee< typename N::Notifier >& >( notifiee ).onChange( id, nullptr );
+}
+
+// Tells one notifiee: calls the handler unless the notifiee is untyped.
 template < auto Handler, class N, class... Key >
 void
-deliver( N& notifiee, Zet::AttributeId id, Key const&... key ) {
-   if ( !notifiee.isUntyped() ) [[likely]]
-      return ( notifiee.*Handler )( key... );
+deliver( N& notifiee, Zet::AttributeId id, Passed< Key >... key ) {
    static_assert(
        std::is_same_v< typename HandledKey< decltype( Handler ) >::Keys, void( Key... ) >,
        "the key is handed on untyped" );
-   // No array: one would have the compiler guard the stack of every setter.
-   void const* erased = nullptr;
-   ( ( erased = &key ), ... );
-   static_cast< Zet::UntypedNotifiee< typename N::Notifier >& >( notifiee ).onChange( id, erased );
+   if ( !notifiee.isUntyped() ) [[likely]]
+      return ( notifiee.*Handler )( key... );
+   deliverUntyped< N, Key... >( notifiee, id, key... );
 }
 
 // Does dispatch() for a list of one notifiee, as most are. Needs no snapshot.
 template < auto Handler, class N, class... Key >
 [[gnu::always_inline]] inline void
-dispatchToOne( N& notifiee, Zet::AttributeId id, Key const&... key ) {
+dispatchToOne( N& notifiee, Zet::AttributeId id, Passed< Key >... key ) {
    Zet::Ptr< N > const held( &notifiee );
    try {
       Zet::ExpectAny const expect;
-      deliver< Handler >( notifiee, id, key... );
+      deliver< Handler, N, Key... >( notifiee, id, key... );
    } catch ( ... ) {
       notifiee.onNotificationException( id );
    }
@@ -48,12 +64,12 @@ dispatchToOne( N& notifiee, Zet::AttributeId id, Key const&... key ) {
 // Does dispatch() for several notifiees. Apart, since it needs more registers saved.
 template < auto Handler, class List, class... Key >
 [[gnu::noinline]] void
-dispatchToAll( List const& notifiees, Zet::AttributeId id, Key const&... key ) {
+dispatchToAll( List const& notifiees, Zet::AttributeId id, Passed< Key >... key ) {
    for ( Zet::SnapshotIterator snapshot( notifiees ); snapshot; ) {
       try {
          Zet::ExpectAny const expect;
          for ( ; snapshot; snapshot.advance() )
-            deliver< Handler >( *snapshot, id, key... );
+            deliver< Handler, typename List::Member, Key... >( *snapshot, id, key... );
       } catch ( ... ) {
          snapshot->onNotificationException( id );
          snapshot.advance();
@@ -75,9 +91,10 @@ template < auto Handler, class List, class... Key >
 void
 dispatch( List const& notifiees, Zet::AttributeId id, Key const&... key ) {
    if ( notifiees.count() == 1 )
-      Detail::dispatchToOne< Handler >( *notifiees.head(), id, key... );
+      Detail::dispatchToOne< Handler, typename List::Member, Key... >( *notifiees.head(), id,
+                                                                       key... );
    else if ( notifiees.count() != 0 )
-      Detail::dispatchToAll< Handler >( notifiees, id, key... );
+      Detail::dispatchToAll< Handler, List, Key... >( notifiees, id, key... );
 }
 
 } // namespace Notify
