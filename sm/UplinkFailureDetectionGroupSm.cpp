@@ -216,10 +216,16 @@ UplinkFailureDetectionGroupSm::doCheckIntfs() {
    if ( !works() )
       return;
    trace( "doCheckIntfs", configuredName(), "::doCheckIntfs " );
-   if ( groupConfig()->minLinks() > numUp() )
-      disableDownstream();
-   else
-      enableDownstream();
+   if ( groupConfig()->minLinks() > numUp() ) {
+      trace( "doCheckIntfs", "numUp is < minLinks ; disabling downstream intfs" );
+      double const time = Zet::now();
+      if ( groupStatus_->groupLinkStatus() != GroupLinkStatus::down || hasDownstream( false ) )
+         disableDownstream( time );
+   } else {
+      trace( "doCheckIntfs", "numUp is >= minLinks ; enabling downstream intfs" );
+      if ( groupStatus_->groupLinkStatus() != GroupLinkStatus::up || hasDownstream( true ) )
+         enableDownstream();
+   }
 }
 
 bool
@@ -245,33 +251,28 @@ UplinkFailureDetectionGroupSm::numUp() const {
    return up;
 }
 
-GroupConfig::IntfsToDisableIteratorConst
-UplinkFailureDetectionGroupSm::firstDownstream( bool disabled ) const {
+bool
+UplinkFailureDetectionGroupSm::hasDownstream( bool disabled ) const {
    Errdisable::CauseStatus const& cause = *causeStatus();
    auto const& members = groupConfig()->intfsToDisableMembers();
    // Usually no interface is disabled, and no member needs a look.
    if ( disabled && !cause.hasIntfStatus() )
-      return members.end();
+      return false;
    if ( members.isSmall() )
       cause.fetchEntries( members );
-   return members.firstThat( [ & ]( auto const& downstream ) {
+   return members.any( [ & ]( auto const& downstream ) {
       return cause.intfStatus( downstream.zetKey() ).has_value() == disabled;
    } );
 }
 
 void
-UplinkFailureDetectionGroupSm::disableDownstream() {
-   trace( "doCheckIntfs", "numUp is < minLinks ; disabling downstream intfs" );
-   double const time = Zet::now();
-   auto at = firstDownstream( false );
-   if ( !at && groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
-      return;
+UplinkFailureDetectionGroupSm::disableDownstream( double time ) {
    // An observer of these writes may drop this machine or replace the objects that it watches.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
    // Once an observer has ended this machine, nobody would remove the entries that it makes.
-   for ( ; at && !ended_; ++at )
+   for ( auto at = config->intfsToDisableIteratorConst(); at && !ended_; ++at )
       if ( !cause->intfStatus( at.key() ) )
          cause->intfStatusIs( at.key(), time );
    if ( ended_ || groupStatus_->groupLinkStatus() == GroupLinkStatus::down )
@@ -285,16 +286,12 @@ UplinkFailureDetectionGroupSm::disableDownstream() {
 
 void
 UplinkFailureDetectionGroupSm::enableDownstream() {
-   trace( "doCheckIntfs", "numUp is >= minLinks ; enabling downstream intfs" );
-   auto at = firstDownstream( true );
-   if ( !at && groupStatus_->groupLinkStatus() == GroupLinkStatus::up )
-      return;
    // An observer of these writes may drop this machine or replace the objects that it watches.
    Zet::Ptr< UplinkFailureDetectionGroupSm > const self( this );
    Zet::Ptr< GroupConfig const > const config = groupConfig();
    Zet::Ptr< Errdisable::CauseStatus > const cause = causeStatus();
    // Once an observer has ended this machine, others decide about these entries.
-   for ( ; at && !ended_; ++at )
+   for ( auto at = config->intfsToDisableIteratorConst(); at && !ended_; ++at )
       cause->intfStatusDel( at.key() );
    if ( !ended_ )
       groupStatus_->groupLinkStatusIs( GroupLinkStatus::up );

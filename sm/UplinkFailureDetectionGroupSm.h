@@ -172,10 +172,9 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    bool works() const noexcept;
    Zet::Name const& configuredName() const noexcept;
    unsigned int numUp() const;
-   // Returns an iterator at the first downstream interface that has a cause entry (`disabled`), or
-   // that has none.
-   GroupConfig::IntfsToDisableIteratorConst firstDownstream( bool disabled ) const;
-   void disableDownstream();
+   // Returns true if any downstream interface has a cause entry (`disabled`), or has none.
+   bool hasDownstream( bool disabled ) const;
+   void disableDownstream( double time );
    void enableDownstream();
 
    // First, to fill the gap behind the base's count.

@@ -217,15 +217,14 @@ template < class M, class K > class HashMap {
          for ( Member* at = bucket->get(); at; at = next( *at ) )
             visit( *at );
    }
-   // Returns an iterator at the first member for which is( member ) is true. Searches in forEach's
-   // way.
-   template < class Is > Iterator firstThat( Is is ) const {
+   // Returns true if is( member ) is true for any member. Searches in forEach's way.
+   template < class Is > bool any( Is is ) const {
       Place const* const end = buckets() + bucketCount();
       for ( Place const* bucket = buckets(); bucket != end; ++bucket )
          for ( Member* at = bucket->get(); at; at = next( *at ) )
             if ( is( *at ) )
-               return Iterator( *this, at );
-      return this->end();
+               return true;
+      return false;
    }
 
    Iterator begin() const noexcept { return Iterator( *this, empty() ? nullptr : firstFrom( 0 ) ); }
