@@ -28,6 +28,8 @@ target_compile_options(ufd_compile INTERFACE
   -Wimplicit-fallthrough)
 # One mistake in a type's description makes many errors, of which the first is the one to mend.
 target_compile_options(ufd_compile INTERFACE -Wfatal-errors)
+# All symbols are resolved at the start (see below), so calls into a library need no stub of its own.
+target_compile_options(ufd_compile INTERFACE -fno-plt)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
   # Nobody replaces functions of a library, so calls within the library may be inlined.
   target_compile_options(ufd_compile INTERFACE -fno-semantic-interposition)
@@ -56,6 +58,8 @@ if(UFD_SANITIZE)
 else()
   # Fails the build of a library that misses a symbol.
   add_link_options(LINKER:-z,defs)
+  # Calls within a library need no table then, as nobody replaces its functions.
+  add_link_options(LINKER:-Bsymbolic-functions)
   # Resolves all symbols when a library is loaded: none is looked up while ports wait.
   add_link_options(LINKER:-z,now)
 endif()
