@@ -65,6 +65,7 @@ Daemon::Daemon( DaemonOptions const& options, BufferedLog& log )
    loop_.onSignal< &Daemon::handleReload >( SIGHUP, *this );
    loop_.onSignal< &Daemon::handleStatus >( SIGUSR2, *this );
    loop_.onReadable< &Daemon::handleTick >( ticker_.fd(), *this );
+   loop_.onReadableAtLeisure< &PortClaims::handleReady >( claims_.fd(), claims_ );
    loop_.onReadableAtLeisure< &StatusServer::handleReady >( statusServer_.fd(), statusServer_ );
    loop_.onReadableAtLeisure< &ControlServer::handleReady >( controlServer_.fd(), controlServer_ );
    loop_.onTurnEnd< &Daemon::handleTurnEnd >( *this );

@@ -14,6 +14,7 @@
 #include <fstream>
 #include <net/if.h>
 #include <string_view>
+#include <sys/epoll.h>
 #include <sys/stat.h>
 #include <system_error>
 #include <thread>
@@ -95,6 +96,12 @@ isUfdd( ucred const& peer ) {
 
 } // namespace
 
+PortClaims::PortClaims( Log& log, ReadLinks readLinks )
+    : log_( log ), readLinks_( readLinks ), askers_( epoll_create1( EPOLL_CLOEXEC ) ) {
+   if ( !askers_ )
+      throw std::system_error( errno, std::generic_category(), "epoll_create1" );
+}
+
 std::vector< PortClaims::Relative >
 PortClaims::relativesOf( std::set< std::string > const& ports ) {
    std::map< std::uint32_t, Link > links;
@@ -138,8 +145,10 @@ PortClaims::add( std::span< Kelnet::IntfId const > ports ) {
            claims_.size() + added.size() >= maxClaims )
          continue;
       Descriptor claim = socketOf( name, bind );
+      epoll_event event{ .events = EPOLLIN, .data = { .fd = claim.fd() } };
       // Listens, since the kernel tells only a connected process who is at the other end.
-      if ( claim && listen( claim.fd(), SOMAXCONN ) == 0 ) {
+      if ( claim && listen( claim.fd(), SOMAXCONN ) == 0 &&
+           epoll_ctl( askers_.fd(), EPOLL_CTL_ADD, claim.fd(), &event ) == 0 ) {
          added.emplace( name, std::move( claim ) );
          continue;
       }
@@ -172,6 +181,16 @@ PortClaims::add( std::span< Kelnet::IntfId const > ports ) {
    if ( lines.empty() )
       claims_.merge( added );
    return lines;
+}
+
+void
+PortClaims::handleReady() {
+   std::array< epoll_event, 16 > ready{};
+   int const count =
+       epoll_wait( askers_.fd(), ready.data(), static_cast< int >( ready.size() ), 0 );
+   for ( int i = 0; i < count; ++i )
+      Descriptor const asker( accept4( ready[ static_cast< std::size_t >( i ) ].data.fd, nullptr,
+                                       nullptr, SOCK_CLOEXEC ) );
 }
 
 void

@@ -27,15 +27,20 @@ class PortClaims {
  public:
    using ReadLinks = std::map< std::uint32_t, Link > ( * )(); // As dumpLinks().
 
-   // Borrows: the log.
-   explicit PortClaims( Log& log, ReadLinks readLinks = dumpLinks )
-       : log_( log ), readLinks_( readLinks ) {}
+   // Borrows: the log. Throws: std::system_error.
+   explicit PortClaims( Log& log, ReadLinks readLinks = dumpLinks );
 
    // Claims these ports as well. If other ufdds hold some, returns a line about each such process
    // with its ports, and claims none.
    std::vector< std::string > add( std::span< Kelnet::IntfId const > ports );
    // Gives up all other ports.
    void keepOnly( std::span< Kelnet::IntfId const > ports );
+
+   // Readable while processes have asked who holds a port and handleReady() has not sent them away.
+   // The kernel answers them, but only while few wait.
+   int fd() const noexcept { return askers_.fd(); }
+   // Sends some of them away.
+   void handleReady();
 
  private:
    // A port that another ufdd may have claimed, although it is not among ours.
@@ -52,6 +57,7 @@ class PortClaims {
 
    Log& log_;
    ReadLinks const readLinks_;
+   Descriptor askers_;                          // Of an epoll with all claims.
    std::map< std::string, Descriptor > claims_; // By name.
 };
 

@@ -149,6 +149,23 @@ TEST_F( LivingTest, lagAndItsMembersBelongToOneProcess ) {
    EXPECT_EQ( add( second, lag ), ": bond0 (member p1)" );
 }
 
+// So many starts are refused that no further one could ask who holds the port.
+TEST_F( LivingTest, everyStartIsToldWhoHoldsThePort ) {
+   plug( { "u1", "d1" } );
+   ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1'" ) ) );
+   StreamLog log( STDERR_FILENO, false );
+   PortClaims asking( log );
+   Kelnet::IntfId const port( "d1" );
+   for ( int start = 0; start < SOMAXCONN + 100; ++start ) {
+      std::vector< std::string > const lines = asking.add( { &port, 1 } );
+      ASSERT_EQ( lines.size(), 1U ) << start;
+      ASSERT_NE( lines[ 0 ].find( "(process " + std::to_string( ufdd.pid() ) + ")" ),
+                 std::string::npos )
+          << start << ": " << lines[ 0 ];
+   }
+   EXPECT_EQ( ufdd.end( SIGTERM ), 0 );
+}
+
 TEST_F( LivingTest, lostRecordIsWrittenAgainAtRest ) {
    plug( { "u1", "d1" } );
    ip( "addr add fd09:1::1/64 dev d1 nodad" );
