@@ -56,9 +56,10 @@ class FallenGroups {
       else
          machine_.fallen.erase( group.name );
       if ( !hasTwo ) {
-         // It may be taken for down only because ports are held, without evidence.
-         if ( is &&
-              ( state.wait() != Ufdd::WaitReason::nothing || state.upLinks() >= state.minLinks() ) )
+         // While it waits, it may need to recover from an earlier fall though it is not decided to
+         // be down. And it may be taken for down only because ports are held, without evidence.
+         if ( state.wait() != Ufdd::WaitReason::nothing ||
+              ( is && state.upLinks() >= state.minLinks() ) )
             known_.erase( group.name );
          return "";
       }
