@@ -178,11 +178,12 @@ World::turn() {
 }
 
 // Returns the links that the daemon must not shut: it knows all, and they carry the default route.
+// Returns none while its orders, which may be forced, are not on record.
 Names
 World::sparedLinks() {
    Names spared;
    Oracle const oracle( config_, machine_ );
-   if ( !machine_.kernel.hasMessages() && !process_->hasRouteNews() )
+   if ( !machine_.kernel.hasMessages() && !process_->hasRouteNews() && !machine_.orders.isGone )
       for ( auto const& [ name, link ] : machine_.kernel.links() )
          if ( machine_.carriesRoute( link ) && !link.isHeld() && !machine_.recorded( link ) &&
               !oracle.mayBeShut( name, false ) )
