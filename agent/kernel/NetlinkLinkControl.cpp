@@ -64,38 +64,47 @@ NetlinkLinkControl::allowed() {
 
 void
 NetlinkLinkControl::apply( std::span< LinkRequest > requests ) {
-   while ( !requests.empty() ) {
-      std::size_t const size = std::min( requests.size(), batchSize );
-      applyBatch( requests.first( size ) );
-      afterBatch_();
-      requests = requests.subspan( size );
-   }
-}
-
-void
-NetlinkLinkControl::applyBatch( std::span< LinkRequest > requests ) {
+   if ( requests.empty() )
+      return;
    for ( LinkRequest& request : requests )
       request.error = unanswered;
-   try {
-      sendBatch( requests );
-      receiveAnswers( requests );
-   } catch ( std::system_error const& error ) {
-      for ( LinkRequest& request : requests )
-         if ( request.error == unanswered )
-            request.error = error.code().value();
-   }
+   auto const batchAt = [ & ]( std::size_t at ) {
+      return requests.subspan( at, std::min( batchSize, requests.size() - at ) );
+   };
+   std::size_t const last = ( requests.size() - 1 ) / batchSize * batchSize;
+   for ( std::size_t at = 0; at < last; at += batchSize )
+      exchange( requests, batchAt( at ), {} );
+   exchange( requests, batchAt( last ), batchAt( last ) );
+   for ( std::size_t at = 0; at < last; at += batchSize )
+      exchange( requests, {}, batchAt( at ) );
    firstSequence_ += static_cast< std::uint32_t >( messagesEach * requests.size() );
 }
 
 void
-NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > requests ) {
+NetlinkLinkControl::exchange( std::span< LinkRequest > all, std::span< LinkRequest > ordered,
+                              std::span< LinkRequest > queried ) {
+   try {
+      send( all, ordered, queried );
+      receiveAnswers( all, queried );
+   } catch ( std::system_error const& error ) {
+      for ( auto const requests : { ordered, queried } )
+         for ( LinkRequest& request : requests )
+            if ( request.error == unanswered )
+               request.error = error.code().value();
+   }
+   afterBatch_();
+}
+
+void
+NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > all,
+                                    std::span< LinkRequest const > queried ) {
    auto const isUnanswered = []( LinkRequest const& request ) {
       return request.error == unanswered;
    };
    int timeoutMs = answerTimeoutMs;
    for ( ;; ) {
       // Waits only for the answers to the last queries; the others come before.
-      bool const wait = std::any_of( requests.begin(), requests.end(), isUnanswered );
+      bool const wait = std::any_of( queried.begin(), queried.end(), isUnanswered );
       auto const datagram = socket_.receive( wait ? timeoutMs : 0 );
       if ( !datagram )
          return;
@@ -107,27 +116,27 @@ NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > requests ) {
       auto const* message = reinterpret_cast< nlmsghdr const* >( datagram->bytes.data() );
       int left = static_cast< int >( datagram->bytes.size() );
       for ( ; mnl_nlmsg_ok( message, left ); message = mnl_nlmsg_next( message, &left ) )
-         handleAnswer( *message, requests );
+         handleAnswer( *message, all );
    }
 }
 
 void
-NetlinkLinkControl::sendBatch( std::span< LinkRequest > requests ) {
+NetlinkLinkControl::send( std::span< LinkRequest > all, std::span< LinkRequest > ordered,
+                          std::span< LinkRequest const > queried ) {
    std::size_t size = 0;
-   std::uint32_t sequence = firstSequence_;
-   for ( LinkRequest& request : requests ) {
+   auto const sequenceOf = [ & ]( LinkRequest const& request ) {
+      return firstSequence_ +
+             static_cast< std::uint32_t >( messagesEach * ( &request - all.data() ) );
+   };
+   for ( LinkRequest& request : ordered ) {
       if ( !glance( request ) )
-         size += putLinkQuery( batch_.data() + size, request.index, 0, sequence );
-      ++sequence;
+         size += putLinkQuery( batch_.data() + size, request.index, 0, sequenceOf( request ) );
       if ( !request.onlyQuery )
-         size += putOrder( batch_.data() + size, request, sequence );
-      sequence += messagesEach - 1;
+         size += putOrder( batch_.data() + size, request, sequenceOf( request ) + 1 );
    }
-   sequence = firstSequence_;
-   for ( LinkRequest const& request : requests ) {
-      sequence += messagesEach;
-      size += putLinkQuery( batch_.data() + size, request.index, 0, sequence - 1 );
-   }
+   for ( LinkRequest const& request : queried )
+      size += putLinkQuery( batch_.data() + size, request.index, 0,
+                            sequenceOf( request ) + messagesEach - 1 );
    socket_.send( std::span( batch_ ).first( size ) );
 }
 

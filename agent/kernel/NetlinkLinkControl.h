@@ -22,7 +22,8 @@ class NetlinkLinkControl final : public LinkControl {
    // Returns true if the kernel lets this process change interfaces (CAP_NET_ADMIN). Touches none.
    bool allowed();
 
-   // The requests cost one round trip to the kernel for every batchSize of them.
+   // The requests cost one round trip to the kernel for every batchSize of them, and two if there
+   // are more. All orders come before the kernel is asked what became of the links.
    void apply( std::span< LinkRequest > requests ) override;
 
  private:
@@ -33,20 +34,24 @@ class NetlinkLinkControl final : public LinkControl {
    static constexpr int receiveBuffer = 1 << 20;
    static constexpr std::uint32_t messagesEach = 3;
 
-   void applyBatch( std::span< LinkRequest > requests );
-   // Sends for each request a query of the link, unless glance() knows its state, and the order;
-   // then a second query for each, so that no order waits for an answer about another link.
-   void sendBatch( std::span< LinkRequest > requests );
+   // Orders and queries some of all requests. Sends for each of `ordered` a query of the link,
+   // unless glance() knows its state, and the order; then a second query for each of `queried`. The
+   // kernel carries out one after the other, so that no order waits for an answer about another
+   // link if all are sent before the first of those queries.
+   void exchange( std::span< LinkRequest > all, std::span< LinkRequest > ordered,
+                  std::span< LinkRequest > queried );
+   void send( std::span< LinkRequest > all, std::span< LinkRequest > ordered,
+              std::span< LinkRequest const > queried );
    // Updates request.before by ioctl. Returns false when a query is needed for that.
    bool glance( LinkRequest& request ) const;
-   void receiveAnswers( std::span< LinkRequest > requests );
+   void receiveAnswers( std::span< LinkRequest > all, std::span< LinkRequest const > queried );
    void handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests );
 
    std::function< void() > const afterBatch_;
    NetlinkSocket socket_;
    LinkProbe probe_;
    std::vector< std::byte > batch_;
-   std::uint32_t firstSequence_ = 1; // Of the batch under way, messagesEach for each request.
+   std::uint32_t firstSequence_ = 1; // Of the requests under way, messagesEach for each.
 };
 
 } // namespace Ufdd

@@ -47,6 +47,30 @@ TEST_F( KernelTest, portsAreShutAndOpened ) {
    EXPECT_FALSE( hasLink( "d3-far" ) );
 }
 
+// The orders go out in several messages. A half of the states before is known.
+TEST_F( KernelTest, manyPortsAreShutByOneRequestEach ) {
+   constexpr std::size_t absent = 3;
+   std::vector< LinkRequest > requests( 40 );
+   for ( std::size_t i = 0; i < requests.size(); ++i ) {
+      std::string const name = "d" + std::to_string( i );
+      plug( name );
+      requests[ i ].index = if_nametoindex( name.c_str() );
+      if ( i % 2 == 0 )
+         requests[ i ].before = { .index = requests[ i ].index, .name = InterfaceName( name ) };
+   }
+   requests[ absent ].index = 1 << 20;
+   int batches = 0;
+   NetlinkLinkControl( [ & ] { ++batches; } ).apply( requests );
+   EXPECT_GT( batches, 2 );
+   for ( std::size_t i = 0; i < requests.size(); ++i ) {
+      LinkRequest const& request = requests[ i ];
+      EXPECT_EQ( request.error, i == absent ? ENODEV : 0 ) << i;
+      EXPECT_EQ( request.before.adminUp, i != absent ) << i;
+      EXPECT_FALSE( request.after.adminUp ) << i;
+      EXPECT_EQ( request.after.index, i == absent ? 0 : request.index ) << i;
+   }
+}
+
 // The last state of the links counts, whether old messages wait or were lost.
 TEST_F( KernelTest, manyMessagesWhileStopped ) {
    plug( { "u1", "u2", "d1" } );
