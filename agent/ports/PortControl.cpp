@@ -34,14 +34,13 @@ PortControl::ruleFor( Link const& link, Kelnet::IntfId port ) const {
 }
 
 std::optional< PortResult::Kind >
-PortControl::whySpared( Link const& link, Rule rule ) {
-   if ( rule != Rule::leftAlone && rule != Rule::defaultRoute )
+PortControl::whySpared( Link const& link, Rule rule ) const {
+   OwnedLink const* const owned = owned_.find( link.index );
+   if ( owned ? owned->isApplied( link ) : !link.adminUp )
       return {};
-   PortResult::Kind const why =
-       rule == Rule::leftAlone ? PortResult::Kind::leftAlone : PortResult::Kind::defaultRoute;
-   if ( OwnedLink const* const owned = owned_.find( link.index ); owned && !owned->isShut( link ) )
-      acts_.disownIfOpen( *owned );
-   return owned_.contains( link.index ) ? std::nullopt : std::optional( why );
+   return rule == Rule::leftAlone      ? std::optional( PortResult::Kind::leftAlone )
+          : rule == Rule::defaultRoute ? std::optional( PortResult::Kind::defaultRoute )
+                                       : std::nullopt;
 }
 
 void
@@ -52,10 +51,21 @@ PortControl::reviewSpared() {
       // The link may have been renamed, or have left its LAG.
       if ( !detector_.decisions().mustBeShut( port ) )
          return true;
-      if ( whySpared( *link, ruleFor( *link, port ) ) != spared.second )
+      if ( owned_.contains( spared.first ) ||
+           whySpared( *link, ruleFor( *link, port ) ) != spared.second )
          review( port );
       return false;
    } );
+}
+
+void
+PortControl::spare( Link const& link, Kelnet::IntfId port, PortResult::Kind why ) {
+   spared_.insert_or_assign( link.index, why );
+   // Somebody has opened it. By now it may be ours again: the news may be old.
+   if ( OwnedLink const* const owned = owned_.find( link.index ) )
+      acts_.disownIfOpen( *owned );
+   if ( !owned_.contains( link.index ) )
+      acts_.noteLeftOpen( link, port, why );
 }
 
 void
@@ -64,9 +74,8 @@ PortControl::shut( Kelnet::IntfId port ) {
       Rule const rule = ruleFor( link, port );
       if ( rule == Rule::isProtected ) {
          acts_.noteLeftOpen( link, port, PortResult::Kind::isProtected );
-      } else if ( auto const why = link.adminUp ? whySpared( link, rule ) : std::nullopt ) {
-         spared_.insert_or_assign( link.index, *why );
-         acts_.noteLeftOpen( link, port, *why );
+      } else if ( auto const why = whySpared( link, rule ) ) {
+         spare( link, port, *why );
       } else {
          spared_.erase( link.index );
          if ( rule != Rule::overridden )

@@ -117,9 +117,10 @@ class PortControl final : public LinkDirectory::Listener {
    // route.
    Rule ruleFor( Link const& link, Kelnet::IntfId port, bool isOrdered, bool isForced ) const;
    Rule ruleFor( Link const& link, Kelnet::IntfId port ) const;
-   // Returns why the link is left open by that rule; or nothing. A link that is ours stays shut; it
-   // is ours no more if somebody has opened it.
-   std::optional< PortResult::Kind > whySpared( Link const& link, Rule rule );
+   // Returns why the link, which is open, is left so by that rule; or nothing.
+   std::optional< PortResult::Kind > whySpared( Link const& link, Rule rule ) const;
+   // Leaves the link open, and no longer ours.
+   void spare( Link const& link, Kelnet::IntfId port, PortResult::Kind why );
    // Shuts the links of the port, or leaves them as they are.
    void shut( Kelnet::IntfId port );
    // Has act() look again at ports that were spared and no longer are.

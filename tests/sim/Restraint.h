@@ -121,7 +121,8 @@ class Restraint {
       if ( oracle.orderedLinks().contains( name ) )
          return false;
       return !groups.empty() && std::all_of( groups.begin(), groups.end(), [ & ]( auto* group ) {
-         if ( oracle.hasLatch( *group ) )
+         // On a full disk, a latch is not on record.
+         if ( oracle.hasLatch( *group ) || ( machine_.orders.isFull && !group->autoRecover ) )
             return false;
          std::size_t const unproven =
              group->monitor.size() - among( group->monitor, machine_.kernel.existed );
