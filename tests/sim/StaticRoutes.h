@@ -27,8 +27,9 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
    enum class Fate { present, ours, others, unclear };
    struct Kept {
       Fate fate = Fate::present;
-      bool isUp = true;                      // The link.
-      bool mayReturn = false;                // The daemon may believe that it owes the route.
+      bool isUp = true;         // The link.
+      bool mayReturn = false;   // The daemon may believe that it owes the route.
+      unsigned int unheard = 0; // Times it went down of which the daemon has not heard.
       std::vector< std::byte > payload = {}; // The link's index, and which of its routes it is.
    };
 
@@ -59,6 +60,10 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
          kept.fate = link.isUnclear || kept.mayReturn ? Fate::unclear
                      : link.ours                      ? Fate::ours
                                                       : Fate::others;
+      // Who hears of both at once can't tell whose act dropped it.
+      else if ( !link.adminUp && link.ours && kept.fate == Fate::others && kept.unheard > 0 )
+         kept.fate = Fate::unclear;
+      kept.unheard += !link.adminUp;
       later( link.index, link.adminUp ? Event::up : Event::down );
    }
    void handleGone( std::uint32_t link ) {
@@ -121,6 +126,9 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
       news_.emplace_back( Zet::now() + delay, [ this, link, event ] {
          if ( listener_ )
             listener_->handleLinkEvent( link, event );
+         if ( auto const at = links.find( link );
+              event == Event::down && at != links.end() && at->second.unheard > 0 )
+            --at->second.unheard;
          if ( event == Event::gone )
             table_.handleLinkGone( link );
          else
