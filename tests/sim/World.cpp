@@ -359,11 +359,14 @@ World::steer( Event const& event ) {
             } ) )
          machine_.cleared.insert( machine_.kernel.link( name ).index );
    }
+   unsigned int const races = machine_.races();
    run( [ & ] {
       Ufdd::ControlReply const reply = process_->agent.handle( request );
       line( "the answer: " + reply.text );
       process_->endTurn();
-      complain( complaintAbout( request, reply, before ) );
+      // Meanwhile the disk may have become free again.
+      if ( reply.kind != Ufdd::ControlReply::Kind::failed || machine_.races() == races )
+         complain( complaintAbout( request, reply, before ) );
    } );
    restraint_.forget();
 }
