@@ -66,6 +66,9 @@ void
 NetlinkLinkControl::apply( std::span< LinkRequest > requests ) {
    if ( requests.empty() )
       return;
+   // Late answers to earlier requests have other numbers.
+   firstSequence_ +=
+       static_cast< std::uint32_t >( messagesEach * std::exchange( count_, requests.size() ) );
    for ( LinkRequest& request : requests )
       request.error = unanswered;
    auto const batchAt = [ & ]( std::size_t at ) {
@@ -77,7 +80,6 @@ NetlinkLinkControl::apply( std::span< LinkRequest > requests ) {
    exchange( requests, batchAt( last ), batchAt( last ) );
    for ( std::size_t at = 0; at < last; at += batchSize )
       exchange( requests, {}, batchAt( at ) );
-   firstSequence_ += static_cast< std::uint32_t >( messagesEach * requests.size() );
 }
 
 void

@@ -22,8 +22,9 @@ class NetlinkLinkControl final : public LinkControl {
    // Returns true if the kernel lets this process change interfaces (CAP_NET_ADMIN). Touches none.
    bool allowed();
 
-   // The requests cost one round trip to the kernel for every batchSize of them, and two if there
-   // are more. All orders come before the kernel is asked what became of the links.
+   // The requests cost a round trip to the kernel for every batchSize of them. All orders come
+   // before the kernel is asked what became of the links: that is another round trip for each of
+   // these batches but the last.
    void apply( std::span< LinkRequest > requests ) override;
 
  private:
@@ -52,6 +53,7 @@ class NetlinkLinkControl final : public LinkControl {
    LinkProbe probe_;
    std::vector< std::byte > batch_;
    std::uint32_t firstSequence_ = 1; // Of the requests under way, messagesEach for each.
+   std::size_t count_ = 0;           // Of them.
 };
 
 } // namespace Ufdd
