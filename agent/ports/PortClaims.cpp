@@ -183,14 +183,19 @@ PortClaims::add( std::span< Kelnet::IntfId const > ports ) {
    return lines;
 }
 
-void
+bool
 PortClaims::handleReady() {
    std::array< epoll_event, 16 > ready{};
    int const count =
        epoll_wait( askers_.fd(), ready.data(), static_cast< int >( ready.size() ), 0 );
-   for ( int i = 0; i < count; ++i )
-      Descriptor const asker( accept4( ready[ static_cast< std::size_t >( i ) ].data.fd, nullptr,
-                                       nullptr, SOCK_CLOEXEC ) );
+   for ( int i = 0; i < count; ++i ) {
+      int const claim = ready[ static_cast< std::size_t >( i ) ].data.fd;
+      Descriptor const asker( accept4( claim, nullptr, nullptr, SOCK_CLOEXEC ) );
+      // Without descriptors, those who wait would wake the loop again and again.
+      if ( !asker && errno != EAGAIN && errno != ECONNABORTED && errno != EINTR )
+         epoll_ctl( askers_.fd(), EPOLL_CTL_DEL, claim, nullptr );
+   }
+   return false;
 }
 
 void

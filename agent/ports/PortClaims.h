@@ -39,8 +39,8 @@ class PortClaims {
    // Readable while processes have asked who holds a port and handleReady() has not sent them away.
    // The kernel answers them, but only while few wait.
    int fd() const noexcept { return askers_.fd(); }
-   // Sends some of them away.
-   void handleReady();
+   // Sends some of them away. Returns false: that ends no turn.
+   bool handleReady();
 
  private:
    // A port that another ufdd may have claimed, although it is not among ours.
