@@ -60,11 +60,17 @@ PortControl::reviewSpared() {
 
 void
 PortControl::spare( Link const& link, Kelnet::IntfId port, PortResult::Kind why ) {
-   spared_.insert_or_assign( link.index, why );
-   // Somebody has opened it. By now it may be ours again: the news may be old.
+   // The news may be old: the link may be shut again.
    if ( OwnedLink const* const owned = owned_.find( link.index ) )
       acts_.disownIfOpen( *owned );
-   if ( !owned_.contains( link.index ) )
+   bool const isOurs = owned_.contains( link.index );
+   if ( !isOurs && !link.adminUp ) {
+      spared_.erase( link.index );
+      acts_.queueShut( link, port, reason_, false );
+      return;
+   }
+   spared_.insert_or_assign( link.index, why );
+   if ( !isOurs )
       acts_.noteLeftOpen( link, port, why );
 }
 
@@ -73,6 +79,7 @@ PortControl::shut( Kelnet::IntfId port ) {
    for ( Link const& link : linksOfPort_ ) {
       Rule const rule = ruleFor( link, port );
       if ( rule == Rule::isProtected ) {
+         spared_.erase( link.index );
          acts_.noteLeftOpen( link, port, PortResult::Kind::isProtected );
       } else if ( auto const why = whySpared( link, rule ) ) {
          spare( link, port, *why );

@@ -117,9 +117,10 @@ class PortControl final : public LinkDirectory::Listener {
    // route.
    Rule ruleFor( Link const& link, Kelnet::IntfId port, bool isOrdered, bool isForced ) const;
    Rule ruleFor( Link const& link, Kelnet::IntfId port ) const;
-   // Returns why the link, which is open, is left so by that rule; or nothing.
+   // Returns why the link is left as it is by that rule; or nothing, also if it is ours or was set
+   // down by somebody.
    std::optional< PortResult::Kind > whySpared( Link const& link, Rule rule ) const;
-   // Leaves the link open, and no longer ours.
+   // Leaves the link as it is. It is no longer ours if somebody has opened it.
    void spare( Link const& link, Kelnet::IntfId port, PortResult::Kind why );
    // Shuts the links of the port, or leaves them as they are.
    void shut( Kelnet::IntfId port );
