@@ -56,10 +56,13 @@ class FallenGroups {
       else
          machine_.fallen.erase( group.name );
       if ( !hasTwo ) {
-         // While it waits, it may need to recover from an earlier fall though it is not decided to
-         // be down. And it may be taken for down only because ports are held, without evidence.
-         if ( state.wait() != Ufdd::WaitReason::nothing ||
-              ( is && state.upLinks() >= state.minLinks() ) )
+         // While it is left alone, it may need to recover from an earlier fall though it is not
+         // decided to be down. And it may be taken for down only because ports are held, without
+         // evidence.
+         bool const isLeftAlone = state.wait() == Ufdd::WaitReason::unproven ||
+                                  state.wait() == Ufdd::WaitReason::startupHold;
+         if ( isLeftAlone || ( is && ( state.wait() != Ufdd::WaitReason::nothing ||
+                                       state.upLinks() >= state.minLinks() ) ) )
             known_.erase( group.name );
          return "";
       }

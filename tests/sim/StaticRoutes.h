@@ -27,9 +27,9 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
    enum class Fate { present, ours, others, unclear };
    struct Kept {
       Fate fate = Fate::present;
-      bool isUp = true;         // The link.
-      bool mayReturn = false;   // The daemon may believe that it owes the route.
-      unsigned int unheard = 0; // Times it went down of which the daemon has not heard.
+      bool isUp = true;                      // The link.
+      bool mayReturn = false;                // The daemon may believe that it owes the route.
+      std::uint64_t unheard = 0;             // The event that tells of what others dropped; or 0.
       std::vector< std::byte > payload = {}; // The link's index, and which of its routes it is.
    };
 
@@ -56,14 +56,15 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
          return;
       Kept& kept = at->second;
       kept.isUp = link.adminUp;
-      if ( !link.adminUp && kept.fate == Fate::present )
+      if ( !link.adminUp && kept.fate == Fate::present ) {
          kept.fate = link.isUnclear || kept.mayReturn ? Fate::unclear
                      : link.ours                      ? Fate::ours
                                                       : Fate::others;
-      // Who hears of both at once can't tell whose act dropped it.
-      else if ( !link.adminUp && link.ours && kept.fate == Fate::others && kept.unheard > 0 )
+         kept.unheard = kept.fate == Fate::others ? events_ + 1 : 0;
+      } else if ( !link.adminUp && link.ours && kept.fate == Fate::others && kept.unheard != 0 ) {
+         // Who hears of both at once can't tell whose act dropped it.
          kept.fate = Fate::unclear;
-      kept.unheard += !link.adminUp;
+      }
       later( link.index, link.adminUp ? Event::up : Event::down );
    }
    void handleGone( std::uint32_t link ) {
@@ -123,12 +124,13 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
       news_.emplace_back( Zet::now() + delay, [ this, route ] { table_.insert( route, false ); } );
    }
    void later( std::uint32_t link, Event event ) {
-      news_.emplace_back( Zet::now() + delay, [ this, link, event ] {
+      std::uint64_t const number = ++events_;
+      news_.emplace_back( Zet::now() + delay, [ this, link, event, number ] {
          if ( listener_ )
             listener_->handleLinkEvent( link, event );
          if ( auto const at = links.find( link );
-              event == Event::down && at != links.end() && at->second.unheard > 0 )
-            --at->second.unheard;
+              at != links.end() && at->second.unheard == number )
+            at->second.unheard = 0;
          if ( event == Event::gone )
             table_.handleLinkGone( link );
          else
@@ -148,7 +150,8 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
 
    std::string& violations_;
    std::uint32_t default_ = 0;
-   std::uint32_t count_ = 0; // Of routes so far.
+   std::uint32_t count_ = 0;  // Of routes so far.
+   std::uint64_t events_ = 0; // So many.
    std::deque< std::pair< double, std::function< void() > > > news_;
 };
 
