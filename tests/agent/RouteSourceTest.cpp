@@ -141,9 +141,14 @@ TEST_F( RouteSourceTest, followsAsManyPrefixesAsAFileMayName ) {
                                             "::" + std::to_string( i ) + "/128" ) );
       systemIs( "core/optmem_max", 20480 );
       follow( source );
+      // No reading is under way that would find the route without a message.
+      source.deliver();
       ip( "route add " + prefixes.back().text() + " via fd01::2 proto bgp" );
-      source.handleReadable();
-      EXPECT_TRUE( source.table().routes().contains( prefixes.back() ) ) << network;
+      EXPECT_TRUE( eventually( [ & ] {
+         source.handleReadable();
+         return source.table().routes().contains( prefixes.back() );
+      } ) )
+          << network;
    }
 }
 
