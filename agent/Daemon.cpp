@@ -173,9 +173,10 @@ Daemon::handleTurnEnd() {
       manager_.alive();
    bool const isLogged = log_.flush();
    bool const isTold = manager_.send();
-   double const next = std::min(
-       { agent_.nextTime(), configurator_.nextTime(), statusServer_.nextTime().value_or( never ),
-         controlServer_.nextTime().value_or( never ), isSummaryOld_ ? summaryTime_ : never } );
+   double const summary = isSummaryOld_ ? summaryTime_ : never;
+   double const next = std::min( { agent_.nextTime(), configurator_.nextTime(),
+                                   statusServer_.nextTime().value_or( never ),
+                                   controlServer_.nextTime().value_or( never ), summary } );
    wakeAt( isLogged && isTold ? next : std::min( next, Zet::now() + tellAgainPause ) );
 }
 

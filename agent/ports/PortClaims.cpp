@@ -119,7 +119,8 @@ PortClaims::relativesOf( std::set< std::string > const& ports ) {
          continue;
       std::string const lag( master->second.name.view() );
       std::string const member( link.name.view() );
-      std::string const text = lag + " (member " + member + ")";
+      std::string const text =
+          std::string( lag ).append( " (member " ).append( member ).append( ")" );
       if ( ports.contains( member ) )
          relatives.push_back( { lag, text } );
       if ( ports.contains( lag ) )
@@ -173,6 +174,7 @@ PortClaims::add( std::span< Kelnet::IntfId const > ports ) {
                   "'@ufdd/port/*'. Ports:" +
                       disturbed );
    std::vector< std::string > lines;
+   lines.reserve( holders.size() );
    for ( auto const& [ pid, names ] : holders )
       lines.push_back( "another ufdd (process " + std::to_string( pid ) +
                        ") shuts and opens these ports; stop it, or take the ports out of one of "

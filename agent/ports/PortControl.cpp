@@ -47,7 +47,9 @@ void
 PortControl::reviewSpared() {
    std::erase_if( spared_, [ this ]( auto const& spared ) {
       Link const* const link = links_.link( spared.first );
-      Kelnet::IntfId const port = link ? portOf( *link ) : Kelnet::IntfId();
+      if ( !link )
+         return true;
+      Kelnet::IntfId const port = portOf( *link );
       // The link may have been renamed, or have left its LAG.
       if ( !detector_.decisions().mustBeShut( port ) )
          return true;

@@ -269,7 +269,7 @@ class State::NotifieeConst
     : public Notify::EntityNotifiee< State, Zet::Entity::NotifieeConst, Zet::Name, Zet::Name,
                                      Zet::Name, Zet::Name, Zet::Name, Zet::Name, Zet::Name > {
  public:
-   virtual void onVersion() {}
+   void onVersion() override {}
    virtual void onStartTime() {}
    virtual void onConfigFile() {}
    virtual void onConfigTime() {}

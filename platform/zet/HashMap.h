@@ -41,7 +41,9 @@ template < class Member > class ChainPlace {
    static constexpr std::uintptr_t linkedBit = 1;
    static constexpr std::uintptr_t markBit = 2;
 
-   Member* get() const noexcept { return reinterpret_cast< Member* >( word_ & ~bits ); }
+   Member* get() const noexcept {
+      return reinterpret_cast< Member* >( word_ & ~bits ); // NOLINT(performance-no-int-to-ptr)
+   }
    void set( Member* member ) noexcept {
       word_ = reinterpret_cast< std::uintptr_t >( member ) | ( word_ & bits );
    }
