@@ -131,6 +131,9 @@ ReportSender::handleRefusal( ControlReply const& reply ) {
                        std::move_iterator( sent_.end() ) );
       return sent_.clear();
    }
+   // A reload has just taken the check away. The status says so in a moment.
+   if ( reply.kind == Kind::unknown )
+      return;
    fail( "ufdd refused the report of check " + sent_.front().check + ": " + reply.text );
 }
 

@@ -3,7 +3,6 @@
 #include "tests/agent/StatusReader.h"
 
 #include <cerrno>
-#include <gmock/gmock.h>
 #include <string_view>
 #include <sys/ptrace.h>
 
@@ -202,10 +201,10 @@ TEST_F( CheckRunnerTest, deliversTheOthersWhenAReportIsRefused ) {
    ASSERT_TRUE( report( { "a", "gone", "b" }, "first" ) );
    EXPECT_TRUE( isFound( "a", "pass: first" ) ) << found( "a" );
    EXPECT_TRUE( isFound( "b", "pass: first" ) ) << found( "b" );
-   EXPECT_THAT( told, testing::ElementsAre( testing::HasSubstr( "report of check gone" ) ) );
    ASSERT_TRUE( report( { "a", "gone", "b" }, "second" ) );
    EXPECT_TRUE( isFound( "b", "pass: second" ) ) << found( "b" );
-   EXPECT_EQ( told.size(), 1u );
+   // A reload may have taken the check away a moment ago.
+   EXPECT_TRUE( told.empty() );
 }
 
 } // namespace
