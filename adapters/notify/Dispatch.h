@@ -86,7 +86,7 @@ dispatchToAll( List const& notifiees, Zet::AttributeId id, Passed< Key >... key 
 //
 // A handler may end the changed entity, since not every notifiee holds it
 // (zetHasUncountedNotifier). So nothing of the entity is used after the first call, not even its
-// list. The notifiees are held here. The key is the caller's.
+// list. The notifiees are held here. The key is the caller's, or a copy of it.
 template < auto Handler, class List, class... Key >
 void
 dispatch( List const& notifiees, Zet::AttributeId id, Key const&... key ) {

@@ -67,6 +67,7 @@ PortControl::spare( Link const& link, Kelnet::IntfId port, PortResult::Kind why 
       acts_.disownIfOpen( *owned );
    bool const isOurs = owned_.contains( link.index );
    if ( !isOurs && !link.adminUp ) {
+      // Somebody keeps it down, which is noted there.
       spared_.erase( link.index );
       acts_.queueShut( link, port, reason_, false );
       return;

@@ -62,7 +62,7 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
                                                       : Fate::others;
          kept.unheard = kept.fate == Fate::others ? events_ + 1 : 0;
       } else if ( !link.adminUp && link.ours && kept.fate == Fate::others && kept.unheard != 0 ) {
-         // Who hears of both at once can't tell whose act dropped it.
+         // The daemon hears of both at once. It can't tell which of the two dropped the route.
          kept.fate = Fate::unclear;
       }
       later( link.index, link.adminUp ? Event::up : Event::down );
