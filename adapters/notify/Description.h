@@ -194,25 +194,28 @@ indexOf( std::tuple< R... > const& ) {
    return sizeof...( R );
 }
 
-template < class T, auto Get >
+// Returns how many rows have that id.
+template < class... R >
 constexpr int
-rowsLike( Zet::AttributeId id ) {
-   int times = 0;
-   forEachRow< T >( [ & ]< class R >( R const& row ) {
-      times += row.id == id || std::is_same_v< Identity< R::get >, Identity< Get > >;
-   } );
-   return times;
+rowsWith( Zet::AttributeId id, std::tuple< R... > const& rows ) {
+   return std::apply( [ id ]( auto const&... row ) { return ( int( row.id == id ) + ... ); },
+                      rows );
 }
 
-// Returns true if each row of T has an id and a reader of its own.
+// Returns true if the row at that place has an id and a reader of its own.
+template < class T, std::size_t Place >
+constexpr bool
+isDistinct() {
+   constexpr auto const& rows = Description< T >::attributes;
+   constexpr auto const& row = std::get< Place >( rows );
+   constexpr bool distinct = indexOf< row.get >( rows ) == Place && rowsWith( row.id, rows ) == 1;
+   return holds< distinct, Fault::IdOrReaderOfAnotherRow< row.get > >();
+}
+
 template < class T, std::size_t... Place >
 constexpr bool
 rowsAreDistinct( std::index_sequence< Place... > ) {
-   constexpr auto const& rows = Description< T >::attributes;
-   return (
-       holds< rowsLike< T, std::get< Place >( rows ).get >( std::get< Place >( rows ).id ) == 1,
-              Fault::IdOrReaderOfAnotherRow< std::get< Place >( rows ).get > >() &&
-       ... );
+   return ( isDistinct< T, Place >() && ... );
 }
 
 } // namespace Detail

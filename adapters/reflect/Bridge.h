@@ -80,13 +80,12 @@ class ZET_EXPORT Bridge final
    // Returns the place of the collection that `Get` reads among T's collections.
    template < auto Get > static constexpr std::size_t collectionIndex() {
       std::size_t index = 0;
-      bool found = false;
+      std::size_t place = Notify::Detail::indexOf< Get >( Notify::Description< T >::attributes );
       Notify::forEachRow< T >( [ & ]< class R >( R const& ) {
-         if constexpr ( isCollection< R > ) {
-            found = found || std::is_same_v< Notify::Detail::Identity< R::get >,
-                                             Notify::Detail::Identity< Get > >;
-            index += !found;
-         }
+         if ( place == 0 )
+            return;
+         --place;
+         index += isCollection< R >;
       } );
       return index;
    }
