@@ -17,11 +17,6 @@ namespace {
 constexpr char const* notConfirmed =
     "nobody confirmed it in time; to put it in force: ufdctl reload";
 
-ControlReply
-reply( ControlReply::Kind kind, std::string text ) {
-   return { .kind = kind, .text = std::move( text ), .toShut = {}, .toOpen = {} };
-}
-
 // Returns the names of the ports that are ours.
 std::set< std::string >
 shutPorts( State const& state ) {

@@ -1,6 +1,7 @@
 #include "agent/Steer.h"
 
 #include "agent/base/NearestWord.h"
+#include "agent/base/Printable.h"
 #include "model/GroupConfig.h"
 #include "platform/zet/Clock.h"
 
@@ -16,16 +17,6 @@ namespace {
 
 using Kind = ControlReply::Kind;
 using Verb = ControlRequest::Verb;
-
-ControlReply
-reply( Kind kind, std::string text ) {
-   return { .kind = kind, .text = std::move( text ), .toShut = {}, .toOpen = {} };
-}
-
-std::string
-quoted( std::string const& name ) {
-   return '"' + name + '"';
-}
 
 void
 addSentence( std::string& text, std::string const& sentence ) {

@@ -10,4 +10,10 @@ namespace Ufdd {
 // UTF-8. Names of interfaces and files may have such bytes.
 std::string printable( std::string_view text );
 
+// Returns the text in double quotes.
+inline std::string
+quoted( std::string_view text ) {
+   return '"' + std::string( text ) + '"';
+}
+
 } // namespace Ufdd

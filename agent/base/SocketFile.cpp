@@ -14,7 +14,7 @@ namespace Ufdd {
 
 namespace {
 
-constexpr mode_t directoryMode = 0750;
+constexpr mode_t socketDirectoryMode = 0750;
 constexpr mode_t socketMode = 0660;
 
 // Keeps the permissions of files made while this exists within `mode`.
@@ -61,8 +61,9 @@ SocketFile::isThere() const {
 void
 SocketFile::makeDirectory() const {
    std::string const directory = path_.substr( 0, path_.find_last_of( '/' ) + 1 );
-   TightUmask const tight( directoryMode );
-   if ( !directory.empty() && mkdir( directory.c_str(), directoryMode ) < 0 && errno != EEXIST )
+   TightUmask const tight( socketDirectoryMode );
+   if ( !directory.empty() && mkdir( directory.c_str(), socketDirectoryMode ) < 0 &&
+        errno != EEXIST )
       fail( errno, "can't make the directory " + directory + " of the " + words_.name +
                        " socket; make it, or name another socket by " + words_.option );
 }

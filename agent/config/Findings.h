@@ -1,5 +1,7 @@
 #pragma once
 
+#include "agent/base/Printable.h"
+
 #include <compare>
 #include <cstddef>
 #include <cstdint>
@@ -20,12 +22,6 @@ struct Place {
 
 // The place of each name of a list.
 using NamePlaces = std::map< std::string, Place, std::less<> >;
-
-// Returns the text in double quotes.
-inline std::string
-quoted( std::string_view text ) {
-   return '"' + std::string( text ) + '"';
-}
 
 // The errors, warnings and notes about one file. Lists the first `maxListed` errors and as many
 // warnings, and counts the others, since a file may be wrong a hundred thousand times.

@@ -59,6 +59,12 @@ struct ControlReply {
    std::vector< std::string > toOpen; // Names of the ports that this opens.
 };
 
+// Returns a reply to a request that shuts and opens nothing.
+inline ControlReply
+reply( ControlReply::Kind kind, std::string text ) {
+   return { .kind = kind, .text = std::move( text ), .toShut = {}, .toOpen = {} };
+}
+
 // Carries out requests. Called at the end of a turn, after all detection.
 class Steering {
  public:

@@ -26,7 +26,7 @@ fail( std::string const& what ) {
 }
 
 std::string
-quoted( std::string_view text ) {
+excerpt( std::string_view text ) {
    constexpr std::size_t shown = 40;
    return '"' + std::string( text.substr( 0, shown ) ) + ( text.size() > shown ? "..." : "" ) + '"';
 }
@@ -42,7 +42,7 @@ entryOf( Table const& table, std::string_view word, char const* kind ) {
    for ( auto const& entry : table )
       words.push_back( entry.word );
    auto const nearest = nearestWord( word, words );
-   fail( std::string( "unknown " ) + kind + ' ' + quoted( word ) +
+   fail( std::string( "unknown " ) + kind + ' ' + excerpt( word ) +
          ( nearest ? "; did you mean " + std::string( *nearest ) + '?' : "" ) );
 }
 
@@ -64,8 +64,8 @@ class Lines {
       if ( !isWhole( text ) )
          fail( "it is cut short: it has no line \"end\"" );
       if ( auto const [ key, value ] = take(); joined( key, value ) != title )
-         fail( "it begins with " + quoted( joined( key, value ) ) + " and not with " +
-               quoted( title ) + "; use ufdd and ufdctl of the same version" );
+         fail( "it begins with " + excerpt( joined( key, value ) ) + " and not with " +
+               excerpt( title ) + "; use ufdd and ufdctl of the same version" );
    }
 
    // Returns the key and the value of the next line.
@@ -134,7 +134,7 @@ secondsIn( std::string_view value ) {
                                                 std::chars_format::fixed );
    if ( error != std::errc() || end != value.data() + value.size() || !( seconds >= 0.001 ) ||
         seconds > controlTimeLimit )
-      fail( quoted( value ) + " is no number of seconds above 0, and at most " +
+      fail( excerpt( value ) + " is no number of seconds above 0, and at most " +
             std::to_string( static_cast< long >( controlTimeLimit ) ) );
    return seconds;
 }
@@ -172,7 +172,7 @@ template < auto Member >
 void
 readFlag( ControlRequest& request, std::string_view value ) {
    if ( !value.empty() )
-      fail( quoted( value ) + " follows a key that has no value" );
+      fail( excerpt( value ) + " follows a key that has no value" );
    request.*Member = true;
 }
 template < auto Member >
@@ -229,7 +229,7 @@ reportsOf( ControlRequest const& request ) {
    for ( auto const& [ check, word, reason ] : request.reports ) {
       // The text could not be told from that of another check.
       if ( check.find( ' ' ) != check.npos )
-         fail( "no check is called " + quoted( check ) + ", since it has a space in it" );
+         fail( "no check is called " + excerpt( check ) + ", since it has a space in it" );
       values.push_back(
           std::string( std::ranges::find( results, word, &WordEntry::result )->word ) + ' ' +
           check + ( reason.empty() ? "" : " " ) + reason );
@@ -257,7 +257,7 @@ refuseControlBytes( std::string_view value ) {
       return static_cast< unsigned char >( byte ) < ' ' || byte == '\x7f';
    };
    if ( std::ranges::any_of( value, isControl ) )
-      fail( quoted( value ) + " has a control character in it" );
+      fail( excerpt( value ) + " has a control character in it" );
 }
 
 struct KindEntry {
@@ -306,7 +306,7 @@ requestOf( std::string_view text ) {
    ControlRequest request;
    auto const [ first, verb ] = lines.take();
    if ( first != "do" )
-      fail( "its second line begins with " + quoted( first ) + " and not with \"do\"" );
+      fail( "its second line begins with " + excerpt( first ) + " and not with \"do\"" );
    request.verb = entryOf( verbs, verb, "request" ).verb;
    unsigned int seen = 0;
    lines.forEach( [ & ]( std::string_view word, std::string_view value ) {
@@ -314,9 +314,9 @@ requestOf( std::string_view text ) {
       Key const& key = entryOf( keys, word, "key" );
       unsigned int const self = 1u << ( &key - keys.data() );
       if ( ( key.verbs & bit( request.verb ) ) == 0 )
-         fail( std::string( wordOf( request.verb ) ) + " takes no " + quoted( word ) );
+         fail( std::string( wordOf( request.verb ) ) + " takes no " + excerpt( word ) );
       if ( !key.isRepeated && ( seen & self ) != 0 )
-         fail( "the key " + quoted( word ) + " is there twice" );
+         fail( "the key " + excerpt( word ) + " is there twice" );
       seen |= self;
       key.read( request, value );
    } );
@@ -350,7 +350,7 @@ replyOf( std::string_view text ) {
    ControlReply reply;
    auto const [ first, kind ] = lines.take();
    if ( first != "is" )
-      fail( "its second line begins with " + quoted( first ) + " and not with \"is\"" );
+      fail( "its second line begins with " + excerpt( first ) + " and not with \"is\"" );
    reply.kind = entryOf( kinds, kind, "kind of reply" ).kind;
    lines.forEach( [ & ]( std::string_view key, std::string_view value ) {
       if ( key == "text" )
@@ -360,7 +360,7 @@ replyOf( std::string_view text ) {
       else if ( key == "open" )
          reply.toOpen.emplace_back( value );
       else
-         fail( "unknown key " + quoted( key ) );
+         fail( "unknown key " + excerpt( key ) );
    } );
    return reply;
 }

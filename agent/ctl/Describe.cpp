@@ -30,7 +30,7 @@ text( Zet::Name const& name ) {
 }
 
 std::string
-nameOf( Zet::Ptr< Zet::ZetType const > const& type ) {
+typeNameOf( Zet::Ptr< Zet::ZetType const > const& type ) {
    return type ? text( type->fullName() ) : "-";
 }
 
@@ -66,7 +66,7 @@ printTable( Zet::ZetType const& type ) {
    std::vector< Line > rows{ { "ID", "NAME", "TYPE", "KEY", "WORD0", "WORD1", "INTRO", "KIND" } };
    for ( auto const& attribute : type.attributes() )
       rows.push_back( { std::to_string( attribute->id() ), text( attribute->name() ),
-                        nameOf( attribute->valueType() ), nameOf( attribute->keyType() ),
+                        typeNameOf( attribute->valueType() ), typeNameOf( attribute->keyType() ),
                         hex( attribute->flags().word0 ), hex( attribute->flags().word1 ),
                         std::to_string( attribute->introspectionFlags().value() ),
                         attributeKind( *attribute ) } );
@@ -116,7 +116,7 @@ json( std::vector< Zet::Argument > const& arguments ) {
 
 Json
 jsonName( Zet::Ptr< Zet::ZetType const > const& type ) {
-   return type ? Json( nameOf( type ) ) : Json();
+   return type ? Json( typeNameOf( type ) ) : Json();
 }
 
 Json

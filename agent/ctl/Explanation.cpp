@@ -11,11 +11,6 @@ using UplinkFailureDetection::GroupLinkStatus;
 
 namespace {
 
-std::string
-nameOf( Zet::Entity const& entity ) {
-   return std::string( entity.zetName().view() );
-}
-
 bool
 isDown( View::Group const& group ) {
    return group.status->groupLinkStatus() == GroupLinkStatus::down;

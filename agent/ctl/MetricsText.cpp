@@ -16,11 +16,6 @@ namespace {
 
 using Samples = MetricSamples;
 
-std::string_view
-nameOf( Zet::Entity const& entity ) {
-   return entity.zetName().view();
-}
-
 // The entity that has an attribute, by the attribute's reader.
 template < class > struct OwnerOf;
 template < class Owner, class V > struct OwnerOf< V ( Owner::* )() const > { using Type = Owner; };
@@ -91,7 +86,7 @@ addMembers( Samples& samples, View const& view ) {
 
 void
 addUplinks( Samples& samples, View const& view ) {
-   std::map< std::string_view, bool > isUp; // Each uplink once, by its name.
+   std::map< std::string, bool > isUp; // Each uplink once, by its name.
    for ( View::Group const& group : view.groups )
       for ( View::Link const& uplink : group.uplinks )
          isUp[ nameOf( *uplink ) ] = uplink->condition() == LinkCondition::up;

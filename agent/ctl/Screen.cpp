@@ -37,8 +37,8 @@ isSet( char const* variable ) {
 }
 
 std::size_t
-widthOf( Line const& line ) {
-   return Ufdd::widthOf( plainText( line ) );
+lineWidth( Line const& line ) {
+   return widthOf( plainText( line ) );
 }
 
 // Returns the widths of as many columns as the room has for the items, row by row.
@@ -49,7 +49,7 @@ columnsFor( std::vector< Line > const& items, std::size_t room ) {
    for ( std::size_t count = std::min( items.size(), most ); count > 0; --count ) {
       widths.assign( count, 0 );
       for ( std::size_t i = 0; i < items.size(); ++i )
-         widths[ i % count ] = std::max( widths[ i % count ], widthOf( items[ i ] ) );
+         widths[ i % count ] = std::max( widths[ i % count ], lineWidth( items[ i ] ) );
       if ( std::accumulate( widths.begin(), widths.end(), itemGap * ( count - 1 ) ) <= room )
          break;
    }
@@ -94,7 +94,7 @@ Screen::line( Line const& line, std::size_t indent ) {
    std::size_t used = 0;
    for ( Span rest : line ) {
       // Breaks the span at spaces while it does not fit.
-      while ( used + Ufdd::widthOf( rest.text ) > columns ) {
+      while ( used + widthOf( rest.text ) > columns ) {
          std::size_t const room = columns > used ? columns - used : 0;
          std::size_t at = rest.text.rfind( ' ', room );
          if ( at == std::string::npos || at == 0 ) {
@@ -110,7 +110,7 @@ Screen::line( Line const& line, std::size_t indent ) {
          rest.text.erase( 0, rest.text.find_first_not_of( ' ', at ) );
       }
       add( rest );
-      used += Ufdd::widthOf( rest.text );
+      used += widthOf( rest.text );
    }
    text_ += '\n';
 }
@@ -140,7 +140,7 @@ Screen::items( std::string_view label, std::vector< Line > const& items ) {
       if ( i + 1 == items.size() || column + 1 == widths.size() )
          text_ += '\n';
       else
-         pad( widths[ column ] - widthOf( items[ i ] ) + itemGap );
+         pad( widths[ column ] - lineWidth( items[ i ] ) + itemGap );
    }
 }
 
@@ -149,7 +149,7 @@ Screen::table( std::vector< Line > const& rows, std::size_t indent ) {
    std::vector< std::size_t > widths( rows.empty() ? 0 : rows.front().size() );
    for ( Line const& row : rows )
       for ( std::size_t i = 0; i < row.size(); ++i )
-         widths[ i ] = std::max( widths[ i ], Ufdd::widthOf( row[ i ].text ) );
+         widths[ i ] = std::max( widths[ i ], widthOf( row[ i ].text ) );
    for ( Line const& row : rows ) {
       pad( indent );
       std::size_t due = 0; // The last text is not padded.
@@ -157,7 +157,7 @@ Screen::table( std::vector< Line > const& rows, std::size_t indent ) {
          if ( !row[ i ].text.empty() )
             pad( std::exchange( due, 0 ) );
          add( row[ i ] );
-         due += widths[ i ] - Ufdd::widthOf( row[ i ].text ) + gap;
+         due += widths[ i ] - widthOf( row[ i ].text ) + gap;
       }
       text_ += '\n';
    }

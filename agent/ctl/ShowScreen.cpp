@@ -14,11 +14,6 @@ namespace {
 constexpr std::size_t wrongLimit = 12; // Of those in a block that are wrong.
 constexpr std::size_t goodLimit = 4;   // Of those in order.
 
-std::string
-nameOf( Zet::Entity const& entity ) {
-   return std::string( entity.zetName().view() );
-}
-
 void
 addWord( std::string& list, std::string_view word ) {
    list.append( list.empty() ? "" : " " ).append( word );

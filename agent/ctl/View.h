@@ -75,4 +75,9 @@ Severity severityOf( CheckState const& check );
 Severity severityOf( PortState const& port );
 Severity severityOf( View::Group const& group );
 
+inline std::string
+nameOf( Zet::Entity const& entity ) {
+   return std::string( entity.zetName().view() );
+}
+
 } // namespace Ufdd

@@ -18,12 +18,12 @@ namespace Ufdd {
 namespace {
 
 // In seconds. The start waits so long at most; the kernel lists the default routes of IPv4 first.
-constexpr double startPatience = 0.2;
+constexpr double startingPatience = 0.2;
 // In seconds: how long a dump under way may be silent, and how often everything is read again.
 constexpr double dumpPatience = 2;
 constexpr double pause = 1;
 // Few datagrams in a turn: a link message may be waiting, and one holds some hundred routes.
-constexpr int datagramsPerTurn = 2;
+constexpr int datagramsAtOnce = 2;
 constexpr int mostDatagrams = 1000; // Number of datagrams when ufdd stops.
 constexpr std::size_t settingsPerBatch = 16;
 constexpr int answerTimeoutMs = 1000;
@@ -53,14 +53,14 @@ NetlinkRouteSource::follow( std::span< Prefix const > prefixes ) {
    socket_ = std::move( socket );
    prefixes_.assign( prefixes.begin(), prefixes.end() );
    readAgain();
-   for ( double const end = Zet::now() + startPatience;
+   for ( double const end = Zet::now() + startingPatience;
          reading_ != Reading::done && Zet::now() < end; )
-      receive( static_cast< int >( startPatience * 1000 ) );
+      receive( static_cast< int >( startingPatience * 1000 ) );
 }
 
 void
 NetlinkRouteSource::handleReadable() {
-   for ( int i = 0; i < datagramsPerTurn && receive( 0 ); ++i ) {
+   for ( int i = 0; i < datagramsAtOnce && receive( 0 ); ++i ) {
    }
 }
 

@@ -1,6 +1,5 @@
 #include "agent/kernel/RouteFilter.h"
 
-#include <linux/if.h>
 #include <linux/if_addr.h>
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
@@ -9,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <net/if.h>
 #include <sys/socket.h>
 #include <utility>
 
@@ -17,7 +17,7 @@ namespace Ufdd {
 namespace {
 
 constexpr std::uint32_t payload = sizeof( nlmsghdr );
-constexpr std::uint32_t all = 0xffffffff;
+constexpr std::uint32_t wholeMessage = 0xffffffff;
 
 // Writes the instructions one by one. A test either passes the message or goes on.
 class Writer {
@@ -47,7 +47,7 @@ class Writer {
       code[ opened_.back() ].jf = static_cast< std::uint8_t >( code.size() - opened_.back() - 1 );
       opened_.pop_back();
    }
-   void pass() { add( BPF_RET | BPF_K, all ); }
+   void pass() { add( BPF_RET | BPF_K, wholeMessage ); }
    void drop() { add( BPF_RET | BPF_K, 0 ); }
    void add( int instruction, std::size_t value ) {
       code.push_back( BPF_STMT( static_cast< std::uint16_t >( instruction ),

@@ -29,10 +29,10 @@ constexpr std::string_view prefix = "ufdd/port/";
 std::string
 mainName( Kelnet::IntfId port ) {
    std::string const name( port.name().view() );
-   std::array< char, IF_NAMESIZE > room{};
+   std::array< char, IF_NAMESIZE > found{};
    unsigned int const index =
        name.size() <= InterfaceName::maxSize ? if_nametoindex( name.c_str() ) : 0;
-   return index != 0 && if_indextoname( index, room.data() ) ? room.data() : name;
+   return index != 0 && if_indextoname( index, found.data() ) ? found.data() : name;
 }
 
 // Calls act( descriptor, address, size ), which is bind() or connect(), for the port's socket.
