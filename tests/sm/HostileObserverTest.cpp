@@ -158,6 +158,21 @@ TEST( HostileObserver, ActingInsideOfANotificationLeavesAConsistentDetector ) {
          }
 }
 
+// Started twice, the group would open its port for a moment.
+TEST( HostileObserver, AGroupThatComesBackInsideOfItsRemovalIsStartedOnce ) {
+   World world;
+   Tests::CollectedFailures const failures;
+   world.apply( before );
+   world.apply( "start; down A" );
+   world.heard();
+   world.onHeard = [ & ]( std::string const& ) {
+      world.onHeard = nullptr;
+      world.apply( "group g; ungroup g; group g; min g 2; monitor g A; monitor g B; disable g C" );
+   };
+   world.apply( "ungroup g" );
+   EXPECT_EQ( world.heard(), "D- C- g- g+ C@0 g:down" );
+}
+
 // An event from outside, or from inside of the notification of that number from now on.
 struct Step {
    unsigned int when;
