@@ -9,7 +9,6 @@ namespace Ufdd {
 
 namespace {
 
-using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
 using UplinkFailureDetection::GroupStatus;
 

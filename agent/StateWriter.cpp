@@ -14,7 +14,6 @@ namespace Ufdd {
 
 namespace {
 
-using UplinkFailureDetection::GroupConfig;
 using UplinkFailureDetection::GroupLinkStatus;
 
 // Writes the order about the entity; `orders` are those about entities of its kind.

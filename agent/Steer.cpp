@@ -156,10 +156,12 @@ Steer::objectionToClear( Target const& target ) {
               group->intfsToDisable( port ) &&
               detector_.decisions().of( group->name() ).stance() == GroupMode::orderedDown )
             return reply( Kind::refused,
-                          subject + " with group " + name +
-                              ( book.groups.contains( name )
-                                    ? "; end that order first: ufdctl auto " + name
-                                    : "; remove force_down from the configuration first" ) );
+                          std::string( subject )
+                              .append( " with group " )
+                              .append( name )
+                              .append( book.groups.contains( name )
+                                           ? "; end that order first: ufdctl auto " + name
+                                           : "; remove force_down from the configuration first" ) );
    }
    return {};
 }

@@ -139,6 +139,7 @@ template < class T, class Base > class ZET_EXPORT ReflectedIf : public Base {
    template < std::size_t Place >
    Interface operateFrom( Zet::GenericIf::AttributeOp const& op, InterfaceConst const& key,
                           Interface const& value ) {
+      // NOLINTNEXTLINE(bugprone-branch-clone)
       if constexpr ( Place == rows )
          return operateApart< Place >( op, key, value );
       else if ( row< Place >().id != op.attribute )

@@ -39,6 +39,7 @@ entryOf( Table const& table, std::string_view word, char const* kind ) {
    if ( at != table.end() )
       return *at;
    std::vector< std::string_view > words;
+   words.reserve( table.size() );
    for ( auto const& entry : table )
       words.push_back( entry.word );
    auto const nearest = nearestWord( word, words );
@@ -230,9 +231,9 @@ reportsOf( ControlRequest const& request ) {
       // The text could not be told from that of another check.
       if ( check.find( ' ' ) != check.npos )
          fail( "no check is called " + excerpt( check ) + ", since it has a space in it" );
-      values.push_back(
-          std::string( std::ranges::find( results, word, &WordEntry::result )->word ) + ' ' +
-          check + ( reason.empty() ? "" : " " ) + reason );
+      std::string value( std::ranges::find( results, word, &WordEntry::result )->word );
+      value.append( " " ).append( check ).append( reason.empty() ? "" : " " ).append( reason );
+      values.push_back( std::move( value ) );
    }
    return values;
 }

@@ -26,6 +26,7 @@ std::vector< Descriptor >
 MetricsServer::passedSockets() {
    std::vector< Descriptor > sockets;
    int const count = sd_listen_fds( 1 );
+   sockets.reserve( static_cast< std::size_t >( std::max( count, 0 ) ) );
    for ( int i = 0; i < count; ++i )
       sockets.emplace_back( SD_LISTEN_FDS_START + i );
    if ( sockets.empty() )

@@ -24,8 +24,6 @@
 
 namespace Ufdd {
 
-using UplinkFailureDetection::GroupLinkStatus;
-
 namespace {
 
 using Received = StatusStream::Received;

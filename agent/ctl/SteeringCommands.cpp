@@ -177,12 +177,16 @@ awaitMoves( Moves const& moves, StatusStream& stream, State const& state ) {
          continue;
       auto const port = state.port( name );
       std::string const why = port ? std::string( port->failure().view() ) : "";
-      fail( ExitStatus::failure,
-            isOver ? "port " + name +
-                         ( port ? " is " + portText( *port ) : " is not known any more" ) +
-                         " after " + delayText( patience ) + ( why.empty() ? "" : ": " + why ) +
-                         "; see: ufdctl explain " + name
-                   : "ufdd was stopped before it moved port " + name );
+      std::string text = isOver ? "port " : "ufdd was stopped before it moved port ";
+      text.append( name );
+      if ( isOver )
+         text.append( port ? " is " + portText( *port ) : " is not known any more" )
+             .append( " after " )
+             .append( delayText( patience ) )
+             .append( why.empty() ? "" : ": " + why )
+             .append( "; see: ufdctl explain " )
+             .append( name );
+      fail( ExitStatus::failure, text );
    }
 }
 

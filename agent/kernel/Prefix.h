@@ -17,7 +17,7 @@ struct Prefix {
    // In network byte order; IPv4 uses the first four bytes.
    std::array< std::uint8_t, 16 > address{};
 
-   auto operator<=>( Prefix const& ) const = default;
+   auto operator<=>( Prefix const& ) const = default; // NOLINT(modernize-use-nullptr)
 
    // Reads "10.0.0.0/8"; returns nothing for any other text.
    static std::optional< Prefix > read( std::string_view text );

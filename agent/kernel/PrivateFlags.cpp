@@ -53,7 +53,8 @@ readPrivateFlags( InterfaceName const& link ) {
    std::memcpy( &count, set.data(), sizeof count );
    if ( count > maxFlags )
       return {};
-   Question< ethtool_gstrings, maxFlags * ETH_GSTRING_LEN > names( ETHTOOL_GSTRINGS );
+   Question< ethtool_gstrings, std::size_t{ maxFlags } * ETH_GSTRING_LEN > names(
+       ETHTOOL_GSTRINGS );
    names.header().string_set = ETH_SS_PRIV_FLAGS;
    names.header().len = count;
    Question< ethtool_value, 0 > states( ETHTOOL_GPFLAGS );

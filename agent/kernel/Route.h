@@ -79,7 +79,7 @@ struct LinkSetting {
    bool isRoute = false;
    std::vector< std::byte > payload; // As in Route and LinkAddress.
 
-   auto operator<=>( LinkSetting const& ) const = default;
+   auto operator<=>( LinkSetting const& ) const = default; // NOLINT(modernize-use-nullptr)
 };
 
 } // namespace Ufdd

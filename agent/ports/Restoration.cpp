@@ -332,6 +332,7 @@ Restoration::all() const {
       addMissing( port.settings, settings );
    }
    std::vector< PortSettings > list;
+   list.reserve( all.size() );
    for ( auto& [ index, port ] : all )
       list.push_back( std::move( port ) );
    return list;
