@@ -91,9 +91,9 @@ Steer::findTargets( ControlRequest const& request, Targets& targets ) const {
                           } );
       return reply( Kind::unknown,
                     ( isForGroups ? "there is no group " : "there is no group or port " ) +
-                        quoted( name ) +
+                        inQuotes( name ) +
                         ( isPort    ? "; it is a port, and only groups can be disabled"
-                          : nearest ? "; did you mean " + quoted( std::string( *nearest ) ) + "?"
+                          : nearest ? "; did you mean " + inQuotes( std::string( *nearest ) ) + "?"
                                     : "" ) );
    }
    return {};
@@ -219,8 +219,8 @@ Steer::remarks( ControlRequest const& request, Targets const& targets ) {
    for ( Target const& target : targets ) {
       if ( target.isGroup && request.verb != Verb::disable &&
            std::ranges::find( ports, Kelnet::IntfId( target.name ) ) != ports.end() )
-         addSentence( remarks, quoted( target.name ) + " is the name of a port as well; this is "
-                                                       "about the group" );
+         addSentence( remarks, inQuotes( target.name ) + " is the name of a port as well; this is "
+                                                         "about the group" );
       if ( request.verb == Verb::automatic && !target.orderIn( orders_.book() ) )
          addSentence( remarks, "there is no order about " + target.text() );
       for ( Kelnet::IntfId const port : portsOf( target ) ) {

@@ -12,7 +12,7 @@ std::string printable( std::string_view text );
 
 // Returns the text in double quotes.
 inline std::string
-quoted( std::string_view text ) {
+inQuotes( std::string_view text ) {
    return '"' + std::string( text ) + '"';
 }
 

@@ -48,7 +48,7 @@ kindsText( unsigned int kinds ) {
    std::string text;
    for ( auto const& [ word, kind ] : CheckSettings::kinds )
       if ( ( kinds & bit( kind ) ) != 0 )
-         text += ( text.empty() ? "" : " or " ) + quoted( word );
+         text += ( text.empty() ? "" : " or " ) + inQuotes( word );
    return text;
 }
 
@@ -100,7 +100,7 @@ CheckReader::checkKeys( toml::table const& table, unsigned int kinds ) {
          return false;
       if ( ( key->kinds & kinds ) == 0 )
          findings_.error( placeOf( *table.get( word ) ),
-                          quoted( word ) + " is for checks of kind " + kindsText( key->kinds ) +
+                          inQuotes( word ) + " is for checks of kind " + kindsText( key->kinds ) +
                               ", and this one is of kind " + kindsText( kinds ) + "; remove it" );
       return true;
    } );
@@ -177,7 +177,7 @@ CheckReader::readCommand( toml::table const& table, CheckSettings& check ) {
    if ( !check.command.front().starts_with( '/' ) )
       findings_.error( placeOf( *list ),
                        "expected the path of a program, beginning with a slash, not " +
-                           quoted( check.command.front() ) );
+                           inQuotes( check.command.front() ) );
    if ( size > maxCommand )
       findings_.error( placeOf( *list ), "a command has at most " + std::to_string( maxCommand ) +
                                              " bytes, not " + std::to_string( size ) );

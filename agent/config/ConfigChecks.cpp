@@ -147,9 +147,9 @@ checkCircles( SystemView const& system, std::vector< GroupSettings > const& grou
       std::string text;
       for ( auto const& [ from, to, port, uplink ] :
             std::span( circle ).first( std::min( circle.size(), maxShown ) ) )
-         text += "group " + quoted( groups[ from ].name() ) + " disables " + quoted( port ) +
-                 ", which group " + quoted( groups[ to ].name() ) + " monitors" +
-                 ( uplink == port ? "; " : " as " + quoted( uplink ) + "; " );
+         text += "group " + inQuotes( groups[ from ].name() ) + " disables " + inQuotes( port ) +
+                 ", which group " + inQuotes( groups[ to ].name() ) + " monitors" +
+                 ( uplink == port ? "; " : " as " + inQuotes( uplink ) + "; " );
       if ( circle.size() > maxShown )
          text += "... and so on, over " + std::to_string( circle.size() ) + " groups; ";
       findings.error(
@@ -171,8 +171,8 @@ checkLower( SystemView const& system, GroupSettings const& group, Findings& find
    for ( auto const& [ port, place ] : group.disablePlaces )
       for ( std::string const& interface : system.interfacesOf( port ) )
          if ( auto const at = uplinkOn.find( interface ); at != uplinkOn.end() )
-            findings.warning( place, "the uplink " + quoted( at->second ) + " runs on " +
-                                         quoted( port ) +
+            findings.warning( place, "the uplink " + inQuotes( at->second ) + " runs on " +
+                                         inQuotes( port ) +
                                          ", which this group disables: once down, it may stay "
                                          "down" );
 }
@@ -190,15 +190,15 @@ checkNames( SystemView const& system, GroupSettings const& group, Findings& find
             continue;
          std::string const& other = at->second;
          auto const meantByOther = system.interfacesOf( other );
-         std::string const which = quoted( other ) + ", which is in this group as well; list ";
+         std::string const which = inQuotes( other ) + ", which is in this group as well; list ";
          if ( name == other )
-            findings.error( place, quoted( name ) +
+            findings.error( place, inQuotes( name ) +
                                        " is monitored and disabled by this group; remove it from "
                                        "one of the two lists" );
          else if ( meant == meantByOther )
-            findings.error( place, quoted( name ) + " is another name of " + which + "it once" );
+            findings.error( place, inQuotes( name ) + " is another name of " + which + "it once" );
          else
-            findings.error( place, quoted( name ) +
+            findings.error( place, inQuotes( name ) +
                                        ( meant.size() < meantByOther.size() ? " is a member of "
                                                                             : " has the member " ) +
                                        which + "either the LAG or its members" );
@@ -230,7 +230,7 @@ checkDefaultRoute( SystemView const& system, std::set< std::string > const& carr
               return carriers.contains( interface );
            } ) )
          findings.warning(
-             place, quoted( port ) + " carries this machine's default route " +
+             place, inQuotes( port ) + " carries this machine's default route " +
                         ( group.policy.allowDefaultRoute
                               ? "and is shut all the same (allow_default_route)"
                               : "and is not shut while it does; to shut it all the same, set "
@@ -244,7 +244,7 @@ checkCounts( GroupSettings const& group, Findings& findings ) {
    std::size_t const monitored = group.monitorPlaces.size();
    unsigned int const minLinks = group.config->minLinks();
    unsigned int const recoverLinks = group.policy.recoverLinks;
-   std::string const subject = "group " + quoted( group.name() );
+   std::string const subject = "group " + inQuotes( group.name() );
    std::string const monitors = " monitors " + std::to_string( monitored ) +
                                 ( monitored == 1 ? " interface" : " interfaces" );
    if ( monitored == 0 )
@@ -277,7 +277,7 @@ checkCounts( GroupSettings const& group, Findings& findings ) {
 
 void
 checkSwitches( GroupSettings const& group, Findings& findings ) {
-   std::string const subject = "group " + quoted( group.name() );
+   std::string const subject = "group " + inQuotes( group.name() );
    if ( !group.policy.enabled && group.policy.forceDown )
       findings.error( group.place, subject + " has enabled = false and force_down = true, which "
                                              "contradict each other; remove one of the two" );
@@ -318,9 +318,9 @@ checkProtected( SystemView const& system, NamePlaces const& protect,
          for ( std::string const& interface : system.interfacesOf( port ) )
             if ( auto const at = reasons.find( interface ); at != reasons.end() ) {
                auto const [ name, how ] = at->second;
-               findings.error( place, quoted( port ) +
+               findings.error( place, inQuotes( port ) +
                                           ( name == port ? " is protected"
-                                                         : std::string( how ) + quoted( name ) +
+                                                         : std::string( how ) + inQuotes( name ) +
                                                                ", which is protected" ) +
                                           " by this file; remove one of the two" );
                break;
@@ -340,9 +340,9 @@ checkUplinksOfChecks( std::vector< GroupSettings > const& groups,
          if ( monitored.contains( name ) )
             continue;
          auto const nearest = nearestWord( name, names );
-         findings.warning( place, "no group monitors " + quoted( name ) + ", so check " +
-                                      quoted( check.name ) + " has no effect on it; " +
-                                      ( nearest ? "did you mean " + quoted( *nearest ) + "?"
+         findings.warning( place, "no group monitors " + inQuotes( name ) + ", so check " +
+                                      inQuotes( check.name ) + " has no effect on it; " +
+                                      ( nearest ? "did you mean " + inQuotes( *nearest ) + "?"
                                                 : "name it in the monitor of a group" ) );
       }
 }
@@ -366,9 +366,9 @@ noteAbsent( SystemView const& system, std::vector< GroupSettings > const& groups
          continue;
       auto const nearest =
           compared++ < Findings::maxListed ? nearestWord( name, others ) : std::nullopt;
-      std::string const text = "there is no interface " + quoted( name );
+      std::string const text = "there is no interface " + inQuotes( name );
       if ( nearest )
-         findings.warning( place, text + "; did you mean " + quoted( *nearest ) + "?" );
+         findings.warning( place, text + "; did you mean " + inQuotes( *nearest ) + "?" );
       else
          findings.note( place, text + " yet" );
    }

@@ -139,7 +139,7 @@ Reader::readThresholds( toml::table const& table, GroupSettings& group ) {
       options_.readNumber( table, percent, "", 1, 100, share );
       if ( share != 0 && table.contains( links ) )
          findings_.error( placeOf( *table.get( percent ) ),
-                          quoted( percent ) + " is given in place of " + quoted( links ) +
+                          inQuotes( percent ) + " is given in place of " + inQuotes( links ) +
                               ", which is here as well; write only one of them" );
       return share == 0 ? number : static_cast< std::uint32_t >( ( share * monitored + 99 ) / 100 );
    };
@@ -160,12 +160,13 @@ Reader::readReleaseWhen( toml::table const& table, GroupPolicy& policy ) {
       if ( to )
          awaited_.insert( *to );
       if ( !to && text != RouteCondition::defaultRoute )
-         findings_.error( place, quoted( text ) +
+         findings_.error( place, inQuotes( text ) +
                                      " is no route to wait for; expected \"default-route\" or a "
                                      "prefix such as \"10.0.0.0/8\" or \"::/0\"" );
       else if ( to && to->masked() != *to )
-         findings_.error( place, quoted( text ) + " has bits set after its length; did you mean " +
-                                     quoted( to->masked().text() ) + "?" );
+         findings_.error( place, inQuotes( text ) +
+                                     " has bits set after its length; did you mean " +
+                                     inQuotes( to->masked().text() ) + "?" );
       else if ( awaited_.size() > maxAwaited )
          findings_.error( place, "groups can wait for routes to at most " +
                                      std::to_string( maxAwaited ) + " prefixes in all" );
@@ -177,13 +178,13 @@ Reader::readReleaseWhen( toml::table const& table, GroupPolicy& policy ) {
 void
 Reader::readGroup( toml::table const& table ) {
    std::size_t const errorsBefore = findings_.errorCount();
-   std::vector< std::string > keys = attributes_.keys();
-   keys.insert( keys.begin(), "name" );
-   keys.insert( keys.end(),
-                { "min_percent", "recover_links", "recover_percent", "recovery_delay",
-                  "recovery_delay_max", "down_delay", "dry_run", "enabled", "force_down",
-                  "auto_recover", "allow_default_route", "release_when", "release_timeout" } );
-   options_.checkKeys( table, keys, "a group",
+   std::vector< std::string > known = attributes_.keys();
+   known.insert( known.begin(), "name" );
+   known.insert( known.end(),
+                 { "min_percent", "recover_links", "recover_percent", "recovery_delay",
+                   "recovery_delay_max", "down_delay", "dry_run", "enabled", "force_down",
+                   "auto_recover", "allow_default_route", "release_when", "release_timeout" } );
+   options_.checkKeys( table, known, "a group",
                        [ this ]( std::string_view key ) { return attributes_.reads( key ); } );
    GroupSettings group( options_.readName( table, "group", groupPlaces_ ) );
    group.place = placeOf( table );

@@ -39,9 +39,9 @@ void
 OptionReader::reportUnknown( toml::key const& key, std::vector< std::string > const& shown,
                              std::string_view where ) {
    std::vector< std::string_view > const known( shown.begin(), shown.end() );
-   std::string text = "unknown key " + quoted( key.str() ) + " in " + std::string( where );
+   std::string text = "unknown key " + inQuotes( key.str() ) + " in " + std::string( where );
    if ( auto const nearest = nearestWord( key.str(), known ) ) {
-      text += "; did you mean " + quoted( *nearest ) + "?";
+      text += "; did you mean " + inQuotes( *nearest ) + "?";
    } else {
       text += "; expected ";
       for ( std::size_t i = 0; i < known.size(); ++i )
@@ -74,7 +74,7 @@ OptionReader::readName( toml::table const& table, std::string const& kind,
       return fail( *node, "the name of a " + kind + " can't have control characters in it" );
    auto const [ first, isNew ] = places.try_emplace( name, placeOf( *node ) );
    if ( !isNew )
-      return fail( *node, "there is a " + kind + ' ' + quoted( name ) + " on line " +
+      return fail( *node, "there is a " + kind + ' ' + inQuotes( name ) + " on line " +
                               std::to_string( first->second.line ) + " already; each " + kind +
                               " needs a name of its own" );
    return name;

@@ -72,7 +72,7 @@ OptionReader::readWord( toml::table const& table, std::string_view key, Words co
       expectation += ( expectation.empty()       ? ""
                        : &entry == &words.back() ? " or "
                                                  : ", " ) +
-                     quoted( entry.first );
+                     inQuotes( entry.first );
    read( table, key, expectation, option, [ & ]( toml::node const& node ) -> std::optional< V > {
       for ( auto const& [ word, value ] : words )
          if ( word == node.value< std::string_view >() )

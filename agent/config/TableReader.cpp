@@ -53,7 +53,7 @@ NameReader::isNew( std::string_view name, toml::node const& at ) {
    if ( why.empty() && !places_.try_emplace( std::string( name ), placeOf( at ) ).second )
       why = " is in this list already";
    if ( !why.empty() )
-      findings_.error( placeOf( at ), quoted( name ) + why );
+      findings_.error( placeOf( at ), inQuotes( name ) + why );
    return why.empty();
 }
 

@@ -123,7 +123,7 @@ template < class T > class TableReader {
       toml::node const* const other = table.get( key );
       if ( node && other && node != other )
          findings_.error( placeOf( *other ),
-                          quoted( key ) + " means the same as " + quoted( shown ) +
+                          inQuotes( key ) + " means the same as " + inQuotes( shown ) +
                               ", which is here as well; write only one of them" );
       if ( !node && !other && key != shown )
          findings_.error( placeOf( table ),

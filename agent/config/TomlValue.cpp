@@ -37,7 +37,7 @@ found( toml::node const& node ) {
    else if ( auto const* const fraction = node.as_floating_point() )
       text << fraction->get();
    else if ( auto const* const string = node.as_string() )
-      text << quoted( string->get() );
+      text << inQuotes( string->get() );
    else
       text << typeOf( node );
    return text.str();

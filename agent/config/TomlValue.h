@@ -62,7 +62,7 @@ struct TomlValue< V > {
    static std::string expectation() {
       std::string names;
       for ( auto const& enumerator : Zet::TypeOf< V >::type()->attributes() )
-         names += ( names.empty() ? "" : ", " ) + quoted( enumerator->name().view() );
+         names += ( names.empty() ? "" : ", " ) + inQuotes( enumerator->name().view() );
       return "one of " + names;
    }
    static std::optional< V > read( toml::node const& node ) try {

@@ -25,13 +25,13 @@ using NameSpaces = std::vector< Zet::IntrospectionReactor::NameSpace >;
 using Types = std::vector< Zet::Ptr< Zet::ZetType const > >;
 
 std::string
-text( Zet::Name const& name ) {
+nameText( Zet::Name const& name ) {
    return std::string( name.view() );
 }
 
 std::string
 typeNameOf( Zet::Ptr< Zet::ZetType const > const& type ) {
-   return type ? text( type->fullName() ) : "-";
+   return type ? nameText( type->fullName() ) : "-";
 }
 
 std::string
@@ -45,7 +45,8 @@ std::string
 argumentsText( std::vector< Zet::Argument > const& arguments ) {
    std::string list;
    for ( Zet::Argument const& argument : arguments )
-      list += ( list.empty() ? "" : ", " ) + text( argument.name ) + ": " + text( argument.type );
+      list += ( list.empty() ? "" : ", " ) + nameText( argument.name ) + ": " +
+              nameText( argument.type );
    return "( " + list + " )";
 }
 
@@ -65,7 +66,7 @@ void
 printTable( Zet::ZetType const& type ) {
    std::vector< Line > rows{ { "ID", "NAME", "TYPE", "KEY", "WORD0", "WORD1", "INTRO", "KIND" } };
    for ( auto const& attribute : type.attributes() )
-      rows.push_back( { std::to_string( attribute->id() ), text( attribute->name() ),
+      rows.push_back( { std::to_string( attribute->id() ), nameText( attribute->name() ),
                         typeNameOf( attribute->valueType() ), typeNameOf( attribute->keyType() ),
                         hex( attribute->flags().word0 ), hex( attribute->flags().word1 ),
                         std::to_string( attribute->introspectionFlags().value() ),
@@ -110,7 +111,8 @@ Json
 json( std::vector< Zet::Argument > const& arguments ) {
    Json list = Json::array();
    for ( Zet::Argument const& argument : arguments )
-      list.push_back( { { "name", text( argument.name ) }, { "type", text( argument.type ) } } );
+      list.push_back(
+          { { "name", nameText( argument.name ) }, { "type", nameText( argument.type ) } } );
    return list;
 }
 
@@ -122,7 +124,7 @@ jsonName( Zet::Ptr< Zet::ZetType const > const& type ) {
 Json
 json( Zet::ZetAttr const& attribute ) {
    Json object{ { "id", attribute.id() },
-                { "name", text( attribute.name() ) },
+                { "name", nameText( attribute.name() ) },
                 { "type", jsonName( attribute.valueType() ) },
                 { "key", jsonName( attribute.keyType() ) },
                 { "flags", { attribute.flags().word0, attribute.flags().word1 } },
@@ -131,7 +133,7 @@ json( Zet::ZetAttr const& attribute ) {
    if ( !attribute.arguments().empty() )
       object[ "arguments" ] = json( attribute.arguments() );
    if ( !attribute.indexAttr().empty() )
-      object[ "keyedBy" ] = text( attribute.indexAttr() );
+      object[ "keyedBy" ] = nameText( attribute.indexAttr() );
    return object;
 }
 
@@ -140,7 +142,7 @@ json( Zet::ZetType const& type ) {
    Json attributes = Json::array();
    for ( auto const& attribute : type.attributes() )
       attributes.push_back( json( *attribute ) );
-   return { { "name", text( type.name() ) },
+   return { { "name", nameText( type.name() ) },
             { "base", jsonName( type.base() ) },
             { "traits", traits( type ) },
             { "size", type.instanceSize() },
@@ -190,7 +192,7 @@ describe( std::string const& type, bool asJson ) {
             list.push_back( json( *one ) );
          else
             print( *one );
-      all.push_back( { { "nameSpace", text( name ) }, { "types", list } } );
+      all.push_back( { { "nameSpace", nameText( name ) }, { "types", list } } );
    }
    if ( asJson ) {
       Json object = jsonOf( "describe", Moment::now() );

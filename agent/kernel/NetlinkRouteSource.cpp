@@ -26,7 +26,7 @@ constexpr double pause = 1;
 constexpr int datagramsAtOnce = 2;
 constexpr int mostDatagrams = 1000; // Number of datagrams when ufdd stops.
 constexpr std::size_t settingsPerBatch = 16;
-constexpr int answerTimeoutMs = 1000;
+constexpr int orderTimeoutMs = 1000;
 constexpr int receiveBuffer = 1 << 20; // In bytes.
 
 } // namespace
@@ -252,7 +252,7 @@ NetlinkRouteSource::applyBatch( std::span< LinkSettingRequest > requests ) {
       if ( !batch.empty() )
          orders_->send( batch );
       while ( unanswered > 0 ) {
-         auto const datagram = orders_->receive( answerTimeoutMs );
+         auto const datagram = orders_->receive( orderTimeoutMs );
          if ( !datagram )
             return;
          auto const* message = reinterpret_cast< nlmsghdr const* >( datagram->bytes.data() );

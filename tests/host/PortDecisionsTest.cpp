@@ -1,7 +1,7 @@
 #include "host/PortDecisions.h"
 
-#include "tests/sm/Scenario.h"
 #include "tests/support/RandomSequences.h"
+#include "tests/support/Scenario.h"
 
 #include <algorithm>
 #include <set>

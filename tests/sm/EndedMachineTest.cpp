@@ -1,5 +1,5 @@
-#include "tests/sm/Scenario.h"
 #include "tests/support/Failures.h"
+#include "tests/support/Scenario.h"
 
 #include <functional>
 #include <string>

@@ -1,5 +1,5 @@
-#include "tests/sm/Scenario.h"
 #include "tests/support/Allocations.h"
+#include "tests/support/Scenario.h"
 
 #include <gtest/gtest.h>
 

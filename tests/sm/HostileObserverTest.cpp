@@ -1,9 +1,10 @@
-#include "tests/sm/Scenario.h"
 #include "tests/support/Failures.h"
 #include "tests/support/RandomSequences.h"
+#include "tests/support/Scenario.h"
 
 #include <algorithm>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace UplinkFailureDetection;
@@ -166,7 +167,7 @@ TEST( HostileObserver, AGroupThatComesBackInsideOfItsRemovalIsStartedOnce ) {
    world.apply( "start; down A" );
    world.heard();
    world.onHeard = [ & ]( std::string const& ) {
-      world.onHeard = nullptr;
+      auto const onlyOnce = std::exchange( world.onHeard, nullptr );
       world.apply( "group g; ungroup g; group g; min g 2; monitor g A; monitor g B; disable g C" );
    };
    world.apply( "ungroup g" );

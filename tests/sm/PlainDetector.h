@@ -1,6 +1,6 @@
 #pragma once
 
-#include "tests/sm/Scenario.h"
+#include "tests/support/Scenario.h"
 
 #include <map>
 #include <string>

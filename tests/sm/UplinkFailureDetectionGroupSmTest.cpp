@@ -1,8 +1,8 @@
 #include "platform/zet/Clock.h"
 #include "platform/zet/Exception.h"
 #include "platform/zet/Strep.h"
-#include "tests/sm/Scenario.h"
 #include "tests/support/Failures.h"
+#include "tests/support/Scenario.h"
 
 #include <gmock/gmock.h>
 

@@ -1,7 +1,7 @@
 #include "platform/zet/Exception.h"
 #include "platform/zet/Strep.h"
-#include "tests/sm/Scenario.h"
 #include "tests/support/Failures.h"
+#include "tests/support/Scenario.h"
 
 #include <gmock/gmock.h>
 

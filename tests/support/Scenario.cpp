@@ -1,4 +1,4 @@
-#include "tests/sm/Scenario.h"
+#include "tests/support/Scenario.h"
 
 #include "platform/zet/Clock.h"
 #include "platform/zet/Trace.h"
