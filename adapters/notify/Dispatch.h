@@ -52,7 +52,7 @@ deliver( N& notifiee, Zet::AttributeId id, Passed< Key >... key ) {
 template < auto Handler, class N, class... Key >
 [[gnu::always_inline]] inline void
 dispatchToOne( N* notifiee, Zet::AttributeId id, Passed< Key >... key ) {
-   // Spares the test for null of each use below: a twelfth of the whole.
+   // Spares a test for null of each use below.
    if ( !notifiee )
       __builtin_unreachable();
    Zet::Ptr< N > const held( notifiee );
