@@ -114,7 +114,7 @@ headline( PortState const& port, Moment const& now ) {
    std::string const means = meansText( port.means() );
    std::string const state = stateText( port );
    char const* const comma = state.find_first_of( ",:" ) != state.npos ? "," : "";
-   return std::string( port.zetName().view() ) + ": " + state +
+   return nameOf( port ) + ": " + state +
           ( port.since() > 0 ? comma + ( " since " + localTime( now.wallAt( port.since() ) ) +
                                          ageText( port.since(), now ) + " ago" )
                              : "" ) +
@@ -217,7 +217,7 @@ Explanation::addChanges() {
 void
 Explanation::addRemedy() {
    if ( port_->condition() == PortCondition::foreign )
-      return add( "command", "ip link set dev " + std::string( port_->zetName().view() ) + " up" );
+      return add( "command", "ip link set dev " + nameOf( *port_ ) + " up" );
    bool const isOrdered = port_->condition() == PortCondition::ordered;
    bool const isLatched = port_->condition() == PortCondition::latched;
    if ( because_.empty() || port_->means() == PortMeans::none || isOrdered || isLatched )

@@ -24,7 +24,7 @@ Json
 scalarsOf( T const& entity, std::string const& nameKey, Moment const& now ) {
    Json object = Json::object();
    if ( !nameKey.empty() )
-      object[ nameKey ] = std::string( entity.zetName().view() );
+      object[ nameKey ] = nameOf( entity );
    Notify::forEachRow< T >( [ & ]< class R >( R const& row ) {
       if constexpr (
           requires { R::set; } && !requires { R::members; } ) {
@@ -49,7 +49,7 @@ Json
 namesOf( Entities const& entities ) {
    Json names = Json::array();
    for ( auto const& each : entities )
-      names.push_back( std::string( each->zetName().view() ) );
+      names.push_back( nameOf( *each ) );
    return names;
 }
 

@@ -167,6 +167,15 @@ class Moves {
    std::vector< std::string > const toOpen_;
 };
 
+// Says that the port, which may be null, is not as it was ordered in time.
+std::string
+lateText( std::string const& name, PortState const* port ) {
+   std::string const why = port ? std::string( port->failure().view() ) : "";
+   return "port " + name + ( port ? " is " + portText( *port ) : " is not known any more" ) +
+          " after " + delayText( patience ) + ( why.empty() ? "" : ": " + why ) +
+          "; see: ufdctl explain " + name;
+}
+
 // Waits until the status shows every port as it was ordered.
 void
 awaitMoves( Moves const& moves, StatusStream& stream, State const& state ) {
@@ -175,18 +184,8 @@ awaitMoves( Moves const& moves, StatusStream& stream, State const& state ) {
       bool const isOver = Zet::now() >= end;
       if ( !isOver && stream.receive( end - Zet::now() ) != StatusStream::Received::end )
          continue;
-      auto const port = state.port( name );
-      std::string const why = port ? std::string( port->failure().view() ) : "";
-      std::string text = isOver ? "port " : "ufdd was stopped before it moved port ";
-      text.append( name );
-      if ( isOver )
-         text.append( port ? " is " + portText( *port ) : " is not known any more" )
-             .append( " after " )
-             .append( delayText( patience ) )
-             .append( why.empty() ? "" : ": " + why )
-             .append( "; see: ufdctl explain " )
-             .append( name );
-      fail( ExitStatus::failure, text );
+      fail( ExitStatus::failure, isOver ? lateText( name, state.port( name ).get() )
+                                        : "ufdd was stopped before it moved port " + name );
    }
 }
 

@@ -263,8 +263,7 @@ waitText( GroupState const& group, Moment const& now ) {
       return "release_when: its ports are opened once " + routeWords( group.releaseWhen() ) +
              ( after.empty() ? "" : ", else" + after );
    case WaitReason::latched:
-      return "latched: its ports stay shut until they are cleared: ufdctl clear " +
-             std::string( group.zetName().view() );
+      return "latched: its ports stay shut until they are cleared: ufdctl clear " + nameOf( group );
    default:
       // The mode says the rest.
       return "";
