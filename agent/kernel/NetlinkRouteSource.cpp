@@ -240,18 +240,18 @@ NetlinkRouteSource::applyBatch( std::span< LinkSettingRequest > requests ) {
    std::uint32_t const first = orderSequence_;
    orderSequence_ += static_cast< std::uint32_t >( requests.size() );
    std::vector< std::byte > batch;
-   std::size_t unanswered = 0;
+   std::size_t awaited = 0;
    for ( LinkSettingRequest& request : requests ) {
       auto const order = additionOf(
           request.setting, first + static_cast< std::uint32_t >( &request - requests.data() ) );
       request.error = order.empty() ? EBADMSG : ETIMEDOUT;
-      unanswered += !order.empty();
+      awaited += !order.empty();
       batch.insert( batch.end(), order.begin(), order.end() );
    }
    try {
       if ( !batch.empty() )
          orders_->send( batch );
-      while ( unanswered > 0 ) {
+      while ( awaited > 0 ) {
          auto const datagram = orders_->receive( orderTimeoutMs );
          if ( !datagram )
             return;
@@ -262,7 +262,7 @@ NetlinkRouteSource::applyBatch( std::span< LinkSettingRequest > requests ) {
                  datagram->sender == 0 && place < requests.size() &&
                  message->nlmsg_type == NLMSG_ERROR ) {
                requests[ place ].error = errorOf( *message );
-               --unanswered;
+               --awaited;
             }
       }
    } catch ( std::system_error const& error ) {

@@ -17,7 +17,7 @@ namespace {
 // stands for one of what there is then.
 using Event = std::array< unsigned int, 6 >;
 using Sequence = std::vector< Event >;
-using Interface = Zet::Ptr< Zet::GenericIf >;
+using AnyInterface = Zet::Ptr< Zet::GenericIf >;
 using Place = Zet::Ptr< Zet::GenericIf::Place >;
 
 template < class Things >
@@ -36,13 +36,13 @@ class Stranger : Zet::GenericIf::Watcher {
          interfaces_.push_back( world_.of( std::string( name ) + "!" ) );
       }
       watched_ = interfaces_;
-      for ( Interface const& interface : watched_ )
+      for ( AnyInterface const& interface : watched_ )
          interface->watcherIs( *this );
       for ( char const* const word : { "-", "true", "2", "2.5", "'g'", "'h'", "%e1", "%e2" } )
          values_.push_back( valueOf( word, &world_ ) );
    }
    ~Stranger() override {
-      for ( Interface const& interface : watched_ )
+      for ( AnyInterface const& interface : watched_ )
          interface->watcherDel( *this );
    }
    Stranger( Stranger const& ) = delete;
@@ -50,7 +50,7 @@ class Stranger : Zet::GenericIf::Watcher {
 
    void act( Event const& event ) {
       auto const& [ who, what, which, operation, key, value ] = event;
-      Interface const on = oneOf( interfaces_, who );
+      AnyInterface const on = oneOf( interfaces_, who );
       Zet::AttributeId const id = oneOf( ids, which );
       try {
          switch ( what % 16 ) {
@@ -93,7 +93,7 @@ class Stranger : Zet::GenericIf::Watcher {
       if ( id == 259 )
          throw std::runtime_error( "watcher" );
    }
-   void onAttributeAt( Zet::AttributeId id, Interface const& ) override { onAttribute( id ); }
+   void onAttributeAt( Zet::AttributeId id, AnyInterface const& ) override { onAttribute( id ); }
 
    // The arguments of a function or constructor, now and then with one more, or another value.
    void lists( unsigned int which, unsigned int value ) {
@@ -133,7 +133,7 @@ class Stranger : Zet::GenericIf::Watcher {
       }
    }
 
-   void keep( Interface const& result ) {
+   void keep( AnyInterface const& result ) {
       if ( !result )
          return;
       std::ostringstream() << result->strRep();
@@ -143,9 +143,9 @@ class Stranger : Zet::GenericIf::Watcher {
    }
 
    ReflectedWorld const world_;
-   std::vector< Interface > interfaces_;
-   std::vector< Interface > watched_;
-   std::vector< Interface > values_;
+   std::vector< AnyInterface > interfaces_;
+   std::vector< AnyInterface > watched_;
+   std::vector< AnyInterface > values_;
    std::vector< Place > places_;
 };
 

@@ -28,7 +28,7 @@ hasChecker() {
 }
 
 constexpr char const* checker = "a checker takes each object from the heap";
-constexpr std::size_t groups = 1000;
+constexpr std::size_t groupCount = 1000;
 
 Kelnet::IntfId
 uplink( std::size_t number ) {
@@ -38,7 +38,7 @@ uplink( std::size_t number ) {
 // Groups that share eight uplinks, which must all be up, and have eight ports each.
 void
 start( World& world ) {
-   for ( std::size_t number = 0; number < groups; ++number ) {
+   for ( std::size_t number = 0; number < groupCount; ++number ) {
       auto const group = world.config->groupIs( "group" + std::to_string( number ) );
       group->minLinksIs( 8 );
       for ( std::size_t i = 0; i < 8; ++i ) {
@@ -57,7 +57,7 @@ TEST( Footprint, OfAGroupWithEightUplinksAndPorts ) {
       GTEST_SKIP() << checker;
    World world;
    start( world );
-   EXPECT_LE( ( Tests::allocatedBytes - before ) / groups, 2300u );
+   EXPECT_LE( ( Tests::allocatedBytes - before ) / groupCount, 2300u );
 }
 
 // Else most of the time of a fall would be spent on moving the entries to larger tables.

@@ -14,7 +14,7 @@ namespace Scenario {
 namespace {
 
 // g is up by A and B and holds C and D; h is up by A and holds E.
-constexpr std::string_view before =
+constexpr std::string_view beforeAll =
     "appear A; up A; appear B; up B; group g; min g 2; monitor g A; monitor g B; disable g C; "
     "disable g D; group h; monitor h A; disable h E";
 
@@ -132,7 +132,7 @@ bool
 play( Trigger const& trigger, std::string_view act, std::size_t when ) {
    World world;
    Tests::CollectedFailures const failures;
-   world.apply( before );
+   world.apply( beforeAll );
    world.apply( trigger.before );
    std::size_t heard = 0;
    world.onHeard = [ & ]( std::string const& ) {
@@ -163,7 +163,7 @@ TEST( HostileObserver, ActingInsideOfANotificationLeavesAConsistentDetector ) {
 TEST( HostileObserver, AGroupThatComesBackInsideOfItsRemovalIsStartedOnce ) {
    World world;
    Tests::CollectedFailures const failures;
-   world.apply( before );
+   world.apply( beforeAll );
    world.apply( "start; down A" );
    world.heard();
    world.onHeard = [ & ]( std::string const& ) {
@@ -223,7 +223,7 @@ std::string
 complaintAbout( std::vector< Step > const& steps ) {
    World world;
    Tests::CollectedFailures const failures;
-   world.apply( before );
+   world.apply( beforeAll );
    world.apply( "start" );
    bool replacing = false;
    auto const play = [ & ]( Event const& event ) {
