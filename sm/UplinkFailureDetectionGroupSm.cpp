@@ -177,38 +177,45 @@ UplinkFailureDetectionGroupSm::handleAndCheckIntf( Kelnet::IntfId intfId ) {
 }
 
 void
-UplinkFailureDetectionGroupSm::fetchObjects() const noexcept {
-   __builtin_prefetch( groupConfig_.get() );
-   __builtin_prefetch( ethIntfStatusDir_.get() );
-   __builtin_prefetch( causeStatus_.get() );
-   if ( groupStatus_ )
-      Zet::fetch( *groupStatus_ );
+UplinkFailureDetectionGroupSm::fetch( Part part ) const noexcept {
+   switch ( part ) {
+   case Part::machine:
+      Zet::fetch( *this );
+      break;
+   case Part::objects:
+      __builtin_prefetch( groupConfig_.get() );
+      __builtin_prefetch( ethIntfStatusDir_.get() );
+      __builtin_prefetch( causeStatus_.get() );
+      if ( groupStatus_ )
+         Zet::fetch( *groupStatus_ );
+      break;
+   case Part::children:
+      intfSm_.members().fetchFirst();
+      break;
+   case Part::moreChildren:
+      intfSm_.members().fetchSecond();
+      break;
+   default:
+      if ( GroupConfig const* const config = groupConfig() )
+         fetchOf( *config, part );
+   }
 }
 
 void
-UplinkFailureDetectionGroupSm::fetch( Part part ) const noexcept {
-   GroupConfig const* const config = groupConfig();
-   if ( !config )
-      return;
-   auto const& uplinks = config->intfsToMonitorMembers();
-   auto const& ports = config->intfsToDisableMembers();
-   switch ( part ) {
-   case Part::config:
-      Zet::fetch( *config );
-      break;
-   case Part::members:
+UplinkFailureDetectionGroupSm::fetchOf( GroupConfig const& config, Part part ) const noexcept {
+   auto const& uplinks = config.intfsToMonitorMembers();
+   auto const& ports = config.intfsToDisableMembers();
+   if ( part == Part::config )
+      Zet::fetch( config );
+   else if ( part == Part::members ) {
       uplinks.fetchFirst();
       ports.fetchFirst();
-      break;
-   case Part::moreMembers:
+   } else if ( part == Part::moreMembers ) {
       uplinks.fetchSecond();
       ports.fetchSecond();
-      break;
-   case Part::causeBuckets:
-      if ( Errdisable::CauseStatus const* const cause = causeStatus(); cause && ports.isSmall() )
-         cause->fetchBuckets( ports );
-      break;
-   }
+   } else if ( Errdisable::CauseStatus const* const cause = causeStatus();
+               cause && ports.isSmall() )
+      cause->fetchBuckets( ports );
 }
 
 void

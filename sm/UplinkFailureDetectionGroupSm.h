@@ -135,12 +135,22 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    // Counts the monitored interfaces that are up, then disables or enables the downstream
    // interfaces.
    void doCheckIntfs();
-   // Makes the processor load a part of what the next check will read. Each part is found through
-   // those before it, which have to be there by then.
-   enum class Part { config, members, moreMembers, causeBuckets };
+   // What a check or a cleanup reads, in parts that lie far apart in memory. Each is found through
+   // the one before it; the children, through the machine.
+   enum class Part {
+      machine,
+      objects,
+      config,
+      members,
+      moreMembers,
+      causeBuckets,
+      children,
+      moreChildren
+   };
+   // Makes the processor load a part. A machine that works before others fetches the last part for
+   // itself or the next one, the part before it for the one behind, and so on: all is there when a
+   // turn comes.
    void fetch( Part part ) const noexcept;
-   // Makes the processor load the objects that lead to those parts, and the status.
-   void fetchObjects() const noexcept;
    // Drops the children and removes the cause entry of every downstream interface. Leaves the
    // status as it is.
    void doCleanup();
@@ -167,6 +177,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
          visit( *at );
    }
 
+   void fetchOf( GroupConfig const& config, Part part ) const noexcept;
    bool isComplete() const noexcept;
    // Returns true if the machine is complete and has not ended.
    bool works() const noexcept;

@@ -53,30 +53,20 @@ UplinkFailureDetectionIntfSm::intfId() const noexcept {
    return status ? status->intfId() : Kelnet::IntfId();
 }
 
-// If many groups watch an interface, what their checks read is far away in memory. Makes the
-// processor load one more part of it for this group and each of the next, so that most is there
-// when their turn comes.
+// If many groups watch an interface, their checks follow each other, and read what is far away in
+// memory.
 void
 UplinkFailureDetectionIntfSm::ZetEthIntfStatus::fetchNext() const {
    using Part = UplinkFailureDetectionGroupSm::Part;
    ZetEthIntfStatus const* at = this;
-   auto const step = [ &at ] { return ( at = reactorAt( at->next ) ) != nullptr; };
-   for ( Part const part :
-         { Part::causeBuckets, Part::moreMembers, Part::members, Part::config } ) {
+   for ( Part const part : { Part::causeBuckets, Part::moreMembers, Part::members, Part::config,
+                             Part::objects, Part::machine } ) {
       if ( UplinkFailureDetectionGroupSm const* const sm = at->groupSm() )
          sm->fetch( part );
-      if ( !step() )
+      if ( at = reactorAt( at->next ); !at )
          return;
    }
-   // Of the groups after these, what leads there.
-   if ( UplinkFailureDetectionGroupSm const* const sm = at->groupSm() )
-      sm->fetchObjects();
-   if ( !step() )
-      return;
-   if ( UplinkFailureDetectionGroupSm const* const sm = at->groupSm() )
-      Zet::fetch( *sm );
-   if ( !step() )
-      return;
+   // What leads to the machine behind these.
    if ( UplinkFailureDetectionIntfSm const* const owner = at->reactingOwner() )
       Zet::fetch( *owner );
    __builtin_prefetch( at->next );

@@ -183,6 +183,21 @@ UplinkFailureDetectionSm::startGroup( Operation& operation, Config const& config
       endGroup( operation, config, groupName );
 }
 
+// If many groups are removed, their machines end in the collection's order, and read what is far
+// away in memory.
+void
+UplinkFailureDetectionSm::fetchBehind(
+    UplinkFailureDetectionGroupSm const& groupSm ) const noexcept {
+   using Part = UplinkFailureDetectionGroupSm::Part;
+   constexpr Part parts[] = { Part::moreMembers, Part::moreChildren, Part::members, Part::children,
+                              Part::config,      Part::objects,      Part::machine };
+   auto const* part = std::begin( parts );
+   groupSm_.members().visitBehind( groupSm, [ & ]( auto const& at ) {
+      at.fetch( *part );
+      return ++part != std::end( parts );
+   } );
+}
+
 void
 UplinkFailureDetectionSm::endGroup( Operation& operation, Config const& config,
                                     Zet::Name const& groupName ) {
@@ -193,6 +208,7 @@ UplinkFailureDetectionSm::endGroup( Operation& operation, Config const& config,
          if ( at->ending == groupSm )
             return;
       groupSm->end();
+      fetchBehind( *groupSm );
       operation.ending = groupSm.get();
       groupSm->doCleanup();
       operation.ending = nullptr;

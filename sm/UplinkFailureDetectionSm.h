@@ -115,6 +115,7 @@ class ZET_EXPORT UplinkFailureDetectionSm
    UplinkFailureDetectionGroupSm* startedGroupSm( Zet::Name const& groupName ) const noexcept;
    void startGroup( Operation& operation, Config const& config,
                     Zet::Ptr< GroupConfig const > const& groupConfig );
+   void fetchBehind( UplinkFailureDetectionGroupSm const& groupSm ) const noexcept;
    void endGroup( Operation& operation, Config const& config, Zet::Name const& groupName );
 
    Zet::Ptr< ZetConfig > config_;

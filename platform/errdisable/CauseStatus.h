@@ -34,8 +34,9 @@ class ZET_EXPORT CauseStatus : public Notify::NotifyingEntity< CauseStatus > {
    // Make the processor load what the look-ups of these interfaces, the members of another map,
    // will read: first the one, later the other.
    template < class Map > void fetchBuckets( Map const& interfaces ) const noexcept {
-      interfaces.forEach(
-          [ & ]( auto const& at ) { intfStatus_.members().fetchBucket( at.zetKey() ); } );
+      if ( !intfStatus_.members().isSmall() )
+         interfaces.forEach(
+             [ & ]( auto const& at ) { intfStatus_.members().fetchBucket( at.zetKey() ); } );
    }
    template < class Map > void fetchEntries( Map const& interfaces ) const noexcept {
       if ( !intfStatus_.members().isSmall() )

@@ -153,6 +153,26 @@ template < class M, class K > class HashMap {
             __builtin_prefetch( next( *first ) );
    }
 
+   // Calls visit( member ) for the members behind one, in order, until visit returns false. Calls
+   // nothing if that one is in no map.
+   // Requires: it is in no other map; nothing is inserted or removed meanwhile.
+   template < class Visit > void visitBehind( Member const& member, Visit visit ) const {
+      if ( !isLinked( member ) )
+         return;
+      Place const* const end = buckets() + bucketCount();
+      Place const* bucket = buckets() + bucketOf( positionOfMember( member ) );
+      for ( Member const* at = &member;; ) {
+         at = next( *at );
+         while ( !at ) {
+            if ( ++bucket == end )
+               return;
+            at = bucket->get();
+         }
+         if ( !visit( *at ) )
+            return;
+      }
+   }
+
    // Adds the member. Requires: the member is in no map (asserted); its key is not in this map.
    void insert( Ptr< Member > member ) noexcept {
       Member* const added = member.release();

@@ -71,6 +71,16 @@ class Pool {
 
 // By the size in units.
 thread_local Pool pools[ largest / unit + 1 ];
+// Finding an object of a thread takes a call, as the library may be loaded late. For as little as a
+// pointer there is always room at a place that is known.
+[[gnu::tls_model( "initial-exec" )]] thread_local Pool* poolsOfThread = nullptr;
+
+Pool&
+poolFor( std::size_t units ) noexcept {
+   if ( !poolsOfThread ) [[unlikely]]
+      poolsOfThread = pools;
+   return poolsOfThread[ units ];
+}
 
 constexpr std::size_t
 unitsFor( std::size_t bytes ) noexcept {
@@ -83,7 +93,7 @@ void*
 objectPoolNew( std::size_t bytes ) {
    if ( bytes > largest )
       return ::operator new( bytes );
-   return pools[ unitsFor( bytes ) ].take( unitsFor( bytes ) * unit );
+   return poolFor( unitsFor( bytes ) ).take( unitsFor( bytes ) * unit );
 }
 
 void
@@ -91,7 +101,7 @@ objectPoolDelete( void* memory, std::size_t bytes ) noexcept {
    if ( bytes > largest )
       ::operator delete( memory );
    else
-      pools[ unitsFor( bytes ) ].giveBack( memory );
+      poolFor( unitsFor( bytes ) ).giveBack( memory );
 }
 
 } // namespace Zet

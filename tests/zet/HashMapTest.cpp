@@ -102,6 +102,18 @@ template < class Hash > class Watched {
       ASSERT_EQ( map.count(), oracle.size() );
       auto const found = oracle.find( placeOf< Hash >( probe ) );
       ASSERT_EQ( map.find( { probe } ), found == oracle.end() ? nullptr : found->second );
+      if ( found == oracle.end() )
+         return;
+      std::vector< Member< Hash > const* > behind;
+      std::size_t const most = probe % 8 + 1;
+      map.visitBehind( *found->second, [ & ]( auto const& member ) {
+         behind.push_back( &member );
+         return behind.size() < most;
+      } );
+      std::vector< Member< Hash > const* > next;
+      for ( auto at = std::next( found ); at != oracle.end() && next.size() < most; ++at )
+         next.push_back( at->second );
+      ASSERT_EQ( behind, next );
    }
 
    Map map;
