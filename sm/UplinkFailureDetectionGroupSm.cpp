@@ -189,33 +189,40 @@ UplinkFailureDetectionGroupSm::fetch( Part part ) const noexcept {
       if ( groupStatus_ )
          Zet::fetch( *groupStatus_ );
       break;
+   case Part::config:
+      if ( GroupConfig const* const config = groupConfig() )
+         Zet::fetch( *config );
+      break;
+   case Part::members:
+      if ( GroupConfig const* const config = groupConfig() ) {
+         config->intfsToMonitorMembers().fetchFirst();
+         config->intfsToDisableMembers().fetchFirst();
+      }
+      break;
+   case Part::moreMembers:
+      if ( GroupConfig const* const config = groupConfig() ) {
+         config->intfsToMonitorMembers().fetchSecond();
+         config->intfsToDisableMembers().fetchSecond();
+      }
+      break;
+   case Part::causeBuckets:
+      fetchCauseBuckets();
+      break;
    case Part::children:
       intfSm_.members().fetchFirst();
       break;
    case Part::moreChildren:
       intfSm_.members().fetchSecond();
       break;
-   default:
-      if ( GroupConfig const* const config = groupConfig() )
-         fetchOf( *config, part );
    }
 }
 
 void
-UplinkFailureDetectionGroupSm::fetchOf( GroupConfig const& config, Part part ) const noexcept {
-   auto const& uplinks = config.intfsToMonitorMembers();
-   auto const& ports = config.intfsToDisableMembers();
-   if ( part == Part::config )
-      Zet::fetch( config );
-   else if ( part == Part::members ) {
-      uplinks.fetchFirst();
-      ports.fetchFirst();
-   } else if ( part == Part::moreMembers ) {
-      uplinks.fetchSecond();
-      ports.fetchSecond();
-   } else if ( Errdisable::CauseStatus const* const cause = causeStatus();
-               cause && ports.isSmall() )
-      cause->fetchBuckets( ports );
+UplinkFailureDetectionGroupSm::fetchCauseBuckets() const noexcept {
+   GroupConfig const* const config = groupConfig();
+   Errdisable::CauseStatus const* const cause = causeStatus();
+   if ( config && cause && config->intfsToDisableMembers().isSmall() )
+      cause->fetchBuckets( config->intfsToDisableMembers() );
 }
 
 void

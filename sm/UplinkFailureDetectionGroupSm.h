@@ -147,9 +147,9 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
       children,
       moreChildren
    };
-   // Makes the processor load a part. A machine that works before others fetches the last part for
-   // itself or the next one, the part before it for the one behind, and so on: all is there when a
-   // turn comes.
+   // Makes the processor load a part. While a machine works, the part that is reached last is
+   // loaded for the next machine, the part before it for the machine after that, and so on. So all
+   // is there when a machine's turn comes.
    void fetch( Part part ) const noexcept;
    // Drops the children and removes the cause entry of every downstream interface. Leaves the
    // status as it is.
@@ -177,7 +177,7 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
          visit( *at );
    }
 
-   void fetchOf( GroupConfig const& config, Part part ) const noexcept;
+   void fetchCauseBuckets() const noexcept;
    bool isComplete() const noexcept;
    // Returns true if the machine is complete and has not ended.
    bool works() const noexcept;

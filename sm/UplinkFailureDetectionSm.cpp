@@ -4,6 +4,8 @@
 #include "sm/RequireSame.h"
 #include "sm/Trace.h"
 
+#include <iterator>
+
 namespace UplinkFailureDetection {
 
 // One running operation of the machine, in a list from the innermost outwards. An observer of the
@@ -183,8 +185,8 @@ UplinkFailureDetectionSm::startGroup( Operation& operation, Config const& config
       endGroup( operation, config, groupName );
 }
 
-// If many groups are removed, their machines end in the collection's order, and read what is far
-// away in memory.
+// The groups behind are probably removed next, and what that reads is far away in memory. If they
+// are not, it has cost little.
 void
 UplinkFailureDetectionSm::fetchBehind(
     UplinkFailureDetectionGroupSm const& groupSm ) const noexcept {

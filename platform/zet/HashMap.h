@@ -142,7 +142,8 @@ template < class M, class K > class HashMap {
    void fetchFirst( Key const& key ) const noexcept {
       __builtin_prefetch( buckets()[ bucketOf( positionOf( key ) ) ].get() );
    }
-   // The first members of all chains of a small map; later, the second ones.
+   // The first members of a small map's chains, or of the first chains of any other; later, the
+   // second ones.
    void fetchFirst() const noexcept {
       for ( std::size_t bucket = 0; bucket < fewBuckets; ++bucket )
          __builtin_prefetch( buckets()[ bucket ].get() );
@@ -153,24 +154,13 @@ template < class M, class K > class HashMap {
             __builtin_prefetch( next( *first ) );
    }
 
-   // Calls visit( member ) for the members behind one, in order, until visit returns false. Calls
-   // nothing if that one is in no map.
-   // Requires: it is in no other map; nothing is inserted or removed meanwhile.
+   // Calls visit( other ) for the members behind this one, in order, until visit returns false. If
+   // the member is in no map, there are none. Requires: the member is in no other map; nothing is
+   // inserted or removed meanwhile.
    template < class Visit > void visitBehind( Member const& member, Visit visit ) const {
-      if ( !isLinked( member ) )
-         return;
-      Place const* const end = buckets() + bucketCount();
-      Place const* bucket = buckets() + bucketOf( positionOfMember( member ) );
-      for ( Member const* at = &member;; ) {
-         at = next( *at );
-         while ( !at ) {
-            if ( ++bucket == end )
-               return;
-            at = bucket->get();
-         }
-         if ( !visit( *at ) )
-            return;
-      }
+      if ( isLinked( member ) )
+         for ( Member const* at = following( member ); at && visit( *at ); )
+            at = following( *at );
    }
 
    // Adds the member. Requires: the member is in no map (asserted); its key is not in this map.
