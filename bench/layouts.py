@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
 """Compares our own figures of two versions, without what the place of the code does to them.
 
-  bench/layouts.py TREE OTHER [ROUNDS]   each has build/bench, built with `cmake --preset bench`
+  bench/layouts.py TREE OTHER [NAME...]   each has build/bench, built with `cmake --preset bench`
 
 The same instructions take up to 1.5 times as long elsewhere, and each change moves the code behind it. So
 both versions are linked six times, with more or less in front of their code, and measured in turn in random
-order. Prints, for each figure that both have, the median of TREE over that of OTHER, and how many times as
+order: those named, or all of BENCHMARKS. Prints, for each figure that both have, the median of TREE over that of OTHER, and how many times as
 long OTHER takes in its slowest layout as in its fastest.
 """
 import collections
@@ -20,6 +20,7 @@ import sys
 import tempfile
 
 BENCHMARKS = ["check", "dispatch", "log", "lookup", "reflection"]
+ROUNDS = 2
 # In bytes: all places in a cache line, and two that are further away.
 SHIFTS = [0, 16, 32, 48, 1040, 2096]
 
@@ -32,17 +33,17 @@ def filler(folder, size):
     """An object file that has so many bytes of code."""
     source = folder / f"fill{size}.s"
     source.write_text(
-        f'.text\n.balign 64\n.skip {size}, 0xcc\n.section .note.GNU-stack,"",@progbits\n'
+        f'.text\n.balign 64\n.rept {size}\nint3\n.endr\n.section .note.GNU-stack,"",@progbits\n'
     )
     output("cc", "-c", source, "-o", source.with_suffix(".o"))
     return source.with_suffix(".o")
 
 
-def link(build, target, first):
+def link(build, names, target, first):
     """Links the benchmarks and the libraries once more, into `target`, with the object `first` in front."""
     (target / "bin").mkdir(parents=True)
     (target / "lib").mkdir()
-    programs = [f"bench_{name}" for name in BENCHMARKS]
+    programs = [f"bench_{name}" for name in names]
     for line in output("ninja", "-t", "commands", *programs, cwd=build).splitlines():
         made = re.search(r" -o ((?:bin/bench_\w+|lib/lib\w+\.so)[.0-9]*) ", line)
         if not made:
@@ -68,7 +69,7 @@ def median(layouts):
     return statistics.median(time for times in layouts for time in times)
 
 
-def main(trees, rounds):
+def main(trees, names):
     # By tree, name, and layout.
     figures = [collections.defaultdict(lambda: collections.defaultdict(list)) for _ in trees]
     with tempfile.TemporaryDirectory() as folder:
@@ -77,15 +78,15 @@ def main(trees, rounds):
         for of, tree in zip(figures, trees):
             for size in SHIFTS:
                 layout = folder / f"{len(runs)}"
-                link(pathlib.Path(tree) / "build/bench", layout, filler(folder, size))
-                runs += [(layout / "bin" / f"bench_{name}", size, of) for name in BENCHMARKS]
-        for _ in range(rounds):
+                link(pathlib.Path(tree) / "build/bench", names, layout, filler(folder, size))
+                runs += [(layout / "bin" / f"bench_{name}", size, of) for name in names]
+        for _ in range(ROUNDS):
             random.shuffle(runs)
             for run in runs:
                 measure(*run)
-    names = figures[0].keys() & figures[1].keys()
+    both = figures[0].keys() & figures[1].keys()
     ratios = {name: median(figures[0][name].values()) / median(figures[1][name].values())
-              for name in names}
+              for name in both}
     for name, ratio in sorted(ratios.items(), key=lambda item: -item[1]):
         layouts = [statistics.median(times) for times in figures[1][name].values()]
         print(f"{ratio:.3f}  {name:28} layouts {max(layouts) / min(layouts):.2f}")
@@ -94,6 +95,6 @@ def main(trees, rounds):
 
 
 if __name__ == "__main__":
-    if len(sys.argv) not in (3, 4) or sys.argv[1] == sys.argv[2]:
+    if len(sys.argv) < 3 or not set(sys.argv[3:]) <= set(BENCHMARKS):
         sys.exit(__doc__)
-    main(sys.argv[1:3], int(sys.argv[3]) if len(sys.argv) == 4 else 2)
+    main(sys.argv[1:3], sys.argv[3:] or BENCHMARKS)
