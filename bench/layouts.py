@@ -5,8 +5,8 @@
 
 The same instructions take up to 1.5 times as long elsewhere, and each change moves the code behind it. So
 both versions are linked six times, with more or less in front of their code, and measured in turn in random
-order: those named, or all of BENCHMARKS. Prints, for each figure that both have, the median of TREE over that of OTHER, and how many times as
-long OTHER takes in its slowest layout as in its fastest.
+order: the benchmarks named, or all that BENCHMARKS lists. Prints, for each figure that both have, the median
+of TREE over that of OTHER, and how many times as long OTHER takes in its slowest layout as in its fastest.
 """
 import collections
 import json
