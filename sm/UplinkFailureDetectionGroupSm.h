@@ -135,8 +135,8 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
    // Counts the monitored interfaces that are up, then disables or enables the downstream
    // interfaces.
    void doCheckIntfs();
-   // What a check or a cleanup reads, in parts that lie far apart in memory. Each is found through
-   // the one before it; the children, through the machine.
+   // The parts of the memory that a check or a cleanup reads. They lie far apart. Each part is
+   // found through the part before it; the children are found through the machine.
    enum class Part {
       machine,
       objects,
@@ -147,9 +147,9 @@ class ZET_EXPORT UplinkFailureDetectionGroupSm
       children,
       moreChildren
    };
-   // Makes the processor load a part. While a machine works, the part that is reached last is
-   // loaded for the next machine, the part before it for the machine after that, and so on. So all
-   // is there when a machine's turn comes.
+   // Makes the processor load a part. A working machine loads one part for each machine behind it:
+   // the last part for the next machine, the part before that for the second one, and so on. So all
+   // parts of a machine are loaded when its turn comes.
    void fetch( Part part ) const noexcept;
    // Drops the children and removes the cause entry of every downstream interface. Leaves the
    // status as it is.

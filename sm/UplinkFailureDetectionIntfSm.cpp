@@ -53,8 +53,7 @@ UplinkFailureDetectionIntfSm::intfId() const noexcept {
    return status ? status->intfId() : Kelnet::IntfId();
 }
 
-// If many groups watch an interface, their checks follow each other, and read what is far away in
-// memory.
+// Loads ahead for the groups that watch the same interface: their checks follow this one.
 void
 UplinkFailureDetectionIntfSm::ZetEthIntfStatus::fetchNext() const {
    using Part = UplinkFailureDetectionGroupSm::Part;
@@ -66,7 +65,7 @@ UplinkFailureDetectionIntfSm::ZetEthIntfStatus::fetchNext() const {
       if ( at = reactorAt( at->next ); !at )
          return;
    }
-   // What leads to the machine behind these.
+   // The next machine is found through these two.
    if ( UplinkFailureDetectionIntfSm const* const owner = at->reactingOwner() )
       Zet::fetch( *owner );
    __builtin_prefetch( at->next );

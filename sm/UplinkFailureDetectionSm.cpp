@@ -185,8 +185,7 @@ UplinkFailureDetectionSm::startGroup( Operation& operation, Config const& config
       endGroup( operation, config, groupName );
 }
 
-// The groups behind are probably removed next, and what that reads is far away in memory. If they
-// are not, it has cost little.
+// Loads ahead for the groups behind this one: they are probably removed next.
 void
 UplinkFailureDetectionSm::fetchBehind(
     UplinkFailureDetectionGroupSm const& groupSm ) const noexcept {
