@@ -1,7 +1,7 @@
 #include "agent/config/CheckReader.h"
 
 #include "agent/base/Printable.h"
-#include "agent/config/TableReader.h"
+#include "agent/config/NameReader.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,5 @@
 #include "agent/config/TableReader.h"
 
-#include "agent/base/InterfaceName.h"
-
 #include <cctype>
 
 namespace Ufdd {
@@ -15,46 +13,6 @@ keyOf( std::string_view attribute ) {
       key += static_cast< char >( std::tolower( static_cast< unsigned char >( c ) ) );
    }
    return key;
-}
-
-bool
-NameReader::isCollection( toml::node const& node, bool is, std::string_view key,
-                          std::string_view form ) {
-   if ( !is )
-      findings_.error(
-          placeOf( node ),
-          std::string( form == listForm ? "expected a list of " : "expected a table of " ) +
-              ( kind_ == Kind::interfaces ? "interface names, " : "texts, " ) + std::string( key ) +
-              " = " + std::string( form ) + ", not " + std::string( typeOf( node ) ) );
-   return is;
-}
-
-void
-NameReader::readList( toml::node const& node, std::string_view key ) {
-   if ( !isCollection( node, node.is_array(), key, listForm ) )
-      return;
-   for ( toml::node const& element : *node.as_array() )
-      if ( element.is_string() )
-         isNew( **element.as_string(), element );
-      else
-         findings_.error( placeOf( element ),
-                          std::string( kind_ == Kind::interfaces
-                                           ? "expected the name of an interface as "
-                                           : "expected " ) +
-                              "a text in quotes, not " + std::string( typeOf( element ) ) );
-}
-
-bool
-NameReader::isNew( std::string_view name, toml::node const& at ) {
-   std::string why;
-   if ( kind_ == Kind::interfaces )
-      if ( auto const objection = InterfaceName::objection( name ); !objection.empty() )
-         why = " is not the name of an interface: " + std::string( objection );
-   if ( why.empty() && !places_.try_emplace( std::string( name ), placeOf( at ) ).second )
-      why = " is in this list already";
-   if ( !why.empty() )
-      findings_.error( placeOf( at ), inQuotes( name ) + why );
-   return why.empty();
 }
 
 } // namespace Ufdd

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "agent/config/NameReader.h"
 #include "agent/config/TomlValue.h"
 #include "agent/reflected/Configuration.h"
 #include "platform/kelnet/IntfId.h"
@@ -22,33 +23,6 @@ struct ShortName {
 
 // "min_links" for "minLinks"
 std::string keyOf( std::string_view attribute );
-
-// Reads the names of a collection. The same name twice is an error.
-class NameReader {
- public:
-   enum class Kind { interfaces, texts };
-
-   // Borrows: findings; and places, to which it adds the names.
-   NameReader( Kind kind, Findings& findings, NamePlaces& places )
-       : kind_( kind ), findings_( findings ), places_( places ) {}
-
-   // Reads a list, the value of that key. Reports errors and goes on.
-   void readList( toml::node const& node, std::string_view key );
-   // Returns `is`. Reports an error unless that is true. `form` is what to write after the key.
-   bool isCollection( toml::node const& node, bool is, std::string_view key,
-                      std::string_view form );
-   // Adds the name. Returns false, with an error, if it can't be used or is there already.
-   bool isNew( std::string_view name, toml::node const& at );
-
-   // The two forms of a list, for messages.
-   static constexpr std::string_view listForm = R"([ "...", ... ])";
-   static constexpr std::string_view tableForm = R"({ "..." = ..., ... })";
-
- private:
-   Kind const kind_;
-   Findings& findings_;
-   NamePlaces& places_;
-};
 
 // Reads tables of a file into objects of type T, by T's attribute rows. The keys of a table are the
 // names of the attributes that are configuration, spelled min_links for minLinks. A collection of
