@@ -2,10 +2,10 @@
 
 #include "agent/base/CommandLine.h"
 #include "agent/base/NearestWord.h"
+#include "agent/ctl/AttributeKind.h"
 #include "agent/ctl/ExitStatus.h"
 #include "agent/ctl/Json.h"
 #include "agent/ctl/Screen.h"
-#include "agent/reflected/AttributeKind.h"
 #include "agent/state/State.h"
 #include "platform/zet/types/IntrospectionReactor.h"
 #include "sm/Root.h"

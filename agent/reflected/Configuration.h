@@ -1,9 +1,7 @@
 #pragma once
 
 #include "adapters/notify/Description.h"
-#include "platform/zet/generic/ValueIf.h"
 
-#include <string>
 #include <type_traits>
 #include <vector>
 
@@ -129,19 +127,6 @@ isConfiguredAlike( T const& left, T const& right ) {
       isAlike &= member && member->value() == value;
    } );
    return isAlike;
-}
-
-// Returns the values that can be set: "groupLinkStatus 'down', numTimesDisabled 3".
-template < class T >
-std::string
-scalarsText( T const& object ) {
-   std::string text;
-   forEachConfigured< T >( [ & ]< class R >( R const& row ) {
-      if constexpr ( ConfiguredScalar< R > )
-         text += ( text.empty() ? "" : ", " ) + std::string( row.name ) + ' ' +
-                 std::string( Zet::valueText( ( object.*R::get )() ).view() );
-   } );
-   return text;
 }
 
 } // namespace Ufdd

@@ -1,4 +1,4 @@
-#include "agent/reflected/AttributeKind.h"
+#include "agent/ctl/AttributeKind.h"
 
 #include "platform/zet/AttributeId.h"
 #include "platform/zet/generic/TypeOf.h"
