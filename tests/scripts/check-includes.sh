@@ -23,7 +23,9 @@ expect() { # passes|fails FILE INCLUDE
 }
 
 # ROOM RIGHT WRONG
+tried=
 while read -r room right wrong; do
+  tried+="$room"$'\n'
   expect passes "$room/A.h" "$right/B.h"
   expect fails "$room/A.h" "$wrong/B.h"
 done <<'END'
@@ -44,15 +46,27 @@ agent/base            platform/zet          platform/kelnet
 agent/kernel          agent/base            agent/detect
 agent/reflected       adapters/attrlog      agent/base
 agent/config          agent/kernel          agent/detect
+agent/orders          agent/state           agent/detect
 agent/detect          host                  agent/ports
+agent/checks          agent/detect          agent/ports
 agent/ports           agent/detect          agent/config
+agent/state           adapters/attrlog      agent/base
 agent/status          sm                    agent/detect
+agent/control         agent/base            agent/state
 agent/ctl             agent/status          agent/kernel
+agent/runner          agent/control         agent/detect
 agent/demo            agent/kernel          agent/detect
 agent                 agent/ports           agent/ctl
 END
+rooms=$(sed -n 's/^\([a-z/]*[a-z]\) *:.*/\1/p' "$check" | sort -u)
+untried=$(comm -23 <(echo "$rooms") <(sort <<<"$tried"))
+[[ -n $rooms && -z $untried ]] || {
+  echo "not tried:" $untried
+  failures=$((failures + 1))
+}
 # A room below one that may be included, a source beside a header, and a room without a rule.
 expect passes platform/zet/A.cpp platform/zet/types/B.h
+expect fails platform/zet/A.cpp platform/kelnet/B.h
 expect fails agent/detect/A.cpp agent/ports/B.h
 expect fails agent/detect/A.cpp host/Detail.h
 expect fails agent/new/A.h agent/new/B.h
