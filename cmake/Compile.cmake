@@ -26,7 +26,7 @@ target_include_directories(ufd_compile INTERFACE ${PROJECT_SOURCE_DIR})
 target_compile_options(ufd_compile INTERFACE
   -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wsign-conversion -Wnon-virtual-dtor
   -Wimplicit-fallthrough)
-# One mistake in a type's description makes many errors, of which the first is the one to mend.
+# One mistake in a type's description makes many errors. The first is the one to mend.
 target_compile_options(ufd_compile INTERFACE -Wfatal-errors)
 # All symbols are resolved at the start (see below), so calls into a library need no stub of its own.
 target_compile_options(ufd_compile INTERFACE -fno-plt)

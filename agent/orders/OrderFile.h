@@ -6,8 +6,8 @@
 namespace Ufdd {
 
 // The file "orders" in the state directory, with a line for each entry below the heading of every
-// state file. A file of which something can't be read is kept as "orders.unreadable-1", and what
-// can be read of it is recalled.
+// state file. A file that can't be read whole is kept as "orders.unreadable-1", and what can be
+// read of it is recalled.
 class OrderFile final : public OrderStore {
  public:
    // Borrows: the directory.

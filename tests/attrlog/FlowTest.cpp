@@ -35,7 +35,7 @@ struct Full : Connection< Ufd::Config > {
       root->groupIs( "g" );
       return root;
    }
-   // More than fits into the output, the replay of which is under way then.
+   // More than fits into the output, so that the replay is under way then.
    void addMany() {
       for ( int number = 0; number < 400; ++number )
          group->intfsToDisableIs( intf( ( "et" + std::to_string( number ) ).c_str() ), true );

@@ -53,4 +53,4 @@ grep -q 'expected startup_hold to be a number of seconds' "$scratch/play" || sto
 [[ $(inside cksum /etc/ufdd.toml) == "$before" ]] || fail "the wrong configuration got to its place"
 play --extra-vars '{"ufdd_settings": {"startup_hold": 0, "dry_run": true}}' || stop "a new configuration fails"
 eventually hasLink || fail "the new configuration is not in force"
-echo "two runs, the second of which changed nothing; a wrong configuration was refused, a new one is in force"
+echo "the second of two runs changed nothing; a wrong configuration was refused, a new one is in force"

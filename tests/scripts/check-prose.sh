@@ -19,6 +19,7 @@ As ever, nothing comes
 a port in the place of another
 all links, as far as it goes
 a group, of which nobody knows
+a file of which nothing is left
 What is over is gone
 has the listener told of it
 END

@@ -90,7 +90,7 @@ class FallenGroups {
 
    PlainConfig const& config_;
    Machine& machine_;
-   Names known_; // The groups of which Machine::fallen is certain.
+   Names known_; // The groups for which Machine::fallen is certain.
 };
 
 } // namespace Simulation
