@@ -2,10 +2,16 @@
 
 #include "agent/base/Printable.h"
 #include "agent/config/NameReader.h"
+#include "agent/config/TomlValue.h"
+#include "agent/kernel/Prefix.h"
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 namespace Ufdd {
 

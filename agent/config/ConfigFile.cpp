@@ -4,6 +4,7 @@
 #include "agent/config/CheckReader.h"
 #include "agent/config/Checksum.h"
 #include "agent/config/ConfigChecks.h"
+#include "agent/config/NameReader.h"
 #include "agent/config/OptionReader.h"
 #include "agent/config/RegularFile.h"
 #include "agent/config/TableReader.h"

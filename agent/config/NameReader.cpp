@@ -1,6 +1,7 @@
 #include "agent/config/NameReader.h"
 
 #include "agent/base/InterfaceName.h"
+#include "agent/base/Printable.h"
 #include "agent/config/TomlValue.h"
 
 #include <string>
@@ -25,7 +26,7 @@ NameReader::readList( toml::node const& node, std::string_view key ) {
       return;
    for ( toml::node const& element : *node.as_array() )
       if ( element.is_string() )
-         isNew( **element.as_string(), element );
+         addNew( **element.as_string(), element );
       else
          findings_.error( placeOf( element ),
                           std::string( kind_ == Kind::interfaces
@@ -35,7 +36,7 @@ NameReader::readList( toml::node const& node, std::string_view key ) {
 }
 
 bool
-NameReader::isNew( std::string_view name, toml::node const& at ) {
+NameReader::addNew( std::string_view name, toml::node const& at ) {
    std::string why;
    if ( kind_ == Kind::interfaces )
       if ( auto const objection = InterfaceName::objection( name ); !objection.empty() )

@@ -17,13 +17,13 @@ class NameReader {
    NameReader( Kind kind, Findings& findings, NamePlaces& places )
        : kind_( kind ), findings_( findings ), places_( places ) {}
 
-   // Reads a list, the value of that key. Reports errors and goes on.
+   // Reads a list, the value of `key`. Reports errors and goes on.
    void readList( toml::node const& node, std::string_view key );
-   // Returns `is`. Reports an error unless that is true. `form` is what to write after the key.
+   // Returns `is`. Reports an error if it is false. `form` is what to write after the key.
    bool isCollection( toml::node const& node, bool is, std::string_view key,
                       std::string_view form );
    // Adds the name. Returns false, with an error, if it can't be used or is there already.
-   bool isNew( std::string_view name, toml::node const& at );
+   bool addNew( std::string_view name, toml::node const& at );
 
    // The two forms of a list, for messages.
    static constexpr std::string_view listForm = R"([ "...", ... ])";

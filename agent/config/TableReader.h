@@ -1,13 +1,18 @@
 #pragma once
 
+#include "agent/base/Printable.h"
 #include "agent/config/NameReader.h"
 #include "agent/config/TomlValue.h"
 #include "agent/reflected/Configuration.h"
 #include "platform/kelnet/IntfId.h"
+#include "platform/zet/AttributeId.h"
+
+#include <toml++/toml.h>
 
 #include <algorithm>
 #include <concepts>
 #include <map>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -128,7 +133,7 @@ template < class T > class TableReader {
       } else if ( names.isCollection( node, node.is_table(), shownKey( row.name ),
                                       memberForm< R >() ) )
          for ( auto&& [ key, value ] : *node.as_table() )
-            if ( names.isNew( key.str(), value ) )
+            if ( names.addNew( key.str(), value ) )
                if ( auto const read = readValue< ValueOf< R > >( value, row ) )
                   ( object.*R::set )( KeyOf< R >( key.str() ), *read );
    }

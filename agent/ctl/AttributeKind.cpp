@@ -3,6 +3,8 @@
 #include "platform/zet/AttributeId.h"
 #include "platform/zet/generic/TypeOf.h"
 
+#include <cstdint>
+
 namespace Ufdd {
 
 namespace {

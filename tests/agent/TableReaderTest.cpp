@@ -38,6 +38,8 @@ level = { eth1 = 7, eth2 = 8 }
    EXPECT_FALSE( isConfiguredAlike( *gauge, *other ) );
    copyConfiguration( *gauge, *other, CopyOrder::addFirst );
    EXPECT_TRUE( isConfiguredAlike( *gauge, *other ) );
+   EXPECT_EQ( other->value(), 3.0 );
+   EXPECT_TRUE( other->isOpen() );
    EXPECT_EQ( other->link(), Gauge::Link::down );
    EXPECT_EQ( other->levelMembers().count(), 2u );
 }
