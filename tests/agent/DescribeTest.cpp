@@ -61,13 +61,10 @@ TEST( Describe, printsATypeAsJson ) {
 }
 
 TEST( Describe, namesTheNearestType ) {
-   using Result = std::pair< std::string, int >;
-   EXPECT_EQ( ufdctl( { "describe", "Confg" } ),
-              Result( "ufdctl: there is no type \"Confg\"; did you mean Config?\n", 2 ) );
-   EXPECT_EQ( ufdctl( { "descibe", "Config" } ),
-              Result( "ufdctl: unknown command \"descibe\"; did you mean describe?\nSee \"ufdctl "
-                      "--help\".\n",
-                      64 ) );
+   EXPECT_EQ(
+       ufdctl( { "describe", "Confg" } ),
+       std::pair( std::string( "ufdctl: there is no type \"Confg\"; did you mean Config?\n" ),
+                  2 ) );
 }
 
 } // namespace
