@@ -140,7 +140,7 @@ Agent::reload( ConfigFile config, std::string const& file ) {
    for ( GroupSettings const& group : config.groups )
       if ( !detector_.config->group( group.config->name() ) )
          assumeDown( group, config );
-   // Opens no port on old news.
+   // Opens no port on outdated messages.
    if ( portControl_.count() > 0 )
       query( uplinksOf( config.groups ) );
    groupLog_.beginConfiguring();

@@ -124,7 +124,7 @@ Configurator::load( ConfigFile config ) {
 void
 Configurator::reload() {
    if ( load( read() ) )
-      settleFormer();
+      reviewFormer();
 }
 
 ControlReply
@@ -154,7 +154,7 @@ Configurator::handleReload( ControlRequest const& request ) {
                                          std::generic_category().message( error ) );
    if ( !load( std::move( config ) ) )
       return reply( Kind::refused, std::string( state->refusal().view() ) );
-   settleFormer();
+   reviewFormer();
    // Writes the State.
    agent_.endTurn();
    std::set< std::string > const after = shutPorts( *state );
@@ -182,7 +182,7 @@ Configurator::keepFormer( double confirmWithin ) {
 
 // The file is in force again.
 void
-Configurator::settleFormer() {
+Configurator::reviewFormer() {
    if ( isFormerInForce_ )
       forgetFormer();
    else if ( former_ )

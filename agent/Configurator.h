@@ -61,7 +61,7 @@ class Configurator {
    ControlReply handleReload( ControlRequest const& request );
    ControlReply handleConfirm( ControlRequest const& request );
    int keepFormer( double confirmWithin );
-   void settleFormer();
+   void reviewFormer();
    bool forgetFormer();
    bool isPending() const { return former_ && !isFormerInForce_; }
    std::string pendingText() const;

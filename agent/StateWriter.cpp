@@ -267,7 +267,7 @@ StateWriter::writeChecks() {
       entity->reasonIs( check.reason() );
       entity->runIs( check.run() );
       entity->sinceIs( check.since() );
-      entity->waitTimeIs( entry.heldUntil );
+      entity->waitTimeIs( entry.delayedUntil );
    } );
    for ( Zet::Name const& gone : keysOf( state_->checkMembers(), [ & ]( Zet::Name const& known ) {
             return !names.contains( known );

@@ -37,12 +37,12 @@ class ServerSocket {
    // Throws: std::system_error, with the remedy, if the socket is exclusive, this is the first try
    // and another process serves the path.
    void listen();
-   // Readable while a client waits to be accepted, or a client's socket has news.
+   // Readable while a client waits to be accepted, or a client's socket is ready.
    int fd() const { return poll_.fd(); }
-   // Calls handleNews( client, events ) for each client with news, then handleNew() if one waits to
-   // be accepted.
-   template < class Client, class HandleNews, class HandleNew >
-   void forEachReady( HandleNews handleNews, HandleNew handleNew );
+   // Calls handleClient( client, events ) for each client that is ready, then handleNew() if one
+   // waits to be accepted.
+   template < class Client, class HandleClient, class HandleNew >
+   void forEachReady( HandleClient handleClient, HandleNew handleNew );
    // Takes a client. Returns none if that fails.
    Descriptor accept();
    // Returns true if this client has a place beside so many others. If not, logs it.
@@ -85,16 +85,16 @@ class ServerSocket {
    double lookAt_ = 0;       // When to check the socket's file, by Zet::now().
 };
 
-template < class Client, class HandleNews, class HandleNew >
+template < class Client, class HandleClient, class HandleNew >
 void
-ServerSocket::forEachReady( HandleNews handleNews, HandleNew handleNew ) {
+ServerSocket::forEachReady( HandleClient handleClient, HandleNew handleNew ) {
    std::array< epoll_event, eventLimit > events{};
    int const count = epoll_wait( poll_.fd(), events.data(), eventLimit, 0 );
    bool isNew = false;
    for ( int i = 0; i < count; ++i ) {
       epoll_event const& event = events[ static_cast< std::size_t >( i ) ];
       if ( event.data.ptr )
-         handleNews( *static_cast< Client* >( event.data.ptr ), event.events );
+         handleClient( *static_cast< Client* >( event.data.ptr ), event.events );
       else
          isNew = true;
    }

@@ -206,11 +206,11 @@ UplinkChecks::judgeSilence( double now ) {
 
 double
 UplinkChecks::nextTime() const {
-   double next = mass_ == Mass::held ? massUntil_ : never;
+   double next = mass_ == Mass::delayed ? massUntil_ : never;
    for ( auto const& [ name, entry ] : entries_ ) {
       next = std::min( next, entry.check.silentAt() );
-      if ( entry.heldUntil > 0 )
-         next = std::min( next, entry.heldUntil );
+      if ( entry.delayedUntil > 0 )
+         next = std::min( next, entry.delayedUntil );
       if ( neighbours_ && entry.hasLink )
          next = std::min( { next, entry.askAt, entry.answerBy } );
    }
@@ -223,12 +223,12 @@ UplinkChecks::judge( double now ) {
    bool isChanged = false;
    for ( auto& [ name, entry ] : entries_ ) {
       UplinkCheck const& check = entry.check;
-      bool const isOfMass = mass_ == Mass::held && check.decides() && !check.isUp();
+      bool const isOfMass = mass_ == Mass::delayed && check.decides() && !check.isUp();
       double const until = isOfMass              ? massUntil_
                            : isDoubtful( entry ) ? check.fellAt() + atOnce
                                                  : 0;
       bool const wasUp = history_.verdictOf( name ).value_or( check.settings().startsUp );
-      entry.heldUntil = until > now ? until : 0;
+      entry.delayedUntil = until > now ? until : 0;
       isChanged |= wasUp != entry.isUp();
       if ( check.verdict() != CheckVerdict::starting || wasUp != entry.isUp() )
          history_.verdictIs( name, entry.isUp() );
@@ -251,16 +251,16 @@ UplinkChecks::judgeMass( double now ) {
    LogEvent const alarm{ .id = LogEvent::checkAlarm };
    Mass const before = mass_;
    if ( mass_ == Mass::none && massFailureDelay_ > 0 && isMassFailure() ) {
-      mass_ = Mass::held;
+      mass_ = Mass::delayed;
       massUntil_ = now + massFailureDelay_;
       log_.event( alarm, "all checks failed at once, and no carrier was lost: " + decidersText() +
                              "; the fault may be in this machine, so they count only in " +
                              std::to_string( std::lround( massFailureDelay_ ) ) +
                              " s, unless one passes before (mass_failure_delay)" );
-   } else if ( mass_ == Mass::held && hasPass ) {
+   } else if ( mass_ == Mass::delayed && hasPass ) {
       mass_ = Mass::none;
       log_.event( alarm, "not all checks fail any more; those that do count at once" );
-   } else if ( mass_ == Mass::held && now >= massUntil_ ) {
+   } else if ( mass_ == Mass::delayed && now >= massUntil_ ) {
       mass_ = Mass::counted;
       log_.event( alarm, "all checks still fail after mass_failure_delay, so they count now: " +
                              decidersText() );

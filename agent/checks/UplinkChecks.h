@@ -21,7 +21,7 @@ namespace Ufdd {
 //
 // Where all checks that decide fail within a second, and no carrier was lost, the fault is likelier
 // in this machine: a mass failure, which counts only after a delay, or not at all if a check passes
-// before. A check that fails is held back for up to a second while the others look like following.
+// before. A failure is delayed by up to a second while the others look like following.
 class UplinkChecks {
  public:
    // Borrows: all.
@@ -59,13 +59,13 @@ class UplinkChecks {
    struct Entry {
       UplinkCheck check;
       // Until when its failure does not count, by Zet::now(); 0 if it does.
-      double heldUntil = 0;
+      double delayedUntil = 0;
       // Of a neighbour: whether its link is up; when it is to be asked, and when it must have
       // answered, by Zet::now().
       bool hasLink = false;
       double askAt = 0, answerBy = never;
 
-      bool isUp() const { return check.isUp() || heldUntil > 0; }
+      bool isUp() const { return check.isUp() || delayedUntil > 0; }
    };
    // Calls action( Entry const& ) for each check, by name.
    template < class Action > void forEach( Action action ) const {
@@ -76,7 +76,7 @@ class UplinkChecks {
    bool takeNews() { return std::exchange( hasNews_, false ); }
 
  private:
-   enum class Mass { none, held, counted };
+   enum class Mass { none, delayed, counted };
 
    // In seconds: checks that fail within this time fail at once.
    static constexpr double atOnce = 1;

@@ -122,7 +122,8 @@ groupsScreen( View const& view, Colours colours ) {
    } );
    if ( !left.empty() ) {
       screen.line( {} );
-      screen.line( { { "Held, though no group disables them any more", Emphasis::warning } } );
+      screen.line(
+          { { "Still shut by ufdd: no group disables them any more", Emphasis::warning } } );
       addItems( screen, "ports", left, "open", "ports", [ & ]( PortState const& port ) {
          return portWords( port, *view.linkOf( port ), view.now );
       } );

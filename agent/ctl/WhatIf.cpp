@@ -124,7 +124,7 @@ WhatIf::WhatIf( View const& view, Question const& question ) : view_( view ) {
    for ( Kelnet::IntfId const link : idsOf( question.up, known ) )
       detector.setLink( link, true );
    detector.start();
-   settle( detector, { down.begin(), down.end() } );
+   moveUntilStable( detector, { down.begin(), down.end() } );
    collectGroups( detector );
    for ( Kelnet::IntfId const port : portsOf( detector ) )
       collectPort( detector, port );
@@ -191,12 +191,12 @@ WhatIf::portsOf( ImaginedDetector const& detector ) const {
 
 // Shuts and opens ports, whose links may be uplinks, until nothing changes.
 void
-WhatIf::settle( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& keptDown ) {
+WhatIf::moveUntilStable( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& keptDown ) {
    constexpr int roundLimit = 100;
    auto const ports = portsOf( detector );
-   bool isSettled = false;
-   for ( int round = 0; round < roundLimit && !isSettled; ++round ) {
-      isSettled = true;
+   bool isStable = false;
+   for ( int round = 0; round < roundLimit && !isStable; ++round ) {
+      isStable = true;
       detector.decide();
       if ( round == 0 )
          detector.config().groupMembers().forEach( [ & ]( GroupConfig const& group ) {
@@ -209,11 +209,11 @@ WhatIf::settle( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& ke
          if ( follows && detector.isUp( port ) == mustBeShut ) {
             detector.setLink( port, !mustBeShut );
             followed_.insert( port );
-            isSettled = false;
+            isStable = false;
          }
       }
    }
-   if ( !isSettled )
+   if ( !isStable )
       notices_.push_back( "groups depend on each other in a circle, and would go up and down" );
 }
 

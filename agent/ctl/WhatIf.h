@@ -57,7 +57,7 @@ class WhatIf {
    void setLinks( ImaginedDetector& detector, Question const& question );
    void addUnknown( ImaginedDetector& detector, std::set< std::string_view > const& known );
    std::set< Kelnet::IntfId > portsOf( ImaginedDetector const& detector ) const;
-   void settle( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& keptDown );
+   void moveUntilStable( ImaginedDetector& detector, std::set< Kelnet::IntfId > const& keptDown );
    std::string leadersOf( ImaginedDetector const& detector,
                           UplinkFailureDetection::GroupConfig const& group ) const;
    bool isOurs( Kelnet::IntfId port ) const;

@@ -91,7 +91,7 @@ GroupDecision::reverse( double now ) {
 }
 
 bool
-GroupDecision::settle() {
+GroupDecision::handleAgreement() {
    beginLatch();
    if ( !sawDown() || !only_ )
       return false;

@@ -64,9 +64,9 @@ class GroupDecision {
    }
    // Changes the decision.
    void reverse( double now );
-   // The group was evaluated, and the decision agrees with what is seen. Returns true if the group
-   // shuts more ports, since it is seen down.
-   bool settle();
+   // Call when the group was evaluated, and the decision agrees with what is seen. Returns true if
+   // the group shuts more ports, since it is seen down.
+   bool handleAgreement();
    bool coversAll() const { return !only_; }
    void coverOnly( Ports ports ) { only_ = std::move( ports ); }
    // Returns true if the decision applies to that port of the group.

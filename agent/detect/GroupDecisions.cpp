@@ -167,7 +167,7 @@ GroupDecisions::evaluate( Place group, double now, bool confirmsOpenings ) {
       return false;
    }
    if ( !decision.disagrees() )
-      settle( group, *config, before );
+      handleAgreement( group, *config, before );
    else if ( !reverseOrWait( group, *config, before, now, confirmsOpenings ) )
       return false;
    moveThreshold( group );
@@ -176,10 +176,10 @@ GroupDecisions::evaluate( Place group, double now, bool confirmsOpenings ) {
 }
 
 void
-GroupDecisions::settle( Place group, GroupConfig const& config, GroupWait const& before ) {
+GroupDecisions::handleAgreement( Place group, GroupConfig const& config, GroupWait const& before ) {
    auto& [ name, decision ] = *group;
    bool const wasLatched = decision.isLatched();
-   bool const shutsMore = decision.settle();
+   bool const shutsMore = decision.handleAgreement();
    haveLatchesChanged_ |= decision.isLatched() && ( shutsMore || !wasLatched );
    if ( shutsMore ) {
       decidedDown_.push_back( group );

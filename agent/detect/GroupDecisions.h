@@ -117,8 +117,8 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
    void evaluateAll( bool confirmsOpenings );
    // Returns true if nothing is left to be done about the group.
    bool evaluate( Place group, double now, bool confirmsOpenings );
-   // The group does as is seen.
-   void settle( Place group, GroupConfig const& config, GroupWait const& before );
+   // Handles a decision that agrees with what is seen.
+   void handleAgreement( Place group, GroupConfig const& config, GroupWait const& before );
    // Reverses a decision that disagrees with what is seen, or has it wait. Returns true if it is
    // reversed.
    bool reverseOrWait( Place group, GroupConfig const& config, GroupWait const& before, double now,

@@ -62,7 +62,7 @@ PortControl::reviewSpared() {
 
 void
 PortControl::spare( Link const& link, Kelnet::IntfId port, PortResult::Kind why ) {
-   // The news may be old: the link may be shut again.
+   // The message may be outdated: the link may be shut again.
    if ( OwnedLink const* const owned = owned_.find( link.index ) )
       acts_.disownIfOpen( *owned );
    bool const isOurs = owned_.contains( link.index );

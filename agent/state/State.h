@@ -125,9 +125,9 @@ class State : public Notify::LoggedEntity< State > {
       "0.025",  "0.05",    "0.1",    "0.25",  "0.5",    "1",     "inf",
    };
    // How many reactions took at most so long, and longer than the next lower limit: the counts are
-   // not cumulative. A reaction is the time from the kernel's waking ufdd with news of a link until
-   // the ports that had to be shut for it were seen shut; with a down_delay there is none. A key
-   // that is absent counts 0.
+   // not cumulative. A reaction is the time from the kernel's waking ufdd with a message about a
+   // link until the ports that had to be shut for it were seen shut; with a down_delay there is
+   // none. A key that is absent counts 0.
    unsigned int reactions( Zet::Name limit ) const { return reactions_.value( limit ); }
    void reactionsIs( Zet::Name limit, unsigned int count ) {
       reactions_.valueIs( *this, limit, count );

@@ -98,7 +98,7 @@ Place::open() {
 }
 
 void
-Place::settle() {
+Place::flushChanges() {
    for ( InterfaceName const& name : names_ )
       probe_->carrier( name );
 }
@@ -107,7 +107,7 @@ void
 Place::tookMessages() {
    while ( auto const datagram = hearing_->receive( 0 ) ) {
       if ( datagram->lossy )
-         throw std::runtime_error( "news were lost" );
+         throw std::runtime_error( "messages were lost" );
       auto const* message = reinterpret_cast< nlmsghdr const* >( datagram->bytes.data() );
       int left = static_cast< int >( datagram->bytes.size() );
       for ( ; mnl_nlmsg_ok( message, left ); message = mnl_nlmsg_next( message, &left ) )

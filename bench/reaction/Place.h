@@ -41,15 +41,15 @@ class Place {
    void fail();
    // Whether another uplink is said to have failed.
    bool hasAnotherFailed();
-   // Takes in the news there are. Whether every port has become so, since the uplink failed or
-   // recovered.
+   // Takes the messages that there are. Returns true if every port has become so since the uplink
+   // failed or recovered.
    bool haveBecome( bool up );
    void recover();
    // In the program's stead.
    void open();
    // Has the kernel report all changes of carriers. By itself it reports 100 to 200 in a second,
    // and the next message about the uplink would have to wait.
-   void settle();
+   void flushChanges();
 
    std::string const& peer() const { return peer_; }
    int fd() const { return hearing_->fd(); }

@@ -160,7 +160,7 @@ measure( Places places, Case const& about, std::size_t trials ) {
       for ( Place* const place : places ) {
          for ( std::size_t i = 0; i < each; ++i )
             tryOnce( { place } );
-         place->settle();
+         place->flushChanges();
          std::this_thread::sleep_for( about.rest );
       }
       if ( !about.inBursts )

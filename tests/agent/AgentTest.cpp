@@ -491,8 +491,8 @@ TEST_F( AgentTest, recoveryDelayGrowsWhileAGroupFallsAgain ) {
    EXPECT_EQ( secondsUntilOpened(), 2 ) << "recovery_delay is above its maximum";
 }
 
-// The kernel delays the news that an uplink is down: its own, or that of a group which shares the
-// port.
+// The kernel delays the message that an uplink is down: its own, or that of a group which shares
+// the port.
 TEST_F( AgentTest, uplinksAreQueriedBeforePortsAreOpened ) {
    groups = { group( "g", { "u1" }, { "d1" } ), group( "other", { "u2" }, { "d1", "d2" } ) };
    kernel.lossInterval = 1;

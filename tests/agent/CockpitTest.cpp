@@ -102,6 +102,11 @@ rack2  UP  2/2 up, needs 1   since 12:28:30.500 (1 min)
               "server1  shut (down)         12 s   up    rack1    rack2\n"
               "server2  overridden by hand  4 s    up    rack1    -\n"
               "server3  open                1 min  up    -        rack2\n" );
+   link( "old", LinkCondition::setDown, 7 );
+   port( "old", PortCondition::opening, 2 ).meansIs( PortMeans::down );
+   EXPECT_TRUE( show().ends_with( "\n\nStill shut by ufdd: no group disables them any more\n"
+                                  "  ports    old  opening (down), 2 s\n" ) )
+       << show();
    EXPECT_NE( groupsScreen( view(), Colours::terminal ).find( "  \x1b[1;31mDOWN\x1b[0m  " ),
               std::string::npos );
 }

@@ -34,7 +34,7 @@ struct SimulatedLink : Link {
    double wrongSince = 0;          // Since when the record of it is wrong; 0 if it is right.
 
    // Returns true if the daemon keeps it shut.
-   bool isHeld() const { return ours || hasProtoDownReason( usualReason ); }
+   bool isOurs() const { return ours || hasProtoDownReason( usualReason ); }
 };
 
 // Stands in for the kernel's links. Messages wait until they are delivered, so that a request can

@@ -126,8 +126,8 @@ TEST_F( SteerTest, anOrderComesBeforeTheUplinksAndEndsWithItsTime ) {
    EXPECT_EQ( told( Verb::automatic, { "d2" } ), "there is no order about port d2" );
 }
 
-// The kernel has held back the news that the uplinks are down again.
-TEST_F( SteerTest, opensNothingOnOldNews ) {
+// The kernel has delayed the messages that the uplinks are down again.
+TEST_F( SteerTest, opensNothingOnOutdatedMessages ) {
    groups = { group( "g", { "u1", "u2" }, { "d1" } ) };
    start();
    told( Verb::down, { "d1" }, false, 10 );

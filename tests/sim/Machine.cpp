@@ -31,13 +31,13 @@ Machine::Machine() {
 
 bool
 Machine::isOwed( std::uint32_t link, StaticRoutes::Kept const& kept ) const {
-   auto const isHeld = [ & ]( Ufdd::OwnedLink const& owned ) {
+   auto const isOurs = [ & ]( Ufdd::OwnedLink const& owned ) {
       return owned.index == link && owned.means == Ufdd::LinkRequest::Means::adminDown;
    };
    return std::ranges::any_of( settings.all, [ & ]( Ufdd::PortSettings const& port ) {
       return port.index == link &&
              std::ranges::count( port.settings, kept.payload, &Ufdd::LinkSetting::payload ) > 0 &&
-             ( port.isOwed || std::ranges::any_of( store.links, isHeld ) );
+             ( port.isOwed || std::ranges::any_of( store.links, isOurs ) );
    } );
 }
 

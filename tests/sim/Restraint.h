@@ -126,12 +126,13 @@ class Restraint {
             return false;
          std::size_t const unproven =
              group->monitor.size() - among( group->monitor, machine_.kernel.existed );
-         bool const isHeld = now < holdEnd_ && !mayHaveBeenUp_.contains( group->name );
+         bool const isInStartupHold = now < holdEnd_ && !mayHaveBeenUp_.contains( group->name );
          // While its recovery_delay runs, it holds what others open.
          bool const holdsAgain = !machine_.kernel.link( name ).openings.empty() &&
                                  !Oracle( config_, machine_ ).isDown( *group ) &&
                                  group->recoveryDelay > 0;
-         return isHeld || ( unproven > 0 && unproven >= group->recoverLinks && !holdsAgain );
+         return isInStartupHold ||
+                ( unproven > 0 && unproven >= group->recoverLinks && !holdsAgain );
       } );
    }
    // Returns true if a group that reacts at once is down, and a query would have told so.

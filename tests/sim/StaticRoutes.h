@@ -100,7 +100,7 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
    void deliver() override { deliverUntil( std::numeric_limits< double >::infinity() ); }
    void recover() override { deliverUntil( Zet::now() ); }
    std::optional< double > nextTime() const override {
-      return news_.empty() ? std::nullopt : std::optional( news_.front().first );
+      return messages_.empty() ? std::nullopt : std::optional( messages_.front().first );
    }
 
    std::map< std::uint32_t, Kept > links; // By index.
@@ -121,11 +121,12 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
       route.hops.push_back( { .link = link } );
       route.metric = link;
       route.payload = kept.payload;
-      news_.emplace_back( Zet::now() + delay, [ this, route ] { table_.insert( route, false ); } );
+      messages_.emplace_back( Zet::now() + delay,
+                              [ this, route ] { table_.insert( route, false ); } );
    }
    void later( std::uint32_t link, Event event ) {
       std::uint64_t const number = ++events_;
-      news_.emplace_back( Zet::now() + delay, [ this, link, event, number ] {
+      messages_.emplace_back( Zet::now() + delay, [ this, link, event, number ] {
          if ( listener_ )
             listener_->handleLinkEvent( link, event );
          if ( auto const at = links.find( link );
@@ -141,10 +142,10 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
       } );
    }
    void deliverUntil( double time ) {
-      while ( !news_.empty() && news_.front().first <= time ) {
-         auto const news = std::move( news_.front().second );
-         news_.pop_front();
-         news();
+      while ( !messages_.empty() && messages_.front().first <= time ) {
+         auto const deliver = std::move( messages_.front().second );
+         messages_.pop_front();
+         deliver();
       }
    }
 
@@ -152,7 +153,7 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
    std::uint32_t default_ = 0;
    std::uint32_t count_ = 0;  // Of routes so far.
    std::uint64_t events_ = 0; // So many.
-   std::deque< std::pair< double, std::function< void() > > > news_;
+   std::deque< std::pair< double, std::function< void() > > > messages_;
 };
 
 } // namespace Simulation

@@ -163,7 +163,7 @@ World::turn() {
    } );
    for ( std::string const& name : spared )
       if ( machine_.route == route && machine_.kernel.contains( name ) &&
-           machine_.kernel.link( name ).isHeld() )
+           machine_.kernel.link( name ).isOurs() )
          complain( name + " is shut while it carries the default route" );
    machine_.look();
    if ( process_ ) {
@@ -185,7 +185,7 @@ World::sparedLinks() {
    Oracle const oracle( config_, machine_ );
    if ( !machine_.kernel.hasMessages() && !process_->hasRouteNews() && !machine_.orders.isGone )
       for ( auto const& [ name, link ] : machine_.kernel.links() )
-         if ( machine_.carriesRoute( link ) && !link.isHeld() && !machine_.recorded( link ) &&
+         if ( machine_.carriesRoute( link ) && !link.isOurs() && !machine_.recorded( link ) &&
               !oracle.mayBeShut( name, false ) )
             spared.insert( name );
    return spared;
