@@ -47,13 +47,15 @@ mend
 eventually 20 isTold 'ufdd_port_actions_total{action="open"} 2' || fail "the opening is not counted"
 
 # Changes all the time: the file must be a new one each second, and not more often.
+began=$SECONDS
 for ((i = 0; i < 60; ++i)); do
   ip link set u1-far $([[ $((i % 2)) == 0 ]] && echo up || echo down)
   stat -c %y "$text"
   sleep .05
 done | sort -u >"$site/times"
-(($(wc -l <"$site/times") <= 6 && $(wc -l <"$site/times") >= 3)) ||
-  fail "the file was written $(wc -l <"$site/times") times in some 3 s"
+took=$((SECONDS - began)) # 3 s, more on a busy machine.
+written=$(wc -l <"$site/times")
+((written <= took + 3 && written >= 3)) || fail "the file was written $written times in $took s"
 [[ $(ls "$site/text") == ufdd.prom ]] || fail "more than the file is left: $(ls "$site/text")"
 
 echo nonsense >>"$site/ufdd.toml"
