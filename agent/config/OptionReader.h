@@ -59,8 +59,7 @@ OptionReader::read( toml::table const& table, std::string_view key, std::string 
    if ( std::optional< V > const value = valueIn( *node ) )
       option = *value;
    else
-      findings_.error( placeOf( *node ), "expected " + std::string( key ) + " to be " +
-                                             expectation + ", not " + found( *node ) );
+      findings_.error( placeOf( *node ), mismatch( key, expectation, *node ) );
 }
 
 template < class Words, class V >

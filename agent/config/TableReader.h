@@ -115,9 +115,8 @@ template < class T > class TableReader {
    std::optional< V > readValue( toml::node const& node, R const& row ) {
       auto const value = TomlValue< V >::read( node );
       if ( !value )
-         findings_.error( placeOf( node ), "expected " + shownKey( row.name ) + " to be " +
-                                               TomlValue< V >::expectation() + ", not " +
-                                               found( node ) );
+         findings_.error( placeOf( node ),
+                          mismatch( shownKey( row.name ), TomlValue< V >::expectation(), node ) );
       return value;
    }
 

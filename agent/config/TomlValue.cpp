@@ -43,6 +43,12 @@ found( toml::node const& node ) {
    return text.str();
 }
 
+std::string
+mismatch( std::string_view key, std::string_view expectation, toml::node const& node ) {
+   return "expected " + std::string( key ) + " to be " + std::string( expectation ) + ", not " +
+          found( node );
+}
+
 std::optional< unsigned int >
 TomlValue< unsigned int >::read( toml::node const& node, unsigned int min, unsigned int max ) {
    auto const* const number = node.as_integer();

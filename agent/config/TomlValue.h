@@ -20,6 +20,8 @@ Place placeOf( toml::node const& node );
 std::string_view typeOf( toml::node const& node );
 // Returns a number or a text as it was read, else the type: "-1", "\"sideways\"", "a list".
 std::string found( toml::node const& node );
+// Returns the error about a value that can't be used: "expected KEY to be EXPECTATION, not FOUND".
+std::string mismatch( std::string_view key, std::string_view expectation, toml::node const& node );
 
 // Reads values of type V. expectation() says what to write, to follow "expected ... to be". read()
 // returns nothing for a node of another type or value.
