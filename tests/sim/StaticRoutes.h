@@ -143,9 +143,9 @@ class StaticRoutes final : public Ufdd::SimulatedRoutes {
    }
    void deliverUntil( double time ) {
       while ( !messages_.empty() && messages_.front().first <= time ) {
-         auto const deliver = std::move( messages_.front().second );
+         auto const message = std::move( messages_.front().second );
          messages_.pop_front();
-         deliver();
+         message();
       }
    }
 
