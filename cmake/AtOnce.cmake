@@ -1,5 +1,6 @@
 # With UFD_AT_ONCE, compiles the files of a target together that lie in the same folder: they include the
-# same headers, which are then read once. Fifteen at most, so that all processors have work.
+# same headers, which are then read once. Fifteen at most, so that all processors have work. Call it in
+# the folder of the target, once all its sources are named: the others are compiled alone.
 function(ufd_at_once target)
   set_target_properties(${target} PROPERTIES UNITY_BUILD ${UFD_AT_ONCE} UNITY_BUILD_MODE GROUP)
   get_target_property(sources ${target} SOURCES)

@@ -6,54 +6,57 @@ template class Notify::LoggedEntity< UplinkFailureDetection::GroupConfig >;
 
 namespace UplinkFailureDetection {
 
-using Adapter = GroupConfig::ZetNboAttrLogSa;
+using GroupConfigAdapter = GroupConfig::ZetNboAttrLogSa;
 
-Adapter::~ZetNboAttrLogSa() = default;
+GroupConfigAdapter::~ZetNboAttrLogSa() = default;
 
-Zet::Ptr< Adapter >
-Adapter::ZetNboAttrLogSaIs( Zet_BitSet mask, Zet::Ptr< GroupConfig > const& entity,
-                            unsigned int flags, Zet::Ptr< Zet::NboAttrLog::Out > const& out,
-                            Zet::PtrInterface* owner ) {
+Zet::Ptr< GroupConfigAdapter >
+GroupConfigAdapter::ZetNboAttrLogSaIs( Zet_BitSet mask, Zet::Ptr< GroupConfig > const& entity,
+                                       unsigned int flags,
+                                       Zet::Ptr< Zet::NboAttrLog::Out > const& out,
+                                       Zet::PtrInterface* owner ) {
    return AttrLog::newAdapter< GroupConfig >( mask, entity, flags, out, owner );
 }
 
 void
-Adapter::onIsNondestructing() {
+GroupConfigAdapter::onIsNondestructing() {
    changed< place< AttrLog::readNondestructing > >();
 }
 
 void
-Adapter::onIntfsToMonitor( Kelnet::IntfId intfId ) {
+GroupConfigAdapter::onIntfsToMonitor( Kelnet::IntfId intfId ) {
    changed< place< &GroupConfig::intfsToMonitor > >( intfId );
 }
 
 void
-Adapter::onIntfsToDisable( Kelnet::IntfId intfId ) {
+GroupConfigAdapter::onIntfsToDisable( Kelnet::IntfId intfId ) {
    changed< place< &GroupConfig::intfsToDisable > >( intfId );
 }
 
 void
-Adapter::onMinLinks() {
+GroupConfigAdapter::onMinLinks() {
    changed< place< &GroupConfig::minLinks > >();
 }
 
 void
-Adapter::zetHandleIntfsToMonitorSerializeSing( Kelnet::IntfId intfId, bool watched, bool deleted ) {
+GroupConfigAdapter::zetHandleIntfsToMonitorSerializeSing( Kelnet::IntfId intfId, bool watched,
+                                                          bool deleted ) {
    serializeSing< place< &GroupConfig::intfsToMonitor > >( intfId, watched, deleted );
 }
 
 bool
-Adapter::zetHandleIntfsToMonitorSerializeColl() {
+GroupConfigAdapter::zetHandleIntfsToMonitorSerializeColl() {
    return serializeColl< place< &GroupConfig::intfsToMonitor > >();
 }
 
 void
-Adapter::zetHandleIntfsToDisableSerializeSing( Kelnet::IntfId intfId, bool flag, bool deleted ) {
+GroupConfigAdapter::zetHandleIntfsToDisableSerializeSing( Kelnet::IntfId intfId, bool flag,
+                                                          bool deleted ) {
    serializeSing< place< &GroupConfig::intfsToDisable > >( intfId, flag, deleted );
 }
 
 bool
-Adapter::zetHandleIntfsToDisableSerializeColl() {
+GroupConfigAdapter::zetHandleIntfsToDisableSerializeColl() {
    return serializeColl< place< &GroupConfig::intfsToDisable > >();
 }
 

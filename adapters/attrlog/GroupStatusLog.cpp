@@ -6,34 +6,35 @@ template class Notify::LoggedEntity< UplinkFailureDetection::GroupStatus >;
 
 namespace UplinkFailureDetection {
 
-using Adapter = GroupStatus::ZetNboAttrLogSa;
+using GroupStatusAdapter = GroupStatus::ZetNboAttrLogSa;
 
-Adapter::~ZetNboAttrLogSa() = default;
+GroupStatusAdapter::~ZetNboAttrLogSa() = default;
 
-Zet::Ptr< Adapter >
-Adapter::ZetNboAttrLogSaIs( Zet_BitSet mask, Zet::Ptr< GroupStatus > const& entity,
-                            unsigned int flags, Zet::Ptr< Zet::NboAttrLog::Out > const& out,
-                            Zet::PtrInterface* owner ) {
+Zet::Ptr< GroupStatusAdapter >
+GroupStatusAdapter::ZetNboAttrLogSaIs( Zet_BitSet mask, Zet::Ptr< GroupStatus > const& entity,
+                                       unsigned int flags,
+                                       Zet::Ptr< Zet::NboAttrLog::Out > const& out,
+                                       Zet::PtrInterface* owner ) {
    return AttrLog::newAdapter< GroupStatus >( mask, entity, flags, out, owner );
 }
 
 void
-Adapter::onIsNondestructing() {
+GroupStatusAdapter::onIsNondestructing() {
    changed< place< AttrLog::readNondestructing > >();
 }
 
 void
-Adapter::onGroupLinkStatus() {
+GroupStatusAdapter::onGroupLinkStatus() {
    changed< place< &GroupStatus::groupLinkStatus > >();
 }
 
 void
-Adapter::onNumTimesDisabled() {
+GroupStatusAdapter::onNumTimesDisabled() {
    changed< place< &GroupStatus::numTimesDisabled > >();
 }
 
 void
-Adapter::onPrevDisabledTime() {
+GroupStatusAdapter::onPrevDisabledTime() {
    changed< place< &GroupStatus::prevDisabledTime > >();
 }
 

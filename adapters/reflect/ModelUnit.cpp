@@ -47,9 +47,9 @@ addEntityHandles( Reflect::Handles& handles ) {
 }
 
 // Registers the unit when the library is loaded.
-class Loaded {
+class LoadedModel {
  public:
-   Loaded() {
+   LoadedModel() {
       Reflect::TypeNames const& names = Reflect::typeNames;
       Reflect::typeToFill< GroupConfig >().typeNodeIs( names.groupConfig );
       const_cast< Zet::ZetType& >( *_fwkType_GroupLinkStatus() )
@@ -68,7 +68,7 @@ class Loaded {
 };
 
 // Made before the machines' unit: the types of machines are made from these types.
-[[gnu::init_priority( 1001 )]] Loaded const loaded;
+[[gnu::init_priority( 1001 )]] LoadedModel const loadedModel;
 
 } // namespace
 

@@ -47,9 +47,9 @@ addMachineHandles( Reflect::Handles& handles ) {
 }
 
 // Registers the unit when the library is loaded.
-class Loaded {
+class LoadedMachines {
  public:
-   Loaded() : trace_( "RootPathBase::Zet", 0 ) {
+   LoadedMachines() : trace_( "RootPathBase::Zet", 0 ) {
       Reflect::TypeNames const& names = Reflect::typeNames;
       Reflect::typeToFill< UplinkFailureDetectionIntfSm >().typeNodeIs( names.intfSm );
       Reflect::typeToFill< UplinkFailureDetectionGroupSm >().typeNodeIs( names.groupSm );
@@ -68,7 +68,7 @@ class Loaded {
    Reflect::Handles handles_;
 };
 
-[[gnu::init_priority( 1002 )]] Loaded const loaded;
+[[gnu::init_priority( 1002 )]] LoadedMachines const loadedMachines;
 
 } // namespace
 

@@ -21,8 +21,8 @@ isInBlock( unsigned char const* memory ) {
 
 void*
 stackArenaNew( std::size_t bytes ) {
-   std::size_t constexpr unit = alignof( std::max_align_t );
-   std::size_t const size = ( bytes + unit - 1 ) / unit * unit;
+   std::size_t constexpr alignment = alignof( std::max_align_t );
+   std::size_t const size = ( bytes + alignment - 1 ) / alignment * alignment;
    if ( size > static_cast< std::size_t >( block + sizeof block - top ) )
       return ::operator new( bytes );
    unsigned char* const memory = top;
