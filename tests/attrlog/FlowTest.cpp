@@ -35,13 +35,6 @@ struct Full : Connection< Ufd::Config > {
       root->groupIs( "g" );
       return root;
    }
-   // More than fits into the output, so that the replay is under way then.
-   void addMany() {
-      for ( int number = 0; number < 400; ++number )
-         group->intfsToDisableIs( intf( ( "et" + std::to_string( number ) ).c_str() ), true );
-      moved();
-      writer.demuxer->handleRoom();
-   }
    // What waits, which the reader is given as well.
    Bytes moved() {
       Bytes const bytes = taken( *writer.demuxer );
@@ -75,7 +68,11 @@ TEST_P( Flow, answersAReplayRequest ) {
    EXPECT_EQ( requested( *root, -258 ), requested( *root, 258 ) );
    auto const group = full.reader.root->group( "g" )->zetNboAttrLogSa( full.reader.demuxer->out() );
    EXPECT_EQ( requested( *group, 260 ), "260" );
-   full.addMany();
+   // More than fits into the output, so that the replay is under way then.
+   for ( int number = 0; number < 400; ++number )
+      full.group->intfsToDisableIs( intf( ( "et" + std::to_string( number ) ).c_str() ), true );
+   full.moved();
+   full.writer.demuxer->handleRoom();
    full.moved();
    EXPECT_EQ( requested( *group, 259 ).substr( 0, 9 ), "259! 259+" );
    full.echoed = 0;

@@ -93,12 +93,6 @@ TEST_F( StatusReader, doesNotWriteToAReadOnlyProxy ) {
    expectError( "the record at offset " + at + ": write-update from readonly proxy: /root/g" );
 }
 
-TEST_F( StatusReader, ignoresRecordsOfAMemberThatItHasRemoved ) {
-   replica().groupDel( "g" );
-   EXPECT_TRUE( receive( linkStatus, "00000002" ) );
-   EXPECT_FALSE( receive( "00000007 00000000 00000102 01 00000000 00000000 00", "00000002" ) );
-}
-
 TEST_F( StatusReader, doesNotEmptyAReadOnlyProxy ) {
    connection->reader.adapter()->bitIs( LogAdapter::readOnlyRemoteBit, true );
    EXPECT_FALSE( connection->reader.receive(
@@ -143,11 +137,6 @@ TEST_F( StatusReader, leavesAnAbortedReplayWithoutEffect ) {
    EXPECT_TRUE( receive( marker + '2', "" ) );
    EXPECT_EQ( stateOf( replica() ), "h unknown 0 0\n" );
    EXPECT_EQ( echoed(), Bytes{} );
-   EXPECT_TRUE( receive( marker + '0', "" ) );
-   // The connection goes in the middle of a replay: nothing stays marked.
-   auto const root = connection->reader.root;
-   connection.reset();
-   EXPECT_FALSE( root->group( "h" )->zetMarkedForDeletion() );
 }
 
 TEST( Reader, leavesNoMemberMarkedWhenItsOwnerDropsIt ) {

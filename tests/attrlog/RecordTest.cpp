@@ -7,76 +7,54 @@ namespace Tests {
 
 namespace {
 
-// A change of a Config that has group "g" (entity id 5,0), of a Status likewise, and its record.
-template < class E > struct Case {
-   char const* what;
-   std::function< void( E& ) > change;
-   char const* record;
-};
-
-// Every change gives that record, byte for byte, and that record gives that change.
-template < class E >
-void
-expectRecords( std::initializer_list< Case< E > > cases ) {
-   Zet::Ptr< E > const source = Zet::make< E >( "root" );
+// Every change gives that record, byte for byte, and that record gives that change. The group "g"
+// has the entity id (5, 0).
+TEST( Record, ofAConfig ) {
+   using Ufd::Config;
+   struct {
+      char const* what;
+      std::function< void( Config& ) > change;
+      //  length  entity id           attribute  4  5        6        7   token, payload, token
+      char const* record;
+   } const cases[] = {
+      { "a number", []( Config& c ) { c.group( "g" )->minLinksIs( 4000000000 ); },
+        "001c 00000005 00000000 00000104 01 00000000 00000000 00 01 ee6b2800 03" },
+      { "a member", []( Config& c ) { c.group( "g" )->intfsToMonitorIs( intf( "et1" ), true ); },
+        "001e 00000005 00000000 00000102 01 00000000 00000000 00 01 0003 657431 01 03" },
+      { "another value",
+        []( Config& c ) { c.group( "g" )->intfsToMonitorIs( intf( "et1" ), false ); },
+        "001e 00000005 00000000 00000102 01 00000000 00000000 00 01 0003 657431 00 03" },
+      { "no member", []( Config& c ) { c.group( "g" )->intfsToMonitorDel( intf( "et1" ) ); },
+        "001d 00000005 00000000 fffffefe 01 00000000 00000000 00 01 0003 657431 03" },
+      { "a member to disable, without a name",
+        []( Config& c ) { c.group( "g" )->intfsToDisableIs( {}, true ); },
+        "001b 00000005 00000000 00000103 01 00000000 00000000 00 01 0000 01 03" },
+      { "none to disable", []( Config& c ) { c.group( "g" )->intfsToDisableDel( {} ); },
+        "001a 00000005 00000000 fffffefd 01 00000000 00000000 00 01 0000 03" },
+      { "a child, and then what it has", []( Config& c ) { c.groupIs( "h" ); },
+        "0023 00000003 00000000 00000102 01 00000000 00000097 00 01 0001 68 00000007 00000000 03"
+        "0019 00000007 00000000 00000006 01 00000000 00000000 00 01 00 03"
+        "0018 00000007 00000000 00000102 02 00000000 00000000 00 01 03"
+        "0018 00000007 00000000 00000102 02 00000000 00000000 02 01 03"
+        "0018 00000007 00000000 00000103 02 00000000 00000000 00 01 03"
+        "0018 00000007 00000000 00000103 02 00000000 00000000 02 01 03"
+        "001c 00000007 00000000 00000104 01 00000000 00000000 00 01 00000001 03" },
+      { "no child", []( Config& c ) { c.groupDel( "h" ); },
+        "001b 00000003 00000000 fffffefe 01 00000000 00000000 00 01 0001 68 03" },
+   };
+   auto const source = Ufd::configFactory( "root" );
    source->groupIs( "g" );
-   Connection< E > connection( source, 0u );
-   for ( Case< E > const& one : cases ) {
-      SCOPED_TRACE( one.what );
-      Bytes const record = connection.written( one.change );
-      EXPECT_EQ( hex( record ), hex( unhex( one.record ) ) );
-      EXPECT_TRUE( connection.reader.receive( unhex( one.record ) ) ) << connection.reader.error();
+   Connection< Config > connection( source, 0u );
+   for ( auto const& [ what, change, record ] : cases ) {
+      SCOPED_TRACE( what );
+      EXPECT_EQ( hex( connection.written( change ) ), hex( unhex( record ) ) );
+      EXPECT_TRUE( connection.reader.receive( unhex( record ) ) ) << connection.reader.error();
       EXPECT_EQ( stateOf( *connection.reader.root ), stateOf( *source ) );
    }
    EXPECT_EQ( connection.echoed, 0u );
    EXPECT_EQ( connection.reader.demuxer->out()->unsentSize(), 0u );
 }
 
-//  length  entity id           attribute  4  5        6        7   token, payload, token
-TEST( Record, ofAConfig ) {
-   using Ufd::Config;
-   expectRecords< Config >( {
-       { "a number", []( Config& c ) { c.group( "g" )->minLinksIs( 4000000000 ); },
-         "001c 00000005 00000000 00000104 01 00000000 00000000 00 01 ee6b2800 03" },
-       { "a member", []( Config& c ) { c.group( "g" )->intfsToMonitorIs( intf( "et1" ), true ); },
-         "001e 00000005 00000000 00000102 01 00000000 00000000 00 01 0003 657431 01 03" },
-       { "another value",
-         []( Config& c ) { c.group( "g" )->intfsToMonitorIs( intf( "et1" ), false ); },
-         "001e 00000005 00000000 00000102 01 00000000 00000000 00 01 0003 657431 00 03" },
-       { "no member", []( Config& c ) { c.group( "g" )->intfsToMonitorDel( intf( "et1" ) ); },
-         "001d 00000005 00000000 fffffefe 01 00000000 00000000 00 01 0003 657431 03" },
-       { "a member to disable, without a name",
-         []( Config& c ) { c.group( "g" )->intfsToDisableIs( {}, true ); },
-         "001b 00000005 00000000 00000103 01 00000000 00000000 00 01 0000 01 03" },
-       { "none to disable", []( Config& c ) { c.group( "g" )->intfsToDisableDel( {} ); },
-         "001a 00000005 00000000 fffffefd 01 00000000 00000000 00 01 0000 03" },
-       { "a child, and then what it has", []( Config& c ) { c.groupIs( "h" ); },
-         "0023 00000003 00000000 00000102 01 00000000 00000097 00 01 0001 68 00000007 00000000 03"
-         "0019 00000007 00000000 00000006 01 00000000 00000000 00 01 00 03"
-         "0018 00000007 00000000 00000102 02 00000000 00000000 00 01 03"
-         "0018 00000007 00000000 00000102 02 00000000 00000000 02 01 03"
-         "0018 00000007 00000000 00000103 02 00000000 00000000 00 01 03"
-         "0018 00000007 00000000 00000103 02 00000000 00000000 02 01 03"
-         "001c 00000007 00000000 00000104 01 00000000 00000000 00 01 00000001 03" },
-       { "no child", []( Config& c ) { c.groupDel( "h" ); },
-         "001b 00000003 00000000 fffffefe 01 00000000 00000000 00 01 0001 68 03" },
-   } );
-}
-
-TEST( Record, ofAStatus ) {
-   using Ufd::Status;
-   expectRecords< Status >( {
-       { "an enumeration",
-         []( Status& s ) { s.group( "g" )->groupLinkStatusIs( Ufd::GroupLinkStatus::down ); },
-         "001c 00000005 00000000 00000102 01 00000000 00000000 00 01 00000002 03" },
-       { "a count", []( Status& s ) { s.group( "g" )->numTimesDisabledInc( 1 ); },
-         "001c 00000005 00000000 00000103 01 00000000 00000000 00 01 00000001 03" },
-       { "a time", []( Status& s ) { s.group( "g" )->prevDisabledTimeIs( -1.5 ); },
-         "0020 00000005 00000000 00000104 01 00000000 00000000 00 01 bff8000000000000 03" },
-   } );
-}
-
-// Nondestructing entities are not counted, so the replica's is observed and set back.
 // What an agent calls by name writes what the changes write.
 TEST( Record, ofTheNamedOperations ) {
    Connection< Ufd::Config > connection( Ufd::configFactory( "root" ), 0u );
@@ -122,6 +100,7 @@ TEST( Record, ofTheNamedOperations ) {
                     .empty() );
 }
 
+// Nondestructing entities are not counted, so the replica's is observed and set back.
 TEST( Record, ofNondestructing ) {
    auto const source = Ufd::statusFactory( "root" );
    Connection< Ufd::Status > connection( source, 0u );

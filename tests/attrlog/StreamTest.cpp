@@ -116,8 +116,6 @@ TEST( Stream, saysWhichFieldIsWrongAndWhere ) {
         "header field 3, the attribute, at offset 10: 261 is none of /root/g" },
       { "0018 00000005 00000000 00000104 02 00000000 00000000 00 01 03",
         "header field 3, the attribute, at offset 10: 260 is no collection of /root/g" },
-      { "0018 00000005 00000000 00000104 02 00000000 00000000 01 01 03",
-        "header field 3, the attribute, at offset 10: 260 is no collection of /root/g" },
       { "001c 00000009 00000000 00000104 01 00000000 00000000 00 01 00000001 03",
         "header fields 1 and 2, the entity, at offset 2: (9, 0) is none of this connection" },
       { "001c 00000005 00000000 00000087 01 00000000 00000000 00 01 00000003 03",

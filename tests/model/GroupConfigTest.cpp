@@ -19,20 +19,6 @@ class GroupConfig : public testing::Test {
    Kelnet::IntfId const et1 = intf( "et1" );
 };
 
-TEST_F( GroupConfig, keepsEachFlagWhileEntriesComeAndGo ) {
-   auto const nth = []( int number ) {
-      return intf( ( "et" + std::to_string( number ) ).c_str() );
-   };
-   auto const flag = []( int number ) { return number % 3 == 0; };
-   for ( int number = 0; number < 300; ++number )
-      group->intfsToMonitorIs( nth( number ), flag( number ) );
-   for ( int number = 0; number < 290; ++number ) {
-      for ( int other = number; other < 300; other += 50 )
-         ASSERT_EQ( group->intfsToMonitor( nth( other ) ), flag( other ) );
-      EXPECT_EQ( group->intfsToMonitorDel( nth( number ) ), flag( number ) );
-   }
-}
-
 // Both collections behave alike and apart.
 TEST_F( GroupConfig, tellsOfEachChangeOfAnEntryOnceItIsStored ) {
    Log seen;

@@ -24,8 +24,6 @@ TEST( GroupLinkStatus, hasATextForEveryNumber ) {
       { 1, "up" },
       { 2, "down" },
       { 3, "GroupLinkStatus(3)" },
-      { 0x7fffffff, "GroupLinkStatus(2147483647)" },
-      { 0x80000000, "GroupLinkStatus(-2147483648)" },
       { 0xffffffff, "GroupLinkStatus(-1)" },
    };
    for ( auto const& [ value, text ] : table ) {
@@ -54,8 +52,6 @@ TEST( GroupLinkStatus, refusesJunkByName ) {
       { "Up", "GroupLinkStatus" },
       { "'up '", "GroupLinkStatus" },
       { "'down", "no closing quote in 'down" },
-      { "up ", "junk at column 2 deserializing up " },
-      { "'up'x", "junk at column 4 deserializing 'up'x" },
    };
    for ( auto const& [ text, failure ] : table )
       try {

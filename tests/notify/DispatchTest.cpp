@@ -44,9 +44,9 @@ TYPED_TEST_SUITE( Dispatch, Entities );
 TYPED_TEST( Dispatch, doesNotCallWhoIsAddedMeanwhile ) {
    auto const late = Zet::make< Recorder< TypeParam > >( this->log, "late" );
    late->notifierIs( this->sample.entity );
-   auto const adder = this->template observe< Adder >( "adder" );
+   auto const adder = this->template observe< Actor >( "adder" );
    auto const b = this->template observe< Recorder >( "b" );
-   adder->added = late;
+   adder->act = [ & ] { late->isRegisteredNotifieeIs( true ); };
    this->change();
    this->expectHeard( { "adder", "b" } );
    this->change();
@@ -54,10 +54,11 @@ TYPED_TEST( Dispatch, doesNotCallWhoIsAddedMeanwhile ) {
 }
 
 TYPED_TEST( Dispatch, stillCallsWhoLeavesMeanwhile ) {
-   auto const leaver = this->template observe< Leaver >( "leaver" );
-   auto const self = this->template observe< Leaver >( "self" );
+   auto const leaver = this->template observe< Actor >( "leaver" );
+   auto const self = this->template observe< Actor >( "self" );
    auto const left = this->template observe< Recorder >( "left" );
-   leaver->leaving = left.get();
+   leaver->act = [ & ] { left->isRegisteredNotifieeIs( false ); };
+   self->act = [ & ] { self->isRegisteredNotifieeIs( false ); };
    this->change();
    this->expectHeard( { "leaver", "self", "left" } );
    this->change();
@@ -65,14 +66,14 @@ TYPED_TEST( Dispatch, stillCallsWhoLeavesMeanwhile ) {
 }
 
 TYPED_TEST( Dispatch, neverCallsWhoIsDestroyedMeanwhile ) {
-   auto const owner = this->template observe< OwnerOfNext >( "owner" );
-   auto x = this->template observe< OwnerOfNext >( "x" );
-   auto y = this->template observe< OwnerOfNext >( "y" );
+   auto const owner = this->template observe< Actor >( "owner" );
+   auto x = this->template observe< Actor >( "x" );
+   auto y = this->template observe< Actor >( "y" );
    auto const last = this->template observe< Recorder >( "last" );
    // Each goes when the one before it is destroyed, on either side of one that stays.
-   y->next = this->template observe< Recorder >( "z" );
-   x->next = std::exchange( y, nullptr );
-   owner->next = std::exchange( x, nullptr );
+   y->act = [ z = this->template observe< Recorder >( "z" ) ]() mutable { z = nullptr; };
+   x->act = [ next = std::exchange( y, nullptr ) ]() mutable { next = nullptr; };
+   owner->act = [ & ] { x = nullptr; };
    for ( int change = 0; change < 2; ++change ) {
       this->change();
       this->expectHeard( { "owner", "last" } );

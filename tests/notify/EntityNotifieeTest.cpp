@@ -107,20 +107,6 @@ TEST_F( EntityNotifiee, holdsAnUncountedNotifierWithoutCounting ) {
    EXPECT_EQ( heard(), "" );
 }
 
-TEST_F( EntityNotifiee, mayEndAnEntityThatTellsOthersStill ) {
-   auto const a = observe< Actor >( entity, log, "a" );
-   auto const b = observe< Actor >( entity, log, "b" );
-   for ( auto const& uncounting : { a, b } )
-      uncounting->zetHasUncountedNotifierIs( true );
-   a->act = [ & ] {
-      a->notifierIs( nullptr );
-      b->notifierIs( nullptr );
-      entity = nullptr;
-   };
-   entity->minLinksIs( 5 );
-   EXPECT_EQ( log, ( Log{ "a 260", "b 260" } ) );
-}
-
 TEST_F( EntityNotifiee, mayKeepAnEntityWhoseReferencesAreGone ) {
    auto const a = observe< Actor >( entity, log, "a" );
    a->zetHasUncountedNotifierIs( true );

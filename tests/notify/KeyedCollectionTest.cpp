@@ -13,7 +13,6 @@ namespace {
 // A collection of values and one of entities under one face.
 struct Monitored {
    using E = Ufd::GroupConfig;
-   static constexpr char const* id = "258 ";
    static void add( E& e, char const* key ) { e.intfsToMonitorIs( intf( key ), true ); }
    static void del( E& e, char const* key ) { e.intfsToMonitorDel( intf( key ) ); }
    static void delAll( E& e ) { e.intfsToMonitorDelAll(); }
@@ -23,7 +22,6 @@ struct Monitored {
 
 struct Groups {
    using E = Ufd::Config;
-   static constexpr char const* id = "258 ";
    static void add( E& e, char const* key ) { e.groupIs( key ); }
    static void del( E& e, char const* key ) { e.groupDel( key ); }
    static void delAll( E& e ) { e.groupDelAll(); }
@@ -42,7 +40,7 @@ template < class Face > class KeyedCollection : public testing::Test {
    Log events( Log const& ofKeys ) const {
       Log result;
       for ( std::string const& key : ofKeys )
-         result.push_back( std::string( "n " ) + Face::id + key );
+         result.push_back( "n 258 " + key );
       return result;
    }
 

@@ -21,8 +21,6 @@ group.minLinks 129 = opNotSupported 129: minLinks
 group.minLinks 0 = 4294967295
 group.minLinksDefault 0 = 1
 group.minLinksDefault 128 - 2 = opNotSupported 128: minLinksDefault
-group.minLinksDefault 0 = 1
-group.fwkKey 0 = 'g'
 group.isNondestructing 0 = false
 group.isNondestructing 128 - 1 = type: isNondestructing
 groupStatus.groupLinkStatus 0 = 'down'
@@ -35,6 +33,8 @@ groupStatus.groupLinkStatus 128 - true = type: groupLinkStatus
 groupStatus.prevDisabledTime 128 - 2.5 = null
 groupStatus.prevDisabledTime 0 = 2.5
 groupSm.initialized 0 = true
+groupSm.initialized 128 - false = null
+groupSm.initialized 0 = false
 groupSm.initialized 128 - 0 = type: initialized
 group.noSuch 0 = unknownAttribute: noSuch
 )" );
@@ -150,10 +150,7 @@ groupSm.uplinkFailureDetectionIntfSm 128 - (ethIntfStatus:@e2,groupSm:@groupSm) 
                 R"(
 groupSm.uplinkFailureDetectionIntfSm 3 %e2 = true
 groupSm.uplinkFailureDetectionIntfSm 129 %e2 = UplinkFailureDetectionIntfSm
-groupSm.doCheckIntfs 0 = type: Zet::GenericIf::List_
-groupSm.doCheckIntfs 0 1 = type: List
 groupSm.doCheckIntfs 128 () = opNotSupported 128: doCheckIntfs
-intfSm.handleIntfStatus 0 (x:true) = unknownArgument: handleIntfStatus
 groupSm.handleIntf 0 () = type: intfId
 sm.handleGroup 0 (groupName:1) = type: groupName
 root.uplinkFailureDetectionSm 0 = UplinkFailureDetectionSm

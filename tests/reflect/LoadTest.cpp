@@ -134,7 +134,6 @@ TEST( Load, ANotReadyReactorIsToldNothingAndTheTypesAreThere ) {
    EXPECT_EQ( "", reactor->text() );
    auto const type = Zet::ZetType::typeNode( "UplinkFailureDetection::GroupConfig" );
    ASSERT_TRUE( type );
-   EXPECT_EQ( "GroupConfig", type->name() );
    EXPECT_EQ( "Zet::Entity", type->base()->fullName() );
    EXPECT_TRUE( type->attributes().empty() );
    EXPECT_TRUE( type->isNondestructing() );

@@ -1,27 +1,13 @@
 #include "tests/sm/PlainDetector.h"
 
 #include <algorithm>
-#include <cstdint>
 #include <utility>
 
 namespace Scenario {
 
-namespace {
-
-std::uint32_t
-positionOf( char letter ) {
-   std::uint32_t const hash = intf( letter ).hash();
-   std::uint32_t position = 0;
-   for ( unsigned int bit = 0; bit < 32; ++bit )
-      position |= ( hash >> bit & 1 ) << ( 31 - bit );
-   return position;
-}
-
-} // namespace
-
 bool
 PlainDetector::InOrder::operator()( char left, char right ) const {
-   return std::pair( positionOf( left ), left ) < std::pair( positionOf( right ), right );
+   return std::pair( intf( left ).position(), left ) < std::pair( intf( right ).position(), right );
 }
 
 void

@@ -1,38 +1,23 @@
+#include "tests/support/Observer.h"
 #include "tests/support/Scenario.h"
 
 #include <gmock/gmock.h>
 #include <stdexcept>
 
 using namespace UplinkFailureDetection;
+using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace Scenario {
 
 namespace {
 
-// Counts what it is told, and calls `act` each time.
-class RootObserver : public Root::NotifieeConst {
- public:
-   void onUplinkFailureDetectionSm() override {
-      ++told;
-      act();
-   }
-
-   int told = 0;
-   std::function< void() > act = [] {};
-};
-
-Zet::Ptr< RootObserver >
-observe( World const& world ) {
-   auto const observer = Zet::make< RootObserver >();
-   world.root->zetNotifieeAdapterIs( observer );
-   return observer;
-}
-
 TEST( Root, EachOfTheFourReplacesTheMachineAndIsToldOnce ) {
    World world;
-   auto const observer = observe( world );
+   Tests::Log log;
+   auto const observer = Tests::observe< Tests::Actor >( world.root, log, "n" );
    EXPECT_EQ( world.root->uplinkFailureDetectionSmDel(), nullptr );
-   EXPECT_EQ( observer->told, 0 );
+   EXPECT_THAT( log, IsEmpty() );
    world.apply( "group g; start" );
    auto config = world.config;
    auto status = world.status;
@@ -40,12 +25,12 @@ TEST( Root, EachOfTheFourReplacesTheMachineAndIsToldOnce ) {
    auto dir = world.dir;
    auto const expectReplaced = [ & ]( char const* what ) {
       auto const old = world.sm();
-      int const before = observer->told;
+      log.clear();
       auto const sm = world.root->uplinkFailureDetectionSmIs( config, status, cause, dir );
       EXPECT_NE( sm, old ) << what;
       EXPECT_EQ( sm, world.sm() ) << what;
       EXPECT_EQ( old->references(), 1u ) << what;
-      EXPECT_EQ( observer->told, before + 1 ) << what;
+      EXPECT_THAT( log, ElementsAre( "n 258" ) ) << what;
    };
    config = configFactory( "config" );
    expectReplaced( "config" );
@@ -69,7 +54,8 @@ class Insister : public Errdisable::CauseStatus::NotifieeConst {
 TEST( Root, AFailureWhileBuildingLeavesTheOldMachine ) {
    World world;
    world.apply( "appear A; up A; group g; monitor g A; disable g C; start" );
-   auto const observer = observe( world );
+   Tests::Log log;
+   auto const observer = Tests::observe< Tests::Actor >( world.root, log, "n" );
    auto const old = world.sm();
    auto const config = configFactory( "config" );
    config->groupIs( name( 'h' ) )->intfsToDisableIs( intf( 'D' ), true );
@@ -80,7 +66,7 @@ TEST( Root, AFailureWhileBuildingLeavesTheOldMachine ) {
        std::runtime_error );
    insister->isRegisteredNotifieeIs( false );
    EXPECT_EQ( world.sm(), old );
-   EXPECT_EQ( observer->told, 0 );
+   EXPECT_THAT( log, IsEmpty() );
    world.heard();
    world.apply( "down A" );
    EXPECT_EQ( world.heard(), "C@0 g:down g#1" );
@@ -93,15 +79,18 @@ TEST( Root, AFailureWhileBuildingLeavesTheOldMachine ) {
 TEST( Root, GoesWithItsMachineAndTellsOnce ) {
    World world;
    world.apply( "group g; start" );
-   auto const observer = observe( world );
+   Tests::Log log;
+   auto const observer = Tests::observe< Tests::Actor >( world.root, log, "n" );
    // An uncounted observer lets a root go, and lets go of it in time.
    observer->zetHasUncountedNotifierIs( true );
-   observer->act = [ root = world.root.get(), observer = observer.get() ] {
+   observer->act = [ &log, root = world.root.get(), observer = observer.get() ] {
+      if ( log.back() != "n 258" )
+         return;
       EXPECT_EQ( root->uplinkFailureDetectionSm(), nullptr );
       observer->notifierIs( nullptr );
    };
    world.root = nullptr;
-   EXPECT_EQ( observer->told, 1 );
+   EXPECT_THAT( log, ElementsAre( "n 5", "n 258" ) );
    world.config->groupIs( name( 'h' ) );
    EXPECT_EQ( world.state(), "g:down#0@0 |" );
 }

@@ -38,13 +38,6 @@ TEST( GroupSm, EvaluatesTheGroupWhenItIsMade ) {
    EXPECT_EQ( status->groupLinkStatus(), GroupLinkStatus::up );
 }
 
-TEST( GroupSm, AnUninitializedMachineDoesNotCount ) {
-   World world;
-   world.apply( "group g; min g 0; start" );
-   world.groupSm( 'g' )->initializedIs( false );
-   check( world, { { "wait 1; min g 1", "g:down", "g:down#0@0 |" } } );
-}
-
 TEST( GroupSm, RecountsOncePerChangeAndNotForANewChild ) {
    World world;
    world.apply( "appear A; appear B; group g; min g 3; monitor g A; monitor g B; start" );
@@ -66,18 +59,6 @@ TEST( GroupSm, RecountsOncePerChangeAndNotForANewChild ) {
        group->uplinkFailureDetectionIntfSmIs( world.dir->intfStatus( intf( 'A' ) ), group.get() );
    EXPECT_TRUE( child->hasNotificationActive() );
    EXPECT_THAT( traced.lines(), IsEmpty() );
-}
-
-TEST( GroupSm, ARemovedChildReachesNoGroup ) {
-   World world;
-   world.apply( "appear A; group g; monitor g A; start" );
-   auto const child = world.groupSm( 'g' )->uplinkFailureDetectionIntfSmDel( intf( 'A' ) );
-   Traced traced;
-   world.apply( "up A" );
-   EXPECT_EQ( traced.recounts( 'g' ), 0u );
-   // Its group machine is no more.
-   world.apply( "stop; down A" );
-   EXPECT_EQ( traced.recounts( 'g' ), 0u );
 }
 
 TEST( GroupSm, AReplacedDirectoryEntryIsANameInUse ) {

@@ -80,27 +80,6 @@ template < class E > struct Actor : Recorder< E > {
    std::function< void() > act = [] {};
 };
 
-// Registers another observer.
-template < class E > struct Adder : Recorder< E > {
-   using Recorder< E >::Recorder;
-   void react() override { added->isRegisteredNotifieeIs( true ); }
-   Zet::Ptr< typename E::NotifieeConst > added;
-};
-
-// Has an observer leave the list: itself unless another is named.
-template < class E > struct Leaver : Recorder< E > {
-   using Recorder< E >::Recorder;
-   void react() override { leaving->isRegisteredNotifieeIs( false ); }
-   typename E::NotifieeConst* leaving = this;
-};
-
-// Owns another observer and drops it.
-template < class E > struct OwnerOfNext : Recorder< E > {
-   using Recorder< E >::Recorder;
-   void react() override { next = nullptr; }
-   Zet::Ptr< Zet::PtrInterface > next;
-};
-
 // Changes the entity again, once.
 template < class E > struct Reenterer : Recorder< E > {
    using Recorder< E >::Recorder;
