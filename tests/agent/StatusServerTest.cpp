@@ -104,22 +104,6 @@ class StatusServerTest : public testing::Test, public Log {
    std::deque< StatusReader > readers;
 };
 
-TEST_F( StatusServerTest, refusesClientsBeyondTheLimit ) {
-   std::size_t const places = StatusServer::clientLimit - ( geteuid() == 0 ? 0 : 1 );
-   for ( std::size_t i = 0; i < places; ++i )
-      EXPECT_TRUE( isReplica( connected() ) );
-   EXPECT_FALSE( connected().isOpen );
-   EXPECT_FALSE( connected().isOpen );
-   EXPECT_TRUE( lines.starts_with( "status: clients are refused: " + std::to_string( places ) +
-                                   " are connected to " + path + ", and " ) )
-       << lines;
-   EXPECT_EQ( lineCount(), 1u );
-   EXPECT_TRUE( isReplica( readers.front() ) );
-   readers.pop_front();
-   runTurns();
-   EXPECT_TRUE( isReplica( connected() ) );
-}
-
 TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
    StatusReader const& witness = connected();
    std::string const before = stateOf( *status );
