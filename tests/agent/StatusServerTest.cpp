@@ -277,6 +277,11 @@ TEST_F( StatusServerTest, onlyOneServerServesAPath ) {
    serve();
    EXPECT_NE( lines.find( path + " is not a socket" ), std::string::npos ) << lines;
    EXPECT_EQ( stat( path.c_str(), &file ), 0 );
+   server.emplace( directory.path() + "/none/status/socket", roots, *this ).listen();
+   EXPECT_NE( lines.find( "make it, or name another socket by --socket" ), std::string::npos );
+   std::filesystem::create_directory( directory.path() + "/none" );
+   pass( 10 );
+   EXPECT_TRUE( std::filesystem::exists( directory.path() + "/none/status/socket" ) );
 }
 
 // An entity that the peer made nondestructing would stay in the replica's memory for good.

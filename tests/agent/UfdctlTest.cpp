@@ -123,11 +123,6 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    ufdd.emplace( way );
    ASSERT_TRUE( hasSeen( "state:up transition:down lost resync transition:up" ) )
        << watch.output() << ufdd->output();
-   Process second( { "--config", config_->path(), "--state-dir", state_.path() + "/other",
-                     "--socket", socket() } );
-   EXPECT_EQ( second.wait(), 1 );
-   EXPECT_TRUE( second.wrote( "another ufdd is running and serves " + socket() ) )
-       << second.output();
    ip( "link set u1-far down" );
    ASSERT_TRUE( hasSeen( "state:up transition:down lost resync transition:up transition:down" ) )
        << watch.output();
@@ -149,19 +144,6 @@ TEST_F( UfdctlTest, failsIfItCannotWriteItsOutput ) {
          EXPECT_EQ( full.output(), "ufdctl: can't write to standard output; see whether the disk "
                                    "is full or the reader has ended\n" );
       }
-}
-
-TEST_F( UfdctlTest, watchesGroupsEvenIfItCannotServeTheStatus ) {
-   plug( { "u1", "d1" } );
-   std::vector< std::string > way = arguments( group( "a", "'u1'", "'d1'" ) );
-   std::string const directory = state_.path() + "/none";
-   way.back() = directory + "/yet/status";
-   ReadyUfdd ufdd( way );
-   EXPECT_TRUE( ufdd.wrote( "make it, or name another socket by --socket" ) ) << ufdd.output();
-   ip( "link set u1-far down" );
-   EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
-   std::filesystem::create_directory( directory );
-   EXPECT_TRUE( eventually( [ & ] { return std::filesystem::exists( way.back() ); } ) );
 }
 
 } // namespace
