@@ -203,14 +203,6 @@ TEST_F( ControlServerTest, carriesOutRequestsAfterTheTurn ) {
        std::pair( std::string( "ufdd-reply 1\nis done\nshut a-long-port-nam\nend\n" ), false ) );
    server->endTurn();
    EXPECT_TRUE( read( stream ).second );
-   struct stat file {};
-   ASSERT_EQ( stat( path.c_str(), &file ), 0 );
-   EXPECT_EQ( file.st_mode & 0777, 0660u );
-   unlink( path.c_str() );
-   pass( 4 );
-   Descriptor const again = connected( request );
-   runTurns();
-   EXPECT_EQ( replied( again ).first, Kind::done ) << "where the file was removed";
 }
 
 TEST_F( ControlServerTest, takesNothingButWholeRequestsInTime ) {
