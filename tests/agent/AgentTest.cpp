@@ -553,27 +553,9 @@ TEST_F( AgentTest, nameThatWasNeverThereShutsNothing ) {
    EXPECT_EQ( takeActs(), " -d1 -d2" );
    kernel.carrier( "u1", true );
    runTurns();
-   // The uplink comes and goes; then it has existed, also for the next ufdd.
    kernel.add( "uplnk1" );
    runTurns();
    EXPECT_EQ( takeActs(), " +d1 +d2" );
-   kernel.remove( "uplnk1" );
-   runTurns();
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
-   restart();
-   kernel.rename( "uplink1", "uplnk1" );
-   runTurns();
-   kernel.remove( "uplnk1" );
-   restart();
-   EXPECT_EQ( takeActs(), " +d1 +d2 -d1 -d2" );
-   // An uplink that appears is down at once if it is down.
-   groups[ 0 ] = group( "g", { "new" }, { "d1" } );
-   agent->reload( config(), "f" );
-   runTurns();
-   EXPECT_EQ( takeActs(), " +d2" );
-   kernel.add( "new", false );
-   runTurns();
-   EXPECT_EQ( takeActs(), "" );
 }
 
 TEST_F( AgentTest, startupHoldLastsUntilAGroupWasUp ) {
@@ -643,24 +625,6 @@ TEST_F( AgentTest, dryRunOnlyLogs ) {
        "port d2 opened: it need not be shut, though group g is down, 0/2 up, "
        "min_links 1, dry_run\n"
        "configuration loaded: groups added 0, changed 1, removed 0\n" ) );
-}
-
-TEST_F( AgentTest, changeUndoneWithinATurnMovesNoPort ) {
-   start();
-   kernel.carrier( "u1", false );
-   kernel.carrier( "u2", false );
-   kernel.carrier( "u2", true );
-   runTurns();
-   uplinksAre( false );
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
-   kernel.carrier( "u1", true );
-   kernel.carrier( "u1", false );
-   // When a port goes, the group removes its entry in the cause status and adds it again.
-   kernel.remove( "u2" );
-   kernel.remove( "d2" );
-   runTurns();
-   EXPECT_EQ( takeActs(), "" );
-   EXPECT_FALSE( kernel.isUp( "d1" ) );
 }
 
 TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
