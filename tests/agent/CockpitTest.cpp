@@ -401,8 +401,6 @@ TEST_F( CockpitTest, namesEveryConditionAndMode ) {
    for ( unsigned int i = 0; i < Notify::Description< PortCondition >::enumerators.size(); ++i ) {
       port( "server3", static_cast< PortCondition >( i ), 9 );
       words += portText( *roots.state->port( "server3" ) ) + '\n';
-      std::string const text = explain( "server3" );
-      EXPECT_EQ( text.find( "PortCondition" ), std::string::npos ) << text;
       objects += lineOf( json( view() ) );
    }
    EXPECT_EQ( words, "open\nopening\nshut\nshut by order\nlatched\ndown, not by ufdd\nshutting\n"
