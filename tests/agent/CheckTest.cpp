@@ -10,8 +10,6 @@
 #include <gtest/gtest.h>
 #include <linux/ethtool.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
@@ -79,12 +77,7 @@ TEST( Forecast, tellsTheFateOfEachPort ) {
               "administratively down, u4 unproven, left alone" );
 }
 
-struct CheckTest : NetworkTest {
-   static std::string contentOf( std::string const& path ) {
-      std::ifstream file( path );
-      return { std::istreambuf_iterator( file ), {} };
-   }
-};
+using CheckTest = NetworkTest;
 
 TEST_F( CheckTest, changesNothingBesideARunningUfdd ) {
    plug( { "u1", "d1", "d2" } );

@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <system_error>
 
@@ -26,5 +28,12 @@ class Directory {
  private:
    std::string path_ = "/dev/shm/ufdd-test-XXXXXX";
 };
+
+// Returns the text of a file; empty if there is none.
+inline std::string
+contentOf( std::string const& path ) {
+   std::ifstream file( path );
+   return { std::istreambuf_iterator( file ), {} };
+}
 
 } // namespace Ufdd

@@ -3,7 +3,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <optional>
 #include <regex>
 #include <string>
@@ -15,12 +14,6 @@ namespace Ufdd {
 namespace {
 
 constexpr char const* strace = "/usr/bin/strace";
-
-std::string
-textOf( std::string const& path ) {
-   std::ifstream file( path );
-   return { std::istreambuf_iterator( file ), {} };
-}
 
 // Faults of the system at the worst moment.
 class FaultTest : public NetworkTest {
@@ -34,7 +27,7 @@ class FaultTest : public NetworkTest {
    // Returns the valid lines of the record.
    std::string recorded() const {
       static std::regex const struckOut( "#.*\n" );
-      return std::regex_replace( textOf( state_.path() + "/held" ), struckOut, "" );
+      return std::regex_replace( contentOf( state_.path() + "/held" ), struckOut, "" );
    }
 };
 
@@ -184,7 +177,7 @@ TEST_F( FaultTest, interruptedDumpIsReadAgain ) {
       return true;
    };
    auto const dumps = [ & ] { return lines( "^sendto.*NLM_F_DUMP,.*SKIP_STATS" ); };
-   EXPECT_TRUE( eventually( [ & ] { return goesOn() && dumps() > 1; } ) ) << textOf( trace );
+   EXPECT_TRUE( eventually( [ & ] { return goesOn() && dumps() > 1; } ) ) << contentOf( trace );
    EXPECT_TRUE( eventually( [ & ] {
       goesOn();
       return !hasLink( "d1-far" );

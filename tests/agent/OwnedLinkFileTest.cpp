@@ -9,7 +9,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <sched.h>
 #include <stdexcept>
 #include <string>
@@ -40,10 +39,7 @@ struct Keeper {
 class OwnedLinkFileTest : public testing::Test {
  protected:
    OwnedLinks recalled() const { return Keeper( directory.path() )->recall(); }
-   std::string text() const {
-      std::ifstream file( directory.path() + "/held" );
-      return { std::istreambuf_iterator( file ), {} };
-   }
+   std::string text() const { return contentOf( directory.path() + "/held" ); }
    void textIs( std::string const& text ) const {
       std::ofstream( directory.path() + "/held" ) << text;
    }
@@ -96,8 +92,7 @@ TEST_F( OwnedLinkFileTest, keepsAsideWhatItCannotRead ) {
       for ( UnreadRecord const& one : found ) {
          EXPECT_EQ( one.text, unread );
          EXPECT_FALSE( one.problem.empty() );
-         std::ifstream aside( one.place );
-         EXPECT_EQ( std::string( std::istreambuf_iterator( aside ), {} ), record );
+         EXPECT_EQ( contentOf( one.place ), record );
          std::filesystem::remove( one.place );
       }
    };

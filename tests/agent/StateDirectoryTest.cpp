@@ -8,7 +8,6 @@
 #include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <stdexcept>
 #include <string>
 #include <sys/stat.h>
@@ -32,10 +31,6 @@ class StateDirectoryTest : public testing::Test {
    }
    static bool contains( std::string const& text, std::string const& part ) {
       return text.find( part ) != std::string::npos;
-   }
-   static std::string text( std::string const& path ) {
-      std::ifstream file( path );
-      return { std::istreambuf_iterator( file ), {} };
    }
 
    Directory top;
@@ -79,7 +74,7 @@ TEST_F( StateDirectoryTest, secondProcessIsToldWhoIsThere ) {
    std::filesystem::remove( path + "/lock" );
    std::filesystem::create_hard_link( victim, path + "/lock" );
    EXPECT_TRUE( contains( refusal( path ), "no regular file of its own" ) ) << refusal( path );
-   EXPECT_EQ( text( victim ), "precious" );
+   EXPECT_EQ( contentOf( victim ), "precious" );
 }
 
 TEST_F( StateDirectoryTest, followsNoLinkAndWaitsForNoFifo ) {
@@ -104,7 +99,7 @@ TEST_F( StateDirectoryTest, followsNoLinkAndWaitsForNoFifo ) {
           << forgery;
       EXPECT_EQ( file.replace( "ours\n" ), 0 ) << forgery;
       EXPECT_EQ( file.read().lines, "ours\n" ) << forgery;
-      EXPECT_EQ( text( victim ), file.heading() + "forged\n" ) << forgery;
+      EXPECT_EQ( contentOf( victim ), file.heading() + "forged\n" ) << forgery;
    }
 }
 
@@ -112,7 +107,7 @@ TEST_F( StateDirectoryTest, fileHoldsForThisBootAndNamespace ) {
    StateDirectory directory( path );
    StateFile file( directory, "seen", 2 );
    ASSERT_EQ( file.replace( "a\n" ), 0 );
-   std::string const good = text( file.place() );
+   std::string const good = contentOf( file.place() );
    auto const kindOf = [ & ]( std::string const& text ) {
       std::ofstream( file.place() ) << text;
       return file.read().kind;
