@@ -6,14 +6,6 @@
 namespace Ufdd {
 namespace {
 
-// What ufdctl wrote, and how it ended.
-std::pair< std::string, int >
-ufdctl( std::vector< std::string > arguments ) {
-   Process process( std::move( arguments ), Process::Rights::all, builtProgram( "ufdctl" ) );
-   int const status = process.wait();
-   return { process.output(), status };
-}
-
 using Json = nlohmann::json;
 
 TEST( Describe, printsATypeAsATable ) {

@@ -27,6 +27,7 @@
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <thread>
+#include <utility>
 #include <vector>
 
 namespace Ufdd {
@@ -118,6 +119,11 @@ class NetworkTest : public testing::Test {
       config_.emplace( withoutHold( config ) );
       return { "--config",    config_->path(), "--state-dir",
                state_.path(), "--socket",      state_.path() + "/status" };
+   }
+   // Has ufdctl ask the ufdd of arguments().
+   std::pair< std::string, int > ufdctl( std::vector< std::string > words ) const {
+      words.insert( words.begin(), { "--socket", state_.path() + "/status" } );
+      return Ufdd::ufdctl( std::move( words ) );
    }
    // Returns a [[group]] whose ports are opened as soon as it is up. The lists have their names in
    // quotes: group( "a", "'u1', 'u2'", "'d1'" ).

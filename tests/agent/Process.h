@@ -121,6 +121,14 @@ class Process {
    pid_t pid_ = 0;
 };
 
+// Runs ufdctl to its end. Returns its output and its exit status.
+inline std::pair< std::string, int >
+ufdctl( std::vector< std::string > arguments ) {
+   Process process( std::move( arguments ), Process::Rights::all, builtProgram( "ufdctl" ) );
+   int const status = process.wait();
+   return { process.output(), status };
+}
+
 // A temporary file with that text.
 class TextFile {
  public:

@@ -18,13 +18,6 @@ using Words = std::vector< std::string >;
 // A ufdd that is steered by ufdctl.
 class SteeringTest : public NetworkTest {
  protected:
-   // Runs ufdctl and returns its output and its exit status.
-   std::pair< std::string, int > ufdctl( Words words, std::string const& socket = "status" ) const {
-      words.insert( words.begin(), { "--socket", state_.path() + '/' + socket } );
-      Process process( words, Process::Rights::all, builtProgram( "ufdctl" ) );
-      int const status = process.wait();
-      return { process.output(), status };
-   }
    // Runs ufdctl with --json. Returns which ports it moves: "+opened -shut"; or what it says and
    // its exit status.
    std::string moved( Words words ) const {

@@ -14,17 +14,7 @@ using Json = nlohmann::json;
 
 class UfdctlTest : public NetworkTest {
  protected:
-   std::vector< std::string > at( std::vector< std::string > words ) const {
-      words.insert( words.begin(), { "--socket", socket() } );
-      return words;
-   }
    std::string socket() const { return state_.path() + "/status"; }
-   // Runs ufdctl and returns its output and its exit status.
-   std::pair< std::string, int > ufdctl( std::vector< std::string > words ) const {
-      Process process( at( std::move( words ) ), Process::Rights::all, builtProgram( "ufdctl" ) );
-      int const status = process.wait();
-      return { process.output(), status };
-   }
    // Returns the "event" of each line about groups, with their link status: "state:up removed".
    static std::string events( std::string const& lines ) {
       std::string events;
@@ -50,10 +40,10 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
                              ": No such file or directory; start ufdd, or give ufdctl the same "
                              "--socket as ufdd\n",
                          4 ) );
-   Process file( { "--socket", config_->path(), "show" }, Process::Rights::all,
-                 builtProgram( "ufdctl" ) );
-   EXPECT_EQ( file.wait(), 4 );
-   EXPECT_TRUE( file.wrote( "Connection refused; it is not a socket" ) ) << file.output();
+   auto const [ refusal, exitStatus ] = Ufdd::ufdctl( { "--socket", config_->path(), "show" } );
+   EXPECT_EQ( exitStatus, 4 );
+   EXPECT_NE( refusal.find( "Connection refused; it is not a socket" ), std::string::npos )
+       << refusal;
    std::optional< ReadyUfdd > ufdd( std::in_place, way );
    EXPECT_TRUE( ufdctl( {} ).first.starts_with( "other  UP  " ) ) << ufdctl( {} ).first;
    EXPECT_EQ( ufdctl( { "wait", "rack", "up" } ), std::pair( std::string(), 0 ) );
@@ -83,7 +73,7 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    }
    EXPECT_EQ( faultsOf( objects ), "" );
 
-   Process watch( at( { "watch", "rack", "--json" } ), Process::Rights::all,
+   Process watch( { "--socket", socket(), "watch", "rack", "--json" }, Process::Rights::all,
                   builtProgram( "ufdctl" ) );
    auto const hasSeen = [ & ]( std::string const& expected ) {
       return eventually( [ & ] { return events( watch.output() ) == expected; } );
