@@ -58,8 +58,7 @@ TEST_F( AgentTest, neverShutsAProtectedLink ) {
 TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    start();
    EXPECT_EQ( takeLines(), "group g: unknown -> up, 2/2 up, min_links 1: configured\n" );
-   kernel.carrier( "u1", false );
-   runTurns();
+   uplinkIs( "u1", false );
    EXPECT_EQ( takeActs() + takeLines(), "group g: 1/2 up, min_links 1: uplink u1 lost carrier\n" );
    EXPECT_TRUE( agent->statusLines()[ 0 ].ends_with(
        ", 1/2 up, needs 1: configured; uplinks: u1 no carrier, u2 up; ports: d1 open, d2 open" ) )
@@ -70,8 +69,7 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
               "group g: up -> down, 0/2 up, min_links 1: uplink u2 administratively down\n"
               "port d1 shut: group g is down, 0/2 up, min_links 1\n"
               "port d2 shut: group g is down, 0/2 up, min_links 1\n" );
-   kernel.carrier( "u1", true );
-   runTurns();
+   uplinkIs( "u1", true );
    EXPECT_EQ( takeLines(), "group g: down -> up, 1/2 up, min_links 1: uplink u1 is up\n"
                            "port d1 opened: group g is up, 1/2 up, min_links 1\n"
                            "port d2 opened: group g is up, 1/2 up, min_links 1\n" );
@@ -91,8 +89,7 @@ TEST_F( AgentTest, leavesThePortOfTheDefaultRouteOpenWhileItCarriesThat ) {
    groups.back().policy.allowDefaultRoute = true;
    routes.routeIs( everything, kernel.index( "d1" ) );
    start();
-   kernel.carrier( "u1", false );
-   runTurns();
+   uplinkIs( "u1", false );
    takeLines();
    // One of the two groups that disable the port allows it.
    groups[ 1 ].policy.dryRun = true;
@@ -230,8 +227,7 @@ TEST_F( AgentTest, opensPortsOnlyWhenTheirRoutesExist ) {
    kernel.carrier( "u2", false );
    pass( 4 );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
-   kernel.carrier( "u2", true );
-   runTurns();
+   uplinkIs( "u2", true );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
    routes.routeIs( ten, 0 );
    runTurns();
@@ -316,8 +312,7 @@ TEST_F( AgentTest, downDelayHidesShortFailures ) {
    EXPECT_EQ( told->wait(), WaitReason::downDelay );
    EXPECT_EQ( told->waitTime(), 1002 );
    pass( 1.5 );
-   kernel.carrier( "u1", true );
-   runTurns();
+   uplinkIs( "u1", true );
    EXPECT_EQ( takeLines(),
               "group g: up -> down, 0/2 up, min_links 1: uplink u2 lost carrier\n"
               "group g: down_delay: its ports are shut in 2 s unless it is up again before\n"
@@ -512,8 +507,7 @@ TEST_F( AgentTest, uplinksAreQueriedBeforePortsAreOpened ) {
       kernel.carrier( "u1", true );
       simulatedNow += 0.1;
       kernel.handleTime();
-      kernel.carrier( uplink, false );
-      runTurns();
+      uplinkIs( uplink, false );
       EXPECT_EQ( takeActs(), uplink == std::string( "u1" ) ? "" : " -d2" );
       kernel.carrier( "u1", true );
    }
@@ -535,8 +529,7 @@ TEST_F( AgentTest, nameThatWasNeverThereShutsNothing ) {
               std::string::npos )
        << agent->statusLines()[ 0 ];
    // It is down even if the unproven uplink were up.
-   kernel.carrier( "u1", false );
-   runTurns();
+   uplinkIs( "u1", false );
    EXPECT_EQ( takeActs(), " -d1" );
    // Left alone, but shut: what a reload adds stays open.
    kernel.carrier( "u1", true );
@@ -548,11 +541,9 @@ TEST_F( AgentTest, nameThatWasNeverThereShutsNothing ) {
    kernel.set( "d1", true );
    runTurns();
    EXPECT_EQ( takeActs(), "" );
-   kernel.carrier( "u1", false );
-   runTurns();
+   uplinkIs( "u1", false );
    EXPECT_EQ( takeActs(), " -d1 -d2" );
-   kernel.carrier( "u1", true );
-   runTurns();
+   uplinkIs( "u1", true );
    kernel.add( "uplnk1" );
    runTurns();
    EXPECT_EQ( takeActs(), " +d1 +d2" );
@@ -569,10 +560,8 @@ TEST_F( AgentTest, startupHoldLastsUntilAGroupWasUp ) {
            "group g: startup_hold: its ports are left as they are until it is up, for 10 s" ),
        std::string::npos );
    pass( 3 );
-   kernel.carrier( "u1", true );
-   runTurns();
-   kernel.carrier( "u1", false );
-   runTurns();
+   uplinkIs( "u1", true );
+   uplinkIs( "u1", false );
    EXPECT_EQ( takeActs(), " -d1" );
    // A restart neither begins it anew nor ends it.
    restart();

@@ -66,10 +66,13 @@ class AgentTest : public testing::Test, public Log {
          agent->endTurn();
       }
    }
+   void uplinkIs( std::string const& name, bool carrier ) {
+      kernel.carrier( name, carrier );
+      runTurns();
+   }
    void uplinksAre( bool carrier ) {
       kernel.carrier( "u1", carrier );
-      kernel.carrier( "u2", carrier );
-      runTurns();
+      uplinkIs( "u2", carrier );
    }
    // Lets time pass, and wakes the agent when it asked for that.
    void pass( double seconds ) {

@@ -56,23 +56,19 @@ TEST_F( AgentTest, asksTheNeighboursOfUplinksThatHaveTheirCarrier ) {
    neighbours.areSilent = false;
    pass( 1 );
    EXPECT_EQ( takeActs(), " +d1" );
-   kernel.carrier( "u1", false );
-   runTurns();
+   uplinkIs( "u1", false );
    EXPECT_EQ( takeActs(), " -d1" );
    neighbours.asked = 0;
    pass( 10 );
    EXPECT_EQ( neighbours.asked, 0u );
-   kernel.carrier( "u1", true );
-   runTurns();
+   uplinkIs( "u1", true );
    EXPECT_EQ( takeActs(), "" );
    pass( 0.2 );
    EXPECT_EQ( takeActs(), " +d1" );
    // A neighbour that can't be asked is as it was before the carrier was lost.
    neighbours.refusal = "its entry is permanent";
-   kernel.carrier( "u1", false );
-   runTurns();
-   kernel.carrier( "u1", true );
-   runTurns();
+   uplinkIs( "u1", false );
+   uplinkIs( "u1", true );
    pass( 1 );
    EXPECT_EQ( takeActs(), " -d1 +d1" );
    EXPECT_EQ( agent->roots().state->check( "gateway" )->verdict(), CheckVerdict::unknown );

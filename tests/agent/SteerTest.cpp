@@ -265,8 +265,7 @@ TEST_F( SteerTest, aLatchIsKeptUntilItIsCleared ) {
    EXPECT_EQ( state(), "acting; d1 open, d2 shut" );
    EXPECT_EQ( told( Verb::clear, { "d2" } ), " +d2" );
    EXPECT_EQ( state(), "acting; d1 open, d2 overridden" );
-   kernel.carrier( "u1", true );
-   runTurns();
+   uplinkIs( "u1", true );
    EXPECT_EQ( state(), "acting; d1 open, d2 open" );
    EXPECT_TRUE( orders.book.isEmpty() );
    // Cleared while the group is down.

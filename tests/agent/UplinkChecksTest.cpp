@@ -52,8 +52,7 @@ TEST_F( UplinkChecksTest, countsResultsInARow ) {
    EXPECT_EQ( agent->roots().state->link( "u1" )->condition(), LinkCondition::failedCheck );
    EXPECT_EQ( state( "a" ).run(), 3u );
    // A check that passes makes up for no carrier, and a link that is made anew is none that passes.
-   kernel.carrier( "u1", false );
-   runTurns();
+   uplinkIs( "u1", false );
    report( "a", Word::up, 2 );
    EXPECT_FALSE( isUp( "u1" ) );
    report( "a", Word::down, 3 );
@@ -169,10 +168,8 @@ TEST_F( UplinkChecksTest, waitsWhereAllFailAtOnce ) {
    // With a lost carrier, both count at once.
    for ( int i = 0; i < 2; ++i )
       report( { { "a", Word::up, "" }, { "b", Word::up, "" } } );
-   kernel.carrier( "u2", false );
-   runTurns();
-   kernel.carrier( "u2", true );
-   runTurns();
+   uplinkIs( "u2", false );
+   uplinkIs( "u2", true );
    takeActs();
    for ( int i = 0; i < 3; ++i )
       report( { { "b", Word::down, "" }, { "a", Word::down, "" } } );
