@@ -149,7 +149,7 @@ TEST_F( CheckRunnerTest, shutsAndOpensAPort ) {
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
    // Another ufdd, with another check, needs nothing of ufdd-checks. Meanwhile nothing is run.
    ufdd->end( SIGUSR1 );
-   EXPECT_TRUE( eventually( [ & ] { return runner->wrote( "trying again" ); } ) );
+   EXPECT_TRUE( runner->writes( "trying again" ) );
    script( "flips", "echo >>" + state_.path() + "/runs" );
    std::this_thread::sleep_for( std::chrono::milliseconds( 500 ) );
    EXPECT_FALSE( std::filesystem::exists( state_.path() + "/runs" ) );

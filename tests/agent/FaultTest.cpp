@@ -38,8 +38,7 @@ class Injection {
    Injection( Process const& process, std::string const& what )
        : strace_( { "-p", std::to_string( process.pid() ), "-e", "inject=" + what },
                   Process::Rights::all, strace ) {
-      EXPECT_TRUE( eventually( [ & ] { return strace_.wrote( "attached" ); } ) )
-          << strace_.output();
+      EXPECT_TRUE( strace_.writes( "attached" ) ) << strace_.output();
    }
    ~Injection() { strace_.end( SIGTERM ); }
 
@@ -106,17 +105,15 @@ TEST_F( FaultTest, failedActIsLoggedAndRetried ) {
    {
       Injection const refusal( ufdd, "sendto:error=EPERM" );
       set( "u1-far", false );
-      EXPECT_TRUE( eventually( [ & ] {
-         return ufdd.wrote( "port d2 can't be shut: Operation not permitted; give ufdd "
-                            "CAP_NET_ADMIN; trying again every second" );
-      } ) )
+      EXPECT_TRUE( ufdd.writes( "port d2 can't be shut: Operation not permitted; give ufdd "
+                                "CAP_NET_ADMIN; trying again every second" ) )
           << ufdd.output();
       EXPECT_TRUE( hasLink( "d1-far" ) && hasLink( "d2-far" ) );
    }
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far" }, false ) ) << ufdd.output();
    set( "u1-far", true );
    EXPECT_TRUE( haveLink( { "d1-far", "d2-far", "d3-far" }, true ) ) << ufdd.output();
-   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d3 opened" ); } ) );
+   EXPECT_TRUE( ufdd.writes( "port d3 opened" ) );
    {
       // Stops ufdd between the record and the act. The record is its first write after the event.
       Injection const stop( ufdd, "pwrite64:signal=STOP" );
@@ -127,9 +124,8 @@ TEST_F( FaultTest, failedActIsLoggedAndRetried ) {
    }
    ufdd.signal( SIGCONT );
    EXPECT_TRUE( haveLink( { "d2-far" }, false ) ) << ufdd.output();
-   EXPECT_TRUE( eventually( [ & ] {
-      return ufdd.wrote( "port d1 can't be shut: No such device; trying again when an interface" );
-   } ) )
+   EXPECT_TRUE(
+       ufdd.writes( "port d1 can't be shut: No such device; trying again when an interface" ) )
        << ufdd.output();
    plug( "d1" );
    EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
@@ -198,13 +194,12 @@ TEST_F( FaultTest, fullDiskKeepsNoPortOpen ) {
       ReadyUfdd ufdd( way );
       set( "u1-far", false );
       EXPECT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
-      EXPECT_TRUE( eventually( [ & ] {
-         return ufdd.wrote( "the ports that ufdd has shut can't be recorded in " + state_.path() +
-                            "/held: No space left on device; make room there" );
-      } ) )
+      EXPECT_TRUE( ufdd.writes( "the ports that ufdd has shut can't be recorded in " +
+                                state_.path() +
+                                "/held: No space left on device; make room there" ) )
           << ufdd.output();
       std::filesystem::remove( state_.path() + "/other" );
-      EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "/held again" ); } ) ) << ufdd.output();
+      EXPECT_TRUE( ufdd.writes( "/held again" ) ) << ufdd.output();
       ufdd.end( SIGKILL );
    }
    set( "u1-far", true );

@@ -33,7 +33,7 @@ TEST_F( KernelTest, portsAreShutAndOpened ) {
       ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
    }
    set( "d1", true );
-   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d1 overridden" ); } ) );
+   ASSERT_TRUE( ufdd.writes( "port d1 overridden" ) );
    EXPECT_TRUE( hasLink( "d1-far" ) && !hasLink( "d2-far" ) ) << ufdd.output();
    ip( "link set u2-far up" );
    ASSERT_TRUE( haveLink( { "d2-far" }, true ) ) << ufdd.output();
@@ -141,8 +141,7 @@ TEST_F( KernelTest, namesComeAndGo ) {
    ip( "link set d2-far up" );
    ip( "link set d3 netns " + otherNamespace() );
    ASSERT_EQ( std::system( renaming( "eth7", "u1" ).c_str() ), 0 );
-   EXPECT_TRUE( eventually(
-       [ & ] { return ufdd.wrote( "down -> up, 1/1 up, min_links 1: uplink u1 is up" ); } ) );
+   EXPECT_TRUE( ufdd.writes( "down -> up, 1/1 up, min_links 1: uplink u1 is up" ) );
    EXPECT_FALSE( hasLink( "d2-far" ) ) << "not shut by us";
    EXPECT_TRUE( ufdd.wrote( "port d3 was moved to another network namespace while ufdd had it "
                             "shut: open it there with: ip link set dev d3 up" ) );
@@ -193,13 +192,13 @@ TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
    {
       ReadyUfdd ufdd( arguments( groups ) );
       reload( ufdd, "protodown_reason = 9\n" + groups );
-      ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "configuration loaded" ); } ) );
+      ASSERT_TRUE( ufdd.writes( "configuration loaded" ) );
       ip( "link set u1-far down" );
       ASSERT_TRUE( haveLink( { "x1", "x2" }, false ) ) << ufdd.output();
       ip( "link set x1 protodown_reason 7 on" );
       // Somebody else opens the port.
       ip( "link set x2 protodown off protodown_reason 9 off" );
-      EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port x2 shut again" ); } ) );
+      EXPECT_TRUE( ufdd.writes( "port x2 shut again" ) );
       ASSERT_TRUE( haveLink( { "x2" }, false ) ) << ufdd.output();
       EXPECT_NE( std::system( "ip link set x2 protodown off 2>/dev/null" ), 0 );
       ufdd.end( SIGKILL );
@@ -209,9 +208,8 @@ TEST_F( KernelTest, protoDownIsSharedWithOthers ) {
    ip( "link set u1-far up" );
    ASSERT_TRUE( haveLink( { "x2" }, true ) ) << ufdd.output();
    EXPECT_FALSE( hasLink( "x1" ) );
-   EXPECT_TRUE( eventually( [ & ] {
-      return ufdd.wrote( "port x1 opened, but others keep it in protodown, for the reasons 7:" );
-   } ) )
+   EXPECT_TRUE(
+       ufdd.writes( "port x1 opened, but others keep it in protodown, for the reasons 7:" ) )
        << ufdd.output();
    ip( "link set x1 protodown off protodown_reason 7 off" );
    EXPECT_TRUE( hasLink( "x1" ) ) << "only our own bit was cleared";

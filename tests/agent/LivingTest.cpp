@@ -47,16 +47,15 @@ TEST_F( LivingTest, reloadAppliesOnlyTheDifference ) {
    std::uint32_t const before = transitions( "d1-far" ) + transitions( "d2-far" );
 
    reload( ufdd, group( "a", "'u1'", "'d1', 'u1'" ) );
-   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "the former one stays in force" ); } ) );
+   ASSERT_TRUE( ufdd.writes( "the former one stays in force" ) );
    EXPECT_TRUE(
        ufdd.wrote( config_->path() + ":5:19: \"u1\" is monitored and disabled by this group" ) );
    reload( ufdd, "startup_hold = 1\n" );
-   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "to watch nothing, stop ufdd" ); } ) );
+   ASSERT_TRUE( ufdd.writes( "to watch nothing, stop ufdd" ) );
    reload( ufdd, "startup_hold = 1\n" + group( "a", "'u1'", "'d1', 'd3'" ) +
                      group( "b", "'u2'", "'d2'" ) );
    ASSERT_TRUE( haveLink( { "d3-far" }, false ) ) << ufdd.output();
-   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "added 0, changed 1, removed 0" ); } ) )
-       << ufdd.output();
+   EXPECT_TRUE( ufdd.writes( "added 0, changed 1, removed 0" ) ) << ufdd.output();
    EXPECT_TRUE(
        ufdd.wrote( "startup_hold has changed; the change takes effect at the next start" ) );
    ufdd.signal( SIGUSR2 );
@@ -98,11 +97,11 @@ TEST_F( LivingTest, portBelongsToOneProcess ) {
    // It may have other ports, and get this one once the first ufdd has given it up.
    ReadyUfdd neighbour( second( group( "b", "'u1'", "'d3'" ) ) );
    reload( neighbour, group( "b", "'u1'", "'d3', 'd1'" ) );
-   EXPECT_TRUE( eventually( [ & ] { return neighbour.wrote( holder ); } ) ) << neighbour.output();
+   EXPECT_TRUE( neighbour.writes( holder ) ) << neighbour.output();
    reload( ufdd, group( "a", "'u1'", "'d2'" ) );
-   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "changed 1" ); } ) ) << ufdd.output();
+   ASSERT_TRUE( ufdd.writes( "changed 1" ) ) << ufdd.output();
    reload( neighbour, group( "b", "'u1'", "'d3', 'd1'" ) );
-   EXPECT_TRUE( eventually( [ & ] { return neighbour.wrote( "changed 1" ); } ) );
+   EXPECT_TRUE( neighbour.writes( "changed 1" ) );
    EXPECT_EQ( neighbour.end( SIGTERM ), 0 );
    // A user without rights can disturb, not keep ufdd from its ports.
    SocketPair ready;
@@ -325,7 +324,7 @@ TEST_F( LivingTest, reportsToTheServiceManager ) {
    ip( "link set u1-far up" );
    EXPECT_TRUE( haveLink( { "d1-far" }, true ) );
    reload( ufdd, "wrong" );
-   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "the former one stays in force" ); } ) );
+   EXPECT_TRUE( ufdd.writes( "the former one stays in force" ) );
    EXPECT_TRUE( inbox.receives( "RELOADING=1" ) );
    EXPECT_TRUE( inbox.receives( "READY=1" ) );
    EXPECT_TRUE( inbox.receives( "has errors and was not loaded" ) );

@@ -180,7 +180,7 @@ class NetworkTest : public testing::Test {
 // A ufdd that has started: it watches its groups.
 struct ReadyUfdd : Process {
    explicit ReadyUfdd( std::vector< std::string > const& arguments ) : Process( arguments ) {
-      EXPECT_TRUE( eventually( [ & ] { return wrote( "watching " ); } ) ) << output();
+      EXPECT_TRUE( writes( "watching " ) ) << output();
    }
 };
 

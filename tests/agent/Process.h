@@ -108,6 +108,10 @@ class Process {
       return text;
    }
    bool wrote( std::string const& text ) const { return count( text ) > 0; }
+   // Waits until the program has written that.
+   bool writes( std::string const& text ) const {
+      return eventually( [ & ] { return wrote( text ); } );
+   }
    std::size_t count( std::string const& text ) const {
       std::string const all = output();
       std::size_t number = 0;

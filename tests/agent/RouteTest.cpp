@@ -49,8 +49,7 @@ TEST_F( RouteTest, portOfTheDefaultRouteIsLeftOpen ) {
    ReadyUfdd ufdd( arguments( group( "a", "'u1'", "'d1', 'd2', 'd3'" ) ) );
    set( "u1-far", false );
    ASSERT_TRUE( haveLink( { "d1-far", "d3-far" }, false ) ) << ufdd.output();
-   EXPECT_TRUE( eventually( [ & ] { return ufdd.wrote( "port d2 not shut: it carries" ); } ) )
-       << ufdd.output();
+   EXPECT_TRUE( ufdd.writes( "port d2 not shut: it carries" ) ) << ufdd.output();
    EXPECT_TRUE( hasLink( "d2-far" ) );
    ip( "addr add 10.9.1.1/24 dev br1" );
    ip( "route replace default via 10.9.1.2 dev br1" );
@@ -139,7 +138,7 @@ TEST_F( RouteTest, portsAreOpenedWhenTheRouteIsBack ) {
    set( "u1-far", false );
    ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
    set( "u1-far", true );
-   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "10.7.0.0/16, fd70::/16" ); } ) );
+   ASSERT_TRUE( ufdd.writes( "10.7.0.0/16, fd70::/16" ) );
    ip( "route add 10.7.0.0/16 via 10.9.0.2 proto bgp" );
    ip( "route add fd70::/17 via fe80::1 dev u1 proto bgp" );
    std::this_thread::sleep_for( std::chrono::milliseconds( 100 ) );
@@ -148,7 +147,7 @@ TEST_F( RouteTest, portsAreOpenedWhenTheRouteIsBack ) {
    ASSERT_TRUE( haveLink( { "d1-far" }, true ) ) << ufdd.output();
    // Another prefix is awaited from now on.
    reload( ufdd, base + "release_when = [ '10.8.0.0/16' ]\n" );
-   ASSERT_TRUE( eventually( [ & ] { return ufdd.wrote( "configuration loaded" ); } ) );
+   ASSERT_TRUE( ufdd.writes( "configuration loaded" ) );
    set( "u1-far", false );
    ASSERT_TRUE( haveLink( { "d1-far" }, false ) ) << ufdd.output();
    set( "u1-far", true );
