@@ -10,7 +10,6 @@ namespace Ufdd {
 struct BootStoreInMemory final : BootStore {
    std::optional< BootRecord > recall() override { return record; }
    int remember( BootRecord const& now ) override {
-      ++writes;
       if ( isFull )
          return ENOSPC;
       record = now;
@@ -21,7 +20,6 @@ struct BootStoreInMemory final : BootStore {
 
    std::optional< BootRecord > record;
    bool isFull = false;
-   unsigned int writes = 0;
 };
 
 } // namespace Ufdd

@@ -3,7 +3,6 @@
 #include "tests/agent/StatusReader.h"
 
 #include <cerrno>
-#include <string_view>
 #include <sys/ptrace.h>
 
 namespace Ufdd {
@@ -51,10 +50,8 @@ class CheckRunnerTest : public NetworkTest {
       auto const check = reader->replica.state()->check( name );
       if ( !check || check->result() == CheckResult::none )
          return "";
-      char const* const word = check->result() == CheckResult::pass   ? "pass"
-                               : check->result() == CheckResult::fail ? "fail"
-                                                                      : "unknown";
-      return word + ( ": " + std::string( check->reason().view() ) );
+      return std::string( Notify::textOf( check->result() ).view() ) + ": " +
+             std::string( check->reason().view() );
    }
    bool isFound( char const* name, std::string const& what ) {
       return eventually( [ & ] { return found( name ).find( what ) != std::string::npos; } );

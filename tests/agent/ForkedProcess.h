@@ -22,16 +22,14 @@ class ForkedProcess {
       prctl( PR_SET_PDEATHSIG, SIGKILL );
       _exit( body() ? 0 : 1 );
    }
-   ~ForkedProcess() { kill(); }
+   ~ForkedProcess() {
+      if ( pid_ > 0 )
+         kill( pid_, SIGKILL );
+      wait();
+   }
    ForkedProcess( ForkedProcess const& ) = delete;
    ForkedProcess& operator=( ForkedProcess const& ) = delete;
 
-   // Kills the copy and returns as wait() does: -SIGKILL if it was still running.
-   int kill() {
-      if ( pid_ > 0 )
-         ::kill( pid_, SIGKILL );
-      return wait();
-   }
    // Waits for the end. Returns the exit status, or the negative number of the signal that ended
    // it.
    int wait() {

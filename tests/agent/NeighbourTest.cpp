@@ -2,7 +2,6 @@
 #include "tests/agent/NetworkTest.h"
 
 #include <chrono>
-#include <set>
 
 namespace Ufdd {
 namespace {

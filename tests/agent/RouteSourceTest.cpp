@@ -1,11 +1,11 @@
 #include "agent/kernel/NetlinkRouteSource.h"
 #include "agent/kernel/RouteMessage.h"
 #include "tests/agent/NetworkTest.h"
+#include "tests/support/RandomSequences.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -54,10 +54,8 @@ struct RouteSourceTest : NetworkTest, RouteListener {
 TEST_F( RouteSourceTest, followsWhatTheKernelDoes ) {
    plug( { "d1", "d2" } );
    follow( source );
-   std::random_device seed;
-   char const* const given = std::getenv( "UFD_SEED" );
-   unsigned int const number = given ? static_cast< unsigned int >( std::atoi( given ) ) : seed();
-   std::mt19937 random( number );
+   std::uint64_t const seed = Tests::environment( "UFD_SEED", std::random_device()() );
+   std::mt19937_64 random( seed );
    auto const pick = [ & ]( std::vector< std::string > const& of ) {
       return of[ random() % of.size() ];
    };
@@ -121,7 +119,7 @@ TEST_F( RouteSourceTest, followsWhatTheKernelDoes ) {
          expected = follow( other );
          return linesOf( source.table() ) == expected;
       } );
-      ASSERT_TRUE( isSame ) << "UFD_SEED=" << number << '\n'
+      ASSERT_TRUE( isSame ) << "UFD_SEED=" << seed << '\n'
                             << script << "before:\n"
                             << before << "now:\n"
                             << linesOf( source.table() ) << "expected:\n"

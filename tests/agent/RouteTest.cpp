@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <array>
-#include <cstdio>
 #include <fstream>
-#include <memory>
 #include <optional>
 #include <string>
 
@@ -16,13 +13,9 @@ namespace {
 struct RouteTest : NetworkTest {
    // Returns what the command writes.
    static std::string textOf( std::string const& command ) {
-      std::string text;
-      std::unique_ptr< std::FILE, int ( * )( std::FILE* ) > const pipe(
-          popen( command.c_str(), "r" ), pclose );
-      std::array< char, 4096 > part;
-      while ( std::fgets( part.data(), part.size(), pipe.get() ) )
-         text += part.data();
-      return text;
+      Process process( { "-c", command }, Process::Rights::all, "/bin/sh" );
+      process.wait();
+      return process.output();
    }
    // Returns the ticks of processor time that the process has used.
    static long timeOf( Process const& process ) {

@@ -2,7 +2,6 @@
 #include "tests/agent/AgentTest.h"
 #include "tests/agent/Directory.h"
 
-#include <cerrno>
 #include <fstream>
 
 namespace Ufdd {
@@ -13,6 +12,14 @@ using Kind = ControlReply::Kind;
 
 class SteerTest : public AgentTest {
  protected:
+   static std::string movesOf( ControlReply const& reply ) {
+      std::string moves;
+      for ( std::string const& port : reply.toShut )
+         moves += " -" + port;
+      for ( std::string const& port : reply.toOpen )
+         moves += " +" + port;
+      return moves;
+   }
    ControlReply ask( Verb verb, std::vector< std::string > targets, bool isForced = false,
                      std::optional< double > holdFor = {} ) {
       ControlRequest request{ .verb = verb,
@@ -31,12 +38,7 @@ class SteerTest : public AgentTest {
       EXPECT_TRUE( orders.book == before );
       request.isDryRun = false;
       ControlReply reply = agent->handle( request );
-      std::string moved;
-      for ( std::string const& port : reply.toShut )
-         moved += " -" + port;
-      for ( std::string const& port : reply.toOpen )
-         moved += " +" + port;
-      EXPECT_EQ( takeActs(), moved );
+      EXPECT_EQ( takeActs(), movesOf( reply ) );
       EXPECT_EQ( reply.kind, foretold.kind );
       EXPECT_EQ( reply.toShut, foretold.toShut );
       EXPECT_EQ( reply.toOpen, foretold.toOpen );
@@ -49,12 +51,7 @@ class SteerTest : public AgentTest {
    std::string told( Verb verb, std::vector< std::string > targets, bool isForced = false,
                      std::optional< double > holdFor = {} ) {
       ControlReply const reply = ask( verb, std::move( targets ), isForced, holdFor );
-      std::string text = reply.text;
-      for ( std::string const& port : reply.toShut )
-         text += " -" + port;
-      for ( std::string const& port : reply.toOpen )
-         text += " +" + port;
-      return text;
+      return reply.text + movesOf( reply );
    }
    // "acting; d1 open, d2 shut"
    std::string state() const {
@@ -91,9 +88,8 @@ TEST_F( SteerTest, anOrderComesBeforeTheUplinksAndEndsWithItsTime ) {
    EXPECT_EQ( told( Verb::clear, { "d1" } ),
               "port d1 is ordered down with group g; end that order first: ufdctl auto g" );
    // Its time runs while no daemon does.
-   agent.emplace( kernel, routes, kernel, store, settings, bootStore, orders, *this );
    simulatedNow += 50;
-   start();
+   restart();
    EXPECT_EQ( state(), "ordered down; d1 ordered, d2 ordered" );
    EXPECT_EQ( takeActs(), "" );
    takeLines();

@@ -66,18 +66,14 @@ class FallenGroups {
             known_.erase( group.name );
          return "";
       }
-      if ( isCertain && was && !is && among( group, machine_.upOnce ) < group.recoverLinks )
+      if ( isCertain && was && !is && among( group.monitor, machine_.upOnce ) < group.recoverLinks )
          return "has recovered with too few uplinks";
-      if ( isCertain && !was && is && among( group, machine_.upAlways ) >= group.minLinks )
+      if ( isCertain && !was && is && among( group.monitor, machine_.upAlways ) >= group.minLinks )
          return "has fallen with enough uplinks";
       if ( !machine_.bootStore.isFull && history.nextTime() == Ufdd::never &&
            machine_.bootStore.record->fallen.contains( group.name ) != is )
          return "is recorded wrongly";
       return "";
-   }
-   static unsigned int among( PlainGroup const& group, Names const& links ) {
-      return static_cast< unsigned int >( std::ranges::count_if(
-          group.monitor, [ & ]( std::string const& name ) { return links.contains( name ); } ) );
    }
    bool knowsAll( Ufdd::Detector const& detector ) const {
       Names const up = machine_.upLinks();

@@ -76,12 +76,12 @@ Machine::boot( unsigned int carriers ) {
       kernel.update( name );
 }
 
-bool
-Machine::exists( std::string const& name ) const {
+Ufdd::SimulatedLink const*
+Machine::find( std::string const& name ) const {
    for ( auto const& [ own, link ] : kernel.links() )
       if ( own == name || std::count( link.altNames.begin(), link.altNames.end(), name ) )
-         return true;
-   return false;
+         return &link;
+   return nullptr;
 }
 
 std::set< std::string >

@@ -46,8 +46,8 @@ class Machine {
    void boot( unsigned int carriers );
    // Returns the number of events that happened in the midst of something.
    unsigned int races() const { return raceCount_; }
-   // Returns true if a link has that name.
-   bool exists( std::string const& name ) const;
+   // Returns the link that has that name, or null.
+   Ufdd::SimulatedLink const* find( std::string const& name ) const;
    // Returns the links that the daemon keeps shut.
    std::set< std::string > shutLinks() const;
 

@@ -32,22 +32,9 @@ class Oracle {
    }
    bool isDown( PlainGroup const& group ) const { return upOf( group ) < needed( group ); }
 
-   Names downGroups() const {
-      Names names;
-      for ( PlainGroup const& group : config_.groups )
-         if ( isDown( group ) )
-            names.insert( group.name );
-      return names;
-   }
-
+   Names downGroups() const { return groupsIf( &Oracle::isDown ); }
    // The groups that may be left alone.
-   Names leftAlone() const {
-      Names names;
-      for ( PlainGroup const& group : config_.groups )
-         if ( mayBeLeftAlone( group ) )
-            names.insert( group.name );
-      return names;
-   }
+   Names leftAlone() const { return groupsIf( &Oracle::mayBeLeftAlone ); }
 
    enum class Stance { acting, disabled, down, dryRun };
    // Returns what operators have ordered about the group, or else what the configuration says.
@@ -130,7 +117,7 @@ class Oracle {
             return name + " is recorded, but not ours";
       }
       for ( Ufdd::OwnedLink const& owned : machine_.store.links )
-         if ( !find( std::string( owned.name.view() ) ) )
+         if ( !machine_.find( std::string( owned.name.view() ) ) )
             return std::string( owned.name.view() ) + " is recorded, but gone";
       return "";
    }
@@ -142,7 +129,7 @@ class Oracle {
       for ( std::size_t size = 0; std::exchange( size, changed.size() ) != changed.size(); ) {
          for ( PlainGroup const& group : config_.groups )
             for ( std::string const& name : group.monitor )
-               if ( SimulatedLink const* const link = find( name );
+               if ( SimulatedLink const* const link = machine_.find( name );
                     link && changed.contains( std::string( link->name.view() ) ) )
                   for ( std::string const& port : group.disable )
                      touched.merge( linksOf( port ) );
@@ -213,7 +200,7 @@ class Oracle {
    unsigned int upOf( PlainGroup const& group ) const {
       unsigned int up = 0;
       for ( std::string const& name : group.monitor )
-         if ( SimulatedLink const* const link = find( name ) )
+         if ( SimulatedLink const* const link = machine_.find( name ) )
             up += link->adminUp && link->carrier && !link->isDormant &&
                   !machine_.failed.contains( name );
       return up;
@@ -223,20 +210,13 @@ class Oracle {
    bool mayBeLeftAlone( PlainGroup const& group ) const {
       auto const unproven =
           std::count_if( group.monitor.begin(), group.monitor.end(), [ & ]( auto const& name ) {
-             return !find( name ) && !machine_.proven.contains( name );
+             return !machine_.find( name ) && !machine_.proven.contains( name );
           } );
       return isDown( group ) && upOf( group ) + unproven >= needed( group );
    }
    // As mayBeLeftAlone(), now or before the last change.
    bool mayHaveBeenLeftAlone( PlainGroup const& group ) const {
       return mayBeLeftAlone( group ) || leftAloneBefore_.contains( group.name );
-   }
-   // Returns the link that has that name, or null.
-   SimulatedLink const* find( std::string const& name ) const {
-      for ( auto const& [ own, link ] : machine_.kernel.links() )
-         if ( own == name || std::count( link.altNames.begin(), link.altNames.end(), name ) )
-            return &link;
-      return nullptr;
    }
    // Returns the number of ports with a link that is recorded as shut by the daemon.
    std::size_t heldPorts() const {
@@ -252,7 +232,7 @@ class Oracle {
    // Returns the links that are shut when the port is.
    Names linksOf( std::string const& port ) const {
       Names names;
-      SimulatedLink const* const link = find( port );
+      SimulatedLink const* const link = machine_.find( port );
       for ( auto const& [ own, other ] : machine_.kernel.links() )
          if ( link && ( link->isLag ? other.master == link->index : &other == link ) )
             names.insert( own );
@@ -274,6 +254,13 @@ class Oracle {
    }
 
  private:
+   Names groupsIf( bool ( Oracle::*is )( PlainGroup const& ) const ) const {
+      Names names;
+      for ( PlainGroup const& group : config_.groups )
+         if ( ( this->*is )( group ) )
+            names.insert( group.name );
+      return names;
+   }
    // Returns the order if it has not ended yet; else null.
    static Ufdd::Order const* standing( Ufdd::OrderBook::Orders const& orders,
                                        std::string const& name ) {

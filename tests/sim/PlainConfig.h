@@ -14,6 +14,13 @@ namespace Simulation {
 
 using Names = std::set< std::string >;
 
+// Returns the number of names that are known.
+inline unsigned int
+among( Names const& names, Names const& known ) {
+   return static_cast< unsigned int >( std::ranges::count_if(
+       names, [ & ]( std::string const& name ) { return known.contains( name ); } ) );
+}
+
 struct PlainGroup {
    std::string name;
    Names monitor = {}, disable = {};

@@ -83,54 +83,44 @@ class Restraint {
    // Returns the groups that may move each link.
    std::map< std::string, Groups > groupsOfLinks() const {
       std::map< std::string, Groups > groups;
-      Oracle const oracle( config_, machine_ );
       for ( PlainGroup const& group : config_.groups )
          for ( std::string const& port : group.disable )
-            for ( std::string const& link : oracle.linksOf( port ) )
+            for ( std::string const& link : oracle_.linksOf( port ) )
                groups[ link ].push_back( &group );
       return groups;
-   }
-   static unsigned int among( Names const& monitor, Names const& known ) {
-      return static_cast< unsigned int >(
-          std::count_if( monitor.begin(), monitor.end(),
-                         [ & ]( std::string const& name ) { return known.contains( name ); } ) );
    }
    // Returns true if the link is open or shut whatever its groups need.
    bool isExempt( std::string const& name ) const {
       SimulatedLink const& link = machine_.kernel.link( name );
-      Oracle const oracle( config_, machine_ );
-      return oracle.isProtected( link ) || machine_.carriesRoute( link ) ||
-             oracle.isInOverrides( link ) || oracle.orderedLinks().contains( name );
+      return oracle_.isProtected( link ) || machine_.carriesRoute( link ) ||
+             oracle_.isInOverrides( link ) || oracle_.orderedLinks().contains( name );
    }
    // Returns true if a group had the link latched when the turn began, and still may.
    bool isKeptByLatch( std::string const& name ) const {
-      Oracle const oracle( config_, machine_ );
       return !isExempt( name ) &&
-             oracle
+             oracle_
                  .linksIf( [ & ]( PlainGroup const& group, std::string const& port ) {
                     return !group.autoRecover &&
-                           oracle.stanceOf( group ) == Oracle::Stance::acting &&
+                           oracle_.stanceOf( group ) == Oracle::Stance::acting &&
                            bookBefore_.latches.contains( { group.name, port } );
                  } )
                  .contains( name );
    }
    // Returns true if each group of the link may be up, as far as it can be told.
    bool isLeftAlone( std::string const& name, double now ) {
-      Oracle const oracle( config_, machine_ );
       Groups const& groups = groupsOf_[ name ];
-      if ( oracle.orderedLinks().contains( name ) )
+      if ( oracle_.orderedLinks().contains( name ) )
          return false;
       return !groups.empty() && std::all_of( groups.begin(), groups.end(), [ & ]( auto* group ) {
          // On a full disk, a latch is not on record.
-         if ( oracle.hasLatch( *group ) || ( machine_.orders.isFull && !group->autoRecover ) )
+         if ( oracle_.hasLatch( *group ) || ( machine_.orders.isFull && !group->autoRecover ) )
             return false;
          std::size_t const unproven =
              group->monitor.size() - among( group->monitor, machine_.kernel.existed );
          bool const isInStartupHold = now < holdEnd_ && !mayHaveBeenUp_.contains( group->name );
          // While its recovery_delay runs, it holds what others open.
          bool const holdsAgain = !machine_.kernel.link( name ).openings.empty() &&
-                                 !Oracle( config_, machine_ ).isDown( *group ) &&
-                                 group->recoveryDelay > 0;
+                                 !oracle_.isDown( *group ) && group->recoveryDelay > 0;
          return isInStartupHold ||
                 ( unproven > 0 && unproven >= group->recoverLinks && !holdsAgain );
       } );
@@ -141,10 +131,10 @@ class Restraint {
          return false;
       Groups const& groups = groupsOf_[ name ];
       return std::any_of( groups.begin(), groups.end(), [ & ]( auto* group ) {
-         return Oracle( config_, machine_ ).stanceOf( *group ) == Oracle::Stance::acting &&
-                group->downDelay == 0 && Oracle( config_, machine_ ).isDown( *group ) &&
+         return oracle_.stanceOf( *group ) == Oracle::Stance::acting && group->downDelay == 0 &&
+                oracle_.isDown( *group ) &&
                 std::all_of( group->monitor.begin(), group->monitor.end(),
-                             [ & ]( auto& uplink ) { return machine_.exists( uplink ); } );
+                             [ & ]( auto& uplink ) { return machine_.find( uplink ) != nullptr; } );
       } );
    }
    // Returns false if the port was opened too early.
@@ -152,8 +142,7 @@ class Restraint {
       std::string const name( link.name.view() );
       Groups const& groups = groupsOf_[ name ];
       if ( groups.size() != 1 || link.refusal != 0 || link.isLag || link.master != 0 ||
-           isExempt( name ) ||
-           Oracle( config_, machine_ ).stanceOf( *groups.front() ) != Oracle::Stance::acting ) {
+           isExempt( name ) || oracle_.stanceOf( *groups.front() ) != Oracle::Stance::acting ) {
          ports_.erase( name );
          return true;
       }
@@ -179,6 +168,7 @@ class Restraint {
 
    PlainConfig const& config_;
    Machine& machine_;
+   Oracle const oracle_{ config_, machine_ };
    double firstStart_ = Ufdd::never;
    double holdEnd_ = -Ufdd::never;
    Names mayHaveBeenUp_;                      // Groups, since the boot.

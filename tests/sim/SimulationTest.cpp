@@ -1,21 +1,15 @@
 #include "tests/sim/World.h"
 #include "tests/support/Allocations.h"
+#include "tests/support/RandomSequences.h"
 
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <iostream>
 #include <random>
 
 namespace Simulation {
 
 namespace {
-
-std::uint64_t
-environment( char const* variable, std::uint64_t otherwise ) {
-   char const* const text = std::getenv( variable );
-   return text ? std::strtoull( text, nullptr, 0 ) : otherwise;
-}
 
 struct Outcome {
    std::string complaint; // Empty if all was right.
@@ -39,23 +33,17 @@ Schedule
 shrunk( std::uint64_t seed, Schedule schedule ) {
    while ( schedule.size() > outcomeOf( seed, schedule ).events )
       schedule.pop_back();
-   for ( std::size_t at = schedule.size(); at-- > 0; ) {
-      Schedule shorter = schedule;
-      shorter.erase( shorter.begin() + static_cast< std::ptrdiff_t >( at ) );
-      if ( !outcomeOf( seed, shorter ).complaint.empty() ) {
-         schedule = std::move( shorter );
-         at = schedule.size();
-      }
-   }
-   return schedule;
+   return Tests::shrunk( schedule, [ & ]( Schedule const& shorter ) {
+      return !outcomeOf( seed, shorter ).complaint.empty();
+   } );
 }
 
 // UFD_SEED=N UFD_SEQUENCES=1 repeats the schedule of seed N; UFD_SEED=0 draws seeds at random.
 TEST( Simulation, DaemonIsRightWhateverHappens ) {
-   std::uint64_t const given = environment( "UFD_SEED", 1 );
+   std::uint64_t const given = Tests::environment( "UFD_SEED", 1 );
    std::uint64_t const seed = given != 0 ? given : std::random_device()();
    // A schedule takes as long as four of the sequences that other tests count.
-   std::uint64_t const sequences = environment( "UFD_SEQUENCES", 80000 );
+   std::uint64_t const sequences = Tests::environment( "UFD_SEQUENCES", 80000 );
    std::uint64_t const schedules = ( sequences + 3 ) / 4;
    std::cout << "UFD_SEED=" << seed << " UFD_SEQUENCES=" << sequences << '\n';
    for ( std::uint64_t number = seed; number < seed + schedules; ++number ) {
@@ -73,7 +61,7 @@ TEST( Simulation, DaemonDoesNotGrow ) {
    World world( 1 );
    std::size_t used[ 2 ] = {};
    // Both halves end with the same schedule.
-   std::uint64_t const half = 50 * ( environment( "UFD_SEQUENCES", 80000 ) / 2000 + 1 );
+   std::uint64_t const half = 50 * ( Tests::environment( "UFD_SEQUENCES", 80000 ) / 2000 + 1 );
    for ( std::uint64_t round = 0; round < 2 * half; ++round ) {
       for ( Event const& event : randomSchedule( round % 50 ) )
          if ( event.verb != "kill" && event.verb != "stop" )

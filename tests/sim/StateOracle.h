@@ -52,7 +52,7 @@ class StateOracle {
       } );
    }
    Link linkOf( std::string const& name ) const {
-      SimulatedLink const* const link = oracle_.find( name );
+      SimulatedLink const* const link = machine_.find( name );
       return !link                              ? Link::absent
              : !link->adminUp                   ? Link::setDown
              : !link->carrier                   ? Link::noCarrier
@@ -126,7 +126,7 @@ class StateOracle {
       unsigned int ours = 0, open = 0, overridden = 0, isProtected = 0, spared = 0;
       Names const links = oracle_.linksOf( name );
       for ( std::string const& link : links ) {
-         SimulatedLink const& simulated = *oracle_.find( link );
+         SimulatedLink const& simulated = *machine_.find( link );
          ours += isOurs( simulated );
          open += simulated.adminUp && ( !simulated.protoDown || simulated.carrier );
          isProtected += oracle_.isProtected( simulated );

@@ -441,9 +441,9 @@ World::check( Oracle const& oracle ) {
    // Nothing has happened to these links for so long that the daemon knows them.
    for ( PlainGroup const& group : config_.groups )
       for ( Names const* const names : { &group.monitor, &group.disable } )
-         std::copy_if( names->begin(), names->end(),
-                       std::inserter( machine_.proven, machine_.proven.end() ),
-                       [ this ]( std::string const& name ) { return machine_.exists( name ); } );
+         std::copy_if(
+             names->begin(), names->end(), std::inserter( machine_.proven, machine_.proven.end() ),
+             [ this ]( std::string const& name ) { return machine_.find( name ) != nullptr; } );
    complain( oracle.complaint() );
    checkStatus( oracle );
    if ( oracle.isSettled() )
