@@ -1,5 +1,7 @@
 #include "tests/agent/AgentTest.h"
 
+#include "tests/agent/TextMatchers.h"
+
 #include <linux/if.h>
 
 #include <algorithm>
@@ -25,10 +27,11 @@ TEST_F( AgentTest, neverShutsAProtectedLink ) {
    runTurns();
    runTurns();
    EXPECT_EQ( takeActs(), " +d1 +d2" );
-   EXPECT_TRUE( takeLines().starts_with(
-       "port d1 not shut: it is protected by the configuration, though group g is down, 0/2 up, "
-       "min_links 1; remove it from the group, or its name from protect\n"
-       "port d1 opened" ) );
+   EXPECT_THAT( takeLines(),
+                StartsWith( "port d1 not shut: it is protected by the configuration, though group "
+                            "g is down, 0/2 up, "
+                            "min_links 1; remove it from the group, or its name from protect\n"
+                            "port d1 opened" ) );
    EXPECT_EQ( store.names(), "" );
    kernel.set( "d1", false );
    kernel.set( "d1", true );
@@ -44,8 +47,7 @@ TEST_F( AgentTest, neverShutsAProtectedLink ) {
    agent->reload( file, "f" );
    EXPECT_TRUE( agent->roots().state->protect( "mgmt0" ) );
    EXPECT_FALSE( agent->roots().state->protect( "safe" ) );
-   EXPECT_NE( takeLines().find( "port d1 can't be opened: Device or resource busy" ),
-              std::string::npos );
+   EXPECT_THAT( takeLines(), HasSubstr( "port d1 can't be opened: Device or resource busy" ) );
    pass( 3 );
    EXPECT_EQ( takeLines(), "" );
    EXPECT_EQ( agent->roots().state->port( "d1" )->condition(), PortCondition::failed );
@@ -60,9 +62,9 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
    EXPECT_EQ( takeLines(), "group g: unknown -> up, 2/2 up, min_links 1: configured\n" );
    uplinkIs( "u1", false );
    EXPECT_EQ( takeActs() + takeLines(), "group g: 1/2 up, min_links 1: uplink u1 lost carrier\n" );
-   EXPECT_TRUE( agent->statusLines()[ 0 ].ends_with(
-       ", 1/2 up, needs 1: configured; uplinks: u1 no carrier, u2 up; ports: d1 open, d2 open" ) )
-       << agent->statusLines()[ 0 ];
+   EXPECT_THAT( agent->statusLines()[ 0 ],
+                EndsWith( ", 1/2 up, needs 1: configured; uplinks: u1 no carrier, u2 up; ports: d1 "
+                          "open, d2 open" ) );
    kernel.set( "u2", false );
    runTurns();
    EXPECT_EQ( takeLines(),
@@ -75,8 +77,8 @@ TEST_F( AgentTest, saysWhatItDoesAndWhy ) {
                            "port d2 opened: group g is up, 1/2 up, min_links 1\n" );
    kernel.remove( "u1" );
    runTurns();
-   EXPECT_TRUE(
-       takeLines().starts_with( "group g: up -> down, 0/2 up, min_links 1: uplink u1 removed\n" ) );
+   EXPECT_THAT( takeLines(),
+                StartsWith( "group g: up -> down, 0/2 up, min_links 1: uplink u1 removed\n" ) );
    EXPECT_EQ( takeActs(), " -d1 -d2 +d1 +d2 -d1 -d2" );
    EXPECT_TRUE( agent->openAll() );
    EXPECT_EQ( takeLines(), "port d1 opened: ufdd stops\nport d2 opened: ufdd stops\n" );
@@ -96,11 +98,10 @@ TEST_F( AgentTest, leavesThePortOfTheDefaultRouteOpenWhileItCarriesThat ) {
    agent->reload( config(), "f" );
    uplinksAre( false );
    EXPECT_EQ( takeActs(), " -d2" );
-   EXPECT_NE( lines.find( "port d1 not shut: it carries this machine's default route, though group "
-                          "g is down, 0/2 up, min_links 1; it is shut when the route leaves it, or "
-                          "with allow_default_route = true\n" ),
-              std::string::npos )
-       << lines;
+   EXPECT_THAT(
+       lines, HasSubstr( "port d1 not shut: it carries this machine's default route, though group "
+                         "g is down, 0/2 up, min_links 1; it is shut when the route leaves it, or "
+                         "with allow_default_route = true\n" ) );
    EXPECT_EQ( agent->summary(),
               "2 groups, 2 down; ports shut: 1; left open for the default route: d1" );
    EXPECT_EQ( agent->roots().state->port( "d1" )->condition(), PortCondition::defaultRoute );
@@ -220,9 +221,9 @@ TEST_F( AgentTest, opensPortsOnlyWhenTheirRoutesExist ) {
    takeLines();
    uplinksAre( true );
    // The default route leads over a port of the group, then over an uplink that is down.
-   EXPECT_TRUE(
-       takeLines().ends_with( "group g: release_when: its ports are opened when these routes "
-                              "exist, or in 5 s: default-route\n" ) );
+   EXPECT_THAT( takeLines(),
+                EndsWith( "group g: release_when: its ports are opened when these routes "
+                          "exist, or in 5 s: default-route\n" ) );
    routes.routeIs( Prefix{ .isV6 = true }, kernel.index( "u2" ) );
    kernel.carrier( "u2", false );
    pass( 4 );
@@ -238,11 +239,10 @@ TEST_F( AgentTest, opensPortsOnlyWhenTheirRoutesExist ) {
    EXPECT_EQ( takeActs(), "" );
    pass( 0.2 );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
-   EXPECT_NE(
-       lines.find( "group g: release_timeout: its ports are opened, although there is no route "
-                   "that release_when names: 10.0.0.0/8\n" ),
-       std::string::npos )
-       << lines;
+   EXPECT_THAT(
+       lines,
+       HasSubstr( "group g: release_timeout: its ports are opened, although there is no route "
+                  "that release_when names: 10.0.0.0/8\n" ) );
 }
 
 // The source of routes may tell of an act much later.
@@ -328,7 +328,7 @@ TEST_F( AgentTest, downDelayHidesShortFailures ) {
    pass( 1.9 );
    EXPECT_EQ( takeActs(), "" );
    uplinksAre( true );
-   EXPECT_TRUE( takeLines().ends_with( "hidden by down_delay (3 so far)\n" ) );
+   EXPECT_THAT( takeLines(), EndsWith( "hidden by down_delay (3 so far)\n" ) );
 }
 
 TEST_F( AgentTest, reloadNeitherEndsNorBeginsADelay ) {
@@ -360,8 +360,7 @@ TEST_F( AgentTest, reloadNeitherEndsNorBeginsADelay ) {
    uplinksAre( true );
    EXPECT_EQ( takeActs(), " +d1 +d2 +d3" );
    uplinksAre( false );
-   EXPECT_NE( lines.find( "down_delay: its ports are shut in 3600 s" ), std::string::npos )
-       << lines;
+   EXPECT_THAT( lines, HasSubstr( "down_delay: its ports are shut in 3600 s" ) );
 }
 
 TEST_F( AgentTest, fallenGroupIsUpAgainOnlyWithItsRecoverLinks ) {
@@ -383,18 +382,15 @@ TEST_F( AgentTest, fallenGroupIsUpAgainOnlyWithItsRecoverLinks ) {
    EXPECT_EQ( upAre( 2 ), "" );
    takeLines();
    EXPECT_EQ( upAre( 1 ), " -d1 -d2" );
-   EXPECT_NE( lines.find( "group g: up -> down, 1/4 up, min_links 2, recover_links 3: uplink u2" ),
-              std::string::npos )
-       << lines;
+   EXPECT_THAT(
+       lines, HasSubstr( "group g: up -> down, 1/4 up, min_links 2, recover_links 3: uplink u2" ) );
    EXPECT_EQ( upAre( 2 ), "" );
-   EXPECT_NE( agent->statusLines()[ 0 ].find( ", 2/4 up, needs 2, 3 until recovered, " ),
-              std::string::npos )
-       << agent->statusLines()[ 0 ];
+   EXPECT_THAT( agent->statusLines()[ 0 ], HasSubstr( ", 2/4 up, needs 2, 3 until recovered, " ) );
    // A reload while the group is down. What the library counts by is no change.
    auto const reload = [ & ]( std::string const& difference ) {
       takeLines();
       agent->reload( config(), "f" );
-      EXPECT_NE( lines.find( "added 0, " + difference ), std::string::npos ) << lines;
+      EXPECT_THAT( lines, HasSubstr( "added 0, " + difference ) );
       return takeActs() + upAre( 2 );
    };
    EXPECT_EQ( reload( "changed 0" ), "" );
@@ -442,9 +438,7 @@ TEST_F( AgentTest, fallenGroupIsUpAgainOnlyWithItsRecoverLinks ) {
    EXPECT_EQ( upAre( 2 ), "" );
    EXPECT_EQ( lines.find( "dry_run" ), std::string::npos ) << lines;
    upAre( 3 );
-   EXPECT_NE( lines.find( "group g: dry_run, else ports would be opened now: d1 d2\n" ),
-              std::string::npos )
-       << lines;
+   EXPECT_THAT( lines, HasSubstr( "group g: dry_run, else ports would be opened now: d1 d2\n" ) );
 }
 
 TEST_F( AgentTest, recoveryDelayGrowsWhileAGroupFallsAgain ) {
@@ -472,8 +466,8 @@ TEST_F( AgentTest, recoveryDelayGrowsWhileAGroupFallsAgain ) {
    };
    for ( int const expected : { 2, 4, 8, 16, 32, 60, 60 } )
       EXPECT_EQ( secondsUntilOpened(), expected );
-   EXPECT_NE( lines.find( "recovery_delay, lengthened to 60 s: its ports are opened in 60 s" ),
-              std::string::npos );
+   EXPECT_THAT( lines,
+                HasSubstr( "recovery_delay, lengthened to 60 s: its ports are opened in 60 s" ) );
    pass( 61 );
    EXPECT_EQ( secondsUntilOpened(), 2 );
    // A reload that changes neither of the two keeps it.
@@ -519,15 +513,12 @@ TEST_F( AgentTest, nameThatWasNeverThereShutsNothing ) {
    groups[ 0 ].config->minLinksIs( 2 );
    start();
    EXPECT_EQ( takeActs(), "" );
-   EXPECT_NE(
-       takeLines().find( "group g: its ports are left as they are: since the machine booted, "
-                         "no interface was called uplnk1; did you mean uplink1 by uplnk1?\n" ),
-       std::string::npos );
+   EXPECT_THAT( takeLines(),
+                HasSubstr( "group g: its ports are left as they are: since the machine booted, "
+                           "no interface was called uplnk1; did you mean uplink1 by uplnk1?\n" ) );
    EXPECT_EQ( agent->summary(),
               "1 group, 1 down; ports shut: 0; left alone for unproven uplinks: g" );
-   EXPECT_NE( agent->statusLines()[ 0 ].find( "uplinks: u1 up, uplnk1 unproven" ),
-              std::string::npos )
-       << agent->statusLines()[ 0 ];
+   EXPECT_THAT( agent->statusLines()[ 0 ], HasSubstr( "uplinks: u1 up, uplnk1 unproven" ) );
    // It is down even if the unproven uplink were up.
    uplinkIs( "u1", false );
    EXPECT_EQ( takeActs(), " -d1" );
@@ -555,10 +546,10 @@ TEST_F( AgentTest, startupHoldLastsUntilAGroupWasUp ) {
    kernel.carrier( "u1", false );
    kernel.carrier( "u2", false );
    start();
-   EXPECT_NE(
-       takeLines().find(
-           "group g: startup_hold: its ports are left as they are until it is up, for 10 s" ),
-       std::string::npos );
+   EXPECT_THAT(
+       takeLines(),
+       HasSubstr(
+           "group g: startup_hold: its ports are left as they are until it is up, for 10 s" ) );
    pass( 3 );
    uplinkIs( "u1", true );
    uplinkIs( "u1", false );
@@ -583,12 +574,10 @@ TEST_F( AgentTest, portsThatDoNotExistAreTold ) {
    for ( int i = 0; i < 2; ++i ) {
       takeLines();
       uplinksAre( false );
-      EXPECT_NE(
-          lines.find( "group g: can't shut ports that do not exist: d2; each is shut once it "
-                      "exists, unless the group is up by then\n" ),
-          std::string::npos )
-          << lines;
-      EXPECT_TRUE( agent->statusLines()[ 0 ].ends_with( ", d2 absent" ) );
+      EXPECT_THAT(
+          lines, HasSubstr( "group g: can't shut ports that do not exist: d2; each is shut once it "
+                            "exists, unless the group is up by then\n" ) );
+      EXPECT_THAT( agent->statusLines()[ 0 ], EndsWith( ", d2 absent" ) );
       uplinksAre( true );
    }
    groups[ 0 ].policy.dryRun = true;
@@ -602,7 +591,7 @@ TEST_F( AgentTest, dryRunOnlyLogs ) {
    groups[ 0 ].policy.dryRun = true;
    start();
    uplinksAre( false );
-   EXPECT_TRUE( takeLines().ends_with( "dry_run, else ports would be shut now: d1 d2\n" ) );
+   EXPECT_THAT( takeLines(), EndsWith( "dry_run, else ports would be shut now: d1 d2\n" ) );
    for ( bool const isDry : { false, true } ) {
       EXPECT_EQ( takeActs(), "" );
       groups[ 0 ].policy.dryRun = isDry;
@@ -610,10 +599,10 @@ TEST_F( AgentTest, dryRunOnlyLogs ) {
       runTurns();
       EXPECT_EQ( takeActs(), isDry ? " +d1 +d2" : " -d1 -d2" );
    }
-   EXPECT_TRUE( takeLines().ends_with(
-       "port d2 opened: it need not be shut, though group g is down, 0/2 up, "
-       "min_links 1, dry_run\n"
-       "configuration loaded: groups added 0, changed 1, removed 0\n" ) );
+   EXPECT_THAT( takeLines(),
+                EndsWith( "port d2 opened: it need not be shut, though group g is down, 0/2 up, "
+                          "min_links 1, dry_run\n"
+                          "configuration loaded: groups added 0, changed 1, removed 0\n" ) );
 }
 
 TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
@@ -629,7 +618,7 @@ TEST_F( AgentTest, operationalStateCountsUnlessTheCarrierIsNewer ) {
    kernel.operState( "u1", IF_OPER_LOWERLAYERDOWN );
    runTurns();
    EXPECT_EQ( takeActs(), "" ) << "not up before the kernel says so";
-   EXPECT_NE( lines.find( "uplink u1 has carrier but is dormant" ), std::string::npos ) << lines;
+   EXPECT_THAT( lines, HasSubstr( "uplink u1 has carrier but is dormant" ) );
    kernel.operState( "u1", IF_OPER_UNKNOWN );
    runTurns();
    EXPECT_EQ( takeActs(), " +d1" );
@@ -706,9 +695,8 @@ TEST_F( AgentTest, failedActIsLoggedOnceAndRetried ) {
    kernel.link( "d1" ).refusal = 0;
    kernel.link( "d2" ).refusal = EBUSY;
    EXPECT_FALSE( agent->openAll() );
-   EXPECT_NE( takeLines().find( "port d2 can't be opened: Device or resource busy; open it "
-                                "with: ip link set dev d2 up" ),
-              std::string::npos );
+   EXPECT_THAT( takeLines(), HasSubstr( "port d2 can't be opened: Device or resource busy; open it "
+                                        "with: ip link set dev d2 up" ) );
    EXPECT_TRUE( kernel.isUp( "d1" ) );
 }
 
@@ -767,7 +755,7 @@ TEST_F( AgentTest, nextDaemonAdoptsLinksThatNobodyChanged ) {
            "d4 was shut by ufdd before, but is gone: new is another interface",
            "d5 was shut by ufdd before, but there is no such interface any more",
            "d6 was shut by ufdd before and opened by someone else since" } )
-      EXPECT_NE( lines.find( line ), std::string::npos ) << line;
+      EXPECT_THAT( lines, HasSubstr( line ) );
 }
 
 TEST_F( AgentTest, protoDownIsUsedWhereTheDriverSupportsIt ) {
@@ -790,8 +778,7 @@ TEST_F( AgentTest, protoDownIsUsedWhereTheDriverSupportsIt ) {
    for ( OwnedLink& owned : store.links )
       owned.means = LinkRequest::Means::adminDown;
    restart();
-   EXPECT_NE( takeLines().find( "port d1 has ufdd's protodown reason: shut by ufdd" ),
-              std::string::npos );
+   EXPECT_THAT( takeLines(), HasSubstr( "port d1 has ufdd's protodown reason: shut by ufdd" ) );
    takeActs();
    uplinksAre( true );
    EXPECT_EQ( takeActs(), " protodown +d1 +d2 +d3" );
@@ -825,8 +812,7 @@ TEST_F( AgentTest, protoDownOfOthersStays ) {
    kernel.link( "d2" ).refusal = EPERM;
    takeLines();
    EXPECT_FALSE( agent->openAll() );
-   EXPECT_TRUE( lines.ends_with( "open it with: ip link set dev d2 protodown_reason 5 off\n" ) )
-       << lines;
+   EXPECT_THAT( lines, EndsWith( "open it with: ip link set dev d2 protodown_reason 5 off\n" ) );
 }
 
 TEST_F( AgentTest, portOpenedAgainAndAgainIsOverridden ) {

@@ -6,6 +6,7 @@
 #include "tests/agent/SimulatedKernel.h"
 #include "tests/agent/SimulatedRoutes.h"
 #include "tests/agent/StoreInMemory.h"
+#include "tests/agent/TextMatchers.h"
 
 #include <gtest/gtest.h>
 #include <linux/ethtool.h>
@@ -86,7 +87,7 @@ TEST_F( CheckTest, changesNothingBesideARunningUfdd ) {
    set( "u1-far", false );
    ASSERT_TRUE( haveLink( { "d1-far" }, false ) );
    std::string const record = contentOf( state_.path() + "/held" );
-   EXPECT_NE( record.find( "d1" ), std::string::npos );
+   EXPECT_THAT( record, HasSubstr( "d1" ) );
 
    TextFile const next( group( "b", "'u1'", "'d2'" ) + group( "c", "'u1-fr'", "'d3'" ) );
    auto const check = [ & ]( Lines arguments, int status ) {
@@ -97,12 +98,10 @@ TEST_F( CheckTest, changesNothingBesideARunningUfdd ) {
       return process.output();
    };
    std::string const output = check( {}, 0 );
-   EXPECT_NE( output.find( "port d1 would be opened: no group disables it\n" ), std::string::npos )
-       << output;
-   EXPECT_NE( output.find( "port d2 would be shut: group b is down, 0/1 up, min_links 1: u1 no "
-                           "carrier\n" ),
-              std::string::npos )
-       << output;
+   EXPECT_THAT( output, HasSubstr( "port d1 would be opened: no group disables it\n" ) );
+   EXPECT_THAT( output,
+                HasSubstr( "port d2 would be shut: group b is down, 0/1 up, min_links 1: u1 no "
+                           "carrier\n" ) );
    EXPECT_EQ( output.find( "lock" ), std::string::npos );
    // "u1-fr" is nearly "u1-far".
    check( { "--strict" }, 78 );

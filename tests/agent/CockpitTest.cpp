@@ -6,6 +6,7 @@
 #include "agent/ctl/WhatIf.h"
 #include "agent/ctl/Words.h"
 #include "tests/agent/JsonSchema.h"
+#include "tests/agent/TextMatchers.h"
 
 #include <gtest/gtest.h>
 
@@ -104,11 +105,10 @@ rack2  UP  2/2 up, needs 1   since 12:28:30.500 (1 min)
               "server3  open                1 min  up    -        rack2\n" );
    link( "old", LinkCondition::setDown, 7 );
    port( "old", PortCondition::opening, 2 ).meansIs( PortMeans::down );
-   EXPECT_TRUE( show().ends_with( "\n\nStill shut by ufdd: no group disables them any more\n"
-                                  "  ports    old  opening (down), 2 s\n" ) )
-       << show();
-   EXPECT_NE( groupsScreen( view(), Colours::terminal ).find( "  \x1b[1;31mDOWN\x1b[0m  " ),
-              std::string::npos );
+   EXPECT_THAT( show(), EndsWith( "\n\nStill shut by ufdd: no group disables them any more\n"
+                                  "  ports    old  opening (down), 2 s\n" ) );
+   EXPECT_THAT( groupsScreen( view(), Colours::terminal ),
+                HasSubstr( "  \x1b[1;31mDOWN\x1b[0m  " ) );
 }
 
 // Many names, long names and long texts.
@@ -129,15 +129,14 @@ TEST_F( CockpitTest, fitsOnAScreen ) {
       port( name.c_str(), PortCondition::open, 100000 ).groupIs( "big", false );
    }
    std::string const screen = show();
-   EXPECT_TRUE( screen.starts_with(
-       "/etc/ufdd.toml is not in force: it was refused 2 min ago (/etc/ufdd.toml:12:3:\n  xxx" ) )
-       << screen;
+   EXPECT_THAT( screen, StartsWith( "/etc/ufdd.toml is not in force: it was refused 2 min ago "
+                                    "(/etc/ufdd.toml:12:3:\n  xxx" ) );
    for ( char const* const part :
          { "in startup hold for another 7.2 s: it leaves the ports of big as they\n",
            "until it is up, at most\n           7.2 s\n",
            "           8 more are not up: ufdctl show --links; 20 others up\n",
            "  ports    40 open\n" } )
-      EXPECT_NE( screen.find( part ), std::string::npos ) << part << screen;
+      EXPECT_THAT( screen, HasSubstr( part ) );
    std::size_t lines = 0;
    std::string line;
    for ( std::istringstream in( screen ); std::getline( in, line ); ++lines )
@@ -160,7 +159,7 @@ server1: shut by ufdd since 2026-03-01 12:29:48.500, 12 s ago (admin down)
    auto const says = [ & ]( char const* name, Names parts ) {
       std::string const text = explain( name );
       for ( char const* const part : parts )
-         EXPECT_NE( text.find( part ), std::string::npos ) << part << " in\n" << text;
+         EXPECT_THAT( text, HasSubstr( part ) );
    };
    says( "server2", { "opened by hand or cleared, and left open by ufdd, since 2026-03-01\n",
                       "shuts    the next time" } );
@@ -211,23 +210,20 @@ TEST_F( CockpitTest, remindsOfWhatOperatorsHaveLeft ) {
    server3.orderTimeIs( now.steady - 5 );
    server3.orderUidIs( 1000 );
    server3.orderEndTimeIs( now.steady + 55 );
-   EXPECT_TRUE( show().starts_with( &R"(
+   EXPECT_THAT( show(), StartsWith( &R"(
 /etc/ufdd.toml is not confirmed: the former configuration comes back in 7.2 s,
   unless: ufdctl confirm
 group rack2 is ordered down by user 0, 2 h 0 min ago: new cable. To end that:
   ufdctl auto rack2
 port server3 is ordered down by user 1000, 5 s ago, for another 55 s. To end
   that: ufdctl auto server3
-)"[ 1 ] ) )
-       << show();
-   EXPECT_NE( explain( "server3" ).find( &R"(
+)"[ 1 ] ) );
+   EXPECT_THAT( explain( "server3" ), HasSubstr( &R"(
   opens    in 55 s, or once the order ends: ufdctl auto server3
   and      once the order ends: ufdctl auto rack2
-)"[ 1 ] ),
-              std::string::npos )
-       << explain( "server3" );
-   EXPECT_NE( explain( "server3" ).find( "  ordered down by user 0, 2 h 0 min ago: new cable\n" ),
-              std::string::npos );
+)"[ 1 ] ) );
+   EXPECT_THAT( explain( "server3" ),
+                HasSubstr( "  ordered down by user 0, 2 h 0 min ago: new cable\n" ) );
    EXPECT_EQ( faultsOf( lineOf( json( view() ) ) ), "" );
 }
 
@@ -261,7 +257,7 @@ TEST_F( CockpitTest, watchesGroupsAndPorts ) {
            "  port server1  shut (down) -> open (down): no group wants it shut\n",
            "  lost ufdd at /s; waiting for it to come back\n",
            "  group rack2   up -> down, 0/0 up, needs 1\n" } )
-      EXPECT_NE( lines.find( line ), std::string::npos ) << line << lines;
+      EXPECT_THAT( lines, HasSubstr( line ) );
    std::string const objects = play( "rack1", true );
    EXPECT_EQ( objects.find( "rack2" ), objects.find( "rack2\",\"wantsShut" ) ) << objects;
    EXPECT_EQ( faultsOf( objects ), "" );
@@ -298,9 +294,8 @@ Nothing was changed.
 )"[ 1 ] );
    // What the configuration in force protects, whatever the file says by now.
    roots.state->protectIs( "server3", true );
-   EXPECT_NE( ask( { .down = { "uplink3", "uplink4" }, .up = {}, .file = "" } )
-                  .find( "\nserver3  left alone  rack2 down, but it is protected\n" ),
-              std::string::npos );
+   EXPECT_THAT( ask( { .down = { "uplink3", "uplink4" }, .up = {}, .file = "" } ),
+                HasSubstr( "\nserver3  left alone  rack2 down, but it is protected\n" ) );
    roots.state->protectDel( "server3" );
    roots.state->group( "rack2" )->modeIs( GroupMode::dryRun );
    EXPECT_EQ( ask( { .down = { "uplink3", "uplink4" }, .up = { "uplink2" }, .file = "" } ), &R"(
@@ -319,10 +314,9 @@ Nothing was changed.
    // A replica does not know which routes there are.
    roots.state->group( "rack1" )->releaseWhenIs( "10.0.0.0/8, default-route" );
    roots.state->group( "rack1" )->releaseTimeoutIs( 20 );
-   EXPECT_NE( ask( { .down = {}, .up = { "uplink2" }, .file = "" } )
-                  .find( "server2  opened after 2 s  rack1 up; once there are routes 10.0.0.0/8, "
-                         "default-route (release_when), after 22 s at the latest\n" ),
-              std::string::npos );
+   EXPECT_THAT( ask( { .down = {}, .up = { "uplink2" }, .file = "" } ),
+                HasSubstr( "server2  opened after 2 s  rack1 up; once there are routes 10.0.0.0/8, "
+                           "default-route (release_when), after 22 s at the latest\n" ) );
    // Once down, a group needs more to be up again, in the configuration that is asked about, too.
    roots.state->group( "rack1" )->recoverLinksIs( 2 );
    roots.state->group( "rack1" )->neededLinksIs( 2 );
@@ -330,18 +324,15 @@ Nothing was changed.
    TextFile const same( "[[group]]\nname = 'rack1'\nmonitor = [ 'uplink1', 'uplink2' ]\n"
                         "disable = [ 'server1' ]\nrecover_links = 2\n" );
    for ( std::string const& path : { std::string(), same.path() } ) {
-      EXPECT_NE( ask( { .down = {}, .up = { "uplink2" }, .file = path } )
-                     .find( "rack1  down  down  1/2 up, needs 1, 2 until recovered\n" ),
-                 std::string::npos );
-      EXPECT_NE( ask( { .down = {}, .up = { "uplink1", "uplink2" }, .file = path } )
-                     .find( "rack1  down  up    2/2 up, needs 1\n" ),
-                 std::string::npos );
+      EXPECT_THAT( ask( { .down = {}, .up = { "uplink2" }, .file = path } ),
+                   HasSubstr( "rack1  down  down  1/2 up, needs 1, 2 until recovered\n" ) );
+      EXPECT_THAT( ask( { .down = {}, .up = { "uplink1", "uplink2" }, .file = path } ),
+                   HasSubstr( "rack1  down  up    2/2 up, needs 1\n" ) );
    }
    roots.state->group( "rack2" )->modeIs( GroupMode::acting );
    link( "uplink4", LinkCondition::unproven, 9 );
-   EXPECT_NE( ask( { .down = { "uplink3" }, .up = {}, .file = "" } )
-                  .find( "server3  left alone  rack2 down, but for unproven uplinks\n" ),
-              std::string::npos );
+   EXPECT_THAT( ask( { .down = { "uplink3" }, .up = {}, .file = "" } ),
+                HasSubstr( "server3  left alone  rack2 down, but for unproven uplinks\n" ) );
    roots.state->group( "rack2" )->upLinksIs( 1 );
    EXPECT_EQ( ask( {} ), "No group would change.\n\nNo port would change.\n\n"
                          "Nothing was changed.\n" );
@@ -373,19 +364,16 @@ Nothing was changed.
    roots.state->group( "rack2" )->orderIs( OrderKind::disable );
    std::string const stands =
        ask( { .down = { "uplink3" }, .up = { "uplink1", "uplink2" }, .file = "" } );
-   EXPECT_NE( stands.find( &R"(
+   EXPECT_THAT( stands, HasSubstr( &R"(
 PORT     WOULD BE      WHY
 end1     shut at once  ordered down
 end2     left alone    tail down, but it is overridden by hand
 end3     left alone    tail down, but it is administratively down already
 server1  left alone    rack1 up, but latched (auto_recover), until: ufdctl clear server1
 server2  left alone    rack1 up, but latched (auto_recover), until: ufdctl clear server2
-)"[ 1 ] ),
-              std::string::npos )
-       << stands;
-   EXPECT_NE( ask( { .down = {}, .up = {}, .file = file.path() } )
-                  .find( "end1     shut at once    ordered down\n" ),
-              std::string::npos );
+)"[ 1 ] ) );
+   EXPECT_THAT( ask( { .down = {}, .up = {}, .file = file.path() } ),
+                HasSubstr( "end1     shut at once    ordered down\n" ) );
    View const all = view();
    try {
       WhatIf( all, { .down = { "uplnk1" }, .up = {}, .file = "" } );
@@ -456,12 +444,9 @@ TEST_F( CockpitTest, tellsWhatChecksMakeOfUplinks ) {
    check->runIs( 3 );
    check->sinceIs( now.steady - 3 );
    check->waitTimeIs( now.steady + 28 );
-   EXPECT_TRUE( show().starts_with( "checks failed at once: bfd. The fault may be in this machine: "
-                                    "they count in 28\n" ) )
-       << show();
-   EXPECT_NE( show().find( "bfd  down, and counts in 28 s, 3 s: Down, 3 in a row" ),
-              std::string::npos )
-       << show();
+   EXPECT_THAT( show(), StartsWith( "checks failed at once: bfd. The fault may be in this machine: "
+                                    "they count in 28\n" ) );
+   EXPECT_THAT( show(), HasSubstr( "bfd  down, and counts in 28 s, 3 s: Down, 3 in a row" ) );
    EXPECT_FALSE( view().isHealthy() );
    auto const shuts = [ this ]( std::string const& verdict ) {
       View const all = view();
@@ -471,9 +456,9 @@ TEST_F( CockpitTest, tellsWhatChecksMakeOfUplinks ) {
    EXPECT_FALSE( shuts( "bfd=up" ) );
    EXPECT_THROW( shuts( "bfd" ), Failure );
    EXPECT_THROW( shuts( "bfe=up" ), Failure );
-   EXPECT_NE( metricsText( roots ).find( "ufdd_check_state{check=\"bfd\",state=\"up\"} 0\n"
-                                         "ufdd_check_state{check=\"bfd\",state=\"down\"} 1\n" ),
-              std::string::npos );
+   EXPECT_THAT( metricsText( roots ),
+                HasSubstr( "ufdd_check_state{check=\"bfd\",state=\"up\"} 0\n"
+                           "ufdd_check_state{check=\"bfd\",state=\"down\"} 1\n" ) );
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include "agent/config/ConfigFile.h"
 
 #include "tests/agent/Directory.h"
+#include "tests/agent/TextMatchers.h"
 
 #include <gtest/gtest.h>
 
@@ -439,14 +440,12 @@ TEST( ConfigFile, refusesLettersWhereTheyAreNeverRight ) {
    EXPECT_EQ( parseConfig( "a = [ \"\u00e9\", \u00e9 ]", "f" ).errors,
               Errors{ "f:1:12" + outside } );
    for ( std::string const text : { "a = \"\"\"\\\u00e9\"\"\"", "a = \"\"\"\\\n \u00e9\"\"\"" } )
-      EXPECT_NE( parseConfig( text, "f" ).errors.at( 0 ).find( ": behind a backslash" ),
-                 std::string::npos );
+      EXPECT_THAT( parseConfig( text, "f" ).errors.at( 0 ), HasSubstr( ": behind a backslash" ) );
    for ( std::string const text : { "a =1\"\"\"\u00e9\"\"\"", "a =1=\"\u00e9\"", "a =1[\"\u00e9\"",
                                     "a =1{b=\"\u00e9\"", "a =2.\"\u00e9\"" } )
-      EXPECT_TRUE( parseConfig( text, "f" )
-                       .errors.at( 0 )
-                       .starts_with( "f:1:" + std::to_string( 5 + ( text[ 3 ] == '2' ) ) +
-                                     ": a value can't go on with this" ) )
+      EXPECT_THAT( parseConfig( text, "f" ).errors.at( 0 ),
+                   StartsWith( "f:1:" + std::to_string( 5 + ( text[ 3 ] == '2' ) ) +
+                               ": a value can't go on with this" ) )
           << text;
    EXPECT_EQ( parseConfig( "a = 'b' # \x7f", "f" ).errors,
               Errors{ "f:1:11: a configuration can't have control characters in it" } );
@@ -491,7 +490,7 @@ TEST( ConfigFile, listsAHundredFindings ) {
       text += "wrong" + std::to_string( i ) + " = 1\n";
    Errors const errors = parseConfig( text, "f" ).errors;
    ASSERT_EQ( errors.size(), 101u );
-   EXPECT_TRUE( errors[ 99 ].starts_with( "f:100:1: unknown key" ) ) << errors[ 99 ];
+   EXPECT_THAT( errors[ 99 ], StartsWith( "f:100:1: unknown key" ) );
    EXPECT_EQ( errors[ 100 ], "f: ... and 19900 more errors" );
    // A message quotes what it is about.
    Errors const longOne = parseConfig( repeated( "wrong", 20000 ) + " = 1", "f" ).errors;

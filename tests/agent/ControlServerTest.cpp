@@ -5,6 +5,7 @@
 #include "platform/zet/Clock.h"
 #include "tests/agent/ForkedProcess.h"
 #include "tests/agent/Process.h"
+#include "tests/agent/TextMatchers.h"
 
 #include <gtest/gtest.h>
 
@@ -88,12 +89,11 @@ TEST( ControlText, refusesWhatBreaksItsRules ) {
              { begin + std::string( 1, '\0' ) + "\nend\n", "it has a zero byte in it" },
              { "ufdd-request 2\ndo confirm\nend\n", "use ufdd and ufdctl of the same version" },
              { "ufdd-request 1\nend\n", "its second line begins with \"end\"" } } )
-      EXPECT_NE( faultOf( text ).find( fault ), std::string::npos ) << faultOf( text );
+      EXPECT_THAT( faultOf( text ), HasSubstr( fault ) );
    for ( char const* const number :
          { "", "0", "-1", "1e9", "nan", "inf", "0x10", " 5", "5 ", "31622401", "1.5.2" } )
-      EXPECT_NE( faultOf( begin + "down\ntarget a\nfor " + number + "\nend\n" )
-                     .find( " is no number of seconds above 0, and at most 31622400" ),
-                 std::string::npos )
+      EXPECT_THAT( faultOf( begin + "down\ntarget a\nfor " + number + "\nend\n" ),
+                   HasSubstr( " is no number of seconds above 0, and at most 31622400" ) )
           << number;
    ControlRequest injecting;
    injecting.verb = ControlRequest::Verb::down;
@@ -263,7 +263,7 @@ TEST_F( ControlServerTest, waitsForNoReader ) {
    EXPECT_EQ( replyOf( text ).toShut.size(), 40000u );
    pass( 2 );
    EXPECT_EQ( server->clientCount(), 0u );
-   EXPECT_NE( lines.find( " was dropped: it did not read its reply" ), std::string::npos ) << lines;
+   EXPECT_THAT( lines, HasSubstr( " was dropped: it did not read its reply" ) );
 }
 
 TEST_F( ControlServerTest, refusesClientsBeyondTheLimit ) {
@@ -278,8 +278,7 @@ TEST_F( ControlServerTest, refusesClientsBeyondTheLimit ) {
    EXPECT_EQ( replied( stream ),
               std::pair( Kind::failed,
                          std::string( "ufdd serves as many requests as it can; try again" ) ) );
-   EXPECT_NE( lines.find( "control: clients are refused: 8 are connected to " ), std::string::npos )
-       << lines;
+   EXPECT_THAT( lines, HasSubstr( "control: clients are refused: 8 are connected to " ) );
    pass( 1.1 );
    Descriptor const later = connected( request );
    runTurns();
@@ -318,17 +317,16 @@ TEST_F( ControlServerTest, letsOnlyAdministratorsSteer ) {
       EXPECT_EQ( isDone, !steering.requests.empty() );
       return std::exchange( lines, {} );
    };
-   EXPECT_NE( askAs( nobody, admins, { admins } )
-                  .find( " of user 65534 was refused: only root may steer ufdd; to let a group do "
-                         "so, start ufdd with --admin-group" ),
-              std::string::npos );
+   EXPECT_THAT(
+       askAs( nobody, admins, { admins } ),
+       HasSubstr( " of user 65534 was refused: only root may steer ufdd; to let a group do "
+                  "so, start ufdd with --admin-group" ) );
    serve( AdminGroup{ "netops", admins } );
    struct stat file {};
    ASSERT_EQ( stat( path.c_str(), &file ), 0 );
    EXPECT_EQ( file.st_gid, admins );
-   EXPECT_NE(
-       askAs( nobody, nobody, { 1, 2, 3 } ).find( "only root and the group netops may steer ufdd" ),
-       std::string::npos );
+   EXPECT_THAT( askAs( nobody, nobody, { 1, 2, 3 } ),
+                HasSubstr( "only root and the group netops may steer ufdd" ) );
    EXPECT_TRUE( steering.requests.empty() );
    std::vector< gid_t > many( 1000 );
    for ( gid_t i = 0; i < many.size(); ++i )

@@ -5,6 +5,7 @@
 #include "tests/agent/DatagramInbox.h"
 #include "tests/agent/ForkedProcess.h"
 #include "tests/agent/NetworkTest.h"
+#include "tests/agent/TextMatchers.h"
 
 #include <gtest/gtest.h>
 
@@ -158,9 +159,8 @@ TEST_F( LivingTest, everyStartIsToldWhoHoldsThePort ) {
    for ( int start = 0; start < SOMAXCONN + 100; ++start ) {
       std::vector< std::string > const lines = asking.add( { &port, 1 } );
       ASSERT_EQ( lines.size(), 1U ) << start;
-      ASSERT_NE( lines[ 0 ].find( "(process " + std::to_string( ufdd.pid() ) + ")" ),
-                 std::string::npos )
-          << start << ": " << lines[ 0 ];
+      ASSERT_THAT( lines[ 0 ], HasSubstr( "(process " + std::to_string( ufdd.pid() ) + ")" ) )
+          << start;
    }
    EXPECT_EQ( ufdd.end( SIGTERM ), 0 );
 }

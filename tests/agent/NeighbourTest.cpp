@@ -1,5 +1,6 @@
 #include "tests/agent/AgentTest.h"
 #include "tests/agent/NetworkTest.h"
+#include "tests/agent/TextMatchers.h"
 
 #include <chrono>
 
@@ -48,9 +49,8 @@ TEST_F( AgentTest, asksTheNeighboursOfUplinksThatHaveTheirCarrier ) {
    EXPECT_EQ( takeActs(), "" );
    pass( 0.16 );
    EXPECT_EQ( takeActs(), " -d1" );
-   EXPECT_TRUE(
-       lines.starts_with( "u1 check gateway failed: no answer from 10.0.0.1, 3 in a row\n" ) )
-       << lines;
+   EXPECT_THAT( lines,
+                StartsWith( "u1 check gateway failed: no answer from 10.0.0.1, 3 in a row\n" ) );
    // It is not asked without a carrier. Once that is back, two answers in a row open the port.
    neighbours.areSilent = false;
    pass( 1 );

@@ -2,6 +2,7 @@
 
 #include "agent/base/StateFile.h"
 #include "tests/agent/Directory.h"
+#include "tests/agent/TextMatchers.h"
 
 #include <gtest/gtest.h>
 
@@ -29,9 +30,6 @@ class StateDirectoryTest : public testing::Test {
          return error.what();
       }
    }
-   static bool contains( std::string const& text, std::string const& part ) {
-      return text.find( part ) != std::string::npos;
-   }
 
    Directory top;
    std::string const path = top.path() + "/state";
@@ -44,20 +42,20 @@ TEST_F( StateDirectoryTest, refusesWhatOthersControl ) {
    EXPECT_EQ( made.st_mode & 0777 & ~0750U, 0U );
    for ( mode_t const mode : { 0770U, 0702U } ) {
       ASSERT_EQ( chmod( path.c_str(), mode ), 0 );
-      EXPECT_TRUE( contains( refusal( path ), "chmod go-w " + path ) ) << refusal( path );
+      EXPECT_THAT( refusal( path ), HasSubstr( "chmod go-w " + path ) );
    }
    ASSERT_EQ( chmod( path.c_str(), 0755 ), 0 );
    std::string const link = top.path() + "/link";
    std::filesystem::create_directory_symlink( path, link );
    for ( char const* const end : { "", "/" } )
-      EXPECT_TRUE( contains( refusal( link + end ), "a link" ) ) << refusal( link + end );
+      EXPECT_THAT( refusal( link + end ), HasSubstr( "a link" ) );
    if ( geteuid() != 0 )
       GTEST_SKIP() << "only root can give files away";
    // Root gave the directory to that user, unless others can write to the one above.
    ASSERT_EQ( chown( path.c_str(), stranger, stranger ), 0 );
    EXPECT_EQ( refusal( path ), "" );
    ASSERT_EQ( chmod( top.path().c_str(), 01777 ), 0 );
-   EXPECT_TRUE( contains( refusal( path ), "belongs to user 12345" ) ) << refusal( path );
+   EXPECT_THAT( refusal( path ), HasSubstr( "belongs to user 12345" ) );
 }
 
 TEST_F( StateDirectoryTest, secondProcessIsToldWhoIsThere ) {
@@ -73,7 +71,7 @@ TEST_F( StateDirectoryTest, secondProcessIsToldWhoIsThere ) {
    EXPECT_EQ( StateDirectory( path ).renew(), ELOOP );
    std::filesystem::remove( path + "/lock" );
    std::filesystem::create_hard_link( victim, path + "/lock" );
-   EXPECT_TRUE( contains( refusal( path ), "no regular file of its own" ) ) << refusal( path );
+   EXPECT_THAT( refusal( path ), HasSubstr( "no regular file of its own" ) );
    EXPECT_EQ( contentOf( victim ), "precious" );
 }
 
@@ -94,8 +92,8 @@ TEST_F( StateDirectoryTest, followsNoLinkAndWaitsForNoFifo ) {
       StateFile::Content const content = file.read();
       EXPECT_EQ( content.kind, StateFile::Content::unreadable ) << forgery;
       EXPECT_TRUE( content.lines.empty() ) << forgery;
-      EXPECT_TRUE( contains( content.problem, "regular file" ) ||
-                   contains( content.problem, "1 MiB" ) )
+      EXPECT_THAT( content.problem,
+                   testing::AnyOf( HasSubstr( "regular file" ), HasSubstr( "1 MiB" ) ) )
           << forgery;
       EXPECT_EQ( file.replace( "ours\n" ), 0 ) << forgery;
       EXPECT_EQ( file.read().lines, "ours\n" ) << forgery;

@@ -2,6 +2,7 @@
 #include "agent/ctl/ShowScreen.h"
 #include "agent/ctl/Words.h"
 #include "tests/agent/AgentTest.h"
+#include "tests/agent/TextMatchers.h"
 
 #include <linux/if.h>
 
@@ -29,7 +30,7 @@ class StatesShown {
          auto const words = explained.find( port->condition() );
          ASSERT_NE( words, explained.end() ) << screen;
          std::string const text = explanation.text( Colours::none );
-         EXPECT_NE( text.find( name + ": " + words->second ), std::string::npos ) << text;
+         EXPECT_THAT( text, HasSubstr( name + ": " + words->second ) );
          EXPECT_EQ( explanation.json()[ "port" ][ "condition" ], wordOf( port->condition() ) );
       }
       for ( View::Link const& link : view.links ) {
@@ -44,8 +45,7 @@ class StatesShown {
          EXPECT_EQ( object[ "wait" ], wordOf( group.state->wait() ) );
          for ( std::string const& words :
                { modeText( *group.state, view.now ), waitText( *group.state, view.now ) } )
-            EXPECT_NE( screen.find( words.substr( 0, words.find( ':' ) ) ), std::string::npos )
-                << screen;
+            EXPECT_THAT( screen, HasSubstr( words.substr( 0, words.find( ':' ) ) ) );
       }
    }
    // Returns the values of E that were not shown.

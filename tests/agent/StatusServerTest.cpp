@@ -3,6 +3,7 @@
 #include "platform/zet/Clock.h"
 #include "tests/agent/Process.h"
 #include "tests/agent/StatusReader.h"
+#include "tests/agent/TextMatchers.h"
 #include "tests/attrlog/Connection.h"
 
 #include <gtest/gtest.h>
@@ -126,13 +127,10 @@ TEST_F( StatusServerTest, appliesNothingThatAClientSends ) {
    connected( false ).send( Tests::Bytes( 100, 'x' ) );
    pass( 1 );
    EXPECT_FALSE( readers.back().isOpen );
-   EXPECT_NE(
-       lines.find( "dropped: it sent more than its hello, but the status can only be read\n" ),
-       std::string::npos )
-       << lines;
-   EXPECT_NE( lines.find( "dropped: the type of the hello, at offset 6: a text has" ),
-              std::string::npos )
-       << lines;
+   EXPECT_THAT(
+       lines,
+       HasSubstr( "dropped: it sent more than its hello, but the status can only be read\n" ) );
+   EXPECT_THAT( lines, HasSubstr( "dropped: the type of the hello, at offset 6: a text has" ) );
    EXPECT_EQ( stateOf( *status ), before );
    status->groupIs( "new" );
    runTurns();
@@ -146,7 +144,7 @@ TEST_F( StatusServerTest, dropsClientsWithoutATimelyHello ) {
    connected( false ).send( other->out()->unsent() );
    runTurns();
    EXPECT_FALSE( readers.back().isOpen );
-   EXPECT_NE( lines.find( "the type of the hello" ), std::string::npos ) << lines;
+   EXPECT_THAT( lines, HasSubstr( "the type of the hello" ) );
 
    auto const hello = polite.replica.hello();
    for ( std::size_t i = 1; i < StatusServer::clientLimit; ++i )
@@ -162,8 +160,7 @@ TEST_F( StatusServerTest, dropsClientsWithoutATimelyHello ) {
    EXPECT_TRUE( isReplica( polite ) && isReplica( readers.back() ) );
    pass( 1 );
    EXPECT_EQ( lineCount(), 2u ) << lines;
-   EXPECT_TRUE( lines.ends_with( "it sent no hello within 1 s, the last of 63 in a second\n" ) )
-       << lines;
+   EXPECT_THAT( lines, EndsWith( "it sent no hello within 1 s, the last of 63 in a second\n" ) );
 }
 
 TEST_F( StatusServerTest, reservesTheLastPlaceForRoot ) {
@@ -223,9 +220,8 @@ TEST_F( StatusServerTest, dropsClientsThatReadTooSlowly ) {
       std::array< char, 100 > bytes;
       EXPECT_GT( recv( slow.fd(), bytes.data(), bytes.size(), 0 ), 0 );
    }
-   EXPECT_NE( lines.find( ": it reads too slowly: its socket took nothing for 5 s, and " ),
-              std::string::npos )
-       << lines;
+   EXPECT_THAT( lines,
+                HasSubstr( ": it reads too slowly: its socket took nothing for 5 s, and " ) );
 }
 
 TEST_F( StatusServerTest, clientsTakeOnlyTheMemoryThatTheyUse ) {
@@ -254,7 +250,7 @@ TEST_F( StatusServerTest, onlyOneServerServesAPath ) {
    ASSERT_EQ( stat( path.c_str(), &file ), 0 );
    EXPECT_EQ( file.st_mode & 0777, 0660u );
 
-   EXPECT_NE( objection().find( "another ufdd is running and serves " + path ), std::string::npos );
+   EXPECT_THAT( objection(), HasSubstr( "another ufdd is running and serves " + path ) );
    EXPECT_TRUE( isReplica( connected() ) ) << "whom the second one has not hurt";
    server.reset();
    EXPECT_NE( stat( path.c_str(), &file ), 0 );
@@ -265,7 +261,7 @@ TEST_F( StatusServerTest, onlyOneServerServesAPath ) {
       ASSERT_EQ(
           bind( other.fd(), reinterpret_cast< sockaddr const* >( &address ), sizeof address ), 0 );
       ASSERT_EQ( listen( other.fd(), 1 ), 0 );
-      EXPECT_NE( objection().find( "another program listens on " + path ), std::string::npos );
+      EXPECT_THAT( objection(), HasSubstr( "another program listens on " + path ) );
    }
    serve();
    EXPECT_TRUE( isReplica( connected() ) ) << "where a stale file was";
@@ -275,10 +271,10 @@ TEST_F( StatusServerTest, onlyOneServerServesAPath ) {
    server.reset();
    std::ofstream( path ) << "somebody's";
    serve();
-   EXPECT_NE( lines.find( path + " is not a socket" ), std::string::npos ) << lines;
+   EXPECT_THAT( lines, HasSubstr( path + " is not a socket" ) );
    EXPECT_EQ( stat( path.c_str(), &file ), 0 );
    server.emplace( directory.path() + "/none/status/socket", roots, *this ).listen();
-   EXPECT_NE( lines.find( "make it, or name another socket by --socket" ), std::string::npos );
+   EXPECT_THAT( lines, HasSubstr( "make it, or name another socket by --socket" ) );
    std::filesystem::create_directory( directory.path() + "/none" );
    pass( 10 );
    EXPECT_TRUE( std::filesystem::exists( directory.path() + "/none/status/socket" ) );

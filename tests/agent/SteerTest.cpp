@@ -1,6 +1,7 @@
 #include "agent/orders/OrderFile.h"
 #include "tests/agent/AgentTest.h"
 #include "tests/agent/Directory.h"
+#include "tests/agent/TextMatchers.h"
 
 #include <fstream>
 
@@ -74,10 +75,10 @@ TEST_F( SteerTest, anOrderComesBeforeTheUplinksAndEndsWithItsTime ) {
    EXPECT_EQ( group->orderUid(), 7u );
    EXPECT_EQ( group->orderReason(), "new switch" );
    EXPECT_FALSE( group->isDown() );
-   EXPECT_TRUE( agent->summary().ends_with( "; orders stand about: g" ) );
+   EXPECT_THAT( agent->summary(), EndsWith( "; orders stand about: g" ) );
    std::string const status = agent->statusLines()[ 0 ];
-   EXPECT_NE( status.find( ", ordered down by uid 7 since " ), std::string::npos ) << status;
-   EXPECT_NE( status.find( " (new switch): configured; uplinks: " ), std::string::npos ) << status;
+   EXPECT_THAT( status, HasSubstr( ", ordered down by uid 7 since " ) );
+   EXPECT_THAT( status, HasSubstr( " (new switch): configured; uplinks: " ) );
    // Nobody else opens it, however often.
    for ( int i = 0; i < 10; ++i ) {
       kernel.set( "d1", true );
@@ -97,7 +98,7 @@ TEST_F( SteerTest, anOrderComesBeforeTheUplinksAndEndsWithItsTime ) {
    EXPECT_EQ( takeActs(), "" );
    pass( 2 );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
-   EXPECT_NE( lines.find( "new switch; this order is over\n" ), std::string::npos ) << lines;
+   EXPECT_THAT( lines, HasSubstr( "new switch; this order is over\n" ) );
    EXPECT_EQ( state(), "acting; d1 open, d2 open" );
    EXPECT_TRUE( orders.book.isEmpty() );
 
@@ -107,9 +108,8 @@ TEST_F( SteerTest, anOrderComesBeforeTheUplinksAndEndsWithItsTime ) {
    EXPECT_EQ( state(), "disabled; d1 open, d2 open" );
    takeLines();
    pass( 3700 );
-   EXPECT_NE( lines.find( "new switch; this order stands, and is ended by: ufdctl auto g\n" ),
-              std::string::npos )
-       << lines;
+   EXPECT_THAT( lines,
+                HasSubstr( "new switch; this order stands, and is ended by: ufdctl auto g\n" ) );
    EXPECT_EQ( told( Verb::automatic, { "g" } ), " -d1 -d2" );
    EXPECT_EQ( told( Verb::disable, { "g" } ), " +d1 +d2" );
    EXPECT_EQ( told( Verb::down, { "d2" } ), " -d2" );
@@ -319,9 +319,8 @@ TEST_F( SteerTest, theFileSwitchesGroupsAndOrdersComeFirst ) {
    agent->reload( config(), "f" );
    EXPECT_EQ( takeActs(), " +d1 +d2" );
    EXPECT_TRUE( orders.book.isEmpty() );
-   EXPECT_NE( lines.find( "this order is dropped: the configuration does not name it any more" ),
-              std::string::npos )
-       << lines;
+   EXPECT_THAT( lines,
+                HasSubstr( "this order is dropped: the configuration does not name it any more" ) );
 }
 
 // A name may have spaces, and a reason anything.
@@ -360,16 +359,16 @@ TEST( OrderFileTest, keepsWhatItIsToldAndAsideWhatItCanNotRead ) {
       OrderFile file( state );
       OrderStore::Recollection const recalled = file.recall();
       EXPECT_TRUE( recalled.book == book ) << line;
-      EXPECT_TRUE( recalled.trouble.starts_with( path +
+      EXPECT_THAT( recalled.trouble, StartsWith( path +
                                                  " has 1 lines that can't be read; it is "
                                                  "kept as " +
                                                  path + ".unreadable-" ) )
-          << line << ": " << recalled.trouble;
+          << line;
    }
    StateDirectory state( directory.path() );
    OrderFile file( state );
    std::ofstream( path ) << "ufdd-orders 2\n" + state.epoch();
-   EXPECT_TRUE( file.recall().trouble.starts_with( path + " has version 2" ) );
+   EXPECT_THAT( file.recall().trouble, StartsWith( path + " has version 2" ) );
    EXPECT_FALSE( state.has( "orders" ) );
 }
 

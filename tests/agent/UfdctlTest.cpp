@@ -1,5 +1,6 @@
 #include "tests/agent/JsonSchema.h"
 #include "tests/agent/NetworkTest.h"
+#include "tests/agent/TextMatchers.h"
 
 #include <nlohmann/json.hpp>
 
@@ -42,10 +43,9 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
                          4 ) );
    auto const [ refusal, exitStatus ] = Ufdd::ufdctl( { "--socket", config_->path(), "show" } );
    EXPECT_EQ( exitStatus, 4 );
-   EXPECT_NE( refusal.find( "Connection refused; it is not a socket" ), std::string::npos )
-       << refusal;
+   EXPECT_THAT( refusal, HasSubstr( "Connection refused; it is not a socket" ) );
    std::optional< ReadyUfdd > ufdd( std::in_place, way );
-   EXPECT_TRUE( ufdctl( {} ).first.starts_with( "other  UP  " ) ) << ufdctl( {} ).first;
+   EXPECT_THAT( ufdctl( {} ).first, StartsWith( "other  UP  " ) );
    EXPECT_EQ( ufdctl( { "wait", "rack", "up" } ), std::pair( std::string(), 0 ) );
    std::string const waited = ufdctl( { "wait", "rack", "up", "--json" } ).first;
    EXPECT_EQ( ufdctl( { "wait", "rack", "down", "--timeout", "0.1" } ),
@@ -91,7 +91,7 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    }
    EXPECT_EQ( ufdctl( { "--check-health", "-1" } ).second, 3 );
    std::string const agent = ufdctl( { "show", "--agent" } ).first;
-   EXPECT_NE( agent.find( " 2\nfailed acts " ), std::string::npos ) << agent;
+   EXPECT_THAT( agent, HasSubstr( " 2\nfailed acts " ) );
    EXPECT_EQ( ufdctl( { "what-if", "--down", "u2" } ).second, 0 );
    EXPECT_EQ( ufdctl( { "what-if", "--up", "u1,u2", "--fail-if-shut" } ).second, 0 );
    std::string const explained = ufdctl( { "explain", "d1", "--json" } ).first;

@@ -1,4 +1,5 @@
 #include "tests/agent/AgentTest.h"
+#include "tests/agent/TextMatchers.h"
 
 namespace Ufdd {
 namespace {
@@ -62,7 +63,7 @@ TEST_F( UplinkChecksTest, countsResultsInARow ) {
    EXPECT_FALSE( isUp( "u1" ) );
    takeLines();
    report( "a", Word::up, 2 );
-   EXPECT_TRUE( lines.starts_with( "u1 check a passes: why, 2 in a row\n" ) ) << lines;
+   EXPECT_THAT( lines, StartsWith( "u1 check a passes: why, 2 in a row\n" ) );
    EXPECT_EQ( takeActs(), " -d1 +d1" );
 }
 
@@ -105,11 +106,10 @@ TEST_F( UplinkChecksTest, opensNoPortWhenUfddIsKilled ) {
    checks[ 0 ].name = "c";
    agent->reload( config(), "f" );
    runTurns();
-   EXPECT_NE(
-       lines.find( "check a ends: it is not in the configuration any more; its failure counts "
-                   "no more\n" ),
-       std::string::npos )
-       << lines;
+   EXPECT_THAT(
+       lines,
+       HasSubstr( "check a ends: it is not in the configuration any more; its failure counts "
+                  "no more\n" ) );
    EXPECT_EQ( takeActs(), " +d1" );
    report( "c", Word::down, 3 );
    checks[ 0 ].fall = 50;
@@ -139,11 +139,10 @@ TEST_F( UplinkChecksTest, waitsWhereAllFailAtOnce ) {
    takeLines();
    report( "a", Word::down, 3 );
    EXPECT_EQ( takeActs(), " +d1" );
-   EXPECT_NE(
-       lines.find( "all checks failed at once, and no carrier was lost: a, b; the fault may be "
-                   "in this machine, so they count only in 30 s" ),
-       std::string::npos )
-       << lines;
+   EXPECT_THAT(
+       lines,
+       HasSubstr( "all checks failed at once, and no carrier was lost: a, b; the fault may be "
+                  "in this machine, so they count only in 30 s" ) );
    EXPECT_EQ( state( "a" ).waitTime(), simulatedNow + 30 );
    EXPECT_TRUE( state( "a" ).isUp() );
    EXPECT_EQ( state( "a" ).verdict(), CheckVerdict::down );
