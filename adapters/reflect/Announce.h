@@ -21,21 +21,23 @@ typeToFill() {
    return const_cast< Zet::ZetType& >( *T::_fwkType() );
 }
 
-// Tells the reactor of the attributes of one type.
+// Makes a descriptor, or returns it if it has been made.
+using TypeMaker = Zet::Ptr< Zet::ZetType const > ( * )();
+
+// Tells the reactor of the attributes of one type. The `keyType` of an attribute that is no
+// collection is null.
 class ZET_EXPORT Announcer {
  public:
    Announcer( Zet::IntrospectionReactor& reactor, Zet::ZetType& type )
        : reactor_( reactor ), type_( type ) {}
 
-   void plain( Zet::Name name, Zet::Ptr< Zet::ZetType const > const& valueType,
-               Zet::Ptr< Zet::ZetType const > const& keyType, KindFlags const& kind,
+   void plain( std::string_view name, TypeMaker valueType, TypeMaker keyType, KindFlags const& kind,
                Zet::AttributeId id );
    // Announces an attribute with its context: arguments and, for a collection that makes its
    // members, their key.
-   void withContext( Zet::Name name, Zet::Ptr< Zet::ZetType const > const& valueType,
-                     Zet::Ptr< Zet::ZetType const > const& keyType, KindFlags const& kind,
-                     Zet::AttributeId id, std::vector< Zet::Argument > arguments,
-                     Zet::Name indexAttribute );
+   void withContext( std::string_view name, TypeMaker valueType, TypeMaker keyType,
+                     KindFlags const& kind, Zet::AttributeId id,
+                     std::vector< Zet::Argument > arguments, std::string_view indexAttribute );
    void again( Zet::Ptr< Zet::ZetAttr > const& attribute );
 
  private:
@@ -104,11 +106,11 @@ void
 announceRow( Announcer& announcer, R const& row ) {
    using V = ValueTypeOf< R::get >;
    static_assert( Notify::holds< Zet::hasTypeOf< V >, Fault::NoTypeOfValue< R::get, V > >() );
-   auto const valueType = Zet::TypeOf< V >::type();
+   constexpr TypeMaker valueType = Zet::TypeOf< V >::type;
    constexpr KindFlags const& kind = flagsOf< R >;
-   Zet::Ptr< Zet::ZetType const > keyType;
+   TypeMaker keyType = nullptr;
    if constexpr ( isCollection< R > )
-      keyType = Zet::TypeOf< typename R::Key >::type();
+      keyType = Zet::TypeOf< typename R::Key >::type;
    if constexpr ( requires { row.parameters; } ) {
       if ( row.parameters.empty() )
          announcer.plain( row.name, valueType, nullptr, kind, row.id );
@@ -132,14 +134,14 @@ announceKey( Announcer& announcer ) {
    if constexpr ( hasKey< T > )
       announcer.plain(
           Zet::frameworkAttributeName( Zet::keyAttributeId ),
-          Zet::TypeOf< std::decay_t< decltype( std::declval< T const& >().zetKey() ) > >::type(),
+          Zet::TypeOf< std::decay_t< decltype( std::declval< T const& >().zetKey() ) > >::type,
           nullptr, Kind::key, Zet::keyAttributeId );
 }
 
 template < class T >
 void
 announceEntity( Announcer& announcer ) {
-   auto const boolType = Zet::TypeOf< bool >::type();
+   constexpr TypeMaker boolType = Zet::TypeOf< bool >::type;
    announcer.plain( Zet::frameworkAttributeName( Zet::isNondestructingAttributeId ), boolType,
                     nullptr,
                     hasAttributeLog< T > ? Kind::isNondestructing : Kind::isNondestructingUnlogged,
@@ -154,10 +156,10 @@ announceEntity( Announcer& announcer ) {
 template < class T >
 void
 announceMachine( Announcer& announcer ) {
-   announcer.plain( "zetFwkActivity", Zet::ActivityConfig::_fwkType(), nullptr, Kind::activity, 0 );
+   announcer.plain( "zetFwkActivity", Zet::ActivityConfig::_fwkType, nullptr, Kind::activity, 0 );
    Notify::forEachRow< T >( [ & ]( auto const& row ) { announceRow( announcer, row ); } );
    announceKey< T >( announcer );
-   auto const nothing = Zet::TypeOf< void >::type();
+   constexpr TypeMaker nothing = Zet::TypeOf< void >::type;
    announcer.withContext( "hasNotificationActiveIs", nothing, nullptr, Kind::machineFunction, 0,
                           { { "hasNotificationActiveIs", "bool" } }, {} );
    announcer.withContext( "zetDoZombieReactors", nothing, nullptr, Kind::machineFunction, 0,
@@ -177,7 +179,7 @@ announceEnumeration( Zet::IntrospectionReactor& reactor ) {
    type.hasGenericIfSupportIs( true );
    Zet::AttributeId number = 0;
    for ( char const* const text : Notify::Description< E >::enumerators )
-      announcer.plain( text, &type, nullptr, Kind::enumerator, number++ );
+      announcer.plain( text, Zet::TypeOf< E >::type, nullptr, Kind::enumerator, number++ );
    type.valueAttrIs( Zet::ZetAttr::attr( &type, "value" ) );
    reactor.handleScopeExit();
 }

@@ -11,7 +11,6 @@ namespace Reflect {
 // The types that register together.
 class ZET_EXPORT Unit {
  public:
-   using TypeMaker = Zet::Ptr< Zet::ZetType const > ( * )();
    using Announcement = void ( * )( Zet::IntrospectionReactor& );
 
    // Makes the descriptors, then announces the name space with each type. Does so once, when the
