@@ -29,9 +29,8 @@ TEST_F( AgentTest, neverShutsAProtectedLink ) {
    EXPECT_EQ( takeActs(), " +d1 +d2" );
    EXPECT_THAT( takeLines(),
                 StartsWith( "port d1 not shut: it is protected by the configuration, though group "
-                            "g is down, 0/2 up, "
-                            "min_links 1; remove it from the group, or its name from protect\n"
-                            "port d1 opened" ) );
+                            "g is down, 0/2 up, min_links 1; remove it from the group, or its name "
+                            "from protect\nport d1 opened" ) );
    EXPECT_EQ( store.names(), "" );
    kernel.set( "d1", false );
    kernel.set( "d1", true );
@@ -538,6 +537,13 @@ TEST_F( AgentTest, nameThatWasNeverThereShutsNothing ) {
    kernel.add( "uplnk1" );
    runTurns();
    EXPECT_EQ( takeActs(), " +d1 +d2" );
+   takeLines();
+   // A reload may bring such a name, too.
+   groups[ 0 ].config->intfsToMonitorIs( Kelnet::IntfId( "uplnk2" ), true );
+   groups[ 0 ].config->minLinksIs( 3 );
+   agent->reload( config(), "f" );
+   runTurns();
+   EXPECT_THAT( takeLines(), HasSubstr( "no interface was called uplnk2" ) );
 }
 
 TEST_F( AgentTest, startupHoldLastsUntilAGroupWasUp ) {
