@@ -32,10 +32,10 @@ class CheckRunnerTest : public NetworkTest {
    void start() {
       ufdd.emplace( arguments( config ) );
       startRunner();
-      reader.emplace( state_.path() + "/status" );
+      reader.emplace( socketPath() );
    }
    void startRunner( std::vector< std::string > options = {} ) {
-      options.insert( options.end(), { "--socket", state_.path() + "/status" } );
+      options.insert( options.end(), { "--socket", socketPath() } );
       runner.emplace( options, Process::Rights::all, builtProgram( "ufdd-checks" ) );
    }
    // The number of lines in a file, which scripts append to.
@@ -181,7 +181,7 @@ TEST_F( CheckRunnerTest, deliversTheOthersWhenAReportIsRefused ) {
    for ( std::string const name : { "a", "b" } )
       config += "[[check]]\nname = '" + name + "'\nuplinks = [ 'u1' ]\nkind = 'reported'\n";
    ufdd.emplace( arguments( config ) );
-   reader.emplace( state_.path() + "/status" );
+   reader.emplace( socketPath() );
    std::vector< std::string > told;
    ReportSender sender( state_.path() + "/control",
                         [ & ]( std::string const& text ) { told.push_back( text ); } );

@@ -251,8 +251,7 @@ TEST_F( LivingTest, logOfAClosedStandardErrorGoesToNoOtherFile ) {
    for ( std::string const& argument : arguments( group( "a", "'u1'", "'d1'" ) ) )
       command += " '" + argument + "'";
    Process const ufdd( { "-c", command + " 0<&- 1>&- 2>&-" }, Process::Rights::all, "/bin/sh" );
-   ASSERT_TRUE(
-       eventually( [ & ] { return std::filesystem::exists( state_.path() + "/status" ); } ) );
+   ASSERT_TRUE( eventually( [ & ] { return std::filesystem::exists( socketPath() ); } ) );
    EXPECT_EQ( std::filesystem::read_symlink( "/proc/" + std::to_string( ufdd.pid() ) + "/fd/2" ),
               "/dev/null" );
 }

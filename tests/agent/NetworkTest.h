@@ -117,12 +117,14 @@ class NetworkTest : public testing::Test {
    // no startup_hold unless the configuration says so.
    std::vector< std::string > arguments( std::string const& config ) {
       config_.emplace( withoutHold( config ) );
-      return { "--config",    config_->path(), "--state-dir",
-               state_.path(), "--socket",      state_.path() + "/status" };
+      return {
+         "--config", config_->path(), "--state-dir", state_.path(), "--socket", socketPath()
+      };
    }
+   std::string socketPath() const { return state_.path() + "/status"; }
    // Has ufdctl ask the ufdd of arguments().
    std::pair< std::string, int > ufdctl( std::vector< std::string > words ) const {
-      words.insert( words.begin(), { "--socket", state_.path() + "/status" } );
+      words.insert( words.begin(), { "--socket", socketPath() } );
       return Ufdd::ufdctl( std::move( words ) );
    }
    // Returns a [[group]] whose ports are opened as soon as it is up. The lists have their names in

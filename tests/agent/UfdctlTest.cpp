@@ -15,7 +15,6 @@ using Json = nlohmann::json;
 
 class UfdctlTest : public NetworkTest {
  protected:
-   std::string socket() const { return state_.path() + "/status"; }
    // Returns the "event" of each line about groups, with their link status: "state:up removed".
    static std::string events( std::string const& lines ) {
       std::string events;
@@ -37,7 +36,7 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    std::vector< std::string > const way =
        arguments( group( "rack", "'u1'", "'d1'" ) + group( "other", "'u2'", "'d2'" ) );
    EXPECT_EQ( ufdctl( { "show" } ),
-              std::pair( "ufdctl: can't reach ufdd at " + socket() +
+              std::pair( "ufdctl: can't reach ufdd at " + socketPath() +
                              ": No such file or directory; start ufdd, or give ufdctl the same "
                              "--socket as ufdd\n",
                          4 ) );
@@ -73,7 +72,7 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    }
    EXPECT_EQ( faultsOf( objects ), "" );
 
-   Process watch( { "--socket", socket(), "watch", "rack", "--json" }, Process::Rights::all,
+   Process watch( { "--socket", socketPath(), "watch", "rack", "--json" }, Process::Rights::all,
                   builtProgram( "ufdctl" ) );
    auto const hasSeen = [ & ]( std::string const& expected ) {
       return eventually( [ & ] { return events( watch.output() ) == expected; } );
@@ -105,7 +104,7 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    ufdd->end( SIGKILL );
    ASSERT_TRUE( hasSeen( "state:up transition:down lost" ) ) << watch.output();
    EXPECT_EQ( ufdctl( { "show" } ),
-              std::pair( "ufdctl: can't reach ufdd at " + socket() +
+              std::pair( "ufdctl: can't reach ufdd at " + socketPath() +
                              ": Connection refused; ufdd ended without removing it; start "
                              "ufdd\n",
                          4 ) );
@@ -113,11 +112,16 @@ TEST_F( UfdctlTest, showsAndWatchesAlsoOverARestart ) {
    ufdd.emplace( way );
    ASSERT_TRUE( hasSeen( "state:up transition:down lost resync transition:up" ) )
        << watch.output() << ufdd->output();
+   Process second( { "--config", config_->path(), "--state-dir", state_.path() + "/other",
+                     "--socket", socketPath() } );
+   EXPECT_EQ( second.wait(), 1 );
+   EXPECT_TRUE( second.wrote( "another ufdd is running and serves " + socketPath() ) )
+       << second.output();
    ip( "link set u1-far down" );
    ASSERT_TRUE( hasSeen( "state:up transition:down lost resync transition:up transition:down" ) )
        << watch.output();
    EXPECT_EQ( ufdd->end( SIGTERM ), 0 );
-   EXPECT_FALSE( std::filesystem::exists( socket() ) );
+   EXPECT_FALSE( std::filesystem::exists( socketPath() ) );
 }
 
 TEST_F( UfdctlTest, failsIfItCannotWriteItsOutput ) {
@@ -127,7 +131,7 @@ TEST_F( UfdctlTest, failsIfItCannotWriteItsOutput ) {
       // If standard output is closed, the socket must not get its number.
       for ( std::string const output : { " >/dev/full", " >&-" } ) {
          std::string const command =
-             "exec " + builtProgram( "ufdctl" ) + " --socket " + socket() + " " + word + output;
+             "exec " + builtProgram( "ufdctl" ) + " --socket " + socketPath() + " " + word + output;
          Process full( { "-c", command }, Process::Rights::all, "/bin/sh" );
          EXPECT_TRUE( eventually( [ & ] { return full.hasEnded(); } ) ) << command;
          EXPECT_EQ( full.end( SIGTERM ), 1 ) << command;
