@@ -38,15 +38,21 @@ shrunk( std::uint64_t seed, Schedule schedule ) {
    } );
 }
 
+// A part of the schedules, since one processor would be busy with them all long after the others
+// have done the other tests.
+class Part : public testing::TestWithParam< std::uint64_t > {};
+constexpr std::uint64_t parts = 4;
+INSTANTIATE_TEST_SUITE_P( Simulation, Part, testing::Range( std::uint64_t{ 0 }, parts ) );
+
 // UFD_SEED=N UFD_SEQUENCES=1 repeats the schedule of seed N; UFD_SEED=0 draws seeds at random.
-TEST( Simulation, DaemonIsRightWhateverHappens ) {
+TEST_P( Part, DaemonIsRightWhateverHappens ) {
    std::uint64_t const given = Tests::environment( "UFD_SEED", 1 );
    std::uint64_t const seed = given != 0 ? given : std::random_device()();
    // A schedule takes as long as four of the sequences that other tests count.
    std::uint64_t const sequences = Tests::environment( "UFD_SEQUENCES", 80000 );
    std::uint64_t const schedules = ( sequences + 3 ) / 4;
    std::cout << "UFD_SEED=" << seed << " UFD_SEQUENCES=" << sequences << '\n';
-   for ( std::uint64_t number = seed; number < seed + schedules; ++number ) {
+   for ( std::uint64_t number = seed + GetParam(); number < seed + schedules; number += parts ) {
       Schedule const schedule = randomSchedule( number );
       if ( outcomeOf( number, schedule ).complaint.empty() )
          continue;
