@@ -66,6 +66,14 @@ TEST_F( EntityNotifiee, joinsAListOnce ) {
    EXPECT_DEATH( status->notifieeIs( *linked ), "joins a list once" );
 }
 
+TEST_F( EntityNotifiee, mayBeRegisteredBeforeItHasANotifier ) {
+   auto const a = Zet::make< Recorder< GroupConfig > >( log, "a" );
+   for ( bool const registered : { true, false, true } )
+      a->isRegisteredNotifieeIs( registered );
+   a->notifierIs( entity );
+   EXPECT_EQ( heard(), "a" );
+}
+
 TEST_F( EntityNotifiee, movesWithItsNotifier ) {
    auto const a = recorder( "a" );
    auto const b = recorder( "b" );

@@ -118,8 +118,17 @@ TEST( NotificationBridge, ATypeTellsByItsRowsAlone ) {
    gauge->isOpenIs( true );
    gauge->linkIs( Gauge::Link::up );
    gauge->levelIs( intf( "e1" ), 3 );
+   gauge->levelIs( intf( "e1" ), 4 );
+   EXPECT_EQ( gauge->level( intf( "e1" ) ), 4u );
    gauge->partIs( "p" );
-   EXPECT_EQ( ( Log{ "258", "260", "261", "262", "263 at e1", "264 at 'p'" } ), watched.told );
+   // What is there already is no change.
+   gauge->valueIs( 2.5 );
+   gauge->titleIs( "t" );
+   gauge->linkIs( Gauge::Link::up );
+   gauge->levelIs( intf( "e1" ), 4 );
+   gauge->partIs( "p" );
+   EXPECT_EQ( ( Log{ "258", "260", "261", "262", "263 at e1", "263 at e1", "264 at 'p'" } ),
+              watched.told );
 }
 
 TEST( NotificationBridge, AWatcherMayDropOthersAndTheInterface ) {
