@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 namespace {
 
 using UplinkFailureDetection::GroupConfig;
@@ -68,7 +70,7 @@ TEST_F( ReactorAdapter, isSilentAsAZombie ) {
    EXPECT_TRUE( reactor->hasNotificationActive() );
 }
 
-// A reactor may be held longer than by its machine: by a notification that is under way.
+// A notification that is under way holds the reactors that it has yet to call.
 TEST_F( ReactorAdapter, isSilentOnceItsMachineHasDroppedIt ) {
    machine->watch( nullptr );
    machine->watch( entity );
@@ -94,7 +96,7 @@ TEST_F( ReactorAdapter, registersWithANewNotifier ) {
    EXPECT_EQ( changed, 1 );
 }
 
-TEST_F( ReactorAdapter, isNeitherActivatedNorRevivedByWhatIsNoChange ) {
+TEST_F( ReactorAdapter, staysAsItIsUnlessItsMachineChanges ) {
    reactor->hasNotificationActiveIs( false );
    machine->hasNotificationActiveIs( true );
    reactor->zetDoZombieReactors( false );
