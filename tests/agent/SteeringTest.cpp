@@ -129,7 +129,7 @@ TEST_F( SteeringTest, keepsAPortShutForACheckOverACrash ) {
    for ( int i = 0; i < 3; ++i )
       EXPECT_EQ( ufdctl( { "report", "bfd", "down", "--reason", "Down" } ).second, 0 );
    EXPECT_TRUE( haveLink( { "d1-far" }, false ) );
-   EXPECT_TRUE( ufdd->wrote( "u1 check bfd failed: Down, 3 in a row" ) ) << ufdd->output();
+   EXPECT_TRUE( ufdd->writes( "u1 check bfd failed: Down, 3 in a row" ) ) << ufdd->output();
    EXPECT_TRUE( isShown( "check bfd failed: Down, 3 in a row" ) ) << shown();
    EXPECT_EQ( faultsOf( Json::parse( shown() ).dump() + '\n' ), "" );
    std::uint32_t const before = transitions( "d1-far" );
