@@ -75,7 +75,7 @@ PortReport::tell( PortResult const& result ) {
                            "; it is shut when the route leaves it, or with "
                            "allow_default_route = true" );
    case PortResult::Kind::leftAlone:
-      return tellLeftOpen( answer, "not shut: there is no evidence that its uplinks failed" );
+      return tellLeftOpen( answer, leftAloneText( answer.port ) );
    case PortResult::Kind::opened:
       return tellOpened( answer );
    case PortResult::Kind::openedAnyway:
@@ -93,31 +93,41 @@ PortReport::line( LogEvent::Id id, GroupsText const& groups, Kelnet::IntfId port
    log_.event( { .id = id, .groups = groups.names, .port = port.name().view() }, text );
 }
 
-void
-PortReport::tellShut( LinkRequest const& answer, std::string_view how ) {
-   GroupsText groups = groupsText( detector_, answer.port, GroupLinkStatus::down, Idle::leftOut );
-   if ( detector_.reasons().isOrderedDown( answer.port ) ) {
+GroupsText
+PortReport::demandText( Kelnet::IntfId port ) const {
+   GroupsText groups = groupsText( detector_, port, GroupLinkStatus::down, Idle::leftOut );
+   if ( detector_.reasons().isOrderedDown( port ) ) {
       groups.text = "it is ordered down";
    } else if ( groups.names.empty() ) {
-      groups = groupsText( detector_, answer.port, GroupLinkStatus::up, Idle::leftOut );
-      groups.text.insert( 0, detector_.reasons().isLatched( answer.port )
-                                 ? "latched (auto_recover) by "
-                                 : "recovery_delay of " );
+      groups = groupsText( detector_, port, GroupLinkStatus::up, Idle::leftOut );
+      groups.text.insert( 0, detector_.reasons().isLatched( port )
+                                 ? "it is latched (auto_recover): "
+                                 : "recovery_delay has not passed: " );
    }
-   line( LogEvent::portShut, groups, answer.port,
-         nameOf( answer ) + " " + std::string( how ) + ": " + groups.text );
+   return groups;
+}
+
+std::string
+PortReport::leftAloneText( Kelnet::IntfId port ) const {
+   bool const isDown =
+       !groupsText( detector_, port, GroupLinkStatus::down, Idle::leftOut ).names.empty();
+   return isDown ? "not shut: there is no evidence that its uplinks failed"
+                 : "not shut: its uplinks are up again";
+}
+
+void
+PortReport::tellShut( LinkRequest const& answer, std::string_view how ) {
+   GroupsText const demand = demandText( answer.port );
+   line( LogEvent::portShut, demand, answer.port,
+         nameOf( answer ) + " " + std::string( how ) + ": " + demand.text );
 }
 
 void
 PortReport::tellLeftOpen( LinkRequest const& answer, std::string const& why,
                           std::string_view remedy ) {
-   GroupsText const groups =
-       groupsText( detector_, answer.port, GroupLinkStatus::down, Idle::leftOut );
-   line( LogEvent::portFailure, groups, answer.port,
-         nameOf( answer ) + ' ' + why + ", though " +
-             ( detector_.reasons().isOrderedDown( answer.port ) ? "it is ordered down"
-                                                                : groups.text ) +
-             std::string( remedy ) );
+   GroupsText const demand = demandText( answer.port );
+   line( LogEvent::portFailure, demand, answer.port,
+         nameOf( answer ) + ' ' + why + ", though " + demand.text + std::string( remedy ) );
 }
 
 void

@@ -31,6 +31,10 @@ class PortReport {
    void line( LogEvent::Id id, GroupsText const& groups, Kelnet::IntfId port,
               std::string const& text );
    void tell( PortResult const& result );
+   // Why the port must be shut: "group a is down, 0/2 up, min_links 1".
+   GroupsText demandText( Kelnet::IntfId port ) const;
+   // Why it is not, if all groups that ask for it are left alone or up again.
+   std::string leftAloneText( Kelnet::IntfId port ) const;
    void tellShut( LinkRequest const& answer, std::string_view how );
    // "port eth1 WHY, though group a is down, 0/2 up, min_links 1REMEDY"
    void tellLeftOpen( LinkRequest const& answer, std::string const& why,

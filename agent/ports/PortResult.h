@@ -18,7 +18,7 @@ struct PortResult {
       overridden,
       isProtected,  // It must be shut, but is never shut.
       defaultRoute, // It must be shut, but carries the default route.
-      leftAlone,    // It must be shut, but all its groups are left alone.
+      leftAlone,    // It must be shut, but all its groups are left alone, or up again.
       opened,
       openedAnyway, // It must be shut, but is overridden.
       failed        // For answer.error.

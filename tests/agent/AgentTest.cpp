@@ -348,6 +348,17 @@ TEST_F( AgentTest, reloadNeitherEndsNorBeginsADelay ) {
    pass( 10 );
    EXPECT_EQ( takeActs(), " +d1 +d2 +d3" );
 
+   // Others open a port while recovery_delay passes.
+   uplinksAre( false );
+   uplinksAre( true );
+   takeLines();
+   kernel.set( "d1", true );
+   runTurns();
+   EXPECT_EQ( takeLines(), "port d1 not shut: its uplinks are up again, though recovery_delay has "
+                           "not passed: group g is up, 2/2 up, min_links 1\n" );
+   pass( 10 );
+   takeActs();
+
    // A group that is down gets another name.
    uplinksAre( false );
    takeActs();

@@ -249,7 +249,12 @@ TEST_F( SteerTest, aLatchIsKeptUntilItIsCleared ) {
    uplinksAre( false );
    EXPECT_EQ( orders.book.latches.size(), 2u );
    uplinksAre( true );
-   EXPECT_EQ( takeActs(), " -d1 -d2" );
+   kernel.set( "d1", true );
+   takeLines();
+   runTurns();
+   EXPECT_THAT( lines, HasSubstr( "port d1 shut again, someone had opened it: it is latched "
+                                  "(auto_recover): group g is up, 2/2 up, min_links 1\n" ) );
+   EXPECT_EQ( takeActs(), " -d1 -d2 -d1" );
    EXPECT_EQ( state(), "acting; d1 latched, d2 latched" );
    EXPECT_EQ( agent->roots().state->group( "g" )->wait(), WaitReason::latched );
    restart();
