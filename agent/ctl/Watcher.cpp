@@ -10,9 +10,9 @@ namespace Ufdd {
 
 namespace {
 
-// Returns why the port is as it is: "group rack1 is down".
+// Returns why the port is as it is: "wanted shut by rack1".
 std::string
-causeOf( View::Port const& port, Moment const& now ) {
+reasonOf( View::Port const& port, Moment const& now ) {
    if ( !port->failure().empty() )
       return std::string( port->failure().view() );
    if ( std::string order = orderText( *port, now ); !order.empty() )
@@ -115,7 +115,7 @@ Watcher::showPorts( View const& view ) {
       else
          line( "port " + name, { { before == ports_.end() ? "is " : before->second + " -> " },
                                  { text, emphasisOf( severityOf( *port ) ) },
-                                 { ": " + causeOf( port, view.now ) } } );
+                                 { ": " + reasonOf( port, view.now ) } } );
    }
    ports_ = std::move( shown );
 }
@@ -133,11 +133,11 @@ Watcher::handleResync( std::string const& socket ) {
    if ( style_.asJson )
       object( "resync", { { "socket", socket } } );
    else
-      line( "", { { "ufdd at " + socket + " is back; what has changed meanwhile follows" } } );
+      line( "", { { "ufdd at " + socket + " is back; the changes since then follow" } } );
 }
 
 void
-Watcher::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
+Watcher::handleTransition( Zet::Name const& name, GroupLinkStatus before, GroupLinkStatus now ) {
    if ( begun_ && ( wanted_.empty() || name == wanted_.c_str() ) )
       transitions_.push_back( { name, before, now, false } );
 }
@@ -145,7 +145,7 @@ Watcher::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus 
 void
 Watcher::handleGroupGone( Zet::Name const& name ) {
    if ( begun_ && ( wanted_.empty() || name == wanted_.c_str() ) )
-      transitions_.push_back( { name, LinkStatus::unknown, LinkStatus::unknown, true } );
+      transitions_.push_back( { name, GroupLinkStatus::unknown, GroupLinkStatus::unknown, true } );
 }
 
 void

@@ -44,15 +44,16 @@ class Watcher final : private UplinkFailureDetection::GroupTransitions::Listener
    void handleResync( std::string const& socket );
 
  private:
-   using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
+   using GroupLinkStatus = UplinkFailureDetection::GroupLinkStatus;
    struct Transition {
       Zet::Name group;
-      LinkStatus before;
-      LinkStatus now;
+      GroupLinkStatus before;
+      GroupLinkStatus now;
       bool isRemoval;
    };
 
-   void handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) override;
+   void handleTransition( Zet::Name const& name, GroupLinkStatus before,
+                          GroupLinkStatus now ) override;
    void handleGroupGone( Zet::Name const& name ) override;
    View view() const;
    bool isWanted( PortState const& port ) const;

@@ -34,11 +34,11 @@ class WhatIf {
    Json json() const;
 
  private:
-   using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
+   using GroupLinkStatus = UplinkFailureDetection::GroupLinkStatus;
    struct Group {
       std::string name;
-      std::optional< LinkStatus > now;  // Empty for a group that is new.
-      std::optional< LinkStatus > then; // Empty for a group that would be removed.
+      std::optional< GroupLinkStatus > now;  // Empty for a group that is new.
+      std::optional< GroupLinkStatus > then; // Empty for a group that would be removed.
       // The numbers of its uplinks then.
       Zet::Ptr< GroupState > state;
    };

@@ -61,10 +61,10 @@ GroupDecision::assumeLatched( Ports ports ) {
 }
 
 bool
-GroupDecision::seenIs( LinkStatus seen, GroupConfig const* group ) {
+GroupDecision::seenIs( GroupLinkStatus seen, GroupConfig const* group ) {
    seen_ = seen;
    since_ = Zet::now();
-   if ( seen != LinkStatus::up )
+   if ( seen != GroupLinkStatus::up )
       return false;
    if ( group && isDown_ && !only_ ) {
       only_.emplace();
@@ -128,7 +128,7 @@ GroupDecision::latches( Kelnet::IntfId port ) const {
 
 bool
 GroupDecision::unlatch( Kelnet::IntfId port ) {
-   if ( seen_ != LinkStatus::up ) {
+   if ( seen_ != GroupLinkStatus::up ) {
       unlatched_.push_back( port );
       return false;
    }
@@ -153,7 +153,7 @@ GroupDecision::thresholds() const {
 
 bool
 GroupDecision::moveThreshold() {
-   if ( seen_ == LinkStatus::unknown || hasFallen_ == isDown_ )
+   if ( seen_ == GroupLinkStatus::unknown || hasFallen_ == isDown_ )
       return false;
    hasFallen_ = isDown_;
    return thresholds().recover > thresholds().stay;

@@ -29,7 +29,7 @@ namespace Ufdd {
 // there is evidence.
 class GroupDecision {
  public:
-   using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
+   using GroupLinkStatus = UplinkFailureDetection::GroupLinkStatus;
    using Ports = std::vector< Kelnet::IntfId >;
 
    // Returns true if the group had another policy or another number.
@@ -49,15 +49,15 @@ class GroupDecision {
    // The same for a group that was latched.
    void assumeLatched( Ports ports );
    // The group is seen so from now on. Returns true if unlatched ports need not be shut any more.
-   bool seenIs( LinkStatus seen, UplinkFailureDetection::GroupConfig const* group );
-   LinkStatus seen() const { return seen_; }
-   bool sawDown() const { return seen_ == LinkStatus::down; }
+   bool seenIs( GroupLinkStatus seen, UplinkFailureDetection::GroupConfig const* group );
+   GroupLinkStatus seen() const { return seen_; }
+   bool sawDown() const { return seen_ == GroupLinkStatus::down; }
    // When it was first seen so; 0 before.
    double since() const { return since_; }
 
    bool isDown() const { return isDown_; }
    // Returns true if the decision is another one than what is seen.
-   bool disagrees() const { return seen_ != LinkStatus::unknown && isDown_ != sawDown(); }
+   bool disagrees() const { return seen_ != GroupLinkStatus::unknown && isDown_ != sawDown(); }
    // When the decision is to change if it disagrees.
    double due() const {
       return since_ + ( sawDown() ? policy_.downDelay : recoveryDelay_.seconds() );
@@ -84,7 +84,7 @@ class GroupDecision {
    bool hasEvidence() const {
       return sawDown() ? !wait_.isLeftAlone() : wait_.reason == WaitReason::latched;
    }
-   // Its owner evaluates it in each turn. Returns false if it did so before.
+   // From then on its owner evaluates it in each turn. Returns false if it did so before.
    bool enterReview() { return !std::exchange( isInReview_, true ); }
    void leaveReview() { isInReview_ = false; }
 
@@ -137,7 +137,7 @@ class GroupDecision {
    OrderKind order_ = OrderKind::none;
    bool isForced_ = false; // The order is.
    GroupMode stance_ = GroupMode::acting;
-   LinkStatus seen_ = LinkStatus::unknown;
+   GroupLinkStatus seen_ = GroupLinkStatus::unknown;
    double since_ = 0;
    bool isDown_ = false;
    bool hasFallen_ = false;

@@ -101,9 +101,10 @@ GroupDecisions::latches() const {
 }
 
 void
-GroupDecisions::handleTransition( Zet::Name const& group, LinkStatus before, LinkStatus now ) {
+GroupDecisions::handleTransition( Zet::Name const& group, GroupLinkStatus before,
+                                  GroupLinkStatus now ) {
    auto const at = groups_.try_emplace( group ).first;
-   if ( now == LinkStatus::up && before == LinkStatus::down && at->second.isLatched() )
+   if ( now == GroupLinkStatus::up && before == GroupLinkStatus::down && at->second.isLatched() )
       risen_.push_back( group );
    if ( at->second.seenIs( now, config_.group( group ).get() ) ) {
       haveLatchesChanged_ = true;
@@ -153,7 +154,7 @@ GroupDecisions::evaluate( Place group, double now, bool confirmsOpenings ) {
    auto const config = config_.group( name );
    if ( !config )
       return true;
-   if ( decision.seen() == LinkStatus::up )
+   if ( decision.seen() == GroupLinkStatus::up )
       history_.handleUp( name );
    auto const finding =
        decision.sawDown() ? evidence_.about( *config, now ) : FailureEvidence::Finding();

@@ -105,10 +105,11 @@ class GroupDecisions final : private UplinkFailureDetection::GroupTransitions::L
 
  private:
    using GroupConfig = UplinkFailureDetection::GroupConfig;
-   using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
+   using GroupLinkStatus = UplinkFailureDetection::GroupLinkStatus;
    using Place = DecidedGroups::iterator;
 
-   void handleTransition( Zet::Name const& group, LinkStatus before, LinkStatus now ) override;
+   void handleTransition( Zet::Name const& group, GroupLinkStatus before,
+                          GroupLinkStatus now ) override;
    void handleGroupGone( Zet::Name const& group ) override;
    // The policy of the group or an order about it has changed.
    void handleStance( Place group, bool wasLatched );

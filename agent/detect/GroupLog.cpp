@@ -16,7 +16,7 @@ GroupLog::GroupLog( Detector const& detector, LinkDirectory const& links, Log& l
     : detector_( detector ), links_( links ), log_( log ), transitions_( detector.status, *this ) {}
 
 void
-GroupLog::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
+GroupLog::handleTransition( Zet::Name const& name, GroupLinkStatus before, GroupLinkStatus now ) {
    if ( isConfiguring_ )
       beforeConfiguring_.try_emplace( name, before );
    else
@@ -24,7 +24,7 @@ GroupLog::handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus
 }
 
 void
-GroupLog::keep( Zet::Name const& name, LinkStatus before, LinkStatus now ) {
+GroupLog::keep( Zet::Name const& name, GroupLinkStatus before, GroupLinkStatus now ) {
    auto const group = detector_.config->group( name );
    waiting_.push_back(
        { name, before, now, links_.cause(), group ? detector_.upOf( *group ) : 0 } );

@@ -41,16 +41,17 @@ class GroupLog final : private UplinkFailureDetection::GroupTransitions::Listene
    void tellUplinks( std::vector< LinkCause > const& changes );
 
  private:
-   using LinkStatus = UplinkFailureDetection::GroupLinkStatus;
+   using GroupLinkStatus = UplinkFailureDetection::GroupLinkStatus;
    struct Transition {
       Zet::Name name;
-      LinkStatus before, now;
+      GroupLinkStatus before, now;
       LinkCause cause;
       unsigned int up; // Number of uplinks that were up.
    };
 
-   void handleTransition( Zet::Name const& name, LinkStatus before, LinkStatus now ) override;
-   void keep( Zet::Name const& name, LinkStatus before, LinkStatus now );
+   void handleTransition( Zet::Name const& name, GroupLinkStatus before,
+                          GroupLinkStatus now ) override;
+   void keep( Zet::Name const& name, GroupLinkStatus before, GroupLinkStatus now );
    void print( Transition const& transition );
    std::string suggestionFor( std::string_view name, Zet::Name const& group ) const;
 
@@ -60,7 +61,7 @@ class GroupLog final : private UplinkFailureDetection::GroupTransitions::Listene
    std::vector< Transition > waiting_; // Not logged yet.
    std::vector< Told > told_;          // See takeTold().
    bool isConfiguring_ = false;
-   std::map< Zet::Name, LinkStatus > beforeConfiguring_;
+   std::map< Zet::Name, GroupLinkStatus > beforeConfiguring_;
    std::map< Zet::Name, unsigned int > toldUp_; // The number of uplinks up, as last logged.
    UplinkFailureDetection::GroupTransitions transitions_;
 };

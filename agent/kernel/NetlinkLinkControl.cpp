@@ -24,27 +24,27 @@ constexpr std::size_t requestRoom = 256;
 // The kernel handles the reasons first. So opening clears our bit even if the reasons of others
 // then keep protodown set.
 void
-putProtoDown( nlmsghdr& order, LinkRequest const& request ) {
+putProtoDown( nlmsghdr& command, LinkRequest const& request ) {
    std::uint32_t const bit = 1u << request.reason;
    if ( !request.up || request.means == LinkRequest::Means::protoDown )
-      mnl_attr_put_u8( &order, IFLA_PROTO_DOWN, request.up ? 0 : 1 );
-   nlattr* const reasons = mnl_attr_nest_start( &order, IFLA_PROTO_DOWN_REASON );
-   mnl_attr_put_u32( &order, IFLA_PROTO_DOWN_REASON_MASK, bit );
-   mnl_attr_put_u32( &order, IFLA_PROTO_DOWN_REASON_VALUE, request.up ? 0 : bit );
-   mnl_attr_nest_end( &order, reasons );
+      mnl_attr_put_u8( &command, IFLA_PROTO_DOWN, request.up ? 0 : 1 );
+   nlattr* const reasons = mnl_attr_nest_start( &command, IFLA_PROTO_DOWN_REASON );
+   mnl_attr_put_u32( &command, IFLA_PROTO_DOWN_REASON_MASK, bit );
+   mnl_attr_put_u32( &command, IFLA_PROTO_DOWN_REASON_VALUE, request.up ? 0 : bit );
+   mnl_attr_nest_end( &command, reasons );
 }
 
 std::size_t
-putOrder( std::byte* room, LinkRequest const& request, std::uint32_t sequence ) {
-   LinkMessage const order = beginLinkMessage( room, RTM_NEWLINK, NLM_F_REQUEST, sequence );
-   order.info->ifi_index = static_cast< int >( request.index );
+putCommand( std::byte* room, LinkRequest const& request, std::uint32_t sequence ) {
+   LinkMessage const command = beginLinkMessage( room, RTM_NEWLINK, NLM_F_REQUEST, sequence );
+   command.info->ifi_index = static_cast< int >( request.index );
    if ( request.means == LinkRequest::Means::adminDown ) {
-      order.info->ifi_flags = request.up ? IFF_UP : 0;
-      order.info->ifi_change = IFF_UP;
+      command.info->ifi_flags = request.up ? IFF_UP : 0;
+      command.info->ifi_change = IFF_UP;
    } else {
-      putProtoDown( *order.header, request );
+      putProtoDown( *command.header, request );
    }
-   return order.header->nlmsg_len;
+   return command.header->nlmsg_len;
 }
 
 } // namespace
@@ -83,13 +83,13 @@ NetlinkLinkControl::apply( std::span< LinkRequest > requests ) {
 }
 
 void
-NetlinkLinkControl::exchange( std::span< LinkRequest > all, std::span< LinkRequest > ordered,
-                              std::span< LinkRequest > queried ) {
+NetlinkLinkControl::exchange( std::span< LinkRequest > all, std::span< LinkRequest > toChange,
+                              std::span< LinkRequest > toQuery ) {
    try {
-      send( all, ordered, queried );
-      receiveAnswers( all, queried );
+      send( all, toChange, toQuery );
+      receiveAnswers( all, toQuery );
    } catch ( std::system_error const& error ) {
-      for ( auto const requests : { ordered, queried } )
+      for ( auto const requests : { toChange, toQuery } )
          for ( LinkRequest& request : requests )
             if ( request.error == unanswered )
                request.error = error.code().value();
@@ -99,14 +99,14 @@ NetlinkLinkControl::exchange( std::span< LinkRequest > all, std::span< LinkReque
 
 void
 NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > all,
-                                    std::span< LinkRequest const > queried ) {
+                                    std::span< LinkRequest const > toQuery ) {
    auto const isUnanswered = []( LinkRequest const& request ) {
       return request.error == unanswered;
    };
    int timeoutMs = answerTimeoutMs;
    for ( ;; ) {
       // Waits only for the answers to the last queries; the others come before.
-      bool const wait = std::any_of( queried.begin(), queried.end(), isUnanswered );
+      bool const wait = std::any_of( toQuery.begin(), toQuery.end(), isUnanswered );
       auto const datagram = socket_.receive( wait ? timeoutMs : 0 );
       if ( !datagram )
          return;
@@ -123,27 +123,27 @@ NetlinkLinkControl::receiveAnswers( std::span< LinkRequest > all,
 }
 
 void
-NetlinkLinkControl::send( std::span< LinkRequest > all, std::span< LinkRequest > ordered,
-                          std::span< LinkRequest const > queried ) {
+NetlinkLinkControl::send( std::span< LinkRequest > all, std::span< LinkRequest > toChange,
+                          std::span< LinkRequest const > toQuery ) {
    std::size_t size = 0;
    auto const sequenceOf = [ & ]( LinkRequest const& request ) {
       return firstSequence_ +
              static_cast< std::uint32_t >( messagesEach * ( &request - all.data() ) );
    };
-   for ( LinkRequest& request : ordered ) {
+   for ( LinkRequest& request : toChange ) {
       if ( !glance( request ) )
          size += putLinkQuery( batch_.data() + size, request.index, 0, sequenceOf( request ) );
       if ( !request.onlyQuery )
-         size += putOrder( batch_.data() + size, request, sequenceOf( request ) + 1 );
+         size += putCommand( batch_.data() + size, request, sequenceOf( request ) + 1 );
    }
-   for ( LinkRequest const& request : queried )
+   for ( LinkRequest const& request : toQuery )
       size += putLinkQuery( batch_.data() + size, request.index, 0,
                             sequenceOf( request ) + messagesEach - 1 );
    socket_.send( std::span( batch_ ).first( size ) );
 }
 
 // Asks only whether the link is administratively up, which suffices to know whether somebody else
-// shut it. Faster than a query, for whose answer the order would wait.
+// shut it. Faster than a query, for whose answer the command would wait.
 bool
 NetlinkLinkControl::glance( LinkRequest& request ) const {
    bool const isEnough = request.before.index && !request.up && !request.onlyQuery &&
@@ -168,7 +168,7 @@ NetlinkLinkControl::handleAnswer( nlmsghdr const& message, std::span< LinkReques
    auto const link = linkOf( message );
    if ( link )
       ( isBefore ? request.before : request.after ) = *link;
-   // The kernel answers an order only with an error.
+   // The kernel answers a command only with an error.
    if ( isAfter ? request.error == unanswered : !isBefore )
       request.error = link ? 0 : errorOf( message );
    // glance() may have seen another link, if the name has moved to that.

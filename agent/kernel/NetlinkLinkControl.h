@@ -22,7 +22,7 @@ class NetlinkLinkControl final : public LinkControl {
    // Returns true if the kernel lets this process change interfaces (CAP_NET_ADMIN). Touches none.
    bool allowed();
 
-   // The requests cost a round trip to the kernel for every batchSize of them. All orders come
+   // The requests cost a round trip to the kernel for every batchSize of them. All commands come
    // before the kernel is asked what became of the links: that is another round trip for each of
    // these batches but the last.
    void apply( std::span< LinkRequest > requests ) override;
@@ -35,17 +35,17 @@ class NetlinkLinkControl final : public LinkControl {
    static constexpr int receiveBuffer = 1 << 20;
    static constexpr std::uint32_t messagesEach = 3;
 
-   // Orders and queries some of all requests. Sends for each of `ordered` a query of the link,
-   // unless glance() knows its state, and the order; then a second query for each of `queried`. The
-   // kernel carries out one after the other, so that no order waits for an answer about another
-   // link if all are sent before the first of those queries.
-   void exchange( std::span< LinkRequest > all, std::span< LinkRequest > ordered,
-                  std::span< LinkRequest > queried );
-   void send( std::span< LinkRequest > all, std::span< LinkRequest > ordered,
-              std::span< LinkRequest const > queried );
+   // Changes and queries the links of some of all requests. Sends for each of `toChange` a query,
+   // unless glance() knows the link's state, and the command; then a second query for each of
+   // `toQuery`. The kernel carries out one after the other, so that no command waits for an answer
+   // about another link if all are sent before the first of those queries.
+   void exchange( std::span< LinkRequest > all, std::span< LinkRequest > toChange,
+                  std::span< LinkRequest > toQuery );
+   void send( std::span< LinkRequest > all, std::span< LinkRequest > toChange,
+              std::span< LinkRequest const > toQuery );
    // Updates request.before by ioctl. Returns false when a query is needed for that.
    bool glance( LinkRequest& request ) const;
-   void receiveAnswers( std::span< LinkRequest > all, std::span< LinkRequest const > queried );
+   void receiveAnswers( std::span< LinkRequest > all, std::span< LinkRequest const > toQuery );
    void handleAnswer( nlmsghdr const& message, std::span< LinkRequest > requests );
 
    std::function< void() > const afterBatch_;

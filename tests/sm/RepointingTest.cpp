@@ -79,8 +79,8 @@ TEST_F( Repointing, MachinesThatWatchNothingGoWithTheirOwners ) {
    world_.apply( "group h; group k; appear B; appear C; appear D; monitor g B; monitor g C; "
                  "monitor g D" );
    std::vector< Zet::Ptr< UplinkFailureDetectionIntfSm > > children;
-   for ( char const port : { 'A', 'B', 'C', 'D' } ) {
-      children.push_back( group().uplinkFailureDetectionIntfSm( intf( port ) ) );
+   for ( char const uplink : { 'A', 'B', 'C', 'D' } ) {
+      children.push_back( group().uplinkFailureDetectionIntfSm( intf( uplink ) ) );
       children.back()->ethIntfStatusDel();
    }
    std::vector< Zet::Ptr< UplinkFailureDetectionGroupSm > > groups;
