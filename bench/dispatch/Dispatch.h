@@ -9,13 +9,18 @@
 #include <utility>
 #include <vector>
 
-// A subject whose value is changed tells its observers, each of which adds the value up. What a
-// peer brings is a subject:
+// A subject whose value is changed tells its observers. Each adds the value up. What a peer brings
+// is a subject:
 //
 //    struct Subject {
-//       template < int Kind > void observe();   // One more observer, with the handler of that
-//       kind. void set( unsigned int value );         // Tells them all. std::uint64_t sum() const;
-//       // Of what all of them have added.
+//       // One more observer, with the handler of that kind.
+//       template < int Kind > void observe();
+//
+//       // Tells them all.
+//       void set( unsigned int value );
+//
+//       // What all of them have added.
+//       std::uint64_t sum() const;
 //    };
 namespace Bench {
 

@@ -6,7 +6,7 @@
 
 namespace Ufdd {
 
-// Returns what the checker says against the text, each line of which is one of ufdctl's objects.
+// The text has one of ufdctl's objects in each line. Returns what the checker says against it.
 inline std::string
 faultsOf( std::string const& text ) {
    TextFile const file( text );

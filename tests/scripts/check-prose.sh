@@ -20,8 +20,10 @@ a port in the place of another
 all links, as far as it goes
 a group, of which nobody knows
 a file of which nothing is left
+a subject with observers, each of which adds the value
 What is over is gone
 has the listener told of it
+has ufdd told of it
 END
 echo "// A port, instead of another. Each of which is shut. As every link." >"$text"
 "$check" "$text" || failures=1

@@ -6,7 +6,7 @@
 
 namespace Zet {
 
-// Makes objects of class T, most of which are dropped before the next is made, such as interfaces
+// Makes objects of class T. Most are dropped before the next is made, such as interfaces
 // of values. Keeps the last object and renews it when nobody else holds it. That takes a few stores
 // and no allocation. T offers isAsMade() and renew( arguments ), which does the constructor's work.
 template < class T > class Reused {
