@@ -22,8 +22,8 @@ namespace UplinkFailureDetection {
 //
 // The decisions come from the groups' statuses and the configuration. The entries of the
 // CauseStatus, which ufdd does not read, say less: a group removes entries without regard to other
-// groups. A port that such a group shares with one that is down has no entry then until the next
-// check of the latter.
+// groups. A port that such a group shares with one that is down has no entry then until the
+// latter is evaluated again.
 class ZET_EXPORT PortDecisions {
  public:
    // Replaces the rule above, for a host with delays, dry runs or exceptions.

@@ -27,8 +27,9 @@ class PortReasons final : public UplinkFailureDetection::PortDecisions::Policy {
 
    bool shuts( UplinkFailureDetection::GroupConfig const& group,
                Kelnet::IntfId port ) const override;
-   // Returns true if each group that needs the port shut is left alone, or is up again, as of the
-   // last evaluation. If it is shut, it stays so; if not, there is no evidence to shut it.
+   // Returns true if each group that needs the port shut is left alone, or is up again and not
+   // latched, as of the last evaluation. If the port is shut, it stays so; if not, there is no
+   // evidence to shut it.
    bool isLeftAlone( Kelnet::IntfId port ) const;
    // Returns true if the port or one of its groups is ordered down.
    bool isOrderedDown( Kelnet::IntfId port ) const;
