@@ -14,8 +14,8 @@
 namespace Ufdd {
 
 // Decides whether a request to steer groups and ports is carried out, and records what it orders
-// before anything acts on it. A request is carried out for all its targets or for none. A name that
-// a group and a port have means the group.
+// before anything acts on it. A request is carried out for all its targets or for none. If a group
+// and a port share a name, the name means the group.
 class Steer {
  public:
    // Borrows: all.

@@ -132,7 +132,7 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    Zet::Ptr< AdapterOf< Member< I > > >
    nboAttrLogAdapterIs( Zet_BitSet mask, Zet::Ptr< Member< I > > const& child, unsigned int flags,
                         Zet::Ptr< Zet::NboAttrLog::Out > const& out, Zet::PtrInterface* owner );
-   // Moves the child's adapter to no output and returns the adapter.
+   // Detaches the child's adapter from its output and returns the adapter.
    template < std::size_t I > Zet::Ptr< Base > nboAttrLogAdapterDel( Member< I > const& child );
 
    void handleReplayRequest( Zet::AttributeId id ) override;
@@ -160,8 +160,8 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
                                Zet::Ptr< Zet::NboAttrLog::Out > const& out );
    Zet_BitSet notificationBits() const noexcept;
    bool sendPendingAborts();
-   // Gives one attribute its turn in the flow. Returns true when the flow ends here, to go on at
-   // `next`.
+   // Writes what the flow has to write of one attribute. Returns true if the flow pauses here; it
+   // continues at `next`.
    template < std::size_t I > bool flowStep( Zet::AttributeId& next );
    template < std::size_t I > static constexpr Zet::AttributeId nextId();
 
@@ -175,7 +175,7 @@ template < class T > class EntityAdapter : public Zet::Entity::ZetNboAttrLogSa {
    template < std::size_t I >
    void readFrom( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
                   Record record );
-   // Reads a record of a peer that is not to change the entity, and answers it.
+   // Reads a record from a peer that may not change the entity, and answers it.
    void answer( Zet::AttributeId id, DeserializationOptions options, unsigned int n,
                 Zet::NboAttrLog::In& in );
    void readOther( Zet::AttributeId id, DeserializationOptions options, unsigned int n,

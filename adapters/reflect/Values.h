@@ -31,7 +31,8 @@ template < Notify::Enumeration E > class ZET_EXPORT EnumerationIf : public Zet::
       return Base::attributeId( std::move( name ) );
    }
    // Throws: Zet::GenericIfException `unknownAttribute`, the enumeration's name, for any other
-   // number.
+   // number; `constInstance` for a change of a const instance; `opNotSupported` for any operation
+   // but `get`; `badIndex` for a key.
    Interface attributeOp( Zet::GenericIf::AttributeOp const& op, InterfaceConst const& key,
                           Interface const& value ) override;
 };
@@ -140,7 +141,7 @@ template < class T > struct ArgumentAs< Zet::Ptr< T > > {
       return static_cast< T* >( argument->zetObject( *type ).get() );
    }
 };
-// Borrows: the interface holds the object.
+// Valid until: the interface is dropped, which holds the object.
 template < class T > struct ArgumentAs< T* > {
    static T* value( Zet::GenericIf const* argument, std::string_view name ) {
       return ArgumentAs< Zet::Ptr< T > >::value( argument, name ).get();

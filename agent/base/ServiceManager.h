@@ -25,7 +25,8 @@ class ServiceManager {
    // Reports a short text about the present state, if it differs from the last one.
    void statusIs( std::string const& text );
 
-   // The longest time between two calls of alive(), in microseconds; 0 if none are expected.
+   // The longest time allowed between two calls of alive(), in microseconds; 0 if none are
+   // expected.
    std::uint64_t watchdogPeriod() const { return watchdogPeriod_; }
    void alive();
 

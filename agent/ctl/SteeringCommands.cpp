@@ -56,7 +56,7 @@ pathOf( Sockets const& sockets ) {
 std::string
 exchanged( std::string const& path, std::string const& text ) {
    Descriptor const stream = connected( path );
-   // Whoever is refused may be answered before all is sent: the answer says why.
+   // ufdd may refuse, and answer, before all is sent. Then the answer says why.
    send( stream.fd(), text.data(), text.size(), MSG_NOSIGNAL );
    std::string answer;
    std::array< char, 1 << 14 > bytes;

@@ -28,6 +28,7 @@ PortControl::ruleFor( Link const& link, Kelnet::IntfId port, bool isOrdered, boo
 PortControl::Rule
 PortControl::ruleFor( Link const& link, Kelnet::IntfId port ) const {
    PortReasons const& reasons = detector_.reasons();
+   // Few links carry the default route. For the others the answer makes no difference.
    bool const isForced =
        !defaultRoutes_.carries( link.index ) || reasons.allowsDefaultRoute( port );
    return ruleFor( link, port, reasons.isOrderedDown( port ), isForced );
@@ -67,7 +68,7 @@ PortControl::spare( Link const& link, Kelnet::IntfId port, PortResult::Kind why 
       acts_.disownIfOpen( *owned );
    bool const isOurs = owned_.contains( link.index );
    if ( !isOurs && !link.adminUp ) {
-      // Somebody keeps it down, which is noted there.
+      // Somebody keeps it down. Then this shuts nothing, but notes that it was found so.
       spared_.erase( link.index );
       acts_.queueShut( link, port, reason_, false );
       return;

@@ -146,7 +146,7 @@ class PortControl final : public LinkDirectory::Listener {
    PortActs acts_;
    std::vector< Kelnet::IntfId > changed_; // Ports to review in act(), each once.
    std::unordered_set< Kelnet::IntfId > changedSet_;
-   std::map< std::uint32_t, PortResult::Kind > spared_; // Why links are left open, by index.
+   std::map< std::uint32_t, PortResult::Kind > spared_; // Why links are not shut, by index.
    std::vector< Kelnet::IntfId > reviewed_;             // See takeReviewed().
    std::vector< Link > linksOfPort_;                    // See collectLinks().
 };

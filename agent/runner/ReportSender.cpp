@@ -84,7 +84,7 @@ ReportSender::send() {
                        ? "may not report: can't open " + path_ + "; " + remedy
                        : unreachableText( path_, error, "--control-socket", "ufdd-checks" ) );
    }
-   // Whoever is refused may be answered before all is sent: the answer says why.
+   // ufdd may refuse, and answer, before all is sent. Then the answer says why.
    ::send( socket_.fd(), text.data(), text.size(), MSG_NOSIGNAL );
    answer_.clear();
    answerBy_ = Zet::now() + patience;

@@ -22,8 +22,8 @@ class LinkState : public Notify::LoggedEntity< LinkState > {
    void conditionIs( LinkCondition condition ) {
       attributeIs< &LinkState::condition >( condition_, condition );
    }
-   // Since when it has this condition, in seconds of Zet::now(). For a condition that ufdd found
-   // when it began to watch the link, the time of that.
+   // Since when it has this condition, in seconds of Zet::now(). If the link had it already when
+   // ufdd began to watch it, since that moment.
    double since() const noexcept { return since_; }
    void sinceIs( double since ) { attributeIs< &LinkState::since >( since_, since ); }
 

@@ -30,7 +30,7 @@ class State : public Notify::LoggedEntity< State > {
 
    explicit State( Zet::Name name ) : LoggedEntity( std::move( name ) ) {}
 
-   // The version of ufdd: "0.1.0".
+   // The version of ufdd: "0.2.0".
    Zet::String8 version() const { return version_; }
    void versionIs( Zet::String8 version ) {
       attributeIs< &State::version >( version_, std::move( version ) );
@@ -43,7 +43,7 @@ class State : public Notify::LoggedEntity< State > {
    // When ufdd was started.
    double startTime() const noexcept { return startTime_; }
    void startTimeIs( double time ) { attributeIs< &State::startTime >( startTime_, time ); }
-   // The wall time of that, taken then, in seconds since the epoch.
+   // The wall time at startTime(), in seconds since the epoch.
    double startWall() const noexcept { return startWall_; }
    void startWallIs( double wall ) { attributeIs< &State::startWall >( startWall_, wall ); }
 
@@ -55,8 +55,8 @@ class State : public Notify::LoggedEntity< State > {
    }
    double configTime() const noexcept { return configTime_; }
    void configTimeIs( double time ) { attributeIs< &State::configTime >( configTime_, time ); }
-   // The wall time of that, taken then, in seconds since the epoch; and the sum of the bytes of the
-   // file that is in force, as the command cksum prints it.
+   // The wall time at configTime(), in seconds since the epoch; and the CRC of the file that is in
+   // force, as the command cksum prints it.
    double configWall() const noexcept { return configWall_; }
    void configWallIs( double wall ) { attributeIs< &State::configWall >( configWall_, wall ); }
    unsigned int configSum() const noexcept { return configSum_; }
@@ -69,8 +69,8 @@ class State : public Notify::LoggedEntity< State > {
    void refusalIs( Zet::String8 finding ) {
       attributeIs< &State::refusal >( refusal_, std::move( finding ) );
    }
-   // Until when the configuration that is in force has to be confirmed, else the former one comes
-   // back; 0 if it need not be.
+   // The time by which the configuration that is in force must be confirmed, else the former one
+   // comes back; 0 if it need not be.
    double confirmTime() const noexcept { return confirmTime_; }
    void confirmTimeIs( double time ) { attributeIs< &State::confirmTime >( confirmTime_, time ); }
    // How uplinks are watched, as the configuration has it: "verify".
@@ -198,7 +198,7 @@ class State : public Notify::LoggedEntity< State > {
    Links::Members const& linkMembers() const { return link_.members(); }
 
    // The ports that groups disable, by name; and ports that no group disables any more, as long as
-   // ufdd holds them.
+   // they are ours.
    Zet::Ptr< PortState > port( Zet::Name name ) const { return port_.find( name ); }
    Zet::Ptr< PortState > portIs( Zet::Name name ) {
       return memberIs< &State::port >( port_, name );

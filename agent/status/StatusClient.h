@@ -36,8 +36,8 @@ class StatusClient {
    void send();
    // The socket may take bytes again.
    void handleWritable() { isWritable_ = true; }
-   // Returns true if unsentSize() has become 0, or another number, since the last call: the owner
-   // must watch the socket for less, or for more.
+   // Returns true if bytes have begun, or ceased, to wait since the last call: the owner must
+   // begin, or cease, to watch whether the socket takes bytes.
    bool takeWatchChange();
    // The number of bytes that wait until the socket takes them.
    std::size_t unsentSize() const { return demuxer_->out()->unsentSize(); }

@@ -84,7 +84,7 @@ TEST_F( CheckRunnerTest, tellsEachEndOfACommand ) {
    check( "none", state_.path() + "/none", often );
    check( "long", script( "long", "head -c 300000 /dev/zero | tr '\\0' x; exit 1" ),
           "interval = 10\ntimeout = 10" );
-   // Its child outlives it, unless it is killed as well. A second run would write another file.
+   // Its child outlives it, unless it is killed as well. A second run would append its own child.
    check( "hangs", script( "hangs", inState + "sleep 1000 & echo $! >>child; echo waiting; wait" ),
           "interval = 20\ntimeout = 0.5" );
    // Leaves a child behind that holds its output open.
@@ -108,8 +108,8 @@ TEST_F( CheckRunnerTest, tellsEachEndOfACommand ) {
    EXPECT_EQ( runner->end( SIGTERM ), 0 );
 }
 
-// A process that is held in the kernel can't be made at will. One whose end a debugger has not
-// taken note of is there all the same.
+// A process that hangs in the kernel can't be made at will. One that is traced stays, too, after it
+// was killed: until its tracer waits for it.
 TEST_F( CheckRunnerTest, runsNoSecondOneBesideAProcessThatStays ) {
    check( "stays", script( "stays", "cd " + state_.path() + "; echo $$ >>pid; sleep 1000" ),
           "interval = 1\ntimeout = 1" );
@@ -123,7 +123,6 @@ TEST_F( CheckRunnerTest, runsNoSecondOneBesideAProcessThatStays ) {
    EXPECT_TRUE( eventually( [ & ] { return lines( "others" ) > before + 5; } ) );
    EXPECT_EQ( lines( "pid" ), 1 );
    EXPECT_EQ( runner->count( "check stays is not run: process " ), 1u ) << runner->output();
-   // Takes note.
    waitpid( pid, nullptr, __WALL );
    EXPECT_TRUE( eventually( [ & ] { return lines( "pid" ) > 1; } ) );
 }
@@ -154,7 +153,7 @@ TEST_F( CheckRunnerTest, shutsAndOpensAPort ) {
    ufdd.emplace( arguments( config ) );
    EXPECT_TRUE( isFound( "new", "fail: exit status 1" ) );
    EXPECT_TRUE( haveLink( { "d1-far" }, false ) );
-   // A reload, neither. A check that is not there any more is not run.
+   // Nor does a reload. A check that is not there any more is not run.
    config = group( "g", "'u1'", "'d1'" );
    check( "new", script( "later", "echo well" ), "interval = 0.1" );
    reload( *ufdd, config );

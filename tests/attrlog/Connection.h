@@ -19,7 +19,7 @@ using LogAdapter = Zet::Entity::ZetNboAttrLogSa;
 using Side = Demuxer::Side;
 using Transaction = Zet::StreamAdapter::AttrTransactionType;
 
-// Takes one root, which has been there before.
+// Takes one root, which exists already.
 struct OneRoot final : Demuxer::Roots {
    explicit OneRoot( Zet::Ptr< Zet::Entity > root ) : entity( std::move( root ) ) {}
    Zet::Ptr< Zet::Entity > root( Zet::TypeId, Zet::Name const& name ) override {
@@ -28,7 +28,7 @@ struct OneRoot final : Demuxer::Roots {
    Zet::Ptr< Zet::Entity > entity;
 };
 
-// All that waits in an output, which is empty then.
+// Takes all unsent bytes of the output.
 inline Bytes
 taken( Demuxer& from ) {
    Bytes bytes;
@@ -40,7 +40,7 @@ taken( Demuxer& from ) {
    return bytes;
 }
 
-// "00 1a ff", in lines of no particular length.
+// "00 1a ff".
 inline std::string
 hex( Bytes const& bytes ) {
    std::string text;
@@ -94,7 +94,7 @@ template < class E > struct End {
    Zet::Ptr< Demuxer > demuxer;
 };
 
-// Moves what the first end has written to the second. True when that was anything.
+// Moves what the first end has written to the second. Returns true if that was anything.
 inline bool
 pump( Demuxer& from, Demuxer& to ) {
    from.handleRoom();
