@@ -50,7 +50,7 @@ class Agent final : public Steering {
    // Throws: whatever the source throws. No port has been touched then.
    void start( ConfigFile const& config );
    // Changes to another configuration. Unchanged groups are not touched. If the configuration has
-   // errors or no group, logs why, changes nothing and returns false. `file` names it in messages.
+   // errors or no group, logs why, changes nothing and returns false. `file` names it in the log.
    bool reload( ConfigFile config, std::string const& file );
    // While a former configuration may come back, orders and latches are kept that only that one
    // may name. Once it may not, those are dropped that the present one does not name.

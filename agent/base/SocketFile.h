@@ -9,7 +9,7 @@
 
 namespace Ufdd {
 
-// What a socket is called in messages.
+// What a socket is called in errors and the log.
 struct SocketWords {
    std::string name = "status";     // "the status socket"
    std::string option = "--socket"; // The option of ufdd that sets its path.

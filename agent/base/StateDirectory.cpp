@@ -213,7 +213,7 @@ StateDirectory::takeLock( Descriptor const& directory, Descriptor& lock ) {
    // Somebody removed the file before it was locked.
    if ( !isSame( directory.fd(), lockName, lock ) )
       return EAGAIN;
-   // Only names the process in messages, for which a full disk has no room.
+   // Only names the process in errors. A full disk has no room for that.
    std::string const holder =
        std::to_string( getpid() ) + ' ' + std::to_string( networkNamespace() ) + '\n';
    if ( ftruncate( lock.fd(), 0 ) == 0 )

@@ -46,7 +46,7 @@ class StateFile {
    bool isLost() const {
       return file_ && !( directory_.isThere() && directory_.isAt( name_, file_ ) );
    }
-   // Where the file is, for messages.
+   // Where the file is, for the log.
    std::string place() const { return directory_.path() + '/' + name_; }
    // The first three lines.
    std::string const& heading() const { return heading_; }

@@ -13,7 +13,7 @@ unixAddress( std::string const& path ) {
    sockaddr_un address{ .sun_family = AF_UNIX, .sun_path = {} };
    if ( path.empty() || path.size() >= sizeof address.sun_path )
       throw std::system_error( ENAMETOOLONG, std::generic_category(),
-                               "the path of a socket has 1 to " +
+                               "the path of a socket must have 1 to " +
                                    std::to_string( sizeof address.sun_path - 1 ) + " bytes, not " +
                                    std::to_string( path.size() ) + ": " + path );
    path.copy( address.sun_path, path.size() );

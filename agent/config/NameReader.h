@@ -25,7 +25,7 @@ class NameReader {
    // Adds the name. Returns false, with an error, if it can't be used or is there already.
    bool addNew( std::string_view name, toml::node const& at );
 
-   // The two forms of a list, for messages.
+   // The two forms of a list, for findings.
    static constexpr std::string_view listForm = R"([ "...", ... ])";
    static constexpr std::string_view tableForm = R"({ "..." = ..., ... })";
 

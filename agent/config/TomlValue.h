@@ -16,7 +16,7 @@
 namespace Ufdd {
 
 Place placeOf( toml::node const& node );
-// Returns the type of a node for messages, to follow "not": "a text", "a list".
+// Returns the type of a node for findings, to follow "not": "a text", "a list".
 std::string_view typeOf( toml::node const& node );
 // Returns a number or a text as it was read, else the type: "-1", "\"sideways\"", "a list".
 std::string found( toml::node const& node );

@@ -28,7 +28,7 @@ class BootStore {
    virtual int remember( BootRecord const& record ) = 0;
    // Returns true if what remember() wrote is not there any more.
    virtual bool isLost() const = 0;
-   // Where the record is, for messages.
+   // Where the record is, for the log.
    virtual std::string place() const = 0;
 };
 

@@ -32,7 +32,7 @@ class GroupLog final : private UplinkFailureDetection::GroupTransitions::Listene
    struct Told {
       Zet::Name group;
       UplinkFailureDetection::GroupLinkStatus before, now;
-      std::string reason; // "uplink eth2 lost carrier"; "configured".
+      std::string cause; // "uplink eth2 lost carrier"; "configured".
    };
    // Returns the transitions logged since the last call.
    std::vector< Told > takeTold() { return std::exchange( told_, {} ); }

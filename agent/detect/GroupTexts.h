@@ -8,7 +8,7 @@
 
 namespace Ufdd {
 
-// How messages put the state of groups.
+// How the log puts the state of groups.
 
 struct GroupsText {
    std::vector< std::string_view > names; // Valid until: the configuration changes.

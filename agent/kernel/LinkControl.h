@@ -18,7 +18,7 @@ struct LinkRequest {
    };
 
    std::uint32_t index = 0;
-   bool up = false;
+   bool up = false; // Opens the link, else shuts it.
    Means means = Means::adminDown;
    unsigned int reason = 0; // The number of our bit.
    bool onlyQuery = false;  // Only queries the state; changes nothing.

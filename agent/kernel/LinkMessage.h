@@ -29,7 +29,7 @@ std::size_t putLinkQuery( std::byte* room, std::uint32_t index, std::uint16_t fl
                           std::uint32_t sequence );
 
 // Decodes a message about a link. Returns nothing for other messages, such as those of a bridge
-// about its ports, which have the same type and another family.
+// about its members, which have the same type and another family.
 std::optional< Link > linkOf( nlmsghdr const& message );
 
 // Returns the errno value in a message that ends a dump or answers a request.

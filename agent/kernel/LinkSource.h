@@ -30,7 +30,7 @@ struct Link {
    bool isLag = false;       // A bond or team: its members carry its traffic.
 
    // Returns true if it can't be the link of the same index that had that address. An address that
-   // is not permanent proves nothing: that of a bridge changes when a port joins it.
+   // is not permanent proves nothing: that of a bridge changes when a link joins it.
    bool isOtherThan( std::uint64_t formerAddress ) const {
       return hasPermanentAddress && address != formerAddress;
    }
@@ -49,7 +49,8 @@ class LinkListener {
  public:
    // Delivers all links; any other one is gone.
    virtual void handleLinks( std::span< Link const > links ) = 0;
-   // Delivers a link that is new or has changed, perhaps its name.
+   // Delivers a link that a message tells of: it is new, or has changed, perhaps its name, or is as
+   // it was.
    virtual void handleLink( Link const& link ) = 0;
    // A link was moved to another network namespace. handleLinkGone() follows.
    virtual void handleLinkMoved( std::uint32_t /*index*/ ) {}

@@ -23,7 +23,7 @@ class OrderStore {
    virtual int remember( OrderBook const& book ) = 0;
    // Returns true if what remember() wrote is not there any more.
    virtual bool isLost() const = 0;
-   // Where the record is, for messages.
+   // Where the record is, for the log.
    virtual std::string place() const = 0;
 };
 

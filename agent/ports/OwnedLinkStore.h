@@ -11,7 +11,7 @@
 namespace Ufdd {
 
 // A link that we shut or are about to shut. An overridden one was ours until others had opened it
-// so often that ufdd leaves it alone.
+// so often that ufdd leaves it open.
 struct OwnedLink {
    std::uint32_t index = 0;
    InterfaceName name;
@@ -60,7 +60,7 @@ class OwnedLinkStore {
    virtual int remember( std::span< OwnedLink const > links ) = 0;
    // Looks whether the record was removed or replaced; then the next remember() writes it again.
    virtual bool isLost() = 0;
-   // Where the record is, for messages.
+   // Where the record is, for the log.
    virtual std::string place() const = 0;
    // Returns what the errno value of the last remember() means there, and the remedy.
    virtual std::string explain( int error ) const = 0;

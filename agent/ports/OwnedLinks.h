@@ -14,7 +14,7 @@ namespace Ufdd {
 
 // The links that are ours: shut by us and not opened since. Each is known by its index, with its
 // present name, since another link that gets the name is not ours to open. Holds the overrides as
-// well: links that were ours, but that others opened so often that ufdd leaves them alone.
+// well: links that were ours, but that others opened so often that ufdd leaves them open.
 class OwnedLinks {
  public:
    // Borrows: both.
@@ -71,7 +71,7 @@ class OwnedLinks {
    bool hasFailed() const { return error_ != 0; }
    // The errno value of the last remember().
    int error() const { return error_; }
-   // Where the record is, for messages.
+   // Where the record is, for the log.
    std::string place() const { return store_.place(); }
    void retry() { isChanged_ |= hasFailed(); }
    // Records all again if the record was removed.

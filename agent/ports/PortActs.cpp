@@ -110,7 +110,7 @@ PortActs::handleGone( std::uint32_t index ) {
 }
 
 void
-PortActs::forgetReopenings( std::uint32_t index ) {
+PortActs::forgetNotes( std::uint32_t index ) {
    State& state = states_[ index ];
    state.foundDown = false;
    state.leftOpen.reset();

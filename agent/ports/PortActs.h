@@ -38,14 +38,15 @@ class PortActs {
    // Queries a link of ours that looks open. It is ours no more if somebody has really opened it:
    // the message that showed it open may be older than our last act.
    void disownIfOpen( OwnedLink const& owned );
-   // Tells, once until it is shut or forgetReopenings() is called, that the link must be shut but
+   // Tells, once until it is shut or forgetNotes() is called, that the link must be shut but
    // is left open because of `why`.
    void noteLeftOpen( Link const& link, Kelnet::IntfId port, PortResult::Kind why );
    // Call when the last act on the link, which may have failed, is not wanted any more.
    void forgetFailure( std::uint32_t index );
    void act();
-   // Call when the link need not be shut any more: whoever opens it later starts from 0.
-   void forgetReopenings( std::uint32_t index );
+   // Call when the link need not be shut any more: what is noted of it is told again, and whoever
+   // opens it later starts from 0.
+   void forgetNotes( std::uint32_t index );
    void handleGone( std::uint32_t index );
 
    // The results since the last call, in the order of the acts.

@@ -215,7 +215,7 @@ PortControl::act() {
             shut( port );
          else
             for ( Link const& link : linksOfPort_ ) {
-               acts_.forgetReopenings( link.index );
+               acts_.forgetNotes( link.index );
                spared_.erase( link.index );
             }
       }

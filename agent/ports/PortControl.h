@@ -69,7 +69,7 @@ class PortControl final : public LinkDirectory::Listener {
    // their groups are up, unless they are ordered down. Records that first. Returns an errno value;
    // unless that is 0, nothing has changed.
    int clear( std::span< Kelnet::IntfId const > ports );
-   // Where overrides are recorded, for messages.
+   // Where overrides are recorded, for the log.
    std::string recordPlace() const { return owned_.place(); }
    // Returns true if act() would shut an open link of the port, were the port ordered down
    // (`isOrdered`) or else wanted shut by its groups.

@@ -37,7 +37,7 @@ class PortSettingsStore {
    virtual int remember( std::span< PortSettings const > all ) = 0;
    // Looks whether the record was removed or replaced since the last remember().
    virtual bool isLost() { return false; }
-   // Where the record is, for messages.
+   // Where the record is, for the log.
    virtual std::string place() const = 0;
 };
 
