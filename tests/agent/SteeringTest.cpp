@@ -116,7 +116,7 @@ TEST_F( SteeringTest, bringsBackWhatNobodyConfirms ) {
    ufdd->end( SIGKILL );
    ufdd.emplace( way );
    EXPECT_TRUE( haveLink( { "d2-far" }, true ) ) << ufdd->output();
-   EXPECT_TRUE( ufdd->wrote( "the former configuration is in force, not " ) ) << ufdd->output();
+   EXPECT_TRUE( ufdd->writes( "the former configuration is in force, not " ) ) << ufdd->output();
    EXPECT_EQ( ufdctl( { "reload" } ).second, 1 );
 }
 
