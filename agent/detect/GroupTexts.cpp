@@ -10,13 +10,6 @@ using UplinkFailureDetection::GroupLinkStatus;
 
 namespace {
 
-// Returns true if the group shuts no port, whatever its uplinks do.
-bool
-isIdle( Detector const& detector, Zet::Name const& group ) {
-   GroupMode const stance = detector.decisions().of( group ).stance();
-   return stance == GroupMode::dryRun || stance == GroupMode::disabled;
-}
-
 std::string
 stanceText( GroupMode stance ) {
    return stance == GroupMode::disabled      ? ", disabled"
@@ -28,12 +21,13 @@ stanceText( GroupMode stance ) {
 } // namespace
 
 GroupsText
-groupsText( Detector const& detector, Kelnet::IntfId port, GroupLinkStatus linkStatus, Idle idle ) {
+groupsText( Detector const& detector, Kelnet::IntfId port, GroupLinkStatus linkStatus,
+            Named named ) {
    GroupsText groups;
    for ( auto group = detector.config->groupIteratorConst(); group; ++group ) {
       auto const status = detector.status->group( group->name() );
       if ( !group->intfsToDisable( port ) || !status || status->groupLinkStatus() != linkStatus ||
-           ( idle == Idle::leftOut && isIdle( detector, group->name() ) ) )
+           ( named == Named::shutting && !detector.decisions().of( group->name() ).shuts( port ) ) )
          continue;
       groups.names.push_back( group->name().view() );
       groups.text +=

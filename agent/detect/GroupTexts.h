@@ -15,12 +15,11 @@ struct GroupsText {
    // "group a is down, 0/2 up, min_links 1, dry_run", for each, with "; " between them.
    std::string text;
 };
-// Groups that are disabled or in dry_run.
-enum class Idle { included, leftOut };
-// The groups of that status that list `port`.
+enum class Named { all, shutting };
+// The groups of that status that list `port`, or only those that shut it.
 GroupsText groupsText( Detector const& detector, Kelnet::IntfId port,
                        UplinkFailureDetection::GroupLinkStatus linkStatus,
-                       Idle idle = Idle::included );
+                       Named named = Named::all );
 
 // "group a is down, 0/2 up, min_links 1, dry_run", for a group of that status.
 std::string groupText( Detector const& detector, UplinkFailureDetection::GroupConfig const& group,

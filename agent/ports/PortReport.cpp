@@ -95,11 +95,11 @@ PortReport::line( LogEvent::Id id, GroupsText const& groups, Kelnet::IntfId port
 
 GroupsText
 PortReport::demandText( Kelnet::IntfId port ) const {
-   GroupsText groups = groupsText( detector_, port, GroupLinkStatus::down, Idle::leftOut );
+   GroupsText groups = groupsText( detector_, port, GroupLinkStatus::down, Named::shutting );
    if ( detector_.reasons().isOrderedDown( port ) ) {
       groups.text = "it is ordered down";
    } else if ( groups.names.empty() ) {
-      groups = groupsText( detector_, port, GroupLinkStatus::up, Idle::leftOut );
+      groups = groupsText( detector_, port, GroupLinkStatus::up, Named::shutting );
       groups.text.insert( 0, detector_.reasons().isLatched( port )
                                  ? "it is latched (auto_recover): "
                                  : "recovery_delay has not passed: " );
@@ -110,7 +110,7 @@ PortReport::demandText( Kelnet::IntfId port ) const {
 std::string
 PortReport::leftAloneText( Kelnet::IntfId port ) const {
    bool const isDown =
-       !groupsText( detector_, port, GroupLinkStatus::down, Idle::leftOut ).names.empty();
+       !groupsText( detector_, port, GroupLinkStatus::down, Named::shutting ).names.empty();
    return isDown ? "not shut: there is no evidence that its uplinks failed"
                  : "not shut: its uplinks are up again";
 }

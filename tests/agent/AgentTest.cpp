@@ -332,7 +332,9 @@ TEST_F( AgentTest, downDelayHidesShortFailures ) {
 
 TEST_F( AgentTest, reloadNeitherEndsNorBeginsADelay ) {
    kernel.add( "d3" );
+   kernel.add( "u3" );
    groups[ 0 ].policy.recoveryDelay = 10;
+   groups.push_back( group( "always up", { "u3" }, { "d1" } ) );
    start();
    uplinksAre( false );
    uplinksAre( true );
