@@ -141,7 +141,7 @@ template < class T > struct ArgumentAs< Zet::Ptr< T > > {
       return static_cast< T* >( argument->zetObject( *type ).get() );
    }
 };
-// Valid until: the interface is dropped, which holds the object.
+// Valid until: the interface that holds the object is dropped.
 template < class T > struct ArgumentAs< T* > {
    static T* value( Zet::GenericIf const* argument, std::string_view name ) {
       return ArgumentAs< Zet::Ptr< T > >::value( argument, name ).get();

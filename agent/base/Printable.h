@@ -5,9 +5,9 @@
 
 namespace Ufdd {
 
-// Returns the text with "\x1b" and the like instead of bytes that could command a terminal, or
-// split a line of a log: control characters, also those of UTF-8 (U+0080 to U+009F), and bytes that
-// are not valid UTF-8. Names of interfaces and files may have such bytes.
+// Returns the text with a hex escape ("\x1b") for each byte that could command a terminal, or split
+// a line of a log: control characters, also those of UTF-8 (U+0080 to U+009F), and bytes that are
+// not valid UTF-8. Names of interfaces and files may have such bytes.
 std::string printable( std::string_view text );
 
 // Returns the text in double quotes.

@@ -44,8 +44,8 @@ class PortActs {
    // Call when the last act on the link, which may have failed, is not wanted any more.
    void forgetFailure( std::uint32_t index );
    void act();
-   // Call when the link need not be shut any more: what is noted of it is told again, and whoever
-   // opens it later starts from 0.
+   // Call when the link need not be shut any more. If it must be shut later, all is told again, and
+   // reopenings are counted from 0.
    void forgetNotes( std::uint32_t index );
    void handleGone( std::uint32_t index );
 

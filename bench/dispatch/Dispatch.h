@@ -19,7 +19,7 @@
 //       // Tells them all.
 //       void set( unsigned int value );
 //
-//       // What all of them have added.
+//       // The sum of what its observers have added.
 //       std::uint64_t sum() const;
 //    };
 namespace Bench {

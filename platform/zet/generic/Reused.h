@@ -6,9 +6,10 @@
 
 namespace Zet {
 
-// Makes objects of class T. Most are dropped before the next is made, such as interfaces
-// of values. Keeps the last object and renews it when nobody else holds it. That takes a few stores
-// and no allocation. T offers isAsMade() and renew( arguments ), which does the constructor's work.
+// Makes objects of class T. Pays where most are dropped before the next is made, as interfaces of
+// values are. Keeps the last object and renews it when nobody else holds it. That takes a few
+// stores and no allocation. T offers isAsMade() and renew( arguments ), which does the
+// constructor's work.
 template < class T > class Reused {
  public:
    // Arguments are passed by value, so that those that fit registers are never in memory.
